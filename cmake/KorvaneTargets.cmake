@@ -1,0 +1,34 @@
+# What every target of the project shares: warnings, sanitizers, ccache, and the shape of a test.
+
+option(KORVANE_SANITIZE "Address and undefined-behaviour sanitizers" OFF)
+
+find_program(KORVANE_CCACHE ccache)
+if(KORVANE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${KORVANE_CCACHE})
+endif()
+
+add_library(korvane_options INTERFACE)
+target_compile_options(korvane_options INTERFACE
+  -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wno-sign-conversion -Wnon-virtual-dtor
+  -Woverloaded-virtual -Wcast-align -Wundef -Wimplicit-fallthrough)
+target_compile_definitions(korvane_options INTERFACE
+  $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS> FMT_ENFORCE_COMPILE_STRING=0)
+if(KORVANE_SANITIZE)
+  target_compile_options(korvane_options INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(korvane_options INTERFACE -fsanitize=address,undefined)
+endif()
+
+# korvane_test(NAME SOURCES... [LIBS ...] [LABELS ...]): one GoogleTest program, its cases found by CTest.
+# Without LIBS it links the logic library alone.
+function(korvane_test name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBS;LABELS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  if(NOT arg_LIBS)
+    set(arg_LIBS korvane_core GTest::gtest_main)
+  endif()
+  target_link_libraries(${name} PRIVATE korvane_options korvane_test_support ${arg_LIBS} GTest::gtest GTest::gmock)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+    PROPERTIES TIMEOUT 120 LABELS "${arg_LABELS}"
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+endfunction()

@@ -1,0 +1,21 @@
+// The diagnostic log "KVConsole.Log" in the working directory.
+#pragma once
+
+#include <string_view>
+
+#include "common/ProcessState.h"
+
+namespace korvane {
+
+class Log {
+ public:
+  explicit Log(const ProcessState& state) : state_(state) {}
+  // Appends one quoted record when debug mode is on; the line is on disk when the call returns.
+  // Throws std::runtime_error when the file can't be opened.
+  void WriteLog(std::string_view text);
+
+ private:
+  const ProcessState& state_;
+};
+
+}  // namespace korvane

@@ -1,0 +1,99 @@
+// The console's side of the receiver link: start, the three-second tick, and the completion of every trap,
+// stored or just delivered.  The Systems window's timer calls CheckTraps.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "common/Log.h"
+#include "common/ProcessState.h"
+#include "common/Prompts.h"
+#include "intake/ReceiverLibrary.h"
+#include "store/TrapNames.h"
+#include "store/TrapRecord.h"
+
+namespace korvane::intake {
+
+// The systems as the completion needs them.
+class SystemDirectory {
+ public:
+  virtual ~SystemDirectory() = default;
+  // Fills SystemName and SystemAddress from Source (both views into storage that outlives the trap's use).
+  virtual void NameSystem(store::IncomingTrap& trap) = 0;
+};
+
+// The Systems window as the intake needs it.
+class SystemCounts {
+ public:
+  virtual ~SystemCounts() = default;
+  virtual void UpdateSystemCounts(const store::IncomingTrap& trap) = 0;
+  virtual void RefreshStatus() = 0;
+};
+
+// A Traps window as the intake needs it.
+class TrapsWindow {
+ public:
+  virtual ~TrapsWindow() = default;
+  // One trap whose fields stand in the fixed order trap name, enterprise name, further description,
+  // Event_ExtDescr, EventDescription, Source, system address, EnterpriseOid, SpecificTrap, GenericTrap,
+  // severity, EventTime, SequenceNumber.  The window decides by itself whether it keeps it.
+  virtual void PublicAddTraps(const store::IncomingTrap& trap) = 0;
+  virtual void UpdateStatusBar() = 0;
+};
+
+class TrapsWindows {
+ public:
+  virtual ~TrapsWindows() = default;
+  virtual std::vector<TrapsWindow*> InCreationOrder() = 0;  // "frmTraps" forms only
+};
+
+// Ticks and traps of the current rate period of 31 ticks, as the Systems window's status bar reads them.
+struct IntakeCounters {
+  std::int16_t Ticks = 0;  // 1 to 31 once the timer ran
+  std::int32_t PeriodTraps = 0;
+  std::int32_t TotalTraps = 0;
+};
+
+class Intake {
+ public:
+  Intake(ReceiverLibrary& library, store::TrapNames& names, SystemDirectory& directory, SystemCounts& systems,
+         TrapsWindows& windows, ProcessState& state, Prompts& prompts, Log& log);
+
+  // Starts the library's thread; a failure is shown, and the console carries on.
+  void StartIntake(std::int32_t highWaterMark);
+
+  // One tick.  Never throws: an error ends the tick, is logged, and the next tick begins with the trap in
+  // hand; when that fails again the trap is admitted without a definition.
+  void CheckTraps();
+
+  const IntakeCounters& Counters() const { return counters_; }
+
+ private:
+  void Drain();
+  void Route(const store::IncomingTrap& trap);
+
+  ReceiverLibrary& library_;
+  store::TrapNames& names_;
+  SystemDirectory& directory_;
+  SystemCounts& systems_;
+  TrapsWindows& windows_;
+  ProcessState& state_;
+  Prompts& prompts_;
+  Log& log_;
+  IntakeCounters counters_;
+  ReceivedTrap received_;
+  bool trapInHand_ = false;
+  std::string varBinds_;
+};
+
+// The one completion of a trap, for stored and delivered traps alike: system, names, severity, verdict.
+void CompleteStoredTrap(store::IncomingTrap& trap, SystemDirectory& directory, store::TrapNames& names);
+
+// From a delivered record: NUL cut of every text, the two parts of the bindings joined without a separator
+// (into varBinds, which the trap's view then refers to), then the completion above.
+void CompleteTrap(const ReceivedTrap& received, std::string& varBinds, store::IncomingTrap& trap,
+                  SystemDirectory& directory, store::TrapNames& names);
+
+}  // namespace korvane::intake

@@ -1,0 +1,45 @@
+// The service library that hands each newly stored trap to the console, as five calls.  Where the platform
+// has none, StoreFeeder takes its place.  The library works on threads of its own; its calls are made from
+// the user-interface thread and never block it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace korvane::intake {
+
+inline constexpr std::int32_t kReceiverThreadOk = 2000;
+
+// The fields of the library's fixed record, texts in UTF-8 but otherwise as delivered: a text may carry a
+// fixed buffer's tail behind its first NUL.
+struct ReceivedTrap {
+  std::string Source;
+  std::string EnterpriseOid;
+  std::int32_t SpecificTrap = 0;
+  std::string VarBindsFirst;
+  std::string VarBindsSecond;
+  std::int32_t SequenceNumber = 0;
+  std::string EventDescription;
+  std::int32_t GenericTrap = 0;
+  std::int32_t EventTime = 0;
+  std::int32_t TimeKey = 0;  // in the units of the store's EventTime column
+};
+
+struct MailSettings {
+  std::string SmtpServer;
+  std::string Recipient;
+  std::string Domain;
+};
+
+class ReceiverLibrary {
+ public:
+  virtual ~ReceiverLibrary() = default;
+  virtual std::int32_t StartRecvEvents(std::int32_t highWaterMark) = 0;  // 2000: the thread runs
+  virtual std::int32_t GetEventFromList(ReceivedTrap& trap) = 0;         // 0: the list is empty
+  virtual std::int32_t StopRecvEvents() = 0;                             // 2000: the thread has stopped
+  // The name of a system known by its address; false when it is not known (yet): a later call may succeed.
+  virtual bool KVResolveSystemName(const std::string& address, std::string& name) = 0;
+  virtual MailSettings GetDefaultMailSettings() = 0;
+};
+
+}  // namespace korvane::intake

@@ -1,0 +1,35 @@
+// What a Traps or Report window shows, and the predicate that decides it trap by trap.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "store/TrapRecord.h"
+
+namespace korvane::params {
+
+class CategoryInformation;
+
+inline constexpr int kModeNewWindow = 11;
+inline constexpr int kModeShowParameters = 12;
+
+// Empty text and -1 set no condition.
+struct WindowParameters {
+  std::string WindowName;  // the window's caption
+  bool Cancelled = true;
+  std::string Category;
+  std::string Source;
+  std::int32_t Generic = -1;
+  std::int32_t Severity = -1;
+  std::string Enterprise;
+  std::string TrapName;
+  std::string VarBindsMatch;
+  int Mode = kModeNewWindow;
+};
+
+// Names and sources compare ignoring case, identifiers exactly, bindings as a substring ignoring case; all
+// conditions must hold.  A category that is not there accepts nothing.
+bool TrapMatchesWindow(const WindowParameters& window, const store::IncomingTrap& trap,
+                       const CategoryInformation& categories);
+
+}  // namespace korvane::params

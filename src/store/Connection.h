@@ -1,0 +1,79 @@
+// One connection to the trap store through ODBC.  The console has one for its user-interface thread; the
+// store feeder, the category window and the receiver have their own.  A connection, its recordsets and
+// everything made from it belong to one thread at a time (the environment handle is not shared either, since
+// one driver races inside a shared one).
+//
+// Every failing call throws DatabaseError.  When the server went away, the next operation outside a
+// transaction opens the connection again, once; a statement that may have run is never repeated.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "store/Recordset.h"
+
+namespace korvane::store {
+
+inline constexpr std::string_view kDataSourceName = "dvldb";
+
+enum class Engine { Sqlite, PostgreSql, MariaDb, Other };
+
+struct ConnectionOptions {
+  int ConnectTimeoutSeconds = 0;  // 0: the driver's own
+  int CommandTimeoutSeconds = 0;
+};
+
+class Connection {
+ public:
+  Connection();
+  ~Connection();  // rolls back what is open
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  void Open(std::string_view dataSource, std::string_view user, std::string_view password,
+            ConnectionOptions options = {});
+  void Close() noexcept;
+  bool IsOpen() const;
+  Engine EngineKind() const;
+
+  // Runs one statement; the number of rows it touched (0 where the driver doesn't tell).
+  std::int64_t Execute(std::string_view statement);
+
+  // A whole table by its name, or a SELECT; the filter is a WHERE predicate without the word.
+  Recordset OpenRecordset(std::string_view tableOrSelect, std::string_view filter = {});
+
+  void BeginTransaction();
+  void Commit();
+  void Rollback();
+  bool InTransaction() const;
+
+  // The key the database made for the row this connection added last: see Recordset::AddNew for how rows
+  // are added.  Handles for the classes of this folder only.
+  struct Impl;
+  Impl& Internals() { return *impl_; }
+
+ private:
+  std::unique_ptr<Impl> impl_;
+};
+
+// Rolls back unless committed.
+class Transaction {
+ public:
+  explicit Transaction(Connection& connection) : connection_(connection) { connection_.BeginTransaction(); }
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+  void Commit();
+
+ private:
+  Connection& connection_;
+  bool done_ = false;
+};
+
+// Opens the shared connection with the data source's own user.  A failure is not reported here: it shows as
+// the failure of the first read.
+void OpenDatabase(Connection& connection) noexcept;
+
+}  // namespace korvane::store

@@ -1,0 +1,33 @@
+// The statements on the trap table, put together as text from fixed fragments and values.  The blanks of the
+// fragments are part of them.  A text value goes between single quotes by Quoted and in no other way.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace korvane::store {
+
+// The text between single quotes, as it is.  Throws the DatabaseError that a broken statement would give
+// when the text holds a single quote or a NUL, so such a value never reaches the database.
+std::string Quoted(std::string_view text);
+
+std::string AcknowledgeAllStatement(std::int32_t beforeTime);
+std::string AcknowledgeSourceStatement(std::string_view source, std::int32_t beforeTime);
+std::string AcknowledgeTrapStatement(std::int32_t sequenceNumber);
+
+std::string NewestTimeStatement();            // field "MaxTicks"; NULL on an empty table
+std::string CountUnacknowledgedStatement();   // one row, one column
+
+// Unacknowledged traps below upperBound for the Systems window's counts; with a lower bound, above it.
+std::string SystemsLoadStatement(std::int32_t upperBound);
+std::string SystemsLoadStatement(std::int32_t upperBound, std::int32_t lowerBound);
+
+// The same for a Traps window, ordered (the two blanks after WHERE belong there).
+std::string TrapsLoadStatement(std::int32_t upperBound);
+std::string TrapsLoadStatement(std::int32_t upperBound, std::int32_t lowerBound);
+
+// Both bounds inclusive, acknowledged or not.
+std::string ReportStatement(std::int32_t fromTime, std::int32_t toTime);
+
+}  // namespace korvane::store

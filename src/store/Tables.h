@@ -1,0 +1,39 @@
+// The tables of the trap store.  Those of the last group belong to sibling products that share the database.
+#pragma once
+
+#include <string_view>
+
+namespace korvane::store {
+
+inline constexpr std::string_view kEventTrap = "EventTrap";
+inline constexpr std::string_view kEventStructure = "EventStructure";
+inline constexpr std::string_view kSystemTable = "System_Table";
+inline constexpr std::string_view kModuleTable = "Module_Table";
+inline constexpr std::string_view kCategoryGroupMaster = "Category_Group_Master";
+inline constexpr std::string_view kCategoryGroup = "Category_Group";
+inline constexpr std::string_view kCategoryGroupDetail = "Category_Group_Detail";
+inline constexpr std::string_view kCategoryRelationMaster = "Category_Relation_Master";
+inline constexpr std::string_view kTrapGroupMaster = "Trap_Group_Master";
+inline constexpr std::string_view kTrapGroup = "Trap_Group";
+inline constexpr std::string_view kTrapGroupDetail = "Trap_Group_Detail";
+inline constexpr std::string_view kFileGroupMaster = "File_Group_Master";
+inline constexpr std::string_view kFileGroup = "File_Group";
+inline constexpr std::string_view kRegistryGroupMaster = "Registry_Group_Master";
+inline constexpr std::string_view kRegistryGroup = "Registry_Group";
+inline constexpr std::string_view kEventGroupMaster = "Event_Group_Master";
+inline constexpr std::string_view kEventGroup = "Event_Group";
+inline constexpr std::string_view kTrapFilterGroup = "Trap_Filter_Group";
+inline constexpr std::string_view kTrapDetail = "Trap_Detail";
+inline constexpr std::string_view kTrapNotificationMaster = "Trap_Notification_Master";
+inline constexpr std::string_view kTrapActionGroup = "Trap_Action_Group";
+inline constexpr std::string_view kBeepDetail = "Beep_Detail";
+inline constexpr std::string_view kEmailDetail = "Email_Detail";
+inline constexpr std::string_view kMessageDetail = "Message_Detail";
+inline constexpr std::string_view kCustomActionDetail = "Custom_Action_Detail";
+
+inline constexpr std::string_view kSharedOnly[] = {
+    "Macro_Detail",      "System_Group",        "System_Group_Detail", "System_Group_Master",
+    "File_Group_Detail", "Registry_Group_Detail", "Events_Table",      "Notification_Master",
+    "Event_Detail",      "Events_Action_Group", "Event_Group_Detail",  "Events_Filter_Group"};
+
+}  // namespace korvane::store

@@ -1,0 +1,77 @@
+// Names, severity and filter verdict of traps, from the trap-name table EventStructure and the rules of the
+// categories and filters.  Everything is cached, so a burst costs one query per kind of trap.
+// Belongs to the user-interface thread, like the connection it reads from.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/Connection.h"
+#include "store/TrapRecord.h"
+
+namespace korvane::store {
+
+// What the filters and categories say of one kind of trap (enterprise OID, specific, generic): only the rules
+// that still depend on the single trap (its source or bindings) are left to test.
+class TrapVerdict {
+ public:
+  virtual ~TrapVerdict() = default;
+  virtual bool IsFiltered(const IncomingTrap& trap) const = 0;
+  virtual std::int32_t SeverityOf(const IncomingTrap& trap) const = 0;
+};
+
+class TrapVerdicts {
+ public:
+  virtual ~TrapVerdicts() = default;
+  virtual std::unique_ptr<TrapVerdict> VerdictFor(std::string_view enterpriseOid, std::int32_t specificTrap,
+                                                  std::int32_t genericTrap) = 0;
+};
+
+// One trap of an enterprise, for the dialogs that offer them.
+struct NamedTrap {
+  std::string TrapName;
+  std::string EnterpriseOid;
+  std::int32_t SpecificTrap = 0;
+};
+
+class TrapNames {
+ public:
+  explicit TrapNames(Connection& connection);
+  ~TrapNames();
+  TrapNames(const TrapNames&) = delete;
+  TrapNames& operator=(const TrapNames&) = delete;
+
+  // Must outlive this object; without it every trap is severity 0 and not filtered.
+  void UseVerdicts(TrapVerdicts& verdicts);
+
+  // The trap's name by OID and specific code; empty when there is none, or when the OID is not digits and
+  // dots (no query then).
+  std::string GetTrapSpecific(std::string_view enterpriseOid, std::int32_t specificCode);
+
+  // Fills Definition, Severity and Filtered.  Without a definition the trap is named by its generic code,
+  // or for enterprise traps by the notification OID of RFC 3584 (enterprise.0.specific).
+  // Throws DatabaseError; the trap is then unchanged.
+  void GetTrapName(IncomingTrap& trap);
+
+  // The same without asking the database: for a trap whose lookup keeps failing.
+  void NameWithoutDefinition(IncomingTrap& trap);
+
+  // OID to enterprise name when the text holds a ".", else enterprise name to OID; empty when unknown.
+  std::string TranslateOidName(std::string_view text);
+
+  // Enterprise names once each, sorted; and the traps of one of them.
+  std::vector<std::string> EnterpriseNames();
+  std::vector<NamedTrap> TrapsOfEnterprise(std::string_view enterpriseName);
+
+  // After filters, categories or definitions changed.  Definitions already handed out stay valid.
+  void ClearCache();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace korvane::store

@@ -1,0 +1,61 @@
+// The systems that send traps: name, address, type, product modules, and the source texts under which their
+// traps are stored.  Read from the systems tables at start-up, written back at close.  Found by name, address
+// or source text ignoring case, through an index.  User-interface thread only.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "intake/Intake.h"
+#include "store/Connection.h"
+#include "store/TrapRecord.h"
+
+namespace korvane::views {
+
+inline constexpr std::string_view kManualSystemType = "Manual";
+
+struct System {
+  std::string Name;
+  std::string Address;
+  std::string Type;
+  std::vector<std::string> Modules;
+  std::vector<std::string> Sources;  // exact source texts of its traps, in the order they were first seen
+};
+
+class Systems : public intake::SystemDirectory {
+ public:
+  Systems();
+  ~Systems() override;
+
+  // Fills the list from System_Table and Module_Table; false when a database call failed.
+  bool LoadSystems(store::Connection& connection);
+  // Writes back what changed and what is new, in one transaction; deletes nothing.  Throws DatabaseError.
+  void SaveSystems(store::Connection& connection);
+  void Clear();
+
+  // Never adds a system: a source that is not known keeps its own text as name and address.
+  void NameSystem(store::IncomingTrap& trap) override;
+
+  // Index of the system of this source; adds one of type "Manual" when there is none.
+  std::size_t SystemOfSource(std::string_view source);
+  static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+  std::size_t FindSystem(std::string_view nameOrAddressOrSource) const;
+
+  // A resolved name for a system known by its address only; its source texts stay.
+  void Rename(std::size_t index, std::string_view name);
+  void SetAddress(std::size_t index, std::string_view address);
+
+  std::size_t Count() const;
+  const System& At(std::size_t index) const;  // the reference stays valid while the list lives
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace korvane::views

@@ -1,0 +1,56 @@
+// Everything a Systems, Traps or Report window is given.  Put together once by app/; the parts outlive every
+// window.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "common/BusyIndicator.h"
+#include "common/Log.h"
+#include "common/OpenForms.h"
+#include "common/ProcessState.h"
+#include "common/Prompts.h"
+#include "intake/ReceiverLibrary.h"
+#include "params/CategoryInformation.h"
+#include "params/WindowParameters.h"
+#include "platform/Platform.h"
+#include "store/Connection.h"
+#include "store/TrapNames.h"
+#include "views/LoadBounds.h"
+
+namespace korvane::views {
+
+class Systems;
+struct System;
+
+// 2 and 3 are the numbers that the kinds have always had; Selected windows take what their parameters accept.
+enum class WindowKind : int { Selected = 1, PerSystem = 2, NoLiveTraps = 3 };
+
+// The windows that are open, as one window needs the others.  The frame window implements it.
+class ViewWindows {
+ public:
+  virtual ~ViewWindows() = default;
+  virtual void OpenSystemTraps(const System& system) = 0;  // a per-system Traps window, or raises the open one
+  // Traps were acknowledged in the store: they leave every Traps window and the Systems window's counts.
+  virtual void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) = 0;
+  virtual void SystemAcknowledged(const System& system, std::int32_t beforeTime) = 0;
+};
+
+struct ViewServices {
+  store::Connection& Connection;
+  store::TrapNames& Names;
+  params::CategoryInformation& Categories;
+  Systems& SystemList;
+  LoadBounds& Bounds;
+  ProcessState& State;
+  Prompts& Prompt;
+  BusyIndicator& Busy;
+  Log& DebugLog;
+  platform::Clock& Clock;
+  platform::SettingsStore& Settings;
+  intake::ReceiverLibrary& Library;
+};
+
+}  // namespace korvane::views
