@@ -1,0 +1,194 @@
+#include "common/Text.h"
+
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+namespace korvane {
+namespace {
+
+constexpr std::size_t kStackText = 4096;
+
+bool IsAscii(char c) {
+  return (static_cast<unsigned char>(c) & 0x80U) == 0;
+}
+
+char AsciiLower(char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  return static_cast<char>(byte + ((byte - static_cast<unsigned>('A') < 26U) ? 32 : 0));
+}
+
+// Lower case of the text in out; false when the text is not all ASCII.  One branch-free pass, because it
+// runs on every trap of a storm.
+bool LowerAscii(std::string_view text, char* out) {
+  unsigned char all = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    all |= static_cast<unsigned char>(text[i]);
+    out[i] = AsciiLower(text[i]);
+  }
+  return (all & 0x80U) == 0;
+}
+
+// The character that starts the text, which is not empty, and its length in bytes; nothing valid: -1 and 1.
+struct DecodedCharacter {
+  std::int32_t Code;
+  std::size_t Length;
+};
+
+DecodedCharacter Decode(std::string_view text) {
+  utf8proc_int32_t code = -1;
+  const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
+  const auto length = std::min<std::size_t>(text.size(), 4);
+  const utf8proc_ssize_t used = utf8proc_iterate(bytes, static_cast<utf8proc_ssize_t>(length), &code);
+  if (used <= 0) {
+    return {-1, 1};
+  }
+  return {code, static_cast<std::size_t>(used)};
+}
+
+void AppendCharacter(std::string& text, std::int32_t code) {
+  std::array<utf8proc_uint8_t, 4> bytes{};
+  const utf8proc_ssize_t length = utf8proc_encode_char(code, bytes.data());
+  text.append(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(length));
+}
+
+// A broken byte (always 0x80 or more) becomes one of the two lead bytes that UTF-8 never uses and a
+// continuation byte.  So the folded text stays self-synchronising: a search can't match inside a character.
+void AppendBrokenByte(std::string& folded, char c) {
+  const auto byte = static_cast<unsigned char>(c);
+  folded.push_back(static_cast<char>(byte < 0xC0 ? 0xFE : 0xFF));
+  folded.push_back(static_cast<char>(0x80U | (byte & 0x3FU)));
+}
+
+void AppendFolded(std::string& folded, std::int32_t code) {
+  std::array<utf8proc_int32_t, 8> parts{};
+  int boundClass = 0;
+  const utf8proc_ssize_t count = utf8proc_decompose_char(
+      code, parts.data(), static_cast<utf8proc_ssize_t>(parts.size()), UTF8PROC_CASEFOLD, &boundClass);
+  if (count <= 0 || count > static_cast<utf8proc_ssize_t>(parts.size())) {
+    AppendCharacter(folded, code);
+    return;
+  }
+  for (utf8proc_ssize_t i = 0; i < count; ++i) {
+    AppendCharacter(folded, parts[static_cast<std::size_t>(i)]);
+  }
+}
+
+bool IsBidirectionalOrInvisible(std::int32_t code) {
+  // Joiners stay: several scripts are spelled with them, and they move nothing.
+  constexpr std::int32_t kZeroWidthNonJoiner = 0x200C;
+  constexpr std::int32_t kZeroWidthJoiner = 0x200D;
+  if (code == kZeroWidthNonJoiner || code == kZeroWidthJoiner) {
+    return false;
+  }
+  return utf8proc_category(code) == UTF8PROC_CATEGORY_CF;
+}
+
+// The symbol that stands for a character which must not act in a cell; 0: the character may stand itself.
+std::int32_t VisibleSymbol(std::int32_t code) {
+  constexpr std::int32_t kControlPictures = 0x2400;
+  constexpr std::int32_t kDeletePicture = 0x2421;
+  constexpr std::int32_t kNewlinePicture = 0x2424;
+  constexpr std::int32_t kReplacement = 0xFFFD;
+  if (code < 0x20) {
+    return kControlPictures + code;
+  }
+  if (code == 0x7F) {
+    return kDeletePicture;
+  }
+  if (code < 0x7F) {
+    return 0;
+  }
+  if (code == 0x85 || code == 0x2028 || code == 0x2029) {
+    return kNewlinePicture;
+  }
+  const bool nonCharacter = (code & 0xFFFE) == 0xFFFE || (code >= 0xFDD0 && code <= 0xFDEF);
+  if (code < 0xA0 || nonCharacter || IsBidirectionalOrInvisible(code)) {
+    return kReplacement;
+  }
+  return 0;
+}
+
+}  // namespace
+
+std::string_view TrimAtNul(std::string_view text) {
+  return text.substr(0, text.find('\0'));
+}
+
+std::string FoldCase(std::string_view text) {
+  std::string folded(text.size(), '\0');
+  if (LowerAscii(text, folded.data())) {
+    return folded;
+  }
+  folded.clear();
+  for (std::size_t at = 0; at < text.size();) {
+    if (IsAscii(text[at])) {
+      folded.push_back(AsciiLower(text[at++]));
+      continue;
+    }
+    const DecodedCharacter character = Decode(text.substr(at));
+    if (character.Code < 0) {
+      AppendBrokenByte(folded, text[at]);
+    } else {
+      AppendFolded(folded, character.Code);
+    }
+    at += character.Length;
+  }
+  return folded;
+}
+
+bool EqualsIgnoreCase(std::string_view a, std::string_view b) {
+  const std::size_t common = std::min(a.size(), b.size());
+  for (std::size_t at = 0; at < common; ++at) {
+    if (!IsAscii(a[at]) || !IsAscii(b[at])) {
+      return FoldCase(a.substr(at)) == FoldCase(b.substr(at));
+    }
+    if (AsciiLower(a[at]) != AsciiLower(b[at])) {
+      return false;
+    }
+  }
+  return a.size() == b.size();
+}
+
+bool ContainsIgnoreCase(std::string_view text, std::string_view part) {
+  return CaseInsensitiveNeedle(part).FoundIn(text);
+}
+
+CaseInsensitiveNeedle::CaseInsensitiveNeedle(std::string_view part)
+    : folded_(FoldCase(part)), ascii_(std::ranges::all_of(folded_, IsAscii)) {}
+
+bool CaseInsensitiveNeedle::FoundIn(std::string_view text) const {
+  if (folded_.empty()) {
+    return true;
+  }
+  if (text.size() > kStackText) {
+    return FoldCase(text).find(folded_) != std::string::npos;
+  }
+  std::array<char, kStackText> lower;
+  if (LowerAscii(text, lower.data())) {
+    // Only an ASCII needle can stand in an ASCII text.
+    return ascii_ && std::string_view(lower.data(), text.size()).find(folded_) != std::string_view::npos;
+  }
+  return FoldCase(text).find(folded_) != std::string::npos;
+}
+
+std::string VisibleText(std::string_view text) {
+  const auto plain = [](char c) { return c >= 0x20 && c < 0x7F; };
+  const auto* firstOdd = std::ranges::find_if_not(text, plain);
+  std::string visible(text.begin(), firstOdd);
+  for (auto at = static_cast<std::size_t>(firstOdd - text.begin()); at < text.size();) {
+    const DecodedCharacter character = Decode(text.substr(at));
+    const std::int32_t symbol = character.Code < 0 ? 0xFFFD : VisibleSymbol(character.Code);
+    if (symbol != 0) {
+      AppendCharacter(visible, symbol);
+    } else {
+      visible.append(text, at, character.Length);
+    }
+    at += character.Length;
+  }
+  return visible;
+}
+
+}  // namespace korvane
