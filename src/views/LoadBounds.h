@@ -4,7 +4,10 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <optional>
+
+#include "views/SequenceSet.h"
 
 namespace korvane::views {
 
@@ -16,6 +19,29 @@ struct LoadBounds {
   std::int32_t StartMark = 0;              // the newest EventTime when the console started
   std::optional<std::int32_t> LowerBound;  // exclusive; set for LoadRecentTraps
   bool InitialLoad = true;                 // until the receiver link has been started
+
+  // Delivered traps whose time lies at or below the lower bound of later loads: a receiver that catches up
+  // stores old times.  With them a reload still finds what a window open from the start has shown.
+  SequenceSet LateTraps;
+  std::int32_t OldestLateTime = std::numeric_limits<std::int32_t>::max();
 };
+
+// What one load reads: the bounds of its statement, both exclusive, and the rows of it that count.
+struct LoadRange {
+  std::int32_t Upper = 0;
+  std::optional<std::int32_t> Lower;      // of the statement
+  std::optional<std::int32_t> LateBelow;  // rows at or below it count only when they were delivered
+
+  bool Wants(const LoadBounds& bounds, std::int32_t eventTime, std::int32_t sequenceNumber) const {
+    return !LateBelow || eventTime > *LateBelow || bounds.LateTraps.Contains(sequenceNumber);
+  }
+};
+
+// intakeMark: gLastTrapTime.  The initial load stays strictly below the mark at start-up, where the receiver
+// link begins; a later one reaches up to the newest trap that was delivered.
+LoadRange RangeOfLoad(const LoadBounds& bounds, std::int32_t intakeMark);
+
+// Call for every delivered trap that is taken in; calling it twice does no harm.
+void NoteDelivered(LoadBounds& bounds, std::int32_t eventTime, std::int32_t sequenceNumber);
 
 }  // namespace korvane::views

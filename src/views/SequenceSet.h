@@ -1,0 +1,31 @@
+// A set of SequenceNumbers, kept as runs: numbers come in nearly ascending and without gaps, so a million of
+// them usually take a few bytes (eight bytes a number at worst).
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace korvane::views {
+
+class SequenceSet {
+ public:
+  // False when it was there already.  Fast at the end, slower the further from it.
+  bool Insert(std::int32_t number);
+  bool Contains(std::int32_t number) const;
+  void Clear() { runs_.clear(); }
+  bool Empty() const { return runs_.empty(); }
+  std::size_t Runs() const { return runs_.size(); }
+
+ private:
+  struct Run {
+    std::int32_t First;
+    std::int32_t Last;  // inclusive
+  };
+  // The first run that ends at the number or behind it.
+  std::vector<Run>::const_iterator RunFor(std::int32_t number) const;
+
+  std::vector<Run> runs_;  // ascending, never touching each other
+};
+
+}  // namespace korvane::views

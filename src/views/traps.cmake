@@ -1,0 +1,4 @@
+# The lists of traps: rows, the model and the window of Traps windows.
+target_sources(korvane_core PRIVATE
+  ${CMAKE_CURRENT_SOURCE_DIR}/LoadBounds.cpp
+  ${CMAKE_CURRENT_SOURCE_DIR}/SequenceSet.cpp)
