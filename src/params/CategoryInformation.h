@@ -1,9 +1,11 @@
 // The trap categories in memory: what the store's category tables say, as matching reads it.
+// Read at start-up and after every saved change of the categories; user-interface thread only.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "common/Text.h"
@@ -13,12 +15,12 @@
 namespace korvane::params {
 
 struct CategoryCriterion {
-  std::string SourceAgent;         // empty: any
-  std::string EnterpriseOid;       // empty: any
-  std::int32_t GenericTrap = -1;   // -1: any
-  std::int32_t SpecificTrap = 0;   // 0: any
-  CaseInsensitiveNeedle VarBinds;  // empty: any
-  std::int32_t Severity = 0;       // takes no part in membership
+  std::string SourceAgent;                             // empty: any
+  std::string EnterpriseOid;                           // empty: any
+  std::int32_t GenericTrap = -1;                       // -1: any
+  std::int32_t SpecificTrap = 0;                       // 0: any
+  CaseInsensitiveNeedle VarBinds{std::string_view{}};  // empty: any
+  std::int32_t Severity = 0;                           // takes no part in membership
 };
 
 struct Category {
@@ -28,19 +30,39 @@ struct Category {
 
 class CategoryInformation {
  public:
-  // Empties the list and reads all trap categories; false when a database call failed.
+  // Empties the list and reads all trap categories, each table once; false when a database call failed (the
+  // list is then empty).
   bool ReloadCategoryInformation(store::Connection& connection);
   void Clear();
 
   const std::vector<Category>& Categories() const { return categories_; }
-  const Category* Find(std::string_view name) const;  // ignoring case; null when there is none
+  // Ignoring case, the first in stored order; null when there is none.
+  const Category* Find(std::string_view name) const;
+  // Grows with every change of the list: what was derived from the list holds while this stays the same.
+  std::uint64_t Revision() const { return revision_; }
+
+  // Takes the place of the list; for stores and callers that keep categories elsewhere.
+  void Assign(std::vector<Category> categories);
 
  private:
   std::vector<Category> categories_;
+  std::unordered_map<std::string, std::size_t> byFoldedName_;
+  std::uint64_t revision_ = 0;
 };
 
+// The names of the categories that have a group of traps, in table order.  Throws DatabaseError.
+std::vector<std::string> TrapCategoryNames(store::Connection& connection);
+
+// True when a row of the named category accepts the trap; a category that is not there accepts nothing.
 bool TrapMatchesCategory(const store::IncomingTrap& trap, std::string_view categoryName,
                          const CategoryInformation& categories);
+bool TrapMatchesCategory(const store::IncomingTrap& trap, const Category& category);
 bool TrapMatchesCriterion(const store::IncomingTrap& trap, const CategoryCriterion& criterion);
+
+// The two halves of TrapMatchesCriterion: what every trap of a kind (OID, specific, generic) has in common,
+// and what each trap decides for itself.
+bool KindMatchesCriterion(std::string_view enterpriseOid, std::int32_t specificTrap, std::int32_t genericTrap,
+                          const CategoryCriterion& criterion);
+bool SourceAndBindingsMatch(const store::IncomingTrap& trap, const CategoryCriterion& criterion);
 
 }  // namespace korvane::params

@@ -1,5 +1,5 @@
 // Which filters and category rows can still matter for a kind of trap: TrapNames asks once per kind, and a
-// trap then costs only the rules that depend on its source or bindings.
+// trap then costs only the rules that depend on its source or bindings.  User-interface thread only.
 #pragma once
 
 #include <memory>
@@ -12,7 +12,8 @@ namespace korvane::params {
 
 class DefinitionVerdicts : public store::TrapVerdicts {
  public:
-  // Both must outlive this object and the trap-name cache; clear that cache whenever either is reloaded.
+  // Both must outlive the verdicts.  A verdict notices when either list was reloaded and works itself out
+  // anew, so it never answers by rules that are gone.
   DefinitionVerdicts(const TrapFilters& filters, const CategoryInformation& categories)
       : filters_(filters), categories_(categories) {}
 

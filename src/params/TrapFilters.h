@@ -1,8 +1,10 @@
 // The trap filters in memory.  A filter hides the traps it matches from every window; they stay stored.
+// Read at start-up and after the filters were edited; user-interface thread only.
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "common/Text.h"
@@ -13,28 +15,39 @@ namespace korvane::params {
 
 struct TrapFilter {
   std::int32_t TrapTableId = 0;
-  std::string SourceAgent;         // empty: any
-  std::int32_t GenericTrap = -1;   // -1: any
-  std::string EnterpriseOid;       // tested for generic 6 only; empty: any
-  std::int32_t SpecificTrap = 0;   // tested for generic 6 only; 0: any
-  CaseInsensitiveNeedle VarBinds;  // empty: any
+  std::string SourceAgent;                             // empty: any
+  std::int32_t GenericTrap = -1;                       // -1: any
+  std::string EnterpriseOid;                           // tested for generic 6 only; empty: any
+  std::int32_t SpecificTrap = 0;                       // tested for generic 6 only; 0: any
+  CaseInsensitiveNeedle VarBinds{std::string_view{}};  // empty: any
 };
 
 class TrapFilters {
  public:
-  // Rebuilds the list from the tables; a group row without a detail row is skipped.  False when a database
-  // call failed.
+  // Rebuilds the list from the two tables, each read once; a group row without a detail row is skipped.
+  // False when a database call failed: the list is then empty, since showing too much loses nothing.
   bool LoadFilters(store::Connection& connection);
   void Clear();
-  const std::vector<TrapFilter>& Filters() const { return filters_; }
+  const std::vector<TrapFilter>& Filters() const { return filters_; }  // in load order
+  // Grows with every change of the list: what was derived from the list holds while this stays the same.
+  std::uint64_t Revision() const { return revision_; }
+  void Assign(std::vector<TrapFilter> filters);
 
   // Sets the trap's flag and returns it.
   bool TrapIsFiltered(store::IncomingTrap& trap) const;
 
  private:
   std::vector<TrapFilter> filters_;
+  std::uint64_t revision_ = 0;
 };
 
+// A filter's source is the system's name in any letter case, or the trap's source text exactly as stored:
+// names are typed by people, source texts are identifiers.
 bool TrapMatchesFilter(const store::IncomingTrap& trap, const TrapFilter& filter);
+
+// The two halves of it: what every trap of a kind has in common, and what each trap decides for itself.
+bool KindMatchesFilter(std::string_view enterpriseOid, std::int32_t specificTrap, std::int32_t genericTrap,
+                       const TrapFilter& filter);
+bool SourceAndBindingsMatch(const store::IncomingTrap& trap, const TrapFilter& filter);
 
 }  // namespace korvane::params

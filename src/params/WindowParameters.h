@@ -2,13 +2,16 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
+#include "common/Text.h"
 #include "store/TrapRecord.h"
 
 namespace korvane::params {
 
 class CategoryInformation;
+struct Category;
 
 inline constexpr int kModeNewWindow = 11;
 inline constexpr int kModeShowParameters = 12;
@@ -31,5 +34,23 @@ struct WindowParameters {
 // conditions must hold.  A category that is not there accepts nothing.
 bool TrapMatchesWindow(const WindowParameters& window, const store::IncomingTrap& trap,
                        const CategoryInformation& categories);
+
+// The same decision for many traps: what depends on the parameters alone is worked out once.  Follows a
+// reload of the categories by itself; the categories must outlive it.
+class WindowMatcher {
+ public:
+  WindowMatcher(WindowParameters window, const CategoryInformation& categories);
+  bool Matches(const store::IncomingTrap& trap) const;
+  const WindowParameters& Parameters() const { return window_; }
+
+ private:
+  const Category* WantedCategory() const;
+
+  WindowParameters window_;
+  CaseInsensitiveNeedle varBindsMatch_;
+  const CategoryInformation* categories_;
+  mutable std::optional<std::uint64_t> categoryRevision_;
+  mutable const Category* category_ = nullptr;
+};
 
 }  // namespace korvane::params

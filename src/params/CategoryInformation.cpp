@@ -1,0 +1,227 @@
+#include "params/CategoryInformation.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <unordered_set>
+#include <utility>
+
+#include "store/DatabaseError.h"
+#include "store/Recordset.h"
+#include "store/Tables.h"
+
+namespace korvane::params {
+
+namespace {
+
+constexpr std::int32_t kTrapCategoryType = 4;
+constexpr std::string_view kTrapGroupSuffix = "_Trap";
+
+// The category tables as they were read, indexed the way they are joined.  Every list keeps stored order.
+struct CategoryTables {
+  std::vector<std::string> MasterNames;
+  std::unordered_set<std::string> GroupNames;
+  std::unordered_map<std::string, std::vector<std::int32_t>> IdsOfCategory;
+  std::unordered_map<std::int32_t, std::vector<std::string>> TrapGroupsOfId;
+  std::unordered_map<std::string, std::vector<std::int32_t>> MembersOfGroup;
+  std::unordered_map<std::int32_t, CategoryCriterion> Definitions;
+};
+
+void ReadMaster(store::Connection& connection, CategoryTables& tables) {
+  store::Recordset rows = connection.OpenRecordset(store::kCategoryGroupMaster);
+  while (rows.Next()) {
+    tables.MasterNames.push_back(rows.Text("Category_Name"));
+  }
+}
+
+void ReadGroupDetail(store::Connection& connection, CategoryTables& tables) {
+  store::Recordset rows = connection.OpenRecordset(store::kCategoryGroupDetail);
+  while (rows.Next()) {
+    std::string groupName = rows.Text("Group_Name");
+    if (rows.Integer("Category_Type") == kTrapCategoryType) {
+      tables.TrapGroupsOfId[rows.Integer("Category_ID")].push_back(groupName);
+    }
+    tables.GroupNames.insert(std::move(groupName));
+  }
+}
+
+void ReadGroup(store::Connection& connection, CategoryTables& tables) {
+  store::Recordset rows = connection.OpenRecordset(store::kCategoryGroup);
+  while (rows.Next()) {
+    tables.IdsOfCategory[rows.Text("Category_Name")].push_back(rows.Integer("Category_ID"));
+  }
+}
+
+void ReadMembers(store::Connection& connection, CategoryTables& tables) {
+  store::Recordset rows = connection.OpenRecordset(store::kTrapGroup);
+  // Members of one group mostly lie together: the last group found saves most look-ups.
+  const std::string* lastName = nullptr;
+  std::vector<std::int32_t>* lastMembers = nullptr;
+  while (rows.Next()) {
+    std::string groupName = rows.Text("Trap_Group_Name");
+    if (lastName == nullptr || *lastName != groupName) {
+      const auto found = tables.MembersOfGroup.try_emplace(std::move(groupName)).first;
+      lastName = &found->first;
+      lastMembers = &found->second;
+    }
+    lastMembers->push_back(rows.Integer("Trap_ID"));
+  }
+}
+
+// The specific code is stored as text; empty means any.  Nothing when it is no number: such a row describes
+// no trap.
+std::optional<std::int32_t> SpecificCode(std::string_view text) {
+  const auto isBlank = [](char c) { return c == ' '; };
+  text.remove_prefix(
+      static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isBlank) - text.begin()));
+  while (!text.empty() && isBlank(text.back())) {
+    text.remove_suffix(1);
+  }
+  if (text.empty()) {
+    return 0;
+  }
+  std::int32_t code = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), code);
+  if (error != std::errc{} || end != text.data() + text.size()) {
+    return std::nullopt;
+  }
+  return code;
+}
+
+void ReadDefinitions(store::Connection& connection, CategoryTables& tables) {
+  store::Recordset rows = connection.OpenRecordset(store::kTrapGroupDetail);
+  while (rows.Next()) {
+    const std::optional<std::int32_t> specific = SpecificCode(rows.Text("SpecificTrap"));
+    if (!specific) {
+      continue;
+    }
+    tables.Definitions.try_emplace(
+        rows.Integer("Trap_Table_ID"),
+        CategoryCriterion{.SourceAgent = rows.Text("Source_Agent"),
+                          .EnterpriseOid = rows.Text("EnterpriseOid"),
+                          .GenericTrap = rows.IsNull("GenericTrap") ? -1 : rows.Integer("GenericTrap"),
+                          .SpecificTrap = *specific,
+                          .VarBinds = CaseInsensitiveNeedle(rows.Text("EventDescription")),
+                          .Severity = rows.Integer("Severity")});
+  }
+}
+
+bool HasTrapGroup(const CategoryTables& tables, const std::string& name) {
+  return tables.GroupNames.contains(name + std::string(kTrapGroupSuffix));
+}
+
+void AppendMembers(const CategoryTables& tables, const std::string& groupName,
+                   std::vector<CategoryCriterion>& criteria) {
+  const auto members = tables.MembersOfGroup.find(groupName);
+  if (members == tables.MembersOfGroup.end()) {
+    return;
+  }
+  criteria.reserve(criteria.size() + members->second.size());
+  for (const std::int32_t id : members->second) {
+    const auto definition = tables.Definitions.find(id);
+    if (definition != tables.Definitions.end()) {
+      criteria.push_back(definition->second);
+    }
+  }
+}
+
+std::vector<CategoryCriterion> CriteriaOf(const CategoryTables& tables, const std::string& name) {
+  std::vector<CategoryCriterion> criteria;
+  const auto ids = tables.IdsOfCategory.find(name);
+  if (ids == tables.IdsOfCategory.end()) {
+    return criteria;
+  }
+  for (const std::int32_t id : ids->second) {
+    const auto groups = tables.TrapGroupsOfId.find(id);
+    if (groups == tables.TrapGroupsOfId.end()) {
+      continue;
+    }
+    for (const std::string& groupName : groups->second) {
+      AppendMembers(tables, groupName, criteria);
+    }
+  }
+  return criteria;
+}
+
+}  // namespace
+
+bool CategoryInformation::ReloadCategoryInformation(store::Connection& connection) {
+  Clear();
+  CategoryTables tables;
+  try {
+    ReadMaster(connection, tables);
+    ReadGroupDetail(connection, tables);
+    ReadGroup(connection, tables);
+    ReadMembers(connection, tables);
+    ReadDefinitions(connection, tables);
+  } catch (const store::DatabaseError&) {
+    return false;
+  }
+  std::vector<Category> categories;
+  for (std::string& name : tables.MasterNames) {
+    if (HasTrapGroup(tables, name)) {
+      std::vector<CategoryCriterion> criteria = CriteriaOf(tables, name);
+      categories.push_back({std::move(name), std::move(criteria)});
+    }
+  }
+  Assign(std::move(categories));
+  return true;
+}
+
+void CategoryInformation::Clear() {
+  Assign({});
+}
+
+void CategoryInformation::Assign(std::vector<Category> categories) {
+  categories_ = std::move(categories);
+  byFoldedName_.clear();
+  for (std::size_t i = 0; i < categories_.size(); ++i) {
+    byFoldedName_.try_emplace(FoldCase(categories_[i].Name), i);
+  }
+  ++revision_;
+}
+
+const Category* CategoryInformation::Find(std::string_view name) const {
+  const auto found = byFoldedName_.find(FoldCase(name));
+  return found == byFoldedName_.end() ? nullptr : &categories_[found->second];
+}
+
+std::vector<std::string> TrapCategoryNames(store::Connection& connection) {
+  CategoryTables tables;
+  ReadMaster(connection, tables);
+  ReadGroupDetail(connection, tables);
+  std::erase_if(tables.MasterNames, [&](const std::string& name) { return !HasTrapGroup(tables, name); });
+  return std::move(tables.MasterNames);
+}
+
+bool KindMatchesCriterion(std::string_view enterpriseOid, std::int32_t specificTrap, std::int32_t genericTrap,
+                          const CategoryCriterion& criterion) {
+  return (criterion.GenericTrap == -1 || criterion.GenericTrap == genericTrap) &&
+         (criterion.SpecificTrap == 0 || criterion.SpecificTrap == specificTrap) &&
+         (criterion.EnterpriseOid.empty() || criterion.EnterpriseOid == enterpriseOid);
+}
+
+bool SourceAndBindingsMatch(const store::IncomingTrap& trap, const CategoryCriterion& criterion) {
+  return (criterion.SourceAgent.empty() || EqualsIgnoreCase(criterion.SourceAgent, trap.SystemName) ||
+          EqualsIgnoreCase(criterion.SourceAgent, trap.Source)) &&
+         (criterion.VarBinds.Empty() || criterion.VarBinds.FoundIn(trap.VarBinds));
+}
+
+bool TrapMatchesCriterion(const store::IncomingTrap& trap, const CategoryCriterion& criterion) {
+  return KindMatchesCriterion(trap.EnterpriseOid, trap.SpecificTrap, trap.GenericTrap, criterion) &&
+         SourceAndBindingsMatch(trap, criterion);
+}
+
+bool TrapMatchesCategory(const store::IncomingTrap& trap, const Category& category) {
+  return std::any_of(
+      category.Criteria.begin(), category.Criteria.end(),
+      [&](const CategoryCriterion& criterion) { return TrapMatchesCriterion(trap, criterion); });
+}
+
+bool TrapMatchesCategory(const store::IncomingTrap& trap, std::string_view categoryName,
+                         const CategoryInformation& categories) {
+  const Category* category = categories.Find(categoryName);
+  return category != nullptr && TrapMatchesCategory(trap, *category);
+}
+
+}  // namespace korvane::params

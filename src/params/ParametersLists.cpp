@@ -1,0 +1,25 @@
+#include "params/ParametersLists.h"
+
+#include <utility>
+
+#include "params/CategoryInformation.h"
+
+namespace korvane::params {
+
+std::vector<std::string> StoredParametersLists::CategoryNames() {
+  return TrapCategoryNames(connection_);
+}
+
+std::vector<std::string> StoredParametersLists::EnterpriseNames() {
+  return names_.EnterpriseNames();
+}
+
+std::vector<std::string> StoredParametersLists::TrapNamesOf(std::string_view enterpriseName) {
+  std::vector<std::string> trapNames;
+  for (store::NamedTrap& trap : names_.TrapsOfEnterprise(enterpriseName)) {
+    trapNames.push_back(std::move(trap.TrapName));
+  }
+  return trapNames;
+}
+
+}  // namespace korvane::params

@@ -1,0 +1,226 @@
+#include "params/WindowParametersForm.h"
+
+#include <algorithm>
+#include <exception>
+#include <iterator>
+#include <span>
+
+#include "store/Codes.h"
+#include "store/DatabaseError.h"
+
+namespace korvane::params {
+
+namespace {
+
+// "-All-" stands before the codes, so a code's position is the code plus one.
+constexpr std::size_t kPositionOfCodeZero = 1;
+constexpr std::size_t kEnterpriseSpecificPosition =
+    kPositionOfCodeZero + static_cast<std::size_t>(store::kEnterpriseSpecific);
+
+std::vector<std::string> AllAnd(std::span<const std::string_view> names) {
+  std::vector<std::string> items{std::string(kAll)};
+  items.insert(items.end(), names.begin(), names.end());
+  return items;
+}
+
+void Append(std::vector<std::string>& items, std::vector<std::string> more) {
+  items.insert(items.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+}
+
+// The condition that a text stands for: "-All-" sets none.
+std::string ConditionOf(std::string_view text) {
+  return text == kAll ? std::string() : std::string(text);
+}
+
+std::string TextOf(const std::string& condition) {
+  return condition.empty() ? std::string(kAll) : condition;
+}
+
+std::size_t PositionOf(std::int32_t code, const ListControl& list) {
+  const std::size_t position = static_cast<std::size_t>(static_cast<std::int64_t>(code) + 1);
+  return position < list.Items.size() ? position : 0;
+}
+
+std::int32_t CodeOf(const ListControl& list) {
+  return static_cast<std::int32_t>(list.Position) - 1;
+}
+
+void Choose(ListControl& list, std::size_t position) {
+  list.Position = position < list.Items.size() ? position : 0;
+}
+
+}  // namespace
+
+WindowParametersForm::WindowParametersForm(WindowParameters& parameters, ParametersLists& lists,
+                                           Prompts& prompts, const ParametersCaptions& captions)
+    : parameters_(parameters), lists_(lists), prompts_(prompts) {
+  controls_.FormCaption = ReadOnly() ? captions.ReadOnlyForm : captions.NewForm;
+  controls_.FrameCaption = ReadOnly() ? captions.ReadOnlyFrame : captions.NewFrame;
+  controls_.txtWindowName.Text = parameters_.WindowName;
+  for (ListControl* list : {&controls_.cboEvtGrps, &controls_.cboEnterprise, &controls_.lvTraps}) {
+    list->Items = {std::string(kAll)};
+  }
+  controls_.cboSeverity.Items = AllAnd(store::kSeverityNames);
+  controls_.cboGeneric.Items = AllAnd(store::kGenericTrapNames);
+  if (ReadOnly()) {
+    ShowRecord();
+  } else {
+    FillLists();
+    ChooseEvtGrp();
+  }
+}
+
+bool WindowParametersForm::ReadOnly() const {
+  return parameters_.Mode == kModeShowParameters;
+}
+
+void WindowParametersForm::FillLists() {
+  try {
+    Append(controls_.cboEvtGrps.Items, lists_.CategoryNames());
+    Append(controls_.cboEnterprise.Items, lists_.EnterpriseNames());
+  } catch (const store::DatabaseError& error) {
+    ReportError(error);
+  }
+}
+
+void WindowParametersForm::ShowRecord() {
+  const bool byCategory = !ConditionOf(parameters_.Category).empty();
+  controls_.optEvtGrp.Checked = byCategory;
+  controls_.optCustom.Checked = !byCategory;
+  controls_.cboEvtGrps.Items = {TextOf(parameters_.Category)};
+  controls_.txtSource.Text = kAll;
+  if (!byCategory) {
+    controls_.txtSource.Text = TextOf(parameters_.Source);
+    controls_.cboSeverity.Position = PositionOf(parameters_.Severity, controls_.cboSeverity);
+    controls_.cboGeneric.Position = PositionOf(parameters_.Generic, controls_.cboGeneric);
+    controls_.cboEnterprise.Items = {TextOf(parameters_.Enterprise)};
+    controls_.lvTraps.Items = {TextOf(parameters_.TrapName)};
+    controls_.txtVarBinds.Text = parameters_.VarBindsMatch;
+  }
+  for (TextControl* text : {&controls_.txtWindowName, &controls_.txtSource, &controls_.txtVarBinds}) {
+    text->Enabled = false;
+  }
+  for (OptionControl* option : {&controls_.optEvtGrp, &controls_.optCustom}) {
+    option->Enabled = false;
+  }
+  for (ListControl* list : {&controls_.cboEvtGrps, &controls_.cboSeverity, &controls_.cboGeneric,
+                            &controls_.cboEnterprise, &controls_.lvTraps}) {
+    list->Enabled = false;
+  }
+}
+
+void WindowParametersForm::ChooseEvtGrp() {
+  if (ReadOnly()) {
+    return;
+  }
+  controls_.optEvtGrp.Checked = true;
+  controls_.optCustom.Checked = false;
+  controls_.cboEvtGrps.Enabled = true;
+  controls_.txtSource = {.Text = std::string(kAll), .Enabled = false};
+  controls_.cboSeverity.Position = 0;
+  controls_.cboSeverity.Enabled = false;
+  ChooseGeneric(0);  // takes the enterprise and its traps back too, so no hidden condition stays behind
+  controls_.cboGeneric.Enabled = false;
+  controls_.lvTraps.Enabled = false;
+  controls_.txtVarBinds = {.Text = {}, .Enabled = false};
+}
+
+void WindowParametersForm::ChooseCustom() {
+  if (ReadOnly()) {
+    return;
+  }
+  controls_.optEvtGrp.Checked = false;
+  controls_.optCustom.Checked = true;
+  controls_.cboEvtGrps.Position = 0;
+  controls_.cboEvtGrps.Enabled = false;
+  controls_.txtSource.Enabled = true;
+  controls_.cboSeverity.Enabled = true;
+  controls_.cboGeneric.Enabled = true;
+  controls_.lvTraps.Enabled = true;
+  controls_.txtVarBinds.Enabled = true;
+}
+
+void WindowParametersForm::ChooseCategory(std::size_t position) {
+  Choose(controls_.cboEvtGrps, position);
+}
+
+void WindowParametersForm::ChooseSeverity(std::size_t position) {
+  Choose(controls_.cboSeverity, position);
+}
+
+void WindowParametersForm::ChooseGeneric(std::size_t position) {
+  if (ReadOnly()) {
+    return;
+  }
+  Choose(controls_.cboGeneric, position);
+  controls_.cboEnterprise.Enabled = controls_.cboGeneric.Position == kEnterpriseSpecificPosition;
+  if (!controls_.cboEnterprise.Enabled) {
+    ChooseEnterprise(0);
+  }
+}
+
+void WindowParametersForm::ChooseEnterprise(std::size_t position) {
+  if (ReadOnly() || position == controls_.cboEnterprise.Position) {
+    return;
+  }
+  Choose(controls_.cboEnterprise, position);
+  ListTrapsOfEnterprise();
+}
+
+void WindowParametersForm::ListTrapsOfEnterprise() {
+  controls_.lvTraps.Items = {std::string(kAll)};
+  controls_.lvTraps.Position = 0;
+  if (controls_.cboEnterprise.Position == 0) {
+    return;
+  }
+  try {
+    Append(controls_.lvTraps.Items, lists_.TrapNamesOf(controls_.cboEnterprise.Text()));
+  } catch (const store::DatabaseError& error) {
+    ReportError(error);
+  }
+}
+
+void WindowParametersForm::ChooseTrap(std::size_t position) {
+  Choose(controls_.lvTraps, position);
+}
+
+void WindowParametersForm::EditWindowName(std::string_view text) {
+  controls_.txtWindowName.Text = text;
+}
+
+void WindowParametersForm::EditSource(std::string_view text) {
+  controls_.txtSource.Text = text;
+}
+
+void WindowParametersForm::EditVarBinds(std::string_view text) {
+  controls_.txtVarBinds.Text = text;
+}
+
+std::string WindowParametersForm::NameSuffix() const {
+  if (controls_.optCustom.Checked) {
+    return " (Custom View)";
+  }
+  const std::string& category = controls_.cboEvtGrps.Text();
+  return category == kAll ? " (No Custom Selection)" : " (" + category + ")";
+}
+
+void WindowParametersForm::Ok() {
+  if (ReadOnly()) {
+    return;
+  }
+  parameters_.WindowName = controls_.txtWindowName.Text + NameSuffix();
+  parameters_.Category = ConditionOf(controls_.cboEvtGrps.Text());
+  parameters_.Enterprise = ConditionOf(controls_.cboEnterprise.Text());
+  parameters_.TrapName = ConditionOf(controls_.lvTraps.Text());
+  parameters_.Severity = CodeOf(controls_.cboSeverity);
+  parameters_.Generic = CodeOf(controls_.cboGeneric);
+  parameters_.Source = ConditionOf(controls_.txtSource.Text);
+  parameters_.VarBindsMatch = ConditionOf(controls_.txtVarBinds.Text);
+  parameters_.Cancelled = false;
+}
+
+void WindowParametersForm::ReportError(const std::exception& error) {
+  prompts_.Show(error.what(), PromptIcon::Critical);
+}
+
+}  // namespace korvane::params
