@@ -1,0 +1,295 @@
+#include "common/qt/KorvaneStyle.h"
+
+#include <QApplication>
+#include <QHeaderView>
+#include <QPainter>
+#include <QStyleOptionTitleBar>
+#include <QTableView>
+
+#include "common/qt/DesktopScheme.h"
+#include "common/qt/Icons.h"
+
+namespace korvane {
+namespace {
+
+constexpr int kSubWindowFrame = 3;
+constexpr int kTitlePadding = 10;
+
+QColor Mix(const QColor& a, const QColor& b, double shareOfB) {
+  const auto mix = [shareOfB](float x, float y) { return static_cast<float>(x + (y - x) * shareOfB); };
+  return QColor::fromRgbF(mix(a.redF(), b.redF()), mix(a.greenF(), b.greenF()), mix(a.blueF(), b.blueF()));
+}
+
+QColor BorderColour(const QPalette& palette) {
+  return Mix(palette.color(QPalette::Window), palette.color(QPalette::WindowText), 0.22);
+}
+
+QColor TitleColour(const QPalette& palette, bool active) {
+  const QColor window = palette.color(QPalette::Window);
+  return active
+             ? Mix(window, palette.color(QPalette::Active, QPalette::Highlight), IsDark(palette) ? 0.4 : 0.24)
+             : Mix(window, palette.color(QPalette::WindowText), 0.07);
+}
+
+bool ButtonShown(const QStyleOptionTitleBar& bar, QStyle::SubControl button) {
+  const Qt::WindowFlags flags = bar.titleBarFlags;
+  const bool minimised = (bar.titleBarState & Qt::WindowMinimized) != 0;
+  const bool maximised = (bar.titleBarState & Qt::WindowMaximized) != 0;
+  switch (button) {
+    case QStyle::SC_TitleBarMinButton:
+      return flags.testFlag(Qt::WindowMinimizeButtonHint) && !minimised;
+    case QStyle::SC_TitleBarMaxButton:
+      return flags.testFlag(Qt::WindowMaximizeButtonHint) && !maximised;
+    case QStyle::SC_TitleBarNormalButton:
+      return (flags.testFlag(Qt::WindowMinimizeButtonHint) && minimised) ||
+             (flags.testFlag(Qt::WindowMaximizeButtonHint) && maximised);
+    default:
+      return flags.testFlag(Qt::WindowSystemMenuHint);
+  }
+}
+
+// The button's sign on a 10-pixel grid around the middle of its rectangle.
+void DrawSign(QPainter& painter, QStyle::SubControl button, const QRect& rect) {
+  const QPointF middle = QRectF(rect).center();
+  const auto at = [middle](double x, double y) { return QPointF(middle.x() + x, middle.y() + y); };
+  switch (button) {
+    case QStyle::SC_TitleBarMinButton:
+      painter.drawLine(at(-4, 3), at(4, 3));
+      break;
+    case QStyle::SC_TitleBarMaxButton:
+      painter.drawRect(QRectF(at(-4, -4), at(4, 4)));
+      break;
+    case QStyle::SC_TitleBarNormalButton:
+      painter.drawRect(QRectF(at(-4, -2), at(2, 4)));
+      painter.drawPolyline(QPolygonF({at(-2, -2), at(-2, -4), at(4, -4), at(4, 2), at(2, 2)}));
+      break;
+    default:
+      painter.drawLine(at(-3.5, -3.5), at(3.5, 3.5));
+      painter.drawLine(at(-3.5, 3.5), at(3.5, -3.5));
+  }
+}
+
+void DrawTitleButton(QPainter& painter, const QStyleOptionTitleBar& bar, QStyle::SubControl button,
+                     const QRect& rect, const QColor& ink) {
+  const bool hot = bar.activeSubControls.testFlag(button) && bar.state.testFlag(QStyle::State_MouseOver);
+  const bool down = bar.activeSubControls.testFlag(button) && bar.state.testFlag(QStyle::State_Sunken);
+  const bool closing = button == QStyle::SC_TitleBarCloseButton;
+  QColor sign = ink;
+  if (hot || down) {
+    QColor plate = closing ? QColor(0xC6, 0x28, 0x28) : ink;
+    plate.setAlphaF(closing ? 1.0F : (down ? 0.28F : 0.16F));
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(plate);
+    painter.drawRoundedRect(QRectF(rect).adjusted(0.5, 0.5, -0.5, -0.5), 3, 3);
+    sign = closing ? QColor(Qt::white) : ink;
+  }
+  painter.setBrush(Qt::NoBrush);
+  painter.setPen(QPen(sign, 1.2));
+  DrawSign(painter, button, rect);
+}
+
+struct PaletteColours {
+  QRgb Window, WindowText, Base, AlternateBase, Text, Button, Highlight, HighlightedText, Link, LinkVisited,
+      ToolTipBase, ToolTipText, Light, Midlight, Mid, Dark, Shadow, Placeholder, Disabled, DisabledHighlight;
+};
+
+QPalette PaletteOf(const PaletteColours& c) {
+  QPalette palette;
+  const auto all = [&palette](QPalette::ColorRole role, QRgb colour) {
+    palette.setColor(QPalette::All, role, QColor::fromRgb(colour));
+  };
+  all(QPalette::Window, c.Window);
+  all(QPalette::WindowText, c.WindowText);
+  all(QPalette::Base, c.Base);
+  all(QPalette::AlternateBase, c.AlternateBase);
+  all(QPalette::Text, c.Text);
+  all(QPalette::Button, c.Button);
+  all(QPalette::ButtonText, c.WindowText);
+  all(QPalette::BrightText, c.HighlightedText);
+  all(QPalette::Highlight, c.Highlight);
+  all(QPalette::HighlightedText, c.HighlightedText);
+  all(QPalette::Link, c.Link);
+  all(QPalette::LinkVisited, c.LinkVisited);
+  all(QPalette::ToolTipBase, c.ToolTipBase);
+  all(QPalette::ToolTipText, c.ToolTipText);
+  all(QPalette::Light, c.Light);
+  all(QPalette::Midlight, c.Midlight);
+  all(QPalette::Mid, c.Mid);
+  all(QPalette::Dark, c.Dark);
+  all(QPalette::Shadow, c.Shadow);
+  all(QPalette::PlaceholderText, c.Placeholder);
+  for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText,
+                          QPalette::HighlightedText, QPalette::PlaceholderText}) {
+    palette.setColor(QPalette::Disabled, role, QColor::fromRgb(c.Disabled));
+  }
+  palette.setColor(QPalette::Disabled, QPalette::Base, QColor::fromRgb(c.Window));
+  palette.setColor(QPalette::Disabled, QPalette::Highlight, QColor::fromRgb(c.DisabledHighlight));
+  return palette;
+}
+
+}  // namespace
+
+KorvaneStyle::KorvaneStyle() : QProxyStyle(QStringLiteral("fusion")) {}
+
+int KorvaneStyle::pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const {
+  switch (metric) {
+    case PM_LayoutLeftMargin:
+    case PM_LayoutTopMargin:
+    case PM_LayoutRightMargin:
+    case PM_LayoutBottomMargin:
+      return kMargin;
+    case PM_LayoutHorizontalSpacing:
+    case PM_LayoutVerticalSpacing:
+      return kSpacing;
+    case PM_TitleBarHeight: {
+      const QFontMetrics font = option != nullptr ? option->fontMetrics : QFontMetrics(QApplication::font());
+      return font.height() + kTitlePadding;
+    }
+    case PM_MdiSubWindowFrameWidth:
+      return kSubWindowFrame;
+    case PM_ToolBarIconSize:
+      return 24;
+    default:
+      return QProxyStyle::pixelMetric(metric, option, widget);
+  }
+}
+
+int KorvaneStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWidget* widget,
+                            QStyleHintReturn* returnData) const {
+  switch (hint) {
+    case SH_DialogButtonBox_ButtonsHaveIcons:
+      return 0;
+    case SH_MessageBox_TextInteractionFlags:
+      return Qt::TextSelectableByMouse;  // so that an error's text can be copied
+    case SH_TitleBar_NoBorder:
+      return 1;
+    default:
+      return QProxyStyle::styleHint(hint, option, widget, returnData);
+  }
+}
+
+void KorvaneStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
+                                 const QWidget* widget) const {
+  if (element != PE_FrameWindow) {
+    QProxyStyle::drawPrimitive(element, option, painter, widget);
+    return;
+  }
+  const bool active = option->state.testFlag(State_Active);
+  painter->save();
+  painter->setPen(QPen(TitleColour(option->palette, active), 2 * kSubWindowFrame));
+  painter->drawRect(option->rect);
+  painter->setPen(active ? Mix(BorderColour(option->palette), option->palette.color(QPalette::Highlight), 0.5)
+                         : BorderColour(option->palette));
+  painter->drawRect(option->rect.adjusted(0, 0, -1, -1));
+  painter->restore();
+}
+
+void KorvaneStyle::drawComplexControl(ComplexControl control, const QStyleOptionComplex* option,
+                                      QPainter* painter, const QWidget* widget) const {
+  const auto* bar = qstyleoption_cast<const QStyleOptionTitleBar*>(option);
+  if (control != CC_TitleBar || bar == nullptr) {
+    QProxyStyle::drawComplexControl(control, option, painter, widget);
+    return;
+  }
+  const bool active = (bar->titleBarState & Qt::WindowActive) != 0 && bar->state.testFlag(State_Active);
+  const QColor ink =
+      active ? bar->palette.color(QPalette::WindowText)
+             : Mix(bar->palette.color(QPalette::WindowText), bar->palette.color(QPalette::Window), 0.25);
+  painter->save();
+  painter->fillRect(bar->rect, TitleColour(bar->palette, active));
+  painter->setRenderHint(QPainter::Antialiasing);
+  const QRect icon = proxy()->subControlRect(CC_TitleBar, bar, SC_TitleBarSysMenu, widget);
+  if (bar->titleBarFlags.testFlag(Qt::WindowSystemMenuHint) && !bar->icon.isNull()) {
+    bar->icon.paint(painter, icon);
+  }
+  QRect label = proxy()->subControlRect(CC_TitleBar, bar, SC_TitleBarLabel, widget).adjusted(4, 0, -4, 0);
+  painter->setPen(ink);
+  painter->drawText(label, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
+                    bar->fontMetrics.elidedText(bar->text, Qt::ElideRight, label.width()));
+  for (const SubControl button :
+       {SC_TitleBarMinButton, SC_TitleBarMaxButton, SC_TitleBarNormalButton, SC_TitleBarCloseButton}) {
+    if (bar->subControls.testFlag(button) && ButtonShown(*bar, button)) {
+      DrawTitleButton(*painter, *bar, button, proxy()->subControlRect(CC_TitleBar, bar, button, widget), ink);
+    }
+  }
+  painter->restore();
+}
+
+QPalette LightPalette() {
+  return PaletteOf({.Window = 0xFFF1F3F5,
+                    .WindowText = 0xFF1B1F24,
+                    .Base = 0xFFFFFFFF,
+                    .AlternateBase = 0xFFF6F8FA,
+                    .Text = 0xFF1B1F24,
+                    .Button = 0xFFF1F3F5,
+                    .Highlight = 0xFF2A66A8,
+                    .HighlightedText = 0xFFFFFFFF,
+                    .Link = 0xFF1D5FA8,
+                    .LinkVisited = 0xFF6A4A9C,
+                    .ToolTipBase = 0xFF2B3138,
+                    .ToolTipText = 0xFFF4F6F8,
+                    .Light = 0xFFFFFFFF,
+                    .Midlight = 0xFFE6E9EC,
+                    .Mid = 0xFFB9C0C8,
+                    .Dark = 0xFF9099A3,
+                    .Shadow = 0xFF6B747E,
+                    .Placeholder = 0xFF6A727B,
+                    .Disabled = 0xFF8A929B,
+                    .DisabledHighlight = 0xFFC9D3DE});
+}
+
+QPalette DarkPalette() {
+  return PaletteOf({.Window = 0xFF23272C,
+                    .WindowText = 0xFFE4E7EA,
+                    .Base = 0xFF1A1D21,
+                    .AlternateBase = 0xFF1F2327,
+                    .Text = 0xFFE4E7EA,
+                    .Button = 0xFF2E343A,
+                    .Highlight = 0xFF2F6DB3,
+                    .HighlightedText = 0xFFFFFFFF,
+                    .Link = 0xFF6FB1F5,
+                    .LinkVisited = 0xFFB79AE6,
+                    .ToolTipBase = 0xFF3A4149,
+                    .ToolTipText = 0xFFF0F2F4,
+                    .Light = 0xFF48505A,
+                    .Midlight = 0xFF3A4149,
+                    .Mid = 0xFF2B3036,
+                    .Dark = 0xFF16191C,
+                    .Shadow = 0xFF0C0E10,
+                    .Placeholder = 0xFF98A1AA,
+                    .Disabled = 0xFF767F89,
+                    .DisabledHighlight = 0xFF39424C});
+}
+
+void ApplyKorvaneStyle(QApplication& application) {
+  // The palette that the desktop handed to the toolkit, before ours replaces it.
+  const bool dark = IsDark(QApplication::palette());
+  QApplication::setStyle(new KorvaneStyle);
+  QApplication::setPalette(dark ? DarkPalette() : LightPalette());
+  QApplication::setWindowIcon(ApplicationIcon());
+  auto* scheme = new DesktopScheme(dark, &application);
+  QObject::connect(scheme, &DesktopScheme::Changed, &application,
+                   [](bool nowDark) { QApplication::setPalette(nowDark ? DarkPalette() : LightPalette()); });
+}
+
+void StyleTable(QTableView& table) {
+  constexpr int kRowPadding = 7;
+  table.setShowGrid(false);
+  table.setAlternatingRowColors(true);
+  table.setFrameShape(QFrame::NoFrame);
+  table.setWordWrap(false);
+  table.setCornerButtonEnabled(false);
+  table.setTabKeyNavigation(false);
+  table.setSelectionBehavior(QAbstractItemView::SelectRows);
+  table.setSelectionMode(QAbstractItemView::ExtendedSelection);
+  table.setEditTriggers(QAbstractItemView::NoEditTriggers);
+  table.setHorizontalScrollMode(QAbstractItemView::ScrollPerPixel);
+  table.verticalHeader()->hide();
+  table.verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+  table.verticalHeader()->setMinimumSectionSize(1);
+  table.verticalHeader()->setDefaultSectionSize(table.fontMetrics().height() + kRowPadding);
+  table.horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+  table.horizontalHeader()->setHighlightSections(false);
+}
+
+}  // namespace korvane

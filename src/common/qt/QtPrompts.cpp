@@ -1,0 +1,136 @@
+#include "common/qt/QtPrompts.h"
+
+#include <QApplication>
+#include <QDialogButtonBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QVBoxLayout>
+
+#include "common/qt/QtText.h"
+#include "platform/ApplicationTitle.h"
+
+namespace korvane {
+namespace {
+
+// Longer texts, a database driver's or those quoting a trap, would make a box larger than the screen: it
+// shows their beginning and offers the whole text as details.
+constexpr qsizetype kLongText = 1200;
+constexpr qsizetype kManyLines = 24;
+
+QWidget* PromptParent() {
+  QWidget* modal = QApplication::activeModalWidget();
+  return modal != nullptr ? modal : QApplication::activeWindow();
+}
+
+QMessageBox::Icon IconOf(PromptIcon icon) {
+  switch (icon) {
+    case PromptIcon::None:
+      return QMessageBox::NoIcon;
+    case PromptIcon::Information:
+      return QMessageBox::Information;
+    case PromptIcon::Question:
+      return QMessageBox::Question;
+    case PromptIcon::Exclamation:
+      return QMessageBox::Warning;
+    case PromptIcon::Critical:
+      return QMessageBox::Critical;
+  }
+  return QMessageBox::NoIcon;
+}
+
+QMessageBox::StandardButtons ButtonsOf(PromptButtons buttons) {
+  switch (buttons) {
+    case PromptButtons::Ok:
+      return QMessageBox::Ok;
+    case PromptButtons::YesNo:
+      return QMessageBox::Yes | QMessageBox::No;
+    case PromptButtons::YesNoCancel:
+      return QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel;
+  }
+  return QMessageBox::Ok;
+}
+
+// The text that fits a box, or the whole text.
+QString Beginning(const QString& text) {
+  qsizetype end = text.size() > kLongText ? kLongText : text.size();
+  qsizetype line = -1;
+  for (qsizetype lines = 0; lines < kManyLines; ++lines) {
+    line = text.indexOf(QLatin1Char('\n'), line + 1);
+    if (line < 0) {
+      break;
+    }
+  }
+  if (line >= 0 && line < end) {
+    end = line;
+  }
+  return end == text.size() ? text : text.left(end) + QChar(0x2026);
+}
+
+PromptAnswer RunBox(std::string_view text, PromptButtons buttons, PromptIcon icon) {
+  const QString whole = ToQString(text);
+  QMessageBox box(PromptParent());
+  box.setObjectName(QStringLiteral("msgPrompt"));
+  box.setWindowTitle(ToQString(platform::kApplicationTitle));
+  box.setTextFormat(Qt::PlainText);
+  box.setIcon(IconOf(icon));
+  box.setText(Beginning(whole));
+  if (box.text() != whole) {
+    box.setDetailedText(whole);
+  }
+  box.setStandardButtons(ButtonsOf(buttons));
+  box.setDefaultButton(buttons == PromptButtons::Ok ? QMessageBox::Ok : QMessageBox::Yes);
+  if (buttons == PromptButtons::YesNo) {
+    box.setEscapeButton(QMessageBox::No);
+  }
+  switch (box.exec()) {
+    case QMessageBox::Yes:
+      return PromptAnswer::Yes;
+    case QMessageBox::No:
+      return PromptAnswer::No;
+    case QMessageBox::Cancel:
+      return PromptAnswer::Cancel;
+    default:
+      return PromptAnswer::Ok;
+  }
+}
+
+}  // namespace
+
+void QtPrompts::Show(std::string_view text, PromptIcon icon) {
+  RunBox(text, PromptButtons::Ok, icon);
+}
+
+PromptAnswer QtPrompts::Ask(std::string_view text, PromptButtons buttons, PromptIcon icon) {
+  return RunBox(text, buttons, icon);
+}
+
+std::optional<std::string> QtPrompts::AskText(std::string_view prompt, std::string_view initial) {
+  QDialog dialog(PromptParent());
+  dialog.setObjectName(QStringLiteral("inputPrompt"));
+  dialog.setWindowTitle(ToQString(platform::kApplicationTitle));
+  auto* label = new QLabel(&dialog);
+  label->setTextFormat(Qt::PlainText);
+  label->setWordWrap(true);
+  label->setText(ToQString(prompt));
+  auto* edit = new QLineEdit(ToQString(initial), &dialog);
+  edit->setObjectName(QStringLiteral("txtAnswer"));
+  edit->setAccessibleName(label->text());
+  edit->setMinimumWidth(340);
+  edit->selectAll();
+  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, &dialog);
+  QObject::connect(buttons, &QDialogButtonBox::accepted, &dialog, &QDialog::accept);
+  QObject::connect(buttons, &QDialogButtonBox::rejected, &dialog, &QDialog::reject);
+  auto* layout = new QVBoxLayout(&dialog);
+  layout->setSizeConstraint(QLayout::SetFixedSize);
+  layout->addWidget(label);
+  layout->addWidget(edit);
+  layout->addSpacing(6);
+  layout->addWidget(buttons);
+  if (dialog.exec() != QDialog::Accepted) {
+    return std::nullopt;
+  }
+  return ToUtf8(edit->text());
+}
+
+}  // namespace korvane
