@@ -21,6 +21,16 @@ bool SequenceSet::Contains(std::int32_t number) const {
   return run != runs_.end() && run->First <= number;
 }
 
+void SequenceSet::Assign(std::vector<std::int32_t> numbers) {
+  if (!std::is_sorted(numbers.begin(), numbers.end())) {
+    std::sort(numbers.begin(), numbers.end());
+  }
+  runs_.clear();
+  for (const std::int32_t number : numbers) {
+    Insert(number);
+  }
+}
+
 bool SequenceSet::Insert(std::int32_t number) {
   const auto at = runs_.begin() + (RunFor(number) - runs_.cbegin());
   if (at != runs_.end() && at->First <= number) {

@@ -1,4 +1,8 @@
 # The lists of traps: rows, the model and the window of Traps windows.
 target_sources(korvane_core PRIVATE
   ${CMAKE_CURRENT_SOURCE_DIR}/LoadBounds.cpp
-  ${CMAKE_CURRENT_SOURCE_DIR}/SequenceSet.cpp)
+  ${CMAKE_CURRENT_SOURCE_DIR}/SequenceSet.cpp
+  ${CMAKE_CURRENT_SOURCE_DIR}/TextArena.cpp
+  ${CMAKE_CURRENT_SOURCE_DIR}/TrapOrder.cpp
+  ${CMAKE_CURRENT_SOURCE_DIR}/TrapRows.cpp
+  ${CMAKE_CURRENT_SOURCE_DIR}/TrapsModel.cpp)

@@ -1,0 +1,370 @@
+#include "views/TrapsModel.h"
+
+#include <algorithm>
+#include <numeric>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+#include "common/Text.h"
+#include "fmt/format.h"
+#include "store/DatabaseError.h"
+#include "store/Statements.h"
+#include "store/TrapReader.h"
+#include "views/Systems.h"
+
+namespace korvane::views {
+
+namespace {
+
+constexpr std::int64_t kRowsPerProgress = 4096;
+constexpr std::size_t kStatementsPerProgress = 500;
+
+struct Acknowledged {
+  std::vector<std::int32_t> SequenceNumbers;  // committed
+  std::string Failure;                        // the database's text; empty when all went well
+};
+
+Acknowledged AcknowledgeInOneTransaction(store::Connection& connection, BusyIndicator& busy,
+                                         std::span<const std::int32_t> sequenceNumbers) {
+  Acknowledged result;
+  try {
+    store::Transaction transaction(connection);
+    try {
+      for (const std::int32_t number : sequenceNumbers) {
+        connection.Execute(store::AcknowledgeTrapStatement(number));
+        result.SequenceNumbers.push_back(number);
+        if (result.SequenceNumbers.size() % kStatementsPerProgress == 0) {
+          busy.ShowProgress(static_cast<std::int64_t>(result.SequenceNumbers.size()),
+                            static_cast<std::int64_t>(sequenceNumbers.size()));
+        }
+      }
+    } catch (const store::DatabaseError& error) {
+      result.Failure = error.what();
+    }
+    transaction.Commit();
+  } catch (const store::DatabaseError& error) {
+    // Nothing was committed; what went wrong first says more.
+    result.SequenceNumbers.clear();
+    if (result.Failure.empty()) {
+      result.Failure = error.what();
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+TrapsModel::TrapsModel(ViewServices& services, ViewWindows& windows, WindowKind kind,
+                       params::WindowParameters parameters, const System* system)
+    : services_(services),
+      windows_(windows),
+      kind_(kind),
+      parameters_(std::move(parameters)),
+      system_(system) {
+  if ((kind_ == WindowKind::PerSystem) != (system_ != nullptr)) {
+    throw std::invalid_argument("a per-system window, and no other, has a system");
+  }
+}
+
+TrapsModel::~TrapsModel() = default;
+
+std::size_t TrapsModel::Limit() const {
+  return static_cast<std::size_t>(std::max(services_.State.gMaxViewTraps, 1));
+}
+
+bool TrapsModel::Takes(const store::IncomingTrap& trap) const {
+  if (kind_ == WindowKind::PerSystem) {
+    return std::find(system_->Sources.begin(), system_->Sources.end(), trap.Source) != system_->Sources.end();
+  }
+  return params::TrapMatchesWindow(parameters_, trap, services_.Categories);
+}
+
+bool TrapsModel::IsKnown(std::int32_t sequenceNumber) const {
+  // Numbers nearly always rise, so this is nearly always answered here.
+  if (sequenceNumber > highestSequence_) {
+    return false;
+  }
+  return loaded_.Contains(sequenceNumber) || rows_.Find(sequenceNumber).has_value() ||
+         pending_.Find(sequenceNumber).has_value();
+}
+
+void TrapsModel::Hold(const store::IncomingTrap& trap) {
+  pending_.Append(trap);
+  highestSequence_ = std::max(highestSequence_, trap.SequenceNumber);
+  // In a storm most of a tick's traps would be dropped again at its end.
+  if (pending_.Count() > Limit()) {
+    pending_.DropFront(1);
+  }
+}
+
+void TrapsModel::PublicAddTraps(const store::IncomingTrap& trap) {
+  NoteDelivered(services_.Bounds, trap.EventTime, trap.SequenceNumber);
+  if (kind_ == WindowKind::NoLiveTraps || !Takes(trap) || IsKnown(trap.SequenceNumber)) {
+    return;
+  }
+  Hold(trap);
+}
+
+void TrapsModel::UpdateStatusBar() {
+  InsertPending();
+}
+
+void TrapsModel::InsertPending() {
+  const std::size_t limit = Limit();
+  if (pending_.Count() > limit) {
+    pending_.DropFront(pending_.Count() - limit);
+  }
+  const std::size_t total = rows_.Count() + pending_.Count();
+  const std::size_t dropped = std::min(total > limit ? total - limit : 0, rows_.Count());
+  if (dropped == 0 && pending_.Empty()) {
+    return;
+  }
+  if (listener_ != nullptr) {
+    listener_->BatchBegins();
+  }
+  if (dropped > 0) {
+    std::vector<std::uint32_t> oldest(dropped);
+    std::iota(oldest.begin(), oldest.end(), 0U);
+    if (listener_ != nullptr) {
+      listener_->RowsAboutToBeRemoved(oldest);
+    }
+    rows_.DropFront(dropped);
+    if (listener_ != nullptr) {
+      listener_->RowsRemoved(oldest);
+    }
+  }
+  if (!pending_.Empty()) {
+    if (listener_ != nullptr) {
+      listener_->RowsAboutToBeAppended(pending_.Count());
+    }
+    if (rows_.Empty()) {
+      rows_ = std::move(pending_);
+    } else {
+      for (std::size_t i = 0; i < pending_.Count(); ++i) {
+        rows_.Append(pending_.At(i));
+      }
+    }
+    pending_ = TrapRows();
+    if (listener_ != nullptr) {
+      listener_->RowsAppended();
+    }
+  }
+  if (listener_ != nullptr) {
+    listener_->BatchEnds();
+  }
+}
+
+void TrapsModel::ResetRows() {
+  if (listener_ != nullptr) {
+    listener_->BatchBegins();
+    listener_->RowsAboutToBeReset();
+  }
+  rows_.Clear();
+  pending_.Clear();
+  loaded_.Clear();
+  highestSequence_ = std::numeric_limits<std::int32_t>::min();
+  if (listener_ != nullptr) {
+    listener_->RowsReset();
+    listener_->BatchEnds();
+  }
+}
+
+void TrapsModel::Reset() {
+  const BusyScope busy(services_.Busy, "Loading Trap(s)");
+  ResetRows();
+  std::vector<std::int32_t> taken;
+  try {
+    ReadStoredTraps(taken);
+  } catch (const store::DatabaseError& error) {
+    LogFailure(error.what());
+  }
+  loaded_.Assign(std::move(taken));
+  InsertPending();
+}
+
+void TrapsModel::ReadStoredTraps(std::vector<std::int32_t>& taken) {
+  const LoadRange range = RangeOfLoad(services_.Bounds, services_.State.gLastTrapTime);
+  const std::string statement = range.Lower ? store::TrapsLoadStatement(range.Upper, *range.Lower)
+                                            : store::TrapsLoadStatement(range.Upper);
+  store::TrapReader reader(services_.Connection, statement);
+  store::IncomingTrap trap;
+  for (std::int64_t read = 1; reader.Next(trap); ++read) {
+    if (read % kRowsPerProgress == 0) {
+      services_.Busy.ShowProgress(read, 0);
+    }
+    if (!range.Wants(services_.Bounds, trap.EventTime, trap.SequenceNumber)) {
+      continue;
+    }
+    // A per-system window looks at nothing but the source, so most rows need no name.
+    if (kind_ == WindowKind::PerSystem && !Takes(trap)) {
+      continue;
+    }
+    intake::CompleteStoredTrap(trap, services_.SystemList, services_.Names);
+    if (trap.Filtered || !Takes(trap)) {
+      continue;
+    }
+    taken.push_back(trap.SequenceNumber);
+    Hold(trap);
+  }
+}
+
+void TrapsModel::LogFailure(std::string_view text) const {
+  try {
+    services_.DebugLog.WriteLog(text);
+  } catch (const std::runtime_error&) {
+    // A log that can't be written must not take the rows away.
+  }
+}
+
+std::string TrapsModel::MaximumTrapsText() const {
+  return fmt::format("Maximum Traps Shown: {} ", services_.State.gMaxViewTraps);
+}
+
+std::string TrapsModel::SelectedTrapText(std::size_t position) {
+  return fmt::format("Selected Trap: {} ", position);
+}
+
+std::string TrapsModel::TotalTrapsText() const {
+  return fmt::format("Total Traps In Window: {} ", rows_.Count());
+}
+
+void TrapsModel::AcknowledgeSelected(std::span<const std::uint32_t> rows) {
+  if (rows_.Empty()) {
+    services_.Prompt.Show("There are no traps that can be acknowledged / cleared.", PromptIcon::Information);
+    return;
+  }
+  if (rows.empty()) {
+    return;
+  }
+  std::string failure;
+  {
+    const BusyScope busy(services_.Busy, "Acknowledging Trap(s)");
+    std::vector<std::int32_t> numbers;
+    numbers.reserve(rows.size());
+    for (const std::uint32_t row : rows) {
+      numbers.push_back(rows_.SequenceNumberAt(row));
+    }
+    Acknowledged result = AcknowledgeInOneTransaction(services_.Connection, services_.Busy, numbers);
+    failure = std::move(result.Failure);
+    if (!result.SequenceNumbers.empty()) {
+      windows_.TrapsAcknowledged(result.SequenceNumbers);
+    }
+  }
+  if (!failure.empty()) {
+    services_.Prompt.Show(failure, PromptIcon::Critical);
+  }
+}
+
+void TrapsModel::RemoveRows(std::span<const std::uint32_t> rows) {
+  if (rows.empty()) {
+    return;
+  }
+  if (listener_ != nullptr) {
+    listener_->BatchBegins();
+    listener_->RowsAboutToBeRemoved(rows);
+  }
+  rows_.Remove(rows);
+  if (listener_ != nullptr) {
+    listener_->RowsRemoved(rows);
+    listener_->BatchEnds();
+  }
+}
+
+template <class Leaves>
+void TrapsModel::RemoveWhere(Leaves leaves) {
+  const auto leaving = [&](const TrapRows& list) {
+    std::vector<std::uint32_t> rows;
+    for (std::size_t row = 0; row < list.Count(); ++row) {
+      if (leaves(list, row)) {
+        rows.push_back(static_cast<std::uint32_t>(row));
+      }
+    }
+    return rows;
+  };
+  pending_.Remove(leaving(pending_));
+  RemoveRows(leaving(rows_));
+}
+
+void TrapsModel::RemoveAcknowledged(std::span<const std::int32_t> sequenceNumbers) {
+  if (sequenceNumbers.empty()) {
+    return;
+  }
+  std::vector<std::int32_t> sorted(sequenceNumbers.begin(), sequenceNumbers.end());
+  std::sort(sorted.begin(), sorted.end());
+  RemoveWhere([&](const TrapRows& list, std::size_t row) {
+    const std::int32_t number = list.SequenceNumberAt(row);
+    return number >= sorted.front() && number <= sorted.back() &&
+           std::binary_search(sorted.begin(), sorted.end(), number);
+  });
+}
+
+void TrapsModel::RemoveAcknowledged(const System& system, std::int32_t beforeTime) {
+  RemoveWhere([&](const TrapRows& list, std::size_t row) {
+    return list.EventTimeAt(row) < beforeTime && std::find(system.Sources.begin(), system.Sources.end(),
+                                                           list.SourceAt(row)) != system.Sources.end();
+  });
+}
+
+std::string TrapsModel::SystemSource() const {
+  return system_->Sources.empty() ? system_->Name : system_->Sources.front();
+}
+
+bool TrapsModel::MayClose() {
+  if (kind_ != WindowKind::PerSystem || services_.State.gShuttingDown) {
+    return true;
+  }
+  const std::string question =
+      "Do you want to acknowledge all traps for '" + VisibleText(SystemSource()) + "'?";
+  if (services_.Prompt.Ask(question, PromptButtons::YesNo, PromptIcon::Question) != PromptAnswer::Yes) {
+    return true;
+  }
+  std::string failure;
+  {
+    const BusyScope busy(services_.Busy, "Acknowledging Trap(s)");
+    // The newest trap seen stays, as do all that were stored after it.
+    const std::int32_t beforeTime = services_.State.gLastTrapTime;
+    try {
+      store::Transaction transaction(services_.Connection);
+      const std::vector<std::string> sources =
+          system_->Sources.empty() ? std::vector<std::string>{SystemSource()} : system_->Sources;
+      for (const std::string& source : sources) {
+        services_.Connection.Execute(store::AcknowledgeSourceStatement(source, beforeTime));
+      }
+      transaction.Commit();
+    } catch (const store::DatabaseError& error) {
+      failure = error.what();
+    }
+    if (failure.empty()) {
+      windows_.SystemAcknowledged(*system_, beforeTime);
+    }
+  }
+  if (!failure.empty()) {
+    services_.Prompt.Show(failure, PromptIcon::Critical);
+    return false;
+  }
+  return true;
+}
+
+void TrapsModel::Close() {
+  const BusyScope busy(services_.Busy, "Closing Window");
+  ResetRows();
+}
+
+void TrapsModel::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
+  if (const auto row = pending_.Find(sequenceNumber)) {
+    pending_.SetNotes(*row, notes);
+  }
+  const auto row = rows_.Find(sequenceNumber);
+  if (!row) {
+    return;
+  }
+  rows_.SetNotes(*row, notes);
+  if (listener_ != nullptr) {
+    listener_->BatchBegins();
+    listener_->RowChanged(*row);
+    listener_->BatchEnds();
+  }
+}
+
+}  // namespace korvane::views

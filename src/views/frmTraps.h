@@ -1,0 +1,84 @@
+// A Traps window: the live list of the traps of one system, or of those its parameters select.  The frame
+// creates it inside a sub-window, shows it and calls Reset once to load it; the intake offers it every new
+// trap; the commands act on it through the public operations.  Owns its model, which does the work.
+// A per-system window asks on closing whether to acknowledge its system's traps.
+#pragma once
+
+#include <QWidget>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "common/OpenForms.h"
+#include "intake/Intake.h"
+#include "params/WindowParameters.h"
+#include "views/TrapsModel.h"
+#include "views/TrapsTableModel.h"
+#include "views/ViewServices.h"
+
+class QLabel;
+
+namespace korvane::views {
+
+class TrapsView;
+namespace Ui {
+class frmTraps;
+}
+
+class frmTraps : public QWidget, public Form, public intake::TrapsWindow {
+  Q_OBJECT
+
+ public:
+  // The window's caption is parameters.WindowName.  system: of a per-system window, else null; it must
+  // outlive the window, as must the services.
+  frmTraps(ViewServices& services, ViewWindows& windows, WindowKind kind, params::WindowParameters parameters,
+           const System* system = nullptr, QWidget* parent = nullptr);
+  ~frmTraps() override;
+
+  std::string_view FormName() const override { return kTrapsFormName; }
+  void RepaintNow() override;
+
+  void PublicAddTraps(const store::IncomingTrap& trap) override;
+  void UpdateStatusBar() override;
+
+  void Reset();
+  // Acknowledges the selected traps; says so when the list is empty.
+  void AcknowledgeTrap();
+  // With an empty list these two show their message; otherwise they emit the signal below.
+  void ShowTrapDetail();
+  void Printable();
+  void ShowWindowParameters();
+  void Custom_Activate();
+
+  // For ViewWindows: traps acknowledged somewhere leave the list.
+  void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers);
+  void SystemAcknowledged(const System& system, std::int32_t beforeTime);
+
+  TrapsModel& Model() { return model_; }
+  TrapsTableModel& Table() { return table_; }
+  TrapsView* List();
+
+ Q_SIGNALS:
+  // position: of the trap in the list as it is shown, from 0.
+  void TrapDetailRequested(int position);
+  void PrintRequested();
+  // A right click or the menu key on the list.
+  void ContextMenuRequested(const QPoint& globalPosition);
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  void ShowStatus();
+
+  ViewServices& services_;
+  TrapsModel model_;
+  TrapsTableModel table_;
+  std::unique_ptr<Ui::frmTraps> ui_;
+  QLabel* maximumTraps_;
+  QLabel* selectedTrap_;
+  QLabel* totalTraps_;
+};
+
+}  // namespace korvane::views
