@@ -3,8 +3,8 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "common/Log.h"
@@ -64,15 +64,33 @@ class Intake {
   // Starts the library's thread; a failure is shown, and the console carries on.
   void StartIntake(std::int32_t highWaterMark);
 
-  // One tick.  Never throws: an error ends the tick, is logged, and the next tick begins with the trap in
-  // hand; when that fails again the trap is admitted without a definition.
+  // One tick; nothing once the program shuts down.  Never throws: an error ends the tick, is logged, and the
+  // next tick begins with the trap in hand, for those that have not taken it yet.  When that fails again the
+  // trap is admitted without a definition, whoever still fails goes without it, and the list goes on.
   void CheckTraps();
 
   const IntakeCounters& Counters() const { return counters_; }
 
  private:
+  // The trap that was taken from the library last, and how far it has come.
+  struct TrapInHand {
+    ReceivedTrap Received;
+    bool Held = false;  // taken, and not yet handed to everyone
+    int Failures = 0;
+    bool Counted = false;               // by the Systems window
+    std::vector<TrapsWindow*> Offered;  // windows that have had it
+  };
+
+  void BeginTick();
   void Drain();
-  void Route(const store::IncomingTrap& trap);
+  bool TakeNext();
+  void Admit(const std::vector<TrapsWindow*>& windows);
+  void Complete(store::IncomingTrap& trap);
+  void Route(const store::IncomingTrap& trap, const std::vector<TrapsWindow*>& windows);
+  template <typename Step>
+  bool Succeeds(Step step);
+  bool LastTry() const { return hand_.Failures > 0; }
+  void LogError(std::string_view description) noexcept;
 
   ReceiverLibrary& library_;
   store::TrapNames& names_;
@@ -83,8 +101,7 @@ class Intake {
   Prompts& prompts_;
   Log& log_;
   IntakeCounters counters_;
-  ReceivedTrap received_;
-  bool trapInHand_ = false;
+  TrapInHand hand_;
   std::string varBinds_;
 };
 

@@ -1,0 +1,185 @@
+#include "intake/StoreFeeder.h"
+
+#include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <optional>
+#include <stop_token>
+#include <utility>
+
+#include "common/RegistryValues.h"
+
+namespace korvane::intake {
+
+namespace {
+
+constexpr std::chrono::milliseconds kResolverPatience{250};
+
+std::string RegistryText(platform::RegistryStore& registry, std::string_view valueName) {
+  std::string text;
+  GetRegistryValue(registry, platform::RegistryHive::LocalMachine, kManagerKey, valueName, text);
+  return text;
+}
+
+}  // namespace
+
+struct StoreFeeder::Shared {
+  std::mutex Mutex;
+  std::condition_variable_any Changed;
+  std::deque<TrapFollower::Progress> Queue;  // one entry for each read, never an empty one
+  std::size_t QueuedTraps = 0;
+  std::size_t QueuedBytes = 0;
+  std::string LastError;
+
+  // Waits for room; false when the thread is to stop instead.
+  bool Put(TrapFollower::Progress read, const StoreFeederOptions& options, std::stop_token stop) {
+    std::unique_lock lock(Mutex);
+    LastError.clear();
+    if (read.Traps.empty()) {
+      return !stop.stop_requested();
+    }
+    const bool room = Changed.wait(lock, stop, [&] {
+      return QueuedTraps < options.MostQueuedTraps && QueuedBytes < options.MostQueuedBytes;
+    });
+    if (!room) {
+      return false;
+    }
+    QueuedTraps += read.Traps.size();
+    QueuedBytes += read.Bytes;
+    Queue.push_back(std::move(read));
+    return true;
+  }
+
+  std::vector<ReceivedTrap> Take() {
+    const std::lock_guard lock(Mutex);
+    if (Queue.empty()) {
+      return {};
+    }
+    TrapFollower::Progress read = std::move(Queue.front());
+    Queue.pop_front();
+    QueuedTraps -= read.Traps.size();
+    QueuedBytes -= read.Bytes;
+    Changed.notify_all();
+    return std::move(read.Traps);
+  }
+
+  void Pause(std::chrono::milliseconds length, std::stop_token stop) {
+    std::unique_lock lock(Mutex);
+    Changed.wait_for(lock, stop, length, [] { return false; });
+  }
+
+  void NoteError(std::string_view text) {
+    const std::lock_guard lock(Mutex);
+    LastError = text;
+  }
+
+  void Follow(const OpenConnection& open, std::int32_t mark, const StoreFeederOptions& options,
+              std::stop_token stop);
+};
+
+// The thread's life.  Whatever fails, the connection is thrown away and the follower goes on where it was.
+void StoreFeeder::Shared::Follow(const OpenConnection& open, std::int32_t mark,
+                                 const StoreFeederOptions& options, std::stop_token stop) {
+  TrapFollower follower(mark, options.Following);
+  std::unique_ptr<store::Connection> connection;
+  std::chrono::milliseconds retry = options.FirstRetry;
+  while (!stop.stop_requested()) {
+    try {
+      if (!connection) {
+        connection = open();
+      }
+      TrapFollower::Progress read = follower.Read(*connection, std::chrono::steady_clock::now());
+      retry = options.FirstRetry;
+      const bool more = read.More;
+      if (Put(std::move(read), options, stop) && !more) {
+        Pause(options.PollInterval, stop);
+      }
+    } catch (const std::exception& error) {
+      NoteError(error.what());
+      connection.reset();
+      Pause(retry, stop);
+      retry = std::min(retry * 2, options.LongestRetry);
+    }
+  }
+}
+
+StoreFeeder::StoreFeeder(OpenConnection openConnection, std::shared_ptr<platform::HostNames> hostNames,
+                         MailSettings mailSettings, StoreFeederOptions options)
+    : openConnection_(std::move(openConnection)),
+      mailSettings_(std::move(mailSettings)),
+      options_(std::move(options)),
+      resolver_(std::move(hostNames), options_.Resolving),
+      worker_(options_.MakeThread) {}
+
+StoreFeeder::~StoreFeeder() {
+  StopRecvEvents();
+}
+
+std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {
+  if (worker_.Running()) {
+    return kReceiverThreadOk;
+  }
+  taken_.clear();
+  nextTaken_ = 0;
+  shared_ = std::make_shared<Shared>();
+  const bool started =
+      worker_.Start([shared = shared_, open = openConnection_, highWaterMark, options = options_](
+                        std::stop_token stop) { shared->Follow(open, highWaterMark, options, stop); });
+  return started ? kReceiverThreadOk : kReceiverThreadFailed;
+}
+
+std::int32_t StoreFeeder::GetEventFromList(ReceivedTrap& trap) {
+  if (nextTaken_ == taken_.size()) {
+    nextTaken_ = 0;
+    taken_.clear();
+    if (shared_) {
+      taken_ = shared_->Take();
+    }
+    if (taken_.empty()) {
+      return 0;
+    }
+  }
+  trap = std::move(taken_[nextTaken_++]);
+  return 1;
+}
+
+std::int32_t StoreFeeder::StopRecvEvents() {
+  const bool ended = worker_.Stop(options_.StopPatience);
+  shared_.reset();
+  taken_.clear();
+  nextTaken_ = 0;
+  resolver_.Stop(kResolverPatience);
+  return ended ? kReceiverThreadOk : kReceiverThreadFailed;
+}
+
+bool StoreFeeder::KVResolveSystemName(const std::string& address, std::string& name) {
+  return resolver_.Resolve(address, name);
+}
+
+std::string StoreFeeder::LastError() const {
+  if (!shared_) {
+    return {};
+  }
+  const std::lock_guard lock(shared_->Mutex);
+  return shared_->LastError;
+}
+
+MailSettings ReadMailSettings(platform::RegistryStore& registry, platform::HostNames& hostNames) {
+  MailSettings settings{.SmtpServer = RegistryText(registry, kSmtpServerValue),
+                        .Recipient = RegistryText(registry, kMailRecipientValue),
+                        .Domain = RegistryText(registry, kMailDomainValue)};
+  if (settings.SmtpServer.empty()) {
+    settings.SmtpServer = "localhost";
+  }
+  if (settings.Domain.empty()) {
+    settings.Domain = hostNames.DomainOfThisHost();
+  }
+  if (settings.Recipient.empty()) {
+    settings.Recipient = settings.Domain.empty() ? "root" : "root@" + settings.Domain;
+  }
+  return settings;
+}
+
+}  // namespace korvane::intake

@@ -1,0 +1,83 @@
+// The receiver library where the platform has none: follows the trap table on a thread and a connection of
+// its own and queues what is new.  Its calls are made from the user-interface thread and touch no database.
+// A lost database shows as an empty list; the thread tries again with growing pauses and misses nothing.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "intake/NameResolver.h"
+#include "intake/ReceiverLibrary.h"
+#include "intake/TrapFollower.h"
+#include "intake/Worker.h"
+#include "platform/Platform.h"
+#include "store/Connection.h"
+
+namespace korvane::intake {
+
+inline constexpr std::int32_t kReceiverThreadFailed = 1;
+
+inline constexpr std::string_view kSmtpServerValue = "KVSmtpServer";
+inline constexpr std::string_view kMailRecipientValue = "KVMailRecipient";
+inline constexpr std::string_view kMailDomainValue = "KVMailDomain";
+
+// Opens a connection for the feeder; called on its thread, as often as the store is lost.  Throws
+// DatabaseError.  Give it a command time-out where the driver knows one: a server that went mute is then
+// noticed.
+using OpenConnection = std::function<std::unique_ptr<store::Connection>()>;
+
+struct StoreFeederOptions {
+  std::chrono::milliseconds PollInterval{1000};
+  std::chrono::milliseconds FirstRetry{1000};  // doubled after each failure
+  std::chrono::milliseconds LongestRetry{30'000};
+  std::chrono::milliseconds StopPatience{5000};
+  std::size_t MostQueuedTraps = 20'000;             // beyond either bound the thread waits
+  std::size_t MostQueuedBytes = 64U * 1024 * 1024;  // of the traps' texts
+  TrapFollowerLimits Following;
+  NameResolverLimits Resolving;
+  Worker::ThreadMaker MakeThread = Worker::MakeThread;
+};
+
+class StoreFeeder : public ReceiverLibrary {
+ public:
+  StoreFeeder(OpenConnection openConnection, std::shared_ptr<platform::HostNames> hostNames,
+              MailSettings mailSettings, StoreFeederOptions options = {});
+  ~StoreFeeder() override;
+
+  // 2000 also when the thread runs already; 1 when no thread could be made.
+  std::int32_t StartRecvEvents(std::int32_t highWaterMark) override;
+  std::int32_t GetEventFromList(ReceivedTrap& trap) override;
+  // Within StopPatience and a little: a call that hangs is cancelled, and when that does not help the thread
+  // is left behind with what it owns, which answers 1.  What is still in the list is gone.
+  std::int32_t StopRecvEvents() override;
+  bool KVResolveSystemName(const std::string& address, std::string& name) override;
+  MailSettings GetDefaultMailSettings() override { return mailSettings_; }
+
+  // Why the list stays empty: the text of the database's last failure; empty while following works.
+  std::string LastError() const;
+
+ private:
+  struct Shared;
+
+  OpenConnection openConnection_;
+  MailSettings mailSettings_;
+  StoreFeederOptions options_;
+  NameResolver resolver_;
+  Worker worker_;
+  std::shared_ptr<Shared> shared_;   // what the thread and this object share
+  std::vector<ReceivedTrap> taken_;  // taken from the queue, not yet handed out
+  std::size_t nextTaken_ = 0;
+};
+
+// The defaults of a mail action where the platform's library has none: the registry strings KVSmtpServer,
+// KVMailRecipient and KVMailDomain; absent ones are "localhost", "root" at the domain, and this host's
+// domain.  May ask the resolver: call it once, before the windows are up.
+MailSettings ReadMailSettings(platform::RegistryStore& registry, platform::HostNames& hostNames);
+
+}  // namespace korvane::intake

@@ -1,0 +1,87 @@
+// Finds the rows of the trap table that are new since a start, in the order of SequenceNumber, each once.
+// Holds positions only, no rows and no connection, so it goes on where it was after the store was lost.
+// Used by the store feeder on its thread.
+//
+// Numbers are given out in order, but a lower one may be committed after a higher one.  A number that was
+// passed over is therefore looked for again for some time before it is given up as never used.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <vector>
+
+#include "intake/ReceiverLibrary.h"
+#include "store/Connection.h"
+#include "store/TrapRecord.h"
+
+namespace korvane::intake {
+
+struct TrapFollowerLimits {
+  std::int32_t NumbersPerRead = 4000;            // most numbers one statement spans
+  std::size_t BytesPerRead = 16U * 1024 * 1024;  // of texts; a read that passes it ends there
+  std::int32_t LookBack = 1000;                  // numbers below the start that may still be committed
+  std::size_t MostGaps = 256;                    // the lowest are given up first
+  std::chrono::milliseconds GapLife = std::chrono::minutes(5);
+};
+
+class TrapFollower {
+ public:
+  // New are the rows with an EventTime at or after the mark when the first read begins, and every row that
+  // appears later whatever its time; rows that are acknowledged already are not.
+  explicit TrapFollower(std::int32_t highWaterMark, TrapFollowerLimits limits = {});
+
+  struct Progress {
+    std::vector<ReceivedTrap> Traps;
+    std::size_t Bytes = 0;  // of the traps' texts
+    bool More = false;      // read on at once, there are more rows
+  };
+
+  // One step, of bounded size.  Throws DatabaseError; the position is then unchanged, so the next read
+  // delivers what this one would have.  now never goes back.
+  Progress Read(store::Connection& connection, std::chrono::steady_clock::time_point now);
+
+ private:
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  // Numbers First to Last that were passed over.
+  struct Gap {
+    std::int64_t First;
+    std::int64_t Last;
+    TimePoint Noticed;
+  };
+
+  // Rows up to Number that were there before, as far as their time tells.
+  struct Known {
+    std::int64_t Number;
+    std::int64_t Time;
+  };
+
+  struct Position {
+    bool Started = false;
+    std::int64_t Last = 0;  // every number up to here was read, or is in a gap
+    std::int32_t LastTime = 0;
+    Known Before{std::numeric_limits<std::int64_t>::min(), 0};
+    std::vector<Gap> Gaps;  // ascending
+  };
+
+  void Start(store::Connection& connection, std::int64_t highest);
+  void ReadGaps(store::Connection& connection, TimePoint now, Position& position, Progress& progress) const;
+  // Puts what stays open into left; how many of the gaps are dealt with.
+  std::size_t ReadSomeGaps(store::Connection& connection, std::span<const Gap> gaps, std::vector<Gap>& left,
+                           Progress& progress) const;
+  void ReadNew(store::Connection& connection, std::int64_t highest, TimePoint now, Position& position,
+               Progress& progress) const;
+
+  // Rows above a number; false when there are none within reach of one statement.
+  bool ReadRange(store::Connection& connection, std::int64_t above, std::int64_t highest, TimePoint now,
+                 Position& position, Progress& progress) const;
+
+  std::int32_t highWaterMark_;
+  TrapFollowerLimits limits_;
+  Position position_;
+};
+
+}  // namespace korvane::intake
