@@ -18,7 +18,7 @@ std::unique_ptr<RegistryStore> MakeRegistryFile(std::string path = DefaultRegist
 std::unique_ptr<AccountGroups> MakeAccountGroups();
 // Over systemd on the system bus; callMilliseconds bounds each call, startMilliseconds a start's job.
 std::unique_ptr<ServiceControl> MakeServiceControl(int callMilliseconds = 5000,
-                                                   int startMilliseconds = 20000);
+                                                   int startMilliseconds = 10000);
 std::unique_ptr<Sockets> MakeSockets();
 std::unique_ptr<Programs> MakePrograms();
 std::unique_ptr<Directories> MakeDirectories();

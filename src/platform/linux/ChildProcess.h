@@ -1,0 +1,25 @@
+// Starting and asking other programs, by argument vector and never through a shell.  Used by Programs only.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace korvane::platform {
+
+// The file that the name stands for: itself when it has a slash, else the first executable of that name in
+// the directories of PATH.  Nothing when there is none.
+std::optional<std::string> FindProgram(std::string_view name);
+
+// Starts the program in a session of its own, with no descriptor of ours and nothing on its standard ones,
+// and lets go of it: it is no child of ours, leaves no zombie and outlives us.  False when the system could
+// not execute it.
+bool StartDetached(const std::string& file, const std::vector<std::string>& arguments);
+
+// Runs the program to its end and gives what it wrote, at most 64 KiB.  Nothing when it could not be
+// executed or was not done in time; it is then killed.
+std::optional<std::string> RunAndRead(const std::string& file, const std::vector<std::string>& arguments,
+                                      int waitMilliseconds);
+
+}  // namespace korvane::platform

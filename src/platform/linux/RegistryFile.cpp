@@ -1,0 +1,197 @@
+#include "platform/linux/RegistryFile.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "platform/linux/FileDescriptor.h"
+#include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/RegistryText.h"
+
+namespace korvane::platform {
+namespace {
+
+// The registry's access rights as far as a file can tell them apart.
+constexpr std::uint32_t kQueryValue = 0x01;
+constexpr std::uint32_t kSetValue = 0x02;
+constexpr std::uint32_t kReadRights = kQueryValue | 0x08 | 0x10;  // enumerate, notify
+constexpr std::uint32_t kWriteRights = kSetValue | 0x04 | 0x20;   // create subkey, create link
+constexpr std::size_t kLargestFile = 16U * 1024 * 1024;
+
+std::string_view HiveName(RegistryHive hive) {
+  switch (hive) {
+    case RegistryHive::LocalMachine:
+      break;
+  }
+  return "HKEY_LOCAL_MACHINE";
+}
+
+std::string FullPath(RegistryHive hive, std::string_view keyPath) {
+  return std::string(HiveName(hive)).append("\\").append(keyPath);
+}
+
+FileDescriptor Open(const std::string& path, int flags, mode_t mode = 0) {
+  return FileDescriptor(open(path.c_str(), flags | O_CLOEXEC, mode));
+}
+
+bool MayUse(const std::string& path, std::uint32_t accessMask) {
+  const bool reads = (accessMask & kReadRights) != 0;
+  const bool writes = (accessMask & kWriteRights) != 0;
+  const int flags = reads && writes ? O_RDWR : (writes ? O_WRONLY : O_RDONLY);
+  return Open(path, flags | O_NONBLOCK).IsOpen();
+}
+
+std::optional<std::string> ReadAll(const FileDescriptor& file) {
+  std::string bytes;
+  std::array<char, 16384> block{};
+  for (;;) {
+    const ssize_t got = read(file.Number(), block.data(), block.size());
+    if (got == 0) {
+      return bytes;
+    }
+    if (got < 0 && errno == EINTR) {
+      continue;
+    }
+    if (got < 0 || bytes.size() + static_cast<std::size_t>(got) > kLargestFile) {
+      return std::nullopt;
+    }
+    bytes.append(block.data(), static_cast<std::size_t>(got));
+  }
+}
+
+std::optional<RegistryText> ReadRegistry(const FileDescriptor& file) {
+  struct stat status {};
+  if (!file.IsOpen() || fstat(file.Number(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    return std::nullopt;
+  }
+  const std::optional<std::string> bytes = ReadAll(file);
+  return bytes ? RegistryText::Parse(*bytes) : std::nullopt;
+}
+
+bool WriteAll(const FileDescriptor& file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(file.Number(), bytes.data(), bytes.size());
+    if (written < 0 && errno == EINTR) {
+      continue;
+    }
+    if (written <= 0) {
+      return false;
+    }
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+// Whoever could use the old file can use the new one, and nobody else.  An owner that this user can't give
+// the file to is replaced by this user, as with any file that is rewritten; its group must stay.
+bool TakeOverRights(const FileDescriptor& file, const struct stat& old) {
+  if (fchown(file.Number(), old.st_uid, old.st_gid) != 0 &&
+      fchown(file.Number(), static_cast<uid_t>(-1), old.st_gid) != 0) {
+    return false;
+  }
+  return fchmod(file.Number(), old.st_mode & 07777) == 0;
+}
+
+// The lock of the file's writers; not open when it was not to be had in time.
+FileDescriptor LockWriters(const std::string& path, const struct stat& registry, int waitMilliseconds) {
+  const std::string lockPath = path + ".lock";
+  FileDescriptor lock = Open(lockPath, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+  if (lock.IsOpen()) {
+    TakeOverRights(lock, registry);
+  } else {
+    lock = Open(lockPath, O_RDWR | O_NOFOLLOW);
+  }
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(waitMilliseconds);
+  while (lock.IsOpen() && flock(lock.Number(), LOCK_EX | LOCK_NB) != 0) {
+    if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= deadline) {
+      lock.Close();
+      break;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return lock;
+}
+
+// Under the writers' lock only: the name of the new file is fixed, so that a crash leaves one at most.
+bool Replace(const std::string& path, const struct stat& old, std::string_view text) {
+  const std::string newPath = path + ".new";
+  unlink(newPath.c_str());
+  FileDescriptor file = Open(newPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+  if (!file.IsOpen()) {
+    return false;
+  }
+  if (!TakeOverRights(file, old) || !WriteAll(file, text) || fsync(file.Number()) != 0 ||
+      rename(newPath.c_str(), path.c_str()) != 0) {
+    unlink(newPath.c_str());
+    return false;
+  }
+  const FileDescriptor folder =
+      Open(std::filesystem::path(path).parent_path().string(), O_RDONLY | O_DIRECTORY);
+  return folder.IsOpen() && fsync(folder.Number()) == 0;
+}
+
+}  // namespace
+
+RegistryFile::RegistryFile(std::string path, int lockWaitMilliseconds)
+    : path_(std::move(path)), lockWaitMilliseconds_(lockWaitMilliseconds) {}
+
+std::optional<RegistryData> RegistryFile::QueryValue(RegistryHive hive, std::string_view keyPath,
+                                                     std::string_view valueName, std::uint32_t accessMask,
+                                                     std::size_t maxBytes) {
+  if ((accessMask & kQueryValue) == 0 || !MayUse(path_, accessMask)) {
+    return std::nullopt;
+  }
+  const std::optional<RegistryText> registry = ReadRegistry(Open(path_, O_RDONLY | O_NONBLOCK));
+  if (!registry) {
+    return std::nullopt;
+  }
+  std::optional<RegistryData> data = registry->Value(FullPath(hive, keyPath), valueName);
+  if (data && data->Bytes.size() > maxBytes) {
+    data.reset();
+  }
+  return data;
+}
+
+bool RegistryFile::SetDword(RegistryHive hive, std::string_view keyPath, std::string_view valueName,
+                            std::uint32_t value, std::uint32_t accessMask) {
+  std::error_code missing;
+  // The file itself, not a link to it, is what is replaced.
+  const std::string path = std::filesystem::canonical(path_, missing).string();
+  struct stat old {};
+  if ((accessMask & kSetValue) == 0 || missing || stat(path.c_str(), &old) != 0 ||
+      !MayUse(path, accessMask)) {
+    return false;
+  }
+  const FileDescriptor lock = LockWriters(path, old, lockWaitMilliseconds_);
+  if (!lock.IsOpen()) {
+    return false;
+  }
+  const FileDescriptor file = Open(path, O_RDONLY | O_NONBLOCK);
+  const std::optional<RegistryText> registry = ReadRegistry(file);
+  if (!registry || fstat(file.Number(), &old) != 0) {
+    return false;
+  }
+  const std::optional<std::string> text = registry->WithDword(FullPath(hive, keyPath), valueName, value);
+  return text && Replace(path, old, *text);
+}
+
+std::string DefaultRegistryPath() {
+  const char* named = std::getenv("KORVANE_REGISTRY");
+  return named != nullptr && *named != '\0' ? named : "/etc/korvane/registry.reg";
+}
+
+std::unique_ptr<RegistryStore> MakeRegistryFile(std::string path, int lockWaitMilliseconds) {
+  return std::make_unique<RegistryFile>(std::move(path), lockWaitMilliseconds);
+}
+
+}  // namespace korvane::platform
