@@ -2,8 +2,8 @@
 -- Codes, keys and times are 32-bit integers.  Texts are utf8mb4_nopad_bin and never NULL: they compare byte for
 -- byte with trailing blanks counted, as on the other engines (utf8mb4_bin alone would drop those blanks, and the
 -- server's default would ignore letter case and accents).  Unlimited texts are LONGTEXT: TEXT ends at 64 KiB.
--- Tables without a key of their own carry an invisible row number, so that they are read in the order in which
--- their rows were added; without it InnoDB would sort them by their unique names.
+-- Tables without a key of their own carry an invisible one, so that they are read in the order in which
+-- their rows were added; without it InnoDB would keep them sorted by their unique names.
 
 -- The traps.  The receiver writes them; the number of a purged trap never comes back.
 CREATE TABLE EventTrap (
@@ -24,7 +24,7 @@ CREATE INDEX EventTrap_Source_Ack_Time ON EventTrap (Source, EventAck, EventTime
 
 -- Names of traps.  RequestType holds the specific code and SpecificTrap the trap's name.
 CREATE TABLE EventStructure (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   EnterpriseOid   VARCHAR(1500) NOT NULL DEFAULT '',
   RequestType     INTEGER NOT NULL DEFAULT 0,
   SpecificTrap    VARCHAR(255) NOT NULL DEFAULT '',
@@ -36,14 +36,14 @@ CREATE INDEX EventStructure_Name ON EventStructure (Name);
 
 -- Systems.
 CREATE TABLE System_Table (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   System_Name VARCHAR(255) NOT NULL DEFAULT '',
   IP_Address  VARCHAR(255) NOT NULL DEFAULT '',
   System_Type VARCHAR(255) NOT NULL DEFAULT '',
   UNIQUE (System_Name, IP_Address)
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE TABLE Module_Table (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   System_Name VARCHAR(255) NOT NULL DEFAULT '',
   Module_ID   INTEGER NOT NULL DEFAULT 0,
   UNIQUE (System_Name, Module_ID)
@@ -52,19 +52,19 @@ CREATE TABLE Module_Table (
 -- Categories.  A group is named after its category with one of "_Trap", "_Event", "_File", "_Registry"
 -- appended, hence the longer columns.
 CREATE TABLE Category_Group_Master (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Category_Name VARCHAR(255) NOT NULL UNIQUE,
   Category_Desc LONGTEXT NOT NULL DEFAULT '',
   Severity      INTEGER NOT NULL DEFAULT 0
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE TABLE Category_Group (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Category_Name VARCHAR(255) NOT NULL DEFAULT '',
   Category_ID   INTEGER NOT NULL DEFAULT 0,
   UNIQUE (Category_Name, Category_ID)
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE TABLE Category_Group_Detail (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Category_ID   INTEGER NOT NULL DEFAULT 0,
   Category_Type INTEGER NOT NULL DEFAULT 0,
   Group_Name    VARCHAR(270) NOT NULL DEFAULT '',
@@ -72,7 +72,7 @@ CREATE TABLE Category_Group_Detail (
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE INDEX Category_Group_Detail_Name ON Category_Group_Detail (Group_Name);
 CREATE TABLE Category_Relation_Master (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Category_Name          VARCHAR(255) NOT NULL DEFAULT '',
   Related_Category_Name  VARCHAR(255) NOT NULL DEFAULT '',
   Category_Relation_Type INTEGER NOT NULL DEFAULT 0,
@@ -80,12 +80,12 @@ CREATE TABLE Category_Relation_Master (
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE INDEX Category_Relation_Master_Related ON Category_Relation_Master (Related_Category_Name);
 CREATE TABLE Trap_Group_Master (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Trap_Group_Name VARCHAR(270) NOT NULL UNIQUE,
   Trap_Group_Desc LONGTEXT NOT NULL DEFAULT ''
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE TABLE Trap_Group (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Trap_Group_Name VARCHAR(270) NOT NULL DEFAULT '',
   Trap_ID         INTEGER NOT NULL DEFAULT 0,
   UNIQUE (Trap_Group_Name, Trap_ID)
@@ -102,34 +102,34 @@ CREATE TABLE Trap_Group_Detail (
 
 -- The groups of sibling products: only ever deleted from here, when a category is removed whole.
 CREATE TABLE File_Group_Master (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   File_Group_Name VARCHAR(270) NOT NULL UNIQUE,
   File_Group_Desc LONGTEXT NOT NULL DEFAULT ''
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE TABLE File_Group (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   File_Group_Name VARCHAR(270) NOT NULL DEFAULT '',
   File_ID         INTEGER NOT NULL DEFAULT 0,
   UNIQUE (File_Group_Name, File_ID)
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE TABLE Registry_Group_Master (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Registry_Group_Name VARCHAR(270) NOT NULL UNIQUE,
   Registry_Group_Desc LONGTEXT NOT NULL DEFAULT ''
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE TABLE Registry_Group (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Registry_Group_Name VARCHAR(270) NOT NULL DEFAULT '',
   Registry_ID         INTEGER NOT NULL DEFAULT 0,
   UNIQUE (Registry_Group_Name, Registry_ID)
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE TABLE Event_Group_Master (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Event_Group_Name VARCHAR(270) NOT NULL UNIQUE,
   Event_Group_Desc LONGTEXT NOT NULL DEFAULT ''
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE TABLE Event_Group (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Event_Group_Name VARCHAR(270) NOT NULL DEFAULT '',
   Event_ID         INTEGER NOT NULL DEFAULT 0,
   UNIQUE (Event_Group_Name, Event_ID)
@@ -147,7 +147,7 @@ CREATE TABLE Trap_Detail (
   EventDescription LONGTEXT NOT NULL DEFAULT ''
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE TABLE Trap_Filter_Group (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Trap_ID     INTEGER NOT NULL UNIQUE,
   Description LONGTEXT NOT NULL DEFAULT ''
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
@@ -157,7 +157,7 @@ CREATE TABLE Trap_Action_Group (
   Trap_ID       INTEGER NOT NULL DEFAULT 0
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE TABLE Trap_Notification_Master (
-  Row_Number INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
+  Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Trap_Group_ID INTEGER NOT NULL UNIQUE,
   Beep_ID       INTEGER NOT NULL DEFAULT 1,
   Email_ID      INTEGER NOT NULL DEFAULT 1,

@@ -23,7 +23,8 @@ class BatchInsert {
 
   // One row, in the order of the columns.  May send rows that were added before.
   void Add(std::span<const Value> row);
-  // Sends what is left.  Rows not flushed are not in the database.
+  // Sends what is left.  Rows not flushed are not in the database.  After a failure of either the batch is
+  // empty and the caller rolls back; the object may be used again.
   void Flush();
 
  private:

@@ -11,7 +11,7 @@ namespace korvane::store {
 inline constexpr std::array<std::string_view, 6> kSeverityNames = {"Clear", "Minor",   "Information",
                                                                    "Major", "Warning", "Critical"};
 inline constexpr std::array<std::string_view, 7> kGenericTrapNames = {
-    "coldStart",       "warmStart",        "linkDown", "linkUp", "authenticationFailure",
+    "coldStart",       "warmStart",         "linkDown", "linkUp", "authenticationFailure",
     "egpNeighborLoss", "enterpriseSpecific"};
 inline constexpr std::int32_t kEnterpriseSpecific = 6;
 

@@ -46,11 +46,10 @@ class Connection {
 
   void BeginTransaction();
   void Commit();
-  void Rollback();
+  void Rollback() noexcept;
   bool InTransaction() const;
 
-  // The key the database made for the row this connection added last: see Recordset::AddNew for how rows
-  // are added.  Handles for the classes of this folder only.
+  // The link underneath, for the classes of this folder only.
   struct Impl;
   Impl& Internals() { return *impl_; }
 

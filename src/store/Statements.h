@@ -16,8 +16,8 @@ std::string AcknowledgeAllStatement(std::int32_t beforeTime);
 std::string AcknowledgeSourceStatement(std::string_view source, std::int32_t beforeTime);
 std::string AcknowledgeTrapStatement(std::int32_t sequenceNumber);
 
-std::string NewestTimeStatement();            // field "MaxTicks"; NULL on an empty table
-std::string CountUnacknowledgedStatement();   // one row, one column
+std::string NewestTimeStatement();           // field "MaxTicks"; NULL on an empty table
+std::string CountUnacknowledgedStatement();  // one row, one column
 
 // Unacknowledged traps below upperBound for the Systems window's counts; with a lower bound, above it.
 std::string SystemsLoadStatement(std::int32_t upperBound);

@@ -32,8 +32,8 @@ inline constexpr std::string_view kMessageDetail = "Message_Detail";
 inline constexpr std::string_view kCustomActionDetail = "Custom_Action_Detail";
 
 inline constexpr std::string_view kSharedOnly[] = {
-    "Macro_Detail",      "System_Group",        "System_Group_Detail", "System_Group_Master",
-    "File_Group_Detail", "Registry_Group_Detail", "Events_Table",      "Notification_Master",
-    "Event_Detail",      "Events_Action_Group", "Event_Group_Detail",  "Events_Filter_Group"};
+    "Macro_Detail",      "System_Group",          "System_Group_Detail", "System_Group_Master",
+    "File_Group_Detail", "Registry_Group_Detail", "Events_Table",        "Notification_Master",
+    "Event_Detail",      "Events_Action_Group",   "Event_Group_Detail",  "Events_Filter_Group"};
 
 }  // namespace korvane::store

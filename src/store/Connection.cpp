@@ -1,0 +1,156 @@
+#include "store/Connection.h"
+
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "store/Odbc.h"
+#include "store/RecordsetImpl.h"
+
+namespace korvane::store {
+
+namespace {
+
+bool IsSelect(std::string_view text) {
+  constexpr std::string_view kSelect = "SELECT ";
+  if (text.size() < kSelect.size()) return false;
+  for (std::size_t i = 0; i < kSelect.size(); ++i) {
+    if ((text[i] & ~0x20) != (kSelect[i] & ~0x20)) return false;
+  }
+  return true;
+}
+
+bool SetAutocommit(Connection::Impl& link, SQLULEN value) {
+  return odbc::Succeeded(SQLSetConnectAttr(link.Link.Get(), SQL_ATTR_AUTOCOMMIT,
+                                           reinterpret_cast<SQLPOINTER>(value), SQL_IS_UINTEGER));  // NOLINT
+}
+
+// After a commit or rollback.  A link that stays without autocommit would hold back every later statement, so
+// it is given up instead.
+void EndTransaction(Connection::Impl& link) {
+  link.InTransaction = false;
+  if (!SetAutocommit(link, SQL_AUTOCOMMIT_ON)) link.Lost = true;
+}
+
+}  // namespace
+
+Connection::Connection() : impl_(std::make_unique<Impl>()) {}
+
+Connection::~Connection() = default;
+
+void Connection::Open(std::string_view dataSource, std::string_view user, std::string_view password,
+                      ConnectionOptions options) {
+  Close();
+  impl_->DataSource = dataSource;
+  impl_->User = user;
+  impl_->Password = password;
+  impl_->Options = options;
+  impl_->Wanted = true;
+  impl_->Connect();
+}
+
+void Connection::Close() noexcept {
+  impl_->Wanted = false;
+  impl_->Disconnect();
+}
+
+bool Connection::IsOpen() const {
+  return impl_->Link && !impl_->Lost;
+}
+
+Engine Connection::EngineKind() const {
+  return impl_->Kind;
+}
+
+std::int64_t Connection::Execute(std::string_view text) {
+  impl_->MakeReady(true);
+  if (!impl_->Direct) impl_->Direct = std::make_unique<Statement>(*impl_);
+  try {
+    impl_->Direct->ExecuteDirect(text);
+    const std::int64_t rows = impl_->Direct->RowCount();
+    impl_->Direct->CloseCursor();
+    return rows;
+  } catch (const DatabaseError&) {
+    impl_->Direct.reset();
+    throw;
+  }
+}
+
+Recordset Connection::OpenRecordset(std::string_view tableOrSelect, std::string_view filter) {
+  auto rows = std::make_unique<Recordset::Impl>(*impl_);
+  std::string text;
+  if (IsSelect(tableOrSelect)) {
+    text = tableOrSelect;
+  } else {
+    rows->Table = tableOrSelect;
+    rows->Filter = filter;
+    text = fmt::format("SELECT * FROM {}", tableOrSelect);
+  }
+  if (!filter.empty()) text += fmt::format(" WHERE {}", filter);
+  impl_->MakeReady(false);
+  try {
+    rows->Read(text);
+  } catch (const DatabaseError&) {
+    // Reading changes nothing, so it may be done again on a fresh connection.
+    if (!impl_->Lost || impl_->InTransaction) throw;
+    impl_->MakeReady(false);
+    rows->Read(text);
+  }
+  return Recordset(std::move(rows));
+}
+
+void Connection::BeginTransaction() {
+  if (impl_->InTransaction) throw DatabaseError("A transaction is open already.", "25001", 0, "BEGIN");
+  impl_->MakeReady(true);
+  if (!SetAutocommit(*impl_, SQL_AUTOCOMMIT_OFF)) {
+    const DatabaseError error = odbc::ErrorOf(SQL_HANDLE_DBC, impl_->Link.Get(), "BEGIN");
+    impl_->NoteFailure(error);
+    throw error;
+  }
+  impl_->InTransaction = true;
+}
+
+void Connection::Commit() {
+  if (!impl_->InTransaction) throw DatabaseError("No transaction is open.", "25000", 0, "COMMIT");
+  impl_->MakeReady(true);
+  if (!odbc::Succeeded(SQLEndTran(SQL_HANDLE_DBC, impl_->Link.Get(), SQL_COMMIT))) {
+    const DatabaseError error = odbc::ErrorOf(SQL_HANDLE_DBC, impl_->Link.Get(), "COMMIT");
+    impl_->NoteFailure(error);
+    throw error;
+  }
+  EndTransaction(*impl_);
+}
+
+void Connection::Rollback() noexcept {
+  if (!impl_->InTransaction) return;
+  // Autocommit comes after it: switching it on commits what is open.  A link that can't roll back is closed,
+  // and its database rolls back on its own.
+  impl_->Direct.reset();
+  if (impl_->Lost || !odbc::Succeeded(SQLEndTran(SQL_HANDLE_DBC, impl_->Link.Get(), SQL_ROLLBACK))) {
+    impl_->Disconnect();
+    return;
+  }
+  EndTransaction(*impl_);
+}
+
+bool Connection::InTransaction() const {
+  return impl_->InTransaction;
+}
+
+Transaction::~Transaction() {
+  if (!done_) connection_.Rollback();
+}
+
+void Transaction::Commit() {
+  connection_.Commit();
+  done_ = true;
+}
+
+void OpenDatabase(Connection& connection) noexcept {
+  try {
+    connection.Open(kDataSourceName, {}, {});
+  } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): the first read meets it again
+  }
+}
+
+}  // namespace korvane::store

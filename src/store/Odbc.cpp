@@ -1,0 +1,298 @@
+#include "store/Odbc.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <utility>
+
+#include <fmt/format.h>
+
+namespace korvane::store {
+
+namespace {
+
+constexpr std::int64_t kIdleMilliseconds = 1000;
+
+std::int64_t Now() {
+  return std::chrono::duration_cast<std::chrono::milliseconds>(
+             std::chrono::steady_clock::now().time_since_epoch())
+      .count();
+}
+
+// "[unixODBC][driver]text" -> "text": the layers say nothing to the reader of a message box.
+std::string_view WithoutLayers(std::string_view text) {
+  while (text.starts_with('[')) {
+    const auto end = text.find(']');
+    if (end == std::string_view::npos || end + 1 >= text.size()) break;
+    text.remove_prefix(end + 1);
+  }
+  return text;
+}
+
+// The SQLSTATEs by which the drivers say that the link itself is gone.
+bool TellsOfLostLink(std::string_view state) {
+  return state.starts_with("08") || state.starts_with("57P0");
+}
+
+std::string Braced(std::string_view value) {
+  std::string result = "{";
+  for (const char c : value) {
+    result += c;
+    if (c == '}') result += c;
+  }
+  return result + "}";
+}
+
+// The attributes after the user's own apply to one driver each and are unknown to the others: an embedded
+// store that is not there is not created, and MariaDB counts the rows an UPDATE found, as the others do, not
+// only those it changed.
+std::string ConnectionText(const Connection::Impl& link) {
+  std::string text = fmt::format("DSN={}", link.DataSource);
+  if (!link.User.empty()) text += fmt::format(";UID={}", Braced(link.User));
+  if (!link.Password.empty()) text += fmt::format(";PWD={}", Braced(link.Password));
+  text += ";NoCreat=1;OPTION=2";
+  if (link.Options.ConnectTimeoutSeconds > 0) {
+    text += fmt::format(";CONN_TIMEOUT={}", link.Options.ConnectTimeoutSeconds);
+  }
+  return text;
+}
+
+}  // namespace
+
+namespace odbc {
+
+Handle& Handle::operator=(Handle&& other) noexcept {
+  if (this != &other) {
+    Free();
+    type_ = other.type_;
+    handle_ = std::exchange(other.handle_, nullptr);
+  }
+  return *this;
+}
+
+void Handle::Free() noexcept {
+  if (handle_ != nullptr) SQLFreeHandle(type_, handle_);
+  handle_ = nullptr;
+}
+
+DatabaseError ErrorOf(SQLSMALLINT type, SQLHANDLE handle, std::string_view statement) {
+  std::array<SQLCHAR, 6> state{};
+  std::array<SQLCHAR, 4096> text{};
+  SQLINTEGER native = 0;
+  SQLSMALLINT length = 0;
+  std::string shown = "The database driver reported a failure without a reason.";
+  std::string code = "HY000";
+  if (Succeeded(SQLGetDiagRec(type, handle, 1, state.data(), &native, text.data(),
+                              static_cast<SQLSMALLINT>(text.size()), &length))) {
+    const auto held = std::clamp<std::size_t>(static_cast<std::size_t>(std::max<SQLSMALLINT>(length, 0)), 0,
+                                              text.size() - 1);
+    shown = WithoutLayers({reinterpret_cast<const char*>(text.data()), held});
+    code = reinterpret_cast<const char*>(state.data());
+  }
+  return {shown, code, native, std::string(statement)};
+}
+
+}  // namespace odbc
+
+Connection::Impl::Impl() = default;
+
+Connection::Impl::~Impl() {
+  Disconnect();
+}
+
+void Connection::Impl::Connect() {
+  Disconnect();
+  SQLHANDLE raw = SQL_NULL_HANDLE;
+  if (!odbc::Succeeded(SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &raw))) {
+    throw DatabaseError("The database driver manager could not be started.", "HY001", 0, {});
+  }
+  Environment = odbc::Handle(SQL_HANDLE_ENV, raw);
+  SQLSetEnvAttr(raw, SQL_ATTR_ODBC_VERSION, reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);  // NOLINT
+  if (!odbc::Succeeded(SQLAllocHandle(SQL_HANDLE_DBC, Environment.Get(), &raw))) {
+    throw odbc::ErrorOf(SQL_HANDLE_ENV, Environment.Get(), {});
+  }
+  odbc::Handle link(SQL_HANDLE_DBC, raw);
+  if (Options.ConnectTimeoutSeconds > 0) {
+    SQLSetConnectAttr(raw, SQL_ATTR_LOGIN_TIMEOUT,
+                      reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(Options.ConnectTimeoutSeconds)),
+                      0);  // NOLINT
+  }
+  const std::string text = ConnectionText(*this);
+  std::array<SQLCHAR, 1024> completed{};
+  SQLSMALLINT length = 0;
+  if (!odbc::Succeeded(SQLDriverConnect(
+          raw, nullptr, odbc::Chars(text), static_cast<SQLSMALLINT>(text.size()), completed.data(),
+          static_cast<SQLSMALLINT>(completed.size()), &length, SQL_DRIVER_NOPROMPT))) {
+    throw odbc::ErrorOf(SQL_HANDLE_DBC, raw, "DSN=" + DataSource);
+  }
+  Link = std::move(link);
+  Lost = false;
+  try {
+    SetUpSession(*this);
+  } catch (const DatabaseError&) {
+    Disconnect();
+    throw;
+  }
+  LastUse = Now();
+}
+
+void Connection::Impl::Disconnect() noexcept {
+  Direct.reset();
+  if (Link) {
+    if (InTransaction) SQLEndTran(SQL_HANDLE_DBC, Link.Get(), SQL_ROLLBACK);
+    SQLDisconnect(Link.Get());
+    Link.Free();
+    ++Session;
+  }
+  Environment.Free();
+  Files.clear();
+  InTransaction = false;
+}
+
+void Connection::Impl::MakeReady(bool aWrite) {
+  if (!Wanted) throw DatabaseError("The connection to the database is not open.", "08003", 0, {});
+  if (InTransaction) {
+    if (Lost) {
+      throw DatabaseError("The connection to the database was lost inside a transaction.", "08007", 0, {});
+    }
+    return;
+  }
+  if (Link && !Lost && !FilesAreThere()) Lost = true;
+  if (Link && !Lost && aWrite && Kind != Engine::Sqlite && Now() - LastUse > kIdleMilliseconds &&
+      !AnswersProbe()) {
+    Lost = true;
+  }
+  if (!Link || Lost) Connect();
+  LastUse = Now();
+}
+
+// A server that was restarted shows only when something is sent.  A reading can be repeated; before a writing
+// on a connection that was idle this costs one short round trip.
+bool Connection::Impl::AnswersProbe() {
+  try {
+    Statement(*this).ExecuteDirect("SELECT 1");
+    return true;
+  } catch (const DatabaseError&) {
+    return false;
+  }
+}
+
+bool Connection::Impl::FilesAreThere() const {
+  return std::ranges::all_of(Files, [](const FileMark& mark) {
+    struct stat now {};
+    return stat(mark.Path.c_str(), &now) == 0 && now.st_ino == mark.Inode && now.st_dev == mark.Device;
+  });
+}
+
+void Connection::Impl::NoteFailure(const DatabaseError& error) noexcept {
+  if (Lost || !Link) return;
+  SQLUINTEGER dead = SQL_CD_FALSE;
+  Lost = TellsOfLostLink(error.SqlState()) ||
+         (Kind != Engine::Sqlite &&
+          odbc::Succeeded(SQLGetConnectAttr(Link.Get(), SQL_ATTR_CONNECTION_DEAD, &dead, 0, nullptr)) &&
+          dead == SQL_CD_TRUE);
+}
+
+Statement::Statement(Connection::Impl& link) : link_(link), session_(link.Session) {
+  SQLHANDLE raw = SQL_NULL_HANDLE;
+  if (!odbc::Succeeded(SQLAllocHandle(SQL_HANDLE_STMT, link.Link.Get(), &raw))) {
+    const DatabaseError error = odbc::ErrorOf(SQL_HANDLE_DBC, link.Link.Get(), {});
+    link.NoteFailure(error);
+    throw error;
+  }
+  handle_ = odbc::Handle(SQL_HANDLE_STMT, raw);
+}
+
+Statement::~Statement() {
+  if (!IsCurrent()) handle_.Forget();
+}
+
+SQLRETURN Statement::Check(SQLRETURN code) {
+  if (odbc::Succeeded(code) || code == SQL_NO_DATA) return code;
+  const DatabaseError error = odbc::ErrorOf(SQL_HANDLE_STMT, handle_.Get(), text_);
+  link_.NoteFailure(error);
+  throw error;
+}
+
+void Statement::ExecuteDirect(std::string_view text) {
+  CloseCursor();
+  text_ = text;
+  // Some drivers would run the part before the NUL.
+  if (text.find('\0') != std::string_view::npos) {
+    throw DatabaseError("Syntax error: a statement can't hold a NUL character.", "42000", 0, text_);
+  }
+  Check(SQLExecDirect(handle_.Get(), odbc::Chars(text_), static_cast<SQLINTEGER>(text_.size())));
+}
+
+void Statement::Prepare(std::string_view text) {
+  CloseCursor();
+  text_ = text;
+  Check(SQLPrepare(handle_.Get(), odbc::Chars(text_), static_cast<SQLINTEGER>(text_.size())));
+}
+
+void Statement::BindText(SQLUSMALLINT number, std::string_view text) {
+  SQLLEN& length = lengths_.emplace_back(static_cast<SQLLEN>(text.size()));
+  Check(SQLBindParameter(handle_.Get(), number, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_LONGVARCHAR,
+                         std::max<SQLULEN>(text.size(), 1), 0, odbc::Chars(text), length, &length));
+}
+
+void Statement::BindInteger(SQLUSMALLINT number, const std::int32_t& value) {
+  Check(SQLBindParameter(handle_.Get(), number, SQL_PARAM_INPUT, SQL_C_SLONG, SQL_INTEGER, 0, 0,
+                         const_cast<std::int32_t*>(&value), 0, nullptr));
+}
+
+void Statement::Execute() {
+  const SQLRETURN code = SQLExecute(handle_.Get());
+  lengths_.clear();
+  Check(code);
+}
+
+bool Statement::Fetch() {
+  return Check(SQLFetch(handle_.Get())) != SQL_NO_DATA;
+}
+
+std::int64_t Statement::RowCount() {
+  SQLLEN count = 0;
+  if (!odbc::Succeeded(SQLRowCount(handle_.Get(), &count))) return 0;
+  return std::max<SQLLEN>(count, 0);
+}
+
+SQLSMALLINT Statement::ColumnCount() {
+  SQLSMALLINT count = 0;
+  Check(SQLNumResultCols(handle_.Get(), &count));
+  return count;
+}
+
+std::string Statement::ColumnName(SQLUSMALLINT number) {
+  std::array<SQLCHAR, 256> name{};
+  SQLSMALLINT length = 0;
+  SQLSMALLINT type = 0;
+  SQLULEN size = 0;
+  SQLSMALLINT digits = 0;
+  SQLSMALLINT nullable = 0;
+  Check(SQLDescribeCol(handle_.Get(), number, name.data(), static_cast<SQLSMALLINT>(name.size()), &length,
+                       &type, &size, &digits, &nullable));
+  return reinterpret_cast<const char*>(name.data());
+}
+
+bool Statement::AppendCell(SQLUSMALLINT number, std::string& text) {
+  std::array<char, 4096> part;  // NOLINT(*-init-variables): filled by the driver
+  for (;;) {
+    SQLLEN length = 0;
+    const SQLRETURN code = Check(SQLGetData(handle_.Get(), number, SQL_C_CHAR, part.data(),
+                                            static_cast<SQLLEN>(part.size()), &length));
+    if (code == SQL_NO_DATA) return true;
+    if (length == SQL_NULL_DATA) return false;
+    const bool more = length == SQL_NO_TOTAL || length >= static_cast<SQLLEN>(part.size());
+    text.append(part.data(), more ? part.size() - 1 : static_cast<std::size_t>(length));
+    if (!more) return true;
+  }
+}
+
+void Statement::CloseCursor() noexcept {
+  SQLFreeStmt(handle_.Get(), SQL_CLOSE);
+}
+
+}  // namespace korvane::store

@@ -1,0 +1,136 @@
+// The part of ODBC that this folder uses: handles that free themselves, diagnostics read at once into a
+// DatabaseError, and the link that a Connection keeps to its data source.  Private to src/store.
+// ANSI entry points carry UTF-8: the wide ones are slower everywhere and missing in one driver.
+#pragma once
+
+#include <sql.h>
+#include <sqlext.h>
+#include <sys/types.h>
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/Connection.h"
+#include "store/DatabaseError.h"
+
+namespace korvane::store {
+
+namespace odbc {
+
+class Handle {
+ public:
+  Handle() = default;
+  Handle(SQLSMALLINT type, SQLHANDLE handle) : type_(type), handle_(handle) {}
+  ~Handle() { Free(); }
+  Handle(Handle&& other) noexcept : type_(other.type_), handle_(other.handle_) { other.handle_ = nullptr; }
+  Handle& operator=(Handle&& other) noexcept;
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
+
+  SQLHANDLE Get() const { return handle_; }
+  explicit operator bool() const { return handle_ != nullptr; }
+  void Free() noexcept;
+  void Forget() noexcept { handle_ = nullptr; }
+
+ private:
+  SQLSMALLINT type_ = 0;
+  SQLHANDLE handle_ = nullptr;
+};
+
+inline bool Succeeded(SQLRETURN code) {
+  return code == SQL_SUCCESS || code == SQL_SUCCESS_WITH_INFO;
+}
+
+// Reads the diagnostics of the handle's last call: its first record's text without the names of the layers it
+// came through, its SQLSTATE and native code.
+DatabaseError ErrorOf(SQLSMALLINT type, SQLHANDLE handle, std::string_view statement);
+
+inline SQLCHAR* Chars(std::string_view text) {
+  return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.data()));
+}
+
+}  // namespace odbc
+
+// What identifies a file, so that one moved away or put back from a copy is noticed.
+struct FileMark {
+  std::string Path;
+  dev_t Device = 0;
+  ino_t Inode = 0;
+};
+
+class Statement;
+
+struct Connection::Impl {
+  // Opened by its user, and not closed again.  The handle may be lost meanwhile.
+  bool Wanted = false;
+  bool Lost = false;
+  bool InTransaction = false;
+  Engine Kind = Engine::Other;
+  std::string DataSource, User, Password;
+  ConnectionOptions Options;
+  odbc::Handle Environment, Link;
+  std::uint64_t Session = 0;          // counts the connections made; handles of an earlier one are gone
+  std::unique_ptr<Statement> Direct;  // for Execute
+  std::vector<FileMark> Files;        // an embedded store's
+  std::int64_t LastUse = 0;           // monotonic milliseconds
+
+  Impl();
+  ~Impl();
+  Impl(const Impl&) = delete;
+  Impl& operator=(const Impl&) = delete;
+
+  void Connect();
+  void Disconnect() noexcept;
+  // Before anything is sent: opens a lost connection again unless a transaction was open on it.
+  // aWrite: what follows can't be repeated, so a connection that was idle is tried out first.
+  void MakeReady(bool aWrite);
+  // After a failed call: remembers whether the connection is gone.
+  void NoteFailure(const DatabaseError& error) noexcept;
+  bool FilesAreThere() const;
+  bool AnswersProbe();
+};
+
+// One statement handle on a link.  Every call throws DatabaseError.
+class Statement {
+ public:
+  explicit Statement(Connection::Impl& link);
+  ~Statement();
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  void ExecuteDirect(std::string_view text);
+  void Prepare(std::string_view text);
+  void BindText(SQLUSMALLINT number, std::string_view text);  // the text must live until Execute
+  void BindInteger(SQLUSMALLINT number, const std::int32_t& value);
+  void Execute();
+
+  bool Fetch();
+  std::int64_t RowCount();
+  SQLSMALLINT ColumnCount();
+  std::string ColumnName(SQLUSMALLINT number);
+  // The whole cell of the current row, appended; false for NULL.
+  bool AppendCell(SQLUSMALLINT number, std::string& text);
+
+  void CloseCursor() noexcept;
+  // False once the link was closed or made anew: the handle went with the old one.
+  bool IsCurrent() const { return session_ == link_.Session; }
+  SQLHSTMT Get() const { return handle_.Get(); }
+  // Throws for anything but success (or no data).
+  SQLRETURN Check(SQLRETURN code);
+
+ private:
+  Connection::Impl& link_;
+  std::uint64_t session_;
+  odbc::Handle handle_;
+  std::string text_;
+  std::deque<SQLLEN> lengths_;
+};
+
+// Per-engine session set-up, after a connection was made: what the driver is, and what it must be told.
+void SetUpSession(Connection::Impl& link);
+
+}  // namespace korvane::store

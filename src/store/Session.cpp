@@ -1,0 +1,94 @@
+// What each engine's session must be told once it is open, in one table keyed by the driver's DBMS name.
+#include <sys/stat.h>
+
+#include <array>
+#include <filesystem>
+#include <span>
+#include <system_error>
+
+#include <fmt/format.h>
+
+#include "store/Odbc.h"
+
+namespace korvane::store {
+
+namespace {
+
+// An embedded store keeps EventTrap in a file of its own, "X-traps.db" beside "X.db", so that the receiver's
+// writing and an open change of the categories never wait for each other.  A store in one file works too.
+void AttachTrapFile(Connection::Impl& link) {
+  Statement statement(link);
+  statement.ExecuteDirect("PRAGMA database_list");
+  std::string main;
+  while (statement.Fetch()) {
+    std::string schema;
+    std::string path;
+    statement.AppendCell(2, schema);
+    statement.AppendCell(3, path);
+    if (schema == "main") main = path;
+  }
+  if (main.empty()) return;
+  const auto mark = [&link](const std::string& path) {
+    struct stat found {};
+    if (stat(path.c_str(), &found) != 0) return false;
+    link.Files.push_back({path, found.st_dev, found.st_ino});
+    return true;
+  };
+  mark(main);
+  const std::filesystem::path file = main;
+  const std::string traps =
+      (file.parent_path() / (file.stem().string() + "-traps" + file.extension().string()));
+  if (!mark(traps)) return;
+  std::string quoted;
+  for (const char c : traps) quoted.append(c == '\'' ? 2 : 1, c);
+  statement.ExecuteDirect(fmt::format("ATTACH DATABASE '{}' AS traps", quoted));
+  statement.ExecuteDirect("PRAGMA traps.journal_mode = WAL");
+  statement.ExecuteDirect("PRAGMA traps.synchronous = NORMAL");
+}
+
+struct SessionProfile {
+  std::string_view DbmsName;
+  Engine Kind;
+  std::span<const std::string_view> Statements;
+  std::string_view CommandTimeout;  // with the seconds; empty: the driver has none
+  void (*Further)(Connection::Impl&);
+};
+
+constexpr std::array<std::string_view, 2> kPostgreSqlSetUp = {
+    // Texts are UTF-8 whatever the environment says; a backslash in a text is a backslash.
+    "SET client_encoding TO 'UTF8'", "SET standard_conforming_strings TO on"};
+constexpr std::array<std::string_view, 2> kMariaDbSetUp = {
+    // A backslash in a text is a backslash; a text that does not fit is an error, not cut; and a long
+    // transaction does not freeze what the next statement sees.
+    "SET SESSION sql_mode = 'NO_BACKSLASH_ESCAPES,STRICT_TRANS_TABLES'",
+    "SET SESSION TRANSACTION ISOLATION LEVEL READ COMMITTED"};
+
+const std::array<SessionProfile, 4> kProfiles = {{
+    {"SQLite", Engine::Sqlite, {}, "", AttachTrapFile},
+    {"PostgreSQL", Engine::PostgreSql, kPostgreSqlSetUp, "SET statement_timeout TO '{}s'", nullptr},
+    {"MariaDB", Engine::MariaDb, kMariaDbSetUp, "SET SESSION max_statement_time = {}", nullptr},
+    {"MySQL", Engine::MariaDb, kMariaDbSetUp, "", nullptr},
+}};
+
+}  // namespace
+
+void SetUpSession(Connection::Impl& link) {
+  std::array<char, 64> name{};
+  SQLSMALLINT length = 0;
+  SQLGetInfo(link.Link.Get(), SQL_DBMS_NAME, name.data(), static_cast<SQLSMALLINT>(name.size()), &length);
+  link.Kind = Engine::Other;
+  for (const SessionProfile& profile : kProfiles) {
+    if (!std::string_view(name.data()).starts_with(profile.DbmsName)) continue;
+    link.Kind = profile.Kind;
+    Statement statement(link);
+    for (const std::string_view text : profile.Statements) statement.ExecuteDirect(text);
+    if (link.Options.CommandTimeoutSeconds > 0 && !profile.CommandTimeout.empty()) {
+      statement.ExecuteDirect(
+          fmt::format(fmt::runtime(profile.CommandTimeout), link.Options.CommandTimeoutSeconds));
+    }
+    if (profile.Further != nullptr) profile.Further(link);
+    return;
+  }
+}
+
+}  // namespace korvane::store

@@ -1,0 +1,73 @@
+#include "store/Statements.h"
+
+#include <fmt/format.h>
+
+#include "store/DatabaseError.h"
+#include "store/Tables.h"
+
+namespace korvane::store {
+
+std::string Quoted(std::string_view text) {
+  if (text.find('\'') != std::string_view::npos) {
+    throw DatabaseError("Syntax error: a text that holds a single quote (') can't stand in a statement.",
+                        "42000", 0, std::string(text));
+  }
+  if (text.find('\0') != std::string_view::npos) {
+    throw DatabaseError("Syntax error: a text that holds a NUL character can't stand in a statement.",
+                        "42000", 0, std::string(text));
+  }
+  return fmt::format("'{}'", text);
+}
+
+std::string AcknowledgeAllStatement(std::int32_t beforeTime) {
+  return fmt::format("UPDATE {} SET EventAck = 1 WHERE EventAck = 0 AND EventTime < {}", kEventTrap,
+                     beforeTime);
+}
+
+std::string AcknowledgeSourceStatement(std::string_view source, std::int32_t beforeTime) {
+  return fmt::format("UPDATE {} SET EventAck = 1 WHERE EventAck = 0 AND Source = {} AND EventTime < {}",
+                     kEventTrap, Quoted(source), beforeTime);
+}
+
+std::string AcknowledgeTrapStatement(std::int32_t sequenceNumber) {
+  return fmt::format("UPDATE {} SET EventAck = 1 WHERE SequenceNumber = {}", kEventTrap, sequenceNumber);
+}
+
+std::string NewestTimeStatement() {
+  return fmt::format("SELECT MAX(EventTime) AS MaxTicks FROM {}", kEventTrap);
+}
+
+std::string CountUnacknowledgedStatement() {
+  return fmt::format("SELECT COUNT(*) FROM {} WHERE EventAck = 0", kEventTrap);
+}
+
+std::string SystemsLoadStatement(std::int32_t upperBound) {
+  return fmt::format("SELECT * FROM {} WHERE EventAck = 0 AND EventTime < {}", kEventTrap, upperBound);
+}
+
+std::string SystemsLoadStatement(std::int32_t upperBound, std::int32_t lowerBound) {
+  return fmt::format("{} AND EventTime > {}", SystemsLoadStatement(upperBound), lowerBound);
+}
+
+namespace {
+
+constexpr std::string_view kTrapOrder = " ORDER BY EventTime ASC, SequenceNumber ASC";
+
+}  // namespace
+
+std::string TrapsLoadStatement(std::int32_t upperBound) {
+  return fmt::format("SELECT * FROM {} WHERE  EventAck = 0 AND EventTime < {}{}", kEventTrap, upperBound,
+                     kTrapOrder);
+}
+
+std::string TrapsLoadStatement(std::int32_t upperBound, std::int32_t lowerBound) {
+  return fmt::format("SELECT * FROM {} WHERE  EventAck = 0 AND EventTime < {} AND EventTime > {}{}",
+                     kEventTrap, upperBound, lowerBound, kTrapOrder);
+}
+
+std::string ReportStatement(std::int32_t fromTime, std::int32_t toTime) {
+  return fmt::format("SELECT * FROM {} WHERE EventTime >= {} AND EventTime <= {}{}", kEventTrap, fromTime,
+                     toTime, kTrapOrder);
+}
+
+}  // namespace korvane::store

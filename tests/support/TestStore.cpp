@@ -1,0 +1,197 @@
+#include "support/TestStore.h"
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+
+#include <fmt/format.h>
+
+#include "store/BatchInsert.h"
+#include "store/Tables.h"
+#include "support/TempFolder.h"
+
+namespace korvane::test {
+
+namespace {
+
+// Debian keeps the drivers in its multiarch folder, other systems elsewhere below /usr.
+std::string DriverLibrary(const std::string& name) {
+  for (const auto& folder : std::filesystem::directory_iterator("/usr/lib")) {
+    if (const auto path = folder.path() / "odbc" / name; std::filesystem::exists(path)) return path;
+  }
+  for (const char* const folder : {"/usr/lib/odbc", "/usr/lib64"}) {
+    if (const auto path = std::filesystem::path(folder) / name; std::filesystem::exists(path)) return path;
+  }
+  return name;  // left to the loader, whose error names it
+}
+
+std::string ShellWord(const std::string& text) {
+  std::string word = "'";
+  for (const char c : text) word += c == '\'' ? "'\\''" : std::string(1, c);
+  return word + "'";
+}
+
+std::unique_ptr<TempFolder> MakeDataSourceFolder() {
+  auto folder = std::make_unique<TempFolder>();
+  std::ofstream drivers(*folder / "odbcinst.ini");
+  for (const auto& [name, library] :
+       {std::pair{"SQLite3", "libsqlite3odbc.so"}, std::pair{"PostgreSQL", "psqlodbcw.so"},
+        std::pair{"MariaDB", "libmaodbc.so"}}) {
+    drivers << fmt::format("[{}]\nDriver={}\nThreading=0\n\n", name, DriverLibrary(library));
+  }
+  setenv("ODBCSYSINI", folder->Path().c_str(), 1);       // NOLINT(concurrency-mt-unsafe)
+  setenv("ODBCINI", (*folder / "odbc.ini").c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
+  return folder;
+}
+
+}  // namespace
+
+const std::filesystem::path& DataSourceFolder() {
+  static const std::unique_ptr<TempFolder> folder = MakeDataSourceFolder();
+  return folder->Path();
+}
+
+void DefineDataSource(const std::string& name, const std::string& body) {
+  static std::map<std::string, std::string> sections;
+  sections[name] = body;
+  std::ofstream file(DataSourceFolder() / "odbc.ini");
+  for (const auto& [section, lines] : sections) file << fmt::format("[{}]\n{}\n\n", section, lines);
+}
+
+void RunProgram(const std::vector<std::string>& command) {
+  std::string line;
+  for (const std::string& word : command) line += ShellWord(word) + " ";
+  std::FILE* const pipe = popen((line + "2>&1").c_str(), "re");
+  if (pipe == nullptr) throw std::runtime_error("cannot run " + line);
+  std::string output;
+  std::array<char, 4096> part{};
+  while (const std::size_t size = std::fread(part.data(), 1, part.size(), pipe))
+    output.append(part.data(), size);
+  if (pclose(pipe) != 0) throw std::runtime_error(line + "failed:\n" + output);
+}
+
+std::int32_t TestStore::Number(std::string_view select) {
+  store::Recordset rows = db_.OpenRecordset(select);
+  return rows.Next() ? rows.Integer(0) : 0;
+}
+
+std::string TestStore::Text(std::string_view select, std::string_view column) {
+  store::Recordset rows = db_.OpenRecordset(select);
+  return rows.Next() ? rows.Text(column) : std::string();
+}
+
+std::int32_t TestStore::AddTrap(const StoredTrap& trap) {
+  StoredTrap numbered = trap;
+  if (numbered.SequenceNumber == 0) {
+    numbered.SequenceNumber =
+        Number(fmt::format("SELECT MAX(SequenceNumber) FROM {}", store::kEventTrap)) + 1;
+  }
+  AddTraps(std::span(&numbered, 1));
+  return numbered.SequenceNumber;
+}
+
+void TestStore::AddTraps(std::span<const StoredTrap> traps) {
+  static constexpr std::array<std::string_view, 10> kColumns = {
+      "SequenceNumber", "EventTime",        "Source",         "EnterpriseOid", "GenericTrap",
+      "SpecificTrap",   "EventDescription", "Event_ExtDescr", "EventNotes",    "EventAck"};
+  std::int32_t next = Number(fmt::format("SELECT MAX(SequenceNumber) FROM {}", store::kEventTrap));
+  store::Transaction transaction(db_);
+  store::BatchInsert insert(db_, store::kEventTrap, kColumns);
+  for (const StoredTrap& trap : traps) {
+    next = trap.SequenceNumber != 0 ? trap.SequenceNumber : next + 1;
+    const std::array<store::BatchInsert::Value, 10> row = {next,
+                                                           trap.EventTime,
+                                                           std::string_view(trap.Source),
+                                                           std::string_view(trap.EnterpriseOid),
+                                                           trap.GenericTrap,
+                                                           trap.SpecificTrap,
+                                                           std::string_view(trap.EventDescription),
+                                                           std::string_view(trap.Event_ExtDescr),
+                                                           std::string_view(trap.EventNotes),
+                                                           trap.EventAck};
+    insert.Add(row);
+  }
+  insert.Flush();
+  transaction.Commit();
+}
+
+void TestStore::AddDefinition(std::string_view enterpriseOid, std::int32_t specificTrap,
+                              std::string_view trapName, std::string_view enterpriseName,
+                              std::string_view description) {
+  store::Recordset rows = db_.OpenRecordset(store::kEventStructure, "RequestType < RequestType");
+  rows.AddNew();
+  rows.Set("EnterpriseOid", enterpriseOid);
+  rows.Set("RequestType", specificTrap);
+  rows.Set("SpecificTrap", trapName);
+  rows.Set("Name", enterpriseName);
+  rows.Set("TrapDescription", description);
+  rows.Update();
+}
+
+void TestStore::AddSystem(std::string_view name, std::string_view address, std::string_view type) {
+  store::Recordset rows = db_.OpenRecordset(store::kSystemTable);
+  rows.AddNew();
+  rows.Set("System_Name", name);
+  rows.Set("IP_Address", address);
+  rows.Set("System_Type", type);
+  rows.Update();
+}
+
+void TestStore::AddCategory(std::string_view name, std::span<const StoredCriterion> members) {
+  const std::int32_t id = Number("SELECT MAX(Category_ID) FROM Category_Group") + 1;
+  const std::string group = fmt::format("{}_Trap", name);
+  Execute(fmt::format("INSERT INTO Category_Group_Master (Category_Name) VALUES ('{}')", name));
+  Execute(fmt::format("INSERT INTO Category_Group (Category_Name, Category_ID) VALUES ('{}', {})", name, id));
+  Execute(
+      fmt::format("INSERT INTO Category_Group_Detail (Category_ID, Category_Type, Group_Name) "
+                  "VALUES ({}, 4, '{}')",
+                  id, group));
+  Execute(fmt::format("INSERT INTO Trap_Group_Master (Trap_Group_Name) VALUES ('{}')", group));
+  for (const StoredCriterion& member : members) {
+    store::Recordset rows = db_.OpenRecordset(store::kTrapGroupDetail);
+    rows.AddNew();
+    rows.Set("Source_Agent", member.Source_Agent);
+    rows.Set("EnterpriseOid", member.EnterpriseOid);
+    rows.Set("GenericTrap", member.GenericTrap);
+    rows.Set("SpecificTrap", std::to_string(member.SpecificTrap));
+    rows.Set("EventDescription", member.EventDescription);
+    rows.Set("Severity", member.Severity);
+    rows.Update();
+    Execute(fmt::format("INSERT INTO Trap_Group (Trap_Group_Name, Trap_ID) VALUES ('{}', {})", group,
+                        Number("SELECT MAX(Trap_Table_ID) FROM Trap_Group_Detail")));
+  }
+}
+
+void TestStore::AddFilter(const StoredCriterion& criterion) {
+  store::Recordset rows = db_.OpenRecordset(store::kTrapDetail);
+  rows.AddNew();
+  rows.Set("Source_Agent", criterion.Source_Agent);
+  rows.Set("EnterpriseOid", criterion.EnterpriseOid);
+  rows.Set("GenericTrap", criterion.GenericTrap);
+  rows.Set("SpecificTrap", criterion.SpecificTrap);
+  rows.Set("EventDescription", criterion.EventDescription);
+  rows.Update();
+  Execute(fmt::format("INSERT INTO Trap_Filter_Group (Trap_ID) VALUES ({})",
+                      Number("SELECT MAX(Trap_Table_ID) FROM Trap_Detail")));
+}
+
+SqliteStore::SqliteStore() : TestStore(std::string(store::kDataSourceName)) {
+  for (const auto& file : {MainFile(), TrapFile()}) {
+    for (const char* const suffix : {"", "-wal", "-shm"}) {
+      std::error_code ignored;
+      std::filesystem::remove(file.string() + suffix, ignored);
+    }
+  }
+  RunProgram({KORVANE_SOURCE_DIR "/install/make-store", "sqlite", MainFile()});
+  DefineDataSource(DataSource(), fmt::format("Driver=SQLite3\nDatabase={}\nStepAPI=1\nJournalMode=WAL\n"
+                                             "SyncPragma=NORMAL\nTimeout=2000\nFKSupport=1\nNoCreat=1",
+                                             MainFile().string()));
+  Connect(Db());
+}
+
+}  // namespace korvane::test

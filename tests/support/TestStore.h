@@ -1,0 +1,86 @@
+// A fresh trap store for one test, with helpers that fill and read it through a connection of its own.
+// SqliteStore is what most tests want; EngineStore is one of the three engines, for what must hold on each.
+// One store at a time: the data source files are the process's own and are set up before the first ODBC call.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/Connection.h"
+
+namespace korvane::test {
+
+struct StoredTrap {
+  std::int32_t SequenceNumber = 0;  // 0: the next
+  std::int32_t EventTime = 1000;
+  std::string Source = "router1";
+  std::string EnterpriseOid = "1.3.6.1.4.1.9";
+  std::int32_t GenericTrap = 6;
+  std::int32_t SpecificTrap = 1;
+  std::string EventDescription = "description";
+  std::string Event_ExtDescr = "";
+  std::string EventNotes = "";
+  std::int32_t EventAck = 0;
+};
+
+struct StoredCriterion {
+  std::string Source_Agent = "";
+  std::string EnterpriseOid = "";
+  std::int32_t GenericTrap = -1;
+  std::int32_t SpecificTrap = 0;
+  std::string EventDescription = "";
+  std::int32_t Severity = 0;
+};
+
+// The folder of this process's odbc.ini and odbcinst.ini, named in its environment.
+const std::filesystem::path& DataSourceFolder();
+// Writes a data source into odbc.ini, in place of one of that name.  body: the lines of its section.
+void DefineDataSource(const std::string& name, const std::string& body);
+// Runs a program with its arguments; throws with its output when it fails.
+void RunProgram(const std::vector<std::string>& command);
+
+class TestStore {
+ public:
+  virtual ~TestStore() = default;
+  TestStore(const TestStore&) = delete;
+  TestStore& operator=(const TestStore&) = delete;
+
+  const std::string& DataSource() const { return dataSource_; }
+  void Connect(store::Connection& connection) const { connection.Open(dataSource_, {}, {}); }
+
+  // The helpers' own connection, committed after every call.
+  store::Connection& Db() { return db_; }
+  std::int64_t Execute(std::string_view statement) { return db_.Execute(statement); }
+  std::int32_t Number(std::string_view select);  // the first cell, 0 without a row
+  std::string Text(std::string_view select, std::string_view column);
+
+  std::int32_t AddTrap(const StoredTrap& trap);      // its SequenceNumber
+  void AddTraps(std::span<const StoredTrap> traps);  // in one transaction
+  void AddDefinition(std::string_view enterpriseOid, std::int32_t specificTrap, std::string_view trapName,
+                     std::string_view enterpriseName, std::string_view description = "");
+  void AddSystem(std::string_view name, std::string_view address, std::string_view type = "Manual");
+  // A category with a "_Trap" group of these members, and a filter.
+  void AddCategory(std::string_view name, std::span<const StoredCriterion> members);
+  void AddFilter(const StoredCriterion& criterion);
+
+ protected:
+  explicit TestStore(std::string dataSource) : dataSource_(std::move(dataSource)) {}
+
+ private:
+  std::string dataSource_;
+  store::Connection db_;
+};
+
+// An embedded store behind the data source "dvldb".
+class SqliteStore : public TestStore {
+ public:
+  SqliteStore();
+  std::filesystem::path MainFile() const { return DataSourceFolder() / "dvldb.db"; }
+  std::filesystem::path TrapFile() const { return DataSourceFolder() / "dvldb-traps.db"; }
+};
+
+}  // namespace korvane::test
