@@ -32,3 +32,10 @@ function(korvane_test name)
     PROPERTIES TIMEOUT 120 LABELS "${arg_LABELS}"
     ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 endfunction()
+
+# The same for windows: links them, QTest and a main of their own.  Nothing where windows are not built.
+function(korvane_windows_test name)
+  if(KORVANE_WINDOWS)
+    korvane_test(${name} ${ARGN} LIBS korvane_windows_test)
+  endif()
+endfunction()

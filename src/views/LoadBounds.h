@@ -18,7 +18,8 @@ struct LoadBounds {
   ViewOption Option = ViewOption::NotAsked;
   std::int32_t StartMark = 0;              // the newest EventTime when the console started
   std::optional<std::int32_t> LowerBound;  // exclusive; set for LoadRecentTraps
-  bool InitialLoad = true;                 // until the receiver link has been started
+  // Until the intake's first tick: nothing from the start mark on has been delivered before it.
+  bool InitialLoad = true;
 
   // Delivered traps whose time lies at or below the lower bound of later loads: a receiver that catches up
   // stores old times.  With them a reload still finds what a window open from the start has shown.

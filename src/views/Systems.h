@@ -34,7 +34,9 @@ class Systems : public intake::SystemDirectory {
 
   // Fills the list from System_Table and Module_Table; false when a database call failed.
   bool LoadSystems(store::Connection& connection);
-  // Writes back what changed and what is new, in one transaction; deletes nothing.  Throws DatabaseError.
+  // Writes back what changed and what is new (as "Manual"), in one transaction; deletes nothing, since other
+  // products share the tables.  A row of theirs keeps its name.  A row that the database refuses does not
+  // keep the others from being saved; its DatabaseError is thrown at the end.
   void SaveSystems(store::Connection& connection);
   void Clear();
 
@@ -46,8 +48,10 @@ class Systems : public intake::SystemDirectory {
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
   std::size_t FindSystem(std::string_view nameOrAddressOrSource) const;
 
-  // A resolved name for a system known by its address only; its source texts stay.
+  // A resolved name for a system known by its address only; its source texts stay.  Nothing for a name that
+  // another system has: two rows of one name could not be told apart.
   void Rename(std::size_t index, std::string_view name);
+  bool IsKnownByAddressOnly(std::size_t index) const;
   void SetAddress(std::size_t index, std::string_view address);
 
   std::size_t Count() const;

@@ -1,0 +1,59 @@
+// Which traps the Systems window has counted, so that none is counted twice and an acknowledged one leaves
+// the count it is in.  Twelve bytes a trap, in blocks ordered by SequenceNumber: a trap that comes late finds
+// its place by moving one block's part, a million that come in order are appended.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace korvane::views {
+
+struct CountedTrap {
+  std::int32_t SequenceNumber = 0;
+  std::int32_t EventTime = 0;
+  std::uint32_t System : 26 = 0;
+  std::uint32_t Severity : 3 = 0;
+  // Came from the store while the intake ran, so the receiver library may still hand it out once.
+  std::uint32_t MayComeAgain : 1 = 0;
+  // No longer in any count; kept only so that it is not admitted again.
+  std::uint32_t Acknowledged : 1 = 0;
+};
+
+class CountedTraps {
+ public:
+  // False when a trap of this number is already there.
+  bool Admit(const CountedTrap& trap);
+  // Null when there is none; valid until the next change.
+  CountedTrap* Find(std::int32_t sequenceNumber);
+  void Erase(std::int32_t sequenceNumber);
+
+  template <class Visitor>
+  void ForEach(Visitor visit) const {
+    for (const auto& block : blocks_) {
+      for (const CountedTrap& trap : block) {
+        visit(trap);
+      }
+    }
+  }
+
+  // Removes what the predicate accepts; the predicate may change what it leaves.
+  template <class Predicate>
+  void EraseIf(Predicate accepts) {
+    for (auto& block : blocks_) {
+      size_ -= std::erase_if(block, accepts);
+    }
+    std::erase_if(blocks_, [](const auto& block) { return block.empty(); });
+  }
+
+  std::size_t Size() const { return size_; }
+
+ private:
+  using Block = std::vector<CountedTrap>;
+  std::size_t BlockOf(std::int32_t sequenceNumber) const;
+
+  std::vector<Block> blocks_;  // none is empty
+  std::size_t size_ = 0;
+};
+
+}  // namespace korvane::views

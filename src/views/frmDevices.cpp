@@ -1,0 +1,198 @@
+#include "views/frmDevices.h"
+
+#include <QCloseEvent>
+#include <QHeaderView>
+#include <QItemSelectionModel>
+#include <QKeySequence>
+#include <QLabel>
+#include <QMdiSubWindow>
+#include <QShortcut>
+#include <QTimer>
+#include <algorithm>
+
+#include "common/qt/CountPillDelegate.h"
+#include "common/qt/KorvaneStyle.h"
+#include "common/qt/QtText.h"
+#include "ui_frmDevices.h"
+#include "views/ListHabits.h"
+#include "views/SystemsTableModel.h"
+
+namespace korvane::views {
+namespace {
+
+constexpr int kCheckTrapsMilliseconds = 3000;
+constexpr int kResolveMilliseconds = 4000;
+constexpr int kNameWidth = 190;
+constexpr int kAddressWidth = 130;
+constexpr int kCountWidth = 84;
+
+}  // namespace
+
+frmDevices::frmDevices(SystemsModel& model, ViewServices& services, ViewWindows& windows, QWidget* parent)
+    : QWidget(parent),
+      model_(model),
+      services_(services),
+      windows_(windows),
+      ui_(std::make_unique<Ui::frmDevices>()),
+      table_(new SystemsTableModel(model, this)) {
+  ui_->setupUi(this);
+  SetUpList();
+  SetUpStatusBar();
+  SetUpTimers();
+}
+
+frmDevices::~frmDevices() = default;
+
+void frmDevices::SetUpList() {
+  QTableView& list = *ui_->lvDevices;
+  StyleTable(list);
+  list.setModel(table_);
+  for (std::size_t i = 0; i < kCountColumnSeverities.size(); ++i) {
+    list.setItemDelegateForColumn(static_cast<int>(kFirstCountColumn + i),
+                                  new CountPillDelegate(kCountColumnSeverities[i], &list));
+  }
+  QHeaderView& header = *list.horizontalHeader();
+  header.setSortIndicatorClearable(true);
+  header.setSortIndicator(-1, Qt::AscendingOrder);
+  list.setSortingEnabled(true);
+  list.setColumnWidth(0, kNameWidth);
+  list.setColumnWidth(1, kAddressWidth);
+  for (int column = static_cast<int>(kFirstCountColumn); column < table_->columnCount(); ++column) {
+    list.setColumnWidth(column, kCountWidth);
+  }
+  SetEmptyText(list, QStringLiteral("No traps from any system yet"));
+  CopyRowsByShortcut(list);
+
+  connect(&list, &QTableView::customContextMenuRequested, this, &frmDevices::RequestPopUp);
+  connect(&list, &QTableView::doubleClicked, this, &frmDevices::ShowPerDeviceWindow);
+  for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
+    auto* open = new QShortcut(QKeySequence(key), &list);
+    open->setContext(Qt::WidgetShortcut);
+    connect(open, &QShortcut::activated, this, &frmDevices::ShowPerDeviceWindow);
+  }
+  // A click on the row that is selected already is a look at its news as well.
+  connect(&list, &QTableView::clicked, this, &frmDevices::ClearNewsOfSelection);
+  connect(list.selectionModel(), &QItemSelectionModel::selectionChanged, this,
+          &frmDevices::ClearNewsOfSelection);
+}
+
+void frmDevices::SetUpStatusBar() {
+  for (std::size_t i = 0; i < statusLabels_.size(); ++i) {
+    auto* label = new QLabel;
+    label->setObjectName(QStringLiteral("sbDevicesInfoText%1").arg(i + 1));
+    label->setTextFormat(Qt::PlainText);
+    ui_->sbDevicesInfo->addWidget(label);
+    statusLabels_[i] = label;
+  }
+  connect(table_, &SystemsTableModel::StatusTextsChanged, this, &frmDevices::ShowStatus);
+  ShowStatus();
+}
+
+void frmDevices::SetUpTimers() {
+  tmrCheckTraps_ = new QTimer(this);
+  tmrCheckTraps_->setObjectName(QStringLiteral("tmrCheckTraps"));
+  tmrResolve_ = new QTimer(this);
+  tmrResolve_->setObjectName(QStringLiteral("tmrResolve"));
+  connect(tmrCheckTraps_, &QTimer::timeout, this, &frmDevices::TickTraps);
+  connect(tmrResolve_, &QTimer::timeout, this, &frmDevices::TickResolve);
+  tmrCheckTraps_->start(kCheckTrapsMilliseconds);
+  tmrResolve_->start(kResolveMilliseconds);
+}
+
+void frmDevices::Load() {
+  model_.Load();
+}
+
+void frmDevices::Reset() {
+  model_.Reset();
+}
+
+void frmDevices::Custom_Activate() {
+  model_.RefreshStatus();
+}
+
+void frmDevices::StopTimers() {
+  tmrCheckTraps_->stop();
+  tmrResolve_->stop();
+}
+
+void frmDevices::RepaintNow() {
+  repaint();
+}
+
+void frmDevices::TickTraps() {
+  table_->KeepPlaces(OperatorReads());
+  model_.CheckTraps();
+}
+
+void frmDevices::TickResolve() {
+  model_.ResolveNames();
+}
+
+// Whoever points into the list, or works in it by keyboard with a row selected, must find the row where it
+// is.
+bool frmDevices::OperatorReads() const {
+  const QTableView& list = *ui_->lvDevices;
+  return list.viewport()->underMouse() || (list.hasFocus() && list.selectionModel()->hasSelection());
+}
+
+void frmDevices::ShowStatus() {
+  const auto texts = model_.StatusTexts();
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    statusLabels_[i]->setText(ToQString(texts[i]));
+  }
+}
+
+void frmDevices::ClearNewsOfSelection() {
+  for (const QItemSelectionRange& range : ui_->lvDevices->selectionModel()->selection()) {
+    for (int place = range.top(); place <= range.bottom(); ++place) {
+      model_.OperatorSawRow(table_->RowOf(table_->index(place, 0)));
+    }
+  }
+}
+
+const System* frmDevices::SelectedSystem() const {
+  const QItemSelectionModel& selection = *ui_->lvDevices->selectionModel();
+  const QModelIndex current = selection.currentIndex();
+  if (current.isValid() && selection.isRowSelected(current.row())) {
+    return &model_.SystemOfRow(table_->RowOf(current));
+  }
+  const QItemSelection ranges = selection.selection();
+  return ranges.isEmpty() ? nullptr
+                          : &model_.SystemOfRow(table_->RowOf(table_->index(ranges.first().top(), 0)));
+}
+
+void frmDevices::ShowPerDeviceWindow() {
+  const System* system = SelectedSystem();
+  if (system == nullptr) {
+    return;
+  }
+  if (const auto row = model_.RowOfSystem(*system)) {
+    model_.OperatorSawRow(*row);
+  }
+  windows_.OpenSystemTraps(*system);
+}
+
+// A click beside the rows means no system; the menu key means the row it was pressed on.
+void frmDevices::RequestPopUp(const QPoint& position) {
+  QTableView& list = *ui_->lvDevices;
+  const bool byMouse = list.viewport()->rect().contains(position) && !list.indexAt(position).isValid();
+  if (byMouse) {
+    list.clearSelection();
+  }
+  Q_EMIT PopUpMenuRequested(list.viewport()->mapToGlobal(position), SelectedSystem());
+}
+
+// The window lives as long as the frame: closing it puts it aside.
+void frmDevices::closeEvent(QCloseEvent* event) {
+  if (services_.State.gShuttingDown) {
+    QWidget::closeEvent(event);
+    return;
+  }
+  event->ignore();
+  if (auto* frame = qobject_cast<QMdiSubWindow*>(parentWidget())) {
+    frame->showMinimized();
+  }
+}
+
+}  // namespace korvane::views
