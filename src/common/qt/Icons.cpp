@@ -81,6 +81,20 @@ QIcon ToolbarIcon(std::string_view key) {
   return found == kToolbarPictures.end() ? QIcon() : SvgIcon(found->Picture, SvgInk::ButtonText);
 }
 
+QIcon MessageIcon(MessagePicture picture) {
+  switch (picture) {
+    case MessagePicture::Information:
+      return SvgIcon("message-information", SvgInk::KeylineOnSelection);
+    case MessagePicture::Question:
+      return SvgIcon("message-question", SvgInk::KeylineOnSelection);
+    case MessagePicture::Exclamation:
+      return SvgIcon("message-exclamation", SvgInk::KeylineOnSelection);
+    case MessagePicture::Critical:
+      break;
+  }
+  return SvgIcon("message-critical", SvgInk::KeylineOnSelection);
+}
+
 QIcon ApplicationIcon() {
   return SvgIcon("korvane-console", SvgInk::KeylineOnSelection);
 }
@@ -90,8 +104,9 @@ bool IsDark(const QPalette& palette) {
 }
 
 double ContrastRatio(const QColor& a, const QColor& b) {
-  const auto [lower, upper] = std::minmax(Luminance(a), Luminance(b));
-  return (upper + 0.05) / (lower + 0.05);
+  const double first = Luminance(a) + 0.05;
+  const double second = Luminance(b) + 0.05;
+  return std::max(first, second) / std::min(first, second);
 }
 
 }  // namespace korvane

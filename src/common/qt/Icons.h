@@ -23,6 +23,10 @@ QColor SeverityTextColour(std::int32_t code, const QPalette& palette);
 // Any other key: a null icon.
 QIcon ToolbarIcon(std::string_view key);
 
+// The pictures of message boxes; the style hands them to the toolkit.
+enum class MessagePicture { Information, Question, Exclamation, Critical };
+QIcon MessageIcon(MessagePicture picture);
+
 QIcon ApplicationIcon();
 
 // True when the palette's texts are lighter than its windows.

@@ -88,6 +88,29 @@ void DrawTitleButton(QPainter& painter, const QStyleOptionTitleBar& bar, QStyle:
   DrawSign(painter, button, rect);
 }
 
+// Fusion derives outlines by darkening the window, which leaves none to see on a dark one.
+void OutlineOnDark(QStyle::PrimitiveElement element, const QStyleOption& option, QPainter& painter) {
+  const bool box = element == QStyle::PE_IndicatorCheckBox;
+  const bool circle = element == QStyle::PE_IndicatorRadioButton;
+  const bool field = element == QStyle::PE_FrameLineEdit && !option.state.testFlag(QStyle::State_HasFocus);
+  if (!(box || circle || field) || !IsDark(option.palette)) {
+    return;
+  }
+  const bool enabled = option.state.testFlag(QStyle::State_Enabled);
+  painter.save();
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(Mix(option.palette.color(QPalette::Window),
+                     option.palette.color(QPalette::Active, QPalette::WindowText), enabled ? 0.45 : 0.2));
+  painter.setBrush(Qt::NoBrush);
+  const QRectF outline = QRectF(option.rect).adjusted(0.5, 0.5, -0.5, -0.5);
+  if (circle) {
+    painter.drawEllipse(outline);
+  } else {
+    painter.drawRoundedRect(outline, 2, 2);
+  }
+  painter.restore();
+}
+
 struct PaletteColours {
   QRgb Window, WindowText, Base, AlternateBase, Text, Button, Highlight, HighlightedText, Link, LinkVisited,
       ToolTipBase, ToolTipText, Light, Midlight, Mid, Dark, Shadow, Placeholder, Disabled, DisabledHighlight;
@@ -163,8 +186,26 @@ int KorvaneStyle::styleHint(StyleHint hint, const QStyleOption* option, const QW
       return Qt::TextSelectableByMouse;  // so that an error's text can be copied
     case SH_TitleBar_NoBorder:
       return 1;
+    case SH_WindowFrame_Mask:
+      return 0;  // no rounded corners cut out of a sub-window
     default:
       return QProxyStyle::styleHint(hint, option, widget, returnData);
+  }
+}
+
+QIcon KorvaneStyle::standardIcon(StandardPixmap picture, const QStyleOption* option,
+                                 const QWidget* widget) const {
+  switch (picture) {
+    case SP_MessageBoxInformation:
+      return MessageIcon(MessagePicture::Information);
+    case SP_MessageBoxQuestion:
+      return MessageIcon(MessagePicture::Question);
+    case SP_MessageBoxWarning:
+      return MessageIcon(MessagePicture::Exclamation);
+    case SP_MessageBoxCritical:
+      return MessageIcon(MessagePicture::Critical);
+    default:
+      return QProxyStyle::standardIcon(picture, option, widget);
   }
 }
 
@@ -172,6 +213,7 @@ void KorvaneStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* o
                                  const QWidget* widget) const {
   if (element != PE_FrameWindow) {
     QProxyStyle::drawPrimitive(element, option, painter, widget);
+    OutlineOnDark(element, *option, *painter);
     return;
   }
   const bool active = option->state.testFlag(State_Active);
@@ -230,9 +272,9 @@ QPalette LightPalette() {
                     .ToolTipText = 0xFFF4F6F8,
                     .Light = 0xFFFFFFFF,
                     .Midlight = 0xFFE6E9EC,
-                    .Mid = 0xFFB9C0C8,
-                    .Dark = 0xFF9099A3,
-                    .Shadow = 0xFF6B747E,
+                    .Mid = 0xFFC6CCD3,
+                    .Dark = 0xFFB3BBC4,
+                    .Shadow = 0xFF7A838D,
                     .Placeholder = 0xFF6A727B,
                     .Disabled = 0xFF8A929B,
                     .DisabledHighlight = 0xFFC9D3DE});
