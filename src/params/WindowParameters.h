@@ -18,15 +18,15 @@ inline constexpr int kModeShowParameters = 12;
 
 // Empty text and -1 set no condition.
 struct WindowParameters {
-  std::string WindowName;  // the window's caption
+  std::string WindowName = {};  // the window's caption
   bool Cancelled = true;
-  std::string Category;
-  std::string Source;
+  std::string Category = {};
+  std::string Source = {};
   std::int32_t Generic = -1;
   std::int32_t Severity = -1;
-  std::string Enterprise;
-  std::string TrapName;
-  std::string VarBindsMatch;
+  std::string Enterprise = {};
+  std::string TrapName = {};
+  std::string VarBindsMatch = {};
   int Mode = kModeNewWindow;
 };
 
