@@ -50,7 +50,20 @@ class EmptyText : public QLabel {
   QTableView& table_;
 };
 
-// Selected row ranges, first and last, from the top and without overlaps.
+std::vector<int> ShownColumns(const QTableView& table) {
+  const QHeaderView& header = *table.horizontalHeader();
+  std::vector<int> columns;
+  for (int place = 0; place < header.count(); ++place) {
+    const int column = header.logicalIndex(place);
+    if (!header.isSectionHidden(column)) {
+      columns.push_back(column);
+    }
+  }
+  return columns;
+}
+
+}  // namespace
+
 std::vector<std::pair<int, int>> SelectedRanges(const QTableView& table) {
   std::vector<std::pair<int, int>> ranges;
   for (const QItemSelectionRange& range : table.selectionModel()->selection()) {
@@ -68,20 +81,6 @@ std::vector<std::pair<int, int>> SelectedRanges(const QTableView& table) {
   return merged;
 }
 
-std::vector<int> ShownColumns(const QTableView& table) {
-  const QHeaderView& header = *table.horizontalHeader();
-  std::vector<int> columns;
-  for (int place = 0; place < header.count(); ++place) {
-    const int column = header.logicalIndex(place);
-    if (!header.isSectionHidden(column)) {
-      columns.push_back(column);
-    }
-  }
-  return columns;
-}
-
-}  // namespace
-
 void SetEmptyText(QTableView& table, const QString& text) {
   new EmptyText(table, text);  // the viewport owns it
 }
@@ -96,7 +95,9 @@ QString SelectedRowsText(const QTableView& table) {
         if (i > 0) {
           text += QLatin1Char('\t');
         }
-        text += model.index(row, columns[i]).data().toString();
+        const QModelIndex cell = model.index(row, columns[i]);
+        const QVariant whole = cell.data(kWholeTextRole);
+        text += (whole.isValid() ? whole : cell.data()).toString();
       }
       text += QLatin1Char('\n');
     }

@@ -3,10 +3,18 @@
 #pragma once
 
 #include <QString>
+#include <utility>
+#include <vector>
 
 class QTableView;
 
 namespace korvane::views {
+
+// The data role of a cell's whole text, for models whose DisplayRole cuts what is very long.
+inline constexpr int kWholeTextRole = Qt::UserRole + 1000;
+
+// Selected rows as ranges, first and last, from the top and without overlaps: cheap for any selection.
+std::vector<std::pair<int, int>> SelectedRanges(const QTableView& table);
 
 // Shows the text in the middle of the list while its model has no rows.  The model must be set before.
 void SetEmptyText(QTableView& table, const QString& text);

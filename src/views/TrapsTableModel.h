@@ -5,12 +5,17 @@
 #pragma once
 
 #include <QAbstractTableModel>
+#include <QIcon>
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "common/ProcessState.h"
+#include "common/qt/Icons.h"
 #include "views/TrapOrder.h"
 #include "views/TrapRows.h"
 #include "views/TrapRowsListener.h"
@@ -42,14 +47,15 @@ class TrapsTableModel : public QAbstractTableModel, public TrapRowsListener {
   // Column -1: as they arrived.
   void sort(int column, Qt::SortOrder order = Qt::AscendingOrder) override;
 
-  // Between a position in the list as it is shown and a row of the storage.
+  // From a position in the list as it is shown to a row of the storage, and back.
   std::uint32_t RowAt(int position) const {
     return static_cast<std::uint32_t>(order_.RowAt(static_cast<std::size_t>(position)));
   }
+  int PositionOf(std::size_t row) const;  // looks at every row of a sorted list
   bool IsArrivalOrder() const { return !order_.SortedBy(); }
   const TrapRows& Rows() const { return rows_; }
 
-  // The cell's whole text, which the list cuts when it is very long.
+  // The whole text of a cell, visible symbols for what could mislead.
   QString CellText(int position, TrapColumn column) const;
 
   void BatchBegins() override;
@@ -70,13 +76,16 @@ class TrapsTableModel : public QAbstractTableModel, public TrapRowsListener {
  private:
   template <class Change>
   void ChangeLayout(Change change);
-  std::vector<std::uint32_t> CurrentPositions() const;
+  // As received; made holds what is not stored as text.
+  std::string_view WholeText(std::size_t row, TrapColumn column, std::string& made) const;
   QVariant HiddenValue(std::size_t row, int role) const;
   QString ToolTip(std::size_t row, TrapColumn column) const;
 
   const TrapRows& rows_;
   const ProcessState& state_;
+  SourceShown shown_;
   TrapOrder order_;
+  std::array<QIcon, 6> severityIcons_;  // by severity code
 };
 
 }  // namespace korvane::views

@@ -19,12 +19,13 @@
 
 class QLabel;
 
-namespace korvane::views {
-
-class TrapsView;
 namespace Ui {
 class frmTraps;
 }
+
+namespace korvane::views {
+
+class TrapsList;
 
 class frmTraps : public QWidget, public Form, public intake::TrapsWindow {
   Q_OBJECT
@@ -57,7 +58,7 @@ class frmTraps : public QWidget, public Form, public intake::TrapsWindow {
 
   TrapsModel& Model() { return model_; }
   TrapsTableModel& Table() { return table_; }
-  TrapsView* List();
+  TrapsList& List() { return *list_; }
 
  Q_SIGNALS:
   // position: of the trap in the list as it is shown, from 0.
@@ -71,11 +72,13 @@ class frmTraps : public QWidget, public Form, public intake::TrapsWindow {
 
  private:
   void ShowStatus();
+  bool HasTraps();
 
   ViewServices& services_;
   TrapsModel model_;
   TrapsTableModel table_;
   std::unique_ptr<Ui::frmTraps> ui_;
+  std::unique_ptr<TrapsList> list_;
   QLabel* maximumTraps_;
   QLabel* selectedTrap_;
   QLabel* totalTraps_;

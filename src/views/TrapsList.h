@@ -1,0 +1,78 @@
+// The habits of a list of traps over its table view: looks, keyboard, columns, and above all that it never
+// moves what is being read.  While it is scrolled to the end in arrival order it follows the newest trap;
+// otherwise the traps on the screen keep their lines, whatever arrives, leaves or is sorted in above them.
+// One object per list, used by Traps and Report windows; owned by the window.  User-interface thread only.
+#pragma once
+
+#include <QObject>
+#include <QPersistentModelIndex>
+#include <QTimer>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/Platform.h"
+#include "views/TrapsTableModel.h"
+
+class QTableView;
+
+namespace korvane::views {
+
+class TrapsList : public QObject {
+  Q_OBJECT
+
+ public:
+  // widthsSetting: under which name the column widths are kept.  Sets the view up; everything must outlive
+  // this object.
+  TrapsList(QTableView& view, TrapsTableModel& model, platform::SettingsStore& settings,
+            std::string widthsSetting, const QString& emptyText);
+  ~TrapsList() override;
+
+  // Storage rows of the selection, top to bottom as the list shows them.
+  std::vector<std::uint32_t> SelectedRows() const;
+  // Of the current row when it is selected, else of the first selected row.
+  std::optional<int> SelectedPosition() const;
+  // Selects this row alone and scrolls it into view.
+  void SelectPosition(int position);
+
+ Q_SIGNALS:
+  void SelectionMoved();
+  void Activated();  // Enter or a double click on a row
+  void ContextMenuRequested(const QPoint& globalPosition);
+
+ private:
+  // The place of the reader, kept over one batch of changes.
+  struct Place {
+    std::vector<QPersistentModelIndex> Rows;  // those on the screen and the next one
+    std::optional<int> CurrentLine;           // of the current row, counted from the top of the screen
+    bool HadCurrent = false;
+  };
+  struct PlaceBeforeReset {
+    std::optional<std::int32_t> TopTrap;  // SequenceNumbers
+    std::optional<std::int32_t> CurrentTrap;
+  };
+
+  void SetUpColumns();
+  void SetUpKeys();
+  void SaveWidths();
+  void RememberPlace();
+  void RememberTraps();
+  void RestorePlace();
+  void RestoreTop();
+  void RestoreCurrent();
+  void RestoreTraps();
+  void ShowNewest();
+
+  QTableView& view_;
+  TrapsTableModel& model_;
+  platform::SettingsStore& settings_;
+  std::string widthsSetting_;
+  QTimer saveWidths_;
+  bool following_ = true;
+  int changing_ = 0;  // depth of batches
+  Place place_;
+  std::optional<PlaceBeforeReset> beforeReset_;
+};
+
+}  // namespace korvane::views

@@ -1,0 +1,300 @@
+#include "views/TrapsTableModel.h"
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QStringBuilder>
+#include <algorithm>
+#include <string>
+#include <string_view>
+
+#include "common/qt/QtText.h"
+#include "store/Codes.h"
+#include "store/EventTime.h"
+#include "views/ListHabits.h"
+
+namespace korvane::views {
+namespace {
+
+constexpr std::string_view kCaptions[kTrapColumns] = {"Date / Time", "Source", "Trap Name", "Variables"};
+
+// No screen shows more of a line; the whole text is in the trap's details.
+constexpr std::size_t kShownBytes = 1024;
+constexpr qsizetype kToolTipLine = 100;
+// From here on sorting takes long enough to be noticed.
+constexpr std::size_t kManyRows = 200'000;
+
+bool ContinuesCharacter(char c) {
+  return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
+}
+
+// The text as a cell shows it, cut between two characters when it is very long.
+QString Shown(std::string_view text) {
+  if (text.size() <= kShownBytes) {
+    return ToVisibleQString(text);
+  }
+  std::size_t end = kShownBytes;
+  while (end > kShownBytes - 4 && ContinuesCharacter(text[end])) {
+    --end;
+  }
+  return ToVisibleQString(text.substr(0, end)) % QChar(0x2026);
+}
+
+// Tool tips take anything that looks like markup for markup, so they get markup in which the text is escaped.
+// Long lines are broken here: a tool tip itself breaks only between words.
+QString PlainToolTip(const QString& text) {
+  QString lines;
+  for (const QString& line : text.split(QLatin1Char('\n'))) {
+    for (qsizetype at = 0; at == 0 || at < line.size();) {
+      qsizetype length = std::min(kToolTipLine, line.size() - at);
+      if (at + length < line.size()) {
+        const qsizetype blank = line.lastIndexOf(QLatin1Char(' '), at + length);
+        if (blank > at) {
+          length = blank + 1 - at;
+        } else if (line[at + length].isLowSurrogate()) {
+          ++length;
+        }
+      }
+      lines += line.mid(at, length).toHtmlEscaped() % QLatin1String("<br>");
+      at += std::max<qsizetype>(length, 1);
+    }
+  }
+  lines.chop(4);
+  return QLatin1String("<p style=\"white-space:pre\">") % lines % QLatin1String("</p>");
+}
+
+// Sorting very many rows takes a moment; the pointer says so.
+class WaitPointer {
+ public:
+  explicit WaitPointer(bool shown) : shown_(shown) {
+    if (shown_) {
+      QGuiApplication::setOverrideCursor(QCursor(Qt::WaitCursor));
+    }
+  }
+  ~WaitPointer() {
+    if (shown_) {
+      QGuiApplication::restoreOverrideCursor();
+    }
+  }
+  WaitPointer(const WaitPointer&) = delete;
+  WaitPointer& operator=(const WaitPointer&) = delete;
+
+ private:
+  bool shown_;
+};
+
+}  // namespace
+
+TrapsTableModel::TrapsTableModel(const TrapRows& rows, const ProcessState& state, SourceShown shown,
+                                 QObject* parent)
+    : QAbstractTableModel(parent), rows_(rows), state_(state), shown_(shown), order_(rows, shown) {
+  for (std::size_t code = 0; code < severityIcons_.size(); ++code) {
+    severityIcons_[code] = SeverityIcon(static_cast<std::int32_t>(code));
+  }
+}
+
+int TrapsTableModel::rowCount(const QModelIndex& parent) const {
+  return parent.isValid() ? 0 : static_cast<int>(rows_.Count());
+}
+
+int TrapsTableModel::columnCount(const QModelIndex& parent) const {
+  return parent.isValid() ? 0 : kTrapColumns;
+}
+
+QVariant TrapsTableModel::headerData(int section, Qt::Orientation orientation, int role) const {
+  if (orientation != Qt::Horizontal || role != Qt::DisplayRole || section < 0 || section >= kTrapColumns) {
+    return {};
+  }
+  return ToQString(kCaptions[section]);
+}
+
+std::string_view TrapsTableModel::WholeText(std::size_t row, TrapColumn column, std::string& made) const {
+  switch (column) {
+    case TrapColumn::DateTime:
+      made = store::FormatDateTime(store::EventTimeToLocal(rows_.EventTimeAt(row), state_.gTimeZoneBias));
+      return made;
+    case TrapColumn::Source:
+      return shown_ == SourceShown::SourceText ? rows_.SourceAt(row) : rows_.SystemNameAt(row);
+    case TrapColumn::TrapName:
+      return rows_.TrapNameAt(row);
+    case TrapColumn::Variables:
+      return rows_.VarBindsAt(row);
+  }
+  return {};
+}
+
+QString TrapsTableModel::CellText(int position, TrapColumn column) const {
+  std::string made;
+  return ToVisibleQString(WholeText(RowAt(position), column, made));
+}
+
+QString TrapsTableModel::ToolTip(std::size_t row, TrapColumn column) const {
+  const store::IncomingTrap trap = rows_.At(row);
+  switch (column) {
+    case TrapColumn::DateTime:
+      return PlainToolTip(ToQString(store::SeverityName(trap.Severity)));
+    case TrapColumn::Source:
+      return PlainToolTip(Shown(trap.SystemName) % QLatin1String(" (") % Shown(trap.SystemAddress) %
+                          QLatin1Char(')'));
+    case TrapColumn::TrapName:
+      return PlainToolTip(Shown(trap.TrapName()) % QLatin1Char('\n') % Shown(trap.EnterpriseName()) %
+                          QLatin1String(" (") % Shown(trap.EnterpriseOid) % QLatin1Char(')'));
+    case TrapColumn::Variables:
+      return trap.VarBinds.empty() ? QString() : PlainToolTip(Shown(trap.VarBinds));
+  }
+  return {};
+}
+
+QVariant TrapsTableModel::HiddenValue(std::size_t row, int role) const {
+  const store::IncomingTrap trap = rows_.At(row);
+  switch (role) {
+    case SequenceNumberRole:
+      return trap.SequenceNumber;
+    case EventTimeRole:
+      return trap.EventTime;
+    case SeverityRole:
+      return trap.Severity;
+    case GenericTrapRole:
+      return trap.GenericTrap;
+    case SystemAddressRole:
+      return ToQString(trap.SystemAddress);
+    case FurtherDescriptionRole:
+      return ToQString(trap.FurtherDescription());
+    case EventNotesRole:
+      return ToQString(trap.EventNotes);
+    default:
+      return {};
+  }
+}
+
+QVariant TrapsTableModel::data(const QModelIndex& index, int role) const {
+  if (!index.isValid() || index.row() >= rowCount()) {
+    return {};
+  }
+  const std::size_t row = RowAt(index.row());
+  const auto column = static_cast<TrapColumn>(index.column());
+  const bool first = column == TrapColumn::DateTime;
+  std::string made;
+  switch (role) {
+    case Qt::DisplayRole:
+      return Shown(WholeText(row, column, made));
+    case kWholeTextRole:
+      return ToVisibleQString(WholeText(row, column, made));
+    case Qt::DecorationRole: {
+      if (!first) {
+        return {};
+      }
+      const auto severity = static_cast<std::size_t>(rows_.SeverityAt(row));
+      return severityIcons_[severity < severityIcons_.size() ? severity : 0];
+    }
+    case Qt::ToolTipRole:
+      return ToolTip(row, column);
+    case Qt::AccessibleTextRole: {
+      const QString text = Shown(WholeText(row, column, made));
+      return first ? ToQString(store::SeverityName(rows_.SeverityAt(row))) % QLatin1String(", ") % text
+                   : text;
+    }
+    default:
+      return role >= Qt::UserRole ? HiddenValue(row, role) : QVariant();
+  }
+}
+
+template <class Change>
+void TrapsTableModel::ChangeLayout(Change change) {
+  Q_EMIT layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
+  const QModelIndexList before = persistentIndexList();
+  std::vector<std::uint32_t> rows;
+  rows.reserve(static_cast<std::size_t>(before.size()));
+  for (const QModelIndex& index : before) {
+    rows.push_back(RowAt(index.row()));
+  }
+  change();
+  const std::vector<std::uint32_t> positions = order_.Positions();
+  QModelIndexList after;
+  after.reserve(before.size());
+  for (qsizetype i = 0; i < before.size(); ++i) {
+    const std::uint32_t row = rows[static_cast<std::size_t>(i)];
+    after.append(index(static_cast<int>(positions.empty() ? row : positions[row]), before[i].column()));
+  }
+  changePersistentIndexList(before, after);
+  Q_EMIT layoutChanged({}, QAbstractItemModel::VerticalSortHint);
+}
+
+void TrapsTableModel::sort(int column, Qt::SortOrder order) {
+  std::optional<TrapOrder::Sorting> sorting;
+  if (column >= 0 && column < kTrapColumns) {
+    sorting = {.Column = static_cast<TrapColumn>(column), .Descending = order == Qt::DescendingOrder};
+  }
+  if (sorting == order_.SortedBy()) {
+    return;
+  }
+  const WaitPointer wait(rows_.Count() >= kManyRows);
+  Q_EMIT BatchAboutToChange();
+  ChangeLayout([&] { order_.Sort(sorting); });
+  Q_EMIT BatchChanged();
+}
+
+void TrapsTableModel::BatchBegins() {
+  Q_EMIT BatchAboutToChange();
+}
+void TrapsTableModel::BatchEnds() {
+  Q_EMIT BatchChanged();
+}
+
+int TrapsTableModel::PositionOf(std::size_t row) const {
+  const std::vector<std::uint32_t> positions = order_.Positions();
+  return static_cast<int>(positions.empty() ? row : positions[row]);
+}
+
+void TrapsTableModel::RowsAboutToBeRemoved(std::span<const std::uint32_t> rows) {
+  std::size_t first = rows.front();
+  std::size_t last = rows.back();
+  const std::vector<std::uint32_t> positions = order_.Positions();
+  if (!positions.empty()) {
+    first = last = positions[rows.front()];
+    for (const std::uint32_t row : rows) {
+      first = std::min<std::size_t>(first, positions[row]);
+      last = std::max<std::size_t>(last, positions[row]);
+    }
+  }
+  if (last - first + 1 != rows.size()) {
+    // Scattered rows go to the end first: one removal of neighbours instead of one for each of them.
+    ChangeLayout([&] { order_.MoveToEnd(rows); });
+    last = rows_.Count() - 1;
+    first = rows_.Count() - rows.size();
+  }
+  beginRemoveRows({}, static_cast<int>(first), static_cast<int>(last));
+}
+
+void TrapsTableModel::RowsRemoved(std::span<const std::uint32_t> rows) {
+  order_.RowsRemoved(rows);
+  endRemoveRows();
+}
+
+void TrapsTableModel::RowsAboutToBeAppended(std::size_t count) {
+  const int first = rowCount();
+  beginInsertRows({}, first, first + static_cast<int>(count) - 1);
+}
+
+void TrapsTableModel::RowsAppended() {
+  const bool unsorted = order_.RowsAppended();
+  endInsertRows();
+  if (unsorted) {
+    ChangeLayout([&] { order_.MergeAppended(); });
+  }
+}
+
+void TrapsTableModel::RowsAboutToBeReset() {
+  beginResetModel();
+}
+
+void TrapsTableModel::RowsReset() {
+  order_.RowsReset();
+  endResetModel();
+}
+
+void TrapsTableModel::RowChanged(std::size_t row) {
+  const int position = PositionOf(row);
+  Q_EMIT dataChanged(index(position, 0), index(position, kTrapColumns - 1));
+}
+
+}  // namespace korvane::views
