@@ -1,0 +1,3 @@
+add_executable(bench_startup ${CMAKE_CURRENT_SOURCE_DIR}/startup.cpp)
+target_include_directories(bench_startup PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+target_link_libraries(bench_startup PRIVATE korvane_options korvane_core korvane_test_support)

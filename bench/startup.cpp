@@ -1,0 +1,101 @@
+// Start-up on a store with a million unacknowledged traps: everything the console does before it asks for the
+// view option, against the bare COUNT statement of the same run.
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <chrono>
+#include <vector>
+
+#include "BenchStore.h"
+#include "params/CategoryInformation.h"
+#include "params/TrapFilters.h"
+#include "store/Statements.h"
+#include "support/FakePlatform.h"
+#include "support/RecordingBusy.h"
+#include "support/ScriptedPrompts.h"
+#include "views/Systems.h"
+#include "views/SystemsModel.h"
+
+namespace {
+
+using namespace korvane;
+using Milliseconds = std::chrono::duration<double, std::milli>;
+
+// Leaves the loading at the moment the question would show.
+struct Asked {};
+class LeavingQuestion : public views::ViewOptionQuestion {
+ public:
+  views::ViewOption AskViewOption(std::int64_t, std::int32_t) override { throw Asked{}; }
+};
+
+class NoLibrary : public intake::ReceiverLibrary {
+ public:
+  std::int32_t StartRecvEvents(std::int32_t) override { return intake::kReceiverThreadOk; }
+  std::int32_t GetEventFromList(intake::ReceivedTrap&) override { return 0; }
+  std::int32_t StopRecvEvents() override { return intake::kReceiverThreadOk; }
+  bool KVResolveSystemName(const std::string&, std::string&) override { return false; }
+  intake::MailSettings GetDefaultMailSettings() override { return {}; }
+};
+
+double CountStatement(store::Connection& connection) {
+  const auto start = std::chrono::steady_clock::now();
+  store::Recordset rows = connection.OpenRecordset(store::CountUnacknowledgedStatement());
+  rows.Next();
+  rows.Close();
+  return Milliseconds(std::chrono::steady_clock::now() - start).count();
+}
+
+double UntilTheQuestion(const test::TestStore& source) {
+  test::FakePlatform machine;
+  test::ScriptedPrompts prompts;
+  test::RecordingBusy busy;
+  NoLibrary library;
+  ProcessState state;
+  Log log(state);
+  LeavingQuestion question;
+
+  const auto start = std::chrono::steady_clock::now();
+  store::Connection connection;
+  source.Connect(connection);
+  store::TrapNames names(connection);
+  views::Systems systems;
+  params::CategoryInformation categories;
+  params::TrapFilters filters;
+  systems.LoadSystems(connection);
+  categories.ReloadCategoryInformation(connection);
+  filters.LoadFilters(connection);
+  views::LoadBounds bounds;
+  views::ViewServices services{connection, names,      categories, systems,       bounds,           state,
+                               prompts,    busy,       log,        machine.Clock, machine.Settings, library};
+  views::SystemsModel model(services, question);
+  try {
+    model.Load();
+    fmt::print("the question was not asked\n");
+    std::exit(1);
+  } catch (const Asked&) {
+  }
+  return Milliseconds(std::chrono::steady_clock::now() - start).count();
+}
+
+double Median(std::vector<double> times) {
+  std::ranges::sort(times);
+  return times[times.size() / 2];
+}
+
+}  // namespace
+
+int main() {
+  test::SqliteStore source;
+  bench::FillWithTraps(source, 1'000'000);
+  store::Connection connection;
+  source.Connect(connection);
+  CountStatement(connection);
+  std::vector<double> count;
+  std::vector<double> startup;
+  for (int round = 0; round < 9; ++round) {
+    count.push_back(CountStatement(connection));
+    startup.push_back(UntilTheQuestion(source));
+  }
+  fmt::print("start-up before the question: {:.1f} ms; COUNT statement: {:.1f} ms; ratio {:.2f} (at most 2)\n",
+             Median(startup), Median(count), Median(startup) / Median(count));
+}
