@@ -65,8 +65,8 @@ double UntilTheQuestion(const test::TestStore& source) {
   categories.ReloadCategoryInformation(connection);
   filters.LoadFilters(connection);
   views::LoadBounds bounds;
-  views::ViewServices services{connection, names,      categories, systems,       bounds,           state,
-                               prompts,    busy,       log,        machine.Clock, machine.Settings, library};
+  views::ViewServices services{connection, names, categories, systems,       bounds,           state,
+                               prompts,    busy,  log,        machine.Clock, machine.Settings, library};
   views::SystemsModel model(services, question);
   try {
     model.Load();
@@ -96,6 +96,7 @@ int main() {
     count.push_back(CountStatement(connection));
     startup.push_back(UntilTheQuestion(source));
   }
-  fmt::print("start-up before the question: {:.1f} ms; COUNT statement: {:.1f} ms; ratio {:.2f} (at most 2)\n",
-             Median(startup), Median(count), Median(startup) / Median(count));
+  fmt::print(
+      "start-up before the question: {:.1f} ms; COUNT statement: {:.1f} ms; ratio {:.2f} (at most 2)\n",
+      Median(startup), Median(count), Median(startup) / Median(count));
 }
