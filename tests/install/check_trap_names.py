@@ -1,0 +1,194 @@
+"""The trap names that come with the product, and the program that loads them into a store of each engine."""
+
+import configparser
+import contextlib
+import pathlib
+import sqlite3
+import subprocess
+import tempfile
+import unittest
+
+TOP = pathlib.Path(__file__).resolve().parents[2]
+LOADER = TOP / "install" / "load-trap-names"
+SERVERS = TOP / "tests" / "support" / "database-servers"
+HEADER = "EnterpriseOid\tRequestType\tSpecificTrap\tName\tTrapDescription"
+
+# Notification OIDs, their names and the names of their enterprises.
+WELL_KNOWN = (
+    ("1.3.6.1.6.3.1.1.5.3", "linkDown", "snmpTraps"),
+    ("1.3.6.1.6.3.1.1.5.5", "authenticationFailure", "snmpTraps"),
+    ("1.3.6.1.2.1.15.7.1", "bgpEstablished", "bgpTraps"),
+    ("1.3.6.1.2.1.15.0.1", "bgpEstablishedNotification", "bgp"),
+    ("1.3.6.1.2.1.14.16.2.2", "ospfNbrStateChange", "ospfTraps"),
+    ("1.3.6.1.2.1.33.2.1", "upsTrapOnBattery", "upsTraps"),
+    ("1.3.6.1.2.1.16.0.2", "fallingAlarm", "rmon"),
+    ("1.3.6.1.2.1.17.0.1", "newRoot", "dot1dBridge"),
+    ("1.3.6.1.2.1.47.2.0.1", "entConfigChange", "entityMIBTraps"),
+    ("1.3.6.1.2.1.43.18.2.0.1", "printerV2Alert", "printerV1Alert"),
+    ("1.3.6.1.2.1.132.2.0.8", "docsDevCmDHCPFailNotif", "docsDevCmNotifs"),
+    ("1.3.6.1.4.1.8072.4.0.2", "nsNotifyShutdown", "netSnmpNotificationPrefix"),
+    ("1.0.8802.1.1.2.0.0.1", "lldpRemTablesChange", "lldpNotifications"),
+)
+
+
+def version_1_form(notification):
+    """Enterprise and specific code of a notification, by RFC 3584, section 3.2."""
+    *prefix, above, last = notification.split(".")
+    return ".".join(prefix if above == "0" else [*prefix, above]), int(last)
+
+
+def run(*command, **options):
+    return subprocess.run([str(word) for word in command], capture_output=True, text=True, check=False, **options)
+
+
+def trap_file(*rows):
+    return "\n".join(["# names", HEADER, *("\t".join(row) for row in rows)]) + "\n"
+
+
+class Sqlite:
+    """A store of this engine, and how to reach it from a shell."""
+
+    refuse = (
+        "CREATE TRIGGER refuse BEFORE INSERT ON EventStructure WHEN NEW.SpecificTrap = 'refusedTrap' "
+        "BEGIN SELECT RAISE(ABORT, 'refused'); END"
+    )
+
+    def __init__(self, folder):
+        self.file = folder / "dvldb.db"
+        self.call = ["sqlite", self.file]
+        made = run(TOP / "install" / "make-store", *self.call)
+        assert made.returncode == 0, made.stderr
+
+    def sql(self, statement):
+        with contextlib.closing(sqlite3.connect(self.file, isolation_level=None)) as connection:
+            return [list(map(str, row)) for row in connection.execute(statement)]
+
+
+class Server:
+    refuse = "ALTER TABLE EventStructure ADD CONSTRAINT refuse CHECK (SpecificTrap <> 'refusedTrap')"
+
+    def __init__(self, engine, state):
+        asked = run(SERVERS, "ask", state, "create", engine, "names")
+        assert asked.returncode == 0, asked.stderr
+        ports = configparser.ConfigParser()
+        ports.read(state)
+        port = ports[engine]["port"]
+        options = {
+            "postgresql": ["-h", "127.0.0.1", "-p", port, "-U", "dvl"],
+            "mariadb": ["--protocol=tcp", "--host=127.0.0.1", f"--port={port}", "--user=dvl"],
+        }[engine]
+        self.call = [engine, "names", *options]
+        self.client = {
+            "postgresql": ["psql", "-X", "-q", "-A", "-t", "-F", "\t", *options, "names", "-c"],
+            "mariadb": ["mariadb", "-N", "-r", "-B", *options, "names", "-e"],
+        }[engine]
+
+    def sql(self, statement):
+        done = run(*self.client, statement)
+        assert done.returncode == 0, done.stderr
+        return [line.split("\t") for line in done.stdout.splitlines()]
+
+
+class TrapNames(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="korvane-names-")
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+        self.data = self.folder / "names.tsv"
+
+    def load(self, store, text=None):
+        if text is None:
+            return run(LOADER, *store.call)
+        self.data.write_bytes(text if isinstance(text, bytes) else text.encode())
+        return run(LOADER, "--data", self.data, *store.call)
+
+    def rows(self, store):
+        return store.sql(f"SELECT {HEADER.replace(chr(9), ', ')} FROM EventStructure ORDER BY EnterpriseOid, RequestType")
+
+    def test_shipped_names_are_found_by_their_version_1_form(self):
+        store = Sqlite(self.folder)
+        done = self.load(store)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        stored = {(row[0], int(row[1])): (row[2], row[3]) for row in self.rows(store)}
+        for notification, trap, enterprise in WELL_KNOWN:
+            self.assertEqual(stored.get(version_1_form(notification)), (trap, enterprise), notification)
+
+    def test_every_engine_replaces_what_it_knows_and_takes_all_or_nothing(self):
+        state = self.folder / "servers.ini"
+        started = run(SERVERS, "start", state)
+        self.assertEqual(started.returncode, 0, started.stderr)
+        self.addCleanup(run, SERVERS, "stop", state)
+        for store in (Sqlite(self.folder), Server("postgresql", state), Server("mariadb", state)):
+            with self.subTest(store.call[0]):
+                self.replaces_and_takes_all_or_nothing(store)
+
+    def replaces_and_takes_all_or_nothing(self, store):
+        store.sql("INSERT INTO EventStructure VALUES ('1.3.6.1.4.1.5', 1, 'other', 'another', 'untouched')")
+        first = ("1.3.6.1.4.1.4", "-1", "first", "maker", "It's \\' \"so\"; -- \\")
+        second = ("1.3.6.1.4.1.4", "2", "second-trap", "maker", "Größe 日本 %s :name \\")
+        changed = (*first[:2], "renamed", *first[3:])
+        other = ["1.3.6.1.4.1.5", "1", "other", "another", "untouched"]
+        for rows in ((first, second), (first, second), (second, changed)):
+            done = self.load(store, trap_file(*rows))
+            self.assertEqual(done.returncode, 0, done.stderr)
+            wanted = sorted((list(row) for row in rows), key=lambda row: int(row[1]))
+            self.assertEqual(self.rows(store), [*wanted, other])
+
+        store.sql(store.refuse)
+        before = self.rows(store)
+        done = self.load(store, trap_file(first, (*second[:2], "refusedTrap", *second[3:])))
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("refuse", done.stderr)
+        self.assertEqual(self.rows(store), before)
+
+    def test_damaged_files_are_refused_with_line_and_reason(self):
+        store = Sqlite(self.folder)
+        good = ("1.3.6.1.4.1.4", "1", "first", "maker", "text")
+        self.load(store, trap_file(good))
+        before = self.rows(store)
+
+        def with_second(**changes):
+            row = {"oid": "1.3.6.1.4.1.4", "code": "2", "trap": "second", "name": "maker", "text": "text", **changes}
+            return trap_file(good, tuple(row.values()))
+
+        for text, line, reason in (
+            ("", 1, "empty"),
+            (HEADER + "\n", 1, "names no trap"),
+            (trap_file(good).replace("Name\t", ""), 2, "the columns must be"),
+            (trap_file(good)[:-3], 3, "cut off"),
+            (trap_file(good, good[:4]), 4, "4 columns instead of 5"),
+            (trap_file(good).replace("\n", "\r\n"), 1, "U+000D"),
+            (with_second(text="a\0b"), 4, "U+0000"),
+            (with_second(text="Ä").encode("latin-1"), 4, "not UTF-8"),
+            (with_second(oid="1.3.6..1"), 4, "is not an OID"),
+            (with_second(oid="1.3.06"), 4, "is not an OID"),
+            (with_second(oid=".1.3.6"), 4, "is not an OID"),
+            (with_second(oid="1.3.4294967296"), 4, "is not an OID"),
+            (with_second(oid="1.40.1"), 4, "begin like an OID"),
+            (with_second(oid="1" + ".3" * 128), 4, "2 to 128 numbers"),
+            (with_second(code="2147483648"), 4, "32-bit"),
+            (with_second(code="two"), 4, "32-bit"),
+            (with_second(trap="it's"), 4, "SpecificTrap"),
+            (with_second(name="a maker"), 4, "Name"),
+            (with_second(text=" "), 4, "TrapDescription is empty"),
+            (with_second(code="1"), 4, "in line 3 already"),
+            (with_second(name="other"), 4, "another name in line 3"),
+            (with_second(oid="1.3.6.1.4.1.5"), 4, "another enterprise in line 3"),
+        ):
+            with self.subTest(reason=reason, text=text):
+                done = self.load(store, text)
+                self.assertEqual(done.returncode, 1)
+                self.assertRegex(done.stderr, rf"names\.tsv:{line}: .*{reason}".replace("+", r"\+"))
+                self.assertEqual(self.rows(store), before)
+
+    def test_a_store_that_is_none_is_refused_and_not_made(self):
+        missing = run(LOADER, "sqlite", self.folder / "typo.db")
+        self.assertEqual((missing.returncode, list(self.folder.iterdir())), (1, []))
+        sqlite3.connect(self.folder / "bare.db").close()
+        bare = run(LOADER, "sqlite", self.folder / "bare.db")
+        self.assertEqual(bare.returncode, 1)
+        self.assertIn("no such table: EventStructure", bare.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
