@@ -134,6 +134,9 @@ void ParametersPanel::ShowCombo(QComboBox* combo, QLabel* label, const ListContr
     combo->addItems(texts);
   }
   combo->setCurrentIndex(static_cast<int>(control.Position));
+  // A long name is cut off in the box; escaped, since a tool tip takes markup.
+  combo->setToolTip(control.Position == 0 && control.Text() == kAll ? QString()
+                                                                    : combo->currentText().toHtmlEscaped());
   combo->setEnabled(control.Enabled);
   label->setEnabled(control.Enabled);
 }
