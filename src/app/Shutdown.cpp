@@ -1,0 +1,79 @@
+#include "app/Shutdown.h"
+
+#include <cstddef>
+
+#include "common/Services.h"
+#include "store/Statements.h"
+
+namespace korvane::app {
+
+void Shutdown::QueryUnload(SystemsWindow* systems) {
+  services_.State.gShuttingDown = true;
+  if (systems != nullptr) {
+    systems->DisableTimers();
+    for (std::size_t row = 0; row < systems->RowCount() && !services_.State.gTrapsPending; ++row) {
+      services_.State.gTrapsPending = systems->RowHasTraps(row);
+    }
+  }
+  if (services_.State.gTrapsPending) {
+    AskToAcknowledge();
+  }
+  const BusyScope busy(services_.Busy, "Saving New Data");
+  // Before anything is written or closed: the receiver's thread reads the same store.
+  StopReceiver();
+  SaveSystems();
+}
+
+void Shutdown::Unload(const MainWindow& window) {
+  if (services_.State.gTrapsPending) {
+    const BusyScope busy(services_.Busy, "Acknowledging Trap(s)");
+    if (services_.State.gAckAllAnswer == static_cast<std::int16_t>(PromptAnswer::Yes)) {
+      AcknowledgeAll();
+    }
+  }
+  const BusyScope busy(services_.Busy, "Unloading...");
+  SavePlacement(services_.Settings, window.Placement());
+  services_.Store.CloseDatabase();
+  services_.Store.ReleaseLists();
+  CleanupWinsock(services_.Sockets, services_.Prompt);
+}
+
+void Shutdown::AskToAcknowledge() {
+  const PromptAnswer answer = services_.Prompt.Ask("Do you want to acknowledge all traps?",
+                                                   PromptButtons::YesNo, PromptIcon::Question);
+  services_.State.gAckAllAnswer = static_cast<std::int16_t>(answer);
+}
+
+void Shutdown::StopReceiver() {
+  if (services_.Library.StopRecvEvents() == intake::kReceiverThreadOk) {
+    return;
+  }
+  try {
+    services_.DebugLog.WriteLog("Could not stop the thread that receives new traps.");
+  } catch (const std::exception&) {
+    // The line is for the log alone, and a log that can't be written is no reason to stay open.
+  }
+}
+
+void Shutdown::SaveSystems() {
+  try {
+    services_.Store.SaveSystems();
+  } catch (const std::exception& error) {
+    Report(error);
+  }
+}
+
+void Shutdown::AcknowledgeAll() {
+  try {
+    // Strictly below the mark: traps stored after the newest one that was seen here, and that one, stay new.
+    services_.Store.Execute(store::AcknowledgeAllStatement(services_.State.gLastTrapTime));
+  } catch (const std::exception& error) {
+    Report(error);
+  }
+}
+
+void Shutdown::Report(const std::exception& error) {
+  services_.Prompt.Show(error.what(), PromptIcon::Critical);
+}
+
+}  // namespace korvane::app

@@ -1,0 +1,125 @@
+#include "app/Startup.h"
+
+#include <fmt/format.h>
+
+#include <optional>
+
+#include "app/StartupChecks.h"
+#include "common/RegistryValues.h"
+#include "common/Services.h"
+#include "mainwnd/FrameCaption.h"
+#include "platform/ApplicationTitle.h"
+
+namespace korvane::app {
+namespace {
+
+// The sockets show their own messages; the splash must not stand behind (or before) one.
+class PromptsWithoutSplash : public Prompts {
+ public:
+  PromptsWithoutSplash(SplashWindow& splash, Prompts& prompts) : splash_(splash), prompts_(prompts) {}
+  void Show(std::string_view text, PromptIcon icon) override {
+    splash_.Close();
+    prompts_.Show(text, icon);
+  }
+  PromptAnswer Ask(std::string_view text, PromptButtons buttons, PromptIcon icon) override {
+    splash_.Close();
+    return prompts_.Ask(text, buttons, icon);
+  }
+  std::optional<std::string> AskText(std::string_view prompt, std::string_view initial) override {
+    splash_.Close();
+    return prompts_.AskText(prompt, initial);
+  }
+
+ private:
+  SplashWindow& splash_;
+  Prompts& prompts_;
+};
+
+}  // namespace
+
+StartupResult Startup::Main(std::string_view commandLine) {
+  services_.Splash.Show();
+  if (services_.Instance.PreviousInstanceExists()) {
+    return LeaveToPreviousInstance();
+  }
+  if (!IsUserAdministrator(services_.Groups)) {
+    return Fail("You must have 'Administrator' privileges to run this program.");
+  }
+  std::string installPath;
+  if (!GetRegistryValue(services_.Registry, platform::RegistryHive::LocalMachine, kManagerKey,
+                        kInstallPathValue, installPath)) {
+    return FailForSupport(
+        "Could not retrieve the install path. This could be due to a failed / incomplete install or a "
+        "corrupt "
+        "registry. ");
+  }
+  // Every relative file name from here on (log, help, printed window) resolves against this directory.
+  if (!services_.Directories.SetCurrentDirectory(installPath)) {
+    return FailForSupport(
+        "Could not set the 'Working Directory'. This could be due to a failed / incomplete install or a "
+        "corrupt "
+        "registry. ");
+  }
+  services_.State.gDebugMode = AsksForDebugMode(commandLine);
+
+  MainWindow& window = services_.Windows.CreateMainWindow(installPath);
+  if (const StartupResult loaded = LoadMainWindow(window); loaded != StartupResult::Running) {
+    return loaded;
+  }
+  services_.Splash.Close();
+  window.Show();
+  return StartupResult::Running;
+}
+
+StartupResult Startup::LeaveToPreviousInstance() {
+  services_.Splash.Close();
+  if (!ActivatePreviousInstance(services_.Instance)) {
+    services_.Prompt.Show(fmt::format("You are already running an instance of '"
+                                      "{}"
+                                      "'. Please switch to it manually as there was an error while trying to "
+                                      "switch to the previous instance.",
+                                      platform::kApplicationTitle),
+                          PromptIcon::Exclamation);
+  }
+  return StartupResult::PreviousInstance;
+}
+
+StartupResult Startup::Fail(std::string_view text) {
+  services_.Splash.Close();
+  services_.Prompt.Show(text, PromptIcon::Critical);
+  return StartupResult::Failed;
+}
+
+StartupResult Startup::FailForSupport(std::string_view reason) {
+  return Fail(fmt::format("{}{}", reason, SupportSentence()));
+}
+
+StartupResult Startup::LoadMainWindow(MainWindow& window) {
+  window.SetPlacement(RestorePlacement(services_.Settings));
+  window.SetCaption(mainwnd::kFrameCaption);
+  InitialiseState();
+
+  PromptsWithoutSplash prompts(services_.Splash, services_.Prompt);
+  if (!StartWinsock(services_.Sockets, prompts)) {
+    return StartupResult::Failed;
+  }
+  SharedStore& store = services_.Store;
+  store.OpenDatabase();
+  if (!store.LoadSystems()) {
+    return FailForSupport("Could not read system information from the Database. ");
+  }
+  if (!store.ReloadCategoryInformation()) {
+    return FailForSupport("Could not read category information from the Database. ");
+  }
+  if (!store.LoadFilters()) {
+    return FailForSupport("Could not read filter information from the Database. ");
+  }
+  return StartupResult::Running;
+}
+
+void Startup::InitialiseState() {
+  services_.State.gMaxViewTraps = ManagerNumber(services_.Registry, kMaxViewTrapsValue, kDefaultMaxViewTraps);
+  services_.State.gTimeZoneBias = services_.Clock.TimeZoneBiasMinutes() * 60;
+}
+
+}  // namespace korvane::app
