@@ -93,10 +93,12 @@ bool WriteAll(const FileDescriptor& file, std::string_view bytes) {
 }
 
 // Whoever could use the old file can use the new one, and nobody else.  An owner that this user can't give
-// the file to is replaced by this user, as with any file that is rewritten; its group must stay.
+// the file to is replaced by this user, as with any file that is rewritten; its group must stay, unless the
+// mode gives the group no other rights than everyone.
 bool TakeOverRights(const FileDescriptor& file, const struct stat& old) {
+  const bool groupMatters = ((old.st_mode >> 3) & 07) != (old.st_mode & 07);
   if (fchown(file.Number(), old.st_uid, old.st_gid) != 0 &&
-      fchown(file.Number(), static_cast<uid_t>(-1), old.st_gid) != 0) {
+      fchown(file.Number(), static_cast<uid_t>(-1), old.st_gid) != 0 && groupMatters) {
     return false;
   }
   return fchmod(file.Number(), old.st_mode & 07777) == 0;
