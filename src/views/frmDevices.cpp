@@ -36,6 +36,7 @@ frmDevices::frmDevices(SystemsModel& model, ViewServices& services, ViewWindows&
       ui_(std::make_unique<Ui::frmDevices>()),
       table_(new SystemsTableModel(model, this)) {
   ui_->setupUi(this);
+  setFocusProxy(ui_->lvDevices);
   SetUpList();
   SetUpStatusBar();
   SetUpTimers();
