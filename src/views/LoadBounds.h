@@ -16,15 +16,19 @@ enum class ViewOption : int { NotAsked = 0, ShowOnlyNewTraps = 14, LoadRecentTra
 
 struct LoadBounds {
   ViewOption Option = ViewOption::NotAsked;
-  std::int32_t StartMark = 0;              // the newest EventTime when the console started
-  std::optional<std::int32_t> LowerBound;  // exclusive; set for LoadRecentTraps
+  std::int32_t StartMark = 0;                // the newest EventTime when the console started
+  std::optional<std::int32_t> LowerBound{};  // exclusive; set for LoadRecentTraps
   // Until the intake's first tick: nothing from the start mark on has been delivered before it.
   bool InitialLoad = true;
 
   // Delivered traps whose time lies at or below the lower bound of later loads: a receiver that catches up
   // stores old times.  With them a reload still finds what a window open from the start has shown.
-  SequenceSet LateTraps;
+  SequenceSet LateTraps{};
   std::int32_t OldestLateTime = std::numeric_limits<std::int32_t>::max();
+
+  // Traps that left the Traps windows acknowledged.  A load may show a trap before it is delivered; when it
+  // is acknowledged meanwhile, its delivery must not bring it back.
+  SequenceSet Acknowledged{};
 };
 
 // What one load reads: the bounds of its statement, both exclusive, and the rows of it that count.

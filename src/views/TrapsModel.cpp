@@ -100,7 +100,8 @@ void TrapsModel::Hold(const store::IncomingTrap& trap) {
 
 void TrapsModel::PublicAddTraps(const store::IncomingTrap& trap) {
   NoteDelivered(services_.Bounds, trap.EventTime, trap.SequenceNumber);
-  if (kind_ == WindowKind::NoLiveTraps || !Takes(trap) || IsKnown(trap.SequenceNumber)) {
+  if (kind_ == WindowKind::NoLiveTraps || !Takes(trap) || IsKnown(trap.SequenceNumber) ||
+      services_.Bounds.Acknowledged.Contains(trap.SequenceNumber)) {
     return;
   }
   Hold(trap);
@@ -282,8 +283,12 @@ void TrapsModel::RemoveWhere(Leaves leaves) {
     }
     return rows;
   };
+  const std::vector<std::uint32_t> rows = leaving(rows_);
+  for (const std::uint32_t row : rows) {
+    services_.Bounds.Acknowledged.Insert(rows_.SequenceNumberAt(row));
+  }
   pending_.Remove(leaving(pending_));
-  RemoveRows(leaving(rows_));
+  RemoveRows(rows);
 }
 
 void TrapsModel::RemoveAcknowledged(std::span<const std::int32_t> sequenceNumbers) {

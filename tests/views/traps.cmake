@@ -1,0 +1,1 @@
+korvane_test(traps_test SOURCES TrapRowsTest.cpp TrapsModelTest.cpp TrapsReloadTest.cpp)
