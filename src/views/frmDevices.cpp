@@ -22,8 +22,8 @@ namespace {
 
 constexpr int kCheckTrapsMilliseconds = 3000;
 constexpr int kResolveMilliseconds = 4000;
-constexpr int kNameWidth = 190;
-constexpr int kAddressWidth = 130;
+constexpr int kLeastNameWidth = 190;
+constexpr int kAddressWidth = 150;
 constexpr int kCountWidth = 84;
 
 }  // namespace
@@ -56,11 +56,12 @@ void frmDevices::SetUpList() {
   header.setSortIndicatorClearable(true);
   header.setSortIndicator(-1, Qt::AscendingOrder);
   list.setSortingEnabled(true);
-  list.setColumnWidth(0, kNameWidth);
+  list.setColumnWidth(0, kLeastNameWidth);
   list.setColumnWidth(1, kAddressWidth);
   for (int column = static_cast<int>(kFirstCountColumn); column < table_->columnCount(); ++column) {
     list.setColumnWidth(column, kCountWidth);
   }
+  list.viewport()->installEventFilter(this);
   SetEmptyText(list, QStringLiteral("No traps from any system yet"));
   CopyRowsByShortcut(list);
 
@@ -128,6 +129,16 @@ void frmDevices::TickTraps() {
 
 void frmDevices::TickResolve() {
   model_.ResolveNames();
+}
+
+// Names take the room that the other columns leave, so that the rows fill the list.
+bool frmDevices::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::Resize) {
+    QHeaderView& header = *ui_->lvDevices->horizontalHeader();
+    const int others = header.length() - header.sectionSize(0);
+    header.resizeSection(0, std::max(kLeastNameWidth, ui_->lvDevices->viewport()->width() - others));
+  }
+  return QWidget::eventFilter(watched, event);
 }
 
 // Whoever points into the list, or works in it by keyboard with a row selected, must find the row where it

@@ -53,6 +53,7 @@ class frmDevices : public QWidget, public Form {
 
  protected:
   void closeEvent(QCloseEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   void SetUpList();
