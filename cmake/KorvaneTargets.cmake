@@ -23,10 +23,10 @@ if(KORVANE_SANITIZE)
   target_link_options(korvane_options INTERFACE -fsanitize=address,undefined)
 endif()
 
-# korvane_test(NAME SOURCES... [LIBS ...] [LABELS ...]): one GoogleTest program, its cases found by CTest.
+# korvane_test(NAME SOURCES... [LIBS ...] [LABELS ...] [PROPERTIES ...]): one GoogleTest program, its cases found by CTest.
 # Without LIBS it links the logic library alone.
 function(korvane_test name)
-  cmake_parse_arguments(arg "" "" "SOURCES;LIBS;LABELS" ${ARGN})
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBS;LABELS;PROPERTIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   if(NOT arg_LIBS)
     set(arg_LIBS korvane_core GTest::gtest_main)
@@ -34,7 +34,7 @@ function(korvane_test name)
   target_link_libraries(${name} PRIVATE korvane_options korvane_test_support ${arg_LIBS} GTest::gtest GTest::gmock)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
     PROPERTIES TIMEOUT 120 LABELS "${arg_LABELS}"
-    ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen" ${arg_PROPERTIES})
 endfunction()
 
 # The same for windows: links them, QTest and a main of their own.  Nothing where windows are not built.

@@ -233,6 +233,10 @@ void Statement::Prepare(std::string_view text) {
 }
 
 void Statement::BindText(SQLUSMALLINT number, std::string_view text) {
+  // Two of the drivers would store the part before the NUL without a word.
+  if (link_.Kind != Engine::MariaDb && text.find('\0') != std::string_view::npos) {
+    throw DatabaseError("A text that holds a NUL character can't be stored.", "22021", 0, text_);
+  }
   SQLLEN& length = lengths_.emplace_back(static_cast<SQLLEN>(text.size()));
   Check(SQLBindParameter(handle_.Get(), number, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_LONGVARCHAR,
                          std::max<SQLULEN>(text.size(), 1), 0, odbc::Chars(text), length, &length));

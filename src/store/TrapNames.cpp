@@ -107,6 +107,7 @@ struct TrapNames::Impl {
   std::optional<TrapDefinition> FirstRow(const std::string& filter);
   std::optional<TrapDefinition> RowOf(std::string_view oid, std::int32_t code);
   std::string EnterpriseOf(std::string_view oid);
+  std::string OidOf(std::string_view enterpriseName);
   TrapDefinition LookUp(std::string_view oid, std::int32_t specificTrap, std::int32_t genericTrap);
   Kind MakeKind(TrapDefinition definition, const KindKey<std::string_view>& key);
   const Kind* Cached(const KindKey<std::string_view>& key);
@@ -116,7 +117,8 @@ struct TrapNames::Impl {
   std::unordered_map<KindKey<std::string>, Kind, KindHash, KindEqual> Kinds;
   const std::pair<const KindKey<std::string>, Kind>* Last = nullptr;  // traps of one kind come in runs
   std::unordered_set<TrapDefinition, DefinitionHash, DefinitionEqual> Definitions;
-  std::unordered_map<std::string, std::string> Specifics, Translations;
+  std::unordered_map<std::string, std::string> Specifics;
+  std::unordered_map<std::string, std::string> Translations;  // OIDs behind a ".", which no name holds
 };
 
 // The first row that the filter finds, its three texts as they stand.
@@ -137,9 +139,18 @@ std::optional<TrapDefinition> TrapNames::Impl::RowOf(std::string_view oid, std::
 }
 
 std::string TrapNames::Impl::EnterpriseOf(std::string_view oid) {
+  const std::string key = fmt::format(".{}", oid);
+  if (const auto found = Translations.find(key); found != Translations.end()) return found->second;
   auto row = FirstRow(fmt::format("EnterpriseOid = {}", Quoted(oid)));
   if (!row) row = FirstRow(fmt::format("EnterpriseOid = {}", Quoted(fmt::format("{}.0", oid))));
-  return row ? row->EnterpriseName : std::string();
+  return Translations.emplace(key, row ? row->EnterpriseName : std::string()).first->second;
+}
+
+std::string TrapNames::Impl::OidOf(std::string_view enterpriseName) {
+  const std::string key(enterpriseName);
+  if (const auto found = Translations.find(key); found != Translations.end()) return found->second;
+  Recordset rows = Store.OpenRecordset(kEventStructure, fmt::format("Name = {}", Quoted(enterpriseName)));
+  return Translations.emplace(key, rows.Next() ? rows.Text("EnterpriseOid") : std::string()).first->second;
 }
 
 // A generic trap reaches the store under its sender's enterprise with specific code 0, so its own row is

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <map>
 #include <memory>
 #include <stdexcept>
 #include <system_error>
@@ -13,6 +12,7 @@
 
 #include "store/BatchInsert.h"
 #include "store/Tables.h"
+#include "support/Engines.h"
 #include "support/TempFolder.h"
 
 namespace korvane::test {
@@ -44,6 +44,12 @@ std::unique_ptr<TempFolder> MakeDataSourceFolder() {
         std::pair{"MariaDB", "libmaodbc.so"}}) {
     drivers << fmt::format("[{}]\nDriver={}\nThreading=0\n\n", name, DriverLibrary(library));
   }
+  std::ofstream sources(*folder / "odbc.ini");
+  sources << fmt::format(
+      "[dvldb]\nDriver=SQLite3\nDatabase={}\nStepAPI=1\nJournalMode=WAL\nSyncPragma=NORMAL\nTimeout=2000\n"
+      "FKSupport=1\nNoCreat=1\n\n",
+      (*folder / "dvldb.db").string());
+  sources << ServerDataSources();
   setenv("ODBCSYSINI", folder->Path().c_str(), 1);       // NOLINT(concurrency-mt-unsafe)
   setenv("ODBCINI", (*folder / "odbc.ini").c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
   return folder;
@@ -54,13 +60,6 @@ std::unique_ptr<TempFolder> MakeDataSourceFolder() {
 const std::filesystem::path& DataSourceFolder() {
   static const std::unique_ptr<TempFolder> folder = MakeDataSourceFolder();
   return folder->Path();
-}
-
-void DefineDataSource(const std::string& name, const std::string& body) {
-  static std::map<std::string, std::string> sections;
-  sections[name] = body;
-  std::ofstream file(DataSourceFolder() / "odbc.ini");
-  for (const auto& [section, lines] : sections) file << fmt::format("[{}]\n{}\n\n", section, lines);
 }
 
 void RunProgram(const std::vector<std::string>& command) {
@@ -180,17 +179,38 @@ void TestStore::AddFilter(const StoredCriterion& criterion) {
                       Number("SELECT MAX(Trap_Table_ID) FROM Trap_Detail")));
 }
 
+namespace {
+
+constexpr std::array<const char*, 3> kFileSuffixes = {"", "-wal", "-shm"};
+
+void MoveStore(const std::filesystem::path& from, const std::filesystem::path& to) {
+  std::filesystem::create_directories(to);
+  for (const char* const name : {"dvldb.db", "dvldb-traps.db"}) {
+    for (const char* const suffix : kFileSuffixes) {
+      const std::string file = std::string(name) + suffix;
+      if (std::filesystem::exists(from / file)) std::filesystem::rename(from / file, to / file);
+    }
+  }
+}
+
+}  // namespace
+
+void SqliteStore::TakeAway() {
+  MoveStore(DataSourceFolder(), DataSourceFolder() / "away");
+}
+
+void SqliteStore::BringBack() {
+  MoveStore(DataSourceFolder() / "away", DataSourceFolder());
+}
+
 SqliteStore::SqliteStore() : TestStore(std::string(store::kDataSourceName)) {
   for (const auto& file : {MainFile(), TrapFile()}) {
-    for (const char* const suffix : {"", "-wal", "-shm"}) {
+    for (const char* const suffix : kFileSuffixes) {
       std::error_code ignored;
       std::filesystem::remove(file.string() + suffix, ignored);
     }
   }
   RunProgram({KORVANE_SOURCE_DIR "/install/make-store", "sqlite", MainFile()});
-  DefineDataSource(DataSource(), fmt::format("Driver=SQLite3\nDatabase={}\nStepAPI=1\nJournalMode=WAL\n"
-                                             "SyncPragma=NORMAL\nTimeout=2000\nFKSupport=1\nNoCreat=1",
-                                             MainFile().string()));
   Connect(Db());
 }
 

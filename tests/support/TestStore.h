@@ -1,6 +1,6 @@
 // A fresh trap store for one test, with helpers that fill and read it through a connection of its own.
 // SqliteStore is what most tests want; EngineStore is one of the three engines, for what must hold on each.
-// One store at a time: the data source files are the process's own and are set up before the first ODBC call.
+// One store at a time and process.
 #pragma once
 
 #include <cstdint>
@@ -36,10 +36,9 @@ struct StoredCriterion {
   std::int32_t Severity = 0;
 };
 
-// The folder of this process's odbc.ini and odbcinst.ini, named in its environment.
+// The folder of this process's odbc.ini and odbcinst.ini, named in its environment, with a data source for
+// each engine: "dvldb" is the embedded one.  Written once, since the driver manager keeps what it once read.
 const std::filesystem::path& DataSourceFolder();
-// Writes a data source into odbc.ini, in place of one of that name.  body: the lines of its section.
-void DefineDataSource(const std::string& name, const std::string& body);
 // Runs a program with its arguments; throws with its output when it fails.
 void RunProgram(const std::vector<std::string>& command);
 
@@ -63,6 +62,11 @@ class TestStore {
   void AddDefinition(std::string_view enterpriseOid, std::int32_t specificTrap, std::string_view trapName,
                      std::string_view enterpriseName, std::string_view description = "");
   void AddSystem(std::string_view name, std::string_view address, std::string_view type = "Manual");
+
+  // Takes the store from everybody (the server stops, the files are moved away) and gives it back as it was.
+  virtual void TakeAway() = 0;
+  virtual void BringBack() = 0;
+
   // A category with a "_Trap" group of these members, and a filter.
   void AddCategory(std::string_view name, std::span<const StoredCriterion> members);
   void AddFilter(const StoredCriterion& criterion);
@@ -81,6 +85,8 @@ class SqliteStore : public TestStore {
   SqliteStore();
   std::filesystem::path MainFile() const { return DataSourceFolder() / "dvldb.db"; }
   std::filesystem::path TrapFile() const { return DataSourceFolder() / "dvldb-traps.db"; }
+  void TakeAway() override;
+  void BringBack() override;
 };
 
 }  // namespace korvane::test
