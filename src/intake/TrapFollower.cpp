@@ -61,9 +61,11 @@ TrapFollower::TrapFollower(std::int32_t highWaterMark, TrapFollowerLimits limits
 TrapFollower::Progress TrapFollower::Read(store::Connection& connection, TimePoint now) {
   const std::int64_t highest = NumberOf(connection, "MAX").value_or(kBelowAllNumbers);
   if (!position_.Started) {
-    Start(connection, highest);
+    Start(connection, highest, now);
   }
   Position position = position_;
+  position.Watched += std::min<Duration>(now - position.LastRead, limits_.LongestStep);
+  position.LastRead = now;
   if (highest < position.Last) {
     // The newest rows are gone: removed, or another state of the store was put in its place.  Everything is
     // looked through again, and what was there before is told by its number and time.
@@ -72,9 +74,9 @@ TrapFollower::Progress TrapFollower::Read(store::Connection& connection, TimePoi
     position.Gaps.clear();
   }
   Progress progress;
-  ReadGaps(connection, now, position, progress);
+  ReadGaps(connection, position, progress);
   if (!progress.More) {
-    ReadNew(connection, highest, now, position, progress);
+    ReadNew(connection, highest, position, progress);
   }
   if (position.Gaps.size() > limits_.MostGaps) {
     position.Gaps.erase(position.Gaps.begin(),
@@ -84,11 +86,12 @@ TrapFollower::Progress TrapFollower::Read(store::Connection& connection, TimePoi
   return progress;
 }
 
-void TrapFollower::Start(store::Connection& connection, std::int64_t highest) {
+void TrapFollower::Start(store::Connection& connection, std::int64_t highest, TimePoint now) {
   const std::optional<std::int64_t> oldestNew =
       NumberOf(connection, "MIN", fmt::format(" WHERE EventTime >= {} AND EventAck = 0", highWaterMark_));
   Position position;
   position.Started = true;
+  position.LastRead = now;
   position.Last = std::max(highest - limits_.LookBack, kBelowAllNumbers);
   if (oldestNew) {
     position.Last = std::min(position.Last, *oldestNew - 1);
@@ -97,8 +100,7 @@ void TrapFollower::Start(store::Connection& connection, std::int64_t highest) {
   position_ = std::move(position);
 }
 
-void TrapFollower::ReadGaps(store::Connection& connection, TimePoint now, Position& position,
-                            Progress& progress) const {
+void TrapFollower::ReadGaps(store::Connection& connection, Position& position, Progress& progress) const {
   std::vector<Gap> left;
   std::span<const Gap> gaps = position.Gaps;
   while (!gaps.empty() && !progress.More) {
@@ -106,9 +108,9 @@ void TrapFollower::ReadGaps(store::Connection& connection, TimePoint now, Positi
         ReadSomeGaps(connection, gaps.first(std::min(gaps.size(), kGapsPerStatement)), left, progress));
   }
   left.insert(left.end(), gaps.begin(), gaps.end());
-  // Only what was just looked for in vain may be given up: time without the store does not count.
+  // Only what was just looked for in vain may be given up.
   std::erase_if(left, [&](const Gap& gap) {
-    return gap.First > gap.Last || (!progress.More && now - gap.Noticed >= limits_.GapLife);
+    return gap.First > gap.Last || (!progress.More && position.Watched - gap.Noticed >= limits_.GapLife);
   });
   position.Gaps = std::move(left);
 }
@@ -147,23 +149,23 @@ std::size_t TrapFollower::ReadSomeGaps(store::Connection& connection, std::span<
   return gaps.size();
 }
 
-void TrapFollower::ReadNew(store::Connection& connection, std::int64_t highest, TimePoint now,
-                           Position& position, Progress& progress) const {
+void TrapFollower::ReadNew(store::Connection& connection, std::int64_t highest, Position& position,
+                           Progress& progress) const {
   if (position.Last >= highest) {
     return;
   }
   const std::int64_t above = position.Last;
-  bool any = above != kBelowAllNumbers && ReadRange(connection, above, highest, now, position, progress);
+  bool any = above != kBelowAllNumbers && ReadRange(connection, above, highest, position, progress);
   if (!any && (above == kBelowAllNumbers || above + limits_.NumbersPerRead < highest)) {
     // The first rows of all, or a long stretch of numbers that were purged or never used: step over it.
     const auto next = NumberOf(connection, "MIN", fmt::format(" WHERE SequenceNumber > {}", above));
-    any = next && ReadRange(connection, *next - 1, highest, now, position, progress);
+    any = next && ReadRange(connection, *next - 1, highest, position, progress);
   }
   progress.More = any && position.Last < highest;
 }
 
 bool TrapFollower::ReadRange(store::Connection& connection, std::int64_t above, std::int64_t highest,
-                             TimePoint now, Position& position, Progress& progress) const {
+                             Position& position, Progress& progress) const {
   const std::int64_t to = std::min(above + limits_.NumbersPerRead, highest);
   store::TrapReader reader(
       connection, RowsStatement(fmt::format("SequenceNumber > {} AND SequenceNumber <= {}", above, to)));
@@ -173,7 +175,8 @@ bool TrapFollower::ReadRange(store::Connection& connection, std::int64_t above, 
     any = true;
     const std::int64_t number = row.SequenceNumber;
     if (number > position.Last + 1) {
-      position.Gaps.push_back({std::max(position.Last + 1, number - limits_.LookBack), number - 1, now});
+      position.Gaps.push_back(
+          {std::max(position.Last + 1, number - limits_.LookBack), number - 1, position.Watched});
     }
     position.Last = number;
     position.LastTime = row.EventTime;

@@ -25,6 +25,8 @@ struct TrapFollowerLimits {
   std::int32_t LookBack = 1000;                  // numbers below the start that may still be committed
   std::size_t MostGaps = 256;                    // the lowest are given up first
   std::chrono::milliseconds GapLife = std::chrono::minutes(5);
+  // Between two reads no more than this counts: what is longer, the store or the console was away.
+  std::chrono::milliseconds LongestStep = std::chrono::seconds(10);
 };
 
 class TrapFollower {
@@ -40,17 +42,18 @@ class TrapFollower {
   };
 
   // One step, of bounded size.  Throws DatabaseError; the position is then unchanged, so the next read
-  // delivers what this one would have.  now never goes back.
+  // delivers what this one would have.  now never goes back; it ages the numbers that were passed over.
   Progress Read(store::Connection& connection, std::chrono::steady_clock::time_point now);
 
  private:
   using TimePoint = std::chrono::steady_clock::time_point;
+  using Duration = std::chrono::steady_clock::duration;
 
-  // Numbers First to Last that were passed over.
+  // Numbers First to Last that were passed over, noticed at that Watched.
   struct Gap {
     std::int64_t First;
     std::int64_t Last;
-    TimePoint Noticed;
+    Duration Noticed;
   };
 
   // Rows up to Number that were there before, as far as their time tells.
@@ -65,19 +68,21 @@ class TrapFollower {
     std::int32_t LastTime = 0;
     Known Before{std::numeric_limits<std::int64_t>::min(), 0};
     std::vector<Gap> Gaps;  // ascending
+    TimePoint LastRead;
+    Duration Watched{0};  // for how long the store was followed
   };
 
-  void Start(store::Connection& connection, std::int64_t highest);
-  void ReadGaps(store::Connection& connection, TimePoint now, Position& position, Progress& progress) const;
+  void Start(store::Connection& connection, std::int64_t highest, TimePoint now);
+  void ReadGaps(store::Connection& connection, Position& position, Progress& progress) const;
   // Puts what stays open into left; how many of the gaps are dealt with.
   std::size_t ReadSomeGaps(store::Connection& connection, std::span<const Gap> gaps, std::vector<Gap>& left,
                            Progress& progress) const;
-  void ReadNew(store::Connection& connection, std::int64_t highest, TimePoint now, Position& position,
+  void ReadNew(store::Connection& connection, std::int64_t highest, Position& position,
                Progress& progress) const;
 
   // Rows above a number; false when there are none within reach of one statement.
-  bool ReadRange(store::Connection& connection, std::int64_t above, std::int64_t highest, TimePoint now,
-                 Position& position, Progress& progress) const;
+  bool ReadRange(store::Connection& connection, std::int64_t above, std::int64_t highest, Position& position,
+                 Progress& progress) const;
 
   std::int32_t highWaterMark_;
   TrapFollowerLimits limits_;

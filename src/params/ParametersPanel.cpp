@@ -5,6 +5,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
+#include <QPalette>
 #include <QRadioButton>
 #include <QSignalBlocker>
 #include <QStringListModel>
@@ -40,6 +41,14 @@ bool SameTexts(const QComboBox& combo, const QStringList& texts) {
   return true;
 }
 
+// Controls that can't be used but are there to be read: their texts keep the contrast of usable ones.
+QPalette ReadableWhenDisabled(QPalette palette) {
+  for (const QPalette::ColorRole role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
+    palette.setBrush(QPalette::Disabled, role, palette.brush(QPalette::Active, role));
+  }
+  return palette;
+}
+
 std::size_t ToPosition(int index) {
   return index < 0 ? 0 : static_cast<std::size_t>(index);
 }
@@ -59,6 +68,9 @@ ParametersPanel::~ParametersPanel() = default;
 
 void ParametersPanel::SetForm(WindowParametersForm& form) {
   form_ = &form;
+  if (form.ReadOnly()) {
+    setPalette(ReadableWhenDisabled(palette()));
+  }
   ShowForm();
   const int firstSeverity = 1;  // behind "-All-"
   for (int code = 0; code < static_cast<int>(store::kSeverityNames.size()); ++code) {
@@ -123,7 +135,7 @@ void ParametersPanel::ShowText(QLineEdit* edit, QLabel* label, const TextControl
     edit->setCursorPosition(0);
   }
   edit->setEnabled(control.Enabled);
-  label->setEnabled(control.Enabled);
+  label->setEnabled(control.Enabled || form_->ReadOnly());
 }
 
 void ParametersPanel::ShowCombo(QComboBox* combo, QLabel* label, const ListControl& control) {
@@ -138,7 +150,7 @@ void ParametersPanel::ShowCombo(QComboBox* combo, QLabel* label, const ListContr
   combo->setToolTip(control.Position == 0 && control.Text() == kAll ? QString()
                                                                     : combo->currentText().toHtmlEscaped());
   combo->setEnabled(control.Enabled);
-  label->setEnabled(control.Enabled);
+  label->setEnabled(control.Enabled || form_->ReadOnly());
 }
 
 void ParametersPanel::ShowTraps(const ListControl& control) {
@@ -154,7 +166,7 @@ void ParametersPanel::ShowTraps(const ListControl& control) {
     ui_->lvTraps->viewport()->update();
   }
   ui_->lvTraps->setEnabled(control.Enabled);
-  ui_->lblTraps->setEnabled(control.Enabled);
+  ui_->lblTraps->setEnabled(control.Enabled || form_->ReadOnly());
 }
 
 }  // namespace korvane::params
