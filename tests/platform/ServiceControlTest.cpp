@@ -81,8 +81,14 @@ class ServiceControlTest : public testing::Test {
     folder_ = std::make_unique<test::TempFolder>();
     const std::string socket = (*folder_ / "bus").string();
     setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + socket).c_str(), 1);
+    // A configuration of its own: the stock one would try to start services of this machine.
+    const std::filesystem::path configuration = *folder_ / "bus.conf";
+    test::WriteFile(configuration,
+                    "<busconfig><type>session</type><auth>EXTERNAL</auth><listen>unix:path=" + socket +
+                        R"(</listen><policy context="default"><allow own="*"/>)"
+                        R"(<allow send_destination="*"/><allow receive_sender="*"/></policy></busconfig>)");
     bus_ = std::make_unique<Companion>(std::vector<std::string>{
-        "/usr/bin/dbus-daemon", "--session", "--nofork", "--nopidfile", "--address=unix:path=" + socket});
+        "/usr/bin/dbus-daemon", "--nofork", "--nopidfile", "--config-file=" + configuration.string()});
     ASSERT_TRUE(test::WaitUntil([&socket] { return std::filesystem::exists(socket); }));
   }
   static void TearDownTestSuite() {

@@ -1,0 +1,138 @@
+#include "common/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace korvane {
+namespace {
+
+using namespace std::string_literals;
+
+TEST(TextTest, TrimsAtTheFirstNul) {
+  EXPECT_EQ(TrimAtNul(""), "");
+  EXPECT_EQ(TrimAtNul("abc"), "abc");
+  EXPECT_EQ(TrimAtNul("abc\0def\0"s), "abc");
+  EXPECT_EQ(TrimAtNul("\0abc"s), "");
+}
+
+TEST(TextTest, FoldsCaseCharacterByCharacter) {
+  struct Row {
+    std::string A, B;
+    bool Equal;
+  };
+  const std::vector<Row> rows = {{"", "", true},
+                                 {"Router-7", "rOUTER-7", true},
+                                 {"Router-7", "Router-77", false},
+                                 {"[", "{", false},  // the neighbours of the letters differ by the same bit
+                                 {"@", "`", false},
+                                 {"ÄÖÜ", "äöü", true},
+                                 {"Straße", "STRASSE", true},
+                                 {"ß", "s", false},
+                                 {"ΣΊΣΥΦΟΣ", "σίσυφος", true},
+                                 {"МОСКВА", "москва", true},
+                                 {"\u212A", "k", true},  // the Kelvin sign
+                                 {"I", "ı", false},      // no language's own rule
+                                 {"\xFF", "\xFF", true},
+                                 {"\xFF", "\xFE", false},
+                                 {"\xC3", "\xE3", false},  // a cut character against another
+                                 {"a\0b"s, "A\0B"s, true},
+                                 {"a\0b"s, "a", false}};
+  for (const Row& row : rows) {
+    EXPECT_EQ(EqualsIgnoreCase(row.A, row.B), row.Equal) << row.A << '|' << row.B;
+    EXPECT_EQ(EqualsIgnoreCase(row.B, row.A), row.Equal) << row.B << '|' << row.A;
+    EXPECT_EQ(FoldCase(row.A) == FoldCase(row.B), row.Equal) << row.A << '|' << row.B;
+  }
+}
+
+TEST(TextTest, FindsPartsIgnoringCaseAndNeverInsideACharacter) {
+  struct Row {
+    std::string Text, Part;
+    bool Found;
+  };
+  const std::vector<Row> rows = {{"", "", true},
+                                 {"abc", "", true},
+                                 {"", "a", false},
+                                 {"ifDescr=Eth0", "IFDESCR=eth", true},
+                                 {"ifDescr=Eth0", "eth1", false},
+                                 {"Düsseldorf", "DÜSSEL", true},
+                                 {"größe", "GRÖSSE", true},
+                                 {"300 \u212A", "300 k", true},
+                                 {"\uFB01le", "FI", true},  // a ligature
+                                 {"é", "\xC3", false},
+                                 {"é", "\xA9", false},
+                                 {"x\xA9y", "\xA9", true},
+                                 {"x\xA9y", "X\xA9Y", true},
+                                 {"x\xA9y", "©", false},
+                                 {"\xC3\xC3\xA9", "é", true},
+                                 {"line\r\n\0tail"s, "\n\0T"s, true},
+                                 {std::string(100000, 'a') + "Needle", "nEEDLE", true},
+                                 {std::string(4096, 'a') + "ü", "aÜ", true},
+                                 {std::string(100000, 'a'), "needle", false}};
+  for (const Row& row : rows) {
+    EXPECT_EQ(ContainsIgnoreCase(row.Text, row.Part), row.Found)
+        << row.Part << " in " << row.Text.substr(0, 60);
+  }
+}
+
+TEST(TextTest, EveryTextContainsItsOwnParts) {
+  std::mt19937 random(7);
+  const std::vector<std::string> pieces = {"a",    "Z",  "ß",   "É", "\xE2\x82", "\xFF",
+                                           "\x80", "日", "\0"s, " ", "\xF0\x9F"};
+  for (int round = 0; round < 3000; ++round) {
+    std::string before;
+    std::string part;
+    std::string after;
+    for (std::string* text : {&before, &part, &after}) {
+      for (auto count = random() % 5; count > 0; --count) {
+        *text += pieces[random() % pieces.size()];
+      }
+    }
+    // Broken bytes beside each other may become one character; then the part is not itself any more.
+    if (FoldCase(before + part + after) == FoldCase(before) + FoldCase(part) + FoldCase(after)) {
+      EXPECT_TRUE(ContainsIgnoreCase(before + part + after, part));
+    }
+    EXPECT_EQ(EqualsIgnoreCase(before, part), FoldCase(before) == FoldCase(part));
+  }
+}
+
+TEST(TextTest, VisibleTextForgesNothing) {
+  struct Row {
+    std::string Text, Visible;
+  };
+  const std::vector<Row> rows = {
+      {"", ""},
+      {"plain text ~", "plain text ~"},
+      {"a\tb\r\nc\x1B[2J\x7F", "a␉b␍␊c␛[2J␡"},
+      {"a\0b"s, "a␀b"},
+      {"a\u0085b\u2028c\u2029d", "a␤b␤c␤d"},
+      {"\u009B31m", "\uFFFD31m"},
+      {"user\u202Egpj.exe", "user\uFFFDgpj.exe"},
+      {"\u200E\u200F\u061C\u2066\u2069\uFEFF\u200B", "\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
+      {"\uFFFE\uFDD0\U0001FFFF", "\uFFFD\uFFFD\uFFFD"},
+      {"می\u200Cخواهم", "می\u200Cخواهم"},  // spelled with a joiner
+      {"größe 日本 🔔 ن", "größe 日本 🔔 ن"},
+      {"a\xFFz\xC3", "a\uFFFDz\uFFFD"},
+      {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},  // a surrogate
+      {"\xC0\xAE", "\uFFFD\uFFFD"},            // an overlong dot
+      {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"}};
+  for (const Row& row : rows) {
+    EXPECT_EQ(VisibleText(row.Text), row.Visible);
+    EXPECT_EQ(VisibleText(VisibleText(row.Text)), row.Visible);
+  }
+  std::mt19937 random(11);
+  for (int round = 0; round < 2000; ++round) {
+    std::string bytes;
+    for (int i = 0; i < 40; ++i) {
+      bytes.push_back(static_cast<char>(random()));
+    }
+    const std::string visible = VisibleText(bytes);
+    EXPECT_EQ(visible.find_first_of("\n\r\t\x1B\x7F\0"s), std::string::npos);
+    EXPECT_EQ(VisibleText(visible), visible);
+  }
+}
+
+}  // namespace
+}  // namespace korvane
