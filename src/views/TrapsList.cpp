@@ -166,8 +166,10 @@ void TrapsList::RememberPlace() {
   for (int position = top; position < end; ++position) {
     place_.Rows.emplace_back(model_.index(position, 0));
   }
+  for (int distance = 1; distance <= top; distance *= 2) {
+    place_.Above.emplace_back(model_.index(top - distance, 0));
+  }
   const QModelIndex current = view_.currentIndex();
-  place_.HadCurrent = current.isValid();
   if (current.isValid() && current.row() >= top && current.row() < end) {
     place_.CurrentLine = current.row() - top;
   }
@@ -212,6 +214,10 @@ void TrapsList::RestoreTop() {
       return;
     }
   }
+  // All of the screen went: what followed it moves up to where it was.
+  const auto above = std::find_if(place_.Above.begin(), place_.Above.end(),
+                                  [](const QPersistentModelIndex& row) { return row.isValid(); });
+  view_.verticalScrollBar()->setValue(above != place_.Above.end() ? above->row() + 1 : 0);
 }
 
 void TrapsList::RestoreCurrent() {

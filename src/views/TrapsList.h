@@ -44,9 +44,9 @@ class TrapsList : public QObject {
  private:
   // The place of the reader, kept over one batch of changes.
   struct Place {
-    std::vector<QPersistentModelIndex> Rows;  // those on the screen and the next one
-    std::optional<int> CurrentLine;           // of the current row, counted from the top of the screen
-    bool HadCurrent = false;
+    std::vector<QPersistentModelIndex> Rows;   // those on the screen and the next one
+    std::vector<QPersistentModelIndex> Above;  // some above the screen, ever wider apart
+    std::optional<int> CurrentLine;            // of the current row, counted from the top of the screen
   };
   struct PlaceBeforeReset {
     std::optional<std::int32_t> TopTrap;  // SequenceNumbers
