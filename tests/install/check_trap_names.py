@@ -1,10 +1,14 @@
-"""The trap names that come with the product, and the program that loads them into a store of each engine."""
+"""The trap names that come with the product, and the program that loads them into a store of each engine.
+
+  check_trap_names.py STATE      STATE: what database-servers wrote when it started the two servers
+"""
 
 import configparser
 import contextlib
 import pathlib
 import sqlite3
 import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -65,10 +69,11 @@ class Sqlite:
 
 
 class Server:
+    database = "trap_names"
     refuse = "ALTER TABLE EventStructure ADD CONSTRAINT refuse CHECK (SpecificTrap <> 'refusedTrap')"
 
     def __init__(self, engine, state):
-        asked = run(SERVERS, "ask", state, "create", engine, "names")
+        asked = run(SERVERS, "ask", state, "create", engine, self.database)
         assert asked.returncode == 0, asked.stderr
         ports = configparser.ConfigParser()
         ports.read(state)
@@ -77,10 +82,10 @@ class Server:
             "postgresql": ["-h", "127.0.0.1", "-p", port, "-U", "dvl"],
             "mariadb": ["--protocol=tcp", "--host=127.0.0.1", f"--port={port}", "--user=dvl"],
         }[engine]
-        self.call = [engine, "names", *options]
+        self.call = [engine, self.database, *options]
         self.client = {
-            "postgresql": ["psql", "-X", "-q", "-A", "-t", "-F", "\t", *options, "names", "-c"],
-            "mariadb": ["mariadb", "-N", "-r", "-B", *options, "names", "-e"],
+            "postgresql": ["psql", "-X", "-q", "-A", "-t", "-F", "\t", *options, self.database, "-c"],
+            "mariadb": ["mariadb", "-N", "-r", "-B", *options, self.database, "-e"],
         }[engine]
 
     def sql(self, statement):
@@ -114,11 +119,9 @@ class TrapNames(unittest.TestCase):
             self.assertEqual(stored.get(version_1_form(notification)), (trap, enterprise), notification)
 
     def test_every_engine_replaces_what_it_knows_and_takes_all_or_nothing(self):
-        state = self.folder / "servers.ini"
-        started = run(SERVERS, "start", state)
-        self.assertEqual(started.returncode, 0, started.stderr)
-        self.addCleanup(run, SERVERS, "stop", state)
-        for store in (Sqlite(self.folder), Server("postgresql", state), Server("mariadb", state)):
+        for engine in ("postgresql", "mariadb"):
+            self.addCleanup(run, SERVERS, "ask", STATE, "drop", engine, Server.database)
+        for store in (Sqlite(self.folder), Server("postgresql", STATE), Server("mariadb", STATE)):
             with self.subTest(store.call[0]):
                 self.replaces_and_takes_all_or_nothing(store)
 
@@ -191,4 +194,7 @@ class TrapNames(unittest.TestCase):
 
 
 if __name__ == "__main__":
+    if len(sys.argv) != 2:
+        sys.exit(__doc__)
+    STATE = sys.argv.pop()
     unittest.main()
