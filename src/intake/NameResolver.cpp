@@ -66,7 +66,9 @@ bool NameResolver::Resolve(const std::string& address, std::string& name) {
   if (!worker_.Running()) {
     const bool started = worker_.Start([shared = shared_](std::stop_token stop) {
       while (const std::optional<std::string> next = shared->NextAddress(stop)) {
-        shared->Keep(*next, shared->HostNames->NameOfAddress(*next));
+        platform::HostNames& names = *shared->HostNames;
+        shared->Keep(*next, platform::IsAddressText(*next) ? names.NameOfAddress(*next)
+                                                           : names.AddressOfName(*next));
       }
     });
     if (!started) {

@@ -1,4 +1,5 @@
-// Host names by address, looked up on a thread of its own and kept: whoever asks gets what is known by now.
+// Host names by address, and addresses by name, looked up on a thread of its own and kept: whoever asks gets
+// what is known by now.
 // Asked from one thread; never blocks it.
 #pragma once
 
@@ -25,7 +26,8 @@ class NameResolver {
   NameResolver(const NameResolver&) = delete;
   NameResolver& operator=(const NameResolver&) = delete;
 
-  // The name when it is known; otherwise false, and the address is looked up unless it failed not long ago.
+  // The name of an address, or the address of anything else, when it is known; otherwise false, and it is
+  // looked up unless it failed not long ago.
   bool Resolve(const std::string& address, std::string& name);
 
   // False when the thread hangs in a look-up and was left behind.

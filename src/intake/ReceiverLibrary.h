@@ -38,6 +38,7 @@ class ReceiverLibrary {
   virtual std::int32_t GetEventFromList(ReceivedTrap& trap) = 0;         // 0: the list is empty
   virtual std::int32_t StopRecvEvents() = 0;                             // 2000: the thread has stopped
   // The name of a system known by its address; false when it is not known (yet): a later call may succeed.
+  // Given a name instead of an address, a library may answer with the address of that name.
   virtual bool KVResolveSystemName(const std::string& address, std::string& name) = 0;
   virtual MailSettings GetDefaultMailSettings() = 0;
 };

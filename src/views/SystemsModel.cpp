@@ -222,17 +222,26 @@ void SystemsModel::ResolveNames() {
   for (std::size_t seen = 0; seen < rows && asked < kNamesPerTick; ++seen) {
     nextToResolve_ = (nextToResolve_ + 1) % rows;
     const std::size_t index = shown_.Rows[nextToResolve_].SystemIndex;
-    if (!services_.SystemList.IsKnownByAddressOnly(index)) {
+    const bool nameMissing = services_.SystemList.IsKnownByAddressOnly(index);
+    if (!nameMissing && !services_.SystemList.At(index).Address.empty()) {
       continue;
     }
     ++asked;
-    std::string name;
-    if (services_.Library.KVResolveSystemName(services_.SystemList.At(index).Name, name)) {
-      services_.SystemList.Rename(index, name);
+    std::string answer;
+    if (services_.Library.KVResolveSystemName(services_.SystemList.At(index).Name, answer)) {
+      TakeAnswer(index, nameMissing, answer);
       MarkChanged(nextToResolve_);
     }
   }
   TellListener();
+}
+
+void SystemsModel::TakeAnswer(std::size_t index, bool isName, const std::string& answer) {
+  if (isName) {
+    services_.SystemList.Rename(index, answer);
+  } else if (platform::IsAddressText(answer)) {
+    services_.SystemList.SetAddress(index, answer);
+  }
 }
 
 std::optional<std::uint32_t> SystemsModel::Count(Counts& counts, const store::IncomingTrap& trap,

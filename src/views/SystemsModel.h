@@ -76,7 +76,8 @@ class SystemsModel : public intake::SystemCounts {
   void Reset();
   // One tick of tmrCheckTraps; nothing while shutting down.
   void CheckTraps();
-  // One tick of tmrResolve: asks for a bounded number of names of systems known by address only.
+  // One tick of tmrResolve: asks for a bounded number of names of systems known by address only, and of
+  // addresses of those known by name only.
   void ResolveNames();
 
   void UpdateSystemCounts(const store::IncomingTrap& trap) override;
@@ -126,6 +127,7 @@ class SystemsModel : public intake::SystemCounts {
   void TakeOut(const CountedTrap& trap);
   void MarkChanged(std::size_t row);
   void TellListener();
+  void TakeAnswer(std::size_t index, bool isName, const std::string& answer);
   void LoadFailed(std::string_view reason);
   std::size_t IndexOf(const System& system) const;
 

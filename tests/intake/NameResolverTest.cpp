@@ -29,7 +29,9 @@ class SlowHostNames : public platform::HostNames {
     const auto found = names_.find(std::string(address));
     return found == names_.end() ? std::nullopt : std::optional(found->second);
   }
-  std::optional<std::string> AddressOfName(std::string_view) override { return std::nullopt; }
+  std::optional<std::string> AddressOfName(std::string_view name) override {
+    return name == "printer" ? std::optional<std::string>("192.0.2.77") : std::nullopt;
+  }
   std::string DomainOfThisHost() override { return {}; }
 
   void Put(const std::string& address, const std::string& name) {
@@ -50,6 +52,10 @@ class SlowHostNames : public platform::HostNames {
   std::map<std::string, std::string> names_;
   bool held_ = false;
 };
+
+std::string AddressNumber(int number) {
+  return "10.0." + std::to_string(number / 256) + "." + std::to_string(number % 256);
+}
 
 bool Eventually(const std::function<bool()>& condition) {
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
@@ -98,13 +104,20 @@ TEST(NameResolver, AFailureIsKeptForAWhileAndThenTriedAgain) {
   EXPECT_EQ(name, "late");
 }
 
+TEST(NameResolver, ANameIsAnsweredWithItsAddress) {
+  NameResolver resolver(std::make_shared<SlowHostNames>());
+  std::string address;
+  EXPECT_TRUE(Eventually([&] { return resolver.Resolve("printer", address); }));
+  EXPECT_EQ(address, "192.0.2.77");
+}
+
 TEST(NameResolver, AStormOfAddressesStaysWithinTheCache) {
   const auto hosts = std::make_shared<SlowHostNames>();
-  hosts->Put("a7", "seven");
+  hosts->Put("10.0.0.7", "seven");
   NameResolver resolver(hosts, {.MostAddresses = 10});
   std::string name;
-  for (int i = 0; i < 1000; ++i) resolver.Resolve("a" + std::to_string(i), name);
-  EXPECT_TRUE(Eventually([&] { return resolver.Resolve("a7", name); }));
+  for (int i = 0; i < 1000; ++i) resolver.Resolve(AddressNumber(i), name);
+  EXPECT_TRUE(Eventually([&] { return resolver.Resolve("10.0.0.7", name); }));
   EXPECT_EQ(name, "seven");
 }
 
