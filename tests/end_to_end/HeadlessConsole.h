@@ -1,0 +1,131 @@
+// The console without its windows: real connection, feeder, intake, Systems model and Traps models, put together
+// as at start-up.  A test drives the ticks.
+#pragma once
+
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "intake/Intake.h"
+#include "intake/StoreFeeder.h"
+#include "params/CategoryInformation.h"
+#include "params/DefinitionVerdicts.h"
+#include "params/TrapFilters.h"
+#include "store/TrapNames.h"
+#include "support/FakePlatform.h"
+#include "support/RecordingBusy.h"
+#include "support/ScriptedPrompts.h"
+#include "support/TestStore.h"
+#include "views/Systems.h"
+#include "views/SystemsModel.h"
+#include "views/TrapsModel.h"
+
+namespace korvane::test {
+
+class HeadlessConsole : private views::ViewWindows, private intake::TrapsWindows, private views::ViewOptionQuestion {
+ public:
+  explicit HeadlessConsole(const TestStore& source) : source_(source) {
+    state_.gMaxViewTraps = 10'000;
+    source.Connect(connection_);
+    systems_.LoadSystems(connection_);
+    categories_.ReloadCategoryInformation(connection_);
+    filters_.LoadFilters(connection_);
+    names_.UseVerdicts(verdicts_);
+    model_.AttachIntake(intake_);
+    model_.Load();
+    OpenWindow({.WindowName = "All Traps "});
+  }
+  ~HeadlessConsole() override { feeder_.StopRecvEvents(); }
+  HeadlessConsole(const HeadlessConsole&) = delete;
+  HeadlessConsole& operator=(const HeadlessConsole&) = delete;
+
+  views::TrapsModel& OpenWindow(params::WindowParameters parameters) {
+    views::ViewWindows& windows = *this;
+    windows_.push_back(std::make_unique<views::TrapsModel>(services_, windows, views::WindowKind::Selected,
+                                                           std::move(parameters)));
+    windows_.back()->Reset();
+    return *windows_.back();
+  }
+
+  void Tick() { model_.CheckTraps(); }
+  const views::TrapsModel& AllTraps() const { return *windows_.front(); }
+  views::TrapsModel& AllTraps() { return *windows_.front(); }
+  views::SystemsModel& SystemsWindow() { return model_; }
+
+  // The SequenceNumbers of a window's rows, sorted; one that stands there twice is there twice.
+  static std::vector<std::int32_t> NumbersOf(const views::TrapsModel& window) {
+    std::vector<std::int32_t> numbers;
+    for (std::uint32_t row = 0; row < window.Rows().Count(); ++row) {
+      numbers.push_back(window.Rows().SequenceNumberAt(row));
+    }
+    std::ranges::sort(numbers);
+    return numbers;
+  }
+
+  std::int64_t CountedTraps() const {
+    std::int64_t total = 0;
+    for (std::size_t row = 0; row < model_.RowCount(); ++row) {
+      total += model_.Row(row).Total();
+    }
+    return total;
+  }
+
+ private:
+  void OpenSystemTraps(const views::System&) override {}
+  void TrapsAcknowledged(const std::vector<std::int32_t>& numbers) override {
+    for (auto& window : windows_) {
+      window->RemoveAcknowledged(numbers);
+    }
+    model_.TrapsAcknowledged(numbers);
+  }
+  void SystemAcknowledged(const views::System& system, std::int32_t beforeTime) override {
+    for (auto& window : windows_) {
+      window->RemoveAcknowledged(system, beforeTime);
+    }
+    model_.SystemAcknowledged(system, beforeTime);
+  }
+  std::vector<intake::TrapsWindow*> InCreationOrder() override {
+    std::vector<intake::TrapsWindow*> open;
+    for (auto& window : windows_) {
+      open.push_back(window.get());
+    }
+    return open;
+  }
+  views::ViewOption AskViewOption(std::int64_t, std::int32_t) override {
+    return views::ViewOption::LoadRecentTraps;
+  }
+  std::unique_ptr<store::Connection> Connect() const {
+    auto connection = std::make_unique<store::Connection>();
+    source_.Connect(*connection);
+    return connection;
+  }
+
+  const TestStore& source_;
+  FakePlatform machine_;
+  ScriptedPrompts prompts_;
+  RecordingBusy busy_;
+  ProcessState state_;
+  Log log_{state_};
+  store::Connection connection_;
+  store::TrapNames names_{connection_};
+  params::TrapFilters filters_;
+  params::CategoryInformation categories_;
+  params::DefinitionVerdicts verdicts_{filters_, categories_};
+  views::Systems systems_;
+  views::LoadBounds bounds_;
+  intake::StoreFeeder feeder_{[this] { return Connect(); },
+                              std::make_shared<FakeHostNames>(),
+                              {},
+                              {.PollInterval = std::chrono::milliseconds(50),
+                               .FirstRetry = std::chrono::milliseconds(50),
+                               .LongestRetry = std::chrono::milliseconds(200)}};
+  views::ViewServices services_{connection_, names_, categories_,    systems_,          bounds_, state_,
+                                prompts_,    busy_,  log_,           machine_.Clock,    machine_.Settings,
+                                feeder_};
+  views::SystemsModel model_{services_, *this};
+  intake::Intake intake_{feeder_, names_, systems_, model_, *this, state_, prompts_, log_};
+  std::vector<std::unique_ptr<views::TrapsModel>> windows_;
+};
+
+}  // namespace korvane::test
