@@ -23,10 +23,13 @@ if(KORVANE_SANITIZE)
   target_link_options(korvane_options INTERFACE -fsanitize=address,undefined)
 endif()
 
-# korvane_test(NAME SOURCES... [LIBS ...] [LABELS ...] [PROPERTIES ...]): one GoogleTest program, its cases found by CTest.
-# Without LIBS it links the logic library alone.
+# korvane_test(NAME SOURCES... [LIBS ...] [LABELS ...] [PROPERTIES ...]): one GoogleTest program, its cases found
+# by CTest.  Without LIBS it links the logic library alone; without LABELS it has its folder's name.
 function(korvane_test name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBS;LABELS;PROPERTIES" ${ARGN})
+  if(NOT arg_LABELS)
+    get_filename_component(arg_LABELS ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+  endif()
   add_executable(${name} ${arg_SOURCES})
   if(NOT arg_LIBS)
     set(arg_LIBS korvane_core GTest::gtest_main)

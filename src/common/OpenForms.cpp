@@ -1,12 +1,13 @@
 #include "common/OpenForms.h"
 
-#include <ranges>
+#include <algorithm>
 
 namespace korvane {
 
 void RefreshTrapWindows(OpenForms& forms) {
-  const std::vector<Form*> open = forms.InCreationOrder();
-  for (Form* form : open | std::views::reverse) {
+  std::vector<Form*> open = forms.InCreationOrder();
+  std::ranges::reverse(open);
+  for (Form* form : open) {
     if (form->FormName() == kTrapsFormName || form->FormName() == kSystemsFormName) {
       form->RepaintNow();
     }
