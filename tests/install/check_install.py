@@ -1,11 +1,13 @@
-"""The trap names that come with the product, and the program that loads them into a store of each engine.
+"""What an administrator sets a machine up with: trap names and their loader, data sources, registry file.
 
-  check_trap_names.py STATE      STATE: what database-servers wrote when it started the two servers
+  check_install.py STATE      STATE: what database-servers wrote when it started the two servers
 """
 
 import configparser
 import contextlib
+import os
 import pathlib
+import re
 import sqlite3
 import subprocess
 import sys
@@ -60,6 +62,7 @@ class Sqlite:
     def __init__(self, folder):
         self.file = folder / "dvldb.db"
         self.call = ["sqlite", self.file]
+        self.access = {"Database": self.file}
         made = run(TOP / "install" / "make-store", *self.call)
         assert made.returncode == 0, made.stderr
 
@@ -83,6 +86,7 @@ class Server:
             "mariadb": ["--protocol=tcp", "--host=127.0.0.1", f"--port={port}", "--user=dvl"],
         }[engine]
         self.call = [engine, self.database, *options]
+        self.access = {"Port": port, "Database": self.database}
         self.client = {
             "postgresql": ["psql", "-X", "-q", "-A", "-t", "-F", "\t", *options, self.database, "-c"],
             "mariadb": ["mariadb", "-N", "-r", "-B", *options, self.database, "-e"],
@@ -124,6 +128,7 @@ class TrapNames(unittest.TestCase):
         for store in (Sqlite(self.folder), Server("postgresql", STATE), Server("mariadb", STATE)):
             with self.subTest(store.call[0]):
                 self.replaces_and_takes_all_or_nothing(store)
+                self.template_leads_to(store)
 
     def replaces_and_takes_all_or_nothing(self, store):
         store.sql("INSERT INTO EventStructure VALUES ('1.3.6.1.4.1.5', 1, 'other', 'another', 'untouched')")
@@ -143,6 +148,23 @@ class TrapNames(unittest.TestCase):
         self.assertEqual(done.returncode, 1)
         self.assertIn("refuse", done.stderr)
         self.assertEqual(self.rows(store), before)
+
+    def template_leads_to(self, store):
+        """The data source template, with nothing but its place filled in, opens the store."""
+        odbc = TOP / "install" / "odbc"
+        drivers = next(pathlib.Path("/usr/lib").glob("*/odbc"))
+        (self.folder / "odbcinst.ini").write_text(
+            re.sub(r"^Driver=.*/", f"Driver={drivers}/", (odbc / "odbcinst.ini").read_text(), flags=re.M)
+        )
+        source = (odbc / f"odbc-{store.call[0]}.ini").read_text()
+        for key, value in store.access.items():
+            source, count = re.subn(rf"^({key})=.*", rf"\1={value}", source, flags=re.M | re.I)
+            self.assertEqual(count, 1, key)
+        (self.folder / "odbc.ini").write_text(source)
+        environment = dict(os.environ, ODBCSYSINI=str(self.folder), ODBCINI=str(self.folder / "odbc.ini"))
+        statement = "SELECT TrapDescription FROM EventStructure WHERE RequestType = 2\n"
+        done = run("isql", "-b", "-v", "-d|", "dvldb", input=statement, env=environment, timeout=60)
+        self.assertIn("Größe 日本 %s :name \\", done.stdout, done.stdout + done.stderr)
 
     def test_damaged_files_are_refused_with_line_and_reason(self):
         store = Sqlite(self.folder)
@@ -191,6 +213,26 @@ class TrapNames(unittest.TestCase):
         bare = run(LOADER, "sqlite", self.folder / "bare.db")
         self.assertEqual(bare.returncode, 1)
         self.assertIn("no such table: EventStructure", bare.stderr)
+
+
+class RegistryFile(unittest.TestCase):
+    def test_make_registry_keeps_what_it_is_not_told_to_change(self):
+        with tempfile.TemporaryDirectory(prefix="korvane-registry-") as folder:
+            file = pathlib.Path(folder) / "registry.reg"
+            self.make(file)
+            self.assertEqual(file.read_text(), (TOP / "install" / "registry.reg").read_text())
+            file.write_text(file.read_text().replace("000003e8", "00000fa0"))
+            file.chmod(0o640)
+            self.make(file, 'KVSpoolDir=C:\\a "b"', "LocalRootDir=/shared")
+            self.assertEqual(file.stat().st_mode & 0o777, 0o640)
+            manager, family = file.read_text().split("\\Dorvale]")
+            self.assertIn('"MaxViewTraps"=dword:00000fa0\n', manager)
+            self.assertIn('"KVSpoolDir"="C:\\\\a \\"b\\""\n', manager)
+            self.assertEqual(family, '\n"LocalRootDir"="/shared"\n')
+
+    def make(self, file, *values):
+        done = run(TOP / "install" / "make-registry", "--output", file, *values)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
 
 
 if __name__ == "__main__":
