@@ -42,14 +42,20 @@ bool Worker::Start(Body body) {
   return true;
 }
 
-bool Worker::Stop(std::chrono::milliseconds patience) {
+bool Worker::EndsWithin(std::chrono::milliseconds patience) {
   if (!thread_.joinable()) {
     return true;
   }
-  stop_.request_stop();
   std::unique_lock lock(end_->Mutex);
-  const bool ended = end_->Changed.wait_for(lock, patience, [this] { return end_->Reached; });
-  lock.unlock();
+  return end_->Changed.wait_for(lock, patience, [this] { return end_->Reached; });
+}
+
+bool Worker::Stop(std::chrono::milliseconds patience) {
+  RequestStop();
+  const bool ended = EndsWithin(patience);
+  if (!thread_.joinable()) {
+    return true;
+  }
   if (ended) {
     thread_.join();
   } else {

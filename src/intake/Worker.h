@@ -28,6 +28,9 @@ class Worker {
   bool Start(Body body);
   bool Running() const { return thread_.joinable(); }
 
+  void RequestStop() { stop_.request_stop(); }
+  bool EndsWithin(std::chrono::milliseconds patience);  // true also when none ran
+
   // Asks the body to stop and waits for its end.  True: it ended (or never ran); false: it was left behind.
   bool Stop(std::chrono::milliseconds patience);
 

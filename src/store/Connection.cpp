@@ -1,5 +1,6 @@
 #include "store/Connection.h"
 
+#include <mutex>
 #include <utility>
 
 #include <fmt/format.h>
@@ -97,6 +98,11 @@ Recordset Connection::OpenRecordset(std::string_view tableOrSelect, std::string_
     rows->Read(text);
   }
   return Recordset(std::move(rows));
+}
+
+void Connection::Cancel() noexcept {
+  const std::lock_guard lock(impl_->RunningMutex);
+  if (impl_->Running != SQL_NULL_HSTMT) SQLCancel(impl_->Running);
 }
 
 void Connection::BeginTransaction() {

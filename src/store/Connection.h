@@ -44,6 +44,10 @@ class Connection {
   // A whole table by its name, or a SELECT; the filter is a WHERE predicate without the word.
   Recordset OpenRecordset(std::string_view tableOrSelect, std::string_view filter = {});
 
+  // From any thread: asks the driver to give up the call that runs just now, which then fails; nothing when
+  // none runs.  Takes as long as the driver needs to reach its server.  The connection must outlive it.
+  void Cancel() noexcept;
+
   void BeginTransaction();
   void Commit();
   void Rollback() noexcept;

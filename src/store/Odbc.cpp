@@ -223,6 +223,7 @@ void Statement::ExecuteDirect(std::string_view text) {
   if (text.find('\0') != std::string_view::npos) {
     throw DatabaseError("Syntax error: a statement can't hold a NUL character.", "42000", 0, text_);
   }
+  const RunningCall running(link_, handle_.Get());
   Check(SQLExecDirect(handle_.Get(), odbc::Chars(text_), static_cast<SQLINTEGER>(text_.size())));
 }
 
@@ -248,12 +249,14 @@ void Statement::BindInteger(SQLUSMALLINT number, const std::int32_t& value) {
 }
 
 void Statement::Execute() {
+  const RunningCall running(link_, handle_.Get());
   const SQLRETURN code = SQLExecute(handle_.Get());
   lengths_.clear();
   Check(code);
 }
 
 bool Statement::Fetch() {
+  const RunningCall running(link_, handle_.Get());
   return Check(SQLFetch(handle_.Get())) != SQL_NO_DATA;
 }
 

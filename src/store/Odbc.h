@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -77,6 +78,8 @@ struct Connection::Impl {
   std::unique_ptr<Statement> Direct;  // for Execute
   std::vector<FileMark> Files;        // an embedded store's
   std::int64_t LastUse = 0;           // monotonic milliseconds
+  std::mutex RunningMutex;            // held by a cancel, so that the statement is not freed meanwhile
+  SQLHSTMT Running = SQL_NULL_HSTMT;  // in a call that may take its time
 
   Impl();
   ~Impl();
@@ -92,6 +95,23 @@ struct Connection::Impl {
   void NoteFailure(const DatabaseError& error) noexcept;
   bool FilesAreThere() const;
   bool AnswersProbe();
+};
+
+// Around a driver call that may hang: what Connection::Cancel from another thread finds.
+class RunningCall {
+ public:
+  RunningCall(Connection::Impl& link, SQLHSTMT statement) : link_(link) { Set(statement); }
+  ~RunningCall() { Set(SQL_NULL_HSTMT); }
+  RunningCall(const RunningCall&) = delete;
+  RunningCall& operator=(const RunningCall&) = delete;
+
+ private:
+  void Set(SQLHSTMT statement) {
+    const std::lock_guard lock(link_.RunningMutex);
+    link_.Running = statement;
+  }
+
+  Connection::Impl& link_;
 };
 
 // One statement handle on a link.  Every call throws DatabaseError.

@@ -126,7 +126,7 @@ bool TrapReader::Impl::FetchBlock() {
   BlockSize = 0;  // one driver writes only its lower half
   Row = 0;
   LongRows.clear();
-  if (Reader.Check(SQLFetch(Reader.Get())) == SQL_NO_DATA || BlockSize == 0) {
+  if (!Reader.Fetch() || BlockSize == 0) {
     Ended = true;
     Reader.CloseCursor();
     return false;
