@@ -35,8 +35,13 @@ function(korvane_test name)
     set(arg_LIBS korvane_core GTest::gtest_main)
   endif()
   target_link_libraries(${name} PRIVATE korvane_options korvane_test_support ${arg_LIBS} GTest::gtest GTest::gmock)
+  # An empty value would be dropped on its way and shift every property behind it.
+  set(labels)
+  if(arg_LABELS)
+    set(labels LABELS "${arg_LABELS}")
+  endif()
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
-    PROPERTIES TIMEOUT 120 LABELS "${arg_LABELS}"
+    PROPERTIES TIMEOUT 120 ${labels}
     ENVIRONMENT "QT_QPA_PLATFORM=offscreen" ${arg_PROPERTIES})
 endfunction()
 
