@@ -24,7 +24,7 @@ void Shutdown::QueryUnload(SystemsWindow* systems) {
   SaveSystems();
 }
 
-void Shutdown::Unload(const MainWindow& window) {
+void Shutdown::Unload(MainWindow& window) {
   if (services_.State.gTrapsPending) {
     const BusyScope busy(services_.Busy, "Acknowledging Trap(s)");
     if (services_.State.gAckAllAnswer == static_cast<std::int16_t>(PromptAnswer::Yes)) {
@@ -33,6 +33,7 @@ void Shutdown::Unload(const MainWindow& window) {
   }
   const BusyScope busy(services_.Busy, "Unloading...");
   SavePlacement(services_.Settings, window.Placement());
+  window.DestroyChildren();
   services_.Store.CloseDatabase();
   services_.Store.ReleaseLists();
   CleanupWinsock(services_.Sockets, services_.Prompt);

@@ -37,7 +37,7 @@ class Shutdown {
 
   // Acknowledges if asked to, saves the placement, releases the store.  Afterwards the process ends without
   // any window asking its own close question.
-  void Unload(const MainWindow& window);
+  void Unload(MainWindow& window);
 
  private:
   void AskToAcknowledge();

@@ -25,6 +25,8 @@ class MainWindow {
   virtual WindowPlacement Placement() const = 0;
   virtual void SetCaption(std::string_view caption) = 0;
   virtual void Show() = 0;
+  // Its child windows, without their close questions: they show what is about to be released.
+  virtual void DestroyChildren() = 0;
 };
 
 class MainWindowMaker {

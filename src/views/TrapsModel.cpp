@@ -11,6 +11,7 @@
 #include "store/DatabaseError.h"
 #include "store/Statements.h"
 #include "store/TrapReader.h"
+#include "views/SystemAcknowledge.h"
 #include "views/Systems.h"
 
 namespace korvane::views {
@@ -319,36 +320,10 @@ bool TrapsModel::MayClose() {
   if (kind_ != WindowKind::PerSystem || services_.State.gShuttingDown) {
     return true;
   }
-  const std::string question =
-      "Do you want to acknowledge all traps for '" + VisibleText(SystemSource()) + "'?";
-  if (services_.Prompt.Ask(question, PromptButtons::YesNo, PromptIcon::Question) != PromptAnswer::Yes) {
-    return true;
-  }
-  std::string failure;
-  {
-    const BusyScope busy(services_.Busy, "Acknowledging Trap(s)");
-    // The newest trap seen stays, as do all that were stored after it.
-    const std::int32_t beforeTime = services_.State.gLastTrapTime;
-    try {
-      store::Transaction transaction(services_.Connection);
-      const std::vector<std::string> sources =
-          system_->Sources.empty() ? std::vector<std::string>{SystemSource()} : system_->Sources;
-      for (const std::string& source : sources) {
-        services_.Connection.Execute(store::AcknowledgeSourceStatement(source, beforeTime));
-      }
-      transaction.Commit();
-    } catch (const store::DatabaseError& error) {
-      failure = error.what();
-    }
-    if (failure.empty()) {
-      windows_.SystemAcknowledged(*system_, beforeTime);
-    }
-  }
-  if (!failure.empty()) {
-    services_.Prompt.Show(failure, PromptIcon::Critical);
-    return false;
-  }
-  return true;
+  // The newest trap seen stays, as do all that were stored after it.
+  const auto beforeTime = [this] { return services_.State.gLastTrapTime; };
+  return AskAndAcknowledgeSystem(services_, windows_, *system_, SystemSource(), beforeTime) !=
+         SystemAcknowledgement::Refused;
 }
 
 void TrapsModel::Close() {

@@ -20,9 +20,13 @@ const std::string kStatement =
     "Execute UPDATE EventTrap SET EventAck = 1 WHERE EventAck = 0 AND EventTime < 1234";
 
 CallLog Unloading() {
-  return {"ShowBusy: Unloading...", "SaveSetting MainWindowState=2",
-          "CloseDatabase",          "ReleaseLists",
-          "Sockets::Cleanup",       "ShowFree"};
+  return {"ShowBusy: Unloading...",
+          "SaveSetting MainWindowState=2",
+          "DestroyChildren",
+          "CloseDatabase",
+          "ReleaseLists",
+          "Sockets::Cleanup",
+          "ShowFree"};
 }
 
 CallLog Joined(CallLog first, const CallLog& second) {

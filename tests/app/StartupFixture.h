@@ -73,6 +73,7 @@ class FakeMainWindow : public app::MainWindow, public app::MainWindowMaker {
     calls_.emplace_back("SetCaption [" + std::string(caption) + "]");
   }
   void Show() override { calls_.emplace_back("MainWindow::Show"); }
+  void DestroyChildren() override { calls_.emplace_back("DestroyChildren"); }
 
   app::WindowPlacement Placed;
 

@@ -1,0 +1,117 @@
+#include "app/ConsoleApp.h"
+
+#include <utility>
+
+#include "intake/StoreFeeder.h"
+#include "views/frmDevices.h"
+
+namespace korvane::app {
+namespace {
+
+// So that a server that went mute is noticed by the thread that follows the trap table.
+constexpr store::ConnectionOptions kFeederTimeouts{.ConnectTimeoutSeconds = 10, .CommandTimeoutSeconds = 60};
+
+}  // namespace
+
+// The Systems window at close; the rows are the model's.
+class ConsoleApp::OpenSystems : public SystemsWindow {
+ public:
+  OpenSystems(views::frmDevices& window, const views::SystemsModel& model) : window_(window), model_(model) {}
+  void DisableTimers() override { window_.StopTimers(); }
+  std::size_t RowCount() const override { return model_.RowCount(); }
+  bool RowHasTraps(std::size_t row) const override { return model_.Row(row).Total() != 0; }
+
+ private:
+  views::frmDevices& window_;
+  const views::SystemsModel& model_;
+};
+
+ConsoleApp::ConsoleApp(ConsoleHost host) : host_(std::move(host)) {}
+
+ConsoleApp::~ConsoleApp() {
+  if (frame_) {
+    frame_->DestroyChildren();
+  }
+}
+
+StartupResult ConsoleApp::Start(std::string_view commandLine) {
+  return Startup({.Instance = host_.Instance,
+                  .Groups = host_.Groups,
+                  .Registry = host_.Registry,
+                  .Directories = host_.Directories,
+                  .Settings = host_.Settings,
+                  .Sockets = host_.Sockets,
+                  .Clock = host_.Clock,
+                  .Prompt = host_.Prompt,
+                  .State = state_,
+                  .Store = store_,
+                  .Splash = splash_,
+                  .Windows = *this})
+      .Main(commandLine);
+}
+
+MainWindow& ConsoleApp::CreateMainWindow(std::string_view installPath) {
+  library_ = MakeLibrary();
+  services_ = std::make_unique<views::ViewServices>(views::ViewServices{.Connection = store_.Database,
+                                                                        .Names = store_.Names,
+                                                                        .Categories = store_.Categories,
+                                                                        .SystemList = store_.SystemList,
+                                                                        .Bounds = bounds_,
+                                                                        .State = state_,
+                                                                        .Prompt = host_.Prompt,
+                                                                        .Busy = wait_,
+                                                                        .DebugLog = log_,
+                                                                        .Clock = host_.Clock,
+                                                                        .Settings = host_.Settings,
+                                                                        .Library = *library_});
+  question_ = std::make_unique<views::ViewOptionsDialog>([this] { return frame_.get(); });
+  systems_ = std::make_unique<views::SystemsModel>(*services_, *question_);
+  frame_ =
+      std::make_unique<mainwnd::frmMain>(mainwnd::FrameServices{.View = *services_,
+                                                                .Systems = *systems_,
+                                                                .Lists = store_.ParametersLists,
+                                                                .Registry = host_.Registry,
+                                                                .Programs = host_.Programs,
+                                                                .Wait = wait_,
+                                                                .Closing = *this,
+                                                                .InstallPath = std::string(installPath)});
+  intake_ = std::make_unique<intake::Intake>(*library_, store_.Names, store_.SystemList, *systems_,
+                                             frame_->OpenTrapsWindows(), state_, host_.Prompt, log_);
+  systems_->AttachIntake(*intake_);
+  place_ = std::make_unique<FramePlace>(*frame_);
+  return *place_;
+}
+
+std::unique_ptr<intake::ReceiverLibrary> ConsoleApp::MakeLibrary() {
+  const auto open = [] {
+    auto connection = std::make_unique<store::Connection>();
+    connection->Open(store::kDataSourceName, {}, {}, kFeederTimeouts);
+    return connection;
+  };
+  return std::make_unique<intake::StoreFeeder>(open, host_.Names,
+                                               intake::ReadMailSettings(host_.Registry, *host_.Names));
+}
+
+void ConsoleApp::CloseConsole() {
+  Shutdown shutdown({.Settings = host_.Settings,
+                     .Sockets = host_.Sockets,
+                     .Prompt = host_.Prompt,
+                     .Busy = wait_,
+                     .DebugLog = log_,
+                     .State = state_,
+                     .Store = store_,
+                     .Library = *library_});
+  if (views::frmDevices* window = frame_->Systems()) {
+    OpenSystems systems(*window, *systems_);
+    shutdown.QueryUnload(&systems);
+  } else {
+    shutdown.QueryUnload(nullptr);
+  }
+  shutdown.Unload(*place_);
+}
+
+void ConsoleApp::EndProcess() {
+  host_.End();
+}
+
+}  // namespace korvane::app

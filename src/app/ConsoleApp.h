@@ -1,0 +1,81 @@
+// The one place that constructs: store, receiver link, intake and frame window, in the order in which they
+// need each other, and the one place that takes them down.  main gives it the machine and runs the event
+// loop; tests give it fakes.  User-interface thread only.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "app/ConsoleStore.h"
+#include "app/FramePlace.h"
+#include "app/Shutdown.h"
+#include "app/Startup.h"
+#include "app/frmSplash.h"
+#include "common/Log.h"
+#include "common/ProcessState.h"
+#include "intake/Intake.h"
+#include "intake/ReceiverLibrary.h"
+#include "mainwnd/frmMain.h"
+#include "mainwnd/frmWait.h"
+#include "platform/Platform.h"
+#include "views/LoadBounds.h"
+#include "views/SystemsModel.h"
+#include "views/frmViewOptions.h"
+
+namespace korvane::app {
+
+// The machine, and who sits in front of it.  All of it outlives the console.
+struct ConsoleHost {
+  platform::RegistryStore& Registry;
+  platform::SettingsStore& Settings;
+  platform::AccountGroups& Groups;
+  platform::RunningInstance& Instance;
+  platform::Sockets& Sockets;
+  platform::Programs& Programs;
+  platform::Directories& Directories;
+  platform::Clock& Clock;
+  std::shared_ptr<platform::HostNames> Names;
+  Prompts& Prompt;
+  std::function<void()> End;  // ends the event loop
+};
+
+class ConsoleApp : private MainWindowMaker, private mainwnd::CloseSteps {
+ public:
+  explicit ConsoleApp(ConsoleHost host);
+  ~ConsoleApp() override;
+
+  // Anything but Running: there is nothing to run.
+  StartupResult Start(std::string_view commandLine);
+
+  // Null before start-up came that far.
+  mainwnd::frmMain* Frame() const { return frame_.get(); }
+  const ProcessState& State() const { return state_; }
+
+ private:
+  class OpenSystems;
+
+  MainWindow& CreateMainWindow(std::string_view installPath) override;
+  void CloseConsole() override;
+  void EndProcess() override;
+  std::unique_ptr<intake::ReceiverLibrary> MakeLibrary();
+
+  // In the order of construction: each needs what stands above it.
+  ConsoleHost host_;
+  ProcessState state_;
+  Log log_{state_};
+  ConsoleStore store_;
+  views::LoadBounds bounds_;
+  frmSplash splash_;
+  mainwnd::frmWait wait_;
+  std::unique_ptr<intake::ReceiverLibrary> library_;
+  std::unique_ptr<views::ViewServices> services_;
+  std::unique_ptr<views::ViewOptionQuestion> question_;
+  std::unique_ptr<views::SystemsModel> systems_;
+  std::unique_ptr<mainwnd::frmMain> frame_;
+  std::unique_ptr<intake::Intake> intake_;
+  std::unique_ptr<FramePlace> place_;
+};
+
+}  // namespace korvane::app

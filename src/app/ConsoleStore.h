@@ -1,0 +1,43 @@
+// The trap store as the running console holds it: the shared connection, the names of traps, and the lists
+// read into memory at start-up.  Owned by ConsoleApp; windows and intake are given its parts by reference.
+// User-interface thread only.
+#pragma once
+
+#include <string_view>
+
+#include "app/StartupParts.h"
+#include "params/CategoryInformation.h"
+#include "params/DefinitionVerdicts.h"
+#include "params/ParametersLists.h"
+#include "params/TrapFilters.h"
+#include "store/Connection.h"
+#include "store/TrapNames.h"
+#include "views/Systems.h"
+
+namespace korvane::app {
+
+class ConsoleStore : public SharedStore {
+ public:
+  ConsoleStore();
+
+  void OpenDatabase() override;
+  bool LoadSystems() override;
+  bool ReloadCategoryInformation() override;
+  bool LoadFilters() override;
+  void SaveSystems() override;
+  void Execute(std::string_view statement) override;
+  void CloseDatabase() override;
+  void ReleaseLists() override;
+
+  store::Connection Database;
+  store::TrapNames Names{Database};
+  params::TrapFilters Filters;
+  params::CategoryInformation Categories;
+  views::Systems SystemList;
+  params::StoredParametersLists ParametersLists{Database, Names};
+
+ private:
+  params::DefinitionVerdicts verdicts_{Filters, Categories};
+};
+
+}  // namespace korvane::app

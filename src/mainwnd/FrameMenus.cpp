@@ -1,0 +1,96 @@
+#include "mainwnd/FrameMenus.h"
+
+#include <QKeySequence>
+#include <QMainWindow>
+#include <QMenuBar>
+#include <QToolBar>
+#include <QToolButton>
+#include <utility>
+
+#include "common/qt/Icons.h"
+#include "common/qt/QtText.h"
+
+namespace korvane::mainwnd {
+namespace {
+
+constexpr int kToolbarIconSize = 20;
+
+QString ToolTip(const Command& command, const QString& keys) {
+  const QString text = ToQString(command.Caption).remove(QLatin1Char('&'));
+  return keys.isEmpty() ? text : text + QStringLiteral(" (") + keys + QLatin1Char(')');
+}
+
+// The keys that the menu item of the same action shows.
+QString KeysOfAction(Action action) {
+  for (const Command& command : Commands()) {
+    if (command.Do == action && !command.Shortcuts.empty()) {
+      return QKeySequence::listFromString(ToQString(command.Shortcuts))
+          .value(0)
+          .toString(QKeySequence::NativeText);
+    }
+  }
+  return {};
+}
+
+}  // namespace
+
+FrameMenus::FrameMenus(QMainWindow& frame, QToolBar& tbToolbar, Run run)
+    : frame_(frame), run_(std::move(run)) {
+  for (const Menu& menu : MenuBar()) {
+    frame_.menuBar()->addMenu(MakeMenu(menu));
+  }
+  for (const Menu& menu : PopUpMenus()) {
+    popUps_.emplace(menu.Name, MakeMenu(menu));
+  }
+  tbToolbar.setIconSize(QSize(kToolbarIconSize, kToolbarIconSize));
+  for (const std::string_view name : ToolbarButtons()) {
+    const Command& command = *FindCommand(name);
+    QAction* item = MakeItem(command, &tbToolbar);
+    item->setToolTip(ToolTip(command, KeysOfAction(command.Do)));
+    tbToolbar.addAction(item);
+    if (QWidget* button = tbToolbar.widgetForAction(item)) {
+      button->setObjectName(item->objectName() + QStringLiteral("Button"));
+      button->setAccessibleName(item->text());
+    }
+  }
+}
+
+QMenu* FrameMenus::MakeMenu(const Menu& menu) {
+  auto* made = new QMenu(ToQString(menu.Caption), &frame_);
+  made->setObjectName(ToQString(menu.Name));
+  for (const std::string_view name : menu.Items) {
+    if (name.empty()) {
+      made->addSeparator();
+    } else {
+      made->addAction(MakeItem(*FindCommand(name), made));
+    }
+  }
+  return made;
+}
+
+QAction* FrameMenus::MakeItem(const Command& command, QObject* owner) {
+  auto* item = new QAction(ToQString(command.Caption), owner);
+  item->setObjectName(ToQString(command.Name));
+  item->setMenuRole(QAction::NoRole);
+  if (!command.Icon.empty()) {
+    item->setIcon(Picture(command.Icon));
+  }
+  if (!command.Shortcuts.empty()) {
+    item->setShortcuts(QKeySequence::listFromString(ToQString(command.Shortcuts)));
+  }
+  item->setCheckable(command.Tick);
+  item->setEnabled(command.Available);
+  QObject::connect(item, &QAction::triggered, &frame_, [this, &command] { run_(command); });
+  items_.emplace(command.Name, item);
+  return item;
+}
+
+QIcon FrameMenus::Picture(std::string_view key) {
+  QIcon& picture = imlToolbarIcons_[key];
+  if (picture.isNull()) {
+    picture = ToolbarIcon(key);
+  }
+  return picture;
+}
+
+}  // namespace korvane::mainwnd

@@ -1,0 +1,41 @@
+// Menu bar, toolbar and pop-up menus of the frame window, made from the rows of the command table.  Every
+// item carries its row's name as object name; an item whose command is not available is disabled. Owned by
+// the frame; the menus belong to the frame window itself.  User-interface thread only.
+#pragma once
+
+#include <QAction>
+#include <QIcon>
+#include <QMenu>
+#include <functional>
+#include <map>
+#include <string_view>
+
+#include "mainwnd/CommandTable.h"
+
+class QMainWindow;
+class QToolBar;
+
+namespace korvane::mainwnd {
+
+class FrameMenus {
+ public:
+  using Run = std::function<void(const Command&)>;
+
+  FrameMenus(QMainWindow& frame, QToolBar& tbToolbar, Run run);
+
+  QAction& Item(std::string_view name) const { return *items_.at(name); }
+  QMenu& PopUp(std::string_view name) const { return *popUps_.at(name); }
+
+ private:
+  QMenu* MakeMenu(const Menu& menu);
+  QAction* MakeItem(const Command& command, QObject* owner);
+  QIcon Picture(std::string_view key);
+
+  QMainWindow& frame_;
+  Run run_;
+  std::map<std::string_view, QIcon> imlToolbarIcons_;
+  std::map<std::string_view, QAction*> items_;
+  std::map<std::string_view, QMenu*> popUps_;
+};
+
+}  // namespace korvane::mainwnd

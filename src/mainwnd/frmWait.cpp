@@ -1,0 +1,116 @@
+#include "mainwnd/frmWait.h"
+
+#include <QCursor>
+#include <QLayout>
+#include <QLocale>
+#include <QPainter>
+#include <QPen>
+#include <algorithm>
+
+#include "common/qt/QtText.h"
+#include "ui_frmWait.h"
+
+namespace korvane::mainwnd {
+namespace {
+
+constexpr int kNarrowest = 300;
+constexpr int kPaintEveryMilliseconds = 40;
+constexpr int kBarSteps = 1000;
+
+}  // namespace
+
+frmWait::frmWait(QWidget* parent) : QFrame(parent), ui_(std::make_unique<Ui::frmWait>()) {
+  ui_->setupUi(this);
+  ui_->prgWait->setRange(0, kBarSteps);
+  setMinimumWidth(kNarrowest);
+  hide();
+}
+
+frmWait::~frmWait() = default;
+
+void frmWait::ShowBusy(std::string_view text) {
+  texts_.emplace_back(text);
+  if (texts_.size() == 1 && parentWidget() != nullptr) {
+    parentWidget()->setCursor(Qt::WaitCursor);
+  }
+  ShowText();
+}
+
+void frmWait::ShowFree() {
+  if (texts_.empty()) {
+    return;
+  }
+  texts_.pop_back();
+  if (!texts_.empty()) {
+    ShowText();
+    return;
+  }
+  hide();
+  if (parentWidget() != nullptr) {
+    parentWidget()->unsetCursor();
+  }
+}
+
+void frmWait::ShowProgress(std::int64_t done, std::int64_t total) {
+  if (texts_.empty()) {
+    return;
+  }
+  const bool first = ui_->lblCount->isHidden();
+  const bool last = done >= total && total > 0;
+  if (!first && !last && painted_.isValid() && painted_.elapsed() < kPaintEveryMilliseconds) {
+    return;
+  }
+  const QLocale locale;
+  const QString count = locale.toString(static_cast<qlonglong>(done));
+  ui_->prgWait->setVisible(total > 0);
+  ui_->lblCount->setVisible(true);
+  if (total > 0) {
+    const std::int64_t shown = std::clamp<std::int64_t>(done, 0, total);
+    ui_->prgWait->setValue(
+        static_cast<int>(static_cast<double>(shown) / static_cast<double>(total) * kBarSteps));
+    ui_->lblCount->setText(tr("%1 of %2").arg(count, locale.toString(static_cast<qlonglong>(total))));
+  } else {
+    ui_->lblCount->setText(count);
+  }
+  PlaceAndPaint();
+}
+
+void frmWait::ShowText() {
+  ui_->lblInfo->setText(ToQString(texts_.back()));
+  ui_->prgWait->hide();
+  ui_->lblCount->hide();
+  PlaceAndPaint();
+}
+
+void frmWait::PlaceAndPaint() {
+  QWidget* frame = parentWidget();
+  if (frame == nullptr || !frame->isVisible()) {
+    return;
+  }
+  const QRect before = isVisible() ? geometry() : QRect();
+  // Measured by hand: the layout would wait for an event that is not going to be processed.
+  layout()->invalidate();
+  layout()->activate();
+  const QSize size = sizeHint().expandedTo(minimumSize());
+  setGeometry(
+      QRect(QPoint((frame->width() - size.width()) / 2, (frame->height() - size.height()) / 2), size));
+  layout()->activate();
+  raise();
+  show();
+  if (!before.isEmpty() && !geometry().contains(before)) {
+    frame->repaint(before);
+  }
+  repaint();
+  painted_.start();
+}
+
+void frmWait::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(QPen(palette().color(QPalette::Highlight), 1.5));
+  painter.setBrush(palette().color(QPalette::Base));
+  painter.fillRect(rect(), palette().color(QPalette::Base));
+  painter.drawRect(QRectF(rect()).adjusted(0.75, 0.75, -0.75, -0.75));
+}
+
+}  // namespace korvane::mainwnd

@@ -1,0 +1,49 @@
+// The busy box of the frame window: a card in the middle of it with a text, and a bar with a count while the
+// length of the work is known.  It is painted at once and nothing else is processed, so that no input, timer
+// or close reaches a console that is in the middle of something.  A text shown inside another gives way to
+// the outer one when it ends.  Without a visible frame around it, it only keeps its texts.
+// User-interface thread only; made by ConsoleApp, taken over by the frame.
+#pragma once
+
+#include <QElapsedTimer>
+#include <QFrame>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "common/BusyIndicator.h"
+
+namespace korvane::mainwnd {
+
+namespace Ui {
+class frmWait;
+}
+
+class frmWait : public QFrame, public BusyIndicator {
+  Q_OBJECT
+
+ public:
+  explicit frmWait(QWidget* parent = nullptr);
+  ~frmWait() override;
+
+  void ShowBusy(std::string_view text) override;
+  void ShowFree() override;
+  void ShowProgress(std::int64_t done, std::int64_t total) override;
+
+  bool IsBusy() const { return !texts_.empty(); }
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  void ShowText();
+  void PlaceAndPaint();
+
+  std::unique_ptr<Ui::frmWait> ui_;
+  std::vector<std::string> texts_;  // the innermost last
+  QElapsedTimer painted_;
+};
+
+}  // namespace korvane::mainwnd
