@@ -116,7 +116,7 @@ void QtRunningInstance::AcceptConnections() {
 
 void QtRunningInstance::AnswerRequests(QLocalSocket& connection) {
   while (connection.canReadLine()) {
-    connection.write(Carry(connection, connection.readLine().trimmed()) ? kDone : kFailed);
+    connection.write(Carry(connection, connection.readLine().chopped(1)) ? kDone : kFailed);
   }
   connection.flush();
   if (connection.bytesAvailable() >= kLongestRequest) {
