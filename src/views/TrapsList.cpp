@@ -11,6 +11,7 @@
 
 #include "common/qt/KorvaneStyle.h"
 #include "views/ListHabits.h"
+#include "views/TrapCellDelegate.h"
 
 namespace korvane::views {
 namespace {
@@ -42,6 +43,7 @@ TrapsList::TrapsList(QTableView& view, TrapsTableModel& model, platform::Setting
     : view_(view), model_(model), settings_(settings), widthsSetting_(std::move(widthsSetting)) {
   StyleTable(view_);
   view_.setModel(&model_);
+  view_.setItemDelegate(new TrapCellDelegate(&view_));
   SetEmptyText(view_, emptyText);
   SetUpColumns();
   SetUpKeys();
@@ -92,7 +94,7 @@ void TrapsList::SetUpColumns() {
   if (widths.empty()) {
     const QFontMetrics metrics = view_.fontMetrics();
     widths = {metrics.horizontalAdvance(QStringLiteral("00/00/0000 00:00:00 MM")) + 40,
-              metrics.averageCharWidth() * 22, metrics.averageCharWidth() * 30};
+              metrics.averageCharWidth() * 26, metrics.averageCharWidth() * 34};
   }
   for (std::size_t column = 0; column < widths.size(); ++column) {
     view_.setColumnWidth(static_cast<int>(column), widths[column]);

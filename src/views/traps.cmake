@@ -8,6 +8,7 @@ target_sources(korvane_core PRIVATE
   ${CMAKE_CURRENT_SOURCE_DIR}/TrapsModel.cpp)
 if(KORVANE_WINDOWS)
   target_sources(korvane_windows PRIVATE
+    ${CMAKE_CURRENT_SOURCE_DIR}/TrapCellDelegate.cpp
     ${CMAKE_CURRENT_SOURCE_DIR}/TrapsList.cpp
     ${CMAKE_CURRENT_SOURCE_DIR}/TrapsTableModel.cpp
     ${CMAKE_CURRENT_SOURCE_DIR}/frmTraps.cpp)

@@ -1,0 +1,19 @@
+// Paints the cells of a list of traps.  Texts stand on one base line in every row: the style's own painting
+// moves a line up or down when a character comes from another font, and trap texts hold any character.
+// User-interface thread only.
+#pragma once
+
+#include <QStyledItemDelegate>
+
+namespace korvane::views {
+
+class TrapCellDelegate : public QStyledItemDelegate {
+  Q_OBJECT
+
+ public:
+  using QStyledItemDelegate::QStyledItemDelegate;
+
+  void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+};
+
+}  // namespace korvane::views
