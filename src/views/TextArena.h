@@ -29,7 +29,7 @@ class TextArena {
   bool IsSparse() const { return allocated_ > 2 * living_ + 4 * kChunkBytes; }
 
  private:
-  static constexpr std::size_t kChunkBytes = 64 * 1024;
+  static constexpr std::size_t kChunkBytes = 65'536;
   static constexpr std::uint32_t kNoChunk = UINT32_MAX;
 
   struct Chunk {
