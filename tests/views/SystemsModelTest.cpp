@@ -298,12 +298,16 @@ TEST_F(SystemsModelTest, ATrapAcknowledgedOnItsWayInIsNotCountedAfterwards) {
   Model.CheckTraps();
   EXPECT_EQ(TotalOf("router1"), 1);
   Store.AddTrap({.SequenceNumber = 3, .EventTime = 1});
+  Store.AddTrap({.SequenceNumber = 4, .EventTime = 1});
   Model.Reset();
-  EXPECT_EQ(TotalOf("router1"), 2);
+  EXPECT_EQ(TotalOf("router1"), 3);
+  const std::vector<std::int32_t> loaded = {4};
+  Model.TrapsAcknowledged(loaded);
   Model.SystemAcknowledged(SystemNamed("router1"), 2);
   Store.Execute("UPDATE EventTrap SET EventAck = 1");
   Model.Reset();
   Library.Deliver(3, "router1", 1);
+  Library.Deliver(4, "router1", 1);
   Model.CheckTraps();
   EXPECT_EQ(TotalOf("router1"), 0);
 }
