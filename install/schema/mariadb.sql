@@ -22,6 +22,12 @@ CREATE INDEX EventTrap_Ack_Time ON EventTrap (EventAck, EventTime, SequenceNumbe
 CREATE INDEX EventTrap_Time ON EventTrap (EventTime, SequenceNumber);
 CREATE INDEX EventTrap_Source_Ack_Time ON EventTrap (Source, EventAck, EventTime);
 
+-- How far each receiver's spool is stored; moved by the receiver together with the rows it adds to EventTrap.
+CREATE TABLE Receiver_State (
+  Spool_ID    VARCHAR(255) NOT NULL PRIMARY KEY,
+  Last_Number BIGINT NOT NULL DEFAULT 0
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+
 -- Names of traps.  RequestType holds the specific code and SpecificTrap the trap's name.
 CREATE TABLE EventStructure (
   Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,

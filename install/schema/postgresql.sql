@@ -19,6 +19,12 @@ CREATE INDEX EventTrap_Ack_Time ON EventTrap (EventAck, EventTime, SequenceNumbe
 CREATE INDEX EventTrap_Time ON EventTrap (EventTime, SequenceNumber);
 CREATE INDEX EventTrap_Source_Ack_Time ON EventTrap (Source, EventAck, EventTime);
 
+-- How far each receiver's spool is stored; moved by the receiver together with the rows it adds to EventTrap.
+CREATE TABLE Receiver_State (
+  Spool_ID    VARCHAR(255) NOT NULL PRIMARY KEY,
+  Last_Number BIGINT NOT NULL DEFAULT 0
+);
+
 -- Names of traps.  RequestType holds the specific code and SpecificTrap the trap's name.
 CREATE TABLE EventStructure (
   EnterpriseOid   VARCHAR(1500) NOT NULL DEFAULT '',

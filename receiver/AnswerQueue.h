@@ -1,0 +1,28 @@
+// Tokens of informs whose traps are safe, from the spooling thread to the listening one, which is woken by a
+// descriptor in its poll.
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include "Files.h"
+
+namespace korvane::receiver {
+
+class AnswerQueue {
+ public:
+  // Throws std::system_error.
+  AnswerQueue();
+
+  void Add(const std::vector<std::uint64_t>& tokens);
+  int Descriptor() const { return event_.Number(); }  // readable while there are any
+  std::vector<std::uint64_t> TakeAll();
+
+ private:
+  FileDescriptor event_;
+  std::mutex mutex_;
+  std::vector<std::uint64_t> tokens_;
+};
+
+}  // namespace korvane::receiver

@@ -1,0 +1,77 @@
+#include "Configuration.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <system_error>
+
+#include "Files.h"
+#include "common/RegistryValues.h"
+#include "common/Text.h"
+
+namespace korvane::receiver {
+namespace {
+
+// Reading is all the receiver needs, so it need not be allowed to write these values.
+constexpr std::uint32_t kReadAccess = 0x20019;
+constexpr std::size_t kMaxBytes = 1024;
+
+std::string TextValue(platform::RegistryStore& registry, std::string_view name) {
+  const auto data =
+      registry.QueryValue(platform::RegistryHive::LocalMachine, kManagerKey, name, kReadAccess, kMaxBytes);
+  return data && data->Type == platform::RegistryType::String ? std::string(TrimAtNul(data->Bytes))
+                                                              : std::string();
+}
+
+}  // namespace
+
+std::vector<std::string> SplitAddresses(std::string_view list) {
+  constexpr std::string_view kSeparators = ", \t";
+  std::vector<std::string> addresses;
+  while (!list.empty()) {
+    const std::size_t end = std::min(list.find_first_of(kSeparators), list.size());
+    if (end > 0) {
+      addresses.emplace_back(list.substr(0, end));
+    }
+    list.remove_prefix(std::min(list.size(), end + 1));
+  }
+  return addresses;
+}
+
+Configuration ReadConfiguration(platform::RegistryStore& registry) {
+  Configuration configuration;
+  if (auto addresses = SplitAddresses(TextValue(registry, kListenAddressesValue)); !addresses.empty()) {
+    configuration.ListenAddresses = std::move(addresses);
+  }
+  if (const std::string folder = TextValue(registry, kSpoolFolderValue); !folder.empty()) {
+    configuration.SpoolFolder = folder;
+  }
+  if (const std::string file = TextValue(registry, kSnmpFileValue); !file.empty()) {
+    configuration.SnmpFile = file;
+  }
+  return configuration;
+}
+
+SnmpAccess ReadSnmpAccess(const std::filesystem::path& file) {
+  namespace fs = std::filesystem;
+  std::error_code missing;
+  const fs::file_status status = fs::status(file, missing);
+  if (status.type() == fs::file_type::not_found) {
+    return {};
+  }
+  SnmpAccess access;
+  try {
+    access = ParseSnmpAccess(ReadWholeFile(file));
+  } catch (const std::system_error& error) {
+    access.Problems.push_back(error.what());
+    return access;
+  }
+  const bool open = (status.permissions() & fs::perms::others_read) != fs::perms::none;
+  if (open && std::any_of(access.Users.begin(), access.Users.end(),
+                          [](const SnmpUser& user) { return !user.AuthPassphrase.empty(); })) {
+    access.Problems.push_back("it holds passphrases and every user may read it");
+  }
+  return access;
+}
+
+}  // namespace korvane::receiver

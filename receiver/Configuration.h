@@ -1,0 +1,35 @@
+// What the receiver is told by the machine-wide values it shares with the console.  Read at the start; only
+// the file of SNMP users is read again on request.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "SnmpAccess.h"
+#include "platform/Platform.h"
+
+namespace korvane::receiver {
+
+// Strings below the manager's key; an absent or empty one has its default.
+inline constexpr std::string_view kListenAddressesValue = "KVListenAddresses";
+inline constexpr std::string_view kSpoolFolderValue = "KVSpoolDir";
+inline constexpr std::string_view kSnmpFileValue = "KVSnmpConfig";
+
+struct Configuration {
+  std::vector<std::string> ListenAddresses = {"udp:162", "udp6:162"};
+  std::filesystem::path SpoolFolder = "/var/spool/korvane";
+  std::filesystem::path SnmpFile = "/etc/korvane/receiver.conf";
+};
+
+Configuration ReadConfiguration(platform::RegistryStore& registry);
+
+// The addresses of a list separated by commas or blanks.
+std::vector<std::string> SplitAddresses(std::string_view list);
+
+// The users and communities of the file.  A file that is not there is an empty one; a file that can't be
+// read, or that others may read although it holds passphrases, is a problem.
+SnmpAccess ReadSnmpAccess(const std::filesystem::path& file);
+
+}  // namespace korvane::receiver

@@ -1,0 +1,16 @@
+#include "Counters.h"
+
+#include <fmt/format.h>
+
+namespace korvane::receiver {
+
+std::string CountersText(const Counters& counters, const Gauges& gauges) {
+  return fmt::format(
+      "counters: received {}, stored {}, spooled {}, waiting {}, dropped by the kernel {}, malformed {}, "
+      "informs answered {}, informs repeated {}, quarantined {}, damaged in the spool {}",
+      counters.Received.load(), counters.Stored.load(), gauges.Spooled, gauges.Waiting,
+      gauges.DroppedByKernel, counters.Malformed.load(), counters.Answered.load(), counters.Repeated.load(),
+      counters.Quarantined.load(), gauges.DamagedRecords);
+}
+
+}  // namespace korvane::receiver

@@ -1,0 +1,77 @@
+// The sockets on which notifications arrive, and the answers to informs.  Reads packets with net-snmp's
+// library, maps them and puts them into the queue.  Everything here runs on one thread, the library's.
+#pragma once
+
+#include <poll.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Counters.h"
+#include "InformTable.h"
+#include "ServiceLog.h"
+#include "SnmpLibrary.h"
+#include "TrapQueue.h"
+
+struct snmp_pdu;
+struct snmp_session;
+
+namespace korvane::receiver {
+
+// "udp:[ADDRESS:]PORT" or "udp6:[[ADDRESS]:]PORT" with a numeric address; empty when it is one, else what is
+// wrong with it.
+std::string ListenAddressProblem(std::string_view address);
+
+class Listener {
+ public:
+  Listener(SnmpLibrary& library, TrapQueue& queue, Counters& counters, ServiceLog& log);
+  ~Listener();
+
+  // Opens a socket with as large a receive buffer as the system allows.  Throws std::runtime_error.
+  void Listen(const std::string& address);
+
+  // One entry for each socket, in the order of Listen.
+  void AddPollEntries(std::vector<pollfd>& entries) const;
+  // Takes in what waits at the sockets, at most a good number of packets at each, so that other work is not
+  // starved.  True when there may be more.
+  bool ReadPackets();
+  // Sends the answers to informs whose traps are safe now.
+  void SendAnswers(std::span<const std::uint64_t> tokens);
+  std::size_t UnansweredInforms() const { return informs_.Waiting(); }
+
+  // Packets the kernel dropped at our sockets.
+  std::uint64_t DroppedByKernel() const;
+
+ private:
+  struct Socket;
+  struct Packet;
+
+  static int OnPacketParsed(snmp_session* session, snmp_pdu* pdu, int result);
+  static int OnMessage(int operation, snmp_session* session, int requestId, snmp_pdu* pdu, void* listener);
+
+  void ReadOne(Socket& socket);
+  void Parsed(const snmp_pdu& pdu, int result);
+  void Received(snmp_pdu& pdu);
+  std::string Refusal(const snmp_pdu& pdu) const;
+  void ReceivedInform(snmp_pdu& pdu, const std::string& key, QueuedTrap& trap);
+  void Count(const Packet& packet);
+  void SendAnswer(Answer& answer);
+
+  SnmpLibrary& library_;
+  TrapQueue& queue_;
+  Counters& counters_;
+  ServiceLog& log_;
+  std::vector<std::unique_ptr<Socket>> sockets_;
+  InformTable informs_;
+  std::vector<QueuedTrap> taken_;
+  Packet* packet_ = nullptr;  // the one that is being read
+  std::uint64_t unloggedMalformed_ = 0;
+  std::chrono::steady_clock::time_point lastMalformedLog_;
+};
+
+}  // namespace korvane::receiver

@@ -1,0 +1,239 @@
+#include "Service.h"
+
+#include <fmt/format.h>
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <sys/timerfd.h>
+#include <systemd/sd-daemon.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "AnswerQueue.h"
+#include "Counters.h"
+#include "DatabaseTrapStore.h"
+#include "Listener.h"
+#include "Quarantine.h"
+#include "SnmpLibrary.h"
+#include "Spool.h"
+#include "Spooler.h"
+#include "StoreWriter.h"
+#include "TrapQueue.h"
+
+namespace korvane::receiver {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::size_t kQueueBytes = std::size_t{64} << 20;
+constexpr int kCountersSeconds = 60;
+constexpr int kFullQueueWait = 20;  // milliseconds
+// The console restarts the service with two seconds between stop and start, so a stop takes no longer.
+constexpr auto kDrainTime = std::chrono::milliseconds(300);
+constexpr auto kLastStoreTime = std::chrono::milliseconds(1000);
+
+sigset_t ServiceSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGTERM, SIGINT, SIGUSR1, SIGHUP}) {
+    sigaddset(&signals, signal);
+  }
+  return signals;
+}
+
+FileDescriptor OrThrow(int descriptor, const char* what) {
+  if (descriptor < 0) {
+    throw std::system_error(errno, std::generic_category(), what);
+  }
+  return FileDescriptor(descriptor);
+}
+
+FileDescriptor MinuteTimer() {
+  FileDescriptor timer = OrThrow(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK), "timer");
+  itimerspec every{};
+  every.it_interval.tv_sec = kCountersSeconds;
+  every.it_value.tv_sec = kCountersSeconds;
+  timerfd_settime(timer.Number(), 0, &every, nullptr);
+  return timer;
+}
+
+class Service {
+ public:
+  Service(const Configuration& configuration, ServiceLog& log);
+  void Run();
+
+ private:
+  void ListenAll();
+  void ReadAccess();
+  void Loop();
+  void ReactToSignal();
+  void Drain();
+  void LogCounters();
+
+  const Configuration& configuration_;
+  ServiceLog& log_;
+  Counters counters_;
+  FileDescriptor signals_;
+  FileDescriptor timer_;
+  Spool spool_;
+  SnmpLibrary library_;
+  TrapQueue queue_{kQueueBytes};
+  AnswerQueue answers_;
+  DatabaseTrapStore store_{std::string(store::kDataSourceName)};
+  StoreWriter writer_;
+  Spooler spooler_;
+  Listener listener_;
+  bool ending_ = false;
+};
+
+Service::Service(const Configuration& configuration, ServiceLog& log)
+    : configuration_(configuration),
+      log_(log),
+      timer_(MinuteTimer()),
+      spool_(configuration.SpoolFolder),
+      library_(configuration.SpoolFolder, spool_.State(), log),
+      writer_(spool_, store_, Quarantine(configuration.SpoolFolder / "quarantine.txt"), counters_, log),
+      spooler_(
+          queue_, spool_, log, [this](const std::vector<std::uint64_t>& tokens) { answers_.Add(tokens); },
+          [this] { return writer_.StoreAvailable(); }),
+      listener_(library_, queue_, counters_, log) {
+  const sigset_t signals = ServiceSignals();
+  signals_ = OrThrow(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK), "signals");
+}
+
+void Service::Run() {
+  ReadAccess();
+  ListenAll();
+  if (const std::uint64_t waiting = spool_.Waiting(); waiting > 0) {
+    log_.Info(fmt::format("{} traps of an earlier run wait in the spool", waiting));
+  }
+  std::thread writing([this] { writer_.Run(); });
+  std::thread spooling([this] { spooler_.Run(); });
+  log_.Info("ready");
+  sd_notify(0, "READY=1");
+  Loop();
+  sd_notify(0, "STOPPING=1");
+  Drain();
+  queue_.Close();
+  spooling.join();
+  listener_.SendAnswers(answers_.TakeAll());
+  writer_.Stop(kLastStoreTime);
+  writing.join();
+  LogCounters();
+}
+
+// An address that can't be opened (no IPv6 here, port taken) does not stop the others.
+void Service::ListenAll() {
+  bool any = false;
+  for (const std::string& address : configuration_.ListenAddresses) {
+    try {
+      listener_.Listen(address);
+      any = true;
+    } catch (const std::runtime_error& error) {
+      log_.Error(error.what());
+    }
+  }
+  if (!any) {
+    throw std::runtime_error("there is no address to listen on");
+  }
+}
+
+void Service::ReadAccess() {
+  SnmpAccess access = ReadSnmpAccess(configuration_.SnmpFile);
+  for (const std::string& problem : access.Problems) {
+    log_.Error(fmt::format("{}: {}", configuration_.SnmpFile.string(), problem));
+  }
+  const std::size_t users = access.Users.size();
+  const std::size_t communities = access.Communities.size();
+  library_.SetAccess(std::move(access));
+  log_.Info(fmt::format(
+      "{} SNMPv3 users, {}", users,
+      communities == 0 ? std::string("any community") : fmt::format("{} communities", communities)));
+}
+
+void Service::Loop() {
+  std::vector<pollfd> entries;
+  while (!ending_) {
+    entries.clear();
+    for (const int descriptor : {signals_.Number(), timer_.Number(), answers_.Descriptor()}) {
+      entries.push_back({.fd = descriptor, .events = POLLIN, .revents = 0});
+    }
+    const bool room = queue_.HasRoom();
+    if (room) {
+      listener_.AddPollEntries(entries);
+    }
+    if (poll(entries.data(), entries.size(), room ? -1 : kFullQueueWait) < 0) {
+      continue;  // interrupted
+    }
+    if (entries[0].revents != 0) {
+      ReactToSignal();
+    }
+    std::uint64_t ticks = 0;
+    if (entries[1].revents != 0 && read(timer_.Number(), &ticks, sizeof ticks) > 0) {
+      LogCounters();
+    }
+    if (entries[2].revents != 0) {
+      listener_.SendAnswers(answers_.TakeAll());
+    }
+    if (room) {
+      listener_.ReadPackets();
+    }
+  }
+}
+
+void Service::ReactToSignal() {
+  signalfd_siginfo signal{};
+  while (read(signals_.Number(), &signal, sizeof signal) == sizeof signal) {
+    switch (static_cast<int>(signal.ssi_signo)) {
+      case SIGUSR1:
+        LogCounters();
+        break;
+      case SIGHUP:
+        ReadAccess();
+        break;
+      default:
+        ending_ = true;
+    }
+  }
+}
+
+// What the kernel has taken in before the stop is received.
+void Service::Drain() {
+  const auto until = steady_clock::now() + kDrainTime;
+  while (listener_.ReadPackets() && steady_clock::now() < until) {
+  }
+}
+
+void Service::LogCounters() {
+  log_.Info(CountersText(counters_, {.Spooled = writer_.SpooledCount(),
+                                     .Waiting = spool_.Waiting(),
+                                     .DroppedByKernel = listener_.DroppedByKernel(),
+                                     .DamagedRecords = spool_.DamagedRecords()}));
+}
+
+}  // namespace
+
+void BlockServiceSignals() {
+  const sigset_t signals = ServiceSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+int RunService(const Configuration& configuration, ServiceLog& log) {
+  try {
+    Service service(configuration, log);
+    service.Run();
+    return 0;
+  } catch (const std::exception& error) {
+    log.Error(fmt::format("the receiver can't run: {}", error.what()));
+    return 1;
+  }
+}
+
+}  // namespace korvane::receiver

@@ -1,0 +1,21 @@
+// The receiver as a running service: owns its parts and threads, reacts to signals, and ends so that
+// everything received is stored or spooled.
+//
+//   this thread   sockets, SNMP library, answers to informs, signals, counters
+//   spooling      queue -> spool                (Spooler)
+//   writing       spool -> trap store           (StoreWriter)
+#pragma once
+
+#include "Configuration.h"
+#include "ServiceLog.h"
+
+namespace korvane::receiver {
+
+// Signals the service takes through a descriptor: blocked before any thread starts.
+void BlockServiceSignals();
+
+// Until SIGTERM or SIGINT.  SIGUSR1 logs the counters, SIGHUP reads the file of SNMP users again.  The exit
+// status: 0, or 1 when it could not start, with the reason in the log.
+int RunService(const Configuration& configuration, ServiceLog& log);
+
+}  // namespace korvane::receiver

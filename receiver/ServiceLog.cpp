@@ -1,0 +1,47 @@
+#include "ServiceLog.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+
+#include "common/Text.h"
+
+namespace korvane::receiver {
+namespace {
+
+std::string UtcNow() {
+  const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  std::tm parts{};
+  gmtime_r(&now, &parts);
+  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", parts.tm_year + 1900, parts.tm_mon + 1,
+                     parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
+}
+
+}  // namespace
+
+void ServiceLog::Write(LogLevel level, std::string_view message) {
+  const std::string line = VisibleText(message);
+  const std::lock_guard lock(mutex_);
+  sink_(level, line);
+}
+
+ServiceLog::Sink StandardErrorSink() {
+  // systemd sets this for services whose standard error is the journal.
+  const bool journal = std::getenv("JOURNAL_STREAM") != nullptr;
+  return [journal](LogLevel level, std::string_view line) {
+    const std::string text = journal ? fmt::format("<{}>{}\n", static_cast<int>(level), line)
+                                     : fmt::format("{} {}{}\n", UtcNow(),
+                                                   level == LogLevel::Error     ? "error: "
+                                                   : level == LogLevel::Warning ? "warning: "
+                                                                                : "",
+                                                   line);
+    // One call, so that lines of several processes do not mix; a log nobody reads is no reason to stop.
+    [[maybe_unused]] const auto ignored = write(STDERR_FILENO, text.data(), text.size());
+  };
+}
+
+}  // namespace korvane::receiver

@@ -1,0 +1,44 @@
+// From the listening thread to the spooling one, bounded by bytes.  When it is full the listener stops
+// reading its sockets, so what does not fit is dropped by the kernel, where it is counted, and nowhere else.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include "TrapRow.h"
+
+namespace korvane::receiver {
+
+struct QueuedTrap {
+  TrapRow Row;
+  std::uint64_t InformToken = 0;  // 0: nobody waits for an answer
+};
+
+class TrapQueue {
+ public:
+  explicit TrapQueue(std::size_t maxBytes) : maxBytes_(maxBytes) {}
+
+  // Always takes them: HasRoom is asked before more is read.
+  void Push(std::vector<QueuedTrap> traps);
+  bool HasRoom() const;
+  // Everything there is, in order, waiting a while when there is nothing.  Empty after the time, or when the
+  // queue was closed and is used up.
+  std::vector<QueuedTrap> TakeAll(std::chrono::milliseconds longest);
+  void Close();
+  bool Closed() const;
+  bool ClosedAndEmpty() const;
+
+ private:
+  const std::size_t maxBytes_;
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<QueuedTrap> traps_;
+  std::size_t bytes_ = 0;
+  bool closed_ = false;
+};
+
+}  // namespace korvane::receiver
