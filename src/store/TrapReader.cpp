@@ -179,7 +179,7 @@ void TrapReader::Impl::ReadWhole(LongRow& row) {
     for (std::size_t i = 0; i < kTexts; ++i) {
       std::string whole;
       WholeReader->AppendCell(static_cast<SQLUSMALLINT>(i + 1), whole);
-      if (TextPlaces[i] != 0) row.Texts[i] = std::move(whole);
+      if (TextPlaces[i] != 0 && DoesNotFit(Texts[i].Lengths[row.Row])) row.Texts[i] = std::move(whole);
     }
   }
   WholeReader->CloseCursor();

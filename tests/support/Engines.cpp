@@ -1,7 +1,10 @@
 #include "support/Engines.h"
 
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <unistd.h>
 
+#include <array>
 #include <fstream>
 #include <map>
 #include <stdexcept>
@@ -12,18 +15,41 @@ namespace korvane::test {
 
 namespace {
 
-const std::string kScript = KORVANE_SOURCE_DIR "/tests/support/database-servers";
+using Section = std::map<std::string, std::string>;
 
-// The ports that the keeper of the servers wrote down, by the server's name.
-std::map<std::string, std::string> ServerPorts() {
-  std::map<std::string, std::string> ports;
-  std::ifstream state(KORVANE_DATABASE_SERVERS);
+// What the keeper of the servers wrote down: its folder, and each server's port.  Empty when none run.
+std::map<std::string, Section> KeepersState() {
+  std::map<std::string, Section> state;
+  std::ifstream file(KORVANE_DATABASE_SERVERS);
   std::string section;
-  for (std::string line; std::getline(state, line);) {
+  for (std::string line; std::getline(file, line);) {
     if (line.starts_with('[')) section = line.substr(1, line.size() - 2);
-    if (line.starts_with("port = ")) ports[section] = line.substr(7);
+    if (const auto equals = line.find(" = "); equals != std::string::npos) {
+      state[section][line.substr(0, equals)] = line.substr(equals + 3);
+    }
   }
-  return ports;
+  return state;
+}
+
+// One request to the keeper, in a line of words; throws with its answer unless it was carried out.
+void AskKeeper(const std::string& request) {
+  const std::string path = KeepersState()["keeper"]["folder"] + "/control";
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof address.sun_path - 1);
+  const int link = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  std::string answer;
+  if (connect(link, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+    const std::string line = request + "\n";
+    [[maybe_unused]] const ssize_t sent = send(link, line.data(), line.size(), MSG_NOSIGNAL);
+    std::array<char, 4096> part{};
+    for (ssize_t size = 0; (size = recv(link, part.data(), part.size(), 0)) > 0;) {
+      answer.append(part.data(), static_cast<std::size_t>(size));
+    }
+  }
+  close(link);
+  if (answer != "done\n")
+    throw std::runtime_error("The database servers' keeper: " + request + ": " + answer);
 }
 
 // A database of this process's own.
@@ -34,32 +60,26 @@ std::string DatabaseName() {
 class ServerStore : public TestStore {
  public:
   explicit ServerStore(std::string server) : TestStore("dvldb-" + server), server_(std::move(server)) {
-    if (!ServerPorts().contains(server_)) {
-      throw std::runtime_error("The database servers are not running.  ctest starts them; by hand: " +
-                               kScript + " start " KORVANE_DATABASE_SERVERS);
+    if (!KeepersState().contains(server_)) {
+      throw std::runtime_error(
+          "The database servers are not running.  ctest starts them; by hand: "
+          "tests/support/database-servers start " KORVANE_DATABASE_SERVERS);
     }
-    DataSourceFolder();
-    Ask({"create", server_, DatabaseName()});
+    AskKeeper(fmt::format("create {} {}", server_, DatabaseName()));
     Connect(Db());
   }
   ~ServerStore() override {
     Db().Close();
     try {
-      Ask({"drop", server_, DatabaseName()});
+      AskKeeper(fmt::format("drop {} {}", server_, DatabaseName()));
     } catch (const std::exception&) {  // it goes with the server
     }
   }
 
-  void TakeAway() override { Ask({"halt", server_}); }
-  void BringBack() override { Ask({"resume", server_}); }
+  void TakeAway() override { AskKeeper("halt " + server_); }
+  void BringBack() override { AskKeeper("resume " + server_); }
 
  private:
-  static void Ask(const std::vector<std::string>& words) {
-    std::vector<std::string> command = {kScript, "ask", KORVANE_DATABASE_SERVERS};
-    command.insert(command.end(), words.begin(), words.end());
-    RunProgram(command);
-  }
-
   std::string server_;
 };
 
@@ -81,7 +101,9 @@ std::string EngineName(store::Engine engine) {
 
 std::string ServerDataSources() {
   std::string text;
-  for (const auto& [server, port] : ServerPorts()) {
+  for (const auto& [server, section] : KeepersState()) {
+    if (!section.contains("port")) continue;
+    const std::string& port = section.at("port");
     if (server == "postgresql") {
       text += fmt::format(
           "[dvldb-{}]\nDriver=PostgreSQL\nServername=127.0.0.1\nPort={}\nDatabase={}\nUserName=dvl\n"

@@ -72,7 +72,7 @@ class TestStore {
   void AddFilter(const StoredCriterion& criterion);
 
  protected:
-  explicit TestStore(std::string dataSource) : dataSource_(std::move(dataSource)) {}
+  explicit TestStore(std::string dataSource) : dataSource_(std::move(dataSource)) { DataSourceFolder(); }
 
  private:
   std::string dataSource_;

@@ -1,0 +1,124 @@
+// A store that goes away and comes back: nothing is lost, nothing runs twice, and one connection object lives
+// through it.
+#include <fmt/format.h>
+
+#include <array>
+
+#include "EngineTest.h"
+#include "store/BatchInsert.h"
+#include "store/DatabaseError.h"
+#include "store/Odbc.h"
+#include "store/Statements.h"
+#include "store/Tables.h"
+#include "store/TrapReader.h"
+
+namespace korvane::store {
+
+namespace {
+
+class LostConnections : public EngineTest {
+ protected:
+  LostConnections() {
+    Made->Connect(Console);
+    Made->AddTraps(std::vector<test::StoredTrap>{{.SequenceNumber = 1}, {.SequenceNumber = 2}});
+  }
+  void Restart() {
+    Made->TakeAway();
+    Made->BringBack();
+  }
+  void Add(std::int32_t number) {
+    Console.Execute(fmt::format("INSERT INTO EventTrap (SequenceNumber, EventTime) VALUES ({}, 1)", number));
+  }
+  std::int32_t Count() {
+    Db.Close();
+    Made->Connect(Db);
+    return Made->Number("SELECT COUNT(*) FROM EventTrap");
+  }
+
+  Connection Console;
+};
+KORVANE_ON_EVERY_ENGINE(LostConnections);
+
+TEST_P(LostConnections, AReadingAfterARestartJustWorks) {
+  Restart();
+  EXPECT_TRUE(Console.OpenRecordset(kEventTrap).Next());
+  Restart();
+  TrapReader reader(Console, TrapsLoadStatement(5000));
+  IncomingTrap trap;
+  EXPECT_TRUE(reader.Next(trap));
+  EXPECT_TRUE(reader.Next(trap));
+  EXPECT_FALSE(reader.Next(trap));
+}
+
+TEST_P(LostConnections, AWritingAfterARestartRunsOnceAtMost) {
+  Restart();
+  int failures = 0;
+  for (std::int32_t number = 3; number < 6; ++number) {
+    try {
+      Add(number);
+    } catch (const DatabaseError&) {
+      ++failures;  // a statement that may have run is not repeated by itself
+    }
+  }
+  EXPECT_LE(failures, 1);
+  EXPECT_EQ(Count(), 5 - failures);
+}
+
+TEST_P(LostConnections, EveryCallFailsWhileTheStoreIsAwayAndWorksAfterwards) {
+  Made->TakeAway();
+  for (int turn = 0; turn < 2; ++turn) {
+    EXPECT_THROW(Console.OpenRecordset(kEventTrap), DatabaseError);
+    EXPECT_THROW(TrapReader(Console, TrapsLoadStatement(5000)), DatabaseError);
+    EXPECT_THROW(Add(3), DatabaseError);
+    EXPECT_THROW(Transaction{Console}, DatabaseError);
+    EXPECT_FALSE(Console.IsOpen());
+    EXPECT_FALSE(Console.InTransaction());
+  }
+  Made->BringBack();
+  Add(3);
+  EXPECT_TRUE(Console.IsOpen());
+  EXPECT_EQ(Count(), 3);
+}
+
+TEST_P(LostConnections, ATransactionIsLostWholeAndTheNextOneWorks) {
+  constexpr std::array<std::string_view, 2> kColumns = {"SequenceNumber", "EventTime"};
+  BatchInsert insert(Console, kEventTrap, kColumns);  // kept over the restart, as the receiver keeps it
+  const auto batch = [&](std::int32_t first) {
+    Transaction transaction(Console);
+    for (std::int32_t i = first; i < first + 100; ++i) insert.Add(std::array<BatchInsert::Value, 2>{i, 1});
+    insert.Flush();
+    transaction.Commit();
+  };
+  batch(1000);
+  try {
+    Transaction transaction(Console);
+    Add(3);
+    if (GetParam() == Engine::Sqlite)
+      Console.Internals().Lost = true;  // files can't go away under a transaction
+    Restart();
+    EXPECT_THROW(Add(4), DatabaseError);
+    EXPECT_THROW(Add(5), DatabaseError);  // not on a new connection, half of a transaction
+    transaction.Commit();
+    ADD_FAILURE() << "half a transaction was committed";
+  } catch (const DatabaseError&) {
+    EXPECT_FALSE(Console.InTransaction());
+  }
+  batch(2000);
+  EXPECT_EQ(Count(), 2 + 100 + 100);
+}
+
+// Another file under the same name is another store: restored from a backup, say.
+TEST(LostEmbeddedStore, AFileThatWasReplacedIsNoticed) {
+  test::SqliteStore made;
+  Connection console;
+  made.Connect(console);
+  made.AddTrap({});
+  made.Db().Close();
+  made.TakeAway();
+  test::RunProgram({KORVANE_SOURCE_DIR "/install/make-store", "sqlite", made.MainFile()});
+  EXPECT_FALSE(console.OpenRecordset(kEventTrap).Next());
+}
+
+}  // namespace
+
+}  // namespace korvane::store

@@ -1,0 +1,191 @@
+#include "store/TrapNames.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "store/DatabaseError.h"
+#include "support/TestStore.h"
+
+namespace korvane::store {
+
+namespace {
+
+class TrapNamesTest : public testing::Test {
+ protected:
+  TrapNamesTest() {
+    Made.AddDefinition("1.3.6.1.4.1.10", 3, "tenThree", "tenMIB", "Three of ten.");
+    Made.AddDefinition("1.3.6.1.4.1.10", 0, "tenZero", "tenMIB", "");
+    Made.AddDefinition("1.3.6.1.4.1.20.0", 3, "twentyThree", "twentyMIB", "Stored with an instance.");
+    Made.AddDefinition("1.3.6.1.6.3.1.1.5", 3, "linkDown", "snmpTraps", "A link went down.");
+    Made.AddDefinition("1.3.6.1.6.3.1.1.5", 1, "coldStart", "snmpTraps", "A cold start.");
+  }
+
+  IncomingTrap Trap(std::string_view oid, std::int32_t specific, std::int32_t generic) {
+    IncomingTrap trap;
+    trap.EnterpriseOid = oid;
+    trap.SpecificTrap = specific;
+    trap.GenericTrap = generic;
+    return trap;
+  }
+  void ForgetDefinitions() { Made.Execute("DELETE FROM EventStructure"); }
+
+  test::SqliteStore Made;
+  TrapNames Names{Made.Db()};
+};
+
+TEST_F(TrapNamesTest, NamesByRowThenEnterpriseThenCode) {
+  struct Case {
+    std::string_view Oid;
+    std::int32_t Specific, Generic;
+    std::string_view TrapName, EnterpriseName, Description;
+  };
+  const std::vector<Case> cases = {
+      {"1.3.6.1.4.1.10", 3, 6, "tenThree", "tenMIB", "Three of ten."},
+      {".1.3.6.1.4.1.10", 3, 6, "tenThree", "tenMIB", "Three of ten."},
+      {"1.3.6.1.4.1.20", 3, 6, "twentyThree", "twentyMIB", "Stored with an instance."},
+      // The enterprise alone, with and without the instance.
+      {"1.3.6.1.4.1.10", 9, 6, "1.3.6.1.4.1.10.0.9", "tenMIB", ""},
+      {"1.3.6.1.4.1.20", 9, 6, "1.3.6.1.4.1.20.0.9", "twentyMIB", ""},
+      {"1.3.6.1.4.1.30", 9, 6, "1.3.6.1.4.1.30.0.9", "1.3.6.1.4.1.30", ""},
+      // Generic traps: their own row, the standard's, or the code's name.
+      {"1.3.6.1.4.1.10", 0, 2, "tenZero", "tenMIB", ""},
+      {"1.3.6.1.4.1.20", 0, 2, "linkDown", "twentyMIB", "A link went down."},
+      {"1.3.6.1.4.1.30", 0, 2, "linkDown", "1.3.6.1.4.1.30", "A link went down."},
+      {"1.3.6.1.6.3.1.1.5", 0, 0, "coldStart", "snmpTraps", "A cold start."},
+      {"1.3.6.1.4.1.30", 0, 3, "linkUp", "1.3.6.1.4.1.30", ""},
+      // A code that no standard knows.
+      {"1.3.6.1.4.1.30", 4, 7, "1.3.6.1.4.1.30.0.4", "1.3.6.1.4.1.30", ""},
+      {"1.3.6.1.4.1.30", 4, -1, "1.3.6.1.4.1.30.0.4", "1.3.6.1.4.1.30", ""},
+      {"", 4, 6, "enterpriseSpecific", "", ""},
+  };
+  for (const Case& each : cases) {
+    IncomingTrap trap = Trap(each.Oid, each.Specific, each.Generic);
+    for (int turn = 0; turn < 2; ++turn) {
+      Names.GetTrapName(trap);
+      EXPECT_EQ(trap.TrapName(), each.TrapName) << each.Oid;
+      EXPECT_EQ(trap.EnterpriseName(), each.EnterpriseName) << each.Oid;
+      EXPECT_EQ(trap.FurtherDescription(), each.Description) << each.Oid;
+    }
+  }
+}
+
+TEST_F(TrapNamesTest, AskOncePerKindAndAgainAfterClearing) {
+  IncomingTrap known = Trap("1.3.6.1.4.1.10", 3, 6);
+  Names.GetTrapName(known);
+  const TrapDefinition* const definition = known.Definition;
+  EXPECT_EQ(Names.GetTrapSpecific("1.3.6.1.4.1.20", 3), "twentyThree");
+  EXPECT_EQ(Names.TranslateOidName("tenMIB"), "1.3.6.1.4.1.10");
+  EXPECT_EQ(Names.TranslateOidName("1.3.6.1.4.1.20"), "twentyMIB");
+  EXPECT_EQ(Names.TranslateOidName("noMIB"), "");
+  Made.AddDefinition("1.3.6.1.4.1.99", 1, "late", "noMIB", "");
+  EXPECT_EQ(Names.TranslateOidName("noMIB"), "");  // that there was none is known too
+  ForgetDefinitions();
+  Names.GetTrapName(known);
+  EXPECT_EQ(known.Definition, definition);
+  EXPECT_EQ(Names.GetTrapSpecific(".1.3.6.1.4.1.20", 3), "twentyThree");
+  EXPECT_EQ(Names.TranslateOidName("tenMIB"), "1.3.6.1.4.1.10");
+  EXPECT_EQ(Names.TranslateOidName("1.3.6.1.4.1.20"), "twentyMIB");
+  Names.ClearCache();
+  Names.GetTrapName(known);
+  EXPECT_EQ(known.TrapName(), "1.3.6.1.4.1.10.0.3");
+  EXPECT_EQ(definition->TrapName, "tenThree");  // rows still point at it
+  EXPECT_EQ(Names.GetTrapSpecific("1.3.6.1.4.1.20", 3), "");
+  EXPECT_EQ(Names.TranslateOidName("tenMIB"), "");
+  Made.AddDefinition("1.3.6.1.4.1.10", 3, "tenThree", "tenMIB", "Three of ten.");
+  Names.ClearCache();
+  Names.GetTrapName(known);
+  EXPECT_EQ(known.Definition, definition);  // equal definitions are one object
+}
+
+TEST_F(TrapNamesTest, AHostileOidReachesNoStatement) {
+  Made.Execute("DROP TABLE EventStructure");  // any query would throw
+  for (const std::string& oid :
+       {std::string("1.3' OR '1' = '1"), std::string("1.3.\0.6", 7), std::string("1.3.6\xff"),
+        std::string("1,3"), std::string(70000, 'x'), std::string("..")}) {
+    IncomingTrap trap = Trap(oid, 1, 6);
+    Names.GetTrapName(trap);
+    EXPECT_FALSE(trap.TrapName().empty());
+    EXPECT_EQ(Names.GetTrapSpecific(oid, 1), "");
+    EXPECT_EQ(Names.TranslateOidName("." + oid), "");
+  }
+  EXPECT_THROW(Names.TranslateOidName("O'Brien"), DatabaseError);
+}
+
+TEST_F(TrapNamesTest, AFailedLookupLeavesTheTrapAndIsTriedAgain) {
+  Made.Execute("ALTER TABLE EventStructure RENAME TO Hidden");
+  IncomingTrap trap = Trap(".1.3.6.1.4.1.10", 3, 6);
+  trap.Severity = 4;
+  EXPECT_THROW(Names.GetTrapName(trap), DatabaseError);
+  EXPECT_EQ(trap.Definition, nullptr);
+  EXPECT_EQ(trap.EnterpriseOid, ".1.3.6.1.4.1.10");
+  EXPECT_EQ(trap.Severity, 4);
+  Names.NameWithoutDefinition(trap);
+  EXPECT_EQ(trap.TrapName(), "1.3.6.1.4.1.10.0.3");
+  EXPECT_EQ(trap.EnterpriseName(), "1.3.6.1.4.1.10");
+  Made.Execute("ALTER TABLE Hidden RENAME TO EventStructure");
+  Names.GetTrapName(trap);
+  EXPECT_EQ(trap.TrapName(), "tenThree");
+  Names.NameWithoutDefinition(trap);
+  EXPECT_EQ(trap.TrapName(), "tenThree");  // what is known needs no database
+}
+
+// Hides the traps of one source; a trap of severity says so in its bindings.
+struct SourceVerdict : TrapVerdict {
+  bool IsFiltered(const IncomingTrap& trap) const override { return trap.Source == "hidden"; }
+  std::int32_t SeverityOf(const IncomingTrap& trap) const override { return trap.VarBinds == "bad" ? 5 : 1; }
+};
+
+struct CountingVerdicts : TrapVerdicts {
+  std::unique_ptr<TrapVerdict> VerdictFor(std::string_view oid, std::int32_t specific,
+                                          std::int32_t generic) override {
+    Asked.push_back(std::string(oid) + "/" + std::to_string(specific) + "/" + std::to_string(generic));
+    return std::make_unique<SourceVerdict>();
+  }
+  std::vector<std::string> Asked;
+};
+
+TEST_F(TrapNamesTest, EveryTrapGetsTheVerdictOfItsKindOnItself) {
+  IncomingTrap trap = Trap(".1.3.6.1.4.1.10", 3, 6);
+  Names.GetTrapName(trap);
+  EXPECT_EQ(trap.Severity, 0);
+  EXPECT_FALSE(trap.Filtered);
+  CountingVerdicts verdicts;
+  Names.UseVerdicts(verdicts);
+  for (const auto& [source, bindings, filtered, severity] :
+       {std::tuple{"hidden", "bad", true, 5}, std::tuple{"seen", "bad", false, 5},
+        std::tuple{"seen", "good", false, 1}}) {
+    trap.Source = source;
+    trap.VarBinds = bindings;
+    Names.GetTrapName(trap);
+    EXPECT_EQ(trap.Filtered, filtered);
+    EXPECT_EQ(trap.Severity, severity);
+  }
+  EXPECT_EQ(verdicts.Asked, std::vector<std::string>{"1.3.6.1.4.1.10/3/6"});
+  trap.GenericTrap = 2;
+  Names.GetTrapName(trap);
+  EXPECT_EQ(verdicts.Asked.size(), 2U);
+  Names.ClearCache();
+  Names.GetTrapName(trap);
+  EXPECT_EQ(verdicts.Asked.size(), 3U);
+}
+
+TEST_F(TrapNamesTest, OffersEnterprisesAndTheirTraps) {
+  Made.AddDefinition("1.3.6.1.4.1.10", 4, "Alpha", "tenMIB", "");
+  Made.AddDefinition("1.3.6.1.4.1.40", 1, "x", "AMib", "");
+  Made.AddDefinition("1.3.6.1.4.1.41", 1, "x", "", "");
+  EXPECT_EQ(Names.EnterpriseNames(), (std::vector<std::string>{"AMib", "snmpTraps", "tenMIB", "twentyMIB"}));
+  const std::vector<NamedTrap> traps = Names.TrapsOfEnterprise("tenMIB");
+  ASSERT_EQ(traps.size(), 3U);
+  EXPECT_EQ(traps[0].TrapName, "Alpha");
+  EXPECT_EQ(traps[1].TrapName, "tenThree");
+  EXPECT_EQ(traps[1].SpecificTrap, 3);
+  EXPECT_EQ(traps[1].EnterpriseOid, "1.3.6.1.4.1.10");
+  EXPECT_TRUE(Names.TrapsOfEnterprise("none").empty());
+  EXPECT_THROW(Names.TrapsOfEnterprise("O'Brien"), DatabaseError);
+}
+
+}  // namespace
+
+}  // namespace korvane::store
