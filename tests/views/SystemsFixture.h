@@ -5,6 +5,7 @@
 
 #include <deque>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -15,6 +16,7 @@
 #include "params/DefinitionVerdicts.h"
 #include "params/TrapFilters.h"
 #include "store/TrapNames.h"
+#include "support/Engines.h"
 #include "support/FakePlatform.h"
 #include "support/RecordingBusy.h"
 #include "support/ScriptedPrompts.h"
@@ -84,7 +86,7 @@ class ScriptedViewOption : public views::ViewOptionQuestion {
 };
 
 struct SystemsFixture : testing::Test {
-  SystemsFixture() {
+  explicit SystemsFixture(store::Engine engine = store::Engine::Sqlite) : Made(MakeStore(engine)) {
     Store.Connect(Connection);
     Names.UseVerdicts(Verdicts);
     Model.AttachIntake(Intake);
@@ -126,7 +128,8 @@ struct SystemsFixture : testing::Test {
     return row ? Model.Row(*row).Total() : -1;
   }
 
-  SqliteStore Store;
+  std::unique_ptr<TestStore> Made;
+  TestStore& Store{*Made};
   store::Connection Connection;
   FakePlatform Machine;
   ProcessState State;
