@@ -5,6 +5,7 @@
 #include <QAbstractItemModelTester>
 #include <QApplication>
 #include <QClipboard>
+#include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMdiArea>
@@ -13,6 +14,7 @@
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTest>
+#include <QTimer>
 
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/QtText.h"
@@ -364,6 +366,29 @@ TEST_F(TrapsWindowTest, EmptyListsSayWhatWouldBeThere) {
   EXPECT_EQ(details.back().front().toInt(), 2);
   window_->Printable();
   EXPECT_EQ(prints.size(), 1);
+}
+
+TEST_F(TrapsWindowTest, AsksForItsPopUpMenuAndShowsItsParameters) {
+  Open();
+  Arrive(1, 3);
+  QSignalSpy menus(window_.get(), &frmTraps::ContextMenuRequested);
+  const QPoint place = list_->visualRect(list_->model()->index(1, 1)).center();
+  QContextMenuEvent event(QContextMenuEvent::Mouse, place, list_->viewport()->mapToGlobal(place));
+  QApplication::sendEvent(list_->viewport(), &event);
+  ASSERT_EQ(menus.size(), 1);
+  EXPECT_EQ(menus.front().front().toPoint(), list_->viewport()->mapToGlobal(place));
+
+  QString caption;
+  QTimer closer;
+  QObject::connect(&closer, &QTimer::timeout, &closer, [&] {
+    if (QWidget* dialog = QApplication::activeModalWidget()) {
+      caption = dialog->windowTitle();
+      dialog->close();
+    }
+  });
+  closer.start(10);
+  window_->ShowWindowParameters();
+  EXPECT_EQ(caption, QStringLiteral("Window Parameters"));
 }
 
 TEST_F(TrapsWindowTest, ColumnWidthsAreKeptAndDamagedOnesIgnored) {
