@@ -76,6 +76,10 @@ class TrapsWindowTest : public testing::Test {
     }
     world_.Store.AddTraps(traps);
   }
+  void Load() {
+    window_->Reset();
+    QApplication::processEvents();
+  }
   // One tick of the intake.
   void Arrive(std::int32_t first, std::int32_t last) {
     for (std::int32_t number = first; number <= last; ++number) {
@@ -119,7 +123,7 @@ class TrapsWindowTest : public testing::Test {
 TEST_F(TrapsWindowTest, FollowsTheNewestOnlyFromTheEnd) {
   Store(1, 100);
   Open();
-  window_->Reset();
+  Load();
   ASSERT_GT(Bar()->maximum(), 0);
   EXPECT_EQ(OnScreen().back(), 100) << "a loaded list shows its newest traps";
   Arrive(101, 110);
@@ -159,7 +163,7 @@ TEST_F(TrapsWindowTest, FollowsTheNewestOnlyFromTheEnd) {
 TEST_F(TrapsWindowTest, KeepsTheReadersPlaceWhereverRowsComeAndGo) {
   Store(1, 150);
   Open();
-  window_->Reset();
+  Load();
   Bar()->setValue(60);
   const std::vector<std::int32_t> read = OnScreen();
 
@@ -183,15 +187,14 @@ TEST_F(TrapsWindowTest, KeepsTheReadersPlaceWhereverRowsComeAndGo) {
   EXPECT_EQ(OnScreen().front(), top);
 
   // A reset loads the list anew and goes back to the place.
-  window_->Reset();
-  QApplication::processEvents();
+  Load();
   EXPECT_EQ(OnScreen().front(), top);
 }
 
 TEST_F(TrapsWindowTest, SelectionAndCurrentRowFollowTheirTraps) {
   Store(1, 200);
   Open();
-  window_->Reset();
+  Load();
   const auto select = [&](std::int32_t number, QItemSelectionModel::SelectionFlags flags) {
     list_->selectionModel()->setCurrentIndex(window_->Table().index(PositionOfTrap(number), 0),
                                              flags | QItemSelectionModel::Rows);
@@ -232,7 +235,7 @@ TEST_F(TrapsWindowTest, SelectionAndCurrentRowFollowTheirTraps) {
 TEST_F(TrapsWindowTest, HeaderClicksSortUpDownAndBackToArrival) {
   Store(1, 50);
   Open();
-  window_->Reset();
+  Load();
   const auto click = [&](int column) {
     const QHeaderView* header = list_->horizontalHeader();
     QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
@@ -261,8 +264,7 @@ TEST_F(TrapsWindowTest, HeaderClicksSortUpDownAndBackToArrival) {
 TEST_F(TrapsWindowTest, RepaintsOnceATick) {
   Store(1, 190);
   Open();
-  window_->Reset();
-  QApplication::processEvents();
+  Load();
   Repaints repaints(list_->viewport());
   for (const int place : {0, 50, Bar()->maximum()}) {
     for (const int column : {-1, 3}) {
@@ -330,7 +332,7 @@ TEST_F(TrapsWindowTest, SelectsAndCopiesManyRowsQuickly) {
   world_.State.gMaxViewTraps = 20'000;
   Store(1, 12'000);
   Open();
-  window_->Reset();
+  Load();
   list_->selectAll();
   EXPECT_EQ(window_->List().SelectedRows().size(), 12'000U);
   EXPECT_EQ(list_->selectionModel()->selection().size(), 1) << "one range, not one for each row";
@@ -413,7 +415,7 @@ TEST_F(TrapsWindowTest, AClosedSubWindowGoesOnlyWhenItMay) {
   area.resize(800, 600);
   area.show();
   Open(WindowKind::PerSystem, &system);
-  window_->Reset();
+  Load();
   tester_.reset();
   QMdiSubWindow* sub = area.addSubWindow(window_.release());
   EXPECT_EQ(sub->windowTitle(), QStringLiteral("All Traps "));
