@@ -46,6 +46,8 @@ QPalette ReadableWhenDisabled(QPalette palette) {
   for (const QPalette::ColorRole role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
     palette.setBrush(QPalette::Disabled, role, palette.brush(QPalette::Active, role));
   }
+  palette.setBrush(QPalette::Disabled, QPalette::HighlightedText,
+                   palette.brush(QPalette::Active, QPalette::Text));
   return palette;
 }
 
