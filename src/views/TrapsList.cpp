@@ -59,6 +59,19 @@ TrapsList::TrapsList(QTableView& view, TrapsTableModel& model, platform::Setting
     }
     --changing_;
   });
+  // Outside a batch the layout changes only by sorting.
+  connect(&model_, &QAbstractItemModel::layoutAboutToBeChanged, this, [this] {
+    if (changing_ == 0) {
+      RememberPlace();
+    }
+  });
+  connect(&model_, &QAbstractItemModel::layoutChanged, this, [this] {
+    if (changing_ == 0) {
+      ++changing_;
+      ShowSorted();
+      --changing_;
+    }
+  });
   connect(&model_, &QAbstractItemModel::modelAboutToBeReset, this, &TrapsList::RememberTraps);
 
   QScrollBar* bar = view_.verticalScrollBar();
@@ -205,6 +218,21 @@ void TrapsList::RestorePlace() {
     RestoreTop();
   }
   RestoreCurrent();
+  place_ = Place();
+  view_.setAutoScroll(true);
+}
+
+// The current row keeps its line.  Without one on the screen the list shows where its order begins; in
+// arrival order that is the newest trap.
+void TrapsList::ShowSorted() {
+  view_.doItemsLayout();
+  QScrollBar* bar = view_.verticalScrollBar();
+  if (place_.CurrentLine) {
+    bar->setValue(view_.currentIndex().row() - *place_.CurrentLine);
+  } else {
+    bar->setValue(model_.IsArrivalOrder() ? bar->maximum() : 0);
+  }
+  following_ = bar->value() >= bar->maximum();
   place_ = Place();
   view_.setAutoScroll(true);
 }

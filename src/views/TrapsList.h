@@ -1,6 +1,6 @@
 // The habits of a list of traps over its table view: looks, keyboard, columns, and above all that it never
 // moves what is being read.  While it is scrolled to the end in arrival order it follows the newest trap;
-// otherwise the traps on the screen keep their lines, whatever arrives, leaves or is sorted in above them.
+// otherwise the traps on the screen keep their lines, whatever arrives, leaves or is merged in above them.
 // One object per list, used by Traps and Report windows; owned by the window.  User-interface thread only.
 #pragma once
 
@@ -59,6 +59,7 @@ class TrapsList : public QObject {
   void RememberPlace();
   void RememberTraps();
   void RestorePlace();
+  void ShowSorted();
   void RestoreTop();
   void RestoreCurrent();
   void RestoreTraps();

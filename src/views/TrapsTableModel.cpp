@@ -228,9 +228,7 @@ void TrapsTableModel::sort(int column, Qt::SortOrder order) {
     return;
   }
   const WaitPointer wait(rows_.Count() >= kManyRows);
-  Q_EMIT BatchAboutToChange();
   ChangeLayout([&] { order_.Sort(sorting); });
-  Q_EMIT BatchChanged();
 }
 
 void TrapsTableModel::BatchBegins() {

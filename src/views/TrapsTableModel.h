@@ -69,7 +69,7 @@ class TrapsTableModel : public QAbstractTableModel, public TrapRowsListener {
   void RowChanged(std::size_t row) override;
 
  Q_SIGNALS:
-  // Around the signals of one batch.
+  // Around the signals of one batch; sorting is the operator's own act and none.
   void BatchAboutToChange();
   void BatchChanged();
 

@@ -250,12 +250,17 @@ TEST_F(TrapsWindowTest, HeaderClicksSortUpDownAndBackToArrival) {
   };
   click(3);
   EXPECT_TRUE(std::ranges::is_sorted(values()));
+  EXPECT_EQ(Bar()->value(), 0) << "a sorted list shows where its order begins";
   Arrive(51, 60);
   EXPECT_TRUE(std::ranges::is_sorted(values()));
   EXPECT_EQ(values().size(), 60U);
   click(3);
   EXPECT_TRUE(std::ranges::is_sorted(values(), std::greater<>()));
+  list_->selectRow(20);
+  list_->scrollTo(list_->currentIndex());
+  const int line = list_->visualRect(list_->currentIndex()).top();
   click(3);
+  EXPECT_EQ(list_->visualRect(list_->currentIndex()).top(), line) << "the current trap keeps its line";
   for (int position = 0; position < 60; ++position) {
     ASSERT_EQ(TrapAt(position), position + 1);
   }
