@@ -12,6 +12,17 @@ namespace korvane::mainwnd {
 namespace {
 
 constexpr double kSystemsShare = 0.38;  // of the height, on a fresh start
+constexpr double kFreeShare = 0.7;      // of either side, for a window in a cascade
+
+// The place of the n-th window of a cascade: one title bar further down and right, beginning anew when it
+// would leave the room.
+QRect CascadePlace(const QRect& room, int step, std::size_t n) {
+  const QSize size(static_cast<int>(room.width() * kFreeShare), static_cast<int>(room.height() * kFreeShare));
+  const int steps =
+      std::max(1, std::min(room.width() - size.width(), room.height() - size.height()) / step + 1);
+  const int offset = step * (static_cast<int>(n) % steps);
+  return {room.topLeft() + QPoint(offset, offset), size};
+}
 
 }  // namespace
 
@@ -51,9 +62,11 @@ void ChildWindow::closeEvent(QCloseEvent* event) {
     showMinimized();
     return;
   }
+  // Kept, since a window that has agreed to close does not know its area any more.
+  auto* area = qobject_cast<ChildArea*>(mdiArea());
   QMdiSubWindow::closeEvent(event);
-  if (event->isAccepted()) {
-    Q_EMIT Closed(this);
+  if (event->isAccepted() && area != nullptr) {
+    area->Forget(this);
   }
 }
 
@@ -68,10 +81,10 @@ ChildWindow* ChildArea::Add(QWidget* widget, Form& form) {
   {
     const QScopedValueRollback guard(arranging_, true);
     addSubWindow(child);
+    child->setGeometry(CascadePlace(RoomForTiles(), CascadeStep(), children_.size()));
   }
   child->installEventFilter(this);
   children_.push_back(child);
-  connect(child, &ChildWindow::Closed, this, &ChildArea::Forget);
   return child;
 }
 
@@ -105,7 +118,21 @@ void ChildArea::LayOutFirstWindows() {
 
 void ChildArea::Cascade() {
   firstLayout_ = false;
-  cascadeSubWindows();
+  ChildWindow* active = Active();
+  const std::vector<ChildWindow*> tiles = Tiles();
+  const QRect room = RoomForTiles();
+  for (std::size_t i = 0; i < tiles.size(); ++i) {
+    tiles[i]->setGeometry(CascadePlace(room, CascadeStep(), i));
+    tiles[i]->raise();
+  }
+  if (active != nullptr) {
+    active->raise();
+  }
+}
+
+int ChildArea::CascadeStep() const {
+  return style()->pixelMetric(QStyle::PM_TitleBarHeight, nullptr, this) +
+         style()->pixelMetric(QStyle::PM_MdiSubWindowFrameWidth, nullptr, this);
 }
 
 void ChildArea::TileHorizontal() {

@@ -26,10 +26,6 @@ class ChildWindow : public QMdiSubWindow {
   // Un-minimised, in front and active.
   void BringUp();
 
- Q_SIGNALS:
-  // The form has agreed to go; the object is deleted a moment later.
-  void Closed(korvane::mainwnd::ChildWindow* child);
-
  protected:
   void closeEvent(QCloseEvent* event) override;
 
@@ -49,6 +45,8 @@ class ChildArea : public QMdiArea {
   const std::vector<ChildWindow*>& InCreationOrder() const { return children_; }
   // The one commands act on, also while a menu or dialog has the focus; null when there is none.
   ChildWindow* Active() const;
+  // A child that has agreed to close and is deleted a moment later.
+  void Forget(ChildWindow* child);
   // Without asking any of them.
   void DestroyAll();
 
@@ -64,9 +62,9 @@ class ChildArea : public QMdiArea {
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
+  int CascadeStep() const;
   QRect RoomForTiles() const;
   std::vector<ChildWindow*> Tiles();
-  void Forget(ChildWindow* child);
 
   std::vector<ChildWindow*> children_;
   bool firstLayout_ = false;

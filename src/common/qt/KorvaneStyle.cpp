@@ -188,6 +188,8 @@ int KorvaneStyle::styleHint(StyleHint hint, const QStyleOption* option, const QW
       return 1;
     case SH_WindowFrame_Mask:
       return 0;  // no rounded corners cut out of a sub-window
+    case SH_Workspace_FillSpaceOnMaximize:
+      return 1;  // a maximised sub-window keeps its caption; the frame's title never shows it
     default:
       return QProxyStyle::styleHint(hint, option, widget, returnData);
   }
