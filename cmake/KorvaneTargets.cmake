@@ -12,8 +12,8 @@ target_compile_options(korvane_options INTERFACE
   -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wno-sign-conversion -Wnon-virtual-dtor
   -Woverloaded-virtual -Wcast-align -Wundef -Wimplicit-fallthrough)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # When it optimises, g++ 12 reports moved-from std::optional and std::string objects that are sound.
-  target_compile_options(korvane_options INTERFACE -Wno-maybe-uninitialized -Wno-restrict)
+  # When it optimises, g++ 12 reports std::optional, std::string and std::vector objects that are sound.
+  target_compile_options(korvane_options INTERFACE -Wno-maybe-uninitialized -Wno-restrict -Wno-stringop-overflow -Wno-array-bounds)
 endif()
 target_compile_definitions(korvane_options INTERFACE
   $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS> FMT_ENFORCE_COMPILE_STRING=0)
