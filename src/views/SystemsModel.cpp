@@ -181,6 +181,9 @@ void SystemsModel::Replace(Counts fresh) {
   });
   fresh.Rows = std::move(merged.Rows);
   fresh.RowOfIndex = std::move(merged.RowOfIndex);
+  if (listener_ != nullptr) {
+    listener_->RowsAboutToReset();
+  }
   shown_ = std::move(fresh);
   rowsTold_ = shown_.Rows.size();
   changedFirst_ = changedEnd_ = 0;

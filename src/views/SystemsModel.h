@@ -54,6 +54,7 @@ class ViewOptionQuestion {
 class SystemsListener {
  public:
   virtual ~SystemsListener() = default;
+  virtual void RowsAboutToReset() = 0;  // the rows are still the old ones
   virtual void RowsReset() = 0;
   virtual void RowsAppended(std::size_t first, std::size_t count) = 0;
   virtual void RowsChanged(std::size_t first, std::size_t count) = 0;

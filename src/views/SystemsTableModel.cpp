@@ -63,7 +63,7 @@ QIcon EmptyIcon() {
 SystemsTableModel::SystemsTableModel(SystemsModel& systems, QObject* parent)
     : QAbstractTableModel(parent), systems_(systems) {
   systems_.SetListener(this);
-  RowsReset();
+  TakeOrder(SortedOrder());
 }
 
 SystemsTableModel::~SystemsTableModel() {
@@ -82,8 +82,8 @@ std::size_t SystemsTableModel::RowOf(const QModelIndex& index) const {
   return static_cast<std::size_t>(order_[static_cast<std::size_t>(index.row())]);
 }
 
-std::optional<QModelIndex> SystemsTableModel::IndexOf(std::size_t row) const {
-  return row < placeOf_.size() ? std::optional(index(placeOf_[row], kNameColumn)) : std::nullopt;
+QModelIndex SystemsTableModel::IndexOf(std::size_t row) const {
+  return row < placeOf_.size() ? index(placeOf_[row], kNameColumn) : QModelIndex();
 }
 
 QString SystemsTableModel::TextOf(std::size_t row, int column) const {
@@ -232,8 +232,11 @@ void SystemsTableModel::TakeOrder(std::vector<int> order) {
   }
 }
 
-void SystemsTableModel::RowsReset() {
+void SystemsTableModel::RowsAboutToReset() {
   beginResetModel();
+}
+
+void SystemsTableModel::RowsReset() {
   sortNeeded_ = false;
   TakeOrder(SortedOrder());
   endResetModel();

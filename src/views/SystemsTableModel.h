@@ -7,7 +7,6 @@
 #pragma once
 
 #include <QAbstractTableModel>
-#include <optional>
 #include <vector>
 
 #include "views/SystemsModel.h"
@@ -28,13 +27,12 @@ class SystemsTableModel : public QAbstractTableModel, public SystemsListener {
   QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
   void sort(int column, Qt::SortOrder order) override;
 
-  std::size_t RowOf(const QModelIndex& index) const;          // in SystemsModel
-  std::optional<QModelIndex> IndexOf(std::size_t row) const;  // column 0
+  std::size_t RowOf(const QModelIndex& index) const;  // in SystemsModel
+  QModelIndex IndexOf(std::size_t row) const;         // column 0; invalid for a row not told yet
 
   void KeepPlaces(bool keep) { keepPlaces_ = keep; }
-  // Puts the rows that had to stay where they belong now.
-  void SortAgain();
 
+  void RowsAboutToReset() override;
   void RowsReset() override;
   void RowsAppended(std::size_t first, std::size_t count) override;
   void RowsChanged(std::size_t first, std::size_t count) override;
@@ -49,6 +47,7 @@ class SystemsTableModel : public QAbstractTableModel, public SystemsListener {
   QVariant RowData(std::size_t row, int role) const;
   QString TextOf(std::size_t row, int column) const;
   std::vector<int> SortedOrder() const;
+  void SortAgain();
   void TakeOrder(std::vector<int> order);
 
   SystemsModel& systems_;

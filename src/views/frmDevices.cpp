@@ -76,6 +76,8 @@ void frmDevices::SetUpList() {
   connect(&list, &QTableView::clicked, this, &frmDevices::ClearNewsOfSelection);
   connect(list.selectionModel(), &QItemSelectionModel::selectionChanged, this,
           &frmDevices::ClearNewsOfSelection);
+  connect(table_, &QAbstractItemModel::modelAboutToBeReset, this, &frmDevices::KeepSelection);
+  connect(table_, &QAbstractItemModel::modelReset, this, &frmDevices::RestoreSelection);
 }
 
 void frmDevices::SetUpStatusBar() {
@@ -156,6 +158,9 @@ void frmDevices::ShowStatus() {
 }
 
 void frmDevices::ClearNewsOfSelection() {
+  if (restoring_) {
+    return;
+  }
   for (const QItemSelectionRange& range : ui_->lvDevices->selectionModel()->selection()) {
     for (int place = range.top(); place <= range.bottom(); ++place) {
       model_.OperatorSawRow(table_->RowOf(table_->index(place, 0)));
@@ -163,15 +168,56 @@ void frmDevices::ClearNewsOfSelection() {
   }
 }
 
+void frmDevices::KeepSelection() {
+  const QItemSelectionModel& selection = *ui_->lvDevices->selectionModel();
+  selectedBefore_.clear();
+  for (const QItemSelectionRange& range : selection.selection()) {
+    for (int place = range.top(); place <= range.bottom(); ++place) {
+      selectedBefore_.push_back(SystemAt(table_->index(place, 0)));
+    }
+  }
+  currentBefore_ = SystemAt(selection.currentIndex());
+  topBefore_ = SystemAt(ui_->lvDevices->indexAt({0, 0}));
+}
+
+// The same systems stay selected, and where the operator was stays in view; that is no new look at their
+// news.
+void frmDevices::RestoreSelection() {
+  restoring_ = true;
+  QTableView& list = *ui_->lvDevices;
+  QItemSelection selected;
+  for (const System* system : selectedBefore_) {
+    if (const QModelIndex index = IndexOf(system); index.isValid()) {
+      selected.select(index, index);
+    }
+  }
+  list.selectionModel()->select(selected, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+  list.selectionModel()->setCurrentIndex(IndexOf(currentBefore_), QItemSelectionModel::NoUpdate);
+  list.doItemsLayout();  // the scroll bar learns of the rows only then
+  if (const QModelIndex top = IndexOf(topBefore_); top.isValid()) {
+    list.scrollTo(top, QAbstractItemView::PositionAtTop);
+  }
+  restoring_ = false;
+}
+
+const System* frmDevices::SystemAt(const QModelIndex& index) const {
+  return index.isValid() ? &model_.SystemOfRow(table_->RowOf(index)) : nullptr;
+}
+
+// Invalid for null and for a system without a row.
+QModelIndex frmDevices::IndexOf(const System* system) const {
+  const auto row = system != nullptr ? model_.RowOfSystem(*system) : std::nullopt;
+  return row ? table_->IndexOf(*row) : QModelIndex();
+}
+
 const System* frmDevices::SelectedSystem() const {
   const QItemSelectionModel& selection = *ui_->lvDevices->selectionModel();
   const QModelIndex current = selection.currentIndex();
   if (current.isValid() && selection.isRowSelected(current.row())) {
-    return &model_.SystemOfRow(table_->RowOf(current));
+    return SystemAt(current);
   }
   const QItemSelection ranges = selection.selection();
-  return ranges.isEmpty() ? nullptr
-                          : &model_.SystemOfRow(table_->RowOf(table_->index(ranges.first().top(), 0)));
+  return ranges.isEmpty() ? nullptr : SystemAt(table_->index(ranges.first().top(), 0));
 }
 
 void frmDevices::ShowPerDeviceWindow() {

@@ -3,10 +3,12 @@
 // closing it only minimises it.  User-interface thread only.
 #pragma once
 
+#include <QModelIndex>
 #include <QPoint>
 #include <QWidget>
 #include <array>
 #include <memory>
+#include <vector>
 
 #include "common/OpenForms.h"
 #include "views/SystemsModel.h"
@@ -62,6 +64,10 @@ class frmDevices : public QWidget, public Form {
   void RequestPopUp(const QPoint& position);
   void ShowStatus();
   void ClearNewsOfSelection();
+  void KeepSelection();
+  void RestoreSelection();
+  const System* SystemAt(const QModelIndex& index) const;
+  QModelIndex IndexOf(const System* system) const;
   bool OperatorReads() const;
   void TickTraps();
   void TickResolve();
@@ -74,6 +80,12 @@ class frmDevices : public QWidget, public Form {
   QTimer* tmrCheckTraps_ = nullptr;
   QTimer* tmrResolve_ = nullptr;
   std::array<QLabel*, kStatusTexts> statusLabels_{};
+
+  // What the operator had before the rows were loaded again.
+  std::vector<const System*> selectedBefore_;
+  const System* currentBefore_ = nullptr;
+  const System* topBefore_ = nullptr;
+  bool restoring_ = false;
 };
 
 }  // namespace korvane::views

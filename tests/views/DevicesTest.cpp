@@ -164,6 +164,31 @@ TEST_F(DevicesTest, ASortedListMovesOnlyWhileNobodyReadsIt) {
   EXPECT_EQ(List.model()->rowCount(), 0);  // nothing of this was stored
 }
 
+TEST_F(DevicesTest, AResetKeepsSelectionAndNews) {
+  for (int i = 0; i < 50; ++i) {
+    AddStored(2, 1 + 2 * i, "host" + std::to_string(i));
+  }
+  Window.Load();
+  List.selectRow(30);
+  List.selectionModel()->select(List.model()->index(40, 0),
+                                QItemSelectionModel::Select | QItemSelectionModel::Rows);
+  EXPECT_FALSE(HasNewsColour(30));
+  List.scrollTo(List.model()->index(30, 0), QAbstractItemView::PositionAtTop);
+  ASSERT_TRUE(List.viewport()->rect().contains(MiddleOf(30)));
+  Library.Deliver(1000, "host30", 200);
+  Tick();
+  EXPECT_TRUE(HasNewsColour(30));
+  HideSource("host3");
+  Window.Reset();
+  ASSERT_NE(Window.SelectedSystem(), nullptr);
+  EXPECT_EQ(Window.SelectedSystem()->Name, "host30");
+  EXPECT_EQ(List.selectionModel()->selectedRows().size(), 2);
+  EXPECT_TRUE(List.viewport()->rect().contains(MiddleOf(29)));
+  EXPECT_TRUE(HasNewsColour(29));
+  EXPECT_FALSE(HasNewsColour(39));
+  EXPECT_TRUE(HasNewsColour(0));
+}
+
 TEST_F(DevicesTest, PopUpIsForTheRowUnderTheClickOrForNone) {
   Window.Load();
   Deliver({{"a", 5}, {"b", 5}});

@@ -404,6 +404,7 @@ TEST_F(SystemsModelTest, NamesAreResolvedInTurnAndInBoundedNumber) {
 }
 
 struct RecordingListener : SystemsListener {
+  void RowsAboutToReset() override { Calls.emplace_back("about to reset"); }
   void RowsReset() override { Calls.emplace_back("reset"); }
   void RowsAppended(std::size_t first, std::size_t count) override {
     Calls.push_back("appended " + std::to_string(first) + "+" + std::to_string(count));
@@ -438,7 +439,7 @@ TEST_F(SystemsModelTest, TheListenerHearsOfEachTickInOneBatch) {
   Model.OperatorSawRow(2);
   EXPECT_THAT(listener.Take(), ElementsAre("changed 2+1"));
   Model.Reset();
-  EXPECT_THAT(listener.Take(), ElementsAre("reset", "status"));
+  EXPECT_THAT(listener.Take(), ElementsAre("about to reset", "reset", "status"));
   Model.SetListener(nullptr);
 }
 
