@@ -24,7 +24,7 @@ constexpr int kCheckTrapsMilliseconds = 3000;
 constexpr int kResolveMilliseconds = 4000;
 constexpr int kLeastNameWidth = 190;
 constexpr int kAddressWidth = 150;
-constexpr int kCountWidth = 84;
+constexpr int kCountWidth = 88;
 
 }  // namespace
 
