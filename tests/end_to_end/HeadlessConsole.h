@@ -1,5 +1,5 @@
-// The console without its windows: real connection, feeder, intake, Systems model and Traps models, put together
-// as at start-up.  A test drives the ticks.
+// The console without its windows: real connection, feeder, intake, Systems model and Traps models, put
+// together as at start-up.  A test drives the ticks.
 #pragma once
 
 #include <algorithm>
@@ -23,7 +23,9 @@
 
 namespace korvane::test {
 
-class HeadlessConsole : private views::ViewWindows, private intake::TrapsWindows, private views::ViewOptionQuestion {
+class HeadlessConsole : private views::ViewWindows,
+                        private intake::TrapsWindows,
+                        private views::ViewOptionQuestion {
  public:
   explicit HeadlessConsole(const TestStore& source) : source_(source) {
     state_.gMaxViewTraps = 10'000;
@@ -120,9 +122,8 @@ class HeadlessConsole : private views::ViewWindows, private intake::TrapsWindows
                               {.PollInterval = std::chrono::milliseconds(50),
                                .FirstRetry = std::chrono::milliseconds(50),
                                .LongestRetry = std::chrono::milliseconds(200)}};
-  views::ViewServices services_{connection_, names_, categories_,    systems_,          bounds_, state_,
-                                prompts_,    busy_,  log_,           machine_.Clock,    machine_.Settings,
-                                feeder_};
+  views::ViewServices services_{connection_, names_, categories_, systems_,       bounds_,           state_,
+                                prompts_,    busy_,  log_,        machine_.Clock, machine_.Settings, feeder_};
   views::SystemsModel model_{services_, *this};
   intake::Intake intake_{feeder_, names_, systems_, model_, *this, state_, prompts_, log_};
   std::vector<std::unique_ptr<views::TrapsModel>> windows_;

@@ -41,7 +41,7 @@ TEST_P(Connections, TellWhatWasAttemptedAndWhy) {
   EXPECT_THROW(TrapReader(Db, "SELECT * FROM Missing_Table"), DatabaseError);
   EXPECT_TRUE(Db.IsOpen());
   Made->AddTrap({});  // the connection goes on
-  const std::string two("DELETE FROM EventTrap\0 WHERE SequenceNumber = 99", 50);
+  const std::string two("DELETE FROM EventTrap\0 WHERE SequenceNumber = 99", 48);
   EXPECT_THROW(Db.Execute(two), DatabaseError);
   EXPECT_EQ(Made->Number(CountUnacknowledgedStatement()), 1);
   Db.Close();

@@ -13,6 +13,7 @@
 #include "store/BatchInsert.h"
 #include "store/Tables.h"
 #include "support/Engines.h"
+#include "support/Sanitizers.h"
 #include "support/TempFolder.h"
 
 namespace korvane::test {
@@ -42,7 +43,9 @@ std::unique_ptr<TempFolder> MakeDataSourceFolder() {
   for (const auto& [name, library] :
        {std::pair{"SQLite3", "libsqlite3odbc.so"}, std::pair{"PostgreSQL", "psqlodbcw.so"},
         std::pair{"MariaDB", "libmaodbc.so"}}) {
-    drivers << fmt::format("[{}]\nDriver={}\nThreading=0\n\n", name, DriverLibrary(library));
+    const std::string path = DriverLibrary(library);
+    drivers << fmt::format("[{}]\nDriver={}\nThreading=0\n\n", name, path);
+    KeepDriverLoaded(path);
   }
   std::ofstream sources(*folder / "odbc.ini");
   sources << fmt::format(
