@@ -88,8 +88,7 @@ std::unique_ptr<intake::ReceiverLibrary> ConsoleApp::MakeLibrary() {
     connection->Open(store::kDataSourceName, {}, {}, kFeederTimeouts);
     return connection;
   };
-  return std::make_unique<intake::StoreFeeder>(open, host_.Names,
-                                               intake::ReadMailSettings(host_.Registry, *host_.Names));
+  return std::make_unique<intake::StoreFeeder>(open, host_.Names, intake::ReadMailSettings(host_.Registry));
 }
 
 void ConsoleApp::CloseConsole() {

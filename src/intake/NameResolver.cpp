@@ -6,12 +6,16 @@
 #include <mutex>
 #include <optional>
 #include <stop_token>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 
 namespace korvane::intake {
 
 namespace {
+
+// Stands in the queue for the question of this host's own domain; no address is empty.
+constexpr std::string_view kOwnDomain;
 
 using SteadyClock = std::chrono::steady_clock;
 
@@ -42,6 +46,15 @@ struct NameResolver::Shared {
     return address;
   }
 
+  std::optional<std::string> Answer(const std::string& question) {
+    if (question != kOwnDomain) {
+      return platform::IsAddressText(question) ? HostNames->NameOfAddress(question)
+                                               : HostNames->AddressOfName(question);
+    }
+    std::string domain = HostNames->DomainOfThisHost();
+    return domain.empty() ? std::nullopt : std::optional(std::move(domain));
+  }
+
   void Keep(const std::string& address, std::optional<std::string> name) {
     const std::lock_guard lock(Mutex);
     Entry& entry = Entries[address];
@@ -63,12 +76,18 @@ NameResolver::NameResolver(std::shared_ptr<platform::HostNames> hostNames, NameR
 NameResolver::~NameResolver() = default;
 
 bool NameResolver::Resolve(const std::string& address, std::string& name) {
+  return address != kOwnDomain && Ask(address, name);
+}
+
+bool NameResolver::DomainOfThisHost(std::string& domain) {
+  return Ask(std::string(kOwnDomain), domain);
+}
+
+bool NameResolver::Ask(const std::string& question, std::string& answer) {
   if (!worker_.Running()) {
     const bool started = worker_.Start([shared = shared_](std::stop_token stop) {
       while (const std::optional<std::string> next = shared->NextAddress(stop)) {
-        platform::HostNames& names = *shared->HostNames;
-        shared->Keep(*next, platform::IsAddressText(*next) ? names.NameOfAddress(*next)
-                                                           : names.AddressOfName(*next));
+        shared->Keep(*next, shared->Answer(*next));
       }
     });
     if (!started) {
@@ -76,18 +95,18 @@ bool NameResolver::Resolve(const std::string& address, std::string& name) {
     }
   }
   const std::lock_guard lock(shared_->Mutex);
-  if (shared_->Entries.size() >= shared_->Limits.MostAddresses && !shared_->Entries.contains(address)) {
+  if (shared_->Entries.size() >= shared_->Limits.MostAddresses && !shared_->Entries.contains(question)) {
     shared_->Entries.clear();
     shared_->Queue.clear();
   }
-  Entry& entry = shared_->Entries[address];
+  Entry& entry = shared_->Entries[question];
   if (entry.Name) {
-    name = *entry.Name;
+    answer = *entry.Name;
     return true;
   }
   if (!entry.Waiting && SteadyClock::now() >= entry.NextTry) {
     entry.Waiting = true;
-    shared_->Queue.push_back(address);
+    shared_->Queue.push_back(question);
     shared_->Changed.notify_one();
   }
   return false;

@@ -30,11 +30,16 @@ class NameResolver {
   // looked up unless it failed not long ago.
   bool Resolve(const std::string& address, std::string& name);
 
+  // The domain of this host, in the same way.
+  bool DomainOfThisHost(std::string& domain);
+
   // False when the thread hangs in a look-up and was left behind.
   bool Stop(std::chrono::milliseconds patience);
 
  private:
   struct Shared;
+
+  bool Ask(const std::string& question, std::string& answer);
 
   std::shared_ptr<Shared> shared_;
   Worker worker_;

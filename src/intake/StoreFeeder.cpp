@@ -146,6 +146,7 @@ std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {
   if (worker_.Running()) {
     return kReceiverThreadOk;
   }
+  GetDefaultMailSettings();  // has the domain looked up, so that it is known when a dialog asks
   taken_.clear();
   nextTaken_ = 0;
   shared_ = std::make_shared<Shared>();
@@ -197,20 +198,24 @@ std::string StoreFeeder::LastError() const {
   return shared_->LastError;
 }
 
-MailSettings ReadMailSettings(platform::RegistryStore& registry, platform::HostNames& hostNames) {
-  MailSettings settings{.SmtpServer = RegistryText(registry, kSmtpServerValue),
-                        .Recipient = RegistryText(registry, kMailRecipientValue),
-                        .Domain = RegistryText(registry, kMailDomainValue)};
+MailSettings StoreFeeder::GetDefaultMailSettings() {
+  MailSettings settings = mailSettings_;
   if (settings.SmtpServer.empty()) {
     settings.SmtpServer = "localhost";
   }
   if (settings.Domain.empty()) {
-    settings.Domain = hostNames.DomainOfThisHost();
+    resolver_.DomainOfThisHost(settings.Domain);
   }
   if (settings.Recipient.empty()) {
     settings.Recipient = settings.Domain.empty() ? "root" : "root@" + settings.Domain;
   }
   return settings;
+}
+
+MailSettings ReadMailSettings(platform::RegistryStore& registry) {
+  return {.SmtpServer = RegistryText(registry, kSmtpServerValue),
+          .Recipient = RegistryText(registry, kMailRecipientValue),
+          .Domain = RegistryText(registry, kMailDomainValue)};
 }
 
 }  // namespace korvane::intake

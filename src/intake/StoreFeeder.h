@@ -46,6 +46,7 @@ struct StoreFeederOptions {
 
 class StoreFeeder : public ReceiverLibrary {
  public:
+  // mailSettings: what is configured, see ReadMailSettings.
   StoreFeeder(OpenConnection openConnection, std::shared_ptr<platform::HostNames> hostNames,
               MailSettings mailSettings, StoreFeederOptions options = {});
   ~StoreFeeder() override;
@@ -57,7 +58,9 @@ class StoreFeeder : public ReceiverLibrary {
   // is left behind with what it owns, which answers 1.  What is still in the list is gone.
   std::int32_t StopRecvEvents() override;
   bool KVResolveSystemName(const std::string& address, std::string& name) override;
-  MailSettings GetDefaultMailSettings() override { return mailSettings_; }
+  // What is not configured is "localhost", this host's domain (empty until it is known, it is looked up from
+  // the start on), and "root" at the domain.
+  MailSettings GetDefaultMailSettings() override;
 
   // Why the list stays empty: the text of the database's last failure; empty while following works.
   std::string LastError() const;
@@ -75,9 +78,8 @@ class StoreFeeder : public ReceiverLibrary {
   std::size_t nextTaken_ = 0;
 };
 
-// The defaults of a mail action where the platform's library has none: the registry strings KVSmtpServer,
-// KVMailRecipient and KVMailDomain; absent ones are "localhost", "root" at the domain, and this host's
-// domain.  May ask the resolver: call it once, before the windows are up.
-MailSettings ReadMailSettings(platform::RegistryStore& registry, platform::HostNames& hostNames);
+// The defaults of a mail action as the installation wrote them into the registry, in the strings
+// KVSmtpServer, KVMailRecipient and KVMailDomain; empty where there are none.
+MailSettings ReadMailSettings(platform::RegistryStore& registry);
 
 }  // namespace korvane::intake

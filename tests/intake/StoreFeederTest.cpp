@@ -256,19 +256,22 @@ TEST_F(StoreFeederTest, AConnectThatHangsIsLeftBehind) {
   EXPECT_TRUE(Eventually([&] { return gate.use_count() == 1; }));
 }
 
-TEST_F(StoreFeederTest, MailDefaultsComeFromTheRegistry) {
+TEST_F(StoreFeederTest, MailDefaultsComeFromTheRegistryAndElseFromThisHost) {
   test::FakeRegistry registry;
-  MailSettings settings = ReadMailSettings(registry, *hosts_);
-  EXPECT_EQ(settings.SmtpServer, "localhost");
-  EXPECT_EQ(settings.Recipient, "root@example.net");
-  EXPECT_EQ(settings.Domain, "example.net");
-  hosts_->Domain = "";
-  EXPECT_EQ(ReadMailSettings(registry, *hosts_).Recipient, "root");
+  const auto feederOf = [&](test::FakeRegistry& values) {
+    return StoreFeeder(Open(), hosts_, ReadMailSettings(values), Quick());
+  };
+  {
+    StoreFeeder feeder = feederOf(registry);
+    EXPECT_EQ(feeder.GetDefaultMailSettings().SmtpServer, "localhost");
+    EXPECT_TRUE(Eventually([&] { return feeder.GetDefaultMailSettings().Domain == "example.net"; }));
+    EXPECT_EQ(feeder.GetDefaultMailSettings().Recipient, "root@example.net");
+  }
   registry.PutText(kManagerKey, "KVMailDomain", "ops.example");
-  EXPECT_EQ(ReadMailSettings(registry, *hosts_).Recipient, "root@ops.example");
+  EXPECT_EQ(feederOf(registry).GetDefaultMailSettings().Recipient, "root@ops.example");
   registry.PutText(kManagerKey, "KVSmtpServer", "mail.example");
   registry.PutText(kManagerKey, "KVMailRecipient", "noc@example.org");
-  settings = ReadMailSettings(registry, *hosts_);
+  const MailSettings settings = feederOf(registry).GetDefaultMailSettings();
   EXPECT_EQ(settings.SmtpServer, "mail.example");
   EXPECT_EQ(settings.Recipient, "noc@example.org");
   EXPECT_EQ(settings.Domain, "ops.example");
