@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <numeric>
 #include <string>
 #include <thread>
 #include <vector>
@@ -76,6 +77,25 @@ TEST_P(FeederEngines, ALowerNumberThatCommitsLaterIsDeliveredToo) {
   ASSERT_TRUE(DrainUntil(feeder, numbers, 3));
   EXPECT_EQ(numbers, (Numbers{10, 13, 11}));
   EXPECT_EQ(feeder.StopRecvEvents(), intake::kReceiverThreadOk);
+}
+
+TEST_P(FeederEngines, AStoreThatIsTakenAwayAndGivenBackLosesAndDoublesNothing) {
+  StoreFeeder feeder = Feeder();
+  ASSERT_EQ(feeder.StartRecvEvents(0), intake::kReceiverThreadOk);
+  Numbers numbers;
+  const std::vector<test::StoredTrap> batch(20);
+  for (int round = 1; round <= 3; ++round) {
+    Made->AddTraps(batch);  // read before the store goes, or after it is back
+    Made->TakeAway();
+    EXPECT_TRUE(Eventually([&] { return !feeder.LastError().empty(); }));
+    Made->BringBack();
+    Made->AddTraps(batch);
+    ASSERT_TRUE(DrainUntil(feeder, numbers, static_cast<std::size_t>(40 * round)));
+  }
+  EXPECT_TRUE(Eventually([&] { return feeder.LastError().empty(); }));
+  Numbers expected(120);
+  std::iota(expected.begin(), expected.end(), 1);
+  EXPECT_EQ(numbers, expected);
 }
 
 // The embedded engine's readers wait for nobody, so only the servers can hang.
