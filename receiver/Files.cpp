@@ -37,6 +37,10 @@ int WriteAt(const FileDescriptor& file, std::string_view bytes, std::uint64_t of
   return 0;
 }
 
+int SyncData(const FileDescriptor& file) {
+  return fdatasync(file.Number()) == 0 ? 0 : errno;
+}
+
 std::ptrdiff_t ReadAt(const FileDescriptor& file, char* bytes, std::size_t count, std::uint64_t offset) {
   for (;;) {
     const ssize_t got = pread(file.Number(), bytes, count, static_cast<off_t>(offset));

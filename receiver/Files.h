@@ -24,6 +24,9 @@ FileDescriptor OpenFileOrThrow(const std::filesystem::path& file, int flags);
 // 0, or the errno of the failure; what was written before it is undetermined.
 int WriteAt(const FileDescriptor& file, std::string_view bytes, std::uint64_t offset);
 
+// Makes the content last.  0, or the errno of the failure.
+int SyncData(const FileDescriptor& file);
+
 // The number of bytes read, 0 at the end; negative with errno.
 std::ptrdiff_t ReadAt(const FileDescriptor& file, char* bytes, std::size_t count, std::uint64_t offset);
 

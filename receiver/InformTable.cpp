@@ -1,7 +1,5 @@
 #include "InformTable.h"
 
-#include <utility>
-
 namespace korvane::receiver {
 namespace {
 
@@ -10,7 +8,7 @@ constexpr std::size_t kMostCopies = 16;
 
 }  // namespace
 
-InformTable::Result InformTable::Arrived(const std::string& key, std::unique_ptr<Answer>& answer,
+InformTable::Result InformTable::Arrived(std::uint64_t key, std::unique_ptr<Answer>& answer,
                                          std::chrono::steady_clock::time_point now) {
   ForgetOld(now);
   const auto [found, isNew] = tokens_.try_emplace(key, lastToken_ + 1);
@@ -29,6 +27,7 @@ InformTable::Result InformTable::Arrived(const std::string& key, std::unique_ptr
   if (inform->second.Answers.size() < kMostCopies) {
     inform->second.Answers.push_back(std::move(answer));
   }
+  answer.reset();
   return {Arrival::Waiting, token};
 }
 
@@ -40,8 +39,14 @@ std::vector<std::unique_ptr<Answer>> InformTable::Safe(std::uint64_t token,
   }
   Inform inform = std::move(found->second);
   waiting_.erase(found);
-  answered_.emplace_back(now, std::move(inform.Key));
+  answered_.emplace_back(now, inform.Key);
   return std::move(inform.Answers);
+}
+
+void InformTable::Remember(std::uint64_t key, std::chrono::steady_clock::time_point now) {
+  if (tokens_.try_emplace(key, ++lastToken_).second) {
+    answered_.emplace_back(now, key);
+  }
 }
 
 void InformTable::ForgetOld(std::chrono::steady_clock::time_point now) {

@@ -6,9 +6,8 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
-#include <string>
-#include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace korvane::receiver {
@@ -33,19 +32,22 @@ class InformTable {
   };
 
   // How long an answered inform is remembered, and how many of them.
-  explicit InformTable(std::chrono::seconds memory = std::chrono::seconds(300), std::size_t most = 50000)
+  static constexpr std::chrono::seconds kMemory{300};
+  explicit InformTable(std::chrono::seconds memory = kMemory, std::size_t most = 50000)
       : memory_(memory), most_(most) {}
 
-  // key: the same for copies of one inform and for nothing else.  Takes the answer unless it is Answered.
-  Result Arrived(const std::string& key, std::unique_ptr<Answer>& answer,
+  // key: TrapRow's InformKey.  Takes the answer unless it is Answered.
+  Result Arrived(std::uint64_t key, std::unique_ptr<Answer>& answer,
                  std::chrono::steady_clock::time_point now);
+  // An inform that an earlier run stored or spooled, answered or not.
+  void Remember(std::uint64_t key, std::chrono::steady_clock::time_point now);
   // The answers to send now that the trap is safe.
   std::vector<std::unique_ptr<Answer>> Safe(std::uint64_t token, std::chrono::steady_clock::time_point now);
   std::size_t Waiting() const { return waiting_.size(); }
 
  private:
   struct Inform {
-    std::string Key;
+    std::uint64_t Key = 0;
     std::vector<std::unique_ptr<Answer>> Answers;
   };
 
@@ -54,9 +56,9 @@ class InformTable {
   const std::chrono::seconds memory_;
   const std::size_t most_;
   std::uint64_t lastToken_ = 0;
-  std::unordered_map<std::string, std::uint64_t> tokens_;  // by key; of answered ones too
+  std::unordered_map<std::uint64_t, std::uint64_t> tokens_;  // by key; of answered ones too
   std::unordered_map<std::uint64_t, Inform> waiting_;
-  std::deque<std::pair<std::chrono::steady_clock::time_point, std::string>> answered_;
+  std::deque<std::pair<std::chrono::steady_clock::time_point, std::uint64_t>> answered_;
 };
 
 }  // namespace korvane::receiver

@@ -16,7 +16,6 @@
 #include "NetSnmp.h"
 #include "Notification.h"
 #include "PduReader.h"
-#include "SpoolRecord.h"
 #include "TrapMapping.h"
 
 namespace korvane::receiver {
@@ -67,17 +66,16 @@ int ReceiveBufferOf(int socket) {
   return bytes;
 }
 
-// The same for every copy of one inform: a sender repeats its request ID and its bindings.
-std::string InformKey(const snmp_pdu& pdu, const Peer& peer, const TrapRow& row) {
-  std::string content;
-  TrapRow timeless = row;
-  timeless.EventTime = 0;
-  AppendRecord(content, 0, timeless);
+// A sender repeats an inform with its request ID and its bindings, sysUpTime.0 among them, from the same
+// port.
+std::uint64_t InformKey(const snmp_pdu& pdu, const Peer& peer) {
+  std::string content = fmt::format("{} {} {}", peer.Address, peer.Port, pdu.reqid);
   for (const variable_list* variable = pdu.variables; variable != nullptr;
        variable = variable->next_variable) {
+    content.append(reinterpret_cast<const char*>(variable->name), variable->name_length * sizeof(oid));
     content.append(reinterpret_cast<const char*>(variable->val.string), variable->val_len);
   }
-  return fmt::format("{} {} {} {:x}", peer.Address, peer.Port, pdu.reqid, std::hash<std::string>()(content));
+  return std::max<std::uint64_t>(1, std::hash<std::string>()(content));
 }
 
 }  // namespace
@@ -218,6 +216,12 @@ void Listener::Listen(const std::string& address) {
   sockets_.push_back(std::move(socket));
 }
 
+void Listener::RememberInforms(std::span<const std::uint64_t> keys) {
+  for (const std::uint64_t key : keys) {
+    informs_.Remember(key, std::chrono::steady_clock::now());
+  }
+}
+
 void Listener::AddPollEntries(std::vector<pollfd>& entries) const {
   for (const auto& socket : sockets_) {
     entries.push_back({.fd = socket->Descriptor, .events = POLLIN, .revents = 0});
@@ -338,15 +342,15 @@ void Listener::Received(snmp_pdu& pdu) {
   packet_->Notification = true;
   QueuedTrap trap{.Row = std::move(*row), .InformToken = 0};
   if (pdu.command == SNMP_MSG_INFORM) {
-    const std::string key = InformKey(pdu, peer, trap.Row);
-    ReceivedInform(pdu, key, trap);
+    trap.Row.InformKey = InformKey(pdu, peer);
+    ReceivedInform(pdu, trap);
   } else {
     ++counters_.Received;
     taken_.push_back(std::move(trap));
   }
 }
 
-void Listener::ReceivedInform(snmp_pdu& pdu, const std::string& key, QueuedTrap& trap) {
+void Listener::ReceivedInform(snmp_pdu& pdu, QueuedTrap& trap) {
   auto answer = std::make_unique<InformAnswer>();
   answer->Session = packet_->From.Session;
   answer->Response.reset(snmp_clone_pdu(&pdu));
@@ -359,7 +363,8 @@ void Listener::ReceivedInform(snmp_pdu& pdu, const std::string& key, QueuedTrap&
   answer->Response->errstat = 0;
   answer->Response->errindex = 0;
   std::unique_ptr<Answer> kept = std::move(answer);
-  const InformTable::Result result = informs_.Arrived(key, kept, std::chrono::steady_clock::now());
+  const InformTable::Result result =
+      informs_.Arrived(trap.Row.InformKey, kept, std::chrono::steady_clock::now());
   if (result.What == InformTable::Arrival::New) {
     ++counters_.Received;
     trap.InformToken = result.Token;

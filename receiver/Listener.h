@@ -32,6 +32,8 @@ class Listener {
   Listener(SnmpLibrary& library, TrapQueue& queue, Counters& counters, ServiceLog& log);
   ~Listener();
 
+  // Informs of an earlier run, whose senders may not have seen our answer.
+  void RememberInforms(std::span<const std::uint64_t> keys);
   // Opens a socket with as large a receive buffer as the system allows.  Throws std::runtime_error.
   void Listen(const std::string& address);
 
@@ -58,7 +60,7 @@ class Listener {
   void Parsed(const snmp_pdu& pdu, int result);
   void Received(snmp_pdu& pdu);
   std::string Refusal(const snmp_pdu& pdu) const;
-  void ReceivedInform(snmp_pdu& pdu, const std::string& key, QueuedTrap& trap);
+  void ReceivedInform(snmp_pdu& pdu, QueuedTrap& trap);
   void Count(const Packet& packet);
   void SendAnswer(Answer& answer);
 

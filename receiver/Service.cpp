@@ -109,6 +109,7 @@ Service::Service(const Configuration& configuration, ServiceLog& log)
 
 void Service::Run() {
   ReadAccess();
+  listener_.RememberInforms(spool_.EarlierInforms());
   ListenAll();
   if (const std::uint64_t waiting = spool_.Waiting(); waiting > 0) {
     log_.Info(fmt::format("{} traps of an earlier run wait in the spool", waiting));

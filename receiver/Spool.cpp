@@ -12,6 +12,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "InformTable.h"
+
 namespace korvane::receiver {
 namespace {
 
@@ -32,24 +34,14 @@ std::optional<std::uint64_t> HexNumber(std::string_view text) {
   return number;
 }
 
-int FileSync(const FileDescriptor& file) {
-  return fdatasync(file.Number()) == 0 ? 0 : errno;
-}
-
 }  // namespace
 
-Spool::Spool(const fs::path& folder, SpoolOptions options)
-    : folder_(folder), options_([&] {
-        if (!options.SyncFile) {
-          options.SyncFile = FileSync;
-        }
-        return std::move(options);
-      }()) {
+Spool::Spool(const fs::path& folder, SpoolOptions options) : folder_(folder), options_(std::move(options)) {
   fs::create_directories(folder_);
   LockFolder();
   state_ = CountStart(folder_);
-  FindSegments();
   ReadMark();
+  FindSegments();
   const std::uint64_t newest = segments_.empty() ? 0 : segments_.back().Last >> kBitsPerRun;
   runStart_ = std::max<std::uint64_t>(state_.Starts, newest + 1) << kBitsPerRun;
   lastNumber_ = runStart_;
@@ -65,6 +57,9 @@ void Spool::LockFolder() {
 
 // Files of earlier runs are only read; a torn end of theirs is skipped when it is reached.
 void Spool::FindSegments() {
+  const std::int64_t now =
+      std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
+          .count();
   for (const fs::directory_entry& entry : fs::directory_iterator(folder_)) {
     if (entry.path().extension() != kExtension || !HexNumber(entry.path().stem().string())) {
       continue;
@@ -78,16 +73,24 @@ void Spool::FindSegments() {
       segment.First = segment.Count == 0 ? trap->Number : std::min(segment.First, trap->Number);
       segment.Last = std::max(segment.Last, trap->Number);
       ++segment.Count;
+      if (trap->Row.InformKey != 0 && now - trap->Row.EventTime < InformTable::kMemory.count()) {
+        earlierInforms_.push_back(trap->Row.InformKey);
+      }
     }
+    damaged_ += segment.Count == 0 || segment.Last > rememberedStored_ ? reader.Damages() : 0;
     if (segment.Count > 0) {
       segments_.push_back(segment);
     } else {
-      damaged_ += reader.Damages();
       fs::remove(segment.Path);
     }
   }
   std::sort(segments_.begin(), segments_.end(),
             [](const Segment& a, const Segment& b) { return a.First < b.First; });
+  // Copies of these informs are answered without storing them again, so they must be as safe as if the
+  // earlier run had come to its sync.
+  if (!segments_.empty()) {
+    SyncData(OpenFileOrThrow(segments_.back().Path, O_RDONLY));
+  }
 }
 
 void Spool::ReadMark() {
@@ -244,7 +247,8 @@ std::vector<SpooledTrap> Spool::Read(std::uint64_t after, std::size_t maxRows, s
     if (EnterSegment(*segment)) {
       const std::uint64_t damagesBefore = reader_->Damages();
       next = reader_->Next(segment->Bytes);
-      damaged_ += reader_->Damages() - damagesBefore;
+      // Those of earlier runs were counted when the files were found.
+      damaged_ += segment->First > runStart_ ? reader_->Damages() - damagesBefore : 0;
     }
     if (!next) {
       // The records this file should still hold are unreadable; what follows is elsewhere.

@@ -39,7 +39,7 @@ struct SpoolOptions {
   std::chrono::seconds KeptTime{600};
   // Stands in for pwrite and fdatasync where a test wants them to fail; 0 or an errno.
   std::function<int(const FileDescriptor&, std::string_view, std::uint64_t)> Write = WriteAt;
-  std::function<int(const FileDescriptor&)> SyncFile;
+  std::function<int(const FileDescriptor&)> SyncFile = SyncData;
 };
 
 class Spool {
@@ -51,6 +51,8 @@ class Spool {
   const ReceiverState& State() const { return state_; }
   // Every number of this run is greater; every number of an earlier run is not.
   std::uint64_t RunStart() const { return runStart_; }
+  // Keys of informs received lately by earlier runs, found when the files were opened.
+  const std::vector<std::uint64_t>& EarlierInforms() const { return earlierInforms_; }
   // What the file beside the spool remembers as stored, for a store that knows nothing of this spool.
   std::uint64_t RememberedStored() const { return rememberedStored_; }
 
@@ -109,6 +111,7 @@ class Spool {
   ReceiverState state_;
   std::uint64_t runStart_ = 0;
   std::uint64_t rememberedStored_ = 0;
+  std::vector<std::uint64_t> earlierInforms_;
 
   mutable std::mutex mutex_;  // segments_, unwritten_
   std::condition_variable more_;

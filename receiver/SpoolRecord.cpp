@@ -48,10 +48,10 @@ std::uint32_t Checksum(std::string_view bytes) {
 }
 
 bool ReadContent(std::string_view content, TrapRow& row) {
-  return TakeNumber(content, row.EventTime) && TakeNumber(content, row.GenericTrap) &&
-         TakeNumber(content, row.SpecificTrap) && TakeText(content, row.Source) &&
-         TakeText(content, row.EnterpriseOid) && TakeText(content, row.EventDescription) &&
-         TakeText(content, row.Event_ExtDescr) && content.empty();
+  return TakeNumber(content, row.InformKey) && TakeNumber(content, row.EventTime) &&
+         TakeNumber(content, row.GenericTrap) && TakeNumber(content, row.SpecificTrap) &&
+         TakeText(content, row.Source) && TakeText(content, row.EnterpriseOid) &&
+         TakeText(content, row.EventDescription) && TakeText(content, row.Event_ExtDescr) && content.empty();
 }
 
 // Where the next record may begin: at a mark, or at the end when the last bytes can't be the start of one.
@@ -75,6 +75,7 @@ void AppendRecord(std::string& bytes, std::uint64_t number, const TrapRow& row) 
   bytes += kMark;
   bytes.append(8, '\0');  // length and checksum, known below
   AppendNumber(bytes, number);
+  AppendNumber(bytes, row.InformKey);
   AppendNumber(bytes, row.EventTime);
   AppendNumber(bytes, row.GenericTrap);
   AppendNumber(bytes, row.SpecificTrap);

@@ -16,6 +16,8 @@ struct TrapRow {
   // The list of variable bindings; the second continues the first without anything between them.
   std::string EventDescription;
   std::string Event_ExtDescr;
+  // Not a column: the same for copies of one inform and for nothing else; 0 for a trap.
+  std::uint64_t InformKey = 0;
 
   bool operator==(const TrapRow&) const = default;
 };

@@ -1,0 +1,131 @@
+// Who may send: the file of users and communities; which informs are copies of one another; what reaches the
+// log.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "Configuration.h"
+#include "InformTable.h"
+#include "Listener.h"
+#include "ServiceLog.h"
+#include "SnmpAccess.h"
+#include "platform/Processes.h"
+#include "support/FakePlatform.h"
+#include "support/TempFolder.h"
+
+#include "common/RegistryValues.h"
+
+namespace korvane::receiver {
+namespace {
+
+TEST(SnmpAccess, GoodLinesAreTakenAndEachBadOneIsNamed) {
+  const SnmpAccess access = ParseSnmpAccess(
+      "# users\n"
+      "createUser plain\n"
+      "createUser auth SHA-256 \"a pass phrase\"   # with a comment\r\n"
+      "  createUser\tboth MD5 authpass1 AES privpass1\n"
+      "createUser -e 0x8000000001020304 both SHA authpass1 DES privpass1\n"
+      "community public\n"
+      "community \"with blank\"\n"
+      "createUser\n"
+      "createUser short SHA 1234567\n"
+      "createUser odd SHA authpass1 AES\n"
+      "createUser other ROT13 authpass1\n"
+      "createUser other SHA authpass1 3DES privpass1\n"
+      "createUser -e 80000000 other\n"
+      "createUser -e 0x80000 other\n"
+      "createUser \"quo\\te\"\n"
+      "createUser \"open\n"
+      "authUser log both\n"
+      "community\n"
+      "createUser last");
+  ASSERT_EQ(access.Users.size(), 5u);
+  EXPECT_EQ(access.Users[0].Level(), SecurityLevel::NoAuthNoPriv);
+  EXPECT_EQ(access.Users[1].AuthPassphrase, "a pass phrase");
+  EXPECT_EQ(access.Users[1].Level(), SecurityLevel::AuthNoPriv);
+  EXPECT_EQ(access.Users[4].Name, "last");
+  ASSERT_EQ(access.Problems.size(), 11u);
+  for (std::size_t i = 0; i < access.Problems.size(); ++i) {
+    EXPECT_TRUE(access.Problems[i].starts_with("line " + std::to_string(i + 8) + ": ")) << access.Problems[i];
+    EXPECT_EQ(access.Problems[i].find("authpass1"), std::string::npos);
+  }
+  // An entry for one engine goes before one for any.
+  const std::string engine("\x80\0\0\0\1\2\3\4", 8);
+  EXPECT_EQ(access.FindUser("both", engine)->PrivProtocol, "DES");
+  EXPECT_EQ(access.FindUser("both", "other engine")->PrivProtocol, "AES");
+  EXPECT_EQ(access.FindUser("nobody", engine), nullptr);
+  EXPECT_TRUE(access.AcceptsCommunity("with blank"));
+  EXPECT_FALSE(access.AcceptsCommunity("private"));
+  EXPECT_TRUE(ParseSnmpAccess("").AcceptsCommunity("anything"));
+}
+
+TEST(SnmpAccess, APassphraseThatEveryoneMayReadIsAProblem) {
+  const test::TempFolder folder;
+  EXPECT_TRUE(ReadSnmpAccess(folder / "none").Problems.empty());
+  test::WriteFile(folder / "users", "createUser auth SHA authpass1\n");
+  std::filesystem::permissions(folder / "users", std::filesystem::perms(0640));
+  EXPECT_TRUE(ReadSnmpAccess(folder / "users").Problems.empty());
+  std::filesystem::permissions(folder / "users", std::filesystem::perms(0644));
+  EXPECT_EQ(ReadSnmpAccess(folder / "users").Problems.size(), 1u);
+}
+
+TEST(Configuration, AbsentValuesHaveDefaultsAndListsAreSplit) {
+  test::FakeRegistry registry;
+  EXPECT_EQ(ReadConfiguration(registry).ListenAddresses, (std::vector<std::string>{"udp:162", "udp6:162"}));
+  registry.PutText(kManagerKey, kListenAddressesValue, " udp:127.0.0.1:1162,udp6:[::1]:1162  udp:1163");
+  registry.PutText(kManagerKey, kSpoolFolderValue, "/somewhere");
+  registry.PutDword(kManagerKey, kSnmpFileValue, 7);
+  const Configuration configuration = ReadConfiguration(registry);
+  EXPECT_EQ(configuration.ListenAddresses,
+            (std::vector<std::string>{"udp:127.0.0.1:1162", "udp6:[::1]:1162", "udp:1163"}));
+  EXPECT_EQ(configuration.SpoolFolder, "/somewhere");
+  EXPECT_EQ(configuration.SnmpFile, Configuration().SnmpFile);
+
+  for (const char* good : {"udp:162", "udp6:1", "udp:0.0.0.0:65535", "udp6:[::]:162", "udp6:[fe80::1]:162"}) {
+    EXPECT_EQ(ListenAddressProblem(good), "") << good;
+  }
+  for (const char* bad : {"", "162", "tcp:162", "udp:", "udp:0", "udp:65536", "udp:host:162", "udp:1.2.3:162",
+                          "udp6:::1:162", "udp6:[::1]", "udp:1.2.3.4:", "udp:162x"}) {
+    EXPECT_NE(ListenAddressProblem(bad), "") << bad;
+  }
+}
+
+TEST(InformTable, EveryCopyIsAnsweredAndOneIsStored) {
+  InformTable table(std::chrono::seconds(60), 2);
+  const auto start = std::chrono::steady_clock::now();
+  const auto arrive = [&](std::uint64_t key, std::chrono::steady_clock::time_point when) {
+    std::unique_ptr<Answer> answer = std::make_unique<Answer>();
+    const auto result = table.Arrived(key, answer, when);
+    EXPECT_EQ(answer != nullptr, result.What == InformTable::Arrival::Answered);
+    return result;
+  };
+  const auto first = arrive(1, start);
+  EXPECT_EQ(first.What, InformTable::Arrival::New);
+  EXPECT_EQ(arrive(1, start).What, InformTable::Arrival::Waiting);
+  EXPECT_EQ(arrive(2, start).What, InformTable::Arrival::New);
+  EXPECT_EQ(table.Safe(first.Token, start).size(), 2u);
+  EXPECT_EQ(table.Safe(first.Token, start).size(), 0u);
+  EXPECT_EQ(arrive(1, start).What, InformTable::Arrival::Answered);
+  EXPECT_EQ(table.Waiting(), 1u);
+  table.Remember(3, start);
+  EXPECT_EQ(arrive(3, start).What, InformTable::Arrival::Answered) << "of an earlier run";
+  // Forgotten after its time; a flood of copies of one that waits is bounded.
+  EXPECT_EQ(arrive(1, start + std::chrono::seconds(61)).What, InformTable::Arrival::New);
+  for (int i = 0; i < 100; ++i) arrive(2, start);
+  EXPECT_LE(table.Safe(first.Token + 1, start).size(), 20u);
+}
+
+TEST(ServiceLog, TextFromTheNetworkCannotForgeALineOrReachATerminal) {
+  std::string written;
+  ServiceLog log([&](LogLevel, std::string_view line) { written = line; });
+  log.Warning("user \x1B[2J\r\nerror: forged\x07 \xC2\x9B \xFF");
+  for (const char c : written) EXPECT_GE(static_cast<unsigned char>(c), 0x20) << written;
+  EXPECT_EQ(written.find("\xC2\x9B"), std::string::npos);
+  EXPECT_EQ(written.find('\xFF'), std::string::npos);
+  EXPECT_NE(written.find("error: forged"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace korvane::receiver

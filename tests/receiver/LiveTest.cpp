@@ -1,0 +1,261 @@
+// The whole receiver as a process: real senders, a real store, signals and bad weather.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Running.h"
+#include "support/TestStore.h"
+
+namespace korvane::receiver {
+namespace {
+
+using std::chrono::milliseconds;
+using Words = std::vector<std::string>;
+
+constexpr std::string_view kUsers =
+    "createUser both SHA-256 authpass1 AES privpass1\n"
+    "createUser open\n"
+    "createUser -e 0x8000000001020399 bound MD5 authpass1 DES privpass1\n";
+
+class Live : public testing::Test {
+ protected:
+  std::int32_t Rows(const std::string& condition = "1 = 1") {
+    return store_.Number("SELECT COUNT(*) FROM EventTrap WHERE " + condition);
+  }
+  bool RowsBecome(std::int32_t count, const std::string& condition = "1 = 1") {
+    return test::WaitUntil([&] { return Rows(condition) >= count; }) && Rows(condition) == count;
+  }
+  static Words Joined(Words a, const Words& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+  }
+  // snmptrap or snmpinform with v3 options and a coldStart-like trap whose one text is given.
+  int SendV3(const char* program, const Words& security, const std::string& text) {
+    Words command = {program, "-Ln", "-v", "3", "-r", "1", "-t", "1"};
+    command = Joined(command, security);
+    return RunCommand(
+        Joined(command, {receiver_.Address(), "", "1.3.6.1.4.1.99.0.7", "1.3.6.1.4.1.99.1", "s", text}));
+  }
+  int SendV2(const char* program, const std::string& to, const std::string& text) {
+    return RunCommand({program, "-Ln", "-v", "2c", "-c", "public", "-r", "1", "-t", "1", to, "",
+                       "1.3.6.1.4.1.99.0.7", "1.3.6.1.4.1.99.1", "s", text});
+  }
+
+  test::SqliteStore store_;
+  RunningReceiver receiver_{kUsers};
+};
+
+const Words kBoth = {"-l", "authPriv",  "-u", "both", "-a", "SHA-256",
+                     "-A", "authpass1", "-x", "AES",  "-X", "privpass1"};
+
+TEST_F(Live, EveryVersionArrivesAndWhatMayNotIsCounted) {
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  EXPECT_EQ(RunCommand({"snmptrap", "-Ln", "-v", "1", "-c", "public", receiver_.Address(), "1.3.6.1.4.1.99",
+                        "10.9.8.7", "6", "7", "", "1.3.6.1.4.1.99.1", "s", "one"}),
+            0);
+  EXPECT_EQ(SendV2("snmptrap", receiver_.Address(), "two"), 0);
+  EXPECT_EQ(SendV2("snmpinform", receiver_.Address6(), "three"), 0);
+  EXPECT_EQ(SendV3("snmpinform", kBoth, "four"), 0);
+  Words trap = kBoth;
+  trap.insert(trap.end(), {"-e", "0x80000000010203AA"});
+  EXPECT_EQ(SendV3("snmptrap", trap, "five"), 0) << "a user for any engine";
+  EXPECT_EQ(SendV3("snmptrap", trap, "six"), 0);
+  const Words bound = {"-l",        "authPriv", "-u",  "bound", "-a",        "MD5", "-A",
+                       "authpass1", "-x",       "DES", "-X",    "privpass1", "-e",  "0x8000000001020399"};
+  EXPECT_EQ(SendV3("snmptrap", bound, "seven"), 0);
+  EXPECT_EQ(SendV3("snmptrap", {"-l", "noAuthNoPriv", "-u", "open", "-e", "0x80000000010203BB"}, "eight"), 0);
+  ASSERT_TRUE(RowsBecome(8)) << receiver_.Log();
+  int number = 0;
+  for (const char* text : {"one", "two", "three", "four", "five", "six", "seven", "eight"}) {
+    EXPECT_EQ(Rows(fmt::format("SequenceNumber = {} AND EventDescription = '1.3.6.1.4.1.99.1 = {}' AND "
+                               "EnterpriseOid = '1.3.6.1.4.1.99' AND GenericTrap = 6 AND SpecificTrap = 7",
+                               ++number, text)),
+              1)
+        << text;
+  }
+  EXPECT_EQ(Rows("Source = '10.9.8.7'"), 1);
+  EXPECT_EQ(Rows("Source = '::1'"), 1);
+  EXPECT_EQ(Rows("Source = '127.0.0.1'"), 6);
+
+  // Wrong key, unknown user, no key where there must be one, another engine: counted, not stored.
+  Words wrong = trap;
+  wrong[7] = "authpass2";
+  SendV3("snmptrap", wrong, "bad");
+  wrong.back() = "0x80000000010203CC";
+  SendV3("snmptrap", wrong, "bad");
+  SendV3("snmptrap", {"-l", "noAuthNoPriv", "-u", "nobody", "-e", "0x80000000010203BB"}, "bad");
+  SendV3("snmptrap", {"-l", "noAuthNoPriv", "-u", "both", "-e", "0x80000000010203AA"}, "bad");
+  Words elsewhere = bound;
+  elsewhere.back() = "0x80000000010203DD";
+  SendV3("snmptrap", elsewhere, "bad");
+  ASSERT_TRUE(test::WaitUntil([&] { return receiver_.Counters()["malformed"] >= 5; })) << receiver_.Log();
+  EXPECT_NE(SendV3("snmpinform", {"-l", "noAuthNoPriv", "-u", "nobody"}, "bad"), 0) << "must not be answered";
+  // The engine whose first message was forged is still learnt from an honest one.
+  trap.back() = "0x80000000010203CC";
+  EXPECT_EQ(SendV3("snmptrap", trap, "nine"), 0);
+  ASSERT_TRUE(RowsBecome(9));
+  EXPECT_EQ(receiver_.End(SIGTERM), 0);
+  auto counters = receiver_.LastCounters();
+  EXPECT_EQ(counters["received"], 9u);
+  EXPECT_EQ(counters["stored"], 9u);
+  EXPECT_EQ(counters["informs answered"], 2u);
+  EXPECT_EQ(counters["waiting"], 0u);
+
+  // A later run is the same engine with more boots: an inform is answered again.
+  ASSERT_TRUE(receiver_.Start());
+  EXPECT_EQ(SendV3("snmpinform", kBoth, "ten"), 0);
+  EXPECT_TRUE(RowsBecome(10));
+}
+
+TEST_F(Live, GarbageCostsACounterAndNeverTheProcess) {
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  PacketSender sender(receiver_.Port());
+  std::mt19937 random(20240229);  // NOLINT(bugprone-random-generator-seed): the same packets every time
+  const std::string good = V2Trap("a text of some length, so that there is something to break");
+  constexpr int kPackets = 3000;
+  for (int i = 0; i < kPackets; ++i) {
+    std::string packet = good;
+    switch (i % 4) {
+      case 0:  // noise
+        packet.assign(random() % 200, '\0');
+        for (char& c : packet) c = static_cast<char>(random());
+        break;
+      case 1:  // cut off
+        packet.resize(random() % packet.size());
+        break;
+      default:  // some bytes changed
+        for (unsigned changes = 1 + random() % 4; changes > 0; --changes) {
+          packet[random() % packet.size()] = static_cast<char>(random());
+        }
+    }
+    ASSERT_TRUE(sender.Send(packet));
+  }
+  ASSERT_TRUE(sender.Send(V2Trap("still here")));
+  ASSERT_TRUE(test::WaitUntil([&] { return Rows("EventDescription LIKE '%still here'") == 1; }))
+      << receiver_.Log();
+  auto counters = receiver_.Counters();
+  EXPECT_EQ(counters["received"] + counters["malformed"] + counters["informs repeated"], kPackets + 1u);
+  EXPECT_GT(counters["malformed"], kPackets / 2u);
+  EXPECT_EQ(receiver_.End(SIGTERM), 0);
+  EXPECT_EQ(receiver_.LastCounters()["stored"], receiver_.LastCounters()["received"]);
+}
+
+TEST_F(Live, AStoreThatVanishesAndReturnsGetsEveryTrapOnceInOrder) {
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  constexpr int kTraps = 3000;
+  std::thread stream([&] {
+    PacketSender sender(receiver_.Port());
+    for (int i = 0; i < kTraps; ++i) {
+      sender.Send(V2Trap(fmt::format("{:05}", i)));
+      if (i % 10 == 0) std::this_thread::sleep_for(milliseconds(5));
+    }
+  });
+  EXPECT_TRUE(test::WaitUntil([&] { return Rows() > 300; }));
+  store_.Execute("ALTER TABLE EventTrap RENAME TO Vanished");
+  EXPECT_TRUE(test::WaitUntil([&] { return receiver_.Log().find("can't be used") != std::string::npos; }));
+  EXPECT_EQ(SendV2("snmpinform", receiver_.Address(), "during"), 0) << "answered from the spool";
+  // Also across its own restart.
+  receiver_.End(SIGTERM);
+  ASSERT_TRUE(receiver_.Start());
+  EXPECT_EQ(SendV2("snmpinform", receiver_.Address(), "after"), 0);
+  stream.join();
+  store_.Execute("ALTER TABLE Vanished RENAME TO EventTrap");
+  ASSERT_TRUE(test::WaitUntil([&] { return Rows("EventDescription LIKE '%after'") == 1; }))
+      << receiver_.Log();
+  ASSERT_TRUE(test::WaitUntil([&] { return receiver_.Counters()["waiting"] == 0; }));
+  EXPECT_GT(receiver_.Counters()["spooled"], 0u);
+  EXPECT_EQ(Rows("EventDescription LIKE '%during'"), 1);
+  // While no receiver ran, packets had nowhere to go; all others are there once, in order.
+  EXPECT_EQ(Rows(), store_.Number("SELECT COUNT(DISTINCT EventDescription) FROM EventTrap"));
+  EXPECT_GT(Rows(), kTraps / 2);
+  EXPECT_EQ(store_.Number("SELECT COUNT(*) FROM EventTrap a WHERE EventDescription LIKE '% = 0%' AND EXISTS "
+                          "(SELECT 1 FROM EventTrap b WHERE b.SequenceNumber = a.SequenceNumber + 1 AND "
+                          "b.EventDescription LIKE '% = 0%' AND b.EventDescription < a.EventDescription)"),
+            0);
+}
+
+TEST_F(Live, KilledAtAnyMomentItKeepsEveryAnsweredInformOnce) {
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  std::atomic<bool> ended = false;
+  std::atomic<int> sent = 0;
+  std::mutex mutex;
+  std::vector<std::string> answered;
+  std::vector<std::thread> streams;
+  for (int i = 0; i < 4; ++i) {
+    streams.emplace_back([&] {
+      while (!ended) {
+        const std::string text = fmt::format("inform {:04}", ++sent);
+        // Repeated over a restart: the copy must not be stored again.
+        const int status =
+            RunCommand({"snmpinform", "-Ln", "-v", "2c", "-c", "public", "-r", "50", "-t", "0.2",
+                        receiver_.Address(), "", "1.3.6.1.4.1.99.0.7", "1.3.6.1.4.1.99.1", "s", text});
+        const std::lock_guard lock(mutex);
+        if (status == 0) answered.push_back(text);
+      }
+    });
+  }
+  std::mt19937 random(7);  // NOLINT(bugprone-random-generator-seed)
+  for (int kills = 0; kills < 8; ++kills) {
+    std::this_thread::sleep_for(milliseconds(100 + random() % 300));
+    EXPECT_EQ(receiver_.End(SIGKILL), -1);
+    ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  }
+  ended = true;
+  for (std::thread& stream : streams) stream.join();
+  EXPECT_TRUE(test::WaitUntil([&] { return receiver_.Counters()["waiting"] == 0; }));
+  EXPECT_GT(answered.size(), 20u);
+  EXPECT_EQ(static_cast<int>(answered.size()), sent) << "every inform gets its answer in the end";
+  for (const std::string& text : answered)
+    EXPECT_EQ(Rows("EventDescription LIKE '%" + text + "'"), 1) << text;
+  EXPECT_EQ(Rows(), static_cast<std::int32_t>(answered.size()));
+}
+
+TEST_F(Live, WhatTheKernelDropsIsCounted) {
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  const std::string packet = V2Trap(std::string(8000, 'x'));
+  PacketSender sender(receiver_.Port());
+  receiver_.Signal(SIGSTOP);
+  std::uint64_t sent = 0;
+  // Beyond the largest buffer a socket can have here; two packets of this size take some 20 KiB of it.
+  for (; sent < 12'000; ++sent) ASSERT_TRUE(sender.Send(packet));
+  receiver_.Signal(SIGCONT);
+  ASSERT_TRUE(test::WaitUntil(
+      [&] {
+        auto counters = receiver_.Counters();
+        return counters["received"] + counters["dropped by the kernel"] == sent && counters["waiting"] == 0;
+      },
+      std::chrono::seconds(60)))
+      << receiver_.Log();
+  EXPECT_GT(receiver_.LastCounters()["dropped by the kernel"], 0u);
+  EXPECT_EQ(receiver_.LastCounters()["received"], static_cast<std::uint64_t>(Rows()));
+}
+
+TEST_F(Live, UsersAreReadAgainAndCheckNamesWhatIsWrong) {
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  test::WriteFile(receiver_.Folder() / "users", "createUser later\nnonsense\n");
+  receiver_.Signal(SIGHUP);
+  ASSERT_TRUE(test::WaitUntil([&] { return receiver_.Log().find("1 SNMPv3 users") != std::string::npos; }));
+  EXPECT_NE(receiver_.Log().find("line 2: unknown word nonsense"), std::string::npos);
+  EXPECT_EQ(SendV3("snmptrap", {"-l", "noAuthNoPriv", "-u", "later", "-e", "0x80000000010203BB"}, "x"), 0);
+  EXPECT_TRUE(RowsBecome(1));
+  SendV3("snmptrap", {"-l", "noAuthNoPriv", "-u", "open", "-e", "0x80000000010203BB"}, "y");
+  EXPECT_TRUE(test::WaitUntil([&] { return receiver_.Counters()["malformed"] == 1; }));
+  EXPECT_EQ(Rows(), 1);
+
+  // A second one on the same spool gives up, and --check tells what is wrong.
+  setenv("KORVANE_REGISTRY", (receiver_.Folder() / "registry.reg").c_str(), 1);
+  EXPECT_EQ(RunCommand({KVRECEIVER}), 1);
+  EXPECT_EQ(RunCommand({KVRECEIVER, "--check"}), 1);
+  test::WriteFile(receiver_.Folder() / "users", "createUser later\n");
+  EXPECT_EQ(RunCommand({KVRECEIVER, "--check"}), 0);
+  EXPECT_EQ(RunCommand({KVRECEIVER, "--unknown"}), 2);
+  unsetenv("KORVANE_REGISTRY");
+}
+
+}  // namespace
+}  // namespace korvane::receiver

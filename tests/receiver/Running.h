@@ -1,0 +1,203 @@
+// A real receiver process on free ports of loopback, with the means to send to it and to look at it.
+#pragma once
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "common/RegistryValues.h"
+#include "platform/Processes.h"
+#include "support/TempFolder.h"
+
+namespace korvane::receiver {
+
+// A UDP port of loopback that nobody uses at this moment.
+inline std::uint16_t FreePort(int family) {
+  const int descriptor = socket(family, SOCK_DGRAM, 0);
+  sockaddr_in6 v6{};
+  v6.sin6_family = AF_INET6;
+  v6.sin6_addr = in6addr_loopback;
+  sockaddr_in v4{};
+  v4.sin_family = AF_INET;
+  v4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  auto* address = family == AF_INET6 ? reinterpret_cast<sockaddr*>(&v6) : reinterpret_cast<sockaddr*>(&v4);
+  socklen_t length = family == AF_INET6 ? sizeof v6 : sizeof v4;
+  const bool bound = bind(descriptor, address, length) == 0 && getsockname(descriptor, address, &length) == 0;
+  close(descriptor);
+  if (!bound) throw std::runtime_error("no free port");
+  return ntohs(family == AF_INET6 ? v6.sin6_port : v4.sin_port);
+}
+
+// Runs a program without a shell and waits for it; its exit status.
+inline int RunCommand(const std::vector<std::string>& command) {
+  std::vector<char*> arguments;
+  for (const std::string& word : command) arguments.push_back(const_cast<char*>(word.c_str()));
+  arguments.push_back(nullptr);
+  const pid_t child = fork();
+  if (child == 0) {
+    const int null = open("/dev/null", O_RDWR);
+    dup2(null, 1);
+    dup2(null, 2);
+    setenv("MIBS", "", 1);
+    setenv("SNMPCONFPATH", "/nonexistent", 1);
+    setenv("SNMP_PERSISTENT_DIR", "/nonexistent", 1);
+    execvp(arguments[0], arguments.data());
+    _exit(127);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+class RunningReceiver {
+ public:
+  // users: the lines of its SNMP file.  The data source is that of the environment.
+  explicit RunningReceiver(std::string_view users = "")
+      : port_(FreePort(AF_INET)), port6_(FreePort(AF_INET6)) {
+    test::WriteFile(folder_ / "users", users);
+    std::filesystem::permissions(folder_ / "users", std::filesystem::perms(0600));
+    test::WriteFile(
+        folder_ / "registry.reg",
+        fmt::format("Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\{}]\n"
+                    "\"KVListenAddresses\"=\"udp:127.0.0.1:{},udp6:[::1]:{}\"\n"
+                    "\"KVSpoolDir\"=\"{}\"\n\"KVSnmpConfig\"=\"{}\"\n",
+                    kManagerKey, port_, port6_, (folder_ / "spool").string(), (folder_ / "users").string()));
+  }
+  ~RunningReceiver() { End(SIGKILL); }
+
+  // Until it listens.
+  bool Start() {
+    const std::string log = (folder_ / "log").string();
+    process_ = fork();
+    if (process_ == 0) {
+      setenv("KORVANE_REGISTRY", (folder_ / "registry.reg").c_str(), 1);
+      unsetenv("JOURNAL_STREAM");
+      dup2(open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
+      execl(KVRECEIVER, KVRECEIVER, nullptr);
+      _exit(127);
+    }
+    return test::WaitUntil([&] { return Log().find(" ready\n") != std::string::npos || !Alive(); }) &&
+           Alive();
+  }
+  void Signal(int signal) { kill(process_, signal); }
+  bool Alive() {
+    if (process_ <= 0) return false;
+    int status = 0;
+    if (waitpid(process_, &status, WNOHANG) == process_) {
+      process_ = 0;
+      exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    return process_ > 0;
+  }
+  // Its exit status, -1 when a signal ended it.
+  int End(int signal) {
+    if (Alive()) Signal(signal);
+    test::WaitUntil([&] { return !Alive(); });
+    return exitStatus_;
+  }
+
+  std::string Log() const { return test::ReadFile(folder_ / "log"); }
+  // The figures of a fresh counters line.
+  std::map<std::string, std::uint64_t> Counters() {
+    const std::size_t before = Lines();
+    Signal(SIGUSR1);
+    test::WaitUntil([&] { return Lines() > before; });
+    return LastCounters();
+  }
+  std::map<std::string, std::uint64_t> LastCounters() const {
+    const std::string log = Log();
+    std::string_view line = std::string_view(log).substr(log.rfind(kMark) + kMark.size());
+    line = line.substr(0, line.find('\n'));
+    std::map<std::string, std::uint64_t> figures;
+    while (!line.empty()) {
+      const std::string_view one = line.substr(0, line.find(", "));
+      const std::size_t blank = one.rfind(' ');
+      figures[std::string(one.substr(0, blank))] = std::stoull(std::string(one.substr(blank + 1)));
+      line.remove_prefix(std::min(line.size(), one.size() + 2));
+    }
+    return figures;
+  }
+
+  std::string Address() const { return fmt::format("127.0.0.1:{}", port_); }
+  std::string Address6() const { return fmt::format("udp6:[::1]:{}", port6_); }
+  std::uint16_t Port() const { return port_; }
+  const std::filesystem::path& Folder() const { return folder_.Path(); }
+
+ private:
+  static constexpr std::string_view kMark = "counters: ";
+  std::size_t Lines() const {
+    const std::string log = Log();
+    std::size_t lines = 0;
+    for (std::size_t at = log.find(kMark); at != std::string::npos; at = log.find(kMark, at + 1)) ++lines;
+    return lines;
+  }
+
+  test::TempFolder folder_;
+  std::uint16_t port_;
+  std::uint16_t port6_;
+  pid_t process_ = 0;
+  int exitStatus_ = -1;
+};
+
+// Sends ready-made packets from one socket.
+class PacketSender {
+ public:
+  explicit PacketSender(std::uint16_t port) : socket_(socket(AF_INET, SOCK_DGRAM, 0)) {
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    to.sin_port = htons(port);
+    if (connect(socket_, reinterpret_cast<const sockaddr*>(&to), sizeof to) != 0) {
+      throw std::runtime_error("connect");
+    }
+  }
+  ~PacketSender() { close(socket_); }
+  bool Send(std::string_view packet) {
+    // A receiver that was just killed answers with an ICMP error, which the next call reports.
+    return send(socket_, packet.data(), packet.size(), 0) == static_cast<ssize_t>(packet.size()) ||
+           send(socket_, packet.data(), packet.size(), 0) == static_cast<ssize_t>(packet.size());
+  }
+
+ private:
+  int socket_;
+};
+
+// BER, as far as a v2c trap needs it.
+inline std::string Ber(unsigned char tag, std::string_view content) {
+  std::string result(1, static_cast<char>(tag));
+  if (content.size() < 128) {
+    result += static_cast<char>(content.size());
+  } else {
+    result += {static_cast<char>(0x83), static_cast<char>(content.size() >> 16),
+               static_cast<char>(content.size() >> 8), static_cast<char>(content.size())};
+  }
+  return result.append(content);
+}
+
+// A v2c trap 1.3.6.1.4.1.99.0.7 with one text.
+inline std::string V2Trap(std::string_view text) {
+  using namespace std::string_literals;
+  const std::string upTime = Ber(0x30, Ber(0x06, "\x2B\x06\x01\x02\x01\x01\x03\x00"s) + Ber(0x43, "\x01"));
+  const std::string trapOid = Ber(0x30, Ber(0x06, "\x2B\x06\x01\x06\x03\x01\x01\x04\x01\x00"s) +
+                                            Ber(0x06, "\x2B\x06\x01\x04\x01\x63\x00\x07"s));
+  const std::string binding = Ber(0x30, Ber(0x06, "\x2B\x06\x01\x04\x01\x63\x01"s) + Ber(0x04, text));
+  const std::string pdu = Ber(
+      0xA7, Ber(0x02, "\x01") + Ber(0x02, "\0"s) + Ber(0x02, "\0"s) + Ber(0x30, upTime + trapOid + binding));
+  return Ber(0x30, Ber(0x02, "\x01") + Ber(0x04, "public") + pdu);
+}
+
+}  // namespace korvane::receiver

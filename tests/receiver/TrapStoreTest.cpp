@@ -1,0 +1,124 @@
+// The trap store in a real database, on every engine.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "DatabaseTrapStore.h"
+#include "ValueText.h"
+#include "store/EngineTest.h"
+
+namespace korvane::receiver {
+namespace {
+
+class TrapStoreTest : public store::EngineTest {
+ protected:
+  std::int32_t Count(const std::string& condition) {
+    return Made->Number("SELECT COUNT(*) FROM EventTrap WHERE " + condition);
+  }
+  DatabaseTrapStore store_{Made->DataSource()};
+};
+using store::EngineOf;
+KORVANE_ON_EVERY_ENGINE(TrapStoreTest);
+
+SpooledTrap Trap(std::uint64_t number, std::string text) {
+  SpooledTrap trap;
+  trap.Number = number;
+  trap.Row.EventTime = 1'700'000'000;
+  trap.Row.Source = "10.0.0.1";
+  trap.Row.EnterpriseOid = "1.3.6.1.4.1.9";
+  trap.Row.SpecificTrap = static_cast<std::int32_t>(number % 1000);
+  trap.Row.EventDescription = std::move(text);
+  return trap;
+}
+
+TEST_P(TrapStoreTest, RowsAndTheirNumberMoveTogether) {
+  constexpr std::uint64_t kRun = std::uint64_t{7} << 40;  // beyond what 32 bits hold
+  EXPECT_EQ(store_.Open("spool1", kRun, 0), 0u);
+  std::vector<SpooledTrap> traps;
+  for (std::uint64_t i = 1; i <= 200; ++i) traps.push_back(Trap(kRun + i, "trap"));
+  store_.Store(traps, 0);
+  EXPECT_EQ(Count("EventAck = 0 AND EventNotes = ''"), 200);
+  EXPECT_EQ(
+      Made->Number("SELECT SpecificTrap FROM EventTrap WHERE SequenceNumber = (SELECT MIN(SequenceNumber) "
+                   "FROM EventTrap)"),
+      static_cast<std::int32_t>((kRun + 1) % 1000));
+  EXPECT_EQ(store_.Open("spool1", kRun + 200, 5), kRun + 200);
+
+  // A batch that does not follow what is stored changes nothing: another receiver moved the number.
+  EXPECT_THROW(store_.Store(std::vector{Trap(kRun + 300, "x")}, kRun + 100), store::DatabaseError);
+  EXPECT_EQ(Count("1 = 1"), 200);
+  EXPECT_EQ(store_.Open("spool1", kRun + 300, 5), kRun + 200);
+
+  store_.Probe();
+  EXPECT_EQ(Count("1 = 1"), 200) << "a probe leaves nothing";
+  store_.Skip(kRun + 201, kRun + 200);
+  EXPECT_EQ(store_.Open("spool1", kRun + 201, 5), kRun + 201);
+  // A number this spool can't have reached is another's: the spool's own memory decides.
+  EXPECT_EQ(store_.Open("spool1", kRun + 150, kRun + 120), kRun + 120);
+  EXPECT_EQ(store_.Open("spool1", kRun + 150, 0), kRun + 120);
+  EXPECT_EQ(store_.Open("spool2", kRun, 42), 42u);
+}
+
+TEST_P(TrapStoreTest, WhateverTheNetworkSentIsStoredAsItIsShown) {
+  using namespace std::string_literals;
+  std::string large;
+  for (int i = 0; i < 65'507; ++i) large += static_cast<char>(i * 7);
+  const std::vector<std::string> octets = {"it's 'quoted'; DROP TABLE EventTrap; --",
+                                           "back\\slash \" percent % ? :name {x}",
+                                           "a\0b"s,
+                                           "\x01\x02\x1B[31m",
+                                           "\xFF\xFE\xED\xA0\x80",
+                                           "\xF0\x9F\x94\xA5 emoji, e\xCC\x81, \xE2\x80\xAE"
+                                           "bidi",
+                                           " blanks at both ends ",
+                                           large};
+  store_.Open("spool", 1'000, 0);
+  std::vector<SpooledTrap> traps;
+  for (std::size_t i = 0; i < octets.size(); ++i) {
+    traps.push_back(Trap(i + 1, OctetText(octets[i])));
+    traps.back().Row.Event_ExtDescr = OctetText(octets[i]);
+  }
+  traps[0].Row.SpecificTrap = -2147483647 - 1;
+  Oid longest(128, 4294967295);
+  traps[1].Row.EnterpriseOid = OidText(longest);
+  store_.Store(traps, 0);
+  for (std::size_t i = 0; i < octets.size(); ++i) {
+    const std::string select = "SELECT * FROM EventTrap WHERE SequenceNumber = " + std::to_string(i + 1);
+    EXPECT_EQ(Made->Text(select, "EventDescription"), traps[i].Row.EventDescription) << i;
+    EXPECT_EQ(Made->Text(select, "Event_ExtDescr"), traps[i].Row.Event_ExtDescr) << i;
+  }
+  EXPECT_EQ(Count("SpecificTrap = -2147483648"), 1);
+  EXPECT_EQ(Made->Text("SELECT * FROM EventTrap WHERE SequenceNumber = 2", "EnterpriseOid"),
+            OidText(longest));
+}
+
+TEST_P(TrapStoreTest, AFaultOfTheStoreIsToldFromAFaultOfARow) {
+  store_.Open("spool", 1'000, 0);
+  const auto trouble = [&](const SpooledTrap& trap) {
+    try {
+      store_.Store(std::vector{trap}, 0);
+    } catch (const store::DatabaseError& error) {
+      return IsStoreTrouble(error) ? "store" : "row";
+    }
+    return "none";
+  };
+  Made->Execute("ALTER TABLE EventTrap RENAME TO Elsewhere");
+  EXPECT_STREQ(trouble(Trap(1, "x")), "store");
+  EXPECT_THROW(store_.Probe(), store::DatabaseError);
+  Made->Execute("ALTER TABLE Elsewhere RENAME TO EventTrap");
+  if (GetParam() != store::Engine::Sqlite) {  // which checks no lengths
+    EXPECT_STREQ(trouble([] {
+                   SpooledTrap trap = Trap(1, "x");
+                   trap.Row.Source.assign(300, 'x');
+                   return trap;
+                 }()),
+                 "row");
+  }
+  store_.Open("spool", 1'000, 0);
+  EXPECT_STREQ(trouble(Trap(1, "x")), "none");
+}
+
+}  // namespace
+}  // namespace korvane::receiver

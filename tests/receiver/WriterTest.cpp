@@ -1,0 +1,253 @@
+// The writer with a store that fails at its N-th operation, for every N and in every way, and with rows the
+// store refuses.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <memory>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "StoreWriter.h"
+#include "platform/Processes.h"
+#include "support/TempFolder.h"
+
+namespace korvane::receiver {
+namespace {
+
+using std::chrono::milliseconds;
+using store::DatabaseError;
+
+struct Death {};  // the process ends here
+
+enum class Fault { BeforeTheEffect, AfterTheEffect, DeathBefore, DeathAfter };
+
+// Keeps its rows over the life of several receivers, as a database does.
+class FaultyStore : public TrapStore {
+ public:
+  std::uint64_t Open(std::string_view, std::uint64_t highestPossible, std::uint64_t remembered) override {
+    Operation([&] {
+      if (stored_ > highestPossible) stored_ = remembered;
+    });
+    return stored_;
+  }
+  void Store(std::span<const SpooledTrap> traps, std::uint64_t previous) override {
+    EXPECT_EQ(previous, stored_);
+    for (const SpooledTrap& trap : traps) {
+      if (Refused.contains(trap.Row.SpecificTrap))
+        throw DatabaseError("no such text", RefusalState, 1, "INSERT");
+    }
+    Operation([&] {
+      const std::lock_guard lock(mutex_);
+      for (const SpooledTrap& trap : traps) rows_.push_back(trap.Row.SpecificTrap);
+      stored_ = traps.back().Number;
+    });
+  }
+  void Skip(std::uint64_t number, std::uint64_t previous) override {
+    EXPECT_EQ(previous, stored_);
+    Operation([&] { stored_ = number; });
+  }
+  void Probe() override {
+    if (Away) throw DatabaseError("gone", "08S01", 0, "INSERT");
+    Operation([] {});
+  }
+  void Close() noexcept override {}
+
+  std::vector<int> Rows() const {
+    const std::lock_guard lock(mutex_);
+    return rows_;
+  }
+  bool FaultHappened() const { return failAt_ > 0 && operations_ >= failAt_; }
+  void FailAt(int operation, Fault fault) {
+    failAt_ = operation;
+    fault_ = fault;
+  }
+
+  std::set<int> Refused;
+  std::string RefusalState = "22021";
+  std::atomic<bool> Away = false;
+
+ private:
+  template <typename Effect>
+  void Operation(Effect effect) {
+    if (Away) throw DatabaseError("gone", "08S01", 0, "");
+    const bool fails = ++operations_ == failAt_;
+    if (fails && fault_ == Fault::DeathBefore) throw Death();
+    if (fails && fault_ == Fault::BeforeTheEffect) throw DatabaseError("failed", "HY000", 5, "");
+    effect();
+    if (fails && fault_ == Fault::DeathAfter) throw Death();
+    if (fails && fault_ == Fault::AfterTheEffect) throw DatabaseError("link lost", "08S01", 0, "COMMIT");
+  }
+
+  mutable std::mutex mutex_;
+  std::vector<int> rows_;
+  std::atomic<std::uint64_t> stored_ = 0;
+  std::atomic<int> operations_ = 0;
+  int failAt_ = 0;
+  Fault fault_ = Fault::BeforeTheEffect;
+};
+
+const WriterOptions kQuick = {.BatchRows = 4,
+                              .BatchBytes = 1 << 20,
+                              .BatchTime = milliseconds(1),
+                              .FirstPause = milliseconds(1),
+                              .LongestPause = milliseconds(5),
+                              .RowFailures = 3,
+                              .RowTroubles = 20};
+
+// One receiver's life: spool and writer on a folder, until stopped or dead.
+class Receiver {
+ public:
+  Receiver(const std::filesystem::path& folder, TrapStore& store)
+      : spool_(folder),
+        log_([this](LogLevel, std::string_view line) { lines_.emplace_back(line); }),
+        writer_(spool_, store, Quarantine(folder / "quarantine.txt"), counters_, log_, kQuick) {}
+  ~Receiver() { Stop(); }
+
+  void Take(int first, int last) {
+    std::vector<TrapRow> rows;
+    for (int i = first; i <= last; ++i) {
+      TrapRow row;
+      row.SpecificTrap = i;
+      row.EventDescription = "trap " + std::to_string(i);
+      rows.push_back(row);
+    }
+    spool_.Append(rows);
+  }
+  void Start() {
+    thread_ = std::thread([this] {
+      try {
+        writer_.Run();
+      } catch (const Death&) {
+        dead_ = true;
+      }
+    });
+  }
+  void Stop() {
+    writer_.Stop(std::chrono::seconds(10));
+    if (thread_.joinable()) thread_.join();
+  }
+  bool Dead() const { return dead_; }
+  bool Idle() const { return spool_.Waiting() == 0; }
+  std::uint64_t Spooled() const { return writer_.SpooledCount(); }
+  bool Available() const { return writer_.StoreAvailable(); }
+  const Counters& Counted() const { return counters_; }
+
+ private:
+  Counters counters_;
+  Spool spool_;
+  std::vector<std::string> lines_;
+  ServiceLog log_;
+  StoreWriter writer_;
+  std::thread thread_;
+  std::atomic<bool> dead_ = false;
+};
+
+std::vector<int> Range(int first, int last) {
+  std::vector<int> numbers;
+  for (int i = first; i <= last; ++i) numbers.push_back(i);
+  return numbers;
+}
+
+TEST(StoreWriter, NothingIsLostOrDoubledWhicheverOperationFails) {
+  for (const Fault fault :
+       {Fault::BeforeTheEffect, Fault::AfterTheEffect, Fault::DeathBefore, Fault::DeathAfter}) {
+    int operation = 0;
+    for (bool happened = true; happened;) {
+      const test::TempFolder folder;
+      FaultyStore store;
+      store.FailAt(++operation, fault);
+      auto receiver = std::make_unique<Receiver>(folder.Path(), store);
+      receiver->Take(1, 7);
+      receiver->Start();
+      ASSERT_TRUE(test::WaitUntil([&] { return receiver->Dead() || receiver->Idle(); }));
+      if (receiver->Dead()) {
+        receiver = nullptr;
+        receiver = std::make_unique<Receiver>(folder.Path(), store);
+        receiver->Start();
+      }
+      receiver->Take(8, 13);
+      ASSERT_TRUE(test::WaitUntil([&] { return receiver->Dead() || receiver->Idle(); }));
+      if (receiver->Dead()) {
+        receiver = nullptr;
+        receiver = std::make_unique<Receiver>(folder.Path(), store);
+        receiver->Start();
+        ASSERT_TRUE(test::WaitUntil([&] { return receiver->Idle(); }));
+      }
+      receiver->Stop();
+      EXPECT_EQ(store.Rows(), Range(1, 13))
+          << "operation " << operation << ", fault " << static_cast<int>(fault);
+      happened = store.FaultHappened();
+    }
+    EXPECT_GT(operation, 4);
+  }
+}
+
+TEST(StoreWriter, ARefusedRowIsPutAsideAndBlocksNoOther) {
+  const std::vector<std::set<int>> refusals = {{1}, {20}, {9}, {3, 4}, {1, 11, 20}, {5, 6, 7, 8}};
+  // What PostgreSQL says of such a row, and what an embedded store says of almost anything.
+  for (const std::string state : {"22021", "HY000"}) {
+    for (const std::set<int>& refused : refusals) {
+      const test::TempFolder folder;
+      FaultyStore store;
+      store.Refused = refused;
+      store.RefusalState = state;
+      Receiver receiver(folder.Path(), store);
+      receiver.Take(1, 20);
+      receiver.Start();
+      ASSERT_TRUE(test::WaitUntil([&] { return receiver.Idle(); }));
+      receiver.Stop();
+      std::vector<int> expected = Range(1, 20);
+      std::erase_if(expected, [&](int number) { return refused.contains(number); });
+      EXPECT_EQ(store.Rows(), expected);
+      EXPECT_EQ(receiver.Counted().Quarantined, refused.size());
+      EXPECT_EQ(receiver.Counted().Stored, expected.size());
+      const std::string aside = test::ReadFile(folder / "quarantine.txt");
+      for (const int number : refused) {
+        EXPECT_NE(aside.find("\"trap " + std::to_string(number) + "\""), std::string::npos);
+      }
+      EXPECT_EQ(static_cast<std::size_t>(std::count(aside.begin(), aside.end(), '\n')), refused.size());
+    }
+  }
+}
+
+TEST(StoreWriter, AnAbsentStoreCostsNoRowItsPlace) {
+  const test::TempFolder folder;
+  FaultyStore store;
+  {
+    Receiver receiver(folder.Path(), store);
+    receiver.Start();
+    receiver.Take(1, 6);
+    ASSERT_TRUE(test::WaitUntil([&] { return receiver.Idle(); }));
+    store.Away = true;
+    receiver.Take(7, 12);
+    ASSERT_TRUE(test::WaitUntil([&] { return !receiver.Available(); }));
+    receiver.Take(13, 20);
+    EXPECT_EQ(receiver.Spooled(), 14u);
+    EXPECT_EQ(store.Rows(), Range(1, 6));
+    store.Away = false;
+    ASSERT_TRUE(test::WaitUntil([&] { return receiver.Idle() && receiver.Available(); }));
+    receiver.Take(21, 22);
+    ASSERT_TRUE(test::WaitUntil([&] { return receiver.Idle(); }));
+    EXPECT_EQ(receiver.Spooled(), 14u);
+    store.Away = true;
+    receiver.Take(23, 24);
+    ASSERT_TRUE(test::WaitUntil([&] { return !receiver.Available(); }));
+  }
+  // The receiver restarts before the store is back.
+  Receiver receiver(folder.Path(), store);
+  receiver.Start();
+  ASSERT_TRUE(test::WaitUntil([&] { return !receiver.Available(); }));
+  receiver.Take(25, 26);
+  store.Away = false;
+  ASSERT_TRUE(test::WaitUntil([&] { return receiver.Idle(); }));
+  receiver.Stop();
+  EXPECT_EQ(store.Rows(), Range(1, 26));
+  EXPECT_EQ(receiver.Counted().Quarantined, 0u);
+  EXPECT_EQ(receiver.Spooled(), 4u);
+}
+
+}  // namespace
+}  // namespace korvane::receiver
