@@ -23,7 +23,9 @@ namespace {
 constexpr int kCheckTrapsMilliseconds = 3000;
 constexpr int kResolveMilliseconds = 4000;
 constexpr int kLeastNameWidth = 190;
-constexpr int kAddressWidth = 150;
+constexpr int kMostNameWidth = 380;
+constexpr int kLeastAddressWidth = 150;
+constexpr int kMostAddressWidth = 290;  // the longest IPv6 address
 constexpr int kCountWidth = 88;
 
 }  // namespace
@@ -56,11 +58,9 @@ void frmDevices::SetUpList() {
   header.setSortIndicatorClearable(true);
   header.setSortIndicator(-1, Qt::AscendingOrder);
   list.setSortingEnabled(true);
-  list.setColumnWidth(0, kLeastNameWidth);
-  list.setColumnWidth(1, kAddressWidth);
-  for (int column = static_cast<int>(kFirstCountColumn); column < table_->columnCount(); ++column) {
-    list.setColumnWidth(column, kCountWidth);
-  }
+  FillWidth();
+  connect(&header, &QHeaderView::sectionResized, this,
+          [this] { columnsByHand_ = columnsByHand_ || !filling_; });
   list.viewport()->installEventFilter(this);
   SetEmptyText(list, QStringLiteral("No traps from any system yet"));
   CopyRowsByShortcut(list);
@@ -133,14 +133,31 @@ void frmDevices::TickResolve() {
   model_.ResolveNames();
 }
 
-// Names take the room that the other columns leave, so that the rows fill the list.
 bool frmDevices::eventFilter(QObject* watched, QEvent* event) {
-  if (event->type() == QEvent::Resize) {
-    QHeaderView& header = *ui_->lvDevices->horizontalHeader();
-    const int others = header.length() - header.sectionSize(0);
-    header.resizeSection(0, std::max(kLeastNameWidth, ui_->lvDevices->viewport()->width() - others));
+  if (event->type() == QEvent::Resize && !columnsByHand_) {
+    FillWidth();
   }
   return QWidget::eventFilter(watched, event);
+}
+
+// The rows fill the list until the operator has set a column: names and addresses take what they can use of
+// the room, the counts share the rest.
+void frmDevices::FillWidth() {
+  QHeaderView& header = *ui_->lvDevices->horizontalHeader();
+  const auto counts = static_cast<int>(kCountColumnSeverities.size());
+  const int room =
+      ui_->lvDevices->viewport()->width() - kLeastNameWidth - kLeastAddressWidth - counts * kCountWidth;
+  const int forName = std::clamp(room, 0, kMostNameWidth - kLeastNameWidth);
+  const int forAddress = std::clamp(room - forName, 0, kMostAddressWidth - kLeastAddressWidth);
+  const int forCounts = std::max(0, room - forName - forAddress);
+  filling_ = true;
+  header.resizeSection(0, kLeastNameWidth + forName);
+  header.resizeSection(1, kLeastAddressWidth + forAddress);
+  for (int i = 0; i < counts; ++i) {
+    const int share = forCounts * (i + 1) / counts - forCounts * i / counts;
+    header.resizeSection(static_cast<int>(kFirstCountColumn) + i, kCountWidth + share);
+  }
+  filling_ = false;
 }
 
 // Whoever points into the list, or works in it by keyboard with a row selected, must find the row where it

@@ -61,6 +61,7 @@ class frmDevices : public QWidget, public Form {
   void SetUpList();
   void SetUpStatusBar();
   void SetUpTimers();
+  void FillWidth();
   void RequestPopUp(const QPoint& position);
   void ShowStatus();
   void ClearNewsOfSelection();
@@ -80,6 +81,9 @@ class frmDevices : public QWidget, public Form {
   QTimer* tmrCheckTraps_ = nullptr;
   QTimer* tmrResolve_ = nullptr;
   std::array<QLabel*, kStatusTexts> statusLabels_{};
+
+  bool columnsByHand_ = false;
+  bool filling_ = false;
 
   // What the operator had before the rows were loaded again.
   std::vector<const System*> selectedBefore_;
