@@ -139,7 +139,7 @@ StoreFeeder::StoreFeeder(OpenConnection openConnection, std::shared_ptr<platform
       worker_(options_.MakeThread) {}
 
 StoreFeeder::~StoreFeeder() {
-  StopRecvEvents();
+  StoreFeeder::StopRecvEvents();
 }
 
 std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {

@@ -15,8 +15,8 @@
 namespace korvane::params {
 
 struct CategoryCriterion {
-  std::string SourceAgent = {};                             // empty: any
-  std::string EnterpriseOid = {};                           // empty: any
+  std::string SourceAgent = {};                        // empty: any
+  std::string EnterpriseOid = {};                      // empty: any
   std::int32_t GenericTrap = -1;                       // -1: any
   std::int32_t SpecificTrap = 0;                       // 0: any
   CaseInsensitiveNeedle VarBinds{std::string_view{}};  // empty: any

@@ -15,9 +15,9 @@ namespace korvane::params {
 
 struct TrapFilter {
   std::int32_t TrapTableId = 0;
-  std::string SourceAgent = {};                             // empty: any
+  std::string SourceAgent = {};                        // empty: any
   std::int32_t GenericTrap = -1;                       // -1: any
-  std::string EnterpriseOid = {};                           // tested for generic 6 only; empty: any
+  std::string EnterpriseOid = {};                      // tested for generic 6 only; empty: any
   std::int32_t SpecificTrap = 0;                       // tested for generic 6 only; 0: any
   CaseInsensitiveNeedle VarBinds{std::string_view{}};  // empty: any
 };
