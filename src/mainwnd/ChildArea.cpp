@@ -11,8 +11,30 @@
 namespace korvane::mainwnd {
 namespace {
 
-constexpr double kSystemsShare = 0.38;  // of the height, on a fresh start
-constexpr double kFreeShare = 0.7;      // of either side, for a window in a cascade
+constexpr double kFreeShare = 0.7;  // of either side, for a window in a cascade
+
+bool IsPlain(const QMdiSubWindow& window) {
+  return !window.isHidden() && !window.isMinimized() && !window.isMaximized() && !window.isShaded();
+}
+
+QRect InPixels(const Place& place, const QRect& room) {
+  const auto x = [&room](int edge) { return room.left() + qRound(room.width() * double(edge) / kWholeArea); };
+  const auto y = [&room](int edge) { return room.top() + qRound(room.height() * double(edge) / kWholeArea); };
+  return {QPoint(x(place.Left), y(place.Top)), QPoint(x(place.Right) - 1, y(place.Bottom) - 1)};
+}
+
+Place InShares(const QRect& rect, const QRect& room) {
+  const auto x = [&room](int pixel) {
+    return qRound(kWholeArea * double(pixel - room.left()) / room.width());
+  };
+  const auto y = [&room](int pixel) {
+    return qRound(kWholeArea * double(pixel - room.top()) / room.height());
+  };
+  return {.Left = x(rect.left()),
+          .Top = y(rect.top()),
+          .Right = x(rect.right() + 1),
+          .Bottom = y(rect.bottom() + 1)};
+}
 
 // The place of the n-th window of a cascade: one title bar further down and right, beginning anew when it
 // would leave the room.
@@ -78,12 +100,14 @@ ChildArea::ChildArea(QWidget* parent) : QMdiArea(parent) {
 
 ChildWindow* ChildArea::Add(QWidget* widget, Form& form) {
   auto* child = new ChildWindow(widget, form);
-  {
-    const QScopedValueRollback guard(arranging_, true);
-    addSubWindow(child);
+  addSubWindow(child);
+  if (added_ < firstWindows_.size()) {
+    placedIn_ = viewport()->rect();
+    child->setGeometry(InPixels(firstPlaces_[added_], placedIn_));
+    firstWindows_[added_++] = child;
+  } else {
     child->setGeometry(CascadePlace(RoomForTiles(), CascadeStep(), children_.size()));
   }
-  child->installEventFilter(this);
   children_.push_back(child);
   return child;
 }
@@ -103,21 +127,18 @@ void ChildArea::DestroyAll() {
   std::for_each(going.rbegin(), going.rend(), [](ChildWindow* child) { delete child; });
 }
 
-void ChildArea::LayOutFirstWindows() {
-  std::vector<ChildWindow*> tiles = Tiles();
-  if (tiles.size() < 2) {
-    return;
+std::optional<FirstPlaces> ChildArea::FirstWindowPlaces() const {
+  FirstPlaces places;
+  for (std::size_t i = 0; i < firstWindows_.size(); ++i) {
+    if (!firstWindows_[i] || !IsPlain(*firstWindows_[i])) {
+      return std::nullopt;
+    }
+    places[i] = InShares(firstWindows_[i]->geometry(), viewport()->rect());
   }
-  const QScopedValueRollback guard(arranging_, true);
-  const QRect room = viewport()->rect();
-  const int above = static_cast<int>(room.height() * kSystemsShare);
-  tiles[0]->setGeometry(QRect(room.left(), room.top(), room.width(), above));
-  tiles[1]->setGeometry(QRect(room.left(), room.top() + above, room.width(), room.height() - above));
-  firstLayout_ = true;
+  return places;
 }
 
 void ChildArea::Cascade() {
-  firstLayout_ = false;
   ChildWindow* active = Active();
   const std::vector<ChildWindow*> tiles = Tiles();
   const QRect room = RoomForTiles();
@@ -136,7 +157,6 @@ int ChildArea::CascadeStep() const {
 }
 
 void ChildArea::TileHorizontal() {
-  firstLayout_ = false;
   const std::vector<ChildWindow*> tiles = Tiles();
   const QRect room = RoomForTiles();
   const int count = static_cast<int>(tiles.size());
@@ -149,7 +169,6 @@ void ChildArea::TileHorizontal() {
 }
 
 void ChildArea::TileVertical() {
-  firstLayout_ = false;
   const std::vector<ChildWindow*> tiles = Tiles();
   const QRect room = RoomForTiles();
   const int count = static_cast<int>(tiles.size());
@@ -163,7 +182,6 @@ void ChildArea::TileVertical() {
 
 // What is not an icon takes part; a maximised window takes its ordinary size first.
 std::vector<ChildWindow*> ChildArea::Tiles() {
-  const QScopedValueRollback guard(arranging_, true);
   std::vector<ChildWindow*> tiles;
   for (ChildWindow* child : children_) {
     if (child->isHidden() || child->isMinimized()) {
@@ -188,26 +206,29 @@ QRect ChildArea::RoomForTiles() const {
   return room;
 }
 
-void ChildArea::resizeEvent(QResizeEvent* event) {
-  const bool follow = firstLayout_;
-  {
-    const QScopedValueRollback guard(arranging_, true);
-    QMdiArea::resizeEvent(event);
+bool ChildArea::FirstWindowsUntouched() const {
+  for (std::size_t i = 0; i < firstWindows_.size(); ++i) {
+    const ChildWindow* window = firstWindows_[i];
+    if (window != nullptr &&
+        (!IsPlain(*window) || window->geometry() != InPixels(firstPlaces_[i], placedIn_))) {
+      return false;
+    }
   }
-  const bool allNormal = std::ranges::none_of(children_, [](const ChildWindow* child) {
-    return child->isMinimized() || child->isMaximized() || child->isShaded();
-  });
-  if (follow && allNormal && children_.size() == 2) {
-    LayOutFirstWindows();
-  }
+  return true;
 }
 
-bool ChildArea::eventFilter(QObject* watched, QEvent* event) {
-  const bool moved = event->type() == QEvent::Move || event->type() == QEvent::Resize;
-  if (moved && !arranging_ && qobject_cast<ChildWindow*>(watched) != nullptr) {
-    firstLayout_ = false;
+void ChildArea::resizeEvent(QResizeEvent* event) {
+  const bool follow = FirstWindowsUntouched();
+  QMdiArea::resizeEvent(event);
+  if (!follow) {
+    return;
   }
-  return QMdiArea::eventFilter(watched, event);
+  placedIn_ = viewport()->rect();
+  for (std::size_t i = 0; i < firstWindows_.size(); ++i) {
+    if (firstWindows_[i]) {
+      firstWindows_[i]->setGeometry(InPixels(firstPlaces_[i], placedIn_));
+    }
+  }
 }
 
 }  // namespace korvane::mainwnd

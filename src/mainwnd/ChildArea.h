@@ -5,9 +5,13 @@
 
 #include <QMdiArea>
 #include <QMdiSubWindow>
+#include <QPointer>
+#include <array>
+#include <optional>
 #include <vector>
 
 #include "common/OpenForms.h"
+#include "mainwnd/FirstPlaces.h"
 
 namespace korvane::mainwnd {
 
@@ -50,25 +54,29 @@ class ChildArea : public QMdiArea {
   // Without asking any of them.
   void DestroyAll();
 
-  // The layout of a fresh start: the first window above the second, filling the area.  It follows the area's
-  // size until the operator moves something.
-  void LayOutFirstWindows();
+  // Where the first two windows go when they are added.  They follow the area's size until the operator moves
+  // one of them.
+  void PlaceFirstWindows(const FirstPlaces& places) { firstPlaces_ = places; }
+  // Where they stand now; nothing when one is gone, an icon or maximised.
+  std::optional<FirstPlaces> FirstWindowPlaces() const;
   void Cascade();
   void TileHorizontal();  // one above the other
   void TileVertical();    // side by side
 
  protected:
   void resizeEvent(QResizeEvent* event) override;
-  bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
   int CascadeStep() const;
   QRect RoomForTiles() const;
+  bool FirstWindowsUntouched() const;
   std::vector<ChildWindow*> Tiles();
 
   std::vector<ChildWindow*> children_;
-  bool firstLayout_ = false;
-  bool arranging_ = false;
+  std::array<QPointer<ChildWindow>, 2> firstWindows_;
+  FirstPlaces firstPlaces_ = kFreshPlaces;
+  QRect placedIn_;  // the room when they were placed last
+  std::size_t added_ = 0;
 };
 
 }  // namespace korvane::mainwnd

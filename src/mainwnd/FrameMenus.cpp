@@ -86,7 +86,7 @@ QAction* FrameMenus::MakeItem(const Command& command, QObject* owner) {
 }
 
 QIcon FrameMenus::Picture(std::string_view key) {
-  QIcon& picture = imlToolbarIcons_[key];
+  QIcon& picture = imlToolbarIcons[key];
   if (picture.isNull()) {
     picture = ToolbarIcon(key);
   }

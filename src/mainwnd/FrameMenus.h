@@ -33,7 +33,7 @@ class FrameMenus {
 
   QMainWindow& frame_;
   Run run_;
-  std::map<std::string_view, QIcon> imlToolbarIcons_;
+  std::map<std::string_view, QIcon> imlToolbarIcons;
   std::map<std::string_view, QAction*> items_;
   std::map<std::string_view, QMenu*> popUps_;
 };

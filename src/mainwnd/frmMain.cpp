@@ -13,6 +13,7 @@
 #include "mainwnd/HelperPrograms.h"
 #include "mainwnd/frmAbout.h"
 #include "params/frmNewWindParams.h"
+#include "store/DatabaseError.h"
 #include "ui_frmMain.h"
 #include "views/SystemAcknowledge.h"
 #include "views/Systems.h"
@@ -23,6 +24,8 @@ namespace korvane::mainwnd {
 namespace {
 
 constexpr std::string_view kAllTrapsCaption = "All Traps ";
+constexpr std::string_view kSettingsSection = "Settings";
+constexpr std::string_view kPlacesSetting = "ChildWindows";
 
 QString ItemText(const std::string& text) {
   return ToVisibleQString(text).replace(QLatin1Char('&'), QLatin1String("&&"));
@@ -94,8 +97,13 @@ std::optional<std::string_view> frmMain::ActiveFormName() const {
 }
 
 void frmMain::Execute(const Command& command) {
-  if (command.Available && dispatch_.CheckActiveWindow(command)) {
+  if (!command.Available || !dispatch_.CheckActiveWindow(command)) {
+    return;
+  }
+  try {
     Run(command.Do);
+  } catch (const store::DatabaseError& error) {
+    services_.View.Prompt.Show(error.what(), PromptIcon::Critical);
   }
 }
 
@@ -156,10 +164,9 @@ void frmMain::Run(Action action) {
 
 bool frmMain::event(QEvent* event) {
   const bool done = QMainWindow::event(event);
-  if (event->type() == QEvent::Paint && !opened_) {
-    QTimer::singleShot(0, this, &frmMain::OpenFirstWindows);
-  } else if (event->type() == QEvent::Show && isMinimized() && !opened_) {
-    // Nothing is painted until the operator restores it, but traps are to be counted now.
+  // A minimised frame is not painted until the operator restores it, but traps are to be counted now.
+  const bool seen = event->type() == QEvent::Paint || (event->type() == QEvent::Show && isMinimized());
+  if (seen && !opened_) {
     QTimer::singleShot(0, this, &frmMain::OpenFirstWindows);
   }
   return done;
@@ -186,20 +193,28 @@ void frmMain::closeEvent(QCloseEvent* event) {
     return;
   }
   closing_ = true;
+  KeepFirstPlaces();
   services_.Closing.CloseConsole();
   closed_ = true;
   event->accept();
   services_.Closing.EndProcess();
 }
 
+// As with the frame's own place: an icon keeps what was saved before.
+void frmMain::KeepFirstPlaces() {
+  const std::optional<FirstPlaces> places = ui_->mdiChildren->FirstWindowPlaces();
+  if (places && !isMinimized()) {
+    services_.View.Settings.SaveSetting(kSettingsSection, kPlacesSetting, ToText(*places));
+  }
+}
+
 void frmMain::OpenFirstWindows() {
   if (std::exchange(opened_, true)) {
     return;
   }
+  const std::string places = services_.View.Settings.GetSetting(kSettingsSection, kPlacesSetting, {});
+  ui_->mdiChildren->PlaceFirstWindows(PlacesFromText(places).value_or(kFreshPlaces));
   OpenSystemsWindow();
-  if (closing_) {
-    return;
-  }
   params::WindowParameters allTraps;
   allTraps.WindowName = kAllTrapsCaption;
   allTraps.Cancelled = false;
@@ -210,7 +225,6 @@ void frmMain::OpenSystemsWindow() {
   systems_ = new views::frmDevices(services_.Systems, services_.View, *this);
   connect(systems_, &views::frmDevices::PopUpMenuRequested, this, &frmMain::ShowSystemsPopUp);
   ui_->mdiChildren->Add(systems_, *systems_)->BringUp();
-  ui_->mdiChildren->LayOutFirstWindows();
   systems_->Load();
 }
 
@@ -226,9 +240,6 @@ views::frmTraps* frmMain::OpenTraps(views::WindowKind kind, params::WindowParame
   connect(traps, &views::frmTraps::ContextMenuRequested, this, &frmMain::ShowTrapsPopUp);
   ChildWindow* child = ui_->mdiChildren->Add(traps, *traps);
   child->BringUp();
-  if (ui_->mdiChildren->InCreationOrder().size() == 2) {
-    ui_->mdiChildren->LayOutFirstWindows();
-  }
   traps->Reset();
   return traps;
 }

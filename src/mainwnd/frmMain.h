@@ -102,6 +102,7 @@ class frmMain : public QMainWindow, public views::ViewWindows, public ChildWindo
   views::frmTraps* OpenTraps(views::WindowKind kind, params::WindowParameters parameters,
                              const views::System* system = nullptr);
   void OpenSystemsWindow();
+  void KeepFirstPlaces();
   void AskForNewWindow();
   void RenameActive();
   void CloseActive();

@@ -89,6 +89,19 @@ TEST_F(ConsoleTest, ClosedAsAnIconItKeepsItsLastPlacement) {
   EXPECT_EQ(Machine.Settings.Values, before);
 }
 
+TEST_F(ConsoleTest, TheFirstWindowsComeBackWhereTheyWere) {
+  Start();
+  const QRect area = Area().viewport()->rect();
+  Frame().Menus().Item("mnuWindowTileVertical").trigger();
+  const QRect systems = Child(0).geometry();
+  const QRect traps = Child(1).geometry();
+  Frame().close();
+  Start();
+  ASSERT_EQ(Area().viewport()->rect(), area);
+  EXPECT_EQ(Child(0).geometry(), systems);
+  EXPECT_EQ(Child(1).geometry(), traps);
+}
+
 TEST_F(ConsoleTest, APlaceThatIsNoLongerOnAScreenIsMovedOntoOne) {
   Machine.Settings.Values = {
       {"Settings/MainLeft", "-900000"}, {"Settings/MainTop", "9e30"}, {"Settings/MainWindowState", "0"}};

@@ -12,6 +12,7 @@
 #include "common/RegistryValues.h"
 #include "mainwnd/CommandDispatch.h"
 #include "mainwnd/CommandTable.h"
+#include "mainwnd/FirstPlaces.h"
 #include "mainwnd/HelperPrograms.h"
 #include "support/FakePlatform.h"
 #include "support/ScriptedPrompts.h"
@@ -228,6 +229,19 @@ TEST(HelperProgramsTest, TheSupportToolFallsBackToTheWorkingDirectoryAndThenToTh
     } else {
       EXPECT_THAT(prompts.Messages(), IsEmpty());
     }
+  }
+}
+
+TEST(FirstPlacesTest, WhatWasSavedComesBackAndDamageDoesNot) {
+  const mainwnd::FirstPlaces places = {
+      {{.Left = -120, .Top = 0, .Right = 5000, .Bottom = 10000}, {.Left = 5000, .Right = 10400}}};
+  EXPECT_EQ(mainwnd::PlacesFromText(mainwnd::ToText(places)), places);
+  EXPECT_EQ(mainwnd::PlacesFromText(mainwnd::ToText(mainwnd::kFreshPlaces)), mainwnd::kFreshPlaces);
+  for (const char* damaged :
+       {"", "0 0 10000 3800", "0 0 10000 3800 0 3800 10000", "0 0 10000 3800 0 3800 10000 10000 1",
+        "0 0 10000 3800 0 9900 10000 19000", "0 -4000 10000 3800 0 3800 10000 10000",
+        "5000 0 0 3800 0 3800 10000 10000", "0 0 99999999999 3800 0 3800 10000 10000", "a b c d e f g h"}) {
+    EXPECT_EQ(mainwnd::PlacesFromText(damaged), std::nullopt) << damaged;
   }
 }
 
