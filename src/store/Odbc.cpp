@@ -45,14 +45,22 @@ std::string Braced(std::string_view value) {
   return result + "}";
 }
 
-// The attributes after the user's own apply to one driver each and are unknown to the others: an embedded
-// store that is not there is not created, and MariaDB counts the rows an UPDATE found, as the others do, not
-// only those it changed.
+// What the console relies on is asked for here rather than left to the data source.  Each line is one
+// driver's; the others don't know its words and pass over them.
+constexpr std::string_view kDriverAttributes =
+    // SQLite: rows as they are read, not the whole result first; a store that is not there is not created; a
+    // locked file is an error after this many milliseconds, twice, rather than after minutes.
+    ";StepAPI=1;NoCreat=1;Timeout=2000"
+    // PostgreSQL: rows in portions; an error inside a transaction leaves what ran before it.
+    ";UseDeclareFetch=1;Fetch=2000;Protocol=7.4-2"
+    // MariaDB: UTF-8; an UPDATE counts the rows it found, as on the others, not only those it changed.
+    ";CHARSET=utf8mb4;OPTION=2";
+
 std::string ConnectionText(const Connection::Impl& link) {
   std::string text = fmt::format("DSN={}", link.DataSource);
   if (!link.User.empty()) text += fmt::format(";UID={}", Braced(link.User));
   if (!link.Password.empty()) text += fmt::format(";PWD={}", Braced(link.Password));
-  text += ";NoCreat=1;OPTION=2";
+  text += kDriverAttributes;
   if (link.Options.ConnectTimeoutSeconds > 0) {
     text += fmt::format(";CONN_TIMEOUT={}", link.Options.ConnectTimeoutSeconds);
   }

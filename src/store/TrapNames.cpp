@@ -79,6 +79,21 @@ struct Kind {
   }
 };
 
+// An enterprise as its rows tell: once it is known, a specific code without a row costs no query any more, so
+// a sender that counts its codes up can't slow the console down.
+struct Enterprise {
+  std::string Name;
+  std::unordered_set<std::int32_t> Codes;
+};
+
+// Far more than any network has; what a hostile sender can make the caches hold ends here.
+constexpr std::size_t kMostCached = std::size_t{1} << 17U;
+
+template <typename Cache>
+void MakeRoom(Cache& cache) {
+  if (cache.size() >= kMostCached) cache.clear();
+}
+
 struct DefinitionHash {
   std::size_t operator()(const TrapDefinition& definition) const {
     const std::hash<std::string_view> hash;
@@ -106,8 +121,8 @@ struct TrapNames::Impl {
 
   std::optional<TrapDefinition> FirstRow(const std::string& filter);
   std::optional<TrapDefinition> RowOf(std::string_view oid, std::int32_t code);
-  std::string EnterpriseOf(std::string_view oid);
-  std::string OidOf(std::string_view enterpriseName);
+  const Enterprise& EnterpriseOf(std::string_view oid);
+  const std::string& OidOf(std::string_view enterpriseName);
   TrapDefinition LookUp(std::string_view oid, std::int32_t specificTrap, std::int32_t genericTrap);
   Kind MakeKind(TrapDefinition definition, const KindKey<std::string_view>& key);
   const Kind* Cached(const KindKey<std::string_view>& key);
@@ -118,7 +133,8 @@ struct TrapNames::Impl {
   const std::pair<const KindKey<std::string>, Kind>* Last = nullptr;  // traps of one kind come in runs
   std::unordered_set<TrapDefinition, DefinitionHash, DefinitionEqual> Definitions;
   std::unordered_map<std::string, std::string> Specifics;
-  std::unordered_map<std::string, std::string> Translations;  // OIDs behind a ".", which no name holds
+  std::unordered_map<std::string, Enterprise> Enterprises;  // by OID
+  std::unordered_map<std::string, std::string> Oids;        // by the enterprise's name
 };
 
 // The first row that the filter finds, its three texts as they stand.
@@ -130,6 +146,8 @@ std::optional<TrapDefinition> TrapNames::Impl::FirstRow(const std::string& filte
 
 // Some rows carry a trailing ".0" on the enterprise.
 std::optional<TrapDefinition> TrapNames::Impl::RowOf(std::string_view oid, std::int32_t code) {
+  const auto known = Enterprises.find(std::string(oid));
+  if (known != Enterprises.end() && !known->second.Codes.contains(code)) return std::nullopt;
   auto row = FirstRow(fmt::format("EnterpriseOid = {} AND RequestType = {}", Quoted(oid), code));
   if (!row) {
     row = FirstRow(
@@ -138,19 +156,29 @@ std::optional<TrapDefinition> TrapNames::Impl::RowOf(std::string_view oid, std::
   return row;
 }
 
-std::string TrapNames::Impl::EnterpriseOf(std::string_view oid) {
-  const std::string key = fmt::format(".{}", oid);
-  if (const auto found = Translations.find(key); found != Translations.end()) return found->second;
-  auto row = FirstRow(fmt::format("EnterpriseOid = {}", Quoted(oid)));
-  if (!row) row = FirstRow(fmt::format("EnterpriseOid = {}", Quoted(fmt::format("{}.0", oid))));
-  return Translations.emplace(key, row ? row->EnterpriseName : std::string()).first->second;
+const Enterprise& TrapNames::Impl::EnterpriseOf(std::string_view oid) {
+  std::string key(oid);
+  if (const auto found = Enterprises.find(key); found != Enterprises.end()) return found->second;
+  Enterprise enterprise;
+  bool named = false;
+  for (const std::string_view instance : {"", ".0"}) {
+    Recordset rows = Store.OpenRecordset(
+        kEventStructure, fmt::format("EnterpriseOid = {}", Quoted(fmt::format("{}{}", oid, instance))));
+    while (rows.Next()) {
+      if (!std::exchange(named, true)) enterprise.Name = rows.Text("Name");
+      enterprise.Codes.insert(rows.Integer("RequestType"));
+    }
+  }
+  MakeRoom(Enterprises);
+  return Enterprises.emplace(std::move(key), std::move(enterprise)).first->second;
 }
 
-std::string TrapNames::Impl::OidOf(std::string_view enterpriseName) {
-  const std::string key(enterpriseName);
-  if (const auto found = Translations.find(key); found != Translations.end()) return found->second;
+const std::string& TrapNames::Impl::OidOf(std::string_view enterpriseName) {
+  std::string key(enterpriseName);
+  if (const auto found = Oids.find(key); found != Oids.end()) return found->second;
   Recordset rows = Store.OpenRecordset(kEventStructure, fmt::format("Name = {}", Quoted(enterpriseName)));
-  return Translations.emplace(key, rows.Next() ? rows.Text("EnterpriseOid") : std::string()).first->second;
+  std::string oid = rows.Next() ? rows.Text("EnterpriseOid") : std::string();
+  return Oids.emplace(std::move(key), std::move(oid)).first->second;
 }
 
 // A generic trap reaches the store under its sender's enterprise with specific code 0, so its own row is
@@ -165,7 +193,7 @@ TrapDefinition TrapNames::Impl::LookUp(std::string_view oid, std::int32_t specif
       if (IsGeneric(genericTrap)) {
         if (auto standard = RowOf(kStandardTrapsOid, genericTrap + 1)) definition = *std::move(standard);
       }
-      definition.EnterpriseName = EnterpriseOf(oid);
+      definition.EnterpriseName = EnterpriseOf(oid).Name;
     }
   }
   if (definition.TrapName.empty()) definition.TrapName = NameWithoutRow(oid, specificTrap, genericTrap);
@@ -204,6 +232,8 @@ void TrapNames::GetTrapName(IncomingTrap& trap) {
   const Kind* kind = impl_->Cached(key);
   if (kind == nullptr) {
     Kind made = impl_->MakeKind(impl_->LookUp(key.EnterpriseOid, key.SpecificTrap, key.GenericTrap), key);
+    impl_->Last = nullptr;
+    MakeRoom(impl_->Kinds);
     const auto placed = impl_->Kinds.try_emplace(
         {std::string(key.EnterpriseOid), key.SpecificTrap, key.GenericTrap}, std::move(made));
     impl_->Last = &*placed.first;
@@ -231,6 +261,7 @@ std::string TrapNames::GetTrapSpecific(std::string_view enterpriseOid, std::int3
   if (!IsOid(oid)) return {};
   const std::string key = fmt::format("{}.{}", specificCode, oid);
   if (const auto found = impl_->Specifics.find(key); found != impl_->Specifics.end()) return found->second;
+  MakeRoom(impl_->Specifics);
   const auto row = impl_->RowOf(oid, specificCode);
   return impl_->Specifics.emplace(key, row ? row->TrapName : std::string()).first->second;
 }
@@ -239,17 +270,7 @@ std::string TrapNames::TranslateOidName(std::string_view text) {
   const bool isOid = text.find('.') != std::string_view::npos;
   if (isOid) text = Normalised(text);
   if (text.empty() || (isOid && !IsOid(text))) return {};
-  const std::string key(text);
-  if (const auto found = impl_->Translations.find(key); found != impl_->Translations.end())
-    return found->second;
-  std::string answer;
-  if (isOid) {
-    answer = impl_->EnterpriseOf(text);
-  } else {
-    Recordset rows = impl_->Store.OpenRecordset(kEventStructure, fmt::format("Name = {}", Quoted(text)));
-    if (rows.Next()) answer = rows.Text("EnterpriseOid");
-  }
-  return impl_->Translations.emplace(key, std::move(answer)).first->second;
+  return isOid ? impl_->EnterpriseOf(text).Name : impl_->OidOf(text);
 }
 
 std::vector<std::string> TrapNames::EnterpriseNames() {
@@ -280,7 +301,8 @@ void TrapNames::ClearCache() {
   impl_->Last = nullptr;
   impl_->Kinds.clear();
   impl_->Specifics.clear();
-  impl_->Translations.clear();
+  impl_->Enterprises.clear();
+  impl_->Oids.clear();
 }
 
 }  // namespace korvane::store

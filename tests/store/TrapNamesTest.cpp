@@ -113,6 +113,24 @@ TEST_F(TrapNamesTest, AHostileOidReachesNoStatement) {
   EXPECT_THROW(Names.TranslateOidName("O'Brien"), DatabaseError);
 }
 
+// A sender that counts its codes up makes a kind of each trap.
+TEST_F(TrapNamesTest, CodesWithoutARowCostNoQueryOnceTheEnterpriseIsKnown) {
+  for (const std::string_view oid : {"1.3.6.1.4.1.20", "1.3.6.1.4.1.30"}) {
+    IncomingTrap first = Trap(oid, 1000, 6);
+    Names.GetTrapName(first);
+  }
+  IncomingTrap defined = Trap("1.3.6.1.4.1.20", 3, 6);
+  Names.GetTrapName(defined);
+  EXPECT_EQ(defined.TrapName(), "twentyThree");
+  Made.Execute("DROP TABLE EventStructure");  // any query would throw
+  for (std::int32_t code = 1001; code < 1200; ++code) {
+    IncomingTrap trap = Trap(code % 2 == 0 ? "1.3.6.1.4.1.20" : "1.3.6.1.4.1.30", code, 6);
+    Names.GetTrapName(trap);
+    EXPECT_EQ(trap.TrapName(), std::string(trap.EnterpriseOid) + ".0." + std::to_string(code));
+    EXPECT_EQ(Names.GetTrapSpecific(trap.EnterpriseOid, code), "");
+  }
+}
+
 TEST_F(TrapNamesTest, AFailedLookupLeavesTheTrapAndIsTriedAgain) {
   Made.Execute("ALTER TABLE EventStructure RENAME TO Hidden");
   IncomingTrap trap = Trap(".1.3.6.1.4.1.10", 3, 6);

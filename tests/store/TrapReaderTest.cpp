@@ -111,6 +111,9 @@ TEST_P(TrapReaders, LeftHalfWayLeaveTheConnectionUsable) {
     ASSERT_TRUE(reader.Next(trap));
   }
   EXPECT_EQ(Db.Execute(AcknowledgeAllStatement(2147483647)), 3000);
+  Connection other;  // and nothing of it waits for a commit
+  Made->Connect(other);
+  EXPECT_FALSE(other.OpenRecordset(kEventTrap, "EventAck = 0").Next());
 }
 
 // SQLite keeps what it is given, whatever the column's type.

@@ -103,18 +103,10 @@ std::string ServerDataSources() {
   std::string text;
   for (const auto& [server, section] : KeepersState()) {
     if (!section.contains("port")) continue;
-    const std::string& port = section.at("port");
-    if (server == "postgresql") {
-      text += fmt::format(
-          "[dvldb-{}]\nDriver=PostgreSQL\nServername=127.0.0.1\nPort={}\nDatabase={}\nUserName=dvl\n"
-          "SSLmode=disable\nUseDeclareFetch=1\nFetch=2000\nProtocol=7.4-2\nB1=65536\n\n",
-          server, port, DatabaseName());
-    } else {
-      text += fmt::format(
-          "[dvldb-{}]\nDriver=MariaDB\nSERVER=127.0.0.1\nPORT={}\nDATABASE={}\nUID=dvl\nCHARSET=utf8mb4\n"
-          "CONN_TIMEOUT=5\n\n",
-          server, port, DatabaseName());
-    }
+    const bool isPostgreSql = server == "postgresql";
+    text += fmt::format("[dvldb-{}]\nDriver={}\n{}=127.0.0.1\nPort={}\nDatabase={}\n{}=dvl\n\n", server,
+                        isPostgreSql ? "PostgreSQL" : "MariaDB", isPostgreSql ? "Servername" : "Server",
+                        section.at("port"), DatabaseName(), isPostgreSql ? "Username" : "Uid");
   }
   return text;
 }

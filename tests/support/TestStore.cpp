@@ -48,10 +48,7 @@ std::unique_ptr<TempFolder> MakeDataSourceFolder() {
     KeepDriverLoaded(path);
   }
   std::ofstream sources(*folder / "odbc.ini");
-  sources << fmt::format(
-      "[dvldb]\nDriver=SQLite3\nDatabase={}\nStepAPI=1\nJournalMode=WAL\nSyncPragma=NORMAL\nTimeout=2000\n"
-      "FKSupport=1\nNoCreat=1\n\n",
-      (*folder / "dvldb.db").string());
+  sources << fmt::format("[dvldb]\nDriver=SQLite3\nDatabase={}\n\n", (*folder / "dvldb.db").string());
   sources << ServerDataSources();
   setenv("ODBCSYSINI", folder->Path().c_str(), 1);       // NOLINT(concurrency-mt-unsafe)
   setenv("ODBCINI", (*folder / "odbc.ini").c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
