@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
-#include "Processes.h"
 #include "platform/linux/ChildProcess.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "support/Processes.h"
 #include "support/TempFolder.h"
 
 namespace korvane::platform {

@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "Processes.h"
 #include "common/RegistryValues.h"
 #include "platform/linux/FileDescriptor.h"
+#include "support/Processes.h"
 #include "support/TempFolder.h"
 
 namespace korvane::platform {

@@ -1,9 +1,5 @@
 // The restart of a service against a mock of the service manager on a bus of the test's own.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -11,14 +7,12 @@
 #include <string>
 #include <vector>
 
-#include "Processes.h"
 #include "common/Services.h"
-#include "platform/linux/FileDescriptor.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "support/FakePlatform.h"
+#include "support/PrivateBus.h"
+#include "support/Processes.h"
 #include "support/TempFolder.h"
-
-extern char** environ;
 
 namespace korvane::platform {
 namespace {
@@ -34,34 +28,6 @@ constexpr char kUnits[] = R"({"KVReceiver.service": {},)"
                           R"( "Refused.service": {"start": "refused"},)"
                           R"( "Silent.service": {"start": "silent"},)"
                           R"( "Masked.service": {"load": "masked"}})";
-
-// A program that ends with the object.
-class Companion {
- public:
-  explicit Companion(std::vector<std::string> arguments) {
-    std::vector<char*> vector;
-    for (std::string& argument : arguments) {
-      vector.push_back(argument.data());
-    }
-    vector.push_back(nullptr);
-    if (posix_spawn(&process_, vector[0], nullptr, nullptr, vector.data(), environ) != 0) {
-      process_ = -1;
-    }
-  }
-  ~Companion() {
-    if (process_ > 0) {
-      kill(process_, SIGTERM);
-      waitpid(process_, nullptr, 0);
-    }
-  }
-  Companion(const Companion&) = delete;
-  Companion& operator=(const Companion&) = delete;
-  void Pause() const { kill(process_, SIGSTOP); }
-  void Resume() const { kill(process_, SIGCONT); }
-
- private:
-  pid_t process_ = -1;
-};
 
 // Notes the wait in the same log as the mock's calls, so that the order of both is seen.
 class NotingClock : public test::FakeClock {
@@ -79,17 +45,8 @@ class ServiceControlTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
     folder_ = std::make_unique<test::TempFolder>();
-    const std::string socket = (*folder_ / "bus").string();
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:path=" + socket).c_str(), 1);
-    // A configuration of its own: the stock one would try to start services of this machine.
-    const std::filesystem::path configuration = *folder_ / "bus.conf";
-    test::WriteFile(configuration,
-                    "<busconfig><type>session</type><auth>EXTERNAL</auth><listen>unix:path=" + socket +
-                        R"(</listen><policy context="default"><allow own="*"/>)"
-                        R"(<allow send_destination="*"/><allow receive_sender="*"/></policy></busconfig>)");
-    bus_ = std::make_unique<Companion>(std::vector<std::string>{
-        "/usr/bin/dbus-daemon", "--nofork", "--nopidfile", "--config-file=" + configuration.string()});
-    ASSERT_TRUE(test::WaitUntil([&socket] { return std::filesystem::exists(socket); }));
+    bus_ = std::make_unique<test::PrivateBus>();
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", bus_->Address().c_str(), 1);
   }
   static void TearDownTestSuite() {
     unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
@@ -100,7 +57,7 @@ class ServiceControlTest : public testing::Test {
 
   static void StartMock() {
     const std::string parameters = R"({"log": ")" + Log().string() + R"(", "units": )" + kUnits + "}";
-    mock_ = std::make_unique<Companion>(std::vector<std::string>{
+    mock_ = std::make_unique<test::Companion>(std::vector<std::string>{
         "/usr/bin/python3", "-m", "dbusmock", "--logfile", (*folder_ / "mock.log").string(), "--template",
         KORVANE_SOURCE_DIR "/tests/platform/systemd_template.py", "--parameters", parameters});
     ASSERT_TRUE(test::WaitUntil([] { return MakeServiceControl(200, 200)->OpenManager() != nullptr; }));
@@ -120,13 +77,13 @@ class ServiceControlTest : public testing::Test {
   }
 
   static std::unique_ptr<test::TempFolder> folder_;
-  static std::unique_ptr<Companion> bus_;
-  static std::unique_ptr<Companion> mock_;
+  static std::unique_ptr<test::PrivateBus> bus_;
+  static std::unique_ptr<test::Companion> mock_;
 };
 
 std::unique_ptr<test::TempFolder> ServiceControlTest::folder_;
-std::unique_ptr<Companion> ServiceControlTest::bus_;
-std::unique_ptr<Companion> ServiceControlTest::mock_;
+std::unique_ptr<test::PrivateBus> ServiceControlTest::bus_;
+std::unique_ptr<test::Companion> ServiceControlTest::mock_;
 
 TEST_F(ServiceControlTest, NoManagerToReach) {
   test::WriteFile(Log(), "");

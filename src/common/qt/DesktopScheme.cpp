@@ -60,8 +60,12 @@ void DesktopScheme::AskPortal() {
   if (!bus.isConnected()) {
     return;
   }
+  // The bus finds a slot only when the types of all its arguments are known by then.
+  qRegisterMetaType<QDBusVariant>();
+  // clang-format off: the toolkit wants the signature without blanks
   bus.connect(PortalService(), PortalPath(), PortalSettings(), QStringLiteral("SettingChanged"), this,
               SLOT(SettingChanged(QString, QString, QDBusVariant)));
+  // clang-format on
   QDBusMessage read =
       QDBusMessage::createMethodCall(PortalService(), PortalPath(), PortalSettings(), QStringLiteral("Read"));
   read << AppearanceGroup() << SchemeKey();

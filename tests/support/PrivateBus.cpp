@@ -1,0 +1,58 @@
+#include "support/PrivateBus.h"
+
+#include <csignal>
+#include <filesystem>
+#include <stdexcept>
+
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include "support/Processes.h"
+
+extern char** environ;
+
+namespace korvane::test {
+
+Companion::Companion(std::vector<std::string> commandLine) {
+  std::vector<char*> arguments;
+  for (std::string& argument : commandLine) {
+    arguments.push_back(argument.data());
+  }
+  arguments.push_back(nullptr);
+  if (posix_spawn(&process_, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0) {
+    process_ = -1;
+  }
+}
+
+Companion::~Companion() {
+  if (process_ > 0) {
+    Resume();
+    kill(process_, SIGTERM);
+    waitpid(process_, nullptr, 0);
+  }
+}
+
+void Companion::Pause() const {
+  kill(process_, SIGSTOP);
+}
+
+void Companion::Resume() const {
+  kill(process_, SIGCONT);
+}
+
+PrivateBus::PrivateBus() {
+  const std::string socket = (folder_ / "bus").string();
+  const std::filesystem::path configuration = folder_ / "bus.conf";
+  address_ = "unix:path=" + socket;
+  WriteFile(configuration,
+            "<busconfig><type>session</type><auth>EXTERNAL</auth><listen>" + address_ +
+                R"(</listen><policy context="default"><allow own="*"/>)"
+                R"(<allow send_destination="*"/><allow receive_sender="*"/></policy></busconfig>)");
+  daemon_ = std::make_unique<Companion>(std::vector<std::string>{
+      "/usr/bin/dbus-daemon", "--nofork", "--nopidfile", "--config-file=" + configuration.string()});
+  if (!WaitUntil([&socket] { return std::filesystem::exists(socket); })) {
+    throw std::runtime_error("the private bus does not come up");
+  }
+}
+
+}  // namespace korvane::test
