@@ -97,6 +97,13 @@ class HeadlessConsole : private views::ViewWindows,
   views::ViewOption AskViewOption(std::int64_t, std::int32_t) override {
     return views::ViewOption::LoadRecentTraps;
   }
+  static intake::StoreFeederOptions QuickFeeder() {
+    intake::StoreFeederOptions options;
+    options.PollInterval = std::chrono::milliseconds(50);
+    options.FirstRetry = std::chrono::milliseconds(50);
+    options.LongestRetry = std::chrono::milliseconds(200);
+    return options;
+  }
   std::unique_ptr<store::Connection> Connect() const {
     auto connection = std::make_unique<store::Connection>();
     source_.Connect(*connection);
@@ -116,12 +123,8 @@ class HeadlessConsole : private views::ViewWindows,
   params::DefinitionVerdicts verdicts_{filters_, categories_};
   views::Systems systems_;
   views::LoadBounds bounds_;
-  intake::StoreFeeder feeder_{[this] { return Connect(); },
-                              std::make_shared<FakeHostNames>(),
-                              {},
-                              {.PollInterval = std::chrono::milliseconds(50),
-                               .FirstRetry = std::chrono::milliseconds(50),
-                               .LongestRetry = std::chrono::milliseconds(200)}};
+  intake::StoreFeeder feeder_{
+      [this] { return Connect(); }, std::make_shared<FakeHostNames>(), {}, QuickFeeder()};
   views::ViewServices services_{connection_, names_, categories_, systems_,       bounds_,           state_,
                                 prompts_,    busy_,  log_,        machine_.Clock, machine_.Settings, feeder_};
   views::SystemsModel model_{services_, *this};
