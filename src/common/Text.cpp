@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 
 namespace korvane {
 namespace {
@@ -20,15 +21,36 @@ char AsciiLower(char c) {
   return static_cast<char>(byte + ((byte - static_cast<unsigned>('A') < 26U) ? 32 : 0));
 }
 
-// Lower case of the text in out; false when the text is not all ASCII.  One branch-free pass, because it
-// runs on every trap of a storm.
+// Lower case of eight ASCII characters at once.
+std::uint64_t AsciiLowerEight(std::uint64_t eight) {
+  constexpr std::uint64_t kEach = 0x0101010101010101U;
+  // The top bit of each byte tells whether it is at least 'A', and whether it is beyond 'Z'.
+  const std::uint64_t fromA = eight + kEach * (0x80 - 'A');
+  const std::uint64_t beyondZ = eight + kEach * (0x7F - 'Z');
+  return eight | (((fromA ^ beyondZ) & (kEach * 0x80)) >> 2);
+}
+
+// Lower case of the text in out; false when the text is not all ASCII.  Eight bytes a step, because it runs
+// on every trap of a storm.
 bool LowerAscii(std::string_view text, char* out) {
-  unsigned char all = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    all |= static_cast<unsigned char>(text[i]);
-    out[i] = AsciiLower(text[i]);
+  constexpr std::uint64_t kTopBits = 0x8080808080808080U;
+  std::size_t at = 0;
+  for (; at + sizeof(std::uint64_t) <= text.size(); at += sizeof(std::uint64_t)) {
+    std::uint64_t eight = 0;
+    std::memcpy(&eight, text.data() + at, sizeof(eight));
+    if ((eight & kTopBits) != 0) {
+      return false;
+    }
+    eight = AsciiLowerEight(eight);
+    std::memcpy(out + at, &eight, sizeof(eight));
   }
-  return (all & 0x80U) == 0;
+  for (; at < text.size(); ++at) {
+    if (!IsAscii(text[at])) {
+      return false;
+    }
+    out[at] = AsciiLower(text[at]);
+  }
+  return true;
 }
 
 // The character that starts the text, which is not empty, and its length in bytes; nothing valid: -1 and 1.

@@ -28,6 +28,9 @@ TEST(TextTest, FoldsCaseCharacterByCharacter) {
                                  {"Router-7", "Router-77", false},
                                  {"[", "{", false},  // the neighbours of the letters differ by the same bit
                                  {"@", "`", false},
+                                 {"@AMZ[\\`amz{~", "@amz[\\`AMZ{~", true},
+                                 {"1234567@", "1234567`", false},
+                                 {"1234567Z", "1234567z", true},
                                  {"ÄÖÜ", "äöü", true},
                                  {"Straße", "STRASSE", true},
                                  {"ß", "s", false},
@@ -44,6 +47,14 @@ TEST(TextTest, FoldsCaseCharacterByCharacter) {
     EXPECT_EQ(EqualsIgnoreCase(row.A, row.B), row.Equal) << row.A << '|' << row.B;
     EXPECT_EQ(EqualsIgnoreCase(row.B, row.A), row.Equal) << row.B << '|' << row.A;
     EXPECT_EQ(FoldCase(row.A) == FoldCase(row.B), row.Equal) << row.A << '|' << row.B;
+  }
+}
+
+TEST(TextTest, OnlyLettersOfAsciiFold) {
+  for (int code = 0; code < 128; ++code) {
+    const auto c = static_cast<char>(code);
+    const auto folded = static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c);
+    EXPECT_EQ(FoldCase(std::string(11, c)), std::string(11, folded)) << code;
   }
 }
 

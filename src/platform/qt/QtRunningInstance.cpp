@@ -1,6 +1,7 @@
 #include "platform/qt/QtRunningInstance.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QLocalServer>
 #include <QLocalSocket>
@@ -85,7 +86,14 @@ QtRunningInstance::QtRunningInstance(const QString& folder, int answerMillisecon
 QtRunningInstance::~QtRunningInstance() = default;
 
 QString QtRunningInstance::DefaultFolder() {
-  return QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+  const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+  if (!runtime.isEmpty()) {
+    return runtime;
+  }
+  // The session's own folder is unusable, for example when others may read it.
+  const QString cache = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
+  QDir().mkpath(cache);
+  return cache;
 }
 
 bool QtRunningInstance::PreviousInstanceExists() {
