@@ -1,0 +1,6 @@
+if(TARGET kvreceiver)
+  add_executable(bench_receiver_pace ${CMAKE_CURRENT_SOURCE_DIR}/receiver_pace.cpp)
+  target_compile_definitions(bench_receiver_pace PRIVATE KVRECEIVER="$<TARGET_FILE:kvreceiver>")
+  target_link_libraries(bench_receiver_pace PRIVATE korvane_options korvane_receiver korvane_test_support)
+  add_dependencies(bench_receiver_pace kvreceiver)
+endif()
