@@ -5,8 +5,11 @@
 #include <stdexcept>
 
 #include <spawn.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 
+#include "platform/linux/FileDescriptor.h"
 #include "support/Processes.h"
 
 extern char** environ;
@@ -40,6 +43,19 @@ void Companion::Resume() const {
   kill(process_, SIGCONT);
 }
 
+namespace {
+
+// The socket's file is there a moment before anyone listens on it.
+bool Listens(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  path.copy(address.sun_path, sizeof(address.sun_path) - 1);
+  const platform::FileDescriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  return connect(probe.Number(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+}
+
+}  // namespace
+
 PrivateBus::PrivateBus() {
   const std::string socket = (folder_ / "bus").string();
   const std::filesystem::path configuration = folder_ / "bus.conf";
@@ -50,7 +66,7 @@ PrivateBus::PrivateBus() {
                 R"(<allow send_destination="*"/><allow receive_sender="*"/></policy></busconfig>)");
   daemon_ = std::make_unique<Companion>(std::vector<std::string>{
       "/usr/bin/dbus-daemon", "--nofork", "--nopidfile", "--config-file=" + configuration.string()});
-  if (!WaitUntil([&socket] { return std::filesystem::exists(socket); })) {
+  if (!WaitUntil([&socket] { return Listens(socket); })) {
     throw std::runtime_error("the private bus does not come up");
   }
 }
