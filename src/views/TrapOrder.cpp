@@ -22,10 +22,12 @@ unsigned char Folded(char c) {
   return kFold[static_cast<unsigned char>(c)];
 }
 
-// The first eight bytes as a number that orders like the text; it decides most comparisons.
-std::uint64_t Prefix(std::string_view text) {
+constexpr std::size_t kKeyBytes = 8;
+
+// Eight bytes from a place in the text as a number that orders like them; past its end they are 0.
+std::uint64_t KeyAt(std::string_view text, std::size_t from) {
   std::uint64_t key = 0;
-  for (std::size_t i = 0; i < sizeof key; ++i) {
+  for (std::size_t i = from; i < from + kKeyBytes; ++i) {
     key = (key << 8) | (i < text.size() ? Folded(text[i]) : 0U);
   }
   return key;
@@ -57,6 +59,89 @@ std::vector<std::uint32_t> Ranks(const std::vector<std::string_view>& texts) {
 struct Keyed {
   std::uint64_t Key;
   std::uint32_t Row;
+};
+using KeyedRows = std::span<Keyed>;
+
+void SortByKey(KeyedRows rows, bool descending) {
+  if (descending) {
+    std::stable_sort(rows.begin(), rows.end(), [](const Keyed& a, const Keyed& b) { return a.Key > b.Key; });
+  } else {
+    std::stable_sort(rows.begin(), rows.end(), [](const Keyed& a, const Keyed& b) { return a.Key < b.Key; });
+  }
+}
+
+// Sorts rows by their own texts.  Bindings of one kind of trap share long beginnings, so that comparing whole
+// texts would read each of them dozens of times: here eight bytes at a time decide, and only rows that agree
+// in them look at the next eight.
+class TextSort {
+ public:
+  TextSort(const TrapRows& rows, bool descending) : rows_(rows), descending_(descending) {}
+
+  void Sort(KeyedRows all) {
+    Push(all, 0);
+    while (!open_.empty()) {
+      const Group group = open_.back();
+      open_.pop_back();
+      if (group.Rows.size() <= kFewRows) {
+        SortFew(group.Rows);
+      } else {
+        SortGroup(group);
+      }
+    }
+  }
+
+ private:
+  // Rows whose texts agree up to a place.
+  struct Group {
+    KeyedRows Rows;
+    std::size_t From;
+  };
+  static constexpr std::size_t kFewRows = 16;
+
+  void Push(KeyedRows rows, std::size_t from) {
+    if (rows.size() > 1) {
+      open_.push_back({rows, from});
+    }
+  }
+
+  void SortFew(KeyedRows rows) const {
+    std::stable_sort(rows.begin(), rows.end(), [this](const Keyed& a, const Keyed& b) {
+      const int order = CompareTexts(rows_.VarBindsAt(a.Row), rows_.VarBindsAt(b.Row));
+      return descending_ ? order > 0 : order < 0;
+    });
+  }
+
+  void SortGroup(const Group& group) {
+    std::size_t longest = 0;
+    bool same = true;
+    for (Keyed& row : group.Rows) {
+      const std::string_view text = rows_.VarBindsAt(row.Row);
+      longest = std::max(longest, text.size());
+      row.Key = group.From < text.size() ? KeyAt(text, group.From) : 0;
+      same = same && row.Key == group.Rows.front().Key;
+    }
+    if (longest <= group.From) {
+      // They differ, if at all, in zero bytes at their ends.
+      for (Keyed& row : group.Rows) {
+        row.Key = rows_.VarBindsAt(row.Row).size();
+      }
+      SortByKey(group.Rows, descending_);
+      return;
+    }
+    if (!same) {
+      SortByKey(group.Rows, descending_);
+    }
+    for (auto first = group.Rows.begin(); first != group.Rows.end();) {
+      const auto last =
+          std::find_if(first, group.Rows.end(), [&](const Keyed& row) { return row.Key != first->Key; });
+      Push({first, last}, group.From + kKeyBytes);
+      first = last;
+    }
+  }
+
+  const TrapRows& rows_;
+  bool descending_;
+  std::vector<Group> open_;
 };
 
 }  // namespace
@@ -95,55 +180,45 @@ std::string_view TrapOrder::TextAt(TrapColumn column, std::size_t row) const {
   return {};
 }
 
+bool TrapOrder::SharesTexts() const {
+  return sorting_->Column == TrapColumn::Source || sorting_->Column == TrapColumn::TrapName;
+}
+
+// Texts that rows share are compared once each, not once per row.
+std::vector<std::uint64_t> TrapOrder::SharedKeys() const {
+  const bool source = sorting_->Column == TrapColumn::Source;
+  const auto shareOf = [&](std::size_t row) { return source ? rows_.OriginAt(row) : rows_.KindAt(row); };
+  std::vector<std::string_view> texts(source ? rows_.OriginBound() : rows_.KindBound());
+  for (std::size_t row = 0; row < rows_.Count(); ++row) {
+    std::string_view& text = texts[shareOf(row)];
+    if (text.data() == nullptr) {
+      text = TextAt(sorting_->Column, row);
+    }
+  }
+  const std::vector<std::uint32_t> ranks = Ranks(texts);
+  std::vector<std::uint64_t> keys(rows_.Count());
+  for (std::size_t row = 0; row < keys.size(); ++row) {
+    keys[row] = ranks[shareOf(row)];
+  }
+  return keys;
+}
+
 void TrapOrder::SortAll() {
-  const std::size_t count = rows_.Count();
-  const TrapColumn column = sorting_->Column;
-  const bool shared = column == TrapColumn::Source || column == TrapColumn::TrapName;
-  const auto shareOf = [&](std::size_t row) {
-    return column == TrapColumn::Source ? rows_.OriginAt(row) : rows_.KindAt(row);
-  };
-
-  // Texts that rows share are compared once each, not once per row.
-  std::vector<std::uint32_t> ranks;
-  if (shared) {
-    std::vector<std::string_view> texts(column == TrapColumn::Source ? rows_.OriginBound()
-                                                                     : rows_.KindBound());
-    for (std::size_t row = 0; row < count; ++row) {
-      std::string_view& text = texts[shareOf(row)];
-      if (text.data() == nullptr) {
-        text = TextAt(column, row);
-      }
-    }
-    ranks = Ranks(texts);
+  std::vector<Keyed> keyed(rows_.Count());
+  const std::vector<std::uint64_t> shared = SharesTexts() ? SharedKeys() : std::vector<std::uint64_t>();
+  for (std::uint32_t row = 0; row < keyed.size(); ++row) {
+    // The sign turned, so that times before 1970 come first.
+    const std::uint64_t time = static_cast<std::uint32_t>(rows_.EventTimeAt(row)) ^ 0x80000000U;
+    keyed[row] = {shared.empty() ? time : shared[row], row};
   }
-
-  std::vector<Keyed> keyed(count);
-  for (std::size_t row = 0; row < count; ++row) {
-    std::uint64_t key = 0;
-    if (shared) {
-      key = ranks[shareOf(row)];
-    } else if (column == TrapColumn::DateTime) {
-      key = static_cast<std::uint32_t>(rows_.EventTimeAt(row)) ^ 0x80000000U;
-    } else {
-      key = Prefix(rows_.VarBindsAt(row));
-    }
-    keyed[row] = {key, static_cast<std::uint32_t>(row)};
-  }
-  const bool prefixOnly = column == TrapColumn::Variables;
-  const auto less = [&](const Keyed& a, const Keyed& b) {
-    if (a.Key != b.Key || !prefixOnly) {
-      return a.Key < b.Key;
-    }
-    return CompareTexts(rows_.VarBindsAt(a.Row), rows_.VarBindsAt(b.Row)) < 0;
-  };
-  if (sorting_->Descending) {
-    std::stable_sort(keyed.begin(), keyed.end(), [&](const Keyed& a, const Keyed& b) { return less(b, a); });
+  if (sorting_->Column == TrapColumn::Variables) {
+    TextSort(rows_, sorting_->Descending).Sort(keyed);
   } else {
-    std::stable_sort(keyed.begin(), keyed.end(), less);
+    SortByKey(keyed, sorting_->Descending);
   }
-  order_.resize(count);
+  order_.resize(keyed.size());
   std::transform(keyed.begin(), keyed.end(), order_.begin(), [](const Keyed& entry) { return entry.Row; });
-  sorted_ = count;
+  sorted_ = order_.size();
 }
 
 bool TrapOrder::Precedes(std::uint32_t a, std::uint32_t b) const {

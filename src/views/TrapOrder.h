@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string_view>
 #include <vector>
 
 #include "views/TrapRows.h"
@@ -50,6 +51,8 @@ class TrapOrder {
 
  private:
   void Materialise();
+  bool SharesTexts() const;
+  std::vector<std::uint64_t> SharedKeys() const;
   void SortAll();
   bool Precedes(std::uint32_t a, std::uint32_t b) const;
   std::string_view TextAt(TrapColumn column, std::size_t row) const;

@@ -54,6 +54,20 @@ Acknowledged AcknowledgeInOneTransaction(store::Connection& connection, BusyIndi
   return result;
 }
 
+// A model that nobody watches tells this one.
+class NoListener : public TrapRowsListener {
+ public:
+  void BatchBegins() override {}
+  void BatchEnds() override {}
+  void RowsAboutToBeRemoved(std::span<const std::uint32_t>) override {}
+  void RowsRemoved(std::span<const std::uint32_t>) override {}
+  void RowsAboutToBeAppended(std::size_t) override {}
+  void RowsAppended() override {}
+  void RowsAboutToBeReset() override {}
+  void RowsReset() override {}
+  void RowChanged(std::size_t) override {}
+};
+
 }  // namespace
 
 TrapsModel::TrapsModel(ViewServices& services, ViewWindows& windows, WindowKind kind,
@@ -62,13 +76,19 @@ TrapsModel::TrapsModel(ViewServices& services, ViewWindows& windows, WindowKind 
       windows_(windows),
       kind_(kind),
       parameters_(std::move(parameters)),
-      system_(system) {
+      system_(system),
+      nobody_(std::make_unique<NoListener>()),
+      listener_(nobody_.get()) {
   if ((kind_ == WindowKind::PerSystem) != (system_ != nullptr)) {
     throw std::invalid_argument("a per-system window, and no other, has a system");
   }
 }
 
 TrapsModel::~TrapsModel() = default;
+
+void TrapsModel::UseListener(TrapRowsListener* listener) {
+  listener_ = listener != nullptr ? listener : nobody_.get();
+}
 
 std::size_t TrapsModel::Limit() const {
   return static_cast<std::size_t>(std::max(services_.State.gMaxViewTraps, 1));
@@ -122,24 +142,16 @@ void TrapsModel::InsertPending() {
   if (dropped == 0 && pending_.Empty()) {
     return;
   }
-  if (listener_ != nullptr) {
-    listener_->BatchBegins();
-  }
+  listener_->BatchBegins();
   if (dropped > 0) {
     std::vector<std::uint32_t> oldest(dropped);
     std::iota(oldest.begin(), oldest.end(), 0U);
-    if (listener_ != nullptr) {
-      listener_->RowsAboutToBeRemoved(oldest);
-    }
+    listener_->RowsAboutToBeRemoved(oldest);
     rows_.DropFront(dropped);
-    if (listener_ != nullptr) {
-      listener_->RowsRemoved(oldest);
-    }
+    listener_->RowsRemoved(oldest);
   }
   if (!pending_.Empty()) {
-    if (listener_ != nullptr) {
-      listener_->RowsAboutToBeAppended(pending_.Count());
-    }
+    listener_->RowsAboutToBeAppended(pending_.Count());
     if (rows_.Empty()) {
       rows_ = std::move(pending_);
     } else {
@@ -148,28 +160,20 @@ void TrapsModel::InsertPending() {
       }
     }
     pending_ = TrapRows();
-    if (listener_ != nullptr) {
-      listener_->RowsAppended();
-    }
+    listener_->RowsAppended();
   }
-  if (listener_ != nullptr) {
-    listener_->BatchEnds();
-  }
+  listener_->BatchEnds();
 }
 
 void TrapsModel::ResetRows() {
-  if (listener_ != nullptr) {
-    listener_->BatchBegins();
-    listener_->RowsAboutToBeReset();
-  }
+  listener_->BatchBegins();
+  listener_->RowsAboutToBeReset();
   rows_.Clear();
   pending_.Clear();
   loaded_.Clear();
   highestSequence_ = std::numeric_limits<std::int32_t>::min();
-  if (listener_ != nullptr) {
-    listener_->RowsReset();
-    listener_->BatchEnds();
-  }
+  listener_->RowsReset();
+  listener_->BatchEnds();
 }
 
 void TrapsModel::Reset() {
@@ -262,15 +266,11 @@ void TrapsModel::RemoveRows(std::span<const std::uint32_t> rows) {
   if (rows.empty()) {
     return;
   }
-  if (listener_ != nullptr) {
-    listener_->BatchBegins();
-    listener_->RowsAboutToBeRemoved(rows);
-  }
+  listener_->BatchBegins();
+  listener_->RowsAboutToBeRemoved(rows);
   rows_.Remove(rows);
-  if (listener_ != nullptr) {
-    listener_->RowsRemoved(rows);
-    listener_->BatchEnds();
-  }
+  listener_->RowsRemoved(rows);
+  listener_->BatchEnds();
 }
 
 template <class Leaves>

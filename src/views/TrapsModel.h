@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -34,7 +35,7 @@ class TrapsModel : public intake::TrapsWindow {
   TrapsModel& operator=(const TrapsModel&) = delete;
 
   // One at most; it must outlive this object or be taken away again (null).
-  void UseListener(TrapRowsListener* listener) { listener_ = listener; }
+  void UseListener(TrapRowsListener* listener);
 
   void PublicAddTraps(const store::IncomingTrap& trap) override;
   void UpdateStatusBar() override;
@@ -92,7 +93,8 @@ class TrapsModel : public intake::TrapsWindow {
   WindowKind kind_;
   params::WindowParameters parameters_;
   const System* system_;
-  TrapRowsListener* listener_ = nullptr;
+  std::unique_ptr<TrapRowsListener> nobody_;
+  TrapRowsListener* listener_;  // never null
 
   TrapRows rows_;
   TrapRows pending_;

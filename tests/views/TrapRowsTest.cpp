@@ -76,13 +76,15 @@ class RowMaker {
 
  private:
   std::string Text() {
-    switch (Below(20)) {
+    switch (Below(12)) {
       case 0:
         return {};
       case 1:
         return std::string(static_cast<std::size_t>(Below(80'000)), static_cast<char>('a' + Below(26)));
       case 2:
         return "ifIndex=" + std::string(1, '\0') + std::to_string(Below(10));
+      case 3:
+        return "ifIndex=1" + std::string(static_cast<std::size_t>(Below(20)), '\0');
       default:
         return (Below(2) == 0 ? "ifIndex=" : "IFINDEX=") + std::to_string(Below(30));
     }
