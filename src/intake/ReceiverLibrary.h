@@ -1,6 +1,6 @@
-// The service library that hands each newly stored trap to the console, as five calls.  Where the platform
-// has none, StoreFeeder takes its place.  The library works on threads of its own; its calls are made from
-// the user-interface thread and never block it.
+// The service library `KvsIns`, which hands each newly stored trap to the console, as five calls.  Where the
+// platform has none, StoreFeeder takes its place.  The library works on threads of its own; its calls are
+// made from the user-interface thread and never block it.
 #pragma once
 
 #include <cstdint>

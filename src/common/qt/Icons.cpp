@@ -22,12 +22,12 @@ struct SeverityLook {
   QRgb OnDark;
 };
 
-constexpr std::array<SeverityLook, 6> kSeverityLooks = {{{"severity-clear", 0xFF2E7D32, 0xFF66BB6A},
-                                                         {"severity-minor", 0xFFFBC02D, 0xFFFFD54F},
-                                                         {"severity-information", 0xFF546E7A, 0xFF9FB3BD},
-                                                         {"severity-major", 0xFFF57C00, 0xFFFF9F40},
-                                                         {"severity-warning", 0xFF4FB9F0, 0xFF62C6F8},
-                                                         {"severity-critical", 0xFFC62828, 0xFFFF6B61}}};
+constexpr std::array<SeverityLook, 6> imlSeverity = {{{"severity-clear", 0xFF2E7D32, 0xFF66BB6A},
+                                                      {"severity-minor", 0xFFFBC02D, 0xFFFFD54F},
+                                                      {"severity-information", 0xFF546E7A, 0xFF9FB3BD},
+                                                      {"severity-major", 0xFFF57C00, 0xFFFF9F40},
+                                                      {"severity-warning", 0xFF4FB9F0, 0xFF62C6F8},
+                                                      {"severity-critical", 0xFFC62828, 0xFFFF6B61}}};
 
 struct ToolbarPicture {
   std::string_view Key;
@@ -42,8 +42,8 @@ constexpr std::array<ToolbarPicture, 6> kToolbarPictures = {{{"Trap Details", "t
                                                              {"Help", "help"}}};
 
 const SeverityLook& LookOf(std::int32_t code) {
-  const bool known = code >= 0 && code < static_cast<std::int32_t>(kSeverityLooks.size());
-  return kSeverityLooks.at(known ? static_cast<std::size_t>(code) : 0);
+  const bool known = code >= 0 && code < static_cast<std::int32_t>(imlSeverity.size());
+  return imlSeverity.at(known ? static_cast<std::size_t>(code) : 0);
 }
 
 QIcon SvgIcon(const char* picture, SvgInk ink) {
