@@ -56,7 +56,8 @@ inline SQLCHAR* Chars(std::string_view text) {
 
 }  // namespace odbc
 
-// What identifies a file, so that one moved away or put back from a copy is noticed.
+// What identifies a file, so that one moved away or put back from a copy is noticed (where files have no such
+// numbers, only that it is there; a system like that doesn't let an open file be moved).
 struct FileMark {
   std::string Path;
   dev_t Device = 0;
