@@ -11,8 +11,8 @@
 #include "Listener.h"
 #include "ServiceLog.h"
 #include "SnmpAccess.h"
-#include "platform/Processes.h"
 #include "support/FakePlatform.h"
+#include "support/Processes.h"
 #include "support/TempFolder.h"
 
 #include "common/RegistryValues.h"

@@ -20,7 +20,7 @@
 #include <fmt/format.h>
 
 #include "common/RegistryValues.h"
-#include "platform/Processes.h"
+#include "support/Processes.h"
 #include "support/TempFolder.h"
 
 namespace korvane::receiver {

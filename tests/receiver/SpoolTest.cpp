@@ -11,7 +11,7 @@
 
 #include "Spool.h"
 #include "Spooler.h"
-#include "platform/Processes.h"
+#include "support/Processes.h"
 #include "support/TempFolder.h"
 
 namespace korvane::receiver {
