@@ -135,7 +135,8 @@ std::optional<FirstPlaces> ChildArea::FirstWindowPlaces() const {
     }
     places[i] = InShares(firstWindows_[i]->geometry(), viewport()->rect());
   }
-  return places;
+  // What nobody moved does not drift by rounding from one run to the next.
+  return FirstWindowsUntouched() ? firstPlaces_ : places;
 }
 
 void ChildArea::Cascade() {

@@ -100,6 +100,9 @@ TEST_F(ConsoleTest, TheFirstWindowsComeBackWhereTheyWere) {
   ASSERT_EQ(Area().viewport()->rect(), area);
   EXPECT_EQ(Child(0).geometry(), systems);
   EXPECT_EQ(Child(1).geometry(), traps);
+  const auto saved = Machine.Settings.Values;
+  Frame().close();
+  EXPECT_EQ(Machine.Settings.Values, saved) << "nobody moved anything";
 }
 
 TEST_F(ConsoleTest, APlaceThatIsNoLongerOnAScreenIsMovedOntoOne) {
