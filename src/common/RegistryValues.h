@@ -25,12 +25,12 @@ inline constexpr std::int32_t kDefaultMaxViewTraps = 1000;
 // Reads one value as text: a string up to its first NUL, a DWORD as the decimal text of its signed value,
 // any other type as an empty text with success.  Opens the key with write rights too, so a user who may not
 // change the settings can't read them either.  False (and an empty text) when the value can't be read.
-bool GetRegistryValue(platform::RegistryStore& registry, platform::RegistryHive hive, std::string_view keyPath,
-                      std::string_view valueName, std::string& text);
+bool GetRegistryValue(platform::RegistryStore& registry, platform::RegistryHive hive,
+                      std::string_view keyPath, std::string_view valueName, std::string& text);
 
 // Writes one 32-bit number into an existing key.
-bool SetRegistryDword(platform::RegistryStore& registry, platform::RegistryHive hive, std::string_view keyPath,
-                      std::string_view valueName, std::int32_t value);
+bool SetRegistryDword(platform::RegistryStore& registry, platform::RegistryHive hive,
+                      std::string_view keyPath, std::string_view valueName, std::int32_t value);
 
 // A 32-bit value of the manager's key, or the default when it can't be read or is no number.
 std::int32_t ManagerNumber(platform::RegistryStore& registry, std::string_view valueName,

@@ -13,7 +13,7 @@ std::string_view TrimAtNul(std::string_view text);
 // Full Unicode case folding, character by character; no locale takes part.
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 bool ContainsIgnoreCase(std::string_view text, std::string_view part);  // an empty part is contained
-std::string FoldCase(std::string_view text);                           // equal keys for equal texts
+std::string FoldCase(std::string_view text);                            // equal keys for equal texts
 
 // Looks for one fixed text in many, with the needle folded once.  Keep one per criterion.
 class CaseInsensitiveNeedle {

@@ -32,7 +32,8 @@ enum class WindowKind : int { Selected = 1, PerSystem = 2, NoLiveTraps = 3 };
 class ViewWindows {
  public:
   virtual ~ViewWindows() = default;
-  virtual void OpenSystemTraps(const System& system) = 0;  // a per-system Traps window, or raises the open one
+  virtual void OpenSystemTraps(
+      const System& system) = 0;  // a per-system Traps window, or raises the open one
   // Traps were acknowledged in the store: they leave every Traps window and the Systems window's counts.
   virtual void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) = 0;
   virtual void SystemAcknowledged(const System& system, std::int32_t beforeTime) = 0;
