@@ -86,6 +86,7 @@ class RunningReceiver {
     if (process_ == 0) {
       setenv("KORVANE_REGISTRY", (folder_ / "registry.reg").c_str(), 1);
       unsetenv("JOURNAL_STREAM");
+      setenv("LSAN_OPTIONS", "exitcode=0", 1);  // leaks are judged by OwnLeaks
       dup2(open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
       execl(KVRECEIVER, KVRECEIVER, nullptr);
       _exit(127);
@@ -108,6 +109,14 @@ class RunningReceiver {
     if (Alive()) Signal(signal);
     test::WaitUntil([&] { return !Alive(); });
     return exitStatus_;
+  }
+
+  // Under the leak sanitizer.  The embedded engine's driver loses some memory at every connect, and is
+  // unloaded before the report, so a leak counts when its stack names a function of ours or of the SNMP
+  // library.
+  bool OwnLeaks() const {
+    const std::string log = Log();
+    return log.find(" in korvane::") != std::string::npos || log.find("libnetsnmp") != std::string::npos;
   }
 
   std::string Log() const { return test::ReadFile(folder_ / "log"); }
