@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <future>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -37,6 +38,7 @@ constexpr int kFullQueueWait = 20;  // milliseconds
 // The console restarts the service with two seconds between stop and start, so a stop takes no longer.
 constexpr auto kDrainTime = std::chrono::milliseconds(300);
 constexpr auto kLastStoreTime = std::chrono::milliseconds(1000);
+constexpr auto kStoreCallTime = std::chrono::milliseconds(500);
 
 sigset_t ServiceSignals() {
   sigset_t signals;
@@ -114,7 +116,12 @@ void Service::Run() {
   if (const std::uint64_t waiting = spool_.Waiting(); waiting > 0) {
     log_.Info(fmt::format("{} traps of an earlier run wait in the spool", waiting));
   }
-  std::thread writing([this] { writer_.Run(); });
+  std::promise<void> written;
+  std::future<void> allWritten = written.get_future();
+  std::thread writing([this, &written] {
+    writer_.Run();
+    written.set_value();
+  });
   std::thread spooling([this] { spooler_.Run(); });
   log_.Info("ready");
   sd_notify(0, "READY=1");
@@ -125,6 +132,13 @@ void Service::Run() {
   spooling.join();
   listener_.SendAnswers(answers_.TakeAll());
   writer_.Stop(kLastStoreTime);
+  if (allWritten.wait_for(kLastStoreTime + kStoreCallTime) != std::future_status::ready) {
+    // A call into the database hangs and can't be taken back.  Everything is in the spool and synced, and the
+    // store knows what it has, so the process may end at any point.
+    log_.Warning("ending without waiting for the trap store, which does not answer");
+    LogCounters();
+    _exit(0);
+  }
   writing.join();
   LogCounters();
 }

@@ -145,7 +145,9 @@ bool SnmpLibrary::Learn(const std::string& userName, const std::string& engineId
     return false;
   }
   Create(*access_.FindUser(userName, {}), keys->second, engineId);
-  ++learnt_;
+  if (++learnt_ == kMostLearnt) {
+    log_.Warning("no more SNMP engines are learnt; a reload of the users begins anew");
+  }
   return true;
 }
 

@@ -140,11 +140,13 @@ TEST_F(Live, GarbageCostsACounterAndNeverTheProcess) {
     }
     ASSERT_TRUE(sender.Send(packet));
   }
+  ASSERT_TRUE(sender.Send(V2Trap(std::string(65'300, 'y'))));  // the largest a packet can be, about
   ASSERT_TRUE(sender.Send(V2Trap("still here")));
   ASSERT_TRUE(test::WaitUntil([&] { return Rows("EventDescription LIKE '%still here'") == 1; }))
       << receiver_.Log();
   auto counters = receiver_.Counters();
-  EXPECT_EQ(counters["received"] + counters["malformed"] + counters["informs repeated"], kPackets + 1u);
+  EXPECT_EQ(counters["received"] + counters["malformed"] + counters["informs repeated"], kPackets + 2u);
+  EXPECT_EQ(Rows("LENGTH(EventDescription) + LENGTH(Event_ExtDescr) > 65300"), 1);
   EXPECT_GT(counters["malformed"], kPackets / 2u);
   EXPECT_EQ(receiver_.End(SIGTERM), 0);
   EXPECT_EQ(receiver_.LastCounters()["stored"], receiver_.LastCounters()["received"]);
@@ -238,6 +240,24 @@ TEST_F(Live, WhatTheKernelDropsIsCounted) {
       << receiver_.Log();
   EXPECT_GT(receiver_.LastCounters()["dropped by the kernel"], 0u);
   EXPECT_EQ(receiver_.LastCounters()["received"], static_cast<std::uint64_t>(Rows()));
+}
+
+TEST_F(Live, AStoreThatHangsDoesNotHoldUpTheStop) {
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  EXPECT_EQ(SendV2("snmpinform", receiver_.Address(), "before"), 0);
+  ASSERT_TRUE(RowsBecome(1));
+  store_.Db().BeginTransaction();
+  store_.Execute("UPDATE EventTrap SET EventNotes = 'locked'");
+  EXPECT_EQ(SendV2("snmpinform", receiver_.Address(), "behind the lock"), 0);
+  // In the writer's hands for as long as the engine waits for a lock.
+  std::this_thread::sleep_for(milliseconds(400));
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(receiver_.End(SIGTERM), 0) << receiver_.Log();
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+  EXPECT_EQ(receiver_.LastCounters()["waiting"], 1u);
+  store_.Db().Commit();
+  ASSERT_TRUE(receiver_.Start());
+  EXPECT_TRUE(RowsBecome(2));
 }
 
 TEST_F(Live, UsersAreReadAgainAndCheckNamesWhatIsWrong) {

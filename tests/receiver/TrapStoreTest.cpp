@@ -3,11 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <thread>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include "DatabaseTrapStore.h"
+#include "StoreWriter.h"
 #include "ValueText.h"
 #include "store/EngineTest.h"
+#include "support/Processes.h"
+#include "support/TempFolder.h"
 
 namespace korvane::receiver {
 namespace {
@@ -118,6 +124,43 @@ TEST_P(TrapStoreTest, AFaultOfTheStoreIsToldFromAFaultOfARow) {
   }
   store_.Open("spool", 1'000, 0);
   EXPECT_STREQ(trouble(Trap(1, "x")), "none");
+}
+
+TEST_P(TrapStoreTest, AWriterOutlivesItsServer) {
+  const test::TempFolder folder;
+  Spool spool(folder.Path());
+  Counters counters;
+  std::string lines;
+  ServiceLog log([&](LogLevel, std::string_view line) { lines.append(line).append("\n"); });
+  WriterOptions quick;
+  quick.BatchTime = quick.FirstPause = std::chrono::milliseconds(5);
+  quick.LongestPause = std::chrono::milliseconds(50);
+  StoreWriter writer(spool, store_, Quarantine(folder / "quarantine.txt"), counters, log, quick);
+  std::thread thread([&] { writer.Run(); });
+  int number = 0;
+  const auto take = [&](int count) {
+    for (; count > 0; --count) spool.Append(std::vector{Trap(1, fmt::format("{:05}", ++number)).Row});
+  };
+  for (int outage = 0; outage < 2; ++outage) {
+    take(500);
+    EXPECT_TRUE(test::WaitUntil([&] { return counters.Stored >= 300u; }));
+    Made->TakeAway();  // in the middle of its work, or while it is idle
+    take(500);
+    EXPECT_TRUE(test::WaitUntil([&] { return !writer.StoreAvailable(); }));
+    Made->BringBack();
+    EXPECT_TRUE(test::WaitUntil([&] { return spool.Waiting() == 0; }, std::chrono::seconds(60))) << lines;
+  }
+  writer.Stop(std::chrono::seconds(5));
+  thread.join();
+  Db.Close();
+  Made->Connect(Db);
+  EXPECT_EQ(Count("1 = 1"), number);
+  EXPECT_EQ(counters.Quarantined, 0u) << lines;
+  store::Recordset rows = Db.OpenRecordset("SELECT EventDescription FROM EventTrap ORDER BY SequenceNumber");
+  for (int expected = 1; expected <= number; ++expected) {
+    ASSERT_TRUE(rows.Next());
+    ASSERT_EQ(rows.Text("EventDescription"), fmt::format("{:05}", expected)) << "out of order";
+  }
 }
 
 }  // namespace
