@@ -122,8 +122,6 @@ struct Listener::Socket {
 
   static int Receive(netsnmp_transport* transport, void* buffer, int size, void** opaque, int* opaqueLength);
 
-  Listener* Owner = nullptr;
-  std::string Address;
   int Descriptor = -1;
   void* Session = nullptr;
   int (*LibraryReceive)(netsnmp_transport*, void*, int, void**, int*) = nullptr;
@@ -189,8 +187,6 @@ void Listener::Listen(const std::string& address) {
   std::free(opened);  // only the structure: what it points to went over
   transport->Owner = socket.get();
   socket->LibraryReceive = std::exchange(transport->f_recv, Socket::Receive);
-  socket->Owner = this;
-  socket->Address = address;
   socket->Descriptor = transport->sock;
   EnlargeReceiveBuffer(transport->sock);
   fcntl(transport->sock, F_SETFL, fcntl(transport->sock, F_GETFL) | O_NONBLOCK);
