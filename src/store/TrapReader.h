@@ -13,7 +13,8 @@ namespace korvane::store {
 class TrapReader {
  public:
   // statement: a SELECT of EventTrap's columns, by any case and in any order; columns that are not selected
-  // read as empty and 0.  The connection runs nothing else until the reader is gone.
+  // read as empty and 0.  Small reads may run on the connection meanwhile; writes wait until the reader is
+  // gone.
   TrapReader(Connection& connection, std::string_view statement);
   ~TrapReader();
   TrapReader(const TrapReader&) = delete;

@@ -6,8 +6,10 @@
 #include <vector>
 
 #include "EngineTest.h"
+#include "store/DatabaseError.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
+#include "store/TrapNames.h"
 
 namespace korvane::store {
 
@@ -114,6 +116,35 @@ TEST_P(TrapReaders, LeftHalfWayLeaveTheConnectionUsable) {
   Connection other;  // and nothing of it waits for a commit
   Made->Connect(other);
   EXPECT_FALSE(other.OpenRecordset(kEventTrap, "EventAck = 0").Next());
+}
+
+// Loading completes each trap while its rows are still being read: the look-ups share the reader's
+// connection, and neither they nor a statement that fails among them may cost it a row.
+TEST_P(TrapReaders, GoOnWhileNamesAreLookedUpBesideThem) {
+  constexpr std::int32_t kRows = 2300;  // more than a server hands over at once
+  std::vector<test::StoredTrap> traps;
+  for (std::int32_t i = 1; i <= kRows; ++i) {
+    test::StoredTrap& trap = traps.emplace_back(NumberedTrap(2 + 256 * i));
+    trap.EnterpriseOid = "1.3.6.1.4.1.9." + std::to_string(i);
+    trap.GenericTrap = 6;
+    trap.SpecificTrap = 7;
+  }
+  Made->AddTraps(traps);
+  Made->AddDefinition("1.3.6.1.4.1.9.1999", 7, "known", "enterprise");
+  TrapNames names(Db);
+  TrapReader reader(Db, TrapsLoadStatement(2147483647));
+  IncomingTrap trap;
+  std::int32_t rows = 0;
+  std::int32_t known = 0;
+  while (reader.Next(trap)) {
+    if (++rows == kRows / 2) {
+      EXPECT_THROW(Db.OpenRecordset("Missing_Table"), DatabaseError);
+    }
+    names.GetTrapName(trap);
+    known += trap.TrapName() == "known" ? 1 : 0;
+  }
+  EXPECT_EQ(rows, kRows);
+  EXPECT_EQ(known, 1);
 }
 
 // SQLite keeps what it is given, whatever the column's type.
