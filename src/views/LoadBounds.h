@@ -26,9 +26,12 @@ struct LoadBounds {
   SequenceSet LateTraps{};
   std::int32_t OldestLateTime = std::numeric_limits<std::int32_t>::max();
 
-  // Traps that left the Traps windows acknowledged.  A load may show a trap before it is delivered; when it
-  // is acknowledged meanwhile, its delivery must not bring it back.
+  // Traps that were acknowledged, whether a window showed them or not.  A trap may be acknowledged in the
+  // store before it is delivered, alone or with its whole system; its delivery must not bring it back.
   SequenceSet Acknowledged{};
+
+  // The largest SequenceNumber delivered so far.
+  std::int32_t HighestDelivered = std::numeric_limits<std::int32_t>::min();
 };
 
 // What one load reads: the bounds of its statement, both exclusive, and the rows of it that count.

@@ -9,24 +9,44 @@
 #include "common/Text.h"
 #include "store/DatabaseError.h"
 #include "store/Statements.h"
+#include "store/Tables.h"
 #include "views/Systems.h"
 
 namespace korvane::views {
 namespace {
 
+// The traps of the source that were acknowledged although nobody has been handed them yet: they are stored,
+// and still in the receiver library's list.
+void ReadUndelivered(store::Connection& connection, std::string_view source, std::int32_t beforeTime,
+                     std::int32_t highestDelivered, std::vector<std::int32_t>& numbers) {
+  store::Recordset rows = connection.OpenRecordset(
+      fmt::format("SELECT SequenceNumber FROM {}", store::kEventTrap),
+      fmt::format("EventAck = 1 AND Source = {} AND EventTime < {} AND SequenceNumber > {}",
+                  store::Quoted(source), beforeTime, highestDelivered));
+  while (rows.Next()) {
+    numbers.push_back(rows.Integer("SequenceNumber"));
+  }
+}
+
 // The database's text when it refused.
-std::optional<std::string> Acknowledge(store::Connection& connection, const System& system,
+std::optional<std::string> Acknowledge(ViewServices& services, const System& system,
                                        std::int32_t beforeTime) {
+  store::Connection& connection = services.Connection;
+  std::vector<std::int32_t> undelivered;
   const std::vector<std::string> sources =
       system.Sources.empty() ? std::vector<std::string>{system.Name} : system.Sources;
   try {
     store::Transaction transaction(connection);
     for (const std::string& source : sources) {
       connection.Execute(store::AcknowledgeSourceStatement(source, beforeTime));
+      ReadUndelivered(connection, source, beforeTime, services.Bounds.HighestDelivered, undelivered);
     }
     transaction.Commit();
   } catch (const store::DatabaseError& error) {
     return error.what();
+  }
+  for (const std::int32_t number : undelivered) {
+    services.Bounds.Acknowledged.Insert(number);
   }
   return std::nullopt;
 }
@@ -45,7 +65,7 @@ SystemAcknowledgement AskAndAcknowledgeSystem(ViewServices& services, ViewWindow
   {
     const BusyScope busy(services.Busy, "Acknowledging Trap(s)");
     const std::int32_t bound = beforeTime();
-    failure = Acknowledge(services.Connection, system, bound);
+    failure = Acknowledge(services, system, bound);
     if (!failure) {
       windows.SystemAcknowledged(system, bound);
       return SystemAcknowledgement::Done;

@@ -273,6 +273,9 @@ std::optional<std::uint32_t> SystemsModel::Count(Counts& counts, const store::In
 
 void SystemsModel::UpdateSystemCounts(const store::IncomingTrap& trap) {
   NoteDelivered(services_.Bounds, trap.EventTime, trap.SequenceNumber);
+  if (services_.Bounds.Acknowledged.Contains(trap.SequenceNumber)) {
+    return;
+  }
   if (const auto row = Count(shown_, trap, false)) {
     MarkChanged(*row);
   }

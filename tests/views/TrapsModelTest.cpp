@@ -366,6 +366,32 @@ TEST_F(TrapsModelTest, ClosingASystemsWindowAsksAndAcknowledgesBelowTheMark) {
   EXPECT_THAT(world_.Prompts.Messages(), IsEmpty());
 }
 
+// A trap that is stored, and waits in the library's list when its system is acknowledged, is acknowledged
+// with the others: its delivery must not show it as new.  One that is stored afterwards is new, whatever its
+// time.
+TEST_F(TrapsModelTest, ATrapAcknowledgedBeforeItsDeliveryStaysAway) {
+  const auto arrive = [&](std::int32_t number, std::int32_t time, TrapsModel& window) {
+    test::StoredTrap trap{.SequenceNumber = number, .EventTime = time, .Source = "router1"};
+    world_.Deliver(trap, {&window});
+    window.UpdateStatusBar();
+  };
+  const System& system = world_.AddSystem("router1");
+  auto mine = world_.Open(WindowKind::PerSystem, {}, &system);
+  mine->Reset();
+  Store(1, 1'000'101, "router1");
+  arrive(1, 1'000'101, *mine);
+  arrive(9, 1'000'105, *mine);
+  Store(10, 1'000'102, "router1");  // stored, not delivered yet
+  world_.Prompts.WillAnswer(PromptAnswer::Yes);
+  EXPECT_TRUE(mine->MayClose());
+  ASSERT_TRUE(world_.IsAcknowledged(10));
+  arrive(10, 1'000'102, *mine);
+  EXPECT_THAT(Numbers(mine->Rows()), ElementsAre(9));
+  Store(11, 1'000'102, "router1");
+  arrive(11, 1'000'102, *mine);
+  EXPECT_THAT(Numbers(mine->Rows()), ElementsAre(9, 11));
+}
+
 TEST_F(TrapsModelTest, AQuoteInOneSourceTextAcknowledgesNothing) {
   Store(1, 101, "o'hara");
   Store(2, 102, "O'HARA");
