@@ -86,12 +86,12 @@ QtRunningInstance::QtRunningInstance(const QString& folder, int answerMillisecon
 QtRunningInstance::~QtRunningInstance() = default;
 
 QString QtRunningInstance::DefaultFolder() {
-  const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+  QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
   if (!runtime.isEmpty()) {
     return runtime;
   }
   // The session's own folder is unusable, for example when others may read it.
-  const QString cache = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
+  QString cache = QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation);
   QDir().mkpath(cache);
   return cache;
 }
