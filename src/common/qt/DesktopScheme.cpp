@@ -62,9 +62,10 @@ void DesktopScheme::AskPortal() {
   }
   // The bus finds a slot only when the types of all its arguments are known by then.
   qRegisterMetaType<QDBusVariant>();
-  // clang-format off: the toolkit wants the signature without blanks
+  // The toolkit wants the signature without blanks.
+  // clang-format off
   bus.connect(PortalService(), PortalPath(), PortalSettings(), QStringLiteral("SettingChanged"), this,
-              SLOT(SettingChanged(QString, QString, QDBusVariant)));
+              SLOT(SettingChanged(QString,QString,QDBusVariant)));
   // clang-format on
   QDBusMessage read =
       QDBusMessage::createMethodCall(PortalService(), PortalPath(), PortalSettings(), QStringLiteral("Read"));
