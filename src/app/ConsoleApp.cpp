@@ -88,7 +88,10 @@ std::unique_ptr<intake::ReceiverLibrary> ConsoleApp::MakeLibrary() {
     connection->Open(store::kDataSourceName, {}, {}, kFeederTimeouts);
     return connection;
   };
-  return std::make_unique<intake::StoreFeeder>(open, host_.Names, intake::ReadMailSettings(host_.Registry));
+  intake::StoreFeederOptions options;
+  options.KnownNumber = [this] { return bounds_.StartNumber; };
+  return std::make_unique<intake::StoreFeeder>(open, host_.Names, intake::ReadMailSettings(host_.Registry),
+                                               std::move(options));
 }
 
 void ConsoleApp::CloseConsole() {

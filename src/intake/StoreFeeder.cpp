@@ -97,14 +97,13 @@ struct StoreFeeder::Shared {
     LastError = text;
   }
 
-  void Follow(const OpenConnection& open, std::int32_t mark, const StoreFeederOptions& options,
+  void Follow(const OpenConnection& open, TrapFollower follower, const StoreFeederOptions& options,
               std::stop_token stop);
 };
 
 // The thread's life.  Whatever fails, the connection is thrown away and the follower goes on where it was.
-void StoreFeeder::Shared::Follow(const OpenConnection& open, std::int32_t mark,
+void StoreFeeder::Shared::Follow(const OpenConnection& open, TrapFollower follower,
                                  const StoreFeederOptions& options, std::stop_token stop) {
-  TrapFollower follower(mark, options.Following);
   std::shared_ptr<store::Connection> connection;
   std::chrono::milliseconds retry = options.FirstRetry;
   while (!stop.stop_requested()) {
@@ -150,9 +149,10 @@ std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {
   taken_.clear();
   nextTaken_ = 0;
   shared_ = std::make_shared<Shared>();
+  const TrapFollower follower(highWaterMark, options_.Following, options_.KnownNumber());
   const bool started =
-      worker_.Start([shared = shared_, open = openConnection_, highWaterMark, options = options_](
-                        std::stop_token stop) { shared->Follow(open, highWaterMark, options, stop); });
+      worker_.Start([shared = shared_, open = openConnection_, follower, options = options_](
+                        std::stop_token stop) { shared->Follow(open, follower, options, stop); });
   return started ? kReceiverThreadOk : kReceiverThreadFailed;
 }
 

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -41,6 +42,9 @@ struct StoreFeederOptions {
   std::size_t MostQueuedBytes = 64U * 1024 * 1024;  // of the traps' texts
   TrapFollowerLimits Following;
   NameResolverLimits Resolving;
+  // Asked on starting: the largest SequenceNumber before the console loaded what was there.  Without it a row
+  // that is stored with an older time between that load and the feeder's first read counts as loaded.
+  std::function<std::int32_t()> KnownNumber = [] { return std::numeric_limits<std::int32_t>::max(); };
   Worker::ThreadMaker MakeThread = Worker::MakeThread;
 };
 

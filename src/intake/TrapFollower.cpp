@@ -55,8 +55,8 @@ void Append(TrapFollower::Progress& progress, const store::IncomingTrap& row) {
 
 }  // namespace
 
-TrapFollower::TrapFollower(std::int32_t highWaterMark, TrapFollowerLimits limits)
-    : highWaterMark_(highWaterMark), limits_(limits) {}
+TrapFollower::TrapFollower(std::int32_t highWaterMark, TrapFollowerLimits limits, std::int32_t knownNumber)
+    : highWaterMark_(highWaterMark), knownNumber_(knownNumber), limits_(limits) {}
 
 TrapFollower::Progress TrapFollower::Read(store::Connection& connection, TimePoint now) {
   const std::int64_t highest = NumberOf(connection, "MAX").value_or(kBelowAllNumbers);
@@ -92,11 +92,12 @@ void TrapFollower::Start(store::Connection& connection, std::int64_t highest, Ti
   Position position;
   position.Started = true;
   position.LastRead = now;
-  position.Last = std::max(highest - limits_.LookBack, kBelowAllNumbers);
+  const std::int64_t known = std::min(highest, knownNumber_);
+  position.Last = std::max(known - limits_.LookBack, kBelowAllNumbers);
   if (oldestNew) {
     position.Last = std::min(position.Last, *oldestNew - 1);
   }
-  position.Before = {highest, static_cast<std::int64_t>(highWaterMark_) - 1};
+  position.Before = {known, static_cast<std::int64_t>(highWaterMark_) - 1};
   position_ = std::move(position);
 }
 

@@ -33,7 +33,10 @@ class TrapFollower {
  public:
   // New are the rows with an EventTime at or after the mark when the first read begins, and every row that
   // appears later whatever its time; rows that are acknowledged already are not.
-  explicit TrapFollower(std::int32_t highWaterMark, TrapFollowerLimits limits = {});
+  // knownNumber: the largest SequenceNumber before the console loaded what was there; of the rows behind it
+  // those are new too that were stored between that load and the first read with an older time.
+  explicit TrapFollower(std::int32_t highWaterMark, TrapFollowerLimits limits = {},
+                        std::int32_t knownNumber = std::numeric_limits<std::int32_t>::max());
 
   struct Progress {
     std::vector<ReceivedTrap> Traps;
@@ -85,6 +88,7 @@ class TrapFollower {
                  Progress& progress) const;
 
   std::int32_t highWaterMark_;
+  std::int64_t knownNumber_;
   TrapFollowerLimits limits_;
   Position position_;
 };

@@ -16,7 +16,10 @@ enum class ViewOption : int { NotAsked = 0, ShowOnlyNewTraps = 14, LoadRecentTra
 
 struct LoadBounds {
   ViewOption Option = ViewOption::NotAsked;
-  std::int32_t StartMark = 0;                // the newest EventTime when the console started
+  std::int32_t StartMark = 0;  // the newest EventTime when the console started
+  // The largest SequenceNumber before the first load began: the receiver link delivers all that is stored
+  // later, whatever its time.
+  std::int32_t StartNumber = std::numeric_limits<std::int32_t>::max();
   std::optional<std::int32_t> LowerBound{};  // exclusive; set for LoadRecentTraps
   // Until the intake's first tick: nothing from the start mark on has been delivered before it.
   bool InitialLoad = true;

@@ -99,6 +99,9 @@ void SystemsModel::LoadStoredTraps() {
     bounds.Option = question_.AskViewOption(unacknowledged, limit);
     services_.Busy.ShowBusy(kBusyInitializing);
   }
+  bounds.StartNumber =
+      FirstNumber(services_.Connection, fmt::format("SELECT MAX(SequenceNumber) FROM {}", store::kEventTrap))
+          .value_or(0);
   bounds.StartMark = FirstNumber(services_.Connection, store::NewestTimeStatement()).value_or(0);
   services_.State.gLastTrapTime = bounds.StartMark;
   std::int64_t expected = unacknowledged;
@@ -133,7 +136,7 @@ void SystemsModel::ReadInto(Counts& counts, std::int64_t expected) {
     }
     intake::CompleteStoredTrap(trap, services_.SystemList, services_.Names);
     if (!trap.Filtered) {
-      Count(counts, trap, !bounds.InitialLoad);
+      Count(counts, trap, !bounds.InitialLoad || trap.SequenceNumber > bounds.StartNumber);
     }
   }
 }

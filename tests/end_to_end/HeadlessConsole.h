@@ -97,8 +97,9 @@ class HeadlessConsole : private views::ViewWindows,
   views::ViewOption AskViewOption(std::int64_t, std::int32_t) override {
     return views::ViewOption::LoadRecentTraps;
   }
-  static intake::StoreFeederOptions QuickFeeder() {
+  intake::StoreFeederOptions QuickFeeder() {
     intake::StoreFeederOptions options;
+    options.KnownNumber = [this] { return bounds_.StartNumber; };
     options.PollInterval = std::chrono::milliseconds(50);
     options.FirstRetry = std::chrono::milliseconds(50);
     options.LongestRetry = std::chrono::milliseconds(200);

@@ -116,6 +116,28 @@ TEST_F(TrapsReachTheWindows, ThroughAStoreThatVanishesAndReturns) {
   EXPECT_EQ(console.CountedTraps(), static_cast<std::int64_t>(kTraps));
 }
 
+// Codes that nobody knows and times at the edge come with rows of other programs; none of them may be lost,
+// or counted where the window has no column.
+TEST_F(TrapsReachTheWindows, WithCodesAndTimesThatNobodyExpects) {
+  store_.AddCategory("Odd", std::vector<test::StoredCriterion>{{.SpecificTrap = 9, .Severity = 9},
+                                                               {.SpecificTrap = 10, .Severity = -1}});
+  store_.AddTrap({.EventTime = 0, .GenericTrap = 7, .SpecificTrap = 9});
+  store_.AddTrap({.EventTime = -1, .GenericTrap = -1, .SpecificTrap = 10});
+  store_.AddTrap({.EventTime = 2147483646, .EnterpriseOid = "not an oid'", .GenericTrap = 2147483647});
+  test::HeadlessConsole console(store_);
+  store_.AddTrap(
+      {.EventTime = 2147483647, .Source = "", .EnterpriseOid = "", .SpecificTrap = -2147483647 - 1});
+  store_.AddTrap({.EventTime = 0, .GenericTrap = 7, .SpecificTrap = 9});
+  ASSERT_TRUE(Shows(console, 5)) << console.AllTraps().Rows().Count();
+  EXPECT_EQ(test::HeadlessConsole::NumbersOf(console.AllTraps()), StoredNumbers());
+  EXPECT_EQ(console.CountedTraps(), 5);
+  std::int64_t clear = 0;
+  for (std::size_t row = 0; row < console.SystemsWindow().RowCount(); ++row) {
+    clear += console.SystemsWindow().Row(row).Counts[0];
+  }
+  EXPECT_EQ(clear, 5) << "an unknown severity counts as Clear";
+}
+
 // Acknowledged in one window, gone from all, and still acknowledged for the next console.
 TEST_F(TrapsReachTheWindows, AndLeaveThemOnceAcknowledged) {
   ASSERT_TRUE(receiver_.Start()) << receiver_.Log();

@@ -64,6 +64,19 @@ TEST_F(TrapFollowerTest, ItBeginsWithUnacknowledgedTrapsAtOrAfterTheMark) {
   EXPECT_EQ(ReadAll(follower), (Numbers{6, 8}));
 }
 
+// A receiver that catches up stores old times.  What it stores after the console took note of the newest
+// number is new, though the console's load may not have seen it any more.
+TEST_F(TrapFollowerTest, WhatIsStoredBetweenTheLoadAndTheFirstReadIsNewWhateverItsTime) {
+  Add(1, 990);
+  Add(2, 1000);
+  Add(3, 991);
+  Add(4, 992, 1);
+  TrapFollower follower(1000, {}, 2);
+  EXPECT_EQ(ReadAll(follower), (Numbers{2, 3}));
+  Add(5, 10);
+  EXPECT_EQ(ReadAll(follower), Numbers{5});
+}
+
 TEST_F(TrapFollowerTest, EveryFieldOfTheRowArrives) {
   const std::string longText(70'000, 'x');
   store_.AddTrap({.SequenceNumber = 5,
