@@ -2,9 +2,18 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <string_view>
 
 namespace korvane {
+
+// Long work that goes on while the console is used; it shows until this object is gone.
+class WorkInProgress {
+ public:
+  virtual ~WorkInProgress() = default;
+  virtual void ShowProgress(std::int64_t done, std::int64_t total) = 0;  // total 0: not known
+};
 
 class BusyIndicator {
  public:
@@ -14,6 +23,9 @@ class BusyIndicator {
   // Called now and then during long work, at most every few thousand rows; total 0: not known.
   // Repaints the box and nothing else; input stays blocked while it shows.
   virtual void ShowProgress(std::int64_t done, std::int64_t total) = 0;
+  // The same text for work that blocks nothing, beside whatever ShowBusy shows, with a way to stop it.
+  // stop is called once at most, from the event loop, and may end the work's object.
+  virtual std::unique_ptr<WorkInProgress> ShowWork(std::string_view text, std::function<void()> stop) = 0;
 };
 
 // Shows the text for the length of a scope, also when it is left by an exception.

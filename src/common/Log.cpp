@@ -27,4 +27,12 @@ void Log::WriteLog(std::string_view text) {
   }
 }
 
+void Log::TryWriteLog(std::string_view text) noexcept {
+  try {
+    WriteLog(text);
+  } catch (const std::exception&) {
+    // There is nobody left to tell.
+  }
+}
+
 }  // namespace korvane

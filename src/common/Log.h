@@ -13,6 +13,8 @@ class Log {
   // Appends one quoted record when debug mode is on; the line is on disk when the call returns.
   // Throws std::runtime_error when the file can't be opened.
   void WriteLog(std::string_view text);
+  // The same for whoever must go on although the log can't be written.
+  void TryWriteLog(std::string_view text) noexcept;
 
  private:
   const ProcessState& state_;

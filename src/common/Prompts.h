@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace korvane {
 
@@ -15,6 +16,14 @@ enum class PromptButtons { Ok, YesNo, YesNoCancel };
 // The numbers are those of the desktop's message boxes; gAckAllAnswer keeps them as they are.
 enum class PromptAnswer : std::int16_t { Ok = 1, Cancel = 2, Yes = 6, No = 7 };
 
+struct FileQuestion {
+  std::string Caption;
+  std::string Path;           // folder or file to begin with; empty: where the last one was
+  std::string Kind;           // what such files are called, "Category files"
+  std::string Extension;      // without the dot; a name typed without one gets it
+  bool SeveralFiles = false;  // for AskOpenFiles
+};
+
 class Prompts {
  public:
   virtual ~Prompts() = default;
@@ -23,6 +32,10 @@ class Prompts {
   virtual PromptAnswer Ask(std::string_view text, PromptButtons buttons, PromptIcon icon) = 0;
   // An input box; nothing when it was cancelled.
   virtual std::optional<std::string> AskText(std::string_view prompt, std::string_view initial) = 0;
+  // The path of a file to write, after asking whether to replace one that exists; of files to read.  Nothing
+  // (none) when it was cancelled.
+  virtual std::optional<std::string> AskSaveFile(const FileQuestion& question) = 0;
+  virtual std::vector<std::string> AskOpenFiles(const FileQuestion& question) = 0;
 };
 
 // "If the problem persists, please contact support at " and the contact address of this build.

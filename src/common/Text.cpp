@@ -133,6 +133,26 @@ std::int32_t VisibleSymbol(std::int32_t code) {
   return 0;
 }
 
+// How many bytes from the front are printable ASCII; most texts are nothing else, so eight bytes a step.
+std::size_t PlainPrefix(std::string_view text) {
+  constexpr std::uint64_t kEach = 0x0101010101010101U;
+  std::size_t at = 0;
+  for (; at + sizeof(std::uint64_t) <= text.size(); at += sizeof(std::uint64_t)) {
+    std::uint64_t eight = 0;
+    std::memcpy(&eight, text.data() + at, sizeof(eight));
+    // The top bit of each byte: from 0x80 on, below 0x20, and 0x7F.  A carry or a borrow reaches only bytes
+    // beside one that is odd itself.
+    const std::uint64_t odd = eight | (eight - kEach * 0x20) | (eight + kEach);
+    if ((odd & (kEach * 0x80)) != 0) {
+      break;
+    }
+  }
+  while (at < text.size() && text[at] >= 0x20 && text[at] < 0x7F) {
+    ++at;
+  }
+  return at;
+}
+
 }  // namespace
 
 std::string_view TrimAtNul(std::string_view text) {
@@ -197,20 +217,28 @@ bool CaseInsensitiveNeedle::FoundIn(std::string_view text) const {
 }
 
 std::string VisibleText(std::string_view text) {
-  const auto plain = [](char c) { return c >= 0x20 && c < 0x7F; };
-  const auto* firstOdd = std::ranges::find_if_not(text, plain);
-  std::string visible(text.begin(), firstOdd);
-  for (auto at = static_cast<std::size_t>(firstOdd - text.begin()); at < text.size();) {
-    const DecodedCharacter character = Decode(text.substr(at));
+  std::string visible;
+  AppendVisible(visible, text);
+  return visible;
+}
+
+void AppendVisible(std::string& to, std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t plain = PlainPrefix(text);
+    to.append(text, 0, plain);
+    text.remove_prefix(plain);
+    if (text.empty()) {
+      return;
+    }
+    const DecodedCharacter character = Decode(text);
     const std::int32_t symbol = character.Code < 0 ? 0xFFFD : VisibleSymbol(character.Code);
     if (symbol != 0) {
-      AppendCharacter(visible, symbol);
+      AppendCharacter(to, symbol);
     } else {
-      visible.append(text, at, character.Length);
+      to.append(text, 0, character.Length);
     }
-    at += character.Length;
+    text.remove_prefix(character.Length);
   }
-  return visible;
 }
 
 }  // namespace korvane

@@ -30,5 +30,6 @@ class CaseInsensitiveNeedle {
 // For cells and reports: valid UTF-8 in which control characters, line breaks, bidirectional marks and broken
 // bytes stand as visible symbols, so that a trap's text can't forge a line or reorder one.
 std::string VisibleText(std::string_view text);
+void AppendVisible(std::string& to, std::string_view text);  // the same, for writing many
 
 }  // namespace korvane

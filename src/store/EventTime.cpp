@@ -11,10 +11,18 @@
 #include <fmt/format.h>
 
 namespace korvane::store {
+namespace {
 
-LocalDateTime EventTimeToLocal(std::int32_t seconds, std::int32_t biasSeconds) {
+std::chrono::sys_days DayOf(const LocalDateTime& local) {
   using namespace std::chrono;
-  const sys_seconds moment{std::chrono::seconds(std::int64_t{seconds} - biasSeconds)};
+  return year(local.Year) / month(static_cast<unsigned>(local.Month)) / day(static_cast<unsigned>(local.Day));
+}
+
+}  // namespace
+
+LocalDateTime EventTimeToLocal(std::int64_t seconds, std::int32_t biasSeconds) {
+  using namespace std::chrono;
+  const sys_seconds moment{std::chrono::seconds(seconds - biasSeconds)};
   const auto day = floor<days>(moment);
   const year_month_day date(day);
   const hh_mm_ss time(moment - day);
@@ -27,11 +35,8 @@ LocalDateTime EventTimeToLocal(std::int32_t seconds, std::int32_t biasSeconds) {
 }
 
 std::int32_t LocalToEventTime(const LocalDateTime& local, std::int32_t biasSeconds) {
-  using namespace std::chrono;
-  const sys_days day = year(local.Year) / month(static_cast<unsigned>(local.Month)) /
-                       std::chrono::day(static_cast<unsigned>(local.Day));
-  const std::int64_t seconds = std::int64_t{day.time_since_epoch().count()} * 86400 + local.Hour * 3600 +
-                               local.Minute * 60 + local.Second + biasSeconds;
+  const std::int64_t seconds = std::int64_t{DayOf(local).time_since_epoch().count()} * 86400 +
+                               local.Hour * 3600 + local.Minute * 60 + local.Second + biasSeconds;
   using Limits = std::numeric_limits<std::int32_t>;
   return static_cast<std::int32_t>(std::clamp<std::int64_t>(seconds, Limits::min(), Limits::max()));
 }
@@ -50,6 +55,8 @@ std::string FormatDateTime(const LocalDateTime& local) {
   parts.tm_hour = local.Hour;
   parts.tm_min = local.Minute;
   parts.tm_sec = local.Second;
+  // Some locales' dates name the weekday.
+  parts.tm_wday = static_cast<int>(std::chrono::weekday(DayOf(local)).c_encoding());
   parts.tm_isdst = -1;
   std::array<char, 256> text{};
   return {text.data(), std::strftime(text.data(), text.size(), "%x %X", &parts)};

@@ -17,7 +17,8 @@ struct LocalDateTime {
   bool operator==(const LocalDateTime&) const = default;
 };
 
-LocalDateTime EventTimeToLocal(std::int32_t seconds, std::int32_t biasSeconds);
+// Seconds beyond 32 bits are those of a clock, after 2038.
+LocalDateTime EventTimeToLocal(std::int64_t seconds, std::int32_t biasSeconds);
 // Held at the ends of the 32-bit range.
 std::int32_t LocalToEventTime(const LocalDateTime& local, std::int32_t biasSeconds);
 

@@ -217,6 +217,12 @@ Statement::~Statement() {
   if (!IsCurrent()) handle_.Forget();
 }
 
+void Statement::RequireCurrent() const {
+  if (!IsCurrent()) {
+    throw DatabaseError("The connection to the database was lost while rows were read.", "08007", 0, text_);
+  }
+}
+
 SQLRETURN Statement::Check(SQLRETURN code) {
   if (odbc::Succeeded(code) || code == SQL_NO_DATA) return code;
   const DatabaseError error = odbc::ErrorOf(SQL_HANDLE_STMT, handle_.Get(), text_);
@@ -225,6 +231,7 @@ SQLRETURN Statement::Check(SQLRETURN code) {
 }
 
 void Statement::ExecuteDirect(std::string_view text) {
+  RequireCurrent();
   CloseCursor();
   text_ = text;
   // Some drivers would run the part before the NUL.
@@ -264,6 +271,7 @@ void Statement::Execute() {
 }
 
 bool Statement::Fetch() {
+  RequireCurrent();
   const RunningCall running(link_, handle_.Get());
   return Check(SQLFetch(handle_.Get())) != SQL_NO_DATA;
 }
@@ -307,7 +315,7 @@ bool Statement::AppendCell(SQLUSMALLINT number, std::string& text) {
 }
 
 void Statement::CloseCursor() noexcept {
-  SQLFreeStmt(handle_.Get(), SQL_CLOSE);
+  if (IsCurrent()) SQLFreeStmt(handle_.Get(), SQL_CLOSE);
 }
 
 }  // namespace korvane::store

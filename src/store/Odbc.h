@@ -144,6 +144,10 @@ class Statement {
   SQLRETURN Check(SQLRETURN code);
 
  private:
+  // Another statement may have found the link lost and made it anew: the handle, or what now has its number,
+  // would answer as if there were no more rows.
+  void RequireCurrent() const;
+
   Connection::Impl& link_;
   std::uint64_t session_;
   odbc::Handle handle_;

@@ -70,4 +70,9 @@ std::string ReportStatement(std::int32_t fromTime, std::int32_t toTime) {
                      toTime, kTrapOrder);
 }
 
+std::string CountReportStatement(std::int32_t fromTime, std::int32_t toTime) {
+  return fmt::format("SELECT COUNT(*) FROM {} WHERE EventTime >= {} AND EventTime <= {}", kEventTrap,
+                     fromTime, toTime);
+}
+
 }  // namespace korvane::store

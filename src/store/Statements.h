@@ -29,5 +29,6 @@ std::string TrapsLoadStatement(std::int32_t upperBound, std::int32_t lowerBound)
 
 // Both bounds inclusive, acknowledged or not.
 std::string ReportStatement(std::int32_t fromTime, std::int32_t toTime);
+std::string CountReportStatement(std::int32_t fromTime, std::int32_t toTime);  // one row, one column
 
 }  // namespace korvane::store

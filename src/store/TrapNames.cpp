@@ -111,10 +111,14 @@ struct DefinitionEqual {
 
 std::string NameWithoutRow(std::string_view oid, std::int32_t specificTrap, std::int32_t genericTrap) {
   if (IsGeneric(genericTrap) || oid.empty()) return std::string(GenericTrapName(genericTrap));
-  return fmt::format("{}.0.{}", oid, specificTrap);  // RFC 3584, section 3.1
+  return NotificationOid(oid, specificTrap);
 }
 
 }  // namespace
+
+std::string NotificationOid(std::string_view enterpriseOid, std::int32_t specificTrap) {
+  return fmt::format("{}.0.{}", enterpriseOid, specificTrap);
+}
 
 struct TrapNames::Impl {
   explicit Impl(Connection& connection) : Store(connection) {}

@@ -37,6 +37,9 @@ struct NamedTrap {
   std::int32_t SpecificTrap = 0;
 };
 
+// What an enterprise trap without a definition is called: its notification OID (RFC 3584, section 3.1).
+std::string NotificationOid(std::string_view enterpriseOid, std::int32_t specificTrap);
+
 class TrapNames {
  public:
   explicit TrapNames(Connection& connection);
@@ -52,7 +55,7 @@ class TrapNames {
   std::string GetTrapSpecific(std::string_view enterpriseOid, std::int32_t specificCode);
 
   // Fills Definition, Severity and Filtered.  Without a definition the trap is named by its generic code,
-  // or for enterprise traps by the notification OID of RFC 3584 (enterprise.0.specific).
+  // or for enterprise traps by its notification OID.
   // Throws DatabaseError; the trap is then unchanged.
   void GetTrapName(IncomingTrap& trap);
 

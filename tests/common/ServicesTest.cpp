@@ -146,17 +146,6 @@ TEST(ServicesTest, SocketRuleAndItsMessages) {
   }
 }
 
-TEST(ServicesTest, CleanupReportsTheErrorNumber) {
-  test::FakeSockets sockets;
-  test::ScriptedPrompts prompts;
-  CleanupWinsock(sockets, prompts);
-  EXPECT_TRUE(prompts.Messages().empty());
-  sockets.CleanupError = 10093;
-  CleanupWinsock(sockets, prompts);
-  EXPECT_EQ(prompts.LastMessage(), "Socket error 10093 occurred in Cleanup");
-  EXPECT_EQ(prompts.Messages().at(0).Icon, PromptIcon::Critical);
-}
-
 TEST(ServicesTest, RestartClosesWhatItOpened) {
   using Calls = test::CallLog;
   struct Row {
@@ -212,11 +201,6 @@ TEST(OpenFormsTest, RepaintsTrapWindowsFromTheLastOpened) {
   forms.Open = {&systems, &all, &report, &router, &filters};
   RefreshTrapWindows(forms);
   EXPECT_EQ(painted, (std::vector<std::string>{"router", "all", "systems"}));
-}
-
-TEST(PromptsTest, SupportSentenceEndsInTheContact) {
-  EXPECT_FALSE(SupportContact().empty());
-  EXPECT_EQ(SupportSentence(), "If the problem persists, please contact support at " + SupportContact());
 }
 
 }  // namespace

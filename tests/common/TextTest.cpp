@@ -133,6 +133,15 @@ TEST(TextTest, VisibleTextForgesNothing) {
     EXPECT_EQ(VisibleText(row.Text), row.Visible);
     EXPECT_EQ(VisibleText(VisibleText(row.Text)), row.Visible);
   }
+  // An odd byte is found wherever it stands among plain ones.
+  for (int byte = 0; byte < 256; ++byte) {
+    const std::string odd(1, static_cast<char>(byte));
+    for (std::size_t before = 0; before < 18; ++before) {
+      const std::string front = std::string("~ plain text on both sides").substr(0, before);
+      ASSERT_EQ(VisibleText(front + odd + " ~ and behind it"), front + VisibleText(odd) + " ~ and behind it")
+          << byte << " at " << before;
+    }
+  }
   std::mt19937 random(11);
   for (int round = 0; round < 2000; ++round) {
     std::string bytes;

@@ -109,14 +109,6 @@ TEST(ClockTest, BiasIsWhatLocalTimeLacksToUtc) {
   EXPECT_TRUE(bias("STD5DST4,0/0,J365/23", 240));
 }
 
-TEST(ClockTest, SleepsAtLeastAsLongAsAsked) {
-  const auto clock = MakeClock();
-  const std::int64_t start = clock->MonotonicMilliseconds();
-  clock->SleepMilliseconds(30);
-  EXPECT_GE(clock->MonotonicMilliseconds() - start, 30);
-  clock->SleepMilliseconds(-5);
-}
-
 TEST(DirectoriesTest, ChangesOnlyToADirectory) {
   const test::TempFolder folder;
   const std::filesystem::path before = std::filesystem::current_path();

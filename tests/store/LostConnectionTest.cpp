@@ -39,18 +39,16 @@ class LostConnections : public EngineTest {
 };
 KORVANE_ON_EVERY_ENGINE(LostConnections);
 
-TEST_P(LostConnections, AReadingAfterARestartJustWorks) {
+TEST_P(LostConnections, AReadingAfterARestartJustWorksAndAWritingRunsOnceAtMost) {
   Restart();
   EXPECT_TRUE(Console.OpenRecordset(kEventTrap).Next());
   Restart();
-  TrapReader reader(Console, TrapsLoadStatement(5000));
-  IncomingTrap trap;
-  EXPECT_TRUE(reader.Next(trap));
-  EXPECT_TRUE(reader.Next(trap));
-  EXPECT_FALSE(reader.Next(trap));
-}
-
-TEST_P(LostConnections, AWritingAfterARestartRunsOnceAtMost) {
+  {
+    TrapReader reader(Console, TrapsLoadStatement(5000));
+    IncomingTrap trap;
+    EXPECT_TRUE(reader.Next(trap) && reader.Next(trap));
+    EXPECT_FALSE(reader.Next(trap));
+  }
   Restart();
   int failures = 0;
   for (std::int32_t number = 3; number < 6; ++number) {
@@ -62,6 +60,29 @@ TEST_P(LostConnections, AWritingAfterARestartRunsOnceAtMost) {
   }
   EXPECT_LE(failures, 1);
   EXPECT_EQ(Count(), 5 - failures);
+}
+
+// Another read on the connection makes it anew; rows that are missing then must not pass for the end.
+TEST_P(LostConnections, AReaderWhoseConnectionWasMadeAnewSaysSo) {
+  constexpr std::int32_t kRows = 6000;
+  std::vector<test::StoredTrap> traps;
+  for (std::int32_t number = 3; number <= kRows; ++number) traps.push_back({.SequenceNumber = number});
+  Made->AddTraps(traps);
+  TrapReader reader(Console, TrapsLoadStatement(5000));
+  IncomingTrap trap;
+  ASSERT_TRUE(reader.Next(trap));
+  Restart();
+  const TrapReader other(Console, TrapsLoadStatement(5000));
+  std::int32_t read = 1;
+  std::string failure;
+  try {
+    while (reader.Next(trap)) ++read;
+  } catch (const DatabaseError& error) {
+    failure = error.what();
+  }
+  if (read < kRows) {
+    EXPECT_EQ(failure, "The connection to the database was lost while rows were read.");
+  }
 }
 
 TEST_P(LostConnections, EveryCallFailsWhileTheStoreIsAwayAndWorksAfterwards) {

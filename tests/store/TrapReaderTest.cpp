@@ -147,23 +147,6 @@ TEST_P(TrapReaders, GoOnWhileNamesAreLookedUpBesideThem) {
   EXPECT_EQ(known, 1);
 }
 
-// SQLite keeps what it is given, whatever the column's type.
-TEST(TrapReaderOnSqlite, ReadsATextInANumberColumnAsZero) {
-  test::SqliteStore made;
-  made.Execute(
-      "INSERT INTO EventTrap (SequenceNumber, EventTime, GenericTrap, SpecificTrap, Source) "
-      "VALUES (1, 'abc', 'x', 9999999999, 17), (2, 5, 2, 3, 'next')");
-  TrapReader reader(made.Db(), "SELECT * FROM EventTrap ORDER BY SequenceNumber");
-  IncomingTrap trap;
-  ASSERT_TRUE(reader.Next(trap));
-  EXPECT_EQ(trap.EventTime, 0);
-  EXPECT_EQ(trap.GenericTrap, 0);
-  EXPECT_EQ(trap.Source, "17");
-  ASSERT_TRUE(reader.Next(trap));
-  EXPECT_EQ(trap.EventTime, 5);
-  EXPECT_EQ(trap.SpecificTrap, 3);
-}
-
 }  // namespace
 
 }  // namespace korvane::store

@@ -123,17 +123,18 @@ class FakeDirectories : public platform::Directories {
   CallLog* Calls = nullptr;  // "SetCurrentDirectory PATH"
 };
 
-// Stands still unless moved; sleeping moves it.
+// Stands still unless moved; sleeping moves it, and so does looking at it when it is told to.
 class FakeClock : public platform::Clock {
  public:
   std::int64_t UtcSeconds() override { return Utc; }
-  std::int64_t MonotonicMilliseconds() override { return Milliseconds; }
+  std::int64_t MonotonicMilliseconds() override { return Milliseconds += MillisecondsPerLook; }
   void SleepMilliseconds(int milliseconds) override;
   int TimeZoneBiasMinutes() override { return BiasMinutes; }
   void Advance(std::int64_t milliseconds);
 
   std::int64_t Utc = 1'000'000'000;
   std::int64_t Milliseconds = 1'000'000;
+  std::int64_t MillisecondsPerLook = 0;
   int BiasMinutes = 0;
   std::vector<int> Sleeps;
   CallLog* Calls = nullptr;  // "Sleep MILLISECONDS"

@@ -22,8 +22,9 @@ bool Offers(PromptButtons buttons, PromptAnswer answer) {
 }  // namespace
 
 ScriptedPrompts::~ScriptedPrompts() {
-  if (!answers_.empty() || !texts_.empty()) {
-    ADD_FAILURE() << answers_.size() + texts_.size() << " scripted answer(s) were never asked for";
+  if (!answers_.empty() || !texts_.empty() || !files_.empty()) {
+    ADD_FAILURE() << answers_.size() + texts_.size() + files_.size()
+                  << " scripted answer(s) were never asked for";
   }
 }
 
@@ -57,7 +58,25 @@ std::optional<std::string> ScriptedPrompts::AskText(std::string_view prompt, std
   return answer;
 }
 
+std::optional<std::string> ScriptedPrompts::AskSaveFile(const FileQuestion& question) {
+  const std::vector<std::string> paths = AskOpenFiles(question);
+  return paths.empty() ? std::nullopt : std::optional(paths.front());
+}
+
+std::vector<std::string> ScriptedPrompts::AskOpenFiles(const FileQuestion& question) {
+  fileQuestions_.push_back(question);
+  Record(Calls, "AskFile: " + question.Caption);
+  if (files_.empty()) {
+    ADD_FAILURE() << "unexpected question for a file: " << question.Caption;
+    return {};
+  }
+  std::vector<std::string> answer = std::move(files_.front());
+  files_.pop_front();
+  return answer;
+}
+
 void ScriptedPrompts::ForgetScript() {
+  files_.clear();
   answers_.clear();
   texts_.clear();
 }
@@ -66,6 +85,7 @@ void ScriptedPrompts::Clear() {
   messages_.clear();
   questions_.clear();
   textQuestions_.clear();
+  fileQuestions_.clear();
 }
 
 }  // namespace korvane::test

@@ -34,15 +34,20 @@ class ScriptedPrompts : public Prompts {
   void Show(std::string_view text, PromptIcon icon) override;
   PromptAnswer Ask(std::string_view text, PromptButtons buttons, PromptIcon icon) override;
   std::optional<std::string> AskText(std::string_view prompt, std::string_view initial) override;
+  std::optional<std::string> AskSaveFile(const FileQuestion& question) override;
+  std::vector<std::string> AskOpenFiles(const FileQuestion& question) override;
 
   // What is answered next, in order; one list for each kind of question.
   void WillAnswer(PromptAnswer answer) { answers_.push_back(answer); }
   void WillAnswerText(std::optional<std::string> text) { texts_.push_back(std::move(text)); }
+  // To AskSaveFile (the first of them) or AskOpenFiles; an empty list cancels.
+  void WillAnswerFiles(std::vector<std::string> paths) { files_.push_back(std::move(paths)); }
   void ForgetScript();
 
   const std::vector<Shown>& Messages() const { return messages_; }    // Show
   const std::vector<Shown>& Questions() const { return questions_; }  // Ask
   const std::vector<TextAsked>& TextQuestions() const { return textQuestions_; }
+  const std::vector<FileQuestion>& FileQuestions() const { return fileQuestions_; }
   // The text of the last message, or an empty one.
   std::string LastMessage() const { return messages_.empty() ? std::string() : messages_.back().Text; }
   void Clear();
@@ -52,9 +57,11 @@ class ScriptedPrompts : public Prompts {
  private:
   std::deque<PromptAnswer> answers_;
   std::deque<std::optional<std::string>> texts_;
+  std::deque<std::vector<std::string>> files_;
   std::vector<Shown> messages_;
   std::vector<Shown> questions_;
   std::vector<TextAsked> textQuestions_;
+  std::vector<FileQuestion> fileQuestions_;
 };
 
 }  // namespace korvane::test

@@ -34,12 +34,20 @@ struct ToolbarPicture {
   const char* Picture;
 };
 
-constexpr std::array<ToolbarPicture, 6> kToolbarPictures = {{{"Trap Details", "trap-details"},
-                                                             {"Trap Categories", "trap-categories"},
-                                                             {"Alerts", "alerts"},
-                                                             {"Filters", "filters"},
-                                                             {"Report", "report"},
-                                                             {"Help", "help"}}};
+constexpr auto kToolbarPictures = std::to_array<ToolbarPicture>({{"Trap Details", "trap-details"},
+                                                                 {"Trap Categories", "trap-categories"},
+                                                                 {"Alerts", "alerts"},
+                                                                 {"Filters", "filters"},
+                                                                 {"Report", "report"},
+                                                                 {"Help", "help"},
+                                                                 {"Back", "go-back"},
+                                                                 {"Forward", "go-forward"},
+                                                                 {"Home", "go-home"},
+                                                                 {"Previous", "go-up"},
+                                                                 {"Next", "go-down"},
+                                                                 {"Close", "close"},
+                                                                 {"Larger Text", "text-larger"},
+                                                                 {"Smaller Text", "text-smaller"}});
 
 const SeverityLook& LookOf(std::int32_t code) {
   const bool known = code >= 0 && code < static_cast<std::int32_t>(imlSeverity.size());
@@ -81,6 +89,10 @@ QIcon ToolbarIcon(std::string_view key) {
   return found == kToolbarPictures.end() ? QIcon() : SvgIcon(found->Picture, SvgInk::ButtonText);
 }
 
+QIcon ActionIcon(bool used) {
+  return SvgIcon(used ? "action-yes" : "action-no", SvgInk::KeylineOnSelection);
+}
+
 QIcon MessageIcon(MessagePicture picture) {
   switch (picture) {
     case MessagePicture::Information:
@@ -97,6 +109,10 @@ QIcon MessageIcon(MessagePicture picture) {
 
 QIcon ApplicationIcon() {
   return SvgIcon("korvane-console", SvgInk::KeylineOnSelection);
+}
+
+QIcon HelpWindowIcon() {
+  return SvgIcon("korvane-help", SvgInk::KeylineOnSelection);
 }
 
 bool IsDark(const QPalette& palette) {

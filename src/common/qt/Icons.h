@@ -19,15 +19,20 @@ QIcon SeverityIcon(std::int32_t code);
 QColor SeverityColour(std::int32_t code, const QPalette& palette);
 QColor SeverityTextColour(std::int32_t code, const QPalette& palette);
 
-// By the toolbar's keys: "Trap Details", "Trap Categories", "Alerts", "Filters", "Report", "Help".
-// Any other key: a null icon.
+// By the toolbar's keys: "Trap Details", "Trap Categories", "Alerts", "Filters", "Report", "Help"; and of
+// small buttons: "Back", "Forward", "Home", "Previous", "Next", "Close", "Larger Text", "Smaller Text". Any
+// other key: a null icon.
 QIcon ToolbarIcon(std::string_view key);
+
+// Whether an alert uses an action: a tick or a dash.
+QIcon ActionIcon(bool used);
 
 // The pictures of message boxes; the style hands them to the toolkit.
 enum class MessagePicture { Information, Question, Exclamation, Critical };
 QIcon MessageIcon(MessagePicture picture);
 
 QIcon ApplicationIcon();
+QIcon HelpWindowIcon();
 
 // True when the palette's texts are lighter than its windows.
 bool IsDark(const QPalette& palette);

@@ -111,6 +111,15 @@ void OutlineOnDark(QStyle::PrimitiveElement element, const QStyleOption& option,
   painter.restore();
 }
 
+// Numbers, times, dates, and lists into which one types: outlined with their buttons.
+bool IsFieldWithButtons(QStyle::ComplexControl control, const QStyleOptionComplex& option) {
+  if (control == QStyle::CC_SpinBox) {
+    return true;
+  }
+  const auto* combo = qstyleoption_cast<const QStyleOptionComboBox*>(&option);
+  return control == QStyle::CC_ComboBox && combo != nullptr && combo->editable;
+}
+
 struct PaletteColours {
   QRgb Window, WindowText, Base, AlternateBase, Text, Button, Highlight, HighlightedText, Link, LinkVisited,
       ToolTipBase, ToolTipText, Light, Midlight, Mid, Dark, Shadow, Placeholder, Disabled, DisabledHighlight;
@@ -233,6 +242,9 @@ void KorvaneStyle::drawComplexControl(ComplexControl control, const QStyleOption
   const auto* bar = qstyleoption_cast<const QStyleOptionTitleBar*>(option);
   if (control != CC_TitleBar || bar == nullptr) {
     QProxyStyle::drawComplexControl(control, option, painter, widget);
+    if (IsFieldWithButtons(control, *option)) {
+      OutlineOnDark(PE_FrameLineEdit, *option, *painter);
+    }
     return;
   }
   const bool active = (bar->titleBarState & Qt::WindowActive) != 0 && bar->state.testFlag(State_Active);

@@ -2,9 +2,13 @@
 
 #include <QApplication>
 #include <QDialogButtonBox>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QStandardPaths>
 #include <QVBoxLayout>
 
 #include "common/qt/QtText.h"
@@ -68,7 +72,8 @@ QString Beginning(const QString& text) {
 }
 
 PromptAnswer RunBox(std::string_view text, PromptButtons buttons, PromptIcon icon) {
-  const QString whole = ToQString(text);
+  // Some texts part their lines by carriage returns, which a message box would not show.
+  const QString whole = ToQString(text).replace(QLatin1Char('\r'), QLatin1Char('\n'));
   QMessageBox box(PromptParent());
   box.setObjectName(QStringLiteral("msgPrompt"));
   box.setWindowTitle(ToQString(platform::kApplicationTitle));
@@ -92,6 +97,37 @@ PromptAnswer RunBox(std::string_view text, PromptButtons buttons, PromptIcon ico
       return PromptAnswer::Cancel;
     default:
       return PromptAnswer::Ok;
+  }
+}
+
+// Where a user's files are looked for first: the working directory is the program's own.
+QString DocumentsFolder() {
+  const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+  return QFileInfo(documents).isDir() ? documents : QDir::homePath();
+}
+
+void SetUp(QFileDialog& dialog, const FileQuestion& question) {
+  dialog.setObjectName(QStringLiteral("filePrompt"));
+  dialog.setWindowTitle(ToQString(question.Caption));
+  if (dialog.directory() == QDir::current()) {
+    dialog.setDirectory(DocumentsFolder());
+  }
+  if (!question.Extension.empty()) {
+    const QString extension = ToQString(question.Extension);
+    dialog.setDefaultSuffix(extension);
+    dialog.setNameFilters(
+        {QStringLiteral("%1 (*.%2)").arg(ToQString(question.Kind), extension), QObject::tr("All files (*)")});
+  }
+  if (!question.Path.empty()) {
+    const QFileInfo path(ToQString(question.Path));
+    if (path.isDir()) {
+      dialog.setDirectory(path.filePath());
+    } else {
+      if (path.dir().exists() && path.fileName() != path.filePath()) {
+        dialog.setDirectory(path.path());
+      }
+      dialog.selectFile(path.fileName());
+    }
   }
 }
 
@@ -131,6 +167,31 @@ std::optional<std::string> QtPrompts::AskText(std::string_view prompt, std::stri
     return std::nullopt;
   }
   return ToUtf8(edit->text());
+}
+
+std::optional<std::string> QtPrompts::AskSaveFile(const FileQuestion& question) {
+  QFileDialog dialog(PromptParent());
+  SetUp(dialog, question);
+  dialog.setAcceptMode(QFileDialog::AcceptSave);
+  dialog.setFileMode(QFileDialog::AnyFile);
+  if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty()) {
+    return std::nullopt;
+  }
+  return ToUtf8(dialog.selectedFiles().constFirst());
+}
+
+std::vector<std::string> QtPrompts::AskOpenFiles(const FileQuestion& question) {
+  QFileDialog dialog(PromptParent());
+  SetUp(dialog, question);
+  dialog.setAcceptMode(QFileDialog::AcceptOpen);
+  dialog.setFileMode(question.SeveralFiles ? QFileDialog::ExistingFiles : QFileDialog::ExistingFile);
+  std::vector<std::string> paths;
+  if (dialog.exec() == QDialog::Accepted) {
+    for (const QString& path : dialog.selectedFiles()) {
+      paths.push_back(ToUtf8(path));
+    }
+  }
+  return paths;
 }
 
 }  // namespace korvane

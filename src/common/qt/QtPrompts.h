@@ -11,6 +11,8 @@ class QtPrompts : public Prompts {
   void Show(std::string_view text, PromptIcon icon) override;
   PromptAnswer Ask(std::string_view text, PromptButtons buttons, PromptIcon icon) override;
   std::optional<std::string> AskText(std::string_view prompt, std::string_view initial) override;
+  std::optional<std::string> AskSaveFile(const FileQuestion& question) override;
+  std::vector<std::string> AskOpenFiles(const FileQuestion& question) override;
 };
 
 }  // namespace korvane

@@ -4,24 +4,11 @@
 #include <utility>
 #include <vector>
 
-#include "store/Codes.h"
 #include "store/EventTime.h"
 
 namespace korvane::store {
 
 namespace {
-
-TEST(Codes, UnknownOnesHaveTheirName) {
-  for (const std::int32_t code : {-1, 6, 7, std::numeric_limits<std::int32_t>::min()}) {
-    EXPECT_EQ(SeverityName(code), "Clear") << code;
-  }
-  EXPECT_EQ(SeverityName(5), "Critical");
-  EXPECT_EQ(SeverityName(2), "Information");
-  EXPECT_EQ(GenericTrapName(6), "enterpriseSpecific");
-  for (const std::int32_t code : {-1, 7, std::numeric_limits<std::int32_t>::max()}) {
-    EXPECT_EQ(GenericTrapName(code), "Unknown") << code;
-  }
-}
 
 TEST(EventTimes, GoToLocalTimeAndBack) {
   constexpr std::int32_t kNewYork = 300 * 60;

@@ -1,0 +1,16 @@
+// Text from the network or the store in the cells of a list and in their tool tips.
+#pragma once
+
+#include <QString>
+#include <string_view>
+
+namespace korvane {
+
+// As a cell shows it (see VisibleText), cut between two characters when it is very long.
+QString ShownText(std::string_view text);
+
+// Tool tips take anything that looks like markup for markup, so this is markup in which the text is escaped
+// and its long lines are broken.
+QString PlainToolTip(const QString& text);
+
+}  // namespace korvane
