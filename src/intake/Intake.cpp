@@ -76,7 +76,7 @@ void Intake::CheckTraps() {
   try {
     Drain();
   } catch (const std::exception& error) {
-    LogError(error.what());
+    log_.TryWriteLog(error.what());
     ++hand_.Failures;
   }
 }
@@ -117,6 +117,7 @@ bool Intake::TakeNext() {
 void Intake::Admit(const std::vector<TrapsWindow*>& windows) {
   store::IncomingTrap trap;
   Complete(trap);
+  Succeeds([&] { systems_.NoteDelivered(trap); });
   if (!trap.Filtered) {
     Route(trap, windows);
   }
@@ -160,16 +161,8 @@ bool Intake::Succeeds(Step step) {
     step();
     return true;
   } catch (const std::exception& error) {
-    LogError(error.what());
+    log_.TryWriteLog(error.what());
     return false;
-  }
-}
-
-void Intake::LogError(std::string_view description) noexcept {
-  try {
-    log_.WriteLog(description);
-  } catch (const std::exception&) {
-    // A log that can't be written must not stop the traps.
   }
 }
 

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "common/Log.h"
@@ -28,6 +27,9 @@ class SystemDirectory {
 class SystemCounts {
  public:
   virtual ~SystemCounts() = default;
+  // Every trap of the link comes here first, filtered or not, and once more when its tick failed: a filter
+  // may go later, and a load must then know what was delivered.
+  virtual void NoteDelivered(const store::IncomingTrap& trap) = 0;
   virtual void UpdateSystemCounts(const store::IncomingTrap& trap) = 0;
   virtual void RefreshStatus() = 0;
 };
@@ -90,7 +92,6 @@ class Intake {
   template <typename Step>
   bool Succeeds(Step step);
   bool LastTry() const { return hand_.Failures > 0; }
-  void LogError(std::string_view description) noexcept;
 
   ReceiverLibrary& library_;
   store::TrapNames& names_;

@@ -16,8 +16,6 @@ namespace korvane::intake {
 namespace {
 
 constexpr std::chrono::milliseconds kResolverPatience{250};
-constexpr std::chrono::milliseconds kUsualEnd{100};
-constexpr std::chrono::milliseconds kCancelInterval{100};
 
 std::string RegistryText(platform::RegistryStore& registry, std::string_view valueName) {
   std::string text;
@@ -34,7 +32,6 @@ struct StoreFeeder::Shared {
   std::size_t QueuedTraps = 0;
   std::size_t QueuedBytes = 0;
   std::string LastError;
-  std::shared_ptr<store::Connection> Connection;  // the thread's; shared for being cancelled only
 
   // Waits for room; false when the thread is to stop instead.
   bool Put(TrapFollower::Progress read, const StoreFeederOptions& options, std::stop_token stop) {
@@ -73,44 +70,26 @@ struct StoreFeeder::Shared {
     Changed.wait_for(lock, stop, length, [] { return false; });
   }
 
-  void SetConnection(std::shared_ptr<store::Connection> connection) {
-    std::unique_lock lock(Mutex);
-    Connection.swap(connection);
-    lock.unlock();  // the old one is closed without the lock: closing may take its time
-  }
-
-  // Gives up whatever the thread waits for in the driver, again and again until it has ended.
-  void CancelCalls(std::stop_token stop) {
-    while (!stop.stop_requested()) {
-      std::unique_lock lock(Mutex);
-      const std::shared_ptr<store::Connection> connection = Connection;
-      lock.unlock();
-      if (connection) {
-        connection->Cancel();
-      }
-      Pause(kCancelInterval, stop);
-    }
-  }
-
   void NoteError(std::string_view text) {
     const std::lock_guard lock(Mutex);
     LastError = text;
   }
 
   void Follow(const OpenConnection& open, TrapFollower follower, const StoreFeederOptions& options,
-              std::stop_token stop);
+              std::stop_token stop, CancellableConnection& cancellable);
 };
 
 // The thread's life.  Whatever fails, the connection is thrown away and the follower goes on where it was.
 void StoreFeeder::Shared::Follow(const OpenConnection& open, TrapFollower follower,
-                                 const StoreFeederOptions& options, std::stop_token stop) {
+                                 const StoreFeederOptions& options, std::stop_token stop,
+                                 CancellableConnection& cancellable) {
   std::shared_ptr<store::Connection> connection;
   std::chrono::milliseconds retry = options.FirstRetry;
   while (!stop.stop_requested()) {
     try {
       if (!connection) {
         connection = open();
-        SetConnection(connection);
+        cancellable.Use(connection);
       }
       TrapFollower::Progress read = follower.Read(*connection, std::chrono::steady_clock::now());
       retry = options.FirstRetry;
@@ -120,13 +99,12 @@ void StoreFeeder::Shared::Follow(const OpenConnection& open, TrapFollower follow
       }
     } catch (const std::exception& error) {
       NoteError(error.what());
-      SetConnection(nullptr);
+      cancellable.Use(nullptr);
       connection.reset();
       Pause(retry, stop);
       retry = std::min(retry * 2, options.LongestRetry);
     }
   }
-  SetConnection(nullptr);
 }
 
 StoreFeeder::StoreFeeder(OpenConnection openConnection, std::shared_ptr<platform::HostNames> hostNames,
@@ -150,9 +128,10 @@ std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {
   nextTaken_ = 0;
   shared_ = std::make_shared<Shared>();
   const TrapFollower follower(highWaterMark, options_.Following, options_.KnownNumber());
-  const bool started =
-      worker_.Start([shared = shared_, open = openConnection_, follower, options = options_](
-                        std::stop_token stop) { shared->Follow(open, follower, options, stop); });
+  const bool started = worker_.Start([shared = shared_, open = openConnection_, follower, options = options_](
+                                         std::stop_token stop, CancellableConnection& cancellable) {
+    shared->Follow(open, follower, options, std::move(stop), cancellable);
+  });
   return started ? kReceiverThreadOk : kReceiverThreadFailed;
 }
 
@@ -172,12 +151,6 @@ std::int32_t StoreFeeder::GetEventFromList(ReceivedTrap& trap) {
 }
 
 std::int32_t StoreFeeder::StopRecvEvents() {
-  worker_.RequestStop();
-  Worker canceller;
-  if (!worker_.EndsWithin(kUsualEnd)) {
-    // On a thread of its own, since a driver may need long to reach a server that is mute.
-    canceller.Start([shared = shared_](std::stop_token stop) { shared->CancelCalls(stop); });
-  }
   const bool ended = worker_.Stop(options_.StopPatience);
   shared_.reset();
   taken_.clear();

@@ -15,8 +15,8 @@
 
 #include "intake/NameResolver.h"
 #include "intake/ReceiverLibrary.h"
+#include "intake/StoreWorker.h"
 #include "intake/TrapFollower.h"
-#include "intake/Worker.h"
 #include "platform/Platform.h"
 #include "store/Connection.h"
 
@@ -76,7 +76,7 @@ class StoreFeeder : public ReceiverLibrary {
   MailSettings mailSettings_;
   StoreFeederOptions options_;
   NameResolver resolver_;
-  Worker worker_;
+  StoreWorker worker_;
   std::shared_ptr<Shared> shared_;   // what the thread and this object share
   std::vector<ReceivedTrap> taken_;  // taken from the queue, not yet handed out
   std::size_t nextTaken_ = 0;

@@ -13,6 +13,7 @@
 #include "intake/StoreFeeder.h"
 #include "store/EngineTest.h"
 #include "support/FakePlatform.h"
+#include "support/Processes.h"
 
 namespace korvane::store {
 namespace {
@@ -23,14 +24,6 @@ using Numbers = std::vector<std::int32_t>;
 
 class FeederEngines : public EngineTest {
  protected:
-  static bool Eventually(const std::function<bool()>& condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!condition()) {
-      if (std::chrono::steady_clock::now() > deadline) return false;
-      std::this_thread::sleep_for(milliseconds(5));
-    }
-    return true;
-  }
   StoreFeeder Feeder() {
     intake::StoreFeederOptions options;
     options.PollInterval = milliseconds(10);
@@ -44,11 +37,12 @@ class FeederEngines : public EngineTest {
             std::make_shared<test::FakeHostNames>(), intake::MailSettings{}, options};
   }
   static bool DrainUntil(StoreFeeder& feeder, Numbers& numbers, std::size_t count) {
-    return Eventually([&] {
+    const auto drained = [&] {
       intake::ReceivedTrap trap;
       while (feeder.GetEventFromList(trap) != 0) numbers.push_back(trap.SequenceNumber);
       return numbers.size() >= count;
-    });
+    };
+    return test::WaitUntil(drained, std::chrono::seconds(60));
   }
 };
 
@@ -81,18 +75,21 @@ TEST_P(FeederEngines, ALowerNumberThatCommitsLaterIsDeliveredToo) {
 
 TEST_P(FeederEngines, AStoreThatIsTakenAwayAndGivenBackLosesAndDoublesNothing) {
   StoreFeeder feeder = Feeder();
+  Made->TakeAway();  // at the start already
   ASSERT_EQ(feeder.StartRecvEvents(0), intake::kReceiverThreadOk);
+  EXPECT_TRUE(test::WaitUntil([&] { return !feeder.LastError().empty(); }));
+  Made->BringBack();
   Numbers numbers;
   const std::vector<test::StoredTrap> batch(20);
   for (int round = 1; round <= 3; ++round) {
     Made->AddTraps(batch);  // read before the store goes, or after it is back
     Made->TakeAway();
-    EXPECT_TRUE(Eventually([&] { return !feeder.LastError().empty(); }));
+    EXPECT_TRUE(test::WaitUntil([&] { return !feeder.LastError().empty(); }));
     Made->BringBack();
     Made->AddTraps(batch);
     ASSERT_TRUE(DrainUntil(feeder, numbers, static_cast<std::size_t>(40 * round)));
   }
-  EXPECT_TRUE(Eventually([&] { return feeder.LastError().empty(); }));
+  EXPECT_TRUE(test::WaitUntil([&] { return feeder.LastError().empty(); }));
   Numbers expected(120);
   std::iota(expected.begin(), expected.end(), 1);
   EXPECT_EQ(numbers, expected);

@@ -90,14 +90,6 @@ TEST(ReceivedTrapRecord, AStringThatCannotBeReadStillReleasesAllFive) {
   for (const auto& [address, times] : memory.Released) EXPECT_EQ(times, 1) << address;
 }
 
-TEST(ReceivedTrapRecord, TheCodePageIsTheCallers) {
-  TestMemory memory = FiveStrings();
-  const ReceivedTrap trap = DecodeReceivedTrap(
-      RecordOf(kRecord), memory, [](std::string_view bytes) { return std::to_string(bytes.size()); });
-  EXPECT_EQ(trap.Source, "3");
-  EXPECT_EQ(trap.EventDescription, "3");
-}
-
 TEST(ReceivedTrapRecord, Windows1252) {
   EXPECT_EQ(Windows1252ToUtf8(std::string_view("A\0\x7f", 3)), std::string_view("A\0\x7f", 3));
   EXPECT_EQ(Windows1252ToUtf8("\x80\x85\x93\x94\x99\x9f"),

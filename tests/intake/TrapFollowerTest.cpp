@@ -128,15 +128,6 @@ TEST_F(TrapFollowerTest, ANumberThatIsCommittedLateIsStillFoundForAWhile) {
   EXPECT_EQ(ReadAll(follower), Numbers{});
 }
 
-TEST_F(TrapFollowerTest, AnEmptyStoreAndItsFirstTraps) {
-  TrapFollower follower(0, small_);
-  EXPECT_EQ(ReadAll(follower), Numbers{});
-  Add(2, 5);
-  EXPECT_EQ(ReadAll(follower), Numbers{2});
-  Add(1, 5);
-  EXPECT_EQ(ReadAll(follower), Numbers{1});
-}
-
 TEST_F(TrapFollowerTest, PurgedRowsAndUnusedNumbersAreSteppedOver) {
   for (std::int32_t number = 1; number <= 40; ++number) Add(number);
   TrapFollower follower(0, small_);
