@@ -51,22 +51,13 @@ class FilterRules {
 // every trap of the kind, and that row's severity.
 class SeverityRules {
  public:
-  void WorkOut(const CategoryInformation& categories, std::string_view oid, std::int32_t specific,
+  void WorkOut(IndexedCategories& categories, std::string_view oid, std::int32_t specific,
                std::int32_t generic) {
-    rest_.clear();
-    otherwise_ = 0;
-    for (const Category& category : categories.Categories()) {
-      for (const CategoryCriterion& row : category.Criteria) {
-        if (!KindMatchesCriterion(oid, specific, generic, row)) {
-          continue;
-        }
-        if (HoldsForEveryTrap(row)) {
-          otherwise_ = row.Severity;
-          return;
-        }
-        rest_.push_back(&row);
-      }
-    }
+    rest_ = categories.Rows().RowsOfKind(oid, specific, generic);
+    const auto last =
+        std::ranges::find_if(rest_, [](const CategoryCriterion* row) { return HoldsForEveryTrap(*row); });
+    otherwise_ = last == rest_.end() ? 0 : (*last)->Severity;
+    rest_.erase(last, rest_.end());
   }
 
   std::int32_t Of(const store::IncomingTrap& trap) const {
@@ -85,7 +76,7 @@ class SeverityRules {
 
 class KindVerdict : public store::TrapVerdict {
  public:
-  KindVerdict(const TrapFilters& filters, const CategoryInformation& categories, std::string_view oid,
+  KindVerdict(const TrapFilters& filters, IndexedCategories& categories, std::string_view oid,
               std::int32_t specific, std::int32_t generic)
       : filters_(filters), categories_(categories), oid_(oid), specific_(specific), generic_(generic) {}
 
@@ -107,7 +98,7 @@ class KindVerdict : public store::TrapVerdict {
 
  private:
   const TrapFilters& filters_;
-  const CategoryInformation& categories_;
+  IndexedCategories& categories_;
   std::string oid_;
   std::int32_t specific_;
   std::int32_t generic_;
@@ -118,6 +109,14 @@ class KindVerdict : public store::TrapVerdict {
 };
 
 }  // namespace
+
+const CriteriaIndex& IndexedCategories::Rows() {
+  if (revision_ != categories_.Revision()) {
+    rows_ = CriteriaIndex(categories_.Categories());
+    revision_ = categories_.Revision();
+  }
+  return rows_;
+}
 
 std::unique_ptr<store::TrapVerdict> DefinitionVerdicts::VerdictFor(std::string_view enterpriseOid,
                                                                    std::int32_t specificTrap,

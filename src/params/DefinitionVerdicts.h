@@ -2,18 +2,34 @@
 // trap then costs only the rules that depend on its source or bindings.  User-interface thread only.
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "params/CategoryInformation.h"
+#include "params/CriteriaIndex.h"
 #include "params/TrapFilters.h"
 #include "store/TrapNames.h"
 
 namespace korvane::params {
 
+// The rows of all categories by the kinds they are about, as long as the categories stay as they are.
+class IndexedCategories {
+ public:
+  explicit IndexedCategories(const CategoryInformation& categories) : categories_(categories) {}
+  std::uint64_t Revision() const { return categories_.Revision(); }
+  const CriteriaIndex& Rows();
+
+ private:
+  const CategoryInformation& categories_;
+  std::optional<std::uint64_t> revision_;
+  CriteriaIndex rows_;
+};
+
 class DefinitionVerdicts : public store::TrapVerdicts {
  public:
-  // Both must outlive the verdicts.  A verdict notices when either list was reloaded and works itself out
-  // anew, so it never answers by rules that are gone.
+  // Both must outlive this, and this the verdicts it made.  A verdict notices when either list was reloaded
+  // and works itself out anew, so it never answers by rules that are gone.
   DefinitionVerdicts(const TrapFilters& filters, const CategoryInformation& categories)
       : filters_(filters), categories_(categories) {}
 
@@ -22,7 +38,7 @@ class DefinitionVerdicts : public store::TrapVerdicts {
 
  private:
   const TrapFilters& filters_;
-  const CategoryInformation& categories_;
+  IndexedCategories categories_;
 };
 
 }  // namespace korvane::params

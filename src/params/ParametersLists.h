@@ -11,9 +11,6 @@
 
 namespace korvane::params {
 
-// What a list shows for "no condition", always first.  It never reaches a record.
-inline constexpr std::string_view kAll = "-All-";
-
 class ParametersLists {
  public:
   virtual ~ParametersLists() = default;

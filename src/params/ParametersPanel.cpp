@@ -7,11 +7,11 @@
 #include <QListView>
 #include <QPalette>
 #include <QRadioButton>
-#include <QSignalBlocker>
 #include <QStringListModel>
 
 #include "common/qt/Icons.h"
 #include "common/qt/QtText.h"
+#include "params/ShownControls.h"
 #include "params/WindowParametersForm.h"
 #include "store/Codes.h"
 #include "ui_ParametersPanel.h"
@@ -19,27 +19,6 @@
 namespace korvane::params {
 
 namespace {
-
-QStringList VisibleTexts(const ListControl& control) {
-  QStringList texts;
-  texts.reserve(static_cast<qsizetype>(control.Items.size()));
-  for (const std::string& item : control.Items) {
-    texts.append(ToVisibleQString(item));
-  }
-  return texts;
-}
-
-bool SameTexts(const QComboBox& combo, const QStringList& texts) {
-  if (combo.count() != texts.size()) {
-    return false;
-  }
-  for (int i = 0; i < combo.count(); ++i) {
-    if (combo.itemText(i) != texts[i]) {
-      return false;
-    }
-  }
-  return true;
-}
 
 // Controls that can't be used but are there to be read: their texts keep the contrast of usable ones.
 QPalette ReadableWhenDisabled(QPalette palette) {
@@ -51,10 +30,6 @@ QPalette ReadableWhenDisabled(QPalette palette) {
   return palette;
 }
 
-std::size_t ToPosition(int index) {
-  return index < 0 ? 0 : static_cast<std::size_t>(index);
-}
-
 }  // namespace
 
 ParametersPanel::ParametersPanel(QWidget* parent)
@@ -63,6 +38,7 @@ ParametersPanel::ParametersPanel(QWidget* parent)
       trapsModel_(new QStringListModel(this)) {
   ui_->setupUi(this);
   ui_->lvTraps->setModel(trapsModel_);
+  SelectAllOnEntering(*ui_->txtSource);
   ConnectControls();
 }
 
@@ -78,6 +54,12 @@ void ParametersPanel::SetForm(WindowParametersForm& form) {
   for (int code = 0; code < static_cast<int>(store::kSeverityNames.size()); ++code) {
     ui_->cboSeverity->setItemIcon(firstSeverity + code, SeverityIcon(code));
   }
+}
+
+int ParametersPanel::FieldsLeft() const {
+  constexpr int kFieldColumn = 2;
+  ui_->grid->activate();
+  return ui_->grid->cellRect(0, kFieldColumn).left();
 }
 
 // Only what the operator does is passed on (clicked, activated, textEdited), never what ShowForm sets.
@@ -110,6 +92,7 @@ void ParametersPanel::ConnectControls() {
   connect(ui_->lvTraps->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
     const QModelIndexList selected = ui_->lvTraps->selectionModel()->selectedIndexes();
     form_->ChooseTrap(selected.isEmpty() ? 0 : ToPosition(selected.first().row()));
+    ShowForm();
   });
 }
 
@@ -131,43 +114,17 @@ void ParametersPanel::ShowForm() {
 }
 
 void ParametersPanel::ShowText(QLineEdit* edit, QLabel* label, const TextControl& control) {
-  const QString text = ToQString(control.Text);
-  if (edit->text() != text) {
-    edit->setText(text);
-    edit->setCursorPosition(0);
-  }
-  edit->setEnabled(control.Enabled);
+  params::ShowText(*edit, control);
   label->setEnabled(control.Enabled || form_->ReadOnly());
 }
 
 void ParametersPanel::ShowCombo(QComboBox* combo, QLabel* label, const ListControl& control) {
-  const QSignalBlocker blocker(combo);
-  const QStringList texts = VisibleTexts(control);
-  if (!SameTexts(*combo, texts)) {
-    combo->clear();
-    combo->addItems(texts);
-  }
-  combo->setCurrentIndex(static_cast<int>(control.Position));
-  // A long name is cut off in the box; escaped, since a tool tip takes markup.
-  combo->setToolTip(control.Position == 0 && control.Text() == kAll ? QString()
-                                                                    : combo->currentText().toHtmlEscaped());
-  combo->setEnabled(control.Enabled);
+  params::ShowCombo(*combo, control);
   label->setEnabled(control.Enabled || form_->ReadOnly());
 }
 
 void ParametersPanel::ShowTraps(const ListControl& control) {
-  const QSignalBlocker blocker(ui_->lvTraps->selectionModel());
-  const QStringList texts = VisibleTexts(control);
-  if (trapsModel_->stringList() != texts) {
-    trapsModel_->setStringList(texts);
-  }
-  const QModelIndex chosen = trapsModel_->index(static_cast<int>(control.Position));
-  if (ui_->lvTraps->currentIndex() != chosen) {
-    ui_->lvTraps->setCurrentIndex(chosen);
-    ui_->lvTraps->scrollTo(chosen);
-    ui_->lvTraps->viewport()->update();
-  }
-  ui_->lvTraps->setEnabled(control.Enabled);
+  ShowList(*ui_->lvTraps, *trapsModel_, control);
   ui_->lblTraps->setEnabled(control.Enabled || form_->ReadOnly());
 }
 

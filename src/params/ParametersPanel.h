@@ -31,6 +31,10 @@ class ParametersPanel : public QGroupBox {
   // Shows the form and passes every edit to it.  The form must outlive the panel.
   void SetForm(WindowParametersForm& form);
 
+  // How far from the left edge the fields begin, in pixels, once the layout around the panel is active; for
+  // a frame above or below that lines up.
+  int FieldsLeft() const;
+
  private:
   void ConnectControls();
   void ShowForm();

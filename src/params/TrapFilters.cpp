@@ -1,66 +1,31 @@
 #include "params/TrapFilters.h"
 
 #include <algorithm>
-#include <optional>
-#include <unordered_map>
 #include <utility>
 
+#include "params/FilterStore.h"
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
-#include "store/Recordset.h"
-#include "store/Tables.h"
 
 namespace korvane::params {
 
-namespace {
-
-std::vector<std::int32_t> ReadFilterIds(store::Connection& connection) {
-  std::vector<std::int32_t> ids;
-  store::Recordset rows = connection.OpenRecordset(store::kTrapFilterGroup);
-  while (rows.Next()) {
-    ids.push_back(rows.Integer("Trap_ID"));
-  }
-  return ids;
-}
-
-// Trap_Detail also holds the conditions of alerts; only those that are filters are kept.
-std::vector<TrapFilter> ReadFilters(store::Connection& connection) {
-  const std::vector<std::int32_t> ids = ReadFilterIds(connection);
-  std::unordered_map<std::int32_t, std::optional<TrapFilter>> wanted;
-  for (const std::int32_t id : ids) {
-    wanted.try_emplace(id);
-  }
-  store::Recordset rows = connection.OpenRecordset(store::kTrapDetail);
-  while (rows.Next()) {
-    const auto found = wanted.find(rows.Integer("Trap_Table_ID"));
-    if (found == wanted.end() || found->second) {
-      continue;
-    }
-    found->second = TrapFilter{.TrapTableId = found->first,
-                               .SourceAgent = rows.Text("Source_Agent"),
-                               .GenericTrap = rows.IsNull("GenericTrap") ? -1 : rows.Integer("GenericTrap"),
-                               .EnterpriseOid = rows.Text("EnterpriseOid"),
-                               .SpecificTrap = rows.Integer("SpecificTrap"),
-                               .VarBinds = CaseInsensitiveNeedle(rows.Text("EventDescription"))};
-  }
-  std::vector<TrapFilter> filters;
-  for (const std::int32_t id : ids) {
-    if (const std::optional<TrapFilter>& filter = wanted[id]) {
-      filters.push_back(*filter);
-    }
-  }
-  return filters;
-}
-
-}  // namespace
-
 bool TrapFilters::LoadFilters(store::Connection& connection) {
   Clear();
+  std::vector<TrapFilter> filters;
   try {
-    Assign(ReadFilters(connection));
+    for (StoredFilter& stored : FilterStore(connection).ReadFilters()) {
+      FilterValues& values = stored.Values;
+      filters.push_back({.TrapTableId = stored.TrapTableId,
+                         .SourceAgent = std::move(values.SourceAgent),
+                         .GenericTrap = values.GenericTrap,
+                         .EnterpriseOid = std::move(values.EnterpriseOid),
+                         .SpecificTrap = values.SpecificTrap,
+                         .VarBinds = CaseInsensitiveNeedle(values.VarBinds)});
+    }
   } catch (const store::DatabaseError&) {
     return false;
   }
+  Assign(std::move(filters));
   return true;
 }
 

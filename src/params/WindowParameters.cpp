@@ -1,8 +1,10 @@
 #include "params/WindowParameters.h"
 
+#include <span>
 #include <utility>
 
 #include "params/CategoryInformation.h"
+#include "params/CriteriaIndex.h"
 
 namespace korvane::params {
 
@@ -41,20 +43,23 @@ bool TrapMatchesWindow(const WindowParameters& window, const store::IncomingTrap
 WindowMatcher::WindowMatcher(WindowParameters window, const CategoryInformation& categories)
     : window_(std::move(window)), varBindsMatch_(window_.VarBindsMatch), categories_(&categories) {}
 
-const Category* WindowMatcher::WantedCategory() const {
+WindowMatcher::~WindowMatcher() = default;
+WindowMatcher::WindowMatcher(WindowMatcher&& other) noexcept = default;
+WindowMatcher& WindowMatcher::operator=(WindowMatcher&& other) noexcept = default;
+
+const CriteriaIndex& WindowMatcher::WantedRows() const {
   if (categoryRevision_ != categories_->Revision()) {
-    category_ = categories_->Find(window_.Category);
+    const Category* category = categories_->Find(window_.Category);
+    rows_ = std::make_unique<CriteriaIndex>(category == nullptr ? std::span<const Category>()
+                                                                : std::span(category, 1));
     categoryRevision_ = categories_->Revision();
   }
-  return category_;
+  return *rows_;
 }
 
 bool WindowMatcher::Matches(const store::IncomingTrap& trap) const {
-  if (!window_.Category.empty()) {
-    const Category* category = WantedCategory();
-    if (category == nullptr || !TrapMatchesCategory(trap, *category)) {
-      return false;
-    }
+  if (!window_.Category.empty() && !WantedRows().Accepts(trap)) {
+    return false;
   }
   return FieldsMatch(window_, trap) && (varBindsMatch_.Empty() || varBindsMatch_.FoundIn(trap.VarBinds));
 }

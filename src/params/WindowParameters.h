@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -11,7 +12,7 @@
 namespace korvane::params {
 
 class CategoryInformation;
-struct Category;
+class CriteriaIndex;
 
 inline constexpr int kModeNewWindow = 11;
 inline constexpr int kModeShowParameters = 12;
@@ -40,17 +41,20 @@ bool TrapMatchesWindow(const WindowParameters& window, const store::IncomingTrap
 class WindowMatcher {
  public:
   WindowMatcher(WindowParameters window, const CategoryInformation& categories);
+  ~WindowMatcher();
+  WindowMatcher(WindowMatcher&& other) noexcept;
+  WindowMatcher& operator=(WindowMatcher&& other) noexcept;
   bool Matches(const store::IncomingTrap& trap) const;
   const WindowParameters& Parameters() const { return window_; }
 
  private:
-  const Category* WantedCategory() const;
+  const CriteriaIndex& WantedRows() const;
 
   WindowParameters window_;
   CaseInsensitiveNeedle varBindsMatch_;
   const CategoryInformation* categories_;
   mutable std::optional<std::uint64_t> categoryRevision_;
-  mutable const Category* category_ = nullptr;
+  mutable std::unique_ptr<CriteriaIndex> rows_;  // of the window's category
 };
 
 }  // namespace korvane::params

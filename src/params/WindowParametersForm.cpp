@@ -1,55 +1,11 @@
 #include "params/WindowParametersForm.h"
 
-#include <algorithm>
 #include <exception>
-#include <iterator>
-#include <span>
 
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
 
 namespace korvane::params {
-
-namespace {
-
-// "-All-" stands before the codes, so a code's position is the code plus one.
-constexpr std::size_t kPositionOfCodeZero = 1;
-constexpr std::size_t kEnterpriseSpecificPosition =
-    kPositionOfCodeZero + static_cast<std::size_t>(store::kEnterpriseSpecific);
-
-std::vector<std::string> AllAnd(std::span<const std::string_view> names) {
-  std::vector<std::string> items{std::string(kAll)};
-  items.insert(items.end(), names.begin(), names.end());
-  return items;
-}
-
-void Append(std::vector<std::string>& items, std::vector<std::string> more) {
-  items.insert(items.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
-}
-
-// The condition that a text stands for: "-All-" sets none.
-std::string ConditionOf(std::string_view text) {
-  return text == kAll ? std::string() : std::string(text);
-}
-
-std::string TextOf(const std::string& condition) {
-  return condition.empty() ? std::string(kAll) : condition;
-}
-
-std::size_t PositionOf(std::int32_t code, const ListControl& list) {
-  const std::size_t position = static_cast<std::size_t>(static_cast<std::int64_t>(code) + 1);
-  return position < list.Items.size() ? position : 0;
-}
-
-std::int32_t CodeOf(const ListControl& list) {
-  return static_cast<std::int32_t>(list.Position) - 1;
-}
-
-void Choose(ListControl& list, std::size_t position) {
-  list.Position = position < list.Items.size() ? position : 0;
-}
-
-}  // namespace
 
 WindowParametersForm::WindowParametersForm(WindowParameters& parameters, ParametersLists& lists,
                                            Prompts& prompts, const ParametersCaptions& captions)

@@ -7,9 +7,9 @@
 #include <exception>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "common/Prompts.h"
+#include "params/FormControls.h"
 #include "params/ParametersLists.h"
 #include "params/WindowParameters.h"
 
@@ -20,25 +20,6 @@ struct ParametersCaptions {
   std::string_view NewFrame = "Select View Parameters:";
   std::string_view ReadOnlyForm = "Window Parameters";
   std::string_view ReadOnlyFrame = "Window Parameters (Read Only):";
-};
-
-struct TextControl {
-  std::string Text;
-  bool Enabled = true;
-};
-
-struct OptionControl {
-  bool Checked = false;
-  bool Enabled = true;
-};
-
-// A list from which one item is chosen.  Items is never empty once the form was made.
-struct ListControl {
-  std::vector<std::string> Items;
-  std::size_t Position = 0;
-  bool Enabled = true;
-
-  const std::string& Text() const { return Items[Position]; }
 };
 
 struct ParametersControls {

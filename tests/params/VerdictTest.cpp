@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "params/DefinitionVerdicts.h"
+#include "params/WindowParameters.h"
 
 namespace korvane::params {
 namespace {
@@ -154,11 +155,18 @@ std::int32_t SeverityItShouldHave(const RuleSet& rules, const store::IncomingTra
   return 0;
 }
 
+bool FirstCategoryAccepts(const RuleSet& rules, const store::IncomingTrap& trap) {
+  return !rules.Categories.empty() &&
+         std::any_of(rules.Categories[0].begin(), rules.Categories[0].end(),
+                     [&](const Rule& rule) { return CategoryRowAccepts(rule, trap); });
+}
+
 TEST(DefinitionVerdicts, EveryTrapGetsItsExactAnswerAlsoAfterAReload) {
   using Kind = std::tuple<std::string, std::int32_t, std::int32_t>;
   TrapFilters filters;
   CategoryInformation categories;
   DefinitionVerdicts verdicts(filters, categories);
+  const WindowMatcher window({.Category = "category 0"}, categories);
   std::map<Kind, std::unique_ptr<store::TrapVerdict>>
       cache;  // lives through all reloads, as a stale one would
   RandomRules random(20240607);
@@ -179,6 +187,8 @@ TEST(DefinitionVerdicts, EveryTrapGetsItsExactAnswerAlsoAfterAReload) {
       ASSERT_EQ(verdict->IsFiltered(trap), filtered) << "reload " << reload << ", trap " << i;
       ASSERT_EQ(filters.TrapIsFiltered(trap), filtered) << "reload " << reload << ", trap " << i;
       ASSERT_EQ(verdict->SeverityOf(trap), severity) << "reload " << reload << ", trap " << i;
+      ASSERT_EQ(window.Matches(trap), FirstCategoryAccepts(rules, trap))
+          << "reload " << reload << ", trap " << i;
       ++(filtered ? hidden : shown);
       ++severities[severity];
     }

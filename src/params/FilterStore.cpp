@@ -1,0 +1,116 @@
+#include "params/FilterStore.h"
+
+#include <fmt/format.h>
+
+#include <optional>
+#include <unordered_map>
+#include <utility>
+
+#include "store/DatabaseError.h"
+#include "store/Recordset.h"
+#include "store/Statements.h"
+#include "store/Tables.h"
+
+namespace korvane::params {
+
+namespace {
+
+std::vector<std::int32_t> ReadIds(store::Recordset rows, std::string_view column) {
+  std::vector<std::int32_t> ids;
+  while (rows.Next()) {
+    ids.push_back(rows.Integer(column));
+  }
+  return ids;
+}
+
+FilterValues ValuesOf(const store::Recordset& row) {
+  return {.SourceAgent = row.Text("Source_Agent"),
+          .GenericTrap = row.IsNull("GenericTrap") ? -1 : row.Integer("GenericTrap"),
+          .EnterpriseOid = row.Text("EnterpriseOid"),
+          .SpecificTrap = row.Integer("SpecificTrap"),
+          .VarBinds = row.Text("EventDescription")};
+}
+
+std::string OfId(std::int32_t trapTableId) {
+  return fmt::format("Trap_ID = {}", trapTableId);
+}
+
+}  // namespace
+
+std::vector<StoredFilter> FilterStore::ReadFilters() {
+  const std::vector<std::int32_t> ids =
+      ReadIds(connection_.OpenRecordset(store::kTrapFilterGroup), "Trap_ID");
+  std::unordered_map<std::int32_t, std::optional<FilterValues>> wanted;
+  for (const std::int32_t id : ids) {
+    wanted.try_emplace(id);
+  }
+  store::Recordset rows = connection_.OpenRecordset(store::kTrapDetail);
+  while (rows.Next()) {
+    const auto found = wanted.find(rows.Integer("Trap_Table_ID"));
+    if (found != wanted.end() && !found->second) {
+      found->second = ValuesOf(rows);
+    }
+  }
+  std::vector<StoredFilter> filters;
+  for (const std::int32_t id : ids) {
+    if (const std::optional<FilterValues>& values = wanted[id]) {
+      filters.push_back({.TrapTableId = id, .Values = *values});
+    }
+  }
+  return filters;
+}
+
+// Several rows when they differ in columns that a filter does not have.
+std::vector<std::int32_t> FilterStore::FindOrAddConditions(const FilterValues& values) {
+  constexpr std::string_view kId = "Trap_Table_ID";
+  const std::string filter = fmt::format(
+      "Source_Agent = {} AND GenericTrap = {} AND EnterpriseOid = {} AND SpecificTrap = {}"
+      " AND EventDescription = {}",
+      store::Quoted(values.SourceAgent), values.GenericTrap, store::Quoted(values.EnterpriseOid),
+      values.SpecificTrap, store::Quoted(values.VarBinds));
+  store::Recordset conditions = connection_.OpenRecordset(store::kTrapDetail, filter);
+  std::vector<std::int32_t> ids;
+  while (conditions.Next()) {
+    ids.push_back(conditions.Integer(kId));
+  }
+  if (!ids.empty()) {
+    return ids;
+  }
+  conditions.AddNew();
+  conditions.Set("Source_Agent", values.SourceAgent);
+  conditions.Set("GenericTrap", values.GenericTrap);
+  conditions.Set("EnterpriseOid", values.EnterpriseOid);
+  conditions.Set("SpecificTrap", values.SpecificTrap);
+  conditions.Set("EventDescription", values.VarBinds);
+  conditions.Update();
+  ids = ReadIds(connection_.OpenRecordset(store::kTrapDetail, filter), kId);
+  if (ids.empty()) {
+    throw store::DatabaseError("The row that was just added is not there.", "02000", 0, filter);
+  }
+  return ids;
+}
+
+bool FilterStore::IsFilter(std::int32_t trapTableId) {
+  return connection_.OpenRecordset(store::kTrapFilterGroup, OfId(trapTableId)).Next();
+}
+
+std::int32_t FilterStore::SaveFilter(const FilterValues& values, std::string_view description) {
+  const std::vector<std::int32_t> ids = FindOrAddConditions(values);
+  for (const std::int32_t id : ids) {
+    if (IsFilter(id)) {
+      return id;
+    }
+  }
+  store::Recordset group = connection_.OpenRecordset(store::kTrapFilterGroup, OfId(ids.front()));
+  group.AddNew();
+  group.Set("Trap_ID", ids.front());
+  group.Set("Description", description);
+  group.Update();
+  return ids.front();
+}
+
+void FilterStore::RemoveFilter(std::int32_t trapTableId) {
+  connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kTrapFilterGroup, OfId(trapTableId)));
+}
+
+}  // namespace korvane::params

@@ -1,0 +1,46 @@
+// The two tables of the trap filters: Trap_Detail holds the conditions, which alerts share, and
+// Trap_Filter_Group says which of them are filters.  User-interface thread; every call may throw
+// DatabaseError.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "params/TrapCriteria.h"
+#include "store/Connection.h"
+
+namespace korvane::params {
+
+// What a filter tests.
+using FilterValues = TrapCriteria;
+
+struct StoredFilter {
+  std::int32_t TrapTableId = 0;
+  FilterValues Values;
+};
+
+class FilterStore {
+ public:
+  explicit FilterStore(store::Connection& connection) : connection_(connection) {}
+
+  // In the order of Trap_Filter_Group; a group row without a detail row is skipped.  Each table is read once.
+  std::vector<StoredFilter> ReadFilters();
+
+  // Uses the rows that are there and adds those that are missing; the filter's TrapTableId.  The description
+  // is that of a group row that has to be added.  Refuses a text with a single quote or a NUL before anything
+  // is sent (see store::Quoted).
+  std::int32_t SaveFilter(const FilterValues& values, std::string_view description);
+
+  // The condition stays, since others may share it.
+  void RemoveFilter(std::int32_t trapTableId);
+
+ private:
+  std::vector<std::int32_t> FindOrAddConditions(const FilterValues& values);
+  bool IsFilter(std::int32_t trapTableId);
+
+  store::Connection& connection_;
+};
+
+}  // namespace korvane::params

@@ -1,0 +1,193 @@
+#include "params/FiltersForm.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace korvane::params {
+
+namespace {
+
+// A message names this many filters at most.
+constexpr std::size_t kNamedFilters = 5;
+
+std::string MessageOf(const std::string& text, const std::vector<std::string>& filters) {
+  std::string message = text;
+  for (std::size_t i = 0; i < std::min(filters.size(), kNamedFilters); ++i) {
+    message += fmt::format("{}{}", i == 0 ? "\n\n" : "\n", filters[i]);
+  }
+  if (filters.size() > kNamedFilters) {
+    message += fmt::format("\n({} more)", filters.size() - kNamedFilters);
+  }
+  return message;
+}
+
+}  // namespace
+
+FiltersForm::FiltersForm(const FilterServices& services) : services_(services), store_(services_.Connection) {
+  try {
+    ReadRows();
+    wasRead_ = true;
+  } catch (const store::DatabaseError& error) {
+    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+  }
+  namesKnown_ = true;
+}
+
+void FiltersForm::ReadRows() {
+  for (StoredFilter& filter : store_.ReadFilters()) {
+    rows_.push_back({.Values = filter.Values,
+                     .Texts = ShownTexts(filter.Values),
+                     .TrapTableId = filter.TrapTableId,
+                     .Stored = std::move(filter.Values)});
+  }
+}
+
+FilterTexts FiltersForm::ShownTexts(const FilterValues& filter) {
+  if (namesKnown_) {
+    try {
+      return TextsOf(filter, services_.Names);
+    } catch (const store::DatabaseError& error) {
+      namesKnown_ = false;  // one message is enough
+      services_.Prompt.Show(error.what(), PromptIcon::Critical);
+    }
+  }
+  return PlainTextsOf(filter);
+}
+
+void FiltersForm::Add(FilterValues filter) {
+  FilterTexts texts = ShownTexts(filter);
+  rows_.push_back({.Values = std::move(filter), .Texts = std::move(texts)});
+}
+
+void FiltersForm::Replace(std::size_t row, FilterValues filter) {
+  rows_[row].Texts = ShownTexts(filter);
+  rows_[row].Values = std::move(filter);
+}
+
+bool FiltersForm::Remove(std::size_t row) {
+  if (services_.Prompt.Ask("Are you sure you want to remove the selected Trap Filter?", PromptButtons::YesNo,
+                           PromptIcon::Question) != PromptAnswer::Yes) {
+    return false;
+  }
+  if (const std::int32_t id = rows_[row].TrapTableId; id != 0) {
+    try {
+      store_.RemoveFilter(id);
+    } catch (const store::DatabaseError& error) {
+      services_.Prompt.Show(error.what(), PromptIcon::Critical);
+      return false;
+    }
+  }
+  rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>(row));
+  return true;
+}
+
+bool FiltersForm::Save() {
+  for (;;) {
+    SaveAll();
+    ReportFailures();
+    const std::size_t unsaved = UnsavedCount();
+    if (unsaved == 0) {
+      return true;
+    }
+    const std::string question = fmt::format(
+        "{} could not be saved. Do you want to try again?\n\nNo closes the list and gives up what is not "
+        "saved; "
+        "Cancel goes back to the list.",
+        unsaved == 1 ? std::string("1 filter") : fmt::format("{} filters", unsaved));
+    switch (services_.Prompt.Ask(question, PromptButtons::YesNoCancel, PromptIcon::Question)) {
+      case PromptAnswer::Yes:
+        break;
+      case PromptAnswer::No:
+        return true;
+      default:
+        return false;
+    }
+  }
+}
+
+void FiltersForm::SaveAll() {
+  const BusyScope busy(services_.Busy, "Saving New Data");
+  failures_.clear();
+  for (Row& row : rows_) {
+    try {
+      SaveRow(row);
+    } catch (const store::DatabaseError& error) {
+      NoteFailure(error, LineOf(row.Texts));
+      if (!services_.Connection.IsOpen()) {
+        return;  // each further row would wait for the database once more
+      }
+    }
+  }
+  RemoveReplaced();
+}
+
+void FiltersForm::SaveRow(Row& row) {
+  const std::int32_t id = store_.SaveFilter(row.Values, LineOf(row.Texts));
+  if (!row.Unsaved()) {
+    return;
+  }
+  if (row.TrapTableId != 0) {
+    replaced_.push_back(row.TrapTableId);
+  }
+  row.TrapTableId = id;
+  row.Stored = row.Values;
+}
+
+// After all rows, since another row may have taken the place of an edited one.
+void FiltersForm::RemoveReplaced() {
+  std::vector<std::int32_t> left;
+  for (const std::int32_t id : std::exchange(replaced_, {})) {
+    if (IsInUse(id)) {
+      continue;
+    }
+    try {
+      store_.RemoveFilter(id);
+    } catch (const store::DatabaseError& error) {
+      left.push_back(id);
+      NoteFailure(error, {});
+    }
+  }
+  replaced_ = std::move(left);
+}
+
+bool FiltersForm::IsInUse(std::int32_t trapTableId) const {
+  return std::ranges::any_of(rows_, [&](const Row& row) { return row.TrapTableId == trapTableId; });
+}
+
+void FiltersForm::NoteFailure(const store::DatabaseError& error, std::string filter) {
+  auto failure = std::ranges::find(failures_, error.what(), &Failure::Text);
+  if (failure == failures_.end()) {
+    failure = failures_.insert(failures_.end(), {.Text = error.what(), .Filters = {}});
+  }
+  if (!filter.empty()) {
+    failure->Filters.push_back(std::move(filter));
+  }
+}
+
+void FiltersForm::ReportFailures() {
+  for (const Failure& failure : failures_) {
+    services_.Prompt.Show(MessageOf(failure.Text, failure.Filters), PromptIcon::Critical);
+  }
+}
+
+std::size_t FiltersForm::UnsavedCount() const {
+  return static_cast<std::size_t>(std::ranges::count_if(rows_, &Row::Unsaved)) + replaced_.size();
+}
+
+std::optional<std::size_t> FiltersForm::FirstUnsaved() const {
+  const auto row = std::ranges::find_if(rows_, &Row::Unsaved);
+  return row == rows_.end() ? std::nullopt : std::optional(static_cast<std::size_t>(row - rows_.begin()));
+}
+
+void FiltersForm::Apply() {
+  if (!services_.Filters.LoadFilters(services_.Connection)) {
+    services_.Prompt.Show("Could not read filter information from the Database. " + SupportSentence(),
+                          PromptIcon::Critical);
+  }
+  services_.Names.ClearCache();
+  services_.Windows.FiltersChanged();
+}
+
+}  // namespace korvane::params

@@ -1,0 +1,145 @@
+#include "params/frmFilters.h"
+
+#include <QHeaderView>
+#include <QItemSelectionModel>
+#include <QShortcut>
+#include <algorithm>
+#include <array>
+
+#include "common/qt/KorvaneStyle.h"
+#include "common/qt/ListHabits.h"
+#include "params/FiltersTableModel.h"
+#include "params/frmFilterInfo.h"
+#include "ui_frmFilters.h"
+
+namespace korvane::params {
+
+frmFilters::frmFilters(const FilterServices& services, QWidget* parent)
+    : QDialog(parent),
+      services_(services),
+      form_(services),
+      ui_(std::make_unique<Ui::frmFilters>()),
+      table_(new FiltersTableModel(this)),
+      order_(new FiltersOrder(this)) {
+  ui_->setupUi(this);
+  SetUpList();
+  connect(ui_->cmdAdd, &QPushButton::clicked, this, &frmFilters::AddFilter);
+  connect(ui_->cmdEdit, &QPushButton::clicked, this, &frmFilters::EditFilter);
+  connect(ui_->cmdRemove, &QPushButton::clicked, this, &frmFilters::RemoveFilter);
+  connect(ui_->cmdOK, &QPushButton::clicked, this, &frmFilters::reject);
+  if (form_.RowCount() > 0) {
+    SelectRow(0);
+  }
+  EnableButtons();
+}
+
+frmFilters::~frmFilters() = default;
+
+void frmFilters::SetUpList() {
+  QTableView& list = *ui_->lvEvtFilters;
+  for (std::size_t row = 0; row < form_.RowCount(); ++row) {
+    table_->Append(form_.TextsAt(row));
+  }
+  order_->setSourceModel(table_);
+  StyleTable(list);
+  list.setSelectionMode(QAbstractItemView::SingleSelection);
+  list.setFrameShape(QFrame::StyledPanel);
+  list.setModel(order_);
+  SetEmptyText(list,
+               form_.WasRead() ? tr("No filters: every trap is shown") : tr("The filters could not be read"));
+  CopyRowsByShortcut(list);
+
+  QHeaderView& header = *list.horizontalHeader();
+  header.setStretchLastSection(true);
+  header.setSortIndicatorClearable(true);
+  header.setSortIndicator(-1, Qt::AscendingOrder);
+  list.setSortingEnabled(true);
+  SortByShortcuts(list);
+  widths_ = std::make_unique<ColumnWidths>(list, services_.Settings, "FiltersColumnWidths",
+                                           static_cast<int>(kFilterColumns.size()) - 1);
+  if (!widths_->ByHand()) {
+    widths_->Set(std::array{160, 145, 160, 170});
+  }
+
+  connect(list.selectionModel(), &QItemSelectionModel::selectionChanged, this, &frmFilters::EnableButtons);
+  connect(&list, &QTableView::doubleClicked, this, &frmFilters::EditFilter);
+  const auto onKey = [&](Qt::Key key, void (frmFilters::*act)()) {
+    auto* shortcut = new QShortcut(QKeySequence(key), &list);
+    shortcut->setContext(Qt::WidgetShortcut);
+    connect(shortcut, &QShortcut::activated, this, act);
+  };
+  onKey(Qt::Key_Return, &frmFilters::EditFilter);
+  onKey(Qt::Key_Enter, &frmFilters::EditFilter);
+  onKey(Qt::Key_Delete, &frmFilters::RemoveFilter);
+}
+
+std::optional<FilterValues> frmFilters::AskForFilter(const FilterValues& filter) {
+  frmFilterInfo dialog(filter, services_.Names, services_.Prompt, this);
+  return dialog.exec() == QDialog::Accepted ? std::optional(dialog.Filter()) : std::nullopt;
+}
+
+void frmFilters::AddFilter() {
+  if (const std::optional<FilterValues> filter = AskForFilter({})) {
+    form_.Add(*filter);
+    table_->Append(form_.TextsAt(form_.RowCount() - 1));
+    SelectRow(form_.RowCount() - 1);
+  }
+}
+
+void frmFilters::EditFilter() {
+  const std::optional<std::size_t> row = SelectedRow();
+  if (!row) {
+    return;
+  }
+  if (const std::optional<FilterValues> filter = AskForFilter(form_.FilterAt(*row))) {
+    form_.Replace(*row, *filter);
+    table_->Set(static_cast<int>(*row), form_.TextsAt(*row));
+    SelectRow(*row);
+  }
+}
+
+void frmFilters::RemoveFilter() {
+  const std::optional<std::size_t> row = SelectedRow();
+  if (!row) {
+    return;
+  }
+  const int place = ui_->lvEvtFilters->currentIndex().row();
+  if (!form_.Remove(*row)) {
+    return;
+  }
+  table_->Remove(static_cast<int>(*row));
+  ui_->lvEvtFilters->selectRow(std::min(place, order_->rowCount() - 1));
+  ui_->lvEvtFilters->setFocus();  // its button is off when that was the last one
+}
+
+std::optional<std::size_t> frmFilters::SelectedRow() const {
+  const QModelIndexList selected = ui_->lvEvtFilters->selectionModel()->selectedRows();
+  return selected.isEmpty()
+             ? std::nullopt
+             : std::optional(static_cast<std::size_t>(order_->mapToSource(selected.first()).row()));
+}
+
+void frmFilters::SelectRow(std::size_t row) {
+  const QModelIndex index = order_->mapFromSource(table_->index(static_cast<int>(row), 0));
+  ui_->lvEvtFilters->selectRow(index.row());
+  ui_->lvEvtFilters->scrollTo(index);
+}
+
+void frmFilters::EnableButtons() {
+  const bool selected = SelectedRow().has_value();
+  ui_->cmdEdit->setEnabled(selected);
+  ui_->cmdRemove->setEnabled(selected);
+}
+
+void frmFilters::reject() {
+  if (!form_.Save()) {
+    if (const std::optional<std::size_t> row = form_.FirstUnsaved()) {
+      SelectRow(*row);
+    }
+    return;
+  }
+  QDialog::reject();
+  form_.Apply();
+}
+
+}  // namespace korvane::params
