@@ -52,7 +52,7 @@ struct LoadRange {
 // link begins; a later one reaches up to the newest trap that was delivered.
 LoadRange RangeOfLoad(const LoadBounds& bounds, std::int32_t intakeMark);
 
-// Call for every delivered trap that is taken in; calling it twice does no harm.
+// Call for every delivered trap, filtered or not; calling it twice does no harm.
 void NoteDelivered(LoadBounds& bounds, std::int32_t eventTime, std::int32_t sequenceNumber);
 
 }  // namespace korvane::views

@@ -10,15 +10,12 @@
 #include "store/DatabaseError.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
-#include "store/TrapReader.h"
 
 namespace korvane::views {
 namespace {
 
 constexpr std::string_view kBusyInitializing = "Initializing...";
-constexpr std::string_view kBusyLoading = "Loading Trap(s)";
-constexpr std::int64_t kProgressEvery = 4096;  // rows
-constexpr std::int64_t kFirstPause = 3000;     // milliseconds, until a failed load is tried again
+constexpr std::int64_t kFirstPause = 3000;  // milliseconds, until a failed load is tried again
 constexpr std::int64_t kLongestPause = 60'000;
 constexpr std::size_t kNamesPerTick = 32;  // a round trip to the library each; more would be felt
 
@@ -78,9 +75,10 @@ std::uint32_t SystemsModel::Counts::AddRow(const SystemRow& row) {
 void SystemsModel::Load() {
   try {
     const BusyScope busy(services_.Busy, kBusyInitializing);
-    LoadStoredTraps();
+    LoadAtStart();
   } catch (const store::DatabaseError& error) {
-    LoadFailed(error.what());
+    services_.DebugLog.TryWriteLog(error.what());
+    LoadLater();
   }
   RefreshStatus();
   started_ = true;
@@ -89,7 +87,7 @@ void SystemsModel::Load() {
   }
 }
 
-void SystemsModel::LoadStoredTraps() {
+void SystemsModel::LoadAtStart() {
   const std::int32_t limit = services_.State.gMaxViewTraps;
   LoadBounds& bounds = services_.Bounds;
   const std::int64_t unacknowledged =
@@ -109,7 +107,11 @@ void SystemsModel::LoadStoredTraps() {
     FindLowerBound();
     expected = limit;
   }
-  ReadInto(shown_, expected);
+  const LoadRange range = RangeOfLoad(bounds, services_.State.gLastTrapTime);
+  StoredTrapsTaker* const self = this;
+  LoadBegins();
+  ReadStoredTraps(services_, range, LoadStatement(range), expected, std::span(&self, 1));
+  shown_ = std::exchange(loading_, {});
 }
 
 // The time of the newest trap that no longer finds room: what is newer than it is never more than the limit.
@@ -122,32 +124,28 @@ void SystemsModel::FindLowerBound() {
       FirstNumber(services_.Connection, statement).value_or(std::numeric_limits<std::int32_t>::min());
 }
 
-void SystemsModel::ReadInto(Counts& counts, std::int64_t expected) {
-  const LoadBounds& bounds = services_.Bounds;
-  const LoadRange range = RangeOfLoad(bounds, services_.State.gLastTrapTime);
-  store::TrapReader reader(services_.Connection, LoadStatement(range));
-  store::IncomingTrap trap;
-  for (std::int64_t done = 1; reader.Next(trap); ++done) {
-    if (done % kProgressEvery == 0) {
-      services_.Busy.ShowProgress(done, expected);
-    }
-    if (!range.Wants(bounds, trap.EventTime, trap.SequenceNumber)) {
-      continue;
-    }
-    intake::CompleteStoredTrap(trap, services_.SystemList, services_.Names);
-    if (!trap.Filtered) {
-      Count(counts, trap, !bounds.InitialLoad || trap.SequenceNumber > bounds.StartNumber);
-    }
-  }
+void SystemsModel::Reset() {
+  StoredTrapsTaker* const self = this;
+  LoadStoredTraps(services_, std::span(&self, 1));
 }
 
-void SystemsModel::Reset() {
-  Counts fresh;
-  try {
-    const BusyScope busy(services_.Busy, kBusyLoading);
-    ReadInto(fresh, static_cast<std::int64_t>(shown_.Traps.Size()));
-  } catch (const store::DatabaseError& error) {
-    LoadFailed(error.what());
+std::int64_t SystemsModel::ExpectedTraps() const {
+  return static_cast<std::int64_t>(shown_.Traps.Size());
+}
+
+void SystemsModel::LoadBegins() {
+  loading_ = {};
+}
+
+void SystemsModel::TakeStored(const store::IncomingTrap& trap) {
+  const LoadBounds& bounds = services_.Bounds;
+  Count(loading_, trap, !bounds.InitialLoad || trap.SequenceNumber > bounds.StartNumber);
+}
+
+void SystemsModel::LoadEnds(bool whole) {
+  Counts fresh = std::exchange(loading_, {});
+  if (!whole) {
+    LoadLater();
     return;
   }
   loadAgainAt_.reset();
@@ -198,14 +196,9 @@ void SystemsModel::Replace(Counts fresh) {
 
 // A database that fails now may be back in a moment: the counts would stay wrong for the whole shift if
 // nobody asked again.
-void SystemsModel::LoadFailed(std::string_view reason) {
+void SystemsModel::LoadLater() {
   pause_ = std::clamp(pause_ * 2, kFirstPause, kLongestPause);
   loadAgainAt_ = services_.Clock.MonotonicMilliseconds() + pause_;
-  try {
-    services_.DebugLog.WriteLog(reason);
-  } catch (const std::exception&) {
-    // The log itself can't be written; the load is tried again all the same.
-  }
 }
 
 void SystemsModel::CheckTraps() {
@@ -274,8 +267,11 @@ std::optional<std::uint32_t> SystemsModel::Count(Counts& counts, const store::In
   return place;
 }
 
+void SystemsModel::NoteDelivered(const store::IncomingTrap& trap) {
+  views::NoteDelivered(services_.Bounds, trap.EventTime, trap.SequenceNumber);
+}
+
 void SystemsModel::UpdateSystemCounts(const store::IncomingTrap& trap) {
-  NoteDelivered(services_.Bounds, trap.EventTime, trap.SequenceNumber);
   if (services_.Bounds.Acknowledged.Contains(trap.SequenceNumber)) {
     return;
   }

@@ -18,6 +18,7 @@
 
 #include "intake/Intake.h"
 #include "views/CountedTraps.h"
+#include "views/StoredTraps.h"
 #include "views/Systems.h"
 #include "views/ViewServices.h"
 
@@ -61,7 +62,7 @@ class SystemsListener {
   virtual void StatusChanged() = 0;
 };
 
-class SystemsModel : public intake::SystemCounts {
+class SystemsModel : public intake::SystemCounts, public StoredTrapsTaker {
  public:
   SystemsModel(ViewServices& services, ViewOptionQuestion& question);
   ~SystemsModel() override;
@@ -75,12 +76,20 @@ class SystemsModel : public intake::SystemCounts {
   void Load();
   // Counts again from the store.  Rows keep their places; one whose traps are all hidden now goes.
   void Reset();
+  // The steps of a Reset, for one read of the store that serves the Traps windows as well.
+  std::int64_t ExpectedTraps() const override;
+  void LoadBegins() override;
+  bool MayTake(const store::IncomingTrap&) const override { return true; }
+  void TakeStored(const store::IncomingTrap& trap) override;
+  void LoadEnds(bool whole) override;
+
   // One tick of tmrCheckTraps; nothing while shutting down.
   void CheckTraps();
   // One tick of tmrResolve: asks for a bounded number of names of systems known by address only, and of
   // addresses of those known by name only.
   void ResolveNames();
 
+  void NoteDelivered(const store::IncomingTrap& trap) override;
   void UpdateSystemCounts(const store::IncomingTrap& trap) override;
   void RefreshStatus() override;  // also hands the changes since the last call to the listener
   // Applies the rule of the row colour to every row: one without unacknowledged traps has no news.
@@ -120,16 +129,15 @@ class SystemsModel : public intake::SystemCounts {
   };
   static constexpr std::uint32_t kNoRow = static_cast<std::uint32_t>(-1);
 
-  void LoadStoredTraps();
+  void LoadAtStart();
   void FindLowerBound();
-  void ReadInto(Counts& counts, std::int64_t expected);
   std::optional<std::uint32_t> Count(Counts& counts, const store::IncomingTrap& trap, bool mayComeAgain);
   void Replace(Counts fresh);
   void TakeOut(const CountedTrap& trap);
   void MarkChanged(std::size_t row);
   void TellListener();
   void TakeAnswer(std::size_t index, bool isName, const std::string& answer);
-  void LoadFailed(std::string_view reason);
+  void LoadLater();
   std::size_t IndexOf(const System& system) const;
 
   ViewServices& services_;
@@ -138,6 +146,7 @@ class SystemsModel : public intake::SystemCounts {
   SystemsListener* listener_ = nullptr;
   bool started_ = false;  // the receiver link; ticks before it do nothing
   Counts shown_;
+  Counts loading_;  // by the load that is going on
   std::size_t rowsTold_ = 0;
   std::size_t changedFirst_ = 0;  // of the rows told
   std::size_t changedEnd_ = 0;    // at or before changedFirst_: nothing changed

@@ -10,9 +10,11 @@
 #include <algorithm>
 #include <iterator>
 #include <numeric>
+#include <optional>
 #include <utility>
 
 #include "common/qt/Icons.h"
+#include "common/qt/ListHabits.h"
 #include "common/qt/QtText.h"
 #include "store/Codes.h"
 
@@ -159,7 +161,8 @@ QVariant SystemsTableModel::headerData(int section, Qt::Orientation orientation,
     case Qt::InitialSortOrderRole:  // the most traps first
       return static_cast<int>(IsCount(section) ? Qt::DescendingOrder : Qt::AscendingOrder);
     default:
-      return {};
+      return HeaderHint(section, role, ToQString(kSystemsCaptions[static_cast<std::size_t>(section)]),
+                        section == sortColumn_ ? std::optional(sortOrder_) : std::nullopt);
   }
 }
 

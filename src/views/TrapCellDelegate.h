@@ -1,5 +1,6 @@
 // Paints the cells of a list of traps.  Texts stand on one base line in every row: the style's own painting
-// moves a line up or down when a character comes from another font, and trap texts hold any character.
+// moves a line up or down when a character comes from another font, and trap texts hold any character.  What
+// the operator looks for stands on a light ground.
 // User-interface thread only.
 #pragma once
 
@@ -13,7 +14,13 @@ class TrapCellDelegate : public QStyledItemDelegate {
  public:
   using QStyledItemDelegate::QStyledItemDelegate;
 
+  // Marks this text wherever cells show it, ignoring case; empty: nothing.
+  void Mark(const QString& text) { marked_ = text; }
+
   void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
+
+ private:
+  QString marked_;
 };
 
 }  // namespace korvane::views

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <numeric>
 
 namespace korvane::views {
@@ -31,6 +32,19 @@ std::uint64_t KeyAt(std::string_view text, std::size_t from) {
     key = (key << 8) | (i < text.size() ? Folded(text[i]) : 0U);
   }
   return key;
+}
+
+// How far two texts agree but for the case of letters, if they agree up to a place.
+std::size_t CommonLength(std::string_view a, std::string_view b, std::size_t from) {
+  const std::size_t common = std::min(a.size(), b.size());
+  std::size_t at = std::min(from, common);
+  while (at + kKeyBytes <= common && std::memcmp(&a[at], &b[at], kKeyBytes) == 0) {
+    at += kKeyBytes;
+  }
+  while (at < common && Folded(a[at]) == Folded(b[at])) {
+    ++at;
+  }
+  return at;
 }
 
 // Numbers in the order of the texts that stand behind them, equal texts with equal numbers.
@@ -83,7 +97,7 @@ class TextSort {
       const Group group = open_.back();
       open_.pop_back();
       if (group.Rows.size() <= kFewRows) {
-        SortFew(group.Rows);
+        SortFew(group);
       } else {
         SortGroup(group);
       }
@@ -104,11 +118,24 @@ class TextSort {
     }
   }
 
-  void SortFew(KeyedRows rows) const {
-    std::stable_sort(rows.begin(), rows.end(), [this](const Keyed& a, const Keyed& b) {
-      const int order = CompareTexts(rows_.VarBindsAt(a.Row), rows_.VarBindsAt(b.Row));
-      return descending_ ? order > 0 : order < 0;
-    });
+  // Inserts one by one: there are many such groups, and a general sort would allocate for each.
+  void SortFew(const Group& group) const {
+    for (std::size_t i = 1; i < group.Rows.size(); ++i) {
+      const Keyed row = group.Rows[i];
+      std::size_t place = i;
+      for (; place > 0 && Precedes(row, group.Rows[place - 1], group.From); --place) {
+        group.Rows[place] = group.Rows[place - 1];
+      }
+      group.Rows[place] = row;
+    }
+  }
+
+  bool Precedes(const Keyed& a, const Keyed& b, std::size_t from) const {
+    const std::string_view textA = rows_.VarBindsAt(a.Row);
+    const std::string_view textB = rows_.VarBindsAt(b.Row);
+    const std::size_t common = std::min({from, textA.size(), textB.size()});
+    const int order = CompareTexts(textA.substr(common), textB.substr(common));
+    return descending_ ? order > 0 : order < 0;
   }
 
   void SortGroup(const Group& group) {
@@ -128,15 +155,30 @@ class TextSort {
       SortByKey(group.Rows, descending_);
       return;
     }
-    if (!same) {
-      SortByKey(group.Rows, descending_);
+    if (same) {
+      Push(group.Rows, std::max(group.From + kKeyBytes, CommonLengthOf(group)));
+      return;
     }
+    SortByKey(group.Rows, descending_);
     for (auto first = group.Rows.begin(); first != group.Rows.end();) {
       const auto last =
           std::find_if(first, group.Rows.end(), [&](const Keyed& row) { return row.Key != first->Key; });
       Push({first, last}, group.From + kKeyBytes);
       first = last;
     }
+  }
+
+  // Read once, in place of a round for every eight bytes: repeated traps have long texts in common.
+  std::size_t CommonLengthOf(const Group& group) const {
+    const std::string_view first = rows_.VarBindsAt(group.Rows.front().Row);
+    std::size_t common = first.size();
+    for (const Keyed& row : group.Rows) {
+      common = std::min(common, CommonLength(first, rows_.VarBindsAt(row.Row), group.From));
+      if (common <= group.From + kKeyBytes) {
+        break;
+      }
+    }
+    return common;
   }
 
   const TrapRows& rows_;
@@ -147,11 +189,9 @@ class TextSort {
 }  // namespace
 
 int CompareTexts(std::string_view a, std::string_view b) {
-  const std::size_t common = std::min(a.size(), b.size());
-  for (std::size_t i = 0; i < common; ++i) {
-    if (a[i] != b[i] && Folded(a[i]) != Folded(b[i])) {
-      return Folded(a[i]) < Folded(b[i]) ? -1 : 1;
-    }
+  const std::size_t common = CommonLength(a, b, 0);
+  if (common < a.size() && common < b.size()) {
+    return Folded(a[common]) < Folded(b[common]) ? -1 : 1;
   }
   return a.size() == b.size() ? 0 : (a.size() < b.size() ? -1 : 1);
 }
@@ -251,10 +291,25 @@ bool TrapOrder::RowsAppended() {
 }
 
 void TrapOrder::MergeAppended() {
+  // Many new rows: sorting all anew compares less than finding each its place.
+  if (order_.size() - sorted_ > sorted_ / 8) {
+    SortAll();
+    return;
+  }
   const auto precedes = [this](std::uint32_t a, std::uint32_t b) { return Precedes(a, b); };
   const auto middle = order_.begin() + static_cast<std::ptrdiff_t>(sorted_);
   std::stable_sort(middle, order_.end(), precedes);
-  std::inplace_merge(order_.begin(), middle, order_.end(), precedes);
+  // Comparing rows is dear, moving their numbers is not: each new row finds its place by halves, from the
+  // last on, and what stands between two places moves up in one block.
+  const std::vector<std::uint32_t> appended(middle, order_.end());
+  auto unmoved = middle;
+  auto free = order_.end();
+  for (auto row = appended.rbegin(); row != appended.rend(); ++row) {
+    const auto place = std::upper_bound(order_.begin(), unmoved, *row, precedes);
+    free = std::move_backward(place, unmoved, free);
+    unmoved = place;
+    *--free = *row;
+  }
   sorted_ = order_.size();
 }
 

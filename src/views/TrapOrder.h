@@ -42,8 +42,10 @@ class TrapOrder {
   // True when that is still to be done.
   bool RowsAppended();
   void MergeAppended();
+  std::size_t SortedCount() const { return sorted_; }  // the rows that are in their places, from the front
 
-  // Rows (ascending) are to be removed: moves them behind all others, in a list that stays complete.
+  // Rows (ascending) are to be removed: moves them behind all others, in a list that stays complete.  No row
+  // may wait to be merged.
   void MoveToEnd(std::span<const std::uint32_t> rows);
   // Rows (ascending) have been removed; the others keep their order.
   void RowsRemoved(std::span<const std::uint32_t> rows);

@@ -26,4 +26,18 @@ class TrapRowsListener {
   virtual void RowChanged(std::size_t row) = 0;
 };
 
+// A model that nobody watches tells this one.
+class NoTrapRowsListener : public TrapRowsListener {
+ public:
+  void BatchBegins() override {}
+  void BatchEnds() override {}
+  void RowsAboutToBeRemoved(std::span<const std::uint32_t>) override {}
+  void RowsRemoved(std::span<const std::uint32_t>) override {}
+  void RowsAboutToBeAppended(std::size_t) override {}
+  void RowsAppended() override {}
+  void RowsAboutToBeReset() override {}
+  void RowsReset() override {}
+  void RowChanged(std::size_t) override {}
+};
+
 }  // namespace korvane::views

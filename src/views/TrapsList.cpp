@@ -5,47 +5,24 @@
 #include <QScrollBar>
 #include <QTableView>
 #include <algorithm>
-#include <charconv>
-#include <string_view>
+#include <array>
 #include <utility>
 
+#include "common/qt/ColumnWidths.h"
 #include "common/qt/KorvaneStyle.h"
-#include "views/ListHabits.h"
+#include "common/qt/ListHabits.h"
 #include "views/TrapCellDelegate.h"
 
 namespace korvane::views {
-namespace {
-
-constexpr std::string_view kSettingsSection = "Settings";
-constexpr int kSmallestColumn = 24;
-constexpr int kLargestColumn = 4000;
-
-// "150,120,220": the widths of all columns but the last, which takes what is left.
-std::vector<int> ParseWidths(std::string_view text) {
-  std::vector<int> widths;
-  while (!text.empty()) {
-    const std::string_view part = text.substr(0, text.find(','));
-    int width = 0;
-    const auto [end, error] = std::from_chars(part.data(), part.data() + part.size(), width);
-    if (error != std::errc() || end != part.data() + part.size()) {
-      return {};
-    }
-    widths.push_back(std::clamp(width, kSmallestColumn, kLargestColumn));
-    text.remove_prefix(std::min(part.size() + 1, text.size()));
-  }
-  return widths.size() == kTrapColumns - 1 ? widths : std::vector<int>();
-}
-
-}  // namespace
 
 TrapsList::TrapsList(QTableView& view, TrapsTableModel& model, platform::SettingsStore& settings,
-                     std::string widthsSetting, const QString& emptyText)
-    : view_(view), model_(model), settings_(settings), widthsSetting_(std::move(widthsSetting)) {
+                     std::string widthsSetting, const QString& emptyText, Kind kind)
+    : view_(view), model_(model), kind_(kind), following_(kind == Kind::Live) {
   StyleTable(view_);
   view_.setModel(&model_);
   view_.setItemDelegate(new TrapCellDelegate(&view_));
   SetEmptyText(view_, emptyText);
-  SetUpColumns();
+  SetUpColumns(settings, std::move(widthsSetting));
   SetUpKeys();
 
   connect(&model_, &TrapsTableModel::BatchAboutToChange, this, [this] {
@@ -75,9 +52,9 @@ TrapsList::TrapsList(QTableView& view, TrapsTableModel& model, platform::Setting
   connect(&model_, &QAbstractItemModel::modelAboutToBeReset, this, &TrapsList::RememberTraps);
 
   QScrollBar* bar = view_.verticalScrollBar();
-  connect(bar, &QScrollBar::valueChanged, this, [this, bar](int value) {
+  connect(bar, &QScrollBar::valueChanged, this, [this] {
     if (changing_ == 0) {
-      following_ = value >= bar->maximum();
+      NoteScrolled();
     }
   });
   connect(bar, &QScrollBar::rangeChanged, this, [this] {
@@ -89,55 +66,32 @@ TrapsList::TrapsList(QTableView& view, TrapsTableModel& model, platform::Setting
   connect(view_.selectionModel(), &QItemSelectionModel::currentRowChanged, this, &TrapsList::SelectionMoved);
 }
 
-TrapsList::~TrapsList() {
-  if (saveWidths_.isActive()) {
-    SaveWidths();
-  }
-}
+TrapsList::~TrapsList() = default;
 
-void TrapsList::SetUpColumns() {
+void TrapsList::SetUpColumns(platform::SettingsStore& settings, std::string widthsSetting) {
   QHeaderView* header = view_.horizontalHeader();
   header->setStretchLastSection(true);
-  header->setMinimumSectionSize(kSmallestColumn);
   header->setSortIndicator(-1, Qt::AscendingOrder);
   header->setSortIndicatorClearable(true);
   view_.setSortingEnabled(true);
 
-  std::vector<int> widths = ParseWidths(settings_.GetSetting(kSettingsSection, widthsSetting_, {}));
-  if (widths.empty()) {
+  widths_ = std::make_unique<ColumnWidths>(view_, settings, std::move(widthsSetting), kTrapColumns - 1);
+  if (!widths_->ByHand()) {
     const QFontMetrics metrics = view_.fontMetrics();
-    widths = {metrics.horizontalAdvance(QStringLiteral("00/00/0000 00:00:00 MM")) + 40,
-              metrics.averageCharWidth() * 26, metrics.averageCharWidth() * 34};
+    const std::array widths = {metrics.horizontalAdvance(QStringLiteral("00/00/0000 00:00:00 MM")) + 40,
+                               metrics.averageCharWidth() * 26, metrics.averageCharWidth() * 34};
+    widths_->Set(widths);
   }
-  for (std::size_t column = 0; column < widths.size(); ++column) {
-    view_.setColumnWidth(static_cast<int>(column), widths[column]);
-  }
-  // Dragging a column sends a signal for every pixel.
-  saveWidths_.setSingleShot(true);
-  saveWidths_.setInterval(500);
-  connect(&saveWidths_, &QTimer::timeout, this, &TrapsList::SaveWidths);
-  connect(header, &QHeaderView::sectionResized, this, [this](int column) {
-    if (column < kTrapColumns - 1) {
-      saveWidths_.start();
-    }
-  });
 }
 
 void TrapsList::SetUpKeys() {
   CopyRowsByShortcut(view_);
+  SortByShortcuts(view_);
   view_.setContextMenuPolicy(Qt::CustomContextMenu);
   connect(&view_, &QWidget::customContextMenuRequested, this, [this](const QPoint& position) {
     Q_EMIT ContextMenuRequested(view_.viewport()->mapToGlobal(position));
   });
   connect(&view_, &QAbstractItemView::activated, this, &TrapsList::Activated);
-}
-
-void TrapsList::SaveWidths() {
-  std::string text;
-  for (int column = 0; column < kTrapColumns - 1; ++column) {
-    text += (text.empty() ? "" : ",") + std::to_string(view_.columnWidth(column));
-  }
-  settings_.SaveSetting(kSettingsSection, widthsSetting_, text);
 }
 
 std::vector<std::uint32_t> TrapsList::SelectedRows() const {
@@ -164,9 +118,22 @@ std::optional<int> TrapsList::SelectedPosition() const {
   return first->top();
 }
 
+// The view's own way to select a row would extend the selection while Shift is held, as for Shift+F3.
+void TrapsList::SelectAlone(int position) {
+  view_.selectionModel()->setCurrentIndex(model_.index(position, 0),
+                                          QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+}
+
 void TrapsList::SelectPosition(int position) {
-  view_.selectRow(position);
+  const int across = view_.horizontalScrollBar()->value();
+  SelectAlone(position);
   view_.scrollTo(model_.index(position, 0));
+  view_.horizontalScrollBar()->setValue(across);
+}
+
+void TrapsList::NoteScrolled() {
+  const QScrollBar* bar = view_.verticalScrollBar();
+  following_ = kind_ == Kind::Live && bar->value() >= bar->maximum();
 }
 
 void TrapsList::ShowNewest() {
@@ -193,7 +160,8 @@ void TrapsList::RememberPlace() {
 }
 
 void TrapsList::RememberTraps() {
-  if (model_.rowCount() == 0) {
+  // A report comes back row by row: it begins at its top again.
+  if (model_.rowCount() == 0 || kind_ == Kind::Report) {
     return;
   }
   const auto trapAt = [this](int position) { return model_.Rows().SequenceNumberAt(model_.RowAt(position)); };
@@ -222,17 +190,17 @@ void TrapsList::RestorePlace() {
   view_.setAutoScroll(true);
 }
 
-// The current row keeps its line.  Without one on the screen the list shows where its order begins; in
-// arrival order that is the newest trap.
+// The current row keeps its line.  Without one on the screen the list shows where its order begins; in the
+// arrival order of a live list that is the newest trap.
 void TrapsList::ShowSorted() {
   view_.doItemsLayout();
   QScrollBar* bar = view_.verticalScrollBar();
   if (place_.CurrentLine) {
     bar->setValue(view_.currentIndex().row() - *place_.CurrentLine);
   } else {
-    bar->setValue(model_.IsArrivalOrder() ? bar->maximum() : 0);
+    bar->setValue(kind_ == Kind::Live && model_.IsArrivalOrder() ? bar->maximum() : 0);
   }
-  following_ = bar->value() >= bar->maximum();
+  NoteScrolled();
   place_ = Place();
   view_.setAutoScroll(true);
 }
@@ -275,7 +243,7 @@ void TrapsList::RestoreTraps() {
     ShowNewest();
   }
   if (const auto current = positionOf(before.CurrentTrap)) {
-    view_.selectRow(*current);
+    SelectAlone(*current);
   }
 }
 

@@ -1,13 +1,14 @@
 // The habits of a list of traps over its table view: looks, keyboard, columns, and above all that it never
-// moves what is being read.  While it is scrolled to the end in arrival order it follows the newest trap;
-// otherwise the traps on the screen keep their lines, whatever arrives, leaves or is merged in above them.
-// One object per list, used by Traps and Report windows; owned by the window.  User-interface thread only.
+// moves what is being read: the traps on the screen keep their lines, whatever arrives, leaves or is merged
+// in above them.  A live list follows the newest trap while it is scrolled to the end in arrival order; a
+// report opens at its top. One object per list, used by Traps and Report windows; owned by the window.
+// User-interface thread only.
 #pragma once
 
 #include <QObject>
 #include <QPersistentModelIndex>
-#include <QTimer>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,16 +18,22 @@
 
 class QTableView;
 
+namespace korvane {
+class ColumnWidths;
+}
+
 namespace korvane::views {
 
 class TrapsList : public QObject {
   Q_OBJECT
 
  public:
+  enum class Kind { Live, Report };
+
   // widthsSetting: under which name the column widths are kept.  Sets the view up; everything must outlive
   // this object.
   TrapsList(QTableView& view, TrapsTableModel& model, platform::SettingsStore& settings,
-            std::string widthsSetting, const QString& emptyText);
+            std::string widthsSetting, const QString& emptyText, Kind kind = Kind::Live);
   ~TrapsList() override;
 
   // Storage rows of the selection, top to bottom as the list shows them.
@@ -53,9 +60,9 @@ class TrapsList : public QObject {
     std::optional<std::int32_t> CurrentTrap;
   };
 
-  void SetUpColumns();
+  void SetUpColumns(platform::SettingsStore& settings, std::string widthsSetting);
   void SetUpKeys();
-  void SaveWidths();
+  void SelectAlone(int position);
   void RememberPlace();
   void RememberTraps();
   void RestorePlace();
@@ -63,14 +70,14 @@ class TrapsList : public QObject {
   void RestoreTop();
   void RestoreCurrent();
   void RestoreTraps();
+  void NoteScrolled();
   void ShowNewest();
 
   QTableView& view_;
   TrapsTableModel& model_;
-  platform::SettingsStore& settings_;
-  std::string widthsSetting_;
-  QTimer saveWidths_;
-  bool following_ = true;
+  std::unique_ptr<ColumnWidths> widths_;
+  Kind kind_;
+  bool following_;
   int changing_ = 0;  // depth of batches
   Place place_;
   std::optional<PlaceBeforeReset> beforeReset_;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <numeric>
-#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -10,7 +9,6 @@
 #include "fmt/format.h"
 #include "store/DatabaseError.h"
 #include "store/Statements.h"
-#include "store/TrapReader.h"
 #include "views/SystemAcknowledge.h"
 #include "views/Systems.h"
 
@@ -18,7 +16,6 @@ namespace korvane::views {
 
 namespace {
 
-constexpr std::int64_t kRowsPerProgress = 4096;
 constexpr std::size_t kStatementsPerProgress = 500;
 
 struct Acknowledged {
@@ -54,20 +51,6 @@ Acknowledged AcknowledgeInOneTransaction(store::Connection& connection, BusyIndi
   return result;
 }
 
-// A model that nobody watches tells this one.
-class NoListener : public TrapRowsListener {
- public:
-  void BatchBegins() override {}
-  void BatchEnds() override {}
-  void RowsAboutToBeRemoved(std::span<const std::uint32_t>) override {}
-  void RowsRemoved(std::span<const std::uint32_t>) override {}
-  void RowsAboutToBeAppended(std::size_t) override {}
-  void RowsAppended() override {}
-  void RowsAboutToBeReset() override {}
-  void RowsReset() override {}
-  void RowChanged(std::size_t) override {}
-};
-
 }  // namespace
 
 TrapsModel::TrapsModel(ViewServices& services, ViewWindows& windows, WindowKind kind,
@@ -75,9 +58,9 @@ TrapsModel::TrapsModel(ViewServices& services, ViewWindows& windows, WindowKind 
     : services_(services),
       windows_(windows),
       kind_(kind),
-      parameters_(std::move(parameters)),
+      matcher_(std::move(parameters), services.Categories),
       system_(system),
-      nobody_(std::make_unique<NoListener>()),
+      nobody_(std::make_unique<NoTrapRowsListener>()),
       listener_(nobody_.get()) {
   if ((kind_ == WindowKind::PerSystem) != (system_ != nullptr)) {
     throw std::invalid_argument("a per-system window, and no other, has a system");
@@ -98,7 +81,7 @@ bool TrapsModel::Takes(const store::IncomingTrap& trap) const {
   if (kind_ == WindowKind::PerSystem) {
     return std::find(system_->Sources.begin(), system_->Sources.end(), trap.Source) != system_->Sources.end();
   }
-  return params::TrapMatchesWindow(parameters_, trap, services_.Categories);
+  return matcher_.Matches(trap);
 }
 
 bool TrapsModel::IsKnown(std::int32_t sequenceNumber) const {
@@ -120,7 +103,6 @@ void TrapsModel::Hold(const store::IncomingTrap& trap) {
 }
 
 void TrapsModel::PublicAddTraps(const store::IncomingTrap& trap) {
-  NoteDelivered(services_.Bounds, trap.EventTime, trap.SequenceNumber);
   if (kind_ == WindowKind::NoLiveTraps || !Takes(trap) || IsKnown(trap.SequenceNumber) ||
       services_.Bounds.Acknowledged.Contains(trap.SequenceNumber)) {
     return;
@@ -177,50 +159,30 @@ void TrapsModel::ResetRows() {
 }
 
 void TrapsModel::Reset() {
-  const BusyScope busy(services_.Busy, "Loading Trap(s)");
-  ResetRows();
-  std::vector<std::int32_t> taken;
-  try {
-    ReadStoredTraps(taken);
-  } catch (const store::DatabaseError& error) {
-    LogFailure(error.what());
-  }
-  loaded_.Assign(std::move(taken));
-  InsertPending();
+  StoredTrapsTaker* const self = this;
+  LoadStoredTraps(services_, std::span(&self, 1));
 }
 
-void TrapsModel::ReadStoredTraps(std::vector<std::int32_t>& taken) {
-  const LoadRange range = RangeOfLoad(services_.Bounds, services_.State.gLastTrapTime);
-  const std::string statement = range.Lower ? store::TrapsLoadStatement(range.Upper, *range.Lower)
-                                            : store::TrapsLoadStatement(range.Upper);
-  store::TrapReader reader(services_.Connection, statement);
-  store::IncomingTrap trap;
-  for (std::int64_t read = 1; reader.Next(trap); ++read) {
-    if (read % kRowsPerProgress == 0) {
-      services_.Busy.ShowProgress(read, 0);
-    }
-    if (!range.Wants(services_.Bounds, trap.EventTime, trap.SequenceNumber)) {
-      continue;
-    }
-    // A per-system window looks at nothing but the source, so most rows need no name.
-    if (kind_ == WindowKind::PerSystem && !Takes(trap)) {
-      continue;
-    }
-    intake::CompleteStoredTrap(trap, services_.SystemList, services_.Names);
-    if (trap.Filtered || !Takes(trap)) {
-      continue;
-    }
-    taken.push_back(trap.SequenceNumber);
+void TrapsModel::LoadBegins() {
+  ResetRows();
+  taken_.clear();
+}
+
+// A per-system window looks at nothing but the source, so most rows need no name.
+bool TrapsModel::MayTake(const store::IncomingTrap& trap) const {
+  return kind_ != WindowKind::PerSystem || Takes(trap);
+}
+
+void TrapsModel::TakeStored(const store::IncomingTrap& trap) {
+  if (Takes(trap)) {
+    taken_.push_back(trap.SequenceNumber);
     Hold(trap);
   }
 }
 
-void TrapsModel::LogFailure(std::string_view text) const {
-  try {
-    services_.DebugLog.WriteLog(text);
-  } catch (const std::runtime_error&) {
-    // A log that can't be written must not take the rows away.
-  }
+void TrapsModel::LoadEnds(bool) {
+  loaded_.Assign(std::exchange(taken_, {}));
+  InsertPending();
 }
 
 std::string TrapsModel::MaximumTrapsText() const {

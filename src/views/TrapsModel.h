@@ -17,6 +17,7 @@
 #include "params/WindowParameters.h"
 #include "store/TrapRecord.h"
 #include "views/SequenceSet.h"
+#include "views/StoredTraps.h"
 #include "views/TrapRows.h"
 #include "views/TrapRowsListener.h"
 #include "views/ViewServices.h"
@@ -25,7 +26,7 @@ namespace korvane::views {
 
 inline constexpr std::string_view kNoTrapsInWindow = "There are no traps in the active window.";
 
-class TrapsModel : public intake::TrapsWindow {
+class TrapsModel : public intake::TrapsWindow, public StoredTrapsTaker {
  public:
   // system: the system of a per-system window, null for the other kinds.
   TrapsModel(ViewServices& services, ViewWindows& windows, WindowKind kind,
@@ -44,9 +45,15 @@ class TrapsModel : public intake::TrapsWindow {
   // read so far and is written to the log.  The list is empty while it loads and filled in one batch.
   void Reset();
 
+  // The steps of a Reset, for one read of the store that serves several windows.
+  void LoadBegins() override;
+  bool MayTake(const store::IncomingTrap& trap) const override;
+  void TakeStored(const store::IncomingTrap& trap) override;
+  void LoadEnds(bool whole) override;
+
   const TrapRows& Rows() const { return rows_; }
   WindowKind Kind() const { return kind_; }
-  const params::WindowParameters& Parameters() const { return parameters_; }
+  const params::WindowParameters& Parameters() const { return matcher_.Parameters(); }
   const System* PerSystem() const { return system_; }
   // Traps taken by this window that are not in the list yet.
   std::size_t PendingCount() const { return pending_.Count(); }
@@ -79,25 +86,24 @@ class TrapsModel : public intake::TrapsWindow {
   bool IsKnown(std::int32_t sequenceNumber) const;
   void Hold(const store::IncomingTrap& trap);
   void InsertPending();
-  void ReadStoredTraps(std::vector<std::int32_t>& taken);
   void RemoveRows(std::span<const std::uint32_t> rows);
   template <class Leaves>
   void RemoveWhere(Leaves leaves);
   void ResetRows();
   std::size_t Limit() const;
   std::string SystemSource() const;
-  void LogFailure(std::string_view text) const;
 
   ViewServices& services_;
   ViewWindows& windows_;
   WindowKind kind_;
-  params::WindowParameters parameters_;
+  params::WindowMatcher matcher_;
   const System* system_;
   std::unique_ptr<TrapRowsListener> nobody_;
   TrapRowsListener* listener_;  // never null
 
   TrapRows rows_;
   TrapRows pending_;
+  std::vector<std::int32_t> taken_;  // by the load that is going on
   SequenceSet loaded_;  // taken by the last load, also those that the limit or an acknowledgement removed
   std::int32_t highestSequence_ = std::numeric_limits<std::int32_t>::min();  // of everything taken
 };

@@ -1,86 +1,25 @@
 #include "views/TrapsTableModel.h"
 
-#include <QCursor>
-#include <QGuiApplication>
 #include <QStringBuilder>
 #include <algorithm>
 #include <string>
 #include <string_view>
 
+#include "common/Text.h"
+#include "common/qt/CellText.h"
 #include "common/qt/QtText.h"
+#include "common/qt/WaitPointer.h"
 #include "store/Codes.h"
+#include "store/DateTimeText.h"
 #include "store/EventTime.h"
-#include "views/ListHabits.h"
 
 namespace korvane::views {
 namespace {
 
 constexpr std::string_view kCaptions[kTrapColumns] = {"Date / Time", "Source", "Trap Name", "Variables"};
 
-// No screen shows more of a line; the whole text is in the trap's details.
-constexpr std::size_t kShownBytes = 1024;
-constexpr qsizetype kToolTipLine = 100;
 // From here on sorting takes long enough to be noticed.
 constexpr std::size_t kManyRows = 200'000;
-
-bool ContinuesCharacter(char c) {
-  return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
-}
-
-// The text as a cell shows it, cut between two characters when it is very long.
-QString Shown(std::string_view text) {
-  if (text.size() <= kShownBytes) {
-    return ToVisibleQString(text);
-  }
-  std::size_t end = kShownBytes;
-  while (end > kShownBytes - 4 && ContinuesCharacter(text[end])) {
-    --end;
-  }
-  return ToVisibleQString(text.substr(0, end)) % QChar(0x2026);
-}
-
-// Tool tips take anything that looks like markup for markup, so they get markup in which the text is escaped.
-// Long lines are broken here: a tool tip itself breaks only between words.
-QString PlainToolTip(const QString& text) {
-  QString lines;
-  for (const QString& line : text.split(QLatin1Char('\n'))) {
-    for (qsizetype at = 0; at == 0 || at < line.size();) {
-      qsizetype length = std::min(kToolTipLine, line.size() - at);
-      if (at + length < line.size()) {
-        const qsizetype blank = line.lastIndexOf(QLatin1Char(' '), at + length);
-        if (blank > at) {
-          length = blank + 1 - at;
-        } else if (line[at + length].isLowSurrogate()) {
-          ++length;
-        }
-      }
-      lines += line.mid(at, length).toHtmlEscaped() % QLatin1String("<br>");
-      at += std::max<qsizetype>(length, 1);
-    }
-  }
-  lines.chop(4);
-  return QLatin1String("<p style=\"white-space:pre\">") % lines % QLatin1String("</p>");
-}
-
-// Sorting very many rows takes a moment; the pointer says so.
-class WaitPointer {
- public:
-  explicit WaitPointer(bool shown) : shown_(shown) {
-    if (shown_) {
-      QGuiApplication::setOverrideCursor(QCursor(Qt::WaitCursor));
-    }
-  }
-  ~WaitPointer() {
-    if (shown_) {
-      QGuiApplication::restoreOverrideCursor();
-    }
-  }
-  WaitPointer(const WaitPointer&) = delete;
-  WaitPointer& operator=(const WaitPointer&) = delete;
-
- private:
-  bool shown_;
-};
 
 }  // namespace
 
@@ -101,10 +40,18 @@ int TrapsTableModel::columnCount(const QModelIndex& parent) const {
 }
 
 QVariant TrapsTableModel::headerData(int section, Qt::Orientation orientation, int role) const {
-  if (orientation != Qt::Horizontal || role != Qt::DisplayRole || section < 0 || section >= kTrapColumns) {
+  if (orientation != Qt::Horizontal || section < 0 || section >= kTrapColumns) {
     return {};
   }
-  return ToQString(kCaptions[section]);
+  const QString caption = ToQString(kCaptions[section]);
+  if (role == Qt::DisplayRole) {
+    return caption;
+  }
+  std::optional<Qt::SortOrder> sortedBy;
+  if (const auto& sorting = order_.SortedBy(); sorting && static_cast<int>(sorting->Column) == section) {
+    sortedBy = sorting->Descending ? Qt::DescendingOrder : Qt::AscendingOrder;
+  }
+  return HeaderHint(section, role, caption, sortedBy);
 }
 
 std::string_view TrapsTableModel::WholeText(std::size_t row, TrapColumn column, std::string& made) const {
@@ -127,19 +74,30 @@ QString TrapsTableModel::CellText(int position, TrapColumn column) const {
   return ToVisibleQString(WholeText(RowAt(position), column, made));
 }
 
+CellWriter TrapsTableModel::CellTexts() const {
+  return [this, dates = store::DateTimeText(state_.gTimeZoneBias)](std::string& to, int position,
+                                                                   int column) mutable {
+    const std::uint32_t row = RowAt(position);
+    std::string made;
+    AppendVisible(to, static_cast<TrapColumn>(column) == TrapColumn::DateTime
+                          ? dates.Of(rows_.EventTimeAt(row))
+                          : WholeText(row, static_cast<TrapColumn>(column), made));
+  };
+}
+
 QString TrapsTableModel::ToolTip(std::size_t row, TrapColumn column) const {
   const store::IncomingTrap trap = rows_.At(row);
   switch (column) {
     case TrapColumn::DateTime:
       return PlainToolTip(ToQString(store::SeverityName(trap.Severity)));
     case TrapColumn::Source:
-      return PlainToolTip(Shown(trap.SystemName) % QLatin1String(" (") % Shown(trap.SystemAddress) %
+      return PlainToolTip(ShownText(trap.SystemName) % QLatin1String(" (") % ShownText(trap.SystemAddress) %
                           QLatin1Char(')'));
     case TrapColumn::TrapName:
-      return PlainToolTip(Shown(trap.TrapName()) % QLatin1Char('\n') % Shown(trap.EnterpriseName()) %
-                          QLatin1String(" (") % Shown(trap.EnterpriseOid) % QLatin1Char(')'));
+      return PlainToolTip(ShownText(trap.TrapName()) % QLatin1Char('\n') % ShownText(trap.EnterpriseName()) %
+                          QLatin1String(" (") % ShownText(trap.EnterpriseOid) % QLatin1Char(')'));
     case TrapColumn::Variables:
-      return trap.VarBinds.empty() ? QString() : PlainToolTip(Shown(trap.VarBinds));
+      return trap.VarBinds.empty() ? QString() : PlainToolTip(ShownText(trap.VarBinds));
   }
   return {};
 }
@@ -176,9 +134,7 @@ QVariant TrapsTableModel::data(const QModelIndex& index, int role) const {
   std::string made;
   switch (role) {
     case Qt::DisplayRole:
-      return Shown(WholeText(row, column, made));
-    case kWholeTextRole:
-      return ToVisibleQString(WholeText(row, column, made));
+      return ShownText(WholeText(row, column, made));
     case Qt::DecorationRole: {
       if (!first) {
         return {};
@@ -189,7 +145,7 @@ QVariant TrapsTableModel::data(const QModelIndex& index, int role) const {
     case Qt::ToolTipRole:
       return ToolTip(row, column);
     case Qt::AccessibleTextRole: {
-      const QString text = Shown(WholeText(row, column, made));
+      const QString text = ShownText(WholeText(row, column, made));
       return first ? ToQString(store::SeverityName(rows_.SeverityAt(row))) % QLatin1String(", ") % text
                    : text;
     }
@@ -276,8 +232,24 @@ void TrapsTableModel::RowsAboutToBeAppended(std::size_t count) {
 void TrapsTableModel::RowsAppended() {
   const bool unsorted = order_.RowsAppended();
   endInsertRows();
-  if (unsorted) {
-    ChangeLayout([&] { order_.MergeAppended(); });
+  // So that the list is sorted a few times while it grows and not with each batch.
+  const bool wait = loading_ && rows_.Count() < 2 * order_.SortedCount();
+  if (unsorted && !wait) {
+    MergeAppended();
+  }
+}
+
+void TrapsTableModel::MergeAppended() {
+  const WaitPointer wait(rows_.Count() >= kManyRows);
+  ChangeLayout([&] { order_.MergeAppended(); });
+}
+
+void TrapsTableModel::SetLoading(bool loading) {
+  loading_ = loading;
+  if (!loading_ && order_.SortedBy() && order_.SortedCount() < rows_.Count()) {
+    BatchBegins();
+    MergeAppended();
+    BatchEnds();
   }
 }
 

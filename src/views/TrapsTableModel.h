@@ -16,13 +16,15 @@
 
 #include "common/ProcessState.h"
 #include "common/qt/Icons.h"
+#include "common/qt/ListHabits.h"
+#include "views/ShownTraps.h"
 #include "views/TrapOrder.h"
 #include "views/TrapRows.h"
 #include "views/TrapRowsListener.h"
 
 namespace korvane::views {
 
-class TrapsTableModel : public QAbstractTableModel, public TrapRowsListener {
+class TrapsTableModel : public QAbstractTableModel, public WritesCells, public TrapRowsListener {
   Q_OBJECT
 
  public:
@@ -47,6 +49,10 @@ class TrapsTableModel : public QAbstractTableModel, public TrapRowsListener {
   // Column -1: as they arrived.
   void sort(int column, Qt::SortOrder order = Qt::AscendingOrder) override;
 
+  // While rows are appended by the thousand, those of a sorted list wait at its end until it pays to put them
+  // into their places; all of them are there once this is over.
+  void SetLoading(bool loading);
+
   // From a position in the list as it is shown to a row of the storage, and back.
   std::uint32_t RowAt(int position) const {
     return static_cast<std::uint32_t>(order_.RowAt(static_cast<std::size_t>(position)));
@@ -54,9 +60,14 @@ class TrapsTableModel : public QAbstractTableModel, public TrapRowsListener {
   int PositionOf(std::size_t row) const;  // looks at every row of a sorted list
   bool IsArrivalOrder() const { return !order_.SortedBy(); }
   const TrapRows& Rows() const { return rows_; }
+  // The list as it is shown, until it changes.
+  ShownTraps Shown() const {
+    return {.Rows = rows_, .Order = order_, .Source = shown_, .TimeZoneBias = state_.gTimeZoneBias};
+  }
 
   // The whole text of a cell, visible symbols for what could mislead.
   QString CellText(int position, TrapColumn column) const;
+  CellWriter CellTexts() const override;
 
   void BatchBegins() override;
   void BatchEnds() override;
@@ -76,6 +87,7 @@ class TrapsTableModel : public QAbstractTableModel, public TrapRowsListener {
  private:
   template <class Change>
   void ChangeLayout(Change change);
+  void MergeAppended();
   // As received; made holds what is not stored as text.
   std::string_view WholeText(std::size_t row, TrapColumn column, std::string& made) const;
   QVariant HiddenValue(std::size_t row, int role) const;
@@ -85,6 +97,7 @@ class TrapsTableModel : public QAbstractTableModel, public TrapRowsListener {
   const ProcessState& state_;
   SourceShown shown_;
   TrapOrder order_;
+  bool loading_ = false;
   std::array<QIcon, 6> severityIcons_;  // by severity code
 };
 

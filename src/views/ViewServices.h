@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,6 +39,8 @@ class ViewWindows {
   // Traps were acknowledged in the store: they leave every Traps window and the Systems window's counts.
   virtual void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) = 0;
   virtual void SystemAcknowledged(const System& system, std::int32_t beforeTime) = 0;
+  // The operator's notes on a trap were stored: every list that holds the trap shows them.
+  virtual void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) = 0;
 };
 
 struct ViewServices {
@@ -52,6 +56,10 @@ struct ViewServices {
   platform::Clock& Clock;
   platform::SettingsStore& Settings;
   intake::ReceiverLibrary& Library;
+  platform::Programs& Programs;
+  std::string InstallPath;  // where the printed report goes
+  // A connection of one's own: for a long read, or a transaction.  Safe on any thread; throws DatabaseError.
+  std::function<std::unique_ptr<store::Connection>(store::ConnectionOptions)> OpenConnection;
 };
 
 }  // namespace korvane::views

@@ -9,17 +9,23 @@
 #include <QShortcut>
 #include <QTimer>
 #include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <string>
 
+#include "common/qt/ColumnWidths.h"
 #include "common/qt/CountPillDelegate.h"
 #include "common/qt/KorvaneStyle.h"
+#include "common/qt/ListHabits.h"
 #include "common/qt/QtText.h"
 #include "ui_frmDevices.h"
-#include "views/ListHabits.h"
 #include "views/SystemsTableModel.h"
 
 namespace korvane::views {
 namespace {
 
+constexpr std::string_view kSettingsSection = "Settings";
+constexpr std::string_view kSortingSetting = "SystemsSorting";
 constexpr int kCheckTrapsMilliseconds = 3000;
 constexpr int kResolveMilliseconds = 4000;
 constexpr int kLeastNameWidth = 190;
@@ -56,14 +62,16 @@ void frmDevices::SetUpList() {
   }
   QHeaderView& header = *list.horizontalHeader();
   header.setSortIndicatorClearable(true);
-  header.setSortIndicator(-1, Qt::AscendingOrder);
+  RestoreSorting();
   list.setSortingEnabled(true);
+  connect(&header, &QHeaderView::sortIndicatorChanged, this, &frmDevices::SaveSorting);
+  widths_ = std::make_unique<ColumnWidths>(list, services_.Settings, "SystemsColumnWidths",
+                                           static_cast<int>(kSystemsCaptions.size()));
   FillWidth();
-  connect(&header, &QHeaderView::sectionResized, this,
-          [this] { columnsByHand_ = columnsByHand_ || !filling_; });
   list.viewport()->installEventFilter(this);
   SetEmptyText(list, QStringLiteral("No traps from any system yet"));
   CopyRowsByShortcut(list);
+  SortByShortcuts(list);
 
   connect(&list, &QTableView::customContextMenuRequested, this, &frmDevices::RequestPopUp);
   connect(&list, &QTableView::doubleClicked, this, &frmDevices::ShowPerDeviceWindow);
@@ -134,7 +142,7 @@ void frmDevices::TickResolve() {
 }
 
 bool frmDevices::eventFilter(QObject* watched, QEvent* event) {
-  if (event->type() == QEvent::Resize && !columnsByHand_) {
+  if (event->type() == QEvent::Resize) {
     FillWidth();
   }
   return QWidget::eventFilter(watched, event);
@@ -143,21 +151,39 @@ bool frmDevices::eventFilter(QObject* watched, QEvent* event) {
 // The rows fill the list until the operator has set a column: names and addresses take what they can use of
 // the room, the counts share the rest.
 void frmDevices::FillWidth() {
-  QHeaderView& header = *ui_->lvDevices->horizontalHeader();
+  if (widths_->ByHand()) {
+    return;
+  }
   const auto counts = static_cast<int>(kCountColumnSeverities.size());
   const int room =
       ui_->lvDevices->viewport()->width() - kLeastNameWidth - kLeastAddressWidth - counts * kCountWidth;
   const int forName = std::clamp(room, 0, kMostNameWidth - kLeastNameWidth);
   const int forAddress = std::clamp(room - forName, 0, kMostAddressWidth - kLeastAddressWidth);
   const int forCounts = std::max(0, room - forName - forAddress);
-  filling_ = true;
-  header.resizeSection(0, kLeastNameWidth + forName);
-  header.resizeSection(1, kLeastAddressWidth + forAddress);
+  std::vector<int> widths = {kLeastNameWidth + forName, kLeastAddressWidth + forAddress};
   for (int i = 0; i < counts; ++i) {
     const int share = forCounts * (i + 1) / counts - forCounts * i / counts;
-    header.resizeSection(static_cast<int>(kFirstCountColumn) + i, kCountWidth + share);
+    widths.push_back(kCountWidth + share);
   }
-  filling_ = false;
+  widths_->Set(widths);
+}
+
+// The order the operator left: the column from 1, negative when descending, 0 for the order of arrival.
+void frmDevices::RestoreSorting() {
+  const std::string text = services_.Settings.GetSetting(kSettingsSection, kSortingSetting, {});
+  int kept = 0;
+  std::from_chars(text.data(), text.data() + text.size(), kept);
+  const int columns = table_->columnCount();
+  if (kept < -columns || kept > columns) {
+    kept = 0;
+  }
+  ui_->lvDevices->horizontalHeader()->setSortIndicator(std::abs(kept) - 1,
+                                                       kept < 0 ? Qt::DescendingOrder : Qt::AscendingOrder);
+}
+
+void frmDevices::SaveSorting(int column, Qt::SortOrder order) {
+  const int kept = order == Qt::DescendingOrder ? -(column + 1) : column + 1;
+  services_.Settings.SaveSetting(kSettingsSection, kSortingSetting, std::to_string(kept));
 }
 
 // Whoever points into the list, or works in it by keyboard with a row selected, must find the row where it

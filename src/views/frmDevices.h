@@ -22,6 +22,10 @@ namespace Ui {
 class frmDevices;
 }
 
+namespace korvane {
+class ColumnWidths;
+}
+
 namespace korvane::views {
 
 class SystemsTableModel;
@@ -62,6 +66,8 @@ class frmDevices : public QWidget, public Form {
   void SetUpStatusBar();
   void SetUpTimers();
   void FillWidth();
+  void RestoreSorting();
+  void SaveSorting(int column, Qt::SortOrder order);
   void RequestPopUp(const QPoint& position);
   void ShowStatus();
   void ClearNewsOfSelection();
@@ -77,13 +83,11 @@ class frmDevices : public QWidget, public Form {
   ViewServices& services_;
   ViewWindows& windows_;
   std::unique_ptr<Ui::frmDevices> ui_;
+  std::unique_ptr<ColumnWidths> widths_;
   SystemsTableModel* table_ = nullptr;
   QTimer* tmrCheckTraps_ = nullptr;
   QTimer* tmrResolve_ = nullptr;
   std::array<QLabel*, kStatusTexts> statusLabels_{};
-
-  bool columnsByHand_ = false;
-  bool filling_ = false;
 
   // What the operator had before the rows were loaded again.
   std::vector<const System*> selectedBefore_;

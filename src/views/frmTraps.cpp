@@ -4,11 +4,15 @@
 #include <QLabel>
 #include <utility>
 
+#include "common/qt/ListHabits.h"
 #include "common/qt/QtText.h"
 #include "params/ParametersLists.h"
 #include "params/frmNewWindParams.h"
 #include "ui_frmTraps.h"
+#include "views/FindBar.h"
+#include "views/PrintedReport.h"
 #include "views/TrapsList.h"
+#include "views/frmTrapDetail.h"
 
 namespace korvane::views {
 namespace {
@@ -29,6 +33,7 @@ frmTraps::frmTraps(ViewServices& services, ViewWindows& windows, WindowKind kind
                    params::WindowParameters parameters, const System* system, QWidget* parent)
     : QWidget(parent),
       services_(services),
+      windows_(windows),
       model_(services, windows, kind, std::move(parameters), system),
       table_(model_.Rows(), services.State, SourceShown::SourceText),
       ui_(std::make_unique<Ui::frmTraps>()) {
@@ -39,6 +44,8 @@ frmTraps::frmTraps(ViewServices& services, ViewWindows& windows, WindowKind kind
   totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
   list_ = std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Settings, std::string(kWidthsSetting),
                                       tr("No unacknowledged traps"));
+  findBar_ = new FindBar(*ui_->lvTraps, table_, *list_, this);
+  ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1, findBar_);
   setFocusProxy(ui_->lvTraps);
   model_.UseListener(&table_);
 
@@ -92,13 +99,13 @@ bool frmTraps::HasTraps() {
 
 void frmTraps::ShowTrapDetail() {
   if (HasTraps()) {
-    Q_EMIT TrapDetailRequested(list_->SelectedPosition().value_or(0));
+    ShowTrapDetailDialog(services_, windows_, table_, *list_, this);
   }
 }
 
 void frmTraps::Printable() {
   if (HasTraps()) {
-    Q_EMIT PrintRequested();
+    PrintTraps(services_, ToUtf8(windowTitle()), table_.Shown());
   }
 }
 
@@ -113,6 +120,22 @@ void frmTraps::ShowWindowParameters() {
 
 void frmTraps::Custom_Activate() {
   ShowStatus();
+}
+
+void frmTraps::ShowFindBar() {
+  findBar_->Open();
+}
+
+void frmTraps::CopySelection() {
+  CopySelectedRows(*ui_->lvTraps);
+}
+
+void frmTraps::SelectAllTraps() {
+  ui_->lvTraps->selectAll();
+}
+
+void frmTraps::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
+  model_.NotesSaved(sequenceNumber, notes);
 }
 
 void frmTraps::TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) {

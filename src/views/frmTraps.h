@@ -10,9 +10,9 @@
 #include <string_view>
 #include <vector>
 
-#include "common/OpenForms.h"
 #include "intake/Intake.h"
 #include "params/WindowParameters.h"
+#include "views/TrapListWindow.h"
 #include "views/TrapsModel.h"
 #include "views/TrapsTableModel.h"
 #include "views/ViewServices.h"
@@ -25,9 +25,10 @@ class frmTraps;
 
 namespace korvane::views {
 
+class FindBar;
 class TrapsList;
 
-class frmTraps : public QWidget, public Form, public intake::TrapsWindow {
+class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWindow {
   Q_OBJECT
 
  public:
@@ -43,14 +44,18 @@ class frmTraps : public QWidget, public Form, public intake::TrapsWindow {
   void PublicAddTraps(const store::IncomingTrap& trap) override;
   void UpdateStatusBar() override;
 
-  void Reset();
+  void Reset() override;
   // Acknowledges the selected traps; says so when the list is empty.
   void AcknowledgeTrap();
-  // With an empty list these two show their message; otherwise they emit the signal below.
-  void ShowTrapDetail();
-  void Printable();
-  void ShowWindowParameters();
-  void Custom_Activate();
+  // With an empty list these two only say so.
+  void ShowTrapDetail() override;
+  void Printable() override;
+  void ShowWindowParameters() override;
+  void Custom_Activate() override;
+  void ShowFindBar() override;
+  void CopySelection() override;
+  void SelectAllTraps() override;
+  void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
 
   // For ViewWindows: traps acknowledged somewhere leave the list.
   void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers);
@@ -61,9 +66,6 @@ class frmTraps : public QWidget, public Form, public intake::TrapsWindow {
   TrapsList& List() { return *list_; }
 
  Q_SIGNALS:
-  // position: of the trap in the list as it is shown, from 0.
-  void TrapDetailRequested(int position);
-  void PrintRequested();
   // A right click or the menu key on the list.
   void ContextMenuRequested(const QPoint& globalPosition);
 
@@ -75,10 +77,12 @@ class frmTraps : public QWidget, public Form, public intake::TrapsWindow {
   bool HasTraps();
 
   ViewServices& services_;
+  ViewWindows& windows_;
   TrapsModel model_;
   TrapsTableModel table_;
   std::unique_ptr<Ui::frmTraps> ui_;
   std::unique_ptr<TrapsList> list_;
+  FindBar* findBar_;
   QLabel* maximumTraps_;
   QLabel* selectedTrap_;
   QLabel* totalTraps_;

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <QAbstractItemModelTester>
+#include <QAccessible>
 #include <QApplication>
 #include <QClipboard>
 #include <QContextMenuEvent>
@@ -26,6 +27,7 @@ class RecordingWindows : public ViewWindows {
   void OpenSystemTraps(const System& system) override { Opened.push_back(system.Name); }
   void TrapsAcknowledged(const std::vector<std::int32_t>&) override {}
   void SystemAcknowledged(const System&, std::int32_t) override {}
+  void NotesSaved(std::int32_t, std::string_view) override {}
   std::vector<std::string> Opened;
 };
 
@@ -138,6 +140,57 @@ TEST_F(DevicesTest, SortsStableByHeaderAndBackToArrivalOrder) {
   EXPECT_EQ(Names(), arrival);
   ClickHeader(2);  // Critical: 1, 1, 0; equals keep their order
   EXPECT_EQ(Names(), arrival);
+}
+
+TEST_F(DevicesTest, SortsByKeyAndSaysSo) {
+  Window.Load();
+  Deliver({{"b", 5}, {"a", 5}, {"a", 5}});
+  Tick();
+  const auto header = [&] {
+    // The first cell is the corner.
+    return QAccessible::queryAccessibleInterface(&List)->child(3)->text(QAccessible::Name).toStdString();
+  };
+  EXPECT_EQ(header(), "Critical");
+  EXPECT_EQ(List.model()->headerData(2, Qt::Horizontal, Qt::ToolTipRole).toString(),
+            QStringLiteral("Sort (Ctrl+3)"));
+  const std::array<std::pair<std::vector<std::string>, std::string>, 3> presses = {
+      {{{"a", "b"}, "Critical, sorted descending"},
+       {{"b", "a"}, "Critical, sorted ascending"},
+       {{"b", "a"}, "Critical"}}};
+  for (const auto& [names, said] : presses) {
+    QTest::keyClick(&List, Qt::Key_3, Qt::ControlModifier);
+    EXPECT_EQ(Names(), names);
+    EXPECT_EQ(header(), said);
+  }
+}
+
+TEST_F(DevicesTest, WidthsAndSortingAreKeptAndDamagedOnesIgnored) {
+  const auto open = [&](const auto& use) {
+    frmDevices window(Model, Services, Frame);
+    window.resize(1200, 400);
+    window.show();
+    use(*window.findChild<QTableView*>());
+  };
+  int filled = 0;
+  open([&](QTableView& list) {
+    filled = list.columnWidth(7);
+    list.setColumnWidth(7, 131);
+    list.horizontalHeader()->setSortIndicator(2, Qt::DescendingOrder);
+  });
+  ASSERT_NE(filled, 131);
+  open([&](QTableView& list) {
+    EXPECT_EQ(list.columnWidth(7), 131);
+    EXPECT_EQ(list.model()->headerData(2, Qt::Horizontal, Qt::AccessibleTextRole).toString(),
+              QStringLiteral("Critical, sorted descending"));
+  });
+  for (const char* damaged : {"", "9", "-2147483648", "x"}) {
+    Machine.Settings.Values["Settings/SystemsColumnWidths"] = damaged;
+    Machine.Settings.Values["Settings/SystemsSorting"] = damaged;
+    open([&](QTableView& list) {
+      EXPECT_EQ(list.columnWidth(7), filled) << damaged;
+      EXPECT_EQ(list.horizontalHeader()->sortIndicatorSection(), -1) << damaged;
+    });
+  }
 }
 
 TEST_F(DevicesTest, ASortedListMovesOnlyWhileNobodyReadsIt) {

@@ -145,8 +145,9 @@ struct SystemsFixture : testing::Test {
   store::TrapNames Names{Connection};
   views::Systems SystemList;
   views::LoadBounds Bounds;
-  views::ViewServices Services{Connection, Names, Categories, SystemList,    Bounds,           State,
-                               Prompt,     Busy,  DebugLog,   Machine.Clock, Machine.Settings, Library};
+  views::ViewServices Services{Connection,       Names, Categories, SystemList,    Bounds,           State,
+                               Prompt,           Busy,  DebugLog,   Machine.Clock, Machine.Settings, Library,
+                               Machine.Programs, {},    {}};
   views::SystemsModel Model{Services, Question};
   intake::Intake Intake{Library, Names, SystemList, Model, Windows, State, Prompt, DebugLog};
 };

@@ -12,7 +12,6 @@ namespace {
 
 using test::StoredTrap;
 using testing::ElementsAre;
-using testing::Pair;
 
 constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
 
@@ -42,16 +41,6 @@ TEST_F(SystemsModelTest, TheQuestionIsAskedOnlyAboveTheLimit) {
   EXPECT_EQ(Busy.Depth(), 0);
 }
 
-TEST_F(SystemsModelTest, OneTrapMoreAndRecentTrapsStayWithinTheLimit) {
-  AddStored(15);
-  Model.Load();
-  EXPECT_THAT(Question.Asked, ElementsAre(Pair(15, 10)));
-  // Time 15 is the mark and comes from the library; 14 to 5 are the ten that find room.
-  EXPECT_EQ(Bounds.LowerBound, 4);
-  EXPECT_EQ(TotalOf("router1"), 10);
-  EXPECT_EQ(Busy.Depth(), 0);
-}
-
 TEST_F(SystemsModelTest, TheLowerBoundHoldsWhenManyTrapsShareASecond) {
   AddStored(5, 101);
   std::vector<StoredTrap> burst(20);
@@ -71,8 +60,9 @@ TEST_F(SystemsModelTest, TheLowerBoundHoldsWhenManyTrapsShareASecond) {
   test::ScriptedViewOption question;
   LoadBounds bounds;
   Systems list;
-  ViewServices services{Connection, Names, Categories, list,          bounds,           State,
-                        Prompt,     Busy,  DebugLog,   Machine.Clock, Machine.Settings, Library};
+  ViewServices services{Connection,       Names, Categories, list,          bounds,           State,
+                        Prompt,           Busy,  DebugLog,   Machine.Clock, Machine.Settings, Library,
+                        Machine.Programs, {},    {}};
   SystemsModel model(services, question);
   model.Load();
   EXPECT_EQ(question.Asked.size(), 1U);

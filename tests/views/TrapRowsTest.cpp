@@ -86,7 +86,8 @@ class RowMaker {
       case 3:
         return "ifIndex=1" + std::string(static_cast<std::size_t>(Below(20)), '\0');
       default:
-        return (Below(2) == 0 ? "ifIndex=" : "IFINDEX=") + std::to_string(Below(30));
+        return (Below(2) == 0 ? "linkDown on ifIndex=" : "LINKDOWN on IFINDEX=") +
+               std::to_string(Below(3000));
     }
   }
 

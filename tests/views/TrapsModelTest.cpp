@@ -6,7 +6,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <limits>
 
 #include "support/TempFolder.h"
 #include "views/TrapsWorld.h"
@@ -18,8 +17,6 @@ using test::Numbers;
 using test::StoredTrap;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
 
 // A view that keeps its own copy by the notifications alone, as a table view does.
 class Mirror : public TrapRowsListener {
@@ -155,49 +152,6 @@ TEST_F(TrapsModelTest, EachKindTakesItsTraps) {
   EXPECT_THAT(Numbers(still->Rows()), ElementsAre(1, 2, 3));
 }
 
-// The store holds traps at 10 to 50 when the console starts; 60 and, late, 5 come while it runs.
-TEST_F(TrapsModelTest, LoadsWithinTheBoundsOfTheViewOption) {
-  for (std::int32_t time = 10; time <= 50; time += 10) {
-    Store(time, time);
-  }
-  struct Case {
-    ViewOption Option;
-    std::optional<std::int32_t> Lower;
-    std::vector<std::int32_t> AtStart;
-    std::vector<std::int32_t> Later;
-  };
-  const Case cases[] = {
-      {ViewOption::NotAsked, std::nullopt, {10, 20, 30, 40}, {5, 10, 20, 30, 40, 50, 60}},
-      {ViewOption::LoadRecentTraps, 20, {30, 40}, {5, 30, 40, 50, 60}},
-      {ViewOption::ShowOnlyNewTraps, std::nullopt, {}, {5, 50, 60}},
-  };
-  const auto arrive = [&](std::int32_t number) { Store(number, number); };
-  for (const Case& one : cases) {
-    SCOPED_TRACE(static_cast<int>(one.Option));
-    world_.Store.Execute("DELETE FROM EventTrap WHERE SequenceNumber IN (5, 60)");
-    world_.State.gLastTrapTime = 50;
-    world_.Bounds = LoadBounds{.Option = one.Option, .StartMark = 50, .LowerBound = one.Lower};
-    auto first = world_.Open();
-    first->Reset();
-    EXPECT_EQ(Numbers(first->Rows()), one.AtStart);
-
-    world_.Bounds.InitialLoad = false;
-    for (const std::int32_t number : {50, 60, 5}) {
-      if (number != 50) {
-        arrive(number);
-      }
-      world_.Deliver(Trap(number, number), {first.get()});
-    }
-    first->UpdateStatusBar();
-    auto second = world_.Open();
-    second->Reset();
-    EXPECT_EQ(Numbers(second->Rows()), one.Later);
-    EXPECT_THAT(Numbers(first->Rows()), testing::UnorderedElementsAreArray(one.Later));
-    world_.Windows.Models.clear();
-  }
-  EXPECT_EQ(RangeOfLoad(LoadBounds{.Option = ViewOption::ShowOnlyNewTraps}, 7).Upper, kLowest);
-}
-
 TEST_F(TrapsModelTest, AdmitsNoTrapTwice) {
   world_.State.gMaxViewTraps = 3;
   world_.State.gLastTrapTime = 104;
@@ -231,14 +185,18 @@ TEST_F(TrapsModelTest, AFailingLoadKeepsWhatWasRead) {
   std::filesystem::current_path(folder.Path());
   world_.State.gDebugMode = true;
   Store(1, 101);
-  Store(2, 102);
+  StoredTrap link = Trap(2, 102);
+  link.EventDescription = "Link";
+  world_.Store.AddTrap(link);
   StoredTrap unknown = Trap(3, 103);
   unknown.EnterpriseOid = "1.3.6.1.4.1.99";
   world_.Store.AddTrap(unknown);
   auto model = world_.Open();
+  auto second = world_.Open(WindowKind::Selected, {.VarBindsMatch = "link"});
   Mirror mirror(*model);
   model->UseListener(&mirror);
-  model->Reset();
+  const std::vector<StoredTrapsTaker*> both = {model.get(), second.get()};
+  LoadStoredTraps(world_.Services, both);
   ASSERT_EQ(mirror.Shown.size(), 3U);
 
   // Names that are still cached need no table.
@@ -249,8 +207,9 @@ TEST_F(TrapsModelTest, AFailingLoadKeepsWhatWasRead) {
   known.SpecificTrap = 1;
   world_.Names.GetTrapName(known);
   world_.Store.Execute("DROP TABLE EventStructure");
-  model->Reset();
+  LoadStoredTraps(world_.Services, both);
   EXPECT_THAT(mirror.Shown, ElementsAre(1, 2));
+  EXPECT_THAT(Numbers(second->Rows()), ElementsAre(2));
 
   world_.Store.Execute("DROP TABLE EventTrap");
   model->Reset();

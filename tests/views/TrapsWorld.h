@@ -20,6 +20,7 @@
 #include "support/FakePlatform.h"
 #include "support/RecordingBusy.h"
 #include "support/ScriptedPrompts.h"
+#include "support/TempFolder.h"
 #include "support/TestStore.h"
 #include "views/Systems.h"
 #include "views/TrapsModel.h"
@@ -50,6 +51,12 @@ class OpenModels : public views::ViewWindows {
     SystemsTold.emplace_back(system.Name, beforeTime);
     for (views::TrapsModel* model : Models) {
       model->RemoveAcknowledged(system, beforeTime);
+    }
+  }
+
+  void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override {
+    for (views::TrapsModel* model : Models) {
+      model->NotesSaved(sequenceNumber, notes);
     }
   }
 
@@ -100,6 +107,7 @@ struct TrapsWorld {
     trap.SequenceNumber = stored.SequenceNumber;
     State.gLastTrapTime = std::max(State.gLastTrapTime, stored.EventTime);
     intake::CompleteStoredTrap(trap, SystemList, Names);
+    views::NoteDelivered(Bounds, trap.EventTime, trap.SequenceNumber);
     if (trap.Filtered) {
       return;
     }
@@ -129,9 +137,26 @@ struct TrapsWorld {
   views::LoadBounds Bounds;
   SilentLibrary Library;
   OpenModels Windows;
-  views::ViewServices Services{Connection, Names,          Categories,        SystemList,
-                               Bounds,     State,          Prompts,           Busy,
-                               DebugLog,   Platform.Clock, Platform.Settings, Library};
+  TempFolder InstallFolder;
+  views::ViewServices Services{Connection,
+                               Names,
+                               Categories,
+                               SystemList,
+                               Bounds,
+                               State,
+                               Prompts,
+                               Busy,
+                               DebugLog,
+                               Platform.Clock,
+                               Platform.Settings,
+                               Library,
+                               Platform.Programs,
+                               InstallFolder.Path().string(),
+                               [this](store::ConnectionOptions) {
+                                 auto connection = std::make_unique<store::Connection>();
+                                 Store.Connect(*connection);
+                                 return connection;
+                               }};
 };
 
 inline std::vector<std::int32_t> Numbers(const views::TrapRows& rows) {

@@ -2,7 +2,7 @@ korvane_test(views_systems_test
   SOURCES CountedTrapsTest.cpp SystemsTest.cpp SystemsModelTest.cpp
   LABELS core)
 korvane_test(views_engines_test
-  SOURCES SystemsOnEnginesTest.cpp
+  SOURCES ReportsOnEnginesTest.cpp SystemsOnEnginesTest.cpp
   LABELS core
   PROPERTIES FIXTURES_REQUIRED database_servers)
 korvane_windows_test(views_devices_test

@@ -1,0 +1,95 @@
+// The filters changed while ten Traps windows of 10,000 rows each are open: the Systems window's counts and
+// every window are loaded anew, against one bare block fetch of the same rows.  Once the windows divide the
+// store among them; once each of them shows all of it, the most that can be asked of one row.
+#include <fmt/format.h>
+
+#include <cstdlib>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "BareFetch.h"
+#include "BenchRules.h"
+#include "BenchStore.h"
+#include "store/Statements.h"
+#include "views/StoredTraps.h"
+#include "views/SystemsModel.h"
+#include "views/TrapsWorld.h"
+
+namespace {
+
+using namespace korvane;
+
+constexpr std::size_t kWindows = 10;
+constexpr std::size_t kRowsOfWindow = 10'000;
+
+class NoQuestion : public views::ViewOptionQuestion {
+ public:
+  views::ViewOption AskViewOption(std::int64_t, std::int32_t) override { return views::ViewOption::NotAsked; }
+};
+
+void Expect(bool condition, const char* what) {
+  if (!condition) {
+    fmt::print("{}\n", what);
+    std::exit(1);
+  }
+}
+
+// Every filter change empties the name cache, so the names are looked up again too.
+void ChangeFilters(test::TrapsWorld& world, int round) {
+  world.Store.AddFilter({.Source_Agent = fmt::format("192.0.2.{}", round)});
+  world.ReadRules();
+}
+
+void Measure(const char* what, std::int32_t stored, params::WindowParameters (*parametersOf)(std::size_t)) {
+  test::TrapsWorld world;
+  bench::AddNames(world.Store);
+  bench::AddRules(world.Store);
+  bench::FillWithTraps(world.Store, stored);
+  world.ReadRules();
+  world.State.gLastTrapTime = 2'000'000'000;
+  world.State.gMaxViewTraps = stored;
+  NoQuestion question;
+  views::SystemsModel systems(world.Services, question);
+  std::vector<std::unique_ptr<views::TrapsModel>> models;
+  std::vector<views::StoredTrapsTaker*> takers = {&systems};
+  for (std::size_t window = 0; window < kWindows; ++window) {
+    models.push_back(world.Open(views::WindowKind::Selected, parametersOf(window)));
+    takers.push_back(models.back().get());
+  }
+  std::vector<double> bare;
+  std::vector<double> together;
+  std::vector<double> counts;
+  const std::string statement = store::TrapsLoadStatement(world.State.gLastTrapTime + 1);
+  for (int round = 0; round < 9; ++round) {
+    bare.push_back(bench::Milliseconds([&] {
+      Expect(bench::BareBlockFetch(world.Connection, statement) == static_cast<std::size_t>(stored),
+             "the fetch did not see every trap");
+    }));
+    ChangeFilters(world, round);
+    together.push_back(bench::Milliseconds([&] { views::LoadStoredTraps(world.Services, takers); }));
+    for (const auto& model : models) {
+      Expect(model->Rows().Count() == kRowsOfWindow, "rows are missing");
+    }
+    Expect(systems.StatusTexts()[4] == fmt::format("Total Traps: {} ", stored), "counts are missing");
+    counts.push_back(bench::Milliseconds([&] { systems.Reset(); }));
+  }
+  const double limit = bench::Median(bare);
+  fmt::print(
+      "{}\n  bare block fetch {:.0f} ms; counts and ten windows {:.0f} ms; ratio {:.2f} (under 10)\n"
+      "  the counts alone, by a read of their own, would add {:.0f} ms; ratio {:.2f}\n",
+      what, limit, bench::Median(together), bench::Median(together) / limit, bench::Median(counts),
+      bench::Median(counts) / limit);
+}
+
+}  // namespace
+
+int main() {
+  Measure("100,000 stored traps, each in one of the windows", 100'000, [](std::size_t window) {
+    return params::WindowParameters{.Enterprise = fmt::format("vendor{}", window),
+                                    .VarBindsMatch = "tengige"};
+  });
+  Measure("10,000 stored traps, all of them in every window", 10'000, [](std::size_t window) {
+    return params::WindowParameters{.VarBindsMatch = window % 2 == 0 ? "1.3.6.1.2" : "TENGIGE"};
+  });
+}

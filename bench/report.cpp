@@ -1,0 +1,171 @@
+// A million stored traps into a Report / History window on a screen that is not there: from OK to the filled
+// list against the bare block fetch of the same statement, when the first traps are painted, how long the
+// window is ever held up, what sorting costs, and the memory that the rows take.
+#include <fmt/format.h>
+#include <malloc.h>
+
+#include <QApplication>
+#include <QEvent>
+#include <QTableView>
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "BareFetch.h"
+#include "BenchMemory.h"
+#include "BenchRules.h"
+#include "BenchStore.h"
+#include "platform/linux/LinuxPlatform.h"
+#include "store/Statements.h"
+#include "views/TrapsWorld.h"
+#include "views/frmReport.h"
+
+namespace {
+
+using namespace korvane;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::int32_t kTraps = 1'000'000;
+constexpr std::int32_t kFrom = 0;
+constexpr std::int32_t kTo = 2'000'000'000;
+constexpr std::array<const char*, views::kTrapColumns> kColumns = {"Date / Time", "Source", "Trap Name",
+                                                                   "Variables"};
+
+double MillisecondsSince(Clock::time_point start) {
+  return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+}
+
+// Notes when the list is painted first with a row in it.
+class FirstPaint : public QObject {
+ public:
+  FirstPaint(QTableView& view, Clock::time_point start) : view_(view), start_(start) {
+    view.viewport()->installEventFilter(this);
+  }
+  double Time = 0;
+
+ protected:
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() == QEvent::Paint && Time == 0 && view_.model()->rowCount() > 0) {
+      Time = MillisecondsSince(start_);
+    }
+    return false;
+  }
+
+ private:
+  QTableView& view_;
+  Clock::time_point start_;
+};
+
+struct Loaded {
+  double Whole = 0;
+  double Painted = 0;
+  double LongestHold = 0;  // between two looks at the event queue
+  double BytesPerRow = 0;
+  std::array<double, views::kTrapColumns> Sort{};
+};
+
+Loaded Load(test::TrapsWorld& world, views::ViewServices& services, bool sortWhileLoading) {
+  malloc_trim(0);
+  const std::size_t before = bench::HeapBytes();
+  Loaded result;
+  const Clock::time_point start = Clock::now();
+  views::frmReport report(services, world.Windows, {.FromTime = kFrom, .ToTime = kTo, .Window = {}});
+  report.resize(900, 600);
+  report.show();
+  auto* view = report.findChild<QTableView*>(QStringLiteral("lvTraps"));
+  FirstPaint painted(*view, start);
+  report.Reset();
+  if (sortWhileLoading) {
+    view->sortByColumn(static_cast<int>(views::TrapColumn::Variables), Qt::AscendingOrder);
+  }
+  while (report.Model().State() == views::ReportState::Loading) {
+    const Clock::time_point turn = Clock::now();
+    QApplication::processEvents(QEventLoop::AllEvents);
+    result.LongestHold = std::max(result.LongestHold, MillisecondsSince(turn));
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+  }
+  result.Whole = MillisecondsSince(start);
+  result.Painted = painted.Time;
+  if (report.Model().State() != views::ReportState::Complete || report.Model().Rows().Count() != kTraps) {
+    fmt::print("rows are missing: {}\n", report.Model().Notice());
+    std::exit(1);
+  }
+  const auto extra = static_cast<double>(bench::HeapBytes() - before) -
+                     static_cast<double>(bench::TextBytes(report.Model().Rows()));
+  result.BytesPerRow = extra / kTraps;
+  for (int column = 0; column < views::kTrapColumns; ++column) {
+    result.Sort[static_cast<std::size_t>(column)] = bench::Milliseconds([&] {
+      view->sortByColumn(column, Qt::DescendingOrder);
+      view->viewport()->repaint();
+    });
+  }
+  return result;
+}
+
+template <class Value>
+double MedianOf(const std::vector<Loaded>& all, Value value) {
+  std::vector<double> times;
+  std::ranges::transform(all, std::back_inserter(times), value);
+  return bench::Median(times);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  qputenv("QT_QPA_PLATFORM", "offscreen");
+  qputenv("QT_LOGGING_RULES", "qt.qpa.*=false");
+  const QApplication application(argc, argv);
+  test::TrapsWorld world;
+  const auto clock = platform::MakeClock();
+  views::ViewServices services{world.Connection,
+                               world.Names,
+                               world.Categories,
+                               world.SystemList,
+                               world.Bounds,
+                               world.State,
+                               world.Prompts,
+                               world.Busy,
+                               world.DebugLog,
+                               *clock,
+                               world.Platform.Settings,
+                               world.Library,
+                               world.Platform.Programs,
+                               world.InstallFolder.Path().string(),
+                               world.Services.OpenConnection};
+  bench::AddNames(world.Store);
+  bench::AddRules(world.Store);
+  bench::FillWithTraps(world.Store, kTraps);
+  world.ReadRules();
+  const std::string statement = store::ReportStatement(kFrom, kTo);
+
+  std::vector<double> bare;
+  std::vector<Loaded> loads;
+  std::vector<Loaded> sorted;
+  for (int round = 0; round < 5; ++round) {
+    bare.push_back(bench::Milliseconds([&] { bench::BareBlockFetch(world.Connection, statement); }));
+    loads.push_back(Load(world, services, false));
+    sorted.push_back(Load(world, services, true));
+  }
+  const double limit = bench::Median(bare);
+  const double whole = MedianOf(loads, &Loaded::Whole);
+  const double whileSorted = MedianOf(sorted, &Loaded::Whole);
+  fmt::print(
+      "a million stored traps: bare block fetch {:.0f} ms\n"
+      "  from OK to the filled report: {:.0f} ms; ratio {:.2f} (at most 1.3)\n"
+      "  first traps painted after {:.0f} ms (at most 200)\n"
+      "  the window was held up for {:.0f} ms at most\n"
+      "  sorted by its bindings while it loads: {:.0f} ms; ratio {:.2f}; held up for {:.0f} ms at most\n"
+      "  memory beside the rows' own text, with the list: {:.0f} bytes a row\n",
+      limit, whole, whole / limit, MedianOf(loads, &Loaded::Painted), MedianOf(loads, &Loaded::LongestHold),
+      whileSorted, whileSorted / limit, MedianOf(sorted, &Loaded::LongestHold),
+      MedianOf(loads, &Loaded::BytesPerRow));
+  for (std::size_t column = 0; column < kColumns.size(); ++column) {
+    fmt::print("  sorting by {}: {:.0f} ms (at most 1500)\n", kColumns[column],
+               MedianOf(loads, [column](const Loaded& load) { return load.Sort[column]; }));
+  }
+}

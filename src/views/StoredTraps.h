@@ -1,0 +1,40 @@
+// One read of the stored traps for everything that shows them: each trap is read and completed once and
+// offered to the Systems window's counts and to every Traps window that loads.  User-interface thread.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "store/TrapRecord.h"
+
+namespace korvane::views {
+
+struct LoadRange;
+struct ViewServices;
+
+class StoredTrapsTaker {
+ public:
+  virtual ~StoredTrapsTaker() = default;
+  // How many traps it showed before, for the progress; 0: not known.
+  virtual std::int64_t ExpectedTraps() const { return 0; }
+  virtual void LoadBegins() = 0;
+  // Asked before the trap's names are looked up.  False: its source alone rules it out, and a trap that
+  // nobody may take is passed over.
+  virtual bool MayTake(const store::IncomingTrap& trap) const = 0;
+  // A complete trap that is not filtered; the taker decides by itself whether it keeps it.
+  virtual void TakeStored(const store::IncomingTrap& trap) = 0;
+  // whole: false when a statement failed before the last trap.
+  virtual void LoadEnds(bool whole) = 0;
+};
+
+using StoredTrapsTakers = std::span<StoredTrapsTaker* const>;
+
+// Reads the statement's traps that belong to the range.  expected: as above.  Throws DatabaseError.
+void ReadStoredTraps(ViewServices& services, const LoadRange& range, std::string_view statement,
+                     std::int64_t expected, StoredTrapsTakers takers);
+
+// Loads all of them anew within the bounds of the loads, under one busy text.  A failing statement is logged.
+void LoadStoredTraps(ViewServices& services, StoredTrapsTakers takers);
+
+}  // namespace korvane::views
