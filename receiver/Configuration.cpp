@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <charconv>
 #include <system_error>
 
 #include "Files.h"
@@ -21,6 +22,26 @@ std::string TextValue(platform::RegistryStore& registry, std::string_view name) 
       registry.QueryValue(platform::RegistryHive::LocalMachine, kManagerKey, name, kReadAccess, kMaxBytes);
   return data && data->Type == platform::RegistryType::String ? std::string(TrimAtNul(data->Bytes))
                                                               : std::string();
+}
+
+// 0 when it is missing or no number.
+std::int32_t NumberValue(platform::RegistryStore& registry, std::string_view name) {
+  const auto data =
+      registry.QueryValue(platform::RegistryHive::LocalMachine, kManagerKey, name, kReadAccess, kMaxBytes);
+  if (!data) {
+    return 0;
+  }
+  std::uint32_t number = 0;
+  if (data->Type == platform::RegistryType::Dword && data->Bytes.size() == sizeof number) {
+    for (std::size_t i = 0; i < sizeof number; ++i) {
+      number |= std::uint32_t{static_cast<unsigned char>(data->Bytes[i])} << (8 * i);
+    }
+    return static_cast<std::int32_t>(number);
+  }
+  const std::string_view text = TrimAtNul(data->Bytes);
+  std::int32_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  return error == std::errc() && end == text.data() + text.size() ? value : 0;
 }
 
 }  // namespace
@@ -49,6 +70,8 @@ Configuration ReadConfiguration(platform::RegistryStore& registry) {
   if (const std::string file = TextValue(registry, kSnmpFileValue); !file.empty()) {
     configuration.SnmpFile = file;
   }
+  configuration.Ages = {.AckHours = NumberValue(registry, kAckFrequencyValue),
+                        .PurgeDays = NumberValue(registry, kPurgeFrequencyValue)};
   return configuration;
 }
 

@@ -2,6 +2,7 @@
 // the file of SNMP users is read again on request.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -17,10 +18,18 @@ inline constexpr std::string_view kListenAddressesValue = "KVListenAddresses";
 inline constexpr std::string_view kSpoolFolderValue = "KVSpoolDir";
 inline constexpr std::string_view kSnmpFileValue = "KVSnmpConfig";
 
+// Ages at which traps are acknowledged and deleted.  Nothing is done for a number below 1: a value that is
+// missing from the registry must not cost a trap.
+struct Intervals {
+  std::int32_t AckHours = 0;
+  std::int32_t PurgeDays = 0;
+};
+
 struct Configuration {
   std::vector<std::string> ListenAddresses = {"udp:162", "udp6:162"};
   std::filesystem::path SpoolFolder = "/var/spool/korvane";
   std::filesystem::path SnmpFile = "/etc/korvane/receiver.conf";
+  Intervals Ages;
 };
 
 Configuration ReadConfiguration(platform::RegistryStore& registry);

@@ -12,13 +12,16 @@
 #include <csignal>
 #include <future>
 #include <stdexcept>
+#include <stop_token>
 #include <system_error>
 #include <thread>
 #include <vector>
 
+#include "Alerts.h"
 #include "AnswerQueue.h"
 #include "Counters.h"
 #include "DatabaseTrapStore.h"
+#include "Housekeeping.h"
 #include "Listener.h"
 #include "Quarantine.h"
 #include "SnmpLibrary.h"
@@ -67,7 +70,7 @@ FileDescriptor MinuteTimer() {
 
 class Service {
  public:
-  Service(const Configuration& configuration, ServiceLog& log);
+  Service(const Configuration& configuration, platform::RegistryStore& registry, ServiceLog& log);
   void Run();
 
  private:
@@ -88,19 +91,24 @@ class Service {
   TrapQueue queue_{kQueueBytes};
   AnswerQueue answers_;
   DatabaseTrapStore store_{std::string(store::kDataSourceName)};
+  Alerts alerts_;
   StoreWriter writer_;
+  Housekeeping housekeeping_;
   Spooler spooler_;
   Listener listener_;
   bool ending_ = false;
 };
 
-Service::Service(const Configuration& configuration, ServiceLog& log)
+Service::Service(const Configuration& configuration, platform::RegistryStore& registry, ServiceLog& log)
     : configuration_(configuration),
       log_(log),
       timer_(MinuteTimer()),
       spool_(configuration.SpoolFolder),
       library_(configuration.SpoolFolder, spool_.State(), log),
-      writer_(spool_, store_, Quarantine(configuration.SpoolFolder / "quarantine.txt"), counters_, log),
+      alerts_(std::string(store::kDataSourceName), registry, log),
+      writer_(spool_, store_, Quarantine(configuration.SpoolFolder / "quarantine.txt"), counters_, log,
+              {.Stored = [this](std::span<const SpooledTrap> traps) { alerts_.Offer(traps); }}),
+      housekeeping_(std::string(store::kDataSourceName), configuration.Ages, log),
       spooler_(
           queue_, spool_, log, [this](const std::vector<std::uint64_t>& tokens) { answers_.Add(tokens); },
           [this] { return writer_.StoreAvailable(); }),
@@ -123,23 +131,36 @@ void Service::Run() {
     written.set_value();
   });
   std::thread spooling([this] { spooler_.Run(); });
+  std::stop_source stopKeeping;
+  std::promise<void> kept;
+  const std::future<void> allKept = kept.get_future();
+  std::thread keeping([this, &stopKeeping, &kept] {
+    housekeeping_.Run(stopKeeping.get_token());
+    kept.set_value();
+  });
+  alerts_.Start();
   log_.Info("ready");
   sd_notify(0, "READY=1");
   Loop();
   sd_notify(0, "STOPPING=1");
+  stopKeeping.request_stop();
+  alerts_.RequestStop();
   Drain();
   queue_.Close();
   spooling.join();
   listener_.SendAnswers(answers_.TakeAll());
   writer_.Stop(kLastStoreTime);
-  if (allWritten.wait_for(kLastStoreTime + kStoreCallTime) != std::future_status::ready) {
-    // A call into the database hangs and can't be taken back.  Everything is in the spool and synced, and the
-    // store knows what it has, so the process may end at any point.
-    log_.Warning("ending without waiting for the trap store, which does not answer");
+  const auto until = steady_clock::now() + kLastStoreTime + kStoreCallTime;
+  if (allWritten.wait_until(until) != std::future_status::ready ||
+      allKept.wait_until(until) != std::future_status::ready || !alerts_.EndBy(until)) {
+    // A call into the database or an action hangs and can't be taken back.  Everything is in the spool and
+    // synced, and the store knows what it has, so the process may end at any point.
+    log_.Warning("ending without waiting for the trap store or an action, which does not answer");
     LogCounters();
     _exit(0);
   }
   writing.join();
+  keeping.join();
   LogCounters();
 }
 
@@ -240,9 +261,9 @@ void BlockServiceSignals() {
   std::signal(SIGPIPE, SIG_IGN);
 }
 
-int RunService(const Configuration& configuration, ServiceLog& log) {
+int RunService(const Configuration& configuration, platform::RegistryStore& registry, ServiceLog& log) {
   try {
-    Service service(configuration, log);
+    Service service(configuration, registry, log);
     service.Run();
     return 0;
   } catch (const std::exception& error) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace korvane::receiver {
@@ -32,7 +33,7 @@ StoreWriter::StoreWriter(Spool& spool, TrapStore& store, Quarantine quarantine, 
       quarantine_(std::move(quarantine)),
       counters_(counters),
       log_(log),
-      options_(options),
+      options_(std::move(options)),
       limit_(options.BatchRows) {
   // What an earlier run left behind had to wait.
   spooledBefore_ = spool_.Waiting();
@@ -96,6 +97,7 @@ bool StoreWriter::Connect() {
   everConnected_ = true;
   // A commit whose outcome was unknown shows here.
   while (!batch_.empty() && batch_.front().Number <= stored) {
+    TellStored({&batch_.front(), 1});
     batch_.pop_front();
     ++counters_.Stored;
   }
@@ -132,9 +134,16 @@ bool StoreWriter::StoreBatch() {
     return AfterFailure(error, rows);
   }
   Advance(traps.back().Number, rows);
+  TellStored(traps);
   counters_.Stored += rows;
   limit_ = std::min(limit_ * 2, options_.BatchRows);
   return true;
+}
+
+void StoreWriter::TellStored(std::span<const SpooledTrap> traps) const {
+  if (options_.Stored) {
+    options_.Stored(traps);
+  }
 }
 
 void StoreWriter::Advance(std::uint64_t number, std::size_t rows) {

@@ -11,6 +11,8 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <span>
 #include <string>
 
 #include "Counters.h"
@@ -31,6 +33,8 @@ struct WriterOptions {
   // number for errors that rather speak of the store than of the row.
   int RowFailures = 3;
   int RowTroubles = 20;
+  // Told of what was stored, in order, on the writing thread; must not wait.
+  std::function<void(std::span<const SpooledTrap>)> Stored = {};
 };
 
 class StoreWriter {
@@ -56,6 +60,7 @@ class StoreWriter {
   bool StoreBatch();
   bool AfterFailure(const store::DatabaseError& error, std::size_t rows);
   bool PutIntoQuarantine(const std::string& reason);
+  void TellStored(std::span<const SpooledTrap> traps) const;
   void Advance(std::uint64_t number, std::size_t rows);
   void Pause();
   void NoteUnavailable(const std::string& reason);

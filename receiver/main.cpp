@@ -46,5 +46,5 @@ int main(int argc, char** argv) {
   }
   receiver::BlockServiceSignals();
   receiver::ServiceLog log(receiver::StandardErrorSink());
-  return receiver::RunService(configuration, log);
+  return receiver::RunService(configuration, *registry, log);
 }

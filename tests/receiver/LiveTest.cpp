@@ -283,5 +283,85 @@ TEST_F(Live, UsersAreReadAgainAndCheckNamesWhatIsWrong) {
   unsetenv("KORVANE_REGISTRY");
 }
 
+// A mail server of the test's own, which writes every mail it gets to a file.
+class MailSink {
+ public:
+  explicit MailSink(std::filesystem::path file) : file_(std::move(file)), port_(FreePort(AF_INET)) {
+    process_ = fork();
+    if (process_ == 0) {
+      dup2(open(file_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
+      setenv("PYTHONUNBUFFERED", "1", 1);
+      const std::string address = Address();
+      execl("/usr/bin/python3", "python3", "-m", "aiosmtpd", "-n", "-l", address.c_str(), nullptr);
+      _exit(127);
+    }
+  }
+  ~MailSink() {
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+  }
+  std::string Address() const { return fmt::format("127.0.0.1:{}", port_); }
+  std::string Mails() const { return test::ReadFile(file_); }
+  bool Listens() const {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port_);
+    const int descriptor = socket(AF_INET, SOCK_STREAM, 0);
+    const bool answered = connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    close(descriptor);
+    return answered;
+  }
+
+ private:
+  std::filesystem::path file_;
+  std::uint16_t port_;
+  pid_t process_ = 0;
+};
+
+TEST(LiveAlerts, ATrapSendsAMailAndStartsAProgramAndOldTrapsGo) {
+  test::SqliteStore store;
+  const test::TempFolder folder;
+  const MailSink sink(folder / "mails");
+  ASSERT_TRUE(test::WaitUntil([&] { return sink.Listens(); }));
+  test::WriteFile(folder / "note",
+                  fmt::format("#!/bin/sh\necho \"$1 $2 $4 $5\" >> {}/noted\n", folder.Path().string()));
+  std::filesystem::permissions(folder / "note", std::filesystem::perms(0700));
+  store.AddTrap({.EventTime = 1000});
+  const std::vector<std::string> statements = {
+      "INSERT INTO Trap_Detail (GenericTrap, EventDescription) VALUES (6, 'DISK full')",
+      fmt::format("INSERT INTO Email_Detail (Smtp_Server, Email_To, Email_From, Subject) VALUES ('{}', "
+                  "'ops@example.net', 'Korvane@example.net', 'Korvane')",
+                  sink.Address()),
+      fmt::format("INSERT INTO Custom_Action_Detail (Custom_Action_File) VALUES ('{}')",
+                  (folder / "note").string()),
+      "INSERT INTO Trap_Action_Group (Description, Trap_ID) VALUES ('Disks', 1)",
+      "INSERT INTO Trap_Notification_Master (Trap_Group_ID, Email_ID, Custom_ID) VALUES (1, 2, 2)"};
+  for (const std::string& statement : statements) {
+    store.Execute(statement);
+  }
+
+  RunningReceiver receiver("", "\"KVPurgeFreqDays\"=dword:00000001\n\"KVActionUpdate\"=dword:00000001\n");
+  ASSERT_TRUE(receiver.Start()) << receiver.Log();
+  EXPECT_TRUE(test::WaitUntil([&] { return store.Number("SELECT COUNT(*) FROM EventTrap") == 0; }))
+      << "a trap of 1970 is older than a day";
+  const auto send = [&](const char* text) {
+    return RunCommand({"snmptrap", "-Ln", "-v", "2c", "-c", "public", receiver.Address(), "",
+                       "1.3.6.1.4.1.99.0.7", "1.3.6.1.4.1.99.1", "s", text});
+  };
+  EXPECT_EQ(send("all is well"), 0);
+  EXPECT_EQ(send("the disk FULL of ☃"), 0);
+  EXPECT_TRUE(test::WaitUntil([&] { return !test::ReadFile(folder / "noted").empty(); })) << receiver.Log();
+  EXPECT_EQ(test::ReadFile(folder / "noted"), "127.0.0.1 1.3.6.1.4.1.99 6 1.3.6.1.4.1.99.0.7\n");
+  EXPECT_TRUE(test::WaitUntil([&] { return sink.Mails().find("END MESSAGE") != std::string::npos; }))
+      << receiver.Log();
+  EXPECT_NE(sink.Mails().find("To: ops@example.net"), std::string::npos);
+  EXPECT_EQ(store.Number("SELECT COUNT(*) FROM EventTrap"), 2);
+  EXPECT_NE(test::ReadFile(receiver.Folder() / "registry.reg").find("\"KVActionUpdate\"=dword:00000000"),
+            std::string::npos);
+  EXPECT_EQ(receiver.End(SIGTERM), 0);
+  EXPECT_FALSE(receiver.OwnLeaks()) << receiver.Log();
+}
+
 }  // namespace
 }  // namespace korvane::receiver

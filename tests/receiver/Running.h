@@ -65,17 +65,18 @@ inline int RunCommand(const std::vector<std::string>& command) {
 
 class RunningReceiver {
  public:
-  // users: the lines of its SNMP file.  The data source is that of the environment.
-  explicit RunningReceiver(std::string_view users = "")
+  // users: the lines of its SNMP file; values: further lines of the registry's key.  The data source is that
+  // of the environment.
+  explicit RunningReceiver(std::string_view users = "", std::string_view values = "")
       : port_(FreePort(AF_INET)), port6_(FreePort(AF_INET6)) {
     test::WriteFile(folder_ / "users", users);
     std::filesystem::permissions(folder_ / "users", std::filesystem::perms(0600));
-    test::WriteFile(
-        folder_ / "registry.reg",
-        fmt::format("Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\{}]\n"
-                    "\"KVListenAddresses\"=\"udp:127.0.0.1:{},udp6:[::1]:{}\"\n"
-                    "\"KVSpoolDir\"=\"{}\"\n\"KVSnmpConfig\"=\"{}\"\n",
-                    kManagerKey, port_, port6_, (folder_ / "spool").string(), (folder_ / "users").string()));
+    test::WriteFile(folder_ / "registry.reg",
+                    fmt::format("Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\{}]\n"
+                                "\"KVListenAddresses\"=\"udp:127.0.0.1:{},udp6:[::1]:{}\"\n"
+                                "\"KVSpoolDir\"=\"{}\"\n\"KVSnmpConfig\"=\"{}\"\n{}",
+                                kManagerKey, port_, port6_, (folder_ / "spool").string(),
+                                (folder_ / "users").string(), values));
   }
   ~RunningReceiver() { End(SIGKILL); }
 

@@ -50,7 +50,6 @@ class FaultyStore : public TrapStore {
     Operation([&] { stored_ = number; });
   }
   void Probe() override {
-    if (Away) throw DatabaseError("gone", "08S01", 0, "INSERT");
     Operation([] {});
   }
   void Close() noexcept override {}
@@ -67,12 +66,10 @@ class FaultyStore : public TrapStore {
 
   std::set<int> Refused;
   std::string RefusalState = "22021";
-  std::atomic<bool> Away = false;
 
  private:
   template <typename Effect>
   void Operation(Effect effect) {
-    if (Away) throw DatabaseError("gone", "08S01", 0, "");
     const bool fails = ++operations_ == failAt_;
     if (fails && fault_ == Fault::DeathBefore) throw Death();
     if (fails && fault_ == Fault::BeforeTheEffect) throw DatabaseError("failed", "HY000", 5, "");
@@ -131,8 +128,6 @@ class Receiver {
   }
   bool Dead() const { return dead_; }
   bool Idle() const { return spool_.Waiting() == 0; }
-  std::uint64_t Spooled() const { return writer_.SpooledCount(); }
-  bool Available() const { return writer_.StoreAvailable(); }
   const Counters& Counted() const { return counters_; }
 
  private:
@@ -211,42 +206,6 @@ TEST(StoreWriter, ARefusedRowIsPutAsideAndBlocksNoOther) {
       EXPECT_EQ(static_cast<std::size_t>(std::count(aside.begin(), aside.end(), '\n')), refused.size());
     }
   }
-}
-
-TEST(StoreWriter, AnAbsentStoreCostsNoRowItsPlace) {
-  const test::TempFolder folder;
-  FaultyStore store;
-  {
-    Receiver receiver(folder.Path(), store);
-    receiver.Start();
-    receiver.Take(1, 6);
-    ASSERT_TRUE(test::WaitUntil([&] { return receiver.Idle(); }));
-    store.Away = true;
-    receiver.Take(7, 12);
-    ASSERT_TRUE(test::WaitUntil([&] { return !receiver.Available(); }));
-    receiver.Take(13, 20);
-    EXPECT_EQ(receiver.Spooled(), 14u);
-    EXPECT_EQ(store.Rows(), Range(1, 6));
-    store.Away = false;
-    ASSERT_TRUE(test::WaitUntil([&] { return receiver.Idle() && receiver.Available(); }));
-    receiver.Take(21, 22);
-    ASSERT_TRUE(test::WaitUntil([&] { return receiver.Idle(); }));
-    EXPECT_EQ(receiver.Spooled(), 14u);
-    store.Away = true;
-    receiver.Take(23, 24);
-    ASSERT_TRUE(test::WaitUntil([&] { return !receiver.Available(); }));
-  }
-  // The receiver restarts before the store is back.
-  Receiver receiver(folder.Path(), store);
-  receiver.Start();
-  ASSERT_TRUE(test::WaitUntil([&] { return !receiver.Available(); }));
-  receiver.Take(25, 26);
-  store.Away = false;
-  ASSERT_TRUE(test::WaitUntil([&] { return receiver.Idle(); }));
-  receiver.Stop();
-  EXPECT_EQ(store.Rows(), Range(1, 26));
-  EXPECT_EQ(receiver.Counted().Quarantined, 0u);
-  EXPECT_EQ(receiver.Spooled(), 4u);
 }
 
 }  // namespace
