@@ -1,0 +1,6 @@
+if(TARGET mibc)
+  add_executable(bench_mibc ${CMAKE_CURRENT_SOURCE_DIR}/mibc.cpp)
+  target_compile_definitions(bench_mibc PRIVATE KORVANE_MIBC="$<TARGET_FILE:mibc>")
+  target_link_libraries(bench_mibc PRIVATE korvane_options korvane_mibc korvane_test_support)
+  add_dependencies(bench_mibc mibc)
+endif()

@@ -1,0 +1,60 @@
+// MIB files in a private folder, and a reader of them that parses in the real program.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "MibReader.h"
+#include "support/Processes.h"
+#include "support/TempFolder.h"
+
+namespace korvane::mibc {
+
+// A module of version 2 with a root below the enterprise number of examples.
+inline std::string ModuleText(std::string_view name, std::string_view body) {
+  return std::string(name)
+      .append(
+          " DEFINITIONS ::= BEGIN\nIMPORTS NOTIFICATION-TYPE, OBJECT-TYPE, enterprises FROM SNMPv2-SMI;\n"
+          "acme OBJECT IDENTIFIER ::= { enterprises 32473 }\n"
+          "acmeTraps OBJECT IDENTIFIER ::= { acme 0 }\n")
+      .append(body)
+      .append("\nEND\n");
+}
+
+inline std::string Trap(std::string_view name, std::string_view place,
+                        std::string_view description = "Text.") {
+  return std::string(name)
+      .append(" NOTIFICATION-TYPE STATUS current DESCRIPTION \"")
+      .append(description)
+      .append("\" ::= { ")
+      .append(place)
+      .append(" }\n");
+}
+
+inline ReaderOptions TestReader() {
+  return {.Parser = KORVANE_MIBC, .Folders = {KORVANE_SOURCE_DIR "/mibc/mibs"}};
+}
+
+class MibFiles {
+ public:
+  std::filesystem::path Write(std::string_view name, std::string_view text) const {
+    std::filesystem::path file = folder_ / name;
+    test::WriteFile(file, text);
+    return file;
+  }
+  const std::filesystem::path& Folder() const { return folder_.Path(); }
+
+  ReadFile Read(const std::filesystem::path& file, ReaderOptions options = TestReader()) const {
+    MibReader reader(std::move(options));
+    reader.AddFolder(Folder());
+    return reader.Read(file, {});
+  }
+  ReadFile ReadText(std::string_view text) const { return Read(Write("given.mib", text)); }
+
+ private:
+  test::TempFolder folder_;
+};
+
+}  // namespace korvane::mibc

@@ -1,0 +1,210 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <future>
+#include <thread>
+
+#include "MibFiles.h"
+
+namespace korvane::mibc {
+namespace {
+
+using testing::HasSubstr;
+
+std::string FaultsOf(const ReadFile& read) {
+  std::string text;
+  for (const Fault& fault : read.Faults) {
+    text += FaultText(fault) + "\n";
+  }
+  return text;
+}
+
+TEST(MibReader, ReadsTrapsOfBothVersions) {
+  const MibFiles files;
+  const ReadFile second = files.ReadText(
+      ModuleText("ACME-MIB", "acmeOld OBJECT IDENTIFIER ::= { acme 9 }\n" + Trap("inPrefix", "acmeTraps 1") +
+                                 Trap("inZero", "acme 5 0 2") + Trap("plain", "acmeOld 3") +
+                                 Trap("large", "acmeTraps 4294967295")));
+  ASSERT_EQ(FaultsOf(second), "");
+  ASSERT_EQ(second.Modules.size(), 1U);
+  EXPECT_EQ(second.Modules[0].Name, "ACME-MIB");
+  EXPECT_THAT(second.Modules[0].Definitions,
+              testing::UnorderedElementsAre(
+                  Definition{"1.3.6.1.4.1.32473", 1, "inPrefix", "acme", "Text."},
+                  Definition{"1.3.6.1.4.1.32473.5", 2, "inZero", "1.3.6.1.4.1.32473.5", "Text."},
+                  Definition{"1.3.6.1.4.1.32473.9", 3, "plain", "acmeOld", "Text."},
+                  Definition{"1.3.6.1.4.1.32473", -1, "large", "acme", "Text."}));
+
+  const ReadFile first = files.ReadText(
+      "OLD-MIB DEFINITIONS ::= BEGIN\n"
+      "IMPORTS TRAP-TYPE FROM RFC-1215 snmp FROM RFC1213-MIB enterprises FROM RFC1155-SMI;\n"
+      "old OBJECT IDENTIFIER ::= { enterprises 32473 }\n"
+      "myLinkDown TRAP-TYPE ENTERPRISE snmp DESCRIPTION \"Link.\" ::= 2\n"
+      "numberedZero TRAP-TYPE ENTERPRISE old ::= 0\n"
+      "oldTrap TRAP-TYPE ENTERPRISE old DESCRIPTION \"St\xF6rung.\" ::= 12\n"
+      "END\n");
+  ASSERT_EQ(FaultsOf(first), "");
+  EXPECT_THAT(first.Modules.at(0).Definitions,
+              testing::UnorderedElementsAre(
+                  Definition{"1.3.6.1.6.3.1.1.5", 3, "myLinkDown", "snmpTraps", "Link."},
+                  Definition{"1.3.6.1.4.1.32473", 0, "numberedZero", "old", ""},
+                  Definition{"1.3.6.1.4.1.32473", 12, "oldTrap", "old", "St\xC3\xB6rung."}));
+}
+
+// Our base modules, the sample, and those that Debian's SNMP package brings.
+TEST(MibReader, ReadsTheModulesThatComeWithTheProgramWithoutAFault) {
+  MibReader reader(TestReader());
+  std::size_t count = 0;
+  for (const char* folder : {KORVANE_SOURCE_DIR "/mibc/mibs", KORVANE_SOURCE_DIR "/mibc/sample"}) {
+    reader.AddFolder(folder);
+    const std::vector<std::filesystem::path> modules = reader.FilesOf(folder);
+    EXPECT_EQ(static_cast<std::ptrdiff_t>(modules.size()),
+              std::distance(std::filesystem::directory_iterator(folder), {}))
+        << "a file without a module in " << folder;
+    for (const std::filesystem::path& file : modules) {
+      EXPECT_EQ(FaultsOf(reader.Read(file, {})), "") << file;
+      EXPECT_EQ(reader.ModulesOf(file), std::vector{file.filename().string()});
+      ++count;
+    }
+  }
+  EXPECT_GE(count, 13U);
+}
+
+TEST(MibReader, FindsWhatAFileImportsUnderAnyFileName) {
+  const MibFiles files;
+  files.Write("root-v3.txt",
+              "ACME-ROOT DEFINITIONS ::= BEGIN\nIMPORTS enterprises FROM SNMPv2-SMI;\n"
+              "acmeRoot OBJECT IDENTIFIER ::= { enterprises 32473 }\nEND\n");
+  files.Write("middle.my",
+              "ACME-MIDDLE DEFINITIONS ::= BEGIN\nIMPORTS acmeRoot FROM ACME-ROOT;\n"
+              "acmeBox OBJECT IDENTIFIER ::= { acmeRoot 4 }\nEND\n");
+  const std::string traps = "IMPORTS NOTIFICATION-TYPE FROM SNMPv2-SMI acmeBox FROM ACME-MIDDLE;\n" +
+                            Trap("boxOpen", "acmeBox 0 1") + "END\n";
+  ReadFile read = files.Read(files.Write("traps.mib", "ACME-TRAPS DEFINITIONS ::= BEGIN\n" + traps));
+  EXPECT_EQ(FaultsOf(read), "");
+  EXPECT_EQ(read.Modules.at(0).Definitions.at(0).EnterpriseOid, "1.3.6.1.4.1.32473.4");
+
+  // A file of several modules uses its own, whatever copies lie beside it.
+  const std::string all = test::ReadFile(files.Folder() / "root-v3.txt") +
+                          test::ReadFile(files.Folder() / "middle.my") + "ACME-ALL DEFINITIONS ::= BEGIN\n" +
+                          traps;
+  read = files.Read(files.Write("zz-all.mib", all));
+  EXPECT_EQ(FaultsOf(read), "");
+  EXPECT_EQ(read.Modules.size(), 3U);
+
+  // What can't be resolved further up would give the trap a wrong number.
+  std::filesystem::remove(files.Folder() / "root-v3.txt");
+  std::filesystem::remove(files.Folder() / "zz-all.mib");
+  read = files.Read(files.Folder() / "traps.mib");
+  EXPECT_THAT(FaultsOf(read), HasSubstr("middle.my:3: unknown object identifier label 'acmeRoot'"));
+}
+
+TEST(MibReader, TakesTheSlipsOfRealModules) {
+  const MibFiles files;
+  const ReadFile read = files.ReadText(ModuleText(
+      "SLOPPY-MIB",
+      "my_box OBJECT IDENTIFIER ::= { acme 1 }\n"
+      "boxName OBJECT-TYPE SYNTAX DisplayString MAX-ACCESS read-only STATUS mandatory DESCRIPTION \"\" "
+      "::= { my_box 1 }\n"
+      "boxOpen NOTIFICATION-TYPE OBJECTS { boxName } STATUS current DESCRIPTION \"caf\xE9\" ::= { my_box 0 1 "
+      "}\n"
+      "boxShut TRAP-TYPE ENTERPRISE my_box ::= 2\n"));
+  EXPECT_EQ(FaultsOf(read), "");
+  EXPECT_EQ(read.Modules.at(0).Definitions.size(), 2U);
+}
+
+TEST(MibReader, RefusesWhatItCantReadWithLineAndReason) {
+  const MibFiles files;
+  std::string deep = "acmeDeep ::= ";
+  for (int i = 0; i < 20'000; ++i) {
+    deep += "SEQUENCE { a ";
+  }
+  const struct {
+    std::string Text;
+    std::string Fault;
+  } cases[] = {
+      {"A-MIB DEFINITIONS ::= BEGIN\nIMPORTS x FROM NOWHERE-MIB;\nEND\n",
+       ":2: failed to locate MIB module 'NOWHERE-MIB'"},
+      {"A-MIB DEFINITIONS ::= BEGIN\nIMPORTS nothing FROM SNMPv2-SMI;\nEND\n",
+       ":2: identifier 'nothing' cannot be imported"},
+      {"A-MIB DEFINITIONS ::= BEGIN\nIMPORTS self FROM A-MIB;\nEND\n", ":2: identifier 'self' cannot be"},
+      {ModuleText("A-MIB", Trap("good", "acmeTraps 1") + "bad NOTIFICATION-TYPE STATUS STATUS current\n"),
+       ":6: syntax error"},
+      {ModuleText("A-MIB", Trap("lost", "unknownNode 1")),
+       ":5: unknown object identifier label 'unknownNode'"},
+      {ModuleText("A-MIB", "a OBJECT IDENTIFIER ::= { b 1 }\nb OBJECT IDENTIFIER ::= { a 1 }\n" +
+                               Trap("round", "b 0 1")),
+       ":5: object identifier 'a' defined recursively"},
+      {ModuleText("A-MIB", Trap("cut", "acmeTraps 1", "a text")).substr(0, 260), ":5: "},
+      {ModuleText("A-MIB", deep), ":5: "},
+      {ModuleText("A-MIB", std::string("a\0b", 3)), ": this is no MIB file: it holds binary data"},
+      {"a shopping list", ": this is no MIB file: no module begins in it"},
+      {"", ": this is no MIB file: no module begins in it"},
+      {std::string((32U << 20U) + 1, 'y'), ": the file is larger than 32 MiB"}};
+  for (const auto& [text, fault] : cases) {
+    const ReadFile read = files.ReadText(text);
+    EXPECT_THAT(FaultsOf(read), HasSubstr((files.Folder() / "given.mib").string() + fault))
+        << text.substr(0, 300);
+  }
+  EXPECT_THAT(FaultsOf(files.Read(files.Folder() / "none")), HasSubstr("there is no such file"));
+  EXPECT_THAT(FaultsOf(files.Read("/dev/zero")), HasSubstr("this is no regular file"));
+  const std::filesystem::path pipe = files.Folder() / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_THAT(FaultsOf(files.Read(pipe)), HasSubstr("this is no regular file"));
+}
+
+TEST(MibReader, ReadsALongLineAndALongDescription) {
+  const MibFiles files;
+  const std::string text(64U << 10U, 'd');
+  const ReadFile read = files.ReadText(
+      ModuleText("A-MIB", "-- " + std::string(200'000, '=') + "\n" + Trap("long", "acmeTraps 1", text)));
+  EXPECT_EQ(FaultsOf(read), "");
+  EXPECT_EQ(read.Modules.at(0).Definitions.at(0).TrapDescription, text);
+}
+
+// A parser that fails in each way that a hostile file may bring it to.
+TEST(MibReader, OutlivesItsParser) {
+  const MibFiles files;
+  const std::filesystem::path mib = files.Write("good.mib", ModuleText("A-MIB", Trap("one", "acmeTraps 1")));
+  const struct {
+    const char* Script;
+    const char* Reason;
+  } cases[] = {{"exec sleep 60", "was not done with this file in 1 seconds"},
+               {"printf 'module\\tA-MIB\\n'; kill -SEGV $$", "made the parser crash (signal 11)"},
+               {"printf 'module\\tA-MIB\\n'", "did not come to the end"},
+               {"echo nonsense; echo done", "did not come to the end"},
+               {"exit 3", "gave up (status 3)"},
+               {"exec yes", "finds no end in this file"}};
+  for (const auto& [script, reason] : cases) {
+    const std::filesystem::path parser = files.Write("parser", std::string("#!/bin/sh\n") + script + "\n");
+    std::filesystem::permissions(parser, std::filesystem::perms(0700));
+    ReaderOptions options{.Parser = parser, .Folders = {}, .Longest = std::chrono::seconds(1)};
+    if (script == std::string("exec yes")) {
+      options.Longest = std::chrono::seconds(60);
+    }
+    const ReadFile read = files.Read(mib, options);
+    EXPECT_THAT(FaultsOf(read), HasSubstr(reason)) << script;
+    EXPECT_TRUE(read.Modules.empty()) << script;
+  }
+  EXPECT_THAT(FaultsOf(files.Read(mib, {.Parser = "/nonexistent", .Folders = {}})),
+              HasSubstr("can't be started"));
+}
+
+TEST(MibReader, StopsAtOnce) {
+  const MibFiles files;
+  const std::filesystem::path mib = files.Write("good.mib", ModuleText("A-MIB", ""));
+  const std::filesystem::path parser =
+      files.Write("parser", "#!/bin/sh\ntouch \"$0.began\"\nexec sleep 60\n");
+  std::filesystem::permissions(parser, std::filesystem::perms(0700));
+  std::stop_source source;
+  const MibReader reader({.Parser = parser, .Folders = {}});
+  auto read = std::async(std::launch::async, [&] { return reader.Read(mib, source.get_token()); });
+  EXPECT_TRUE(test::WaitUntil([&] { return std::filesystem::exists(files.Folder() / "parser.began"); }));
+  source.request_stop();
+  EXPECT_THAT(FaultsOf(read.get()), HasSubstr("stopped"));
+}
+
+}  // namespace
+}  // namespace korvane::mibc

@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "TrapDefinitionTable.h"
+#include "store/DatabaseError.h"
+#include "store/TrapNames.h"
+#include "support/Engines.h"
+
+namespace korvane::mibc {
+namespace {
+
+constexpr const char* kAcme = "1.3.6.1.4.1.32473";
+
+std::vector<Definition> Rows(test::TestStore& made) {
+  std::vector<Definition> rows;
+  store::Recordset stored =
+      made.Db().OpenRecordset("SELECT * FROM EventStructure ORDER BY EnterpriseOid, RequestType");
+  while (stored.Next()) {
+    rows.push_back({stored.Text("EnterpriseOid"), stored.Integer("RequestType"), stored.Text("SpecificTrap"),
+                    stored.Text("Name"), stored.Text("TrapDescription")});
+  }
+  return rows;
+}
+
+class TrapDefinitionTableTest : public testing::TestWithParam<store::Engine> {
+ protected:
+  TrapDefinitionTableTest() { Made->Connect(Own); }
+
+  StoredCounts Store(std::vector<Definition> definitions, const char* name = "ACME-MIB") {
+    const std::vector<Module> modules = {{name, std::move(definitions)}};
+    return Table.Store(modules).at(0);
+  }
+
+  std::unique_ptr<test::TestStore> Made = test::MakeStore(GetParam());
+  store::Connection Own;
+  TrapDefinitionTable Table{Own};
+};
+
+TEST_P(TrapDefinitionTableTest, UpdatesInsteadOfDoublingAndIsFoundByTheConsole) {
+  Made->AddDefinition("1.3.6.1.4.1.5", 1, "other", "another", "untouched");
+  Made->AddDefinition(kAcme, 9, "ofAnOlderModule", "oldName", "stays");
+  const std::string text(64U << 10U, 'd');
+  const Definition first{kAcme, 1, "doorOpen", "acme", "It's \"so\" -- \\ Größe ❄"};
+  const Definition second{kAcme, -1, "doorShut", "acme", text};
+  EXPECT_EQ(Store({first, second, {kAcme, 1, "doorAgain", "acme", ""}}), (StoredCounts{2, 0, 0, 1}));
+  const std::vector<Definition> expected = {second,
+                                            first,
+                                            {kAcme, 9, "ofAnOlderModule", "acme", "stays"},
+                                            {"1.3.6.1.4.1.5", 1, "other", "another", "untouched"}};
+  EXPECT_EQ(Rows(*Made), expected);
+  EXPECT_EQ(Store({first, second}), (StoredCounts{0, 0, 2, 0}));
+  EXPECT_EQ(Rows(*Made), expected);
+
+  Definition renamed = first;
+  renamed.SpecificTrap = "doorAjar";
+  renamed.TrapDescription = "";
+  EXPECT_EQ(Store({renamed, second}), (StoredCounts{0, 1, 1, 0}));
+  EXPECT_EQ(Rows(*Made).at(1), renamed);
+  store::TrapNames names(Made->Db());
+  EXPECT_EQ(names.GetTrapSpecific(kAcme, 1), "doorAjar");
+  EXPECT_EQ(names.TranslateOidName("acme"), kAcme);
+}
+
+// "traps" is what many makers call theirs; dialogs list the traps of an enterprise by its name.
+TEST_P(TrapDefinitionTableTest, KeepsTheNamesOfEnterprisesApart) {
+  for (int run = 0; run < 2; ++run) {
+    Store({{"1.3.6.1.4.1.1", 1, "a", "traps", ""}}, "A-MIB");
+    Store({{"1.3.6.1.4.1.2", 1, "b", "traps", ""}}, "B-MIB");
+  }
+  EXPECT_EQ(Rows(*Made), (std::vector<Definition>{{"1.3.6.1.4.1.1", 1, "a", "traps", ""},
+                                                  {"1.3.6.1.4.1.2", 1, "b", "B-MIB::traps", ""}}));
+}
+
+TEST_P(TrapDefinitionTableTest, TakesAFileWholeOrNotAtAll) {
+  Made->AddDefinition(kAcme, 1, "doorOpen", "acme", "before");
+  const std::vector<Definition> before = Rows(*Made);
+  const std::vector<Module> modules = {
+      {"A-MIB", {{kAcme, 1, "changed", "acme", "after"}, {kAcme, 2, "added", "acme", ""}}},
+      {"B-MIB", {{"1.3.6.1.4.1.7", 1, "refused", "it's a broken name", ""}}}};
+  EXPECT_THROW(Table.Store(modules), store::DatabaseError);
+  EXPECT_EQ(Rows(*Made), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(, TrapDefinitionTableTest, testing::ValuesIn(test::kEngines),
+                         [](const auto& given) { return test::EngineName(given.param); });
+
+}  // namespace
+}  // namespace korvane::mibc
