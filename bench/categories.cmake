@@ -1,0 +1,4 @@
+# Categories: reading them into memory, matching traps with them.
+add_executable(bench_categories ${CMAKE_CURRENT_SOURCE_DIR}/categories.cpp)
+target_include_directories(bench_categories PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+target_link_libraries(bench_categories PRIVATE korvane_options korvane_core korvane_test_support PkgConfig::ODBC)

@@ -1,0 +1,292 @@
+#include "categories/CategoriesForm.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <unordered_set>
+#include <utility>
+
+#include "common/Text.h"
+#include "store/Codes.h"
+#include "store/DatabaseError.h"
+
+namespace korvane::categories {
+
+namespace {
+
+constexpr store::ConnectionOptions kTimeouts = {.ConnectTimeoutSeconds = 120, .CommandTimeoutSeconds = 480};
+// Before the connection's end is taken for done: the receiver may be waiting for what it held.
+constexpr int kSettleMilliseconds = 500;
+
+constexpr std::string_view kUndoQuestion =
+    "This action will undo the changes you have made. Select 'Yes' to save the changes and exit or select "
+    "'No' to exit without saving the changes.";
+constexpr std::string_view kNotReread =
+    "Could not read category information from the Database. If the problem persists, please contact product "
+    "support.";
+
+class BusyPointer {
+ public:
+  explicit BusyPointer(CategoriesWindow& window) : window_(window) { window_.ShowBusyPointer(true); }
+  ~BusyPointer() { window_.ShowBusyPointer(false); }
+  BusyPointer(const BusyPointer&) = delete;
+  BusyPointer& operator=(const BusyPointer&) = delete;
+
+ private:
+  CategoriesWindow& window_;
+};
+
+}  // namespace
+
+CategoriesForm::CategoriesForm(const CategoryServices& services, CategoriesWindow& window)
+    : services_(services), window_(window) {}
+
+CategoriesForm::~CategoriesForm() = default;
+
+void CategoriesForm::ShowError(const std::exception& error) {
+  services_.Prompt.Show(error.what(), PromptIcon::Critical);
+}
+
+bool CategoriesForm::Open() {
+  if (IsOpen()) {
+    return true;
+  }
+  try {
+    const BusyPointer busy(window_);
+    connection_ = services_.OpenConnection(kTimeouts);
+    transaction_ = std::make_unique<CategoryTransaction>(*connection_);
+    store_ = std::make_unique<CategoryStore>(*transaction_);
+  } catch (const store::DatabaseError& error) {
+    connection_.reset();
+    ShowError(error);
+    return false;
+  }
+  LoadCategoryTree({});
+  return true;
+}
+
+// The first of that name ignoring case is selected, else the first of all.
+void CategoriesForm::LoadCategoryTree(std::string_view nameToSelect) {
+  try {
+    const BusyPointer busy(window_);
+    categories_ = store_->LoadCategoryTree();
+  } catch (const store::DatabaseError& error) {
+    ShowError(error);
+    return;
+  }
+  const auto found = std::ranges::find_if(
+      categories_, [&](const std::string& name) { return EqualsIgnoreCase(name, nameToSelect); });
+  SelectCategory(found == categories_.end() ? 0 : static_cast<std::size_t>(found - categories_.begin()));
+}
+
+std::string_view CategoriesForm::SelectedName() const {
+  return selected_ ? std::string_view(categories_[*selected_]) : std::string_view();
+}
+
+void CategoriesForm::SelectCategory(std::size_t position) {
+  selected_ = position < categories_.size() ? std::optional(position) : std::nullopt;
+  LoadTrapDetails();
+}
+
+void CategoriesForm::LoadTrapDetails() {
+  details_ = {};
+  namesError_.reset();
+  namesFail_ = false;
+  if (!selected_) {
+    return;
+  }
+  try {
+    const BusyPointer busy(window_);
+    details_ = store_->LoadTrapDetails(SelectedName());
+  } catch (const store::DatabaseError& error) {
+    ShowError(error);
+  }
+}
+
+TrapDetailTexts CategoriesForm::TextsOf(const TrapDetail& trap) {
+  if (!namesFail_) {
+    try {
+      return categories::TextsOf(trap, services_.Names);
+    } catch (const store::DatabaseError& error) {
+      namesFail_ = true;
+      namesError_ = error.what();
+    }
+  }
+  return {trap.Source,        std::string(store::GenericTrapName(trap.GenericTrap)),
+          trap.EnterpriseOid, trap.SpecificTrap,
+          trap.VarBinds,      std::string(store::SeverityName(trap.Severity))};
+}
+
+std::optional<std::string> CategoriesForm::TakeNamesError() {
+  return std::exchange(namesError_, std::nullopt);
+}
+
+void CategoriesForm::RunWizard(WizardTask& task) {
+  window_.RunWizard(task, *transaction_);
+  // A wizard that was cancelled after an error may have written a part of it.
+  modified_ = modified_ || transaction_->Changed();
+}
+
+bool CategoriesForm::CreateCategory() {
+  if (!IsOpen()) {
+    return false;
+  }
+  WizardTask task;
+  RunWizard(task);
+  if (!task.Cancelled) {
+    LoadCategoryTree(task.CategoryName);
+  }
+  return !task.Cancelled;
+}
+
+bool CategoriesForm::EditCategory() {
+  if (!selected_) {
+    return false;
+  }
+  WizardTask task{.Mode = WizardMode::EditCategory, .CategoryName = std::string(SelectedName())};
+  RunWizard(task);
+  if (!task.Cancelled) {
+    LoadCategoryTree(task.CategoryName);
+  }
+  return !task.Cancelled;
+}
+
+bool CategoriesForm::DeleteCategory() {
+  if (!selected_) {
+    return false;
+  }
+  const std::string name(SelectedName());
+  if (services_.Prompt.Ask(fmt::format("Do you want to remove the selected Category - '{}'?", name),
+                           PromptButtons::YesNo, PromptIcon::Question) != PromptAnswer::Yes) {
+    return false;
+  }
+  try {
+    const BusyPointer busy(window_);
+    store_->DeleteCategory(name);
+  } catch (const store::DatabaseError& error) {
+    modified_ = modified_ || transaction_->Changed();
+    ShowError(error);
+    return false;
+  }
+  modified_ = true;
+  const std::size_t position = *selected_;
+  categories_.erase(categories_.begin() + static_cast<std::ptrdiff_t>(position));
+  // The next one takes its place; behind the last there is the one before.
+  SelectCategory(position < categories_.size() || position == 0 ? position : position - 1);
+  return true;
+}
+
+std::optional<std::size_t> CategoriesForm::WizardForTraps(WizardMode mode, std::int32_t trapTableId) {
+  WizardTask task{.Mode = mode, .CategoryName = std::string(SelectedName()), .TrapTableId = trapTableId};
+  RunWizard(task);
+  const auto placeOf = [this](std::int32_t id) {
+    const auto row = std::ranges::find(Traps(), id, &TrapDetail::TrapTableId);
+    return row == Traps().end() ? std::nullopt
+                                : std::optional(static_cast<std::size_t>(row - Traps().begin()));
+  };
+  if (task.Cancelled) {
+    return placeOf(trapTableId);
+  }
+  std::unordered_set<std::int32_t> known;
+  for (const TrapDetail& trap : Traps()) {
+    known.insert(trap.TrapTableId);
+  }
+  LoadTrapDetails();
+  const auto added = std::ranges::find_if(
+      Traps(), [&](const TrapDetail& trap) { return !known.contains(trap.TrapTableId); });
+  return placeOf(added == Traps().end() ? trapTableId : added->TrapTableId);
+}
+
+std::optional<std::size_t> CategoriesForm::AddTraps() {
+  return selected_ ? WizardForTraps(WizardMode::AddTrapDetails, 0) : std::nullopt;
+}
+
+std::optional<std::size_t> CategoriesForm::EditTrap(std::size_t row) {
+  return row < Traps().size() ? WizardForTraps(WizardMode::EditTrapDetail, Traps()[row].TrapTableId)
+                              : std::nullopt;
+}
+
+bool CategoriesForm::RemoveTrap(std::size_t row) {
+  if (row >= Traps().size() ||
+      services_.Prompt.Ask("Are you sure you want to remove selected Trap Detail?", PromptButtons::YesNo,
+                           PromptIcon::Question) != PromptAnswer::Yes) {
+    return false;
+  }
+  try {
+    const BusyPointer busy(window_);
+    store_->RemoveTrapDetail(SelectedName(), Traps()[row].TrapTableId);
+  } catch (const store::DatabaseError& error) {
+    modified_ = modified_ || transaction_->Changed();
+    ShowError(error);
+    return false;
+  }
+  modified_ = true;
+  details_.Traps.erase(details_.Traps.begin() + static_cast<std::ptrdiff_t>(row));
+  return true;
+}
+
+bool CategoriesForm::Commit() {
+  if (!IsOpen()) {
+    return true;
+  }
+  try {
+    const BusyPointer busy(window_);
+    transaction_->Commit();
+    return true;
+  } catch (const store::DatabaseError& error) {
+    ShowError(error);
+    return false;
+  }
+}
+
+bool CategoriesForm::Ok() {
+  return Commit();
+}
+
+bool CategoriesForm::Cancel() {
+  if (modified_) {
+    switch (services_.Prompt.Ask(kUndoQuestion, PromptButtons::YesNoCancel, PromptIcon::Information)) {
+      case PromptAnswer::Yes:
+        return Commit();
+      case PromptAnswer::No:
+        break;
+      default:
+        return false;
+    }
+  }
+  if (IsOpen()) {
+    transaction_->Rollback();
+  }
+  return true;
+}
+
+void CategoriesForm::CloseBox() {
+  if (IsOpen()) {
+    transaction_->Rollback();
+  }
+  modified_ = false;
+}
+
+void CategoriesForm::Unload() {
+  if (!IsOpen()) {
+    return;
+  }
+  {
+    const BusyPointer busy(window_);
+    store_.reset();
+    transaction_.reset();
+    connection_->Close();
+    connection_.reset();
+    services_.Clock.SleepMilliseconds(kSettleMilliseconds);
+  }
+  if (!std::exchange(modified_, false)) {
+    return;
+  }
+  if (!services_.Categories.ReloadCategoryInformation(services_.Shared)) {
+    services_.Prompt.Show(kNotReread, PromptIcon::Critical);
+  }
+  services_.Names.ClearCache();
+  services_.Windows.CategoriesChanged();
+}
+
+}  // namespace korvane::categories

@@ -1,0 +1,109 @@
+#include "categories/CategoryCopies.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <system_error>
+
+#include "categories/CategoryStore.h"
+#include "categories/CategoryTransaction.h"
+#include "categories/CategoryWriter.h"
+#include "common/ReplacedFile.h"
+
+namespace korvane::categories {
+
+namespace {
+
+// Longer ones are nobody's categories.
+constexpr std::size_t kLongestFile = std::size_t{64} << 20;
+
+std::string ReadFile(std::string_view path) {
+  const auto fail = [](int error) -> std::runtime_error {
+    return std::runtime_error(std::generic_category().message(error) + ".");
+  };
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(std::string(path).c_str(), "rb"),
+                                                             std::fclose);
+  if (!file) {
+    throw fail(errno);
+  }
+  std::string text;
+  std::array<char, 65'536> block{};
+  while (const std::size_t got = std::fread(block.data(), 1, block.size(), file.get())) {
+    text.append(block.data(), got);
+    if (text.size() > kLongestFile) {
+      throw std::runtime_error("The file is too long for a category file.");
+    }
+  }
+  if (std::ferror(file.get()) != 0) {
+    throw fail(errno);
+  }
+  return text;
+}
+
+}  // namespace
+
+std::vector<OfferedCategory> CategoriesOfStore(store::Connection& connection) {
+  CategoryTransaction transaction(connection);
+  CategoryStore categories(transaction);
+  std::vector<OfferedCategory> offered;
+  for (std::string& name : categories.LoadCategoryTree()) {
+    ExchangedCategory category{.Name = std::move(name), .Details = {}};
+    category.Details = categories.LoadTrapDetails(category.Name);
+    for (TrapDetail& trap : category.Details.Traps) {
+      trap.TrapTableId = 0;
+    }
+    offered.push_back({.Category = std::move(category)});
+  }
+  return offered;
+}
+
+std::vector<OfferedCategory> CategoriesOfFile(std::string_view path, store::Connection& connection) {
+  std::vector<OfferedCategory> offered;
+  CategoryTransaction transaction(connection);
+  CategoryWriter writer(transaction);
+  for (ExchangedCategory& category : ReadCategoryFile(ReadFile(path))) {
+    const bool exists = writer.CategoryExists(category.Name);
+    offered.push_back({.Category = std::move(category), .Exists = exists, .Chosen = !exists});
+  }
+  return offered;
+}
+
+std::string WriteChosen(const std::vector<OfferedCategory>& offered, std::string_view path) {
+  std::vector<ExchangedCategory> chosen;
+  for (const OfferedCategory& each : offered) {
+    if (each.Chosen) {
+      chosen.push_back(each.Category);
+    }
+  }
+  ReplacedFile file(path);
+  file.Write(WriteCategoryFile(chosen));
+  file.Commit();
+  return file.Error();
+}
+
+void StoreChosen(const std::vector<OfferedCategory>& offered, store::Connection& connection) {
+  CategoryTransaction transaction(connection);
+  CategoryStore categories(transaction);
+  CategoryWriter writer(transaction);
+  for (const OfferedCategory& each : offered) {
+    if (!each.Chosen) {
+      continue;
+    }
+    const auto& [name, details] = each.Category;
+    if (each.Exists) {
+      categories.DeleteCategoryAllKinds(name);
+    }
+    try {
+      writer.AddCategory(name, details.Description, details.Severity, details.Traps);
+    } catch (const RelationExists&) {
+      // A relation that was left behind by an earlier category of this name serves as well.
+    }
+  }
+  transaction.Commit();
+}
+
+}  // namespace korvane::categories

@@ -1,0 +1,92 @@
+#include "categories/CategoryExchange.h"
+
+#include <fmt/format.h>
+
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "categories/CategoryCopies.h"
+#include "categories/frmCategoryChoice.h"
+#include "store/DatabaseError.h"
+
+namespace korvane::categories {
+namespace {
+
+constexpr store::ConnectionOptions kTimeouts{.ConnectTimeoutSeconds = 120, .CommandTimeoutSeconds = 480};
+constexpr std::string_view kFilesAre = "Category files";
+
+FileQuestion Question(std::string caption) {
+  return {.Caption = std::move(caption),
+          .Path = {},
+          .Kind = std::string(kFilesAre),
+          .Extension = std::string(kCategoryFileExtension)};
+}
+
+bool AskWhich(std::vector<OfferedCategory>& offered, const QString& caption, const QString& text,
+              const QString& accept, QWidget* parent) {
+  return frmCategoryChoice(offered, caption, text, accept, parent).exec() == QDialog::Accepted;
+}
+
+// What is in the file, or nothing after its message.
+std::optional<std::vector<OfferedCategory>> ReadOffered(const CategoryServices& services,
+                                                        const std::string& path) {
+  try {
+    return CategoriesOfFile(path, services.Shared);
+  } catch (const std::exception& error) {
+    services.Prompt.Show(fmt::format("The file \"{}\" was not imported.\n{}", path, error.what()),
+                         PromptIcon::Exclamation);
+    return std::nullopt;
+  }
+}
+
+}  // namespace
+
+void ExportCategories(const CategoryServices& services, QWidget* parent) {
+  std::vector<OfferedCategory> offered = CategoriesOfStore(services.Shared);
+  if (!AskWhich(offered, QObject::tr("Export Categories"),
+                QObject::tr("The checked categories are written into one file, with their traps."),
+                QObject::tr("&Export..."), parent)) {
+    return;
+  }
+  const std::optional<std::string> path = services.Prompt.AskSaveFile(Question("Export Categories"));
+  if (!path) {
+    return;
+  }
+  if (const std::string failure = WriteChosen(offered, *path); !failure.empty()) {
+    services.Prompt.Show(
+        fmt::format("The categories could not be written to the file \"{}\".\n{}", *path, failure),
+        PromptIcon::Exclamation);
+  }
+}
+
+void ImportCategories(const CategoryServices& services, QWidget* parent) {
+  const std::vector<std::string> paths = services.Prompt.AskOpenFiles(Question("Import Categories"));
+  if (paths.empty()) {
+    return;
+  }
+  std::optional<std::vector<OfferedCategory>> offered = ReadOffered(services, paths.front());
+  if (!offered ||
+      !AskWhich(
+          *offered, QObject::tr("Import Categories"),
+          QObject::tr("The checked categories are imported. One that is in the database already is replaced "
+                      "as a whole; it is left alone while it is not checked."),
+          QObject::tr("&Import"), parent)) {
+    return;
+  }
+  {
+    const BusyScope busy(services.Busy, "Saving New Data");
+    const std::unique_ptr<store::Connection> own = services.OpenConnection(kTimeouts);
+    StoreChosen(*offered, *own);
+  }
+  if (!services.Categories.ReloadCategoryInformation(services.Shared)) {
+    services.Prompt.Show("Could not read category information from the Database. " + SupportSentence(),
+                         PromptIcon::Critical);
+  }
+  services.Names.ClearCache();
+  services.Windows.CategoriesChanged();
+}
+
+}  // namespace korvane::categories

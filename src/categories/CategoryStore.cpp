@@ -1,0 +1,151 @@
+#include "categories/CategoryStore.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "params/CategoryInformation.h"
+#include "store/Recordset.h"
+#include "store/Statements.h"
+#include "store/Tables.h"
+
+namespace korvane::categories {
+
+namespace {
+
+constexpr std::size_t kNumbersAtOnce = 500;
+
+std::string WithSuffix(std::string_view name, std::string_view suffix) {
+  return std::string(name).append(suffix);
+}
+
+std::vector<std::int32_t> Members(store::Connection& connection, std::string_view groupName) {
+  std::vector<std::int32_t> ids;
+  store::Recordset rows =
+      connection.OpenRecordset(store::kTrapGroup, "Trap_Group_Name = " + store::Quoted(groupName));
+  while (rows.Next()) {
+    ids.push_back(rows.Integer("Trap_ID"));
+  }
+  return ids;
+}
+
+TrapDetail ReadTrapDetail(const store::Recordset& rows) {
+  return {.TrapTableId = rows.Integer("Trap_Table_ID"),
+          .Source = rows.Text("Source_Agent"),
+          .GenericTrap = rows.IsNull("GenericTrap") ? -1 : rows.Integer("GenericTrap"),
+          .EnterpriseOid = rows.Text("EnterpriseOid"),
+          .SpecificTrap = rows.Text("SpecificTrap"),
+          .VarBinds = rows.Text("EventDescription"),
+          .Severity = rows.Integer("Severity")};
+}
+
+// In the order of the numbers; a number without a row is left out.
+void AppendTrapDetails(store::Connection& connection, const std::vector<std::int32_t>& ids,
+                       std::vector<TrapDetail>& traps) {
+  std::unordered_map<std::int32_t, TrapDetail> found;
+  for (std::size_t first = 0; first < ids.size(); first += kNumbersAtOnce) {
+    const std::size_t end = std::min(ids.size(), first + kNumbersAtOnce);
+    std::string filter;
+    for (std::size_t i = first; i < end; ++i) {
+      filter += fmt::format("{}{}", i == first ? "Trap_Table_ID IN (" : ",", ids[i]);
+    }
+    store::Recordset rows = connection.OpenRecordset(store::kTrapGroupDetail, filter + ")");
+    while (rows.Next()) {
+      TrapDetail trap = ReadTrapDetail(rows);
+      found.emplace(trap.TrapTableId, std::move(trap));
+    }
+  }
+  for (const std::int32_t id : ids) {
+    if (const auto trap = found.find(id); trap != found.end()) {
+      traps.push_back(trap->second);
+    }
+  }
+}
+
+}  // namespace
+
+std::string TrapGroupName(std::string_view categoryName) {
+  return WithSuffix(categoryName, "_Trap");
+}
+
+std::vector<std::string> CategoryStore::LoadCategoryTree() {
+  return params::TrapCategoryNames(Db());
+}
+
+CategoryDetails CategoryStore::LoadTrapDetails(std::string_view categoryName) {
+  CategoryDetails details;
+  const std::string name = store::Quoted(categoryName);
+  if (store::Recordset master = Db().OpenRecordset(store::kCategoryGroupMaster, "Category_Name = " + name);
+      master.Next()) {
+    details.Description = master.Text("Category_Desc");
+    details.Severity = master.Integer("Severity");
+  }
+  store::Recordset groups = Db().OpenRecordset(store::kCategoryGroup, "Category_Name =" + name);
+  while (groups.Next()) {
+    store::Recordset kinds = Db().OpenRecordset(
+        store::kCategoryGroupDetail, fmt::format("Category_ID = {}", groups.Integer("Category_ID")));
+    while (kinds.Next()) {
+      if (kinds.Integer("Category_Type") == kTrapGroupType) {
+        AppendTrapDetails(Db(), Members(Db(), kinds.Text("Group_Name")), details.Traps);
+      }
+    }
+  }
+  return details;
+}
+
+void CategoryStore::Delete(std::string_view table, std::string_view column, std::string_view text) {
+  Db().Execute(fmt::format("DELETE FROM {} WHERE {} = {}", table, column, store::Quoted(text)));
+}
+
+void CategoryStore::DeleteCategory(std::string_view categoryName) {
+  const std::string group = TrapGroupName(categoryName);
+  store::Quoted(categoryName);  // refused before anything is written
+  transaction_.BeforeChange();
+  Delete(store::kCategoryGroup, "Category_Name", categoryName);
+  Delete(store::kCategoryGroupDetail, "Group_Name", group);
+  Delete(store::kCategoryGroupMaster, "Category_Name", categoryName);
+  Db().Execute(fmt::format("DELETE FROM {} WHERE Category_Name = '{}' AND Related_Category_Name = {}",
+                           store::kCategoryRelationMaster, kRootCategory, store::Quoted(categoryName)));
+  if (!Members(Db(), group).empty()) {
+    Delete(store::kTrapGroup, "Trap_Group_Name", group);
+  }
+  Delete(store::kTrapGroupMaster, "Trap_Group_Name", group);
+}
+
+void CategoryStore::RemoveTrapDetail(std::string_view categoryName, std::int32_t trapTableId) {
+  const std::string group = store::Quoted(TrapGroupName(categoryName));
+  transaction_.BeforeChange();
+  Db().Execute(fmt::format("DELETE FROM {} WHERE Trap_Group_Name = {} AND Trap_ID = {}", store::kTrapGroup,
+                           group, trapTableId));
+}
+
+void CategoryStore::DeleteCategoryAllKinds(std::string_view categoryName) {
+  struct Kind {
+    std::string_view Members;
+    std::string_view Master;
+    std::string_view Column;
+    std::string_view Suffix;
+  };
+  static constexpr Kind kKinds[] = {
+      {store::kFileGroup, store::kFileGroupMaster, "File_Group_Name", "_File"},
+      {store::kRegistryGroup, store::kRegistryGroupMaster, "Registry_Group_Name", "_Registry"},
+      {store::kEventGroup, store::kEventGroupMaster, "Event_Group_Name", "_Event"},
+      {store::kTrapGroup, store::kTrapGroupMaster, "Trap_Group_Name", "_Trap"}};
+  const std::string name = store::Quoted(categoryName);
+  transaction_.BeforeChange();
+  Delete(store::kCategoryGroup, "Category_Name", categoryName);
+  for (const Kind& kind : kKinds) {
+    Delete(store::kCategoryGroupDetail, "Group_Name", WithSuffix(categoryName, kind.Suffix));
+  }
+  Delete(store::kCategoryGroupMaster, "Category_Name", categoryName);
+  for (const Kind& kind : kKinds) {
+    const std::string group = WithSuffix(categoryName, kind.Suffix);
+    Delete(kind.Members, kind.Column, group);
+    Delete(kind.Master, kind.Column, group);
+  }
+  Db().Execute(fmt::format("DELETE FROM {} WHERE Category_Name = {} OR Related_Category_Name = {}",
+                           store::kCategoryRelationMaster, name, name));
+}
+
+}  // namespace korvane::categories

@@ -1,0 +1,35 @@
+// The one transaction in which "Manage Categories" or an import makes its changes.  Open from construction
+// on; whoever only reads holds nobody up.  User-interface thread; every call but Rollback may throw
+// DatabaseError.
+#pragma once
+
+#include "store/Connection.h"
+
+namespace korvane::categories {
+
+class CategoryTransaction {
+ public:
+  // The connection must be open, outside a transaction, and used by nobody else; it must outlive this object.
+  explicit CategoryTransaction(store::Connection& connection);
+  ~CategoryTransaction();  // rolls back what was not committed
+  CategoryTransaction(const CategoryTransaction&) = delete;
+  CategoryTransaction& operator=(const CategoryTransaction&) = delete;
+
+  store::Connection& Connection() const { return connection_; }
+
+  // Called before every change.  The first time it begins anew and takes the right to write: an embedded
+  // store refuses for good to write on what was read before somebody else committed.
+  void BeforeChange();
+  // Something was changed and neither committed nor rolled back.
+  bool Changed() const { return changed_; }
+
+  // Ends it; nothing may be changed afterwards.
+  void Commit();
+  void Rollback() noexcept;
+
+ private:
+  store::Connection& connection_;
+  bool changed_ = false;
+};
+
+}  // namespace korvane::categories

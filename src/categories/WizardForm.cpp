@@ -1,0 +1,248 @@
+#include "categories/WizardForm.h"
+
+#include <fmt/format.h>
+
+#include <charconv>
+
+#include "categories/CategoryWriter.h"
+#include "store/Codes.h"
+#include "store/DatabaseError.h"
+
+namespace korvane::categories {
+
+namespace {
+
+constexpr std::size_t kClearPosition = 0;
+
+params::TrapCriteria CriteriaOf(const TrapDetail& trap) {
+  std::int32_t specific = 0;
+  std::from_chars(trap.SpecificTrap.data(), trap.SpecificTrap.data() + trap.SpecificTrap.size(), specific);
+  return {.SourceAgent = trap.Source,
+          .GenericTrap = trap.GenericTrap,
+          .EnterpriseOid = trap.EnterpriseOid,
+          .SpecificTrap = specific,
+          .VarBinds = trap.VarBinds};
+}
+
+}  // namespace
+
+WizardForm::WizardForm(WizardTask& task, CategoryTransaction& transaction, store::TrapNames& names,
+                       Prompts& prompts)
+    : task_(task),
+      transaction_(transaction),
+      names_(names),
+      prompts_(prompts),
+      page_(task.Mode == WizardMode::AddCategory || task.Mode == WizardMode::EditCategory
+                ? WizardPage::Category
+                : WizardPage::Traps),
+      name_(task.CategoryName),
+      edited_(StoredTrap()),
+      criteria_(CriteriaOf(edited_), names, prompts, params::GenericChoice::OneOrAll, {}) {
+  severity_.Items.assign(store::kSeverityNames.begin(), store::kSeverityNames.end());
+  params::Choose(severity_, static_cast<std::size_t>(edited_.Severity));
+}
+
+// The trap to edit; also reads the description of a category to edit.
+TrapDetail WizardForm::StoredTrap() {
+  if (task_.Mode == WizardMode::AddCategory || task_.Mode == WizardMode::AddTrapDetails) {
+    return {};
+  }
+  try {
+    const CategoryDetails details = CategoryStore(transaction_).LoadTrapDetails(task_.CategoryName);
+    description_ = details.Description;
+    categorySeverity_ = details.Severity;
+    for (const TrapDetail& trap : details.Traps) {
+      if (trap.TrapTableId == task_.TrapTableId) {
+        return trap;
+      }
+    }
+  } catch (const store::DatabaseError& error) {
+    prompts_.Show(error.what(), PromptIcon::Critical);
+  }
+  return {};
+}
+
+std::string_view WizardForm::Title() const {
+  switch (task_.Mode) {
+    case WizardMode::AddCategory:
+      return "Add Category";
+    case WizardMode::EditCategory:
+      return "Edit Category";
+    case WizardMode::AddTrapDetails:
+      return "Add Trap Detail";
+    case WizardMode::EditTrapDetail:
+      break;
+  }
+  return "Edit Trap Detail";
+}
+
+std::string_view WizardForm::NextCaption() const {
+  return task_.Mode == WizardMode::AddCategory && page_ == WizardPage::Category ? "&Next >" : "&Finish";
+}
+
+std::string WizardForm::InfoText() const {
+  if (page_ == WizardPage::Category) {
+    return task_.Mode == WizardMode::EditCategory
+               ? "Edit the description for this category."
+               : "Provide information about new trap category that you want to create.";
+  }
+  if (task_.Mode == WizardMode::EditTrapDetail) {
+    return fmt::format(
+        "Edit Trap information. Note that Enterprise can be selected only when Generic is '{}'.",
+        store::GenericTrapName(store::kEnterpriseSpecific));
+  }
+  return "Add Traps to the category. Note that Enterprise can be selected only when Generic is "
+         "'enterpriseSpecific'.";
+}
+
+bool WizardForm::NameIsFixed() const {
+  return task_.Mode != WizardMode::AddCategory;
+}
+
+bool WizardForm::ListShows() const {
+  return task_.Mode != WizardMode::EditTrapDetail;
+}
+
+std::string WizardForm::TrapDescription() {
+  const params::TrapCriteria& criteria = criteria_.Criteria();
+  if (criteria.SpecificTrap == 0) {
+    return {};
+  }
+  store::IncomingTrap trap;
+  trap.EnterpriseOid = criteria.EnterpriseOid;
+  trap.SpecificTrap = criteria.SpecificTrap;
+  trap.GenericTrap = store::kEnterpriseSpecific;
+  try {
+    names_.GetTrapName(trap);
+  } catch (const store::DatabaseError&) {
+    return {};  // only a help to the reader
+  }
+  return std::string(trap.FurtherDescription());
+}
+
+TrapDetail WizardForm::EnteredTrap() const {
+  const params::TrapCriteria& criteria = criteria_.Criteria();
+  return {.Source = criteria.SourceAgent,
+          .GenericTrap = criteria.GenericTrap,
+          .EnterpriseOid = criteria.EnterpriseOid,
+          .SpecificTrap = fmt::to_string(criteria.SpecificTrap),
+          .VarBinds = criteria.VarBinds,
+          .Severity = static_cast<std::int32_t>(severity_.Position)};
+}
+
+bool WizardForm::EnteredIsComplete() {
+  const TrapDetail trap = EnteredTrap();
+  if (trap.Source.empty() && trap.VarBinds.empty() && trap.GenericTrap == -1 && trap.EnterpriseOid.empty()) {
+    prompts_.Show("Please select atleast one unique property.", PromptIcon::Information);
+    return false;
+  }
+  if (severity_.Position == kClearPosition) {
+    prompts_.Show("Severity should be other than the default 'Clear'.", PromptIcon::Information);
+    return false;
+  }
+  return true;
+}
+
+void WizardForm::Add() {
+  if (!EnteredIsComplete()) {
+    return;
+  }
+  PendingTrap entry{.Trap = EnteredTrap(), .Texts = {}};
+  try {
+    entry.Texts = TextsOf(entry.Trap, names_);
+  } catch (const store::DatabaseError& error) {
+    prompts_.Show(error.what(), PromptIcon::Critical);
+    return;
+  }
+  pending_.push_back(std::move(entry));
+}
+
+void WizardForm::RemovePending(std::size_t row) {
+  if (row < pending_.size()) {
+    pending_.erase(pending_.begin() + static_cast<std::ptrdiff_t>(row));
+  }
+}
+
+bool WizardForm::NextOrFinish() {
+  try {
+    if (task_.Mode == WizardMode::AddCategory && page_ == WizardPage::Category) {
+      if (MayLeaveFirstPage()) {
+        page_ = WizardPage::Traps;
+      }
+      return false;
+    }
+    if (!OperatorAgrees() || !Write()) {
+      return false;
+    }
+  } catch (const store::DatabaseError& error) {
+    prompts_.Show(error.what(), PromptIcon::Critical);
+    return false;
+  }
+  task_.CategoryName = name_;
+  task_.Cancelled = false;
+  return true;
+}
+
+bool WizardForm::MayLeaveFirstPage() {
+  if (name_.empty()) {
+    prompts_.Show("Please assign a name to the category.", PromptIcon::Information);
+    return false;
+  }
+  if (CategoryWriter(transaction_).CategoryExists(name_)) {
+    prompts_.Show(
+        fmt::format("A category with this name viz. '{}' already exists. Please assign a unique name.",
+                    name_),
+        PromptIcon::Information);
+    return false;
+  }
+  return true;
+}
+
+bool WizardForm::OperatorAgrees() {
+  if (!pending_.empty()) {
+    return true;
+  }
+  switch (task_.Mode) {
+    case WizardMode::AddCategory:
+      return prompts_.Ask(fmt::format("Do you want to proceed without adding any members to '{}'?", name_),
+                          PromptButtons::YesNo, PromptIcon::Question) == PromptAnswer::Yes;
+    case WizardMode::AddTrapDetails:
+      return prompts_.Ask("Do you want to proceed without adding any new members?", PromptButtons::YesNo,
+                          PromptIcon::Question) == PromptAnswer::Yes;
+    case WizardMode::EditTrapDetail:
+      return EnteredIsComplete();
+    case WizardMode::EditCategory:
+      break;
+  }
+  return true;
+}
+
+bool WizardForm::Write() {
+  CategoryWriter writer(transaction_);
+  std::vector<TrapDetail> traps;
+  for (const PendingTrap& entry : pending_) {
+    traps.push_back(entry.Trap);
+  }
+  switch (task_.Mode) {
+    case WizardMode::AddCategory:
+      try {
+        writer.AddCategory(name_, description_, traps.empty() ? 0 : traps.front().Severity, traps);
+      } catch (const RelationExists& error) {
+        // The category is written; only its place below the root was taken already.
+        prompts_.Show(error.what(), PromptIcon::Critical);
+      }
+      return true;
+    case WizardMode::EditCategory:
+      writer.EditCategory(name_, description_, categorySeverity_);
+      return true;
+    case WizardMode::AddTrapDetails:
+      writer.AddTrapDetails(name_, traps);
+      return true;
+    case WizardMode::EditTrapDetail:
+      writer.EditTrapDetail(name_, task_.TrapTableId, EnteredTrap());
+      return true;
+  }
+  return false;
+}
+
+}  // namespace korvane::categories

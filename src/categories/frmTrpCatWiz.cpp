@@ -1,0 +1,155 @@
+#include "categories/frmTrpCatWiz.h"
+
+#include <QHeaderView>
+#include <QItemSelectionModel>
+#include <QPushButton>
+#include <QShortcut>
+#include <QStandardItemModel>
+#include <QStringListModel>
+
+#include "common/qt/Icons.h"
+#include "common/qt/KorvaneStyle.h"
+#include "common/qt/ListHabits.h"
+#include "common/qt/QtText.h"
+#include "params/ShownControls.h"
+#include "ui_frmTrpCatWiz.h"
+
+namespace korvane::categories {
+
+frmTrpCatWiz::frmTrpCatWiz(WizardTask& task, CategoryTransaction& transaction, store::TrapNames& names,
+                           Prompts& prompts, QWidget* parent)
+    : QDialog(parent),
+      form_(task, transaction, names, prompts),
+      ui_(std::make_unique<Ui::frmTrpCatWiz>()),
+      enterpriseTraps_(new QStringListModel(this)),
+      pending_(new QStandardItemModel(this)),
+      cmdNextFinish_(nullptr) {
+  ui_->setupUi(this);
+  setWindowTitle(ToQString(form_.Title()));
+  ui_->lvEnterpriseTraps->setModel(enterpriseTraps_);
+  SetUpPendingList();
+  ui_->txtCatName->setText(ToQString(form_.Name()));
+  ui_->txtCatName->setReadOnly(form_.NameIsFixed());
+  ui_->txtCatDescription->setPlainText(ToQString(form_.Description()));
+  ui_->fraPending->setVisible(form_.ListShows());
+  params::ShowCombo(*ui_->cboSeverity, form_.Severity());
+  for (int code = 0; code < ui_->cboSeverity->count(); ++code) {
+    ui_->cboSeverity->setItemIcon(code, SeverityIcon(code));
+  }
+  cmdNextFinish_ = ui_->buttons->addButton(QString(), QDialogButtonBox::AcceptRole);
+  cmdNextFinish_->setObjectName(QStringLiteral("cmdNextFinish"));
+  cmdNextFinish_->setDefault(true);
+  QPushButton* cancel = ui_->buttons->addButton(tr("&Cancel"), QDialogButtonBox::RejectRole);
+  cancel->setObjectName(QStringLiteral("cmdCancel"));
+  ConnectControls();
+  ShowPage();
+}
+
+frmTrpCatWiz::~frmTrpCatWiz() = default;
+
+void frmTrpCatWiz::SetUpPendingList() {
+  QTableView& list = *ui_->lvTraps;
+  QStringList captions;
+  for (const std::string_view caption : kTrapDetailColumns) {
+    captions.append(ToQString(caption));
+  }
+  pending_->setHorizontalHeaderLabels(captions);
+  StyleTable(list);
+  list.setSelectionMode(QAbstractItemView::SingleSelection);
+  list.setFrameShape(QFrame::StyledPanel);
+  list.setModel(pending_);
+  list.horizontalHeader()->setStretchLastSection(true);
+  SetEmptyText(list, tr("Traps that you add are listed here until Finish"));
+}
+
+// Only what the operator does is passed on, never what is shown.
+void frmTrpCatWiz::ConnectControls() {
+  connect(ui_->txtCatName, &QLineEdit::textEdited, this,
+          [this](const QString& text) { form_.EditName(ToUtf8(text)); });
+  connect(ui_->txtCatDescription, &QPlainTextEdit::textChanged, this,
+          [this] { form_.EditDescription(ToUtf8(ui_->txtCatDescription->toPlainText())); });
+  connect(ui_->txtSource, &QLineEdit::textEdited, this,
+          [this](const QString& text) { form_.Criteria().EditSource(ToUtf8(text)); });
+  connect(ui_->txtVarBinds, &QLineEdit::textEdited, this,
+          [this](const QString& text) { form_.Criteria().EditVarBinds(ToUtf8(text)); });
+  connect(ui_->cboGeneric, &QComboBox::currentIndexChanged, this, [this](int index) {
+    form_.Criteria().ChooseGeneric(params::ToPosition(index));
+    ShowCriteria();
+  });
+  connect(ui_->cboEnterprise, &QComboBox::currentIndexChanged, this, [this](int index) {
+    form_.Criteria().ChooseEnterprise(params::ToPosition(index));
+    ShowCriteria();
+  });
+  connect(ui_->cboSeverity, &QComboBox::currentIndexChanged, this,
+          [this](int index) { form_.ChooseSeverity(params::ToPosition(index)); });
+  connect(ui_->lvEnterpriseTraps->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
+    const QModelIndexList selected = ui_->lvEnterpriseTraps->selectionModel()->selectedIndexes();
+    form_.Criteria().ChooseTrap(selected.isEmpty() ? 0 : params::ToPosition(selected.first().row()));
+    ShowCriteria();
+  });
+  connect(ui_->cmdAdd, &QPushButton::clicked, this, [this] {
+    form_.Add();
+    ShowPending();
+  });
+  auto* remove = new QShortcut(QKeySequence(Qt::Key_Delete), ui_->lvTraps);
+  remove->setContext(Qt::WidgetShortcut);
+  connect(remove, &QShortcut::activated, this, &frmTrpCatWiz::RemovePending);
+  connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmTrpCatWiz::NextOrFinish);
+  connect(ui_->buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+}
+
+void frmTrpCatWiz::ShowPage() {
+  const bool first = form_.Page() == WizardPage::Category;
+  ui_->pages->setCurrentWidget(first ? ui_->pagCategory : ui_->pagTraps);
+  (first ? ui_->lblInfo1 : ui_->lblInfo2)->setText(ToQString(form_.InfoText()));
+  cmdNextFinish_->setText(ToQString(form_.NextCaption()));
+  ShowCriteria();
+  QWidget* firstField = first ? (form_.NameIsFixed() ? static_cast<QWidget*>(ui_->txtCatDescription)
+                                                     : static_cast<QWidget*>(ui_->txtCatName))
+                              : static_cast<QWidget*>(ui_->txtSource);
+  firstField->setFocus();
+}
+
+void frmTrpCatWiz::ShowCriteria() {
+  const params::TrapCriteriaControls& controls = form_.Criteria().Controls();
+  params::ShowText(*ui_->txtSource, controls.txtSource);
+  params::ShowCombo(*ui_->cboGeneric, controls.cboGeneric);
+  params::ShowCombo(*ui_->cboEnterprise, controls.cboEnterprise);
+  ui_->lblEnterprise->setEnabled(controls.cboEnterprise.Enabled);
+  params::ShowList(*ui_->lvEnterpriseTraps, *enterpriseTraps_, controls.lvTraps);
+  params::ShowText(*ui_->txtVarBinds, controls.txtVarBinds);
+  ui_->txtDescription->setPlainText(ToQString(form_.TrapDescription()));
+}
+
+void frmTrpCatWiz::ShowPending() {
+  pending_->removeRows(0, pending_->rowCount());
+  for (const PendingTrap& entry : form_.Pending()) {
+    QList<QStandardItem*> row;
+    for (const std::string& text : entry.Texts) {
+      auto* item = new QStandardItem(ToVisibleQString(text));
+      item->setEditable(false);
+      row.append(item);
+    }
+    row.last()->setIcon(SeverityIcon(entry.Trap.Severity));
+    pending_->appendRow(row);
+  }
+  ui_->lvTraps->scrollToBottom();
+}
+
+void frmTrpCatWiz::RemovePending() {
+  const QModelIndexList selected = ui_->lvTraps->selectionModel()->selectedRows();
+  if (!selected.isEmpty()) {
+    form_.RemovePending(static_cast<std::size_t>(selected.first().row()));
+    ShowPending();
+  }
+}
+
+void frmTrpCatWiz::NextOrFinish() {
+  if (form_.NextOrFinish()) {
+    accept();
+  } else {
+    ShowPage();
+  }
+}
+
+}  // namespace korvane::categories

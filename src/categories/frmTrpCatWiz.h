@@ -1,0 +1,49 @@
+// The category wizard: adds a category (mode 5), edits one (8), adds trap details to one (9), edits one trap
+// detail (10).  Runs inside the transaction of the window that opens it.  One object per use;
+// user-interface thread.
+#pragma once
+
+#include <QDialog>
+#include <memory>
+
+#include "categories/CategoryTransaction.h"
+#include "categories/WizardForm.h"
+#include "categories/WizardTask.h"
+#include "common/Prompts.h"
+#include "store/TrapNames.h"
+
+class QPushButton;
+class QStandardItemModel;
+class QStringListModel;
+namespace Ui {
+class frmTrpCatWiz;
+}
+
+namespace korvane::categories {
+
+class frmTrpCatWiz : public QDialog {
+  Q_OBJECT
+
+ public:
+  // transaction: the opener's.  All of it must outlive the dialog.
+  frmTrpCatWiz(WizardTask& task, CategoryTransaction& transaction, store::TrapNames& names, Prompts& prompts,
+               QWidget* parent = nullptr);
+  ~frmTrpCatWiz() override;
+
+ private:
+  void SetUpPendingList();
+  void ConnectControls();
+  void ShowPage();
+  void ShowCriteria();
+  void ShowPending();
+  void RemovePending();
+  void NextOrFinish();
+
+  WizardForm form_;
+  std::unique_ptr<Ui::frmTrpCatWiz> ui_;
+  QStringListModel* enterpriseTraps_;
+  QStandardItemModel* pending_;
+  QPushButton* cmdNextFinish_;
+};
+
+}  // namespace korvane::categories

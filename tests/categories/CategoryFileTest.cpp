@@ -1,0 +1,135 @@
+#include "categories/CategoryFile.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace korvane::categories {
+namespace {
+
+using testing::HasSubstr;
+
+std::vector<ExchangedCategory> Sample() {
+  std::string all;
+  for (int byte = 0; byte < 256; ++byte) {
+    all += static_cast<char>(byte);
+  }
+  return {{.Name = "Lines & \"links\"",
+           .Details = {.Description = "two\r\nlines\tand \\ more ☃",
+                       .Severity = 5,
+                       .Traps = {{.Source = "router1", .GenericTrap = 2, .Severity = 5},
+                                 {.GenericTrap = -1,
+                                  .EnterpriseOid = "1.3.6.1.4.1.32473",
+                                  .SpecificTrap = "7",
+                                  .VarBinds = all,
+                                  .Severity = 0}}}},
+          {.Name = "end", .Details = {.Description = "# no comment", .Severity = 0, .Traps = {}}}};
+}
+
+TEST(CategoryFileTest, AnyTextComesBackAsItWas) {
+  const std::string file = WriteCategoryFile(Sample());
+  EXPECT_EQ(ReadCategoryFile(file), Sample());
+  EXPECT_THAT(file, HasSubstr("description \"two\\r\\nlines\\tand \\\\ more ☃\"\n"));
+  EXPECT_TRUE(ReadCategoryFile(WriteCategoryFile({})).empty());
+}
+
+TEST(CategoryFileTest, OtherSystemsLineEndsAndCommentsAreRead) {
+  std::string file = "\xEF\xBB\xBF# made by hand\n" + WriteCategoryFile(Sample());
+  for (std::size_t at = 0; (at = file.find('\n', at)) != file.npos; at += 2) {
+    file.replace(at, 1, "\r\n");
+  }
+  EXPECT_EQ(ReadCategoryFile(file), Sample());
+}
+
+TEST(CategoryFileTest, ADamagedFileIsRefusedWithLineAndReason) {
+  const std::string good =
+      "Korvane category file, version 1\n"
+      "category \"A\"\n"
+      "  description \"\"\n"
+      "  severity 5\n"
+      "  trap\n"
+      "    source \"\"\n"
+      "    generic 6\n"
+      "    enterprise \"\"\n"
+      "    specific \"0\"\n"
+      "    variables \"\"\n"
+      "    severity 5\n"
+      "end\n"
+      "end of file\n";
+  ASSERT_EQ(ReadCategoryFile(good).size(), 1U);
+  struct Case {
+    const char* From;
+    const char* To;
+    const char* What;
+  };
+  const Case cases[] = {
+      {"version 1", "version 2", "Line 1: this version"},
+      {"Korvane category", "Some other", "Line 1: the file does not begin"},
+      {"  severity 5\n  trap", "  severity 6\n  trap", "Line 4: a number from 0 to 5"},
+      {"generic 6", "generic 7", "Line 7: a number from -1 to 6"},
+      {"generic 6", "generic 6x", "Line 7:"},
+      {"source \"\"", "source", "Line 6: \"source\" is expected"},
+      {"source \"\"", "source \"", "Line 6: a text must stand"},
+      {"source \"\"", "source \"a\"b\"", "Line 6: a double quote inside"},
+      {"source \"\"", "source \"\\q\"", "Line 6: \\q stands for nothing"},
+      {"source \"\"", "source \"\\xZZ\"", "Line 6: \\x needs"},
+      {"source \"\"", "source \"\\\"", "Line 6: a backslash at the end"},
+      {"variables \"\"\n", "", "Line 10: \"variables\" is expected"},
+      {"end\nend of file\n", "", "Line 12: the file ends too early"},
+      {"end of file\n", "", "Line 13: the file ends too early"},
+      {"end of file\n", "end of file\nmore\n", "Line 14: there is text behind"},
+      {"category \"A\"", "category \"\"", "Line 2: a category's name"},
+      {"end\nend of file", "end\ncategory \"a\"\ndescription \"\"\nseverity 0\nend\nend of file",
+       "is there twice"},
+  };
+  for (const Case& c : cases) {
+    std::string file = good;
+    file.replace(file.find(c.From), std::string_view(c.From).size(), c.To);
+    try {
+      ReadCategoryFile(file);
+      ADD_FAILURE() << "accepted: " << c.To;
+    } catch (const CategoryFileError& error) {
+      EXPECT_THAT(error.what(), HasSubstr(c.What));
+    }
+  }
+}
+
+// Cut, changed and mixed files: either refused or, when the damage hit nothing that matters, of the form.
+TEST(CategoryFileTest, NoBytesBreakTheReader) {
+  const std::string good = WriteCategoryFile(Sample());
+  std::mt19937 random(20260101);
+  const auto below = [&](std::size_t limit) { return static_cast<std::size_t>(random()) % limit; };
+  for (std::size_t cut = 0; cut + 1 < good.size(); ++cut) {
+    EXPECT_THROW(ReadCategoryFile(good.substr(0, cut)), CategoryFileError) << cut;
+  }
+  for (int round = 0; round < 20'000; ++round) {
+    std::string file = good;
+    for (std::size_t changes = 1 + below(4); changes > 0; --changes) {
+      switch (below(3)) {
+        case 0:
+          file[below(file.size())] = static_cast<char>(random());
+          break;
+        case 1:
+          file.erase(below(file.size()), 1 + below(40));
+          break;
+        default:
+          file.insert(below(file.size()), good.substr(below(good.size()), below(60)));
+      }
+      if (file.empty()) {
+        break;
+      }
+    }
+    try {
+      const std::vector<ExchangedCategory> read = ReadCategoryFile(file);
+      EXPECT_EQ(ReadCategoryFile(WriteCategoryFile(read)), read);
+    } catch (const CategoryFileError& error) {
+      EXPECT_GT(error.Line(), 0U);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace korvane::categories

@@ -1,0 +1,176 @@
+// Categories as they are written, read and removed, on every engine.
+
+#include "categories/CategoryStore.h"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "categories/CategoryWriter.h"
+#include "params/CategoryInformation.h"
+#include "store/DatabaseError.h"
+#include "store/EngineTest.h"
+
+namespace korvane::categories {
+namespace {
+
+using store::EngineOf;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TrapDetail LinkDown(std::string source = {}) {
+  return {.Source = std::move(source), .GenericTrap = 2, .Severity = 5};
+}
+
+class CategoryStoreTest : public store::EngineTest {
+ protected:
+  CategoryStoreTest() { Made->Connect(own_); }
+
+  void Write(const auto& changes) {
+    CategoryTransaction transaction(own_);
+    CategoryWriter writer(transaction);
+    CategoryStore categories(transaction);
+    changes(writer, categories);
+    transaction.Commit();
+  }
+  std::vector<std::string> Tree() {
+    CategoryTransaction transaction(own_);
+    return CategoryStore(transaction).LoadCategoryTree();
+  }
+  CategoryDetails Details(const std::string& name) {
+    CategoryTransaction transaction(own_);
+    return CategoryStore(transaction).LoadTrapDetails(name);
+  }
+  std::int32_t Rows(const std::string& table) { return Made->Number("SELECT COUNT(*) FROM " + table); }
+
+  store::Connection own_;
+};
+KORVANE_ON_EVERY_ENGINE(CategoryStoreTest);
+
+TEST_P(CategoryStoreTest, WhatIsAddedIsReadBackAndSharedRowsAreStoredOnce) {
+  const std::vector<TrapDetail> traps = {LinkDown("router1"),
+                                         LinkDown("router1"),
+                                         {.GenericTrap = 6,
+                                          .EnterpriseOid = "1.3.6.1.4.1.9",
+                                          .SpecificTrap = "7",
+                                          .VarBinds = "über ☃",
+                                          .Severity = 3}};
+  Write([&](CategoryWriter& writer, CategoryStore&) {
+    EXPECT_FALSE(writer.CategoryExists("Lines"));
+    writer.AddCategory("Lines", "Lines\nand \"links\"", 5, traps);
+    writer.AddCategory("Other", "", 0, std::vector{traps[2]});
+  });
+  EXPECT_THAT(Tree(), ElementsAre("Lines", "Other"));
+  const CategoryDetails lines = Details("Lines");
+  EXPECT_EQ(lines.Description, "Lines\nand \"links\"");
+  EXPECT_EQ(lines.Severity, 5);
+  ASSERT_EQ(lines.Traps.size(), 2U);
+  EXPECT_EQ(lines.Traps[0].Source, "router1");
+  EXPECT_EQ(lines.Traps[1].VarBinds, "über ☃");
+  EXPECT_EQ(Rows("Trap_Group_Detail"), 2) << "equal definitions are one row";
+  EXPECT_EQ(Rows("Category_Relation_Master WHERE Category_Name = 'All Categories'"), 2);
+
+  params::CategoryInformation information;
+  ASSERT_TRUE(information.ReloadCategoryInformation(Db));
+  ASSERT_NE(information.Find("other"), nullptr);
+  EXPECT_EQ(information.Find("other")->Criteria.front().SpecificTrap, 7);
+
+  // Editing one trap into another leaves a single membership, and nobody else's.
+  Write([&](CategoryWriter& writer, CategoryStore&) {
+    writer.EditTrapDetail("Lines", lines.Traps[0].TrapTableId, traps[2]);
+    writer.EditCategory("Other", "another", 2);
+  });
+  EXPECT_EQ(Details("Lines").Traps.size(), 1U);
+  EXPECT_EQ(Details("Other").Description, "another");
+  EXPECT_EQ(Made->Text("SELECT Trap_Group_Desc FROM Trap_Group_Master WHERE Trap_Group_Name = 'Other_Trap'",
+                       "Trap_Group_Desc"),
+            "another");
+}
+
+TEST_P(CategoryStoreTest, RemovingACategoryLeavesDefinitionsAndSiblingsAlone) {
+  Write([&](CategoryWriter& writer, CategoryStore&) {
+    writer.AddCategory("A", "", 0, std::vector{LinkDown(), LinkDown("x")});
+    writer.AddCategory("B", "", 0, std::vector{LinkDown()});
+    writer.AddCategory("Empty", "", 0, {});
+  });
+  for (const char* statement :
+       {"INSERT INTO Category_Group_Master (Category_Name) VALUES ('Logs')",
+        "INSERT INTO Category_Group_Detail (Category_ID, Category_Type, Group_Name) VALUES (1, 2, 'A_Event')",
+        "INSERT INTO Event_Group_Master (Event_Group_Name) VALUES ('A_Event')",
+        "INSERT INTO Event_Group (Event_Group_Name, Event_ID) VALUES ('A_Event', 3)",
+        "INSERT INTO Category_Relation_Master (Category_Name, Related_Category_Name, Category_Relation_Type) "
+        "VALUES ('A', 'B', 2)"}) {
+    Made->Execute(statement);
+  }
+  EXPECT_THAT(Tree(), ElementsAre("A", "B", "Empty")) << "a sibling's category stays hidden";
+
+  const std::int32_t shared = Details("B").Traps.front().TrapTableId;
+  Write([&](CategoryWriter&, CategoryStore& categories) {
+    categories.RemoveTrapDetail("A", shared);
+    categories.DeleteCategory("Empty");
+  });
+  EXPECT_EQ(Details("A").Traps.size(), 1U);
+  EXPECT_EQ(Details("B").Traps.size(), 1U);
+  EXPECT_EQ(Rows("Trap_Group_Master"), 2);
+
+  Write([](CategoryWriter&, CategoryStore& categories) { categories.DeleteCategory("A"); });
+  EXPECT_THAT(Tree(), ElementsAre("B"));
+  EXPECT_EQ(Rows("Trap_Group_Detail"), 2);
+  EXPECT_EQ(Rows("Event_Group"), 1) << "the other kinds are the siblings'";
+  EXPECT_EQ(Rows("Category_Relation_Master"), 2);
+
+  Write([](CategoryWriter&, CategoryStore& categories) { categories.DeleteCategoryAllKinds("A"); });
+  EXPECT_EQ(Rows("Event_Group") + Rows("Event_Group_Master"), 0);
+  EXPECT_EQ(Rows("Category_Relation_Master"), 1);
+  EXPECT_THAT(Tree(), ElementsAre("B"));
+}
+
+TEST_P(CategoryStoreTest, TheNumberOfANewCategoryIsAboveAllInUse) {
+  Made->Execute("INSERT INTO Category_Group (Category_Name, Category_ID) VALUES ('Logs', 41)");
+  Made->Execute(
+      "INSERT INTO Category_Group_Detail (Category_ID, Category_Type, Group_Name) VALUES (57, 2, 'L_File')");
+  Write([](CategoryWriter& writer, CategoryStore&) { writer.AddCategory("New", "", 0, {}); });
+  EXPECT_EQ(Made->Number("SELECT Category_ID FROM Category_Group WHERE Category_Name = 'New'"), 58);
+  EXPECT_THAT(Tree(), ElementsAre("New"));
+}
+
+TEST_P(CategoryStoreTest, AnErrorInTheMiddleLeavesTheRestToBeRolledBack) {
+  Made->Execute(
+      "INSERT INTO Category_Relation_Master (Category_Name, Related_Category_Name, Category_Relation_Type) "
+      "VALUES ('All Categories', 'Ghost', 1)");
+  {
+    CategoryTransaction transaction(own_);
+    CategoryWriter writer(transaction);
+    writer.AddCategory("Kept", "", 0, std::vector{LinkDown()});
+    EXPECT_THROW(writer.AddCategory("Ghost", "", 0, {}), RelationExists);
+    EXPECT_THROW(writer.AddCategory("O'Brien", "", 0, {}), store::DatabaseError);
+    EXPECT_THROW(writer.AddTrapDetails("Kept", std::vector{LinkDown("it's")}), store::DatabaseError);
+    EXPECT_THROW(own_.Execute("UPDATE No_Table SET X = 1"), store::DatabaseError);
+    EXPECT_EQ(CategoryStore(transaction).LoadTrapDetails("Kept").Traps.size(), 1U)
+        << "the transaction lives on";
+    EXPECT_TRUE(transaction.Changed());
+  }
+  EXPECT_THAT(Tree(), IsEmpty());
+  EXPECT_EQ(Rows("Trap_Group_Detail"), 0);
+}
+
+TEST_P(CategoryStoreTest, ReadingForMinutesHoldsNobodyUpAndNobodySpoilsTheFirstChange) {
+  CategoryTransaction transaction(own_);
+  CategoryStore categories(transaction);
+  EXPECT_THAT(categories.LoadCategoryTree(), IsEmpty());
+  // Another console saves its own change meanwhile.
+  Made->Execute("INSERT INTO Trap_Filter_Group (Trap_ID, Description) VALUES (1, '')");
+  CategoryWriter(transaction).AddCategory("Mine", "", 0, std::vector{LinkDown()});
+  // With changes pending, traps are stored and acknowledged as ever.
+  const std::int32_t number = Made->AddTrap({.EventTime = 5});
+  Made->Execute(fmt::format("UPDATE EventTrap SET EventAck = 1 WHERE SequenceNumber = {}", number));
+  EXPECT_EQ(Rows("Category_Group_Master"), 0) << "nobody sees what is not committed";
+  transaction.Commit();
+  EXPECT_THAT(Tree(), ElementsAre("Mine"));
+}
+
+}  // namespace
+}  // namespace korvane::categories
