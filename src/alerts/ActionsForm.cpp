@@ -1,0 +1,151 @@
+#include "alerts/ActionsForm.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <stdexcept>
+
+#include "store/DatabaseError.h"
+
+namespace korvane::alerts {
+
+namespace {
+
+constexpr std::string_view kMailName = "Korvane";
+
+std::int32_t Number(const std::string& text) {
+  if (text.empty()) {
+    return 0;
+  }
+  std::int32_t number = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || stop != end || number < 0) {
+    throw std::invalid_argument(fmt::format("'{}' is not a whole number.", text));
+  }
+  return number;
+}
+
+}  // namespace
+
+ActionsForm::ActionsForm(const AlertServices& services) : services_(services), store_(services.Connection) {}
+
+void ActionsForm::ClearTabs() {
+  tabs_.clear();
+}
+
+void ActionsForm::AddTab(ActionKind kind, std::int32_t id) {
+  if (std::find(tabs_.begin(), tabs_.end(), kind) != tabs_.end()) {
+    return;
+  }
+  tabs_.push_back(kind);
+  try {
+    Load(kind, id);
+  } catch (const store::DatabaseError& error) {
+    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+  }
+}
+
+void ActionsForm::Load(ActionKind kind, std::int32_t id) {
+  switch (kind) {
+    case ActionKind::Beep:
+      return LoadBeep(id);
+    case ActionKind::Email:
+      return LoadEmail(id);
+    case ActionKind::Message:
+      Message = {.Entered = store_.Destinations()};
+      Message.Text = id > kNoAction ? store_.LoadMessage(id).value_or(std::string()) : std::string();
+      return;
+    case ActionKind::Custom:
+      Custom = {.Entered = store_.Programs()};
+      Custom.Text = id > kNoAction ? store_.LoadCustom(id).value_or(std::string()) : std::string();
+      return;
+  }
+}
+
+void ActionsForm::LoadBeep(std::int32_t id) {
+  Beep = {};
+  const std::optional<BeepAction> beep = id > kNoAction ? store_.LoadBeep(id) : std::nullopt;
+  if (beep) {
+    Beep = {.Description = beep->Description,
+            .Count = fmt::to_string(beep->Count),
+            .Duration = fmt::to_string(beep->Duration),
+            .Delay = fmt::to_string(beep->Delay),
+            .Frequency = fmt::to_string(beep->Frequency)};
+  }
+}
+
+void ActionsForm::LoadEmail(std::int32_t id) {
+  Email = {.SmtpServers = store_.SmtpServers(), .Recipients = store_.Recipients()};
+  if (id > kNoAction) {
+    Email.Mail = store_.LoadEmail(id).value_or(EmailAction());
+    return;
+  }
+  const intake::MailSettings usual = services_.Library.GetDefaultMailSettings();
+  Email.Mail = {.SmtpServer = usual.SmtpServer,
+                .To = usual.Recipient,
+                .From = fmt::format("{}@{}", kMailName, usual.Domain),
+                .Subject = std::string(kMailName)};
+}
+
+std::string ActionsForm::Missing(ActionKind kind) const {
+  switch (kind) {
+    case ActionKind::Beep:
+      return Beep.Description.empty() ? "Beep description should not be empty." : "";
+    case ActionKind::Email:
+      if (Email.Mail.SmtpServer.empty()) {
+        return "SMTP Server address should not be empty.";
+      }
+      if (Email.Mail.To.empty()) {
+        return "Destination Email address should not be empty.";
+      }
+      return Email.Mail.From.empty() ? "Source Email address should not be empty." : "";
+    case ActionKind::Message:
+      return Message.Text.empty() ? "Message destination should not be empty." : "";
+    case ActionKind::Custom:
+      return Custom.Text.empty() ? "You have not configured Custom details." : "";
+  }
+  return {};
+}
+
+std::int32_t ActionsForm::Save(ActionKind kind) {
+  switch (kind) {
+    case ActionKind::Beep:
+      return store_.SaveBeep({.Description = Beep.Description,
+                              .Count = Number(Beep.Count),
+                              .Duration = Number(Beep.Duration),
+                              .Delay = Number(Beep.Delay),
+                              .Frequency = Number(Beep.Frequency)});
+    case ActionKind::Email:
+      return store_.SaveEmail(Email.Mail);
+    case ActionKind::Message:
+      return store_.SaveMessage(Message.Text);
+    case ActionKind::Custom:
+      return store_.SaveCustom(Custom.Text);
+  }
+  return kNoAction;
+}
+
+std::optional<ActionKind> ActionsForm::Ok() {
+  ActionIds saved;
+  for (const ActionKind kind : tabs_) {
+    if (const std::string missing = Missing(kind); !missing.empty()) {
+      services_.Prompt.Show(missing, PromptIcon::Information);
+      return kind;
+    }
+    try {
+      IdOf(saved, kind) = Save(kind);
+    } catch (const store::DatabaseError& error) {
+      services_.Prompt.Show(error.what(), PromptIcon::Critical);
+      return kind;
+    } catch (const std::invalid_argument& error) {
+      services_.Prompt.Show(error.what(), PromptIcon::Information);
+      return kind;
+    }
+  }
+  ids_ = saved;
+  return std::nullopt;
+}
+
+}  // namespace korvane::alerts

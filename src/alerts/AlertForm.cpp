@@ -1,0 +1,67 @@
+#include "alerts/AlertForm.h"
+
+#include "store/Codes.h"
+#include "store/DatabaseError.h"
+
+namespace korvane::alerts {
+
+AlertForm::AlertForm(const AlertServices& services, const std::optional<Alert>& alert)
+    : services_(services),
+      store_(services.Connection),
+      groupId_(alert ? std::optional(alert->GroupId) : std::nullopt),
+      description_(alert ? alert->Description : std::string()),
+      actions_(alert && alert->Actions ? *alert->Actions : ActionIds()),
+      criteria_(StoredCriteria(alert), services.Names, services.Prompt, params::GenericChoice::OneOfThem) {}
+
+params::TrapCriteria AlertForm::StoredCriteria(const std::optional<Alert>& alert) {
+  params::TrapCriteria criteria{.GenericTrap = store::kEnterpriseSpecific};
+  if (!alert) {
+    return criteria;
+  }
+  try {
+    const std::optional<AlertCriteria> stored = store_.LoadCriteria(alert->TrapId);
+    if (stored) {
+      return {.SourceAgent = stored->Source,
+              .GenericTrap = stored->GenericTrap,
+              .EnterpriseOid = stored->EnterpriseOid,
+              .SpecificTrap = stored->SpecificTrap,
+              .VarBinds = stored->VarBinds};
+    }
+    services_.Prompt.Show(
+        "The trap details of this alert are no longer in the database. Please select them again.",
+        PromptIcon::Exclamation);
+  } catch (const store::DatabaseError& error) {
+    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+  }
+  return criteria;
+}
+
+bool AlertForm::Ok() {
+  if (description_.empty()) {
+    services_.Prompt.Show("Alert description should not be empty.", PromptIcon::Information);
+    return false;
+  }
+  const params::TrapCriteria& criteria = criteria_.Criteria();
+  try {
+    if (!store_.IsUnique(description_, groupId_)) {
+      services_.Prompt.Show(
+          "Alert description is not unique. An alert with the same name exists. Please modify alert "
+          "description.",
+          PromptIcon::Information);
+      return false;
+    }
+    groupId_ = store_.SaveAlert(description_,
+                                {.Source = criteria.SourceAgent,
+                                 .EnterpriseOid = criteria.EnterpriseOid,
+                                 .GenericTrap = criteria.GenericTrap,
+                                 .SpecificTrap = criteria.SpecificTrap,
+                                 .VarBinds = criteria.VarBinds},
+                                actions_, groupId_);
+    return true;
+  } catch (const store::DatabaseError& error) {
+    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+    return false;
+  }
+}
+
+}  // namespace korvane::alerts

@@ -1,0 +1,48 @@
+// The rules of the dialog "Alert Configuration" without its window: the description, the criteria, which
+// actions the alert uses, and what OK checks and saves.  User-interface thread only; database errors are
+// shown here.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "alerts/AlertServices.h"
+#include "alerts/AlertStore.h"
+#include "params/TrapCriteriaForm.h"
+
+namespace korvane::alerts {
+
+class AlertForm {
+ public:
+  // alert: the one to edit; nothing: a new one.  Everything must outlive the form.
+  AlertForm(const AlertServices& services, const std::optional<Alert>& alert);
+
+  const std::string& Description() const { return description_; }
+  void EditDescription(std::string_view text) { description_ = text; }
+  params::TrapCriteriaForm& Criteria() { return criteria_; }
+
+  // The actions the alert is to use, by the IDs of their rows.
+  const ActionIds& Actions() const { return actions_; }
+  bool Uses(ActionKind kind) const { return IdOf(actions_, kind) > kNoAction; }
+  void SetAction(ActionKind kind, std::int32_t id) { IdOf(actions_, kind) = id; }
+  void ClearAction(ActionKind kind) { IdOf(actions_, kind) = kNoAction; }
+
+  // True when the alert is stored; else the reason was shown and the dialog stays.
+  bool Ok();
+  // Of the alert, once it is stored.
+  std::int32_t GroupId() const { return groupId_.value_or(0); }
+
+ private:
+  params::TrapCriteria StoredCriteria(const std::optional<Alert>& alert);
+
+  AlertServices services_;
+  AlertStore store_;
+  std::optional<std::int32_t> groupId_;
+  std::string description_;
+  ActionIds actions_;
+  params::TrapCriteriaForm criteria_;
+};
+
+}  // namespace korvane::alerts

@@ -1,0 +1,234 @@
+#include "alerts/frmActions.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRegularExpressionValidator>
+#include <QStringList>
+#include <algorithm>
+
+#include "common/qt/QtText.h"
+#include "ui_frmActions.h"
+
+namespace korvane::alerts {
+namespace {
+
+void Show(QComboBox& combo, const std::vector<std::string>& entered, const std::string& text) {
+  QStringList texts;
+  for (const std::string& entry : entered) {
+    texts.append(ToQString(entry));
+  }
+  combo.clear();
+  combo.addItems(texts);
+  combo.setEditText(ToQString(text));
+  combo.lineEdit()->setCursorPosition(0);
+}
+
+}  // namespace
+
+frmActions::frmActions(const AlertServices& services, QWidget* parent)
+    : QDialog(parent), services_(services), form_(services), ui_(std::make_unique<Ui::frmActions>()) {
+  ui_->setupUi(this);
+  AddField(ui_->txtBeepDesc, ui_->lblBeepHelp, tr("Enter a brief description for the beep configuration."));
+  AddField(ui_->txtBeepCount, ui_->lblBeepHelp, tr("Specify the number of times beep should be generated."));
+  AddField(ui_->txtDuration, ui_->lblBeepHelp, tr("Specifies the duration, in seconds, of the sound."));
+  AddField(ui_->txtDelay, ui_->lblBeepHelp, tr("Specify delay between two beeps in seconds."));
+  AddField(ui_->txtFreq, ui_->lblBeepHelp, tr("Specifies the frequency, in hertz, of the sound."));
+  AddField(ui_->cboSMTPServer, ui_->lblEmailHelp, tr("Specify the SMTP server for outgoing mails."));
+  AddField(ui_->cboEmailTo, ui_->lblEmailHelp,
+           tr("Specify the Email address to where notification should send."));
+  AddField(ui_->txtEmailFrom, ui_->lblEmailHelp,
+           tr("Specify the Email address from where notifications should be send."));
+  AddField(ui_->txtSubject, ui_->lblEmailHelp, tr("Specify subject for EMail message."));
+  for (QLineEdit* number : {ui_->txtBeepCount, ui_->txtDuration, ui_->txtDelay, ui_->txtFreq}) {
+    TakeDigitsOnly(*number);
+  }
+  QPushButton* ok = ui_->buttons->addButton(tr("OK"), QDialogButtonBox::AcceptRole);
+  ok->setObjectName(QStringLiteral("cmdOK"));
+  ok->setDefault(true);
+  QPushButton* cancel = ui_->buttons->addButton(tr("Cancel"), QDialogButtonBox::RejectRole);
+  cancel->setObjectName(QStringLiteral("cmdCancel"));
+  connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmActions::Ok);
+  connect(ui_->buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+  connect(ui_->cmdBrowse, &QPushButton::clicked, this, &frmActions::Browse);
+  ClearTabs();
+}
+
+frmActions::~frmActions() = default;
+
+void frmActions::AddField(QWidget* editor, QLabel* help, const QString& text) {
+  fields_.push_back({.Editor = editor, .Help = help, .Text = text});
+  editor->setToolTip(text);
+  // An editable list has the focus in its own text box.
+  if (auto* combo = qobject_cast<QComboBox*>(editor)) {
+    combo->lineEdit()->installEventFilter(this);
+  }
+  editor->installEventFilter(this);
+}
+
+void frmActions::TakeDigitsOnly(QLineEdit& edit) {
+  edit.setValidator(new QRegularExpressionValidator(QRegularExpression(QStringLiteral("[0-9]*")), &edit));
+  connect(&edit, &QLineEdit::inputRejected, this, [] { QApplication::beep(); });
+}
+
+bool frmActions::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::FocusIn) {
+    const auto field = std::find_if(fields_.begin(), fields_.end(), [&](const Field& each) {
+      return each.Editor == watched || each.Editor == watched->parent();
+    });
+    if (field != fields_.end()) {
+      field->Help->setText(field->Text);
+    }
+  } else if (event->type() == QEvent::KeyPress) {
+    const auto& key = *static_cast<QKeyEvent*>(event);
+    if (key.modifiers() == Qt::NoModifier && (key.key() == Qt::Key_Up || key.key() == Qt::Key_Down)) {
+      return StepFrom(watched, key.key() == Qt::Key_Up ? -1 : 1);
+    }
+  }
+  return QDialog::eventFilter(watched, event);
+}
+
+// The fields of both pages stand in one list, in order; those of one page have one help label.
+bool frmActions::StepFrom(const QObject* editor, int step) {
+  for (std::size_t i = 0; i < fields_.size(); ++i) {
+    if (fields_[i].Editor != editor && fields_[i].Editor != editor->parent()) {
+      continue;
+    }
+    const std::size_t next = i + static_cast<std::size_t>(step);
+    if (next < fields_.size() && fields_[next].Help == fields_[i].Help) {
+      fields_[next].Editor->setFocus(Qt::TabFocusReason);
+    }
+    return true;
+  }
+  return false;
+}
+
+void frmActions::ClearTabs() {
+  form_.ClearTabs();
+  for (QWidget* page : {ui_->pagBeep, ui_->pagEmail, ui_->pagMessage, ui_->pagCustom}) {
+    if (const int index = ui_->tabActions->indexOf(page); index >= 0) {
+      ui_->tabActions->removeTab(index);
+    }
+    page->setParent(this);
+    page->hide();
+  }
+}
+
+QWidget* frmActions::FirstFieldOf(ActionKind kind) const {
+  switch (kind) {
+    case ActionKind::Beep:
+      return ui_->txtBeepDesc;
+    case ActionKind::Email:
+      return ui_->cboSMTPServer;
+    case ActionKind::Message:
+      return ui_->cboMsgDest;
+    case ActionKind::Custom:
+      break;
+  }
+  return ui_->cboCustom;
+}
+
+void frmActions::AddTab(ActionKind kind, std::int32_t id, QWidget* page, const QString& caption) {
+  form_.AddTab(kind, id);
+  ui_->tabActions->addTab(page, caption);
+  ShowPages();
+  if (form_.Tabs().size() == 1) {
+    FirstFieldOf(kind)->setFocus();
+  }
+}
+
+void frmActions::AddBeepTab(std::int32_t beepId) {
+  AddTab(ActionKind::Beep, beepId, ui_->pagBeep, tr("Beep"));
+}
+
+void frmActions::AddEmailTab(std::int32_t emailId) {
+  AddTab(ActionKind::Email, emailId, ui_->pagEmail, tr("Email"));
+}
+
+void frmActions::AddMessageTab(std::int32_t messageId) {
+  AddTab(ActionKind::Message, messageId, ui_->pagMessage, tr("Message"));
+}
+
+void frmActions::AddCustomTab(std::int32_t customId) {
+  AddTab(ActionKind::Custom, customId, ui_->pagCustom, tr("Custom"));
+}
+
+void frmActions::ShowPages() {
+  ui_->txtBeepDesc->setText(ToQString(form_.Beep.Description));
+  ui_->txtBeepCount->setText(ToQString(form_.Beep.Count));
+  ui_->txtDuration->setText(ToQString(form_.Beep.Duration));
+  ui_->txtDelay->setText(ToQString(form_.Beep.Delay));
+  ui_->txtFreq->setText(ToQString(form_.Beep.Frequency));
+  Show(*ui_->cboSMTPServer, form_.Email.SmtpServers, form_.Email.Mail.SmtpServer);
+  Show(*ui_->cboEmailTo, form_.Email.Recipients, form_.Email.Mail.To);
+  ui_->txtEmailFrom->setText(ToQString(form_.Email.Mail.From));
+  ui_->txtSubject->setText(ToQString(form_.Email.Mail.Subject));
+  Show(*ui_->cboMsgDest, form_.Message.Entered, form_.Message.Text);
+  Show(*ui_->cboCustom, form_.Custom.Entered, form_.Custom.Text);
+}
+
+void frmActions::TakePages() {
+  form_.Beep = {.Description = ToUtf8(ui_->txtBeepDesc->text()),
+                .Count = ToUtf8(ui_->txtBeepCount->text()),
+                .Duration = ToUtf8(ui_->txtDuration->text()),
+                .Delay = ToUtf8(ui_->txtDelay->text()),
+                .Frequency = ToUtf8(ui_->txtFreq->text())};
+  form_.Email.Mail = {.SmtpServer = ToUtf8(ui_->cboSMTPServer->currentText()),
+                      .To = ToUtf8(ui_->cboEmailTo->currentText()),
+                      .From = ToUtf8(ui_->txtEmailFrom->text()),
+                      .Subject = ToUtf8(ui_->txtSubject->text())};
+  form_.Message.Text = ToUtf8(ui_->cboMsgDest->currentText());
+  form_.Custom.Text = ToUtf8(ui_->cboCustom->currentText());
+}
+
+void frmActions::Browse() {
+  const std::vector<std::string> files =
+      services_.Prompt.AskOpenFiles({.Caption = "Select a file to execute",
+                                     .Path = ToUtf8(ui_->cboCustom->currentText()),
+                                     .Kind = {},
+                                     .Extension = {}});
+  if (!files.empty()) {
+    ui_->cboCustom->setEditText(ToQString(files.front()));
+  }
+}
+
+void frmActions::Ok() {
+  TakePages();
+  const std::optional<ActionKind> failed = form_.Ok();
+  if (!failed) {
+    cancelled_ = false;
+    accept();
+    return;
+  }
+  const auto tab = std::find(form_.Tabs().begin(), form_.Tabs().end(), *failed);
+  ui_->tabActions->setCurrentIndex(static_cast<int>(tab - form_.Tabs().begin()));
+  FirstFieldOf(*failed)->setFocus();
+}
+
+std::optional<ActionIds> ConfigureActions(const AlertServices& services, const std::vector<ActionKind>& kinds,
+                                          const ActionIds& ids, QWidget* parent) {
+  frmActions dialog(services, parent);
+  for (const ActionKind kind : kinds) {
+    switch (kind) {
+      case ActionKind::Beep:
+        dialog.AddBeepTab(ids.Beep);
+        break;
+      case ActionKind::Email:
+        dialog.AddEmailTab(ids.Email);
+        break;
+      case ActionKind::Message:
+        dialog.AddMessageTab(ids.Message);
+        break;
+      case ActionKind::Custom:
+        dialog.AddCustomTab(ids.Custom);
+        break;
+    }
+  }
+  dialog.exec();
+  return dialog.Cancelled() ? std::nullopt : std::optional(dialog.Ids());
+}
+
+}  // namespace korvane::alerts

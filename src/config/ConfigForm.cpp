@@ -1,0 +1,112 @@
+#include "config/ConfigForm.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <stdexcept>
+
+#include "common/RegistryValues.h"
+#include "common/Services.h"
+
+namespace korvane::config {
+
+namespace {
+
+constexpr std::string_view kReceiverService = "KVReceiver";
+
+std::string ReadOr(platform::RegistryStore& registry, std::string_view valueName,
+                   std::string_view otherwise) {
+  std::string text;
+  return GetRegistryValue(registry, platform::RegistryHive::LocalMachine, kManagerKey, valueName, text)
+             ? text
+             : std::string(otherwise);
+}
+
+std::string_view WithoutBlanks(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(' ');
+  return first == std::string_view::npos ? std::string_view()
+                                         : text.substr(first, text.find_last_not_of(' ') + 1 - first);
+}
+
+std::int32_t ToNumber(std::string_view text) {
+  const std::string_view digits = WithoutBlanks(text);
+  std::int32_t number = 0;
+  const char* end = digits.data() + digits.size();
+  const auto [stop, error] = std::from_chars(digits.data(), end, number);
+  if (digits.empty() || error != std::errc() || stop != end) {
+    throw std::invalid_argument(fmt::format("'{}' is not a whole number.", text));
+  }
+  return number;
+}
+
+}  // namespace
+
+ConfigForm::ConfigForm(const ConfigServices& services)
+    : services_(services),
+      loaded_{.AckHours = ReadOr(services.Registry, kAckFrequencyValue, "12"),
+              .PurgeDays = ReadOr(services.Registry, kPurgeFrequencyValue, "7"),
+              .MaxViewTraps = ReadOr(services.Registry, kMaxViewTrapsValue, "1000")} {}
+
+bool ConfigForm::OperatorAgrees(const ConfigValues& shown) {
+  std::string text;
+  if (shown.AckHours != loaded_.AckHours || shown.PurgeDays != loaded_.PurgeDays) {
+    text +=
+        "You have changed acknowledge or purge frequency. This requires Korvane Manager service to be "
+        "restarted.\r";
+  }
+  if (shown.MaxViewTraps != loaded_.MaxViewTraps) {
+    text +=
+        "You have changed the limit for maximum traps shown. You have to restart this program for this "
+        "configuration to be applied.\r";
+  }
+  return text.empty() || services_.Prompt.Ask(text + "Do you want to continue?", PromptButtons::YesNo,
+                                              PromptIcon::Question) == PromptAnswer::Yes;
+}
+
+bool ConfigForm::Ok(const ConfigValues& shown) {
+  struct Write {
+    std::string_view ValueName;
+    std::string_view Failure;
+    std::int32_t Number;
+  };
+  std::array<Write, 3> writes{{{kAckFrequencyValue, "Could not set acknowledgement frequency.", 0},
+                               {kPurgeFrequencyValue, "Could not set purge frequency.", 0},
+                               {kMaxViewTrapsValue, "Could not set maximum view limit.", 0}}};
+  if (!OperatorAgrees(shown)) {
+    return false;
+  }
+  try {
+    writes[0].Number = ToNumber(shown.AckHours);
+    writes[1].Number = ToNumber(shown.PurgeDays);
+    writes[2].Number = ToNumber(shown.MaxViewTraps);
+  } catch (const std::invalid_argument& error) {
+    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+    return false;
+  }
+  for (const Write& write : writes) {
+    if (!SetRegistryDword(services_.Registry, platform::RegistryHive::LocalMachine, kManagerKey,
+                          write.ValueName, write.Number)) {
+      services_.Prompt.Show(write.Failure, PromptIcon::Critical);
+    }
+  }
+  Restart();
+  return true;
+}
+
+// The service reads its intervals when it starts, so it is restarted whatever was changed.
+void ConfigForm::Restart() {
+  std::int32_t result = 0;
+  {
+    const BusyScope busy(services_.Busy, "Restarting Service");
+    result = RestartService(services_.Services, services_.Clock, kReceiverService);
+  }
+  if (result != 0) {
+    services_.Prompt.Show(
+        fmt::format("Failed to restart '{}' service. Please restart manually.", kReceiverService),
+        PromptIcon::Critical);
+  }
+}
+
+}  // namespace korvane::config
