@@ -11,6 +11,12 @@ namespace {
 // So that a server that went mute is noticed by the thread that follows the trap table.
 constexpr store::ConnectionOptions kFeederTimeouts{.ConnectTimeoutSeconds = 10, .CommandTimeoutSeconds = 60};
 
+std::unique_ptr<store::Connection> OpenOwnConnection(store::ConnectionOptions timeouts) {
+  auto connection = std::make_unique<store::Connection>();
+  connection->Open(store::kDataSourceName, {}, {}, timeouts);
+  return connection;
+}
+
 }  // namespace
 
 // The Systems window at close; the rows are the model's.
@@ -52,29 +58,33 @@ StartupResult ConsoleApp::Start(std::string_view commandLine) {
 
 MainWindow& ConsoleApp::CreateMainWindow(std::string_view installPath) {
   library_ = MakeLibrary();
-  services_ = std::make_unique<views::ViewServices>(views::ViewServices{.Connection = store_.Database,
-                                                                        .Names = store_.Names,
-                                                                        .Categories = store_.Categories,
-                                                                        .SystemList = store_.SystemList,
-                                                                        .Bounds = bounds_,
-                                                                        .State = state_,
-                                                                        .Prompt = host_.Prompt,
-                                                                        .Busy = wait_,
-                                                                        .DebugLog = log_,
-                                                                        .Clock = host_.Clock,
-                                                                        .Settings = host_.Settings,
-                                                                        .Library = *library_});
+  services_ =
+      std::make_unique<views::ViewServices>(views::ViewServices{.Connection = store_.Database,
+                                                                .Names = store_.Names,
+                                                                .Categories = store_.Categories,
+                                                                .SystemList = store_.SystemList,
+                                                                .Bounds = bounds_,
+                                                                .State = state_,
+                                                                .Prompt = host_.Prompt,
+                                                                .Busy = wait_,
+                                                                .DebugLog = log_,
+                                                                .Clock = host_.Clock,
+                                                                .Settings = host_.Settings,
+                                                                .Library = *library_,
+                                                                .Programs = host_.Programs,
+                                                                .InstallPath = std::string(installPath),
+                                                                .OpenConnection = OpenOwnConnection});
   question_ = std::make_unique<views::ViewOptionsDialog>([this] { return frame_.get(); });
   systems_ = std::make_unique<views::SystemsModel>(*services_, *question_);
-  frame_ =
-      std::make_unique<mainwnd::frmMain>(mainwnd::FrameServices{.View = *services_,
-                                                                .Systems = *systems_,
-                                                                .Lists = store_.ParametersLists,
-                                                                .Registry = host_.Registry,
-                                                                .Programs = host_.Programs,
-                                                                .Wait = wait_,
-                                                                .Closing = *this,
-                                                                .InstallPath = std::string(installPath)});
+  frame_ = std::make_unique<mainwnd::frmMain>(mainwnd::FrameServices{.View = *services_,
+                                                                     .Systems = *systems_,
+                                                                     .Lists = store_.ParametersLists,
+                                                                     .Filters = store_.Filters,
+                                                                     .Registry = host_.Registry,
+                                                                     .Programs = host_.Programs,
+                                                                     .Services = host_.Services,
+                                                                     .Wait = wait_,
+                                                                     .Closing = *this});
   intake_ = std::make_unique<intake::Intake>(*library_, store_.Names, store_.SystemList, *systems_,
                                              frame_->OpenTrapsWindows(), state_, host_.Prompt, log_);
   systems_->AttachIntake(*intake_);
@@ -83,11 +93,7 @@ MainWindow& ConsoleApp::CreateMainWindow(std::string_view installPath) {
 }
 
 std::unique_ptr<intake::ReceiverLibrary> ConsoleApp::MakeLibrary() {
-  const auto open = [] {
-    auto connection = std::make_unique<store::Connection>();
-    connection->Open(store::kDataSourceName, {}, {}, kFeederTimeouts);
-    return connection;
-  };
+  const auto open = [] { return OpenOwnConnection(kFeederTimeouts); };
   intake::StoreFeederOptions options;
   options.KnownNumber = [this] { return bounds_.StartNumber; };
   return std::make_unique<intake::StoreFeeder>(open, host_.Names, intake::ReadMailSettings(host_.Registry),

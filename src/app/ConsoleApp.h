@@ -33,6 +33,7 @@ struct ConsoleHost {
   platform::AccountGroups& Groups;
   platform::RunningInstance& Instance;
   platform::Sockets& Sockets;
+  platform::ServiceControl& Services;
   platform::Programs& Programs;
   platform::Directories& Directories;
   platform::Clock& Clock;

@@ -29,6 +29,14 @@ class PromptsWithoutSplash : public Prompts {
     splash_.Close();
     return prompts_.AskText(prompt, initial);
   }
+  std::optional<std::string> AskSaveFile(const FileQuestion& question) override {
+    splash_.Close();
+    return prompts_.AskSaveFile(question);
+  }
+  std::vector<std::string> AskOpenFiles(const FileQuestion& question) override {
+    splash_.Close();
+    return prompts_.AskOpenFiles(question);
+  }
 
  private:
   SplashWindow& splash_;

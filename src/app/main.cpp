@@ -37,6 +37,7 @@ int main(int argc, char** argv) {
   const auto registry = platform::MakeRegistryFile();
   const auto groups = platform::MakeAccountGroups();
   const auto sockets = platform::MakeSockets();
+  const auto services = platform::MakeServiceControl();
   const auto programs = platform::MakePrograms();
   const auto directories = platform::MakeDirectories();
   const auto clock = platform::MakeClock();
@@ -48,6 +49,7 @@ int main(int argc, char** argv) {
                            .Groups = *groups,
                            .Instance = instance,
                            .Sockets = *sockets,
+                           .Services = *services,
                            .Programs = *programs,
                            .Directories = *directories,
                            .Clock = *clock,

@@ -14,11 +14,21 @@ bool Accepts(ActiveWindow needed, std::string_view formName) {
       return formName == kTrapsFormName;
     case ActiveWindow::TrapsOrReport:
       return formName == kTrapsFormName || formName == kReportFormName;
+    case ActiveWindow::Report:
+      return formName == kReportFormName;
   }
   return false;
 }
 
 }  // namespace
+
+// A command of a window's own pop-up can't be reached from elsewhere and has nothing to say.
+bool CommandDispatch::Refuse(std::string_view reason) const {
+  if (!reason.empty()) {
+    prompts_.Show(reason, PromptIcon::Information);
+  }
+  return false;
+}
 
 bool CommandDispatch::CheckActiveWindow(const Command& command) const {
   if (command.Needs == ActiveWindow::NotAsked) {
@@ -26,14 +36,9 @@ bool CommandDispatch::CheckActiveWindow(const Command& command) const {
   }
   const std::optional<std::string_view> active = windows_.ActiveFormName();
   if (!active) {
-    prompts_.Show(command.NoWindow, PromptIcon::Information);
-    return false;
+    return Refuse(command.NoWindow);
   }
-  if (!Accepts(command.Needs, *active)) {
-    prompts_.Show(command.WrongKind, PromptIcon::Information);
-    return false;
-  }
-  return true;
+  return Accepts(command.Needs, *active) || Refuse(command.WrongKind);
 }
 
 }  // namespace korvane::mainwnd

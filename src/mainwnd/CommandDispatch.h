@@ -25,6 +25,8 @@ class CommandDispatch {
   bool CheckActiveWindow(const Command& command) const;
 
  private:
+  bool Refuse(std::string_view reason) const;
+
   const ChildWindows& windows_;
   Prompts& prompts_;
 };

@@ -36,8 +36,7 @@ constexpr auto kCommands = std::to_array<Command>({
      .NoWindow = "There is no active window from where the traps can be printed.",
      .WrongKind =
          "The current active window should be a 'Traps' or 'Report / History' window from where traps "
-         "will be printed.",
-     .Available = false},
+         "will be printed."},
     {.Name = "mnuFileExit", .Caption = "E&xit", .Do = Exit, .Shortcuts = "Ctrl+Q"},
 
     {.Name = "mnuEditRenameWindow",
@@ -62,8 +61,7 @@ constexpr auto kCommands = std::to_array<Command>({
      .Icon = "Trap Details",
      .Needs = ActiveWindow::TrapsOrReport,
      .NoWindow = kNoDetails,
-     .WrongKind = kDetailsWrongKind,
-     .Available = false},
+     .WrongKind = kDetailsWrongKind},
     {.Name = "mnuViewWindowProperties",
      .Caption = "&Window Properties",
      .Do = WindowProperties,
@@ -72,33 +70,18 @@ constexpr auto kCommands = std::to_array<Command>({
      .NoWindow = kNoProperties,
      .WrongKind = kPropertiesWrongKind},
 
-    {.Name = "mnuOptionsFilters",
-     .Caption = "&Filters",
-     .Do = Filters,
-     .Icon = "Filters",
-     .Available = false},
-    {.Name = "mnuOptionsAlerts", .Caption = "&Alerts", .Do = Alerts, .Icon = "Alerts", .Available = false},
-    {.Name = "mnuOptionsConfiguration", .Caption = "&Configuration", .Do = Configuration, .Available = false},
+    {.Name = "mnuOptionsFilters", .Caption = "&Filters", .Do = Filters, .Icon = "Filters"},
+    {.Name = "mnuOptionsAlerts", .Caption = "&Alerts", .Do = Alerts, .Icon = "Alerts"},
+    {.Name = "mnuOptionsConfiguration", .Caption = "&Configuration", .Do = Configuration},
 
     {.Name = "mnuReportsReport",
      .Caption = "&Report / History",
      .Do = Report,
      .Shortcuts = "Ctrl+R",
-     .Icon = "Report",
-     .Available = false},
-    {.Name = "mnuReportsCategories",
-     .Caption = "&Categories",
-     .Do = Categories,
-     .Icon = "Trap Categories",
-     .Available = false},
-    {.Name = "mnuReportsExportCategories",
-     .Caption = "&Export Categories",
-     .Do = ExportCategories,
-     .Available = false},
-    {.Name = "mnuReportsImportCategories",
-     .Caption = "&Import Categories",
-     .Do = ImportCategories,
-     .Available = false},
+     .Icon = "Report"},
+    {.Name = "mnuReportsCategories", .Caption = "&Categories", .Do = Categories, .Icon = "Trap Categories"},
+    {.Name = "mnuReportsExportCategories", .Caption = "&Export Categories", .Do = ExportCategories},
+    {.Name = "mnuReportsImportCategories", .Caption = "&Import Categories", .Do = ImportCategories},
 
     {.Name = "mnuToolsMibCompiler", .Caption = "Mib &Compiler", .Do = MibCompiler},
 
@@ -118,8 +101,7 @@ constexpr auto kCommands = std::to_array<Command>({
      .Caption = "&Contents",
      .Do = HelpContents,
      .Shortcuts = "F1",
-     .Icon = "Help",
-     .Available = false},
+     .Icon = "Help"},
     {.Name = "mnuHelpSupport", .Caption = "&Support", .Do = Support},
     {.Name = "mnuHelpAbout", .Caption = "&About", .Do = About},
 
@@ -129,8 +111,7 @@ constexpr auto kCommands = std::to_array<Command>({
      .Icon = "Trap Details",
      .Needs = ActiveWindow::TrapsOrReport,
      .NoWindow = kNoDetails,
-     .WrongKind = kDetailsWrongKind,
-     .Available = false},
+     .WrongKind = kDetailsWrongKind},
     {.Name = "mnufrmTrapsPopUpMenuAcknowledge",
      .Caption = "Clear / Acknowledge Trap(s)",
      .Do = AcknowledgeTraps,
@@ -149,23 +130,32 @@ constexpr auto kCommands = std::to_array<Command>({
      .Caption = "Clear / Acknowledge Trap(s)",
      .Do = AcknowledgeSystem},
 
+    {.Name = "mnufrmReportPopUpMenuFind",
+     .Caption = "Find...",
+     .Do = FindTraps,
+     .Needs = ActiveWindow::Report},
+    {.Name = "mnufrmReportPopUpMenuCopy", .Caption = "Copy", .Do = CopyTraps, .Needs = ActiveWindow::Report},
+    {.Name = "mnufrmReportPopUpMenuSelectAll",
+     .Caption = "Select All",
+     .Do = SelectAllTraps,
+     .Needs = ActiveWindow::Report},
+    {.Name = "mnufrmReportPopUpMenuExport",
+     .Caption = "Export to CSV...",
+     .Do = ExportTraps,
+     .Needs = ActiveWindow::Report},
+
     {.Name = "tbTrapDetails",
      .Caption = "Trap Details",
      .Do = TrapDetails,
      .Icon = "Trap Details",
      .Needs = ActiveWindow::TrapsOrReport,
      .NoWindow = kNoDetails,
-     .WrongKind = kDetailsWrongKind,
-     .Available = false},
-    {.Name = "tbTrapCategories",
-     .Caption = "Trap Categories",
-     .Do = Categories,
-     .Icon = "Trap Categories",
-     .Available = false},
-    {.Name = "tbAlerts", .Caption = "Alerts", .Do = Alerts, .Icon = "Alerts", .Available = false},
-    {.Name = "tbFilters", .Caption = "Filters", .Do = Filters, .Icon = "Filters", .Available = false},
-    {.Name = "tbReport", .Caption = "Report", .Do = Report, .Icon = "Report", .Available = false},
-    {.Name = "tbHelp", .Caption = "Help", .Do = ToolbarHelp, .Icon = "Help", .Available = false},
+     .WrongKind = kDetailsWrongKind},
+    {.Name = "tbTrapCategories", .Caption = "Trap Categories", .Do = Categories, .Icon = "Trap Categories"},
+    {.Name = "tbAlerts", .Caption = "Alerts", .Do = Alerts, .Icon = "Alerts"},
+    {.Name = "tbFilters", .Caption = "Filters", .Do = Filters, .Icon = "Filters"},
+    {.Name = "tbReport", .Caption = "Report", .Do = Report, .Icon = "Report"},
+    {.Name = "tbHelp", .Caption = "Help", .Do = ToolbarHelp, .Icon = "Help"},
 });
 
 constexpr std::string_view kFile[] = {"mnuFileNewWindow", kBar, "mnuFilePrintPreview", kBar, "mnuFileExit"};
@@ -186,6 +176,9 @@ constexpr std::string_view kHelp[] = {"mnuHelpContents", "mnuHelpSupport", kBar,
 constexpr std::string_view kTrapsPopUpItems[] = {"mnufrmTrapsPopUpMenuTrapDetails",
                                                  "mnufrmTrapsPopUpMenuAcknowledge",
                                                  "mnufrmTrapsPopUpMenuWindowProperties"};
+constexpr std::string_view kReportItems[] = {"mnufrmReportPopUpMenuFind", "mnufrmReportPopUpMenuCopy",
+                                             "mnufrmReportPopUpMenuSelectAll", kBar,
+                                             "mnufrmReportPopUpMenuExport"};
 constexpr std::string_view kSystemsPopUpItems[] = {"mnufrmDevicesPopUpMenuViewTraps",
                                                    "mnufrmDevicesPopUpMenuAcknowledge"};
 
@@ -193,7 +186,9 @@ constexpr Menu kMenuBar[] = {{"mnuFile", "&File", kFile},          {"mnuEdit", "
                              {"mnuView", "&View", kView},          {"mnuOptions", "&Options", kOptions},
                              {"mnuReports", "&Reports", kReports}, {"mnuTools", "&Tools", kTools},
                              {"mnuWindow", "&Window", kWindow},    {"mnuHelp", "&Help", kHelp}};
-constexpr Menu kPopUpMenus[] = {{kTrapsPopUp, {}, kTrapsPopUpItems}, {kSystemsPopUp, {}, kSystemsPopUpItems}};
+constexpr Menu kPopUpMenus[] = {{kTrapsPopUp, {}, kTrapsPopUpItems},
+                                {kReportPopUpItems, {}, kReportItems},
+                                {kSystemsPopUp, {}, kSystemsPopUpItems}};
 
 constexpr std::string_view kToolbar[] = {"tbTrapDetails", "tbTrapCategories", "tbAlerts",
                                          "tbFilters",     "tbReport",         "tbHelp"};

@@ -38,10 +38,14 @@ enum class Action : std::uint8_t {
   About,
   ViewSystemTraps,
   AcknowledgeSystem,
+  FindTraps,
+  CopyTraps,
+  SelectAllTraps,
+  ExportTraps,
 };
 
 // Which child window must be the active one.
-enum class ActiveWindow : std::uint8_t { NotAsked, Any, Traps, TrapsOrReport };
+enum class ActiveWindow : std::uint8_t { NotAsked, Any, Traps, TrapsOrReport, Report };
 
 struct Command {
   std::string_view Name;     // object name of the menu item or tool button
@@ -71,6 +75,8 @@ std::span<const Menu> PopUpMenus();                  // shown by child windows o
 std::span<const std::string_view> ToolbarButtons();  // names, from left to right
 
 inline constexpr std::string_view kTrapsPopUp = "mnufrmTrapsPopUpMenu";
+// What a report's pop-up offers below the items of kTrapsPopUp.
+inline constexpr std::string_view kReportPopUpItems = "mnufrmReportPopUpMenu";
 inline constexpr std::string_view kSystemsPopUp = "mnufrmDevicesPopUpMenu";
 
 // The two captions of the Systems pop-up; an empty name: no system is selected.

@@ -42,6 +42,7 @@ FrameMenus::FrameMenus(QMainWindow& frame, QToolBar& tbToolbar, Run run)
   for (const Menu& menu : PopUpMenus()) {
     popUps_.emplace(menu.Name, MakeMenu(menu));
   }
+  MakeReportPopUp();
   tbToolbar.setIconSize(QSize(kToolbarIconSize, kToolbarIconSize));
   for (const std::string_view name : ToolbarButtons()) {
     const Command& command = *FindCommand(name);
@@ -66,6 +67,14 @@ QMenu* FrameMenus::MakeMenu(const Menu& menu) {
     }
   }
   return made;
+}
+
+// A report's pop-up begins with the items of the Traps windows' and goes on with its own.
+void FrameMenus::MakeReportPopUp() {
+  QMenu& menu = *popUps_.at(kReportPopUpItems);
+  QAction* first = menu.actions().constFirst();
+  menu.insertActions(first, popUps_.at(kTrapsPopUp)->actions());
+  menu.insertSeparator(first);
 }
 
 QAction* FrameMenus::MakeItem(const Command& command, QObject* owner) {

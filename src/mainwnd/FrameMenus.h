@@ -28,6 +28,7 @@ class FrameMenus {
 
  private:
   QMenu* MakeMenu(const Menu& menu);
+  void MakeReportPopUp();
   QAction* MakeItem(const Command& command, QObject* owner);
   QIcon Picture(std::string_view key);
 

@@ -10,14 +10,16 @@
 #include "common/qt/QtText.h"
 #include "mainwnd/ChildArea.h"
 #include "mainwnd/FrameCaption.h"
+#include "mainwnd/FrameDialogs.h"
 #include "mainwnd/HelperPrograms.h"
-#include "mainwnd/frmAbout.h"
-#include "params/frmNewWindParams.h"
+#include "mainwnd/frmWait.h"
 #include "store/DatabaseError.h"
 #include "ui_frmMain.h"
+#include "views/StoredTraps.h"
 #include "views/SystemAcknowledge.h"
 #include "views/Systems.h"
 #include "views/frmDevices.h"
+#include "views/frmReport.h"
 #include "views/frmTraps.h"
 
 namespace korvane::mainwnd {
@@ -69,6 +71,8 @@ frmMain::frmMain(const FrameServices& services)
   menus_ = std::make_unique<FrameMenus>(*this, *ui_->tbToolbar,
                                         [this](const Command& command) { Execute(command); });
   menus_->Item("mnuViewToolbar").setChecked(true);
+  dialogs_ = std::make_unique<FrameDialogs>(
+      *this, services_, [this] { ReloadTraps(); }, [this] { RefreshTrapWindows(*forms_); });
   services_.Wait.setParent(this);
   connect(ui_->mdiChildren, &QMdiArea::subWindowActivated, this, &frmMain::ChildActivated);
 }
@@ -123,9 +127,9 @@ void frmMain::Run(Action action) {
       menus_->Item("mnuViewToolbar").setChecked(!ui_->picToolbar->isHidden());
       return;
     case Action::WindowProperties:
-      return ActiveTraps()->ShowWindowParameters();
+      return ActiveList()->ShowWindowParameters();
     case Action::MibCompiler:
-      return StartMibCompiler(services_.InstallPath, services_.Programs, services_.View.Prompt);
+      return StartMibCompiler(services_.View.InstallPath, services_.Programs, services_.View.Prompt);
     case Action::Cascade:
       return ui_->mdiChildren->Cascade();
     case Action::TileHorizontal:
@@ -139,7 +143,7 @@ void frmMain::Run(Action action) {
     case Action::Support:
       return StartSupportTool(services_.Registry, services_.Programs, services_.View.Prompt);
     case Action::About:
-      return ShowAbout();
+      return dialogs_->ShowAbout();
     case Action::ViewSystemTraps:
       if (popUpSystem_ != nullptr) {
         systems_->ShowPerDeviceWindow();
@@ -148,17 +152,36 @@ void frmMain::Run(Action action) {
     case Action::AcknowledgeSystem:
       return AcknowledgePopUpSystem();
     case Action::PrintPreview:
+      return ActiveList()->Printable();
     case Action::TrapDetails:
+      return ActiveList()->ShowTrapDetail();
     case Action::Filters:
-    case Action::Alerts:
-    case Action::Configuration:
+      return dialogs_->EditFilters();
     case Action::Report:
-    case Action::Categories:
-    case Action::ExportCategories:
-    case Action::ImportCategories:
+      return AskForReport();
     case Action::HelpContents:
+      return dialogs_->ShowHelp("Unable to display Help Contents.");
     case Action::ToolbarHelp:
-      return;  // not available yet, so never asked for
+      return dialogs_->ShowHelp(
+          "Unable to display Help Contents. There is no Help associated with this project.");
+    case Action::FindTraps:
+      return ActiveReport()->ShowFindBar();
+    case Action::CopyTraps:
+      return ActiveReport()->CopySelection();
+    case Action::SelectAllTraps:
+      return ActiveReport()->SelectAllTraps();
+    case Action::ExportTraps:
+      return ActiveReport()->ExportToCsv();
+    case Action::Alerts:
+      return dialogs_->EditAlerts();
+    case Action::Configuration:
+      return dialogs_->Configure();
+    case Action::Categories:
+      return dialogs_->ManageCategories();
+    case Action::ExportCategories:
+      return dialogs_->ExportCategories();
+    case Action::ImportCategories:
+      return dialogs_->ImportCategories();
   }
 }
 
@@ -194,6 +217,7 @@ void frmMain::closeEvent(QCloseEvent* event) {
   }
   closing_ = true;
   KeepFirstPlaces();
+  dialogs_->CloseHelp();
   services_.Closing.CloseConsole();
   closed_ = true;
   event->accept();
@@ -237,7 +261,8 @@ void frmMain::DestroyChildren() {
 views::frmTraps* frmMain::OpenTraps(views::WindowKind kind, params::WindowParameters parameters,
                                     const views::System* system) {
   auto* traps = new views::frmTraps(services_.View, *this, kind, std::move(parameters), system);
-  connect(traps, &views::frmTraps::ContextMenuRequested, this, &frmMain::ShowTrapsPopUp);
+  connect(traps, &views::frmTraps::ContextMenuRequested, this,
+          [this](const QPoint& position) { ShowPopUp(kTrapsPopUp, position); });
   ChildWindow* child = ui_->mdiChildren->Add(traps, *traps);
   child->BringUp();
   traps->Reset();
@@ -247,6 +272,16 @@ views::frmTraps* frmMain::OpenTraps(views::WindowKind kind, params::WindowParame
 views::frmTraps* frmMain::ActiveTraps() const {
   const ChildWindow* active = ui_->mdiChildren->Active();
   return active == nullptr ? nullptr : qobject_cast<views::frmTraps*>(active->widget());
+}
+
+views::frmReport* frmMain::ActiveReport() const {
+  const ChildWindow* active = ui_->mdiChildren->Active();
+  return active == nullptr ? nullptr : qobject_cast<views::frmReport*>(active->widget());
+}
+
+views::TrapListWindow* frmMain::ActiveList() const {
+  const ChildWindow* active = ui_->mdiChildren->Active();
+  return active == nullptr ? nullptr : dynamic_cast<views::TrapListWindow*>(active->widget());
 }
 
 std::vector<views::frmTraps*> frmMain::AllTraps() const {
@@ -260,12 +295,29 @@ std::vector<views::frmTraps*> frmMain::AllTraps() const {
 }
 
 void frmMain::AskForNewWindow() {
-  params::WindowParameters parameters;
-  parameters.Mode = params::kModeNewWindow;
-  params::frmNewWindParams(parameters, services_.Lists, services_.View.Prompt, this).exec();
-  if (!parameters.Cancelled) {
-    OpenTraps(views::WindowKind::Selected, parameters);
+  if (std::optional<params::WindowParameters> parameters = dialogs_->AskForNewWindow()) {
+    OpenTraps(views::WindowKind::Selected, *std::move(parameters));
   }
+}
+
+void frmMain::AskForReport() {
+  std::optional<params::ReportParameters> parameters = dialogs_->AskForReport();
+  if (!parameters) {
+    return;
+  }
+  auto* report = new views::frmReport(services_.View, *this, *std::move(parameters));
+  connect(report, &views::frmReport::ContextMenuRequested, this,
+          [this](const QPoint& position) { ShowPopUp(kReportPopUpItems, position); });
+  ui_->mdiChildren->Add(report, *report)->BringUp();
+  report->Reset();
+}
+
+void frmMain::ReloadTraps() {
+  std::vector<views::StoredTrapsTaker*> takers = {&services_.Systems};
+  for (views::frmTraps* traps : AllTraps()) {
+    takers.push_back(&traps->Model());
+  }
+  views::LoadStoredTraps(services_.View, takers);
 }
 
 void frmMain::RenameActive() {
@@ -291,12 +343,8 @@ void frmMain::CloseAll() {
   }
 }
 
-void frmMain::ShowAbout() {
-  frmAbout(services_.Registry, this).exec();
-}
-
-void frmMain::ShowTrapsPopUp(const QPoint& position) {
-  menus_->PopUp(kTrapsPopUp).popup(position);
+void frmMain::ShowPopUp(std::string_view name, const QPoint& position) {
+  menus_->PopUp(name).popup(position);
 }
 
 void frmMain::ShowSystemsPopUp(const QPoint& position, const views::System* system) {
@@ -308,7 +356,7 @@ void frmMain::ShowSystemsPopUp(const QPoint& position, const views::System* syst
   acknowledge.setText(ItemText(AcknowledgeCaption(name)));
   view.setEnabled(system != nullptr);
   acknowledge.setEnabled(system != nullptr);
-  menus_->PopUp(kSystemsPopUp).popup(position);
+  ShowPopUp(kSystemsPopUp, position);
 }
 
 void frmMain::AcknowledgePopUpSystem() {
@@ -326,8 +374,8 @@ void frmMain::ChildActivated() {
   if (active == nullptr) {
     return;
   }
-  if (auto* traps = qobject_cast<views::frmTraps*>(active->widget())) {
-    traps->Custom_Activate();
+  if (views::TrapListWindow* list = ActiveList()) {
+    list->Custom_Activate();
   } else if (systems_ && active->widget() == systems_) {
     systems_->Custom_Activate();
   }
@@ -352,6 +400,14 @@ void frmMain::TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers
   services_.Systems.TrapsAcknowledged(sequenceNumbers);
   for (views::frmTraps* traps : AllTraps()) {
     traps->TrapsAcknowledged(sequenceNumbers);
+  }
+}
+
+void frmMain::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
+  for (const ChildWindow* child : ui_->mdiChildren->InCreationOrder()) {
+    if (auto* list = dynamic_cast<views::TrapListWindow*>(child->widget())) {
+      list->NotesSaved(sequenceNumber, notes);
+    }
   }
 }
 

@@ -18,47 +18,25 @@
 #include "intake/Intake.h"
 #include "mainwnd/CommandDispatch.h"
 #include "mainwnd/FrameMenus.h"
-#include "mainwnd/frmWait.h"
-#include "params/ParametersLists.h"
+#include "mainwnd/FrameServices.h"
 #include "params/WindowParameters.h"
 #include "platform/Platform.h"
-#include "views/SystemsModel.h"
 #include "views/ViewServices.h"
 
 namespace korvane::views {
+class TrapListWindow;
 class frmDevices;
+class frmReport;
 class frmTraps;
 }  // namespace korvane::views
 
 namespace korvane::mainwnd {
 
 class ChildWindow;
+class FrameDialogs;
 namespace Ui {
 class frmMain;
 }
-
-// What closing the console means beyond the frame.
-class CloseSteps {
- public:
-  virtual ~CloseSteps() = default;
-  // All of it, in order, while the frame is still there: questions, saving, releasing.  May destroy the
-  // frame's child windows.
-  virtual void CloseConsole() = 0;
-  // The frame is gone from the screen.
-  virtual void EndProcess() = 0;
-};
-
-// All of it outlives the frame, but for frmWait, which becomes its child.
-struct FrameServices {
-  views::ViewServices& View;
-  views::SystemsModel& Systems;
-  params::ParametersLists& Lists;
-  platform::RegistryStore& Registry;
-  platform::Programs& Programs;
-  frmWait& Wait;
-  CloseSteps& Closing;
-  std::string InstallPath;
-};
 
 class frmMain : public QMainWindow, public views::ViewWindows, public ChildWindows {
   Q_OBJECT
@@ -85,6 +63,7 @@ class frmMain : public QMainWindow, public views::ViewWindows, public ChildWindo
   void OpenSystemTraps(const views::System& system) override;
   void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) override;
   void SystemAcknowledged(const views::System& system, std::int32_t beforeTime) override;
+  void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
   std::optional<std::string_view> ActiveFormName() const override;
 
  protected:
@@ -98,24 +77,29 @@ class frmMain : public QMainWindow, public views::ViewWindows, public ChildWindo
 
   void Run(Action action);
   views::frmTraps* ActiveTraps() const;
+  views::frmReport* ActiveReport() const;
+  views::TrapListWindow* ActiveList() const;  // either of them
+  // Counts and lists once more, after what hides or grades traps was changed.
+  void ReloadTraps();
   std::vector<views::frmTraps*> AllTraps() const;
   views::frmTraps* OpenTraps(views::WindowKind kind, params::WindowParameters parameters,
                              const views::System* system = nullptr);
   void OpenSystemsWindow();
   void KeepFirstPlaces();
   void AskForNewWindow();
+  void AskForReport();
   void RenameActive();
   void CloseActive();
   void CloseAll();
-  void ShowAbout();
   void AcknowledgePopUpSystem();
-  void ShowTrapsPopUp(const QPoint& position);
+  void ShowPopUp(std::string_view name, const QPoint& position);
   void ShowSystemsPopUp(const QPoint& position, const views::System* system);
   void ChildActivated();
 
   FrameServices services_;
   std::unique_ptr<Ui::frmMain> ui_;
   std::unique_ptr<FrameMenus> menus_;
+  std::unique_ptr<FrameDialogs> dialogs_;
   CommandDispatch dispatch_;
   std::unique_ptr<TrapsWindowList> trapsWindows_;
   std::unique_ptr<FormList> forms_;

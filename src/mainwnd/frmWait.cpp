@@ -6,8 +6,10 @@
 #include <QPainter>
 #include <QPen>
 #include <algorithm>
+#include <utility>
 
 #include "common/qt/QtText.h"
+#include "mainwnd/WorkCards.h"
 #include "ui_frmWait.h"
 
 namespace korvane::mainwnd {
@@ -73,6 +75,13 @@ void frmWait::ShowProgress(std::int64_t done, std::int64_t total) {
     ui_->lblCount->setText(count);
   }
   PlaceAndPaint();
+}
+
+std::unique_ptr<WorkInProgress> frmWait::ShowWork(std::string_view text, std::function<void()> stop) {
+  if (works_ == nullptr) {
+    works_ = new WorkCards(parentWidget());
+  }
+  return works_->Add(text, std::move(stop));
 }
 
 void frmWait::ShowText() {

@@ -7,7 +7,9 @@
 
 #include <QElapsedTimer>
 #include <QFrame>
+#include <QPointer>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -20,6 +22,7 @@ namespace korvane::mainwnd {
 namespace Ui {
 class frmWait;
 }
+class WorkCards;
 
 class frmWait : public QFrame, public BusyIndicator {
   Q_OBJECT
@@ -31,6 +34,8 @@ class frmWait : public QFrame, public BusyIndicator {
   void ShowBusy(std::string_view text) override;
   void ShowFree() override;
   void ShowProgress(std::int64_t done, std::int64_t total) override;
+  // A card in the corner of the frame, which must be there.
+  std::unique_ptr<WorkInProgress> ShowWork(std::string_view text, std::function<void()> stop) override;
 
   bool IsBusy() const { return !texts_.empty(); }
 
@@ -44,6 +49,7 @@ class frmWait : public QFrame, public BusyIndicator {
   std::unique_ptr<Ui::frmWait> ui_;
   std::vector<std::string> texts_;  // the innermost last
   QElapsedTimer painted_;
+  QPointer<WorkCards> works_;
 };
 
 }  // namespace korvane::mainwnd

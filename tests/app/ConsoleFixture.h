@@ -88,6 +88,7 @@ class ConsoleFixture : public testing::Test {
             .Groups = Machine.Groups,
             .Instance = Machine.Instance,
             .Sockets = Machine.Sockets,
+            .Services = Machine.Services,
             .Programs = Machine.Programs,
             .Directories = Machine.Directories,
             .Clock = Machine.Clock,

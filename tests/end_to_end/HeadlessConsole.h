@@ -87,6 +87,11 @@ class HeadlessConsole : private views::ViewWindows,
     }
     model_.SystemAcknowledged(system, beforeTime);
   }
+  void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override {
+    for (const auto& window : windows_) {
+      window->NotesSaved(sequenceNumber, notes);
+    }
+  }
   std::vector<intake::TrapsWindow*> InCreationOrder() override {
     std::vector<intake::TrapsWindow*> open;
     for (auto& window : windows_) {
@@ -126,8 +131,21 @@ class HeadlessConsole : private views::ViewWindows,
   views::LoadBounds bounds_;
   intake::StoreFeeder feeder_{
       [this] { return Connect(); }, std::make_shared<FakeHostNames>(), {}, QuickFeeder()};
-  views::ViewServices services_{connection_, names_, categories_, systems_,       bounds_,           state_,
-                                prompts_,    busy_,  log_,        machine_.Clock, machine_.Settings, feeder_};
+  views::ViewServices services_{connection_,
+                                names_,
+                                categories_,
+                                systems_,
+                                bounds_,
+                                state_,
+                                prompts_,
+                                busy_,
+                                log_,
+                                machine_.Clock,
+                                machine_.Settings,
+                                feeder_,
+                                machine_.Programs,
+                                {},
+                                [this](store::ConnectionOptions) { return Connect(); }};
   views::SystemsModel model_{services_, *this};
   intake::Intake intake_{feeder_, names_, systems_, model_, *this, state_, prompts_, log_};
   std::vector<std::unique_ptr<views::TrapsModel>> windows_;

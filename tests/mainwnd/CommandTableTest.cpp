@@ -64,6 +64,7 @@ TEST(CommandTableTest, MenusStandAsTheOperatorKnowsThem) {
                   "&Help; &Contents; &Support; |; &About"));
   EXPECT_THAT(Outlines(mainwnd::PopUpMenus()),
               ElementsAre("; Trap Details; Clear / Acknowledge Trap(s); Window Properties",
+                          "; Find...; Copy; Select All; |; Export to CSV...",
                           "; View Traps; Clear / Acknowledge Trap(s)"));
   std::vector<std::string> buttons;
   for (const std::string_view name : mainwnd::ToolbarButtons()) {

@@ -1,8 +1,11 @@
 #include <QContextMenuEvent>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
+#include <QPlainTextEdit>
 #include <QProgressBar>
+#include <QPushButton>
 #include <QToolBar>
 
 #include "app/ConsoleFixture.h"
@@ -96,7 +99,14 @@ TEST_F(FrameTest, MenusAndToolbarAreThoseOfTheTable) {
     compare(*bar[i]->menu(), menu.Items);
   }
   for (const mainwnd::Menu& menu : mainwnd::PopUpMenus()) {
-    compare(Frame().Menus().PopUp(menu.Name), menu.Items);
+    std::vector<std::string_view> items(menu.Items.begin(), menu.Items.end());
+    if (menu.Name == mainwnd::kReportPopUpItems) {
+      // A report's own items stand below those of every list of traps.
+      const std::span<const std::string_view> shared = mainwnd::PopUpMenus().front().Items;
+      items.insert(items.begin(), std::string_view());
+      items.insert(items.begin(), shared.begin(), shared.end());
+    }
+    compare(Frame().Menus().PopUp(menu.Name), items);
   }
   const auto& toolbar = *Frame().findChild<QToolBar*>(QStringLiteral("tbToolbar"));
   compare(toolbar, mainwnd::ToolbarButtons());
@@ -253,6 +263,24 @@ TEST_F(FrameTest, WithoutAnyChildTheCommandsSaySo) {
   }
 }
 
+TEST_F(FrameTest, NotesOnATrapAreSavedFromEveryCommandAndShownInEveryWindow) {
+  StartWith({{.EventTime = 10, .Source = "a"}});
+  PopUpSystem("a");
+  Click("mnufrmDevicesPopUpMenuViewTraps");
+  Child(1).BringUp();
+  for (const char* command : {"mnuViewTrapDetails", "mnufrmTrapsPopUpMenuTrapDetails", "tbTrapDetails"}) {
+    WithModal details([command](QWidget& dialog) {
+      dialog.findChild<QPlainTextEdit*>(QStringLiteral("txtUserNotes"))->setPlainText(QLatin1String(command));
+      QTest::mouseClick(dialog.findChild<QPushButton*>(QStringLiteral("cmdOK")), Qt::LeftButton);
+    });
+    Click(command);
+    for (const std::size_t window : {1U, 2U}) {
+      const QModelIndex trap = ListIn(window).model()->index(0, 0);
+      EXPECT_EQ(trap.data(views::TrapsTableModel::EventNotesRole).toString(), QLatin1String(command));
+    }
+  }
+}
+
 TEST_F(FrameTest, SelectedTrapsAreAcknowledgedAndLeaveEveryWindow) {
   StartWith(
       {{.EventTime = 10, .Source = "a"}, {.EventTime = 20, .Source = "a"}, {.EventTime = 30, .Source = "b"}});
@@ -348,6 +376,24 @@ TEST_F(FrameTest, AboutShowsTheInstalledVersion) {
   }
 }
 
+TEST_F(FrameTest, AFilterTakesItsTrapsFromEveryWindow) {
+  StartWith({{.Source = "a"}, {.Source = "b"}, {.Source = "b"}});
+  WithModal filters([](QWidget& dialog) {
+    WithModal filter([](QWidget& info) {
+      auto* source = info.findChild<QLineEdit*>(QStringLiteral("txtSource"));
+      source->selectAll();
+      QTest::keyClicks(source, QStringLiteral("b"));
+      QTest::keyClick(source, Qt::Key_Return);
+    });
+    QTest::mouseClick(dialog.findChild<QPushButton*>(QStringLiteral("cmdAdd")), Qt::LeftButton);
+    dialog.close();
+  });
+  Click("mnuOptionsFilters");
+  EXPECT_EQ(RowsIn(1), 1);
+  EXPECT_EQ(RowsIn(0), 1);
+  EXPECT_EQ(Cell(0, 0, 0), "a");
+}
+
 TEST(BusyBoxTest, ShowsTheInnermostTextAndItsProgress) {
   QWidget frame;
   frame.resize(800, 600);
@@ -378,6 +424,41 @@ TEST(BusyBoxTest, ShowsTheInnermostTextAndItsProgress) {
   wait.ShowProgress(1, 2);
   EXPECT_FALSE(wait.isVisible());
   EXPECT_FALSE(wait.IsBusy());
+}
+
+TEST(BusyBoxTest, WorkThatBlocksNothingShowsInTheCornerAndCanBeStopped) {
+  QWidget frame;
+  frame.resize(900, 600);
+  frame.show();
+  mainwnd::frmWait wait(&frame);
+  std::unique_ptr<WorkInProgress> first;
+  std::unique_ptr<WorkInProgress> second;
+  int stops = 0;
+  first = wait.ShowWork("Loading Trap(s)", [&] {
+    ++stops;
+    first.reset();
+  });
+  second = wait.ShowWork("Loading Trap(s)", [] {});
+  EXPECT_FALSE(wait.IsBusy());
+  first->ShowProgress(2500, 10000);
+  const auto& cards = *frame.findChild<QFrame*>(QStringLiteral("fraWorks"));
+  const auto& bar = *frame.findChild<QProgressBar*>(QStringLiteral("prgWork"));
+  EXPECT_EQ(bar.value() * 4, bar.maximum());
+  EXPECT_TRUE(frame.rect().contains(cards.geometry()));
+  frame.resize(700, 500);
+  QTest::qWait(0);
+  EXPECT_TRUE(frame.rect().contains(cards.geometry()));
+  EXPECT_GE(cards.height(), cards.sizeHint().height());
+  const auto& count = *frame.findChild<QLabel*>(QStringLiteral("lblCount"));
+  EXPECT_GE(count.width(), count.sizeHint().width());
+
+  auto* stop = frame.findChild<QPushButton*>(QStringLiteral("cmdStop"));
+  QTest::mouseClick(stop, Qt::LeftButton);
+  EXPECT_EQ(stops, 1);
+  EXPECT_EQ(first, nullptr);
+  EXPECT_TRUE(cards.isVisible()) << "the other one goes on";
+  second.reset();
+  EXPECT_FALSE(cards.isVisible());
 }
 
 TEST(BusyBoxTest, PaintsWithoutLettingAnythingElseHappen) {
