@@ -15,6 +15,8 @@ namespace {
 
 // A report may take as long as it needs, the operator can stop it; a server that is not there shows soon.
 constexpr store::ConnectionOptions kLongRead{.ConnectTimeoutSeconds = 10, .CommandTimeoutSeconds = 0};
+// How often a turn looks at the clock: a trap of a kind that was not met before may cost several queries.
+constexpr std::size_t kRowsPerLook = 128;
 
 }  // namespace
 
@@ -45,6 +47,7 @@ void ReportModel::ResetRows() {
 void ReportModel::Reset() {
   loader_.reset();
   work_.reset();
+  batch_.reset();
   ResetRows();
   read_ = 0;
   failure_.clear();
@@ -65,12 +68,11 @@ bool ReportModel::TakeBatches(std::chrono::milliseconds budget) {
   }
   // Putting the traps into the list takes about as long as completing them.
   const std::int64_t until = services_.Clock.MonotonicMilliseconds() + budget.count() / 2;
-  std::vector<std::unique_ptr<TrapBatch>> taken;
+  std::vector<std::unique_ptr<TrapBatch>> done;
   std::optional<std::string> failure;
   try {
-    while (std::unique_ptr<TrapBatch> batch = loader_->Take()) {
-      taken.push_back(std::move(batch));
-      Complete(*taken.back());
+    while (HoldsBatch() && CompleteUntil(until)) {
+      done.push_back(std::move(batch_));
       if (services_.Clock.MonotonicMilliseconds() >= until) {
         break;
       }
@@ -79,11 +81,11 @@ bool ReportModel::TakeBatches(std::chrono::milliseconds budget) {
     failure = error.what();
   }
   AppendCompleted();
-  for (std::unique_ptr<TrapBatch>& batch : taken) {
+  for (std::unique_ptr<TrapBatch>& batch : done) {
     loader_->GiveBack(std::move(batch));
   }
   ShowProgress();
-  const bool ended = loader_->Ended();
+  const bool ended = !batch_ && loader_->Ended();
   if (ended && !failure) {
     failure = loader_->Failure();
   }
@@ -92,19 +94,32 @@ bool ReportModel::TakeBatches(std::chrono::milliseconds budget) {
   } else if (ended) {
     End(ReportState::Complete);
   }
-  return loader_ && loader_->HasMore();
+  return loader_ && (batch_ || loader_->HasMore());
 }
 
-void ReportModel::Complete(const TrapBatch& batch) {
+bool ReportModel::HoldsBatch() {
+  if (!batch_) {
+    batch_ = loader_->Take();
+    nextRow_ = 0;
+  }
+  return batch_ != nullptr;
+}
+
+bool ReportModel::CompleteUntil(std::int64_t milliseconds) {
   store::IncomingTrap trap;
-  for (std::size_t row = 0; row < batch.Count(); ++row) {
-    batch.Get(row, trap);
+  while (nextRow_ < batch_->Count()) {
+    batch_->Get(nextRow_, trap);
     intake::CompleteStoredTrap(trap, services_.SystemList, services_.Names);
+    ++nextRow_;
     ++read_;
     if (!trap.Filtered && matcher_.Matches(trap)) {
       completed_.push_back(trap);
     }
+    if (nextRow_ % kRowsPerLook == 0 && services_.Clock.MonotonicMilliseconds() >= milliseconds) {
+      break;
+    }
   }
+  return nextRow_ == batch_->Count();
 }
 
 void ReportModel::AppendCompleted() {
@@ -144,6 +159,7 @@ void ReportModel::End(ReportState state, std::string_view failure) {
   work_.reset();
   savedNotes_.clear();
   completed_ = {};
+  batch_.reset();
   if (state_ == ReportState::Failed) {
     services_.DebugLog.TryWriteLog(failure_);
   }

@@ -19,6 +19,7 @@
 #include "params/WindowParameters.h"
 #include "store/TrapRecord.h"
 #include "views/ReportLoader.h"
+#include "views/TrapBatch.h"
 #include "views/TrapRows.h"
 #include "views/TrapRowsListener.h"
 #include "views/ViewServices.h"
@@ -75,7 +76,9 @@ class ReportModel {
 
  private:
   void ResetRows();
-  void Complete(const TrapBatch& batch);
+  bool HoldsBatch();  // takes the next one when it has none
+  // Completes the rest of the batch in hand.  False: the clock came to this time before its end.
+  bool CompleteUntil(std::int64_t milliseconds);
   void AppendCompleted();
   void ShowProgress();
   void End(ReportState state, std::string_view failure = {});
@@ -92,6 +95,9 @@ class ReportModel {
   TrapRows rows_;
   std::int64_t read_ = 0;
   params::WindowMatcher matcher_;
+  // The batch in hand, null between two of them, and its first row that is not completed yet.
+  std::unique_ptr<TrapBatch> batch_;
+  std::size_t nextRow_ = 0;
   // Traps of the batches in hand that belong into the list, their texts still in the batches.
   std::vector<store::IncomingTrap> completed_;
   // Notes saved while the list loads: the reader may see rows as they were before.

@@ -32,8 +32,8 @@ using test::StoredTrap;
 
 class ReportWindowTest : public testing::Test {
  protected:
-  // Each turn takes one batch, however far the reader is.
-  ReportWindowTest() { world_.Platform.Clock.MillisecondsPerLook = 20; }
+  // Each turn takes a few hundred traps, however far the reader is.
+  ReportWindowTest() { world_.Platform.Clock.MillisecondsPerLook = 1; }
 
   void Open(std::int32_t from = 0, std::int32_t to = 1'000'000) {
     params::ReportParameters parameters{.FromTime = from, .ToTime = to, .Window = {}};
