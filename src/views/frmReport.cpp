@@ -25,7 +25,6 @@ constexpr std::chrono::milliseconds kTurn{15};
 // A list that fills its screen many times over grows in fewer and larger steps: each one paints the screen.
 constexpr std::size_t kLongList = 20'000;
 constexpr std::chrono::milliseconds kLongListTurn{30};
-constexpr std::chrono::milliseconds kLongListPause{60};
 constexpr int kNoticeIcon = 20;
 // A database may have much to say; the list below has its rights.
 constexpr qsizetype kNoticeLength = 300;
@@ -84,10 +83,6 @@ ReportModel::Events frmReport::ModelEvents() {
 
 bool frmReport::IsLong() const {
   return model_.Rows().Count() >= kLongList;
-}
-
-void frmReport::AwaitTurn() {
-  turn_.start(IsLong() ? kLongListPause : std::chrono::milliseconds(0));
 }
 
 void frmReport::TakeTurn() {

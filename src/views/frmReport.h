@@ -63,7 +63,6 @@ class frmReport : public QWidget, public TrapListWindow {
  private:
   ReportModel::Events ModelEvents();
   bool IsLong() const;
-  void AwaitTurn();
   void TakeTurn();
   void ShowState();
   QString EmptyText() const;
