@@ -47,7 +47,10 @@ void FollowedTrap::Take(const ShownTraps& list, std::size_t position) {
 }
 
 void FollowedTrap::ListChanged(const ShownTraps& list) {
-  if (const auto position = PositionOf(list, sequenceNumber_)) {
+  // Mostly it stays where it was; looking for it would make the rows keep an index from then on.
+  const bool unmoved =
+      inList_ && place_ < list.Count() && list.Rows.SequenceNumberAt(list.RowAt(place_)) == sequenceNumber_;
+  if (const auto position = unmoved ? std::optional(place_) : PositionOf(list, sequenceNumber_)) {
     Take(list, *position);
     return;
   }
