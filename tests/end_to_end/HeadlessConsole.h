@@ -1,22 +1,30 @@
-// The console without its windows: real connection, feeder, intake, Systems model and Traps models, put
-// together as at start-up.  A test drives the ticks.
+// The console without its windows: real connection, feeder, intake, categories, Systems model, Traps models
+// and reports, put together as at start-up.  A test drives the ticks.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "categories/CategoryServices.h"
 #include "intake/Intake.h"
 #include "intake/StoreFeeder.h"
 #include "params/CategoryInformation.h"
 #include "params/DefinitionVerdicts.h"
+#include "params/ParametersLists.h"
 #include "params/TrapFilters.h"
 #include "store/TrapNames.h"
 #include "support/FakePlatform.h"
+#include "support/Processes.h"
 #include "support/RecordingBusy.h"
 #include "support/ScriptedPrompts.h"
 #include "support/TestStore.h"
+#include "views/ReportModel.h"
+#include "views/StoredTraps.h"
 #include "views/Systems.h"
 #include "views/SystemsModel.h"
 #include "views/TrapsModel.h"
@@ -25,6 +33,7 @@ namespace korvane::test {
 
 class HeadlessConsole : private views::ViewWindows,
                         private intake::TrapsWindows,
+                        private categories::CategorisedWindows,
                         private views::ViewOptionQuestion {
  public:
   explicit HeadlessConsole(const TestStore& source) : source_(source) {
@@ -49,6 +58,39 @@ class HeadlessConsole : private views::ViewWindows,
     windows_.back()->Reset();
     return *windows_.back();
   }
+
+  // Loads a report of all times to its end.
+  std::unique_ptr<views::ReportModel> LoadReport(params::WindowParameters parameters) {
+    constexpr auto kForever = std::numeric_limits<std::int32_t>::max();
+    auto report = std::make_unique<views::ReportModel>(
+        services_,
+        params::ReportParameters{.FromTime = 0, .ToTime = kForever, .Window = std::move(parameters)},
+        views::ReportModel::Events{.BatchesReady = [] {}, .StateChanged = [] {}});
+    report->Reset();
+    WaitUntil(
+        [&] {
+          report->TakeBatches(std::chrono::milliseconds(15));
+          return report->State() != views::ReportState::Loading;
+        },
+        std::chrono::seconds(60));
+    EXPECT_EQ(report->State(), views::ReportState::Complete) << report->Notice();
+    return report;
+  }
+
+  // What the frame gives the windows of categories, the dialogs of new windows, and the commands on files.
+  categories::CategoryServices ForCategories() {
+    return {.Shared = connection_,
+            .OpenConnection = services_.OpenConnection,
+            .Names = names_,
+            .Categories = categories_,
+            .Prompt = prompts_,
+            .Busy = busy_,
+            .Clock = machine_.Clock,
+            .Settings = machine_.Settings,
+            .Windows = *this};
+  }
+  params::StoredParametersLists Lists() { return {connection_, names_}; }
+  ScriptedPrompts& Prompt() { return prompts_; }
 
   void Tick() { model_.CheckTraps(); }
   const views::TrapsModel& AllTraps() const { return *windows_.front(); }
@@ -98,6 +140,13 @@ class HeadlessConsole : private views::ViewWindows,
       open.push_back(window.get());
     }
     return open;
+  }
+  void CategoriesChanged() override {
+    std::vector<views::StoredTrapsTaker*> takers = {&model_};
+    for (auto& window : windows_) {
+      takers.push_back(window.get());
+    }
+    views::LoadStoredTraps(services_, takers);
   }
   views::ViewOption AskViewOption(std::int64_t, std::int32_t) override {
     return views::ViewOption::LoadRecentTraps;
