@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "common/Text.h"
-#include "store/Codes.h"
 #include "store/DatabaseError.h"
 
 namespace korvane::categories {
@@ -21,9 +20,6 @@ constexpr int kSettleMilliseconds = 500;
 constexpr std::string_view kUndoQuestion =
     "This action will undo the changes you have made. Select 'Yes' to save the changes and exit or select "
     "'No' to exit without saving the changes.";
-constexpr std::string_view kNotReread =
-    "Could not read category information from the Database. If the problem persists, please contact product "
-    "support.";
 
 class BusyPointer {
  public:
@@ -112,19 +108,20 @@ TrapDetailTexts CategoriesForm::TextsOf(const TrapDetail& trap) {
       namesError_ = error.what();
     }
   }
-  return {trap.Source,        std::string(store::GenericTrapName(trap.GenericTrap)),
-          trap.EnterpriseOid, trap.SpecificTrap,
-          trap.VarBinds,      std::string(store::SeverityName(trap.Severity))};
+  return PlainTextsOf(trap);
 }
 
 std::optional<std::string> CategoriesForm::TakeNamesError() {
   return std::exchange(namesError_, std::nullopt);
 }
 
-void CategoriesForm::RunWizard(WizardTask& task) {
+// True when the lists are to be read anew.  A wizard that was cancelled after an error may have written a
+// part of what it was to write: the lists show it, and whoever leaves is asked.
+bool CategoriesForm::RunWizard(WizardTask& task) {
+  const int before = transaction_->ChangesBegun();
   window_.RunWizard(task, *transaction_);
-  // A wizard that was cancelled after an error may have written a part of it.
   modified_ = modified_ || transaction_->Changed();
+  return !task.Cancelled || transaction_->ChangesBegun() != before;
 }
 
 bool CategoriesForm::CreateCategory() {
@@ -132,11 +129,11 @@ bool CategoriesForm::CreateCategory() {
     return false;
   }
   WizardTask task;
-  RunWizard(task);
-  if (!task.Cancelled) {
-    LoadCategoryTree(task.CategoryName);
+  if (!RunWizard(task)) {
+    return false;
   }
-  return !task.Cancelled;
+  LoadCategoryTree(task.Cancelled ? std::string(SelectedName()) : task.CategoryName);
+  return true;
 }
 
 bool CategoriesForm::EditCategory() {
@@ -144,11 +141,11 @@ bool CategoriesForm::EditCategory() {
     return false;
   }
   WizardTask task{.Mode = WizardMode::EditCategory, .CategoryName = std::string(SelectedName())};
-  RunWizard(task);
-  if (!task.Cancelled) {
-    LoadCategoryTree(task.CategoryName);
+  if (!RunWizard(task)) {
+    return false;
   }
-  return !task.Cancelled;
+  LoadCategoryTree(task.CategoryName);
+  return true;
 }
 
 bool CategoriesForm::DeleteCategory() {
@@ -178,13 +175,13 @@ bool CategoriesForm::DeleteCategory() {
 
 std::optional<std::size_t> CategoriesForm::WizardForTraps(WizardMode mode, std::int32_t trapTableId) {
   WizardTask task{.Mode = mode, .CategoryName = std::string(SelectedName()), .TrapTableId = trapTableId};
-  RunWizard(task);
+  const bool changed = RunWizard(task);
   const auto placeOf = [this](std::int32_t id) {
     const auto row = std::ranges::find(Traps(), id, &TrapDetail::TrapTableId);
     return row == Traps().end() ? std::nullopt
                                 : std::optional(static_cast<std::size_t>(row - Traps().begin()));
   };
-  if (task.Cancelled) {
+  if (!changed) {
     return placeOf(trapTableId);
   }
   std::unordered_set<std::int32_t> known;
@@ -279,14 +276,9 @@ void CategoriesForm::Unload() {
     connection_.reset();
     services_.Clock.SleepMilliseconds(kSettleMilliseconds);
   }
-  if (!std::exchange(modified_, false)) {
-    return;
+  if (std::exchange(modified_, false)) {
+    CategoriesSaved(services_);
   }
-  if (!services_.Categories.ReloadCategoryInformation(services_.Shared)) {
-    services_.Prompt.Show(kNotReread, PromptIcon::Critical);
-  }
-  services_.Names.ClearCache();
-  services_.Windows.CategoriesChanged();
 }
 
 }  // namespace korvane::categories

@@ -54,7 +54,9 @@ class CategoriesForm {
 
   // A position that is not there selects nothing.
   void SelectCategory(std::size_t position);
-  bool CreateCategory();  // true: the lists were read anew
+  // True: the lists were read anew, which also happens when the wizard was cancelled after an error in the
+  // middle of its writing.
+  bool CreateCategory();
   // These do nothing without a selected category or a row that is there.
   bool EditCategory();  // as CreateCategory
   bool
@@ -79,7 +81,7 @@ class CategoriesForm {
   bool Commit();
   void LoadCategoryTree(std::string_view nameToSelect);
   void LoadTrapDetails();
-  void RunWizard(WizardTask& task);
+  bool RunWizard(WizardTask& task);
   std::optional<std::size_t> WizardForTraps(WizardMode mode, std::int32_t trapTableId);
   void ShowError(const std::exception& error);
 

@@ -34,4 +34,8 @@ struct CategoryServices {
   CategorisedWindows& Windows;
 };
 
+// After a change of the categories was committed: reads them into memory anew, says so when that fails, and
+// has everybody see them.
+void CategoriesSaved(const CategoryServices& services);
+
 }  // namespace korvane::categories

@@ -11,14 +11,14 @@ CategoryTransaction::~CategoryTransaction() {
 }
 
 void CategoryTransaction::BeforeChange() {
-  if (changed_) {
-    return;
+  if (!changed_) {
+    connection_.Rollback();
+    connection_.BeginTransaction();
+    // Touches no row.
+    connection_.Execute("UPDATE Category_Group_Master SET Severity = 0 WHERE Category_Name = ''");
+    changed_ = true;
   }
-  connection_.Rollback();
-  connection_.BeginTransaction();
-  // Touches no row.
-  connection_.Execute("UPDATE Category_Group_Master SET Severity = 0 WHERE Category_Name = ''");
-  changed_ = true;
+  ++changesBegun_;
 }
 
 void CategoryTransaction::Commit() {

@@ -22,6 +22,8 @@ class CategoryTransaction {
   void BeforeChange();
   // Something was changed and neither committed nor rolled back.
   bool Changed() const { return changed_; }
+  // How many changes were begun so far, whatever became of them.
+  int ChangesBegun() const { return changesBegun_; }
 
   // Ends it; nothing may be changed afterwards.
   void Commit();
@@ -30,6 +32,7 @@ class CategoryTransaction {
  private:
   store::Connection& connection_;
   bool changed_ = false;
+  int changesBegun_ = 0;
 };
 
 }  // namespace korvane::categories

@@ -44,6 +44,10 @@ bool CategoryWriter::CategoryExists(std::string_view name) {
 void CategoryWriter::AddCategory(std::string_view name, std::string_view description, std::int32_t severity,
                                  std::span<const TrapDetail> traps) {
   CheckTexts(name, traps);
+  if (!begun_.empty() && begun_ == name) {
+    CategoryStore(transaction_).DeleteCategory(name);
+  }
+  begun_.clear();
   transaction_.BeforeChange();
   store::Recordset master = Db().OpenRecordset(store::kCategoryGroupMaster);
   master.AddNew();
@@ -51,9 +55,11 @@ void CategoryWriter::AddCategory(std::string_view name, std::string_view descrip
   master.Set("Category_Desc", description);
   master.Set("Severity", severity);
   master.Update();
+  begun_ = name;
   EnsureGroups(name, description);
   AddMembers(TrapGroupName(name), traps);
   RelateToRoot(name);
+  begun_.clear();
 }
 
 void CategoryWriter::EditCategory(std::string_view name, std::string_view description,
@@ -168,6 +174,7 @@ void CategoryWriter::RelateToRoot(std::string_view name) {
       store::kCategoryRelationMaster,
       fmt::format("Category_Name = '{}' AND Related_Category_Name = {}", kRootCategory, store::Quoted(name)));
   if (relations.Next()) {
+    begun_.clear();
     throw RelationExists(fmt::format("This group viz. '{}' already exists.", TrapGroupName(name)));
   }
   relations.AddNew();

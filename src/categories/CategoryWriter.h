@@ -28,6 +28,7 @@ class CategoryWriter {
   bool CategoryExists(std::string_view name);
 
   // The category with its group of traps, the traps, and its relation to the root; may throw RelationExists.
+  // After another error the same call on the same object begins anew: what the failed one wrote goes first.
   void AddCategory(std::string_view name, std::string_view description, std::int32_t severity,
                    std::span<const TrapDetail> traps);
   void EditCategory(std::string_view name, std::string_view description, std::int32_t severity);
@@ -44,6 +45,7 @@ class CategoryWriter {
   void RelateToRoot(std::string_view name);
 
   CategoryTransaction& transaction_;
+  std::string begun_;  // the category whose row is written and the rest not yet
 };
 
 }  // namespace korvane::categories

@@ -1,6 +1,8 @@
 #include "categories/TrapDetailTexts.h"
 
 #include <charconv>
+#include <optional>
+#include <utility>
 
 #include "params/FormControls.h"
 #include "store/Codes.h"
@@ -9,38 +11,45 @@ namespace korvane::categories {
 
 namespace {
 
+constexpr std::size_t kEnterprise = 2;
+constexpr std::size_t kTrap = 3;
+
 std::string OrAll(const std::string& text) {
   return text.empty() ? std::string(params::kAll) : text;
 }
 
-std::string EnterpriseText(const TrapDetail& trap, store::TrapNames& names) {
-  const std::string name =
-      trap.EnterpriseOid.empty() ? std::string() : names.TranslateOidName(trap.EnterpriseOid);
-  return OrAll(name.empty() ? trap.EnterpriseOid : name);
-}
-
-std::string TrapText(const TrapDetail& trap, store::TrapNames& names) {
+// Nothing when the stored text is no number.
+std::optional<std::int32_t> SpecificCode(const TrapDetail& trap) {
   std::int32_t code = 0;
   const char* end = trap.SpecificTrap.data() + trap.SpecificTrap.size();
   const auto [stop, error] = std::from_chars(trap.SpecificTrap.data(), end, code);
-  if (trap.SpecificTrap.empty() || (error == std::errc() && stop == end && code == 0)) {
-    return std::string(params::kAll);
-  }
-  const std::string name =
-      error == std::errc() ? names.GetTrapSpecific(trap.EnterpriseOid, code) : std::string();
-  return name.empty() ? trap.SpecificTrap : name;
+  return error == std::errc() && stop == end ? std::optional(code) : std::nullopt;
 }
 
 }  // namespace
 
-TrapDetailTexts TextsOf(const TrapDetail& trap, store::TrapNames& names) {
+TrapDetailTexts PlainTextsOf(const TrapDetail& trap) {
   return {OrAll(trap.Source),
-          trap.GenericTrap == -1 ? std::string(params::kAll)
-                                 : std::string(store::GenericTrapName(trap.GenericTrap)),
-          EnterpriseText(trap, names),
-          TrapText(trap, names),
+          std::string(trap.GenericTrap == -1 ? params::kAll : store::GenericTrapName(trap.GenericTrap)),
+          OrAll(trap.EnterpriseOid),
+          SpecificCode(trap) == 0 ? std::string(params::kAll) : OrAll(trap.SpecificTrap),
           trap.VarBinds,
           std::string(store::SeverityName(trap.Severity))};
+}
+
+TrapDetailTexts TextsOf(const TrapDetail& trap, store::TrapNames& names) {
+  TrapDetailTexts texts = PlainTextsOf(trap);
+  if (!trap.EnterpriseOid.empty()) {
+    if (std::string name = names.TranslateOidName(trap.EnterpriseOid); !name.empty()) {
+      texts[kEnterprise] = std::move(name);
+    }
+  }
+  if (const auto code = SpecificCode(trap); code && *code != 0) {
+    if (std::string name = names.GetTrapSpecific(trap.EnterpriseOid, *code); !name.empty()) {
+      texts[kTrap] = std::move(name);
+    }
+  }
+  return texts;
 }
 
 }  // namespace korvane::categories

@@ -17,5 +17,7 @@ using TrapDetailTexts = std::array<std::string, kTrapDetailColumns.size()>;
 
 // What is any reads "-All-"; what names nothing stands as its OID or number.  Throws DatabaseError.
 TrapDetailTexts TextsOf(const TrapDetail& trap, store::TrapNames& names);
+// Without the names of enterprises and traps.
+TrapDetailTexts PlainTextsOf(const TrapDetail& trap);
 
 }  // namespace korvane::categories

@@ -4,7 +4,6 @@
 
 #include <charconv>
 
-#include "categories/CategoryWriter.h"
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
 
@@ -30,6 +29,7 @@ WizardForm::WizardForm(WizardTask& task, CategoryTransaction& transaction, store
                        Prompts& prompts)
     : task_(task),
       transaction_(transaction),
+      writer_(transaction),
       names_(names),
       prompts_(prompts),
       page_(task.Mode == WizardMode::AddCategory || task.Mode == WizardMode::EditCategory
@@ -188,7 +188,7 @@ bool WizardForm::MayLeaveFirstPage() {
     prompts_.Show("Please assign a name to the category.", PromptIcon::Information);
     return false;
   }
-  if (CategoryWriter(transaction_).CategoryExists(name_)) {
+  if (writer_.CategoryExists(name_)) {
     prompts_.Show(
         fmt::format("A category with this name viz. '{}' already exists. Please assign a unique name.",
                     name_),
@@ -218,7 +218,6 @@ bool WizardForm::OperatorAgrees() {
 }
 
 bool WizardForm::Write() {
-  CategoryWriter writer(transaction_);
   std::vector<TrapDetail> traps;
   for (const PendingTrap& entry : pending_) {
     traps.push_back(entry.Trap);
@@ -226,20 +225,20 @@ bool WizardForm::Write() {
   switch (task_.Mode) {
     case WizardMode::AddCategory:
       try {
-        writer.AddCategory(name_, description_, traps.empty() ? 0 : traps.front().Severity, traps);
+        writer_.AddCategory(name_, description_, traps.empty() ? 0 : traps.front().Severity, traps);
       } catch (const RelationExists& error) {
         // The category is written; only its place below the root was taken already.
         prompts_.Show(error.what(), PromptIcon::Critical);
       }
       return true;
     case WizardMode::EditCategory:
-      writer.EditCategory(name_, description_, categorySeverity_);
+      writer_.EditCategory(name_, description_, categorySeverity_);
       return true;
     case WizardMode::AddTrapDetails:
-      writer.AddTrapDetails(name_, traps);
+      writer_.AddTrapDetails(name_, traps);
       return true;
     case WizardMode::EditTrapDetail:
-      writer.EditTrapDetail(name_, task_.TrapTableId, EnteredTrap());
+      writer_.EditTrapDetail(name_, task_.TrapTableId, EnteredTrap());
       return true;
   }
   return false;

@@ -10,6 +10,7 @@
 
 #include "categories/CategoryStore.h"
 #include "categories/CategoryTransaction.h"
+#include "categories/CategoryWriter.h"
 #include "categories/TrapDetailTexts.h"
 #include "categories/WizardTask.h"
 #include "common/Prompts.h"
@@ -66,6 +67,7 @@ class WizardForm {
 
   WizardTask& task_;
   CategoryTransaction& transaction_;
+  CategoryWriter writer_;
   store::TrapNames& names_;
   Prompts& prompts_;
   WizardPage page_;

@@ -218,6 +218,46 @@ TEST_F(CategoriesFormTest, AnErrorInTheMiddleIsShownAndCancelStillUndoesEverythi
   EXPECT_EQ(Rows("Trap_Group"), 1);
 }
 
+// What the wizard wrote before an error stays in the transaction, so it shows, and leaving asks.
+TEST_F(CategoriesFormTest, AWizardThatFailedHalfwayAndWasCancelledIsShownAndAskedAbout) {
+  AddCategory("A", {LinkDown("a")});
+  AddCategory("B");
+  for (const char* table : {"Category_Relation_Master", "Trap_Group_Detail"}) {
+    Store.Execute(fmt::format(
+        "CREATE TRIGGER Full_{0} BEFORE INSERT ON {0} WHEN (SELECT COUNT(*) FROM {0}) > 1 BEGIN SELECT "
+        "RAISE(ABORT, 'disk full'); END",
+        table));
+  }
+  ASSERT_TRUE(Form.Open());
+  Form.SelectCategory(1);
+  const auto fail = [this](const auto& write) {
+    Window.Wizard = [write](WizardTask& task, CategoryWriter& writer) {
+      EXPECT_THROW(write(task, writer), store::DatabaseError);
+      task.Cancelled = true;
+    };
+  };
+  fail([](WizardTask&, CategoryWriter& writer) {
+    writer.AddCategory("New", "", 0, std::vector{LinkDown("n")});
+  });
+  EXPECT_TRUE(Form.CreateCategory());
+  EXPECT_THAT(Form.Categories(), ElementsAre("A", "B", "New"));
+  EXPECT_EQ(Form.SelectedName(), "B") << "the wizard made none";
+  EXPECT_TRUE(Form.Modified());
+  Form.SelectCategory(0);
+  fail([](WizardTask& task, CategoryWriter& writer) {
+    writer.EditTrapDetail(task.CategoryName, task.TrapTableId, LinkDown("edited"));
+  });
+  EXPECT_EQ(Form.EditTrap(0), std::nullopt);
+  EXPECT_THAT(Sources(), IsEmpty());
+
+  Prompt.WillAnswer(PromptAnswer::No);
+  EXPECT_TRUE(Form.Cancel());
+  EXPECT_EQ(Prompt.Questions().back().Text, kUndoQuestion);
+  Form.Unload();
+  EXPECT_EQ(Rows("Category_Group_Master"), 2);
+  EXPECT_EQ(Rows("Trap_Group"), 1);
+}
+
 TEST_F(CategoriesFormTest, TrapsAreStoredAndAcknowledgedWhileChangesArePending) {
   ASSERT_TRUE(Form.Open());
   AddThroughWizard("Pending");
