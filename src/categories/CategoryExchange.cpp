@@ -25,9 +25,8 @@ FileQuestion Question(std::string caption) {
           .Extension = std::string(kCategoryFileExtension)};
 }
 
-bool AskWhich(std::vector<OfferedCategory>& offered, const QString& caption, const QString& text,
-              const QString& accept, QWidget* parent) {
-  return frmCategoryChoice(offered, caption, text, accept, parent).exec() == QDialog::Accepted;
+bool AskWhich(CategoryChoice choice, std::vector<OfferedCategory>& offered, QWidget* parent) {
+  return frmCategoryChoice(choice, offered, parent).exec() == QDialog::Accepted;
 }
 
 // What is in the file, or nothing after its message.
@@ -46,9 +45,7 @@ std::optional<std::vector<OfferedCategory>> ReadOffered(const CategoryServices& 
 
 void ExportCategories(const CategoryServices& services, QWidget* parent) {
   std::vector<OfferedCategory> offered = CategoriesOfStore(services.Shared);
-  if (!AskWhich(offered, QObject::tr("Export Categories"),
-                QObject::tr("The checked categories are written into one file, with their traps."),
-                QObject::tr("&Export..."), parent)) {
+  if (!AskWhich(CategoryChoice::Export, offered, parent)) {
     return;
   }
   const std::optional<std::string> path = services.Prompt.AskSaveFile(Question("Export Categories"));
@@ -68,12 +65,7 @@ void ImportCategories(const CategoryServices& services, QWidget* parent) {
     return;
   }
   std::optional<std::vector<OfferedCategory>> offered = ReadOffered(services, paths.front());
-  if (!offered ||
-      !AskWhich(
-          *offered, QObject::tr("Import Categories"),
-          QObject::tr("The checked categories are imported. One that is in the database already is replaced "
-                      "as a whole; it is left alone while it is not checked."),
-          QObject::tr("&Import"), parent)) {
+  if (!offered || !AskWhich(CategoryChoice::Import, *offered, parent)) {
     return;
   }
   {
@@ -81,12 +73,7 @@ void ImportCategories(const CategoryServices& services, QWidget* parent) {
     const std::unique_ptr<store::Connection> own = services.OpenConnection(kTimeouts);
     StoreChosen(*offered, *own);
   }
-  if (!services.Categories.ReloadCategoryInformation(services.Shared)) {
-    services.Prompt.Show("Could not read category information from the Database. " + SupportSentence(),
-                         PromptIcon::Critical);
-  }
-  services.Names.ClearCache();
-  services.Windows.CategoriesChanged();
+  CategoriesSaved(services);
 }
 
 }  // namespace korvane::categories

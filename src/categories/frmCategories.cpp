@@ -159,7 +159,12 @@ void frmCategories::PopUpTree(const QPoint& position) {
 }
 
 void frmCategories::PopUpList(const QPoint& position) {
-  const bool overRow = ui_->lvEvtDetails->indexAt(position).isValid() && SelectedRow();
+  const QModelIndex cell = ui_->lvEvtDetails->indexAt(position);
+  const bool overRow = cell.isValid();
+  if (overRow) {
+    // What the menu is about, when several rows are selected.
+    ui_->lvEvtDetails->selectRow(cell.row());
+  }
   mnuPopNewEvtDet_->setEnabled(form_.Selected().has_value());
   mnuPopEditEvtDet_->setEnabled(overRow);
   mnuPopRemEvtDet_->setEnabled(overRow);

@@ -3,42 +3,52 @@
 #include <QHeaderView>
 #include <QPushButton>
 #include <QStandardItemModel>
+#include <array>
 
+#include "common/qt/CellText.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
-#include "common/qt/QtText.h"
 #include "ui_frmCategoryChoice.h"
 
 namespace korvane::categories {
 namespace {
 
 constexpr int kNameColumn = 0;
-constexpr int kNameWidth = 280;
+constexpr int kInStoreColumn = 2;
+constexpr std::array kColumnWidths = {210, 60, 190};
 
 QStandardItem* Cell(const QString& text) {
   auto* item = new QStandardItem(text);
   item->setEditable(false);
+  if (!text.isEmpty()) {
+    item->setToolTip(PlainToolTip(text));
+  }
   return item;
 }
 
 }  // namespace
 
-frmCategoryChoice::frmCategoryChoice(std::vector<OfferedCategory>& offered, const QString& caption,
-                                     const QString& text, const QString& accept, QWidget* parent)
+frmCategoryChoice::frmCategoryChoice(CategoryChoice choice, std::vector<OfferedCategory>& offered,
+                                     QWidget* parent)
     : QDialog(parent),
       offered_(offered),
       ui_(std::make_unique<Ui::frmCategoryChoice>()),
       table_(new QStandardItemModel(this)) {
   ui_->setupUi(this);
-  setWindowTitle(caption);
-  ui_->lblHelp->setText(text);
+  const bool import = choice == CategoryChoice::Import;
+  setWindowTitle(import ? tr("Import Categories") : tr("Export Categories"));
+  ui_->lblHelp->setText(
+      import ? tr("The checked categories are imported. One that is in the database already is replaced as a "
+                  "whole; it is left alone while it is not checked.")
+             : tr("The checked categories are written into one file, with their traps."));
   Fill();
-  cmdOK_ = ui_->buttons->addButton(accept, QDialogButtonBox::AcceptRole);
+  SetUpList(choice);
+  cmdOK_ = ui_->buttons->addButton(import ? tr("&Import") : tr("&Export..."), QDialogButtonBox::AcceptRole);
   cmdOK_->setObjectName(QStringLiteral("cmdOK"));
   cmdOK_->setDefault(true);
   ui_->buttons->addButton(tr("&Cancel"), QDialogButtonBox::RejectRole)
       ->setObjectName(QStringLiteral("cmdCancel"));
-  connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmCategoryChoice::Accept);
+  connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmCategoryChoice::accept);
   connect(ui_->buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   connect(ui_->cmdAll, &QPushButton::clicked, this, [this] { CheckAll(true); });
   connect(ui_->cmdNone, &QPushButton::clicked, this, [this] { CheckAll(false); });
@@ -49,21 +59,32 @@ frmCategoryChoice::frmCategoryChoice(std::vector<OfferedCategory>& offered, cons
 frmCategoryChoice::~frmCategoryChoice() = default;
 
 void frmCategoryChoice::Fill() {
-  table_->setHorizontalHeaderLabels({tr("Category"), tr("Traps"), tr("In The Database")});
+  table_->setHorizontalHeaderLabels({tr("Category"), tr("Traps"), tr("In The Database"), tr("Description")});
   for (const OfferedCategory& each : offered_) {
-    QStandardItem* name = Cell(ToVisibleQString(each.Category.Name));
+    QStandardItem* name = Cell(ShownText(each.Category.Name));
     name->setCheckable(true);
     name->setCheckState(each.Chosen ? Qt::Checked : Qt::Unchecked);
     table_->appendRow({name, Cell(QString::number(each.Category.Details.Traps.size())),
-                       Cell(each.Exists ? tr("Yes: is replaced when checked") : tr("No"))});
+                       Cell(each.Exists ? tr("Yes: is replaced when checked") : tr("No")),
+                       Cell(ShownText(each.Category.Details.Description))});
   }
+}
+
+void frmCategoryChoice::SetUpList(CategoryChoice choice) {
   StyleTable(*ui_->lvCategories);
   ui_->lvCategories->setFrameShape(QFrame::StyledPanel);
   ui_->lvCategories->setSelectionMode(QAbstractItemView::SingleSelection);
   ui_->lvCategories->setModel(table_);
   ui_->lvCategories->horizontalHeader()->setStretchLastSection(true);
-  ui_->lvCategories->setColumnWidth(kNameColumn, kNameWidth);
-  SetEmptyText(*ui_->lvCategories, tr("No categories"));
+  for (std::size_t column = 0; column < kColumnWidths.size(); ++column) {
+    ui_->lvCategories->setColumnWidth(static_cast<int>(column), kColumnWidths[column]);
+  }
+  // What is exported is in the database.
+  ui_->lvCategories->setColumnHidden(kInStoreColumn, choice == CategoryChoice::Export);
+  ui_->cmdAll->setEnabled(table_->rowCount() > 0);
+  ui_->cmdNone->setEnabled(table_->rowCount() > 0);
+  SetEmptyText(*ui_->lvCategories, choice == CategoryChoice::Export ? tr("There are no categories yet")
+                                                                    : tr("The file holds no categories"));
 }
 
 void frmCategoryChoice::CheckAll(bool checked) {
@@ -84,11 +105,11 @@ void frmCategoryChoice::EnableButtons() {
   cmdOK_->setEnabled(ChosenCount() > 0);
 }
 
-void frmCategoryChoice::Accept() {
+void frmCategoryChoice::accept() {
   for (std::size_t row = 0; row < offered_.size(); ++row) {
     offered_[row].Chosen = table_->item(static_cast<int>(row), kNameColumn)->checkState() == Qt::Checked;
   }
-  accept();
+  QDialog::accept();
 }
 
 }  // namespace korvane::categories

@@ -16,19 +16,22 @@ class frmCategoryChoice;
 
 namespace korvane::categories {
 
+enum class CategoryChoice { Export, Import };
+
 class frmCategoryChoice : public QDialog {
   Q_OBJECT
 
  public:
   // Writes the choice back when it is accepted.  offered must outlive the dialog.
-  frmCategoryChoice(std::vector<OfferedCategory>& offered, const QString& caption, const QString& text,
-                    const QString& accept, QWidget* parent = nullptr);
+  frmCategoryChoice(CategoryChoice choice, std::vector<OfferedCategory>& offered, QWidget* parent = nullptr);
   ~frmCategoryChoice() override;
+
+  void accept() override;
 
  private:
   void Fill();
+  void SetUpList(CategoryChoice choice);
   void CheckAll(bool checked);
-  void Accept();
   void EnableButtons();
   std::size_t ChosenCount() const;
 

@@ -6,15 +6,25 @@
 #include <QShortcut>
 #include <QStandardItemModel>
 #include <QStringListModel>
+#include <algorithm>
+#include <array>
 
+#include "common/qt/CellText.h"
 #include "common/qt/Icons.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
 #include "common/qt/QtText.h"
 #include "params/ShownControls.h"
 #include "ui_frmTrpCatWiz.h"
+#include "views/TrapCellDelegate.h"
+#include "views/ValueField.h"
 
 namespace korvane::categories {
+namespace {
+
+constexpr std::array kColumnWidths = {90, 130, 110, 110, 90};  // severity takes the rest
+
+}  // namespace
 
 frmTrpCatWiz::frmTrpCatWiz(WizardTask& task, CategoryTransaction& transaction, store::TrapNames& names,
                            Prompts& prompts, QWidget* parent)
@@ -28,8 +38,10 @@ frmTrpCatWiz::frmTrpCatWiz(WizardTask& task, CategoryTransaction& transaction, s
   setWindowTitle(ToQString(form_.Title()));
   ui_->lvEnterpriseTraps->setModel(enterpriseTraps_);
   SetUpPendingList();
-  ui_->txtCatName->setText(ToQString(form_.Name()));
-  ui_->txtCatName->setReadOnly(form_.NameIsFixed());
+  if (form_.NameIsFixed()) {
+    ui_->txtCatName->setText(ToVisibleQString(form_.Name()));
+    views::ShowAsLabel(*ui_->txtCatName);
+  }
   ui_->txtCatDescription->setPlainText(ToQString(form_.Description()));
   ui_->fraPending->setVisible(form_.ListShows());
   params::ShowCombo(*ui_->cboSeverity, form_.Severity());
@@ -55,9 +67,14 @@ void frmTrpCatWiz::SetUpPendingList() {
   }
   pending_->setHorizontalHeaderLabels(captions);
   StyleTable(list);
+  list.setItemDelegate(new views::TrapCellDelegate(&list));
   list.setSelectionMode(QAbstractItemView::SingleSelection);
   list.setFrameShape(QFrame::StyledPanel);
   list.setModel(pending_);
+  for (std::size_t column = 0; column < kColumnWidths.size(); ++column) {
+    list.setColumnWidth(static_cast<int>(column), kColumnWidths[column]);
+  }
+  CopyRowsByShortcut(list);
   list.horizontalHeader()->setStretchLastSection(true);
   SetEmptyText(list, tr("Traps that you add are listed here until Finish"));
 }
@@ -90,7 +107,11 @@ void frmTrpCatWiz::ConnectControls() {
   connect(ui_->cmdAdd, &QPushButton::clicked, this, [this] {
     form_.Add();
     ShowPending();
+    ui_->lvTraps->scrollToBottom();
   });
+  connect(ui_->cmdRemove, &QPushButton::clicked, this, &frmTrpCatWiz::RemovePending);
+  connect(ui_->lvTraps->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+          &frmTrpCatWiz::ShowCommands);
   auto* remove = new QShortcut(QKeySequence(Qt::Key_Delete), ui_->lvTraps);
   remove->setContext(Qt::WidgetShortcut);
   connect(remove, &QShortcut::activated, this, &frmTrpCatWiz::RemovePending);
@@ -104,6 +125,7 @@ void frmTrpCatWiz::ShowPage() {
   (first ? ui_->lblInfo1 : ui_->lblInfo2)->setText(ToQString(form_.InfoText()));
   cmdNextFinish_->setText(ToQString(form_.NextCaption()));
   ShowCriteria();
+  ShowCommands();
   QWidget* firstField = first ? (form_.NameIsFixed() ? static_cast<QWidget*>(ui_->txtCatDescription)
                                                      : static_cast<QWidget*>(ui_->txtCatName))
                               : static_cast<QWidget*>(ui_->txtSource);
@@ -118,7 +140,10 @@ void frmTrpCatWiz::ShowCriteria() {
   ui_->lblEnterprise->setEnabled(controls.cboEnterprise.Enabled);
   params::ShowList(*ui_->lvEnterpriseTraps, *enterpriseTraps_, controls.lvTraps);
   params::ShowText(*ui_->txtVarBinds, controls.txtVarBinds);
-  ui_->txtDescription->setPlainText(ToQString(form_.TrapDescription()));
+  ui_->txtDescription->SetText(form_.TrapDescription());
+  ui_->txtDescription->setPlaceholderText(controls.lvTraps.Position == 0
+                                              ? tr("Choose one of the traps to read about it here")
+                                              : tr("This trap has no description"));
 }
 
 void frmTrpCatWiz::ShowPending() {
@@ -126,21 +151,36 @@ void frmTrpCatWiz::ShowPending() {
   for (const PendingTrap& entry : form_.Pending()) {
     QList<QStandardItem*> row;
     for (const std::string& text : entry.Texts) {
-      auto* item = new QStandardItem(ToVisibleQString(text));
+      const QString shown = ShownText(text);
+      auto* item = new QStandardItem(shown);
       item->setEditable(false);
+      if (!shown.isEmpty()) {
+        item->setToolTip(PlainToolTip(shown));
+      }
       row.append(item);
     }
     row.last()->setIcon(SeverityIcon(entry.Trap.Severity));
     pending_->appendRow(row);
   }
-  ui_->lvTraps->scrollToBottom();
+  ShowCommands();
+}
+
+// The button hands its focus on when it is disabled, and it must not be Finish that gets it.
+void frmTrpCatWiz::ShowCommands() {
+  const bool selected = ui_->lvTraps->selectionModel()->hasSelection();
+  if (!selected && focusWidget() == ui_->cmdRemove) {
+    ui_->lvTraps->setFocus();
+  }
+  ui_->cmdRemove->setEnabled(selected);
 }
 
 void frmTrpCatWiz::RemovePending() {
   const QModelIndexList selected = ui_->lvTraps->selectionModel()->selectedRows();
   if (!selected.isEmpty()) {
-    form_.RemovePending(static_cast<std::size_t>(selected.first().row()));
+    const int row = selected.first().row();
+    form_.RemovePending(static_cast<std::size_t>(row));
     ShowPending();
+    ui_->lvTraps->selectRow(std::min(row, pending_->rowCount() - 1));
   }
 }
 

@@ -37,6 +37,7 @@ class frmTrpCatWiz : public QDialog {
   void ShowCriteria();
   void ShowPending();
   void RemovePending();
+  void ShowCommands();
   void NextOrFinish();
 
   WizardForm form_;

@@ -12,12 +12,16 @@ constexpr int kTextMargin = 2;  // as the line editor has it on both sides
 
 }  // namespace
 
-ValueField::ValueField(QWidget* parent) : QLineEdit(parent) {
-  setReadOnly(true);
-  setFrame(false);
+void ShowAsLabel(QLineEdit& field) {
+  field.setReadOnly(true);
+  field.setFrame(false);
   QPalette transparent;
   transparent.setColor(QPalette::Base, Qt::transparent);
-  setPalette(transparent);
+  field.setPalette(transparent);
+}
+
+ValueField::ValueField(QWidget* parent) : QLineEdit(parent) {
+  ShowAsLabel(*this);
 }
 
 void ValueField::SetValue(std::string_view value) {

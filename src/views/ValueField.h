@@ -8,6 +8,9 @@
 
 namespace korvane::views {
 
+// Makes any line editor read-only and look like a label, as the value below does.
+void ShowAsLabel(QLineEdit& field);
+
 class ValueField : public QLineEdit {
   Q_OBJECT
 
