@@ -157,6 +157,31 @@ TEST_P(CategoryStoreTest, AnErrorInTheMiddleLeavesTheRestToBeRolledBack) {
   EXPECT_EQ(Rows("Trap_Group_Detail"), 0);
 }
 
+TEST_P(CategoryStoreTest, ASecondTryReplacesWhatTheFailedOneLeftAndNothingElse) {
+  if (GetParam() == store::Engine::Sqlite) {  // the others refuse it by the column's length
+    Made->Execute(
+        "CREATE TRIGGER Too_Long BEFORE INSERT ON Trap_Group_Detail WHEN LENGTH(NEW.Source_Agent) > 255 "
+        "BEGIN SELECT RAISE(ABORT, 'too long'); END");
+  }
+  const TrapDetail tooLong = LinkDown(std::string(300, 'x'));
+  Write([&](CategoryWriter& writer, CategoryStore& categories) {
+    writer.AddCategory("Kept", "", 0, std::vector{LinkDown("kept")});
+    EXPECT_THROW(writer.AddCategory("New", "old", 5, std::vector{LinkDown("a"), tooLong}),
+                 store::DatabaseError);
+    EXPECT_EQ(categories.LoadTrapDetails("New").Traps.size(), 1U) << "the transaction goes on with it";
+    writer.AddCategory("New", "new", 3, std::vector{LinkDown("b")});
+    for (int tries = 0; tries < 2; ++tries) {
+      EXPECT_THROW(writer.AddCategory("Kept", "", 0, {}), store::DatabaseError) << "not ours to replace";
+    }
+  });
+  EXPECT_THAT(Tree(), ElementsAre("Kept", "New"));
+  EXPECT_EQ(Details("Kept").Traps.size(), 1U);
+  EXPECT_EQ(Details("New").Description, "new");
+  ASSERT_EQ(Details("New").Traps.size(), 1U);
+  EXPECT_EQ(Details("New").Traps[0].Source, "b");
+  EXPECT_EQ(Rows("Category_Relation_Master"), 2);
+}
+
 TEST_P(CategoryStoreTest, ReadingForMinutesHoldsNobodyUpAndNobodySpoilsTheFirstChange) {
   CategoryTransaction transaction(own_);
   CategoryStore categories(transaction);

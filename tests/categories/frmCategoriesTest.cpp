@@ -126,6 +126,11 @@ TEST_F(frmCategoriesTest, ShowsWhatIsChosenAndSpellsOutHostileTexts) {
 TEST_F(frmCategoriesTest, KeysMenusAndDoubleClicksDoWhatTheButtonsDo) {
   AddTwo();
   Show();
+  List().selectAll();
+  EXPECT_FALSE(Enabled("cmdEditEvtDet")) << "which of them?";
+  EXPECT_EQ(MenuAt(List(), List().visualRect(List().model()->index(1, 0)).center(), "mnuPopEvtDet"),
+            "New Edit Remove ");
+  EXPECT_EQ(List().selectionModel()->selectedRows().size(), 1) << "the one under the pointer";
   const QPoint node = Tree().visualRect(Tree().model()->index(1, 0)).center();
   QTest::mouseClick(Tree().viewport(), Qt::RightButton, Qt::NoModifier, node);
   EXPECT_EQ(Find<QLabel>("lblTitle1").text(), QStringLiteral("Doors")) << "a menu is about its node";
