@@ -10,7 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "alerts/AlertServices.h"
 #include "categories/CategoryServices.h"
+#include "config/ConfigServices.h"
 #include "intake/Intake.h"
 #include "intake/StoreFeeder.h"
 #include "params/CategoryInformation.h"
@@ -97,6 +99,24 @@ class HeadlessConsole : private views::ViewWindows,
   views::TrapsModel& AllTraps() { return *windows_.front(); }
   views::SystemsModel& SystemsWindow() { return model_; }
 
+  // For the dialogs of the frame, over this console's connection and the given registry and services.
+  alerts::AlertServices ForAlerts(platform::RegistryStore& registry) {
+    return {.Connection = connection_,
+            .Names = names_,
+            .Prompt = prompts_,
+            .Registry = registry,
+            .Settings = machine_.Settings,
+            .Library = feeder_};
+  }
+  config::ConfigServices ForConfiguration(platform::RegistryStore& registry,
+                                          platform::ServiceControl& services) {
+    return {.Registry = registry,
+            .Services = services,
+            .Clock = machine_.Clock,
+            .Prompt = prompts_,
+            .Busy = busy_};
+  }
+
   // The SequenceNumbers of a window's rows, sorted; one that stands there twice is there twice.
   static std::vector<std::int32_t> NumbersOf(const views::TrapsModel& window) {
     std::vector<std::int32_t> numbers;
@@ -179,7 +199,10 @@ class HeadlessConsole : private views::ViewWindows,
   views::Systems systems_;
   views::LoadBounds bounds_;
   intake::StoreFeeder feeder_{
-      [this] { return Connect(); }, std::make_shared<FakeHostNames>(), {}, QuickFeeder()};
+      [this] { return Connect(); },
+      std::make_shared<FakeHostNames>(),
+      {.SmtpServer = "mail.example.net", .Recipient = "root@example.net", .Domain = "example.net"},
+      QuickFeeder()};
   views::ViewServices services_{connection_,
                                 names_,
                                 categories_,

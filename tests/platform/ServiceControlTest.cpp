@@ -12,7 +12,7 @@
 #include "support/FakePlatform.h"
 #include "support/PrivateBus.h"
 #include "support/Processes.h"
-#include "support/TempFolder.h"
+#include "support/ServiceManagerMock.h"
 
 namespace korvane::platform {
 namespace {
@@ -44,7 +44,6 @@ class NotingClock : public test::FakeClock {
 class ServiceControlTest : public testing::Test {
  protected:
   static void SetUpTestSuite() {
-    folder_ = std::make_unique<test::TempFolder>();
     bus_ = std::make_unique<test::PrivateBus>();
     setenv("DBUS_SYSTEM_BUS_ADDRESS", bus_->Address().c_str(), 1);
   }
@@ -52,48 +51,36 @@ class ServiceControlTest : public testing::Test {
     unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
     mock_.reset();
     bus_.reset();
-    folder_.reset();
   }
 
-  static void StartMock() {
-    const std::string parameters = R"({"log": ")" + Log().string() + R"(", "units": )" + kUnits + "}";
-    mock_ = std::make_unique<test::Companion>(std::vector<std::string>{
-        "/usr/bin/python3", "-m", "dbusmock", "--logfile", (*folder_ / "mock.log").string(), "--template",
-        KORVANE_SOURCE_DIR "/tests/platform/systemd_template.py", "--parameters", parameters});
-    ASSERT_TRUE(test::WaitUntil([] { return MakeServiceControl(200, 200)->OpenManager() != nullptr; }));
-  }
-  void NeedMock() {
+  static void NeedMock() {
     if (mock_ == nullptr) {
-      StartMock();
+      mock_ = std::make_unique<test::ServiceManagerMock>(kUnits);
     }
-    test::WriteFile(Log(), "");
+    test::WriteFile(mock_->Log(), "");
   }
 
-  static std::filesystem::path Log() { return *folder_ / "calls"; }
+  static std::string Calls() { return test::ReadFile(mock_->Log()); }
   static std::int32_t Restart(std::string_view name, int startMilliseconds = 10000) {
     const auto control = MakeServiceControl(5000, startMilliseconds);
-    NotingClock clock(Log());
+    NotingClock clock(mock_ == nullptr ? std::filesystem::path("/dev/null") : mock_->Log());
     return RestartService(*control, clock, name);
   }
 
-  static std::unique_ptr<test::TempFolder> folder_;
   static std::unique_ptr<test::PrivateBus> bus_;
-  static std::unique_ptr<test::Companion> mock_;
+  static std::unique_ptr<test::ServiceManagerMock> mock_;
 };
 
-std::unique_ptr<test::TempFolder> ServiceControlTest::folder_;
 std::unique_ptr<test::PrivateBus> ServiceControlTest::bus_;
-std::unique_ptr<test::Companion> ServiceControlTest::mock_;
+std::unique_ptr<test::ServiceManagerMock> ServiceControlTest::mock_;
 
 TEST_F(ServiceControlTest, NoManagerToReach) {
-  test::WriteFile(Log(), "");
   mock_.reset();
   EXPECT_EQ(Restart("KVReceiver"), 1) << "a bus without a manager";
   const std::string address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
   setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/no/such/bus", 1);
   EXPECT_EQ(Restart("KVReceiver"), 1) << "no bus";
   setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
-  EXPECT_EQ(test::ReadFile(Log()), "");
 }
 
 TEST_F(ServiceControlTest, StopsWaitsAndStarts) {
@@ -102,8 +89,8 @@ TEST_F(ServiceControlTest, StopsWaitsAndStarts) {
     std::string unit = name;
     unit = unit.substr(0, unit.find('.')) + ".service";
     EXPECT_EQ(Restart(name), 0) << name;
-    EXPECT_EQ(test::ReadFile(Log()), "LoadUnit " + unit + "\nStopUnit " + unit +
-                                         " replace\nwait 2000\nStartUnit " + unit + " replace\n");
+    EXPECT_EQ(Calls(), "LoadUnit " + unit + "\nStopUnit " + unit + " replace\nwait 2000\nStartUnit " + unit +
+                           " replace\n");
   }
 }
 
@@ -111,8 +98,8 @@ TEST_F(ServiceControlTest, UnknownServiceIsNotWaitedFor) {
   for (const char* name : {"NoSuchService", "Masked", "kvreceiver", "a/b", ""}) {
     NeedMock();
     EXPECT_EQ(Restart(name), 2) << name;
-    EXPECT_EQ(test::ReadFile(Log()).find("StopUnit"), std::string::npos);
-    EXPECT_EQ(test::ReadFile(Log()).find("wait"), std::string::npos);
+    EXPECT_EQ(Calls().find("StopUnit"), std::string::npos);
+    EXPECT_EQ(Calls().find("wait"), std::string::npos);
   }
 }
 
@@ -120,14 +107,14 @@ TEST_F(ServiceControlTest, StartThatDidNotWorkIsSaid) {
   for (const char* name : {"Fails", "Lacks", "Exits", "Refused", "Silent"}) {
     NeedMock();
     EXPECT_EQ(Restart(name, 400), 3) << name;
-    EXPECT_NE(test::ReadFile(Log()).find("StartUnit"), std::string::npos) << name;
+    EXPECT_NE(Calls().find("StartUnit"), std::string::npos) << name;
   }
 }
 
 TEST_F(ServiceControlTest, ServiceThatHasNotEndedFailsButIsNotLeftStopped) {
   NeedMock();
   EXPECT_EQ(Restart("Lingers"), 3);
-  EXPECT_NE(test::ReadFile(Log()).find("StartUnit Lingers.service replace"), std::string::npos);
+  EXPECT_NE(Calls().find("StartUnit Lingers.service replace"), std::string::npos);
   NeedMock();
   EXPECT_EQ(Restart("Stays"), 3);
 }

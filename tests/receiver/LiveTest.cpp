@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "Counterparts.h"
 #include "Running.h"
 #include "support/TestStore.h"
 
@@ -273,7 +274,7 @@ TEST_F(Live, UsersAreReadAgainAndCheckNamesWhatIsWrong) {
   EXPECT_EQ(Rows(), 1);
 
   // A second one on the same spool gives up, and --check tells what is wrong.
-  setenv("KORVANE_REGISTRY", (receiver_.Folder() / "registry.reg").c_str(), 1);
+  setenv("KORVANE_REGISTRY", receiver_.RegistryFile().c_str(), 1);
   setenv("LSAN_OPTIONS", "exitcode=0", 1);
   EXPECT_EQ(RunCommand({KVRECEIVER}), 1);
   EXPECT_EQ(RunCommand({KVRECEIVER, "--check"}), 1);
@@ -282,42 +283,6 @@ TEST_F(Live, UsersAreReadAgainAndCheckNamesWhatIsWrong) {
   EXPECT_EQ(RunCommand({KVRECEIVER, "--unknown"}), 2);
   unsetenv("KORVANE_REGISTRY");
 }
-
-// A mail server of the test's own, which writes every mail it gets to a file.
-class MailSink {
- public:
-  explicit MailSink(std::filesystem::path file) : file_(std::move(file)), port_(FreePort(AF_INET)) {
-    process_ = fork();
-    if (process_ == 0) {
-      dup2(open(file_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 1);
-      setenv("PYTHONUNBUFFERED", "1", 1);
-      const std::string address = Address();
-      execl("/usr/bin/python3", "python3", "-m", "aiosmtpd", "-n", "-l", address.c_str(), nullptr);
-      _exit(127);
-    }
-  }
-  ~MailSink() {
-    kill(process_, SIGKILL);
-    waitpid(process_, nullptr, 0);
-  }
-  std::string Address() const { return fmt::format("127.0.0.1:{}", port_); }
-  std::string Mails() const { return test::ReadFile(file_); }
-  bool Listens() const {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port_);
-    const int descriptor = socket(AF_INET, SOCK_STREAM, 0);
-    const bool answered = connect(descriptor, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-    close(descriptor);
-    return answered;
-  }
-
- private:
-  std::filesystem::path file_;
-  std::uint16_t port_;
-  pid_t process_ = 0;
-};
 
 TEST(LiveAlerts, ATrapSendsAMailAndStartsAProgramAndOldTrapsGo) {
   test::SqliteStore store;
@@ -357,7 +322,7 @@ TEST(LiveAlerts, ATrapSendsAMailAndStartsAProgramAndOldTrapsGo) {
       << receiver.Log();
   EXPECT_NE(sink.Mails().find("To: ops@example.net"), std::string::npos);
   EXPECT_EQ(store.Number("SELECT COUNT(*) FROM EventTrap"), 2);
-  EXPECT_NE(test::ReadFile(receiver.Folder() / "registry.reg").find("\"KVActionUpdate\"=dword:00000000"),
+  EXPECT_NE(test::ReadFile(receiver.RegistryFile()).find("\"KVActionUpdate\"=dword:00000000"),
             std::string::npos);
   EXPECT_EQ(receiver.End(SIGTERM), 0);
   EXPECT_FALSE(receiver.OwnLeaks()) << receiver.Log();

@@ -20,27 +20,11 @@
 #include <fmt/format.h>
 
 #include "common/RegistryValues.h"
+#include "support/FreePort.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"
 
 namespace korvane::receiver {
-
-// A UDP port of loopback that nobody uses at this moment.
-inline std::uint16_t FreePort(int family) {
-  const int descriptor = socket(family, SOCK_DGRAM, 0);
-  sockaddr_in6 v6{};
-  v6.sin6_family = AF_INET6;
-  v6.sin6_addr = in6addr_loopback;
-  sockaddr_in v4{};
-  v4.sin_family = AF_INET;
-  v4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  auto* address = family == AF_INET6 ? reinterpret_cast<sockaddr*>(&v6) : reinterpret_cast<sockaddr*>(&v4);
-  socklen_t length = family == AF_INET6 ? sizeof v6 : sizeof v4;
-  const bool bound = bind(descriptor, address, length) == 0 && getsockname(descriptor, address, &length) == 0;
-  close(descriptor);
-  if (!bound) throw std::runtime_error("no free port");
-  return ntohs(family == AF_INET6 ? v6.sin6_port : v4.sin_port);
-}
 
 // Runs a program without a shell and waits for it; its exit status.
 inline int RunCommand(const std::vector<std::string>& command) {
@@ -68,10 +52,10 @@ class RunningReceiver {
   // users: the lines of its SNMP file; values: further lines of the registry's key.  The data source is that
   // of the environment.
   explicit RunningReceiver(std::string_view users = "", std::string_view values = "")
-      : port_(FreePort(AF_INET)), port6_(FreePort(AF_INET6)) {
+      : port_(test::FreePort(AF_INET)), port6_(test::FreePort(AF_INET6)) {
     test::WriteFile(folder_ / "users", users);
     std::filesystem::permissions(folder_ / "users", std::filesystem::perms(0600));
-    test::WriteFile(folder_ / "registry.reg",
+    test::WriteFile(RegistryFile(),
                     fmt::format("Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\{}]\n"
                                 "\"KVListenAddresses\"=\"udp:127.0.0.1:{},udp6:[::1]:{}\"\n"
                                 "\"KVSpoolDir\"=\"{}\"\n\"KVSnmpConfig\"=\"{}\"\n{}",
@@ -85,7 +69,7 @@ class RunningReceiver {
     const std::string log = (folder_ / "log").string();
     process_ = fork();
     if (process_ == 0) {
-      setenv("KORVANE_REGISTRY", (folder_ / "registry.reg").c_str(), 1);
+      setenv("KORVANE_REGISTRY", RegistryFile().c_str(), 1);
       unsetenv("JOURNAL_STREAM");
       setenv("LSAN_OPTIONS", "exitcode=0", 1);  // leaks are judged by OwnLeaks
       dup2(open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
@@ -146,6 +130,7 @@ class RunningReceiver {
   std::string Address6() const { return fmt::format("udp6:[::1]:{}", port6_); }
   std::uint16_t Port() const { return port_; }
   const std::filesystem::path& Folder() const { return folder_.Path(); }
+  std::filesystem::path RegistryFile() const { return folder_ / "registry.reg"; }
 
  private:
   static constexpr std::string_view kMark = "counters: ";

@@ -1,0 +1,248 @@
+// What an operator sets in the windows of the Options menu, and what the running receiver then does with real
+// SNMP traffic.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QListView>
+#include <QPushButton>
+#include <QTableView>
+#include <QTest>
+
+#include "HeadlessConsole.h"
+#include "alerts/frmActions.h"
+#include "alerts/frmAlertCnfg.h"
+#include "alerts/frmAlerts.h"
+#include "common/RegistryValues.h"
+#include "config/frmConfig.h"
+#include "platform/linux/LinuxPlatform.h"
+#include "receiver/Counterparts.h"
+#include "receiver/Running.h"
+#include "support/OpenDialogs.h"
+#include "support/ServiceManagerMock.h"
+
+namespace korvane {
+namespace {
+
+using test::Click;
+using test::Find;
+using test::WhileOpen;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+bool Eventually(const std::function<bool()>& condition) {
+  return test::WaitUntil(condition, std::chrono::seconds(60));
+}
+
+void TypeInto(QLineEdit& edit, const std::string& text) {
+  edit.selectAll();
+  QTest::keyClicks(&edit, QString::fromStdString(text));
+}
+void Type(QDialog& dialog, const char* name, const std::string& text) {
+  TypeInto(Find<QLineEdit>(dialog, name), text);
+}
+void TypeInCombo(QDialog& dialog, const char* name, const std::string& text) {
+  TypeInto(*Find<QComboBox>(dialog, name).lineEdit(), text);
+}
+
+class OptionsReachTheReceiver : public testing::Test {
+ protected:
+  OptionsReachTheReceiver() {
+    store_.AddDefinition("1.3.6.1.4.1.99", 7, "fanFailed", "acme");
+    store_.AddDefinition("1.3.6.1.4.1.99", 8, "fanMended", "acme");
+    store_.AddDefinition("1.3.6.1.4.1.77", 7, "doorOpened", "zeta");
+    // A player that keeps the sound and then fails, so that there is something to see of a beep.
+    WriteScript("aplay", "cat > " + (folder_ / "sound").string() + "\nexit 3\n");
+    WriteScript("note", "printf '[%s]' \"$@\" >> " + (folder_ / "noted").string() + "\n");
+    setenv("PATH", (folder_.Path().string() + ":" + path_).c_str(), 1);
+  }
+  ~OptionsReachTheReceiver() override {
+    receiver_.End(SIGTERM);
+    EXPECT_FALSE(receiver_.OwnLeaks()) << receiver_.Log();
+    setenv("PATH", path_.c_str(), 1);
+  }
+
+  void WriteScript(const char* name, const std::string& commands) {
+    test::WriteFile(folder_ / name, "#!/bin/sh\n" + commands);
+    std::filesystem::permissions(folder_ / name, std::filesystem::perms(0700));
+  }
+  bool Logs(const std::string& words) {
+    return Eventually([&] { return receiver_.Log().find(words) != std::string::npos; });
+  }
+  bool Trap(const std::string& oid, const std::string& text) {
+    return receiver::RunCommand({"snmptrap", "-Ln", "-v", "2c", "-c", "public", receiver_.Address(), "", oid,
+                                 "1.3.6.1.4.1.99.1", "s", text}) == 0;
+  }
+  std::int32_t Traps() { return store_.Number("SELECT COUNT(*) FROM EventTrap"); }
+
+  const std::string path_ = std::getenv("PATH");
+  const test::TempFolder folder_;
+  test::SqliteStore store_;
+  receiver::RunningReceiver receiver_{"", "\"KVPurgeFreqDays\"=dword:0000001e\n"};
+  std::unique_ptr<platform::RegistryStore> registry_ =
+      platform::MakeRegistryFile(receiver_.RegistryFile().string());
+};
+
+class AlertsFire : public OptionsReachTheReceiver {
+ protected:
+  AlertsFire() {
+    EXPECT_TRUE(Eventually([&] { return mails_.Listens(); }));
+  }
+
+  void Tick(alerts::frmAlertCnfg& dialog, const char* box,
+            const std::function<void(alerts::frmActions&)>& fill) {
+    WhileOpen<alerts::frmActions>(
+        [&](alerts::frmActions& actions) {
+          fill(actions);
+          Click(actions, "cmdOK");
+        },
+        [&] { Click(dialog, box); });
+    EXPECT_TRUE(Find<QCheckBox>(dialog, box).isChecked()) << box;
+  }
+  void TickAll(alerts::frmAlertCnfg& dialog) {
+    Tick(dialog, "chkBeep", [](alerts::frmActions& actions) {
+      Type(actions, "txtBeepDesc", "two short ones");
+      Type(actions, "txtBeepCount", "2");
+      Type(actions, "txtDuration", "1");
+      Type(actions, "txtFreq", "880");
+    });
+    Tick(dialog, "chkEmail", [&](alerts::frmActions& actions) {
+      TypeInCombo(actions, "cboSMTPServer", mails_.Address());
+      TypeInCombo(actions, "cboEmailTo", "ops@example.net");
+    });
+    Tick(dialog, "chkMsg",
+         [&](alerts::frmActions& actions) { TypeInCombo(actions, "cboMsgDest", messages_.Address()); });
+    Tick(dialog, "chkCustom", [&](alerts::frmActions& actions) {
+      console_.Prompt().WillAnswerFiles({(folder_ / "note").string()});
+      Click(actions, "cmdBrowse");
+    });
+  }
+  void Define(alerts::frmAlerts& window) {
+    WhileOpen<alerts::frmAlertCnfg>(
+        [&](alerts::frmAlertCnfg& dialog) {
+          Type(dialog, "txtAlertDesc", "Fans");
+          Type(dialog, "txtSource", "127.0.0.1");
+          auto& enterprise = Find<QComboBox>(dialog, "cboEnterprise");
+          enterprise.setCurrentIndex(enterprise.findText(QStringLiteral("acme")));
+          auto& traps = Find<QListView>(dialog, "lvTraps");
+          traps.setCurrentIndex(traps.model()->index(1, 0));
+          EXPECT_EQ(traps.currentIndex().data().toString(), QStringLiteral("fanFailed"));
+          Type(dialog, "txtVarBinds", "RACK 3");
+          TickAll(dialog);
+          Click(dialog, "cmdOK");
+        },
+        [&] { Click(window, "cmdAdd"); });
+    const auto* rows = Find<QTableView>(window, "lvAlerts").model();
+    for (int column = 1; column <= 4; ++column) {
+      EXPECT_EQ(rows->index(0, column).data().toString(), QStringLiteral("Yes")) << column;
+    }
+  }
+
+  const receiver::MailSink mails_{folder_ / "mails"};
+  receiver::MessageSink messages_;
+  test::HeadlessConsole console_{store_};
+};
+
+TEST_F(AlertsFire, WithAllFourActionsAndForTheirTrapsOnly) {
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  ASSERT_TRUE(Logs("0 alerts are watched")) << receiver_.Log();
+  alerts::frmAlerts window(console_.ForAlerts(*registry_));
+  WhileOpen<alerts::frmAlerts>(
+      [&](alerts::frmAlerts& open) {
+        Define(open);
+        EXPECT_THAT(test::ReadFile(receiver_.RegistryFile()), Not(HasSubstr("KVActionUpdate")))
+            << "told on closing";
+        Click(open, "cmdOK");
+      },
+      [&] { window.exec(); });
+  ASSERT_TRUE(Logs("1 alerts are watched")) << receiver_.Log();
+  EXPECT_THAT(test::ReadFile(receiver_.RegistryFile()), HasSubstr("\"KVActionUpdate\"=dword:00000000"));
+
+  // In this order: what the last one does shows that the others did nothing.
+  EXPECT_TRUE(Trap("1.3.6.1.4.1.99.0.7", "rack 4: fan stopped"));
+  EXPECT_TRUE(Trap("1.3.6.1.4.1.99.0.8", "rack 3: fan mended"));
+  EXPECT_TRUE(Trap("1.3.6.1.4.1.77.0.7", "rack 3: door opened"));
+  EXPECT_TRUE(Trap("1.3.6.1.6.3.1.1.5.1", "rack 3: coldStart"));
+  EXPECT_TRUE(Trap("1.3.6.1.4.1.99.0.7", "rack 3: fan stopped; $(reboot) ☃"));
+
+  const std::string noted = "[127.0.0.1][1.3.6.1.4.1.99][][6][fanFailed]";
+  EXPECT_TRUE(Eventually([&] { return test::ReadFile(folder_ / "noted") == noted; }))
+      << test::ReadFile(folder_ / "noted") << receiver_.Log();
+  std::string message;
+  EXPECT_TRUE(Eventually([&] { return !(message = messages_.Next()).empty(); })) << receiver_.Log();
+  EXPECT_THAT(message, HasSubstr("Alert 'Fans': fanFailed from 127.0.0.1"));
+  EXPECT_THAT(message, HasSubstr("rack 3: fan stopped; $(reboot) ☃"));
+  EXPECT_TRUE(Eventually([&] { return mails_.Mails().find("END MESSAGE") != std::string::npos; }))
+      << receiver_.Log();
+  EXPECT_THAT(mails_.Mails(), HasSubstr("To: ops@example.net"));
+  EXPECT_THAT(mails_.Mails(), HasSubstr("From: Korvane@example.net")) << "as the dialog proposed";
+  EXPECT_THAT(mails_.Mails(), HasSubstr("Subject: Korvane: Alert 'Fans': fanFailed from 127.0.0.1"));
+  EXPECT_TRUE(Logs("Alert 'Fans': fanFailed from 127.0.0.1: a beep failed: '" + (folder_ / "aplay").string() +
+                   "' ended with status 3"))
+      << receiver_.Log();
+  EXPECT_THAT(test::ReadFile(folder_ / "sound"), StartsWith("RIFF"));
+  EXPECT_EQ(Traps(), 5);
+
+  EXPECT_EQ(messages_.Next(), "") << "one message only";
+  const std::string all = mails_.Mails();
+  EXPECT_EQ(all.find("END MESSAGE"), all.rfind("END MESSAGE")) << all;
+  EXPECT_EQ(test::ReadFile(folder_ / "noted"), noted) << "the program ran once";
+}
+
+TEST_F(OptionsReachTheReceiver, AndAShorterPurgeIntervalHoldsFromItsRestart) {
+  const test::PrivateBus bus;
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1);
+  const test::ServiceManagerMock manager(R"({"KVReceiver.service": {}})");
+  constexpr std::int32_t kDay = 86'400;
+  const auto now = static_cast<std::int32_t>(std::time(nullptr));
+  const std::int32_t ancient = store_.AddTrap({.EventTime = now - 40 * kDay});
+  const std::int32_t old = store_.AddTrap({.EventTime = now - 3 * kDay});
+  const std::int32_t recent = store_.AddTrap({.EventTime = now - kDay / 2});
+  const auto isThere = [&](std::int32_t number) {
+    return store_.Number("SELECT COUNT(*) FROM EventTrap WHERE SequenceNumber = " + std::to_string(number));
+  };
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  ASSERT_TRUE(Eventually([&] { return isThere(ancient) == 0; })) << "older than 30 days" << receiver_.Log();
+
+  test::HeadlessConsole console(store_);
+  const auto services = platform::MakeServiceControl(30'000, 30'000);
+  config::frmConfig dialog(console.ForConfiguration(*registry_, *services));
+  WhileOpen<config::frmConfig>(
+      [&](config::frmConfig& open) {
+        EXPECT_EQ(Find<QLineEdit>(open, "txtPurge").text(), QStringLiteral("30"));
+        Type(open, "txtPurge", "1");
+        console.Prompt().WillAnswer(PromptAnswer::Yes);
+        Click(open, "cmdOK");
+      },
+      [&] { dialog.exec(); });
+  EXPECT_THAT(console.Prompt().Messages(), testing::IsEmpty()) << console.Prompt().LastMessage();
+  EXPECT_THAT(test::ReadFile(receiver_.RegistryFile()), HasSubstr("\"KVPurgeFreqDays\"=dword:00000001"));
+  EXPECT_EQ(test::ReadFile(manager.Log()),
+            "LoadUnit KVReceiver.service\nStopUnit KVReceiver.service replace\n"
+            "StartUnit KVReceiver.service replace\n");
+  EXPECT_EQ(isThere(old), 1) << "the service still has its old interval";
+
+  // What the manager was asked for.
+  EXPECT_EQ(receiver_.End(SIGTERM), 0) << receiver_.Log();
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  EXPECT_TRUE(Eventually([&] { return isThere(old) == 0; })) << receiver_.Log();
+  EXPECT_EQ(isThere(recent), 1);
+  unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+}
+
+}  // namespace
+}  // namespace korvane
