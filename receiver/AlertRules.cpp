@@ -86,6 +86,14 @@ bool ReadActions(store::Connection& connection, const Actions& ids, AlertRule& r
   return beep && mail && message && custom;
 }
 
+// Some rows of the trap-name table carry a trailing ".0" on the enterprise, which no trap does; an alert that
+// was defined from such a row is about the traps that are named by it.
+bool IsEnterprise(std::string_view wanted, std::string_view enterprise) {
+  constexpr std::string_view kInstance = ".0";
+  return wanted == enterprise ||
+         (wanted.ends_with(kInstance) && wanted.substr(0, wanted.size() - kInstance.size()) == enterprise);
+}
+
 }  // namespace
 
 std::vector<AlertRule> ReadAlertRules(store::Connection& connection, std::vector<std::string>& problems) {
@@ -119,7 +127,7 @@ bool AlertMatches(const AlertRule& rule, const TrapRow& trap) {
   if (rule.GenericTrap != -1 && rule.GenericTrap != trap.GenericTrap) {
     return false;
   }
-  if (!rule.EnterpriseOid.empty() && rule.EnterpriseOid != trap.EnterpriseOid) {
+  if (!rule.EnterpriseOid.empty() && !IsEnterprise(rule.EnterpriseOid, trap.EnterpriseOid)) {
     return false;
   }
   if (rule.SpecificTrap != 0 && rule.SpecificTrap != trap.SpecificTrap) {

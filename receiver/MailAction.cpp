@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <ctime>
 #include <memory>
 #include <mutex>
@@ -98,8 +97,7 @@ struct Upload {
 
 std::size_t ReadMessage(char* buffer, std::size_t size, std::size_t count, void* upload) {
   auto& from = *static_cast<Upload*>(upload);
-  const std::size_t bytes = std::min(size * count, from.Message.size() - from.Sent);
-  std::memcpy(buffer, from.Message.data() + from.Sent, bytes);
+  const std::size_t bytes = from.Message.copy(buffer, size * count, from.Sent);
   from.Sent += bytes;
   return bytes;
 }
@@ -207,6 +205,8 @@ std::string MailAction::Carry(const AlertFiring& firing, const std::stop_token& 
   curl_easy_setopt(curl, CURLOPT_PROXY, "");
   curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, static_cast<long>(times_.Connect.count()));
   curl_easy_setopt(curl, CURLOPT_TIMEOUT, static_cast<long>(times_.Whole.count()));
+  // The time for the whole does not bound the goodbye to a server that is silent; it would wait two minutes.
+  curl_easy_setopt(curl, CURLOPT_FTP_RESPONSE_TIMEOUT, static_cast<long>(times_.Whole.count()));
   curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
   curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, EndWhenStopped);
   curl_easy_setopt(curl, CURLOPT_XFERINFODATA, const_cast<std::stop_token*>(&stop));

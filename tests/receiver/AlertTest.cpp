@@ -20,6 +20,7 @@
 #include "AlertRunner.h"
 #include "BeepAction.h"
 #include "ChildRun.h"
+#include "Counterparts.h"
 #include "MailAction.h"
 #include "MessageAction.h"
 #include "ProgramAction.h"
@@ -73,6 +74,9 @@ TEST(AlertRulesTest, EveryConditionThatIsSetMustHold) {
       {"source in other letters", [](AlertRule& r) { r.Source = "10.0.0.1"; }, true},
       {"part of the source", [](AlertRule& r) { r.Source = "10.0.0"; }, false},
       {"enterprise", [](AlertRule& r) { r.EnterpriseOid = "1.3.6.1.4.1.99"; }, true},
+      {"enterprise as some definitions have it", [](AlertRule& r) { r.EnterpriseOid = "1.3.6.1.4.1.99.0"; },
+       true},
+      {"its child", [](AlertRule& r) { r.EnterpriseOid = "1.3.6.1.4.1.99.1"; }, false},
       {"its parent", [](AlertRule& r) { r.EnterpriseOid = "1.3.6.1.4.1"; }, false},
       {"specific", [](AlertRule& r) { r.SpecificTrap = 7; }, false},
       {"bindings across both columns",
@@ -284,23 +288,13 @@ TEST(AlertActionsTest, TheBeepIsASoundOfTheRightLength) {
 }
 
 TEST(AlertActionsTest, AMessageIsOneSyslogLine) {
-  const int receiving = socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t length = sizeof address;
-  ASSERT_EQ(bind(receiving, reinterpret_cast<sockaddr*>(&address), length), 0);
-  getsockname(receiving, reinterpret_cast<sockaddr*>(&address), &length);
+  MessageSink sink;
   AlertRule rule;
-  rule.MessageTo = fmt::format("127.0.0.1:{}", ntohs(address.sin_port));
+  rule.MessageTo = sink.Address();
   TrapRow trap = LinkDown();
   trap.EventDescription = "line\nforged " + std::string(5000, 'x');
   EXPECT_EQ(MessageAction().Carry(*Firing(rule, trap), {}), "");
-  char buffer[4096];
-  const ssize_t got = recv(receiving, buffer, sizeof buffer, MSG_DONTWAIT);
-  close(receiving);
-  ASSERT_GT(got, 0);
-  const std::string line(buffer, static_cast<std::size_t>(got));
+  const std::string line = sink.Next();
   EXPECT_THAT(line, StartsWith("<132>1 "));
   EXPECT_THAT(line, HasSubstr("Alert 'Line down': linkDown from 10.0.0.1"));
   EXPECT_EQ(line.find('\n'), line.npos);
@@ -340,10 +334,10 @@ TEST(MailActionTest, NoTextOfATrapOrAnOperatorReachesAHeader) {
   EXPECT_EQ(SmtpUrl("evil/../x@y"), std::nullopt);
 }
 
-// A server that takes a connection and then behaves as told.
+// A server that takes a connection, gives one of its replies to each command, and then closes or is silent.
 class OddServer {
  public:
-  explicit OddServer(std::string greeting, bool thenClose) {
+  explicit OddServer(std::vector<std::string> replies, bool thenClose) {
     listening_ = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
@@ -354,13 +348,15 @@ class OddServer {
     }
     getsockname(listening_, reinterpret_cast<sockaddr*>(&address), &length);
     Name = fmt::format("127.0.0.1:{}", ntohs(address.sin_port));
-    thread_ = std::thread([this, greeting = std::move(greeting), thenClose] {
+    thread_ = std::thread([this, replies = std::move(replies), thenClose] {
       const int talking = accept(listening_, nullptr, nullptr);
-      [[maybe_unused]] const ssize_t sent = send(talking, greeting.data(), greeting.size(), MSG_NOSIGNAL);
-      if (!thenClose) {
-        char byte = 0;
-        while (recv(talking, &byte, 1, 0) > 0) {
-        }
+      char command[1024];
+      for (std::size_t i = 0; i < replies.size(); ++i) {
+        if (i > 0 && recv(talking, command, sizeof command, 0) <= 0) break;
+        [[maybe_unused]] const ssize_t sent =
+            send(talking, replies[i].data(), replies[i].size(), MSG_NOSIGNAL);
+      }
+      while (!thenClose && recv(talking, command, sizeof command, 0) > 0) {
       }
       close(talking);
     });
@@ -380,15 +376,27 @@ class OddServer {
 TEST(MailActionTest, AServerThatHangsRefusesOrClosesIsAFailureInTime) {
   MailAction action({.Connect = seconds(1), .Whole = seconds(1)});
   EXPECT_THAT(action.Carry(*Firing(MailRule("127.0.0.1:1")), {}), HasSubstr("smtp://127.0.0.1:1"));
-  for (const auto& [greeting, close] :
-       {std::pair<const char*, bool>{"", false}, {"554 go away\r\n", true}, {"220 ", true}}) {
-    const OddServer server(greeting, close);
-    EXPECT_THAT(action.Carry(*Firing(MailRule(server.Name)), {}), Not(IsEmpty())) << greeting;
+  const std::vector<std::string> toTheMail = {"220 mail\r\n", "250 mail\r\n", "250 from\r\n",
+                                              "250 to\r\n",   "250 to\r\n",   "354 go on\r\n"};
+  struct Case {
+    const char* Name;
+    std::vector<std::string> Replies;
+    bool ThenClose;
+  };
+  const Case cases[] = {{"hangs", {}, false},
+                        {"refuses", {"554 go away\r\n"}, true},
+                        {"closes within its greeting", {"220 "}, true},
+                        {"refuses the sender", {"220 mail\r\n", "250 mail\r\n", "550 who?\r\n"}, false},
+                        {"closes in the middle of the mail", toTheMail, true},
+                        {"never says that it has the mail", toTheMail, false}};
+  for (const Case& c : cases) {
+    const OddServer server(c.Replies, c.ThenClose);
+    EXPECT_THAT(action.Carry(*Firing(MailRule(server.Name)), {}), HasSubstr(server.Name)) << c.Name;
   }
   AlertRule rule = MailRule("127.0.0.1:25");
   rule.Mail->From = "";
   EXPECT_THAT(action.Carry(*Firing(rule), {}), HasSubstr("no addresses"));
-  const OddServer mute("", false);
+  const OddServer mute({}, false);
   std::stop_source stop;
   stop.request_stop();
   EXPECT_THAT(MailAction().Carry(*Firing(MailRule(mute.Name)), stop.get_token()), Not(IsEmpty()));
