@@ -4,6 +4,7 @@
 
 #include <string_view>
 
+#include "alerts/AlertServices.h"
 #include "store/DatabaseError.h"
 #include "store/Recordset.h"
 #include "store/Statements.h"
@@ -13,22 +14,34 @@ namespace korvane::alerts {
 
 namespace {
 
-// The key of the first row that the filter finds; fill writes one when there is none.
+std::optional<std::int32_t> FirstAction(store::Recordset& rows, std::string_view key) {
+  while (rows.Next()) {
+    if (const std::int32_t id = rows.Integer(key); id > kNoAction) {
+      return id;
+    }
+  }
+  return std::nullopt;
+}
+
+// The key of the first action that the filter finds; fill writes one when there is none.  Where a table lost
+// its no-action row, the database may give that key to what is added: it then stands for no action, and the
+// row is added once more.
 template <typename Fill>
 std::int32_t FindOrAdd(store::Connection& connection, std::string_view table, const std::string& filter,
                        std::string_view key, Fill fill) {
-  store::Recordset rows = connection.OpenRecordset(table, filter);
-  if (rows.Next()) {
-    return rows.Integer(key);
+  constexpr int kMostRows = 2;
+  for (int added = 0;; ++added) {
+    store::Recordset rows = connection.OpenRecordset(table, filter);
+    if (const std::optional<std::int32_t> id = FirstAction(rows, key)) {
+      return *id;
+    }
+    if (added == kMostRows) {
+      throw store::DatabaseError("The action that was just added is not there.", "02000", 0, filter);
+    }
+    rows.AddNew();
+    fill(rows);
+    rows.Update();
   }
-  rows.AddNew();
-  fill(rows);
-  rows.Update();
-  store::Recordset added = connection.OpenRecordset(table, filter);
-  if (!added.Next()) {
-    throw store::DatabaseError("The action that was just added is not there.", "02000", 0, filter);
-  }
-  return added.Integer(key);
 }
 
 }  // namespace

@@ -103,6 +103,7 @@ std::int32_t AlertStore::SaveAlert(std::string_view description, const AlertCrit
   std::int32_t id = 0;
   if (groupId) {
     id = *groupId;
+    Require(id);
     UpdateAlert(id, description, trapId);
   } else {
     id = AddAlert(description, trapId);
@@ -110,6 +111,13 @@ std::int32_t AlertStore::SaveAlert(std::string_view description, const AlertCrit
   WriteActions(id, actions);
   transaction.Commit();
   return id;
+}
+
+void AlertStore::Require(std::int32_t groupId) {
+  if (!connection_.OpenRecordset(store::kTrapActionGroup, OfGroup(groupId)).Next()) {
+    throw store::DatabaseError("The alert is no longer there. It was removed by another console.", "02000", 0,
+                               OfGroup(groupId));
+  }
 }
 
 std::int32_t AlertStore::FindOrAddCriteria(const AlertCriteria& criteria) {
@@ -178,6 +186,16 @@ void AlertStore::DeleteAlert(std::int32_t groupId) {
   connection_.Execute(
       fmt::format("DELETE FROM {} WHERE {}", store::kTrapNotificationMaster, OfGroup(groupId)));
   connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kTrapActionGroup, OfGroup(groupId)));
+  transaction.Commit();
+}
+
+void AlertStore::SetAlertActions(const std::vector<ActionKind>& kinds, std::int32_t groupId,
+                                 const ActionIds& ids) {
+  store::Transaction transaction(connection_);
+  Require(groupId);
+  for (const ActionKind kind : kinds) {
+    SetAlertAction(kind, groupId, IdOf(ids, kind));
+  }
   transaction.Commit();
 }
 

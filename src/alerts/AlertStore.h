@@ -56,10 +56,14 @@ class AlertStore {
   // Its criteria stay, since others may share them.
   void DeleteAlert(std::int32_t groupId);
 
-  void SetAlertAction(ActionKind kind, std::int32_t groupId, std::int32_t actionId);
+  // Of these kinds, all or none; ids holds those of the kinds.
+  void SetAlertActions(const std::vector<ActionKind>& kinds, std::int32_t groupId, const ActionIds& ids);
   void ClearAlertAction(ActionKind kind, std::int32_t groupId);
 
  private:
+  void SetAlertAction(ActionKind kind, std::int32_t groupId, std::int32_t actionId);
+  // Throws when another console has removed the alert: nothing may be written for it.
+  void Require(std::int32_t groupId);
   std::int32_t FindOrAddCriteria(const AlertCriteria& criteria);
   bool HasActions(std::int32_t groupId);
   void UpdateAlert(std::int32_t groupId, std::string_view description, std::int32_t trapId);

@@ -61,10 +61,8 @@ bool AlertsForm::Remove(std::size_t row) {
 
 bool AlertsForm::SetActions(std::size_t row, const std::vector<ActionKind>& kinds, const ActionIds& ids) {
   return row < alerts_.size() && Do([&] {
-           for (const ActionKind kind : kinds) {
-             store_.SetAlertAction(kind, alerts_[row].GroupId, IdOf(ids, kind));
-             changed_ = true;
-           }
+           store_.SetAlertActions(kinds, alerts_[row].GroupId, ids);
+           changed_ = true;
            Load();
          });
 }

@@ -62,9 +62,9 @@ TEST_P(AlertStoreTest, OneActionIsSetAndClearedAlsoWithoutARowOfActions) {
   const std::int32_t id = alerts_.SaveAlert("A", linkDown_, {}, std::nullopt);
   Made->Execute("DELETE FROM Trap_Notification_Master");
   EXPECT_EQ(alerts_.LoadAlertList().front().Actions, std::nullopt);
-  alerts_.SetAlertAction(ActionKind::Message, id, 4);
+  alerts_.SetAlertActions({ActionKind::Message}, id, {.Message = 4});
   EXPECT_EQ(alerts_.LoadAlertList().front().Actions, (ActionIds{.Message = 4}));
-  alerts_.SetAlertAction(ActionKind::Custom, id, 5);
+  alerts_.SetAlertActions({ActionKind::Custom}, id, {.Custom = 5});
   alerts_.ClearAlertAction(ActionKind::Message, id);
   EXPECT_EQ(alerts_.LoadAlertList().front().Actions, (ActionIds{.Custom = 5}));
 }
@@ -107,6 +107,31 @@ TEST_P(AlertStoreTest, EqualActionsAreOneRow) {
   EXPECT_THAT(actions_.Programs(), ElementsAre("/opt/my tool"));
   EXPECT_EQ(actions_.LoadCustom(actions_.SaveCustom("/opt/my tool")), "/opt/my tool");
   EXPECT_EQ(actions_.LoadMessage(4711), std::nullopt);
+}
+
+// Another console removed the alert meanwhile: no row is left behind for it.
+TEST_P(AlertStoreTest, AnAlertThatIsGoneIsNotHalfBroughtBack) {
+  const std::int32_t id = alerts_.SaveAlert("A", linkDown_, {}, std::nullopt);
+  AlertStore(Db).DeleteAlert(id);
+  EXPECT_THROW(alerts_.SetAlertActions({ActionKind::Beep}, id, {.Beep = 2}), store::DatabaseError);
+  EXPECT_THROW(alerts_.SaveAlert("B", {.Source = "elsewhere"}, {.Beep = 2}, id), store::DatabaseError);
+  EXPECT_EQ(Rows("Trap_Action_Group") + Rows("Trap_Notification_Master"), 0);
+  EXPECT_EQ(Rows("Trap_Detail"), 1) << "nor its new criteria";
+}
+
+// Key 1 means no action to the receiver and to every list, whatever its row says.
+TEST_P(AlertStoreTest, AnActionNeverTakesThePlaceOfALostNoActionRow) {
+  for (const char* table : {"Beep_Detail", "Email_Detail", "Message_Detail", "Custom_Action_Detail"}) {
+    Made->Execute(std::string("DELETE FROM ") + table);
+  }
+  Made->Execute("INSERT INTO Message_Detail (Message_ID, Destination) VALUES (1, 'pc1')");
+  const std::int32_t message = actions_.SaveMessage("pc1");
+  EXPECT_GT(message, kNoAction);
+  EXPECT_EQ(actions_.SaveMessage("pc1"), message);
+  EXPECT_EQ(actions_.LoadMessage(message), "pc1");
+  EXPECT_GT(actions_.SaveBeep({.Description = "zeros"}), kNoAction);
+  EXPECT_GT(actions_.SaveEmail({.SmtpServer = "mail"}), kNoAction);
+  EXPECT_GT(actions_.SaveCustom("/opt/tool"), kNoAction);
 }
 
 TEST(AlertSignalTest, OnlyAnExistingKeyIsWritten) {
