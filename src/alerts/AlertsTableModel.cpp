@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "common/qt/CellText.h"
 #include "common/qt/Icons.h"
 #include "common/qt/QtText.h"
 
@@ -40,7 +41,14 @@ QVariant AlertsTableModel::data(const QModelIndex& index, int role) const {
   }
   const Alert& alert = form_.Alerts()[static_cast<std::size_t>(index.row())];
   if (index.column() < kFirstActionColumn) {
-    return role == Qt::DisplayRole ? QVariant(ToVisibleQString(alert.Description)) : QVariant();
+    switch (role) {
+      case Qt::DisplayRole:
+        return ToVisibleQString(alert.Description);
+      case Qt::ToolTipRole:  // a long one is cut in its cell
+        return PlainToolTip(ToVisibleQString(alert.Description));
+      default:
+        return {};
+    }
   }
   const ActionKind kind = KindOf(index.column());
   const bool used = AlertsForm::Uses(alert, kind);

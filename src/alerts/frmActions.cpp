@@ -16,6 +16,12 @@
 namespace korvane::alerts {
 namespace {
 
+// A long text is shown from its beginning.
+void Show(QLineEdit& edit, const std::string& text) {
+  edit.setText(ToQString(text));
+  edit.setCursorPosition(0);
+}
+
 void Show(QComboBox& combo, const std::vector<std::string>& entered, const std::string& text) {
   QStringList texts;
   for (const std::string& entry : entered) {
@@ -23,8 +29,7 @@ void Show(QComboBox& combo, const std::vector<std::string>& entered, const std::
   }
   combo.clear();
   combo.addItems(texts);
-  combo.setEditText(ToQString(text));
-  combo.lineEdit()->setCursorPosition(0);
+  Show(*combo.lineEdit(), text);
 }
 
 }  // namespace
@@ -157,15 +162,15 @@ void frmActions::AddCustomTab(std::int32_t customId) {
 }
 
 void frmActions::ShowPages() {
-  ui_->txtBeepDesc->setText(ToQString(form_.Beep.Description));
-  ui_->txtBeepCount->setText(ToQString(form_.Beep.Count));
-  ui_->txtDuration->setText(ToQString(form_.Beep.Duration));
-  ui_->txtDelay->setText(ToQString(form_.Beep.Delay));
-  ui_->txtFreq->setText(ToQString(form_.Beep.Frequency));
+  Show(*ui_->txtBeepDesc, form_.Beep.Description);
+  Show(*ui_->txtBeepCount, form_.Beep.Count);
+  Show(*ui_->txtDuration, form_.Beep.Duration);
+  Show(*ui_->txtDelay, form_.Beep.Delay);
+  Show(*ui_->txtFreq, form_.Beep.Frequency);
   Show(*ui_->cboSMTPServer, form_.Email.SmtpServers, form_.Email.Mail.SmtpServer);
   Show(*ui_->cboEmailTo, form_.Email.Recipients, form_.Email.Mail.To);
-  ui_->txtEmailFrom->setText(ToQString(form_.Email.Mail.From));
-  ui_->txtSubject->setText(ToQString(form_.Email.Mail.Subject));
+  Show(*ui_->txtEmailFrom, form_.Email.Mail.From);
+  Show(*ui_->txtSubject, form_.Email.Mail.Subject);
   Show(*ui_->cboMsgDest, form_.Message.Entered, form_.Message.Text);
   Show(*ui_->cboCustom, form_.Custom.Entered, form_.Custom.Text);
 }

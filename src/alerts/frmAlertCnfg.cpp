@@ -21,6 +21,7 @@ frmAlertCnfg::frmAlertCnfg(const AlertServices& services, const std::optional<Al
   ui_->setupUi(this);
   ui_->lvTraps->setModel(trapsModel_);
   ui_->txtAlertDesc->setText(ToQString(form_.Description()));
+  ui_->txtAlertDesc->setCursorPosition(0);
   QPushButton* ok = ui_->buttons->addButton(tr("OK"), QDialogButtonBox::AcceptRole);
   ok->setObjectName(QStringLiteral("cmdOK"));
   ok->setDefault(true);
@@ -39,6 +40,7 @@ frmAlertCnfg::~frmAlertCnfg() = default;
 
 // Only what the operator does is passed on, never what ShowForm sets.
 void frmAlertCnfg::ConnectCriteria() {
+  params::SelectAllOnEntering(*ui_->txtSource);
   connect(ui_->txtSource, &QLineEdit::textEdited, this,
           [this](const QString& text) { form_.Criteria().EditSource(ToUtf8(text)); });
   connect(ui_->txtVarBinds, &QLineEdit::textEdited, this,

@@ -2,6 +2,7 @@
 
 #include <QLineEdit>
 #include <QPushButton>
+#include <algorithm>
 
 #include "common/qt/QtText.h"
 #include "config/UpDown.h"
@@ -29,6 +30,10 @@ frmConfig::frmConfig(const ConfigServices& services, QWidget* parent)
   SetUp(*ui_->UpDown2, "txtPurge", tr("Days until traps are purged"), loaded.PurgeDays);
   SetUp(*ui_->UpDown1, "txtViewLimit", tr("Most traps of a window"), loaded.MaxViewTraps);
   ShowHours(loaded.AckHours);
+  // The boxes of both frames stand below each other.
+  const int labels = std::max(ui_->lblTraps1->sizeHint().width(), ui_->lblAck1->sizeHint().width());
+  ui_->lblTraps1->setMinimumWidth(labels);
+  ui_->lblAck1->setMinimumWidth(labels);
 
   QPushButton* ok = ui_->buttons->addButton(tr("OK"), QDialogButtonBox::AcceptRole);
   ok->setObjectName(QStringLiteral("cmdOK"));

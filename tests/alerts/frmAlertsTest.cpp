@@ -3,57 +3,26 @@
 
 #include <gtest/gtest.h>
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QDeadlineTimer>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
 #include <QTableView>
 #include <QTest>
-#include <QTimer>
-#include <functional>
 
 #include "alerts/AlertsWorld.h"
 #include "alerts/frmActions.h"
 #include "alerts/frmAlertCnfg.h"
 #include "common/RegistryValues.h"
+#include "support/OpenDialogs.h"
 
 namespace korvane::alerts {
 namespace {
 
-// Runs the act on the dialog of the type that opens while open runs.
-template <typename Dialog>
-void WhileOpen(const std::function<void(Dialog&)>& act, const std::function<void()>& open) {
-  QTimer poll;
-  QDeadlineTimer deadline(10'000);
-  bool done = false;
-  QObject::connect(&poll, &QTimer::timeout, [&] {
-    auto* dialog = qobject_cast<Dialog*>(QApplication::activeModalWidget());
-    if (dialog != nullptr && !done) {
-      done = true;
-      act(*dialog);
-    } else if (deadline.hasExpired() && QApplication::activeModalWidget() != nullptr) {
-      ADD_FAILURE() << "the dialog did not open";
-      qobject_cast<QDialog*>(QApplication::activeModalWidget())->reject();
-    }
-  });
-  poll.start(5);
-  open();
-  EXPECT_TRUE(done);
-}
-
-template <typename Control>
-Control& Find(QDialog& dialog, const char* name) {
-  auto* control = dialog.findChild<Control*>(QString::fromLatin1(name));
-  EXPECT_NE(control, nullptr) << name;
-  return *control;
-}
-
-void Click(QDialog& dialog, const char* name) {
-  Find<QAbstractButton>(dialog, name).click();
-}
+using test::Click;
+using test::Find;
+using test::WhileOpen;
 
 struct frmAlertsTest : test::AlertsWorld, testing::Test {
   QString Cell(frmAlerts& window, int row, int column) {
@@ -84,6 +53,16 @@ TEST_F(frmAlertsTest, AnOperatorAddsEditsAndRemovesAnAlert) {
             [&] { Click(dialog, "chkMsg"); });
         EXPECT_TRUE(Find<QCheckBox>(dialog, "chkMsg").isChecked());
         EXPECT_TRUE(Find<QPushButton>(dialog, "cmdEdit").isEnabled());
+        // The store refuses an apostrophe: the dialog stays with what was entered, and nothing is written.
+        auto& bindings = Find<QLineEdit>(dialog, "txtVarBinds");
+        QTest::keyClicks(&bindings, QStringLiteral("it's"));
+        Click(dialog, "cmdOK");
+        EXPECT_TRUE(dialog.isVisible());
+        EXPECT_EQ(Prompt.Messages().size(), 1U);
+        EXPECT_EQ(bindings.text(), QStringLiteral("it's"));
+        EXPECT_EQ(Store.Number("SELECT COUNT(*) FROM Trap_Action_Group"), 0);
+        bindings.selectAll();
+        QTest::keyClicks(&bindings, QStringLiteral("its"));
         Click(dialog, "cmdOK");
       },
       [&] { Click(window, "cmdAdd"); });

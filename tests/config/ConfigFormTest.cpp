@@ -99,13 +99,25 @@ TEST_F(ConfigFormTest, ATextThatIsNoNumberWritesAndRestartsNothing) {
 }
 
 TEST_F(ConfigFormTest, EveryFailureHasItsMessageAndTheRestartIsStillTried) {
-  Machine.Registry.Writable = false;
+  test::FakeRegistry withoutKey;
+  test::FakeRegistry closed;
+  closed.AddKey(kManagerKey);
+  closed.Writable = false;
   Machine.Services.StartWorks = false;
-  ConfigForm form = Open();
-  EXPECT_TRUE(form.Ok(form.Loaded()));
-  EXPECT_THAT(Messages(), ElementsAre("Could not set acknowledgement frequency.",
-                                      "Could not set purge frequency.", "Could not set maximum view limit.",
-                                      "Failed to restart 'KVReceiver' service. Please restart manually."));
+  for (test::FakeRegistry* registry : {&withoutKey, &closed}) {
+    Prompt.Clear();
+    ConfigForm form({.Registry = *registry,
+                     .Services = Machine.Services,
+                     .Clock = Machine.Clock,
+                     .Prompt = Prompt,
+                     .Busy = Busy});
+    EXPECT_TRUE(form.Ok(form.Loaded()));
+    EXPECT_THAT(Messages(), ElementsAre("Could not set acknowledgement frequency.",
+                                        "Could not set purge frequency.", "Could not set maximum view limit.",
+                                        "Failed to restart 'KVReceiver' service. Please restart manually."));
+    EXPECT_THAT(registry->WrittenNames, IsEmpty());
+  }
+  EXPECT_THAT(Machine.Clock.Sleeps, ElementsAre(2000, 2000)) << "the restart was tried each time";
 }
 
 }  // namespace
