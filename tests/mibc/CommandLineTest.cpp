@@ -18,9 +18,12 @@ struct Ran {
   std::string Output;  // of both kinds
 };
 
+// Under the leak sanitizer the embedded engine's driver would count against the program; what the program
+// itself loses names its functions.
 Ran RunMibc(const std::string& arguments) {
-  std::FILE* const pipe =
-      popen((std::string(KORVANE_MIBC " ") + arguments + " 2>&1 </dev/null").c_str(), "r");
+  std::FILE* const pipe = popen(
+      (std::string("LSAN_OPTIONS=exitcode=0 " KORVANE_MIBC " ") + arguments + " 2>&1 </dev/null").c_str(),
+      "r");
   std::string output;
   for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe)) {
     output += static_cast<char>(c);
