@@ -176,11 +176,11 @@ MailSettings StoreFeeder::GetDefaultMailSettings() {
   if (settings.SmtpServer.empty()) {
     settings.SmtpServer = "localhost";
   }
-  if (settings.Domain.empty()) {
-    resolver_.DomainOfThisHost(settings.Domain);
+  if (settings.Domain.empty() && !resolver_.DomainOfThisHost(settings.Domain)) {
+    settings.Domain = "localhost";  // an address without a domain is refused by every mail server
   }
   if (settings.Recipient.empty()) {
-    settings.Recipient = settings.Domain.empty() ? "root" : "root@" + settings.Domain;
+    settings.Recipient = "root@" + settings.Domain;
   }
   return settings;
 }

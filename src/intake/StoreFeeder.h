@@ -62,8 +62,8 @@ class StoreFeeder : public ReceiverLibrary {
   // is left behind with what it owns, which answers 1.  What is still in the list is gone.
   std::int32_t StopRecvEvents() override;
   bool KVResolveSystemName(const std::string& address, std::string& name) override;
-  // What is not configured is "localhost", this host's domain (empty until it is known, it is looked up from
-  // the start on), and "root" at the domain.
+  // What is not configured is "localhost", this host's domain (looked up from the start on; "localhost"
+  // until it is known and where there is none), and "root" at the domain.
   MailSettings GetDefaultMailSettings() override;
 
   // Why the list stays empty: the text of the database's last failure; empty while following works.

@@ -199,6 +199,13 @@ TEST_F(StoreFeederTest, MailDefaultsComeFromTheRegistryAndElseFromThisHost) {
     EXPECT_TRUE(test::WaitUntil([&] { return feeder.GetDefaultMailSettings().Domain == "example.net"; }));
     EXPECT_EQ(feeder.GetDefaultMailSettings().Recipient, "root@example.net");
   }
+  {
+    auto homeless = std::make_shared<test::FakeHostNames>();
+    homeless->Domain.clear();
+    StoreFeeder feeder(Open(), homeless, MailSettings{}, Quick());
+    EXPECT_EQ(feeder.GetDefaultMailSettings().Domain, "localhost") << "the sender must be a whole address";
+    EXPECT_EQ(feeder.GetDefaultMailSettings().Recipient, "root@localhost");
+  }
   registry.PutText(kManagerKey, "KVMailDomain", "ops.example");
   EXPECT_EQ(feederOf(registry).GetDefaultMailSettings().Recipient, "root@ops.example");
   registry.PutText(kManagerKey, "KVSmtpServer", "mail.example");
