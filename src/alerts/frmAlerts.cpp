@@ -54,7 +54,7 @@ void frmAlerts::SetUpList() {
   list.horizontalHeader()->setStretchLastSection(true);
   widths_ = std::make_unique<ColumnWidths>(list, services_.Settings, "AlertsColumnWidths", kActionColumns);
   if (!widths_->ByHand()) {
-    widths_->Set(std::array{390, 72, 72, 90});
+    widths_->Set(std::array{360, 72, 72, 90});
   }
   list.setContextMenuPolicy(Qt::CustomContextMenu);
   connect(&list, &QWidget::customContextMenuRequested, this, &frmAlerts::ShowMenu);
