@@ -63,7 +63,10 @@ class frmMain::FormList : public OpenForms {
 };
 
 frmMain::frmMain(const FrameServices& services)
-    : services_(services), ui_(std::make_unique<Ui::frmMain>()), dispatch_(*this, services.View.Prompt) {
+    : services_(services),
+      ui_(std::make_unique<Ui::frmMain>()),
+      dispatch_(*this, services.View.Prompt),
+      definitions_(services.View.Names) {
   ui_->setupUi(this);
   setCentralWidget(ui_->fraContents);
   trapsWindows_ = std::make_unique<TrapsWindowList>(*this);
@@ -129,6 +132,7 @@ void frmMain::Run(Action action) {
     case Action::WindowProperties:
       return ActiveList()->ShowWindowParameters();
     case Action::MibCompiler:
+      definitions_.Begin();
       return StartMibCompiler(services_.View.InstallPath, services_.Programs, services_.View.Prompt);
     case Action::Cascade:
       return ui_->mdiChildren->Cascade();
@@ -192,7 +196,20 @@ bool frmMain::event(QEvent* event) {
   if (seen && !opened_) {
     QTimer::singleShot(0, this, &frmMain::OpenFirstWindows);
   }
+  if (event->type() == QEvent::WindowActivate) {
+    QTimer::singleShot(0, this, &frmMain::TakeNewDefinitions);
+  }
   return done;
+}
+
+// The operator is back, perhaps from the MIB compiler.
+void frmMain::TakeNewDefinitions() {
+  const bool busy = services_.Wait.IsBusy() || QApplication::activeModalWidget() != nullptr;
+  if (closing_ || busy || !definitions_.Changed()) {
+    return;
+  }
+  services_.View.Names.ClearCache();
+  ReloadTraps();
 }
 
 // A maximised child would add its own caption; a later start of the console would then not find this one.

@@ -17,6 +17,7 @@
 #include "common/OpenForms.h"
 #include "intake/Intake.h"
 #include "mainwnd/CommandDispatch.h"
+#include "mainwnd/DefinitionsWatch.h"
 #include "mainwnd/FrameMenus.h"
 #include "mainwnd/FrameServices.h"
 #include "params/WindowParameters.h"
@@ -81,6 +82,7 @@ class frmMain : public QMainWindow, public views::ViewWindows, public ChildWindo
   views::TrapListWindow* ActiveList() const;  // either of them
   // Counts and lists once more, after what hides or grades traps was changed.
   void ReloadTraps();
+  void TakeNewDefinitions();
   std::vector<views::frmTraps*> AllTraps() const;
   views::frmTraps* OpenTraps(views::WindowKind kind, params::WindowParameters parameters,
                              const views::System* system = nullptr);
@@ -101,6 +103,7 @@ class frmMain : public QMainWindow, public views::ViewWindows, public ChildWindo
   std::unique_ptr<FrameMenus> menus_;
   std::unique_ptr<FrameDialogs> dialogs_;
   CommandDispatch dispatch_;
+  DefinitionsWatch definitions_;
   std::unique_ptr<TrapsWindowList> trapsWindows_;
   std::unique_ptr<FormList> forms_;
   QPointer<views::frmDevices> systems_;

@@ -315,6 +315,27 @@ TEST_F(CategoriesSelectTraps, ByEveryKindOfCriterionAndThroughAFile) {
   EXPECT_EQ(console.CountedTraps(), static_cast<std::int64_t>(sent_));
 }
 
+// Traps of a device nobody had described, until the MIB compiler ran beside the open console.
+TEST_F(CategoriesSelectTraps, UnderTheNamesThatWereCompiledMeanwhile) {
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  test::HeadlessConsole console(store_);
+  V2(std::string(kSample) + ".0.3", "10.30.0.3", "[a] quiet");
+  ASSERT_TRUE(AllArrive(console));
+  const auto nameOf = [&](std::size_t row) { return std::string(console.AllTraps().Rows().TrapNameAt(row)); };
+  EXPECT_EQ(nameOf(0), std::string(kSample) + ".0.3");
+  const categories::CategoryServices services = console.ForCategories();
+  const std::string mark = services.Names.DefinitionsMark();
+  CompileSample();
+  EXPECT_NE(services.Names.DefinitionsMark(), mark);
+  services.Names.ClearCache();
+  services.Windows.CategoriesChanged();
+  EXPECT_EQ(nameOf(0), "sampleDoorOpened");
+  V1(kSample, "10.30.0.3", 6, 4, "[b] quiet");
+  ASSERT_TRUE(AllArrive(console));
+  EXPECT_EQ(nameOf(1), "sampleUplinkLost");
+  EXPECT_EQ(TagsOf(console.LoadReport({.Enterprise = "korvaneSample"})->Rows()), "ab");
+}
+
 // An operator who leaves "Manage Categories" open with changes in it, and thinks it over.
 TEST_F(CategoriesSelectTraps, NotBeforeOkAndNothingWaitsForIt) {
   CompileSample();

@@ -394,6 +394,31 @@ TEST_F(FrameTest, AFilterTakesItsTrapsFromEveryWindow) {
   EXPECT_EQ(Cell(0, 0, 0), "a");
 }
 
+// The MIB compiler is a program of its own: what it stored is there when the operator comes back from it.
+TEST_F(FrameTest, DefinitionsThatWereCompiledMeanwhileShowWhenTheOperatorIsBack) {
+  StartWith({{.EnterpriseOid = "1.3.6.1.4.1.99", .SpecificTrap = 1}});
+  const std::string number = "1.3.6.1.4.1.99.0.1";
+  ASSERT_EQ(Cell(1, 0, 2), number);
+  const auto comeBack = [this] {
+    QEvent back(QEvent::WindowActivate);
+    QApplication::sendEvent(&Frame(), &back);
+    QApplication::processEvents();
+  };
+  Store.AddDefinition("1.3.6.1.4.1.99", 2, "other", "acme");
+  comeBack();
+  EXPECT_EQ(Cell(1, 0, 2), number) << "nothing is read anew while no compiler was started";
+  Click("mnuToolsMibCompiler");
+  comeBack();
+  EXPECT_EQ(Cell(1, 0, 2), number) << "nothing was compiled yet";
+  Store.AddDefinition("1.3.6.1.4.1.99", 1, "doorOpen", "acme");
+  comeBack();
+  EXPECT_EQ(Cell(1, 0, 2), "doorOpen");
+  EXPECT_EQ(RowsIn(1), 1);
+  Store.Execute("UPDATE EventStructure SET SpecificTrap = 'doorOpened' WHERE RequestType = 1");
+  comeBack();
+  EXPECT_EQ(Cell(1, 0, 2), "doorOpened") << "and each time";
+}
+
 TEST(BusyBoxTest, ShowsTheInnermostTextAndItsProgress) {
   QWidget frame;
   frame.resize(800, 600);

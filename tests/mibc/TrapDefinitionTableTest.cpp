@@ -53,12 +53,15 @@ TEST_P(TrapDefinitionTableTest, UpdatesInsteadOfDoublingAndIsFoundByTheConsole) 
   EXPECT_EQ(Store({first, second}), (StoredCounts{0, 0, 2, 0}));
   EXPECT_EQ(Rows(*Made), expected);
 
+  store::TrapNames names(Made->Db());
+  const std::string mark = names.DefinitionsMark();
+  EXPECT_EQ(names.DefinitionsMark(), mark);
   Definition renamed = first;
   renamed.SpecificTrap = "doorAjar";
   renamed.TrapDescription = "";
   EXPECT_EQ(Store({renamed, second}), (StoredCounts{0, 1, 1, 0}));
+  EXPECT_NE(names.DefinitionsMark(), mark) << "an open console has to notice";
   EXPECT_EQ(Rows(*Made).at(1), renamed);
-  store::TrapNames names(Made->Db());
   EXPECT_EQ(names.GetTrapSpecific(kAcme, 1), "doorAjar");
   EXPECT_EQ(names.TranslateOidName("acme"), kAcme);
 }
