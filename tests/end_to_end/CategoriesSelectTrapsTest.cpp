@@ -307,9 +307,7 @@ TEST_F(CategoriesSelectTraps, ByEveryKindOfCriterionAndThroughAFile) {
     const auto own = services.OpenConnection({});
     categories::StoreChosen(offered, *own);
   }
-  ASSERT_TRUE(services.Categories.ReloadCategoryInformation(services.Shared));
-  services.Names.ClearCache();
-  services.Windows.CategoriesChanged();
+  categories::CategoriesSaved(services);
   ExpectSelected(console, 2);
   ExpectSeverities(console, graded);
   EXPECT_EQ(console.CountedTraps(), static_cast<std::int64_t>(sent_));
