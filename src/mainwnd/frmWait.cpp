@@ -1,5 +1,6 @@
 #include "mainwnd/frmWait.h"
 
+#include <QApplication>
 #include <QCursor>
 #include <QLayout>
 #include <QLocale>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/qt/KorvaneStyle.h"
 #include "common/qt/QtText.h"
 #include "mainwnd/WorkCards.h"
 #include "ui_frmWait.h"
@@ -18,6 +20,26 @@ namespace {
 constexpr int kNarrowest = 300;
 constexpr int kPaintEveryMilliseconds = 40;
 constexpr int kBarSteps = 1000;
+
+// The middle of the frame; where a dialog covers that, below the dialog or, without room there, above it.
+QRect PlaceIn(const QWidget& frame, const QSize& size) {
+  QRect place(QPoint((frame.width() - size.width()) / 2, (frame.height() - size.height()) / 2), size);
+  const QWidget* dialog = QApplication::activeModalWidget();
+  if (dialog == nullptr || !dialog->isVisible()) {
+    return place;
+  }
+  const QRect covered(frame.mapFromGlobal(dialog->frameGeometry().topLeft()), dialog->frameGeometry().size());
+  if (covered.intersects(place)) {
+    const int below = covered.bottom() + kMargin;
+    const int above = covered.top() - kMargin - size.height();
+    if (below + size.height() <= frame.height()) {
+      place.moveTop(below);
+    } else if (above >= 0) {
+      place.moveTop(above);
+    }
+  }
+  return place;
+}
 
 }  // namespace
 
@@ -100,9 +122,7 @@ void frmWait::PlaceAndPaint() {
   // Measured by hand: the layout would wait for an event that is not going to be processed.
   layout()->invalidate();
   layout()->activate();
-  const QSize size = sizeHint().expandedTo(minimumSize());
-  setGeometry(
-      QRect(QPoint((frame->width() - size.width()) / 2, (frame->height() - size.height()) / 2), size));
+  setGeometry(PlaceIn(*frame, sizeHint().expandedTo(minimumSize())));
   layout()->activate();
   raise();
   show();

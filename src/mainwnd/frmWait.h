@@ -1,8 +1,8 @@
-// The busy box of the frame window: a card in the middle of it with a text, and a bar with a count while the
-// length of the work is known.  It is painted at once and nothing else is processed, so that no input, timer
-// or close reaches a console that is in the middle of something.  A text shown inside another gives way to
-// the outer one when it ends.  Without a visible frame around it, it only keeps its texts.
-// User-interface thread only; made by ConsoleApp, taken over by the frame.
+// The busy box of the frame window: a card in the middle of it, or beside the dialog that covers that, with a
+// text, and a bar with a count while the length of the work is known.  It is painted at once and nothing else
+// is processed, so that no input, timer or close reaches a console that is in the middle of something.  A
+// text shown inside another gives way to the outer one when it ends.  Without a visible frame around it, it
+// only keeps its texts. User-interface thread only; made by ConsoleApp, taken over by the frame.
 #pragma once
 
 #include <QElapsedTimer>

@@ -1,4 +1,5 @@
 #include <QContextMenuEvent>
+#include <QDialog>
 #include <QKeyEvent>
 #include <QLineEdit>
 #include <QMenu>
@@ -484,6 +485,25 @@ TEST(BusyBoxTest, WorkThatBlocksNothingShowsInTheCornerAndCanBeStopped) {
   EXPECT_TRUE(cards.isVisible()) << "the other one goes on";
   second.reset();
   EXPECT_FALSE(cards.isVisible());
+}
+
+TEST(BusyBoxTest, IsNotHiddenByTheDialogThatWorks) {
+  QWidget frame;
+  frame.setGeometry(0, 0, 800, 600);
+  frame.show();
+  mainwnd::frmWait wait(&frame);
+  for (const QRect place : {QRect(200, 150, 400, 300), QRect(200, 280, 400, 300), QRect(0, 0, 800, 600)}) {
+    QDialog dialog(&frame);
+    dialog.setModal(true);
+    dialog.setGeometry(place);
+    dialog.show();
+    QTest::qWait(0);
+    wait.ShowBusy("Restarting Service");
+    EXPECT_TRUE(frame.rect().contains(wait.geometry()));
+    const bool hidden = dialog.frameGeometry().intersects(QRect(wait.mapToGlobal(QPoint()), wait.size()));
+    EXPECT_EQ(hidden, place == frame.rect()) << "unless there is no room beside it";
+    wait.ShowFree();
+  }
 }
 
 TEST(BusyBoxTest, PaintsWithoutLettingAnythingElseHappen) {
