@@ -12,10 +12,19 @@ namespace korvane::params {
 
 namespace {
 
-// Some definitions carry a trailing ".0" on the enterprise.
-bool IsOidOf(std::string_view enterpriseOid, const store::NamedTrap& trap) {
-  std::string_view oid = trap.EnterpriseOid;
-  return oid == enterpriseOid || (oid.ends_with(".0") && oid.substr(0, oid.size() - 2) == enterpriseOid);
+// Some definitions carry a trailing ".0" on the enterprise.  Their traps arrive without it, and criteria are
+// compared exactly.
+std::string_view WithoutInstance(std::string_view oid) {
+  constexpr std::string_view kInstance = ".0";
+  return oid.ends_with(kInstance) ? oid.substr(0, oid.size() - kInstance.size()) : oid;
+}
+
+std::vector<store::NamedTrap> TrapsOf(store::TrapNames& names, const std::string& enterprise) {
+  std::vector<store::NamedTrap> traps = names.TrapsOfEnterprise(enterprise);
+  for (store::NamedTrap& trap : traps) {
+    trap.EnterpriseOid.resize(WithoutInstance(trap.EnterpriseOid).size());
+  }
+  return traps;
 }
 
 bool SameTrap(const store::NamedTrap& a, const store::NamedTrap& b) {
@@ -91,7 +100,7 @@ void TrapCriteriaForm::ShowEnterprise() {
     Append(enterprise.Items, names_.EnterpriseNames());
     initialTexts_ = TextsOf(initial_, names_);
     if (!initial_.EnterpriseOid.empty()) {
-      traps_ = names_.TrapsOfEnterprise(initialTexts_[kEnterpriseColumn]);
+      traps_ = TrapsOf(names_, initialTexts_[kEnterpriseColumn]);
     }
   } catch (const store::DatabaseError& error) {
     prompts_.Show(error.what(), PromptIcon::Critical);
@@ -116,7 +125,8 @@ void TrapCriteriaForm::ShowTraps() {
   traps_.erase(std::unique(traps_.begin(), traps_.end(), SameTrap), traps_.end());
   if (controls_.cboEnterprise.Position == initialEnterprise_ && initial_.SpecificTrap != 0) {
     auto own = std::ranges::find_if(traps_, [this](const store::NamedTrap& trap) {
-      return trap.SpecificTrap == initial_.SpecificTrap && IsOidOf(initial_.EnterpriseOid, trap);
+      return trap.SpecificTrap == initial_.SpecificTrap &&
+             WithoutInstance(initial_.EnterpriseOid) == trap.EnterpriseOid;
     });
     if (own == traps_.end()) {
       own = traps_.insert(traps_.begin(), {.TrapName = initialTexts_[kTrapColumn],
@@ -165,7 +175,7 @@ void TrapCriteriaForm::TakeEnterprise(std::size_t position) {
   enterpriseOid_.clear();
   try {
     if (enterprise.Position != 0) {
-      traps_ = names_.TrapsOfEnterprise(enterprise.Text());
+      traps_ = TrapsOf(names_, enterprise.Text());
       enterpriseOid_ = OidOfEnterprise();
     }
   } catch (const store::DatabaseError& error) {
@@ -187,7 +197,7 @@ std::string TrapCriteriaForm::OidOfEnterprise() {
   if (oid.empty() && !traps_.empty()) {
     oid = traps_.front().EnterpriseOid;  // a name with a "." in it is not taken for a name
   }
-  return oid;
+  return std::string(WithoutInstance(oid));
 }
 
 void TrapCriteriaForm::ChooseTrap(std::size_t position) {

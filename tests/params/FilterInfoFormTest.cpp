@@ -95,6 +95,7 @@ TEST_F(FilterInfoFormTest, AnEnterpriseNeedsTheGenericThatHasOne) {
 TEST_F(FilterInfoFormTest, OneOfSeveralOidsIsKeptUntilAnotherIsChosen) {
   Store.AddDefinition("1.3.6.1.4.1.51", 3, "psuFailed", "Acme");
   Store.AddDefinition("1.3.6.1.4.1.80", 1, "up", "v1.2 box");  // no OID, though it has a "."
+  Store.AddDefinition("1.3.6.1.4.1.70.0", 4, "dotZero", "Dotted");
   FilterInfoForm form = Edit({.GenericTrap = 6, .EnterpriseOid = "1.3.6.1.4.1.51"});
   form.ChooseTrap(1);  // fanBack, of the other OID
   EXPECT_EQ(form.Filter().EnterpriseOid, "1.3.6.1.4.1.50");
@@ -102,6 +103,10 @@ TEST_F(FilterInfoFormTest, OneOfSeveralOidsIsKeptUntilAnotherIsChosen) {
   EXPECT_EQ(form.Filter().EnterpriseOid, "1.3.6.1.4.1.51");
   ChooseEnterprise(form, "v1.2 box");
   EXPECT_EQ(form.Filter().EnterpriseOid, "1.3.6.1.4.1.80");
+  ChooseEnterprise(form, "Dotted");  // its traps come without the .0
+  EXPECT_EQ(form.Filter().EnterpriseOid, "1.3.6.1.4.1.70");
+  form.ChooseTrap(1);
+  EXPECT_EQ(form.Filter().EnterpriseOid, "1.3.6.1.4.1.70");
   ChooseEnterprise(form, "Acme");
   EXPECT_EQ(form.Filter().EnterpriseOid, "1.3.6.1.4.1.51");
 }
