@@ -43,6 +43,7 @@ Housekeeping::Housekeeping(std::string dataSource, Intervals intervals, ServiceL
 void Housekeeping::Run(const std::stop_token& stop) {
   std::string lastFailure;
   while (!stop.stop_requested()) {
+    std::chrono::milliseconds pause = options_.Every;
     try {
       const HouseholdWork work = Round(std::time(nullptr), stop);
       if (work.Acknowledged + work.Purged > 0) {
@@ -52,12 +53,13 @@ void Housekeeping::Run(const std::stop_token& stop) {
       lastFailure.clear();
     } catch (const store::DatabaseError& error) {
       connection_.Close();
+      pause = options_.AfterFailure;
       if (lastFailure != error.what()) {
         lastFailure = error.what();
         log_.Warning(fmt::format("old traps can't be acknowledged or deleted now: {}", lastFailure));
       }
     }
-    Pause(options_.Every, stop);
+    Pause(pause, stop);
   }
 }
 

@@ -1,7 +1,7 @@
 // Keeps the trap store from growing for ever: acknowledges traps older than so many hours and deletes those
 // older than so many days.  A thread of its own with a connection of its own; every transaction is small, and
 // there is a pause after each, so that neither the storing of traps nor a console ever waits for it.  A store
-// that can't be used is tried again at the next round.
+// that can't be used, or is in use for too long, is tried again soon.
 #pragma once
 
 #include <chrono>
@@ -22,6 +22,7 @@ struct HousekeepingOptions {
   std::int32_t RowsAtOnce = 500;
   std::chrono::milliseconds Breath{20};  // after each transaction
   std::chrono::minutes Every{1};
+  std::chrono::seconds AfterFailure{5};
 };
 
 struct HouseholdWork {

@@ -309,7 +309,8 @@ TEST(LiveAlerts, ATrapSendsAMailAndStartsAProgramAndOldTrapsGo) {
   RunningReceiver receiver("", "\"KVPurgeFreqDays\"=dword:00000001\n\"KVActionUpdate\"=dword:00000001\n");
   ASSERT_TRUE(receiver.Start()) << receiver.Log();
   EXPECT_TRUE(test::WaitUntil([&] { return store.Number("SELECT COUNT(*) FROM EventTrap") == 0; }))
-      << "a trap of 1970 is older than a day";
+      << "a trap of 1970 is older than a day\n"
+      << receiver.Log();
   const auto send = [&](const char* text) {
     return RunCommand({"snmptrap", "-Ln", "-v", "2c", "-c", "public", receiver.Address(), "",
                        "1.3.6.1.4.1.99.0.7", "1.3.6.1.4.1.99.1", "s", text});
