@@ -1,13 +1,11 @@
 #include "alerts/frmAlertCnfg.h"
 
 #include <QCheckBox>
-#include <QItemSelectionModel>
 #include <QPushButton>
-#include <QStringListModel>
 
 #include "alerts/frmActions.h"
 #include "common/qt/QtText.h"
-#include "params/ShownControls.h"
+#include "params/ShownCriteria.h"
 #include "ui_frmAlertCnfg.h"
 
 namespace korvane::alerts {
@@ -16,10 +14,8 @@ frmAlertCnfg::frmAlertCnfg(const AlertServices& services, const std::optional<Al
     : QDialog(parent),
       services_(services),
       form_(services, alert),
-      ui_(std::make_unique<Ui::frmAlertCnfg>()),
-      trapsModel_(new QStringListModel(this)) {
+      ui_(std::make_unique<Ui::frmAlertCnfg>()) {
   ui_->setupUi(this);
-  ui_->lvTraps->setModel(trapsModel_);
   ui_->txtAlertDesc->setText(ToQString(form_.Description()));
   ui_->txtAlertDesc->setCursorPosition(0);
   QPushButton* ok = ui_->buttons->addButton(tr("OK"), QDialogButtonBox::AcceptRole);
@@ -31,34 +27,20 @@ frmAlertCnfg::frmAlertCnfg(const AlertServices& services, const std::optional<Al
   connect(ui_->buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   connect(ui_->txtAlertDesc, &QLineEdit::textEdited, this,
           [this](const QString& text) { form_.EditDescription(ToUtf8(text)); });
-  ConnectCriteria();
+  auto* criteria = new params::ShownCriteria(form_.Criteria(),
+                                             {.txtSource = *ui_->txtSource,
+                                              .cboGeneric = *ui_->cboGeneric,
+                                              .lblEnterprise = *ui_->lblEnterprise,
+                                              .cboEnterprise = *ui_->cboEnterprise,
+                                              .lvTraps = *ui_->lvTraps,
+                                              .txtVarBinds = *ui_->txtVarBinds},
+                                             this);
+  criteria->Show();
   ConnectActions();
-  ShowForm();
+  ShowActions();
 }
 
 frmAlertCnfg::~frmAlertCnfg() = default;
-
-// Only what the operator does is passed on, never what ShowForm sets.
-void frmAlertCnfg::ConnectCriteria() {
-  params::SelectAllOnEntering(*ui_->txtSource);
-  connect(ui_->txtSource, &QLineEdit::textEdited, this,
-          [this](const QString& text) { form_.Criteria().EditSource(ToUtf8(text)); });
-  connect(ui_->txtVarBinds, &QLineEdit::textEdited, this,
-          [this](const QString& text) { form_.Criteria().EditVarBinds(ToUtf8(text)); });
-  connect(ui_->cboGeneric, &QComboBox::currentIndexChanged, this, [this](int index) {
-    form_.Criteria().ChooseGeneric(params::ToPosition(index));
-    ShowForm();
-  });
-  connect(ui_->cboEnterprise, &QComboBox::currentIndexChanged, this, [this](int index) {
-    form_.Criteria().ChooseEnterprise(params::ToPosition(index));
-    ShowForm();
-  });
-  connect(ui_->lvTraps->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
-    const QModelIndexList selected = ui_->lvTraps->selectionModel()->selectedIndexes();
-    form_.Criteria().ChooseTrap(selected.isEmpty() ? 0 : params::ToPosition(selected.first().row()));
-    ShowForm();
-  });
-}
 
 void frmAlertCnfg::ConnectActions() {
   for (const ActionKind kind : kActionKinds) {
@@ -82,14 +64,7 @@ QCheckBox* frmAlertCnfg::BoxOf(ActionKind kind) const {
   return ui_->chkCustom;
 }
 
-void frmAlertCnfg::ShowForm() {
-  const params::TrapCriteriaControls& controls = form_.Criteria().Controls();
-  params::ShowText(*ui_->txtSource, controls.txtSource);
-  params::ShowCombo(*ui_->cboGeneric, controls.cboGeneric);
-  params::ShowCombo(*ui_->cboEnterprise, controls.cboEnterprise);
-  ui_->lblEnterprise->setEnabled(controls.cboEnterprise.Enabled);
-  params::ShowList(*ui_->lvTraps, *trapsModel_, controls.lvTraps);
-  params::ShowText(*ui_->txtVarBinds, controls.txtVarBinds);
+void frmAlertCnfg::ShowActions() {
   bool any = false;
   for (const ActionKind kind : kActionKinds) {
     BoxOf(kind)->setChecked(form_.Uses(kind));
@@ -104,7 +79,7 @@ void frmAlertCnfg::ActionClicked(ActionKind kind, bool checked) {
   } else {
     form_.ClearAction(kind);
   }
-  ShowForm();
+  ShowActions();
 }
 
 void frmAlertCnfg::EditActions() {
@@ -115,7 +90,7 @@ void frmAlertCnfg::EditActions() {
     }
   }
   Configure(used);
-  ShowForm();
+  ShowActions();
 }
 
 bool frmAlertCnfg::Configure(const std::vector<ActionKind>& kinds) {

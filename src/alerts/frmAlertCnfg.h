@@ -12,7 +12,6 @@
 #include "alerts/AlertServices.h"
 
 class QCheckBox;
-class QStringListModel;
 namespace Ui {
 class frmAlertCnfg;
 }
@@ -32,9 +31,8 @@ class frmAlertCnfg : public QDialog {
 
  private:
   QCheckBox* BoxOf(ActionKind kind) const;
-  void ConnectCriteria();
   void ConnectActions();
-  void ShowForm();
+  void ShowActions();
   void ActionClicked(ActionKind kind, bool checked);
   void EditActions();
   // False when it was cancelled.
@@ -44,7 +42,6 @@ class frmAlertCnfg : public QDialog {
   AlertServices services_;
   AlertForm form_;
   std::unique_ptr<Ui::frmAlertCnfg> ui_;
-  QStringListModel* trapsModel_;
 };
 
 }  // namespace korvane::alerts

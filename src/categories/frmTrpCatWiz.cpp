@@ -5,7 +5,6 @@
 #include <QPushButton>
 #include <QShortcut>
 #include <QStandardItemModel>
-#include <QStringListModel>
 #include <algorithm>
 #include <array>
 
@@ -15,6 +14,7 @@
 #include "common/qt/ListHabits.h"
 #include "common/qt/QtText.h"
 #include "params/ShownControls.h"
+#include "params/ShownCriteria.h"
 #include "ui_frmTrpCatWiz.h"
 #include "views/TrapCellDelegate.h"
 #include "views/ValueField.h"
@@ -31,12 +31,19 @@ frmTrpCatWiz::frmTrpCatWiz(WizardTask& task, CategoryTransaction& transaction, s
     : QDialog(parent),
       form_(task, transaction, names, prompts),
       ui_(std::make_unique<Ui::frmTrpCatWiz>()),
-      enterpriseTraps_(new QStringListModel(this)),
+      criteria_(nullptr),
       pending_(new QStandardItemModel(this)),
       cmdNextFinish_(nullptr) {
   ui_->setupUi(this);
   setWindowTitle(ToQString(form_.Title()));
-  ui_->lvEnterpriseTraps->setModel(enterpriseTraps_);
+  criteria_ = new params::ShownCriteria(form_.Criteria(),
+                                        {.txtSource = *ui_->txtSource,
+                                         .cboGeneric = *ui_->cboGeneric,
+                                         .lblEnterprise = *ui_->lblEnterprise,
+                                         .cboEnterprise = *ui_->cboEnterprise,
+                                         .lvTraps = *ui_->lvEnterpriseTraps,
+                                         .txtVarBinds = *ui_->txtVarBinds},
+                                        this);
   SetUpPendingList();
   if (form_.NameIsFixed()) {
     ui_->txtCatName->setText(ToVisibleQString(form_.Name()));
@@ -85,25 +92,9 @@ void frmTrpCatWiz::ConnectControls() {
           [this](const QString& text) { form_.EditName(ToUtf8(text)); });
   connect(ui_->txtCatDescription, &QPlainTextEdit::textChanged, this,
           [this] { form_.EditDescription(ToUtf8(ui_->txtCatDescription->toPlainText())); });
-  connect(ui_->txtSource, &QLineEdit::textEdited, this,
-          [this](const QString& text) { form_.Criteria().EditSource(ToUtf8(text)); });
-  connect(ui_->txtVarBinds, &QLineEdit::textEdited, this,
-          [this](const QString& text) { form_.Criteria().EditVarBinds(ToUtf8(text)); });
-  connect(ui_->cboGeneric, &QComboBox::currentIndexChanged, this, [this](int index) {
-    form_.Criteria().ChooseGeneric(params::ToPosition(index));
-    ShowCriteria();
-  });
-  connect(ui_->cboEnterprise, &QComboBox::currentIndexChanged, this, [this](int index) {
-    form_.Criteria().ChooseEnterprise(params::ToPosition(index));
-    ShowCriteria();
-  });
+  connect(criteria_, &params::ShownCriteria::Chosen, this, &frmTrpCatWiz::ShowTrapDescription);
   connect(ui_->cboSeverity, &QComboBox::currentIndexChanged, this,
           [this](int index) { form_.ChooseSeverity(params::ToPosition(index)); });
-  connect(ui_->lvEnterpriseTraps->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] {
-    const QModelIndexList selected = ui_->lvEnterpriseTraps->selectionModel()->selectedIndexes();
-    form_.Criteria().ChooseTrap(selected.isEmpty() ? 0 : params::ToPosition(selected.first().row()));
-    ShowCriteria();
-  });
   connect(ui_->cmdAdd, &QPushButton::clicked, this, [this] {
     form_.Add();
     ShowPending();
@@ -124,7 +115,8 @@ void frmTrpCatWiz::ShowPage() {
   ui_->pages->setCurrentWidget(first ? ui_->pagCategory : ui_->pagTraps);
   (first ? ui_->lblInfo1 : ui_->lblInfo2)->setText(ToQString(form_.InfoText()));
   cmdNextFinish_->setText(ToQString(form_.NextCaption()));
-  ShowCriteria();
+  criteria_->Show();
+  ShowTrapDescription();
   ShowCommands();
   QWidget* firstField = first ? (form_.NameIsFixed() ? static_cast<QWidget*>(ui_->txtCatDescription)
                                                      : static_cast<QWidget*>(ui_->txtCatName))
@@ -132,16 +124,9 @@ void frmTrpCatWiz::ShowPage() {
   firstField->setFocus();
 }
 
-void frmTrpCatWiz::ShowCriteria() {
-  const params::TrapCriteriaControls& controls = form_.Criteria().Controls();
-  params::ShowText(*ui_->txtSource, controls.txtSource);
-  params::ShowCombo(*ui_->cboGeneric, controls.cboGeneric);
-  params::ShowCombo(*ui_->cboEnterprise, controls.cboEnterprise);
-  ui_->lblEnterprise->setEnabled(controls.cboEnterprise.Enabled);
-  params::ShowList(*ui_->lvEnterpriseTraps, *enterpriseTraps_, controls.lvTraps);
-  params::ShowText(*ui_->txtVarBinds, controls.txtVarBinds);
+void frmTrpCatWiz::ShowTrapDescription() {
   ui_->txtDescription->SetText(form_.TrapDescription());
-  ui_->txtDescription->setPlaceholderText(controls.lvTraps.Position == 0
+  ui_->txtDescription->setPlaceholderText(form_.Criteria().Controls().lvTraps.Position == 0
                                               ? tr("Choose one of the traps to read about it here")
                                               : tr("This trap has no description"));
 }

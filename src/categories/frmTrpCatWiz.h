@@ -14,7 +14,9 @@
 
 class QPushButton;
 class QStandardItemModel;
-class QStringListModel;
+namespace korvane::params {
+class ShownCriteria;
+}
 namespace Ui {
 class frmTrpCatWiz;
 }
@@ -34,7 +36,7 @@ class frmTrpCatWiz : public QDialog {
   void SetUpPendingList();
   void ConnectControls();
   void ShowPage();
-  void ShowCriteria();
+  void ShowTrapDescription();
   void ShowPending();
   void RemovePending();
   void ShowCommands();
@@ -42,7 +44,7 @@ class frmTrpCatWiz : public QDialog {
 
   WizardForm form_;
   std::unique_ptr<Ui::frmTrpCatWiz> ui_;
-  QStringListModel* enterpriseTraps_;
+  params::ShownCriteria* criteria_;
   QStandardItemModel* pending_;
   QPushButton* cmdNextFinish_;
 };

@@ -10,8 +10,6 @@
 #include "params/FilterStore.h"
 #include "store/TrapNames.h"
 
-class QStringListModel;
-
 namespace Ui {
 class frmFilterInfo;
 }
@@ -30,13 +28,10 @@ class frmFilterInfo : public QDialog {
   const FilterValues& Filter() const { return form_.Filter(); }
 
  private:
-  void ConnectControls();
-  void ShowForm();
   void Ok();
 
   FilterInfoForm form_;
   std::unique_ptr<Ui::frmFilterInfo> ui_;
-  QStringListModel* trapsModel_;
 };
 
 }  // namespace korvane::params
