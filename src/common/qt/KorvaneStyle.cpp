@@ -93,14 +93,16 @@ void OutlineOnDark(QStyle::PrimitiveElement element, const QStyleOption& option,
   const bool box = element == QStyle::PE_IndicatorCheckBox;
   const bool circle = element == QStyle::PE_IndicatorRadioButton;
   const bool field = element == QStyle::PE_FrameLineEdit && !option.state.testFlag(QStyle::State_HasFocus);
-  if (!(box || circle || field) || !IsDark(option.palette)) {
+  const bool frame = element == QStyle::PE_Frame;
+  if (!(box || circle || field || frame) || !IsDark(option.palette)) {
     return;
   }
   const bool enabled = option.state.testFlag(QStyle::State_Enabled);
   painter.save();
   painter.setRenderHint(QPainter::Antialiasing);
   painter.setPen(Mix(option.palette.color(QPalette::Window),
-                     option.palette.color(QPalette::Active, QPalette::WindowText), enabled ? 0.45 : 0.2));
+                     option.palette.color(QPalette::Active, QPalette::WindowText),
+                     frame || !enabled ? 0.2 : 0.45));
   painter.setBrush(Qt::NoBrush);
   const QRectF outline = QRectF(option.rect).adjusted(0.5, 0.5, -0.5, -0.5);
   if (circle) {
