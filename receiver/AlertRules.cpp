@@ -7,6 +7,7 @@
 
 #include "store/Recordset.h"
 #include "store/Tables.h"
+#include "store/TrapNames.h"
 
 namespace korvane::receiver {
 namespace {
@@ -86,14 +87,6 @@ bool ReadActions(store::Connection& connection, const Actions& ids, AlertRule& r
   return beep && mail && message && custom;
 }
 
-// Some rows of the trap-name table carry a trailing ".0" on the enterprise, which no trap does; an alert that
-// was defined from such a row is about the traps that are named by it.
-bool IsEnterprise(std::string_view wanted, std::string_view enterprise) {
-  constexpr std::string_view kInstance = ".0";
-  return wanted == enterprise ||
-         (wanted.ends_with(kInstance) && wanted.substr(0, wanted.size() - kInstance.size()) == enterprise);
-}
-
 }  // namespace
 
 std::vector<AlertRule> ReadAlertRules(store::Connection& connection, std::vector<std::string>& problems) {
@@ -127,7 +120,9 @@ bool AlertMatches(const AlertRule& rule, const TrapRow& trap) {
   if (rule.GenericTrap != -1 && rule.GenericTrap != trap.GenericTrap) {
     return false;
   }
-  if (!rule.EnterpriseOid.empty() && !IsEnterprise(rule.EnterpriseOid, trap.EnterpriseOid)) {
+  // An alert may be stored with the OID of a definition as it stands.
+  if (!rule.EnterpriseOid.empty() && rule.EnterpriseOid != trap.EnterpriseOid &&
+      store::WithoutInstance(rule.EnterpriseOid) != trap.EnterpriseOid) {
     return false;
   }
   if (rule.SpecificTrap != 0 && rule.SpecificTrap != trap.SpecificTrap) {

@@ -10,6 +10,7 @@
 #include <QStringList>
 #include <algorithm>
 
+#include "common/qt/DialogButtons.h"
 #include "common/qt/QtText.h"
 #include "ui_frmActions.h"
 
@@ -51,11 +52,7 @@ frmActions::frmActions(const AlertServices& services, QWidget* parent)
   for (QLineEdit* number : {ui_->txtBeepCount, ui_->txtDuration, ui_->txtDelay, ui_->txtFreq}) {
     TakeDigitsOnly(*number);
   }
-  QPushButton* ok = ui_->buttons->addButton(tr("OK"), QDialogButtonBox::AcceptRole);
-  ok->setObjectName(QStringLiteral("cmdOK"));
-  ok->setDefault(true);
-  QPushButton* cancel = ui_->buttons->addButton(tr("Cancel"), QDialogButtonBox::RejectRole);
-  cancel->setObjectName(QStringLiteral("cmdCancel"));
+  AddOkAndCancel(*ui_->buttons, tr("Cancel"));
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmActions::Ok);
   connect(ui_->buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   connect(ui_->cmdBrowse, &QPushButton::clicked, this, &frmActions::Browse);

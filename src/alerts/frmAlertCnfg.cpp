@@ -4,6 +4,7 @@
 #include <QPushButton>
 
 #include "alerts/frmActions.h"
+#include "common/qt/DialogButtons.h"
 #include "common/qt/QtText.h"
 #include "params/ShownCriteria.h"
 #include "ui_frmAlertCnfg.h"
@@ -18,11 +19,7 @@ frmAlertCnfg::frmAlertCnfg(const AlertServices& services, const std::optional<Al
   ui_->setupUi(this);
   ui_->txtAlertDesc->setText(ToQString(form_.Description()));
   ui_->txtAlertDesc->setCursorPosition(0);
-  QPushButton* ok = ui_->buttons->addButton(tr("OK"), QDialogButtonBox::AcceptRole);
-  ok->setObjectName(QStringLiteral("cmdOK"));
-  ok->setDefault(true);
-  QPushButton* cancel = ui_->buttons->addButton(tr("&Cancel"), QDialogButtonBox::RejectRole);
-  cancel->setObjectName(QStringLiteral("cmdCancel"));
+  AddOkAndCancel(*ui_->buttons, tr("&Cancel"));
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmAlertCnfg::Ok);
   connect(ui_->buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   connect(ui_->txtAlertDesc, &QLineEdit::textEdited, this,

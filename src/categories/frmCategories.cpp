@@ -13,6 +13,7 @@
 #include "categories/frmTrpCatWiz.h"
 #include "common/NumberList.h"
 #include "common/qt/CellText.h"
+#include "common/qt/DialogButtons.h"
 #include "common/qt/Icons.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
@@ -114,11 +115,7 @@ void frmCategories::SetUpLists() {
 }
 
 void frmCategories::SetUpButtons() {
-  QPushButton* cmdOK = ui_->buttons->addButton(tr("OK"), QDialogButtonBox::AcceptRole);
-  cmdOK->setObjectName(QStringLiteral("cmdOK"));
-  cmdOK->setDefault(true);
-  QPushButton* cmdCancel = ui_->buttons->addButton(tr("&Cancel"), QDialogButtonBox::RejectRole);
-  cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
+  AddOkAndCancel(*ui_->buttons, tr("&Cancel"));
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmCategories::accept);
   connect(ui_->buttons, &QDialogButtonBox::rejected, this, &frmCategories::reject);
   connect(ui_->cmdCreateEvtGrp, &QPushButton::clicked, this, &frmCategories::Create);

@@ -1,9 +1,9 @@
 #include "config/frmConfig.h"
 
 #include <QLineEdit>
-#include <QPushButton>
 #include <algorithm>
 
+#include "common/qt/DialogButtons.h"
 #include "common/qt/QtText.h"
 #include "config/UpDown.h"
 #include "ui_frmConfig.h"
@@ -35,11 +35,7 @@ frmConfig::frmConfig(const ConfigServices& services, QWidget* parent)
   ui_->lblTraps1->setMinimumWidth(labels);
   ui_->lblAck1->setMinimumWidth(labels);
 
-  QPushButton* ok = ui_->buttons->addButton(tr("OK"), QDialogButtonBox::AcceptRole);
-  ok->setObjectName(QStringLiteral("cmdOK"));
-  ok->setDefault(true);
-  QPushButton* cancel = ui_->buttons->addButton(tr("&Cancel"), QDialogButtonBox::RejectRole);
-  cancel->setObjectName(QStringLiteral("cmdCancel"));
+  AddOkAndCancel(*ui_->buttons, tr("&Cancel"));
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmConfig::Ok);
   connect(ui_->buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   ui_->UpDown2->setFocus();

@@ -12,17 +12,11 @@ namespace korvane::params {
 
 namespace {
 
-// Some definitions carry a trailing ".0" on the enterprise.  Their traps arrive without it, and criteria are
-// compared exactly.
-std::string_view WithoutInstance(std::string_view oid) {
-  constexpr std::string_view kInstance = ".0";
-  return oid.ends_with(kInstance) ? oid.substr(0, oid.size() - kInstance.size()) : oid;
-}
-
+// By the OIDs that their traps arrive with, since criteria are compared exactly.
 std::vector<store::NamedTrap> TrapsOf(store::TrapNames& names, const std::string& enterprise) {
   std::vector<store::NamedTrap> traps = names.TrapsOfEnterprise(enterprise);
   for (store::NamedTrap& trap : traps) {
-    trap.EnterpriseOid.resize(WithoutInstance(trap.EnterpriseOid).size());
+    trap.EnterpriseOid.resize(store::WithoutInstance(trap.EnterpriseOid).size());
   }
   return traps;
 }
@@ -126,7 +120,7 @@ void TrapCriteriaForm::ShowTraps() {
   if (controls_.cboEnterprise.Position == initialEnterprise_ && initial_.SpecificTrap != 0) {
     auto own = std::ranges::find_if(traps_, [this](const store::NamedTrap& trap) {
       return trap.SpecificTrap == initial_.SpecificTrap &&
-             WithoutInstance(initial_.EnterpriseOid) == trap.EnterpriseOid;
+             store::WithoutInstance(initial_.EnterpriseOid) == trap.EnterpriseOid;
     });
     if (own == traps_.end()) {
       own = traps_.insert(traps_.begin(), {.TrapName = initialTexts_[kTrapColumn],
@@ -197,7 +191,7 @@ std::string TrapCriteriaForm::OidOfEnterprise() {
   if (oid.empty() && !traps_.empty()) {
     oid = traps_.front().EnterpriseOid;  // a name with a "." in it is not taken for a name
   }
-  return std::string(WithoutInstance(oid));
+  return std::string(store::WithoutInstance(oid));
 }
 
 void TrapCriteriaForm::ChooseTrap(std::size_t position) {

@@ -1,7 +1,6 @@
 #include "params/frmFilterInfo.h"
 
-#include <QPushButton>
-
+#include "common/qt/DialogButtons.h"
 #include "params/ShownCriteria.h"
 #include "ui_frmFilterInfo.h"
 
@@ -11,11 +10,7 @@ frmFilterInfo::frmFilterInfo(const FilterValues& filter, store::TrapNames& names
                              QWidget* parent)
     : QDialog(parent), form_(filter, names, prompts), ui_(std::make_unique<Ui::frmFilterInfo>()) {
   ui_->setupUi(this);
-  QPushButton* ok = ui_->buttons->addButton(tr("OK"), QDialogButtonBox::AcceptRole);
-  ok->setObjectName(QStringLiteral("cmdOK"));
-  ok->setDefault(true);
-  QPushButton* cancel = ui_->buttons->addButton(tr("&Cancel"), QDialogButtonBox::RejectRole);
-  cancel->setObjectName(QStringLiteral("cmdCancel"));
+  AddOkAndCancel(*ui_->buttons, tr("&Cancel"));
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmFilterInfo::Ok);
   connect(ui_->buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   auto* criteria = new ShownCriteria(form_,

@@ -3,6 +3,7 @@
 #include <QDialogButtonBox>
 #include <QPushButton>
 
+#include "common/qt/DialogButtons.h"
 #include "common/qt/QtText.h"
 #include "ui_frmNewWindParams.h"
 
@@ -15,11 +16,7 @@ frmNewWindParams::frmNewWindParams(WindowParameters& parameters, ParametersLists
   setWindowTitle(ToQString(form_.Controls().FormCaption));
   ui_->freParameters->SetForm(form_);
 
-  QPushButton* ok = ui_->buttons->addButton(tr("OK"), QDialogButtonBox::AcceptRole);
-  ok->setObjectName(QStringLiteral("cmdOK"));
-  ok->setDefault(true);
-  QPushButton* cancel = ui_->buttons->addButton(tr("&Cancel"), QDialogButtonBox::RejectRole);
-  cancel->setObjectName(QStringLiteral("cmdCancel"));
+  QPushButton* ok = AddOkAndCancel(*ui_->buttons, tr("&Cancel"));
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, [this] {
     form_.Ok();
     accept();

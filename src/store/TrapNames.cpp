@@ -116,6 +116,12 @@ std::string NameWithoutRow(std::string_view oid, std::int32_t specificTrap, std:
 
 }  // namespace
 
+std::string_view WithoutInstance(std::string_view enterpriseOid) {
+  constexpr std::string_view kInstance = ".0";
+  return enterpriseOid.ends_with(kInstance) ? enterpriseOid.substr(0, enterpriseOid.size() - kInstance.size())
+                                            : enterpriseOid;
+}
+
 std::string NotificationOid(std::string_view enterpriseOid, std::int32_t specificTrap) {
   return fmt::format("{}.0.{}", enterpriseOid, specificTrap);
 }

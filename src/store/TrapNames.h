@@ -37,6 +37,9 @@ struct NamedTrap {
   std::int32_t SpecificTrap = 0;
 };
 
+// Some definitions carry a trailing ".0" on the enterprise, which the traps that they name do not.
+std::string_view WithoutInstance(std::string_view enterpriseOid);
+
 // What an enterprise trap without a definition is called: its notification OID (RFC 3584, section 3.1).
 std::string NotificationOid(std::string_view enterpriseOid, std::int32_t specificTrap);
 

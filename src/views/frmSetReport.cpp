@@ -8,6 +8,7 @@
 #include <QSizePolicy>
 #include <QTimeEdit>
 
+#include "common/qt/DialogButtons.h"
 #include "common/qt/QtText.h"
 #include "ui_frmSetReport.h"
 #include "views/TimePickers.h"
@@ -49,11 +50,7 @@ frmSetReport::frmSetReport(params::ReportParameters& parameters, params::Paramet
   ui_->lblTo->setText(ToQString(range_.Controls().lblTo));
   FillPickers();
 
-  QPushButton* ok = ui_->buttons->addButton(tr("OK"), QDialogButtonBox::AcceptRole);
-  ok->setObjectName(QStringLiteral("cmdOK"));
-  ok->setDefault(true);
-  QPushButton* cancel = ui_->buttons->addButton(tr("&Cancel"), QDialogButtonBox::RejectRole);
-  cancel->setObjectName(QStringLiteral("cmdCancel"));
+  QPushButton* ok = AddOkAndCancel(*ui_->buttons, tr("&Cancel"));
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, [this] {
     range_.Ok();
     form_.Ok();

@@ -7,6 +7,7 @@
 #include <array>
 
 #include "common/NumberList.h"
+#include "common/qt/DialogButtons.h"
 #include "common/qt/Icons.h"
 #include "ui_frmTrapDetail.h"
 #include "views/TrapsList.h"
@@ -56,11 +57,7 @@ frmTrapDetail::frmTrapDetail(ViewServices& services, ViewWindows& windows, Traps
 frmTrapDetail::~frmTrapDetail() = default;
 
 void frmTrapDetail::SetUpButtons() {
-  QPushButton* cmdOK = ui_->buttons->addButton(tr("OK"), QDialogButtonBox::AcceptRole);
-  cmdOK->setObjectName(QStringLiteral("cmdOK"));
-  cmdOK->setDefault(true);
-  QPushButton* cmdCancel = ui_->buttons->addButton(tr("Cancel"), QDialogButtonBox::RejectRole);
-  cmdCancel->setObjectName(QStringLiteral("cmdCancel"));
+  AddOkAndCancel(*ui_->buttons, tr("Cancel"));
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmTrapDetail::accept);
   connect(ui_->buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   connect(ui_->cmdPrevious, &QPushButton::clicked, this, &frmTrapDetail::ShowPrevious);
