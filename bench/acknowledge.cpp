@@ -7,6 +7,7 @@
 
 #include "BenchRules.h"
 #include "BenchStore.h"
+#include "Size.h"
 #include "store/Statements.h"
 #include "views/TrapsWorld.h"
 
@@ -14,21 +15,20 @@ namespace {
 
 using namespace korvane;
 
-constexpr std::int32_t kStored = 50'000;
-constexpr std::size_t kSelected = 10'000;
-
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const auto selected = static_cast<std::size_t>(bench::Size(argc, argv, 10'000));
+  const auto stored = static_cast<std::int32_t>(selected * 5);
   test::TrapsWorld world;
   bench::AddNames(world.Store);
-  bench::FillWithTraps(world.Store, kStored);
-  world.State.gMaxViewTraps = kStored;
+  bench::FillWithTraps(world.Store, stored);
+  world.State.gMaxViewTraps = stored;
   world.State.gLastTrapTime = 2'000'000'000;
 
   // Every fifth row, so that they do not lie side by side.
-  std::vector<std::uint32_t> rows(kSelected);
-  for (std::size_t i = 0; i < kSelected; ++i) {
+  std::vector<std::uint32_t> rows(selected);
+  for (std::size_t i = 0; i < selected; ++i) {
     rows[i] = static_cast<std::uint32_t>(i * 5);
   }
   std::vector<double> bare;
@@ -46,14 +46,14 @@ int main() {
     }));
     world.Store.Execute("UPDATE EventTrap SET EventAck = 0");
     whole.push_back(bench::Milliseconds([&] { model->AcknowledgeSelected(rows); }));
-    if (model->Rows().Count() != kStored - kSelected) {
+    if (model->Rows().Count() != 4 * selected) {
       fmt::print("the rows have not left\n");
       std::exit(1);
     }
     world.Windows.Models.clear();
   }
   fmt::print(
-      "10,000 selected rows acknowledged: {:.0f} ms; the bare statements {:.0f} ms; ratio {:.2f} (at "
+      "{} selected rows acknowledged: {:.0f} ms; the bare statements {:.0f} ms; ratio {:.2f} (at "
       "most 1.3)\n",
-      bench::Median(whole), bench::Median(bare), bench::Median(whole) / bench::Median(bare));
+      selected, bench::Median(whole), bench::Median(bare), bench::Median(whole) / bench::Median(bare));
 }

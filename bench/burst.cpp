@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "BenchRules.h"
+#include "Size.h"
 #include "intake/Intake.h"
 #include "views/SystemsModel.h"
 #include "views/TrapsWorld.h"
@@ -14,8 +15,6 @@
 namespace {
 
 using namespace korvane;
-
-constexpr std::int32_t kTraps = 100'000;
 
 class BurstLibrary : public test::SilentLibrary {
  public:
@@ -46,10 +45,10 @@ class Windows : public intake::TrapsWindows {
   std::vector<views::TrapsModel*> Open;
 };
 
-std::vector<test::StoredTrap> Burst() {
+std::vector<test::StoredTrap> Burst(std::int32_t count) {
   std::vector<test::StoredTrap> traps;
-  traps.reserve(kTraps);
-  for (std::int32_t i = 0; i < kTraps; ++i) {
+  traps.reserve(static_cast<std::size_t>(count));
+  for (std::int32_t i = 0; i < count; ++i) {
     test::StoredTrap trap;
     trap.SequenceNumber = i + 1;
     trap.EventTime = 1'000'000 + i / 50;
@@ -81,13 +80,14 @@ std::vector<params::WindowParameters> TenWindows() {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const std::int32_t count = bench::Size(argc, argv, 100'000);
   test::TrapsWorld world;
   bench::AddNames(world.Store);
   bench::AddRules(world.Store);
   world.ReadRules();
   world.State.gLastTrapTime = 0;
-  const std::vector<test::StoredTrap> traps = Burst();
+  const std::vector<test::StoredTrap> traps = Burst(count);
 
   std::vector<double> inserts;
   std::vector<double> ticks;
@@ -125,14 +125,15 @@ int main() {
       windows.Open.push_back(open.back().get());
     }
     ticks.push_back(bench::Milliseconds([&] { intake.CheckTraps(); }));
-    if (open.front()->Rows().Count() != 1000 || intake.Counters().TotalTraps != kTraps) {
+    if (open.front()->Rows().Count() != static_cast<std::size_t>(std::min(count, 1000)) ||
+        intake.Counters().TotalTraps != count) {
       fmt::print("the burst was not taken in\n");
       std::exit(1);
     }
     world.Windows.Models.clear();
   }
   fmt::print(
-      "a burst of 100,000 traps, ten windows: tick {:.0f} ms; inserting them {:.0f} ms; ratio {:.2f} "
+      "a burst of {} traps, ten windows: tick {:.0f} ms; inserting them {:.0f} ms; ratio {:.2f} "
       "(below 1)\n",
-      bench::Median(ticks), bench::Median(inserts), bench::Median(ticks) / bench::Median(inserts));
+      count, bench::Median(ticks), bench::Median(inserts), bench::Median(ticks) / bench::Median(inserts));
 }

@@ -9,6 +9,7 @@
 
 #include "BareFetch.h"
 #include "BenchRules.h"
+#include "Size.h"
 #include "params/CategoryInformation.h"
 #include "params/CriteriaIndex.h"
 #include "params/WindowParameters.h"
@@ -19,9 +20,7 @@ namespace {
 
 using namespace korvane;
 
-constexpr int kCategories = 1'000;
 constexpr int kTrapsOfCategory = 50;
-constexpr int kRows = 10'000;
 constexpr int kTraps = 2'000;
 
 void Expect(bool condition, const char* what) {
@@ -36,10 +35,10 @@ std::string Numbers(int last) {
   return fmt::format("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < {}) ", last);
 }
 
-void Fill(test::TestStore& source) {
+void Fill(test::TestStore& source, int categories) {
   store::Transaction whole(source.Db());
-  const std::string each = Numbers(kCategories);
-  const std::string members = Numbers(kCategories * kTrapsOfCategory);
+  const std::string each = Numbers(categories);
+  const std::string members = Numbers(categories * kTrapsOfCategory);
   source.Execute(each +
                  "INSERT INTO Category_Group_Master (Category_Name, Category_Desc, Severity) "
                  "SELECT 'Category number ' || i, 'What belongs to it', i % 6 FROM n");
@@ -61,9 +60,9 @@ void Fill(test::TestStore& source) {
   whole.Commit();
 }
 
-void MeasureReading() {
+void MeasureReading(int count) {
   test::SqliteStore source;
-  Fill(source);
+  Fill(source, count);
   store::Connection connection;
   source.Connect(connection);
   params::CategoryInformation categories;
@@ -78,10 +77,11 @@ void MeasureReading() {
         rows += bench::BareBlockFetch(connection, fmt::format("SELECT * FROM {}", table));
       }
     }));
-    Expect(rows == 3 * kCategories + 2 * kCategories * kTrapsOfCategory, "the fetch did not see every row");
+    Expect(rows == static_cast<std::size_t>(3 * count + 2 * count * kTrapsOfCategory),
+           "the fetch did not see every row");
     reading.push_back(
         bench::Milliseconds([&] { Expect(categories.ReloadCategoryInformation(connection), "not read"); }));
-    Expect(categories.Categories().size() == kCategories &&
+    Expect(categories.Categories().size() == static_cast<std::size_t>(count) &&
                categories.Categories().back().Criteria.size() == kTrapsOfCategory,
            "definitions are missing");
   }
@@ -90,7 +90,7 @@ void MeasureReading() {
       "{} categories of {} trap definitions\n  bare block fetch {:.0f} ms; into memory {:.0f} ms; ratio "
       "{:.2f} "
       "(at most 2)\n",
-      kCategories, kTrapsOfCategory, limit, bench::Median(reading), bench::Median(reading) / limit);
+      count, kTrapsOfCategory, limit, bench::Median(reading), bench::Median(reading) / limit);
   std::vector<double> indexing;
   for (int round = 0; round < 15; ++round) {
     indexing.push_back(bench::Milliseconds([&] { params::CriteriaIndex(categories.Categories()); }));
@@ -101,9 +101,9 @@ void MeasureReading() {
 enum class Rows { OfOtherKinds, OfOtherSources };
 
 // No row accepts the traps, so nothing ends the search early.
-void MeasureMatching(const char* what, Rows kind) {
+void MeasureMatching(const char* what, Rows kind, int rows) {
   params::Category category{.Name = "big", .Criteria = {}};
-  for (int i = 0; i < kRows; ++i) {
+  for (int i = 0; i < rows; ++i) {
     params::CategoryCriterion row;
     row.GenericTrap = 6;
     row.EnterpriseOid =
@@ -143,16 +143,18 @@ void MeasureMatching(const char* what, Rows kind) {
   const double nanoseconds = bench::Median(matching) * 1e6 / kTraps;
   const double reference = bench::Median(rowByRow) * 1e6 / kTraps;
   fmt::print(
-      "{}\n  a trap takes {:.0f} ns, {:.3f} ns a row (under 1000); row by row {:.0f} ns, {:.1f} ns a row; "
+      "a category of {} rows {}\n  a trap takes {:.0f} ns, {:.3f} ns a row (under 1000); row by row {:.0f} "
+      "ns, {:.1f} ns a row; "
       "ratio "
       "{:.4f}\n",
-      what, nanoseconds, nanoseconds / kRows, reference, reference / kRows, nanoseconds / reference);
+      rows, what, nanoseconds, nanoseconds / rows, reference, reference / rows, nanoseconds / reference);
 }
 
 }  // namespace
 
-int main() {
-  MeasureReading();
-  MeasureMatching("a category of 10,000 rows about other kinds of trap", Rows::OfOtherKinds);
-  MeasureMatching("a category of 10,000 rows about this kind from other sources", Rows::OfOtherSources);
+int main(int argc, char** argv) {
+  const int categories = bench::Size(argc, argv, 1'000);
+  MeasureReading(categories);
+  MeasureMatching("about other kinds of trap", Rows::OfOtherKinds, 10 * categories);
+  MeasureMatching("about this kind from other sources", Rows::OfOtherSources, 10 * categories);
 }

@@ -9,6 +9,7 @@
 
 #include "BenchRows.h"
 #include "BenchRules.h"
+#include "Size.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
 #include "store/DateTimeText.h"
@@ -17,8 +18,6 @@
 namespace {
 
 using namespace korvane;
-
-constexpr std::int32_t kTraps = 1'000'000;
 
 std::size_t JoinStoredTexts(const views::TrapRows& rows) {
   store::DateTimeText dates(0);
@@ -38,11 +37,12 @@ std::size_t JoinStoredTexts(const views::TrapRows& rows) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const std::int32_t traps = bench::Size(argc, argv, 1'000'000);
   qputenv("QT_QPA_PLATFORM", "offscreen");
   const QApplication application(argc, argv);
   views::TrapRows rows;
   std::vector<store::TrapDefinition> definitions;
-  bench::FillRows(rows, definitions, kTraps);
+  bench::FillRows(rows, definitions, traps);
   const ProcessState state;
   views::TrapsTableModel model(rows, state, views::SourceShown::SourceText);
   QTableView table;
@@ -67,9 +67,9 @@ int main(int argc, char** argv) {
     }
   }
   fmt::print(
-      "a million traps, {} MB of text: joining their stored texts {:.0f} ms\n"
+      "{} traps, {} MB of text: joining their stored texts {:.0f} ms\n"
       "  select all {:.1f} ms\n"
       "  copy       {:.0f} ms; ratio {:.2f} (at most 3)\n",
-      bytes / 1'000'000, bench::Median(bare), bench::Median(selected), bench::Median(copied),
+      traps, bytes / 1'000'000, bench::Median(bare), bench::Median(selected), bench::Median(copied),
       bench::Median(copied) / bench::Median(bare));
 }

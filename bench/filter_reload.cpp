@@ -11,6 +11,7 @@
 #include "BareFetch.h"
 #include "BenchRules.h"
 #include "BenchStore.h"
+#include "Size.h"
 #include "store/Statements.h"
 #include "views/StoredTraps.h"
 #include "views/SystemsModel.h"
@@ -21,7 +22,6 @@ namespace {
 using namespace korvane;
 
 constexpr std::size_t kWindows = 10;
-constexpr std::size_t kRowsOfWindow = 10'000;
 
 class NoQuestion : public views::ViewOptionQuestion {
  public:
@@ -41,7 +41,8 @@ void ChangeFilters(test::TrapsWorld& world, int round) {
   world.ReadRules();
 }
 
-void Measure(const char* what, std::int32_t stored, params::WindowParameters (*parametersOf)(std::size_t)) {
+void Measure(const char* what, std::int32_t stored, std::size_t rowsOfWindow,
+             params::WindowParameters (*parametersOf)(std::size_t)) {
   test::TrapsWorld world;
   bench::AddNames(world.Store);
   bench::AddRules(world.Store);
@@ -69,27 +70,30 @@ void Measure(const char* what, std::int32_t stored, params::WindowParameters (*p
     ChangeFilters(world, round);
     together.push_back(bench::Milliseconds([&] { views::LoadStoredTraps(world.Services, takers); }));
     for (const auto& model : models) {
-      Expect(model->Rows().Count() == kRowsOfWindow, "rows are missing");
+      Expect(model->Rows().Count() == rowsOfWindow, "rows are missing");
     }
     Expect(systems.StatusTexts()[4] == fmt::format("Total Traps: {} ", stored), "counts are missing");
     counts.push_back(bench::Milliseconds([&] { systems.Reset(); }));
   }
   const double limit = bench::Median(bare);
   fmt::print(
-      "{}\n  bare block fetch {:.0f} ms; counts and ten windows {:.0f} ms; ratio {:.2f} (under 10)\n"
+      "{} stored traps, {}\n  bare block fetch {:.0f} ms; counts and ten windows {:.0f} ms; ratio {:.2f} "
+      "(under 10)\n"
       "  the counts alone, by a read of their own, would add {:.0f} ms; ratio {:.2f}\n",
-      what, limit, bench::Median(together), bench::Median(together) / limit, bench::Median(counts),
+      stored, what, limit, bench::Median(together), bench::Median(together) / limit, bench::Median(counts),
       bench::Median(counts) / limit);
 }
 
 }  // namespace
 
-int main() {
-  Measure("100,000 stored traps, each in one of the windows", 100'000, [](std::size_t window) {
+int main(int argc, char** argv) {
+  const std::int32_t rows = bench::Size(argc, argv, 10'000);
+  const auto rowsOfWindow = static_cast<std::size_t>(rows);
+  Measure("each in one of the windows", 10 * rows, rowsOfWindow, [](std::size_t window) {
     return params::WindowParameters{.Enterprise = fmt::format("vendor{}", window),
                                     .VarBindsMatch = "tengige"};
   });
-  Measure("10,000 stored traps, all of them in every window", 10'000, [](std::size_t window) {
+  Measure("all of them in every window", rows, rowsOfWindow, [](std::size_t window) {
     return params::WindowParameters{.VarBindsMatch = window % 2 == 0 ? "1.3.6.1.2" : "TENGIGE"};
   });
 }

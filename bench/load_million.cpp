@@ -10,14 +10,13 @@
 #include "BenchMemory.h"
 #include "BenchRules.h"
 #include "BenchStore.h"
+#include "Size.h"
 #include "store/Statements.h"
 #include "views/TrapsWorld.h"
 
 namespace {
 
 using namespace korvane;
-
-constexpr std::int32_t kTraps = 1'000'000;
 
 void Expect(bool condition, const char* what) {
   if (!condition) {
@@ -28,11 +27,12 @@ void Expect(bool condition, const char* what) {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const std::int32_t traps = bench::Size(argc, argv, 1'000'000);
   test::TrapsWorld world;
   bench::AddNames(world.Store);
   bench::AddRules(world.Store);
-  bench::FillWithTraps(world.Store, kTraps);
+  bench::FillWithTraps(world.Store, traps);
   world.ReadRules();
   world.State.gLastTrapTime = 2'000'000'000;
   const std::string statement = store::TrapsLoadStatement(world.State.gLastTrapTime + 1);
@@ -43,21 +43,21 @@ int main() {
   double perRow = 0;
   for (int round = 0; round < 5; ++round) {
     bare.push_back(bench::Milliseconds([&] {
-      Expect(bench::BareBlockFetch(world.Connection, statement) == kTraps,
+      Expect(bench::BareBlockFetch(world.Connection, statement) == static_cast<std::size_t>(traps),
              "the fetch did not see every trap");
     }));
-    for (const std::int32_t limit : {kTraps, 1000}) {
+    for (const std::int32_t limit : {traps, std::min(traps, 1000)}) {
       world.State.gMaxViewTraps = limit;
       auto model = world.Open();
       malloc_trim(0);
       const std::size_t before = bench::HeapBytes();
       const double time = bench::Milliseconds([&] { model->Reset(); });
       Expect(model->Rows().Count() == static_cast<std::size_t>(limit), "rows are missing");
-      if (limit == kTraps) {
+      if (limit == traps) {
         whole.push_back(time);
         const double extra = static_cast<double>(bench::HeapBytes() - before) -
                              static_cast<double>(bench::TextBytes(model->Rows()));
-        perRow = extra / kTraps;
+        perRow = extra / traps;
       } else {
         limited.push_back(time);
       }
@@ -65,10 +65,10 @@ int main() {
     }
   }
   fmt::print(
-      "a million stored traps: bare block fetch {:.0f} ms\n"
+      "{} stored traps: bare block fetch {:.0f} ms\n"
       "  into a window that shows them all: {:.0f} ms; ratio {:.2f} (at most 1.3)\n"
       "  into a window that shows 1000:     {:.0f} ms; ratio {:.2f} (at most 1.3)\n"
       "  memory beside the rows' own text:  {:.0f} bytes a row (under 120)\n",
-      bench::Median(bare), bench::Median(whole), bench::Median(whole) / bench::Median(bare),
+      traps, bench::Median(bare), bench::Median(whole), bench::Median(whole) / bench::Median(bare),
       bench::Median(limited), bench::Median(limited) / bench::Median(bare), perRow);
 }

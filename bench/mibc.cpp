@@ -10,6 +10,7 @@
 #include <string>
 
 #include "Compiler.h"
+#include "Size.h"
 #include "store/BatchInsert.h"
 #include "store/Tables.h"
 #include "support/Processes.h"
@@ -72,7 +73,7 @@ void BareInserts(store::Connection& connection, const mibc::Module& module) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const int count = argc > 1 ? std::atoi(argv[1]) : 350;
+  const int count = bench::Size(argc, argv, 350);
   const test::TempFolder folder;
   const std::filesystem::path file = folder / "BENCH-MIB";
   test::WriteFile(file, ModuleText(count));

@@ -14,6 +14,7 @@
 
 #include "BenchRules.h"
 #include "BenchStore.h"
+#include "Size.h"
 #include "views/PrintedReport.h"
 #include "views/TrapsWorld.h"
 
@@ -38,7 +39,7 @@ void BareWrite(const std::string& path, const std::string& bytes) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::int32_t traps = argc > 1 ? std::atoi(argv[1]) : 100'000;
+  const std::int32_t traps = bench::Size(argc, argv, 100'000);
   test::TrapsWorld world;
   bench::AddNames(world.Store);
   bench::FillWithTraps(world.Store, traps);

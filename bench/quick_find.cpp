@@ -12,14 +12,13 @@
 
 #include "BenchRows.h"
 #include "BenchRules.h"
+#include "Size.h"
 #include "views/TrapFinder.h"
 
 namespace {
 
 using namespace korvane;
 using std::chrono::milliseconds;
-
-constexpr std::int32_t kTraps = 1'000'000;
 
 std::size_t BareScan(const views::TrapRows& rows, std::string_view text) {
   std::size_t hits = 0;
@@ -51,10 +50,11 @@ Search Look(views::TrapFinder& finder, const views::ShownTraps& list, std::strin
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const std::int32_t traps = bench::Size(argc, argv, 1'000'000);
   views::TrapRows rows;
   std::vector<store::TrapDefinition> definitions;
-  bench::FillRows(rows, definitions, kTraps);
+  bench::FillRows(rows, definitions, traps);
   views::TrapOrder order(rows, views::SourceShown::SourceText);
   const views::ShownTraps list{.Rows = rows, .Order = order};
 
@@ -68,7 +68,7 @@ int main() {
                                    {"a part of a date and time", "14 22:1", ""},
                                    {"something that is nowhere", "no such text", ""},
                                    {"the same, typed on", "tengige0/0/12,", "tengige0/0/12"}};
-  fmt::print("a million traps; each time the median of 5\n");
+  fmt::print("{} traps; each time the median of 5\n", traps);
   for (const Case& each : cases) {
     std::vector<double> bare;
     std::vector<double> whole;

@@ -20,6 +20,7 @@
 #include "BenchMemory.h"
 #include "BenchRules.h"
 #include "BenchStore.h"
+#include "Size.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "store/Statements.h"
 #include "views/TrapsWorld.h"
@@ -30,7 +31,6 @@ namespace {
 using namespace korvane;
 using Clock = std::chrono::steady_clock;
 
-constexpr std::int32_t kTraps = 1'000'000;
 constexpr std::int32_t kFrom = 0;
 constexpr std::int32_t kTo = 2'000'000'000;
 constexpr std::array<const char*, views::kTrapColumns> kColumns = {"Date / Time", "Source", "Trap Name",
@@ -69,7 +69,8 @@ struct Loaded {
   std::array<double, views::kTrapColumns> Sort{};
 };
 
-Loaded Load(test::TrapsWorld& world, views::ViewServices& services, bool sortWhileLoading) {
+Loaded Load(test::TrapsWorld& world, views::ViewServices& services, std::int32_t traps,
+            bool sortWhileLoading) {
   malloc_trim(0);
   const std::size_t before = bench::HeapBytes();
   Loaded result;
@@ -91,13 +92,14 @@ Loaded Load(test::TrapsWorld& world, views::ViewServices& services, bool sortWhi
   }
   result.Whole = MillisecondsSince(start);
   result.Painted = painted.Time;
-  if (report.Model().State() != views::ReportState::Complete || report.Model().Rows().Count() != kTraps) {
+  if (report.Model().State() != views::ReportState::Complete ||
+      report.Model().Rows().Count() != static_cast<std::size_t>(traps)) {
     fmt::print("rows are missing: {}\n", report.Model().Notice());
     std::exit(1);
   }
   const auto extra = static_cast<double>(bench::HeapBytes() - before) -
                      static_cast<double>(bench::TextBytes(report.Model().Rows()));
-  result.BytesPerRow = extra / kTraps;
+  result.BytesPerRow = extra / traps;
   for (int column = 0; column < views::kTrapColumns; ++column) {
     result.Sort[static_cast<std::size_t>(column)] = bench::Milliseconds([&] {
       view->sortByColumn(column, Qt::DescendingOrder);
@@ -117,6 +119,7 @@ double MedianOf(const std::vector<Loaded>& all, Value value) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const std::int32_t traps = bench::Size(argc, argv, 1'000'000);
   qputenv("QT_QPA_PLATFORM", "offscreen");
   qputenv("QT_LOGGING_RULES", "qt.qpa.*=false");
   const QApplication application(argc, argv);
@@ -139,7 +142,7 @@ int main(int argc, char** argv) {
                                world.Services.OpenConnection};
   bench::AddNames(world.Store);
   bench::AddRules(world.Store);
-  bench::FillWithTraps(world.Store, kTraps);
+  bench::FillWithTraps(world.Store, traps);
   world.ReadRules();
   const std::string statement = store::ReportStatement(kFrom, kTo);
 
@@ -148,22 +151,22 @@ int main(int argc, char** argv) {
   std::vector<Loaded> sorted;
   for (int round = 0; round < 5; ++round) {
     bare.push_back(bench::Milliseconds([&] { bench::BareBlockFetch(world.Connection, statement); }));
-    loads.push_back(Load(world, services, false));
-    sorted.push_back(Load(world, services, true));
+    loads.push_back(Load(world, services, traps, false));
+    sorted.push_back(Load(world, services, traps, true));
   }
   const double limit = bench::Median(bare);
   const double whole = MedianOf(loads, &Loaded::Whole);
   const double whileSorted = MedianOf(sorted, &Loaded::Whole);
   fmt::print(
-      "a million stored traps: bare block fetch {:.0f} ms\n"
+      "{} stored traps: bare block fetch {:.0f} ms\n"
       "  from OK to the filled report: {:.0f} ms; ratio {:.2f} (at most 1.3)\n"
       "  first traps painted after {:.0f} ms (at most 200)\n"
       "  the window was held up for {:.0f} ms at most\n"
       "  sorted by its bindings while it loads: {:.0f} ms; ratio {:.2f}; held up for {:.0f} ms at most\n"
       "  memory beside the rows' own text, with the list: {:.0f} bytes a row\n",
-      limit, whole, whole / limit, MedianOf(loads, &Loaded::Painted), MedianOf(loads, &Loaded::LongestHold),
-      whileSorted, whileSorted / limit, MedianOf(sorted, &Loaded::LongestHold),
-      MedianOf(loads, &Loaded::BytesPerRow));
+      traps, limit, whole, whole / limit, MedianOf(loads, &Loaded::Painted),
+      MedianOf(loads, &Loaded::LongestHold), whileSorted, whileSorted / limit,
+      MedianOf(sorted, &Loaded::LongestHold), MedianOf(loads, &Loaded::BytesPerRow));
   for (std::size_t column = 0; column < kColumns.size(); ++column) {
     fmt::print("  sorting by {}: {:.0f} ms (at most 1500)\n", kColumns[column],
                MedianOf(loads, [column](const Loaded& load) { return load.Sort[column]; }));

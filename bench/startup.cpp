@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "BenchStore.h"
+#include "Size.h"
 #include "params/CategoryInformation.h"
 #include "params/TrapFilters.h"
 #include "store/Statements.h"
@@ -65,8 +66,9 @@ double UntilTheQuestion(const test::TestStore& source) {
   categories.ReloadCategoryInformation(connection);
   filters.LoadFilters(connection);
   views::LoadBounds bounds;
-  views::ViewServices services{connection, names, categories, systems,       bounds,           state,
-                               prompts,    busy,  log,        machine.Clock, machine.Settings, library};
+  views::ViewServices services{connection,       names, categories, systems,       bounds,           state,
+                               prompts,          busy,  log,        machine.Clock, machine.Settings, library,
+                               machine.Programs, {},    {}};
   views::SystemsModel model(services, question);
   try {
     model.Load();
@@ -84,9 +86,10 @@ double Median(std::vector<double> times) {
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+  const std::int32_t traps = bench::Size(argc, argv, 1'000'000);
   test::SqliteStore source;
-  bench::FillWithTraps(source, 1'000'000);
+  bench::FillWithTraps(source, traps);
   store::Connection connection;
   source.Connect(connection);
   CountStatement(connection);
