@@ -17,6 +17,8 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
 endif()
 target_compile_definitions(korvane_options INTERFACE
   $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS> FMT_ENFORCE_COMPILE_STRING=0)
+# Several sources in one: what one of them keeps to itself is reported in the types of another.
+target_compile_options(korvane_options INTERFACE $<$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>:-Wno-subobject-linkage>)
 if(KORVANE_SANITIZE)
   target_compile_options(korvane_options INTERFACE
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)

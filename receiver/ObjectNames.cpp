@@ -13,9 +13,9 @@ namespace {
 constexpr std::size_t kLongest = 12;
 
 struct ObjectName {
-  constexpr ObjectName(std::initializer_list<std::uint32_t> oid, std::string_view name)
-      : Length(oid.size()), Name(name) {
-    std::copy(oid.begin(), oid.end(), Numbers.begin());
+  constexpr ObjectName(std::initializer_list<std::uint32_t> numbers, std::string_view name)
+      : Length(numbers.size()), Name(name) {
+    std::copy(numbers.begin(), numbers.end(), Numbers.begin());
   }
   std::array<std::uint32_t, kLongest> Numbers{};
   std::size_t Length;
@@ -216,9 +216,9 @@ constexpr std::array kObjects = {
     ObjectName{{1, 3, 6, 1, 6, 3, 18, 1, 4}, "snmpTrapCommunity"},
 };
 
-bool Before(const Oid& oid, const ObjectName& object) {
+bool Before(const Oid& name, const ObjectName& object) {
   const auto numbers = object.Numbers.begin();
-  return std::lexicographical_compare(oid.begin(), oid.end(), numbers,
+  return std::lexicographical_compare(name.begin(), name.end(), numbers,
                                       numbers + static_cast<std::ptrdiff_t>(object.Length));
 }
 

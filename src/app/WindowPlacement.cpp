@@ -12,7 +12,6 @@
 namespace korvane::app {
 namespace {
 
-constexpr std::string_view kSection = "Settings";
 constexpr std::string_view kStateName = "MainWindowState";
 
 struct Length {
@@ -40,12 +39,13 @@ WindowPlacement RestorePlacement(platform::SettingsStore& settings) {
   WindowPlacement placement;
   for (const Length& length : kLengths) {
     float& field = placement.*length.Field;
-    const float stored =
-        NumberOr(settings.GetSetting(kSection, length.Name, fmt::format("{:.0f}", field)), field);
+    const float stored = NumberOr(
+        settings.GetSetting(platform::kSettingsSection, length.Name, fmt::format("{:.0f}", field)), field);
     field = std::isfinite(stored) ? stored : field;
   }
   placement.State =
-      NumberOr(settings.GetSetting(kSection, kStateName, fmt::to_string(placement.State)), placement.State);
+      NumberOr(settings.GetSetting(platform::kSettingsSection, kStateName, fmt::to_string(placement.State)),
+               placement.State);
   return placement;
 }
 
@@ -55,10 +55,11 @@ void SavePlacement(platform::SettingsStore& settings, const WindowPlacement& pla
   }
   if (placement.State != kStateMaximised) {
     for (const Length& length : kLengths) {
-      settings.SaveSetting(kSection, length.Name, fmt::format("{}", placement.*length.Field));
+      settings.SaveSetting(platform::kSettingsSection, length.Name,
+                           fmt::format("{}", placement.*length.Field));
     }
   }
-  settings.SaveSetting(kSection, kStateName, fmt::to_string(placement.State));
+  settings.SaveSetting(platform::kSettingsSection, kStateName, fmt::to_string(placement.State));
 }
 
 }  // namespace korvane::app

@@ -24,10 +24,9 @@
 namespace korvane::categories {
 namespace {
 
-constexpr std::string_view kSettingsSection = "Settings";
 constexpr std::string_view kPlaceSetting = "CategoriesPlace";  // width, height, bar between the lists
 constexpr char kColumnsSetting[] = "CategoriesColumns";
-constexpr std::array kColumnWidths = {105, 140, 115, 115, 100};
+constexpr std::array kTrapColumnWidths = {105, 140, 115, 115, 100};
 constexpr int kHelpPicture = 16;
 
 constexpr std::string_view kHelp =
@@ -73,7 +72,8 @@ frmCategories::frmCategories(const CategoryServices& services, QWidget* parent)
 frmCategories::~frmCategories() = default;
 
 void frmCategories::RestorePlace() {
-  const auto place = ParseNumberList(services_.Settings.GetSetting(kSettingsSection, kPlaceSetting, {}));
+  const auto place =
+      ParseNumberList(services_.Settings.GetSetting(platform::kSettingsSection, kPlaceSetting, {}));
   if (place && place->size() == 3) {
     const QSize kept((*place)[0], (*place)[1]);
     resize(kept.boundedTo(screen()->availableSize()).expandedTo(minimumSizeHint()));
@@ -104,9 +104,9 @@ void frmCategories::SetUpLists() {
   CopyRowsByShortcut(list);
   list.horizontalHeader()->setStretchLastSection(true);
   widths_ = std::make_unique<ColumnWidths>(list, services_.Settings, kColumnsSetting,
-                                           static_cast<int>(kColumnWidths.size()));
+                                           static_cast<int>(kTrapColumnWidths.size()));
   if (!widths_->ByHand()) {
-    widths_->Set(kColumnWidths);
+    widths_->Set(kTrapColumnWidths);
   }
   connect(list.selectionModel(), &QItemSelectionModel::selectionChanged, this, &frmCategories::ShowCommands);
   connect(&list, &QAbstractItemView::doubleClicked, this, &frmCategories::EditTrap);
@@ -391,7 +391,7 @@ void frmCategories::closeEvent(QCloseEvent* event) {
 }
 
 void frmCategories::done(int result) {
-  services_.Settings.SaveSetting(kSettingsSection, kPlaceSetting,
+  services_.Settings.SaveSetting(platform::kSettingsSection, kPlaceSetting,
                                  NumberListText(std::array{width(), height(), ui_->panes->Position()}));
   QDialog::done(result);
   form_.Unload();

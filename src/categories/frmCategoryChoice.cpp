@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kNameColumn = 0;
 constexpr int kInStoreColumn = 2;
-constexpr std::array kColumnWidths = {210, 60, 190};
+constexpr std::array kChoiceColumnWidths = {210, 60, 190};
 
 QStandardItem* Cell(const QString& text) {
   auto* item = new QStandardItem(text);
@@ -76,8 +76,8 @@ void frmCategoryChoice::SetUpList(CategoryChoice choice) {
   ui_->lvCategories->setSelectionMode(QAbstractItemView::SingleSelection);
   ui_->lvCategories->setModel(table_);
   ui_->lvCategories->horizontalHeader()->setStretchLastSection(true);
-  for (std::size_t column = 0; column < kColumnWidths.size(); ++column) {
-    ui_->lvCategories->setColumnWidth(static_cast<int>(column), kColumnWidths[column]);
+  for (std::size_t column = 0; column < kChoiceColumnWidths.size(); ++column) {
+    ui_->lvCategories->setColumnWidth(static_cast<int>(column), kChoiceColumnWidths[column]);
   }
   // What is exported is in the database.
   ui_->lvCategories->setColumnHidden(kInStoreColumn, choice == CategoryChoice::Export);

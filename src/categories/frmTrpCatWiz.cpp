@@ -22,7 +22,7 @@
 namespace korvane::categories {
 namespace {
 
-constexpr std::array kColumnWidths = {90, 130, 110, 110, 90};  // severity takes the rest
+constexpr std::array kMemberColumnWidths = {90, 130, 110, 110, 90};  // severity takes the rest
 
 }  // namespace
 
@@ -78,8 +78,8 @@ void frmTrpCatWiz::SetUpPendingList() {
   list.setSelectionMode(QAbstractItemView::SingleSelection);
   list.setFrameShape(QFrame::StyledPanel);
   list.setModel(pending_);
-  for (std::size_t column = 0; column < kColumnWidths.size(); ++column) {
-    list.setColumnWidth(static_cast<int>(column), kColumnWidths[column]);
+  for (std::size_t column = 0; column < kMemberColumnWidths.size(); ++column) {
+    list.setColumnWidth(static_cast<int>(column), kMemberColumnWidths[column]);
   }
   CopyRowsByShortcut(list);
   list.horizontalHeader()->setStretchLastSection(true);

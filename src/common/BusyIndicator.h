@@ -1,12 +1,16 @@
 // The busy box of the frame window, as the logic sees it.  User-interface thread only.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <string_view>
 
 namespace korvane {
+
+// Rows between two reports of progress: often enough to see it move, seldom enough to cost nothing.
+inline constexpr std::size_t kProgressRows = 4096;
 
 // Long work that goes on while the console is used; it shows until this object is gone.
 class WorkInProgress {

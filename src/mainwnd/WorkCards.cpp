@@ -21,7 +21,6 @@ constexpr int kCardWidth = 400;
 constexpr int kFromTheCorner = 16;
 constexpr int kAboveTheStatusBar = 44;
 constexpr int kShowEveryMilliseconds = 40;
-constexpr int kBarSteps = 1000;
 
 QString CountText(std::int64_t done, std::int64_t total) {
   const QLocale locale;

@@ -12,6 +12,9 @@
 
 namespace korvane::mainwnd {
 
+// Of a progress bar: counts of traps may be larger than its numbers.
+inline constexpr int kBarSteps = 1000;
+
 class WorkCards : public QFrame {
   Q_OBJECT
 

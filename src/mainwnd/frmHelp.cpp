@@ -22,7 +22,6 @@
 namespace korvane::mainwnd {
 namespace {
 
-constexpr std::string_view kSettingsSection = "Settings";
 constexpr std::string_view kPlaceSetting = "HelpWindow";
 constexpr int kContentsWidth = 296;
 constexpr int kMostForContents = 40;  // per cent of the window
@@ -308,7 +307,7 @@ void frmHelp::Find(bool backwards, bool again) {
 }
 
 void frmHelp::RestorePlace() {
-  const auto place = ParseNumberList(settings_.GetSetting(kSettingsSection, kPlaceSetting, {}));
+  const auto place = ParseNumberList(settings_.GetSetting(platform::kSettingsSection, kPlaceSetting, {}));
   if (!place || place->size() != kPlaceNumbers) {
     FitContents();
     return;
@@ -327,7 +326,7 @@ void frmHelp::SavePlace() {
   const QRect shown = isMaximized() ? normalGeometry() : QRect(pos(), size());
   const std::array<int, kPlaceNumbers> place = {shown.x(),      shown.y(),      shown.width(),
                                                 shown.height(), contentsWidth_, ui_->txtPage->Zoom()};
-  settings_.SaveSetting(kSettingsSection, kPlaceSetting, NumberListText(place));
+  settings_.SaveSetting(platform::kSettingsSection, kPlaceSetting, NumberListText(place));
 }
 
 // In a narrow window the contents leave the larger part to the page.

@@ -26,7 +26,6 @@ namespace korvane::mainwnd {
 namespace {
 
 constexpr std::string_view kAllTrapsCaption = "All Traps ";
-constexpr std::string_view kSettingsSection = "Settings";
 constexpr std::string_view kPlacesSetting = "ChildWindows";
 
 QString ItemText(const std::string& text) {
@@ -245,7 +244,7 @@ void frmMain::closeEvent(QCloseEvent* event) {
 void frmMain::KeepFirstPlaces() {
   const std::optional<FirstPlaces> places = ui_->mdiChildren->FirstWindowPlaces();
   if (places && !isMinimized()) {
-    services_.View.Settings.SaveSetting(kSettingsSection, kPlacesSetting, ToText(*places));
+    services_.View.Settings.SaveSetting(platform::kSettingsSection, kPlacesSetting, ToText(*places));
   }
 }
 
@@ -253,7 +252,8 @@ void frmMain::OpenFirstWindows() {
   if (std::exchange(opened_, true)) {
     return;
   }
-  const std::string places = services_.View.Settings.GetSetting(kSettingsSection, kPlacesSetting, {});
+  const std::string places =
+      services_.View.Settings.GetSetting(platform::kSettingsSection, kPlacesSetting, {});
   ui_->mdiChildren->PlaceFirstWindows(PlacesFromText(places).value_or(kFreshPlaces));
   OpenSystemsWindow();
   params::WindowParameters allTraps;

@@ -19,7 +19,6 @@ namespace {
 
 constexpr int kNarrowest = 300;
 constexpr int kPaintEveryMilliseconds = 40;
-constexpr int kBarSteps = 1000;
 
 // The middle of the frame; where a dialog covers that, below the dialog or, without room there, above it.
 QRect PlaceIn(const QWidget& frame, const QSize& size) {

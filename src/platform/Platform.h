@@ -40,6 +40,9 @@ class RegistryStore {
                         std::uint32_t value, std::uint32_t accessMask) = 0;
 };
 
+// Where the console keeps the settings of its user.
+inline constexpr std::string_view kSettingsSection = "Settings";
+
 // Settings of the current user, kept as text.
 class SettingsStore {
  public:

@@ -12,18 +12,10 @@ namespace korvane::store {
 
 namespace {
 
-char Lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
-}
-
-bool SameName(std::string_view a, std::string_view b) {
-  return std::ranges::equal(a, b, [](char x, char y) { return Lower(x) == Lower(y); });
-}
-
 // A filter narrows to rows; an edit or an added row needs a table, and column names that are plain words.
 void RequireName(std::string_view name) {
   const bool plain = !name.empty() && std::ranges::all_of(name, [](char c) {
-    return (Lower(c) >= 'a' && Lower(c) <= 'z') || (c >= '0' && c <= '9') || c == '_';
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
   });
   if (!plain) throw DatabaseError(fmt::format("'{}' is no column.", name), "42S22", 0, {});
 }
@@ -56,7 +48,8 @@ const Recordset::Impl::Cell& Recordset::Impl::CellAt(std::size_t place) const {
 }
 
 const Recordset::Impl::Cell& Recordset::Impl::CellOf(std::string_view column) const {
-  const auto found = std::ranges::find_if(Columns, [&](const auto& name) { return SameName(name, column); });
+  const auto found =
+      std::ranges::find_if(Columns, [&](const auto& name) { return odbc::SameName(name, column); });
   if (found == Columns.end()) {
     throw DatabaseError(fmt::format("The column '{}' is not there.", column), "42S22", 0, {});
   }
@@ -77,7 +70,7 @@ void Recordset::Impl::SetValue(std::string_view column, Value value) {
   RequireName(column);
   if (Table.empty()) throw DatabaseError("Only the rows of a table can be written.", "HY109", 0, {});
   const auto found =
-      std::ranges::find_if(Pending, [&](const auto& field) { return SameName(field.first, column); });
+      std::ranges::find_if(Pending, [&](const auto& field) { return odbc::SameName(field.first, column); });
   if (found == Pending.end()) {
     Pending.emplace_back(column, std::move(value));
   } else {

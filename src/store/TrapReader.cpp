@@ -27,13 +27,9 @@ constexpr std::array<std::string_view, kNumbers> kNumberColumns = {"SequenceNumb
 constexpr std::array<std::string_view, kTexts> kTextColumns = {"Source", "EnterpriseOid", "EventDescription",
                                                                "Event_ExtDescr", "EventNotes"};
 
-bool SameName(std::string_view a, std::string_view b) {
-  return std::ranges::equal(a, b, [](char x, char y) { return (x | 0x20) == (y | 0x20); });
-}
-
 template <typename Names>
 std::optional<std::size_t> PlaceOf(const Names& names, std::string_view column) {
-  const auto found = std::ranges::find_if(names, [&](auto name) { return SameName(name, column); });
+  const auto found = std::ranges::find_if(names, [&](auto name) { return odbc::SameName(name, column); });
   if (found == names.end()) return std::nullopt;
   return static_cast<std::size_t>(found - names.begin());
 }

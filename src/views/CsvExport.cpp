@@ -23,7 +23,6 @@ namespace {
 // letter beyond ASCII; programs that read UTF-8 skip it.
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kExtension = "csv";
-constexpr std::size_t kProgressRows = 4096;
 constexpr std::size_t kLongestName = 100;  // bytes; file systems take 255 with whatever is put behind it
 
 constexpr std::string_view kHeader[] = {"Date / Time",    "Source",          "Trap Name",        "Variables",

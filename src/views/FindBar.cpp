@@ -22,7 +22,7 @@ namespace korvane::views {
 namespace {
 
 // How long the window is held up before it paints and listens again.
-constexpr std::chrono::milliseconds kTurn{10};
+constexpr std::chrono::milliseconds kLookingTurn{10};
 constexpr int kTextWidth = 300;
 constexpr int kLeastTextWidth = 90;
 constexpr int kSignSize = 16;
@@ -174,7 +174,7 @@ void FindBar::Begin(Wanted wanted) {
 
 // One turn.  A list of some thousand rows is through with it.
 void FindBar::Look() {
-  looking_ = finder_.Step(table_.Shown(), kTurn);
+  looking_ = finder_.Step(table_.Shown(), kLookingTurn);
   Answer();
   ShowCount();
   if (looking_) {

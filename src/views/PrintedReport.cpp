@@ -20,7 +20,6 @@ constexpr std::string_view kEditor = "NOTEPAD.EXE";
 constexpr std::string_view kDoubleLine = "========================================\r\n";
 constexpr std::string_view kSingleLine = "----------------------------------------\r\n";
 constexpr std::size_t kBufferBytes = std::size_t{1024} * 1024;
-constexpr std::size_t kProgressRows = 4096;
 
 // Line breaks stay, and what follows one is indented further than any label.
 void AppendIndented(std::string& to, std::string_view text) {

@@ -24,7 +24,6 @@
 namespace korvane::views {
 namespace {
 
-constexpr std::string_view kSettingsSection = "Settings";
 constexpr std::string_view kSortingSetting = "SystemsSorting";
 constexpr int kCheckTrapsMilliseconds = 3000;
 constexpr int kResolveMilliseconds = 4000;
@@ -170,7 +169,7 @@ void frmDevices::FillWidth() {
 
 // The order the operator left: the column from 1, negative when descending, 0 for the order of arrival.
 void frmDevices::RestoreSorting() {
-  const std::string text = services_.Settings.GetSetting(kSettingsSection, kSortingSetting, {});
+  const std::string text = services_.Settings.GetSetting(platform::kSettingsSection, kSortingSetting, {});
   int kept = 0;
   std::from_chars(text.data(), text.data() + text.size(), kept);
   const int columns = table_->columnCount();
@@ -183,7 +182,7 @@ void frmDevices::RestoreSorting() {
 
 void frmDevices::SaveSorting(int column, Qt::SortOrder order) {
   const int kept = order == Qt::DescendingOrder ? -(column + 1) : column + 1;
-  services_.Settings.SaveSetting(kSettingsSection, kSortingSetting, std::to_string(kept));
+  services_.Settings.SaveSetting(platform::kSettingsSection, kSortingSetting, std::to_string(kept));
 }
 
 // Whoever points into the list, or works in it by keyboard with a row selected, must find the row where it

@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::string_view kWidthsSetting = "ReportColumnWidths";
 // How long the window is held up by rows that arrive before it paints and listens again.
-constexpr std::chrono::milliseconds kTurn{15};
+constexpr std::chrono::milliseconds kTakingTurn{15};
 // A list that fills its screen many times over grows in fewer and larger steps: each one paints the screen.
 constexpr std::size_t kLongList = 20'000;
 constexpr std::chrono::milliseconds kLongListTurn{30};
@@ -86,7 +86,7 @@ bool frmReport::IsLong() const {
 }
 
 void frmReport::TakeTurn() {
-  if (model_.TakeBatches(IsLong() ? kLongListTurn : kTurn)) {
+  if (model_.TakeBatches(IsLong() ? kLongListTurn : kTakingTurn)) {
     turn_.start(0);
   }
 }

@@ -16,7 +16,6 @@
 namespace korvane::views {
 namespace {
 
-constexpr std::string_view kSettingsSection = "Settings";
 constexpr std::string_view kSizeSetting = "TrapDetailSize";
 constexpr int kIconSize = 16;
 constexpr int kTextTop = 5;  // of a box, so that its caption stands on its first line
@@ -76,7 +75,8 @@ void frmTrapDetail::SetUpButtons() {
 }
 
 void frmTrapDetail::RestoreSize() {
-  const auto size = ParseNumberList(services_.Settings.GetSetting(kSettingsSection, kSizeSetting, {}));
+  const auto size =
+      ParseNumberList(services_.Settings.GetSetting(platform::kSettingsSection, kSizeSetting, {}));
   if (size && size->size() == 2) {
     const QSize kept(size->front(), size->back());
     resize(kept.boundedTo(screen()->availableSize()).expandedTo(minimumSizeHint()));
@@ -156,7 +156,7 @@ void frmTrapDetail::accept() {
 }
 
 void frmTrapDetail::done(int result) {
-  services_.Settings.SaveSetting(kSettingsSection, kSizeSetting,
+  services_.Settings.SaveSetting(platform::kSettingsSection, kSizeSetting,
                                  NumberListText(std::array{width(), height()}));
   QDialog::done(result);
 }

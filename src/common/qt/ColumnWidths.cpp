@@ -11,7 +11,6 @@
 namespace korvane {
 namespace {
 
-constexpr std::string_view kSettingsSection = "Settings";
 constexpr int kSmallestColumn = 24;
 constexpr int kLargestColumn = 4000;
 constexpr int kSaveAfterMilliseconds = 500;
@@ -23,7 +22,7 @@ ColumnWidths::ColumnWidths(QTableView& view, platform::SettingsStore& settings, 
     : view_(view), settings_(settings), setting_(std::move(setting)), columns_(columns) {
   QHeaderView* header = view_.horizontalHeader();
   header->setMinimumSectionSize(kSmallestColumn);
-  const std::vector<int> kept = Parse(settings_.GetSetting(kSettingsSection, setting_, {}));
+  const std::vector<int> kept = Parse(settings_.GetSetting(platform::kSettingsSection, setting_, {}));
   Set(kept);
   byHand_ = !kept.empty();
   // Dragging a column sends a signal for every pixel.
@@ -69,7 +68,7 @@ void ColumnWidths::Save() {
   for (int column = 0; column < columns_; ++column) {
     widths.push_back(view_.columnWidth(column));
   }
-  settings_.SaveSetting(kSettingsSection, setting_, NumberListText(widths));
+  settings_.SaveSetting(platform::kSettingsSection, setting_, NumberListText(widths));
 }
 
 }  // namespace korvane
