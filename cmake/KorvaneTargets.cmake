@@ -37,6 +37,8 @@ function(korvane_test name)
     set(arg_LIBS korvane_core GTest::gtest_main)
   endif()
   target_link_libraries(${name} PRIVATE korvane_options korvane_test_support ${arg_LIBS} GTest::gtest GTest::gmock)
+  # Fixtures and helpers of one source have the names of another's.
+  set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
   # An empty value would be dropped on its way and shift every property behind it.
   set(labels)
   if(arg_LABELS)
