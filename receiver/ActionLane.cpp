@@ -7,8 +7,8 @@
 
 namespace korvane::receiver {
 
-ActionLane::ActionLane(std::unique_ptr<AlertAction> action, ServiceLog& log, std::size_t longest)
-    : action_(std::move(action)), log_(log), longest_(longest) {}
+ActionLane::ActionLane(std::unique_ptr<AlertAction> action, ServiceLog& log, ActionLaneOptions options)
+    : action_(std::move(action)), log_(log), options_(options) {}
 
 void ActionLane::Add(std::shared_ptr<const AlertFiring> firing) {
   if (!action_->Wanted(*firing->Rule)) {
@@ -16,10 +16,12 @@ void ActionLane::Add(std::shared_ptr<const AlertFiring> firing) {
   }
   {
     const std::lock_guard lock(mutex_);
-    if (waiting_.size() >= longest_) {
+    const std::size_t bytes = BytesOf(*firing);
+    if (waiting_.size() >= options_.Firings || (bytes_ > 0 && bytes_ + bytes > options_.Bytes)) {
       ++dropped_;
       return;
     }
+    bytes_ += bytes;
     waiting_.push_back(std::move(firing));
   }
   changed_.notify_one();
@@ -47,6 +49,11 @@ std::shared_ptr<const AlertFiring> ActionLane::Take(const std::stop_token& stop)
   return firing;
 }
 
+void ActionLane::Release(const AlertFiring& firing) {
+  const std::lock_guard lock(mutex_);
+  bytes_ -= BytesOf(firing);
+}
+
 void ActionLane::Run(const std::stop_token& stop) {
   while (const std::shared_ptr<const AlertFiring> firing = Take(stop)) {
     std::string failure;
@@ -55,6 +62,7 @@ void ActionLane::Run(const std::stop_token& stop) {
     } catch (const std::exception& error) {
       failure = error.what();
     }
+    Release(*firing);
     if (!failure.empty()) {
       log_.Error(fmt::format("{}: {} failed: {}", AlertLine(*firing), action_->Name(), failure));
     }

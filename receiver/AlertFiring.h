@@ -2,6 +2,7 @@
 // Shared by the lanes that carry the actions out; nobody changes it.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -18,6 +19,11 @@ struct AlertFiring {
   std::string EnterpriseName;  // the OID when the enterprise has no name
   std::uint64_t Suppressed = 0;  // above 0: a summary of so many further traps
 };
+
+// What a queue counts for it.  The rule is the runner's.
+inline std::size_t BytesOf(const AlertFiring& firing) {
+  return BytesOf(firing.Trap) + sizeof firing + firing.TrapName.size() + firing.EnterpriseName.size();
+}
 
 // One line: "Alert 'Line down': linkDown from 10.0.0.1".
 std::string AlertLine(const AlertFiring& firing);

@@ -16,6 +16,8 @@ using std::chrono::steady_clock;
 constexpr store::ConnectionOptions kOptions = {.ConnectTimeoutSeconds = 10, .CommandTimeoutSeconds = 60};
 constexpr std::uint32_t kReadAccess = 0x20019;
 constexpr std::size_t kDwordBytes = 4;
+constexpr std::size_t kLeastShare = 4096;  // of an alert's summary: room for all but the bindings
+constexpr std::size_t kNamedBytes = std::size_t{4} << 20;
 
 bool UpdateIsAsked(platform::RegistryStore& registry) {
   const auto data = registry.QueryValue(platform::RegistryHive::LocalMachine, kManagerKey, kActionUpdateValue,
@@ -35,14 +37,20 @@ AlertRunner::AlertRunner(std::string dataSource, platform::RegistryStore& regist
       limiter_(options.Limits) {}
 
 void AlertRunner::Offer(std::span<const SpooledTrap> traps) {
+  if (!watching_) {
+    return;
+  }
   {
     const std::lock_guard lock(mutex_);
-    const std::size_t room = options_.LongestQueue - std::min(options_.LongestQueue, offered_.size());
-    const std::size_t taken = std::min(room, traps.size());
-    for (const SpooledTrap& trap : traps.first(taken)) {
-      offered_.push_back(trap.Row);
+    for (const SpooledTrap& trap : traps) {
+      const std::size_t bytes = BytesOf(trap.Row);
+      if (queuedBytes_ + bytes > options_.QueueBytes) {
+        ++overlooked_;
+      } else {
+        queuedBytes_ += bytes;
+        offered_.push_back(trap.Row);
+      }
     }
-    overlooked_ += traps.size() - taken;
   }
   changed_.notify_one();
 }
@@ -50,8 +58,9 @@ void AlertRunner::Offer(std::span<const SpooledTrap> traps) {
 void AlertRunner::Run(const std::stop_token& stop) {
   while (!stop.stop_requested()) {
     ReadRulesWhenAsked();
-    for (const TrapRow& trap : TakeTraps(stop)) {
-      Look(trap);
+    for (std::deque<TrapRow> traps = TakeTraps(stop); !traps.empty(); traps.pop_front()) {
+      Look(traps.front());
+      queuedBytes_ -= BytesOf(traps.front());
     }
     ActOnSummaries();
   }
@@ -105,6 +114,7 @@ bool AlertRunner::ReadRules() {
     }
     newest_.assign(rules_.size(), {});
     rulesRead_ = true;
+    watching_ = !rules_.empty();
     lastFailure_.clear();
     log_.Info(fmt::format("{} alerts are watched", rules_.size()));
     return true;
@@ -126,9 +136,31 @@ void AlertRunner::Look(const TrapRow& trap) {
     if (limiter_.Admit(rules_[i]->Id, steady_clock::now())) {
       Fire(rules_[i], trap, 0);
     } else {
-      newest_[i] = trap;
+      newest_[i] = ForSummary(trap);
     }
   }
+}
+
+TrapRow AlertRunner::ForSummary(const TrapRow& trap) const {
+  const std::size_t share = std::max(kLeastShare, options_.SummaryBytes / rules_.size());
+  if (BytesOf(trap) <= share) {
+    return trap;
+  }
+  TrapRow row{.EventTime = trap.EventTime,
+              .Source = trap.Source,
+              .EnterpriseOid = trap.EnterpriseOid,
+              .GenericTrap = trap.GenericTrap,
+              .SpecificTrap = trap.SpecificTrap,
+              .EventDescription = trap.EventDescription,
+              .Event_ExtDescr = {},
+              .InformKey = 0};
+  std::size_t length = share - std::min(share, BytesOf(row));
+  // Not within a character.
+  while (length > 0 && (static_cast<unsigned char>(trap.Event_ExtDescr[length]) & 0xC0U) == 0x80U) {
+    --length;
+  }
+  row.Event_ExtDescr = trap.Event_ExtDescr.substr(0, length) + " ...";
+  return row;
 }
 
 void AlertRunner::ActOnSummaries() {
@@ -152,6 +184,12 @@ void AlertRunner::Fire(const std::shared_ptr<const AlertRule>& rule, const TrapR
 }
 
 void AlertRunner::Name(AlertFiring& firing) {
+  // A sender may invent enterprises: what is remembered of them is bounded.
+  namedBytes_ += 2 * firing.Trap.EnterpriseOid.size() + 500;
+  if (namedBytes_ > kNamedBytes) {
+    names_.ClearCache();
+    namedBytes_ = 0;
+  }
   store::IncomingTrap trap;
   trap.EnterpriseOid = firing.Trap.EnterpriseOid;
   trap.SpecificTrap = firing.Trap.SpecificTrap;

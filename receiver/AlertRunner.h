@@ -3,8 +3,10 @@
 // alerts at its start and whenever the console says that they changed.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -28,7 +30,11 @@ namespace korvane::receiver {
 
 struct AlertRunnerOptions {
   LimiterOptions Limits;
-  std::size_t LongestQueue = 50'000;  // traps; more are not looked at, which is logged
+  // Traps that wait to be looked at, and those that are just being looked at.  More are not looked at, which
+  // is logged.
+  std::size_t QueueBytes = std::size_t{16} << 20;
+  // For the newest trap of each alert that waits for its summary; the bindings are cut to an alert's share.
+  std::size_t SummaryBytes = std::size_t{8} << 20;
   std::chrono::milliseconds AskRegistryEvery{2000};
 };
 
@@ -44,7 +50,6 @@ class AlertRunner {
   void Run(const std::stop_token& stop);
 
  private:
-  bool Connect();
   void ReadRulesWhenAsked();
   bool ReadRules();
   std::deque<TrapRow> TakeTraps(const std::stop_token& stop);
@@ -52,6 +57,7 @@ class AlertRunner {
   void ActOnSummaries();
   void Fire(const std::shared_ptr<const AlertRule>& rule, const TrapRow& trap, std::uint64_t suppressed);
   void Name(AlertFiring& firing);
+  TrapRow ForSummary(const TrapRow& trap) const;
 
   std::string dataSource_;
   platform::RegistryStore& registry_;
@@ -63,6 +69,8 @@ class AlertRunner {
   std::condition_variable_any changed_;
   std::deque<TrapRow> offered_;
   std::uint64_t overlooked_ = 0;
+  std::atomic<std::size_t> queuedBytes_ = 0;  // of offered_ and of those that Run has in hand
+  std::atomic<bool> watching_ = true;         // false: there is no alert that a trap could meet
 
   // Of the running thread.
   store::Connection connection_;
@@ -70,6 +78,7 @@ class AlertRunner {
   std::vector<std::shared_ptr<const AlertRule>> rules_;
   std::vector<TrapRow> newest_;  // of each rule, for its summary
   AlertLimiter limiter_;
+  std::size_t namedBytes_ = 0;  // at most what names_ has taken in since it was cleared
   bool rulesRead_ = false;
   std::string lastFailure_;
 };

@@ -1,5 +1,6 @@
 // Tokens of informs whose traps are safe, from the spooling thread to the listening one, which is woken by a
-// descriptor in its poll.
+// descriptor in its poll.  Each token is there once and stands for an inform that the listener holds, so it
+// is bounded by what the spooler lets wait and the listener by its own table.
 #pragma once
 
 #include <cstdint>

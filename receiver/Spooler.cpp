@@ -48,21 +48,32 @@ void Spooler::Take(std::vector<QueuedTrap> traps) {
   if (traps.empty()) {
     return;
   }
-  std::vector<TrapRow> rows;
-  rows.reserve(traps.size());
   std::uint64_t number = spool_.LastNumber();
   bool informs = false;
-  for (QueuedTrap& trap : traps) {
-    ++number;
-    if (trap.InformToken != 0) {
-      unanswered_.emplace_back(number, trap.InformToken);
-      informs = true;
+  for (std::size_t i = 0; i < traps.size();) {
+    std::vector<TrapRow> rows;
+    for (std::size_t bytes = 0; i < traps.size() && bytes < options_.BytesAtOnce; ++i) {
+      ++number;
+      if (traps[i].InformToken != 0) {
+        AwaitAnswer(number, traps[i].InformToken);
+        informs = true;
+      }
+      bytes += BytesOf(traps[i].Row);
+      rows.push_back(std::move(traps[i].Row));
     }
-    rows.push_back(std::move(trap.Row));
+    spool_.Append(rows);
   }
-  spool_.Append(rows);
   if ((informs || !storeAvailable_()) && spool_.Sync()) {
     AnswerAll();
+  }
+}
+
+void Spooler::AwaitAnswer(std::uint64_t number, std::uint64_t token) {
+  if (unanswered_.size() < options_.Unanswered) {
+    unanswered_.emplace_back(number, token);
+  } else if (neverAnswered_++ == 0) {
+    log_.Error(fmt::format("{} informs wait until they are safe; further ones are stored and not answered",
+                           unanswered_.size()));
   }
 }
 
@@ -99,6 +110,9 @@ void Spooler::NoteDisk() {
                            std::generic_category().message(error)));
   } else {
     log_.Info("the spool can be written again");
+    if (neverAnswered_ > 0) {
+      log_.Warning(fmt::format("{} informs were stored and not answered", std::exchange(neverAnswered_, 0)));
+    }
   }
 }
 

@@ -20,6 +20,10 @@ namespace korvane::receiver {
 struct SpoolerOptions {
   // What may wait in memory while the disk refuses; then the queue fills, and then the sockets.
   std::size_t UnwrittenBytes = std::size_t{64} << 20;
+  // Of what is taken from the queue, so much at once exists as rows and as bytes of a file.
+  std::size_t BytesAtOnce = std::size_t{4} << 20;
+  // Informs that may wait for disk or store.  More are stored and not answered; their senders repeat them.
+  std::size_t Unanswered = 100'000;
 };
 
 class Spooler {
@@ -34,6 +38,7 @@ class Spooler {
 
  private:
   void Take(std::vector<QueuedTrap> traps);
+  void AwaitAnswer(std::uint64_t number, std::uint64_t token);
   void AnswerStored();
   void AnswerAll();
   void NoteDisk();
@@ -45,6 +50,7 @@ class Spooler {
   std::function<bool()> storeAvailable_;
   const SpoolerOptions options_;
   std::deque<std::pair<std::uint64_t, std::uint64_t>> unanswered_;  // number of the trap, token
+  std::uint64_t neverAnswered_ = 0;                                 // of this run
   int reportedError_ = 0;
 };
 

@@ -2,6 +2,7 @@
 // notes and acknowledgement start empty.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -21,5 +22,11 @@ struct TrapRow {
 
   bool operator==(const TrapRow&) const = default;
 };
+
+// What a queue counts for it: a little more than the memory it takes.
+inline std::size_t BytesOf(const TrapRow& row) {
+  return sizeof row + 64 + row.Source.size() + row.EnterpriseOid.size() + row.EventDescription.size() +
+         row.Event_ExtDescr.size();
+}
 
 }  // namespace korvane::receiver

@@ -11,10 +11,12 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "ActionLane.h"
 #include "AlertLimiter.h"
 #include "AlertRules.h"
 #include "AlertRunner.h"
@@ -156,26 +158,35 @@ struct AlertRunnerTest : testing::Test {
         "VALUES ({}, {})",
         Store.Number("SELECT MAX(Trap_Group_ID) FROM Trap_Action_Group"), actions));
   }
-  void Run(LimiterOptions limits = {}) {
+  void Run(LimiterOptions limits = {}, std::size_t queueBytes = 1 << 20, std::size_t summaryBytes = 1 << 20) {
     runner_ = std::make_unique<AlertRunner>(
         Store.DataSource(), Registry, Log,
         [this](const std::shared_ptr<const AlertFiring>& firing) {
           const std::lock_guard lock(mutex_);
           fired_.push_back(AlertLine(*firing));
+          lastBytes_ = BytesOf(*firing);
         },
-        AlertRunnerOptions{.Limits = limits, .AskRegistryEvery = milliseconds(20)});
+        AlertRunnerOptions{.Limits = limits,
+                           .QueueBytes = queueBytes,
+                           .SummaryBytes = summaryBytes,
+                           .AskRegistryEvery = milliseconds(20)});
     thread_ = std::thread([this] { runner_->Run(stop_.get_token()); });
   }
-  void Offer(int count) {
+  void Offer(int count, std::size_t bindings = 10) {
     std::vector<SpooledTrap> traps(static_cast<std::size_t>(count));
     for (SpooledTrap& trap : traps) {
       trap.Row = LinkDown();
+      trap.Row.Event_ExtDescr.assign(bindings, 'x');
     }
     runner_->Offer(traps);
   }
   std::vector<std::string> Fired() {
     const std::lock_guard lock(mutex_);
     return fired_;
+  }
+  std::size_t LastBytes() {
+    const std::lock_guard lock(mutex_);
+    return lastBytes_;
   }
   bool LogHolds(const std::string& words) {
     const std::lock_guard lock(mutex_);
@@ -193,6 +204,7 @@ struct AlertRunnerTest : testing::Test {
  private:
   std::mutex mutex_;
   std::vector<std::string> fired_;
+  std::size_t lastBytes_ = 0;
   std::vector<std::string> logged_;
   std::stop_source stop_;
   std::unique_ptr<AlertRunner> runner_;
@@ -239,7 +251,66 @@ TEST_F(AlertRunnerTest, AStoreThatIsAwayAtTheStartOnlyDelaysTheAlerts) {
   EXPECT_THAT(Fired().back(), HasSubstr("and 98 more traps"));
 }
 
+TEST_F(AlertRunnerTest, LargeTrapsThatWaitAreBoundedInBytes) {
+  Store.Execute("INSERT INTO Message_Detail (Destination) VALUES ('pc1')");
+  AddAlert("Line down", 2);
+  Store.TakeAway();
+  Run({.MostInAPeriod = 2, .Period = seconds(1)}, 1 << 20, 16 << 10);
+  Offer(100, 100'000);
+  Store.BringBack();
+  ASSERT_TRUE(test::WaitUntil([&] { return Fired().size() == 3; }));
+  EXPECT_TRUE(LogHolds("90 traps came too fast"));
+  EXPECT_THAT(Fired().back(), HasSubstr("and 8 more traps"));
+  EXPECT_LT(LastBytes(), 17U << 10) << "the newest of a summary is kept in part";
+  // What was looked at makes room for others.
+  Offer(10, 90'000);
+  ASSERT_TRUE(test::WaitUntil([&] { return Fired().size() == 4; }));
+  EXPECT_THAT(Fired().back(), HasSubstr("and 10 more traps"));
+}
+
 // --- actions
+
+// Does nothing until it is let go.
+struct SlowAction : AlertAction {
+  explicit SlowAction(std::promise<void>& go) : Go(go.get_future().share()) {}
+  std::string_view Name() const override { return "slow"; }
+  bool Wanted(const AlertRule&) const override { return true; }
+  std::string Carry(const AlertFiring&, const std::stop_token&) override {
+    Go.wait();
+    return "done";
+  }
+  std::shared_future<void> Go;
+};
+
+TEST(ActionLaneTest, WhatWaitsForASlowActionIsBoundedInBytes) {
+  std::mutex mutex;
+  std::vector<std::string> lines;
+  ServiceLog log([&](LogLevel, std::string_view line) {
+    const std::lock_guard lock(mutex);
+    lines.emplace_back(line);
+  });
+  const auto done = [&] {
+    const std::lock_guard lock(mutex);
+    return std::ranges::count_if(lines, [](const std::string& line) { return line.ends_with("done"); });
+  };
+  std::promise<void> go;
+  ActionLane lane(std::make_unique<SlowAction>(go), log, {.Firings = 200, .Bytes = 1 << 20});
+  std::stop_source stop;
+  std::thread thread([&] { lane.Run(stop.get_token()); });
+  TrapRow large = LinkDown();
+  large.Event_ExtDescr.assign(100'000, 'x');
+  TrapRow huge = LinkDown();
+  huge.Event_ExtDescr.assign(2 << 20, 'x');
+  lane.Add(Firing({}, huge));  // alone, so it fits
+  for (int i = 0; i < 50; ++i) lane.Add(Firing({}, large));
+  go.set_value();
+  ASSERT_TRUE(test::WaitUntil([&] { return done() == 1; }));
+  lane.Add(Firing({}, large));  // there is room again
+  EXPECT_TRUE(test::WaitUntil([&] { return done() == 2; }));
+  stop.request_stop();
+  thread.join();
+  EXPECT_THAT(lines, testing::Contains(HasSubstr("50 times slow was asked for")));
+}
 
 TEST(AlertActionsTest, AProgramGetsTheTrapAsArgumentsAndNothingIsRunByAShell) {
   const test::TempFolder folder;

@@ -243,7 +243,7 @@ TEST_F(SpoolTest, InformsAreAnsweredWhenTheirTrapsAreSafe) {
         const std::lock_guard lock(mutex);
         answered.insert(answered.end(), tokens.begin(), tokens.end());
       },
-      [] { return true; });
+      [] { return true; }, {.Unanswered = 2});
   const auto answeredSoFar = [&] {
     const std::lock_guard lock(mutex);
     return answered;
@@ -254,15 +254,18 @@ TEST_F(SpoolTest, InformsAreAnsweredWhenTheirTrapsAreSafe) {
 
   // A disk that can't sync: only the trap store makes the next one safe.
   error = EIO;
-  queue.Push({{Row(4), 9}, {Row(5), 10}});
-  EXPECT_TRUE(test::WaitUntil([&] { return spool.LastError() == EIO && spool.Waiting() == 5; }));
+  queue.Push({{Row(4), 9}, {Row(5), 10}, {Row(6), 11}, {Row(7), 12}});
+  EXPECT_TRUE(test::WaitUntil([&] { return spool.LastError() == EIO && spool.Waiting() == 7; }));
   EXPECT_EQ(answeredSoFar().size(), 2u);
-  spool.MarkStored(spool.LastNumber() - 1);
+  spool.MarkStored(spool.LastNumber() - 3);
   EXPECT_TRUE(test::WaitUntil([&] { return answeredSoFar().size() == 3; }));
   EXPECT_EQ(answeredSoFar().back(), 9u);
+  // What is beyond the bound is stored all the same and not answered.
+  spool.MarkStored(spool.LastNumber());
+  EXPECT_TRUE(test::WaitUntil([&] { return answeredSoFar().size() == 4; }));
   queue.Close();
   thread.join();
-  EXPECT_EQ(answeredSoFar().size(), 3u);
+  EXPECT_EQ(answeredSoFar().size(), 4u);
 }
 
 }  // namespace
