@@ -53,11 +53,13 @@ bool CheckConfiguration(const Configuration& configuration) {
                 FolderProblem(configuration.SpoolFolder)) &&
          good;
   const SnmpAccess access = ReadSnmpAccess(configuration.SnmpFile);
-  for (const std::string& problem : access.Problems) {
-    good = Report(configuration.SnmpFile.string(), problem) && good;
+  for (const auto& texts : {access.Problems, access.Warnings}) {
+    for (const std::string& text : texts) {
+      good = Report(configuration.SnmpFile.string(), text) && good;
+    }
   }
-  Report(fmt::format("{}: {} SNMPv3 users, {} communities", configuration.SnmpFile.string(),
-                     access.Users.size(), access.Communities.size()),
+  Report(fmt::format("{}: {}{}", configuration.SnmpFile.string(), access.Summary(),
+                     access.Problems.empty() ? "" : ", which is all that a start would admit"),
          "");
   return Report("trap store", StoreProblem()) && good;
 }

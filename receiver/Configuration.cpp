@@ -16,6 +16,7 @@ namespace {
 // Reading is all the receiver needs, so it need not be allowed to write these values.
 constexpr std::uint32_t kReadAccess = 0x20019;
 constexpr std::size_t kMaxBytes = 1024;
+constexpr std::uintmax_t kMostSnmpFileBytes = std::uintmax_t{1} << 20;
 
 std::string TextValue(platform::RegistryStore& registry, std::string_view name) {
   const auto data =
@@ -75,24 +76,35 @@ Configuration ReadConfiguration(platform::RegistryStore& registry) {
   return configuration;
 }
 
-SnmpAccess ReadSnmpAccess(const std::filesystem::path& file) {
+SnmpAccess ReadSnmpAccess(const std::filesystem::path& file, const std::filesystem::path& defaultFile) {
   namespace fs = std::filesystem;
-  std::error_code missing;
-  const fs::file_status status = fs::status(file, missing);
-  if (status.type() == fs::file_type::not_found) {
-    return {};
-  }
   SnmpAccess access;
-  try {
-    access = ParseSnmpAccess(ReadWholeFile(file));
-  } catch (const std::system_error& error) {
-    access.Problems.push_back(error.what());
+  std::error_code ignored;
+  // A link that leads nowhere is there: somebody meant a file.
+  if (file == defaultFile && fs::symlink_status(file, ignored).type() == fs::file_type::not_found) {
+    access.Found = false;
     return access;
   }
-  const bool open = (status.permissions() & fs::perms::others_read) != fs::perms::none;
-  if (open && std::any_of(access.Users.begin(), access.Users.end(),
-                          [](const SnmpUser& user) { return !user.AuthPassphrase.empty(); })) {
-    access.Problems.push_back("it holds passphrases and every user may read it");
+  try {
+    const fs::file_status status = fs::status(file);
+    if (!fs::is_regular_file(status) && fs::exists(status)) {
+      access.Problems.push_back("it is no file");
+      return access;
+    }
+    if (fs::exists(status) && fs::file_size(file) > kMostSnmpFileBytes) {
+      access.Problems.push_back("it is too large");
+      return access;
+    }
+    access = ParseSnmpAccess(ReadWholeFile(file));
+    constexpr auto kOthers = fs::perms::group_read | fs::perms::others_read;
+    if ((status.permissions() & kOthers) != fs::perms::none &&
+        std::any_of(access.Users.begin(), access.Users.end(),
+                    [](const SnmpUser& user) { return !user.AuthPassphrase.empty(); })) {
+      access.Warnings.push_back(
+          "it holds passphrases and others than the receiver may read it: chmod 0600, chown korvane");
+    }
+  } catch (const std::system_error& error) {
+    access.Problems.push_back(error.code().message());
   }
   return access;
 }

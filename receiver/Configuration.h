@@ -18,6 +18,8 @@ inline constexpr std::string_view kListenAddressesValue = "KVListenAddresses";
 inline constexpr std::string_view kSpoolFolderValue = "KVSpoolDir";
 inline constexpr std::string_view kSnmpFileValue = "KVSnmpConfig";
 
+inline constexpr std::string_view kDefaultSnmpFile = "/etc/korvane/receiver.conf";
+
 // Ages at which traps are acknowledged and deleted.  Nothing is done for a number below 1: a value that is
 // missing from the registry must not cost a trap.
 struct Intervals {
@@ -28,7 +30,7 @@ struct Intervals {
 struct Configuration {
   std::vector<std::string> ListenAddresses = {"udp:162", "udp6:162"};
   std::filesystem::path SpoolFolder = "/var/spool/korvane";
-  std::filesystem::path SnmpFile = "/etc/korvane/receiver.conf";
+  std::filesystem::path SnmpFile = kDefaultSnmpFile;
   Intervals Ages;
 };
 
@@ -37,8 +39,10 @@ Configuration ReadConfiguration(platform::RegistryStore& registry);
 // The addresses of a list separated by commas or blanks.
 std::vector<std::string> SplitAddresses(std::string_view list);
 
-// The users and communities of the file.  A file that is not there is an empty one; a file that can't be
-// read, or that others may read although it holds passphrases, is a problem.
-SnmpAccess ReadSnmpAccess(const std::filesystem::path& file);
+// The users and communities of the file.  A file that can't be read is a problem, and so is one that is not
+// there, except the default one: a fresh installation has none.  That others than the receiver may read the
+// passphrases in it is a warning.
+SnmpAccess ReadSnmpAccess(const std::filesystem::path& file,
+                          const std::filesystem::path& defaultFile = kDefaultSnmpFile);
 
 }  // namespace korvane::receiver

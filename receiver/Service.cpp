@@ -46,7 +46,7 @@ constexpr auto kStoreCallTime = std::chrono::milliseconds(500);
 sigset_t ServiceSignals() {
   sigset_t signals;
   sigemptyset(&signals);
-  for (const int signal : {SIGTERM, SIGINT, SIGUSR1, SIGHUP}) {
+  for (const int signal : {SIGTERM, SIGINT, SIGUSR1, SIGUSR2, SIGHUP}) {
     sigaddset(&signals, signal);
   }
   return signals;
@@ -75,7 +75,7 @@ class Service {
 
  private:
   void ListenAll();
-  void ReadAccess();
+  void ReadAccess(bool again);
   void Loop();
   void ReactToSignal();
   void Drain();
@@ -93,6 +93,7 @@ class Service {
   DatabaseTrapStore store_{std::string(store::kDataSourceName)};
   Alerts alerts_;
   StoreWriter writer_;
+  MachineClocks clocks_;
   Housekeeping housekeeping_;
   Spooler spooler_;
   Listener listener_;
@@ -108,7 +109,8 @@ Service::Service(const Configuration& configuration, platform::RegistryStore& re
       alerts_(std::string(store::kDataSourceName), registry, log),
       writer_(spool_, store_, Quarantine(configuration.SpoolFolder / "quarantine.txt"), counters_, log,
               {.Stored = [this](std::span<const SpooledTrap> traps) { alerts_.Offer(traps); }}),
-      housekeeping_(std::string(store::kDataSourceName), configuration.Ages, log),
+      housekeeping_(std::string(store::kDataSourceName), configuration.Ages, clocks_,
+                    configuration.SpoolFolder, log),
       spooler_(
           queue_, spool_, log, [this](const std::vector<std::uint64_t>& tokens) { answers_.Add(tokens); },
           [this] { return writer_.StoreAvailable(); }),
@@ -118,9 +120,15 @@ Service::Service(const Configuration& configuration, platform::RegistryStore& re
 }
 
 void Service::Run() {
-  ReadAccess();
+  ReadAccess(false);
   listener_.RememberInforms(spool_.EarlierInforms());
   ListenAll();
+  if (spool_.LostIdentity()) {
+    log_.Warning(
+        fmt::format("the file state of the spool was lost or damaged: this receiver has a new identity, and "
+                    "stores what comes after trap {:016x}",
+                    spool_.RememberedStored()));
+  }
   if (const std::uint64_t waiting = spool_.Waiting(); waiting > 0) {
     log_.Info(fmt::format("{} traps of an earlier run wait in the spool", waiting));
   }
@@ -180,17 +188,22 @@ void Service::ListenAll() {
   }
 }
 
-void Service::ReadAccess() {
+// What was admitted stays admitted, and nobody else, until the whole file can be read again.
+void Service::ReadAccess(bool again) {
   SnmpAccess access = ReadSnmpAccess(configuration_.SnmpFile);
-  for (const std::string& problem : access.Problems) {
-    log_.Error(fmt::format("{}: {}", configuration_.SnmpFile.string(), problem));
+  for (const auto& texts : {access.Problems, access.Warnings}) {
+    for (const std::string& text : texts) {
+      log_.Error(fmt::format("{}: {}", configuration_.SnmpFile.string(), text));
+    }
   }
-  const std::size_t users = access.Users.size();
-  const std::size_t communities = access.Communities.size();
+  if (again && (!access.Problems.empty() || (!access.Found && library_.Access().Found))) {
+    log_.Error(fmt::format("{}: not taken over, these stay: {}", configuration_.SnmpFile.string(),
+                           library_.Access().Summary()));
+    return;
+  }
+  const std::string summary = access.Summary();
   library_.SetAccess(std::move(access));
-  log_.Info(fmt::format(
-      "{} SNMPv3 users, {}", users,
-      communities == 0 ? std::string("any community") : fmt::format("{} communities", communities)));
+  log_.Info(summary);
 }
 
 void Service::Loop() {
@@ -231,7 +244,10 @@ void Service::ReactToSignal() {
         LogCounters();
         break;
       case SIGHUP:
-        ReadAccess();
+        ReadAccess(true);
+        break;
+      case SIGUSR2:
+        housekeeping_.ConfirmClock();
         break;
       default:
         ending_ = true;

@@ -18,8 +18,9 @@ namespace korvane::receiver {
 // Signals the service takes through a descriptor: blocked before any thread starts.
 void BlockServiceSignals();
 
-// Until SIGTERM or SIGINT.  SIGUSR1 logs the counters, SIGHUP reads the file of SNMP users again.  The exit
-// status: 0, or 1 when it could not start, with the reason in the log.
+// Until SIGTERM or SIGINT.  SIGUSR1 logs the counters, SIGHUP reads the file of SNMP users again, SIGUSR2
+// says that the machine's clock is right.  The exit status: 0, or 1 when it could not start, with the reason
+// in the log.
 int RunService(const Configuration& configuration, platform::RegistryStore& registry, ServiceLog& log);
 
 }  // namespace korvane::receiver

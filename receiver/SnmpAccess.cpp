@@ -150,8 +150,15 @@ const SnmpUser* SnmpAccess::FindUser(std::string_view name, std::string_view eng
 }
 
 bool SnmpAccess::AcceptsCommunity(std::string_view community) const {
-  return Communities.empty() ||
+  return (Communities.empty() && Problems.empty()) ||
          std::find(Communities.begin(), Communities.end(), community) != Communities.end();
+}
+
+std::string SnmpAccess::Summary() const {
+  return fmt::format("{} SNMPv3 users, {}", Users.size(),
+                     !Communities.empty() ? fmt::format("{} communities", Communities.size())
+                     : Problems.empty()   ? std::string("any community")
+                                          : std::string("no community"));
 }
 
 SnmpAccess ParseSnmpAccess(std::string_view text) {

@@ -32,13 +32,19 @@ struct SnmpUser {
 
 struct SnmpAccess {
   std::vector<SnmpUser> Users;
-  std::vector<std::string> Communities;  // empty: any
-  std::vector<std::string> Problems;     // one text per line that was not understood, without passphrases
+  std::vector<std::string> Communities;  // empty: any, unless there are problems
+  // One text per line that was not understood, or why nothing was read; without passphrases.  What such a
+  // line was to restrict is not known, so with a problem only what is listed is admitted.
+  std::vector<std::string> Problems;
+  std::vector<std::string> Warnings;  // what is amiss and changes nothing
+  bool Found = true;                  // false: there is no file, and none was asked for
 
   // What a message of this user must at least be protected by: the level its keys were given for, so that an
   // attacker can't just leave them away.  An entry for the engine goes before one for any.
   const SnmpUser* FindUser(std::string_view name, std::string_view engineId) const;
   bool AcceptsCommunity(std::string_view community) const;
+  // "2 SNMPv3 users, any community"
+  std::string Summary() const;
 };
 
 SnmpAccess ParseSnmpAccess(std::string_view text);

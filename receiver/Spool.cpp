@@ -12,8 +12,6 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "InformTable.h"
-
 namespace korvane::receiver {
 namespace {
 
@@ -23,6 +21,10 @@ constexpr std::string_view kExtension = ".spool";
 // The number of a start stands above the number of a trap within it.  The start is counted and synced before
 // its first trap, so numbers ascend even where the last files of the run before did not survive.
 constexpr int kBitsPerRun = 40;
+// The store's column is a signed number.
+constexpr std::uint64_t kMostRuns = (std::uint64_t{1} << 23) - 1;
+// As many as the listener remembers.
+constexpr std::size_t kMostEarlierInforms = 50'000;
 constexpr auto kTidyPause = std::chrono::seconds(1);
 
 std::optional<std::uint64_t> HexNumber(std::string_view text) {
@@ -42,8 +44,15 @@ Spool::Spool(const fs::path& folder, SpoolOptions options) : folder_(folder), op
   state_ = CountStart(folder_);
   ReadMark();
   FindSegments();
-  const std::uint64_t newest = segments_.empty() ? 0 : segments_.back().Last >> kBitsPerRun;
-  runStart_ = std::max<std::uint64_t>(state_.Starts, newest + 1) << kBitsPerRun;
+  // Above every number that this folder knows of, whichever of its files were lost: a number at or below the
+  // one that the store is told would never be stored.
+  const std::uint64_t newest = std::max(rememberedStored_, segments_.empty() ? 0 : segments_.back().Last);
+  lostIdentity_ = state_.New && newest > 0;
+  const std::uint64_t run = std::max<std::uint64_t>(state_.Starts, (newest >> kBitsPerRun) + 1);
+  if (run > kMostRuns) {
+    throw std::runtime_error(fmt::format("the spool {} has no numbers left: empty it", folder_.string()));
+  }
+  runStart_ = run << kBitsPerRun;
   lastNumber_ = runStart_;
   storedNumber_ = rememberedStored_;
 }
@@ -57,32 +66,15 @@ void Spool::LockFolder() {
 
 // Files of earlier runs are only read; a torn end of theirs is skipped when it is reached.
 void Spool::FindSegments() {
-  const std::int64_t now =
-      std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
-          .count();
+  std::vector<fs::path> files;
   for (const fs::directory_entry& entry : fs::directory_iterator(folder_)) {
-    if (entry.path().extension() != kExtension || !HexNumber(entry.path().stem().string())) {
-      continue;
+    if (entry.path().extension() == kExtension && HexNumber(entry.path().stem().string())) {
+      files.push_back(entry.path());
     }
-    Segment segment;
-    segment.Path = entry.path();
-    segment.Bytes = entry.file_size();
-    SegmentReader reader(segment.Path);
-    while (const auto trap = reader.Next(segment.Bytes)) {
-      // Remains of a write that failed and was done again may stand behind the last record.
-      segment.First = segment.Count == 0 ? trap->Number : std::min(segment.First, trap->Number);
-      segment.Last = std::max(segment.Last, trap->Number);
-      ++segment.Count;
-      if (trap->Row.InformKey != 0 && now - trap->Row.EventTime < InformTable::kMemory.count()) {
-        earlierInforms_.push_back(trap->Row.InformKey);
-      }
-    }
-    damaged_ += segment.Count == 0 || segment.Last > rememberedStored_ ? reader.Damages() : 0;
-    if (segment.Count > 0) {
-      segments_.push_back(segment);
-    } else {
-      fs::remove(segment.Path);
-    }
+  }
+  std::sort(files.begin(), files.end());  // and so by number
+  for (const fs::path& file : files) {
+    AddSegment(file);
   }
   std::sort(segments_.begin(), segments_.end(),
             [](const Segment& a, const Segment& b) { return a.First < b.First; });
@@ -93,10 +85,39 @@ void Spool::FindSegments() {
   }
 }
 
+void Spool::AddSegment(const fs::path& file) {
+  Segment segment;
+  segment.Path = file;
+  segment.Bytes = fs::file_size(file);
+  SegmentReader reader(file);
+  while (const auto trap = reader.Next(segment.Bytes)) {
+    // Remains of a write that failed and was done again may stand behind the last record.
+    segment.First = segment.Count == 0 ? trap->Number : std::min(segment.First, trap->Number);
+    segment.Last = std::max(segment.Last, trap->Number);
+    ++segment.Count;
+    // The last so many, not those of the last minutes: a clock that was set would have a copy stored again.
+    if (trap->Row.InformKey != 0) {
+      earlierInforms_.push_back(trap->Row.InformKey);
+    }
+  }
+  if (earlierInforms_.size() > kMostEarlierInforms) {
+    earlierInforms_.erase(earlierInforms_.begin(), earlierInforms_.end() - kMostEarlierInforms);
+  }
+  damaged_ += segment.Count == 0 || segment.Last > rememberedStored_ ? reader.Damages() : 0;
+  if (segment.Count > 0) {
+    segments_.push_back(segment);
+  } else {
+    fs::remove(file);
+  }
+}
+
 void Spool::ReadMark() {
   mark_ = OpenFileOrThrow(folder_ / "stored", O_RDWR | O_CREAT);
   const std::string text = ReadWholeFile(folder_ / "stored");
   rememberedStored_ = HexNumber(std::string_view(text).substr(0, 16)).value_or(0);
+  if (rememberedStored_ >> kBitsPerRun >= kMostRuns) {
+    rememberedStored_ = 0;  // damaged
+  }
 }
 
 void Spool::WriteMark() {
@@ -157,6 +178,7 @@ bool Spool::WriteChunks() {
     segment.Bytes = offset + chunk->Bytes.size();
     segment.Last = chunk->Last;
     segment.Count += chunk->Count;
+    segment.Written = std::chrono::steady_clock::now();
     if (!unwritten_.empty() && unwritten_.front() == chunk) {
       unwritten_.pop_front();
       unwrittenBytes_ -= chunk->Bytes.size();
@@ -256,7 +278,7 @@ std::vector<SpooledTrap> Spool::Read(std::uint64_t after, std::size_t maxRows, s
       readUpTo_ = segment->Last;
     } else if (next->Number > readUpTo_) {
       readUpTo_ = next->Number;
-      bytes += next->Row.EventDescription.size() + next->Row.Event_ExtDescr.size() + 100;
+      bytes += BytesOf(next->Row);
       traps.push_back(std::move(*next));
     }
   }
@@ -319,9 +341,8 @@ void Spool::Tidy() {
       continue;
     }
     kept += segment.Bytes;
-    std::error_code error;
-    const auto age = fs::file_time_type::clock::now() - fs::last_write_time(segment.Path, error);
-    if (error || kept > options_.KeptBytes || age > options_.KeptTime) {
+    if (kept > options_.KeptBytes || now - segment.Written > options_.KeptTime) {
+      std::error_code error;
       fs::remove(segment.Path, error);
       segments_.erase(segments_.begin() + static_cast<std::ptrdiff_t>(i));
     }

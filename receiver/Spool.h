@@ -49,9 +49,12 @@ class Spool {
   explicit Spool(const std::filesystem::path& folder, SpoolOptions options = {});
 
   const ReceiverState& State() const { return state_; }
+  // The file "state" was lost while others of the folder were not: the store does not know this spool, and
+  // what the file "stored" remembers decides.
+  bool LostIdentity() const { return lostIdentity_; }
   // Every number of this run is greater; every number of an earlier run is not.
   std::uint64_t RunStart() const { return runStart_; }
-  // Keys of informs received lately by earlier runs, found when the files were opened.
+  // Keys of the informs that earlier runs received last, found when the files were opened; the oldest first.
   const std::vector<std::uint64_t>& EarlierInforms() const { return earlierInforms_; }
   // What the file beside the spool remembers as stored, for a store that knows nothing of this spool.
   std::uint64_t RememberedStored() const { return rememberedStored_; }
@@ -87,6 +90,7 @@ class Spool {
   struct Segment : Stretch {
     std::filesystem::path Path;
     std::uint64_t Bytes = 0;  // the end of its last record
+    std::chrono::steady_clock::time_point Written = std::chrono::steady_clock::now();  // or found
   };
   struct Chunk : Stretch {
     std::string Bytes;
@@ -94,6 +98,7 @@ class Spool {
 
   void LockFolder();
   void FindSegments();
+  void AddSegment(const std::filesystem::path& file);
   void ReadMark();
   void WriteMark();
   bool WriteChunks();
@@ -111,6 +116,7 @@ class Spool {
   ReceiverState state_;
   std::uint64_t runStart_ = 0;
   std::uint64_t rememberedStored_ = 0;
+  bool lostIdentity_ = false;
   std::vector<std::uint64_t> earlierInforms_;
 
   mutable std::mutex mutex_;  // segments_, unwritten_

@@ -8,6 +8,7 @@
 #include <optional>
 #include <random>
 #include <string_view>
+#include <system_error>
 
 #include "Files.h"
 
@@ -63,6 +64,17 @@ std::string NewEngineId() {
   return std::string("\x80\x00\x1f\x88\x80", 5) + RandomOctets(8);
 }
 
+// Seconds within which sums and differences can't overflow.
+std::optional<std::int64_t> Seconds(std::string_view text) {
+  constexpr std::int64_t kMost = std::int64_t{1} << 40;
+  std::int64_t seconds = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+  if (error != std::errc() || end != text.data() + text.size() || seconds < 0 || seconds > kMost) {
+    return std::nullopt;
+  }
+  return seconds;
+}
+
 std::optional<ReceiverState> Parse(std::string_view content) {
   ReceiverState state;
   state.SpoolId = Line(content, "spool");
@@ -86,7 +98,7 @@ ReceiverState CountStart(const std::filesystem::path& folder) {
     state = Parse(ReadWholeFile(file));
   }
   if (!state) {
-    state = ReceiverState{.SpoolId = Hex(RandomOctets(16)), .EngineId = NewEngineId()};
+    state = ReceiverState{.SpoolId = Hex(RandomOctets(16)), .EngineId = NewEngineId(), .New = true};
   }
   if (state->Starts >= kMostBoots - 1) {
     // Boots may not start over with the same engine ID.
@@ -97,6 +109,29 @@ ReceiverState CountStart(const std::filesystem::path& folder) {
   ReplaceFile(file, fmt::format("spool = {}\nengine-id = {}\nstarts = {}\n", state->SpoolId,
                                 Hex(state->EngineId), state->Starts));
   return *state;
+}
+
+std::optional<ClockMemory> ReadClockMemory(const std::filesystem::path& folder) {
+  std::string content;
+  try {
+    content = ReadWholeFile(folder / "clock");
+  } catch (const std::system_error&) {
+    return std::nullopt;
+  }
+  const auto wall = Seconds(Line(content, "wall"));
+  const auto even = Seconds(Line(content, "even"));
+  if (!wall || !even) {
+    return std::nullopt;
+  }
+  return ClockMemory{.Vouched = Seconds(Line(content, "vouched")), .Wall = *wall, .Even = *even};
+}
+
+void WriteClockMemory(const std::filesystem::path& folder, const ClockMemory& memory) {
+  std::string content = fmt::format("wall = {}\neven = {}\n", memory.Wall, memory.Even);
+  if (memory.Vouched) {
+    content += fmt::format("vouched = {}\n", *memory.Vouched);
+  }
+  ReplaceFile(folder / "clock", content);
 }
 
 }  // namespace korvane::receiver

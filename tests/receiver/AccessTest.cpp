@@ -61,14 +61,44 @@ TEST(SnmpAccess, GoodLinesAreTakenAndEachBadOneIsNamed) {
   EXPECT_TRUE(ParseSnmpAccess("").AcceptsCommunity("anything"));
 }
 
-TEST(SnmpAccess, APassphraseThatEveryoneMayReadIsAProblem) {
+TEST(SnmpAccess, AFileThatIsNotWhollyReadAdmitsWhatItListsAndNothingElse) {
   const test::TempFolder folder;
-  EXPECT_TRUE(ReadSnmpAccess(folder / "none").Problems.empty());
+  std::filesystem::create_directory(folder / "folder");
+  std::filesystem::create_symlink("nowhere", folder / "link");
+  test::WriteFile(folder / "empty", "# nobody\n");
+  test::WriteFile(folder / "misspelt", "comunity secret\ncreateUser plain\n");
+  test::WriteFile(folder / "good", "community secret\n");
+  test::WriteFile(folder / "long", std::string(2 << 20, '\n'));
+  struct Case {
+    const char* File;
+    const char* Default;
+    std::size_t Problems;
+    const char* Summary;
+  };
+  const Case cases[] = {{"none", "none", 0, "0 SNMPv3 users, any community"},
+                        {"none", "other", 1, "0 SNMPv3 users, no community"},
+                        {"link", "link", 1, "0 SNMPv3 users, no community"},
+                        {"folder", "folder", 1, "0 SNMPv3 users, no community"},
+                        {"long", "long", 1, "0 SNMPv3 users, no community"},
+                        {"misspelt", "misspelt", 1, "1 SNMPv3 users, no community"},
+                        {"good", "other", 0, "0 SNMPv3 users, 1 communities"},
+                        {"empty", "other", 0, "0 SNMPv3 users, any community"}};
+  for (const Case& c : cases) {
+    const SnmpAccess access = ReadSnmpAccess(folder / c.File, folder / c.Default);
+    EXPECT_EQ(access.Problems.size(), c.Problems) << c.File;
+    EXPECT_EQ(access.Summary(), c.Summary) << c.File;
+    EXPECT_EQ(access.AcceptsCommunity("public"), access.Summary().ends_with("any community")) << c.File;
+  }
+}
+
+TEST(SnmpAccess, PassphrasesThatOthersMayReadAreAWarning) {
+  const test::TempFolder folder;
   test::WriteFile(folder / "users", "createUser auth SHA authpass1\n");
-  std::filesystem::permissions(folder / "users", std::filesystem::perms(0640));
-  EXPECT_TRUE(ReadSnmpAccess(folder / "users").Problems.empty());
-  std::filesystem::permissions(folder / "users", std::filesystem::perms(0644));
-  EXPECT_EQ(ReadSnmpAccess(folder / "users").Problems.size(), 1u);
+  for (const auto& [mode, warnings] : {std::pair(0600, 0u), {0640, 1u}, {0604, 1u}}) {
+    std::filesystem::permissions(folder / "users", std::filesystem::perms(mode));
+    EXPECT_EQ(ReadSnmpAccess(folder / "users").Warnings.size(), warnings) << mode;
+    EXPECT_EQ(ReadSnmpAccess(folder / "users").Users.size(), 1u) << "it is used all the same";
+  }
 }
 
 TEST(Configuration, AbsentValuesHaveDefaultsAndListsAreSplit) {

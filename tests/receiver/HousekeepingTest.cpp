@@ -10,6 +10,7 @@
 
 #include "store/DatabaseError.h"
 #include "store/EngineTest.h"
+#include "support/TempFolder.h"
 
 namespace korvane::receiver {
 namespace {
@@ -18,18 +19,29 @@ constexpr std::int32_t kNow = 1'700'000'000;
 constexpr std::int32_t kHour = 3600;
 constexpr std::int32_t kDay = 86400;
 
+struct TestClocks : Clocks {
+  ClockReading Read() override { return Now; }
+  bool Synchronized() override { return Confirmed; }
+
+  ClockReading Now{.Wall = kNow, .Elapsed = kDay};
+  bool Confirmed = true;
+};
+
 class HousekeepingTest : public store::EngineTest {
  protected:
   std::int32_t Count(const std::string& condition) {
     return Made->Number("SELECT COUNT(*) FROM EventTrap WHERE " + condition);
   }
-  HouseholdWork Round(Intervals intervals, std::int64_t now = kNow) {
-    Housekeeping housekeeping(Made->DataSource(), intervals, Log,
+  HouseholdWork Round(Intervals intervals) {
+    Housekeeping housekeeping(Made->DataSource(), intervals, Machine, Folder.Path(), Log,
                               {.RowsAtOnce = 10, .Breath = std::chrono::milliseconds(0)});
-    return housekeeping.Round(now, std::stop_source().get_token());
+    return housekeeping.Round(std::stop_source().get_token());
   }
 
-  ServiceLog Log{[](LogLevel, std::string_view) {}};
+  const test::TempFolder Folder;
+  TestClocks Machine;
+  std::vector<std::string> Lines;
+  ServiceLog Log{[this](LogLevel, std::string_view line) { Lines.emplace_back(line); }};
 };
 using store::EngineOf;
 KORVANE_ON_EVERY_ENGINE(HousekeepingTest);
@@ -63,14 +75,44 @@ TEST_P(HousekeepingTest, ANumberBelowOneDoesNothing) {
   EXPECT_EQ(Count("EventAck = 0"), 1);
 }
 
+TEST_P(HousekeepingTest, NothingGoesOnTheWordOfOneClock) {
+  for (int day = 0; day < 20; ++day) {
+    Made->AddTrap({.EventTime = kNow - 30 * kDay - day * kDay});
+  }
+  Made->AddTrap({.EventTime = kNow + 300 * kDay});  // of a time when the clock was ahead
+  const std::stop_source never;
+  Machine.Confirmed = false;
+  Housekeeping housekeeping(Made->DataSource(), {.AckHours = 12, .PurgeDays = 7}, Machine, Folder.Path(),
+                            Log);
+  for (int minute = 0; minute < 25 * 60; ++minute) {
+    const HouseholdWork work = housekeeping.Round(never.get_token());
+    ASSERT_EQ(work.Purged, 0);
+    // A clock that went evenly for twelve hours shows that what it calls so old is not from today.
+    ASSERT_EQ(work.Acknowledged, minute == 12 * 60 ? 20 : 0) << minute;
+    Machine.Now.Wall += 60;
+    Machine.Now.Elapsed += 60;
+  }
+  ASSERT_EQ(Lines.size(), 2u) << "once, and once a day";
+  EXPECT_NE(Lines[0].find("nothing confirms it"), std::string::npos);
+  housekeeping.ConfirmClock();
+  EXPECT_EQ(housekeeping.Round(never.get_token()).Purged, 20);
+  // The next run still knows it, and a clock that was set meanwhile is not believed.
+  Made->AddTrap({.EventTime = static_cast<std::int32_t>(Machine.Now.Wall)});
+  Machine.Now.Wall += 100 * kDay;
+  EXPECT_EQ(Round({.AckHours = 0, .PurgeDays = 7}).Purged, 0);
+  Machine.Confirmed = true;
+  EXPECT_EQ(Round({.AckHours = 0, .PurgeDays = 7}).Purged, 1);
+  EXPECT_EQ(Count("1 = 1"), 1);
+}
+
 TEST_P(HousekeepingTest, AStoreThatIsAwayIsUsedAgainAtTheNextRound) {
   Made->AddTrap({.EventTime = 1});
-  Housekeeping housekeeping(Made->DataSource(), {.AckHours = 0, .PurgeDays = 1}, Log);
+  Housekeeping housekeeping(Made->DataSource(), {.AckHours = 0, .PurgeDays = 1}, Machine, Folder.Path(), Log);
   const std::stop_source never;
   Made->TakeAway();
-  EXPECT_THROW(housekeeping.Round(kNow, never.get_token()), store::DatabaseError);
+  EXPECT_THROW(housekeeping.Round(never.get_token()), store::DatabaseError);
   Made->BringBack();
-  EXPECT_EQ(housekeeping.Round(kNow, never.get_token()).Purged, 1);
+  EXPECT_EQ(housekeeping.Round(never.get_token()).Purged, 1);
 }
 
 }  // namespace

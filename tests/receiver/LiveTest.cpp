@@ -223,6 +223,12 @@ TEST_F(Live, KilledAtAnyMomentItKeepsEveryAnsweredInformOnce) {
   EXPECT_EQ(Rows(), static_cast<std::int32_t>(answered.size()));
 }
 
+TEST_F(Live, NoCoreDumpHoldsItsPassphrases) {
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  EXPECT_EQ(receiver_.End(SIGQUIT), -1);
+  EXPECT_FALSE(receiver_.DumpedCore());
+}
+
 TEST_F(Live, WhatTheKernelDropsIsCounted) {
   ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
   const std::string packet = V2Trap(std::string(8000, 'x'));
@@ -261,17 +267,39 @@ TEST_F(Live, AStoreThatHangsDoesNotHoldUpTheStop) {
   EXPECT_TRUE(RowsBecome(2));
 }
 
-TEST_F(Live, UsersAreReadAgainAndCheckNamesWhatIsWrong) {
+TEST_F(Live, UsersAreReadAgainWhenAllLinesAreGoodAndCheckNamesWhatIsWrong) {
+  const std::filesystem::path users = receiver_.Folder() / "users";
+  const auto reload = [&](std::string_view words) {
+    const std::size_t before = receiver_.Log().size();
+    receiver_.Signal(SIGHUP);
+    return test::WaitUntil([&] { return receiver_.Log().find(words, before) != std::string::npos; });
+  };
+  const auto sendAs = [&](const char* user, const char* text) {
+    SendV3("snmptrap", {"-l", "noAuthNoPriv", "-u", user, "-e", "0x80000000010203BB"}, text);
+  };
+  test::WriteFile(users, "createUser open\ncommunity secret\n");
   ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
-  test::WriteFile(receiver_.Folder() / "users", "createUser later\nnonsense\n");
-  receiver_.Signal(SIGHUP);
-  ASSERT_TRUE(test::WaitUntil([&] { return receiver_.Log().find("1 SNMPv3 users") != std::string::npos; }));
-  EXPECT_NE(receiver_.Log().find("line 2: unknown word nonsense"), std::string::npos);
-  EXPECT_EQ(SendV3("snmptrap", {"-l", "noAuthNoPriv", "-u", "later", "-e", "0x80000000010203BB"}, "x"), 0);
+  EXPECT_TRUE(reload("1 SNMPv3 users, 1 communities"));
+  // Whatever is wrong with the file, the old access stays.
+  test::WriteFile(users, "createUser later\nnonsense\n");
+  EXPECT_TRUE(reload("line 2: unknown word nonsense"));
+  EXPECT_TRUE(reload("these stay: 1 SNMPv3 users, 1 communities"));
+  std::filesystem::remove(users);
+  EXPECT_TRUE(reload("No such file"));
+  SendV2("snmptrap", receiver_.Address(), "not of this community");
+  sendAs("later", "not yet");
+  ASSERT_TRUE(test::WaitUntil([&] { return receiver_.Counters()["malformed"] == 2; })) << receiver_.Log();
+  sendAs("open", "x");
   EXPECT_TRUE(RowsBecome(1));
-  SendV3("snmptrap", {"-l", "noAuthNoPriv", "-u", "open", "-e", "0x80000000010203BB"}, "y");
-  EXPECT_TRUE(test::WaitUntil([&] { return receiver_.Counters()["malformed"] == 1; }));
-  EXPECT_EQ(Rows(), 1);
+
+  test::WriteFile(users, "createUser later\n");
+  EXPECT_TRUE(reload("1 SNMPv3 users, any community"));
+  sendAs("later", "y");
+  EXPECT_TRUE(RowsBecome(2));
+  sendAs("open", "z");
+  EXPECT_TRUE(test::WaitUntil([&] { return receiver_.Counters()["malformed"] == 3; }));
+  EXPECT_EQ(Rows(), 2);
+  test::WriteFile(users, "createUser later\nnonsense\n");
 
   // A second one on the same spool gives up, and --check tells what is wrong.
   setenv("KORVANE_REGISTRY", receiver_.RegistryFile().c_str(), 1);
@@ -308,6 +336,10 @@ TEST(LiveAlerts, ATrapSendsAMailAndStartsAProgramAndOldTrapsGo) {
 
   RunningReceiver receiver("", "\"KVPurgeFreqDays\"=dword:00000001\n\"KVActionUpdate\"=dword:00000001\n");
   ASSERT_TRUE(receiver.Start()) << receiver.Log();
+  EXPECT_TRUE(
+      test::WaitUntil([&] { return receiver.Log().find("nothing confirms it") != std::string::npos; }));
+  EXPECT_EQ(store.Number("SELECT COUNT(*) FROM EventTrap"), 1) << "the clock may be ahead";
+  receiver.Signal(SIGUSR2);
   EXPECT_TRUE(test::WaitUntil([&] { return store.Number("SELECT COUNT(*) FROM EventTrap") == 0; }))
       << "a trap of 1970 is older than a day\n"
       << receiver.Log();

@@ -4,6 +4,7 @@
 #include <arpa/inet.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -72,6 +73,12 @@ class RunningReceiver {
       setenv("KORVANE_REGISTRY", RegistryFile().c_str(), 1);
       unsetenv("JOURNAL_STREAM");
       setenv("LSAN_OPTIONS", "exitcode=0", 1);  // leaks are judged by OwnLeaks
+      // No word of this machine's time service: the clock is not confirmed.
+      setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+      // It could leave a core dump, and would do so here.
+      const rlimit unlimited{.rlim_cur = RLIM_INFINITY, .rlim_max = RLIM_INFINITY};
+      setrlimit(RLIMIT_CORE, &unlimited);
+      if (chdir(folder_.Path().c_str()) != 0) _exit(127);
       dup2(open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), 2);
       execl(KVRECEIVER, KVRECEIVER, nullptr);
       _exit(127);
@@ -86,6 +93,7 @@ class RunningReceiver {
     if (waitpid(process_, &status, WNOHANG) == process_) {
       process_ = 0;
       exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+      dumpedCore_ = WIFSIGNALED(status) && WCOREDUMP(status);
     }
     return process_ > 0;
   }
@@ -95,6 +103,8 @@ class RunningReceiver {
     test::WaitUntil([&] { return !Alive(); });
     return exitStatus_;
   }
+
+  bool DumpedCore() const { return dumpedCore_; }
 
   // Under the leak sanitizer.  The embedded engine's driver loses some memory at every connect, and is
   // unloaded before the report, so a leak counts when its stack names a function of ours or of the SNMP
@@ -146,6 +156,7 @@ class RunningReceiver {
   std::uint16_t port6_;
   pid_t process_ = 0;
   int exitStatus_ = -1;
+  bool dumpedCore_ = false;
 };
 
 // Sends ready-made packets from one socket.

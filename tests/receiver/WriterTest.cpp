@@ -27,9 +27,11 @@ enum class Fault { BeforeTheEffect, AfterTheEffect, DeathBefore, DeathAfter };
 // Keeps its rows over the life of several receivers, as a database does.
 class FaultyStore : public TrapStore {
  public:
-  std::uint64_t Open(std::string_view, std::uint64_t highestPossible, std::uint64_t remembered) override {
+  std::uint64_t Open(std::string_view spoolId, std::uint64_t highestPossible,
+                     std::uint64_t remembered) override {
     Operation([&] {
-      if (stored_ > highestPossible) stored_ = remembered;
+      if (spoolId != spoolId_ || stored_ > highestPossible) stored_ = remembered;
+      spoolId_ = spoolId;
     });
     return stored_;
   }
@@ -80,6 +82,7 @@ class FaultyStore : public TrapStore {
 
   mutable std::mutex mutex_;
   std::vector<int> rows_;
+  std::string spoolId_;
   std::atomic<std::uint64_t> stored_ = 0;
   std::atomic<int> operations_ = 0;
   int failAt_ = 0;
@@ -177,6 +180,62 @@ TEST(StoreWriter, NothingIsLostOrDoubledWhicheverOperationFails) {
       happened = store.FaultHappened();
     }
     EXPECT_GT(operation, 4);
+  }
+}
+
+TEST(StoreWriter, WhicheverFileOfTheSpoolIsLostWhatWasAnsweredIsStored) {
+  namespace fs = std::filesystem;
+  struct Case {
+    const char* Name;
+    const char* State;   // new content; nothing: as it was, "lost": deleted, "old": of the first run
+    const char* Stored;  // the same
+    bool Doubles;        // neither spool nor store can know what is stored
+  };
+  const Case cases[] = {{"nothing", nullptr, nullptr, false},
+                        {"state", "lost", nullptr, false},
+                        {"state damaged", "spool = x", nullptr, false},
+                        {"state put back", "old", nullptr, false},
+                        {"state put back, stored lost", "old", "lost", false},
+                        {"stored", nullptr, "lost", false},
+                        {"stored damaged", nullptr, "zz", false},
+                        {"stored far too high", nullptr, "ffffffffffffffff", false},
+                        {"state lost, stored far too high", "lost", "ffffffffffffffff", true},
+                        {"both", "lost", "lost", true}};
+  for (const Case& c : cases) {
+    for (const bool trapsLost : {false, true}) {
+      const test::TempFolder folder;
+      FaultyStore store;
+      Receiver(folder.Path(), store).Stop();
+      const std::string firstState = test::ReadFile(folder / "state");
+      for (int run = 0; run < 3; ++run) {
+        Receiver receiver(folder.Path(), store);
+        receiver.Take(2 * run + 1, 2 * run + 2);
+        receiver.Start();
+        ASSERT_TRUE(test::WaitUntil([&] { return receiver.Idle(); }));
+      }
+      Receiver(folder.Path(), store).Take(7, 8);  // answered, and the store is away
+      const auto lose = [&](const char* name, const char* content) {
+        if (content == nullptr) return;
+        fs::remove(folder / name);
+        if (content != std::string("lost")) {
+          test::WriteFile(folder / name, content == std::string("old") ? firstState : content);
+        }
+      };
+      lose("state", c.State);
+      lose("stored", c.Stored);
+      for (const auto& entry : fs::directory_iterator(folder.Path())) {
+        if (trapsLost && entry.path().extension() == ".spool") fs::remove(entry.path());
+      }
+      Receiver receiver(folder.Path(), store);
+      receiver.Take(9, 10);
+      receiver.Start();
+      ASSERT_TRUE(test::WaitUntil([&] { return receiver.Idle(); }));
+      receiver.Stop();
+      std::vector<int> expected = Range(1, 6);
+      const std::vector<int> again = trapsLost ? Range(9, 10) : c.Doubles ? Range(1, 10) : Range(7, 10);
+      expected.insert(expected.end(), again.begin(), again.end());
+      EXPECT_EQ(store.Rows(), expected) << c.Name << (trapsLost ? ", and the traps" : "");
+    }
   }
 }
 
