@@ -58,9 +58,9 @@ bool CheckConfiguration(const Configuration& configuration) {
       good = Report(configuration.SnmpFile.string(), text) && good;
     }
   }
-  Report(fmt::format("{}: {}{}", configuration.SnmpFile.string(), access.Summary(),
-                     access.Problems.empty() ? "" : ", which is all that a start would admit"),
-         "");
+  Report(
+      fmt::format("{}: {}", configuration.SnmpFile.string(), access.Summary()),
+      access.Problems.empty() ? "" : "a start would admit no more than that, a reload would change nothing");
   return Report("trap store", StoreProblem()) && good;
 }
 

@@ -8,7 +8,7 @@
 namespace korvane::receiver {
 namespace {
 
-constexpr std::uint64_t kAnswerMicroseconds = 2'000'000;
+constexpr std::uint64_t kAnswerMicroseconds = 1'000'000;  // a stop of the receiver waits for it
 
 struct CloseBus {
   void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }

@@ -7,6 +7,18 @@
 //   keeping       old traps                     (Housekeeping)
 //   looking       stored traps -> alerts        (AlertRunner), and a thread for each kind of action
 //   (ActionLane)
+//
+// What the network can make it hold is bounded in bytes, by less than 300 MiB in all.  In MiB, at most:
+//    64  the trap queue, and 16 of it on the way to the spool (TrapQueue); when it is full nothing is read
+//    72  traps that the disk refuses (SpoolerOptions); then the queue fills
+//    16  answers to informs (InformTable), and 2 for the tokens of those that are not safe yet
+//    12  the batch being stored, as read, as sent and as statements (WriterOptions); the rest is in the spool
+//    24  traps that wait for the alerts, and the newest for each summary (AlertRunnerOptions)
+//     4  names of traps that alerts were about (AlertRunner)
+//    16  firings that wait for the four kinds of action (ActionLaneOptions)
+//    10  engines and keys of SNMPv3 senders (SnmpLibrary)
+// and for moments some 11 for each packet that is decoded.  The receive buffers of the sockets are the
+// kernel's, which counts them as the service's too.
 #pragma once
 
 #include "Configuration.h"

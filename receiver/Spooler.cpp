@@ -48,21 +48,19 @@ void Spooler::Take(std::vector<QueuedTrap> traps) {
   if (traps.empty()) {
     return;
   }
+  std::vector<TrapRow> rows;
+  rows.reserve(traps.size());
   std::uint64_t number = spool_.LastNumber();
   bool informs = false;
-  for (std::size_t i = 0; i < traps.size();) {
-    std::vector<TrapRow> rows;
-    for (std::size_t bytes = 0; i < traps.size() && bytes < options_.BytesAtOnce; ++i) {
-      ++number;
-      if (traps[i].InformToken != 0) {
-        AwaitAnswer(number, traps[i].InformToken);
-        informs = true;
-      }
-      bytes += BytesOf(traps[i].Row);
-      rows.push_back(std::move(traps[i].Row));
+  for (QueuedTrap& trap : traps) {
+    ++number;
+    if (trap.InformToken != 0) {
+      AwaitAnswer(number, trap.InformToken);
+      informs = true;
     }
-    spool_.Append(rows);
+    rows.push_back(std::move(trap.Row));
   }
+  spool_.Append(rows);
   if ((informs || !storeAvailable_()) && spool_.Sync()) {
     AnswerAll();
   }

@@ -20,8 +20,6 @@ namespace korvane::receiver {
 struct SpoolerOptions {
   // What may wait in memory while the disk refuses; then the queue fills, and then the sockets.
   std::size_t UnwrittenBytes = std::size_t{64} << 20;
-  // Of what is taken from the queue, so much at once exists as rows and as bytes of a file.
-  std::size_t BytesAtOnce = std::size_t{4} << 20;
   // Informs that may wait for disk or store.  More are stored and not answered; their senders repeat them.
   std::size_t Unanswered = 100'000;
 };

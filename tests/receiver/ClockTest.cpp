@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "ClockWitness.h"
+#include "MachineClocks.h"
 #include "StateFile.h"
+#include "support/PrivateBus.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"
 
@@ -167,6 +170,20 @@ TEST(ClockWitness, WhatItRemembersComesBackUnlessTheFileIsDamaged) {
     test::WriteFile(folder / "clock", damaged);
     EXPECT_EQ(ReadClockMemory(folder.Path()), std::nullopt) << damaged;
   }
+}
+
+TEST(MachineClocks, TheTimeServiceIsAskedAndNobodyMeansNo) {
+  const test::PrivateBus bus;
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1);
+  MachineClocks clocks;
+  EXPECT_FALSE(clocks.Synchronized()) << "no time service";
+  {
+    const test::Companion service({"/usr/bin/python3", "-m", "dbusmock", "--template", "timedated"});
+    EXPECT_TRUE(test::WaitUntil([&] { return clocks.Synchronized(); }, std::chrono::seconds(60)));
+  }
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+  EXPECT_FALSE(clocks.Synchronized()) << "no bus";
+  unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
 }
 
 }  // namespace
