@@ -272,13 +272,15 @@ TEST_F(AlertRunnerTest, LargeTrapsThatWaitAreBoundedInBytes) {
 
 // Does nothing until it is let go.
 struct SlowAction : AlertAction {
-  explicit SlowAction(std::promise<void>& go) : Go(go.get_future().share()) {}
+  SlowAction(std::atomic<bool>& begun, std::promise<void>& go) : Begun(begun), Go(go.get_future().share()) {}
   std::string_view Name() const override { return "slow"; }
   bool Wanted(const AlertRule&) const override { return true; }
   std::string Carry(const AlertFiring&, const std::stop_token&) override {
+    Begun = true;
     Go.wait();
     return "done";
   }
+  std::atomic<bool>& Begun;
   std::shared_future<void> Go;
 };
 
@@ -293,8 +295,9 @@ TEST(ActionLaneTest, WhatWaitsForASlowActionIsBoundedInBytes) {
     const std::lock_guard lock(mutex);
     return std::ranges::count_if(lines, [](const std::string& line) { return line.ends_with("done"); });
   };
+  std::atomic<bool> begun = false;
   std::promise<void> go;
-  ActionLane lane(std::make_unique<SlowAction>(go), log, {.Firings = 200, .Bytes = 1 << 20});
+  ActionLane lane(std::make_unique<SlowAction>(begun, go), log, {.Firings = 200, .Bytes = 1 << 20});
   std::stop_source stop;
   std::thread thread([&] { lane.Run(stop.get_token()); });
   TrapRow large = LinkDown();
@@ -302,6 +305,7 @@ TEST(ActionLaneTest, WhatWaitsForASlowActionIsBoundedInBytes) {
   TrapRow huge = LinkDown();
   huge.Event_ExtDescr.assign(2 << 20, 'x');
   lane.Add(Firing({}, huge));  // alone, so it fits
+  ASSERT_TRUE(test::WaitUntil([&] { return begun.load(); }));
   for (int i = 0; i < 50; ++i) lane.Add(Firing({}, large));
   go.set_value();
   ASSERT_TRUE(test::WaitUntil([&] { return done() == 1; }));
