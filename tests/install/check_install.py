@@ -1,4 +1,4 @@
-"""What an administrator sets a machine up with: trap names and their loader, data sources, registry file.
+"""What an administrator sets a machine up with: trap names and their loader, data sources, registry file, folders.
 
   check_install.py STATE      STATE: what database-servers wrote when it started the two servers
 """
@@ -8,6 +8,7 @@ import contextlib
 import os
 import pathlib
 import re
+import shutil
 import sqlite3
 import subprocess
 import sys
@@ -206,6 +207,18 @@ class TrapNames(unittest.TestCase):
                 self.assertRegex(done.stderr, rf"names\.tsv:{line}: .*{reason}".replace("+", r"\+"))
                 self.assertEqual(self.rows(store), before)
 
+    def test_a_new_store_is_whole_and_its_groups_and_nothing_planted_is_written(self):
+        Sqlite(self.folder)
+        self.assertEqual(sorted(os.listdir(self.folder)), ["dvldb-traps.db", "dvldb.db"])
+        for file in self.folder.iterdir():
+            self.assertEqual(file.stat().st_mode & 0o777, 0o660)
+        elsewhere = self.folder / "elsewhere"
+        (self.folder / "second.db").symlink_to(elsewhere)
+        done = run(TOP / "install" / "make-store", "sqlite", self.folder / "second.db")
+        self.assertEqual(done.returncode, 1)
+        self.assertIn("is there already", done.stderr)
+        self.assertEqual([elsewhere.exists(), (self.folder / "second-traps.db").exists()], [False, False])
+
     def test_a_store_that_is_none_is_refused_and_not_made(self):
         missing = run(LOADER, "sqlite", self.folder / "typo.db")
         self.assertEqual((missing.returncode, list(self.folder.iterdir())), (1, []))
@@ -230,9 +243,111 @@ class RegistryFile(unittest.TestCase):
             self.assertIn('"KVSpoolDir"="C:\\\\a \\"b\\""\n', manager)
             self.assertEqual(family, '\n"LocalRootDir"="/shared"\n')
 
+    def test_what_others_planted_in_the_folder_is_neither_followed_nor_written(self):
+        for planted in (".new", ".lock", ""):
+            with self.subTest(planted), tempfile.TemporaryDirectory(prefix="korvane-registry-") as folder:
+                file = pathlib.Path(folder) / "registry.reg"
+                self.make(file)
+                precious = pathlib.Path(folder) / "precious"
+                file.replace(precious)  # a file that could be taken for a registry, at that
+                if planted:
+                    file.write_text(precious.read_text())
+                precious.chmod(0o600)
+                before = precious.read_text()
+                plant = file.with_suffix(".new") if planted == ".new" else file.with_name(file.name + planted)
+                plant.symlink_to(precious)
+                done = run(TOP / "install" / "make-registry", "--output", file, "KVSpoolDir=/elsewhere")
+                self.assertEqual(done.returncode, 0 if planted == ".new" else 1)
+                self.assertEqual("is a symbolic link" in done.stderr, planted != ".new", done.stderr)
+                self.assertEqual((precious.read_text(), precious.stat().st_mode & 0o777), (before, 0o600))
+                self.assertTrue(plant.is_symlink())
+                self.assertEqual([name for name in os.listdir(folder) if name.startswith(".")], [])
+
     def make(self, file, *values):
         done = run(TOP / "install" / "make-registry", "--output", file, *values)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
+
+
+def as_user(user, work):
+    """What the work answers when it is done by a user whose one group is that of the operators."""
+    child = os.fork()
+    if child == 0:
+        try:
+            os.setgroups([])
+            os.setgid(Folders.group)
+            os.setuid(user)
+            os.umask(0o077)
+            os._exit(0 if work() else 1)
+        finally:
+            os._exit(2)
+    return os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
+
+
+class Folders(unittest.TestCase):
+    """The folders as the service manager's tool makes them, below a root of their own."""
+
+    receiver, group, anna, bert = 61900, 61900, 61901, 61902
+
+    def setUp(self):
+        if os.geteuid() != 0 or not shutil.which("systemd-tmpfiles"):
+            self.skipTest("needs root and systemd-tmpfiles")
+        folder = tempfile.TemporaryDirectory(prefix="korvane-root-")
+        self.addCleanup(folder.cleanup)
+        self.root = pathlib.Path(folder.name)
+        self.root.chmod(0o755)
+        for name in ("etc", "var/lib", "var/spool", "usr/share/korvane"):
+            (self.root / name).mkdir(parents=True)
+        (self.root / "etc/passwd").write_text(f"root:x:0:0::/:\nkorvane:x:{self.receiver}:{self.group}::/:\n")
+        (self.root / "etc/group").write_text(f"root:x:0:\nkorvane:x:{self.group}:\n")
+        (self.root / "usr/share/korvane/registry.reg").write_bytes((TOP / "install/registry.reg").read_bytes())
+        self.store = self.root / "var/lib/korvane"
+        self.console = self.store / "console"
+
+    def make(self):
+        lines = (TOP / "install/korvane.tmpfiles.in").read_text()
+        settings = self.root / "korvane.conf"
+        settings.write_text(re.sub("@CMAKE_INSTALL_FULL_DATADIR@", "/usr/share", lines))
+        return run("systemd-tmpfiles", f"--root={self.root}", "--create", "--remove", settings)
+
+    def test_the_receivers_account_has_no_hand_in_the_consoles_folder(self):
+        # As earlier versions made it, and what that account may have left there.
+        self.console.mkdir(parents=True)
+        (self.console / "mibc").symlink_to("/tmp/evil")
+        (self.console / "kvw.hlp").mkdir()
+        for place in (self.store, self.console):
+            os.chown(place, self.receiver, self.group)
+            place.chmod(0o2770)
+        done = self.make()
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        status = self.console.stat()
+        self.assertEqual((status.st_uid, status.st_gid, status.st_mode & 0o7777), (0, self.group, 0o3770))
+        self.assertEqual([entry.name for entry in self.console.iterdir()], ["kvw.hlp"])
+        self.assertEqual(os.readlink(self.console / "kvw.hlp"), "/usr/share/korvane/kvw.hlp")
+        self.assertNotEqual(as_user(self.receiver, lambda: (self.console / "kvw.hlp").unlink() or True), 0)
+
+    def test_a_folder_that_was_exchanged_is_not_followed(self):
+        self.make()
+        precious = self.root / "precious"
+        precious.mkdir()
+        exchange = lambda: self.console.rename(self.store / "away") and self.console.symlink_to(precious) is None
+        self.assertEqual(as_user(self.receiver, exchange), 0)
+        self.assertNotEqual(self.make().returncode, 0)
+        self.assertEqual((precious.stat().st_gid, list(precious.iterdir())), (0, []))
+
+    def test_operators_write_one_log_and_take_nothing_away(self):
+        self.make()
+        log = self.console / "KVConsole.Log"
+        self.assertEqual(as_user(self.anna, lambda: log.write_text("anna\n")), 0)
+
+        def append():
+            with log.open("r+") as stream:
+                return stream.seek(0, os.SEEK_END) and stream.write("bert\n")
+
+        self.assertEqual(as_user(self.bert, append), 0)
+        self.assertEqual(log.read_text(), "anna\nbert\n")
+        for attack in (log.unlink, lambda: log.rename(self.console / "other")):
+            self.assertNotEqual(as_user(self.bert, lambda: attack() or True), 0)
+        self.assertEqual(log.read_text(), "anna\nbert\n")
 
 
 if __name__ == "__main__":

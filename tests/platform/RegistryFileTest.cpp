@@ -262,6 +262,20 @@ TEST_F(RegistryFileTest, ReplacedFileKeepsModeGroupAndLink) {
   EXPECT_EQ(Text("KVAckFreqHours"), "1");
 }
 
+TEST_F(RegistryFileTest, LinkThatAnotherUserMadeIsNotFollowed) {
+  const std::filesystem::path link = folder_ / "link.reg";
+  std::filesystem::create_symlink(path_, link);
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can make a link of another user";
+  }
+  ASSERT_EQ(lchown(link.c_str(), 65534, 65534), 0);
+  RegistryFile registry(link.string(), 50);
+  EXPECT_FALSE(registry.QueryValue(kHive, kManagerKey, "KVAckFreqHours", kAllRights, 1024));
+  EXPECT_FALSE(registry.SetDword(kHive, kManagerKey, "KVAckFreqHours", 1, kSetRight));
+  EXPECT_EQ(test::ReadFile(path_), kManagerFile);
+  EXPECT_FALSE(std::filesystem::exists(path_.string() + ".lock"));  // nor is anything made beside its target
+}
+
 TEST_F(RegistryFileTest, WriterWaitsForAnotherABoundedTime) {
   ASSERT_TRUE(Set("KVAckFreqHours", 1));
   FileDescriptor lock(open((path_.string() + ".lock").c_str(), O_RDWR | O_CLOEXEC));

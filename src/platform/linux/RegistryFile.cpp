@@ -3,10 +3,12 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -44,11 +46,35 @@ FileDescriptor Open(const std::string& path, int flags, mode_t mode = 0) {
   return FileDescriptor(open(path.c_str(), flags | O_CLOEXEC, mode));
 }
 
+// The file that the path leads to; nothing when there is none.  The folder of a registry is open to others: a
+// link that neither root nor this user made there may lead to anything, so it is not followed.
+std::optional<std::string> FileOf(const std::string& path) {
+  const FileDescriptor entry = Open(path, O_PATH | O_NOFOLLOW);
+  struct stat status {};
+  if (!entry.IsOpen() || fstat(entry.Number(), &status) != 0) {
+    return std::nullopt;
+  }
+  std::filesystem::path file = path;
+  std::error_code error;
+  if (S_ISLNK(status.st_mode)) {
+    std::array<char, PATH_MAX> target{};
+    const ssize_t length = readlinkat(entry.Number(), "", target.data(), target.size());
+    if ((status.st_uid != 0 && status.st_uid != geteuid()) || length <= 0) {
+      return std::nullopt;
+    }
+    file = file.parent_path() / std::string_view(target.data(), static_cast<std::size_t>(length));
+    file = std::filesystem::canonical(file, error);
+  } else {
+    file = std::filesystem::absolute(file, error);
+  }
+  return error ? std::nullopt : std::optional(file.string());
+}
+
 bool MayUse(const std::string& path, std::uint32_t accessMask) {
   const bool reads = (accessMask & kReadRights) != 0;
   const bool writes = (accessMask & kWriteRights) != 0;
   const int flags = reads && writes ? O_RDWR : (writes ? O_WRONLY : O_RDONLY);
-  return Open(path, flags | O_NONBLOCK).IsOpen();
+  return Open(path, flags | O_NONBLOCK | O_NOFOLLOW).IsOpen();
 }
 
 std::optional<std::string> ReadAll(const FileDescriptor& file) {
@@ -94,14 +120,14 @@ bool WriteAll(const FileDescriptor& file, std::string_view bytes) {
 
 // Whoever could use the old file can use the new one, and nobody else.  An owner that this user can't give
 // the file to is replaced by this user, as with any file that is rewritten; its group must stay, unless the
-// mode gives the group no other rights than everyone.
+// mode gives the group no other rights than everyone.  A file of settings is never one to execute.
 bool TakeOverRights(const FileDescriptor& file, const struct stat& old) {
   const bool groupMatters = ((old.st_mode >> 3) & 07) != (old.st_mode & 07);
   if (fchown(file.Number(), old.st_uid, old.st_gid) != 0 &&
       fchown(file.Number(), static_cast<uid_t>(-1), old.st_gid) != 0 && groupMatters) {
     return false;
   }
-  return fchmod(file.Number(), old.st_mode & 07777) == 0;
+  return fchmod(file.Number(), old.st_mode & 0666) == 0;
 }
 
 // The lock of the file's writers; not open when it was not to be had in time.
@@ -150,10 +176,11 @@ RegistryFile::RegistryFile(std::string path, int lockWaitMilliseconds)
 std::optional<RegistryData> RegistryFile::QueryValue(RegistryHive hive, std::string_view keyPath,
                                                      std::string_view valueName, std::uint32_t accessMask,
                                                      std::size_t maxBytes) {
-  if ((accessMask & kQueryValue) == 0 || !MayUse(path_, accessMask)) {
+  const std::optional<std::string> path = FileOf(path_);
+  if ((accessMask & kQueryValue) == 0 || !path || !MayUse(*path, accessMask)) {
     return std::nullopt;
   }
-  const std::optional<RegistryText> registry = ReadRegistry(Open(path_, O_RDONLY | O_NONBLOCK));
+  const std::optional<RegistryText> registry = ReadRegistry(Open(*path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW));
   if (!registry) {
     return std::nullopt;
   }
@@ -166,19 +193,19 @@ std::optional<RegistryData> RegistryFile::QueryValue(RegistryHive hive, std::str
 
 bool RegistryFile::SetDword(RegistryHive hive, std::string_view keyPath, std::string_view valueName,
                             std::uint32_t value, std::uint32_t accessMask) {
-  std::error_code missing;
   // The file itself, not a link to it, is what is replaced.
-  const std::string path = std::filesystem::canonical(path_, missing).string();
+  const std::optional<std::string> found = FileOf(path_);
   struct stat old {};
-  if ((accessMask & kSetValue) == 0 || missing || stat(path.c_str(), &old) != 0 ||
-      !MayUse(path, accessMask)) {
+  if ((accessMask & kSetValue) == 0 || !found || lstat(found->c_str(), &old) != 0 || !S_ISREG(old.st_mode) ||
+      !MayUse(*found, accessMask)) {
     return false;
   }
+  const std::string& path = *found;
   const FileDescriptor lock = LockWriters(path, old, lockWaitMilliseconds_);
   if (!lock.IsOpen()) {
     return false;
   }
-  const FileDescriptor file = Open(path, O_RDONLY | O_NONBLOCK);
+  const FileDescriptor file = Open(path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
   const std::optional<RegistryText> registry = ReadRegistry(file);
   if (!registry || fstat(file.Number(), &old) != 0) {
     return false;
