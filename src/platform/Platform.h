@@ -113,8 +113,9 @@ class Programs {
  public:
   virtual ~Programs() = default;
   // program: a path, or a bare name.  "NOTEPAD.EXE" stands for the desktop's text editor; a path that ends
-  // in ".exe" and uses backslashes is mapped to the program of that name in that directory.
-  // False when it could not be started.
+  // in ".exe" and uses backslashes is mapped to the program of that name: the one installed with this
+  // program, else the one in that directory.  A program in a place where other users could have put it is not
+  // started. False when it could not be started.
   virtual bool Start(std::string_view program, const std::vector<std::string>& arguments) = 0;
 };
 

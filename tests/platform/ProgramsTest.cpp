@@ -33,7 +33,7 @@ constexpr char kRecorder[] =
 
 class ProgramsTest : public testing::Test {
  protected:
-  ProgramsTest() : programs_(MakePrograms()), path_(std::getenv("PATH")) {}
+  ProgramsTest() : programs_(MakePrograms((folder_ / "installed").string())), path_(std::getenv("PATH")) {}
   ~ProgramsTest() override { setenv("PATH", path_.c_str(), 1); }
 
   std::string Place(const std::string& name, std::string_view script = kRecorder) {
@@ -131,9 +131,51 @@ TEST_F(ProgramsTest, ProgramsOfTheInstallDirectoryAreFoundByTheirNames) {
   EXPECT_NE(Recorded("shared tools/mibc"), "");
 }
 
+TEST_F(ProgramsTest, NobodyElseChoosesWhichProgramIsStarted) {
+  const std::string shared = (folder_ / "shared").string();
+  const std::string planted = Place("shared/mibc");
+  const auto starts = [this, &shared] { return programs_->Start(shared + "\\mibc.exe", {}); };
+  struct Row {
+    mode_t Folder;
+    mode_t File;
+    bool Starts;
+  };
+  for (const Row& row : {Row{0755, 0755, true}, Row{0755, 0775, false}, Row{0755, 0757, false},
+                         Row{0775, 0755, false}, Row{0757, 0755, false}, Row{03775, 0755, true}}) {
+    ASSERT_EQ(chmod(planted.c_str(), row.File), 0);
+    ASSERT_EQ(chmod(shared.c_str(), row.Folder), 0);
+    EXPECT_EQ(starts(), row.Starts) << std::oct << row.Folder << ' ' << row.File;
+  }
+  // A link leads to a program that is fine, but who made the link made the choice.
+  const std::filesystem::path real = Place("real/mibc");
+  std::filesystem::remove(planted);
+  std::filesystem::create_symlink(real, planted);
+  EXPECT_TRUE(starts());
+  if (geteuid() == 0) {
+    ASSERT_EQ(lchown(planted.c_str(), 65534, 65534), 0);
+    EXPECT_FALSE(starts());
+    ASSERT_EQ(chown(real.c_str(), 65534, 65534), 0);
+    ASSERT_EQ(lchown(planted.c_str(), 0, 0), 0);
+    EXPECT_FALSE(starts());
+  }
+  // What was installed with the console goes first, whatever the folder holds.
+  Place("installed/mibc");
+  EXPECT_TRUE(starts());
+  EXPECT_NE(Recorded("installed/mibc"), "");
+}
+
 TEST_F(ProgramsTest, NotepadIsTheDesktopsTextEditor) {
   OnlyProgramsHere();
   EXPECT_FALSE(programs_->Start("NOTEPAD.EXE", {"-Window Print.txt"}));
+  // The console works in a shared folder: a path of the user's that begins at "." never meant that one.
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(folder_.Path());
+  Place("gedit");
+  setenv("PATH", ".::", 1);
+  EXPECT_FALSE(programs_->Start("NOTEPAD.EXE", {"-Window Print.txt"}));
+  std::filesystem::current_path(before);
+  std::filesystem::remove(folder_ / "gedit");
+  OnlyProgramsHere();
   const std::string file = (std::filesystem::current_path() / "-Window Print.txt").string();
 
   Place("xdg-open");

@@ -93,8 +93,8 @@ std::optional<std::string> FindProgram(std::string_view name) {
   std::string_view folders = path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin";
   while (!folders.empty()) {
     const std::size_t end = std::min(folders.find(':'), folders.size());
-    std::string file = std::string(end == 0 ? "." : folders.substr(0, end)).append("/").append(name);
-    if (access(file.c_str(), X_OK) == 0) {
+    std::string file = std::string(folders.substr(0, end)).append("/").append(name);
+    if (folders.front() == '/' && access(file.c_str(), X_OK) == 0) {
       return file;
     }
     folders.remove_prefix(std::min(end + 1, folders.size()));

@@ -9,7 +9,8 @@
 namespace korvane::platform {
 
 // The file that the name stands for: itself when it has a slash, else the first executable of that name in
-// the directories of PATH.  Nothing when there is none.
+// the directories of PATH.  Those that depend on the working directory are left out: this program works in a
+// folder that others write too.  Nothing when there is none.
 std::optional<std::string> FindProgram(std::string_view name);
 
 // Starts the program in a session of its own, with no descriptor of ours and nothing on its standard ones,

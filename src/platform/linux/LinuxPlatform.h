@@ -20,7 +20,10 @@ std::unique_ptr<AccountGroups> MakeAccountGroups();
 std::unique_ptr<ServiceControl> MakeServiceControl(int callMilliseconds = 5000,
                                                    int startMilliseconds = 10000);
 std::unique_ptr<Sockets> MakeSockets();
-std::unique_ptr<Programs> MakePrograms();
+// The folder of this process's program, where the installation put the others too.
+std::string OwnFolder();
+// Programs of the product are taken from ownFolder when they are there.
+std::unique_ptr<Programs> MakePrograms(std::string ownFolder = OwnFolder());
 std::unique_ptr<Directories> MakeDirectories();
 std::unique_ptr<Clock> MakeClock();
 std::unique_ptr<HostNames> MakeHostNames();

@@ -5,9 +5,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 #include "platform/linux/ChildProcess.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/linux/TrustedPath.h"
 
 namespace korvane::platform {
 namespace {
@@ -73,13 +75,13 @@ bool StartTextEditor(const std::vector<std::string>& arguments) {
   return StartFound("xdg-open", files);
 }
 
-// "DIRECTORY\NAME.exe" is the program NAME in that directory.
-std::string MappedPath(std::string_view program) {
+// "DIRECTORY\NAME.exe" is the program NAME in that directory; nothing for any other text.
+std::optional<std::string> MappedPath(std::string_view program) {
   constexpr std::size_t kSuffix = 4;
   std::string path(program);
   if (path.find('\\') == std::string::npos || path.size() < kSuffix ||
       !EqualsIgnoringCase(path.substr(path.size() - kSuffix), ".exe")) {
-    return path;
+    return std::nullopt;
   }
   path.resize(path.size() - kSuffix);
   std::ranges::replace(path, '\\', '/');
@@ -88,6 +90,8 @@ std::string MappedPath(std::string_view program) {
 
 class LinuxPrograms : public Programs {
  public:
+  explicit LinuxPrograms(std::string ownFolder) : ownFolder_(std::move(ownFolder)) {}
+
   bool Start(std::string_view program, const std::vector<std::string>& arguments) override {
     // A path with blanks may come quoted, as a command line would need it.
     if (program.size() >= 2 && program.starts_with('"') && program.ends_with('"')) {
@@ -96,14 +100,30 @@ class LinuxPrograms : public Programs {
     if (EqualsIgnoringCase(program, "NOTEPAD.EXE")) {
       return StartTextEditor(arguments);
     }
-    return StartFound(MappedPath(program), arguments);
+    const std::optional<std::string> mapped = MappedPath(program);
+    if (mapped && !ownFolder_.empty()) {
+      const std::filesystem::path own = ownFolder_ / std::filesystem::path(*mapped).filename();
+      if (access(own.c_str(), X_OK) == 0) {
+        return StartDetached(own.string(), arguments);
+      }
+    }
+    const std::optional<std::string> file = FindProgram(mapped ? *mapped : program);
+    return file && OnlyTrustedHandsCanChange(*file) && StartDetached(*file, arguments);
   }
+
+ private:
+  const std::filesystem::path ownFolder_;
 };
 
 }  // namespace
 
-std::unique_ptr<Programs> MakePrograms() {
-  return std::make_unique<LinuxPrograms>();
+std::string OwnFolder() {
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).parent_path().string();
+}
+
+std::unique_ptr<Programs> MakePrograms(std::string ownFolder) {
+  return std::make_unique<LinuxPrograms>(std::move(ownFolder));
 }
 
 }  // namespace korvane::platform
