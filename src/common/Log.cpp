@@ -5,6 +5,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "platform/Files.h"
+
 namespace korvane {
 
 void Log::WriteLog(std::string_view text) {
@@ -16,7 +18,7 @@ void Log::WriteLog(std::string_view text) {
   record.append("\"").append(text).append("\"\r\n");
   // Binary, so that the record ends in exactly one CR LF on every system; one write, so that the lines of
   // two runs do not mix.
-  std::FILE* file = std::fopen("KVConsole.Log", "ab");
+  std::FILE* file = platform::OpenSharedToAppend("KVConsole.Log");
   if (file == nullptr) {
     throw std::runtime_error("KVConsole.Log can't be opened");
   }

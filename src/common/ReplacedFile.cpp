@@ -103,13 +103,37 @@ bool ReplacedFile::Commit() {
   std::error_code error;
   std::filesystem::rename(temporary_, target_, error);
   if (error) {
-    return Fail(error.value());
+    const int reason = use_ == FileUse::Scratch ? Rewrite() : error.value();
+    if (reason != 0) {
+      return Fail(reason);
+    }
   }
-  temporary_.clear();
+  temporary_.clear();  // Rewrite has removed it
   if (onDisk) {
     platform::SyncFolder(target_.parent_path());  // the file is there and whole, whatever this answers
   }
   return true;
+}
+
+// The finished file's contents into the target as it stands; 0, or why that failed.
+int ReplacedFile::Rewrite() {
+  using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+  const File from(std::fopen(temporary_.string().c_str(), "rb"), std::fclose);
+  File to(from == nullptr ? nullptr : platform::OpenSharedToRewrite(target_), std::fclose);
+  if (to == nullptr) {
+    return errno;
+  }
+  bool whole = true;
+  for (std::size_t got = kBufferBytes; whole && got == kBufferBytes;) {
+    got = std::fread(buffer_.get(), 1, kBufferBytes, from.get());
+    whole = std::ferror(from.get()) == 0 && std::fwrite(buffer_.get(), 1, got, to.get()) == got;
+  }
+  if (!whole || std::fclose(to.release()) != 0) {
+    return errno;
+  }
+  std::error_code ignored;
+  std::filesystem::remove(temporary_, ignored);
+  return 0;
 }
 
 bool ReplacedFile::Fail(int errorNumber) {

@@ -1,7 +1,9 @@
 // A file that is written whole or not at all: everything goes into a temporary file in the same folder, which
 // takes the target's name once it is complete and on disk.  Until then, and whenever anything fails, a file
 // of that name stays what it was.  A target that is a symbolic link is replaced itself; what it points to is
-// left alone.  Any thread, one at a time; nothing here throws but for want of memory.
+// left alone.  A scratch file of another user that may be written but not replaced, as in a sticky folder, is
+// the exception: it is written anew where it is.  Any thread, one at a time; nothing here throws but for want
+// of memory.
 #pragma once
 
 #include <cstdio>
@@ -37,6 +39,7 @@ class ReplacedFile {
 
  private:
   void Open();
+  int Rewrite();
   bool Fail(int errorNumber);
   void Discard();
 

@@ -1,4 +1,5 @@
-// What replacing a file asks of the machine beyond the standard library.  linux/ implements it.
+// What writing files in a folder that others may write asks of the machine beyond the standard library.
+// linux/ implements it.
 // Safe from any thread; never throws, errno says why something failed.
 #pragma once
 
@@ -11,6 +12,12 @@ namespace korvane::platform {
 // regular file, whoever may use that one may use the new one and nobody else, from its first moment on;
 // otherwise it gets the rights of any new file.  Null: not created.
 std::FILE* CreateFileLike(const std::filesystem::path& path, const std::filesystem::path& target);
+
+// For a file that several users write by turns, in binary: at its end (made when missing, for owner and
+// group), or anew from its beginning (it must be there).  A name that another user may have laid out is not
+// followed: null for a link, for a file with a second name, and for what is no regular file.
+std::FILE* OpenSharedToAppend(const std::filesystem::path& path);
+std::FILE* OpenSharedToRewrite(const std::filesystem::path& path);
 
 // On disk when the call returns: a file's flushed contents, the names in a folder.
 bool SyncFile(std::FILE* file);

@@ -2,9 +2,12 @@
 #include "common/Services.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <stdexcept>
 #include <string>
@@ -13,7 +16,9 @@
 #include "common/Log.h"
 #include "common/OpenForms.h"
 #include "common/RegistryValues.h"
+#include "common/ReplacedFile.h"
 #include "support/FakePlatform.h"
+#include "support/Processes.h"
 #include "support/ScriptedPrompts.h"
 #include "support/TempFolder.h"
 
@@ -109,12 +114,52 @@ TEST_F(LogTest, RecordsAreQuotedLinesThatOnlyGrow) {
 }
 
 TEST_F(LogTest, FileThatCannotBeOpenedIsTheCallersError) {
-  std::filesystem::create_directory("KVConsole.Log");
   ProcessState state;
   Log log(state);
-  log.WriteLog("unseen");
-  state.gDebugMode = true;
-  EXPECT_THROW(log.WriteLog("text"), std::runtime_error);
+  // The folder is open to others: a name that leads elsewhere, or to whoever reads a pipe, is not written.
+  std::ofstream("precious") << "precious";
+  const std::vector<std::function<void(const char*)>> makers = {
+      [](const char* name) { std::filesystem::create_directory(name); },
+      [](const char* name) { std::filesystem::create_symlink("precious", name); },
+      [](const char* name) { std::filesystem::create_symlink("missing", name); },
+      [](const char* name) { std::filesystem::create_hard_link("precious", name); },
+      [](const char* name) { mkfifo(name, 0666); }};
+  for (const auto& make : makers) {
+    make("KVConsole.Log");
+    state.gDebugMode = false;
+    log.WriteLog("unseen");
+    state.gDebugMode = true;
+    EXPECT_THROW(log.WriteLog("text"), std::runtime_error);
+    std::filesystem::remove("KVConsole.Log");
+  }
+  EXPECT_FALSE(std::filesystem::exists("missing"));
+  EXPECT_EQ(std::filesystem::file_size("precious"), 8U);
+}
+
+TEST_F(LogTest, OperatorsWriteByTurnsInTheirStickyFolder) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can be two users";
+  }
+  constexpr gid_t kOperators = 54321;
+  ASSERT_EQ(chown(folder_.Path().c_str(), 0, kOperators), 0);
+  ASSERT_EQ(chmod(folder_.Path().c_str(), 03770), 0);
+  const std::string larger(600'000, 'x');
+  for (const uid_t user : {54322U, 54323U, 54322U}) {
+    const std::string report = std::to_string(user) + (user == 54322U ? larger : "");
+    EXPECT_TRUE(test::AsUnprivilegedUser(
+        [&report] {
+          umask(007);  // what the folder's default access list does
+          ProcessState state;
+          state.gDebugMode = true;
+          Log(state).WriteLog("line");
+          ReplacedFile file("WindowPrint.txt", FileUse::Scratch);
+          return file.Write(report) && file.Commit();
+        },
+        user, kOperators));
+    EXPECT_EQ(test::ReadFile("WindowPrint.txt"), report);
+  }
+  EXPECT_EQ(Written(), "\"line\"\r\n\"line\"\r\n\"line\"\r\n");
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 2);  // nothing else is left there
 }
 
 TEST(ServicesTest, SocketRuleAndItsMessages) {

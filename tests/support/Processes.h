@@ -39,12 +39,10 @@ inline bool EndedWell(pid_t child) {
 
 // What the work answers when a user without any rights of its own does it.  The tests may run as the
 // superuser, whom no file mode stops.
-inline bool AsUnprivilegedUser(const std::function<bool()>& work) {
-  constexpr unsigned kNobody = 65534;
-  return EndedWell(InChild([&work] {
+inline bool AsUnprivilegedUser(const std::function<bool()>& work, uid_t user = 65534, gid_t group = 65534) {
+  return EndedWell(InChild([&] {
     const bool privileged = geteuid() == 0;
-    return (!privileged || (setgroups(0, nullptr) == 0 && setgid(kNobody) == 0 && setuid(kNobody) == 0)) &&
-           work();
+    return (!privileged || (setgroups(0, nullptr) == 0 && setgid(group) == 0 && setuid(user) == 0)) && work();
   }));
 }
 

@@ -23,6 +23,28 @@ bool TakeOverRights(int file, const struct stat& old) {
   return fchmod(file, mode) == 0;
 }
 
+// The file, or -1 with errno.  Nothing waits: a pipe without a reader is refused like one that has one.
+int OpenPlain(const std::filesystem::path& path, int flags) {
+  const int file = open(path.c_str(), flags | O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  struct stat status {};
+  if (file >= 0 && (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_nlink != 1)) {
+    close(file);
+    errno = ENOTSUP;
+    return -1;
+  }
+  return file;
+}
+
+std::FILE* Stream(int file, const char* mode) {
+  std::FILE* stream = file < 0 ? nullptr : fdopen(file, mode);
+  if (stream == nullptr && file >= 0) {
+    const int reason = errno;
+    close(file);
+    errno = reason;
+  }
+  return stream;
+}
+
 // Some file systems can't sync, and that is no reason to give up what was written.
 bool Synced(int result) {
   return result == 0 || errno == EINVAL || errno == ENOTSUP;
@@ -46,6 +68,32 @@ std::FILE* CreateFileLike(const std::filesystem::path& path, const std::filesyst
     errno = reason;
   }
   return stream;
+}
+
+std::FILE* OpenSharedToAppend(const std::filesystem::path& path) {
+  constexpr int kNew = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  // Creating comes second and apart: in a sticky folder the kernel refuses to open another user's file for
+  // whoever asks to have it created (fs.protected_regular).
+  int file = OpenPlain(path, O_APPEND);
+  if (file < 0 && errno == ENOENT) {
+    file = open(path.c_str(), kNew | O_APPEND, 0660);
+    if (file < 0 && errno == EEXIST) {
+      file = OpenPlain(path, O_APPEND);  // another process was faster
+    }
+  }
+  return Stream(file, "ab");
+}
+
+std::FILE* OpenSharedToRewrite(const std::filesystem::path& path) {
+  // Emptied once it is known what it is.
+  const int file = OpenPlain(path, 0);
+  if (file >= 0 && ftruncate(file, 0) != 0) {
+    const int reason = errno;
+    close(file);
+    errno = reason;
+    return nullptr;
+  }
+  return Stream(file, "wb");
 }
 
 bool SyncFile(std::FILE* file) {
