@@ -1,6 +1,7 @@
 #include "Compiler.h"
 
 #include <algorithm>
+#include <set>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -43,25 +44,29 @@ std::string ResultText(const CompiledModule& module) {
   return text;
 }
 
-std::vector<fs::path> Compiler::FilesOf(const std::vector<fs::path>& given) {
+std::vector<fs::path> Compiler::FilesOf(const std::vector<fs::path>& given, const std::stop_token& stop) {
   std::vector<fs::path> files;
-  const auto add = [&files](const fs::path& file) {
-    if (std::ranges::find(files, file) == files.end()) {
+  std::set<fs::path> known;
+  const auto add = [&](const fs::path& file) {
+    if (known.insert(file).second) {
       files.push_back(file);
     }
   };
   for (const fs::path& path : given) {
+    if (stop.stop_requested()) {
+      break;
+    }
     const fs::path absolute = Absolute(path);
     std::error_code error;
     if (!fs::is_directory(absolute, error)) {
-      reader_.AddFolder(absolute.parent_path());
+      reader_.AddFile(absolute, stop);
       add(absolute);
       continue;
     }
-    reader_.AddFolder(absolute);
+    reader_.AddFolder(absolute, stop);
     const std::vector<fs::path> inside = reader_.FilesOf(absolute);
     std::ranges::for_each(inside, add);
-    if (inside.empty()) {
+    if (inside.empty() || reader_.LeftOut(absolute) > 0) {
       add(absolute);
     }
   }
@@ -71,7 +76,14 @@ std::vector<fs::path> Compiler::FilesOf(const std::vector<fs::path>& given) {
 CompiledFile Compiler::Compile(const fs::path& file, const std::stop_token& stop) {
   std::error_code error;
   if (fs::is_directory(file, error)) {
-    return {file, {}, {{file, 0, "this folder holds no MIB file"}}};
+    const std::size_t leftOut = reader_.LeftOut(file);
+    return {file,
+            {},
+            {{file, 0,
+              leftOut == 0 ? "this folder holds no MIB file"
+                           : fmt::format("this folder holds too much: {} of its files were left out; give "
+                                         "them in smaller folders",
+                                         leftOut)}}};
   }
   CompiledFile compiled{file, {}, {}};
   ReadFile read = reader_.Read(file, stop);

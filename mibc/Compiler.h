@@ -39,8 +39,10 @@ class Compiler {
   Compiler(MibReader& reader, TrapDefinitionTable* table) : reader_(reader), table_(table) {}
 
   // The files to compile: those given, absolute, and for a folder the files with modules in it.
-  // Fault: a folder without such files is answered as a file of its own, so that it gets its reason.
-  std::vector<std::filesystem::path> FilesOf(const std::vector<std::filesystem::path>& given);
+  // Fault: a folder without such files, or with too many, is answered as a file of its own, so that it gets
+  // its reason.  After a stop: those found so far.
+  std::vector<std::filesystem::path> FilesOf(const std::vector<std::filesystem::path>& given,
+                                             const std::stop_token& stop = {});
 
   CompiledFile Compile(const std::filesystem::path& file, const std::stop_token& stop = {});
 

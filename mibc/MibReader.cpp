@@ -34,11 +34,20 @@ std::vector<fs::path> StandardFolders() {
   return folders;
 }
 
-void MibReader::AddFolder(const fs::path& folder) {
+void MibReader::AddFolder(const fs::path& folder, const std::stop_token& stop) {
   if (std::ranges::find(given_, folder) == given_.end()) {
     given_.push_back(folder);
-    index_.AddFolder(folder);
+    index_.AddFolder(folder, stop);
   }
+}
+
+void MibReader::AddFile(const fs::path& file, const std::stop_token& stop) {
+  AddFolder(file.parent_path(), stop);
+  index_.AddFile(file);
+}
+
+std::size_t MibReader::LeftOut(const fs::path& folder) const {
+  return index_.LeftOut(folder);
 }
 
 std::vector<fs::path> MibReader::FilesOf(const fs::path& folder) const {
@@ -67,8 +76,11 @@ ReadFile MibReader::Read(const fs::path& file, const std::stop_token& stop) cons
     return Refused(file, std::move(reason));
   }
   ParserTask task{.Path = SearchPath(), .With = {}, .File = file.string()};
-  for (const fs::path& needed : index_.NeededBy(file)) {
+  for (const fs::path& needed : index_.NeededBy(file, stop)) {
     task.With.push_back(needed.string());
+  }
+  if (stop.stop_requested()) {
+    return Refused(file, "stopped");
   }
   task.Seconds = static_cast<unsigned>(std::chrono::ceil<std::chrono::seconds>(options_.Longest).count()) + 1;
   ProtocolReader output;

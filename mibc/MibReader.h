@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <filesystem>
 #include <stop_token>
 #include <string>
@@ -29,7 +30,11 @@ class MibReader {
   explicit MibReader(ReaderOptions options) : options_(std::move(options)) {}
 
   // Before the files of a folder are read: its other files may hold what they import.
-  void AddFolder(const std::filesystem::path& folder);
+  void AddFolder(const std::filesystem::path& folder, const std::stop_token& stop = {});
+  // The same for the folder of one file.
+  void AddFile(const std::filesystem::path& file, const std::stop_token& stop = {});
+  // How many files of such a folder are not among its files, since it holds more than is sound.
+  std::size_t LeftOut(const std::filesystem::path& folder) const;
   // Files with modules in such a folder.
   std::vector<std::filesystem::path> FilesOf(const std::filesystem::path& folder) const;
   std::vector<std::string> ModulesOf(const std::filesystem::path& file) const;

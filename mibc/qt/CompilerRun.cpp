@@ -56,7 +56,7 @@ void CompilerRun::CompileAll(const std::stop_token& stop, const std::vector<std:
   TrapDefinitionTable table(connection);
   MibReader reader(settings_.Reader);
   Compiler compiler(reader, &table);
-  const std::vector<std::filesystem::path> files = compiler.FilesOf(given);
+  const std::vector<std::filesystem::path> files = compiler.FilesOf(given, stop);
   for (std::size_t i = 0; i < files.size() && !stop.stop_requested(); ++i) {
     // Emitted on this thread, so each connection queues them to the window's.
     Q_EMIT Begun(ToVisibleQString(files[i].filename().string()), static_cast<int>(i),

@@ -6,6 +6,7 @@
 #include <future>
 #include <thread>
 
+#include "Compiler.h"
 #include "MibFiles.h"
 
 namespace korvane::mibc {
@@ -190,6 +191,46 @@ TEST(MibReader, OutlivesItsParser) {
   }
   EXPECT_THAT(FaultsOf(files.Read(mib, {.Parser = "/nonexistent", .Folders = {}})),
               HasSubstr("can't be started"));
+}
+
+// What a file can cost before its parser starts, and what a folder can.
+TEST(MibReader, BoundsTheLookThroughFilesAndFolders) {
+  const MibFiles files;
+  std::string imports;
+  for (int i = 0; i < 200'000; ++i) {
+    imports += "x FROM M" + std::to_string(i) + "\n";
+  }
+  const std::string hostile = "A-MIB DEFINITIONS ::= BEGIN IMPORTS " + imports + ";\nEND\n";
+  EXPECT_THAT(FaultsOf(files.ReadText(hostile)),
+              HasSubstr("given.mib: more than 1000 modules begin in this file, "
+                        "or it imports from more than 10000"));
+  std::filesystem::remove(files.Folder() / "given.mib");
+
+  // A ring of modules that need each other, in more files than are looked at.
+  constexpr int kFiles = 5010;
+  for (int i = 0; i < kFiles; ++i) {
+    files.Write(std::to_string(10'000 + i), "M" + std::to_string(i) +
+                                                " DEFINITIONS ::= BEGIN IMPORTS x FROM M" +
+                                                std::to_string((i + 1) % kFiles) + ";\nEND\n");
+  }
+  MibReader reader(TestReader());
+  Compiler compiler(reader, nullptr);
+  const std::vector<std::filesystem::path> taken = compiler.FilesOf({files.Folder()});
+  ASSERT_EQ(taken.size(), 5001U);
+  EXPECT_EQ(taken.front().filename(), "10000");
+  EXPECT_THAT(FaultText(compiler.Compile(taken.back()).Faults.at(0)),
+              HasSubstr("10 of its files were left out"));
+  EXPECT_THAT(FaultsOf(reader.Read(files.Folder() / "10000", {})),
+              HasSubstr("'x' cannot be imported from module 'M1'"));
+  reader.AddFile(files.Folder() / "15009");
+  EXPECT_EQ(reader.ModulesOf(files.Folder() / "15009"), std::vector<std::string>{"M5009"});
+
+  std::stop_source stopped;
+  stopped.request_stop();
+  MibReader another(TestReader());
+  another.AddFolder(files.Folder(), stopped.get_token());
+  EXPECT_TRUE(another.FilesOf(files.Folder()).empty());
+  EXPECT_THAT(FaultsOf(reader.Read(files.Folder() / "10000", stopped.get_token())), HasSubstr("stopped"));
 }
 
 TEST(MibReader, StopsAtOnce) {
