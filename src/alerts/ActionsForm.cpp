@@ -128,21 +128,27 @@ std::int32_t ActionsForm::Save(ActionKind kind) {
 }
 
 std::optional<ActionKind> ActionsForm::Ok() {
+  if (tabs_.empty()) {
+    return std::nullopt;
+  }
   ActionIds saved;
-  for (const ActionKind kind : tabs_) {
-    if (const std::string missing = Missing(kind); !missing.empty()) {
-      services_.Prompt.Show(missing, PromptIcon::Information);
-      return kind;
-    }
-    try {
+  ActionKind current = tabs_.front();
+  try {
+    store::Transaction transaction(services_.Connection);
+    for (const ActionKind kind : tabs_) {
+      current = kind;
+      if (const std::string missing = Missing(kind); !missing.empty()) {
+        throw std::invalid_argument(missing);
+      }
       IdOf(saved, kind) = Save(kind);
-    } catch (const store::DatabaseError& error) {
-      services_.Prompt.Show(error.what(), PromptIcon::Critical);
-      return kind;
-    } catch (const std::invalid_argument& error) {
-      services_.Prompt.Show(error.what(), PromptIcon::Information);
-      return kind;
     }
+    transaction.Commit();
+  } catch (const store::DatabaseError& error) {
+    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+    return current;
+  } catch (const std::invalid_argument& error) {
+    services_.Prompt.Show(error.what(), PromptIcon::Information);
+    return current;
   }
   ids_ = saved;
   return std::nullopt;

@@ -50,8 +50,8 @@ class ActionsForm {
   HistoryPage Message;
   HistoryPage Custom;
 
-  // Checks and saves each tab in order.  The first that fails has had its message: it is answered, and the
-  // dialog stays.  Nothing: all is saved.
+  // Checks and saves each tab in order, all of them or none.  The first that fails has had its message: it is
+  // answered, and the dialog stays.  Nothing: all is saved.
   std::optional<ActionKind> Ok();
   // Of the tabs, after Ok; kNoAction for the others.
   const ActionIds& Ids() const { return ids_; }

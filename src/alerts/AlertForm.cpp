@@ -31,6 +31,7 @@ params::TrapCriteria AlertForm::StoredCriteria(const std::optional<Alert>& alert
         "The trap details of this alert are no longer in the database. Please select them again.",
         PromptIcon::Exclamation);
   } catch (const store::DatabaseError& error) {
+    wasRead_ = false;
     services_.Prompt.Show(error.what(), PromptIcon::Critical);
   }
   return criteria;

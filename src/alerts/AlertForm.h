@@ -19,6 +19,10 @@ class AlertForm {
   // alert: the one to edit; nothing: a new one.  Everything must outlive the form.
   AlertForm(const AlertServices& services, const std::optional<Alert>& alert);
 
+  // False when the criteria of the alert to edit could not be read: the dialog is not to show, since OK would
+  // replace them by criteria that every trap meets.
+  bool WasRead() const { return wasRead_; }
+
   const std::string& Description() const { return description_; }
   void EditDescription(std::string_view text) { description_ = text; }
   params::TrapCriteriaForm& Criteria() { return criteria_; }
@@ -42,6 +46,7 @@ class AlertForm {
   std::optional<std::int32_t> groupId_;
   std::string description_;
   ActionIds actions_;
+  bool wasRead_ = true;  // set while the next one is made
   params::TrapCriteriaForm criteria_;
 };
 

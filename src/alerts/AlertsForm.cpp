@@ -62,9 +62,19 @@ bool AlertsForm::Remove(std::size_t row) {
 bool AlertsForm::SetActions(std::size_t row, const std::vector<ActionKind>& kinds, const ActionIds& ids) {
   return row < alerts_.size() && Do([&] {
            store_.SetAlertActions(kinds, alerts_[row].GroupId, ids);
-           changed_ = true;
-           Load();
+           ActionIds actions = alerts_[row].Actions.value_or(ActionIds());
+           for (const ActionKind kind : kinds) {
+             IdOf(actions, kind) = IdOf(ids, kind);
+           }
+           Stored(row, actions);
          });
+}
+
+// Shown even when the list can't be read anew, which is said.
+void AlertsForm::Stored(std::size_t row, const ActionIds& actions) {
+  alerts_[row].Actions = actions;
+  changed_ = true;
+  Do([this] { Load(); });
 }
 
 bool AlertsForm::ClearAction(std::size_t row, ActionKind kind) {
@@ -73,8 +83,9 @@ bool AlertsForm::ClearAction(std::size_t row, ActionKind kind) {
   }
   return Do([&] {
     store_.ClearAlertAction(kind, alerts_[row].GroupId);
-    changed_ = true;
-    Load();
+    ActionIds actions = alerts_[row].Actions.value_or(ActionIds());
+    IdOf(actions, kind) = kNoAction;
+    Stored(row, actions);
   });
 }
 

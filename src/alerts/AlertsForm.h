@@ -41,6 +41,7 @@ class AlertsForm {
 
  private:
   void Load();
+  void Stored(std::size_t row, const ActionIds& actions);
   template <typename Work>
   bool Do(Work work);
 

@@ -26,6 +26,8 @@ class frmAlertCnfg : public QDialog {
   frmAlertCnfg(const AlertServices& services, const std::optional<Alert>& alert, QWidget* parent = nullptr);
   ~frmAlertCnfg() override;
 
+  // False, after its message: there is nothing to show, see AlertForm.
+  bool WasRead() const { return form_.WasRead(); }
   // Of the alert, after it was accepted.
   std::int32_t GroupId() const { return form_.GroupId(); }
 

@@ -120,7 +120,7 @@ void frmAlerts::Edit() {
   }
   const Alert alert = form_.Alerts()[*row];
   frmAlertCnfg dialog(services_, alert, this);
-  if (dialog.exec() == QDialog::Accepted) {
+  if (dialog.WasRead() && dialog.exec() == QDialog::Accepted) {
     form_.Saved();
     table_->Reset();
     SelectAlert(alert.GroupId);

@@ -22,7 +22,10 @@ void CategoryTransaction::BeforeChange() {
 }
 
 void CategoryTransaction::Commit() {
-  connection_.Commit();
+  // A change that could not even begin has left nothing to commit.
+  if (changed_ || connection_.InTransaction()) {
+    connection_.Commit();
+  }
   changed_ = false;
 }
 

@@ -57,6 +57,7 @@ TrapDetail WizardForm::StoredTrap() {
       }
     }
   } catch (const store::DatabaseError& error) {
+    wasRead_ = false;
     prompts_.Show(error.what(), PromptIcon::Critical);
   }
   return {};

@@ -32,6 +32,10 @@ class WizardForm {
   // Everything must outlive the form.
   WizardForm(WizardTask& task, CategoryTransaction& transaction, store::TrapNames& names, Prompts& prompts);
 
+  // False when what is to be edited could not be read: the wizard is not to show, since Finish would write
+  // its empty fields over it.
+  bool WasRead() const { return wasRead_; }
+
   std::string_view Title() const;
   WizardPage Page() const { return page_; }
   std::string_view NextCaption() const;  // "&Next >" or "&Finish"
@@ -74,6 +78,7 @@ class WizardForm {
   std::string name_;
   std::string description_;
   std::int32_t categorySeverity_ = 0;  // of a category that is edited
+  bool wasRead_ = true;                // set while the next one is made
   TrapDetail edited_;                  // of mode 10
   params::TrapCriteriaForm criteria_;
   params::ListControl severity_;

@@ -179,7 +179,10 @@ int frmCategories::exec() {
 }
 
 void frmCategories::RunWizard(WizardTask& task, CategoryTransaction& transaction) {
-  frmTrpCatWiz(task, transaction, services_.Names, services_.Prompt, this).exec();
+  frmTrpCatWiz wizard(task, transaction, services_.Names, services_.Prompt, this);
+  if (wizard.WasRead()) {
+    wizard.exec();
+  }
 }
 
 void frmCategories::ShowBusyPointer(bool busy) {

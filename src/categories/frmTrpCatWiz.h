@@ -32,6 +32,9 @@ class frmTrpCatWiz : public QDialog {
                QWidget* parent = nullptr);
   ~frmTrpCatWiz() override;
 
+  // False, after its message: there is nothing to show, see WizardForm.
+  bool WasRead() const { return form_.WasRead(); }
+
  private:
   void SetUpPendingList();
   void ConnectControls();

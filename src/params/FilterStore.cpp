@@ -61,21 +61,15 @@ std::vector<StoredFilter> FilterStore::ReadFilters() {
 }
 
 // Several rows when they differ in columns that a filter does not have.
-std::vector<std::int32_t> FilterStore::FindOrAddConditions(const FilterValues& values) {
-  constexpr std::string_view kId = "Trap_Table_ID";
-  const std::string filter = fmt::format(
-      "Source_Agent = {} AND GenericTrap = {} AND EnterpriseOid = {} AND SpecificTrap = {}"
-      " AND EventDescription = {}",
-      store::Quoted(values.SourceAgent), values.GenericTrap, store::Quoted(values.EnterpriseOid),
-      values.SpecificTrap, store::Quoted(values.VarBinds));
+std::vector<std::int32_t> FilterStore::Conditions(const std::string& filter) {
+  return ReadIds(connection_.OpenRecordset(store::kTrapDetail, filter), "Trap_Table_ID");
+}
+
+std::int32_t FilterStore::FindOrAddCondition(const std::string& filter, const FilterValues& values) {
+  if (const std::vector<std::int32_t> ids = Conditions(filter); !ids.empty()) {
+    return ids.front();
+  }
   store::Recordset conditions = connection_.OpenRecordset(store::kTrapDetail, filter);
-  std::vector<std::int32_t> ids;
-  while (conditions.Next()) {
-    ids.push_back(conditions.Integer(kId));
-  }
-  if (!ids.empty()) {
-    return ids;
-  }
   conditions.AddNew();
   conditions.Set("Source_Agent", values.SourceAgent);
   conditions.Set("GenericTrap", values.GenericTrap);
@@ -83,11 +77,11 @@ std::vector<std::int32_t> FilterStore::FindOrAddConditions(const FilterValues& v
   conditions.Set("SpecificTrap", values.SpecificTrap);
   conditions.Set("EventDescription", values.VarBinds);
   conditions.Update();
-  ids = ReadIds(connection_.OpenRecordset(store::kTrapDetail, filter), kId);
+  const std::vector<std::int32_t> ids = Conditions(filter);
   if (ids.empty()) {
     throw store::DatabaseError("The row that was just added is not there.", "02000", 0, filter);
   }
-  return ids;
+  return ids.front();
 }
 
 bool FilterStore::IsFilter(std::int32_t trapTableId) {
@@ -95,18 +89,25 @@ bool FilterStore::IsFilter(std::int32_t trapTableId) {
 }
 
 std::int32_t FilterStore::SaveFilter(const FilterValues& values, std::string_view description) {
-  const std::vector<std::int32_t> ids = FindOrAddConditions(values);
-  for (const std::int32_t id : ids) {
+  const std::string filter = fmt::format(
+      "Source_Agent = {} AND GenericTrap = {} AND EnterpriseOid = {} AND SpecificTrap = {}"
+      " AND EventDescription = {}",
+      store::Quoted(values.SourceAgent), values.GenericTrap, store::Quoted(values.EnterpriseOid),
+      values.SpecificTrap, store::Quoted(values.VarBinds));
+  for (const std::int32_t id : Conditions(filter)) {
     if (IsFilter(id)) {
       return id;
     }
   }
-  store::Recordset group = connection_.OpenRecordset(store::kTrapFilterGroup, OfId(ids.front()));
+  store::Transaction transaction(connection_);
+  const std::int32_t id = FindOrAddCondition(filter, values);
+  store::Recordset group = connection_.OpenRecordset(store::kTrapFilterGroup, OfId(id));
   group.AddNew();
-  group.Set("Trap_ID", ids.front());
+  group.Set("Trap_ID", id);
   group.Set("Description", description);
   group.Update();
-  return ids.front();
+  transaction.Commit();
+  return id;
 }
 
 void FilterStore::RemoveFilter(std::int32_t trapTableId) {

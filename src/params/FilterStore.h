@@ -28,7 +28,8 @@ class FilterStore {
   // In the order of Trap_Filter_Group; a group row without a detail row is skipped.  Each table is read once.
   std::vector<StoredFilter> ReadFilters();
 
-  // Uses the rows that are there and adds those that are missing; the filter's TrapTableId.  The description
+  // Uses the rows that are there and adds those that are missing, all of them or none; the filter's
+  // TrapTableId.  Not inside a transaction.  The description
   // is that of a group row that has to be added.  Refuses a text with a single quote or a NUL before anything
   // is sent (see store::Quoted).
   std::int32_t SaveFilter(const FilterValues& values, std::string_view description);
@@ -37,7 +38,8 @@ class FilterStore {
   void RemoveFilter(std::int32_t trapTableId);
 
  private:
-  std::vector<std::int32_t> FindOrAddConditions(const FilterValues& values);
+  std::vector<std::int32_t> Conditions(const std::string& filter);
+  std::int32_t FindOrAddCondition(const std::string& filter, const FilterValues& values);
   bool IsFilter(std::int32_t trapTableId);
 
   store::Connection& connection_;

@@ -65,11 +65,6 @@ TEST_F(AlertsFormTest, AnAlertIsCheckedBeforeItIsSaved) {
             "Alert description is not unique. An alert with the same name exists. Please modify alert "
             "description.");
   EXPECT_EQ(Save("A", AlertsForm(Services).Alerts().front()), first) << "its own name is no other's";
-  AlertForm quoted(Services, std::nullopt);
-  quoted.EditDescription("it's down");
-  EXPECT_FALSE(quoted.Ok());
-  EXPECT_EQ(Prompt.Messages().back().Icon, PromptIcon::Critical);
-  EXPECT_EQ(AlertsForm(Services).Alerts().size(), 1U);
 }
 
 TEST_F(AlertsFormTest, CriteriaComeBackAsTheyWereChosen) {

@@ -119,21 +119,6 @@ TEST_F(ConsoleTest, StartedAsAnIconItCountsAllTheSame) {
   EXPECT_TRUE(WaitFor([this] { return Children().size() == 2; }));
 }
 
-TEST_F(ConsoleTest, AMissingTableOrDataSourceEndsTheStartWithItsMessage) {
-  const std::pair<const char*, const char*> tables[] = {{"System_Table", "Could not read system information"},
-                                                        {"Category_Group_Master", "Could not read category"},
-                                                        {"Trap_Filter_Group", "Could not read filter"}};
-  for (const auto& [table, message] : tables) {
-    Prompt.Clear();
-    Store.Execute(std::string("ALTER TABLE ") + table + " RENAME TO Elsewhere");
-    app::ConsoleApp console(Host());
-    EXPECT_EQ(console.Start(""), app::StartupResult::Failed);
-    EXPECT_EQ(Prompt.Messages().size(), 1U);
-    EXPECT_EQ(Prompt.LastMessage().rfind(message, 0), 0U) << Prompt.LastMessage();
-    Store.Execute(std::string("ALTER TABLE Elsewhere RENAME TO ") + table);
-  }
-}
-
 // The real program, offscreen, with settings and a run-time directory of its own.
 class TwoConsoles : public testing::Test {
  protected:

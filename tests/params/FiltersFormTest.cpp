@@ -111,16 +111,8 @@ TEST_F(FiltersFormTest, RemovingAsksAndLeavesTheConditionToAlerts) {
   EXPECT_EQ(Prompt.Questions()[0],
             (test::ScriptedPrompts::Shown{"Are you sure you want to remove the selected Trap Filter?",
                                           PromptIcon::Question, PromptButtons::YesNo}));
-  RefuseDeleting();
-  Prompt.WillAnswer(PromptAnswer::Yes);
-  EXPECT_FALSE(form.Remove(0));
-  EXPECT_EQ(Prompt.Messages().back().Icon, PromptIcon::Critical);
-  EXPECT_EQ(form.RowCount(), 2U);
-  EXPECT_EQ(Filters(), 1);
   Prompt.WillAnswer(PromptAnswer::Yes);
   EXPECT_TRUE(form.Remove(1)) << "never stored: nothing to refuse";
-
-  Store.Execute("DROP TRIGGER refuse");
   Prompt.WillAnswer(PromptAnswer::Yes);
   EXPECT_TRUE(form.Remove(0));
   EXPECT_EQ(form.RowCount(), 0U);
@@ -167,16 +159,6 @@ TEST_F(FiltersFormTest, ClosingPassesTheNewFiltersOn) {
   form.Apply();
   EXPECT_EQ(Windows.Changes, 1);
   EXPECT_THAT(Busy.Texts, ElementsAre("Saving New Data"));
-
-  Windows.OnChange = nullptr;
-  Store.TakeAway();
-  form.Apply();
-  Store.BringBack();
-  EXPECT_EQ(Windows.Changes, 2);
-  EXPECT_EQ(Prompt.Messages(),
-            (std::vector<test::ScriptedPrompts::Shown>{
-                {"Could not read filter information from the Database. " + SupportSentence(),
-                 PromptIcon::Critical, PromptButtons::Ok}}));
 }
 
 }  // namespace

@@ -1,9 +1,6 @@
 // Makes the N-th call to the driver manager fail, for N = 1, 2, 3 … until the work succeeds, and looks each
-// time whether anything is lost, doubled or half done.  The linker leads the calls through the functions
-// below.
+// time whether anything is lost, doubled or half done.
 #include <gtest/gtest.h>
-#include <sql.h>
-#include <sqlext.h>
 
 #include <array>
 #include <optional>
@@ -14,51 +11,8 @@
 #include "store/Statements.h"
 #include "store/Tables.h"
 #include "store/TrapReader.h"
+#include "support/OdbcFaults.h"
 #include "support/TestStore.h"
-
-namespace {
-
-int callsUntilFailure = 0;  // 0: never
-
-bool FailsNow() {
-  return callsUntilFailure > 0 && --callsUntilFailure == 0;
-}
-
-}  // namespace
-
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
-#define KORVANE_MAY_FAIL(name, parameters, arguments)        \
-  extern "C" SQLRETURN __real_##name parameters;             \
-  extern "C" SQLRETURN __wrap_##name parameters;             \
-  extern "C" SQLRETURN __wrap_##name parameters {            \
-    return FailsNow() ? SQL_ERROR : __real_##name arguments; \
-  }
-
-KORVANE_MAY_FAIL(SQLAllocHandle, (SQLSMALLINT t, SQLHANDLE i, SQLHANDLE* o), (t, i, o))
-KORVANE_MAY_FAIL(SQLDriverConnect,
-                 (SQLHDBC c, SQLHWND w, SQLCHAR* i, SQLSMALLINT il, SQLCHAR* o, SQLSMALLINT om,
-                  SQLSMALLINT* ol, SQLUSMALLINT d),
-                 (c, w, i, il, o, om, ol, d))
-KORVANE_MAY_FAIL(SQLSetConnectAttr, (SQLHDBC c, SQLINTEGER a, SQLPOINTER v, SQLINTEGER l), (c, a, v, l))
-KORVANE_MAY_FAIL(SQLEndTran, (SQLSMALLINT t, SQLHANDLE h, SQLSMALLINT c), (t, h, c))
-KORVANE_MAY_FAIL(SQLExecDirect, (SQLHSTMT s, SQLCHAR* t, SQLINTEGER l), (s, t, l))
-KORVANE_MAY_FAIL(SQLPrepare, (SQLHSTMT s, SQLCHAR* t, SQLINTEGER l), (s, t, l))
-KORVANE_MAY_FAIL(SQLExecute, (SQLHSTMT s), (s))
-KORVANE_MAY_FAIL(SQLBindParameter,
-                 (SQLHSTMT s, SQLUSMALLINT n, SQLSMALLINT io, SQLSMALLINT c, SQLSMALLINT t, SQLULEN z,
-                  SQLSMALLINT d, SQLPOINTER v, SQLLEN b, SQLLEN* l),
-                 (s, n, io, c, t, z, d, v, b, l))
-KORVANE_MAY_FAIL(SQLNumResultCols, (SQLHSTMT s, SQLSMALLINT* n), (s, n))
-KORVANE_MAY_FAIL(SQLDescribeCol,
-                 (SQLHSTMT s, SQLUSMALLINT n, SQLCHAR* t, SQLSMALLINT m, SQLSMALLINT* l, SQLSMALLINT* k,
-                  SQLULEN* z, SQLSMALLINT* d, SQLSMALLINT* u),
-                 (s, n, t, m, l, k, z, d, u))
-KORVANE_MAY_FAIL(SQLBindCol, (SQLHSTMT s, SQLUSMALLINT n, SQLSMALLINT t, SQLPOINTER v, SQLLEN b, SQLLEN* l),
-                 (s, n, t, v, b, l))
-KORVANE_MAY_FAIL(SQLFetch, (SQLHSTMT s), (s))
-KORVANE_MAY_FAIL(SQLGetData, (SQLHSTMT s, SQLUSMALLINT n, SQLSMALLINT t, SQLPOINTER v, SQLLEN b, SQLLEN* l),
-                 (s, n, t, v, b, l))
-// NOLINTEND(bugprone-reserved-identifier)
 
 namespace korvane::store {
 
@@ -106,15 +60,14 @@ class Faults : public testing::Test {
   int FailEachCall(Work work) {
     for (int n = 1;; ++n) {
       Connection connection;
-      callsUntilFailure = n;
+      test::FailCall(n);
       try {
         Made.Connect(connection);
         work(connection);
       } catch (const DatabaseError& error) {
         EXPECT_FALSE(std::string(error.what()).empty());
       }
-      const bool failed = callsUntilFailure == 0;
-      callsUntilFailure = 0;
+      const bool failed = test::EndFaults();
       EXPECT_FALSE(connection.InTransaction());
       Check(n, connection);
       if (!failed || HasFailure()) return n;
@@ -153,14 +106,13 @@ TEST_F(Faults, ReadingIsWholeOrFailsWhereverItFails) {
   Connection connection;
   Made.Connect(connection);
   for (int n = 1;; ++n) {
-    callsUntilFailure = n;
+    test::FailCall(n);
     std::optional<int> rows;
     try {
       rows = Read(connection);
     } catch (const DatabaseError&) {  // NOLINT(bugprone-empty-catch): the other outcome that is right
     }
-    const bool failed = callsUntilFailure == 0;
-    callsUntilFailure = 0;
+    const bool failed = test::EndFaults();
     EXPECT_EQ(rows.value_or(kRows), kRows) << n;
     EXPECT_EQ(Read(connection), kRows) << n;
     if (failed) continue;

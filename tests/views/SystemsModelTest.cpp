@@ -233,20 +233,6 @@ TEST_F(SystemsModelTest, AFailedResetKeepsTheCountsAndIsTriedAgain) {
   EXPECT_EQ(TotalOf("router1"), 4);
 }
 
-TEST_F(SystemsModelTest, AFailedFirstLoadStartsTheLinkAndCountsLater) {
-  AddStored(3);
-  Store.Execute("ALTER TABLE EventTrap RENAME TO Gone");
-  Model.Load();
-  EXPECT_EQ(Library.StartedAt, 0);
-  Store.Execute("ALTER TABLE Gone RENAME TO EventTrap");
-  Library.Deliver(1, "router1", 1);
-  Library.Deliver(2, "router1", 2);
-  Library.Deliver(3, "router1", 3);
-  Machine.Clock.Advance(5'000);
-  Model.CheckTraps();
-  EXPECT_EQ(TotalOf("router1"), 3);
-}
-
 // ---- acknowledging
 
 TEST_F(SystemsModelTest, AcknowledgedTrapsLeaveTheCountsOnce) {
