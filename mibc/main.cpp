@@ -53,7 +53,10 @@ void Print(const mibc::CompiledFile& compiled, const std::filesystem::path& show
   if (compiled.Faults.size() > kMostFaultsShown) {
     fmt::print(stderr, "... and {} more\n", compiled.Faults.size() - kMostFaultsShown);
   }
-  fmt::print(stderr, "{}: refused, nothing of it was stored\n", VisibleText(shown.string()));
+  // What a folder holds is told file by file.
+  if (!std::filesystem::is_directory(shown)) {
+    fmt::print(stderr, "{}: refused, nothing of it was stored\n", VisibleText(shown.string()));
+  }
 }
 
 int CompileFiles(const std::vector<std::filesystem::path>& given, bool checkOnly) {
