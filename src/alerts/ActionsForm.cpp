@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "store/DatabaseError.h"
+#include "store/Tables.h"
 
 namespace korvane::alerts {
 
@@ -134,7 +135,7 @@ std::optional<ActionKind> ActionsForm::Ok() {
   ActionIds saved;
   ActionKind current = tabs_.front();
   try {
-    store::Transaction transaction(services_.Connection);
+    store::Transaction transaction(services_.Connection, store::kBeepDetail);
     for (const ActionKind kind : tabs_) {
       current = kind;
       if (const std::string missing = Missing(kind); !missing.empty()) {

@@ -98,7 +98,7 @@ bool AlertStore::IsUnique(std::string_view description, std::optional<std::int32
 
 std::int32_t AlertStore::SaveAlert(std::string_view description, const AlertCriteria& criteria,
                                    const ActionIds& actions, std::optional<std::int32_t> groupId) {
-  store::Transaction transaction(connection_);
+  store::Transaction transaction(connection_, store::kTrapActionGroup);
   const std::int32_t trapId = FindOrAddCriteria(criteria);
   std::int32_t id = 0;
   if (groupId) {
@@ -182,7 +182,7 @@ void AlertStore::WriteActions(std::int32_t groupId, const ActionIds& actions) {
 }
 
 void AlertStore::DeleteAlert(std::int32_t groupId) {
-  store::Transaction transaction(connection_);
+  store::Transaction transaction(connection_, store::kTrapActionGroup);
   connection_.Execute(
       fmt::format("DELETE FROM {} WHERE {}", store::kTrapNotificationMaster, OfGroup(groupId)));
   connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kTrapActionGroup, OfGroup(groupId)));
@@ -191,7 +191,7 @@ void AlertStore::DeleteAlert(std::int32_t groupId) {
 
 void AlertStore::SetAlertActions(const std::vector<ActionKind>& kinds, std::int32_t groupId,
                                  const ActionIds& ids) {
-  store::Transaction transaction(connection_);
+  store::Transaction transaction(connection_, store::kTrapActionGroup);
   Require(groupId);
   for (const ActionKind kind : kinds) {
     SetAlertAction(kind, groupId, IdOf(ids, kind));

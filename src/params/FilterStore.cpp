@@ -15,6 +15,8 @@ namespace korvane::params {
 
 namespace {
 
+constexpr std::string_view kConditionId = "Trap_Table_ID";
+
 std::vector<std::int32_t> ReadIds(store::Recordset rows, std::string_view column) {
   std::vector<std::int32_t> ids;
   while (rows.Next()) {
@@ -60,16 +62,8 @@ std::vector<StoredFilter> FilterStore::ReadFilters() {
   return filters;
 }
 
-// Several rows when they differ in columns that a filter does not have.
-std::vector<std::int32_t> FilterStore::Conditions(const std::string& filter) {
-  return ReadIds(connection_.OpenRecordset(store::kTrapDetail, filter), "Trap_Table_ID");
-}
-
-std::int32_t FilterStore::FindOrAddCondition(const std::string& filter, const FilterValues& values) {
-  if (const std::vector<std::int32_t> ids = Conditions(filter); !ids.empty()) {
-    return ids.front();
-  }
-  store::Recordset conditions = connection_.OpenRecordset(store::kTrapDetail, filter);
+std::int32_t FilterStore::AddCondition(store::Recordset& conditions, const std::string& filter,
+                                       const FilterValues& values) {
   conditions.AddNew();
   conditions.Set("Source_Agent", values.SourceAgent);
   conditions.Set("GenericTrap", values.GenericTrap);
@@ -77,11 +71,11 @@ std::int32_t FilterStore::FindOrAddCondition(const std::string& filter, const Fi
   conditions.Set("SpecificTrap", values.SpecificTrap);
   conditions.Set("EventDescription", values.VarBinds);
   conditions.Update();
-  const std::vector<std::int32_t> ids = Conditions(filter);
-  if (ids.empty()) {
+  store::Recordset added = connection_.OpenRecordset(store::kTrapDetail, filter);
+  if (!added.Next()) {
     throw store::DatabaseError("The row that was just added is not there.", "02000", 0, filter);
   }
-  return ids.front();
+  return added.Integer(kConditionId);
 }
 
 bool FilterStore::IsFilter(std::int32_t trapTableId) {
@@ -94,14 +88,23 @@ std::int32_t FilterStore::SaveFilter(const FilterValues& values, std::string_vie
       " AND EventDescription = {}",
       store::Quoted(values.SourceAgent), values.GenericTrap, store::Quoted(values.EnterpriseOid),
       values.SpecificTrap, store::Quoted(values.VarBinds));
-  for (const std::int32_t id : Conditions(filter)) {
-    if (IsFilter(id)) {
-      return id;
+  // Several rows when they differ in columns that a filter does not have.
+  store::Recordset conditions = connection_.OpenRecordset(store::kTrapDetail, filter);
+  std::int32_t id = 0;
+  while (conditions.Next()) {
+    const std::int32_t found = conditions.Integer(kConditionId);
+    if (IsFilter(found)) {
+      return found;
     }
+    id = id == 0 ? found : id;
   }
-  store::Transaction transaction(connection_);
-  const std::int32_t id = FindOrAddCondition(filter, values);
   store::Recordset group = connection_.OpenRecordset(store::kTrapFilterGroup, OfId(id));
+  // What is read comes before it: SQLite refuses to write in a transaction that has read, once somebody else
+  // has written.
+  store::Transaction transaction(connection_);
+  if (id == 0) {
+    id = AddCondition(conditions, filter, values);
+  }
   group.AddNew();
   group.Set("Trap_ID", id);
   group.Set("Description", description);

@@ -38,8 +38,8 @@ class FilterStore {
   void RemoveFilter(std::int32_t trapTableId);
 
  private:
-  std::vector<std::int32_t> Conditions(const std::string& filter);
-  std::int32_t FindOrAddCondition(const std::string& filter, const FilterValues& values);
+  std::int32_t AddCondition(store::Recordset& conditions, const std::string& filter,
+                            const FilterValues& values);
   bool IsFilter(std::int32_t trapTableId);
 
   store::Connection& connection_;

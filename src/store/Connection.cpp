@@ -143,6 +143,11 @@ bool Connection::InTransaction() const {
   return impl_->InTransaction;
 }
 
+Transaction::Transaction(Connection& connection, std::string_view table) : Transaction(connection) {
+  // Touches no row.  Should it fail, the object is made as far as its destructor is concerned: it rolls back.
+  connection_.Execute(fmt::format("DELETE FROM {} WHERE 1 = 0", table));
+}
+
 Transaction::~Transaction() {
   if (!done_) connection_.Rollback();
 }

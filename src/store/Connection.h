@@ -65,6 +65,9 @@ class Connection {
 class Transaction {
  public:
   explicit Transaction(Connection& connection) : connection_(connection) { connection_.BeginTransaction(); }
+  // One that reads before it writes, to this table or another one beside it, takes the right to write first:
+  // SQLite refuses to write in a transaction that has read, once somebody else has written.
+  Transaction(Connection& connection, std::string_view table);
   ~Transaction();
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;

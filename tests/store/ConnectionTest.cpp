@@ -85,6 +85,25 @@ TEST_P(Connections, RollBackUnlessCommitted) {
   EXPECT_EQ(other.Execute("UPDATE EventTrap SET EventAck = 1"), 3);
 }
 
+// Another writer between its reading and its writing does not spoil it.
+TEST_P(Connections, ATransactionThatTookTheRightToWriteMayReadFirst) {
+  Connection other;
+  Made->Connect(other);
+  if (GetParam() == Engine::Sqlite) other.Execute("PRAGMA busy_timeout = 0");
+  const auto add = [](Connection& connection, const char* name) {
+    connection.Execute(fmt::format("INSERT INTO {} (Description) VALUES ('{}')", kTrapActionGroup, name));
+  };
+  Transaction transaction(Db, kTrapActionGroup);
+  EXPECT_FALSE(Db.OpenRecordset(kTrapActionGroup).Next());
+  try {
+    add(other, "other");
+  } catch (const DatabaseError&) {  // NOLINT(bugprone-empty-catch): the engine that has one writer at a time
+  }
+  add(Db, "mine");
+  transaction.Commit();
+  EXPECT_EQ(Made->Number("SELECT COUNT(*) FROM Trap_Action_Group WHERE Description = 'mine'"), 1);
+}
+
 // The console's category window may stay open, with a change written and not committed, for minutes.
 TEST_P(Connections, AnUncommittedCategoryChangeStopsNeitherReceiverNorConsole) {
   Connection categories;
