@@ -1,4 +1,5 @@
 #include "AlertRunner.h"
+#include "Configuration.h"
 
 #include <fmt/format.h>
 
@@ -13,8 +14,6 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr store::ConnectionOptions kOptions = {.ConnectTimeoutSeconds = 10, .CommandTimeoutSeconds = 60};
-constexpr std::uint32_t kReadAccess = 0x20019;
 constexpr std::size_t kDwordBytes = 4;
 constexpr std::size_t kLeastShare = 4096;  // of an alert's summary: room for all but the bindings
 constexpr std::size_t kNamedBytes = std::size_t{4} << 20;
@@ -100,7 +99,7 @@ void AlertRunner::ReadRulesWhenAsked() {
 bool AlertRunner::ReadRules() {
   try {
     if (!connection_.IsOpen()) {
-      connection_.Open(dataSource_, {}, {}, kOptions);
+      connection_.Open(dataSource_, {}, {}, kStoreOptions);
     }
     names_.ClearCache();
     std::vector<std::string> problems;

@@ -13,8 +13,6 @@
 namespace korvane::receiver {
 namespace {
 
-// Reading is all the receiver needs, so it need not be allowed to write these values.
-constexpr std::uint32_t kReadAccess = 0x20019;
 constexpr std::size_t kMaxBytes = 1024;
 constexpr std::uintmax_t kMostSnmpFileBytes = std::uintmax_t{1} << 20;
 

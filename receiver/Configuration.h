@@ -10,8 +10,15 @@
 
 #include "SnmpAccess.h"
 #include "platform/Platform.h"
+#include "store/Connection.h"
 
 namespace korvane::receiver {
+
+// Reading is all the receiver needs, so it need not be allowed to write these values.
+inline constexpr std::uint32_t kReadAccess = 0x20019;
+// Of every connection to the trap store.
+inline constexpr store::ConnectionOptions kStoreOptions = {.ConnectTimeoutSeconds = 10,
+                                                           .CommandTimeoutSeconds = 60};
 
 // Strings below the manager's key; an absent or empty one has its default.
 inline constexpr std::string_view kListenAddressesValue = "KVListenAddresses";

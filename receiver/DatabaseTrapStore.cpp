@@ -1,4 +1,5 @@
 #include "DatabaseTrapStore.h"
+#include "Configuration.h"
 
 #include <fmt/format.h>
 
@@ -13,7 +14,6 @@ namespace korvane::receiver {
 namespace {
 
 // A server that stopped answering must not hold the writer for ever; traps wait in the spool meanwhile.
-constexpr store::ConnectionOptions kOptions = {.ConnectTimeoutSeconds = 10, .CommandTimeoutSeconds = 60};
 
 // One row per spool that stores here: Spool_ID, Last_Number.
 constexpr std::string_view kReceiverState = "Receiver_State";
@@ -28,7 +28,7 @@ std::uint64_t DatabaseTrapStore::Open(std::string_view spoolId, std::uint64_t hi
                                       std::uint64_t remembered) {
   Close();
   spoolId_ = spoolId;
-  connection_.Open(dataSource_, {}, {}, kOptions);
+  connection_.Open(dataSource_, {}, {}, kStoreOptions);
   const std::string condition = "Spool_ID = " + store::Quoted(spoolId_);
   std::string text;
   {

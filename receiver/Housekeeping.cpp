@@ -17,7 +17,6 @@
 namespace korvane::receiver {
 namespace {
 
-constexpr store::ConnectionOptions kOptions = {.ConnectTimeoutSeconds = 10, .CommandTimeoutSeconds = 60};
 constexpr std::int64_t kSecondsOfAnHour = 3600;
 constexpr std::int64_t kSecondsOfADay = 86400;
 
@@ -95,7 +94,7 @@ HouseholdWork Housekeeping::Round(const std::stop_token& stop) {
     return work;
   }
   if (!connection_.IsOpen()) {
-    connection_.Open(dataSource_, {}, {}, kOptions);
+    connection_.Open(dataSource_, {}, {}, kStoreOptions);
   }
   if (HoldsBack("1 = 1", purgeAge_) || HoldsBack("EventAck = 0", ackAge_)) {
     AskForConfirmation();

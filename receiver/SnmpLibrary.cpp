@@ -16,14 +16,6 @@ constexpr const char* kName = "kvreceiver";
 // Engines one user can be learnt for: more than a network has, and a bound for what a flood can occupy.
 constexpr std::size_t kMostLearnt = 10000;
 
-std::string Hex(std::string_view octets) {
-  std::string text = "0x";
-  for (const char c : octets) {
-    text += fmt::format("{:02x}", static_cast<unsigned char>(c));
-  }
-  return text;
-}
-
 std::span<const oid> AuthProtocolOid(std::string_view name) {
   if (name == "MD5") return {usmHMACMD5AuthProtocol, OID_LENGTH(usmHMACMD5AuthProtocol)};
   if (name == "SHA") return {usmHMACSHA1AuthProtocol, OID_LENGTH(usmHMACSHA1AuthProtocol)};
@@ -46,7 +38,7 @@ std::string MasterKey(std::string_view protocol, const std::string& passphrase) 
                   &length) != SNMPERR_SUCCESS) {
     return {};
   }
-  return Hex({reinterpret_cast<const char*>(key.data()), length});
+  return "0x" + HexText({reinterpret_cast<const char*>(key.data()), length});
 }
 
 int PassOnLog(int, int, void* message, void* log) {
@@ -118,7 +110,7 @@ void SnmpLibrary::SetAccess(SnmpAccess access) {
 
 // By the library's own configuration line, which knows how its tables hang together.
 void SnmpLibrary::Create(const SnmpUser& user, const MasterKeys& keys, std::string_view engineId) {
-  std::string line = fmt::format("-e {} \"{}\"", Hex(engineId), user.Name);
+  std::string line = fmt::format("-e 0x{} \"{}\"", HexText(engineId), user.Name);
   if (!user.AuthProtocol.empty()) {
     line += fmt::format(" {} -m {}", user.AuthProtocol, keys.Auth);
   }

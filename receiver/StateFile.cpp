@@ -24,14 +24,6 @@ std::string RandomOctets(std::size_t count) {
   return octets;
 }
 
-std::string Hex(std::string_view octets) {
-  std::string text;
-  for (const char c : octets) {
-    text += fmt::format("{:02x}", static_cast<unsigned char>(c));
-  }
-  return text;
-}
-
 std::optional<std::string> Octets(std::string_view hex) {
   std::string octets;
   for (std::size_t i = 0; i < hex.size(); i += 2) {
@@ -91,6 +83,14 @@ std::optional<ReceiverState> Parse(std::string_view content) {
 
 }  // namespace
 
+std::string HexText(std::string_view octets) {
+  std::string text;
+  for (const char c : octets) {
+    text += fmt::format("{:02x}", static_cast<unsigned char>(c));
+  }
+  return text;
+}
+
 ReceiverState CountStart(const std::filesystem::path& folder) {
   const std::filesystem::path file = folder / "state";
   std::optional<ReceiverState> state;
@@ -98,7 +98,7 @@ ReceiverState CountStart(const std::filesystem::path& folder) {
     state = Parse(ReadWholeFile(file));
   }
   if (!state) {
-    state = ReceiverState{.SpoolId = Hex(RandomOctets(16)), .EngineId = NewEngineId(), .New = true};
+    state = ReceiverState{.SpoolId = HexText(RandomOctets(16)), .EngineId = NewEngineId(), .New = true};
   }
   if (state->Starts >= kMostBoots - 1) {
     // Boots may not start over with the same engine ID.
@@ -107,7 +107,7 @@ ReceiverState CountStart(const std::filesystem::path& folder) {
   }
   ++state->Starts;
   ReplaceFile(file, fmt::format("spool = {}\nengine-id = {}\nstarts = {}\n", state->SpoolId,
-                                Hex(state->EngineId), state->Starts));
+                                HexText(state->EngineId), state->Starts));
   return *state;
 }
 

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "ClockWitness.h"
 
@@ -18,6 +19,9 @@ struct ReceiverState {
   std::uint32_t Starts = 0;  // also the engine's boots (RFC 3414), so it must never fall
   bool New = false;          // there was no file, or a damaged one
 };
+
+// Two hexadecimal digits for each octet.
+std::string HexText(std::string_view octets);
 
 // Reads the file, or makes a new identity when there is none or it is damaged; counts the start and writes it
 // back.  Throws std::system_error when that can't be done: without it traps could be taken for older ones.
