@@ -13,6 +13,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "MessageHeader.h"
 #include "NetSnmp.h"
 #include "Notification.h"
 #include "PduReader.h"
@@ -23,17 +24,7 @@ namespace {
 
 constexpr int kReceiveBufferBytes = 32 << 20;
 constexpr int kPacketsPerTurn = 256;
-constexpr auto kMalformedLogPause = std::chrono::seconds(10);
-
-struct PduDeleter {
-  void operator()(snmp_pdu* pdu) const { snmp_free_pdu(pdu); }
-};
-
-// A response that only has to be sent.
-struct InformAnswer : Answer {
-  std::unique_ptr<snmp_pdu, PduDeleter> Response;
-  void* Session = nullptr;
-};
+constexpr std::size_t kBytesPerTurn = std::size_t{2} << 20;
 
 bool IsPort(std::string_view text) {
   std::uint16_t port = 0;
@@ -73,7 +64,10 @@ std::uint64_t InformKey(const snmp_pdu& pdu, const Peer& peer) {
   for (const variable_list* variable = pdu.variables; variable != nullptr;
        variable = variable->next_variable) {
     content.append(reinterpret_cast<const char*>(variable->name), variable->name_length * sizeof(oid));
-    content.append(reinterpret_cast<const char*>(variable->val.string), variable->val_len);
+    // A NULL or an exception may come with a length, and has no value all the same.
+    if (variable->val.string != nullptr) {
+      content.append(reinterpret_cast<const char*>(variable->val.string), variable->val_len);
+    }
   }
   return std::max<std::uint64_t>(1, std::hash<std::string>()(content));
 }
@@ -107,69 +101,106 @@ std::string ListenAddressProblem(std::string_view address) {
   return {};
 }
 
-// net-snmp's transport with our hand between it and the socket: it tells whether there was a packet, and can
-// give the library the same packet once more.  The library frees it with free(), so it is a plain structure.
+// net-snmp's transport with our hand between it and the socket: we see a packet before the library does, and
+// can keep what it sends instead of sending it.  The library frees it with free(), so it is a plain
+// structure.
 struct Listener::Socket {
   struct Transport : netsnmp_transport {
     Socket* Owner;
   };
 
+  Socket(SnmpLibrary& library, std::size_t number) : Library(library), Number(number) {}
+  Socket(const Socket&) = delete;
+  Socket& operator=(const Socket&) = delete;
   ~Socket() {
     if (Session != nullptr) {
       snmp_sess_close(Session);
     }
+    netsnmp_large_fd_set_cleanup(&Ready);
   }
 
   static int Receive(netsnmp_transport* transport, void* buffer, int size, void** opaque, int* opaqueLength);
+  static int Send(netsnmp_transport* transport, const void* buffer, int size, void** opaque,
+                  int* opaqueLength);
+  std::string Encoded(snmp_pdu& inform);
 
+  SnmpLibrary& Library;
+  const std::size_t Number;
   int Descriptor = -1;
   void* Session = nullptr;
-  int (*LibraryReceive)(netsnmp_transport*, void*, int, void**, int*) = nullptr;
+  Transport* Wire = nullptr;  // the session's
+  decltype(netsnmp_transport::f_recv) LibraryReceive = nullptr;
+  decltype(netsnmp_transport::f_send) LibrarySend = nullptr;
+  netsnmp_large_fd_set Ready{};
   bool GotPacket = false;
-  bool Replay = false;
-  std::string LastPacket;
+  std::string_view LastPacket;  // in the library's buffer, while it reads it
   std::string LastPeer;
+  std::string* Capture = nullptr;  // where the next packet goes instead of the network
 };
 
 struct Listener::Packet {
   explicit Packet(Socket& from) : From(from) {}
 
   Socket& From;
-  int ParseResult = 0;
   bool Notification = false;
   bool Handshake = false;
   std::string Reason;  // why it is not acceptable
-  std::string Peer;
-  // Of an SNMPv3 message whose user was not known with its sender's engine.
+  // Of an SNMPv3 message.
   std::string User;
   std::string EngineId;
+  bool Authentic = false;
 };
 
 int Listener::Socket::Receive(netsnmp_transport* transport, void* buffer, int size, void** opaque,
                               int* opaqueLength) {
   Socket& socket = *static_cast<Transport*>(transport)->Owner;
-  if (socket.Replay) {
-    const std::size_t bytes = std::min(socket.LastPacket.size(), static_cast<std::size_t>(size));
-    std::memcpy(buffer, socket.LastPacket.data(), bytes);
-    *opaque = std::malloc(socket.LastPeer.size());
-    if (*opaque == nullptr) {
-      return -1;
-    }
-    std::memcpy(*opaque, socket.LastPeer.data(), socket.LastPeer.size());
-    *opaqueLength = static_cast<int>(socket.LastPeer.size());
-    return static_cast<int>(bytes);
-  }
   const int got = socket.LibraryReceive(transport, buffer, size, opaque, opaqueLength);
   socket.GotPacket = got >= 0;
   if (got >= 0) {
-    socket.LastPacket.assign(static_cast<const char*>(buffer), static_cast<std::size_t>(got));
+    socket.LastPacket = {static_cast<const char*>(buffer), static_cast<std::size_t>(got)};
     socket.LastPeer.assign(static_cast<const char*>(*opaque), *opaque != nullptr ? *opaqueLength : 0);
+    if (const auto header = ReadUsmHeader(socket.LastPacket)) {
+      socket.Library.ExpectSender(header->User, header->EngineId);
+    }
   }
   return got;
 }
 
+int Listener::Socket::Send(netsnmp_transport* transport, const void* buffer, int size, void** opaque,
+                           int* opaqueLength) {
+  Socket& socket = *static_cast<Transport*>(transport)->Owner;
+  if (socket.Capture == nullptr) {
+    return socket.LibrarySend(transport, buffer, size, opaque, opaqueLength);
+  }
+  socket.Capture->assign(static_cast<const char*>(buffer), static_cast<std::size_t>(size));
+  return size;
+}
+
+// The library's own encoding of the response to an SNMPv3 inform, with the keys and the clock of this moment:
+// an answer that is sent later than its time window allows has no one left to wait for it.  Takes the
+// bindings out of the inform rather than copying them, since each is more than a kilobyte.
+std::string Listener::Socket::Encoded(snmp_pdu& inform) {
+  variable_list* bindings = std::exchange(inform.variables, nullptr);
+  snmp_pdu* response = snmp_clone_pdu(&inform);
+  if (response == nullptr) {
+    inform.variables = bindings;
+    return {};
+  }
+  response->variables = bindings;
+  response->command = SNMP_MSG_RESPONSE;
+  response->errstat = 0;
+  response->errindex = 0;
+  std::string packet;
+  Capture = &packet;
+  if (snmp_sess_send(Session, response) == 0) {
+    snmp_free_pdu(response);
+  }
+  Capture = nullptr;
+  return packet;
+}
+
 Listener::Listener(SnmpLibrary& library, TrapQueue& queue, Counters& counters, ServiceLog& log)
-    : library_(library), queue_(queue), counters_(counters), log_(log) {}
+    : library_(library), queue_(queue), counters_(counters), log_(log), packetLog_(log) {}
 
 Listener::~Listener() = default;
 
@@ -181,13 +212,16 @@ void Listener::Listen(const std::string& address) {
   if (opened == nullptr) {
     throw std::runtime_error(fmt::format("can't listen on {}: {}", address, std::strerror(errno)));
   }
-  auto socket = std::make_unique<Socket>();
+  auto socket = std::make_unique<Socket>(library_, sockets_.size());
   auto* transport = static_cast<Socket::Transport*>(std::calloc(1, sizeof(Socket::Transport)));
   static_cast<netsnmp_transport&>(*transport) = *opened;
   std::free(opened);  // only the structure: what it points to went over
   transport->Owner = socket.get();
   socket->LibraryReceive = std::exchange(transport->f_recv, Socket::Receive);
+  socket->LibrarySend = std::exchange(transport->f_send, Socket::Send);
+  socket->Wire = transport;
   socket->Descriptor = transport->sock;
+  netsnmp_large_fd_set_init(&socket->Ready, transport->sock + 1);
   EnlargeReceiveBuffer(transport->sock);
   fcntl(transport->sock, F_SETFL, fcntl(transport->sock, F_GETFL) | O_NONBLOCK);
 
@@ -230,40 +264,27 @@ bool Listener::ReadPackets() {
     int packets = 0;
     do {
       ReadOne(*socket);
-    } while (socket->GotPacket && ++packets < kPacketsPerTurn);
+    } while (socket->GotPacket && ++packets < kPacketsPerTurn && takenBytes_ < kBytesPerTurn);
     more = more || socket->GotPacket;
-  }
-  if (!taken_.empty()) {
-    queue_.Push(std::exchange(taken_, {}));
+    if (!taken_.empty()) {
+      queue_.Push(std::exchange(taken_, {}));
+      takenBytes_ = 0;
+    }
   }
   return more;
 }
 
 void Listener::ReadOne(Socket& socket) {
-  netsnmp_large_fd_set ready;
-  netsnmp_large_fd_set_init(&ready, socket.Descriptor + 1);
-  NETSNMP_LARGE_FD_SET(socket.Descriptor, &ready);
+  NETSNMP_LARGE_FD_SET(socket.Descriptor, &socket.Ready);
   socket.GotPacket = false;
   Packet packet(socket);
   packet_ = &packet;
-  snmp_sess_read2(socket.Session, &ready);
-  if (socket.GotPacket && !packet.User.empty() && library_.Learn(packet.User, packet.EngineId)) {
-    // The same packet again, now that its user is known with this engine.
-    const Packet first = packet;
-    packet.Reason.clear();
-    packet.ParseResult = 0;
-    socket.Replay = true;
-    NETSNMP_LARGE_FD_SET(socket.Descriptor, &ready);
-    snmp_sess_read2(socket.Session, &ready);
-    socket.Replay = false;
-    if (!packet.Notification) {
-      library_.Forget(first.User, first.EngineId);
-    }
-  }
+  library_.BeginMessage();
+  snmp_sess_read2(socket.Session, &socket.Ready);
+  const std::string librarySaid = library_.EndMessage(packet.User, packet.EngineId, packet.Authentic);
   packet_ = nullptr;
-  netsnmp_large_fd_set_cleanup(&ready);
   if (socket.GotPacket) {
-    Count(packet);
+    Count(packet, librarySaid);
   }
 }
 
@@ -277,20 +298,18 @@ void Listener::Parsed(const snmp_pdu& pdu, int result) {
   if (packet_ == nullptr) {
     return;
   }
-  packet_->ParseResult = result;
-  packet_->Peer = PeerOf(pdu).Address;
+  if (pdu.version == SNMP_VERSION_3) {
+    packet_->User = UserOf(pdu);
+    packet_->EngineId = EngineIdOf(pdu);
+    packet_->Authentic = result == SNMPERR_SUCCESS && pdu.securityLevel >= SNMP_SEC_LEVEL_AUTHNOPRIV;
+  }
   if (result == SNMPERR_SUCCESS) {
     return;
   }
   packet_->Reason = snmp_api_errstring(result);
-  const std::string engineId = EngineIdOf(pdu);
   // How the sender of an inform finds our engine and its clock (RFC 3414, 4): answered by the library.
-  packet_->Handshake = (result == SNMPERR_USM_UNKNOWNENGINEID && engineId.empty()) ||
-                       (result == SNMPERR_USM_NOTINTIMEWINDOW && engineId == library_.EngineId());
-  if (result == SNMPERR_USM_UNKNOWNENGINEID || result == SNMPERR_USM_UNKNOWNSECURITYNAME) {
-    packet_->User = UserOf(pdu);
-    packet_->EngineId = engineId;
-  }
+  packet_->Handshake = (result == SNMPERR_USM_UNKNOWNENGINEID && packet_->EngineId.empty()) ||
+                       (result == SNMPERR_USM_NOTINTIMEWINDOW && packet_->EngineId == library_.EngineId());
 }
 
 int Listener::OnMessage(int operation, snmp_session*, int, snmp_pdu* pdu, void* listener) {
@@ -302,7 +321,7 @@ int Listener::OnMessage(int operation, snmp_session*, int, snmp_pdu* pdu, void* 
 
 std::string Listener::Refusal(const snmp_pdu& pdu) const {
   if (pdu.version == SNMP_VERSION_3) {
-    const SnmpUser* user = library_.Access().FindUser(UserOf(pdu), EngineIdOf(pdu));
+    const SnmpUser* user = library_.Access().FindUser(packet_->User, packet_->EngineId);
     if (user == nullptr) {
       return "unknown user";
     }
@@ -325,7 +344,7 @@ void Listener::Received(snmp_pdu& pdu) {
   if (!packet_->Reason.empty()) {
     return;
   }
-  const Peer peer = PeerOf(pdu);
+  const Peer peer = PeerOf(packet_->From.LastPeer);
   notification->PeerAddress = peer.Address;
   notification->ReceivedSeconds =
       std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
@@ -341,73 +360,81 @@ void Listener::Received(snmp_pdu& pdu) {
     trap.Row.InformKey = InformKey(pdu, peer);
     ReceivedInform(pdu, trap);
   } else {
-    ++counters_.Received;
-    taken_.push_back(std::move(trap));
+    TakeIn(trap);
   }
 }
 
+void Listener::TakeIn(QueuedTrap& trap) {
+  ++counters_.Received;
+  takenBytes_ += trap.Row.EventDescription.size() + trap.Row.Event_ExtDescr.size();
+  taken_.push_back(std::move(trap));
+}
+
 void Listener::ReceivedInform(snmp_pdu& pdu, QueuedTrap& trap) {
-  auto answer = std::make_unique<InformAnswer>();
-  answer->Session = packet_->From.Session;
-  answer->Response.reset(snmp_clone_pdu(&pdu));
-  if (answer->Response == nullptr) {
-    packet_->Notification = false;
-    packet_->Reason = "an inform that can't be answered";
-    return;
+  Socket& socket = packet_->From;
+  Answer answer = {.Socket = socket.Number, .Peer = socket.LastPeer, .Packet = {}};
+  if (pdu.version == SNMP_VERSION_3) {
+    answer.Packet = socket.Encoded(pdu);
+  } else {
+    answer.Packet = ResponseTo(socket.LastPacket);
   }
-  answer->Response->command = SNMP_MSG_RESPONSE;
-  answer->Response->errstat = 0;
-  answer->Response->errindex = 0;
-  std::unique_ptr<Answer> kept = std::move(answer);
   const InformTable::Result result =
-      informs_.Arrived(trap.Row.InformKey, kept, std::chrono::steady_clock::now());
+      informs_.Arrived(trap.Row.InformKey, answer, std::chrono::steady_clock::now());
   if (result.What == InformTable::Arrival::New) {
-    ++counters_.Received;
     trap.InformToken = result.Token;
-    taken_.push_back(std::move(trap));
+    TakeIn(trap);
     return;
   }
   ++counters_.Repeated;
   if (result.What == InformTable::Arrival::Answered) {
-    SendAnswer(*kept);
+    SendAnswer(answer);
   }
 }
 
 void Listener::SendAnswers(std::span<const std::uint64_t> tokens) {
   for (const std::uint64_t token : tokens) {
-    for (const auto& answer : informs_.Safe(token, std::chrono::steady_clock::now())) {
+    if (auto answer = informs_.Safe(token, std::chrono::steady_clock::now())) {
       SendAnswer(*answer);
     }
   }
 }
 
 void Listener::SendAnswer(Answer& answer) {
-  auto& inform = static_cast<InformAnswer&>(answer);
-  snmp_pdu* response = inform.Response.release();
-  if (snmp_sess_send(inform.Session, response) == 0) {
-    snmp_free_pdu(response);
-    return;
+  Socket& socket = *sockets_[answer.Socket];
+  void* peer = answer.Peer.data();
+  auto peerLength = static_cast<int>(answer.Peer.size());
+  if (!answer.Packet.empty() &&
+      socket.LibrarySend(socket.Wire, answer.Packet.data(), static_cast<int>(answer.Packet.size()), &peer,
+                         &peerLength) >= 0) {
+    ++counters_.Answered;
   }
-  ++counters_.Answered;
 }
 
-void Listener::Count(const Packet& packet) {
-  if (packet.Notification || packet.Handshake) {
+void Listener::Count(const Packet& packet, const std::string& librarySaid) {
+  const bool acceptable = packet.Notification || packet.Handshake;
+  if (!acceptable) {
+    ++counters_.Malformed;
+  }
+  if (library_.ForgotEngines()) {
+    packetLog_.Warning([] {
+      return std::string(
+          "a user was heard from more SNMP engines than are remembered; the oldest are forgotten");
+    });
+  }
+  if (packet.Handshake || (packet.Notification && librarySaid.empty())) {
     return;
   }
-  ++counters_.Malformed;
-  const auto now = std::chrono::steady_clock::now();
-  if (now - lastMalformedLog_ < kMalformedLogPause) {
-    ++unloggedMalformed_;
-    return;
-  }
-  lastMalformedLog_ = now;
-  log_.Warning(fmt::format("packet from {} not accepted: {}{}", packet.Peer.empty() ? "?" : packet.Peer,
-                           packet.Reason.empty() ? "no SNMP message" : packet.Reason,
-                           unloggedMalformed_ == 0
-                               ? std::string()
-                               : fmt::format(" ({} more since the last such line)", unloggedMalformed_)));
-  unloggedMalformed_ = 0;
+  packetLog_.Warning([&] {
+    const std::string peer = PeerOf(packet.From.LastPeer).Address;
+    const std::string detail =
+        librarySaid.empty() ? std::string() : fmt::format(" (SNMP library: {})", librarySaid);
+    return fmt::format("packet from {} {}: {}{}", peer.empty() ? "?" : peer,
+                       acceptable ? "accepted" : "not accepted",
+                       !packet.Reason.empty() ? packet.Reason
+                       : acceptable           ? "with a remark"
+                                              : "no SNMP message",
+                       detail);
+  });
 }
 
 std::uint64_t Listener::DroppedByKernel() const {

@@ -4,7 +4,6 @@
 
 #include <poll.h>
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -44,7 +43,10 @@ class Listener {
   bool ReadPackets();
   // Sends the answers to informs whose traps are safe now.
   void SendAnswers(std::span<const std::uint64_t> tokens);
-  std::size_t UnansweredInforms() const { return informs_.Waiting(); }
+  // False while so many informs wait for their answer that no more may be read.
+  bool HasRoom() const { return informs_.HasRoom(); }
+  // Says how many lines about packets were left out since the last one.
+  void TellLeftOut() { packetLog_.TellLeftOut(); }
 
   // Packets the kernel dropped at our sockets.
   std::uint64_t DroppedByKernel() const;
@@ -61,19 +63,20 @@ class Listener {
   void Received(snmp_pdu& pdu);
   std::string Refusal(const snmp_pdu& pdu) const;
   void ReceivedInform(snmp_pdu& pdu, QueuedTrap& trap);
-  void Count(const Packet& packet);
+  void TakeIn(QueuedTrap& trap);
+  void Count(const Packet& packet, const std::string& librarySaid);
   void SendAnswer(Answer& answer);
 
   SnmpLibrary& library_;
   TrapQueue& queue_;
   Counters& counters_;
   ServiceLog& log_;
+  PacedLog packetLog_;
   std::vector<std::unique_ptr<Socket>> sockets_;
   InformTable informs_;
   std::vector<QueuedTrap> taken_;
+  std::size_t takenBytes_ = 0;
   Packet* packet_ = nullptr;  // the one that is being read
-  std::uint64_t unloggedMalformed_ = 0;
-  std::chrono::steady_clock::time_point lastMalformedLog_;
 };
 
 }  // namespace korvane::receiver

@@ -4,6 +4,7 @@
 #include <net/if.h>
 #include <netinet/in.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 
@@ -15,9 +16,11 @@ namespace korvane::receiver {
 namespace {
 
 Oid OidOf(const oid* numbers, std::size_t length) {
-  Oid result(length);
-  for (std::size_t i = 0; i < length; ++i) {
-    result[i] = static_cast<std::uint32_t>(numbers[i]);
+  Oid result;
+  if (numbers != nullptr) {
+    result.resize(length);
+    std::transform(numbers, numbers + length, result.begin(),
+                   [](oid number) { return static_cast<std::uint32_t>(number); });
   }
   return result;
 }
@@ -153,13 +156,12 @@ std::optional<Notification> ReadPdu(const snmp_pdu& pdu) {
   return notification;
 }
 
-Peer PeerOf(const snmp_pdu& pdu) {
+Peer PeerOf(std::string_view transportData) {
   netsnmp_indexed_addr_pair addresses{};
-  const auto size = static_cast<std::size_t>(pdu.transport_data_length);
-  if (pdu.transport_data == nullptr || size > sizeof addresses || size < sizeof(sockaddr_in)) {
+  if (transportData.size() > sizeof addresses || transportData.size() < sizeof(sockaddr_in)) {
     return {};
   }
-  std::memcpy(&addresses, pdu.transport_data, size);
+  std::memcpy(&addresses, transportData.data(), transportData.size());
   if (addresses.remote_addr.sa.sa_family == AF_INET) {
     const sockaddr_in& from = addresses.remote_addr.sin;
     return {AddressText({reinterpret_cast<const char*>(&from.sin_addr), 4}), ntohs(from.sin_port)};

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 struct snmp_pdu;
 
@@ -19,7 +20,7 @@ struct Peer {
   std::uint16_t Port = 0;
 };
 
-// Who sent a PDU that came over UDP.
-Peer PeerOf(const snmp_pdu& pdu);
+// Who sent a packet over UDP: its transport data, as the library keeps them.
+Peer PeerOf(std::string_view transportData);
 
 }  // namespace korvane::receiver

@@ -213,7 +213,7 @@ void Service::Loop() {
     for (const int descriptor : {signals_.Number(), timer_.Number(), answers_.Descriptor()}) {
       entries.push_back({.fd = descriptor, .events = POLLIN, .revents = 0});
     }
-    const bool room = queue_.HasRoom();
+    const bool room = queue_.HasRoom() && listener_.HasRoom();
     if (room) {
       listener_.AddPollEntries(entries);
     }
@@ -263,6 +263,7 @@ void Service::Drain() {
 }
 
 void Service::LogCounters() {
+  listener_.TellLeftOut();
   log_.Info(CountersText(counters_, {.Spooled = writer_.SpooledCount(),
                                      .Waiting = spool_.Waiting(),
                                      .DroppedByKernel = listener_.DroppedByKernel(),

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <string>
+#include <utility>
 
 #include "common/Text.h"
 
@@ -27,6 +28,18 @@ void ServiceLog::Write(LogLevel level, std::string_view message) {
   const std::string line = VisibleText(message);
   const std::lock_guard lock(mutex_);
   sink_(level, line);
+}
+
+void PacedLog::Write(const std::string& message) {
+  const std::uint64_t leftOut = std::exchange(leftOut_, 0);
+  log_.Warning(leftOut == 0 ? message
+                            : fmt::format("{} ({} more such lines left out before)", message, leftOut));
+}
+
+void PacedLog::TellLeftOut() {
+  if (leftOut_ != 0) {
+    log_.Warning(fmt::format("{} more lines about packets left out", std::exchange(leftOut_, 0)));
+  }
 }
 
 ServiceLog::Sink StandardErrorSink() {

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <span>
 #include <system_error>
+#include <utility>
 
 #include "NetSnmp.h"
 
@@ -13,8 +14,11 @@ namespace korvane::receiver {
 namespace {
 
 constexpr const char* kName = "kvreceiver";
-// Engines one user can be learnt for: more than a network has, and a bound for what a flood can occupy.
+// Engines that are remembered for one user: about 1 KiB each.
 constexpr std::size_t kMostLearnt = 10000;
+constexpr std::size_t kShortestEngineId = 5;  // RFC 3411, SnmpEngineID
+constexpr std::size_t kLongestEngineId = 32;
+constexpr std::size_t kLongestLine = 200;
 
 std::span<const oid> AuthProtocolOid(std::string_view name) {
   if (name == "MD5") return {usmHMACMD5AuthProtocol, OID_LENGTH(usmHMACMD5AuthProtocol)};
@@ -41,27 +45,64 @@ std::string MasterKey(std::string_view protocol, const std::string& passphrase) 
   return "0x" + HexText({reinterpret_cast<const char*>(key.data()), length});
 }
 
-int PassOnLog(int, int, void* message, void* log) {
-  const auto* text = static_cast<const snmp_log_message*>(message);
-  std::string_view line = text->msg;
-  while (line.ends_with('\n')) {
-    line.remove_suffix(1);
-  }
-  const LogLevel level = text->priority <= LOG_ERR       ? LogLevel::Error
-                         : text->priority <= LOG_WARNING ? LogLevel::Warning
-                                                         : LogLevel::Info;
-  static_cast<ServiceLog*>(log)->Write(level, fmt::format("SNMP library: {}", line));
-  return 0;
+usmUser* FindUser(const std::string& name, std::string_view engineId) {
+  return usm_get_user(reinterpret_cast<const u_char*>(engineId.data()), engineId.size(), name.c_str());
 }
 
-usmUser* FindUser(const std::string& name, const std::string& engineId) {
-  return usm_get_user(reinterpret_cast<const u_char*>(engineId.data()), engineId.size(), name.c_str());
+enginetime* FindClock(std::string_view engineId) {
+  return search_enginetime_list(reinterpret_cast<const u_char*>(engineId.data()),
+                                static_cast<u_int>(engineId.size()));
+}
+
+// The library notes a clock for every engine that a message names, before it believes anything of it.  Takes
+// the record out of its table.  free_enginetime would free all records of the same chain with it, so where
+// others follow, the next one moves into the record's place.  None that is to stay stands before it in its
+// chain: the library puts new records first, and those that stay were made before any other.
+EngineClock TakeClock(std::string_view engineId) {
+  enginetime* record = FindClock(engineId);
+  if (record == nullptr) {
+    return {};
+  }
+  const EngineClock clock = {.Boots = record->engineBoot,
+                             .Time = record->engineTime,
+                             .HeardAt = record->lastReceivedEngineTime,
+                             .Authenticated = record->authenticatedFlag != 0};
+  if (enginetime* next = record->next) {
+    std::free(record->engineID);
+    *record = *next;
+    std::free(next);
+  } else {
+    std::string octets(engineId);
+    free_enginetime(reinterpret_cast<u_char*>(octets.data()), octets.size());
+  }
+  return clock;
+}
+
+void PutClock(const std::string& engineId, const EngineClock& clock) {
+  if (!clock.Authenticated) {
+    return;
+  }
+  set_enginetime(reinterpret_cast<const u_char*>(engineId.data()), static_cast<u_int>(engineId.size()),
+                 clock.Boots, clock.Time, TRUE);
+  if (enginetime* record = FindClock(engineId)) {
+    record->lastReceivedEngineTime = clock.HeardAt;
+  }
+}
+
+UsmUserKeys TakeUser(const std::string& name, const std::string& engineId) {
+  usmUser* user = FindUser(name, engineId);
+  if (user != nullptr) {
+    usm_remove_user(user);
+    user->next = nullptr;  // the library leaves them as they were, and believes them when it frees the user
+    user->prev = nullptr;
+  }
+  return UsmUserKeys(user);
 }
 
 }  // namespace
 
 SnmpLibrary::SnmpLibrary(const std::filesystem::path& folder, const ReceiverState& state, ServiceLog& log)
-    : log_(log), engineId_(state.EngineId) {
+    : log_(log), engineId_(state.EngineId), ownEngines_{engineId_}, learnt_(kMostLearnt) {
   const std::filesystem::path own = folder / "snmp";
   std::filesystem::create_directories(own / "cert_indexes");
   setenv("MIBS", "", 1);
@@ -73,7 +114,7 @@ SnmpLibrary::SnmpLibrary(const std::filesystem::path& folder, const ReceiverStat
     netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, setting, 1);
   }
   snmp_disable_stderrlog();
-  snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, PassOnLog, &log_);
+  snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, TakeLine, this);
   snmp_enable_calllog();
   init_snmp(kName);
   set_exact_engineID(reinterpret_cast<const u_char*>(engineId_.data()), engineId_.size());
@@ -88,28 +129,61 @@ SnmpLibrary::SnmpLibrary(const std::filesystem::path& folder, const ReceiverStat
 SnmpLibrary::~SnmpLibrary() {
   RemoveAllUsers();
   // Before the shutdown, which frees what it finds registered.
-  snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, PassOnLog, &log_, 1);
+  snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_LOGGING, TakeLine, this, 1);
   snmp_disable_calllog();
   snmp_shutdown(kName);
 }
 
+int SnmpLibrary::TakeLine(int, int, void* message, void* library) {
+  const auto* text = static_cast<const snmp_log_message*>(message);
+  std::string_view line = text->msg;
+  while (line.ends_with('\n')) {
+    line.remove_suffix(1);
+  }
+  auto& self = *static_cast<SnmpLibrary*>(library);
+  if (self.inMessage_) {
+    if (self.said_.empty()) {
+      self.said_ = line.substr(0, kLongestLine);
+    }
+    return 0;
+  }
+  const LogLevel level = text->priority <= LOG_ERR       ? LogLevel::Error
+                         : text->priority <= LOG_WARNING ? LogLevel::Warning
+                                                         : LogLevel::Info;
+  self.log_.Write(level, fmt::format("SNMP library: {}", line));
+  return 0;
+}
+
 void SnmpLibrary::SetAccess(SnmpAccess access) {
+  SendOff();
   RemoveAllUsers();
   masterKeys_.clear();
-  learnt_ = 0;
+  learnt_.Clear();
   access_ = std::move(access);
   for (const SnmpUser& user : access_.Users) {
     const MasterKeys keys = {MasterKey(user.AuthProtocol, user.AuthPassphrase),
                              MasterKey(user.AuthProtocol, user.PrivPassphrase)};
-    Create(user, keys, user.EngineId.empty() ? engineId_ : user.EngineId);
+    if (!Create(user, keys, user.EngineId.empty() ? engineId_ : user.EngineId)) {
+      log_.Error(fmt::format("the SNMP library does not take user {}", user.Name));
+    }
     if (user.EngineId.empty()) {
       masterKeys_[user.Name] = keys;
+    } else {
+      KeepClock(user.EngineId);
     }
   }
 }
 
+// Before any guest's, see TakeClock; an engine whose line is gone keeps its record.
+void SnmpLibrary::KeepClock(const std::string& engineId) {
+  if (ownEngines_.insert(engineId).second) {
+    set_enginetime(reinterpret_cast<const u_char*>(engineId.data()), static_cast<u_int>(engineId.size()), 0,
+                   0, FALSE);
+  }
+}
+
 // By the library's own configuration line, which knows how its tables hang together.
-void SnmpLibrary::Create(const SnmpUser& user, const MasterKeys& keys, std::string_view engineId) {
+bool SnmpLibrary::Create(const SnmpUser& user, const MasterKeys& keys, std::string_view engineId) {
   std::string line = fmt::format("-e 0x{} \"{}\"", HexText(engineId), user.Name);
   if (!user.AuthProtocol.empty()) {
     line += fmt::format(" {} -m {}", user.AuthProtocol, keys.Auth);
@@ -118,9 +192,7 @@ void SnmpLibrary::Create(const SnmpUser& user, const MasterKeys& keys, std::stri
     line += fmt::format(" {} -m {}", user.PrivProtocol, keys.Priv);
   }
   usm_parse_create_usmUser("createUser", line.data());
-  if (FindUser(user.Name, std::string(engineId)) == nullptr) {
-    log_.Error(fmt::format("the SNMP library does not take user {}", user.Name));
-  }
+  return FindUser(user.Name, engineId) != nullptr;
 }
 
 void SnmpLibrary::RemoveAllUsers() {
@@ -130,25 +202,63 @@ void SnmpLibrary::RemoveAllUsers() {
   }
 }
 
-bool SnmpLibrary::Learn(const std::string& userName, const std::string& engineId) {
-  const auto keys = masterKeys_.find(userName);
-  if (keys == masterKeys_.end() || engineId.size() < 5 || engineId.size() > 32 || learnt_ >= kMostLearnt ||
-      FindUser(userName, engineId) != nullptr) {
-    return false;
+void SnmpLibrary::ExpectSender(std::string_view user, std::string_view engineId) {
+  if (guest_ && guest_->User == user && guest_->EngineId == engineId) {
+    return;
   }
-  Create(*access_.FindUser(userName, {}), keys->second, engineId);
-  if (++learnt_ == kMostLearnt) {
-    log_.Warning("no more SNMP engines are learnt; a reload of the users begins anew");
+  Guest guest = {.User = std::string(user), .EngineId = std::string(engineId)};
+  if (engineId.size() < kShortestEngineId || engineId.size() > kLongestEngineId ||
+      !masterKeys_.contains(guest.User) || FindUser(guest.User, engineId) != nullptr) {
+    return;
   }
-  return true;
+  SendOff();
+  Admit(std::move(guest));
 }
 
-void SnmpLibrary::Forget(const std::string& userName, const std::string& engineId) {
-  if (usmUser* user = FindUser(userName, engineId)) {
-    usm_remove_user(user);
-    usm_free_user(user);
-    --learnt_;
+void SnmpLibrary::Admit(Guest guest) {
+  LearntEngine* learnt = learnt_.Find(guest.User, guest.EngineId);
+  guest.Learnt = learnt != nullptr && learnt->Keys != nullptr;
+  if (guest.Learnt) {
+    usm_add_user(learnt->Keys.release());
+    PutClock(guest.EngineId, learnt->Clock);
+  } else if (!Create(*access_.FindUser(guest.User, {}), masterKeys_[guest.User], guest.EngineId)) {
+    return;
   }
+  guest_ = std::move(guest);
+}
+
+// Out of the library again, with the clock of its engine.
+void SnmpLibrary::SendOff() {
+  if (!guest_) {
+    return;
+  }
+  LearntEngine left = {.Keys = TakeUser(guest_->User, guest_->EngineId), .Clock = {}};
+  if (!ownEngines_.contains(guest_->EngineId)) {
+    left.Clock = TakeClock(guest_->EngineId);
+  }
+  if (guest_->Learnt) {
+    *learnt_.Find(guest_->User, guest_->EngineId) = std::move(left);
+  }
+  guest_.reset();
+}
+
+std::string SnmpLibrary::EndMessage(std::string_view user, std::string_view engineId, bool authentic) {
+  inMessage_ = false;
+  const bool byGuest = guest_ && guest_->User == user && guest_->EngineId == engineId;
+  if (byGuest && authentic && !guest_->Learnt) {
+    guest_->Learnt = true;
+    forgotEngines_ = learnt_.Add(guest_->User, guest_->EngineId, {}) || forgotEngines_;
+  } else if (byGuest && authentic) {
+    learnt_.Renew(guest_->User, guest_->EngineId);
+  }
+  const bool keptForGuest = guest_ && guest_->EngineId == engineId;
+  if (!engineId.empty() && !keptForGuest && !ownEngines_.contains(std::string(engineId))) {
+    TakeClock(engineId);
+  }
+  if (guest_ && !guest_->Learnt) {
+    SendOff();
+  }
+  return std::exchange(said_, {});
 }
 
 }  // namespace korvane::receiver

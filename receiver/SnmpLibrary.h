@@ -5,10 +5,13 @@
 
 #include <filesystem>
 #include <map>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
 
+#include "LearntEngines.h"
 #include "ServiceLog.h"
 #include "SnmpAccess.h"
 #include "StateFile.h"
@@ -28,12 +31,19 @@ class SnmpLibrary {
   const SnmpAccess& Access() const { return access_; }
   const std::string& EngineId() const { return engineId_; }
 
+  // Around each message that the library reads or sends, so that it finds what it needs and keeps nothing
+  // that a sender made up.  What it says in between is about that message: it is not logged but handed over.
+  //
   // A trap's keys belong to the engine of its sender (RFC 3414, 2.6), which is not known before its first
-  // one. Makes a user known for one more engine; false when there is no such user for any engine, when the
-  // pair is known already, or when too many are.
-  bool Learn(const std::string& userName, const std::string& engineId);
-  // Takes back what was learnt from a message that then failed its authentication.
-  void Forget(const std::string& userName, const std::string& engineId);
+  // one. BeginMessage gives the library the keys of that user and engine, where the user is good for any
+  // engine.
+  void BeginMessage() { inMessage_ = true; }
+  void ExpectSender(std::string_view user, std::string_view engineId);
+  // user and engineId: as the library read them, both empty when it did not.  authentic: the message proved
+  // its user's key; so the engine is remembered.  Returns the first line that the library had to say.
+  std::string EndMessage(std::string_view user, std::string_view engineId, bool authentic);
+  // Engines were forgotten for others since this was asked last.
+  bool ForgotEngines() { return std::exchange(forgotEngines_, false); }
 
  private:
   struct MasterKeys {
@@ -41,14 +51,31 @@ class SnmpLibrary {
     std::string Priv;
   };
 
-  void Create(const SnmpUser& user, const MasterKeys& keys, std::string_view engineId);
+  // The one user with keys for one engine that is in the library's list for the sake of a message.
+  struct Guest {
+    std::string User;
+    std::string EngineId;
+    bool Learnt = false;  // stays in the table when it leaves
+  };
+
+  static int TakeLine(int majorId, int minorId, void* message, void* library);
+  bool Create(const SnmpUser& user, const MasterKeys& keys, std::string_view engineId);
   void RemoveAllUsers();
+  void KeepClock(const std::string& engineId);
+  void Admit(Guest guest);
+  void SendOff();
 
   ServiceLog& log_;
   std::string engineId_;
   SnmpAccess access_;
   std::map<std::string, MasterKeys> masterKeys_;  // of users for any engine, by name: costly to derive
-  std::size_t learnt_ = 0;
+  std::set<std::string>
+      ownEngines_;  // this one and those in the users' lines: the library keeps their clocks
+  LearntEngines learnt_;
+  std::optional<Guest> guest_;
+  bool inMessage_ = false;
+  std::string said_;  // the library's first line about the message
+  bool forgotEngines_ = false;
 };
 
 }  // namespace korvane::receiver

@@ -8,7 +8,10 @@
 
 #include "Configuration.h"
 #include "InformTable.h"
+#include "LearntEngines.h"
 #include "Listener.h"
+#include "MessageHeader.h"
+#include "Packets.h"
 #include "ServiceLog.h"
 #include "SnmpAccess.h"
 #include "support/FakePlatform.h"
@@ -122,29 +125,107 @@ TEST(Configuration, AbsentValuesHaveDefaultsAndListsAreSplit) {
   }
 }
 
-TEST(InformTable, EveryCopyIsAnsweredAndOneIsStored) {
-  InformTable table(std::chrono::seconds(60), 2);
+TEST(InformTable, OneIsStoredAndTheNewestCopyIsAnsweredOnce) {
+  InformTable table({.Memory = std::chrono::seconds(60), .Answered = 2});
   const auto start = std::chrono::steady_clock::now();
-  const auto arrive = [&](std::uint64_t key, std::chrono::steady_clock::time_point when) {
-    std::unique_ptr<Answer> answer = std::make_unique<Answer>();
+  const auto arrive = [&](std::uint64_t key, const char* packet, std::chrono::steady_clock::time_point when) {
+    Answer answer = {.Socket = 0, .Peer = "peer", .Packet = packet};
     const auto result = table.Arrived(key, answer, when);
-    EXPECT_EQ(answer != nullptr, result.What == InformTable::Arrival::Answered);
+    EXPECT_EQ(!answer.Packet.empty(), result.What == InformTable::Arrival::Answered);
     return result;
   };
-  const auto first = arrive(1, start);
+  const auto first = arrive(1, "old", start);
   EXPECT_EQ(first.What, InformTable::Arrival::New);
-  EXPECT_EQ(arrive(1, start).What, InformTable::Arrival::Waiting);
-  EXPECT_EQ(arrive(2, start).What, InformTable::Arrival::New);
-  EXPECT_EQ(table.Safe(first.Token, start).size(), 2u);
-  EXPECT_EQ(table.Safe(first.Token, start).size(), 0u);
-  EXPECT_EQ(arrive(1, start).What, InformTable::Arrival::Answered);
-  EXPECT_EQ(table.Waiting(), 1u);
+  EXPECT_EQ(arrive(1, "new", start).What, InformTable::Arrival::Waiting);
+  EXPECT_EQ(arrive(2, "other", start).What, InformTable::Arrival::New);
+  EXPECT_EQ(table.Safe(first.Token, start).value_or(Answer()).Packet, "new");
+  EXPECT_FALSE(table.Safe(first.Token, start));
+  EXPECT_EQ(arrive(1, "again", start).What, InformTable::Arrival::Answered);
   table.Remember(3, start);
-  EXPECT_EQ(arrive(3, start).What, InformTable::Arrival::Answered) << "of an earlier run";
-  // Forgotten after its time; a flood of copies of one that waits is bounded.
-  EXPECT_EQ(arrive(1, start + std::chrono::seconds(61)).What, InformTable::Arrival::New);
-  for (int i = 0; i < 100; ++i) arrive(2, start);
-  EXPECT_LE(table.Safe(first.Token + 1, start).size(), 20u);
+  EXPECT_EQ(arrive(3, "again", start).What, InformTable::Arrival::Answered) << "of an earlier run";
+  EXPECT_EQ(arrive(1, "late", start + std::chrono::seconds(61)).What, InformTable::Arrival::New);
+}
+
+TEST(InformTable, AnswersAreBoundedInBytesAndWhoWaitsInNumber) {
+  InformTable table({.AnswerBytes = 1 << 20, .Waiting = 100});
+  const auto now = std::chrono::steady_clock::now();
+  const auto arrive = [&](std::uint64_t key) {
+    Answer answer = {.Socket = 0, .Peer = {}, .Packet = std::string(50'000, 'x')};
+    return table.Arrived(key, answer, now);
+  };
+  for (std::uint64_t key = 1; key <= 99; ++key) {
+    for (int copy = 0; copy < 16; ++copy) arrive(key);
+    ASSERT_LE(table.AnswerBytes(), 1u << 20);
+    ASSERT_TRUE(table.HasRoom());
+  }
+  EXPECT_EQ(arrive(1).What, InformTable::Arrival::Waiting) << "let go, but known";
+  arrive(100);
+  EXPECT_FALSE(table.HasRoom());
+  EXPECT_GE(table.LetGo(), 79u);
+  EXPECT_FALSE(table.Safe(2, now)) << "its answer was the oldest";
+  EXPECT_TRUE(table.Safe(100, now));
+  EXPECT_EQ(arrive(2).What, InformTable::Arrival::Answered) << "its sender's next copy is";
+  EXPECT_TRUE(table.HasRoom());
+  for (std::uint64_t token = 1; token <= 99; ++token) table.Safe(token, now);
+  EXPECT_LT(table.AnswerBytes(), 100u);
+}
+
+TEST(LearntEngines, TheOneHeardLeastLatelyOfAUserIsForgotten) {
+  LearntEngines engines(2);
+  EXPECT_FALSE(engines.Add("one", "A", {}));
+  EXPECT_FALSE(engines.Add("one", "B", {}));
+  EXPECT_FALSE(engines.Add("two", "A", {}));
+  engines.Renew("one", "A");
+  EXPECT_TRUE(engines.Add("one", "C", {.Keys = nullptr, .Clock = {.Boots = 7}}));
+  EXPECT_NE(engines.Find("one", "A"), nullptr);
+  EXPECT_EQ(engines.Find("one", "B"), nullptr);
+  EXPECT_EQ(engines.Find("one", "C")->Clock.Boots, 7u);
+  EXPECT_NE(engines.Find("two", "A"), nullptr) << "each user has room of its own";
+}
+
+TEST(MessageHeader, NamesTheSenderAndMakesTheResponse) {
+  using namespace std::string_literals;
+  const std::string trap = NotificationPdu(kTrap2, 1, "");
+  const auto header = ReadUsmHeader(V3Message("user", "engine", trap));
+  ASSERT_TRUE(header);
+  EXPECT_EQ(header->User, "user");
+  EXPECT_EQ(header->EngineId, "engine");
+  EXPECT_FALSE(ReadUsmHeader(V2Message(trap)));
+
+  const std::string inform = V2Message(NotificationPdu(kInform, 70'000, SmallestBindings(3)));
+  const std::string response = V2Message(NotificationPdu(0xA2, 70'000, SmallestBindings(3)));
+  EXPECT_EQ(ResponseTo(inform), response);
+  EXPECT_EQ(ResponseTo(inform + "more"), response);
+  EXPECT_EQ(ResponseTo(V2Message(Ber(kInform, BerNumber(9) + BerNumber(5) + BerNumber(300) + Ber(0x30, "")))),
+            V2Message(Ber(0xA2, BerNumber(9) + BerNumber(0) + Ber(0x02, "\0\0"s) + Ber(0x30, ""))));
+  EXPECT_EQ(ResponseTo(V2Message(trap)), "");
+  // Cut anywhere, whatever the length of the buffer behind it is.
+  for (std::size_t length = 0; length < inform.size(); ++length) {
+    const std::string cut = inform.substr(0, length);
+    EXPECT_EQ(ResponseTo(cut), "");
+    const std::string message = V3Message("user", "engine", trap).substr(0, length);
+    ReadUsmHeader(message);
+  }
+}
+
+TEST(PacedLog, ALineInAWhileSaysHowManyWereLeftOut) {
+  std::vector<std::string> written;
+  ServiceLog log([&](LogLevel, std::string_view line) { written.emplace_back(line); });
+  PacedLog paced(log, std::chrono::seconds(10));
+  const auto start = PacedLog::Clock::now();
+  const auto warn = [&](int second) {
+    paced.Warning([] { return std::string("packet"); }, start + std::chrono::seconds(second));
+  };
+  for (int i = 0; i < 20'000; ++i) warn(i / 2'000);
+  ASSERT_EQ(written.size(), 1u);
+  warn(10);
+  EXPECT_EQ(written.back(), "packet (19999 more such lines left out before)");
+  paced.TellLeftOut();
+  warn(11);
+  paced.TellLeftOut();
+  paced.TellLeftOut();
+  ASSERT_EQ(written.size(), 3u);
+  EXPECT_EQ(written.back(), "1 more lines about packets left out");
 }
 
 TEST(ServiceLog, TextFromTheNetworkCannotForgeALineOrReachATerminal) {

@@ -142,15 +142,63 @@ TEST_F(Live, GarbageCostsACounterAndNeverTheProcess) {
     ASSERT_TRUE(sender.Send(packet));
   }
   ASSERT_TRUE(sender.Send(V2Trap(std::string(65'300, 'y'))));  // the largest a packet can be, about
+  // Informs whose last binding has no value, and a length all the same.
+  for (const char type : {'\x05', '\x80', '\x81', '\x82'}) {
+    const std::string value = {type, '\x01', '\x41'};
+    const std::string binding = Ber(0x30, Ber(0x06, "\x2B\x06\x01\x04\x01\x63\x01") + value);
+    ASSERT_TRUE(sender.Send(V2Message(NotificationPdu(kInform, 1, binding))));
+  }
   ASSERT_TRUE(sender.Send(V2Trap("still here")));
   ASSERT_TRUE(test::WaitUntil([&] { return Rows("EventDescription LIKE '%still here'") == 1; }))
       << receiver_.Log();
   auto counters = receiver_.Counters();
-  EXPECT_EQ(counters["received"] + counters["malformed"] + counters["informs repeated"], kPackets + 2u);
+  EXPECT_EQ(counters["received"] + counters["malformed"] + counters["informs repeated"], kPackets + 6u);
   EXPECT_EQ(Rows("LENGTH(EventDescription) + LENGTH(Event_ExtDescr) > 65300"), 1);
   EXPECT_GT(counters["malformed"], kPackets / 2u);
+  const std::string log = receiver_.Log();
+  EXPECT_LT(std::count(log.begin(), log.end(), '\n'), 30) << log;
   EXPECT_EQ(receiver_.End(SIGTERM), 0);
   EXPECT_EQ(receiver_.LastCounters()["stored"], receiver_.LastCounters()["received"]);
+}
+
+TEST_F(Live, InformsWithThousandsOfBindingsTakeLittleMemory) {
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  PacketSender sender(receiver_.Port());
+  const std::string bindings = SmallestBindings(9300);
+  constexpr std::uint32_t kInforms = 200;
+  for (std::uint32_t id = 1; id <= kInforms; ++id) {
+    ASSERT_TRUE(sender.Send(V2Message(NotificationPdu(kInform, id, bindings))));
+  }
+  EXPECT_TRUE(test::WaitUntil([&] {
+    auto counters = receiver_.Counters();
+    return counters["informs answered"] + counters["dropped by the kernel"] == kInforms;
+  })) << receiver_.Log();
+  while (!sender.Answer().empty()) {
+  }
+  ASSERT_TRUE(sender.Send(V2Message(NotificationPdu(kInform, 1234, bindings))));
+  std::string answer;
+  EXPECT_TRUE(test::WaitUntil([&] { return !(answer = sender.Answer()).empty(); }));
+  EXPECT_EQ(answer, V2Message(NotificationPdu(0xA2, 1234, bindings))) << "the same bindings";
+  // Eleven megabytes for each as the library holds it, and some hundred for a sanitizer.
+  EXPECT_LT(HighestMemory(receiver_.Process()), std::size_t{600} << 20);
+}
+
+TEST_F(Live, InventedEnginesDoNotLockOutHonestSenders) {
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  PacketSender sender(receiver_.Port());
+  constexpr int kEngines = 10'100;  // more than are remembered
+  for (int i = 0; i < kEngines; ++i) {
+    ASSERT_TRUE(sender.Send(
+        V3Message("open", fmt::format("\x80{:08}", i), NotificationPdu(kTrap2, 1, SmallestBindings(1)))));
+    if (i % 100 == 0) receiver_.Counters();  // at the receiver's pace
+  }
+  ASSERT_TRUE(test::WaitUntil([&] { return receiver_.Counters()["received"] == kEngines; }))
+      << receiver_.Log();
+  Words trap = kBoth;
+  trap.insert(trap.end(), {"-e", "0x80000000010203AA"});
+  EXPECT_EQ(SendV3("snmptrap", trap, "honest"), 0);
+  EXPECT_TRUE(test::WaitUntil([&] { return Rows("EventDescription LIKE '%honest'") == 1; }))
+      << receiver_.Log();
 }
 
 TEST_F(Live, AStoreThatVanishesAndReturnsGetsEveryTrapOnceInOrder) {

@@ -20,6 +20,7 @@
 
 #include <fmt/format.h>
 
+#include "Packets.h"
 #include "common/RegistryValues.h"
 #include "support/FreePort.h"
 #include "support/Processes.h"
@@ -52,7 +53,9 @@ class RunningReceiver {
  public:
   // users: the lines of its SNMP file; values: further lines of the registry's key.  The data source is that
   // of the environment.
-  explicit RunningReceiver(std::string_view users = "", std::string_view values = "")
+  // spool: its folder, one of its own when empty.
+  explicit RunningReceiver(std::string_view users = "", std::string_view values = "",
+                           std::string_view spool = "")
       : port_(test::FreePort(AF_INET)), port6_(test::FreePort(AF_INET6)) {
     test::WriteFile(folder_ / "users", users);
     std::filesystem::permissions(folder_ / "users", std::filesystem::perms(0600));
@@ -60,7 +63,8 @@ class RunningReceiver {
                     fmt::format("Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\{}]\n"
                                 "\"KVListenAddresses\"=\"udp:127.0.0.1:{},udp6:[::1]:{}\"\n"
                                 "\"KVSpoolDir\"=\"{}\"\n\"KVSnmpConfig\"=\"{}\"\n{}",
-                                kManagerKey, port_, port6_, (folder_ / "spool").string(),
+                                kManagerKey, port_, port6_,
+                                spool.empty() ? (folder_ / "spool").string() : std::string(spool),
                                 (folder_ / "users").string(), values));
   }
   ~RunningReceiver() { End(SIGKILL); }
@@ -124,7 +128,9 @@ class RunningReceiver {
   }
   std::map<std::string, std::uint64_t> LastCounters() const {
     const std::string log = Log();
-    std::string_view line = std::string_view(log).substr(log.rfind(kMark) + kMark.size());
+    const std::size_t last = log.rfind(kMark);
+    if (last == std::string::npos) return {};
+    std::string_view line = std::string_view(log).substr(last + kMark.size());
     line = line.substr(0, line.find('\n'));
     std::map<std::string, std::uint64_t> figures;
     while (!line.empty()) {
@@ -139,6 +145,7 @@ class RunningReceiver {
   std::string Address() const { return fmt::format("127.0.0.1:{}", port_); }
   std::string Address6() const { return fmt::format("udp6:[::1]:{}", port6_); }
   std::uint16_t Port() const { return port_; }
+  pid_t Process() const { return process_; }
   const std::filesystem::path& Folder() const { return folder_.Path(); }
   std::filesystem::path RegistryFile() const { return folder_ / "registry.reg"; }
 
@@ -159,6 +166,13 @@ class RunningReceiver {
   bool dumpedCore_ = false;
 };
 
+// The most memory that a process ever had, in bytes.
+inline std::size_t HighestMemory(pid_t process) {
+  const std::string text = test::ReadFile(fmt::format("/proc/{}/status", process));
+  const std::size_t at = text.find("VmHWM:");
+  return at == std::string::npos ? 0 : std::stoull(text.substr(at + 6)) * 1024;
+}
+
 // Sends ready-made packets from one socket.
 class PacketSender {
  public:
@@ -177,33 +191,16 @@ class PacketSender {
     return send(socket_, packet.data(), packet.size(), 0) == static_cast<ssize_t>(packet.size()) ||
            send(socket_, packet.data(), packet.size(), 0) == static_cast<ssize_t>(packet.size());
   }
+  // The next answer that is there already, else an empty text.
+  std::string Answer() {
+    std::string packet(65536, '\0');
+    const ssize_t got = recv(socket_, packet.data(), packet.size(), MSG_DONTWAIT);
+    packet.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+    return packet;
+  }
 
  private:
   int socket_;
 };
-
-// BER, as far as a v2c trap needs it.
-inline std::string Ber(unsigned char tag, std::string_view content) {
-  std::string result(1, static_cast<char>(tag));
-  if (content.size() < 128) {
-    result += static_cast<char>(content.size());
-  } else {
-    result += {static_cast<char>(0x83), static_cast<char>(content.size() >> 16),
-               static_cast<char>(content.size() >> 8), static_cast<char>(content.size())};
-  }
-  return result.append(content);
-}
-
-// A v2c trap 1.3.6.1.4.1.99.0.7 with one text.
-inline std::string V2Trap(std::string_view text) {
-  using namespace std::string_literals;
-  const std::string upTime = Ber(0x30, Ber(0x06, "\x2B\x06\x01\x02\x01\x01\x03\x00"s) + Ber(0x43, "\x01"));
-  const std::string trapOid = Ber(0x30, Ber(0x06, "\x2B\x06\x01\x06\x03\x01\x01\x04\x01\x00"s) +
-                                            Ber(0x06, "\x2B\x06\x01\x04\x01\x63\x00\x07"s));
-  const std::string binding = Ber(0x30, Ber(0x06, "\x2B\x06\x01\x04\x01\x63\x01"s) + Ber(0x04, text));
-  const std::string pdu = Ber(
-      0xA7, Ber(0x02, "\x01") + Ber(0x02, "\0"s) + Ber(0x02, "\0"s) + Ber(0x30, upTime + trapOid + binding));
-  return Ber(0x30, Ber(0x02, "\x01") + Ber(0x04, "public") + pdu);
-}
 
 }  // namespace korvane::receiver

@@ -1,0 +1,179 @@
+// What a hostile sender can make of the receiver: how much memory it takes at its highest and afterwards, how
+// long a packet holds the listening thread, how many lines reach the log.  The limit beside it: the bytes
+// that were sent.
+//
+//   bench_receiver_flood [small] [FOLDER]      small: a tenth of everything; FOLDER: a spool of its own, one
+//   on
+//                                              a full disk for example
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "receiver/Running.h"
+#include "support/TestStore.h"
+
+namespace {
+
+using namespace korvane;
+using namespace std::string_literals;
+using receiver::PacketSender;
+using receiver::RunningReceiver;
+
+constexpr std::string_view kUsers =
+    "createUser both SHA-256 authpass1 AES privpass1\n"
+    "createUser open\n";
+
+// A figure of /proc/PID/status in MiB.
+double Status(pid_t process, std::string_view name) {
+  const std::string text = test::ReadFile(fmt::format("/proc/{}/status", process));
+  const std::size_t at = text.find(name);
+  return at == std::string::npos ? 0 : std::stod(text.substr(at + name.size())) / 1024;
+}
+
+double CpuMilliseconds(pid_t process) {
+  const std::string text = test::ReadFile(fmt::format("/proc/{}/schedstat", process));
+  return std::stod(text) / 1e6;  // of the listening thread
+}
+
+struct Flood {
+  std::string_view Name;
+  int Packets;
+  std::function<std::string(int)> Make;
+  bool StoreLocked = false;
+};
+
+void Run(const Flood& flood, const std::string& spool) {
+  test::SqliteStore store;
+  RunningReceiver running(kUsers, "", spool);
+  if (!running.Start()) {
+    fmt::print(stderr, "the receiver does not start:\n{}", running.Log());
+    std::exit(1);
+  }
+  if (flood.StoreLocked) {
+    store.Db().BeginTransaction();
+    store.Execute("UPDATE EventTrap SET EventNotes = 'locked'");
+  }
+  const auto linesOf = [&] {
+    const std::string log = running.Log();
+    return std::count(log.begin(), log.end(), '\n');
+  };
+  const auto linesBefore = linesOf();
+  const double cpuBefore = CpuMilliseconds(running.Process());
+  PacketSender sender(running.Port());
+  int answers = 0;
+  double sentBytes = 0;
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < flood.Packets; ++i) {
+    const std::string packet = flood.Make(i);
+    sentBytes += static_cast<double>(packet.size());
+    sender.Send(packet);
+    if (i % 20 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    while (!sender.Answer().empty()) ++answers;
+  }
+  std::map<std::string, std::uint64_t> counters;
+  std::uint64_t before = 1;
+  test::WaitUntil(
+      [&] {
+        while (!sender.Answer().empty()) ++answers;
+        counters = running.Counters();
+        const std::uint64_t seen =
+            counters["received"] + counters["malformed"] + counters["informs repeated"];
+        const bool ended =
+            seen == std::exchange(before, seen) && (flood.StoreLocked || counters["waiting"] == 0);
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        return ended;
+      },
+      std::chrono::seconds(120));
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const auto lines = linesOf() - linesBefore;
+  const std::string log = running.Log();
+  const auto counterLines = [&] {
+    int count = 0;
+    for (std::size_t at = log.find("counters: "); at != std::string::npos;
+         at = log.find("counters: ", at + 1))
+      ++count;
+    return count;
+  }();
+  const double handled = static_cast<double>(std::max<std::uint64_t>(1, before));
+  fmt::print(
+      "{}\n  {} packets, {:.1f} MiB, {:.1f} s; received {}, repeated {}, malformed {}, dropped by the kernel "
+      "{}, "
+      "answers {}\n  memory: highest {:.0f} MiB, at the end {:.0f} MiB; {:.3f} ms of the listening thread a "
+      "packet; "
+      "{} lines in the log\n",
+      flood.Name, flood.Packets, sentBytes / 1048576, seconds, counters["received"],
+      counters["informs repeated"], counters["malformed"], counters["dropped by the kernel"], answers,
+      Status(running.Process(), "VmHWM:"), Status(running.Process(), "VmRSS:"),
+      (CpuMilliseconds(running.Process()) - cpuBefore) / handled, lines - counterLines);
+  std::fflush(stdout);
+  if (flood.StoreLocked) store.Db().Commit();
+  running.End(SIGKILL);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  int divisor = 1;
+  std::string spool;
+  for (int i = 1; i < argc; ++i) {
+    if (argv[i] == "small"s)
+      divisor = 10;
+    else
+      spool = argv[i];
+  }
+  const std::string bindings = receiver::SmallestBindings(9300);
+  const auto inform = [&](std::uint32_t id) {
+    return receiver::V2Message(receiver::NotificationPdu(receiver::kInform, id, bindings));
+  };
+  const auto engine = [](int i) { return fmt::format("\x80{:08x}", i); };
+  const std::string text(60000, '\x01');
+  const Flood floods[] = {
+      {"informs of 64 KiB with 9,300 bindings", 300 / divisor,
+       [&](int i) { return inform(static_cast<std::uint32_t>(i)); }},
+      {"20 of them, each sent 16 times", 320 / divisor,
+       [&](int i) { return inform(static_cast<std::uint32_t>(i % 20)); }},
+      {"informs of 64 KiB, the store locked", 3000 / divisor,
+       [&](int i) { return inform(static_cast<std::uint32_t>(i)); }, true},
+      {"informs of 60,000 octets, the store locked", 6000 / divisor,
+       [&](int i) {
+         return receiver::V2Message(receiver::NotificationPdu(
+             receiver::kInform, static_cast<std::uint32_t>(i),
+             receiver::Ber(0x30,
+                           receiver::Ber(0x06, "\x2B\x06\x01\x04\x01\x63\x01") + receiver::Ber(0x04, text))));
+       },
+       true},
+      {"traps of a user without authentication from invented engines", 100'000 / divisor,
+       [&](int i) {
+         return receiver::V3Message(
+             "open", engine(i),
+             receiver::NotificationPdu(receiver::kTrap2, static_cast<std::uint32_t>(i), ""));
+       }},
+      {"traps of a user with authentication, without it, from invented engines", 100'000 / divisor,
+       [&](int i) {
+         return receiver::V3Message(
+             "both", engine(i),
+             receiver::NotificationPdu(receiver::kTrap2, static_cast<std::uint32_t>(i), ""));
+       }},
+      {"traps of an unknown user from invented engines", 100'000 / divisor,
+       [&](int i) {
+         return receiver::V3Message(
+             "nobody", engine(i),
+             receiver::NotificationPdu(receiver::kTrap2, static_cast<std::uint32_t>(i), ""));
+       }},
+      {"packets with a type that is none", 20'000 / divisor,
+       [&](int i) {
+         return receiver::V2Message(receiver::NotificationPdu(0xAF, static_cast<std::uint32_t>(i), ""));
+       }},
+  };
+  for (const Flood& flood : floods) Run(flood, spool);
+  return 0;
+}
