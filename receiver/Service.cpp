@@ -1,6 +1,7 @@
 #include "Service.h"
 
 #include <fmt/format.h>
+#include <malloc.h>
 #include <poll.h>
 #include <sys/signalfd.h>
 #include <sys/timerfd.h>
@@ -42,6 +43,14 @@ constexpr int kFullQueueWait = 20;  // milliseconds
 constexpr auto kDrainTime = std::chrono::milliseconds(300);
 constexpr auto kLastStoreTime = std::chrono::milliseconds(1000);
 constexpr auto kStoreCallTime = std::chrono::milliseconds(500);
+
+// A receiver runs for months: what a storm took must go back to the system afterwards.  Large buffers are
+// given back as they are freed, each thread's small change once a minute (malloc_trim).
+void KeepMemoryLow() {
+  mallopt(M_ARENA_MAX, 4);
+  mallopt(M_MMAP_THRESHOLD, 256 << 10);
+  mallopt(M_TRIM_THRESHOLD, 16 << 20);  // a packet with thousands of bindings takes 11 MiB for a moment
+}
 
 sigset_t ServiceSignals() {
   sigset_t signals;
@@ -226,6 +235,7 @@ void Service::Loop() {
     std::uint64_t ticks = 0;
     if (entries[1].revents != 0 && read(timer_.Number(), &ticks, sizeof ticks) > 0) {
       LogCounters();
+      malloc_trim(0);
     }
     if (entries[2].revents != 0) {
       listener_.SendAnswers(answers_.TakeAll());
@@ -279,6 +289,7 @@ void BlockServiceSignals() {
 }
 
 int RunService(const Configuration& configuration, platform::RegistryStore& registry, ServiceLog& log) {
+  KeepMemoryLow();
   try {
     Service service(configuration, registry, log);
     service.Run();

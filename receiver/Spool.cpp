@@ -137,6 +137,7 @@ void Spool::Append(std::span<const TrapRow> rows) {
   for (const TrapRow& row : rows) {
     AppendRecord(chunk->Bytes, ++number, row);
   }
+  chunk->Bytes.shrink_to_fit();  // it may have to stay in memory
   {
     const std::lock_guard lock(mutex_);
     unwrittenBytes_ += chunk->Bytes.size();

@@ -29,7 +29,7 @@ void Spooler::Run() {
     if (spool_.UnwrittenBytes() > options_.UnwrittenBytes && !queue_.Closed()) {
       std::this_thread::sleep_for(kWait);
     } else {
-      Take(queue_.TakeAll(kWait));
+      Take(queue_.Take(kWait));
     }
     if (spool_.UnwrittenBytes() > 0 && spool_.Sync()) {
       AnswerAll();

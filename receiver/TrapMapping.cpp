@@ -17,6 +17,7 @@ const Oid kSnmpTrapAddress = {1, 3, 6, 1, 6, 3, 18, 1, 3, 0};
 const Oid kSnmpTrapCommunity = {1, 3, 6, 1, 6, 3, 18, 1, 4, 0};
 const Oid kSnmpTraps = {1, 3, 6, 1, 6, 3, 1, 1, 5};
 
+constexpr std::size_t kWorthShrinking = 256;
 constexpr std::string_view kNoAddress("\0\0\0\0", 4);
 
 const Value* Find(const Notification& notification, const Oid& name, ValueType type) {
@@ -115,6 +116,10 @@ void MapBindings(const Notification& notification, bool carriesTrapOid, const Co
       row.Event_ExtDescr += text;
     }
     first = false;
+  }
+  // Rows wait by the thousand, and growing has left up to half of it unused.
+  if (row.Event_ExtDescr.capacity() > row.Event_ExtDescr.size() + kWorthShrinking) {
+    row.Event_ExtDescr.shrink_to_fit();
   }
 }
 

@@ -6,6 +6,9 @@
 namespace korvane::receiver {
 namespace {
 
+// At most about so much is between the queue and the spool, where it is needed twice for a moment.
+constexpr std::size_t kTakenBytes = std::size_t{8} << 20;
+
 std::size_t BytesOf(const QueuedTrap& trap) {
   return sizeof trap + trap.Row.Source.size() + trap.Row.EnterpriseOid.size() +
          trap.Row.EventDescription.size() + trap.Row.Event_ExtDescr.size();
@@ -20,11 +23,7 @@ void TrapQueue::Push(std::vector<QueuedTrap> traps) {
   }
   const std::lock_guard lock(mutex_);
   bytes_ += bytes;
-  if (traps_.empty()) {
-    traps_ = std::move(traps);
-  } else {
-    traps_.insert(traps_.end(), std::make_move_iterator(traps.begin()), std::make_move_iterator(traps.end()));
-  }
+  batches_.push_back({std::move(traps), bytes});
   changed_.notify_one();
 }
 
@@ -33,11 +32,22 @@ bool TrapQueue::HasRoom() const {
   return bytes_ < maxBytes_;
 }
 
-std::vector<QueuedTrap> TrapQueue::TakeAll(std::chrono::milliseconds longest) {
+std::vector<QueuedTrap> TrapQueue::Take(std::chrono::milliseconds longest) {
   std::unique_lock lock(mutex_);
-  changed_.wait_for(lock, longest, [&] { return !traps_.empty() || closed_; });
-  bytes_ = 0;
-  return std::exchange(traps_, {});
+  changed_.wait_for(lock, longest, [&] { return !batches_.empty() || closed_; });
+  std::vector<QueuedTrap> taken;
+  for (std::size_t bytes = 0; !batches_.empty() && bytes < kTakenBytes; batches_.pop_front()) {
+    Batch& batch = batches_.front();
+    bytes += batch.Bytes;
+    bytes_ -= batch.Bytes;
+    if (taken.empty()) {
+      taken = std::move(batch.Traps);
+    } else {
+      taken.insert(taken.end(), std::make_move_iterator(batch.Traps.begin()),
+                   std::make_move_iterator(batch.Traps.end()));
+    }
+  }
+  return taken;
 }
 
 void TrapQueue::Close() {
@@ -53,7 +63,7 @@ bool TrapQueue::Closed() const {
 
 bool TrapQueue::ClosedAndEmpty() const {
   const std::lock_guard lock(mutex_);
-  return closed_ && traps_.empty();
+  return closed_ && batches_.empty();
 }
 
 }  // namespace korvane::receiver

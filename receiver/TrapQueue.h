@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <mutex>
 #include <vector>
 
@@ -25,18 +26,23 @@ class TrapQueue {
   // Always takes them: HasRoom is asked before more is read.
   void Push(std::vector<QueuedTrap> traps);
   bool HasRoom() const;
-  // Everything there is, in order, waiting a while when there is nothing.  Empty after the time, or when the
-  // queue was closed and is used up.
-  std::vector<QueuedTrap> TakeAll(std::chrono::milliseconds longest);
+  // What there is, in order, up to some megabytes, waiting a while when there is nothing.  Empty after the
+  // time, or when the queue was closed and is used up.
+  std::vector<QueuedTrap> Take(std::chrono::milliseconds longest);
   void Close();
   bool Closed() const;
   bool ClosedAndEmpty() const;
 
  private:
+  struct Batch {
+    std::vector<QueuedTrap> Traps;
+    std::size_t Bytes = 0;
+  };
+
   const std::size_t maxBytes_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
-  std::vector<QueuedTrap> traps_;
+  std::deque<Batch> batches_;  // as they were pushed
   std::size_t bytes_ = 0;
   bool closed_ = false;
 };
