@@ -49,6 +49,7 @@ struct Flood {
   int Packets;
   std::function<std::string(int)> Make;
   bool StoreLocked = false;
+  int Burst = 20;  // packets between two pauses of 2 ms
 };
 
 void Run(const Flood& flood, const std::string& spool) {
@@ -76,7 +77,7 @@ void Run(const Flood& flood, const std::string& spool) {
     const std::string packet = flood.Make(i);
     sentBytes += static_cast<double>(packet.size());
     sender.Send(packet);
-    if (i % 20 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    if (i % flood.Burst == 0) std::this_thread::sleep_for(std::chrono::milliseconds(2));
     while (!sender.Answer().empty()) ++answers;
   }
   std::map<std::string, std::uint64_t> counters;
@@ -124,8 +125,11 @@ void Run(const Flood& flood, const std::string& spool) {
 int main(int argc, char** argv) {
   int divisor = 1;
   std::string spool;
+  std::string only;
   for (int i = 1; i < argc; ++i) {
-    if (argv[i] == "small"s)
+    if (std::string_view(argv[i]).starts_with("only="))
+      only = argv[i] + 5;
+    else if (argv[i] == "small"s)
       divisor = 10;
     else
       spool = argv[i];
@@ -151,6 +155,18 @@ int main(int argc, char** argv) {
                            receiver::Ber(0x06, "\x2B\x06\x01\x04\x01\x63\x01") + receiver::Ber(0x04, text))));
        },
        true},
+      {"informs of a hundred octets, the store locked", 400'000 / divisor,
+       [&](int i) {
+         return receiver::V2Message(receiver::NotificationPdu(
+             receiver::kInform, static_cast<std::uint32_t>(i), receiver::SmallestBindings(1)));
+       },
+       true, 60},
+      {"traps of a hundred octets, the store locked", 400'000 / divisor,
+       [&](int i) {
+         return receiver::V2Message(receiver::NotificationPdu(receiver::kTrap2, static_cast<std::uint32_t>(i),
+                                                              receiver::SmallestBindings(1)));
+       },
+       true, 60},
       {"traps of a user without authentication from invented engines", 100'000 / divisor,
        [&](int i) {
          return receiver::V3Message(
@@ -174,6 +190,11 @@ int main(int argc, char** argv) {
          return receiver::V2Message(receiver::NotificationPdu(0xAF, static_cast<std::uint32_t>(i), ""));
        }},
   };
-  for (const Flood& flood : floods) Run(flood, spool);
+  const std::string folder = spool.empty() ? spool : spool + "/flood";
+  for (const Flood& flood : floods) {
+    if (flood.Name.find(only) == std::string_view::npos) continue;
+    Run(flood, folder);
+    if (!folder.empty()) std::filesystem::remove_all(folder);
+  }
   return 0;
 }

@@ -149,6 +149,12 @@ std::optional<Notification> ReadPdu(const snmp_pdu& pdu) {
     notification.Specific = static_cast<std::int32_t>(pdu.specific_type);
     std::memcpy(notification.AgentAddress.data(), pdu.agent_addr, notification.AgentAddress.size());
   }
+  std::size_t count = 0;
+  for (const variable_list* variable = pdu.variables; variable != nullptr;
+       variable = variable->next_variable) {
+    ++count;
+  }
+  notification.Bindings.reserve(count);
   for (const variable_list* variable = pdu.variables; variable != nullptr;
        variable = variable->next_variable) {
     notification.Bindings.push_back({OidOf(variable->name, variable->name_length), ReadValue(*variable)});

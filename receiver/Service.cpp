@@ -44,12 +44,13 @@ constexpr auto kDrainTime = std::chrono::milliseconds(300);
 constexpr auto kLastStoreTime = std::chrono::milliseconds(1000);
 constexpr auto kStoreCallTime = std::chrono::milliseconds(500);
 
-// A receiver runs for months: what a storm took must go back to the system afterwards.  Large buffers are
-// given back as they are freed, each thread's small change once a minute (malloc_trim).
+// A receiver runs for months: what a storm took must go back to the system afterwards.  The largest buffers do
+// as they are freed, the rest once a minute (malloc_trim); between them what one packet of thousands of bindings
+// takes for a moment, 11 MiB in small pieces, stays at hand.
 void KeepMemoryLow() {
   mallopt(M_ARENA_MAX, 4);
-  mallopt(M_MMAP_THRESHOLD, 256 << 10);
-  mallopt(M_TRIM_THRESHOLD, 16 << 20);  // a packet with thousands of bindings takes 11 MiB for a moment
+  mallopt(M_MMAP_THRESHOLD, 4 << 20);
+  mallopt(M_TRIM_THRESHOLD, 32 << 20);
 }
 
 sigset_t ServiceSignals() {

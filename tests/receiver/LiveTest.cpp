@@ -178,7 +178,7 @@ TEST_F(Live, InformsWithThousandsOfBindingsTakeLittleMemory) {
   ASSERT_TRUE(sender.Send(V2Message(NotificationPdu(kInform, 1234, bindings))));
   std::string answer;
   EXPECT_TRUE(test::WaitUntil([&] { return !(answer = sender.Answer()).empty(); }));
-  EXPECT_EQ(answer, V2Message(NotificationPdu(0xA2, 1234, bindings))) << "the same bindings";
+  EXPECT_TRUE(answer == V2Message(NotificationPdu(0xA2, 1234, bindings))) << "the same bindings";
   // Eleven megabytes for each as the library holds it, and some hundred for a sanitizer.
   EXPECT_LT(HighestMemory(receiver_.Process()), std::size_t{600} << 20);
 }
