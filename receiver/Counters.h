@@ -21,6 +21,7 @@ struct Gauges {
   std::uint64_t Spooled = 0;          // of those received or found at start: had to wait for the store
   std::uint64_t Waiting = 0;          // in the spool, not yet stored
   std::uint64_t DroppedByKernel = 0;  // at our sockets, because their buffers were full
+  std::uint64_t AnswersLetGo = 0;     // of informs, because too many waited
   std::uint64_t DamagedRecords = 0;   // places of the spool that could not be read
 };
 

@@ -45,6 +45,8 @@ class Listener {
   void SendAnswers(std::span<const std::uint64_t> tokens);
   // False while so many informs wait for their answer that no more may be read.
   bool HasRoom() const { return informs_.HasRoom(); }
+  // Answers whose informs waited so long that others needed the room.
+  std::uint64_t AnswersLetGo() const { return informs_.LetGo(); }
   // Says how many lines about packets were left out since the last one.
   void TellLeftOut() { packetLog_.TellLeftOut(); }
 

@@ -44,9 +44,9 @@ constexpr auto kDrainTime = std::chrono::milliseconds(300);
 constexpr auto kLastStoreTime = std::chrono::milliseconds(1000);
 constexpr auto kStoreCallTime = std::chrono::milliseconds(500);
 
-// A receiver runs for months: what a storm took must go back to the system afterwards.  The largest buffers do
-// as they are freed, the rest once a minute (malloc_trim); between them what one packet of thousands of bindings
-// takes for a moment, 11 MiB in small pieces, stays at hand.
+// A receiver runs for months: what a storm took must go back to the system afterwards.  The largest buffers
+// do as they are freed, the rest once a minute (malloc_trim); between them what one packet of thousands of
+// bindings takes for a moment, 11 MiB in small pieces, stays at hand.
 void KeepMemoryLow() {
   mallopt(M_ARENA_MAX, 4);
   mallopt(M_MMAP_THRESHOLD, 4 << 20);
@@ -278,6 +278,7 @@ void Service::LogCounters() {
   log_.Info(CountersText(counters_, {.Spooled = writer_.SpooledCount(),
                                      .Waiting = spool_.Waiting(),
                                      .DroppedByKernel = listener_.DroppedByKernel(),
+                                     .AnswersLetGo = listener_.AnswersLetGo(),
                                      .DamagedRecords = spool_.DamagedRecords()}));
 }
 
