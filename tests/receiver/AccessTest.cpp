@@ -186,7 +186,8 @@ TEST(LearntEngines, TheOneHeardLeastLatelyOfAUserIsForgotten) {
 TEST(MessageHeader, NamesTheSenderAndMakesTheResponse) {
   using namespace std::string_literals;
   const std::string trap = NotificationPdu(kTrap2, 1, "");
-  const auto header = ReadUsmHeader(V3Message("user", "engine", trap));
+  const std::string whole = V3Message("user", "engine", trap);
+  const auto header = ReadUsmHeader(whole);
   ASSERT_TRUE(header);
   EXPECT_EQ(header->User, "user");
   EXPECT_EQ(header->EngineId, "engine");
@@ -203,7 +204,7 @@ TEST(MessageHeader, NamesTheSenderAndMakesTheResponse) {
   for (std::size_t length = 0; length < inform.size(); ++length) {
     const std::string cut = inform.substr(0, length);
     EXPECT_EQ(ResponseTo(cut), "");
-    const std::string message = V3Message("user", "engine", trap).substr(0, length);
+    const std::string message = whole.substr(0, length);
     ReadUsmHeader(message);
   }
 }
