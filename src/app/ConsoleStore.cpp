@@ -15,7 +15,6 @@ bool ConsoleStore::LoadSystems() {
 }
 
 bool ConsoleStore::ReloadCategoryInformation() {
-  Categories.Clear();
   return Categories.ReloadCategoryInformation(Database);
 }
 

@@ -51,7 +51,7 @@ class SharedStore {
   virtual ~SharedStore() = default;
   virtual void OpenDatabase() = 0;  // a failure shows as that of the next read
   virtual bool LoadSystems() = 0;
-  virtual bool ReloadCategoryInformation() = 0;  // empties the lists first
+  virtual bool ReloadCategoryInformation() = 0;
   virtual bool LoadFilters() = 0;
   virtual void SaveSystems() = 0;                        // throws DatabaseError
   virtual void Execute(std::string_view statement) = 0;  // throws DatabaseError

@@ -146,7 +146,6 @@ std::vector<CategoryCriterion> CriteriaOf(const CategoryTables& tables, const st
 }  // namespace
 
 bool CategoryInformation::ReloadCategoryInformation(store::Connection& connection) {
-  Clear();
   CategoryTables tables;
   try {
     ReadMaster(connection, tables);

@@ -30,8 +30,8 @@ struct Category {
 
 class CategoryInformation {
  public:
-  // Empties the list and reads all trap categories, each table once; false when a database call failed (the
-  // list is then empty).
+  // Reads all trap categories anew, each table once; false when a database call failed: the categories that
+  // were there stay in force.
   bool ReloadCategoryInformation(store::Connection& connection);
   void Clear();
 

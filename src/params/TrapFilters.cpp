@@ -10,7 +10,6 @@
 namespace korvane::params {
 
 bool TrapFilters::LoadFilters(store::Connection& connection) {
-  Clear();
   std::vector<TrapFilter> filters;
   try {
     for (StoredFilter& stored : FilterStore(connection).ReadFilters()) {

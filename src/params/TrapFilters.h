@@ -25,7 +25,7 @@ struct TrapFilter {
 class TrapFilters {
  public:
   // Rebuilds the list from the two tables, each read once; a group row without a detail row is skipped.
-  // False when a database call failed: the list is then empty, since showing too much loses nothing.
+  // False when a database call failed: the filters that were there stay in force.
   bool LoadFilters(store::Connection& connection);
   void Clear();
   const std::vector<TrapFilter>& Filters() const { return filters_; }  // in load order

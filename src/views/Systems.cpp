@@ -126,29 +126,29 @@ void Systems::Clear() {
 }
 
 bool Systems::LoadSystems(store::Connection& connection) {
-  Clear();
+  auto read = std::make_unique<Impl>();
   try {
     auto rows = connection.OpenRecordset(store::kSystemTable);
     while (rows.Next()) {
-      impl_->AddStored({.Name = rows.Text(kNameColumn),
-                        .Address = rows.Text(kAddressColumn),
-                        .Type = rows.Text(kTypeColumn),
-                        .Modules = {},
-                        .Sources = {}});
+      read->AddStored({.Name = rows.Text(kNameColumn),
+                       .Address = rows.Text(kAddressColumn),
+                       .Type = rows.Text(kTypeColumn),
+                       .Modules = {},
+                       .Sources = {}});
     }
     rows.Close();
     auto modules = connection.OpenRecordset(store::kModuleTable);
     while (modules.Next()) {
-      const std::size_t index = impl_->FindFolded(modules.Text(kNameColumn));
+      const std::size_t index = read->FindFolded(modules.Text(kNameColumn));
       if (index != kNone) {
-        impl_->List[index].Modules.push_back(modules.Text(kModuleColumn));
+        read->List[index].Modules.push_back(modules.Text(kModuleColumn));
       }
     }
-    return true;
   } catch (const store::DatabaseError&) {
-    Clear();
     return false;
   }
+  impl_ = std::move(read);
+  return true;
 }
 
 void Systems::Impl::Save(store::Connection& connection, std::size_t index, TextSet& storedNames) {

@@ -32,7 +32,8 @@ class Systems : public intake::SystemDirectory {
   Systems();
   ~Systems() override;
 
-  // Fills the list from System_Table and Module_Table; false when a database call failed.
+  // Fills the list from System_Table and Module_Table; false when a database call failed,
+  // which leaves the list as it was.
   bool LoadSystems(store::Connection& connection);
   // Writes back what changed and what is new (as "Manual"), in one transaction; deletes nothing, since other
   // products share the tables.  A row of theirs keeps its name.  A row that the database refuses does not

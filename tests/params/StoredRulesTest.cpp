@@ -152,22 +152,26 @@ TEST_F(StoredRulesTest, FiltersAreReadInTheOrderOfTheirGroupRows) {
   EXPECT_EQ(filters_.Filters()[1].GenericTrap, -1);
 }
 
-TEST_F(StoredRulesTest, AMissingTableIsAFailureAndLeavesNoHalfList) {
+TEST_F(StoredRulesTest, AReadThatFailsLeavesWhatWasInForce) {
   store_.AddCategory("Fans", std::array{test::StoredCriterion{}});
   store_.AddFilter({.Source_Agent = "first"});
   for (const std::string table : {"Category_Group_Master", "Category_Group_Detail", "Category_Group",
                                   "Trap_Group", "Trap_Group_Detail"}) {
     ASSERT_TRUE(categories_.ReloadCategoryInformation(connection_));
+    const std::uint64_t revision = categories_.Revision();
     Run({"ALTER TABLE " + table + " RENAME TO Elsewhere"});
     EXPECT_FALSE(categories_.ReloadCategoryInformation(connection_)) << table;
-    EXPECT_TRUE(categories_.Categories().empty()) << table;
+    EXPECT_NE(categories_.Find("fans"), nullptr) << table;
+    EXPECT_EQ(categories_.Categories().size(), 1U) << table;
+    EXPECT_EQ(categories_.Revision(), revision) << table;
     Run({"ALTER TABLE Elsewhere RENAME TO " + table});
   }
   for (const std::string table : {"Trap_Filter_Group", "Trap_Detail"}) {
     ASSERT_TRUE(filters_.LoadFilters(connection_));
     Run({"ALTER TABLE " + table + " RENAME TO Elsewhere"});
     EXPECT_FALSE(filters_.LoadFilters(connection_)) << table;
-    EXPECT_TRUE(filters_.Filters().empty()) << table;
+    ASSERT_EQ(filters_.Filters().size(), 1U) << table;
+    EXPECT_EQ(filters_.Filters()[0].SourceAgent, "first") << table;
     Run({"ALTER TABLE Elsewhere RENAME TO " + table});
   }
 }

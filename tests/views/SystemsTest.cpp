@@ -128,12 +128,14 @@ TEST_F(SystemsTest, OneRowThatCannotBeWrittenDoesNotLoseTheOthers) {
   EXPECT_EQ(StoredRows("System_Name = 'o''brien' AND IP_Address = ''"), 1);
 }
 
-TEST_F(SystemsTest, AMissingTableFailsTheLoadAndLeavesNothingHalfRead) {
+TEST_F(SystemsTest, AReadThatFailsLeavesTheListAsItWas) {
   Store.AddSystem("core", "10.0.0.1");
+  ASSERT_TRUE(List.LoadSystems(Connection));
+  Store.AddSystem("edge", "10.0.0.2");
   Store.Execute("DROP TABLE Module_Table");
   EXPECT_FALSE(List.LoadSystems(Connection));
-  EXPECT_EQ(List.Count(), 0U);
-  EXPECT_EQ(List.FindSystem("core"), Systems::kNone);
+  EXPECT_EQ(List.Count(), 1U);
+  EXPECT_NE(List.FindSystem("core"), Systems::kNone);
 }
 
 }  // namespace
