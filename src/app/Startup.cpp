@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "app/StartupChecks.h"
@@ -126,7 +127,8 @@ StartupResult Startup::LoadMainWindow(MainWindow& window) {
 }
 
 void Startup::InitialiseState() {
-  services_.State.gMaxViewTraps = ManagerNumber(services_.Registry, kMaxViewTrapsValue, kDefaultMaxViewTraps);
+  const std::int32_t limit = ManagerNumber(services_.Registry, kMaxViewTrapsValue, kDefaultMaxViewTraps);
+  services_.State.gMaxViewTraps = limit < 1 ? kDefaultMaxViewTraps : std::min(limit, kMostViewTraps);
   services_.State.gTimeZoneBias = services_.Clock.TimeZoneBiasMinutes() * 60;
 }
 

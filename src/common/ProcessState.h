@@ -8,7 +8,7 @@ namespace korvane {
 
 struct ProcessState {
   bool gDebugMode = false;            // switches KVConsole.Log on, nothing else
-  std::int32_t gMaxViewTraps = 1000;  // most rows of one Traps window
+  std::int32_t gMaxViewTraps = 1000;  // most rows of one Traps window, at least 1
   std::int32_t gTimeZoneBias = 0;     // seconds; UTC = local time + bias; read once at start-up
   std::int32_t gLastTrapTime = 0;     // the intake's high-water mark, in EventTime units
   bool gTrapsPending = false;         // at close, some system still had a non-zero count

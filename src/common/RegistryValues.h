@@ -21,6 +21,8 @@ inline constexpr std::string_view kActionUpdateValue = "KVActionUpdate";
 inline constexpr std::string_view kLocalRootDirValue = "LocalRootDir";
 
 inline constexpr std::int32_t kDefaultMaxViewTraps = 1000;
+// No window holds more, whatever the value says: the longest list whose speed and memory are measured.
+inline constexpr std::int32_t kMostViewTraps = 1'000'000;
 
 // Reads one value as text: a string up to its first NUL, a DWORD as the decimal text of its signed value,
 // any other type as an empty text with success.  Opens the key with write rights too, so a user who may not

@@ -46,11 +46,19 @@ TEST(StartupTest, DoesEveryStepInOrder) {
   EXPECT_FALSE(console.State.gDebugMode);
 }
 
-TEST(StartupTest, WithoutALimitInTheRegistryAThousandTrapsAreShown) {
-  FakeConsole console;
-  console.State.gMaxViewTraps = 5;
-  console.Main();
-  EXPECT_EQ(console.State.gMaxViewTraps, 1000);
+TEST(StartupTest, ALimitThatIsNoneCountsAsAThousandAndNoneIsEndless) {
+  const std::pair<std::optional<std::uint32_t>, std::int32_t> limits[] = {
+      {std::nullopt, 1000},   {0, 1000}, {0xFFFFFFFF, 1000}, {0x80000000, 1000}, {1, 1}, {999'999, 999'999},
+      {0x7FFFFFFF, 1'000'000}};
+  for (const auto& [stored, limit] : limits) {
+    FakeConsole console;
+    console.State.gMaxViewTraps = 5;
+    if (stored) {
+      console.Machine.Registry.PutDword(kManagerKey, kMaxViewTrapsValue, *stored);
+    }
+    console.Main();
+    EXPECT_EQ(console.State.gMaxViewTraps, limit) << stored.value_or(7);
+  }
 }
 
 struct FailingStep {

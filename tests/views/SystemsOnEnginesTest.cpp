@@ -28,7 +28,6 @@ TEST_P(SystemsOnEnginesTest, LoadsWithinTheBounds) {
 
 TEST_P(SystemsOnEnginesTest, AnEmptyStoreHasTheMarkZero) {
   Question.Answer = ViewOption::ShowOnlyNewTraps;
-  State.gMaxViewTraps = -1;  // even so: asked, and nothing to load
   Model.Load();
   EXPECT_EQ(Library.StartedAt, 0);
   EXPECT_EQ(Model.RowCount(), 0U);
