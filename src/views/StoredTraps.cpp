@@ -40,7 +40,7 @@ void ReadStoredTraps(ViewServices& services, const LoadRange& range, std::string
   store::IncomingTrap trap;
   for (std::int64_t read = 1; reader.Next(trap); ++read) {
     if (read % kRowsPerProgress == 0) {
-      services.Busy.ShowProgress(read, expected);
+      services.Busy.ShowProgress(read, expected > 0 ? std::max(expected, read) : 0);
     }
     const auto mayTake = [&trap](const StoredTrapsTaker* taker) { return taker->MayTake(trap); };
     if (!range.Wants(services.Bounds, trap.EventTime, trap.SequenceNumber) ||

@@ -32,6 +32,10 @@ std::int32_t JustAfter(std::int32_t time) {
   return time == std::numeric_limits<std::int32_t>::max() ? time : time + 1;
 }
 
+std::int32_t JustBefore(std::int32_t time) {
+  return time == std::numeric_limits<std::int32_t>::min() ? time : time - 1;
+}
+
 std::int64_t Sum(const std::array<std::int32_t, 6>& counts) {
   return std::accumulate(counts.begin(), counts.end(), std::int64_t{0});
 }
@@ -114,14 +118,15 @@ void SystemsModel::LoadAtStart() {
   shown_ = std::exchange(loading_, {});
 }
 
-// The time of the newest trap that no longer finds room: what is newer than it is never more than the limit.
+// The oldest trap that finds room brings the whole of its second: a bound between two traps of one second
+// can't be told in EventTime.  What is too much the windows cut off, as they do with traps that arrive.
 void SystemsModel::FindLowerBound() {
   const std::string statement = fmt::format(
       "SELECT EventTime FROM {} WHERE EventAck = 0 AND EventTime < {} ORDER BY EventTime DESC LIMIT 1 OFFSET "
       "{}",
-      store::kEventTrap, services_.Bounds.StartMark, std::max(services_.State.gMaxViewTraps, 0));
-  services_.Bounds.LowerBound =
-      FirstNumber(services_.Connection, statement).value_or(std::numeric_limits<std::int32_t>::min());
+      store::kEventTrap, services_.Bounds.StartMark, std::max(services_.State.gMaxViewTraps, 1) - 1);
+  const auto oldest = FirstNumber(services_.Connection, statement);
+  services_.Bounds.LowerBound = JustBefore(oldest.value_or(std::numeric_limits<std::int32_t>::min()));
 }
 
 void SystemsModel::Reset() {

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "views/SystemsFixture.h"
+#include "views/TrapsWorld.h"
 
 namespace korvane::views {
 namespace {
@@ -41,7 +42,8 @@ TEST_F(SystemsModelTest, TheQuestionIsAskedOnlyAboveTheLimit) {
   EXPECT_EQ(Busy.Depth(), 0);
 }
 
-TEST_F(SystemsModelTest, TheLowerBoundHoldsWhenManyTrapsShareASecond) {
+TEST_F(SystemsModelTest, ASecondWithMoreTrapsThanTheLimitIsLoadedWhole) {
+  AddStored(1, 1);
   AddStored(5, 101);
   std::vector<StoredTrap> burst(20);
   for (StoredTrap& trap : burst) {
@@ -49,11 +51,20 @@ TEST_F(SystemsModelTest, TheLowerBoundHoldsWhenManyTrapsShareASecond) {
   }
   Store.AddTraps(burst);
   Model.Load();
-  EXPECT_EQ(Bounds.LowerBound, 50);
-  EXPECT_EQ(TotalOf("router1"), 4);  // all but the one at the mark
+  test::OpenModels open;
+  TrapsModel all(Services, open, WindowKind::Selected, {});
+  all.Reset();
+  EXPECT_EQ(TotalOf("router1"), 24);  // all but the old one and the one at the mark
+  EXPECT_EQ(all.Rows().Count(), 10U) << "the newest of what is counted";
+  EXPECT_EQ(all.Rows().EventTimeAt(0), 50);
+  EXPECT_EQ(all.Rows().SequenceNumberAt(9), 104);
+  Library.Deliver(105, "router1", 105);
+  Model.CheckTraps();
+  Model.Reset();
+  EXPECT_EQ(TotalOf("router1"), 25) << "a later load reads the same";
 
   // Above the limit by those at the mark alone: nothing older has to be left out.
-  Store.Execute("DELETE FROM EventTrap WHERE EventTime = 50");
+  Store.Execute("DELETE FROM EventTrap WHERE EventTime <= 50");
   for (int i = 0; i < 20; ++i) {
     Store.AddTrap({.EventTime = 105});
   }
