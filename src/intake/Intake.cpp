@@ -108,6 +108,7 @@ bool Intake::TakeNext() {
     return false;
   }
   hand_.Held = true;
+  hand_.Notes = library_.NotesOfTrap();
   hand_.Counted = false;
   hand_.Offered.clear();
   state_.gLastTrapTime = std::max(state_.gLastTrapTime, hand_.Received.TimeKey);
@@ -117,6 +118,7 @@ bool Intake::TakeNext() {
 void Intake::Admit(const std::vector<TrapsWindow*>& windows) {
   store::IncomingTrap trap;
   Complete(trap);
+  trap.EventNotes = hand_.Notes;
   Succeeds([&] { systems_.NoteDelivered(trap); });
   if (!trap.Filtered) {
     Route(trap, windows);

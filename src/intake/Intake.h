@@ -77,6 +77,7 @@ class Intake {
   // The trap that was taken from the library last, and how far it has come.
   struct TrapInHand {
     ReceivedTrap Received;
+    std::string Notes;
     bool Held = false;  // taken, and not yet handed to everyone
     int Failures = 0;
     bool Counted = false;               // by the Systems window
@@ -110,7 +111,7 @@ class Intake {
 void CompleteStoredTrap(store::IncomingTrap& trap, SystemDirectory& directory, store::TrapNames& names);
 
 // From a delivered record: NUL cut of every text, the two parts of the bindings joined without a separator
-// (into varBinds, which the trap's view then refers to), then the completion above.
+// (into varBinds, which the trap's view then refers to), no notes, then the completion above.
 void CompleteTrap(const ReceivedTrap& received, std::string& varBinds, store::IncomingTrap& trap,
                   SystemDirectory& directory, store::TrapNames& names);
 

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace korvane::intake {
 
@@ -37,6 +38,9 @@ class ReceiverLibrary {
   virtual std::int32_t StartRecvEvents(std::int32_t highWaterMark) = 0;  // 2000: the thread runs
   virtual std::int32_t GetEventFromList(ReceivedTrap& trap) = 0;         // 0: the list is empty
   virtual std::int32_t StopRecvEvents() = 0;                             // 2000: the thread has stopped
+  // Not one of the library's calls: the notes stored with the trap that was handed out last, for which the
+  // record has no place.  Holds until the next one; empty where whoever delivers does not know them.
+  virtual std::string_view NotesOfTrap() const { return {}; }
   // The name of a system known by its address; false when it is not known (yet): a later call may succeed.
   // Given a name instead of an address, a library may answer with the address of that name.
   virtual bool KVResolveSystemName(const std::string& address, std::string& name) = 0;

@@ -52,7 +52,7 @@ struct StoreFeeder::Shared {
     return true;
   }
 
-  std::vector<ReceivedTrap> Take() {
+  TrapFollower::Progress Take() {
     const std::lock_guard lock(Mutex);
     if (Queue.empty()) {
       return {};
@@ -62,7 +62,7 @@ struct StoreFeeder::Shared {
     QueuedTraps -= read.Traps.size();
     QueuedBytes -= read.Bytes;
     Changed.notify_all();
-    return std::move(read.Traps);
+    return read;
   }
 
   void Pause(std::chrono::milliseconds length, std::stop_token stop) {
@@ -124,7 +124,7 @@ std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {
     return kReceiverThreadOk;
   }
   GetDefaultMailSettings();  // has the domain looked up, so that it is known when a dialog asks
-  taken_.clear();
+  taken_ = {};
   nextTaken_ = 0;
   shared_ = std::make_shared<Shared>();
   const TrapFollower follower(highWaterMark, options_.Following, options_.KnownNumber());
@@ -136,24 +136,29 @@ std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {
 }
 
 std::int32_t StoreFeeder::GetEventFromList(ReceivedTrap& trap) {
-  if (nextTaken_ == taken_.size()) {
+  if (nextTaken_ == taken_.Traps.size()) {
     nextTaken_ = 0;
-    taken_.clear();
-    if (shared_) {
-      taken_ = shared_->Take();
-    }
-    if (taken_.empty()) {
+    taken_ = shared_ ? shared_->Take() : TrapFollower::Progress{};
+    if (taken_.Traps.empty()) {
       return 0;
     }
   }
-  trap = std::move(taken_[nextTaken_++]);
+  trap = std::move(taken_.Traps[nextTaken_++]);
   return 1;
+}
+
+std::string_view StoreFeeder::NotesOfTrap() const {
+  if (nextTaken_ == 0) {
+    return {};
+  }
+  const auto notes = taken_.Notes.find(taken_.Traps[nextTaken_ - 1].SequenceNumber);
+  return notes != taken_.Notes.end() ? std::string_view(notes->second) : std::string_view();
 }
 
 std::int32_t StoreFeeder::StopRecvEvents() {
   const bool ended = worker_.Stop(options_.StopPatience);
   shared_.reset();
-  taken_.clear();
+  taken_ = {};
   nextTaken_ = 0;
   resolver_.Stop(kResolverPatience);
   return ended ? kReceiverThreadOk : kReceiverThreadFailed;

@@ -58,6 +58,7 @@ class StoreFeeder : public ReceiverLibrary {
   // 2000 also when the thread runs already; 1 when no thread could be made.
   std::int32_t StartRecvEvents(std::int32_t highWaterMark) override;
   std::int32_t GetEventFromList(ReceivedTrap& trap) override;
+  std::string_view NotesOfTrap() const override;  // as they were when the row was read
   // Within StopPatience and a little: a call that hangs is cancelled, and when that does not help the thread
   // is left behind with what it owns, which answers 1.  What is still in the list is gone.
   std::int32_t StopRecvEvents() override;
@@ -77,8 +78,8 @@ class StoreFeeder : public ReceiverLibrary {
   StoreFeederOptions options_;
   NameResolver resolver_;
   StoreWorker worker_;
-  std::shared_ptr<Shared> shared_;   // what the thread and this object share
-  std::vector<ReceivedTrap> taken_;  // taken from the queue, not yet handed out
+  std::shared_ptr<Shared> shared_;  // what the thread and this object share
+  TrapFollower::Progress taken_;    // taken from the queue, not yet handed out
   std::size_t nextTaken_ = 0;
 };
 

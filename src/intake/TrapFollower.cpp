@@ -21,7 +21,7 @@ constexpr std::int64_t kBelowAllNumbers =
 constexpr std::size_t kGapsPerStatement = 64;
 constexpr std::string_view kColumns =
     "SequenceNumber, EventTime, Source, EnterpriseOid, GenericTrap, SpecificTrap, EventDescription, "
-    "Event_ExtDescr, EventAck";
+    "Event_ExtDescr, EventNotes, EventAck";
 
 // The result of an aggregate over the numbers; nothing when there are none.
 std::optional<std::int64_t> NumberOf(store::Connection& connection, std::string_view aggregate,
@@ -40,7 +40,11 @@ std::string RowsStatement(std::string_view condition) {
 }
 
 void Append(TrapFollower::Progress& progress, const store::IncomingTrap& row) {
-  progress.Bytes += row.Source.size() + row.EnterpriseOid.size() + row.VarBinds.size();
+  progress.Bytes +=
+      row.Source.size() + row.EnterpriseOid.size() + row.VarBinds.size() + row.EventNotes.size();
+  if (!row.EventNotes.empty()) {
+    progress.Notes.insert_or_assign(row.SequenceNumber, row.EventNotes);
+  }
   progress.Traps.push_back({.Source = std::string(row.Source),
                             .EnterpriseOid = std::string(row.EnterpriseOid),
                             .SpecificTrap = row.SpecificTrap,

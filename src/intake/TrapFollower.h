@@ -11,6 +11,8 @@
 #include <cstdint>
 #include <limits>
 #include <span>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "intake/ReceiverLibrary.h"
@@ -29,6 +31,9 @@ struct TrapFollowerLimits {
   std::chrono::milliseconds LongestStep = std::chrono::seconds(10);
 };
 
+// The notes of traps beside their records, by SequenceNumber; few traps have any.
+using TrapNotes = std::unordered_map<std::int32_t, std::string>;
+
 class TrapFollower {
  public:
   // New are the rows with an EventTime at or after the mark when the first read begins, and every row that
@@ -40,7 +45,8 @@ class TrapFollower {
 
   struct Progress {
     std::vector<ReceivedTrap> Traps;
-    std::size_t Bytes = 0;  // of the traps' texts
+    TrapNotes Notes;
+    std::size_t Bytes = 0;  // of the traps' texts and notes
     bool More = false;      // read on at once, there are more rows
   };
 

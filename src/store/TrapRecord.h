@@ -24,7 +24,7 @@ struct IncomingTrap {
   std::string_view EnterpriseOid;
   std::string_view VarBinds;                   // EventDescription followed directly by Event_ExtDescr
   std::size_t DescriptionLength = 0;           // how much of VarBinds is EventDescription
-  std::string_view EventNotes;                 // empty for a trap that has just arrived
+  std::string_view EventNotes;                 // of a trap from the link: as far as the link knows them
   const TrapDefinition* Definition = nullptr;  // set by TrapNames, never null afterwards
   std::int32_t SpecificTrap = 0;
   std::int32_t GenericTrap = 0;

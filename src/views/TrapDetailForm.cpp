@@ -7,9 +7,33 @@
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
 #include "store/EventTime.h"
-#include "store/Tables.h"
+#include "store/NotesWrite.h"
 
 namespace korvane::views {
+
+namespace {
+
+constexpr std::string_view kYourText = "---------- your text ----------";
+
+std::string BothTexts(const std::string& stored, const std::string& typed) {
+  if (stored.empty() || typed.empty()) {
+    return stored + typed;
+  }
+  return fmt::format("{}{}{}\n{}", stored, stored.ends_with('\n') ? "" : "\n", kYourText, typed);
+}
+
+std::string_view ConflictText(std::string_view stored, std::string_view typed) {
+  if (stored.empty()) {
+    return "The notes on this trap were removed meanwhile. Choose OK again to write yours.";
+  }
+  if (typed.empty()) {
+    return "The notes on this trap were changed meanwhile, so they were not removed. They are shown now.";
+  }
+  return "The notes on this trap were changed meanwhile. Nothing was written yet: both texts are shown now, "
+         "yours below the line. Make one text of them and choose OK again.";
+}
+
+}  // namespace
 
 TrapDetail DetailOf(const ShownTraps& list, std::size_t position) {
   const store::IncomingTrap trap = list.At(position);
@@ -49,38 +73,53 @@ void TrapDetailForm::EditNotes(std::string text) {
   }
 }
 
-void TrapDetailForm::Save(std::int32_t sequenceNumber, const std::string& notes) {
-  store::Recordset rows =
-      connection_.OpenRecordset(store::kEventTrap, fmt::format("SequenceNumber = {}", sequenceNumber));
-  if (!rows.Next()) {
-    return;
-  }
-  rows.Set("EventNotes", notes);
-  if (rows.Update() > 0) {
-    windows_.NotesSaved(sequenceNumber, notes);
+std::optional<TrapDetailForm::Refusal> TrapDetailForm::Save(std::int32_t sequenceNumber, const Draft& draft) {
+  try {
+    store::NotesResult result =
+        store::WriteNotes(connection_, sequenceNumber, draft.Of.Trap.StoredNotes, draft.Text);
+    switch (result.Outcome) {
+      case store::NotesOutcome::Written:
+        windows_.NotesSaved(sequenceNumber, draft.Text);
+        break;
+      case store::NotesOutcome::NoSuchTrap:
+        break;
+      case store::NotesOutcome::ChangedMeanwhile:
+        windows_.NotesSaved(sequenceNumber, result.Stored);
+        return Refusal{std::string(ConflictText(result.Stored, draft.Text)), PromptIcon::Exclamation,
+                       std::move(result.Stored)};
+    }
+    return std::nullopt;
+  } catch (const store::DatabaseError& error) {
+    return Refusal{error.what(), PromptIcon::Critical, std::nullopt};
   }
 }
 
 bool TrapDetailForm::Ok(const ShownTraps& list) {
-  std::string failure;
-  // One trap's notes that the store refuses must not keep the others from it.
+  std::optional<Refusal> first;
+  // One trap's notes that are not written must not keep the others from it.
   for (auto at = drafts_.begin(); at != drafts_.end();) {
-    try {
-      Save(at->first, at->second.Text);
+    auto refusal = Save(at->first, at->second);
+    if (!refusal) {
       at = drafts_.erase(at);
-    } catch (const store::DatabaseError& error) {
-      if (failure.empty()) {
-        failure = error.what();
-      }
-      ++at;
+      continue;
     }
+    if (!first) {
+      first = std::move(refusal);
+    }
+    ++at;
   }
-  if (drafts_.empty()) {
+  if (!first) {
     return true;
   }
-  shown_ = drafts_.begin()->second.Of;
+  // The others are left as they are: nobody would see what became of them.
+  Draft& draft = drafts_.begin()->second;
+  if (first->Stored) {
+    draft.Text = BothTexts(*first->Stored, draft.Text);
+    draft.Of.Trap.StoredNotes = *std::move(first->Stored);
+  }
+  shown_ = draft.Of;
   shown_.Place.ListChanged(list);
-  prompts_.Show(failure, PromptIcon::Critical);
+  prompts_.Show(first->Text, first->Icon);
   return false;
 }
 

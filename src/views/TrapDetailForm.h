@@ -59,8 +59,9 @@ class TrapDetailForm {
   void EditNotes(std::string text);
 
   // Writes the notes that were edited, of every trap; one that is no longer stored is passed over.  False:
-  // the store refused some, which are kept; the first of their traps is the one shown now, and what the
-  // store said of it has been reported.
+  // some were not written and are kept; the first of their traps is the one shown now, and why has been
+  // reported.  Either the store refused them, or it holds other notes than those that were seen: the text
+  // then is both of them, for the operator to settle, and the next Ok writes it.
   bool Ok(const ShownTraps& list);
 
  private:
@@ -73,7 +74,13 @@ class TrapDetailForm {
     std::string Text;
   };
 
-  void Save(std::int32_t sequenceNumber, const std::string& notes);
+  struct Refusal {
+    std::string Text;
+    PromptIcon Icon = PromptIcon::Critical;
+    std::optional<std::string> Stored;  // the notes that somebody else has written
+  };
+
+  std::optional<Refusal> Save(std::int32_t sequenceNumber, const Draft& draft);
 
   store::Connection& connection_;
   ViewWindows& windows_;

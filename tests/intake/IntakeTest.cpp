@@ -44,8 +44,10 @@ class ScriptedLibrary : public ReceiverLibrary {
   std::int32_t StopRecvEvents() override { return kReceiverThreadOk; }
   bool KVResolveSystemName(const std::string&, std::string&) override { return false; }
   MailSettings GetDefaultMailSettings() override { return {}; }
+  std::string_view NotesOfTrap() const override { return Notes; }
 
   std::deque<ReceivedTrap> Traps;
+  std::string Notes;
   std::int32_t StartAnswer = kReceiverThreadOk;
   bool FailNext = false;
 
@@ -193,7 +195,9 @@ TEST_F(IntakeTest, ATickDrainsTheListAndThenRefreshesInCreationOrder) {
   EXPECT_EQ(Tick(), (CallLog{"empty", "systems status", "B status", "A status"}));
   windows_.Windows.clear();
   library_.Traps = {Trap(3)};
+  library_.Notes = "known beside the record";
   EXPECT_EQ(Tick(), (CallLog{"get 3", "count 3", "empty", "systems status"}));
+  EXPECT_EQ(counts_.Last.EventNotes, "known beside the record");
 }
 
 TEST_F(IntakeTest, AFilteredTrapCountsButReachesNoWindow) {

@@ -89,13 +89,16 @@ TEST_F(StoreFeederTest, ItDeliversWhatIsNewInOrderAndStops) {
   ASSERT_TRUE(DrainUntil(feeder, numbers, 3));
   EXPECT_EQ(numbers, (Numbers{3, 4, 5}));
   EXPECT_EQ(feeder.StopRecvEvents(), kReceiverThreadOk);
+  store_.AddTrap({.EventTime = 40, .EventNotes = "seen by Anna"});
   store_.AddTrap({.EventTime = 40});
   EXPECT_EQ(feeder.GetEventFromList(trap), 0);
 
   ASSERT_EQ(feeder.StartRecvEvents(40), kReceiverThreadOk);  // afresh, from the new mark
-  numbers.clear();
-  ASSERT_TRUE(DrainUntil(feeder, numbers, 1));
-  EXPECT_EQ(numbers, Numbers{6});
+  for (const auto& [number, notes] : {std::pair(6, "seen by Anna"), std::pair(7, "")}) {
+    ASSERT_TRUE(test::WaitUntil([&] { return feeder.GetEventFromList(trap) != 0; }));
+    EXPECT_EQ(trap.SequenceNumber, number);
+    EXPECT_EQ(feeder.NotesOfTrap(), notes);
+  }
 }
 
 TEST_F(StoreFeederTest, TheTrapFileAloneMayBeAway) {

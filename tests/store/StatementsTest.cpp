@@ -1,11 +1,14 @@
 #include "store/Statements.h"
 
+#include <chrono>
+#include <future>
 #include <limits>
 #include <utility>
 #include <vector>
 
 #include "EngineTest.h"
 #include "store/DatabaseError.h"
+#include "store/NotesWrite.h"
 #include "store/Tables.h"
 #include "store/TrapReader.h"
 
@@ -79,6 +82,42 @@ TEST_P(Statements, AcknowledgeExactlyTheirRows) {
 }
 
 // The shipped rows that mean "no action", and keys that the database goes on making after them.
+// Whoever writes notes has read some: those that a second hand wrote since are never written over.
+TEST_P(Statements, WriteNotesOverNoneButThoseThatWereRead) {
+  const auto stored = [this] {
+    return Made->Text("SELECT EventNotes FROM EventTrap WHERE SequenceNumber = 1", "EventNotes");
+  };
+  const auto write = [this](std::string_view read, std::string_view notes) {
+    const NotesResult result = WriteNotes(Db, 1, read, notes);
+    return result.Outcome == NotesOutcome::Written ? "written" : "holds " + result.Stored;
+  };
+  Made->AddTrap({.SequenceNumber = 1});
+  Made->AddTrap({.SequenceNumber = 2, .EventNotes = "of another"});
+  EXPECT_EQ(WriteNotes(Db, 3, "", "x").Outcome, NotesOutcome::NoSuchTrap);
+  EXPECT_EQ(write("", "it's Ä"), "written");
+  // What an engine may take for the same text.
+  for (const char* read : {"", "IT'S Ä", "it's ä", "it's Ä ", "it's A"}) {
+    EXPECT_EQ(write(read, "mine"), "holds it's Ä") << read;
+  }
+  EXPECT_EQ(write("something else", "it's Ä"), "written") << "both wrote the same";
+  EXPECT_FALSE(Db.InTransaction());
+
+  // The second hand is writing just now.
+  Connection other;
+  Made->Connect(other);
+  other.BeginTransaction();
+  other.Execute("UPDATE EventTrap SET EventNotes = 'theirs' WHERE SequenceNumber = 1");
+  auto mine = std::async(std::launch::async, [&] { return write("it's Ä", "mine"); });
+  mine.wait_for(std::chrono::milliseconds(200));  // waits for them, or reads what was there
+  other.Commit();
+  EXPECT_EQ(mine.get(), "holds theirs");
+  EXPECT_EQ(stored(), "theirs");
+  EXPECT_EQ(write("theirs", ""), "written");
+  EXPECT_EQ(stored(), "");
+  EXPECT_EQ(Made->Text("SELECT EventNotes FROM EventTrap WHERE SequenceNumber = 2", "EventNotes"),
+            "of another");
+}
+
 TEST_P(Statements, FindTheSchemaAsTheyNeedIt) {
   for (const std::string_view table : {kBeepDetail, kEmailDetail, kMessageDetail, kCustomActionDetail}) {
     Recordset rows = Db.OpenRecordset(table);

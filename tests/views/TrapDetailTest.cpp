@@ -181,6 +181,45 @@ TEST_F(TrapDetailTest, NotesTheStoreRefusesAreShownReportedAndKept) {
   EXPECT_EQ(StoredNotes(2), "note 2, again");
 }
 
+TEST_F(TrapDetailTest, NotesThatAnotherHandWroteAreNotWrittenOver) {
+  Store(1, "read");
+  Store(2, "read");
+  Store(3);
+  Load();
+  Edit(0, "mine 1");
+  Edit(1, "mine 2");
+  Edit(2, "mine 3");
+  world_.Store.Execute("UPDATE EventTrap SET EventNotes = 'theirs' WHERE SequenceNumber < 3");
+
+  // One after the other is shown with both texts, so that none is written unseen.
+  for (const std::int32_t number : {1, 2}) {
+    EXPECT_FALSE(form_.Ok(List()));
+    EXPECT_EQ(StoredNotes(number), "theirs");
+    EXPECT_EQ(form_.Trap().SequenceNumber, number);
+    EXPECT_EQ(form_.Notes(), "theirs\n---------- your text ----------\nmine " + std::to_string(number));
+    EXPECT_EQ(world_.Prompts.Messages().size(), static_cast<std::size_t>(number));
+    EXPECT_EQ(world_.Prompts.Messages().back().Icon, PromptIcon::Exclamation);
+    EXPECT_EQ(model_->Rows().At(static_cast<std::size_t>(number) - 1).EventNotes, "theirs");
+    form_.EditNotes("settled");
+  }
+  EXPECT_EQ(StoredNotes(1), "settled");
+  EXPECT_EQ(StoredNotes(3), "mine 3");
+  // They go on while this is settled.
+  world_.Store.Execute("UPDATE EventTrap SET EventNotes = '' WHERE SequenceNumber = 2");
+  EXPECT_FALSE(form_.Ok(List()));
+  EXPECT_EQ(form_.Notes(), "settled");
+  EXPECT_TRUE(form_.Ok(List()));
+  EXPECT_EQ(StoredNotes(2), "settled");
+
+  // Emptied here, written there: what was written stays and is shown.
+  Edit(2, "");
+  world_.Store.Execute("UPDATE EventTrap SET EventNotes = 'theirs' WHERE SequenceNumber = 3");
+  EXPECT_FALSE(form_.Ok(List()));
+  form_.EditNotes(std::string(form_.Notes()));
+  EXPECT_TRUE(form_.Ok(List()));
+  EXPECT_EQ(StoredNotes(3), "theirs");
+}
+
 // Whatever comes and goes, the traps that stood above it lead Previous, and those below Next.
 TEST(FollowedTrapTest, KeepsItsPlaceWhateverComesAndGoes) {
   for (const bool sorted : {false, true}) {

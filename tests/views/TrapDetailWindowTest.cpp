@@ -222,9 +222,13 @@ TEST_F(TrapDetailWindowTest, StaysOpenWithTheTextWhenTheStoreRefuses) {
     EXPECT_EQ(Notes()->toPlainText(), QStringLiteral("first"));
     EXPECT_EQ(window_->List().SelectedPosition(), 0);
     world_.Store.Execute("DROP TRIGGER traps.refuse");
+    world_.Store.Execute("UPDATE EventTrap SET EventNotes = 'theirs' WHERE SequenceNumber = 1");
+    QTest::mouseClick(Button("cmdOK"), Qt::LeftButton);
+    EXPECT_TRUE(dialog_->isVisible());
+    EXPECT_THAT(world_.Prompts.LastMessage(), testing::HasSubstr("changed meanwhile"));
     QTest::mouseClick(Button("cmdOK"), Qt::LeftButton);
   });
-  EXPECT_EQ(StoredNotes(1), "first");
+  EXPECT_EQ(StoredNotes(1), "theirs\n---------- your text ----------\nfirst");
   EXPECT_EQ(StoredNotes(2), "second");
 }
 

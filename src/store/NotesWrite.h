@@ -1,0 +1,29 @@
+// Writing an operator's notes on a stored trap, unless somebody else has written others meanwhile.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "store/Connection.h"
+
+namespace korvane::store {
+
+enum class NotesOutcome {
+  Written,           // the store holds the text now
+  NoSuchTrap,        // the trap is no longer stored
+  ChangedMeanwhile,  // nothing was written
+};
+
+struct NotesResult {
+  NotesOutcome Outcome;
+  std::string Stored;  // ChangedMeanwhile: what the store holds
+};
+
+// expected: the notes that the writer has seen.  Compared byte by byte, since an engine may take texts for
+// equal that are not, and in the transaction that writes, so that no change comes between.  Throws
+// DatabaseError; nothing is written then.  Not inside a transaction.
+NotesResult WriteNotes(Connection& connection, std::int32_t sequenceNumber, std::string_view expected,
+                       std::string_view notes);
+
+}  // namespace korvane::store
