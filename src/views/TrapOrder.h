@@ -5,28 +5,19 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <span>
-#include <string_view>
 #include <vector>
 
 #include "views/TrapRows.h"
+#include "views/TrapSort.h"
 
 namespace korvane::views {
 
-enum class TrapColumn : int { DateTime = 0, Source = 1, TrapName = 2, Variables = 3 };
-inline constexpr int kTrapColumns = 4;
-
-// What the "Source" column shows: Traps windows the source text, reports the system's name.
-enum class SourceShown { SourceText, SystemName };
-
 class TrapOrder {
  public:
-  struct Sorting {
-    TrapColumn Column = TrapColumn::DateTime;
-    bool Descending = false;
-    bool operator==(const Sorting&) const = default;
-  };
+  using Sorting = TrapSorting;
 
   TrapOrder(const TrapRows& rows, SourceShown shown) : rows_(rows), shown_(shown) {}
 
@@ -44,6 +35,16 @@ class TrapOrder {
   void MergeAppended();
   std::size_t SortedCount() const { return sorted_; }  // the rows that are in their places, from the front
 
+  // The same in portions, for a list that is too long to be put in order while the window waits: all rows
+  // that there are now.  They keep the order they have until TakeSorted, those appended meanwhile stay at the
+  // end.  Any other change of order or rows gives it up.
+  void BeginSorting();
+  // Nothing is in the making: as they arrived until it is complete.
+  void BeginSorting(Sorting sorting);
+  bool IsSorting() const { return making_.has_value(); }
+  bool SortSome(const std::function<bool()>& enough) { return making_->Step(enough); }  // true: complete
+  void TakeSorted();
+
   // Rows (ascending) are to be removed: moves them behind all others, in a list that stays complete.  No row
   // may wait to be merged.
   void MoveToEnd(std::span<const std::uint32_t> rows);
@@ -53,20 +54,16 @@ class TrapOrder {
 
  private:
   void Materialise();
-  bool SharesTexts() const;
-  std::vector<std::uint64_t> SharedKeys() const;
+  void AppendFrom(std::size_t known);
   void SortAll();
-  bool Precedes(std::uint32_t a, std::uint32_t b) const;
-  std::string_view TextAt(TrapColumn column, std::size_t row) const;
+  TrapSort Sorter() const { return {rows_, shown_, *sorting_}; }
 
   const TrapRows& rows_;
   SourceShown shown_;
   std::optional<Sorting> sorting_;
   std::vector<std::uint32_t> order_;  // by position; empty: as they arrived
   std::size_t sorted_ = 0;            // how many of them, from the front, are in their places
+  std::optional<PortionedSort> making_;
 };
-
-// Negative, 0 or positive.  Letters of the ASCII range compare ignoring case, all else byte by byte.
-int CompareTexts(std::string_view a, std::string_view b);
 
 }  // namespace korvane::views

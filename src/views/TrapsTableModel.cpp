@@ -1,5 +1,6 @@
 #include "views/TrapsTableModel.h"
 
+#include <QElapsedTimer>
 #include <QStringBuilder>
 #include <algorithm>
 #include <string>
@@ -21,6 +22,13 @@ constexpr std::string_view kCaptions[kTrapColumns] = {"Date / Time", "Source", "
 // From here on sorting takes long enough to be noticed.
 constexpr std::size_t kManyRows = 200'000;
 
+// As many rows are sorted, or find their places in a sorted list, within a few milliseconds.
+constexpr std::size_t kFewRows = 8192;
+constexpr std::size_t kFewNewRows = 1024;
+constexpr qint64 kSortTurnMilliseconds = 15;
+// A list that grows is sorted each time it has grown so many times, and once more at its end.
+constexpr std::size_t kSortGrowth = 4;
+
 }  // namespace
 
 TrapsTableModel::TrapsTableModel(const TrapRows& rows, const ProcessState& state, SourceShown shown,
@@ -29,6 +37,8 @@ TrapsTableModel::TrapsTableModel(const TrapRows& rows, const ProcessState& state
   for (std::size_t code = 0; code < severityIcons_.size(); ++code) {
     severityIcons_[code] = SeverityIcon(static_cast<std::int32_t>(code));
   }
+  sortTurn_.setSingleShot(true);
+  connect(&sortTurn_, &QTimer::timeout, this, &TrapsTableModel::SortTurn);
 }
 
 int TrapsTableModel::rowCount(const QModelIndex& parent) const {
@@ -183,6 +193,11 @@ void TrapsTableModel::sort(int column, Qt::SortOrder order) {
   if (sorting == order_.SortedBy()) {
     return;
   }
+  if (sorting && loading_ && rows_.Count() > kFewRows) {
+    ChangeLayout([&] { order_.BeginSorting(*sorting); });
+    sortTurn_.start();
+    return;
+  }
   const WaitPointer wait(rows_.Count() >= kManyRows);
   ChangeLayout([&] { order_.Sort(sorting); });
 }
@@ -200,6 +215,7 @@ int TrapsTableModel::PositionOf(std::size_t row) const {
 }
 
 void TrapsTableModel::RowsAboutToBeRemoved(std::span<const std::uint32_t> rows) {
+  FinishSorting();
   std::size_t first = rows.front();
   std::size_t last = rows.back();
   const std::vector<std::uint32_t> positions = order_.Positions();
@@ -232,10 +248,13 @@ void TrapsTableModel::RowsAboutToBeAppended(std::size_t count) {
 void TrapsTableModel::RowsAppended() {
   const bool unsorted = order_.RowsAppended();
   endInsertRows();
-  // So that the list is sorted a few times while it grows and not with each batch.
-  const bool wait = loading_ && rows_.Count() < 2 * order_.SortedCount();
-  if (unsorted && !wait) {
+  if (!unsorted) {
+    return;
+  }
+  if (!loading_ || rows_.Count() <= kFewRows) {
     MergeAppended();
+  } else if (!order_.IsSorting() && rows_.Count() >= kSortGrowth * order_.SortedCount()) {
+    SortInTurns();
   }
 }
 
@@ -246,11 +265,49 @@ void TrapsTableModel::MergeAppended() {
 
 void TrapsTableModel::SetLoading(bool loading) {
   loading_ = loading;
-  if (!loading_ && order_.SortedBy() && order_.SortedCount() < rows_.Count()) {
+  if (loading_ || !order_.SortedBy() || order_.SortedCount() == rows_.Count()) {
+    return;
+  }
+  if (rows_.Count() <= kFewRows || rows_.Count() - order_.SortedCount() <= kFewNewRows) {
     BatchBegins();
     MergeAppended();
     BatchEnds();
+  } else {
+    SortInTurns();
   }
+}
+
+void TrapsTableModel::SortInTurns() {
+  order_.BeginSorting();
+  sortTurn_.start();
+}
+
+void TrapsTableModel::SortTurn() {
+  if (!order_.IsSorting()) {
+    return;  // given up meanwhile
+  }
+  QElapsedTimer time;
+  time.start();
+  if (order_.SortSome([&time] { return time.elapsed() >= kSortTurnMilliseconds; })) {
+    TakeSorted();
+  } else {
+    sortTurn_.start();
+  }
+}
+
+void TrapsTableModel::TakeSorted() {
+  BatchBegins();
+  ChangeLayout([&] { order_.TakeSorted(); });
+  BatchEnds();
+}
+
+void TrapsTableModel::FinishSorting() {
+  if (!order_.IsSorting()) {
+    return;
+  }
+  const WaitPointer wait(rows_.Count() >= kManyRows);
+  order_.SortSome([] { return false; });
+  TakeSorted();
 }
 
 void TrapsTableModel::RowsAboutToBeReset() {

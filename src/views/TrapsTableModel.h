@@ -6,6 +6,7 @@
 
 #include <QAbstractTableModel>
 #include <QIcon>
+#include <QTimer>
 #include <array>
 #include <cstdint>
 #include <optional>
@@ -50,8 +51,11 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public T
   void sort(int column, Qt::SortOrder order = Qt::AscendingOrder) override;
 
   // While rows are appended by the thousand, those of a sorted list wait at its end until it pays to put them
-  // into their places; all of them are there once this is over.
+  // into their places.  A long list is put in order in turns of the event loop, so that the window goes on
+  // painting; all rows are in their places some turns after the loading is over.
   void SetLoading(bool loading);
+  bool IsSorting() const { return order_.IsSorting(); }  // such turns go on
+  void FinishSorting();                                  // at once, for whoever needs the order now
 
   // From a position in the list as it is shown to a row of the storage, and back.
   std::uint32_t RowAt(int position) const {
@@ -88,6 +92,9 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public T
   template <class Change>
   void ChangeLayout(Change change);
   void MergeAppended();
+  void SortInTurns();
+  void SortTurn();
+  void TakeSorted();
   // As received; made holds what is not stored as text.
   std::string_view WholeText(std::size_t row, TrapColumn column, std::string& made) const;
   QVariant HiddenValue(std::size_t row, int role) const;
@@ -98,6 +105,7 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public T
   SourceShown shown_;
   TrapOrder order_;
   bool loading_ = false;
+  QTimer sortTurn_;
   std::array<QIcon, 6> severityIcons_;  // by severity code
 };
 

@@ -151,10 +151,12 @@ void frmReport::ShowWindowParameters() {
 }
 
 void frmReport::Printable() {
+  table_.FinishSorting();
   PrintTraps(services_, ToUtf8(windowTitle()), table_.Shown());
 }
 
 void frmReport::ExportToCsv() {
+  table_.FinishSorting();
   ExportTraps(services_, ToUtf8(windowTitle()), table_.Shown());
 }
 

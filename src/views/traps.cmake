@@ -15,6 +15,7 @@ target_sources(korvane_core PRIVATE
   ${CMAKE_CURRENT_SOURCE_DIR}/TrapDetailForm.cpp
   ${CMAKE_CURRENT_SOURCE_DIR}/TrapFinder.cpp
   ${CMAKE_CURRENT_SOURCE_DIR}/TrapOrder.cpp
+  ${CMAKE_CURRENT_SOURCE_DIR}/TrapSort.cpp
   ${CMAKE_CURRENT_SOURCE_DIR}/TrapRows.cpp
   ${CMAKE_CURRENT_SOURCE_DIR}/TrapsModel.cpp)
 if(KORVANE_WINDOWS)

@@ -180,7 +180,8 @@ TEST_F(ReportWindowTest, SortedWhileItLoadsItEndsSorted) {
   Open();
   LoadSome();
   list_->sortByColumn(3, Qt::DescendingOrder);
-  ASSERT_TRUE(Until([this] { return window_->Model().State() == ReportState::Complete; }));
+  ASSERT_TRUE(Until(
+      [this] { return window_->Model().State() == ReportState::Complete && !window_->Table().IsSorting(); }));
   QString before = window_->Table().index(0, 3).data().toString();
   std::int32_t numberBefore = 0;
   for (int position = 0; position < 30'000; ++position) {

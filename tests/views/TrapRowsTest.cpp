@@ -236,6 +236,39 @@ TEST(TrapRows, AgreeWithPlainRowsUnderRandomOperations) {
   }
 }
 
+// A report that is sorted while it loads: in pieces, with rows arriving in between, and in the end the same.
+TEST(TrapRows, AreSortedInPortionsAsTheyAreAtOnce) {
+  RowMaker maker(11);
+  TrapRows rows;
+  const auto append = [&](int count) {
+    while (count-- > 0) {
+      rows.Append(TrapOf(maker.Next()));
+    }
+  };
+  append(13'000);
+  TrapOrder order(rows, SourceShown::SystemName);
+  TrapOrder atOnce(rows, SourceShown::SystemName);
+  for (int column = 0; column < kTrapColumns; ++column) {
+    const TrapSorting sorting{.Column = static_cast<TrapColumn>(column), .Descending = column % 2 == 0};
+    order.BeginSorting(sorting);
+    int portions = 1;
+    while (!order.SortSome([] { return true; })) {
+      if (++portions == 5) {
+        append(50);
+        EXPECT_TRUE(order.RowsAppended());
+      }
+      ASSERT_EQ(order.RowAt(12'000), 12'000U) << "nothing moves before the end";
+    }
+    EXPECT_GT(portions, 8);
+    order.TakeSorted();
+    EXPECT_EQ(order.SortedCount(), rows.Count() - 50);
+    EXPECT_EQ(order.RowAt(rows.Count() - 50), rows.Count() - 50);
+    order.MergeAppended();
+    atOnce.Sort(sorting);
+    ASSERT_EQ(order.Positions(), atOnce.Positions()) << column;
+  }
+}
+
 // A window that is open for months sees endless systems and kinds come and go.
 TEST(TrapRows, ForgetWhatNoRowUses) {
   TrapRows rows;
