@@ -63,21 +63,27 @@ int ParametersPanel::FieldsLeft() const {
 }
 
 // Only what the operator does is passed on (clicked, activated, textEdited), never what ShowForm sets.
+// The form is held in a local for the call: g++ 12 checks a wrong address under -fsanitize=vptr otherwise.
 void ParametersPanel::ConnectControls() {
   const auto pass = [this](auto method) {
     return [this, method](auto... arguments) {
-      (form_->*method)(arguments...);
+      WindowParametersForm* const form = form_;
+      (form->*method)(arguments...);
       ShowForm();
     };
   };
   const auto passPosition = [this](auto method) {
     return [this, method](int index) {
-      (form_->*method)(ToPosition(index));
+      WindowParametersForm* const form = form_;
+      (form->*method)(ToPosition(index));
       ShowForm();
     };
   };
   const auto passText = [this](auto method) {
-    return [this, method](const QString& text) { (form_->*method)(ToUtf8(text)); };
+    return [this, method](const QString& text) {
+      WindowParametersForm* const form = form_;
+      (form->*method)(ToUtf8(text));
+    };
   };
   using Form = WindowParametersForm;
   connect(ui_->optEvtGrp, &QRadioButton::clicked, this, [choose = pass(&Form::ChooseEvtGrp)] { choose(); });
