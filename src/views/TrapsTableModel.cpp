@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "common/Text.h"
 #include "common/qt/CellText.h"
@@ -195,9 +196,11 @@ void TrapsTableModel::sort(int column, Qt::SortOrder order) {
   }
   if (sorting && loading_ && rows_.Count() > kFewRows) {
     ChangeLayout([&] { order_.BeginSorting(*sorting); });
+    sortChosen_ = true;
     sortTurn_.start();
     return;
   }
+  sortChosen_ = false;
   const WaitPointer wait(rows_.Count() >= kManyRows);
   ChangeLayout([&] { order_.Sort(sorting); });
 }
@@ -296,8 +299,15 @@ void TrapsTableModel::SortTurn() {
 }
 
 void TrapsTableModel::TakeSorted() {
+  const bool chosen = std::exchange(sortChosen_, false);
+  if (chosen) {
+    // Outside of a batch, as after all sorting by the operator: the list shows where its order begins.
+    ChangeLayout([&] { order_.TakeSorted(); });
+  }
   BatchBegins();
-  ChangeLayout([&] { order_.TakeSorted(); });
+  if (!chosen) {
+    ChangeLayout([&] { order_.TakeSorted(); });
+  }
   BatchEnds();
 }
 

@@ -105,6 +105,7 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public T
   SourceShown shown_;
   TrapOrder order_;
   bool loading_ = false;
+  bool sortChosen_ = false;  // the turns go on because the operator has just chosen the column
   QTimer sortTurn_;
   std::array<QIcon, 6> severityIcons_;  // by severity code
 };
