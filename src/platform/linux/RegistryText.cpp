@@ -105,20 +105,27 @@ std::vector<std::string> SplitLines(std::string_view text) {
   return lines;
 }
 
-// Reads the quoted text that starts at the text's first byte, with \\ and \" for the two characters
-// themselves.  Nothing when it does not end; else the text, and where its closing quote stands.
-std::optional<std::pair<std::string, std::size_t>> ReadQuoted(std::string_view text) {
-  std::string read;
-  for (std::size_t at = 1; at < text.size(); ++at) {
+// Goes on reading a quoted text, with \\ and \" for the two characters themselves, until its closing quote;
+// false when the text ends before it.
+bool ReadQuotedFrom(std::size_t& at, std::string_view text, std::string& read) {
+  for (; at < text.size(); ++at) {
     if (text[at] == '"') {
-      return std::pair(std::move(read), at);
+      return true;
     }
     if (text[at] == '\\' && at + 1 < text.size() && (text[at + 1] == '\\' || text[at + 1] == '"')) {
       ++at;
     }
     read.push_back(text[at]);
   }
-  return std::nullopt;
+  return false;
+}
+
+// Reads the quoted text that starts at the text's first byte.  Nothing when it does not end; else the text,
+// and where its closing quote stands.
+std::optional<std::pair<std::string, std::size_t>> ReadQuoted(std::string_view text) {
+  std::string read;
+  std::size_t at = 1;
+  return ReadQuotedFrom(at, text, read) ? std::optional(std::pair(std::move(read), at)) : std::nullopt;
 }
 
 std::string QuotedName(std::string_view name) {
@@ -250,9 +257,14 @@ bool RegistryText::ReadLines() {
 void RegistryText::ReadKey(std::string_view line, std::size_t number, Key*& current) {
   if (line.starts_with('-')) {  // takes away the key and all below it
     const std::string gone = UpperCase(line.substr(1));
-    std::erase_if(keys_, [&gone](const auto& entry) {
-      return entry.first == gone || entry.first.starts_with(gone + '\\');
-    });
+    const std::string below = gone + '\\';
+    const auto first = keys_.lower_bound(below);
+    auto end = first;
+    while (end != keys_.end() && end->first.starts_with(below)) {
+      ++end;
+    }
+    keys_.erase(first, end);
+    keys_.erase(gone);
     current = nullptr;
     return;
   }
@@ -274,21 +286,25 @@ std::optional<std::size_t> RegistryText::ReadValue(std::size_t line, Key* key) {
   std::string data(Trimmed(rest.substr(1)));
   std::size_t next = line + 1;
   if (data.starts_with('"')) {
-    auto quoted = ReadQuoted(data);
-    for (; !quoted && next < lines_.size(); ++next) {  // a text with line breaks is exported as it is
+    std::string read;
+    std::size_t at = 1;
+    bool ended = ReadQuotedFrom(at, data, read);
+    for (; !ended && next < lines_.size(); ++next) {  // a text with line breaks is exported as it is
       data.append("\n").append(lines_[next]);
-      quoted = ReadQuoted(data);
+      ended = ReadQuotedFrom(at, data, read);
     }
-    const std::string_view behind =
-        quoted ? Trimmed(std::string_view(data).substr(quoted->second + 1)) : std::string_view("?");
+    const std::string_view behind = ended ? Trimmed(std::string_view(data).substr(at + 1)) : "?";
     if (!behind.empty() && !behind.starts_with(';')) {
       return std::nullopt;
     }
-    value.Data = RegistryData{RegistryType::String, std::move(quoted->first) + '\0'};
+    value.Data = RegistryData{RegistryType::String, std::move(read) + '\0'};
   } else {
     for (; data.ends_with('\\') && next < lines_.size(); ++next) {
       data.pop_back();
       data.append(Trimmed(lines_[next]));
+    }
+    if (data.ends_with('\\')) {  // cut off: what comes to stand behind it would be taken for its end
+      return std::nullopt;
     }
     value.Data = ReadNumberOrBytes(data);
   }
