@@ -3,6 +3,7 @@
 A node is [tag, content, form]: the content bytes or a list of nodes; the form how its length is written (None:
 as it should be).  packet(seed, number, engine) is the same bytes for the same arguments on every machine.
 """
+import copy
 import hashlib
 import hmac
 import pathlib
@@ -15,6 +16,10 @@ CONTENTS = [b"", b"\0", b"A", b"\x80", b"\x7F\xFF\xFF\xFF", b"\xFF" * 9, b"\0" *
             b"\x2B" + b"\x8F\xFF\xFF\xFF\x7F" * 4, b"\x2B" + b"\x01" * 300, b"\x9F\x78\x04\x7F\x80\0\0",
             b"\x9F\x79\x08\x7F\xF8" + b"\0" * 6, b"\x9F\x79\x04\0\0\0\0", b"\x9F\x7A\x08" + b"\xFF" * 8, b"\x9F\x7B\x02\x01\x02",
             b"\x9F\x76\x09\0" + b"\xFF" * 8, b"\x9F\x78\x84\x7F\xFF\xFF\xFF", b"%n%s\r\n\x1B[2J\xC3\x28\xE2\x80\xAE", b"KVtr" * 40]
+SOUND = {2: [b"\0", b"\x80\0\0\0", b"\x7F\xFF\xFF\xFF"], 4: [b"", b"%n%s\r\n\x1B[2J\xC3\x28\xE2\x80\xAE", b"KVtr" * 40, b"\0" * 3000], 5: [b""],
+         6: [b"", b"\0", b"\x2B" + b"\x8F\xFF\xFF\xFF\x7F" * 4, b"\x2B" + b"\x01" * 120], 0x40: [b"\0" * 4, b"\xFF" * 4],
+         0x41: [b"\0\xFF\xFF\xFF\xFF"], 0x42: [b""], 0x43: [b"\x80\0\0\0\0"], 0x44: [b"\x9F\x78\x04\x7F\x80\0\0", b"", b"\xFF" * 99],
+         0x46: [b"\0" + b"\xFF" * 8, b"\0"], 0x80: [b"", b"A"], 0x81: [b"", b"A" * 99], 0x82: [b"", b"A"]}
 ENTERPRISE = b"\x2B\x06\x01\x04\x01\x81\xFD\x59"
 
 
@@ -96,21 +101,32 @@ RECORDED = [bytes.fromhex(line.split(":")[1]) for line in
 # The largest inform there can be, of as many bindings as fit; its request ID is written over.
 LARGEST = encoded(community_message(1, b"public", notification(0xA6, 0x7FFFFFFF, [[0x30, [[6, b"\x2B", None], [5, b"", None]], None]] * 9100)))
 LARGEST_ID = LARGEST.index(b"\x02\x04\x7F\xFF\xFF\xFF") + 2
-FLOOD = 60  # of the largest informs in a row, at the start of every FLOOD_EVERY packets
-FLOOD_EVERY = 10000
+# At the start of every so many packets: as many of the largest informs in a row, and of engines that nobody has.
+ROUND = 50000
+LARGEST_INFORMS = 60
+INVENTED_ENGINES = 10100
+
+
+def invented(pdu, n):
+    return v3_message(pdu, b"\x80\0\0\0\x05" + n.to_bytes(6, "big"), b"quiet", 0, n)
+
+
+def odd_binding(chance, arc):
+    tag = chance.choice(list(SOUND))
+    return binding(tag, chance.choice(SOUND[tag]), arc) if chance.random() < 0.8 else binding(chance.choice(TAGS), chance.choice(CONTENTS), arc)
 
 
 def built(chance, n, engine):
     """A message of our own making: (tree, engine to sign for)."""
     command = chance.choice([0xA6, 0xA7])
-    bindings = [binding(chance.choice(TAGS), chance.choice(CONTENTS), arc) for arc in range(chance.randrange(4))]
+    bindings = [odd_binding(chance, arc) for arc in range(chance.randrange(4))]
     pdu = notification(command, n, bindings)
     kind = chance.randrange(8)
     if kind < 3:
-        community = chance.choice([b"public", b"public", b"", b"x" * 300, b"secret\0\n"])
-        return community_message(chance.choice([1, 1, 0, 2, 3]), community, pdu), b""
+        community = chance.choice([b"public"] * 6 + [b"", b"x" * 300, b"secret\0\n"])
+        return community_message(chance.choice([1, 1, 1, 1, 0, 2, 3]), community, pdu), b""
     if kind == 3:  # an engine that was never heard of, of the user without a passphrase
-        return v3_message(pdu, b"\x80\0\0\0\x05" + n.to_bytes(6, "big"), b"quiet", 0, n), b""
+        return invented(pdu, n), b""
     if kind == 4:  # sound in its signature, odd inside
         sender = b"\x80\0\0\0\x05E" + (n // 1000).to_bytes(4, "big")
         return v3_message(pdu, sender, b"signer", 1, 1000 + n // 100, digest=UNSIGNED), sender
@@ -148,12 +164,12 @@ def change_tree(chance, top, other):
         case 2:
             parent[index] = [chance.choice(TAGS), node[1], node[2]]
         case 3 | 4:
-            parent[index] = [node[0], chance.choice(CONTENTS), node[2]]
+            parent[index] = [node[0], chance.choice(SOUND.get(node[0], CONTENTS) if chance.random() < 0.7 else CONTENTS), node[2]]
         case 5:
             parent[index] = [*node[:2], chance.choice(["long", "indefinite", 1, -1, 127, -2, 65000, 1 << 31])]
         case 6:
             source, place = chance.choice(list(places([other])))
-            parent[index] = source[place]
+            parent[index] = copy.deepcopy(source[place])
         case 7:
             for _ in range(chance.choice([1, 3, 60])):
                 node = [0x30, [node], None]
@@ -178,18 +194,20 @@ def change_bytes(chance, data, other):
 
 def packet(seed, n, engine):
     chance = random.Random(seed << 40 | n)
-    if n % FLOOD_EVERY < FLOOD:
+    if n % ROUND < LARGEST_INFORMS:
         return LARGEST[:LARGEST_ID] + (n & 0x7FFFFFFF).to_bytes(4, "big") + LARGEST[LARGEST_ID + 4:]
+    if n % ROUND < LARGEST_INFORMS + INVENTED_ENGINES:
+        return encoded(invented(notification(0xA7, n, []), n))
     tree, signer = message(chance, n, engine)
     other = message(chance, n, engine)[0]
     top = [tree]
-    for _ in range(chance.choice([0, 1, 1, 2, 3])):
+    for _ in range(chance.choice([0, 0, 1, 1, 2, 3])):
         if top:
             change_tree(chance, top, other)
     data = b"".join(map(encoded, top))
     if signer:
         return signed(data, signer)[:65000]
-    if chance.random() < 0.5:
+    if chance.random() < 0.3:
         for _ in range(chance.choice([1, 1, 2, 4])):
             data = change_bytes(chance, data, encoded(other))
     return data[:65000]

@@ -362,13 +362,13 @@ bool Holds(const Target& target, const std::string& input, std::string_view what
 }
 
 bool Run(const Target& target, std::chrono::seconds time, std::uint64_t seed, std::uint64_t first) {
-  const auto until = Clock::now() + time;
   for (const std::string& input : target.Corpus) {
     if (!Holds(target, input, "as it should be")) return false;
   }
   for (const auto& [start, piece] : target.Long) {
     if (!Holds(target, Repeated(start, piece), fmt::format("{:?} repeated", piece))) return false;
   }
+  const auto until = Clock::now() + time;
   std::uint64_t round = first;
   for (; time.count() == 0 ? round < first + kRounds : Clock::now() < until; ++round) {
     Chance chance(seed * 1'000'003 + round);
