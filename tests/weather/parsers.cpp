@@ -8,10 +8,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <filesystem>
 #include <functional>
-#include <map>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -23,7 +21,6 @@
 #include "SegmentReader.h"
 #include "SnmpAccess.h"
 #include "categories/CategoryFile.h"
-#include "intake/ReceivedTrapRecord.h"
 #include "platform/linux/RegistryText.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"
@@ -172,20 +169,6 @@ void TryModules(const std::string& input) {
   Demand(!reason.empty() || input.find("DEFINITIONS") != std::string::npos, "a module that begins nowhere");
 }
 
-bool Same(const mibc::ReadFile& a, const mibc::ReadFile& b) {
-  const auto texts = [](const mibc::ReadFile& file) {
-    std::vector<std::string> all;
-    for (const auto& module : file.Modules) {
-      all.push_back(module.Name);
-      for (const auto& trap : module.Definitions)
-        all.insert(all.end(), {trap.EnterpriseOid, trap.Name, trap.TrapDescription});
-    }
-    for (const auto& fault : file.Faults) all.insert(all.end(), {fault.File, fault.Reason});
-    return all;
-  };
-  return texts(a) == texts(b);
-}
-
 // In whatever pieces the output arrives; and any texts come across one line.
 void TryProtocol(const std::string& input) {
   mibc::ProtocolReader whole;
@@ -199,45 +182,17 @@ void TryProtocol(const std::string& input) {
   }
   Demand(whole.Done() == pieces.Done() && whole.Broken() == pieces.Broken(),
          "pieces are understood otherwise");
-  Demand(Same(std::move(whole).Result(), std::move(pieces).Result()), "pieces give another file");
+  const mibc::ReadFile all = std::move(whole).Result();
+  const mibc::ReadFile same = std::move(pieces).Result();
+  Demand(std::ranges::equal(all.Modules, same.Modules, {}, &mibc::Module::Name, &mibc::Module::Name) &&
+             std::ranges::equal(all.Faults, same.Faults, {}, &mibc::Fault::Reason, &mibc::Fault::Reason),
+         "pieces give another file");
   mibc::ProtocolReader line;
   line.Take(mibc::ProtocolLine(std::vector<std::string_view>{"fault", input, "7", input}));
   Demand(!line.Broken(), "a line of our own is broken");
   const mibc::ReadFile read = std::move(line).Result();
   Demand(read.Faults.size() == 1 && read.Faults[0].File == input && read.Faults[0].Reason == input,
          "a text is another");
-}
-
-// The first forty bytes are the record, the rest the memory; every string is released once, also when one
-// can't be read.
-class Memory : public intake::StringMemory {
- public:
-  explicit Memory(std::string bytes) : bytes_(std::move(bytes)) {}
-  std::string Read(std::uint32_t address) override {
-    if (address % 251 >= bytes_.size()) throw std::out_of_range("no such memory");
-    return bytes_.substr(address % 251, 40);
-  }
-  void Release(std::uint32_t address) noexcept override { ++Released[address]; }
-  std::map<std::uint32_t, int> Released;
-
- private:
-  std::string bytes_;
-};
-
-void TryRecord(const std::string& input) {
-  std::array<std::byte, intake::kReceivedTrapBytes> record{};
-  std::memcpy(record.data(), input.data(), std::min(input.size(), record.size()));
-  Memory memory(input.substr(std::min(input.size(), record.size())));
-  try {
-    intake::DecodeReceivedTrap(record, memory);
-  } catch (const std::out_of_range&) {
-  }
-  int released = 0;
-  for (const auto& [address, times] : memory.Released) {
-    Demand(address != 0, "the null address is released");
-    released += times;
-  }
-  Demand(released <= 5, "released more than there is");
 }
 
 // --- their inputs
@@ -303,7 +258,6 @@ std::vector<Target> Targets() {
        {protocol},
        {{"", "module\tA%\n"}, {"", "module\\"}, {"", "\t"}, {"", "fault\ta\t%\tb\n"}},
        TryProtocol},
-      {"record", {std::string(40, '\1') + "a text of some length", all}, {{"", "%"}}, TryRecord},
   };
 }
 
