@@ -101,7 +101,7 @@ receiver::TrapRow Row(std::uint64_t number) {
           .EnterpriseOid = "1.3.6.1.4.1.9",
           .SpecificTrap = 7,
           .EventDescription = fmt::format("KVtr {} \x10{}", number, std::string(number % 90, 'K')),
-          .Event_ExtDescr = number % 3 == 0 ? "KV" : "",
+          .Event_ExtDescr = number % 3 == 0 ? "KV." : "",
           .InformKey = number * 7};
 }
 
