@@ -90,14 +90,14 @@ std::string ParseUser(std::span<const std::string> words, SnmpUser& user) {
     user.AuthProtocol = words[1];
     user.AuthPassphrase = words[2];
     if (!IsOneOf(user.AuthProtocol, kAuth)) {
-      return fmt::format("unknown authentication protocol {}", user.AuthProtocol);
+      return "the authentication protocol must be MD5, SHA, SHA-224, SHA-256, SHA-384 or SHA-512";
     }
   }
   if (words.size() == 5) {
     user.PrivProtocol = words[3];
     user.PrivPassphrase = words[4];
     if (!IsOneOf(user.PrivProtocol, kPriv)) {
-      return fmt::format("unknown privacy protocol {}", user.PrivProtocol);
+      return "the privacy protocol must be DES or AES";
     }
   }
   if ((words.size() >= 3 && user.AuthPassphrase.size() < kShortestPassphrase) ||

@@ -159,6 +159,9 @@ void TryUsers(const std::string& input) {
   for (const receiver::SnmpUser& user : changed.Users) {
     Demand(user.Level() == receiver::SecurityLevel::AuthPriv, "weaker than " + line);
   }
+  for (const std::string& problem : changed.Problems) {
+    Demand(problem.find("hidden-phrase") == std::string::npos, "a passphrase in: " + problem);
+  }
 }
 
 // A file is a MIB file, or there is a reason against it.
@@ -243,7 +246,10 @@ std::vector<Target> Targets() {
         {key + "\"Text\"=\"", "\n"},
         {key + "\"Bytes\"=hex:\\\n", "00,\\\n"}},
        TryRegistry},
-      {"spool", {Records(1, 6)}, {{"", "KVtr"}, {"", "KVtr\x10\0\0\0"s}, {"", "K%"}}, TrySpool},
+      {"spool",
+       {Records(1, 6)},
+       {{"", "KVtr"}, {"", "KVtr\xFF\xFF\x08\0"s}, {"", "KVtr\x10\0\0\0"s}, {"", "K%"}},
+       TrySpool},
       {"users", {users}, {{"", "createUser u%\n"}, {"", "community %\n"}, {"", "\""}, {"", "x% "}}, TryUsers},
       {"modules",
        {modules},
