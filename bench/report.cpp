@@ -166,8 +166,8 @@ int main(int argc, char** argv) {
       "  first traps painted after {:.0f} ms (at most 200)\n"
       "  the window was held up for {:.0f} ms at most\n"
       "  memory beside the rows' own text, with the list: {:.0f} bytes a row\n",
-      traps, limit, whole, whole / limit, MedianOf(loads, &Loaded::Painted), MedianOf(loads, &Loaded::LongestHold),
-      MedianOf(loads, &Loaded::BytesPerRow));
+      traps, limit, whole, whole / limit, MedianOf(loads, &Loaded::Painted),
+      MedianOf(loads, &Loaded::LongestHold), MedianOf(loads, &Loaded::BytesPerRow));
   for (std::size_t column = 0; column < kColumns.size(); ++column) {
     const double whileSorted = MedianOf(sorted[column], &Loaded::Whole);
     const double hold = MedianOf(sorted[column], &Loaded::LongestHold);
