@@ -42,7 +42,7 @@ std::string MasterKey(std::string_view protocol, const std::string& passphrase) 
                   &length) != SNMPERR_SUCCESS) {
     return {};
   }
-  return "0x" + HexText({reinterpret_cast<const char*>(key.data()), length});
+  return "0x" + HexDigits({reinterpret_cast<const char*>(key.data()), length});
 }
 
 usmUser* FindUser(const std::string& name, std::string_view engineId) {
@@ -184,7 +184,7 @@ void SnmpLibrary::KeepClock(const std::string& engineId) {
 
 // By the library's own configuration line, which knows how its tables hang together.
 bool SnmpLibrary::Create(const SnmpUser& user, const MasterKeys& keys, std::string_view engineId) {
-  std::string line = fmt::format("-e 0x{} \"{}\"", HexText(engineId), user.Name);
+  std::string line = fmt::format("-e 0x{} \"{}\"", HexDigits(engineId), user.Name);
   if (!user.AuthProtocol.empty()) {
     line += fmt::format(" {} -m {}", user.AuthProtocol, keys.Auth);
   }

@@ -83,7 +83,7 @@ std::optional<ReceiverState> Parse(std::string_view content) {
 
 }  // namespace
 
-std::string HexText(std::string_view octets) {
+std::string HexDigits(std::string_view octets) {
   std::string text;
   for (const char c : octets) {
     text += fmt::format("{:02x}", static_cast<unsigned char>(c));
@@ -98,7 +98,7 @@ ReceiverState CountStart(const std::filesystem::path& folder) {
     state = Parse(ReadWholeFile(file));
   }
   if (!state) {
-    state = ReceiverState{.SpoolId = HexText(RandomOctets(16)), .EngineId = NewEngineId(), .New = true};
+    state = ReceiverState{.SpoolId = HexDigits(RandomOctets(16)), .EngineId = NewEngineId(), .New = true};
   }
   if (state->Starts >= kMostBoots - 1) {
     // Boots may not start over with the same engine ID.
@@ -107,7 +107,7 @@ ReceiverState CountStart(const std::filesystem::path& folder) {
   }
   ++state->Starts;
   ReplaceFile(file, fmt::format("spool = {}\nengine-id = {}\nstarts = {}\n", state->SpoolId,
-                                HexText(state->EngineId), state->Starts));
+                                HexDigits(state->EngineId), state->Starts));
   return *state;
 }
 

@@ -21,7 +21,7 @@ struct ReceiverState {
 };
 
 // Two hexadecimal digits for each octet.
-std::string HexText(std::string_view octets);
+std::string HexDigits(std::string_view octets);
 
 // Reads the file, or makes a new identity when there is none or it is damaged; counts the start and writes it
 // back.  Throws std::system_error when that can't be done: without it traps could be taken for older ones.

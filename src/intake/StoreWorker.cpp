@@ -9,7 +9,6 @@ namespace korvane::intake {
 
 namespace {
 
-constexpr std::chrono::milliseconds kLastPatience{250};
 constexpr std::chrono::milliseconds kUsualEnd{100};
 constexpr std::chrono::milliseconds kCancelInterval{100};
 
@@ -47,7 +46,7 @@ void CancellableConnection::CancelCalls(std::stop_token stop) {
 StoreWorker::StoreWorker(Worker::ThreadMaker makeThread) : worker_(std::move(makeThread)) {}
 
 StoreWorker::~StoreWorker() {
-  Stop(kLastPatience);
+  Stop(Worker::kLastPatience);
 }
 
 bool StoreWorker::Start(Body body) {

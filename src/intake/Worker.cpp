@@ -7,12 +7,6 @@
 
 namespace korvane::intake {
 
-namespace {
-
-constexpr std::chrono::milliseconds kLastPatience{250};
-
-}  // namespace
-
 struct Worker::End {
   std::mutex Mutex;
   std::condition_variable Changed;

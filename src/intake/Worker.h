@@ -19,8 +19,11 @@ class Worker {
 
   static std::thread MakeThread(std::function<void()> body) { return std::thread(std::move(body)); }
 
+  // What the destructor waits at most.
+  static constexpr std::chrono::milliseconds kLastPatience{250};
+
   explicit Worker(ThreadMaker makeThread = MakeThread);
-  ~Worker();  // Stop, with a quarter of a second of patience
+  ~Worker();  // Stop
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
 

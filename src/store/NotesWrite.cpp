@@ -11,12 +11,12 @@ namespace korvane::store {
 
 namespace {
 
-constexpr std::string_view kNotes = "EventNotes";
+constexpr std::string_view kNotesColumn = "EventNotes";
 
 // Why the notes are not to be written over what the row holds; nothing when they are.
 std::optional<NotesResult> Objection(Recordset& rows, std::string_view expected, std::string_view notes) {
   if (!rows.Next()) return NotesResult{NotesOutcome::NoSuchTrap, {}};
-  std::string stored = rows.Text(kNotes);
+  std::string stored = rows.Text(kNotesColumn);
   if (stored == notes) return NotesResult{NotesOutcome::Written, {}};
   if (stored != expected) return NotesResult{NotesOutcome::ChangedMeanwhile, std::move(stored)};
   return std::nullopt;
@@ -38,7 +38,7 @@ NotesResult WriteNotes(Connection& connection, std::int32_t sequenceNumber, std:
   connection.Execute(fmt::format("UPDATE {} SET EventAck = EventAck WHERE {}", kEventTrap, filter));
   Recordset rows = connection.OpenRecordset(kEventTrap, filter);
   if (auto objection = Objection(rows, expected, notes)) return *std::move(objection);
-  rows.Set(kNotes, notes);
+  rows.Set(kNotesColumn, notes);
   rows.Update();
   transaction.Commit();
   return {NotesOutcome::Written, {}};

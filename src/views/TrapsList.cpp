@@ -2,7 +2,9 @@
 
 #include <QHeaderView>
 #include <QItemSelectionModel>
+#include <QLabel>
 #include <QScrollBar>
+#include <QStatusBar>
 #include <QTableView>
 #include <algorithm>
 #include <array>
@@ -245,6 +247,14 @@ void TrapsList::RestoreTraps() {
   if (const auto current = positionOf(before.CurrentTrap)) {
     SelectAlone(*current);
   }
+}
+
+QLabel* AddStatusText(QStatusBar& bar, const QString& name) {
+  auto* label = new QLabel(&bar);
+  label->setObjectName(name);
+  label->setTextFormat(Qt::PlainText);
+  bar.addWidget(label);
+  return label;
 }
 
 }  // namespace korvane::views

@@ -19,7 +19,7 @@
 namespace korvane::views {
 namespace {
 
-constexpr std::string_view kWidthsSetting = "ReportColumnWidths";
+constexpr std::string_view kReportWidthsSetting = "ReportColumnWidths";
 // How long the window is held up by rows that arrive before it paints and listens again.
 constexpr std::chrono::milliseconds kTakingTurn{15};
 // A list that fills its screen many times over grows in fewer and larger steps: each one paints the screen.
@@ -28,14 +28,6 @@ constexpr std::chrono::milliseconds kLongListTurn{30};
 constexpr int kNoticeIcon = 20;
 // A database may have much to say; the list below has its rights.
 constexpr qsizetype kNoticeLength = 300;
-
-QLabel* AddStatusText(QStatusBar& bar, const QString& name) {
-  auto* label = new QLabel(&bar);
-  label->setObjectName(name);
-  label->setTextFormat(Qt::PlainText);
-  bar.addWidget(label);
-  return label;
-}
 
 }  // namespace
 
@@ -51,8 +43,9 @@ frmReport::frmReport(ViewServices& services, ViewWindows& windows, params::Repor
   setWindowTitle(ToQString(model_.Parameters().Window.WindowName));
   selectedTrap_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
   totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
-  list_ = std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Settings, std::string(kWidthsSetting),
-                                      EmptyText(), TrapsList::Kind::Report);
+  list_ =
+      std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Settings, std::string(kReportWidthsSetting),
+                                  EmptyText(), TrapsList::Kind::Report);
   findBar_ = new FindBar(*ui_->lvTraps, table_, *list_, this);
   ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1, findBar_);
   setFocusProxy(ui_->lvTraps);

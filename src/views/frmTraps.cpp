@@ -17,15 +17,7 @@
 namespace korvane::views {
 namespace {
 
-constexpr std::string_view kWidthsSetting = "TrapsColumnWidths";
-
-QLabel* AddStatusText(QStatusBar& bar, const QString& name) {
-  auto* label = new QLabel(&bar);
-  label->setObjectName(name);
-  label->setTextFormat(Qt::PlainText);
-  bar.addWidget(label);
-  return label;
-}
+constexpr std::string_view kTrapsWidthsSetting = "TrapsColumnWidths";
 
 }  // namespace
 
@@ -42,8 +34,8 @@ frmTraps::frmTraps(ViewServices& services, ViewWindows& windows, WindowKind kind
   maximumTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblMaximumTraps"));
   selectedTrap_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
   totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
-  list_ = std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Settings, std::string(kWidthsSetting),
-                                      tr("No unacknowledged traps"));
+  list_ = std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Settings,
+                                      std::string(kTrapsWidthsSetting), tr("No unacknowledged traps"));
   findBar_ = new FindBar(*ui_->lvTraps, table_, *list_, this);
   ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1, findBar_);
   setFocusProxy(ui_->lvTraps);
