@@ -132,7 +132,7 @@ void Connection::Rollback() noexcept {
   // Autocommit comes after it: switching it on commits what is open.  A link that can't roll back is closed,
   // and its database rolls back on its own.
   impl_->Direct.reset();
-  if (impl_->Lost || !odbc::Succeeded(SQLEndTran(SQL_HANDLE_DBC, impl_->Link.Get(), SQL_ROLLBACK))) {
+  if (impl_->Lost || !impl_->RollBack()) {
     impl_->Disconnect();
     return;
   }

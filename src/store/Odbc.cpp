@@ -153,8 +153,10 @@ void Connection::Impl::Connect() {
 
 void Connection::Impl::Disconnect() noexcept {
   Direct.reset();
+  // A driver refuses to disconnect while one of these is left, and then keeps the files open for good.
+  for (Statement* statement : std::exchange(Statements, {})) statement->Free();
   if (Link) {
-    if (InTransaction) SQLEndTran(SQL_HANDLE_DBC, Link.Get(), SQL_ROLLBACK);
+    if (InTransaction) RollBack();
     SQLDisconnect(Link.Get());
     Link.Free();
     ++Session;
@@ -162,6 +164,22 @@ void Connection::Impl::Disconnect() noexcept {
   Environment.Free();
   Files.clear();
   InTransaction = false;
+}
+
+bool Connection::Impl::RollBack() noexcept {
+  const auto rollback = [this] {
+    return odbc::Succeeded(SQLEndTran(SQL_HANDLE_DBC, Link.Get(), SQL_ROLLBACK));
+  };
+  if (rollback()) return true;
+  if (Kind != Engine::Sqlite) return false;
+  // SQLite takes a transaction back by itself when its disk is full.  Its driver doesn't notice, fails to do
+  // it once more, and does not disconnect before it has: it gets an empty one to take back.
+  try {
+    Statement(*this).ExecuteDirect("BEGIN");
+  } catch (const DatabaseError&) {
+    return false;
+  }
+  return rollback();
 }
 
 void Connection::Impl::MakeReady(bool aWrite) {
@@ -216,10 +234,11 @@ Statement::Statement(Connection::Impl& link) : link_(link), session_(link.Sessio
     throw error;
   }
   handle_ = odbc::Handle(SQL_HANDLE_STMT, raw);
+  link.Statements.push_back(this);
 }
 
 Statement::~Statement() {
-  if (!IsCurrent()) handle_.Forget();
+  if (IsCurrent()) std::erase(link_.Statements, this);
 }
 
 void Statement::RequireCurrent() const {

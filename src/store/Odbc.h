@@ -35,7 +35,6 @@ class Handle {
   SQLHANDLE Get() const { return handle_; }
   explicit operator bool() const { return handle_ != nullptr; }
   void Free() noexcept;
-  void Forget() noexcept { handle_ = nullptr; }
 
  private:
   SQLSMALLINT type_ = 0;
@@ -78,12 +77,13 @@ struct Connection::Impl {
   std::string DataSource, User, Password;
   ConnectionOptions Options;
   odbc::Handle Environment, Link;
-  std::uint64_t Session = 0;          // counts the connections made; handles of an earlier one are gone
-  std::unique_ptr<Statement> Direct;  // for Execute
-  std::vector<FileMark> Files;        // an embedded store's
-  std::int64_t LastUse = 0;           // monotonic milliseconds
-  std::mutex RunningMutex;            // held by a cancel, so that the statement is not freed meanwhile
-  SQLHSTMT Running = SQL_NULL_HSTMT;  // in a call that may take its time
+  std::uint64_t Session = 0;           // counts the connections made; handles of an earlier one are gone
+  std::unique_ptr<Statement> Direct;   // for Execute
+  std::vector<FileMark> Files;         // an embedded store's
+  std::int64_t LastUse = 0;            // monotonic milliseconds
+  std::mutex RunningMutex;             // held by a cancel, so that the statement is not freed meanwhile
+  SQLHSTMT Running = SQL_NULL_HSTMT;   // in a call that may take its time
+  std::vector<Statement*> Statements;  // of this session; freed before the link is, which else stays open
 
   Impl();
   ~Impl();
@@ -92,6 +92,8 @@ struct Connection::Impl {
 
   void Connect();
   void Disconnect() noexcept;
+  // What is open on the link; false when the link can't do that any more.
+  bool RollBack() noexcept;
   // Before anything is sent: opens a lost connection again unless a transaction was open on it.
   // aWrite: what follows can't be repeated, so a connection that was idle is tried out first.
   void MakeReady(bool aWrite);
@@ -145,6 +147,8 @@ class Statement {
   SQLHSTMT Get() const { return handle_.Get(); }
   // Throws for anything but success (or no data).
   SQLRETURN Check(SQLRETURN code);
+  // Before the link is closed.
+  void Free() noexcept { handle_.Free(); }
 
  private:
   // Another statement may have found the link lost and made it anew: the handle, or what now has its number,

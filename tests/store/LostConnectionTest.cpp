@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 
 #include <array>
+#include <filesystem>
+#include <iterator>
 
 #include "EngineTest.h"
 #include "store/BatchInsert.h"
@@ -138,6 +140,41 @@ TEST(LostEmbeddedStore, AFileThatWasReplacedIsNoticed) {
   made.TakeAway();
   test::RunProgram({KORVANE_SOURCE_DIR "/install/make-store", "sqlite", made.MainFile()});
   EXPECT_FALSE(console.OpenRecordset(kEventTrap).Next());
+}
+
+// SQLite takes a transaction back by itself then, and its driver would neither roll back nor close any more.
+TEST(LostEmbeddedStore, ADiskThatIsFullLeavesNoFileOpen) {
+  const auto openFiles = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  };
+  test::SqliteStore made;
+  auto before = openFiles();
+  for (int attempt = 0; attempt < 5; ++attempt) {
+    Connection receiver;
+    made.Connect(receiver);
+    {
+      Statement limit(receiver.Internals());
+      limit.ExecuteDirect("PRAGMA traps.max_page_count = 1");  // none but those there are
+      limit.Fetch();
+    }
+    constexpr std::array<std::string_view, 2> kColumns = {"EventTime", "EventDescription"};
+    BatchInsert insert(receiver, kEventTrap, kColumns);
+    try {
+      const Transaction transaction(receiver);
+      for (int row = 0; row < 1000; ++row) {
+        insert.Add(std::array<BatchInsert::Value, 2>{1, std::string_view("text")});
+        insert.Flush();
+      }
+      ADD_FAILURE() << "there was room";
+    } catch (const DatabaseError& error) {
+      EXPECT_EQ(error.NativeCode(), 13) << error.what();
+    }
+    EXPECT_FALSE(receiver.InTransaction());
+    EXPECT_FALSE(receiver.OpenRecordset(kEventTrap).Next());
+    receiver.Close();
+    if (attempt == 0) before = openFiles();  // with what the driver opens once
+  }
+  EXPECT_EQ(openFiles(), before);
 }
 
 }  // namespace
