@@ -13,8 +13,6 @@
 namespace korvane::receiver {
 namespace {
 
-// A server that stopped answering must not hold the writer for ever; traps wait in the spool meanwhile.
-
 // One row per spool that stores here: Spool_ID, Last_Number.
 constexpr std::string_view kReceiverState = "Receiver_State";
 

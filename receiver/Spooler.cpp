@@ -31,7 +31,7 @@ void Spooler::Run() {
     } else {
       Take(queue_.Take(kWait));
     }
-    if (spool_.UnwrittenBytes() > 0 && spool_.Sync()) {
+    if ((spool_.UnwrittenBytes() > 0 || !storeAvailable_()) && spool_.Sync()) {
       AnswerAll();
     }
     AnswerStored();
@@ -61,7 +61,7 @@ void Spooler::Take(std::vector<QueuedTrap> traps) {
     rows.push_back(std::move(trap.Row));
   }
   spool_.Append(rows);
-  if ((informs || !storeAvailable_()) && spool_.Sync()) {
+  if (informs && spool_.Sync()) {
     AnswerAll();
   }
 }

@@ -26,8 +26,8 @@ struct SpoolerOptions {
 
 class Spooler {
  public:
-  // answer: called with the tokens of informs that are safe.  storeAvailable: while it answers false every
-  // batch is synced, since the spool is then the only place a trap is in.
+  // answer: called with the tokens of informs that are safe.  storeAvailable: while it answers false
+  // everything is synced, since the spool is then the only place a trap is in.
   Spooler(TrapQueue& queue, Spool& spool, ServiceLog& log,
           std::function<void(const std::vector<std::uint64_t>&)> answer, std::function<bool()> storeAvailable,
           SpoolerOptions options = {});

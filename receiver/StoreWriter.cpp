@@ -29,12 +29,14 @@ std::string Describe(const store::DatabaseError& error) {
 StoreWriter::StoreWriter(Spool& spool, TrapStore& store, Quarantine quarantine, Counters& counters,
                          ServiceLog& log, WriterOptions options)
     : spool_(spool),
-      store_(store),
       quarantine_(std::move(quarantine)),
       counters_(counters),
       log_(log),
       options_(std::move(options)),
-      limit_(options.BatchRows) {
+      limit_(options.BatchRows),
+      store_(store, options_.LongestCall, [this](std::chrono::seconds underWay) {
+        NoteUnavailable(fmt::format("it has not answered for {} seconds", underWay.count()));
+      }) {
   // What an earlier run left behind had to wait.
   spooledBefore_ = spool_.Waiting();
   countedUpTo_ = spool_.RunStart();
@@ -85,9 +87,7 @@ bool StoreWriter::Connect() {
     stored =
         store_.Open(spool_.State().SpoolId, highest, everConnected_ ? stored_ : spool_.RememberedStored());
   } catch (const store::DatabaseError& error) {
-    store_.Close();
-    NoteUnavailable(Describe(error));
-    return false;
+    return GiveUp(error);
   }
   if (everConnected_ && stored < stored_) {
     log_.Warning(
@@ -96,6 +96,7 @@ bool StoreWriter::Connect() {
   connected_ = true;
   everConnected_ = true;
   // A commit whose outcome was unknown shows here.
+  SettleQuarantine(stored);
   while (!batch_.empty() && batch_.front().Number <= stored) {
     TellStored({&batch_.front(), 1});
     batch_.pop_front();
@@ -150,8 +151,16 @@ void StoreWriter::Advance(std::uint64_t number, std::size_t rows) {
   stored_ = number;
   batch_.erase(batch_.begin(), batch_.begin() + static_cast<std::ptrdiff_t>(rows));
   failures_ = 0;
+  troubles_ = 0;
   spool_.MarkStored(number);
   NoteAvailable();
+}
+
+bool StoreWriter::GiveUp(const store::DatabaseError& error) {
+  store_.Close();
+  connected_ = false;
+  NoteUnavailable(Describe(error));
+  return false;
 }
 
 // Tells three cases apart: the commit went through after all, the store takes nothing, or it takes others and
@@ -165,13 +174,17 @@ bool StoreWriter::AfterFailure(const store::DatabaseError& error, std::size_t ro
   if (stored_ != before) {
     return true;
   }
+  if (TakesNoRows(error)) {
+    return GiveUp(error);
+  }
   try {
     store_.Probe();
   } catch (const store::DatabaseError& probeError) {
-    store_.Close();
-    connected_ = false;
-    NoteUnavailable(Describe(probeError));
-    return false;
+    return GiveUp(probeError);
+  }
+  // The trial row was not committed, so it does not prove that the store is well.
+  if (IsStoreTrouble(error) && ++troubles_ > 1) {
+    NoteUnavailable(Describe(error));
   }
   limit_ = std::max<std::size_t>(1, rows / 2);
   if (rows > 1) {
@@ -187,22 +200,36 @@ bool StoreWriter::AfterFailure(const store::DatabaseError& error, std::size_t ro
 bool StoreWriter::PutIntoQuarantine(const std::string& reason) {
   const SpooledTrap trap = batch_.front();
   try {
-    quarantine_.Add(trap, reason);
+    const bool kept = quarantine_.Add(trap, reason);
+    aside_ = fmt::format("the trap store refuses trap {} from {}, {} {}: {}", trap.Number, trap.Row.Source,
+                         kept ? "put aside in" : "not kept, there is no room in", quarantine_.File().string(),
+                         reason);
     store_.Skip(trap.Number, stored_);
   } catch (const std::system_error& error) {
     log_.Error(fmt::format("a trap that the store refuses can't be put aside: {}", error.what()));
     return false;
   } catch (const store::DatabaseError& error) {
-    store_.Close();
-    connected_ = false;
-    NoteUnavailable(Describe(error));
-    return false;
+    return GiveUp(error);
   }
-  ++counters_.Quarantined;
-  log_.Error(fmt::format("the trap store refuses trap {} from {}, put aside in {}: {}", trap.Number,
-                         trap.Row.Source, quarantine_.File().string(), reason));
-  Advance(trap.Number, 1);
+  SettleQuarantine(trap.Number);
+  Advance(trap.Number, 0);
   return true;
+}
+
+// The line is written before the store skips the trap, so that a crash between loses no trap without a trace.
+// When the store did not skip it, the line goes again: the next try may store it.
+void StoreWriter::SettleQuarantine(std::uint64_t stored) {
+  if (aside_.empty()) {
+    return;
+  }
+  const std::string line = std::exchange(aside_, {});
+  if (batch_.front().Number > stored) {
+    quarantine_.TakeBack();
+    return;
+  }
+  batch_.pop_front();
+  ++counters_.Quarantined;
+  log_.Error(line);
 }
 
 void StoreWriter::Pause() {

@@ -3,8 +3,8 @@
 // thread.
 //
 // The store being away is a normal state: traps stay in the spool and the store is tried again with a growing
-// pause.  A trap that the store refuses by itself is found by halving the batch and goes to the quarantine
-// file, so that it never blocks the others.
+// pause.  A store that holds a call for long counts as away too.  A trap that the store refuses by itself is
+// found by halving the batch and goes to the quarantine file, so that it never blocks the others.
 #pragma once
 
 #include <atomic>
@@ -20,6 +20,7 @@
 #include "ServiceLog.h"
 #include "Spool.h"
 #include "TrapStore.h"
+#include "WatchedTrapStore.h"
 
 namespace korvane::receiver {
 
@@ -33,6 +34,8 @@ struct WriterOptions {
   // number for errors that rather speak of the store than of the row.
   int RowFailures = 3;
   int RowTroubles = 20;
+  // What a call into the store may take before the store counts as away.
+  std::chrono::milliseconds LongestCall{15000};
   // Told of what was stored, in order, on the writing thread; must not wait.
   std::function<void(std::span<const SpooledTrap>)> Stored = {};
 };
@@ -47,7 +50,7 @@ class StoreWriter {
   // Lets Run end: after what can still be stored within the time, the rest stays in the spool.
   void Stop(std::chrono::milliseconds longest);
 
-  // False while the store can't be reached or takes nothing.
+  // False while the store can't be reached, takes nothing, or has not answered for long.
   bool StoreAvailable() const { return available_; }
   // Traps of this run or found at its start that had to wait for the store.
   std::uint64_t SpooledCount() const;
@@ -60,15 +63,19 @@ class StoreWriter {
   bool StoreBatch();
   bool AfterFailure(const store::DatabaseError& error, std::size_t rows);
   bool PutIntoQuarantine(const std::string& reason);
+  // With the number that the store has reached.
+  void SettleQuarantine(std::uint64_t stored);
+  // Closes the store until the next try.  False.
+  bool GiveUp(const store::DatabaseError& error);
   void TellStored(std::span<const SpooledTrap> traps) const;
   void Advance(std::uint64_t number, std::size_t rows);
   void Pause();
+  // On the writing thread, or on the watching one while the writing one is held in the store.
   void NoteUnavailable(const std::string& reason);
   void NoteAvailable();
   bool Ended() const;
 
   Spool& spool_;
-  TrapStore& store_;
   Quarantine quarantine_;
   Counters& counters_;
   ServiceLog& log_;
@@ -90,6 +97,10 @@ class StoreWriter {
   int failures_ = 0;               // in a row, of the first trap of the batch alone
   std::chrono::milliseconds pause_{0};
   std::chrono::steady_clock::time_point lastReminder_;
+  int troubles_ = 0;   // of the store, in a row
+  std::string aside_;  // what is to be said of the first trap of the batch once it is known to be skipped
+
+  WatchedTrapStore store_;  // the last: its thread uses the others
 };
 
 }  // namespace korvane::receiver

@@ -31,7 +31,10 @@ class TrapStore {
 };
 
 // True for an error that says something about the store rather than about the row: it is busy, full, gone,
-// stopping, or asks for another try.  Such an error never counts against a row.
+// stopping, or asks for another try.  It counts against a row only when it comes again and again.
 bool IsStoreTrouble(const store::DatabaseError& error);
+// True for an error that no row can cause: the disk is full, or the numbers that the store gives to its rows
+// are used up.  A trial row that is taken back does not meet it, so it is told by its code.
+bool TakesNoRows(const store::DatabaseError& error);
 
 }  // namespace korvane::receiver

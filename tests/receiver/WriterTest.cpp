@@ -37,6 +37,9 @@ class FaultyStore : public TrapStore {
   }
   void Store(std::span<const SpooledTrap> traps, std::uint64_t previous) override {
     EXPECT_EQ(previous, stored_);
+    ++Tries;
+    Halted.wait(true);
+    Commits();
     for (const SpooledTrap& trap : traps) {
       if (Refused.contains(trap.Row.SpecificTrap))
         throw DatabaseError("no such text", RefusalState, 1, "INSERT");
@@ -49,6 +52,7 @@ class FaultyStore : public TrapStore {
   }
   void Skip(std::uint64_t number, std::uint64_t previous) override {
     EXPECT_EQ(previous, stored_);
+    Commits();
     Operation([&] { stored_ = number; });
   }
   void Probe() override {
@@ -68,8 +72,15 @@ class FaultyStore : public TrapStore {
 
   std::set<int> Refused;
   std::string RefusalState = "22021";
+  std::atomic<int> Tries = 0;
+  std::atomic<bool> Halted = false;  // a call into it does not return
+  std::atomic<bool> Full = false;    // nothing can be committed
+  DatabaseError FullError{"", "", 0, ""};
 
  private:
+  void Commits() const {
+    if (Full) throw FullError;
+  }
   template <typename Effect>
   void Operation(Effect effect) {
     const bool fails = ++operations_ == failAt_;
@@ -95,14 +106,15 @@ const WriterOptions kQuick = {.BatchRows = 4,
                               .FirstPause = milliseconds(1),
                               .LongestPause = milliseconds(5),
                               .RowFailures = 3,
-                              .RowTroubles = 20};
+                              .RowTroubles = 20,
+                              .LongestCall = milliseconds(100)};
 
 // One receiver's life: spool and writer on a folder, until stopped or dead.
 class Receiver {
  public:
   Receiver(const std::filesystem::path& folder, TrapStore& store)
       : spool_(folder),
-        log_([this](LogLevel, std::string_view line) { lines_.emplace_back(line); }),
+        log_([this](LogLevel, std::string_view line) { logText_.append(line).append("\n"); }),
         writer_(spool_, store, Quarantine(folder / "quarantine.txt"), counters_, log_, kQuick) {}
   ~Receiver() { Stop(); }
 
@@ -131,12 +143,15 @@ class Receiver {
   }
   bool Dead() const { return dead_; }
   bool Idle() const { return spool_.Waiting() == 0; }
+  bool StoreAvailable() const { return writer_.StoreAvailable(); }
+  std::uint64_t SpooledCount() const { return writer_.SpooledCount(); }
   const Counters& Counted() const { return counters_; }
+  const std::string& Log() const { return logText_; }  // once it is stopped
 
  private:
   Counters counters_;
   Spool spool_;
-  std::vector<std::string> lines_;
+  std::string logText_;
   ServiceLog log_;
   StoreWriter writer_;
   std::thread thread_;
@@ -265,6 +280,94 @@ TEST(StoreWriter, ARefusedRowIsPutAsideAndBlocksNoOther) {
       EXPECT_EQ(static_cast<std::size_t>(std::count(aside.begin(), aside.end(), '\n')), refused.size());
     }
   }
+}
+
+TEST(StoreWriter, ARefusedRowIsPutAsideOnceWhicheverOperationFails) {
+  for (const Fault fault : {Fault::BeforeTheEffect, Fault::AfterTheEffect}) {
+    int operation = 0;
+    for (bool happened = true; happened;) {
+      const test::TempFolder folder;
+      FaultyStore store;
+      store.Refused = {3};
+      store.FailAt(++operation, fault);
+      Receiver receiver(folder.Path(), store);
+      receiver.Take(1, 7);
+      receiver.Start();
+      ASSERT_TRUE(test::WaitUntil([&] { return receiver.Idle(); }));
+      receiver.Stop();
+      EXPECT_EQ(store.Rows(), (std::vector{1, 2, 4, 5, 6, 7}));
+      const std::string aside = test::ReadFile(folder / "quarantine.txt");
+      EXPECT_EQ(std::count(aside.begin(), aside.end(), '\n'), 1)
+          << operation << " " << static_cast<int>(fault);
+      EXPECT_EQ(receiver.Counted().Quarantined, 1u);
+      happened = store.FaultHappened();
+    }
+    EXPECT_GT(operation, 8);
+  }
+}
+
+TEST(StoreWriter, AFullStoreIsAnOutageAndNoFaultOfARow) {
+  const DatabaseError errors[] = {{"database or disk is full", "HY000", 13, ""},
+                                  {"could not extend file", "53100", 1, ""},
+                                  {"The table 'EventTrap' is full", "HY000", 1114, ""},
+                                  {"Duplicate entry '8' for key 'PRIMARY'", "23000", 1062, ""}};
+  for (const DatabaseError& error : errors) {
+    const test::TempFolder folder;
+    FaultyStore store;
+    store.FullError = error;
+    store.Full = true;
+    Receiver receiver(folder.Path(), store);
+    receiver.Take(1, 7);
+    receiver.Start();
+    EXPECT_TRUE(test::WaitUntil([&] { return !receiver.StoreAvailable(); })) << error.what();
+    const int tries = store.Tries;
+    EXPECT_TRUE(test::WaitUntil([&] { return store.Tries > tries + 2 * kQuick.RowTroubles; }));
+    EXPECT_FALSE(std::filesystem::exists(folder / "quarantine.txt")) << error.what();
+    store.Full = false;
+    ASSERT_TRUE(test::WaitUntil([&] { return receiver.Idle(); }));
+    receiver.Stop();
+    EXPECT_EQ(store.Rows(), Range(1, 7));
+    EXPECT_EQ(receiver.Counted().Quarantined, 0u);
+  }
+}
+
+TEST(StoreWriter, AStoreThatDoesNotAnswerIsReportedAndItsCallIsLeftAlone) {
+  const test::TempFolder folder;
+  FaultyStore store;
+  store.Halted = true;
+  Receiver receiver(folder.Path(), store);
+  receiver.Take(1, 3);
+  receiver.Start();
+  EXPECT_TRUE(test::WaitUntil([&] { return !receiver.StoreAvailable(); }));
+  receiver.Take(4, 7);
+  EXPECT_EQ(store.Tries, 1);
+  store.Halted = false;
+  store.Halted.notify_all();
+  EXPECT_TRUE(test::WaitUntil([&] { return receiver.Idle() && receiver.StoreAvailable(); }));
+  receiver.Stop();
+  EXPECT_EQ(store.Rows(), Range(1, 7));
+  EXPECT_GE(receiver.SpooledCount(), 3u);
+  const std::string& log = receiver.Log();
+  EXPECT_NE(log.find("has not answered for"), std::string::npos) << log;
+  EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2) << log;
+}
+
+TEST(Quarantine, HasABoundAndGivesBackWhatWasNotSkipped) {
+  const test::TempFolder folder;
+  SpooledTrap trap;
+  trap.Row.EventDescription.assign(300, 'x');
+  const std::string line = QuarantineLine(trap, "no");
+  Quarantine quarantine(folder / "aside.txt", 2 * line.size());
+  EXPECT_TRUE(quarantine.Add(trap, "no"));
+  EXPECT_TRUE(quarantine.Add(trap, "no"));
+  EXPECT_FALSE(quarantine.Add(trap, "no"));
+  quarantine.TakeBack();  // nothing was added
+  EXPECT_EQ(test::ReadFile(folder / "aside.txt"), line + line);
+  std::filesystem::remove(folder / "aside.txt");
+  EXPECT_TRUE(quarantine.Add(trap, "no"));
+  quarantine.TakeBack();
+  quarantine.TakeBack();
+  EXPECT_EQ(test::ReadFile(folder / "aside.txt"), "");
 }
 
 }  // namespace
