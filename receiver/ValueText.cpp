@@ -9,7 +9,7 @@
 namespace korvane::receiver {
 namespace {
 
-std::string ColonHexText(std::string_view octets) {
+std::string HexPairsText(std::string_view octets) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string text = "hex";
   text.reserve(3 + octets.size() * 3);
@@ -85,7 +85,7 @@ std::string AddressText(std::string_view octets) {
   std::array<char, INET6_ADDRSTRLEN> text{};
   const int family = octets.size() == 4 ? AF_INET : octets.size() == 16 ? AF_INET6 : AF_UNSPEC;
   if (family == AF_UNSPEC || inet_ntop(family, octets.data(), text.data(), text.size()) == nullptr) {
-    return ColonHexText(octets);
+    return HexPairsText(octets);
   }
   return text.data();
 }
@@ -105,7 +105,7 @@ std::string OctetText(std::string_view octets) {
   }
   // Octets that are all NUL are a number or an address rather than an empty text.
   if (text.empty() != octets.empty() || !IsPrintable(text)) {
-    return ColonHexText(octets);
+    return HexPairsText(octets);
   }
   return std::string(text);
 }
@@ -128,7 +128,7 @@ std::string ValueText(const Value& value) {
       return AddressText(value.Bytes);
     case ValueType::Opaque:
     case ValueType::Unknown:
-      return ColonHexText(value.Bytes);
+      return HexPairsText(value.Bytes);
     case ValueType::Float:
       return fmt::to_string(value.Real);
     case ValueType::Null:
