@@ -2,23 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <ctime>
-
+#include "UtcText.h"
 #include "common/Text.h"
 #include "store/Codes.h"
 
 namespace korvane::receiver {
-namespace {
-
-std::string UtcText(std::int32_t seconds) {
-  const std::time_t time = seconds;
-  std::tm parts{};
-  gmtime_r(&time, &parts);
-  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02} UTC", parts.tm_year + 1900, parts.tm_mon + 1,
-                     parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
-}
-
-}  // namespace
 
 std::string AlertLine(const AlertFiring& firing) {
   std::string line = fmt::format("Alert '{}': {} from {}", VisibleText(firing.Rule->Description),

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <ctime>
 #include <limits>
 #include <system_error>
 #include <utility>
 
 #include "StateFile.h"
+#include "UtcText.h"
 #include "store/DatabaseError.h"
 #include "store/Recordset.h"
 #include "store/Tables.h"
@@ -25,14 +25,6 @@ constexpr std::int64_t kMinute = 60;
 // 0 for a number that says never.
 std::int64_t AgeOf(std::int32_t count, std::int64_t seconds) {
   return count < 1 ? 0 : count * seconds;
-}
-
-std::string UtcText(std::int64_t seconds) {
-  const auto time = static_cast<std::time_t>(seconds);
-  std::tm parts{};
-  gmtime_r(&time, &parts);
-  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02} UTC", parts.tm_year + 1900, parts.tm_mon + 1,
-                     parts.tm_mday, parts.tm_hour, parts.tm_min);
 }
 
 std::string LengthText(std::int64_t seconds) {

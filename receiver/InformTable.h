@@ -44,7 +44,6 @@ class InformTable {
     std::uint64_t Token = 0;
   };
 
-  static constexpr std::chrono::seconds kMemory = InformLimits().Memory;
   explicit InformTable(InformLimits limits = {}) : limits_(limits) {}
 
   // key: TrapRow's InformKey.  Takes the answer unless it is Answered.
