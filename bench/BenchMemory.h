@@ -5,7 +5,7 @@
 
 #include <cstddef>
 
-#include "views/TrapRows.h"
+#include "traplist/TrapRows.h"
 
 namespace korvane::bench {
 

@@ -7,7 +7,7 @@
 
 #include <fmt/format.h>
 
-#include "views/TrapRows.h"
+#include "traplist/TrapRows.h"
 
 namespace korvane::bench {
 

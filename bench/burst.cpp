@@ -9,8 +9,8 @@
 #include "BenchRules.h"
 #include "Size.h"
 #include "intake/Intake.h"
-#include "views/SystemsModel.h"
-#include "views/TrapsWorld.h"
+#include "support/TrapsWorld.h"
+#include "systems/SystemsModel.h"
 
 namespace {
 

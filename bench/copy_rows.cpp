@@ -13,7 +13,7 @@
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
 #include "store/DateTimeText.h"
-#include "views/TrapsTableModel.h"
+#include "traps/TrapsTableModel.h"
 
 namespace {
 

@@ -14,8 +14,8 @@
 #include "BenchRules.h"
 #include "BenchStore.h"
 #include "Size.h"
-#include "views/CsvExport.h"
-#include "views/TrapsWorld.h"
+#include "support/TrapsWorld.h"
+#include "traplist/CsvExport.h"
 
 namespace {
 

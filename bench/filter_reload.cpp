@@ -12,10 +12,10 @@
 #include "BenchRules.h"
 #include "BenchStore.h"
 #include "Size.h"
+#include "intake/StoredTraps.h"
 #include "store/Statements.h"
-#include "views/StoredTraps.h"
-#include "views/SystemsModel.h"
-#include "views/TrapsWorld.h"
+#include "support/TrapsWorld.h"
+#include "systems/SystemsModel.h"
 
 namespace {
 

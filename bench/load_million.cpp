@@ -12,7 +12,7 @@
 #include "BenchStore.h"
 #include "Size.h"
 #include "store/Statements.h"
-#include "views/TrapsWorld.h"
+#include "support/TrapsWorld.h"
 
 namespace {
 

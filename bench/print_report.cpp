@@ -15,8 +15,8 @@
 #include "BenchRules.h"
 #include "BenchStore.h"
 #include "Size.h"
-#include "views/PrintedReport.h"
-#include "views/TrapsWorld.h"
+#include "support/TrapsWorld.h"
+#include "traplist/PrintedReport.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include "BenchRows.h"
 #include "BenchRules.h"
 #include "Size.h"
-#include "views/TrapFinder.h"
+#include "traplist/TrapFinder.h"
 
 namespace {
 

@@ -22,9 +22,9 @@
 #include "BenchStore.h"
 #include "Size.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "reports/frmReport.h"
 #include "store/Statements.h"
-#include "views/TrapsWorld.h"
-#include "views/frmReport.h"
+#include "support/TrapsWorld.h"
 
 namespace {
 

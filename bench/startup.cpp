@@ -8,14 +8,14 @@
 
 #include "BenchStore.h"
 #include "Size.h"
+#include "intake/Systems.h"
 #include "params/CategoryInformation.h"
 #include "params/TrapFilters.h"
 #include "store/Statements.h"
 #include "support/FakePlatform.h"
 #include "support/RecordingBusy.h"
 #include "support/ScriptedPrompts.h"
-#include "views/Systems.h"
-#include "views/SystemsModel.h"
+#include "systems/SystemsModel.h"
 
 namespace {
 

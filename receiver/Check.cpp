@@ -1,4 +1,4 @@
-#include "Check.h"
+#include "receiver/Check.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -7,8 +7,8 @@
 #include <string>
 #include <system_error>
 
-#include "Listener.h"
 #include "common/Text.h"
+#include "receiver/snmp/Listener.h"
 #include "store/Connection.h"
 #include "store/DatabaseError.h"
 #include "store/Tables.h"

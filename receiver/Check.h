@@ -1,7 +1,7 @@
 // Tries what the service would use, without disturbing one that runs.
 #pragma once
 
-#include "Configuration.h"
+#include "receiver/Configuration.h"
 
 namespace korvane::receiver {
 

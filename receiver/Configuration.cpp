@@ -1,4 +1,4 @@
-#include "Configuration.h"
+#include "receiver/Configuration.h"
 
 #include <fmt/format.h>
 
@@ -6,9 +6,9 @@
 #include <charconv>
 #include <system_error>
 
-#include "Files.h"
 #include "common/RegistryValues.h"
 #include "common/Text.h"
+#include "receiver/spool/Files.h"
 
 namespace korvane::receiver {
 namespace {

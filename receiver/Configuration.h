@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "SnmpAccess.h"
 #include "platform/Platform.h"
+#include "receiver/snmp/SnmpAccess.h"
 #include "store/Connection.h"
 
 namespace korvane::receiver {

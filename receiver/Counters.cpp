@@ -1,4 +1,4 @@
-#include "Counters.h"
+#include "receiver/Counters.h"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "Service.h"
+#include "receiver/Service.h"
 
 #include <fmt/format.h>
 #include <malloc.h>
@@ -18,18 +18,18 @@
 #include <thread>
 #include <vector>
 
-#include "Alerts.h"
-#include "AnswerQueue.h"
-#include "Counters.h"
-#include "DatabaseTrapStore.h"
-#include "Housekeeping.h"
-#include "Listener.h"
-#include "Quarantine.h"
-#include "SnmpLibrary.h"
-#include "Spool.h"
-#include "Spooler.h"
-#include "StoreWriter.h"
-#include "TrapQueue.h"
+#include "receiver/Counters.h"
+#include "receiver/alerts/Alerts.h"
+#include "receiver/snmp/AnswerQueue.h"
+#include "receiver/snmp/Listener.h"
+#include "receiver/snmp/SnmpLibrary.h"
+#include "receiver/spool/Quarantine.h"
+#include "receiver/spool/Spool.h"
+#include "receiver/spool/Spooler.h"
+#include "receiver/spool/TrapQueue.h"
+#include "receiver/store/DatabaseTrapStore.h"
+#include "receiver/store/Housekeeping.h"
+#include "receiver/store/StoreWriter.h"
 
 namespace korvane::receiver {
 namespace {

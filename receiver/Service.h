@@ -21,9 +21,9 @@
 // kernel's, which counts them as the service's too.
 #pragma once
 
-#include "Configuration.h"
-#include "ServiceLog.h"
 #include "platform/Platform.h"
+#include "receiver/Configuration.h"
+#include "receiver/ServiceLog.h"
 
 namespace korvane::receiver {
 

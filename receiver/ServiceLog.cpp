@@ -1,4 +1,4 @@
-#include "ServiceLog.h"
+#include "receiver/ServiceLog.h"
 
 #include <fmt/format.h>
 #include <unistd.h>

@@ -6,11 +6,11 @@
 #include <cstdio>
 #include <string_view>
 
-#include "Check.h"
-#include "Configuration.h"
-#include "Service.h"
-#include "ServiceLog.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "receiver/Check.h"
+#include "receiver/Configuration.h"
+#include "receiver/Service.h"
+#include "receiver/ServiceLog.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "intake/StoreFeeder.h"
-#include "views/frmDevices.h"
+#include "systems/frmDevices.h"
 
 namespace korvane::app {
 namespace {

@@ -16,13 +16,13 @@
 #include "common/Log.h"
 #include "common/ProcessState.h"
 #include "intake/Intake.h"
+#include "intake/LoadBounds.h"
 #include "intake/ReceiverLibrary.h"
 #include "mainwnd/frmMain.h"
 #include "mainwnd/frmWait.h"
 #include "platform/Platform.h"
-#include "views/LoadBounds.h"
-#include "views/SystemsModel.h"
-#include "views/frmViewOptions.h"
+#include "systems/SystemsModel.h"
+#include "systems/frmViewOptions.h"
 
 namespace korvane::app {
 

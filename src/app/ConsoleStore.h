@@ -6,13 +6,13 @@
 #include <string_view>
 
 #include "app/StartupParts.h"
+#include "intake/Systems.h"
 #include "params/CategoryInformation.h"
 #include "params/DefinitionVerdicts.h"
 #include "params/ParametersLists.h"
 #include "params/TrapFilters.h"
 #include "store/Connection.h"
 #include "store/TrapNames.h"
-#include "views/Systems.h"
 
 namespace korvane::app {
 

@@ -18,8 +18,8 @@
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
 #include "common/qt/QtText.h"
+#include "traps/TrapCellDelegate.h"
 #include "ui_frmCategories.h"
-#include "views/TrapCellDelegate.h"
 
 namespace korvane::categories {
 namespace {

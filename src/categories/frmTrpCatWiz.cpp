@@ -15,9 +15,9 @@
 #include "common/qt/QtText.h"
 #include "params/ShownControls.h"
 #include "params/ShownCriteria.h"
+#include "traps/TrapCellDelegate.h"
+#include "traps/ValueField.h"
 #include "ui_frmTrpCatWiz.h"
-#include "views/TrapCellDelegate.h"
-#include "views/ValueField.h"
 
 namespace korvane::categories {
 namespace {

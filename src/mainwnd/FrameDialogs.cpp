@@ -10,7 +10,7 @@
 #include "config/frmConfig.h"
 #include "mainwnd/frmAbout.h"
 #include "params/frmNewWindParams.h"
-#include "views/frmSetReport.h"
+#include "reports/frmSetReport.h"
 
 namespace korvane::mainwnd {
 

@@ -9,8 +9,8 @@
 
 #include "alerts/AlertServices.h"
 #include "categories/CategoryServices.h"
+#include "help/frmHelp.h"
 #include "mainwnd/FrameServices.h"
-#include "mainwnd/frmHelp.h"
 #include "params/ReportParameters.h"
 #include "params/WindowParameters.h"
 #include "params/frmFilters.h"

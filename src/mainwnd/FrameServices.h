@@ -2,11 +2,11 @@
 // which becomes its child.
 #pragma once
 
+#include "intake/ViewServices.h"
 #include "params/ParametersLists.h"
 #include "params/TrapFilters.h"
 #include "platform/Platform.h"
-#include "views/SystemsModel.h"
-#include "views/ViewServices.h"
+#include "systems/SystemsModel.h"
 
 namespace korvane::mainwnd {
 

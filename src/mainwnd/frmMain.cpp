@@ -8,19 +8,19 @@
 
 #include "common/Text.h"
 #include "common/qt/QtText.h"
+#include "intake/StoredTraps.h"
+#include "intake/Systems.h"
 #include "mainwnd/ChildArea.h"
 #include "mainwnd/FrameCaption.h"
 #include "mainwnd/FrameDialogs.h"
 #include "mainwnd/HelperPrograms.h"
 #include "mainwnd/frmWait.h"
+#include "reports/frmReport.h"
 #include "store/DatabaseError.h"
+#include "systems/SystemAcknowledge.h"
+#include "systems/frmDevices.h"
+#include "traps/frmTraps.h"
 #include "ui_frmMain.h"
-#include "views/StoredTraps.h"
-#include "views/SystemAcknowledge.h"
-#include "views/Systems.h"
-#include "views/frmDevices.h"
-#include "views/frmReport.h"
-#include "views/frmTraps.h"
 
 namespace korvane::mainwnd {
 namespace {

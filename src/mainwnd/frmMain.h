@@ -16,13 +16,13 @@
 
 #include "common/OpenForms.h"
 #include "intake/Intake.h"
+#include "intake/ViewServices.h"
 #include "mainwnd/CommandDispatch.h"
 #include "mainwnd/DefinitionsWatch.h"
 #include "mainwnd/FrameMenus.h"
 #include "mainwnd/FrameServices.h"
 #include "params/WindowParameters.h"
 #include "platform/Platform.h"
-#include "views/ViewServices.h"
 
 namespace korvane::views {
 class TrapListWindow;

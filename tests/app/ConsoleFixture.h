@@ -26,8 +26,8 @@
 #include "support/FakePlatform.h"
 #include "support/ScriptedPrompts.h"
 #include "support/TestStore.h"
-#include "views/frmDevices.h"
-#include "views/frmTraps.h"
+#include "systems/frmDevices.h"
+#include "traps/frmTraps.h"
 
 namespace korvane::test {
 

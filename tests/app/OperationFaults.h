@@ -19,7 +19,7 @@
 #include "support/RecordingBusy.h"
 #include "support/TempFolder.h"
 #include "support/TestStore.h"
-#include "views/TrapsWorld.h"
+#include "support/TrapsWorld.h"
 
 namespace korvane::test {
 

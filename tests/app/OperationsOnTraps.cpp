@@ -6,11 +6,11 @@
 #include "app/ConsoleStore.h"
 #include "app/StartupFixture.h"
 #include "fmt/format.h"
+#include "reports/ReportModel.h"
 #include "support/Processes.h"
-#include "views/ReportModel.h"
-#include "views/SystemAcknowledge.h"
-#include "views/SystemsFixture.h"
-#include "views/TrapDetailForm.h"
+#include "support/SystemsFixture.h"
+#include "systems/SystemAcknowledge.h"
+#include "traps/TrapDetailForm.h"
 
 namespace korvane::test {
 namespace {

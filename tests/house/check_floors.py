@@ -11,9 +11,11 @@ import sys
 import tempfile
 
 FLOORS = {
-    "platform": 0, "common": 1, "store": 2, "params": 3, "intake": 4, "views": 5,
-    "categories": 6, "alerts": 6, "config": 6, "mainwnd": 7, "app": 8,
+    "platform": 0, "common": 1, "store": 2, "params": 3, "intake": 4, "systems": 5, "traplist": 6, "traps": 7,
+    "reports": 8, "categories": 9, "alerts": 9, "config": 9, "help": 9, "mainwnd": 10, "app": 11,
 }
+# The receiver's rooms; what lies at its top (service, configuration, counters, log) belongs to all of them.
+RECEIVER_FLOORS = {"clock": 0, "spool": 1, "snmp": 2, "store": 2, "alerts": 2}
 COMPANIONS = {"receiver": 2, "mibc": 2}  # the highest floor each may use
 INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>)', re.M)
 SOURCES = {".h", ".cpp"}
@@ -70,8 +72,12 @@ def breaches(root):
 def wrong_floor(root, file, target, folder, floor, companion):
     parts = target.relative_to(root).parts
     if parts[0] != "src":
-        inside = "/".join(parts).startswith(folder + "/")
-        return [] if inside else [f"{file.relative_to(root)}: includes {'/'.join(parts)}"]
+        if not "/".join(parts).startswith(folder + "/"):
+            return [f"{file.relative_to(root)}: includes {'/'.join(parts)}"]
+        own, other = file.relative_to(root).parts[1], parts[1]
+        if own == other or RECEIVER_FLOORS.get(other, -1) < RECEIVER_FLOORS.get(own, 99):
+            return []
+        return [f"{file.relative_to(root)}: {folder}/{own} stands below {other} but includes {'/'.join(parts)}"]
     own = not companion and parts[1] == folder.split("/")[1]
     other = FLOORS.get(parts[1], 99)
     if own or other < floor or (companion and other <= floor):
@@ -102,13 +108,14 @@ def circles(root, graph):
 
 def self_test():
     cases = {
-        "floor": ({"src/store/A.h": '#include "views/B.h"\n', "src/views/B.h": ""}, "stands below views"),
+        "floor": ({"src/store/A.h": '#include "traps/B.h"\n', "src/traps/B.h": ""}, "stands below traps"),
         "sibling": ({"src/alerts/A.h": '#include "config/B.h"\n', "src/config/B.h": ""}, "stands below config"),
-        "companion": ({"receiver/A.cpp": '#include "views/B.h"\n', "src/views/B.h": ""}, "stands below views"),
+        "companion": ({"receiver/A.cpp": '#include "traps/B.h"\n', "src/traps/B.h": ""}, "stands below traps"),
+        "room": ({"receiver/spool/A.h": '#include "receiver/snmp/B.h"\n', "receiver/snmp/B.h": ""}, "stands below snmp"),
         "circle": ({"src/store/A.h": '#include "store/B.h"\n', "src/store/B.h": '#include "store/A.h"\n'}, "circle"),
         "qt": ({"src/store/A.cpp": "#include <QString>\n"}, "includes Qt"),
-        "good": ({"src/views/A.h": '#include "store/B.h"\n', "src/store/B.h": "#include <string>\n",
-                  "src/views/frmA.cpp": "#include <QWidget>\n", "receiver/C.cpp": '#include "store/B.h"\n'}, None),
+        "good": ({"src/traps/A.h": '#include "store/B.h"\n', "src/store/B.h": "#include <string>\n",
+                  "src/traps/frmA.cpp": "#include <QWidget>\n", "receiver/C.cpp": '#include "store/B.h"\n'}, None),
     }
     failed = []
     for name, (tree, expected) in cases.items():

@@ -6,14 +6,14 @@
 #include <string>
 #include <vector>
 
-#include "Configuration.h"
-#include "InformTable.h"
-#include "LearntEngines.h"
-#include "Listener.h"
-#include "MessageHeader.h"
 #include "Packets.h"
-#include "ServiceLog.h"
-#include "SnmpAccess.h"
+#include "receiver/Configuration.h"
+#include "receiver/ServiceLog.h"
+#include "receiver/snmp/InformTable.h"
+#include "receiver/snmp/LearntEngines.h"
+#include "receiver/snmp/Listener.h"
+#include "receiver/snmp/MessageHeader.h"
+#include "receiver/snmp/SnmpAccess.h"
 #include "support/FakePlatform.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"

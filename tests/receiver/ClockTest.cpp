@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "ClockWitness.h"
-#include "MachineClocks.h"
-#include "StateFile.h"
+#include "receiver/clock/ClockWitness.h"
+#include "receiver/clock/MachineClocks.h"
+#include "receiver/spool/StateFile.h"
 #include "support/PrivateBus.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"

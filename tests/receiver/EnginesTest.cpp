@@ -6,8 +6,8 @@
 
 #include <fmt/format.h>
 
-#include "NetSnmp.h"
-#include "SnmpLibrary.h"
+#include "receiver/snmp/NetSnmp.h"
+#include "receiver/snmp/SnmpLibrary.h"
 #include "support/TempFolder.h"
 
 namespace korvane::receiver {

@@ -1,6 +1,6 @@
 // Old traps on every engine: what is acknowledged and deleted, and what that leaves alone.
 
-#include "Housekeeping.h"
+#include "receiver/store/Housekeeping.h"
 
 #include <gtest/gtest.h>
 

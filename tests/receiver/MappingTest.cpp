@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "ObjectNames.h"
-#include "TrapMapping.h"
-#include "ValueText.h"
+#include "receiver/snmp/ObjectNames.h"
+#include "receiver/snmp/TrapMapping.h"
+#include "receiver/snmp/ValueText.h"
 
 namespace korvane::receiver {
 namespace {

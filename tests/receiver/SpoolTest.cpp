@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "Spool.h"
-#include "Spooler.h"
+#include "receiver/spool/Spool.h"
+#include "receiver/spool/Spooler.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"
 

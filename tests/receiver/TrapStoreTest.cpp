@@ -8,9 +8,9 @@
 
 #include <fmt/format.h>
 
-#include "DatabaseTrapStore.h"
-#include "StoreWriter.h"
-#include "ValueText.h"
+#include "receiver/snmp/ValueText.h"
+#include "receiver/store/DatabaseTrapStore.h"
+#include "receiver/store/StoreWriter.h"
 #include "store/EngineTest.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"

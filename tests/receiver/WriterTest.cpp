@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "StoreWriter.h"
+#include "receiver/store/StoreWriter.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"
 

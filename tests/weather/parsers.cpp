@@ -18,10 +18,10 @@
 
 #include "ModuleIndex.h"
 #include "ParserProtocol.h"
-#include "SegmentReader.h"
-#include "SnmpAccess.h"
 #include "categories/CategoryFile.h"
 #include "platform/linux/RegistryText.h"
+#include "receiver/snmp/SnmpAccess.h"
+#include "receiver/spool/SegmentReader.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"
 

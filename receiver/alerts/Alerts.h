@@ -1,0 +1,49 @@
+// All there is to alerts in the receiver: the runner that looks at stored traps, one lane for each kind of
+// action, and their threads.  Offer may be called from any thread and never waits; the rest belongs to the
+// main thread.
+#pragma once
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <span>
+#include <stop_token>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/Platform.h"
+#include "receiver/ServiceLog.h"
+#include "receiver/alerts/ActionLane.h"
+#include "receiver/alerts/AlertRunner.h"
+#include "receiver/spool/SpoolRecord.h"
+
+namespace korvane::receiver {
+
+class Alerts {
+ public:
+  Alerts(std::string dataSource, platform::RegistryStore& registry, ServiceLog& log);
+  ~Alerts();
+  Alerts(const Alerts&) = delete;
+  Alerts& operator=(const Alerts&) = delete;
+
+  void Offer(std::span<const SpooledTrap> traps) { runner_.Offer(traps); }
+  void Start();
+  void RequestStop() { stop_.request_stop(); }
+  // False: something still hangs; its threads can't be joined.
+  bool EndBy(std::chrono::steady_clock::time_point until);
+
+ private:
+  struct Thread {
+    std::future<void> Ended;
+    std::thread Running;
+  };
+  void Begin(std::function<void(std::stop_token)> body);
+
+  std::vector<std::unique_ptr<ActionLane>> lanes_;
+  AlertRunner runner_;
+  std::stop_source stop_;
+  std::vector<Thread> threads_;
+};
+
+}  // namespace korvane::receiver

@@ -1,0 +1,88 @@
+// Keeps the trap store from growing for ever: acknowledges traps older than so many hours and deletes those
+// older than so many days.  A thread of its own with a connection of its own; every transaction is small, and
+// there is a pause after each, so that neither the storing of traps nor a console ever waits for it.  A store
+// that can't be used, or is in use for too long, is tried again soon.
+//
+// How old a trap is says the wall clock, and it is not believed alone: see ClockWitness.  Where it would have
+// traps go that nothing else calls old, they stay, the machine's time service is asked, and the log says once
+// a day what the administrator can do.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <filesystem>
+#include <mutex>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <string_view>
+
+#include "receiver/Configuration.h"
+#include "receiver/ServiceLog.h"
+#include "receiver/clock/ClockWitness.h"
+#include "receiver/clock/MachineClocks.h"
+#include "store/Connection.h"
+
+namespace korvane::receiver {
+
+struct HousekeepingOptions {
+  std::int32_t RowsAtOnce = 500;
+  std::chrono::milliseconds Breath{20};  // after each transaction
+  std::chrono::minutes Every{1};
+  std::chrono::seconds AfterFailure{5};
+};
+
+struct HouseholdWork {
+  std::int64_t Acknowledged = 0;
+  std::int64_t Purged = 0;
+};
+
+class Housekeeping {
+ public:
+  // folder: where the clock's memory is kept from run to run.
+  Housekeeping(std::string dataSource, Intervals intervals, Clocks& clocks, std::filesystem::path folder,
+               ServiceLog& log, HousekeepingOptions options = {});
+
+  // Rounds until the stop is asked for.
+  void Run(const std::stop_token& stop);
+
+  // One round: everything that is due.  Throws DatabaseError; what was done before is committed.
+  HouseholdWork Round(const std::stop_token& stop);
+
+  // The administrator says that the wall clock is right.  Any thread; a round follows at once.
+  void ConfirmClock();
+
+ private:
+  using Change = std::string (*)(std::string_view numbers);
+  void LookAtClock();
+  void RememberClock();
+  // The time before which a trap is too old; nothing when none can be.
+  std::optional<std::int64_t> Before(std::int64_t age) const;
+  // True when the wall clock alone would have traps go.
+  bool HoldsBack(std::string_view condition, std::int64_t age);
+  void AskForConfirmation();
+  std::int64_t ChangeOlder(const std::string& select, Change change, const std::stop_token& stop);
+  void Pause(std::chrono::milliseconds time, const std::stop_token& stop);
+
+  std::string dataSource_;
+  const std::int64_t purgeAge_;  // seconds, 0: never
+  const std::int64_t ackAge_;
+  Clocks& clocks_;
+  std::filesystem::path folder_;
+  ServiceLog& log_;
+  HousekeepingOptions options_;
+  store::Connection connection_;
+  std::mutex mutex_;
+  std::condition_variable_any changed_;
+  bool confirmed_ = false;  // by the administrator, not yet passed on
+
+  // Of the running thread.
+  ClockWitness witness_;
+  ClockReading clock_;                      // at the last look
+  std::optional<std::int64_t> remembered_;  // elapsed time at which the clock was written down
+  std::optional<std::int64_t> reminded_;    // and of the last words on what is held back
+  bool memoryFails_ = false;
+};
+
+}  // namespace korvane::receiver

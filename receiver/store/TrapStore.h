@@ -1,0 +1,40 @@
+// What the writer asks of the trap store.  One implementation goes to the database, tests put faults in front
+// of it.  Used from the writer's thread alone; a call that fails throws store::DatabaseError.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "receiver/spool/SpoolRecord.h"
+#include "store/DatabaseError.h"
+
+namespace korvane::receiver {
+
+class TrapStore {
+ public:
+  virtual ~TrapStore() = default;
+
+  // Connects afresh and answers the number of the last trap of this spool that is stored.  A store that knows
+  // nothing of the spool, or claims more than highestPossible (it was moved here, or the spool was put back
+  // to an earlier state), is told the remembered number.
+  virtual std::uint64_t Open(std::string_view spoolId, std::uint64_t highestPossible,
+                             std::uint64_t remembered) = 0;
+  // Adds the rows and moves the stored number from the previous one to the last of theirs, in one
+  // transaction. After an error it is unknown whether it was committed: Open tells.
+  virtual void Store(std::span<const SpooledTrap> traps, std::uint64_t previous) = 0;
+  // Moves the stored number past a trap without storing it.
+  virtual void Skip(std::uint64_t number, std::uint64_t previous) = 0;
+  // Adds a harmless row and takes it back: succeeds when the store can take rows at all.
+  virtual void Probe() = 0;
+  virtual void Close() noexcept = 0;
+};
+
+// True for an error that says something about the store rather than about the row: it is busy, full, gone,
+// stopping, or asks for another try.  It counts against a row only when it comes again and again.
+bool IsStoreTrouble(const store::DatabaseError& error);
+// True for an error that no row can cause: the disk is full, or the numbers that the store gives to its rows
+// are used up.  A trial row that is taken back does not meet it, so it is told by its code.
+bool TakesNoRows(const store::DatabaseError& error);
+
+}  // namespace korvane::receiver

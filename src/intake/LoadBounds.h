@@ -1,0 +1,58 @@
+// Which stored traps the Systems window and the Traps windows load.  Computed once while the Systems window
+// loads at start-up, read by every later load; both kinds of window use the same bounds, so counts and rows
+// agree.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+
+#include "intake/SequenceSet.h"
+
+namespace korvane::views {
+
+// The program-wide view option.  NotAsked: few enough unacknowledged traps, all are loaded.
+enum class ViewOption : int { NotAsked = 0, ShowOnlyNewTraps = 14, LoadRecentTraps = 15 };
+
+struct LoadBounds {
+  ViewOption Option = ViewOption::NotAsked;
+  std::int32_t StartMark = 0;  // the newest EventTime when the console started
+  // The largest SequenceNumber before the first load began: the receiver link delivers all that is stored
+  // later, whatever its time.
+  std::int32_t StartNumber = std::numeric_limits<std::int32_t>::max();
+  std::optional<std::int32_t> LowerBound{};  // exclusive; set for LoadRecentTraps
+  // Until the intake's first tick: nothing from the start mark on has been delivered before it.
+  bool InitialLoad = true;
+
+  // Delivered traps whose time lies at or below the lower bound of later loads: a receiver that catches up
+  // stores old times.  With them a reload still finds what a window open from the start has shown.
+  SequenceSet LateTraps{};
+  std::int32_t OldestLateTime = std::numeric_limits<std::int32_t>::max();
+
+  // Traps that were acknowledged, whether a window showed them or not.  A trap may be acknowledged in the
+  // store before it is delivered, alone or with its whole system; its delivery must not bring it back.
+  SequenceSet Acknowledged{};
+
+  // The largest SequenceNumber delivered so far.
+  std::int32_t HighestDelivered = std::numeric_limits<std::int32_t>::min();
+};
+
+// What one load reads: the bounds of its statement, both exclusive, and the rows of it that count.
+struct LoadRange {
+  std::int32_t Upper = 0;
+  std::optional<std::int32_t> Lower;      // of the statement
+  std::optional<std::int32_t> LateBelow;  // rows at or below it count only when they were delivered
+
+  bool Wants(const LoadBounds& bounds, std::int32_t eventTime, std::int32_t sequenceNumber) const {
+    return !LateBelow || eventTime > *LateBelow || bounds.LateTraps.Contains(sequenceNumber);
+  }
+};
+
+// intakeMark: gLastTrapTime.  The initial load stays strictly below the mark at start-up, where the receiver
+// link begins; a later one reaches up to the newest trap that was delivered.
+LoadRange RangeOfLoad(const LoadBounds& bounds, std::int32_t intakeMark);
+
+// Call for every delivered trap, filtered or not; calling it twice does no harm.
+void NoteDelivered(LoadBounds& bounds, std::int32_t eventTime, std::int32_t sequenceNumber);
+
+}  // namespace korvane::views

@@ -1,0 +1,209 @@
+#include "reports/ReportModel.h"
+
+#include <algorithm>
+#include <exception>
+#include <optional>
+#include <utility>
+
+#include "fmt/format.h"
+#include "intake/Intake.h"
+#include "intake/Systems.h"
+
+namespace korvane::views {
+
+namespace {
+
+// A report may take as long as it needs, the operator can stop it; a server that is not there shows soon.
+constexpr store::ConnectionOptions kLongRead{.ConnectTimeoutSeconds = 10, .CommandTimeoutSeconds = 0};
+// How often a turn looks at the clock: a trap of a kind that was not met before may cost several queries.
+constexpr std::size_t kRowsPerLook = 128;
+
+}  // namespace
+
+ReportModel::ReportModel(ViewServices& services, params::ReportParameters parameters, Events events,
+                         ReportLoaderOptions options)
+    : services_(services),
+      parameters_(std::move(parameters)),
+      events_(std::move(events)),
+      options_(options),
+      nobody_(std::make_unique<NoTrapRowsListener>()),
+      listener_(nobody_.get()),
+      matcher_(parameters_.Window, services.Categories) {}
+
+ReportModel::~ReportModel() = default;
+
+void ReportModel::UseListener(TrapRowsListener* listener) {
+  listener_ = listener != nullptr ? listener : nobody_.get();
+}
+
+void ReportModel::ResetRows() {
+  listener_->BatchBegins();
+  listener_->RowsAboutToBeReset();
+  rows_.Clear();
+  listener_->RowsReset();
+  listener_->BatchEnds();
+}
+
+void ReportModel::Reset() {
+  loader_.reset();
+  work_.reset();
+  batch_.reset();
+  ResetRows();
+  read_ = 0;
+  failure_.clear();
+  savedNotes_.clear();
+  state_ = ReportState::Loading;
+  work_ = services_.Busy.ShowWork("Loading Trap(s)", [this] { Stop(); });
+  events_.StateChanged();
+  loader_ = std::make_unique<ReportLoader>(options_);
+  const auto open = [connect = services_.OpenConnection] { return connect(kLongRead); };
+  if (!loader_->Start(open, parameters_.FromTime, parameters_.ToTime, events_.BatchesReady)) {
+    End(ReportState::Failed, "The system has no thread left for reading.");
+  }
+}
+
+bool ReportModel::TakeBatches(std::chrono::milliseconds budget) {
+  if (state_ != ReportState::Loading) {
+    return false;
+  }
+  // Putting the traps into the list takes about as long as completing them.
+  const std::int64_t until = services_.Clock.MonotonicMilliseconds() + budget.count() / 2;
+  std::vector<std::unique_ptr<TrapBatch>> done;
+  std::optional<std::string> failure;
+  try {
+    while (HoldsBatch() && CompleteUntil(until)) {
+      done.push_back(std::move(batch_));
+      if (services_.Clock.MonotonicMilliseconds() >= until) {
+        break;
+      }
+    }
+  } catch (const std::exception& error) {
+    failure = error.what();
+  }
+  AppendCompleted();
+  for (std::unique_ptr<TrapBatch>& batch : done) {
+    loader_->GiveBack(std::move(batch));
+  }
+  ShowProgress();
+  const bool ended = !batch_ && loader_->Ended();
+  if (ended && !failure) {
+    failure = loader_->Failure();
+  }
+  if (failure) {
+    End(ReportState::Failed, *failure);
+  } else if (ended) {
+    End(ReportState::Complete);
+  }
+  return loader_ && (batch_ || loader_->HasMore());
+}
+
+bool ReportModel::HoldsBatch() {
+  if (!batch_) {
+    batch_ = loader_->Take();
+    nextRow_ = 0;
+  }
+  return batch_ != nullptr;
+}
+
+bool ReportModel::CompleteUntil(std::int64_t milliseconds) {
+  store::IncomingTrap trap;
+  while (nextRow_ < batch_->Count()) {
+    batch_->Get(nextRow_, trap);
+    intake::CompleteStoredTrap(trap, services_.SystemList, services_.Names);
+    ++nextRow_;
+    ++read_;
+    if (!trap.Filtered && matcher_.Matches(trap)) {
+      completed_.push_back(trap);
+    }
+    if (nextRow_ % kRowsPerLook == 0 && services_.Clock.MonotonicMilliseconds() >= milliseconds) {
+      break;
+    }
+  }
+  return nextRow_ == batch_->Count();
+}
+
+void ReportModel::AppendCompleted() {
+  if (completed_.empty()) {
+    return;
+  }
+  listener_->BatchBegins();
+  listener_->RowsAboutToBeAppended(completed_.size());
+  for (store::IncomingTrap& trap : completed_) {
+    if (!savedNotes_.empty()) {
+      const auto saved = savedNotes_.find(trap.SequenceNumber);
+      trap.EventNotes = saved != savedNotes_.end() ? std::string_view(saved->second) : trap.EventNotes;
+    }
+    rows_.Append(trap);
+  }
+  listener_->RowsAppended();
+  listener_->BatchEnds();
+  completed_.clear();
+}
+
+void ReportModel::ShowProgress() {
+  const std::int64_t total = loader_->Total();
+  // Traps may be stored or purged between the two looks at the store.
+  work_->ShowProgress(read_, total > 0 ? std::max(total, read_) : 0);
+}
+
+void ReportModel::Stop() {
+  if (state_ == ReportState::Loading) {
+    End(ReportState::Stopped);
+  }
+}
+
+void ReportModel::End(ReportState state, std::string_view failure) {
+  state_ = state;
+  failure_ = failure;
+  loader_.reset();
+  work_.reset();
+  savedNotes_.clear();
+  completed_ = {};
+  batch_.reset();
+  if (state_ == ReportState::Failed) {
+    services_.DebugLog.TryWriteLog(failure_);
+  }
+  events_.StateChanged();
+}
+
+std::string ReportModel::TotalTrapsText() const {
+  return fmt::format("Total Traps In Window: {} ", rows_.Count());
+}
+
+std::string ReportModel::Notice() const {
+  const std::size_t count = rows_.Count();
+  std::string held = "none of the traps";
+  if (count > 0) {
+    held = count == 1 ? "the first trap" : fmt::format("the first {} traps", count);
+  }
+  switch (state_) {
+    case ReportState::Stopped:
+      return fmt::format("Stopped: the list holds {} of the range.", held);
+    case ReportState::Failed:
+      return fmt::format("The list is not complete, it holds {} of the range: {}", held, failure_);
+    case ReportState::NotLoaded:
+    case ReportState::Loading:
+    case ReportState::Complete:
+      break;
+  }
+  return {};
+}
+
+void ReportModel::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
+  if (state_ == ReportState::Loading) {
+    savedNotes_.insert_or_assign(sequenceNumber, std::string(notes));
+  }
+  // A walk over all numbers is a matter of milliseconds; the index of a long list would take tens of bytes a
+  // row from then on.
+  for (std::size_t row = 0; row < rows_.Count(); ++row) {
+    if (rows_.SequenceNumberAt(row) == sequenceNumber) {
+      rows_.SetNotes(row, notes);
+      listener_->BatchBegins();
+      listener_->RowChanged(row);
+      listener_->BatchEnds();
+      return;
+    }
+  }
+}
+
+}  // namespace korvane::views

@@ -1,0 +1,176 @@
+#include "reports/frmReport.h"
+
+#include <QLabel>
+#include <utility>
+
+#include "common/qt/Icons.h"
+#include "common/qt/ListHabits.h"
+#include "common/qt/QtText.h"
+#include "params/ParametersLists.h"
+#include "reports/frmSetReport.h"
+#include "traplist/CsvExport.h"
+#include "traplist/PrintedReport.h"
+#include "traps/FindBar.h"
+#include "traps/TrapsList.h"
+#include "traps/TrapsModel.h"
+#include "traps/frmTrapDetail.h"
+#include "ui_frmReport.h"
+
+namespace korvane::views {
+namespace {
+
+constexpr std::string_view kReportWidthsSetting = "ReportColumnWidths";
+// How long the window is held up by rows that arrive before it paints and listens again.
+constexpr std::chrono::milliseconds kTakingTurn{15};
+// A list that fills its screen many times over grows in fewer and larger steps: each one paints the screen.
+constexpr std::size_t kLongList = 20'000;
+constexpr std::chrono::milliseconds kLongListTurn{30};
+constexpr int kNoticeIcon = 20;
+// A database may have much to say; the list below has its rights.
+constexpr qsizetype kNoticeLength = 300;
+
+}  // namespace
+
+frmReport::frmReport(ViewServices& services, ViewWindows& windows, params::ReportParameters parameters,
+                     QWidget* parent)
+    : QWidget(parent),
+      services_(services),
+      windows_(windows),
+      model_(services, std::move(parameters), ModelEvents()),
+      table_(model_.Rows(), services.State, SourceShown::SystemName),
+      ui_(std::make_unique<Ui::frmReport>()) {
+  ui_->setupUi(this);
+  setWindowTitle(ToQString(model_.Parameters().Window.WindowName));
+  selectedTrap_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
+  totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
+  list_ =
+      std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Settings, std::string(kReportWidthsSetting),
+                                  EmptyText(), TrapsList::Kind::Report);
+  findBar_ = new FindBar(*ui_->lvTraps, table_, *list_, this);
+  ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1, findBar_);
+  setFocusProxy(ui_->lvTraps);
+  ui_->fraNotice->setAutoFillBackground(true);
+  ui_->fraNotice->setBackgroundRole(QPalette::AlternateBase);
+  model_.UseListener(&table_);
+  turn_.setSingleShot(true);
+
+  connect(&turn_, &QTimer::timeout, this, &frmReport::TakeTurn);
+  connect(ui_->cmdLoadAgain, &QPushButton::clicked, this, &frmReport::Reset);
+  connect(list_.get(), &TrapsList::SelectionMoved, this, &frmReport::UpdateStatusBar);
+  connect(list_.get(), &TrapsList::Activated, this, &frmReport::ShowTrapDetail);
+  connect(list_.get(), &TrapsList::ContextMenuRequested, this, &frmReport::ContextMenuRequested);
+  connect(&table_, &TrapsTableModel::BatchChanged, this, &frmReport::UpdateStatusBar);
+  ShowState();
+}
+
+frmReport::~frmReport() {
+  model_.UseListener(nullptr);
+}
+
+ReportModel::Events frmReport::ModelEvents() {
+  return {
+      .BatchesReady =
+          [this] { QMetaObject::invokeMethod(&turn_, qOverload<>(&QTimer::start), Qt::QueuedConnection); },
+      .StateChanged = [this] { ShowState(); }};
+}
+
+bool frmReport::IsLong() const {
+  return model_.Rows().Count() >= kLongList;
+}
+
+void frmReport::TakeTurn() {
+  if (model_.TakeBatches(IsLong() ? kLongListTurn : kTakingTurn)) {
+    turn_.start(0);
+  }
+}
+
+QString frmReport::EmptyText() const {
+  switch (model_.State()) {
+    case ReportState::NotLoaded:
+    case ReportState::Loading:
+      return tr("Loading…");
+    case ReportState::Complete:
+      return tr("No traps in this time range");
+    case ReportState::Stopped:
+    case ReportState::Failed:
+      break;
+  }
+  return tr("No traps were loaded");
+}
+
+void frmReport::ShowState() {
+  const QString notice = ToVisibleQString(model_.Notice());
+  const bool fits = notice.size() <= kNoticeLength;
+  ui_->fraNotice->setVisible(!notice.isEmpty());
+  ui_->lblNotice->setText(fits ? notice : notice.left(kNoticeLength) + QChar(0x2026));
+  ui_->lblNotice->setToolTip(fits ? QString() : Qt::convertFromPlainText(notice));
+  const bool failed = model_.State() == ReportState::Failed;
+  ui_->imgNotice->setPixmap(MessageIcon(failed ? MessagePicture::Exclamation : MessagePicture::Information)
+                                .pixmap(QSize(kNoticeIcon, kNoticeIcon), devicePixelRatioF()));
+  SetEmptyText(*ui_->lvTraps, EmptyText());
+  table_.SetLoading(model_.State() == ReportState::Loading);
+  UpdateStatusBar();
+}
+
+void frmReport::RepaintNow() {
+  ui_->lvTraps->viewport()->repaint();
+}
+
+void frmReport::Reset() {
+  model_.Reset();
+}
+
+void frmReport::UpdateStatusBar() {
+  const auto selected = list_->SelectedPosition();
+  selectedTrap_->setText(
+      ToQString(TrapsModel::SelectedTrapText(selected ? static_cast<std::size_t>(*selected) + 1 : 0)));
+  totalTraps_->setText(ToQString(model_.TotalTrapsText()));
+}
+
+void frmReport::ShowTrapDetail() {
+  if (model_.Rows().Empty()) {
+    services_.Prompt.Show(kNoTrapsInWindow, PromptIcon::Information);
+    return;
+  }
+  ShowTrapDetailDialog(services_, windows_, table_, *list_, this);
+}
+
+void frmReport::ShowWindowParameters() {
+  params::ReportParameters shown = model_.Parameters();
+  shown.Window.Mode = params::kModeShowParameters;
+  shown.Window.Cancelled = true;
+  params::StoredParametersLists lists(services_.Connection, services_.Names);
+  frmSetReport(shown, lists, services_.Prompt, services_.Clock, services_.State.gTimeZoneBias, this).exec();
+}
+
+void frmReport::Printable() {
+  table_.FinishSorting();
+  PrintTraps(services_, ToUtf8(windowTitle()), table_.Shown());
+}
+
+void frmReport::ExportToCsv() {
+  table_.FinishSorting();
+  ExportTraps(services_, ToUtf8(windowTitle()), table_.Shown());
+}
+
+void frmReport::Custom_Activate() {
+  UpdateStatusBar();
+}
+
+void frmReport::ShowFindBar() {
+  findBar_->Open();
+}
+
+void frmReport::CopySelection() {
+  CopySelectedRows(*ui_->lvTraps);
+}
+
+void frmReport::SelectAllTraps() {
+  ui_->lvTraps->selectAll();
+}
+
+void frmReport::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
+  model_.NotesSaved(sequenceNumber, notes);
+}
+
+}  // namespace korvane::views

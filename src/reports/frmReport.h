@@ -1,0 +1,83 @@
+// A Report / History window: the stored traps of a time range that satisfy its parameters, acknowledged or
+// not, without a row limit.  Loaded when the frame calls Reset, beside whatever else goes on; it takes no
+// live traps.  The frame creates it inside a sub-window.  User-interface thread.
+#pragma once
+
+#include <QTimer>
+#include <QWidget>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "intake/ViewServices.h"
+#include "params/ReportParameters.h"
+#include "reports/ReportModel.h"
+#include "traps/TrapListWindow.h"
+#include "traps/TrapsTableModel.h"
+
+class QLabel;
+
+namespace Ui {
+class frmReport;
+}
+
+namespace korvane::views {
+
+class FindBar;
+class TrapsList;
+
+class frmReport : public QWidget, public TrapListWindow {
+  Q_OBJECT
+
+ public:
+  // The window's caption is parameters.Window.WindowName.  services and windows must outlive it.
+  frmReport(ViewServices& services, ViewWindows& windows, params::ReportParameters parameters,
+            QWidget* parent = nullptr);
+  ~frmReport() override;
+
+  std::string_view FormName() const override { return kReportFormName; }
+  void RepaintNow() override;
+
+  void Reset() override;
+  void UpdateStatusBar() override;
+  // With an empty list this only says so.
+  void ShowTrapDetail() override;
+  void ShowWindowParameters() override;
+  // These two write what the list holds, be it nothing, also while it loads.
+  void Printable() override;
+  void ExportToCsv();
+  void Custom_Activate() override;
+  void ShowFindBar() override;
+  void CopySelection() override;
+  void SelectAllTraps() override;
+  void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
+
+  ReportModel& Model() { return model_; }
+  TrapsTableModel& Table() { return table_; }
+  TrapsList& List() { return *list_; }
+
+ Q_SIGNALS:
+  // A right click or the menu key on the list.
+  void ContextMenuRequested(const QPoint& globalPosition);
+
+ private:
+  ReportModel::Events ModelEvents();
+  bool IsLong() const;
+  void TakeTurn();
+  void ShowState();
+  QString EmptyText() const;
+
+  ViewServices& services_;
+  ViewWindows& windows_;
+  // A turn comes when nothing else waits, so that painting and input go first.
+  QTimer turn_;
+  ReportModel model_;
+  TrapsTableModel table_;
+  std::unique_ptr<Ui::frmReport> ui_;
+  std::unique_ptr<TrapsList> list_;
+  FindBar* findBar_ = nullptr;
+  QLabel* selectedTrap_ = nullptr;
+  QLabel* totalTraps_ = nullptr;
+};
+
+}  // namespace korvane::views

@@ -1,0 +1,78 @@
+#include "systems/SystemAcknowledge.h"
+
+#include <fmt/format.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "common/Text.h"
+#include "intake/Systems.h"
+#include "store/DatabaseError.h"
+#include "store/Statements.h"
+#include "store/Tables.h"
+
+namespace korvane::views {
+namespace {
+
+// The traps of the source that were acknowledged although nobody has been handed them yet: they are stored,
+// and still in the receiver library's list.
+void ReadUndelivered(store::Connection& connection, std::string_view source, std::int32_t beforeTime,
+                     std::int32_t highestDelivered, std::vector<std::int32_t>& numbers) {
+  store::Recordset rows = connection.OpenRecordset(
+      fmt::format("SELECT SequenceNumber FROM {}", store::kEventTrap),
+      fmt::format("EventAck = 1 AND Source = {} AND EventTime < {} AND SequenceNumber > {}",
+                  store::Quoted(source), beforeTime, highestDelivered));
+  while (rows.Next()) {
+    numbers.push_back(rows.Integer("SequenceNumber"));
+  }
+}
+
+// The database's text when it refused.
+std::optional<std::string> Acknowledge(ViewServices& services, const System& system,
+                                       std::int32_t beforeTime) {
+  store::Connection& connection = services.Connection;
+  std::vector<std::int32_t> undelivered;
+  const std::vector<std::string> sources =
+      system.Sources.empty() ? std::vector<std::string>{system.Name} : system.Sources;
+  try {
+    store::Transaction transaction(connection);
+    for (const std::string& source : sources) {
+      connection.Execute(store::AcknowledgeSourceStatement(source, beforeTime));
+      ReadUndelivered(connection, source, beforeTime, services.Bounds.HighestDelivered, undelivered);
+    }
+    transaction.Commit();
+  } catch (const store::DatabaseError& error) {
+    return error.what();
+  }
+  for (const std::int32_t number : undelivered) {
+    services.Bounds.Acknowledged.Insert(number);
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+SystemAcknowledgement AskAndAcknowledgeSystem(ViewServices& services, ViewWindows& windows,
+                                              const System& system, std::string_view shownAs,
+                                              const std::function<std::int32_t()>& beforeTime) {
+  const std::string question =
+      fmt::format("Do you want to acknowledge all traps for '{}'?", VisibleText(shownAs));
+  if (services.Prompt.Ask(question, PromptButtons::YesNo, PromptIcon::Question) != PromptAnswer::Yes) {
+    return SystemAcknowledgement::Declined;
+  }
+  std::optional<std::string> failure;
+  {
+    const BusyScope busy(services.Busy, "Acknowledging Trap(s)");
+    const std::int32_t bound = beforeTime();
+    failure = Acknowledge(services, system, bound);
+    if (!failure) {
+      windows.SystemAcknowledged(system, bound);
+      return SystemAcknowledgement::Done;
+    }
+  }
+  services.Prompt.Show(*failure, PromptIcon::Critical);
+  return SystemAcknowledgement::Refused;
+}
+
+}  // namespace korvane::views

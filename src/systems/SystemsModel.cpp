@@ -1,0 +1,442 @@
+#include "systems/SystemsModel.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+#include <utility>
+
+#include "store/DatabaseError.h"
+#include "store/Statements.h"
+#include "store/Tables.h"
+
+namespace korvane::views {
+namespace {
+
+constexpr std::string_view kBusyInitializing = "Initializing...";
+constexpr std::int64_t kFirstPause = 3000;  // milliseconds, until a failed load is tried again
+constexpr std::int64_t kLongestPause = 60'000;
+constexpr std::size_t kNamesPerTick = 32;  // a round trip to the library each; more would be felt
+
+constexpr std::int32_t kCritical = 5;
+constexpr std::int32_t kWarning = 4;
+constexpr std::int32_t kMajor = 3;
+
+// Codes that are none count as Clear, as they are shown.
+std::uint32_t SeverityIndex(std::int32_t code) {
+  return code >= 0 && code < 6 ? static_cast<std::uint32_t>(code) : 0U;
+}
+
+std::int32_t JustAfter(std::int32_t time) {
+  return time == std::numeric_limits<std::int32_t>::max() ? time : time + 1;
+}
+
+std::int32_t JustBefore(std::int32_t time) {
+  return time == std::numeric_limits<std::int32_t>::min() ? time : time - 1;
+}
+
+std::int64_t Sum(const std::array<std::int32_t, 6>& counts) {
+  return std::accumulate(counts.begin(), counts.end(), std::int64_t{0});
+}
+
+// The first column of the first row, NULL (MAX of an empty table) as 0; nothing without a row.
+std::optional<std::int32_t> FirstNumber(store::Connection& connection, const std::string& statement) {
+  auto rows = connection.OpenRecordset(statement);
+  return rows.Next() ? std::optional(rows.Integer(std::size_t{0})) : std::nullopt;
+}
+
+std::string LoadStatement(const LoadRange& range) {
+  return range.Lower ? store::SystemsLoadStatement(range.Upper, *range.Lower)
+                     : store::SystemsLoadStatement(range.Upper);
+}
+
+}  // namespace
+
+std::int64_t SystemRow::Total() const {
+  return Sum(Counts);
+}
+
+SystemsModel::SystemsModel(ViewServices& services, ViewOptionQuestion& question)
+    : services_(services), question_(question) {}
+
+SystemsModel::~SystemsModel() = default;
+
+std::uint32_t SystemsModel::Counts::RowOf(std::size_t system) const {
+  return system < RowOfIndex.size() ? RowOfIndex[system] : kNoRow;
+}
+
+std::uint32_t SystemsModel::Counts::AddRow(const SystemRow& row) {
+  if (row.SystemIndex >= RowOfIndex.size()) {
+    RowOfIndex.resize(row.SystemIndex + 1, kNoRow);
+  }
+  const auto place = static_cast<std::uint32_t>(Rows.size());
+  Rows.push_back(row);
+  RowOfIndex[row.SystemIndex] = place;
+  return place;
+}
+
+void SystemsModel::Load() {
+  try {
+    const BusyScope busy(services_.Busy, kBusyInitializing);
+    LoadAtStart();
+  } catch (const store::DatabaseError& error) {
+    services_.DebugLog.TryWriteLog(error.what());
+    LoadLater();
+  }
+  RefreshStatus();
+  started_ = true;
+  if (intake_ != nullptr) {
+    intake_->StartIntake(services_.Bounds.StartMark);
+  }
+}
+
+void SystemsModel::LoadAtStart() {
+  const std::int32_t limit = services_.State.gMaxViewTraps;
+  LoadBounds& bounds = services_.Bounds;
+  const std::int64_t unacknowledged =
+      FirstNumber(services_.Connection, store::CountUnacknowledgedStatement()).value_or(0);
+  if (unacknowledged > limit) {
+    services_.Busy.ShowFree();  // the busy box would lie over the question
+    bounds.Option = question_.AskViewOption(unacknowledged, limit);
+    services_.Busy.ShowBusy(kBusyInitializing);
+  }
+  bounds.StartNumber =
+      FirstNumber(services_.Connection, fmt::format("SELECT MAX(SequenceNumber) FROM {}", store::kEventTrap))
+          .value_or(0);
+  bounds.StartMark = FirstNumber(services_.Connection, store::NewestTimeStatement()).value_or(0);
+  services_.State.gLastTrapTime = bounds.StartMark;
+  std::int64_t expected = unacknowledged;
+  if (bounds.Option == ViewOption::LoadRecentTraps) {
+    FindLowerBound();
+    expected = limit;
+  }
+  const LoadRange range = RangeOfLoad(bounds, services_.State.gLastTrapTime);
+  StoredTrapsTaker* const self = this;
+  LoadBegins();
+  ReadStoredTraps(services_, range, LoadStatement(range), expected, std::span(&self, 1));
+  shown_ = std::exchange(loading_, {});
+}
+
+// The oldest trap that finds room brings the whole of its second: a bound between two traps of one second
+// can't be told in EventTime.  What is too much the windows cut off, as they do with traps that arrive.
+void SystemsModel::FindLowerBound() {
+  const std::string statement = fmt::format(
+      "SELECT EventTime FROM {} WHERE EventAck = 0 AND EventTime < {} ORDER BY EventTime DESC LIMIT 1 OFFSET "
+      "{}",
+      store::kEventTrap, services_.Bounds.StartMark, std::max(services_.State.gMaxViewTraps, 1) - 1);
+  const auto oldest = FirstNumber(services_.Connection, statement);
+  services_.Bounds.LowerBound = JustBefore(oldest.value_or(std::numeric_limits<std::int32_t>::min()));
+}
+
+void SystemsModel::Reset() {
+  StoredTrapsTaker* const self = this;
+  LoadStoredTraps(services_, std::span(&self, 1));
+}
+
+std::int64_t SystemsModel::ExpectedTraps() const {
+  return static_cast<std::int64_t>(shown_.Traps.Size());
+}
+
+void SystemsModel::LoadBegins() {
+  loading_ = {};
+}
+
+void SystemsModel::TakeStored(const store::IncomingTrap& trap) {
+  const LoadBounds& bounds = services_.Bounds;
+  Count(loading_, trap, !bounds.InitialLoad || trap.SequenceNumber > bounds.StartNumber);
+}
+
+void SystemsModel::LoadEnds(bool whole) {
+  Counts fresh = std::exchange(loading_, {});
+  if (!whole) {
+    LoadLater();
+    return;
+  }
+  loadAgainAt_.reset();
+  pause_ = 0;
+  Replace(std::move(fresh));
+}
+
+// A row whose counts came down to zero by acknowledging stays; one whose traps are all hidden by a filter
+// now would never have been there.
+void SystemsModel::Replace(Counts fresh) {
+  Counts merged;
+  for (const SystemRow& old : shown_.Rows) {
+    const std::uint32_t place = fresh.RowOf(old.SystemIndex);
+    if (place == kNoRow) {
+      if (old.Total() == 0) {
+        merged.AddRow(old);
+      }
+      continue;
+    }
+    SystemRow row = fresh.Rows[place];
+    row.News = old.News || row.Total() > old.Total();
+    row.NewestTime = std::max(row.NewestTime, old.NewestTime);
+    merged.AddRow(row);
+  }
+  for (const SystemRow& row : fresh.Rows) {
+    if (merged.RowOf(row.SystemIndex) == kNoRow) {
+      merged.AddRow(row);
+    }
+  }
+  shown_.Traps.ForEach([&fresh](const CountedTrap& trap) {
+    if (trap.Acknowledged) {
+      fresh.Traps.Admit(trap);
+    }
+  });
+  fresh.Rows = std::move(merged.Rows);
+  fresh.RowOfIndex = std::move(merged.RowOfIndex);
+  if (listener_ != nullptr) {
+    listener_->RowsAboutToReset();
+  }
+  shown_ = std::move(fresh);
+  rowsTold_ = shown_.Rows.size();
+  changedFirst_ = changedEnd_ = 0;
+  if (listener_ != nullptr) {
+    listener_->RowsReset();
+  }
+  RefreshStatus();
+}
+
+// A database that fails now may be back in a moment: the counts would stay wrong for the whole shift if
+// nobody asked again.
+void SystemsModel::LoadLater() {
+  pause_ = std::clamp(pause_ * 2, kFirstPause, kLongestPause);
+  loadAgainAt_ = services_.Clock.MonotonicMilliseconds() + pause_;
+}
+
+void SystemsModel::CheckTraps() {
+  if (services_.State.gShuttingDown || !started_ || intake_ == nullptr) {
+    return;
+  }
+  services_.Bounds.InitialLoad = false;
+  intake_->CheckTraps();
+  if (loadAgainAt_ && services_.Clock.MonotonicMilliseconds() >= *loadAgainAt_) {
+    Reset();
+  }
+}
+
+void SystemsModel::ResolveNames() {
+  const std::size_t rows = shown_.Rows.size();
+  if (services_.State.gShuttingDown || rows == 0) {
+    return;
+  }
+  std::size_t asked = 0;
+  for (std::size_t seen = 0; seen < rows && asked < kNamesPerTick; ++seen) {
+    nextToResolve_ = (nextToResolve_ + 1) % rows;
+    const std::size_t index = shown_.Rows[nextToResolve_].SystemIndex;
+    const bool nameMissing = services_.SystemList.IsKnownByAddressOnly(index);
+    if (!nameMissing && !services_.SystemList.At(index).Address.empty()) {
+      continue;
+    }
+    ++asked;
+    std::string answer;
+    if (services_.Library.KVResolveSystemName(services_.SystemList.At(index).Name, answer)) {
+      TakeAnswer(index, nameMissing, answer);
+      MarkChanged(nextToResolve_);
+    }
+  }
+  TellListener();
+}
+
+void SystemsModel::TakeAnswer(std::size_t index, bool isName, const std::string& answer) {
+  if (isName) {
+    services_.SystemList.Rename(index, answer);
+  } else if (platform::IsAddressText(answer)) {
+    services_.SystemList.SetAddress(index, answer);
+  }
+}
+
+std::optional<std::uint32_t> SystemsModel::Count(Counts& counts, const store::IncomingTrap& trap,
+                                                 bool mayComeAgain) {
+  const std::size_t system = services_.SystemList.SystemOfSource(trap.Source);
+  const std::uint32_t severity = SeverityIndex(trap.Severity);
+  if (!counts.Traps.Admit({.SequenceNumber = trap.SequenceNumber,
+                           .EventTime = trap.EventTime,
+                           .System = static_cast<std::uint32_t>(system) & 0x3FF'FFFFU,
+                           .Severity = severity & 7U,
+                           .MayComeAgain = mayComeAgain,
+                           .Acknowledged = 0})) {
+    return std::nullopt;
+  }
+  std::uint32_t place = counts.RowOf(system);
+  if (place == kNoRow) {
+    place = counts.AddRow({.SystemIndex = system, .Counts = {}, .NewestTime = std::nullopt, .News = true});
+  }
+  SystemRow& row = counts.Rows[place];
+  ++row.Counts[severity];
+  ++counts.Totals[severity];
+  row.NewestTime = std::max(row.NewestTime, std::optional(trap.EventTime));
+  row.News = true;
+  return place;
+}
+
+void SystemsModel::NoteDelivered(const store::IncomingTrap& trap) {
+  views::NoteDelivered(services_.Bounds, trap.EventTime, trap.SequenceNumber);
+}
+
+void SystemsModel::UpdateSystemCounts(const store::IncomingTrap& trap) {
+  if (services_.Bounds.Acknowledged.Contains(trap.SequenceNumber)) {
+    return;
+  }
+  if (const auto row = Count(shown_, trap, false)) {
+    MarkChanged(*row);
+  }
+}
+
+void SystemsModel::MarkChanged(std::size_t row) {
+  if (row >= rowsTold_) {
+    return;  // told as a new row
+  }
+  if (changedFirst_ >= changedEnd_) {
+    changedFirst_ = row;
+    changedEnd_ = row + 1;
+    return;
+  }
+  changedFirst_ = std::min(changedFirst_, row);
+  changedEnd_ = std::max(changedEnd_, row + 1);
+}
+
+void SystemsModel::TellListener() {
+  const std::size_t first = std::exchange(changedFirst_, 0);
+  const std::size_t end = std::exchange(changedEnd_, 0);
+  const std::size_t told = std::exchange(rowsTold_, shown_.Rows.size());
+  if (listener_ == nullptr) {
+    return;
+  }
+  if (told < shown_.Rows.size()) {
+    listener_->RowsAppended(told, shown_.Rows.size() - told);
+  }
+  if (first < end) {
+    listener_->RowsChanged(first, end - first);
+  }
+}
+
+void SystemsModel::RefreshStatus() {
+  TellListener();
+  if (listener_ != nullptr) {
+    listener_->StatusChanged();
+  }
+}
+
+void SystemsModel::UpdateColors() {
+  for (std::size_t row = 0; row < shown_.Rows.size(); ++row) {
+    if (shown_.Rows[row].News && shown_.Rows[row].Total() == 0) {
+      shown_.Rows[row].News = false;
+      MarkChanged(row);
+    }
+  }
+}
+
+void SystemsModel::OperatorSawRow(std::size_t row) {
+  if (row < shown_.Rows.size() && shown_.Rows[row].News) {
+    shown_.Rows[row].News = false;
+    MarkChanged(row);
+    TellListener();
+  }
+}
+
+void SystemsModel::TakeOut(const CountedTrap& trap) {
+  const std::uint32_t row = shown_.RowOf(trap.System);
+  --shown_.Rows[row].Counts[trap.Severity];
+  --shown_.Totals[trap.Severity];
+  MarkChanged(row);
+}
+
+void SystemsModel::TrapsAcknowledged(std::span<const std::int32_t> sequenceNumbers) {
+  for (const std::int32_t number : sequenceNumbers) {
+    CountedTrap* trap = shown_.Traps.Find(number);
+    if (trap == nullptr) {
+      // Shown by a window that has loaded it, and still on its way here from the receiver library.
+      shown_.Traps.Admit({.SequenceNumber = number, .Acknowledged = 1});
+    } else if (!trap->Acknowledged) {
+      TakeOut(*trap);
+      if (trap->MayComeAgain) {
+        trap->Acknowledged = 1;
+      } else {
+        shown_.Traps.Erase(number);
+      }
+    }
+  }
+  UpdateColors();
+  RefreshStatus();
+}
+
+void SystemsModel::SystemAcknowledged(const System& system, std::int32_t beforeTime) {
+  const std::size_t index = IndexOf(system);
+  shown_.Traps.EraseIf([&](CountedTrap& trap) {
+    if (trap.Acknowledged || trap.System != index || trap.EventTime >= beforeTime) {
+      return false;
+    }
+    TakeOut(trap);
+    trap.Acknowledged = 1;
+    return !trap.MayComeAgain;
+  });
+  UpdateColors();
+  RefreshStatus();
+}
+
+std::size_t SystemsModel::IndexOf(const System& system) const {
+  const Systems& list = services_.SystemList;
+  const std::size_t byName = list.FindSystem(system.Name);
+  if (byName != Systems::kNone && &list.At(byName) == &system) {
+    return byName;
+  }
+  for (std::size_t index = 0; index < list.Count(); ++index) {
+    if (&list.At(index) == &system) {
+      return index;
+    }
+  }
+  return Systems::kNone;
+}
+
+const System& SystemsModel::SystemOfRow(std::size_t row) const {
+  return services_.SystemList.At(shown_.Rows[row].SystemIndex);
+}
+
+std::optional<std::size_t> SystemsModel::RowOfSystem(const System& system) const {
+  const std::uint32_t row = shown_.RowOf(IndexOf(system));
+  return row == kNoRow ? std::nullopt : std::optional<std::size_t>(row);
+}
+
+std::optional<std::int32_t> SystemsModel::RowSeverity(std::size_t row) const {
+  const auto& counts = shown_.Rows[row].Counts;
+  const auto* found = std::ranges::find_if(kCountColumnSeverities, [&counts](std::int32_t severity) {
+    return counts[static_cast<std::size_t>(severity)] > 0;
+  });
+  return found == kCountColumnSeverities.end() ? std::nullopt : std::optional(*found);
+}
+
+bool SystemsModel::HasPendingTraps() const {
+  return std::ranges::any_of(shown_.Totals, [](std::int64_t total) { return total > 0; });
+}
+
+std::int32_t SystemsModel::AcknowledgeBound(const System& system) const {
+  const auto row = RowOfSystem(system);
+  if (!row || !shown_.Rows[*row].NewestTime) {
+    return std::numeric_limits<std::int32_t>::min();
+  }
+  return JustAfter(*shown_.Rows[*row].NewestTime);
+}
+
+std::int64_t SystemsModel::TrapsPerMinute() const {
+  if (intake_ == nullptr || intake_->Counters().Ticks < 1) {
+    return 0;
+  }
+  // A tick is three seconds, so traps per minute are traps x 20 / ticks; half a tick more rounds to nearest.
+  const std::int64_t ticks = intake_->Counters().Ticks;
+  return (std::int64_t{intake_->Counters().PeriodTraps} * 40 + ticks) / (2 * ticks);
+}
+
+std::array<std::string, kStatusTexts> SystemsModel::StatusTexts() const {
+  const auto total = std::accumulate(shown_.Totals.begin(), shown_.Totals.end(), std::int64_t{0});
+  return {fmt::format("Total Systems: {} ", shown_.Rows.size()),
+          fmt::format("Critical Traps: {} ", shown_.Totals[kCritical]),
+          fmt::format("Warning Traps: {} ", shown_.Totals[kWarning]),
+          fmt::format("Major Traps: {} ", shown_.Totals[kMajor]),
+          fmt::format("Total Traps: {} ", total),
+          fmt::format("Trap Rate: {} Trap(s) / Minute ", TrapsPerMinute())};
+}
+
+}  // namespace korvane::views

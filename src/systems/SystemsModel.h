@@ -1,0 +1,158 @@
+// What the Systems window shows: one row per system that has sent traps, with its counts of unacknowledged
+// traps by severity, the six status texts, and which rows have news.  It also loads the counts at start-up,
+// which settles the bounds of every load and starts the receiver link.
+//
+// The window only displays it; app/ constructs it, hands it to the intake as its SystemCounts, and attaches
+// the intake.  User-interface thread only.  A database failure never leaves this class: it is logged, what
+// was shown stays, and a later tick loads again.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "intake/Intake.h"
+#include "intake/StoredTraps.h"
+#include "intake/Systems.h"
+#include "intake/ViewServices.h"
+#include "systems/CountedTraps.h"
+
+namespace korvane::views {
+
+inline constexpr std::array<std::string_view, 8> kSystemsCaptions = {
+    "System Name", "IP Address", "Critical", "Warning", "Major", "Information", "Minor", "Clear"};
+inline constexpr std::size_t kFirstCountColumn = 2;
+// Severity codes of the count columns, from the left.
+inline constexpr std::array<std::int32_t, 6> kCountColumnSeverities = {5, 4, 3, 2, 1, 0};
+
+// The colour of a row with news.
+inline constexpr std::array<std::uint8_t, 3> kNewsColour = {253, 116, 4};
+
+inline constexpr std::size_t kStatusTexts = 6;
+
+struct SystemRow {
+  std::size_t SystemIndex = 0;             // in Systems
+  std::array<std::int32_t, 6> Counts{};    // by severity code
+  std::optional<std::int32_t> NewestTime;  // of all traps counted since the start, acknowledged or not
+  bool News = false;
+
+  std::int64_t Total() const;
+};
+
+// Asked at most once, at start-up, when there are more unacknowledged traps than the view limit.
+class ViewOptionQuestion {
+ public:
+  virtual ~ViewOptionQuestion() = default;
+  virtual ViewOption AskViewOption(std::int64_t unacknowledgedTraps, std::int32_t maxViewTraps) = 0;
+};
+
+// Told of changes in batches: at the end of a tick, of a load, of an acknowledgement.
+class SystemsListener {
+ public:
+  virtual ~SystemsListener() = default;
+  virtual void RowsAboutToReset() = 0;  // the rows are still the old ones
+  virtual void RowsReset() = 0;
+  virtual void RowsAppended(std::size_t first, std::size_t count) = 0;
+  virtual void RowsChanged(std::size_t first, std::size_t count) = 0;
+  virtual void StatusChanged() = 0;
+};
+
+class SystemsModel : public intake::SystemCounts, public StoredTrapsTaker {
+ public:
+  SystemsModel(ViewServices& services, ViewOptionQuestion& question);
+  ~SystemsModel() override;
+
+  // Before Load; the intake is constructed after this object, because it is given this object.
+  void AttachIntake(intake::Intake& intake) { intake_ = &intake; }
+  void SetListener(SystemsListener* listener) { listener_ = listener; }
+
+  // At start-up, once: counts, asks, sets the bounds of all loads and the high-water mark, loads the counts,
+  // starts the receiver link.
+  void Load();
+  // Counts again from the store.  Rows keep their places; one whose traps are all hidden now goes.
+  void Reset();
+  // The steps of a Reset, for one read of the store that serves the Traps windows as well.
+  std::int64_t ExpectedTraps() const override;
+  void LoadBegins() override;
+  bool MayTake(const store::IncomingTrap&) const override { return true; }
+  void TakeStored(const store::IncomingTrap& trap) override;
+  void LoadEnds(bool whole) override;
+
+  // One tick of tmrCheckTraps; nothing while shutting down.
+  void CheckTraps();
+  // One tick of tmrResolve: asks for a bounded number of names of systems known by address only, and of
+  // addresses of those known by name only.
+  void ResolveNames();
+
+  void NoteDelivered(const store::IncomingTrap& trap) override;
+  void UpdateSystemCounts(const store::IncomingTrap& trap) override;
+  void RefreshStatus() override;  // also hands the changes since the last call to the listener
+  // Applies the rule of the row colour to every row: one without unacknowledged traps has no news.
+  void UpdateColors();
+
+  // Traps acknowledged in the store leave the counts: those of these numbers, or those of a system that are
+  // older than the bound.
+  void TrapsAcknowledged(std::span<const std::int32_t> sequenceNumbers);
+  void SystemAcknowledged(const System& system, std::int32_t beforeTime);
+
+  // The operator selected the row or opened its window: it has no news any more.
+  void OperatorSawRow(std::size_t row);
+
+  std::size_t RowCount() const { return shown_.Rows.size(); }
+  const SystemRow& Row(std::size_t row) const { return shown_.Rows[row]; }
+  const System& SystemOfRow(std::size_t row) const;
+  std::optional<std::size_t> RowOfSystem(const System& system) const;
+  // The severity whose icon the row shows: of the first count from the left that is not zero.
+  std::optional<std::int32_t> RowSeverity(std::size_t row) const;
+
+  bool HasPendingTraps() const;
+  // The exclusive time bound that acknowledges everything counted for the system.
+  std::int32_t AcknowledgeBound(const System& system) const;
+
+  std::array<std::string, kStatusTexts> StatusTexts() const;
+  std::int64_t TrapsPerMinute() const;
+
+ private:
+  struct Counts {
+    std::vector<SystemRow> Rows;            // in the order the systems first sent a trap
+    std::vector<std::uint32_t> RowOfIndex;  // by index in Systems; kNoRow
+    CountedTraps Traps;
+    std::array<std::int64_t, 6> Totals{};  // by severity code
+
+    std::uint32_t RowOf(std::size_t system) const;
+    std::uint32_t AddRow(const SystemRow& row);
+  };
+  static constexpr std::uint32_t kNoRow = static_cast<std::uint32_t>(-1);
+
+  void LoadAtStart();
+  void FindLowerBound();
+  std::optional<std::uint32_t> Count(Counts& counts, const store::IncomingTrap& trap, bool mayComeAgain);
+  void Replace(Counts fresh);
+  void TakeOut(const CountedTrap& trap);
+  void MarkChanged(std::size_t row);
+  void TellListener();
+  void TakeAnswer(std::size_t index, bool isName, const std::string& answer);
+  void LoadLater();
+  std::size_t IndexOf(const System& system) const;
+
+  ViewServices& services_;
+  ViewOptionQuestion& question_;
+  intake::Intake* intake_ = nullptr;
+  SystemsListener* listener_ = nullptr;
+  bool started_ = false;  // the receiver link; ticks before it do nothing
+  Counts shown_;
+  Counts loading_;  // by the load that is going on
+  std::size_t rowsTold_ = 0;
+  std::size_t changedFirst_ = 0;  // of the rows told
+  std::size_t changedEnd_ = 0;    // at or before changedFirst_: nothing changed
+  std::size_t nextToResolve_ = 0;
+  std::optional<std::int64_t> loadAgainAt_;  // monotonic milliseconds; set while a load has failed
+  std::int64_t pause_ = 0;
+};
+
+}  // namespace korvane::views

@@ -1,0 +1,298 @@
+#include "systems/frmDevices.h"
+
+#include <QCloseEvent>
+#include <QHeaderView>
+#include <QItemSelectionModel>
+#include <QKeySequence>
+#include <QLabel>
+#include <QMdiSubWindow>
+#include <QShortcut>
+#include <QTimer>
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <string>
+
+#include "common/qt/ColumnWidths.h"
+#include "common/qt/CountPillDelegate.h"
+#include "common/qt/KorvaneStyle.h"
+#include "common/qt/ListHabits.h"
+#include "common/qt/QtText.h"
+#include "systems/SystemsTableModel.h"
+#include "ui_frmDevices.h"
+
+namespace korvane::views {
+namespace {
+
+constexpr std::string_view kSortingSetting = "SystemsSorting";
+constexpr int kCheckTrapsMilliseconds = 3000;
+constexpr int kResolveMilliseconds = 4000;
+constexpr int kLeastNameWidth = 190;
+constexpr int kMostNameWidth = 380;
+constexpr int kLeastAddressWidth = 150;
+constexpr int kMostAddressWidth = 290;  // the longest IPv6 address
+constexpr int kCountWidth = 88;
+
+}  // namespace
+
+frmDevices::frmDevices(SystemsModel& model, ViewServices& services, ViewWindows& windows, QWidget* parent)
+    : QWidget(parent),
+      model_(model),
+      services_(services),
+      windows_(windows),
+      ui_(std::make_unique<Ui::frmDevices>()),
+      table_(new SystemsTableModel(model, this)) {
+  ui_->setupUi(this);
+  setFocusProxy(ui_->lvDevices);
+  SetUpList();
+  SetUpStatusBar();
+  SetUpTimers();
+}
+
+frmDevices::~frmDevices() = default;
+
+void frmDevices::SetUpList() {
+  QTableView& list = *ui_->lvDevices;
+  StyleTable(list);
+  list.setModel(table_);
+  for (std::size_t i = 0; i < kCountColumnSeverities.size(); ++i) {
+    list.setItemDelegateForColumn(static_cast<int>(kFirstCountColumn + i),
+                                  new CountPillDelegate(kCountColumnSeverities[i], &list));
+  }
+  QHeaderView& header = *list.horizontalHeader();
+  header.setSortIndicatorClearable(true);
+  RestoreSorting();
+  list.setSortingEnabled(true);
+  connect(&header, &QHeaderView::sortIndicatorChanged, this, &frmDevices::SaveSorting);
+  widths_ = std::make_unique<ColumnWidths>(list, services_.Settings, "SystemsColumnWidths",
+                                           static_cast<int>(kSystemsCaptions.size()));
+  FillWidth();
+  list.viewport()->installEventFilter(this);
+  SetEmptyText(list, QStringLiteral("No traps from any system yet"));
+  CopyRowsByShortcut(list);
+  SortByShortcuts(list);
+
+  connect(&list, &QTableView::customContextMenuRequested, this, &frmDevices::RequestPopUp);
+  connect(&list, &QTableView::doubleClicked, this, &frmDevices::ShowPerDeviceWindow);
+  for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter}) {
+    auto* open = new QShortcut(QKeySequence(key), &list);
+    open->setContext(Qt::WidgetShortcut);
+    connect(open, &QShortcut::activated, this, &frmDevices::ShowPerDeviceWindow);
+  }
+  // A click on the row that is selected already is a look at its news as well.
+  connect(&list, &QTableView::clicked, this, &frmDevices::ClearNewsOfSelection);
+  connect(list.selectionModel(), &QItemSelectionModel::selectionChanged, this,
+          &frmDevices::ClearNewsOfSelection);
+  connect(table_, &QAbstractItemModel::modelAboutToBeReset, this, &frmDevices::KeepSelection);
+  connect(table_, &QAbstractItemModel::modelReset, this, &frmDevices::RestoreSelection);
+}
+
+void frmDevices::SetUpStatusBar() {
+  for (std::size_t i = 0; i < statusLabels_.size(); ++i) {
+    auto* label = new QLabel;
+    label->setObjectName(QStringLiteral("sbDevicesInfoText%1").arg(i + 1));
+    label->setTextFormat(Qt::PlainText);
+    ui_->sbDevicesInfo->addWidget(label);
+    statusLabels_[i] = label;
+  }
+  connect(table_, &SystemsTableModel::StatusTextsChanged, this, &frmDevices::ShowStatus);
+  ShowStatus();
+}
+
+void frmDevices::SetUpTimers() {
+  tmrCheckTraps_ = new QTimer(this);
+  tmrCheckTraps_->setObjectName(QStringLiteral("tmrCheckTraps"));
+  tmrResolve_ = new QTimer(this);
+  tmrResolve_->setObjectName(QStringLiteral("tmrResolve"));
+  connect(tmrCheckTraps_, &QTimer::timeout, this, &frmDevices::TickTraps);
+  connect(tmrResolve_, &QTimer::timeout, this, &frmDevices::TickResolve);
+  tmrCheckTraps_->start(kCheckTrapsMilliseconds);
+  tmrResolve_->start(kResolveMilliseconds);
+}
+
+void frmDevices::Load() {
+  model_.Load();
+}
+
+void frmDevices::Reset() {
+  model_.Reset();
+}
+
+void frmDevices::Custom_Activate() {
+  model_.RefreshStatus();
+}
+
+void frmDevices::StopTimers() {
+  tmrCheckTraps_->stop();
+  tmrResolve_->stop();
+}
+
+void frmDevices::RepaintNow() {
+  repaint();
+}
+
+void frmDevices::TickTraps() {
+  table_->KeepPlaces(OperatorReads());
+  model_.CheckTraps();
+}
+
+void frmDevices::TickResolve() {
+  model_.ResolveNames();
+}
+
+bool frmDevices::eventFilter(QObject* watched, QEvent* event) {
+  if (event->type() == QEvent::Resize) {
+    FillWidth();
+  }
+  return QWidget::eventFilter(watched, event);
+}
+
+// The rows fill the list until the operator has set a column: names and addresses take what they can use of
+// the room, the counts share the rest.
+void frmDevices::FillWidth() {
+  if (widths_->ByHand()) {
+    return;
+  }
+  const auto counts = static_cast<int>(kCountColumnSeverities.size());
+  const int room =
+      ui_->lvDevices->viewport()->width() - kLeastNameWidth - kLeastAddressWidth - counts * kCountWidth;
+  const int forName = std::clamp(room, 0, kMostNameWidth - kLeastNameWidth);
+  const int forAddress = std::clamp(room - forName, 0, kMostAddressWidth - kLeastAddressWidth);
+  const int forCounts = std::max(0, room - forName - forAddress);
+  std::vector<int> widths = {kLeastNameWidth + forName, kLeastAddressWidth + forAddress};
+  for (int i = 0; i < counts; ++i) {
+    const int share = forCounts * (i + 1) / counts - forCounts * i / counts;
+    widths.push_back(kCountWidth + share);
+  }
+  widths_->Set(widths);
+}
+
+// The order the operator left: the column from 1, negative when descending, 0 for the order of arrival.
+void frmDevices::RestoreSorting() {
+  const std::string text = services_.Settings.GetSetting(platform::kSettingsSection, kSortingSetting, {});
+  int kept = 0;
+  std::from_chars(text.data(), text.data() + text.size(), kept);
+  const int columns = table_->columnCount();
+  if (kept < -columns || kept > columns) {
+    kept = 0;
+  }
+  ui_->lvDevices->horizontalHeader()->setSortIndicator(std::abs(kept) - 1,
+                                                       kept < 0 ? Qt::DescendingOrder : Qt::AscendingOrder);
+}
+
+void frmDevices::SaveSorting(int column, Qt::SortOrder order) {
+  const int kept = order == Qt::DescendingOrder ? -(column + 1) : column + 1;
+  services_.Settings.SaveSetting(platform::kSettingsSection, kSortingSetting, std::to_string(kept));
+}
+
+// Whoever points into the list, or works in it by keyboard with a row selected, must find the row where it
+// is.
+bool frmDevices::OperatorReads() const {
+  const QTableView& list = *ui_->lvDevices;
+  return list.viewport()->underMouse() || (list.hasFocus() && list.selectionModel()->hasSelection());
+}
+
+void frmDevices::ShowStatus() {
+  const auto texts = model_.StatusTexts();
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    statusLabels_[i]->setText(ToQString(texts[i]));
+  }
+}
+
+void frmDevices::ClearNewsOfSelection() {
+  if (restoring_) {
+    return;
+  }
+  for (const QItemSelectionRange& range : ui_->lvDevices->selectionModel()->selection()) {
+    for (int place = range.top(); place <= range.bottom(); ++place) {
+      model_.OperatorSawRow(table_->RowOf(table_->index(place, 0)));
+    }
+  }
+}
+
+void frmDevices::KeepSelection() {
+  const QItemSelectionModel& selection = *ui_->lvDevices->selectionModel();
+  selectedBefore_.clear();
+  for (const QItemSelectionRange& range : selection.selection()) {
+    for (int place = range.top(); place <= range.bottom(); ++place) {
+      selectedBefore_.push_back(SystemAt(table_->index(place, 0)));
+    }
+  }
+  currentBefore_ = SystemAt(selection.currentIndex());
+  topBefore_ = SystemAt(ui_->lvDevices->indexAt({0, 0}));
+}
+
+// The same systems stay selected, and where the operator was stays in view; that is no new look at their
+// news.
+void frmDevices::RestoreSelection() {
+  restoring_ = true;
+  QTableView& list = *ui_->lvDevices;
+  QItemSelection selected;
+  for (const System* system : selectedBefore_) {
+    if (const QModelIndex index = IndexOf(system); index.isValid()) {
+      selected.select(index, index);
+    }
+  }
+  list.selectionModel()->select(selected, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+  list.selectionModel()->setCurrentIndex(IndexOf(currentBefore_), QItemSelectionModel::NoUpdate);
+  list.doItemsLayout();  // the scroll bar learns of the rows only then
+  if (const QModelIndex top = IndexOf(topBefore_); top.isValid()) {
+    list.scrollTo(top, QAbstractItemView::PositionAtTop);
+  }
+  restoring_ = false;
+}
+
+const System* frmDevices::SystemAt(const QModelIndex& index) const {
+  return index.isValid() ? &model_.SystemOfRow(table_->RowOf(index)) : nullptr;
+}
+
+// Invalid for null and for a system without a row.
+QModelIndex frmDevices::IndexOf(const System* system) const {
+  const auto row = system != nullptr ? model_.RowOfSystem(*system) : std::nullopt;
+  return row ? table_->IndexOf(*row) : QModelIndex();
+}
+
+const System* frmDevices::SelectedSystem() const {
+  const QItemSelectionModel& selection = *ui_->lvDevices->selectionModel();
+  const QModelIndex current = selection.currentIndex();
+  if (current.isValid() && selection.isRowSelected(current.row())) {
+    return SystemAt(current);
+  }
+  const QItemSelection ranges = selection.selection();
+  return ranges.isEmpty() ? nullptr : SystemAt(table_->index(ranges.first().top(), 0));
+}
+
+void frmDevices::ShowPerDeviceWindow() {
+  const System* system = SelectedSystem();
+  if (system == nullptr) {
+    return;
+  }
+  if (const auto row = model_.RowOfSystem(*system)) {
+    model_.OperatorSawRow(*row);
+  }
+  windows_.OpenSystemTraps(*system);
+}
+
+// A click beside the rows means no system; the menu key means the row it was pressed on.
+void frmDevices::RequestPopUp(const QPoint& position) {
+  QTableView& list = *ui_->lvDevices;
+  const bool byMouse = list.viewport()->rect().contains(position) && !list.indexAt(position).isValid();
+  if (byMouse) {
+    list.clearSelection();
+  }
+  Q_EMIT PopUpMenuRequested(list.viewport()->mapToGlobal(position), SelectedSystem());
+}
+
+// The window lives as long as the frame: closing it puts it aside.
+void frmDevices::closeEvent(QCloseEvent* event) {
+  if (services_.State.gShuttingDown) {
+    QWidget::closeEvent(event);
+    return;
+  }
+  event->ignore();
+  if (auto* frame = qobject_cast<QMdiSubWindow*>(parentWidget())) {
+    frame->showMinimized();
+  }
+}
+
+}  // namespace korvane::views

@@ -1,0 +1,99 @@
+// The Systems window: the list of systems with their counts, the status texts, and the two timers of the
+// console.  The frame creates it once, hosts it in its first sub-window and keeps it until the program ends;
+// closing it only minimises it.  User-interface thread only.
+#pragma once
+
+#include <QModelIndex>
+#include <QPoint>
+#include <QWidget>
+#include <array>
+#include <memory>
+#include <vector>
+
+#include "common/OpenForms.h"
+#include "intake/ViewServices.h"
+#include "systems/SystemsModel.h"
+
+class QLabel;
+class QTableView;
+class QTimer;
+
+namespace Ui {
+class frmDevices;
+}
+
+namespace korvane {
+class ColumnWidths;
+}
+
+namespace korvane::views {
+
+class SystemsTableModel;
+
+class frmDevices : public QWidget, public Form {
+  Q_OBJECT
+
+ public:
+  // Both timers run from here on.  The model has its intake attached.
+  frmDevices(SystemsModel& model, ViewServices& services, ViewWindows& windows, QWidget* parent = nullptr);
+  ~frmDevices() override;
+
+  // Counts what is stored, may ask for the view option, and starts the receiver link: to be called once,
+  // when the frame shows this window first.
+  void Load();
+  void Reset();
+  void Custom_Activate();  // this window became the active child
+  void StopTimers();
+
+  // The system of the selected row; null when no row is selected.
+  const System* SelectedSystem() const;
+  // Opens the Traps window of the selected system; nothing without one.
+  void ShowPerDeviceWindow();
+
+  std::string_view FormName() const override { return kSystemsFormName; }
+  void RepaintNow() override;
+
+ Q_SIGNALS:
+  // A right click or the menu key in the list, at a position of the screen; the selection is settled before.
+  void PopUpMenuRequested(const QPoint& globalPosition, const korvane::views::System* system);
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+  bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  void SetUpList();
+  void SetUpStatusBar();
+  void SetUpTimers();
+  void FillWidth();
+  void RestoreSorting();
+  void SaveSorting(int column, Qt::SortOrder order);
+  void RequestPopUp(const QPoint& position);
+  void ShowStatus();
+  void ClearNewsOfSelection();
+  void KeepSelection();
+  void RestoreSelection();
+  const System* SystemAt(const QModelIndex& index) const;
+  QModelIndex IndexOf(const System* system) const;
+  bool OperatorReads() const;
+  void TickTraps();
+  void TickResolve();
+
+  SystemsModel& model_;
+  ViewServices& services_;
+  ViewWindows& windows_;
+  std::unique_ptr<Ui::frmDevices> ui_;
+  std::unique_ptr<ColumnWidths> widths_;
+  SystemsTableModel* table_ = nullptr;
+  QTimer* tmrCheckTraps_ = nullptr;
+  QTimer* tmrResolve_ = nullptr;
+  std::array<QLabel*, kStatusTexts> statusLabels_{};
+
+  // What the operator had before the rows were loaded again.
+  std::vector<const System*> selectedBefore_;
+  const System* currentBefore_ = nullptr;
+  const System* topBefore_ = nullptr;
+  bool restoring_ = false;
+};
+
+}  // namespace korvane::views

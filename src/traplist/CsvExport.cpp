@@ -1,0 +1,173 @@
+#include "traplist/CsvExport.h"
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "common/BusyIndicator.h"
+#include "common/Prompts.h"
+#include "common/ReplacedFile.h"
+#include "common/Text.h"
+#include "intake/ViewServices.h"
+#include "store/Codes.h"
+#include "store/DateTimeText.h"
+#include "traplist/CsvLine.h"
+
+namespace korvane::views {
+namespace {
+
+// Without this mark spreadsheets take the file for text in their machine's old code page and garble every
+// letter beyond ASCII; programs that read UTF-8 skip it.
+constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+constexpr std::string_view kExtension = "csv";
+constexpr std::size_t kLongestName = 100;  // bytes; file systems take 255 with whatever is put behind it
+
+constexpr std::string_view kHeader[] = {"Date / Time",    "Source",          "Trap Name",        "Variables",
+                                        "IP Address",     "Severity",        "Generic",          "Enterprise",
+                                        "Enterprise OID", "Specific",        "More Information", "User Notes",
+                                        "Acknowledged",   "Sequence Number", "Event Time (UTC)"};
+
+// ISO 8601, which sorts as text and means the same everywhere.
+std::string IsoUtc(const store::LocalDateTime& utc) {
+  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", utc.Year, utc.Month, utc.Day, utc.Hour,
+                     utc.Minute, utc.Second);
+}
+
+class TrapLines {
+ public:
+  explicit TrapLines(const ShownTraps& traps)
+      : traps_(traps), localTimes_(traps.TimeZoneBias), utcTimes_(0, IsoUtc) {}
+
+  std::string_view Header() {
+    for (const std::string_view caption : kHeader) {
+      line_.AddText(caption);
+    }
+    return line_.End();
+  }
+
+  std::string_view Line(std::size_t position) {
+    const std::size_t row = traps_.RowAt(position);
+    const store::IncomingTrap trap = traps_.Rows.At(row);
+    const OriginCells& origin = Origin(traps_.Rows.OriginAt(row), trap);
+    const KindCells& kind = Kind(traps_.Rows.KindAt(row), trap);
+    line_.AddText(localTimes_.Of(trap.EventTime));
+    line_.AddOwn(origin.Source);
+    line_.AddOwn(kind.TrapName);
+    line_.AddText(trap.VarBinds);
+    line_.AddOwn(origin.SystemAddress);
+    line_.AddText(store::SeverityName(trap.Severity));
+    line_.AddOwn(kind.GenericToInformation);
+    line_.AddParagraphs(trap.EventNotes);
+    line_.AddText(trap.EventAck != 0 ? "Yes" : "No");
+    line_.AddNumber(trap.SequenceNumber);
+    line_.AddOwn(utcTimes_.Of(trap.EventTime));
+    return line_.End();
+  }
+
+ private:
+  // Cells that many rows have in common, ready to be copied, and the number that those rows share.
+  struct OriginCells {
+    std::uint32_t Number = UINT32_MAX;
+    std::string Source;
+    std::string SystemAddress;
+  };
+  struct KindCells {
+    std::uint32_t Number = UINT32_MAX;
+    std::string TrapName;
+    std::string GenericToInformation;
+  };
+  // Traps that invent a kind each must not fill the memory: numbers that agree in the rest take turns.
+  static constexpr std::size_t kKeptCells = 4096;
+
+  const OriginCells& Origin(std::uint32_t number, const store::IncomingTrap& trap) {
+    OriginCells& cells = origins_[number % kKeptCells];
+    if (cells.Number != number) {
+      cells.Number = number;
+      CsvLine made;
+      made.AddText(traps_.SourceText(trap));
+      cells.Source = made.Take();
+      made.AddText(trap.SystemAddress);
+      cells.SystemAddress = made.Take();
+    }
+    return cells;
+  }
+
+  const KindCells& Kind(std::uint32_t number, const store::IncomingTrap& trap) {
+    KindCells& cells = kinds_[number % kKeptCells];
+    if (cells.Number != number) {
+      cells.Number = number;
+      CsvLine made;
+      made.AddText(trap.TrapName());
+      cells.TrapName = made.Take();
+      made.AddText(store::GenericTrapName(trap.GenericTrap));
+      made.AddText(trap.EnterpriseName());
+      made.AddText(trap.EnterpriseOid);
+      made.AddNumber(trap.SpecificTrap);
+      made.AddParagraphs(trap.FurtherDescription());
+      cells.GenericToInformation = made.Take();
+    }
+    return cells;
+  }
+
+  const ShownTraps& traps_;
+  store::DateTimeText localTimes_;
+  store::DateTimeText utcTimes_;
+  std::vector<OriginCells> origins_{kKeptCells};
+  std::vector<KindCells> kinds_{kKeptCells};
+  CsvLine line_;
+};
+
+// A name that every common file system takes, made from a window's caption.
+std::string SuggestedName(std::string_view caption) {
+  std::string name = VisibleText(caption);
+  std::size_t end = std::min(name.size(), kLongestName);
+  while (end < name.size() && (static_cast<unsigned char>(name[end]) & 0xC0U) == 0x80U) {
+    --end;  // between two characters
+  }
+  name.resize(end);
+  std::ranges::replace_if(
+      name, [](char c) { return std::string_view("/\\:*?\"<>|").find(c) != std::string_view::npos; }, '_');
+  // A dot in front hides a file, blanks and dots at its end get lost on some systems.
+  name.erase(0, name.find_first_not_of(" ."));
+  name.erase(name.find_last_not_of(" .") + 1);
+  return fmt::format("{}.{}", name.empty() ? "Traps" : name, kExtension);
+}
+
+// Empty, or why the file could not be written.
+std::string WriteFile(BusyIndicator& indicator, const std::string& path, const ShownTraps& traps) {
+  const BusyScope busy(indicator, "Exporting Trap(s)");
+  ReplacedFile file(path);
+  TrapLines lines(traps);
+  file.Write(kByteOrderMark);
+  file.Write(lines.Header());
+  const std::size_t count = traps.Count();
+  for (std::size_t position = 0; position < count && file.Write(lines.Line(position)); ++position) {
+    if ((position + 1) % kProgressRows == 0) {
+      indicator.ShowProgress(static_cast<std::int64_t>(position + 1), static_cast<std::int64_t>(count));
+    }
+  }
+  file.Commit();
+  return file.Error();
+}
+
+}  // namespace
+
+void ExportTraps(ViewServices& services, std::string_view caption, const ShownTraps& traps) {
+  const std::optional<std::string> path = services.Prompt.AskSaveFile({.Caption = "Export Trap(s)",
+                                                                       .Path = SuggestedName(caption),
+                                                                       .Kind = "CSV files",
+                                                                       .Extension = std::string(kExtension)});
+  if (!path) {
+    return;
+  }
+  if (const std::string error = WriteFile(services.Busy, *path, traps); !error.empty()) {
+    services.Prompt.Show(
+        fmt::format("The traps could not be exported to the file \"{}\".\n{}.", *path, error),
+        PromptIcon::Exclamation);
+  }
+}
+
+}  // namespace korvane::views

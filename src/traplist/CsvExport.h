@@ -1,0 +1,17 @@
+// A list of traps as a CSV file for spreadsheets and auditors (RFC 4180, UTF-8).  Trap text that a
+// spreadsheet would run as a formula is defused.  User-interface thread.
+#pragma once
+
+#include <string_view>
+
+#include "traplist/ShownTraps.h"
+
+namespace korvane::views {
+
+struct ViewServices;
+
+// Asks where to, writes with progress, and says what went wrong; a file that was there is replaced only by a
+// whole new one.
+void ExportTraps(ViewServices& services, std::string_view caption, const ShownTraps& traps);
+
+}  // namespace korvane::views

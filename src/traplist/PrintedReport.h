@@ -1,0 +1,18 @@
+// The printed report of a list of traps: one text file of a fixed name in the install directory, which is
+// then opened in the text editor.  One routine for Traps and Report windows.  User-interface thread.
+#pragma once
+
+#include <string_view>
+
+#include "traplist/ShownTraps.h"
+
+namespace korvane::views {
+
+struct ViewServices;
+
+inline constexpr std::string_view kPrintFile = "WindowPrint.txt";
+
+// Shows progress while it writes; what can't be done is said through the prompts.
+void PrintTraps(ViewServices& services, std::string_view caption, const ShownTraps& traps);
+
+}  // namespace korvane::views

@@ -1,0 +1,41 @@
+// One trap of a list, followed while traps come and go around it.  When it leaves the list itself, the place
+// where it stood is kept between those that were its neighbours, so that whoever shows it can still go on
+// from there.  A plain value; user-interface thread only.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "traplist/ShownTraps.h"
+
+namespace korvane::views {
+
+class FollowedTrap {
+ public:
+  FollowedTrap() = default;
+  FollowedTrap(const ShownTraps& list, std::size_t position);
+
+  // To be called after every change of the list.
+  void ListChanged(const ShownTraps& list);
+
+  // Positions of the list as it was at the last change.  A trap that left has none.
+  std::optional<std::size_t> Position() const;
+  std::optional<std::size_t> Above() const;
+  std::optional<std::size_t> Below() const;
+  std::size_t ListCount() const { return count_; }
+
+ private:
+  void Take(const ShownTraps& list, std::size_t position);
+  std::size_t PlaceBetweenNeighbours(const ShownTraps& list) const;
+
+  std::int32_t sequenceNumber_ = 0;
+  bool inList_ = false;
+  std::size_t place_ = 0;  // its position; of one that left, that of the first trap below it
+  std::size_t count_ = 0;
+  std::vector<std::int32_t> above_;  // SequenceNumbers, the nearest first
+  std::vector<std::int32_t> below_;
+};
+
+}  // namespace korvane::views

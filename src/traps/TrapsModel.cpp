@@ -1,0 +1,312 @@
+#include "traps/TrapsModel.h"
+
+#include <algorithm>
+#include <numeric>
+#include <stdexcept>
+#include <utility>
+
+#include "common/Text.h"
+#include "fmt/format.h"
+#include "intake/Systems.h"
+#include "store/DatabaseError.h"
+#include "store/Statements.h"
+#include "systems/SystemAcknowledge.h"
+
+namespace korvane::views {
+
+namespace {
+
+constexpr std::size_t kStatementsPerProgress = 500;
+
+struct Acknowledged {
+  std::vector<std::int32_t> SequenceNumbers;  // committed
+  std::string Failure;                        // the database's text; empty when all went well
+};
+
+Acknowledged AcknowledgeInOneTransaction(store::Connection& connection, BusyIndicator& busy,
+                                         std::span<const std::int32_t> sequenceNumbers) {
+  Acknowledged result;
+  try {
+    store::Transaction transaction(connection);
+    try {
+      for (const std::int32_t number : sequenceNumbers) {
+        connection.Execute(store::AcknowledgeTrapStatement(number));
+        result.SequenceNumbers.push_back(number);
+        if (result.SequenceNumbers.size() % kStatementsPerProgress == 0) {
+          busy.ShowProgress(static_cast<std::int64_t>(result.SequenceNumbers.size()),
+                            static_cast<std::int64_t>(sequenceNumbers.size()));
+        }
+      }
+    } catch (const store::DatabaseError& error) {
+      result.Failure = error.what();
+    }
+    transaction.Commit();
+  } catch (const store::DatabaseError& error) {
+    // Nothing was committed; what went wrong first says more.
+    result.SequenceNumbers.clear();
+    if (result.Failure.empty()) {
+      result.Failure = error.what();
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+TrapsModel::TrapsModel(ViewServices& services, ViewWindows& windows, WindowKind kind,
+                       params::WindowParameters parameters, const System* system)
+    : services_(services),
+      windows_(windows),
+      kind_(kind),
+      matcher_(std::move(parameters), services.Categories),
+      system_(system),
+      nobody_(std::make_unique<NoTrapRowsListener>()),
+      listener_(nobody_.get()) {
+  if ((kind_ == WindowKind::PerSystem) != (system_ != nullptr)) {
+    throw std::invalid_argument("a per-system window, and no other, has a system");
+  }
+}
+
+TrapsModel::~TrapsModel() = default;
+
+void TrapsModel::UseListener(TrapRowsListener* listener) {
+  listener_ = listener != nullptr ? listener : nobody_.get();
+}
+
+std::size_t TrapsModel::Limit() const {
+  return static_cast<std::size_t>(std::max(services_.State.gMaxViewTraps, 1));
+}
+
+bool TrapsModel::Takes(const store::IncomingTrap& trap) const {
+  if (kind_ == WindowKind::PerSystem) {
+    return std::find(system_->Sources.begin(), system_->Sources.end(), trap.Source) != system_->Sources.end();
+  }
+  return matcher_.Matches(trap);
+}
+
+bool TrapsModel::IsKnown(std::int32_t sequenceNumber) const {
+  // Numbers nearly always rise, so this is nearly always answered here.
+  if (sequenceNumber > highestSequence_) {
+    return false;
+  }
+  return loaded_.Contains(sequenceNumber) || rows_.Find(sequenceNumber).has_value() ||
+         pending_.Find(sequenceNumber).has_value();
+}
+
+void TrapsModel::Hold(const store::IncomingTrap& trap) {
+  pending_.Append(trap);
+  highestSequence_ = std::max(highestSequence_, trap.SequenceNumber);
+  // In a storm most of a tick's traps would be dropped again at its end.
+  if (pending_.Count() > Limit()) {
+    pending_.DropFront(1);
+  }
+}
+
+void TrapsModel::PublicAddTraps(const store::IncomingTrap& trap) {
+  if (kind_ == WindowKind::NoLiveTraps || !Takes(trap) || IsKnown(trap.SequenceNumber) ||
+      services_.Bounds.Acknowledged.Contains(trap.SequenceNumber)) {
+    return;
+  }
+  Hold(trap);
+}
+
+void TrapsModel::UpdateStatusBar() {
+  InsertPending();
+}
+
+void TrapsModel::InsertPending() {
+  const std::size_t limit = Limit();
+  if (pending_.Count() > limit) {
+    pending_.DropFront(pending_.Count() - limit);
+  }
+  const std::size_t total = rows_.Count() + pending_.Count();
+  const std::size_t dropped = std::min(total > limit ? total - limit : 0, rows_.Count());
+  if (dropped == 0 && pending_.Empty()) {
+    return;
+  }
+  listener_->BatchBegins();
+  if (dropped > 0) {
+    std::vector<std::uint32_t> oldest(dropped);
+    std::iota(oldest.begin(), oldest.end(), 0U);
+    listener_->RowsAboutToBeRemoved(oldest);
+    rows_.DropFront(dropped);
+    listener_->RowsRemoved(oldest);
+  }
+  if (!pending_.Empty()) {
+    listener_->RowsAboutToBeAppended(pending_.Count());
+    if (rows_.Empty()) {
+      rows_ = std::move(pending_);
+    } else {
+      for (std::size_t i = 0; i < pending_.Count(); ++i) {
+        rows_.Append(pending_.At(i));
+      }
+    }
+    pending_ = TrapRows();
+    listener_->RowsAppended();
+  }
+  listener_->BatchEnds();
+}
+
+void TrapsModel::ResetRows() {
+  listener_->BatchBegins();
+  listener_->RowsAboutToBeReset();
+  rows_.Clear();
+  pending_.Clear();
+  loaded_.Clear();
+  highestSequence_ = std::numeric_limits<std::int32_t>::min();
+  listener_->RowsReset();
+  listener_->BatchEnds();
+}
+
+void TrapsModel::Reset() {
+  StoredTrapsTaker* const self = this;
+  LoadStoredTraps(services_, std::span(&self, 1));
+}
+
+void TrapsModel::LoadBegins() {
+  ResetRows();
+  taken_.clear();
+}
+
+// A per-system window looks at nothing but the source, so most rows need no name.
+bool TrapsModel::MayTake(const store::IncomingTrap& trap) const {
+  return kind_ != WindowKind::PerSystem || Takes(trap);
+}
+
+void TrapsModel::TakeStored(const store::IncomingTrap& trap) {
+  if (Takes(trap)) {
+    taken_.push_back(trap.SequenceNumber);
+    Hold(trap);
+  }
+}
+
+void TrapsModel::LoadEnds(bool) {
+  loaded_.Assign(std::exchange(taken_, {}));
+  InsertPending();
+}
+
+std::string TrapsModel::MaximumTrapsText() const {
+  return fmt::format("Maximum Traps Shown: {} ", services_.State.gMaxViewTraps);
+}
+
+std::string TrapsModel::SelectedTrapText(std::size_t position) {
+  return fmt::format("Selected Trap: {} ", position);
+}
+
+std::string TrapsModel::TotalTrapsText() const {
+  return fmt::format("Total Traps In Window: {} ", rows_.Count());
+}
+
+void TrapsModel::AcknowledgeSelected(std::span<const std::uint32_t> rows) {
+  if (rows_.Empty()) {
+    services_.Prompt.Show("There are no traps that can be acknowledged / cleared.", PromptIcon::Information);
+    return;
+  }
+  if (rows.empty()) {
+    return;
+  }
+  std::string failure;
+  {
+    const BusyScope busy(services_.Busy, "Acknowledging Trap(s)");
+    std::vector<std::int32_t> numbers;
+    numbers.reserve(rows.size());
+    for (const std::uint32_t row : rows) {
+      numbers.push_back(rows_.SequenceNumberAt(row));
+    }
+    Acknowledged result = AcknowledgeInOneTransaction(services_.Connection, services_.Busy, numbers);
+    failure = std::move(result.Failure);
+    if (!result.SequenceNumbers.empty()) {
+      windows_.TrapsAcknowledged(result.SequenceNumbers);
+    }
+  }
+  if (!failure.empty()) {
+    services_.Prompt.Show(failure, PromptIcon::Critical);
+  }
+}
+
+void TrapsModel::RemoveRows(std::span<const std::uint32_t> rows) {
+  if (rows.empty()) {
+    return;
+  }
+  listener_->BatchBegins();
+  listener_->RowsAboutToBeRemoved(rows);
+  rows_.Remove(rows);
+  listener_->RowsRemoved(rows);
+  listener_->BatchEnds();
+}
+
+template <class Leaves>
+void TrapsModel::RemoveWhere(Leaves leaves) {
+  const auto leaving = [&](const TrapRows& list) {
+    std::vector<std::uint32_t> rows;
+    for (std::size_t row = 0; row < list.Count(); ++row) {
+      if (leaves(list, row)) {
+        rows.push_back(static_cast<std::uint32_t>(row));
+      }
+    }
+    return rows;
+  };
+  const std::vector<std::uint32_t> rows = leaving(rows_);
+  for (const std::uint32_t row : rows) {
+    services_.Bounds.Acknowledged.Insert(rows_.SequenceNumberAt(row));
+  }
+  pending_.Remove(leaving(pending_));
+  RemoveRows(rows);
+}
+
+void TrapsModel::RemoveAcknowledged(std::span<const std::int32_t> sequenceNumbers) {
+  if (sequenceNumbers.empty()) {
+    return;
+  }
+  std::vector<std::int32_t> sorted(sequenceNumbers.begin(), sequenceNumbers.end());
+  std::sort(sorted.begin(), sorted.end());
+  RemoveWhere([&](const TrapRows& list, std::size_t row) {
+    const std::int32_t number = list.SequenceNumberAt(row);
+    return number >= sorted.front() && number <= sorted.back() &&
+           std::binary_search(sorted.begin(), sorted.end(), number);
+  });
+}
+
+void TrapsModel::RemoveAcknowledged(const System& system, std::int32_t beforeTime) {
+  RemoveWhere([&](const TrapRows& list, std::size_t row) {
+    return list.EventTimeAt(row) < beforeTime && std::find(system.Sources.begin(), system.Sources.end(),
+                                                           list.SourceAt(row)) != system.Sources.end();
+  });
+}
+
+std::string TrapsModel::SystemSource() const {
+  return system_->Sources.empty() ? system_->Name : system_->Sources.front();
+}
+
+bool TrapsModel::MayClose() {
+  if (kind_ != WindowKind::PerSystem || services_.State.gShuttingDown) {
+    return true;
+  }
+  // The newest trap seen stays, as do all that were stored after it.
+  const auto beforeTime = [this] { return services_.State.gLastTrapTime; };
+  return AskAndAcknowledgeSystem(services_, windows_, *system_, SystemSource(), beforeTime) !=
+         SystemAcknowledgement::Refused;
+}
+
+void TrapsModel::Close() {
+  const BusyScope busy(services_.Busy, "Closing Window");
+  ResetRows();
+}
+
+void TrapsModel::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
+  if (const auto row = pending_.Find(sequenceNumber)) {
+    pending_.SetNotes(*row, notes);
+  }
+  const auto row = rows_.Find(sequenceNumber);
+  if (!row) {
+    return;
+  }
+  rows_.SetNotes(*row, notes);
+  if (listener_ != nullptr) {
+    listener_->BatchBegins();
+    listener_->RowChanged(*row);
+    listener_->BatchEnds();
+  }
+}
+
+}  // namespace korvane::views

@@ -1,0 +1,111 @@
+// What one Traps window is without its widgets: which traps it takes, the row limit, loading, the status
+// texts, acknowledging and the question on closing.  frmTraps owns one and shows it; the intake offers it
+// every new trap; the frame tells it of traps acknowledged elsewhere.  User-interface thread only.
+// Traps offered during a tick stand aside until UpdateStatusBar puts them into the list as one batch.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "intake/Intake.h"
+#include "intake/SequenceSet.h"
+#include "intake/StoredTraps.h"
+#include "intake/ViewServices.h"
+#include "params/WindowParameters.h"
+#include "store/TrapRecord.h"
+#include "traplist/TrapRows.h"
+#include "traplist/TrapRowsListener.h"
+
+namespace korvane::views {
+
+inline constexpr std::string_view kNoTrapsInWindow = "There are no traps in the active window.";
+
+class TrapsModel : public intake::TrapsWindow, public StoredTrapsTaker {
+ public:
+  // system: the system of a per-system window, null for the other kinds.
+  TrapsModel(ViewServices& services, ViewWindows& windows, WindowKind kind,
+             params::WindowParameters parameters, const System* system = nullptr);
+  ~TrapsModel() override;
+  TrapsModel(const TrapsModel&) = delete;
+  TrapsModel& operator=(const TrapsModel&) = delete;
+
+  // One at most; it must outlive this object or be taken away again (null).
+  void UseListener(TrapRowsListener* listener);
+
+  void PublicAddTraps(const store::IncomingTrap& trap) override;
+  void UpdateStatusBar() override;
+
+  // Empties the list and loads it from the store; also the first load.  A failing statement leaves the rows
+  // read so far and is written to the log.  The list is empty while it loads and filled in one batch.
+  void Reset();
+
+  // The steps of a Reset, for one read of the store that serves several windows.
+  void LoadBegins() override;
+  bool MayTake(const store::IncomingTrap& trap) const override;
+  void TakeStored(const store::IncomingTrap& trap) override;
+  void LoadEnds(bool whole) override;
+
+  const TrapRows& Rows() const { return rows_; }
+  WindowKind Kind() const { return kind_; }
+  const params::WindowParameters& Parameters() const { return matcher_.Parameters(); }
+  const System* PerSystem() const { return system_; }
+  // Traps taken by this window that are not in the list yet.
+  std::size_t PendingCount() const { return pending_.Count(); }
+
+  std::string MaximumTrapsText() const;
+  static std::string SelectedTrapText(std::size_t position);  // from 1; 0: none
+  std::string TotalTrapsText() const;
+
+  // The rows as the list shows them from top to bottom.  One statement per trap, all in one transaction,
+  // which is committed also when one of them fails: that one is reported and ends the work.  What was done
+  // leaves every window through ViewWindows.
+  void AcknowledgeSelected(std::span<const std::uint32_t> rows);
+
+  // Traps that were acknowledged in the store, here or elsewhere, leave the list.
+  void RemoveAcknowledged(std::span<const std::int32_t> sequenceNumbers);
+  // Those of the system's source texts below the time.
+  void RemoveAcknowledged(const System& system, std::int32_t beforeTime);
+
+  // A per-system window asks whether to acknowledge its system's traps, and does so.  False: the store
+  // refused, which has been reported; nothing is acknowledged and the window is to stay.
+  bool MayClose();
+  // The window goes: lets go of the rows, which takes a moment when they are many.
+  void Close();
+
+  // The operator's notes on a trap were saved; nothing happens when it isn't in the list.
+  void NotesSaved(std::int32_t sequenceNumber, std::string_view notes);
+
+ private:
+  bool Takes(const store::IncomingTrap& trap) const;
+  bool IsKnown(std::int32_t sequenceNumber) const;
+  void Hold(const store::IncomingTrap& trap);
+  void InsertPending();
+  void RemoveRows(std::span<const std::uint32_t> rows);
+  template <class Leaves>
+  void RemoveWhere(Leaves leaves);
+  void ResetRows();
+  std::size_t Limit() const;
+  std::string SystemSource() const;
+
+  ViewServices& services_;
+  ViewWindows& windows_;
+  WindowKind kind_;
+  params::WindowMatcher matcher_;
+  const System* system_;
+  std::unique_ptr<TrapRowsListener> nobody_;
+  TrapRowsListener* listener_;  // never null
+
+  TrapRows rows_;
+  TrapRows pending_;
+  std::vector<std::int32_t> taken_;  // by the load that is going on
+  SequenceSet loaded_;  // taken by the last load, also those that the limit or an acknowledgement removed
+  std::int32_t highestSequence_ = std::numeric_limits<std::int32_t>::min();  // of everything taken
+};
+
+}  // namespace korvane::views

@@ -1,0 +1,60 @@
+#include "traps/ValueField.h"
+
+#include <QPainter>
+
+#include "common/qt/QtText.h"
+
+namespace korvane::views {
+namespace {
+
+constexpr int kMostCharacters = 32'000;
+constexpr int kTextMargin = 2;  // as the line editor has it on both sides
+
+}  // namespace
+
+void ShowAsLabel(QLineEdit& field) {
+  field.setReadOnly(true);
+  field.setFrame(false);
+  QPalette transparent;
+  transparent.setColor(QPalette::Base, Qt::transparent);
+  field.setPalette(transparent);
+}
+
+ValueField::ValueField(QWidget* parent) : QLineEdit(parent) {
+  ShowAsLabel(*this);
+}
+
+void ValueField::SetValue(std::string_view value) {
+  QString shown = ToVisibleQString(value);
+  if (shown.size() > kMostCharacters) {
+    // The end names a number or an OID in several fields.
+    shown = shown.left(kMostCharacters / 2) + QChar(0x2026) + shown.right(kMostCharacters / 2);
+  }
+  setText(shown);
+  setCursorPosition(0);
+}
+
+QSize ValueField::minimumSizeHint() const {
+  return {fontMetrics().averageCharWidth() * 6, QLineEdit::minimumSizeHint().height()};
+}
+
+void ValueField::paintEvent(QPaintEvent* event) {
+  const QRect place = contentsRect().marginsRemoved(textMargins()).adjusted(kTextMargin, 0, -kTextMargin, 0);
+  const QFontMetrics metrics = fontMetrics();
+  // No place shows more, and measuring a text takes as long as it is.
+  const int fitting = place.width() / 2;
+  const QString whole = text();
+  const QString measured =
+      whole.size() <= fitting ? whole : whole.left(fitting / 2) + whole.right(fitting / 2);
+  if (hasFocus() ||
+      (measured.size() == whole.size() && metrics.horizontalAdvance(measured) <= place.width())) {
+    QLineEdit::paintEvent(event);
+    return;
+  }
+  QPainter painter(this);
+  painter.setPen(palette().color(QPalette::Text));
+  painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                   metrics.elidedText(measured, Qt::ElideMiddle, place.width()));
+}
+
+}  // namespace korvane::views

@@ -1,0 +1,183 @@
+#include "traps/frmTrapDetail.h"
+
+#include <QKeyEvent>
+#include <QPushButton>
+#include <QScreen>
+#include <QShortcut>
+#include <array>
+
+#include "common/NumberList.h"
+#include "common/qt/DialogButtons.h"
+#include "common/qt/Icons.h"
+#include "traps/TrapsList.h"
+#include "traps/TrapsTableModel.h"
+#include "ui_frmTrapDetail.h"
+
+namespace korvane::views {
+namespace {
+
+constexpr std::string_view kSizeSetting = "TrapDetailSize";
+constexpr int kIconSize = 16;
+constexpr int kTextTop = 5;  // of a box, so that its caption stands on its first line
+
+}  // namespace
+
+void ShowTrapDetailDialog(ViewServices& services, ViewWindows& windows, TrapsTableModel& table,
+                          TrapsList& list, QWidget* parent) {
+  frmTrapDetail dialog(services, windows, table, list, list.SelectedPosition().value_or(0), parent);
+  dialog.exec();
+}
+
+frmTrapDetail::frmTrapDetail(ViewServices& services, ViewWindows& windows, TrapsTableModel& table,
+                             TrapsList& list, int position, QWidget* parent)
+    : QDialog(parent),
+      services_(services),
+      table_(table),
+      list_(list),
+      ui_(std::make_unique<Ui::frmTrapDetail>()),
+      form_(services.Connection, windows, services.Prompt, NotesEdit::Unedited) {
+  ui_->setupUi(this);
+  setSizeGripEnabled(true);
+  for (QLabel* caption : {ui_->capVarBinds, ui_->capMoreInformation, ui_->capUserNotes}) {
+    caption->setContentsMargins(0, kTextTop, 0, 0);
+  }
+  SetUpButtons();
+  RestoreSize();
+  connect(&table_, &TrapsTableModel::BatchChanged, this, [this] {
+    form_.ListChanged(table_.Shown());
+    ShowPlace();
+  });
+  form_.Show(table_.Shown(), static_cast<std::size_t>(position));
+  list_.SelectPosition(position);
+  ShowTrap();
+  ui_->txtUserNotes->setFocus();
+}
+
+frmTrapDetail::~frmTrapDetail() = default;
+
+void frmTrapDetail::SetUpButtons() {
+  AddOkAndCancel(*ui_->buttons, tr("Cancel"));
+  connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmTrapDetail::accept);
+  connect(ui_->buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+  connect(ui_->cmdPrevious, &QPushButton::clicked, this, &frmTrapDetail::ShowPrevious);
+  connect(ui_->cmdNext, &QPushButton::clicked, this, &frmTrapDetail::ShowNext);
+
+  // These work in the text boxes too, where Enter and the page keys are the boxes' own.
+  const auto onKey = [this](const QKeySequence& key, void (frmTrapDetail::*act)()) {
+    connect(new QShortcut(key, this), &QShortcut::activated, this, act);
+  };
+  onKey(Qt::CTRL | Qt::Key_Up, &frmTrapDetail::ShowPrevious);
+  onKey(Qt::CTRL | Qt::Key_Down, &frmTrapDetail::ShowNext);
+  onKey(Qt::CTRL | Qt::Key_Return, &frmTrapDetail::accept);
+  onKey(Qt::CTRL | Qt::Key_Enter, &frmTrapDetail::accept);
+  ui_->cmdPrevious->setToolTip(tr("Ctrl+Up"));
+  ui_->cmdNext->setToolTip(tr("Ctrl+Down"));
+}
+
+void frmTrapDetail::RestoreSize() {
+  const auto size =
+      ParseNumberList(services_.Settings.GetSetting(platform::kSettingsSection, kSizeSetting, {}));
+  if (size && size->size() == 2) {
+    const QSize kept(size->front(), size->back());
+    resize(kept.boundedTo(screen()->availableSize()).expandedTo(minimumSizeHint()));
+  }
+}
+
+void frmTrapDetail::ShowPrevious() {
+  StepTo(form_.Place().Above());
+}
+
+void frmTrapDetail::ShowNext() {
+  StepTo(form_.Place().Below());
+}
+
+void frmTrapDetail::StepTo(std::optional<std::size_t> position) {
+  if (!position) {
+    return;
+  }
+  form_.EditNotes(ui_->txtUserNotes->Notes());
+  form_.Show(table_.Shown(), *position);
+  list_.SelectPosition(static_cast<int>(*position));
+  ShowTrap();
+}
+
+void frmTrapDetail::ShowTrap() {
+  const TrapDetail& trap = form_.Trap();
+  ui_->lblDateTime->SetValue(trap.DateTime);
+  ui_->lblSource->SetValue(trap.Source);
+  ui_->lblIPAddress->SetValue(trap.IPAddress);
+  ui_->lblSeverity->SetValue(trap.Severity);
+  ui_->lblEnterprise->SetValue(trap.Enterprise);
+  ui_->lblGeneric->SetValue(trap.Generic);
+  ui_->lblTrapID->SetValue(trap.TrapID);
+  ui_->txtVarBinds->SetText(trap.VarBinds);
+  ui_->txtMoreInformation->SetText(trap.MoreInformation);
+  ui_->txtUserNotes->SetNotes(form_.Notes());
+  ShowSeverityIcon();
+  ShowPlace();
+}
+
+void frmTrapDetail::ShowSeverityIcon() {
+  const QIcon icon = SeverityIcon(form_.Trap().SeverityCode);
+  ui_->imgSeverity->setPixmap(icon.pixmap(QSize(kIconSize, kIconSize), devicePixelRatio()));
+}
+
+void frmTrapDetail::ShowPlace() {
+  const FollowedTrap& place = form_.Place();
+  const bool above = place.Above().has_value();
+  const bool below = place.Below().has_value();
+  // A button that is disabled hands its focus on, and in the end OK would have it: whoever steps with the
+  // blank bar would close the dialog with it.
+  if ((ui_->cmdPrevious->hasFocus() && !above) || (ui_->cmdNext->hasFocus() && !below)) {
+    QWidget* last = ui_->lblTrapID;
+    if (above || below) {
+      last = above ? ui_->cmdPrevious : ui_->cmdNext;
+    }
+    last->setFocus();
+  }
+  ui_->cmdPrevious->setEnabled(above);
+  ui_->cmdNext->setEnabled(below);
+  const auto position = place.Position();
+  ui_->lblPlace->setText(position ? tr("Trap %L1 of %L2").arg(*position + 1).arg(place.ListCount())
+                                  : tr("No longer in the list"));
+}
+
+void frmTrapDetail::accept() {
+  form_.EditNotes(ui_->txtUserNotes->Notes());
+  if (form_.Ok(table_.Shown())) {
+    QDialog::accept();
+    return;
+  }
+  ShowTrap();
+  if (const auto position = form_.Place().Position()) {
+    list_.SelectPosition(static_cast<int>(*position));
+  }
+  ui_->txtUserNotes->setFocus();
+}
+
+void frmTrapDetail::done(int result) {
+  services_.Settings.SaveSetting(platform::kSettingsSection, kSizeSetting,
+                                 NumberListText(std::array{width(), height()}));
+  QDialog::done(result);
+}
+
+void frmTrapDetail::keyPressEvent(QKeyEvent* event) {
+  // Arrives here only when the control with the focus has no use for the key.
+  switch (event->key()) {
+    case Qt::Key_PageUp:
+      return ShowPrevious();
+    case Qt::Key_PageDown:
+      return ShowNext();
+    default:
+      QDialog::keyPressEvent(event);
+  }
+}
+
+void frmTrapDetail::changeEvent(QEvent* event) {
+  if (event->type() == QEvent::PaletteChange) {
+    ShowSeverityIcon();
+  }
+  QDialog::changeEvent(event);
+}
+
+}  // namespace korvane::views

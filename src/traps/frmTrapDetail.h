@@ -1,0 +1,61 @@
+// The trap detail dialog: every field of one trap of a list, stepping through the list, and the operator's
+// notes.  It shows what the list's rows hold and asks the store for nothing; only OK writes.  The list may
+// change while the dialog is open.  User-interface thread.
+#pragma once
+
+#include <QDialog>
+#include <memory>
+#include <optional>
+
+#include "traps/TrapDetailForm.h"
+
+namespace Ui {
+class frmTrapDetail;
+}
+
+namespace korvane::views {
+
+struct ViewServices;
+class ViewWindows;
+class TrapsTableModel;
+class TrapsList;
+
+// Runs the dialog on the list's selected trap, or on its first; the list must hold one.
+void ShowTrapDetailDialog(ViewServices& services, ViewWindows& windows, TrapsTableModel& table,
+                          TrapsList& list, QWidget* parent);
+
+class frmTrapDetail : public QDialog {
+  Q_OBJECT
+
+ public:
+  // position: in the list.  All that is passed must outlive the dialog.
+  frmTrapDetail(ViewServices& services, ViewWindows& windows, TrapsTableModel& table, TrapsList& list,
+                int position, QWidget* parent = nullptr);
+  ~frmTrapDetail() override;
+
+  // Saves the notes; stays open when the store refuses them.
+  void accept() override;
+  void done(int result) override;
+
+ protected:
+  void keyPressEvent(QKeyEvent* event) override;
+  void changeEvent(QEvent* event) override;
+
+ private:
+  void SetUpButtons();
+  void RestoreSize();
+  void StepTo(std::optional<std::size_t> position);
+  void ShowPrevious();
+  void ShowNext();
+  void ShowTrap();
+  void ShowSeverityIcon();
+  void ShowPlace();
+
+  ViewServices& services_;
+  TrapsTableModel& table_;
+  TrapsList& list_;
+  std::unique_ptr<Ui::frmTrapDetail> ui_;
+  TrapDetailForm form_;
+};
+
+}  // namespace korvane::views

@@ -1,0 +1,152 @@
+#include "traps/frmTraps.h"
+
+#include <QCloseEvent>
+#include <QLabel>
+#include <utility>
+
+#include "common/qt/ListHabits.h"
+#include "common/qt/QtText.h"
+#include "params/ParametersLists.h"
+#include "params/frmNewWindParams.h"
+#include "traplist/PrintedReport.h"
+#include "traps/FindBar.h"
+#include "traps/TrapsList.h"
+#include "traps/frmTrapDetail.h"
+#include "ui_frmTraps.h"
+
+namespace korvane::views {
+namespace {
+
+constexpr std::string_view kTrapsWidthsSetting = "TrapsColumnWidths";
+
+}  // namespace
+
+frmTraps::frmTraps(ViewServices& services, ViewWindows& windows, WindowKind kind,
+                   params::WindowParameters parameters, const System* system, QWidget* parent)
+    : QWidget(parent),
+      services_(services),
+      windows_(windows),
+      model_(services, windows, kind, std::move(parameters), system),
+      table_(model_.Rows(), services.State, SourceShown::SourceText),
+      ui_(std::make_unique<Ui::frmTraps>()) {
+  ui_->setupUi(this);
+  setWindowTitle(ToQString(model_.Parameters().WindowName));
+  maximumTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblMaximumTraps"));
+  selectedTrap_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
+  totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
+  list_ = std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Settings,
+                                      std::string(kTrapsWidthsSetting), tr("No unacknowledged traps"));
+  findBar_ = new FindBar(*ui_->lvTraps, table_, *list_, this);
+  ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1, findBar_);
+  setFocusProxy(ui_->lvTraps);
+  model_.UseListener(&table_);
+
+  connect(list_.get(), &TrapsList::SelectionMoved, this, &frmTraps::ShowStatus);
+  connect(list_.get(), &TrapsList::Activated, this, &frmTraps::ShowTrapDetail);
+  connect(list_.get(), &TrapsList::ContextMenuRequested, this, &frmTraps::ContextMenuRequested);
+  connect(&table_, &TrapsTableModel::BatchChanged, this, &frmTraps::ShowStatus);
+  ShowStatus();
+}
+
+frmTraps::~frmTraps() {
+  model_.UseListener(nullptr);
+}
+
+void frmTraps::RepaintNow() {
+  ui_->lvTraps->viewport()->repaint();
+}
+
+void frmTraps::PublicAddTraps(const store::IncomingTrap& trap) {
+  model_.PublicAddTraps(trap);
+}
+
+void frmTraps::UpdateStatusBar() {
+  model_.UpdateStatusBar();
+  ShowStatus();
+}
+
+void frmTraps::ShowStatus() {
+  const auto selected = list_->SelectedPosition();
+  maximumTraps_->setText(ToQString(model_.MaximumTrapsText()));
+  selectedTrap_->setText(
+      ToQString(TrapsModel::SelectedTrapText(selected ? static_cast<std::size_t>(*selected) + 1 : 0)));
+  totalTraps_->setText(ToQString(model_.TotalTrapsText()));
+}
+
+void frmTraps::Reset() {
+  model_.Reset();
+}
+
+void frmTraps::AcknowledgeTrap() {
+  model_.AcknowledgeSelected(list_->SelectedRows());
+}
+
+bool frmTraps::HasTraps() {
+  if (!model_.Rows().Empty()) {
+    return true;
+  }
+  services_.Prompt.Show(kNoTrapsInWindow, PromptIcon::Information);
+  return false;
+}
+
+void frmTraps::ShowTrapDetail() {
+  if (HasTraps()) {
+    ShowTrapDetailDialog(services_, windows_, table_, *list_, this);
+  }
+}
+
+void frmTraps::Printable() {
+  if (HasTraps()) {
+    PrintTraps(services_, ToUtf8(windowTitle()), table_.Shown());
+  }
+}
+
+void frmTraps::ShowWindowParameters() {
+  params::WindowParameters shown = model_.Parameters();
+  shown.Mode = params::kModeShowParameters;
+  shown.Cancelled = true;
+  params::StoredParametersLists lists(services_.Connection, services_.Names);
+  params::frmNewWindParams dialog(shown, lists, services_.Prompt, this);
+  dialog.exec();
+}
+
+void frmTraps::Custom_Activate() {
+  ShowStatus();
+}
+
+void frmTraps::ShowFindBar() {
+  findBar_->Open();
+}
+
+void frmTraps::CopySelection() {
+  CopySelectedRows(*ui_->lvTraps);
+}
+
+void frmTraps::SelectAllTraps() {
+  ui_->lvTraps->selectAll();
+}
+
+void frmTraps::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
+  model_.NotesSaved(sequenceNumber, notes);
+}
+
+void frmTraps::TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) {
+  model_.RemoveAcknowledged(sequenceNumbers);
+}
+
+void frmTraps::SystemAcknowledged(const System& system, std::int32_t beforeTime) {
+  model_.RemoveAcknowledged(system, beforeTime);
+}
+
+void frmTraps::closeEvent(QCloseEvent* event) {
+  if (!model_.MayClose()) {
+    event->ignore();
+    return;
+  }
+  if (model_.Kind() == WindowKind::PerSystem && !services_.State.gShuttingDown) {
+    model_.Close();
+  }
+  event->accept();
+}
+
+}  // namespace korvane::views
