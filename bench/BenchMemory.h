@@ -14,7 +14,7 @@ inline std::size_t HeapBytes() {
   return info.uordblks + info.hblkhd;
 }
 
-inline std::size_t TextBytes(const views::TrapRows& rows) {
+inline std::size_t TextBytes(const traplist::TrapRows& rows) {
   std::size_t bytes = 0;
   for (std::size_t row = 0; row < rows.Count(); ++row) {
     bytes += rows.VarBindsAt(row).size();

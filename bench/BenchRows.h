@@ -13,7 +13,7 @@ namespace korvane::bench {
 
 // definitions must outlive the rows.  Traps of 200 sources and 40 kinds, one every three seconds, with
 // bindings of the length that routers send.
-inline void FillRows(views::TrapRows& rows, std::vector<store::TrapDefinition>& definitions,
+inline void FillRows(traplist::TrapRows& rows, std::vector<store::TrapDefinition>& definitions,
                      std::int32_t count) {
   for (int kind = 0; kind < 40; ++kind) {
     definitions.push_back({.TrapName = fmt::format("linkStateChange{}", kind),

@@ -32,17 +32,17 @@ class BurstLibrary : public test::SilentLibrary {
   std::size_t next_ = 0;
 };
 
-class NoQuestion : public views::ViewOptionQuestion {
+class NoQuestion : public systems::ViewOptionQuestion {
  public:
-  views::ViewOption AskViewOption(std::int64_t, std::int32_t) override {
-    return views::ViewOption::LoadRecentTraps;
+  intake::ViewOption AskViewOption(std::int64_t, std::int32_t) override {
+    return intake::ViewOption::LoadRecentTraps;
   }
 };
 
 class Windows : public intake::TrapsWindows {
  public:
   std::vector<intake::TrapsWindow*> InCreationOrder() override { return {Open.begin(), Open.end()}; }
-  std::vector<views::TrapsModel*> Open;
+  std::vector<traps::TrapsModel*> Open;
 };
 
 std::vector<test::StoredTrap> Burst(std::int32_t count) {
@@ -112,15 +112,15 @@ int main(int argc, char** argv) {
     // Names are looked up once in a console's life, yet each round pays for it.
     world.Names.ClearCache();
     NoQuestion question;
-    views::SystemsModel systems(world.Services, question);
+    systems::SystemsModel systems(world.Services, question);
     Windows windows;
     intake::Intake intake(library, world.Names, world.SystemList, systems, windows, world.State,
                           world.Prompts, world.DebugLog);
     systems.AttachIntake(intake);
     systems.Load();
-    std::vector<std::unique_ptr<views::TrapsModel>> open;
+    std::vector<std::unique_ptr<traps::TrapsModel>> open;
     for (const params::WindowParameters& parameters : TenWindows()) {
-      open.push_back(world.Open(views::WindowKind::Selected, parameters));
+      open.push_back(world.Open(intake::WindowKind::Selected, parameters));
       open.back()->Reset();
       windows.Open.push_back(open.back().get());
     }

@@ -19,7 +19,7 @@ namespace {
 
 using namespace korvane;
 
-std::size_t JoinStoredTexts(const views::TrapRows& rows) {
+std::size_t JoinStoredTexts(const traplist::TrapRows& rows) {
   store::DateTimeText dates(0);
   std::string text;
   text.reserve(rows.Count() * 160);
@@ -40,11 +40,11 @@ int main(int argc, char** argv) {
   const std::int32_t traps = bench::Size(argc, argv, 1'000'000);
   qputenv("QT_QPA_PLATFORM", "offscreen");
   const QApplication application(argc, argv);
-  views::TrapRows rows;
+  traplist::TrapRows rows;
   std::vector<store::TrapDefinition> definitions;
   bench::FillRows(rows, definitions, traps);
   const ProcessState state;
-  views::TrapsTableModel model(rows, state, views::SourceShown::SourceText);
+  traps::TrapsTableModel model(rows, state, traplist::SourceShown::SourceText);
   QTableView table;
   StyleTable(table);
   table.setModel(&model);

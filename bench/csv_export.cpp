@@ -49,12 +49,12 @@ int main(int argc, char** argv) {
   model->Reset();
   Expect(model->Rows().Count() == static_cast<std::size_t>(traps), "rows are missing");
 
-  const views::TrapOrder order(model->Rows(), views::SourceShown::SourceText);
+  const traplist::TrapOrder order(model->Rows(), traplist::SourceShown::SourceText);
   const std::string path = (world.InstallFolder / "traps.csv").string();
   const std::string barePath = (world.InstallFolder / "bare.csv").string();
   const auto exportAll = [&] {
     world.Prompts.WillAnswerFiles({path});
-    views::ExportTraps(world.Services, "All Traps ", {.Rows = model->Rows(), .Order = order});
+    traplist::ExportTraps(world.Services, "All Traps ", {.Rows = model->Rows(), .Order = order});
   };
   exportAll();
   std::ifstream exported(path, std::ios::binary);

@@ -23,9 +23,11 @@ using namespace korvane;
 
 constexpr std::size_t kWindows = 10;
 
-class NoQuestion : public views::ViewOptionQuestion {
+class NoQuestion : public systems::ViewOptionQuestion {
  public:
-  views::ViewOption AskViewOption(std::int64_t, std::int32_t) override { return views::ViewOption::NotAsked; }
+  intake::ViewOption AskViewOption(std::int64_t, std::int32_t) override {
+    return intake::ViewOption::NotAsked;
+  }
 };
 
 void Expect(bool condition, const char* what) {
@@ -51,11 +53,11 @@ void Measure(const char* what, std::int32_t stored, std::size_t rowsOfWindow,
   world.State.gLastTrapTime = 2'000'000'000;
   world.State.gMaxViewTraps = stored;
   NoQuestion question;
-  views::SystemsModel systems(world.Services, question);
-  std::vector<std::unique_ptr<views::TrapsModel>> models;
-  std::vector<views::StoredTrapsTaker*> takers = {&systems};
+  systems::SystemsModel systems(world.Services, question);
+  std::vector<std::unique_ptr<traps::TrapsModel>> models;
+  std::vector<intake::StoredTrapsTaker*> takers = {&systems};
   for (std::size_t window = 0; window < kWindows; ++window) {
-    models.push_back(world.Open(views::WindowKind::Selected, parametersOf(window)));
+    models.push_back(world.Open(intake::WindowKind::Selected, parametersOf(window)));
     takers.push_back(models.back().get());
   }
   std::vector<double> bare;
@@ -68,7 +70,7 @@ void Measure(const char* what, std::int32_t stored, std::size_t rowsOfWindow,
              "the fetch did not see every trap");
     }));
     ChangeFilters(world, round);
-    together.push_back(bench::Milliseconds([&] { views::LoadStoredTraps(world.Services, takers); }));
+    together.push_back(bench::Milliseconds([&] { intake::LoadStoredTraps(world.Services, takers); }));
     for (const auto& model : models) {
       Expect(model->Rows().Count() == rowsOfWindow, "rows are missing");
     }

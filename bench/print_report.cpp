@@ -50,10 +50,10 @@ int main(int argc, char** argv) {
   model->Reset();
   Expect(model->Rows().Count() == static_cast<std::size_t>(traps), "rows are missing");
 
-  const views::TrapOrder order(model->Rows(), views::SourceShown::SourceText);
-  const views::ShownTraps shown{.Rows = model->Rows(), .Order = order};
-  const auto print = [&] { views::PrintTraps(world.Services, "All Traps ", shown); };
-  const std::filesystem::path report = world.InstallFolder / views::kPrintFile;
+  const traplist::TrapOrder order(model->Rows(), traplist::SourceShown::SourceText);
+  const traplist::ShownTraps shown{.Rows = model->Rows(), .Order = order};
+  const auto print = [&] { traplist::PrintTraps(world.Services, "All Traps ", shown); };
+  const std::filesystem::path report = world.InstallFolder / traplist::kPrintFile;
   const std::filesystem::path bareFile = world.InstallFolder / "bare.txt";
   print();
   std::ifstream printed(report, std::ios::binary);

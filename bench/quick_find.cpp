@@ -20,7 +20,7 @@ namespace {
 using namespace korvane;
 using std::chrono::milliseconds;
 
-std::size_t BareScan(const views::TrapRows& rows, std::string_view text) {
+std::size_t BareScan(const traplist::TrapRows& rows, std::string_view text) {
   std::size_t hits = 0;
   for (std::size_t row = 0; row < rows.Count(); ++row) {
     const std::string_view bindings = rows.VarBindsAt(row);
@@ -35,7 +35,7 @@ struct Search {
   std::size_t Hits = 0;
 };
 
-Search Look(views::TrapFinder& finder, const views::ShownTraps& list, std::string_view text) {
+Search Look(traplist::TrapFinder& finder, const traplist::ShownTraps& list, std::string_view text) {
   Search search;
   finder.Find(list, text, list.Count() / 2);
   bool more = true;
@@ -52,11 +52,11 @@ Search Look(views::TrapFinder& finder, const views::ShownTraps& list, std::strin
 
 int main(int argc, char** argv) {
   const std::int32_t traps = bench::Size(argc, argv, 1'000'000);
-  views::TrapRows rows;
+  traplist::TrapRows rows;
   std::vector<store::TrapDefinition> definitions;
   bench::FillRows(rows, definitions, traps);
-  views::TrapOrder order(rows, views::SourceShown::SourceText);
-  const views::ShownTraps list{.Rows = rows, .Order = order};
+  traplist::TrapOrder order(rows, traplist::SourceShown::SourceText);
+  const traplist::ShownTraps list{.Rows = rows, .Order = order};
 
   struct Case {
     const char* What;
@@ -77,7 +77,7 @@ int main(int argc, char** argv) {
     for (int round = 0; round < 5; ++round) {
       std::size_t bareHits = 0;
       bare.push_back(bench::Milliseconds([&] { bareHits = BareScan(rows, each.Text); }));
-      views::TrapFinder finder;
+      traplist::TrapFinder finder;
       if (!each.Before.empty()) {
         Look(finder, list, each.Before);
       }

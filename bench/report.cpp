@@ -34,8 +34,8 @@ using Clock = std::chrono::steady_clock;
 constexpr std::int32_t kFrom = 0;
 constexpr std::int32_t kTo = 2'000'000'000;
 constexpr double kLongestHold = 200;  // milliseconds; longer is felt
-constexpr std::array<const char*, views::kTrapColumns> kColumns = {"Date / Time", "Source", "Trap Name",
-                                                                   "Variables"};
+constexpr std::array<const char*, traplist::kTrapColumns> kColumns = {"Date / Time", "Source", "Trap Name",
+                                                                      "Variables"};
 
 double MillisecondsSince(Clock::time_point start) {
   return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
@@ -67,23 +67,23 @@ struct Loaded {
   double Painted = 0;
   double LongestHold = 0;  // between two looks at the event queue
   double BytesPerRow = 0;
-  std::array<double, views::kTrapColumns> Sort{};
+  std::array<double, traplist::kTrapColumns> Sort{};
 };
 
 // sortedBy: the column by which the list is sorted from the start on; -1: as the traps arrive.
-Loaded Load(test::TrapsWorld& world, views::ViewServices& services, std::int32_t traps, int sortedBy) {
+Loaded Load(test::TrapsWorld& world, intake::ViewServices& services, std::int32_t traps, int sortedBy) {
   malloc_trim(0);
   const std::size_t before = bench::HeapBytes();
   Loaded result;
   const Clock::time_point start = Clock::now();
-  views::frmReport report(services, world.Windows, {.FromTime = kFrom, .ToTime = kTo, .Window = {}});
+  reports::frmReport report(services, world.Windows, {.FromTime = kFrom, .ToTime = kTo, .Window = {}});
   report.resize(900, 600);
   report.show();
   auto* view = report.findChild<QTableView*>(QStringLiteral("lvTraps"));
   FirstPaint painted(*view, start);
   report.Reset();
   view->sortByColumn(sortedBy, Qt::AscendingOrder);
-  while (report.Model().State() == views::ReportState::Loading || report.Table().IsSorting()) {
+  while (report.Model().State() == reports::ReportState::Loading || report.Table().IsSorting()) {
     const Clock::time_point turn = Clock::now();
     QApplication::processEvents(QEventLoop::AllEvents);
     result.LongestHold = std::max(result.LongestHold, MillisecondsSince(turn));
@@ -91,7 +91,7 @@ Loaded Load(test::TrapsWorld& world, views::ViewServices& services, std::int32_t
   }
   result.Whole = MillisecondsSince(start);
   result.Painted = painted.Time;
-  if (report.Model().State() != views::ReportState::Complete ||
+  if (report.Model().State() != reports::ReportState::Complete ||
       report.Model().Rows().Count() != static_cast<std::size_t>(traps)) {
     fmt::print("rows are missing: {}\n", report.Model().Notice());
     std::exit(1);
@@ -102,7 +102,7 @@ Loaded Load(test::TrapsWorld& world, views::ViewServices& services, std::int32_t
   if (sortedBy != -1) {
     return result;
   }
-  for (int column = 0; column < views::kTrapColumns; ++column) {
+  for (int column = 0; column < traplist::kTrapColumns; ++column) {
     result.Sort[static_cast<std::size_t>(column)] = bench::Milliseconds([&] {
       view->sortByColumn(column, Qt::DescendingOrder);
       view->viewport()->repaint();
@@ -127,21 +127,21 @@ int main(int argc, char** argv) {
   const QApplication application(argc, argv);
   test::TrapsWorld world;
   const auto clock = platform::MakeClock();
-  views::ViewServices services{world.Connection,
-                               world.Names,
-                               world.Categories,
-                               world.SystemList,
-                               world.Bounds,
-                               world.State,
-                               world.Prompts,
-                               world.Busy,
-                               world.DebugLog,
-                               *clock,
-                               world.Platform.Settings,
-                               world.Library,
-                               world.Platform.Programs,
-                               world.InstallFolder.Path().string(),
-                               world.Services.OpenConnection};
+  intake::ViewServices services{world.Connection,
+                                world.Names,
+                                world.Categories,
+                                world.SystemList,
+                                world.Bounds,
+                                world.State,
+                                world.Prompts,
+                                world.Busy,
+                                world.DebugLog,
+                                *clock,
+                                world.Platform.Settings,
+                                world.Library,
+                                world.Platform.Programs,
+                                world.InstallFolder.Path().string(),
+                                world.Services.OpenConnection};
   bench::AddNames(world.Store);
   bench::AddRules(world.Store);
   bench::FillWithTraps(world.Store, traps);
@@ -150,7 +150,7 @@ int main(int argc, char** argv) {
 
   std::vector<double> bare;
   std::vector<Loaded> loads;
-  std::array<std::vector<Loaded>, views::kTrapColumns> sorted;
+  std::array<std::vector<Loaded>, traplist::kTrapColumns> sorted;
   for (int round = 0; round < 5; ++round) {
     bare.push_back(bench::Milliseconds([&] { bench::BareBlockFetch(world.Connection, statement); }));
     loads.push_back(Load(world, services, traps, -1));

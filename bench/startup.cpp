@@ -24,9 +24,9 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 
 // Leaves the loading at the moment the question would show.
 struct Asked {};
-class LeavingQuestion : public views::ViewOptionQuestion {
+class LeavingQuestion : public systems::ViewOptionQuestion {
  public:
-  views::ViewOption AskViewOption(std::int64_t, std::int32_t) override { throw Asked{}; }
+  intake::ViewOption AskViewOption(std::int64_t, std::int32_t) override { throw Asked{}; }
 };
 
 class NoLibrary : public intake::ReceiverLibrary {
@@ -59,17 +59,17 @@ double UntilTheQuestion(const test::TestStore& source) {
   store::Connection connection;
   source.Connect(connection);
   store::TrapNames names(connection);
-  views::Systems systems;
+  intake::Systems systems;
   params::CategoryInformation categories;
   params::TrapFilters filters;
   systems.LoadSystems(connection);
   categories.ReloadCategoryInformation(connection);
   filters.LoadFilters(connection);
-  views::LoadBounds bounds;
-  views::ViewServices services{connection,       names, categories, systems,       bounds,           state,
-                               prompts,          busy,  log,        machine.Clock, machine.Settings, library,
-                               machine.Programs, {},    {}};
-  views::SystemsModel model(services, question);
+  intake::LoadBounds bounds;
+  intake::ViewServices services{connection,       names, categories, systems,       bounds,           state,
+                                prompts,          busy,  log,        machine.Clock, machine.Settings, library,
+                                machine.Programs, {},    {}};
+  systems::SystemsModel model(services, question);
   try {
     model.Load();
     fmt::print("the question was not asked\n");

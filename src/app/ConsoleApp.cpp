@@ -22,14 +22,15 @@ std::unique_ptr<store::Connection> OpenOwnConnection(store::ConnectionOptions ti
 // The Systems window at close; the rows are the model's.
 class ConsoleApp::OpenSystems : public SystemsWindow {
  public:
-  OpenSystems(views::frmDevices& window, const views::SystemsModel& model) : window_(window), model_(model) {}
+  OpenSystems(systems::frmDevices& window, const systems::SystemsModel& model)
+      : window_(window), model_(model) {}
   void DisableTimers() override { window_.StopTimers(); }
   std::size_t RowCount() const override { return model_.RowCount(); }
   bool RowHasTraps(std::size_t row) const override { return model_.Row(row).Total() != 0; }
 
  private:
-  views::frmDevices& window_;
-  const views::SystemsModel& model_;
+  systems::frmDevices& window_;
+  const systems::SystemsModel& model_;
 };
 
 ConsoleApp::ConsoleApp(ConsoleHost host) : host_(std::move(host)) {}
@@ -59,23 +60,23 @@ StartupResult ConsoleApp::Start(std::string_view commandLine) {
 MainWindow& ConsoleApp::CreateMainWindow(std::string_view installPath) {
   library_ = MakeLibrary();
   services_ =
-      std::make_unique<views::ViewServices>(views::ViewServices{.Connection = store_.Database,
-                                                                .Names = store_.Names,
-                                                                .Categories = store_.Categories,
-                                                                .SystemList = store_.SystemList,
-                                                                .Bounds = bounds_,
-                                                                .State = state_,
-                                                                .Prompt = host_.Prompt,
-                                                                .Busy = wait_,
-                                                                .DebugLog = log_,
-                                                                .Clock = host_.Clock,
-                                                                .Settings = host_.Settings,
-                                                                .Library = *library_,
-                                                                .Programs = host_.Programs,
-                                                                .InstallPath = std::string(installPath),
-                                                                .OpenConnection = OpenOwnConnection});
-  question_ = std::make_unique<views::ViewOptionsDialog>([this] { return frame_.get(); });
-  systems_ = std::make_unique<views::SystemsModel>(*services_, *question_);
+      std::make_unique<intake::ViewServices>(intake::ViewServices{.Connection = store_.Database,
+                                                                  .Names = store_.Names,
+                                                                  .Categories = store_.Categories,
+                                                                  .SystemList = store_.SystemList,
+                                                                  .Bounds = bounds_,
+                                                                  .State = state_,
+                                                                  .Prompt = host_.Prompt,
+                                                                  .Busy = wait_,
+                                                                  .DebugLog = log_,
+                                                                  .Clock = host_.Clock,
+                                                                  .Settings = host_.Settings,
+                                                                  .Library = *library_,
+                                                                  .Programs = host_.Programs,
+                                                                  .InstallPath = std::string(installPath),
+                                                                  .OpenConnection = OpenOwnConnection});
+  question_ = std::make_unique<systems::ViewOptionsDialog>([this] { return frame_.get(); });
+  systems_ = std::make_unique<systems::SystemsModel>(*services_, *question_);
   frame_ = std::make_unique<mainwnd::frmMain>(mainwnd::FrameServices{.View = *services_,
                                                                      .Systems = *systems_,
                                                                      .Lists = store_.ParametersLists,
@@ -109,7 +110,7 @@ void ConsoleApp::CloseConsole() {
                      .State = state_,
                      .Store = store_,
                      .Library = *library_});
-  if (views::frmDevices* window = frame_->Systems()) {
+  if (systems::frmDevices* window = frame_->Systems()) {
     OpenSystems systems(*window, *systems_);
     shutdown.QueryUnload(&systems);
   } else {

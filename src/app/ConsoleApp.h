@@ -67,13 +67,13 @@ class ConsoleApp : private MainWindowMaker, private mainwnd::CloseSteps {
   ProcessState state_;
   Log log_{state_};
   ConsoleStore store_;
-  views::LoadBounds bounds_;
+  intake::LoadBounds bounds_;
   frmSplash splash_;
   mainwnd::frmWait wait_;
   std::unique_ptr<intake::ReceiverLibrary> library_;
-  std::unique_ptr<views::ViewServices> services_;
-  std::unique_ptr<views::ViewOptionQuestion> question_;
-  std::unique_ptr<views::SystemsModel> systems_;
+  std::unique_ptr<intake::ViewServices> services_;
+  std::unique_ptr<systems::ViewOptionQuestion> question_;
+  std::unique_ptr<systems::SystemsModel> systems_;
   std::unique_ptr<mainwnd::frmMain> frame_;
   std::unique_ptr<intake::Intake> intake_;
   std::unique_ptr<FramePlace> place_;

@@ -33,7 +33,7 @@ class ConsoleStore : public SharedStore {
   store::TrapNames Names{Database};
   params::TrapFilters Filters;
   params::CategoryInformation Categories;
-  views::Systems SystemList;
+  intake::Systems SystemList;
   params::StoredParametersLists ParametersLists{Database, Names};
 
  private:

@@ -36,7 +36,7 @@ constexpr std::string_view kHelp =
     " all the tools required to create, manipulate and manage Categories.";
 
 // The rows of both lists are of one height.
-class NodeDelegate : public views::TrapCellDelegate {
+class NodeDelegate : public traps::TrapCellDelegate {
  public:
   NodeDelegate(int height, QObject* parent) : TrapCellDelegate(parent), height_(height) {}
   QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
@@ -99,7 +99,7 @@ void frmCategories::SetUpLists() {
   StyleTable(list);
   ui_->tvEvtGrps->setItemDelegate(
       new NodeDelegate(list.verticalHeader()->defaultSectionSize(), ui_->tvEvtGrps));
-  list.setItemDelegate(new views::TrapCellDelegate(&list));
+  list.setItemDelegate(new traps::TrapCellDelegate(&list));
   SetEmptyText(list, {});
   CopyRowsByShortcut(list);
   list.horizontalHeader()->setStretchLastSection(true);

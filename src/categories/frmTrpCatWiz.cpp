@@ -47,7 +47,7 @@ frmTrpCatWiz::frmTrpCatWiz(WizardTask& task, CategoryTransaction& transaction, s
   SetUpPendingList();
   if (form_.NameIsFixed()) {
     ui_->txtCatName->setText(ToVisibleQString(form_.Name()));
-    views::ShowAsLabel(*ui_->txtCatName);
+    traps::ShowAsLabel(*ui_->txtCatName);
   }
   ui_->txtCatDescription->setPlainText(ToQString(form_.Description()));
   ui_->fraPending->setVisible(form_.ListShows());
@@ -74,7 +74,7 @@ void frmTrpCatWiz::SetUpPendingList() {
   }
   pending_->setHorizontalHeaderLabels(captions);
   StyleTable(list);
-  list.setItemDelegate(new views::TrapCellDelegate(&list));
+  list.setItemDelegate(new traps::TrapCellDelegate(&list));
   list.setSelectionMode(QAbstractItemView::SingleSelection);
   list.setFrameShape(QFrame::StyledPanel);
   list.setModel(pending_);

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace korvane::views {
+namespace korvane::intake {
 
 namespace {
 
@@ -58,4 +58,4 @@ void NoteDelivered(LoadBounds& bounds, std::int32_t eventTime, std::int32_t sequ
   bounds.OldestLateTime = std::min(bounds.OldestLateTime, eventTime);
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::intake

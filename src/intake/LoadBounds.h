@@ -9,7 +9,7 @@
 
 #include "intake/SequenceSet.h"
 
-namespace korvane::views {
+namespace korvane::intake {
 
 // The program-wide view option.  NotAsked: few enough unacknowledged traps, all are loaded.
 enum class ViewOption : int { NotAsked = 0, ShowOnlyNewTraps = 14, LoadRecentTraps = 15 };
@@ -55,4 +55,4 @@ LoadRange RangeOfLoad(const LoadBounds& bounds, std::int32_t intakeMark);
 // Call for every delivered trap, filtered or not; calling it twice does no harm.
 void NoteDelivered(LoadBounds& bounds, std::int32_t eventTime, std::int32_t sequenceNumber);
 
-}  // namespace korvane::views
+}  // namespace korvane::intake

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace korvane::views {
+namespace korvane::intake {
 
 std::vector<SequenceSet::Run>::const_iterator SequenceSet::RunFor(std::int32_t number) const {
   // Nearly every number belongs to the last run or behind it.
@@ -52,4 +52,4 @@ bool SequenceSet::Insert(std::int32_t number) {
   return true;
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::intake

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace korvane::views {
+namespace korvane::intake {
 
 class SequenceSet {
  public:
@@ -30,4 +30,4 @@ class SequenceSet {
   std::vector<Run> runs_;  // ascending, never touching each other
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::intake

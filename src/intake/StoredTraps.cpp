@@ -10,7 +10,7 @@
 #include "store/Statements.h"
 #include "store/TrapReader.h"
 
-namespace korvane::views {
+namespace korvane::intake {
 namespace {
 
 constexpr std::int64_t kRowsPerProgress = 4096;
@@ -71,4 +71,4 @@ void LoadStoredTraps(ViewServices& services, StoredTrapsTakers takers) {
   }
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::intake

@@ -8,7 +8,7 @@
 
 #include "store/TrapRecord.h"
 
-namespace korvane::views {
+namespace korvane::intake {
 
 struct LoadRange;
 struct ViewServices;
@@ -37,4 +37,4 @@ void ReadStoredTraps(ViewServices& services, const LoadRange& range, std::string
 // Loads all of them anew within the bounds of the loads, under one busy text.  A failing statement is logged.
 void LoadStoredTraps(ViewServices& services, StoredTrapsTakers takers);
 
-}  // namespace korvane::views
+}  // namespace korvane::intake

@@ -14,7 +14,7 @@
 #include "store/Statements.h"
 #include "store/Tables.h"
 
-namespace korvane::views {
+namespace korvane::intake {
 namespace {
 
 constexpr std::string_view kNameColumn = "System_Name";
@@ -275,4 +275,4 @@ const System& Systems::At(std::size_t index) const {
   return impl_->List[index];
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::intake

@@ -15,7 +15,7 @@
 #include "store/Connection.h"
 #include "store/TrapRecord.h"
 
-namespace korvane::views {
+namespace korvane::intake {
 
 inline constexpr std::string_view kManualSystemType = "Manual";
 
@@ -63,4 +63,4 @@ class Systems : public intake::SystemDirectory {
   std::unique_ptr<Impl> impl_;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::intake

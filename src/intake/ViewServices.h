@@ -22,7 +22,7 @@
 #include "store/Connection.h"
 #include "store/TrapNames.h"
 
-namespace korvane::views {
+namespace korvane::intake {
 
 class Systems;
 struct System;
@@ -62,4 +62,4 @@ struct ViewServices {
   std::function<std::unique_ptr<store::Connection>(store::ConnectionOptions)> OpenConnection;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::intake

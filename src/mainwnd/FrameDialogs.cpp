@@ -30,8 +30,8 @@ std::optional<params::WindowParameters> FrameDialogs::AskForNewWindow() {
 std::optional<params::ReportParameters> FrameDialogs::AskForReport() {
   params::ReportParameters parameters;
   parameters.Window.Mode = params::kModeNewWindow;
-  views::frmSetReport(parameters, services_.Lists, services_.View.Prompt, services_.View.Clock,
-                      services_.View.State.gTimeZoneBias, &frame_)
+  reports::frmSetReport(parameters, services_.Lists, services_.View.Prompt, services_.View.Clock,
+                        services_.View.State.gTimeZoneBias, &frame_)
       .exec();
   return parameters.Window.Cancelled ? std::nullopt : std::optional(std::move(parameters));
 }

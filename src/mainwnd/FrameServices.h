@@ -24,8 +24,8 @@ class CloseSteps {
 };
 
 struct FrameServices {
-  views::ViewServices& View;
-  views::SystemsModel& Systems;
+  intake::ViewServices& View;
+  systems::SystemsModel& Systems;
   params::ParametersLists& Lists;
   params::TrapFilters& Filters;
   platform::RegistryStore& Registry;

@@ -38,7 +38,7 @@ class frmMain::TrapsWindowList : public intake::TrapsWindows {
  public:
   explicit TrapsWindowList(const frmMain& frame) : frame_(frame) {}
   std::vector<intake::TrapsWindow*> InCreationOrder() override {
-    const std::vector<views::frmTraps*> traps = frame_.AllTraps();
+    const std::vector<traps::frmTraps*> traps = frame_.AllTraps();
     return {traps.begin(), traps.end()};
   }
 
@@ -93,7 +93,7 @@ OpenForms& frmMain::Forms() {
   return *forms_;
 }
 
-views::frmDevices* frmMain::Systems() const {
+systems::frmDevices* frmMain::Systems() const {
   return systems_;
 }
 
@@ -259,12 +259,12 @@ void frmMain::OpenFirstWindows() {
   params::WindowParameters allTraps;
   allTraps.WindowName = kAllTrapsCaption;
   allTraps.Cancelled = false;
-  OpenTraps(views::WindowKind::Selected, allTraps);
+  OpenTraps(intake::WindowKind::Selected, allTraps);
 }
 
 void frmMain::OpenSystemsWindow() {
-  systems_ = new views::frmDevices(services_.Systems, services_.View, *this);
-  connect(systems_, &views::frmDevices::PopUpMenuRequested, this, &frmMain::ShowSystemsPopUp);
+  systems_ = new systems::frmDevices(services_.Systems, services_.View, *this);
+  connect(systems_, &systems::frmDevices::PopUpMenuRequested, this, &frmMain::ShowSystemsPopUp);
   ui_->mdiChildren->Add(systems_, *systems_)->BringUp();
   systems_->Load();
 }
@@ -275,10 +275,10 @@ void frmMain::DestroyChildren() {
   ui_->mdiChildren->DestroyAll();
 }
 
-views::frmTraps* frmMain::OpenTraps(views::WindowKind kind, params::WindowParameters parameters,
-                                    const views::System* system) {
-  auto* traps = new views::frmTraps(services_.View, *this, kind, std::move(parameters), system);
-  connect(traps, &views::frmTraps::ContextMenuRequested, this,
+traps::frmTraps* frmMain::OpenTraps(intake::WindowKind kind, params::WindowParameters parameters,
+                                    const intake::System* system) {
+  auto* traps = new traps::frmTraps(services_.View, *this, kind, std::move(parameters), system);
+  connect(traps, &traps::frmTraps::ContextMenuRequested, this,
           [this](const QPoint& position) { ShowPopUp(kTrapsPopUp, position); });
   ChildWindow* child = ui_->mdiChildren->Add(traps, *traps);
   child->BringUp();
@@ -286,25 +286,25 @@ views::frmTraps* frmMain::OpenTraps(views::WindowKind kind, params::WindowParame
   return traps;
 }
 
-views::frmTraps* frmMain::ActiveTraps() const {
+traps::frmTraps* frmMain::ActiveTraps() const {
   const ChildWindow* active = ui_->mdiChildren->Active();
-  return active == nullptr ? nullptr : qobject_cast<views::frmTraps*>(active->widget());
+  return active == nullptr ? nullptr : qobject_cast<traps::frmTraps*>(active->widget());
 }
 
-views::frmReport* frmMain::ActiveReport() const {
+reports::frmReport* frmMain::ActiveReport() const {
   const ChildWindow* active = ui_->mdiChildren->Active();
-  return active == nullptr ? nullptr : qobject_cast<views::frmReport*>(active->widget());
+  return active == nullptr ? nullptr : qobject_cast<reports::frmReport*>(active->widget());
 }
 
-views::TrapListWindow* frmMain::ActiveList() const {
+traps::TrapListWindow* frmMain::ActiveList() const {
   const ChildWindow* active = ui_->mdiChildren->Active();
-  return active == nullptr ? nullptr : dynamic_cast<views::TrapListWindow*>(active->widget());
+  return active == nullptr ? nullptr : dynamic_cast<traps::TrapListWindow*>(active->widget());
 }
 
-std::vector<views::frmTraps*> frmMain::AllTraps() const {
-  std::vector<views::frmTraps*> found;
+std::vector<traps::frmTraps*> frmMain::AllTraps() const {
+  std::vector<traps::frmTraps*> found;
   for (const ChildWindow* child : ui_->mdiChildren->InCreationOrder()) {
-    if (auto* traps = qobject_cast<views::frmTraps*>(child->widget())) {
+    if (auto* traps = qobject_cast<traps::frmTraps*>(child->widget())) {
       found.push_back(traps);
     }
   }
@@ -313,7 +313,7 @@ std::vector<views::frmTraps*> frmMain::AllTraps() const {
 
 void frmMain::AskForNewWindow() {
   if (std::optional<params::WindowParameters> parameters = dialogs_->AskForNewWindow()) {
-    OpenTraps(views::WindowKind::Selected, *std::move(parameters));
+    OpenTraps(intake::WindowKind::Selected, *std::move(parameters));
   }
 }
 
@@ -322,19 +322,19 @@ void frmMain::AskForReport() {
   if (!parameters) {
     return;
   }
-  auto* report = new views::frmReport(services_.View, *this, *std::move(parameters));
-  connect(report, &views::frmReport::ContextMenuRequested, this,
+  auto* report = new reports::frmReport(services_.View, *this, *std::move(parameters));
+  connect(report, &reports::frmReport::ContextMenuRequested, this,
           [this](const QPoint& position) { ShowPopUp(kReportPopUpItems, position); });
   ui_->mdiChildren->Add(report, *report)->BringUp();
   report->Reset();
 }
 
 void frmMain::ReloadTraps() {
-  std::vector<views::StoredTrapsTaker*> takers = {&services_.Systems};
-  for (views::frmTraps* traps : AllTraps()) {
+  std::vector<intake::StoredTrapsTaker*> takers = {&services_.Systems};
+  for (traps::frmTraps* traps : AllTraps()) {
     takers.push_back(&traps->Model());
   }
-  views::LoadStoredTraps(services_.View, takers);
+  intake::LoadStoredTraps(services_.View, takers);
 }
 
 void frmMain::RenameActive() {
@@ -364,7 +364,7 @@ void frmMain::ShowPopUp(std::string_view name, const QPoint& position) {
   menus_->PopUp(name).popup(position);
 }
 
-void frmMain::ShowSystemsPopUp(const QPoint& position, const views::System* system) {
+void frmMain::ShowSystemsPopUp(const QPoint& position, const intake::System* system) {
   popUpSystem_ = system;
   const std::string name = system == nullptr ? std::string() : system->Name;
   QAction& view = menus_->Item("mnufrmDevicesPopUpMenuViewTraps");
@@ -382,8 +382,8 @@ void frmMain::AcknowledgePopUpSystem() {
   }
   // Taken now: what arrives while the question is open has not been seen.
   const std::int32_t bound = services_.Systems.AcknowledgeBound(*popUpSystem_);
-  views::AskAndAcknowledgeSystem(services_.View, *this, *popUpSystem_, popUpSystem_->Name,
-                                 [bound] { return bound; });
+  systems::AskAndAcknowledgeSystem(services_.View, *this, *popUpSystem_, popUpSystem_->Name,
+                                   [bound] { return bound; });
 }
 
 void frmMain::ChildActivated() {
@@ -391,16 +391,16 @@ void frmMain::ChildActivated() {
   if (active == nullptr) {
     return;
   }
-  if (views::TrapListWindow* list = ActiveList()) {
+  if (traps::TrapListWindow* list = ActiveList()) {
     list->Custom_Activate();
   } else if (systems_ && active->widget() == systems_) {
     systems_->Custom_Activate();
   }
 }
 
-void frmMain::OpenSystemTraps(const views::System& system) {
+void frmMain::OpenSystemTraps(const intake::System& system) {
   for (ChildWindow* child : ui_->mdiChildren->InCreationOrder()) {
-    auto* traps = qobject_cast<views::frmTraps*>(child->widget());
+    auto* traps = qobject_cast<traps::frmTraps*>(child->widget());
     if (traps != nullptr && traps->Model().PerSystem() == &system) {
       child->BringUp();
       return;
@@ -410,27 +410,27 @@ void frmMain::OpenSystemTraps(const views::System& system) {
   parameters.WindowName = "Traps On '" + VisibleText(system.Name) + "' ";
   parameters.Source = system.Name;
   parameters.Cancelled = false;
-  OpenTraps(views::WindowKind::PerSystem, parameters, &system);
+  OpenTraps(intake::WindowKind::PerSystem, parameters, &system);
 }
 
 void frmMain::TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) {
   services_.Systems.TrapsAcknowledged(sequenceNumbers);
-  for (views::frmTraps* traps : AllTraps()) {
+  for (traps::frmTraps* traps : AllTraps()) {
     traps->TrapsAcknowledged(sequenceNumbers);
   }
 }
 
 void frmMain::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
   for (const ChildWindow* child : ui_->mdiChildren->InCreationOrder()) {
-    if (auto* list = dynamic_cast<views::TrapListWindow*>(child->widget())) {
+    if (auto* list = dynamic_cast<traps::TrapListWindow*>(child->widget())) {
       list->NotesSaved(sequenceNumber, notes);
     }
   }
 }
 
-void frmMain::SystemAcknowledged(const views::System& system, std::int32_t beforeTime) {
+void frmMain::SystemAcknowledged(const intake::System& system, std::int32_t beforeTime) {
   services_.Systems.SystemAcknowledged(system, beforeTime);
-  for (views::frmTraps* traps : AllTraps()) {
+  for (traps::frmTraps* traps : AllTraps()) {
     traps->SystemAcknowledged(system, beforeTime);
   }
   RefreshTrapWindows(*forms_);

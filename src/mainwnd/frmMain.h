@@ -24,12 +24,20 @@
 #include "params/WindowParameters.h"
 #include "platform/Platform.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 class TrapListWindow;
-class frmDevices;
-class frmReport;
 class frmTraps;
-}  // namespace korvane::views
+}  // namespace korvane::traps
+
+namespace korvane::systems {
+class frmDevices;
+}
+
+namespace korvane::reports {
+class frmReport;
+}
+
+namespace korvane::mainwnd {}  // namespace korvane::mainwnd
 
 namespace korvane::mainwnd {
 
@@ -39,7 +47,7 @@ namespace Ui {
 class frmMain;
 }
 
-class frmMain : public QMainWindow, public views::ViewWindows, public ChildWindows {
+class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWindows {
   Q_OBJECT
 
  public:
@@ -51,7 +59,7 @@ class frmMain : public QMainWindow, public views::ViewWindows, public ChildWindo
   OpenForms& Forms();
 
   // The Systems window, null before it was opened and after it was destroyed.
-  views::frmDevices* Systems() const;
+  systems::frmDevices* Systems() const;
   // Opens the Systems window and the Traps window "All Traps ", once.
   void OpenFirstWindows();
   // Without asking any of them; nothing opens afterwards.
@@ -61,9 +69,9 @@ class frmMain : public QMainWindow, public views::ViewWindows, public ChildWindo
   void Execute(const Command& command);
   const FrameMenus& Menus() const { return *menus_; }
 
-  void OpenSystemTraps(const views::System& system) override;
+  void OpenSystemTraps(const intake::System& system) override;
   void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) override;
-  void SystemAcknowledged(const views::System& system, std::int32_t beforeTime) override;
+  void SystemAcknowledged(const intake::System& system, std::int32_t beforeTime) override;
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
   std::optional<std::string_view> ActiveFormName() const override;
 
@@ -77,15 +85,15 @@ class frmMain : public QMainWindow, public views::ViewWindows, public ChildWindo
   class FormList;
 
   void Run(Action action);
-  views::frmTraps* ActiveTraps() const;
-  views::frmReport* ActiveReport() const;
-  views::TrapListWindow* ActiveList() const;  // either of them
+  traps::frmTraps* ActiveTraps() const;
+  reports::frmReport* ActiveReport() const;
+  traps::TrapListWindow* ActiveList() const;  // either of them
   // Counts and lists once more, after what hides or grades traps was changed.
   void ReloadTraps();
   void TakeNewDefinitions();
-  std::vector<views::frmTraps*> AllTraps() const;
-  views::frmTraps* OpenTraps(views::WindowKind kind, params::WindowParameters parameters,
-                             const views::System* system = nullptr);
+  std::vector<traps::frmTraps*> AllTraps() const;
+  traps::frmTraps* OpenTraps(intake::WindowKind kind, params::WindowParameters parameters,
+                             const intake::System* system = nullptr);
   void OpenSystemsWindow();
   void KeepFirstPlaces();
   void AskForNewWindow();
@@ -95,7 +103,7 @@ class frmMain : public QMainWindow, public views::ViewWindows, public ChildWindo
   void CloseAll();
   void AcknowledgePopUpSystem();
   void ShowPopUp(std::string_view name, const QPoint& position);
-  void ShowSystemsPopUp(const QPoint& position, const views::System* system);
+  void ShowSystemsPopUp(const QPoint& position, const intake::System* system);
   void ChildActivated();
 
   FrameServices services_;
@@ -106,8 +114,8 @@ class frmMain : public QMainWindow, public views::ViewWindows, public ChildWindo
   DefinitionsWatch definitions_;
   std::unique_ptr<TrapsWindowList> trapsWindows_;
   std::unique_ptr<FormList> forms_;
-  QPointer<views::frmDevices> systems_;
-  const views::System* popUpSystem_ = nullptr;  // whose items the Systems pop-up shows
+  QPointer<systems::frmDevices> systems_;
+  const intake::System* popUpSystem_ = nullptr;  // whose items the Systems pop-up shows
   bool opened_ = false;
   bool closing_ = false;
   bool closed_ = false;

@@ -13,7 +13,7 @@
 #include "store/Statements.h"
 #include "store/TrapReader.h"
 
-namespace korvane::views {
+namespace korvane::reports {
 
 namespace {
 
@@ -29,8 +29,8 @@ struct ReportLoader::Shared {
   std::mutex Mutex;
   std::condition_variable_any Changed;
   std::function<void()> Ready;  // null once nobody waits for it
-  std::deque<std::unique_ptr<TrapBatch>> Queue;
-  std::vector<std::unique_ptr<TrapBatch>> Spare;
+  std::deque<std::unique_ptr<traplist::TrapBatch>> Queue;
+  std::vector<std::unique_ptr<traplist::TrapBatch>> Spare;
   std::size_t QueuedRows = 0;
   std::size_t QueuedBytes = 0;
   std::int64_t Total = 0;
@@ -38,18 +38,19 @@ struct ReportLoader::Shared {
   bool Stopped = false;  // nothing is taken any more
   std::optional<std::string> Failure;
 
-  std::unique_ptr<TrapBatch> EmptyBatch() {
+  std::unique_ptr<traplist::TrapBatch> EmptyBatch() {
     const std::lock_guard lock(Mutex);
     if (Spare.empty()) {
-      return std::make_unique<TrapBatch>();
+      return std::make_unique<traplist::TrapBatch>();
     }
-    std::unique_ptr<TrapBatch> batch = std::move(Spare.back());
+    std::unique_ptr<traplist::TrapBatch> batch = std::move(Spare.back());
     Spare.pop_back();
     return batch;
   }
 
   // Waits for room; false when the thread is to stop instead.
-  bool Put(std::unique_ptr<TrapBatch> batch, const ReportLoaderOptions& options, std::stop_token stop) {
+  bool Put(std::unique_ptr<traplist::TrapBatch> batch, const ReportLoaderOptions& options,
+           std::stop_token stop) {
     std::unique_lock lock(Mutex);
     const bool room = Changed.wait(lock, std::move(stop), [&] {
       return QueuedRows < options.MostQueuedRows && QueuedBytes < options.MostQueuedBytes;
@@ -89,7 +90,7 @@ class ReportLoader::RangeRead {
       : open_(std::move(open)), fromTime_(fromTime), toTime_(toTime), options_(options) {}
 
   void Run(Shared& shared, const std::stop_token& stop, intake::CancellableConnection& cancellable) const {
-    std::unique_ptr<TrapBatch> batch = shared.EmptyBatch();
+    std::unique_ptr<traplist::TrapBatch> batch = shared.EmptyBatch();
     std::optional<std::string> failure;
     try {
       const std::shared_ptr<store::Connection> connection = open_();
@@ -109,7 +110,7 @@ class ReportLoader::RangeRead {
   using Clock = std::chrono::steady_clock;
 
   // What is left in the batch has not been handed over.
-  void Read(Shared& shared, store::Connection& connection, std::unique_ptr<TrapBatch>& batch,
+  void Read(Shared& shared, store::Connection& connection, std::unique_ptr<traplist::TrapBatch>& batch,
             const std::stop_token& stop) const {
     store::TrapReader reader(connection, store::ReportStatement(fromTime_, toTime_));
     std::size_t wanted = options_.FirstBatchRows;
@@ -171,12 +172,12 @@ bool ReportLoader::Start(OpenConnection open, std::int32_t fromTime, std::int32_
   });
 }
 
-std::unique_ptr<TrapBatch> ReportLoader::Take() {
+std::unique_ptr<traplist::TrapBatch> ReportLoader::Take() {
   const std::lock_guard lock(shared_->Mutex);
   if (shared_->Queue.empty()) {
     return nullptr;
   }
-  std::unique_ptr<TrapBatch> batch = std::move(shared_->Queue.front());
+  std::unique_ptr<traplist::TrapBatch> batch = std::move(shared_->Queue.front());
   shared_->Queue.pop_front();
   shared_->QueuedRows -= batch->Count();
   shared_->QueuedBytes -= batch->TextBytes();
@@ -184,7 +185,7 @@ std::unique_ptr<TrapBatch> ReportLoader::Take() {
   return batch;
 }
 
-void ReportLoader::GiveBack(std::unique_ptr<TrapBatch> batch) {
+void ReportLoader::GiveBack(std::unique_ptr<traplist::TrapBatch> batch) {
   batch->Clear();
   const std::lock_guard lock(shared_->Mutex);
   shared_->Spare.push_back(std::move(batch));
@@ -222,4 +223,4 @@ void ReportLoader::Stop() {
   worker_.Stop(options_.StopPatience);
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::reports

@@ -16,7 +16,7 @@
 #include "store/Connection.h"
 #include "traplist/TrapBatch.h"
 
-namespace korvane::views {
+namespace korvane::reports {
 
 struct ReportLoaderOptions {
   std::size_t FirstBatchRows = 256;  // as many as come in one block
@@ -45,9 +45,9 @@ class ReportLoader {
   bool Start(OpenConnection open, std::int32_t fromTime, std::int32_t toTime, std::function<void()> ready);
 
   // The next batch in order, never an empty one; null when there is none now.
-  std::unique_ptr<TrapBatch> Take();
+  std::unique_ptr<traplist::TrapBatch> Take();
   // A batch that was dealt with, for being filled again.
-  void GiveBack(std::unique_ptr<TrapBatch> batch);
+  void GiveBack(std::unique_ptr<traplist::TrapBatch> batch);
 
   bool HasMore() const;                        // a batch can be taken now
   bool Ended() const;                          // no batch is left and none will come
@@ -67,4 +67,4 @@ class ReportLoader {
   intake::StoreWorker worker_;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::reports

@@ -9,7 +9,7 @@
 #include "intake/Intake.h"
 #include "intake/Systems.h"
 
-namespace korvane::views {
+namespace korvane::reports {
 
 namespace {
 
@@ -20,19 +20,19 @@ constexpr std::size_t kRowsPerLook = 128;
 
 }  // namespace
 
-ReportModel::ReportModel(ViewServices& services, params::ReportParameters parameters, Events events,
+ReportModel::ReportModel(intake::ViewServices& services, params::ReportParameters parameters, Events events,
                          ReportLoaderOptions options)
     : services_(services),
       parameters_(std::move(parameters)),
       events_(std::move(events)),
       options_(options),
-      nobody_(std::make_unique<NoTrapRowsListener>()),
+      nobody_(std::make_unique<traplist::NoTrapRowsListener>()),
       listener_(nobody_.get()),
       matcher_(parameters_.Window, services.Categories) {}
 
 ReportModel::~ReportModel() = default;
 
-void ReportModel::UseListener(TrapRowsListener* listener) {
+void ReportModel::UseListener(traplist::TrapRowsListener* listener) {
   listener_ = listener != nullptr ? listener : nobody_.get();
 }
 
@@ -68,7 +68,7 @@ bool ReportModel::TakeBatches(std::chrono::milliseconds budget) {
   }
   // Putting the traps into the list takes about as long as completing them.
   const std::int64_t until = services_.Clock.MonotonicMilliseconds() + budget.count() / 2;
-  std::vector<std::unique_ptr<TrapBatch>> done;
+  std::vector<std::unique_ptr<traplist::TrapBatch>> done;
   std::optional<std::string> failure;
   try {
     while (HoldsBatch() && CompleteUntil(until)) {
@@ -81,7 +81,7 @@ bool ReportModel::TakeBatches(std::chrono::milliseconds budget) {
     failure = error.what();
   }
   AppendCompleted();
-  for (std::unique_ptr<TrapBatch>& batch : done) {
+  for (std::unique_ptr<traplist::TrapBatch>& batch : done) {
     loader_->GiveBack(std::move(batch));
   }
   ShowProgress();
@@ -206,4 +206,4 @@ void ReportModel::NotesSaved(std::int32_t sequenceNumber, std::string_view notes
   }
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::reports

@@ -24,7 +24,7 @@
 #include "traplist/TrapRows.h"
 #include "traplist/TrapRowsListener.h"
 
-namespace korvane::views {
+namespace korvane::reports {
 
 enum class ReportState {
   NotLoaded,
@@ -43,14 +43,14 @@ class ReportModel {
     std::function<void()> StateChanged;
   };
 
-  ReportModel(ViewServices& services, params::ReportParameters parameters, Events events,
+  ReportModel(intake::ViewServices& services, params::ReportParameters parameters, Events events,
               ReportLoaderOptions options = {});
   ~ReportModel();  // stops a load, within a bounded time
   ReportModel(const ReportModel&) = delete;
   ReportModel& operator=(const ReportModel&) = delete;
 
   // One at most; it must outlive this object or be taken away again (null).
-  void UseListener(TrapRowsListener* listener);
+  void UseListener(traplist::TrapRowsListener* listener);
 
   // Empties the list and begins to load it; a load that goes on is given up.
   void Reset();
@@ -63,7 +63,7 @@ class ReportModel {
   void Stop();
 
   ReportState State() const { return state_; }
-  const TrapRows& Rows() const { return rows_; }
+  const traplist::TrapRows& Rows() const { return rows_; }
   const params::ReportParameters& Parameters() const { return parameters_; }
   std::int64_t RowsRead() const { return read_; }  // of the range, whether the list shows them or not
 
@@ -83,20 +83,20 @@ class ReportModel {
   void ShowProgress();
   void End(ReportState state, std::string_view failure = {});
 
-  ViewServices& services_;
+  intake::ViewServices& services_;
   params::ReportParameters parameters_;
   Events events_;
   ReportLoaderOptions options_;
-  std::unique_ptr<TrapRowsListener> nobody_;
-  TrapRowsListener* listener_;  // never null
+  std::unique_ptr<traplist::TrapRowsListener> nobody_;
+  traplist::TrapRowsListener* listener_;  // never null
 
   ReportState state_ = ReportState::NotLoaded;
   std::string failure_;
-  TrapRows rows_;
+  traplist::TrapRows rows_;
   std::int64_t read_ = 0;
   params::WindowMatcher matcher_;
   // The batch in hand, null between two of them, and its first row that is not completed yet.
-  std::unique_ptr<TrapBatch> batch_;
+  std::unique_ptr<traplist::TrapBatch> batch_;
   std::size_t nextRow_ = 0;
   // Traps of the batches in hand that belong into the list, their texts still in the batches.
   std::vector<store::IncomingTrap> completed_;
@@ -106,4 +106,4 @@ class ReportModel {
   std::unique_ptr<WorkInProgress> work_;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::reports

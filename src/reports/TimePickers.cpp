@@ -11,7 +11,7 @@
 #include <QTimeEdit>
 #include <QToolButton>
 
-namespace korvane::views {
+namespace korvane::reports {
 namespace {
 
 // The locale's short form with the whole year: of two digits nobody can tell the century.
@@ -100,4 +100,4 @@ void SetUpPicker(QTimeEdit& picker) {
   new TypedAsShown(picker);  // the picker's child
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::reports

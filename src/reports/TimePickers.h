@@ -6,11 +6,11 @@
 class QDateEdit;
 class QTimeEdit;
 
-namespace korvane::views {
+namespace korvane::reports {
 
 // The formats are those of the picker's locale.  Dates and times are picked apart: as plain numbers they know
 // of no daylight saving that skips or repeats an hour, as a picker of both would.
 void SetUpPicker(QDateEdit& picker);
 void SetUpPicker(QTimeEdit& picker);
 
-}  // namespace korvane::views
+}  // namespace korvane::reports

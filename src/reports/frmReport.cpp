@@ -16,7 +16,7 @@
 #include "traps/frmTrapDetail.h"
 #include "ui_frmReport.h"
 
-namespace korvane::views {
+namespace korvane::reports {
 namespace {
 
 constexpr std::string_view kReportWidthsSetting = "ReportColumnWidths";
@@ -31,22 +31,22 @@ constexpr qsizetype kNoticeLength = 300;
 
 }  // namespace
 
-frmReport::frmReport(ViewServices& services, ViewWindows& windows, params::ReportParameters parameters,
-                     QWidget* parent)
+frmReport::frmReport(intake::ViewServices& services, intake::ViewWindows& windows,
+                     params::ReportParameters parameters, QWidget* parent)
     : QWidget(parent),
       services_(services),
       windows_(windows),
       model_(services, std::move(parameters), ModelEvents()),
-      table_(model_.Rows(), services.State, SourceShown::SystemName),
+      table_(model_.Rows(), services.State, traplist::SourceShown::SystemName),
       ui_(std::make_unique<Ui::frmReport>()) {
   ui_->setupUi(this);
   setWindowTitle(ToQString(model_.Parameters().Window.WindowName));
-  selectedTrap_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
-  totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
-  list_ =
-      std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Settings, std::string(kReportWidthsSetting),
-                                  EmptyText(), TrapsList::Kind::Report);
-  findBar_ = new FindBar(*ui_->lvTraps, table_, *list_, this);
+  selectedTrap_ = traps::AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
+  totalTraps_ = traps::AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
+  list_ = std::make_unique<traps::TrapsList>(*ui_->lvTraps, table_, services.Settings,
+                                             std::string(kReportWidthsSetting), EmptyText(),
+                                             traps::TrapsList::Kind::Report);
+  findBar_ = new traps::FindBar(*ui_->lvTraps, table_, *list_, this);
   ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1, findBar_);
   setFocusProxy(ui_->lvTraps);
   ui_->fraNotice->setAutoFillBackground(true);
@@ -56,10 +56,10 @@ frmReport::frmReport(ViewServices& services, ViewWindows& windows, params::Repor
 
   connect(&turn_, &QTimer::timeout, this, &frmReport::TakeTurn);
   connect(ui_->cmdLoadAgain, &QPushButton::clicked, this, &frmReport::Reset);
-  connect(list_.get(), &TrapsList::SelectionMoved, this, &frmReport::UpdateStatusBar);
-  connect(list_.get(), &TrapsList::Activated, this, &frmReport::ShowTrapDetail);
-  connect(list_.get(), &TrapsList::ContextMenuRequested, this, &frmReport::ContextMenuRequested);
-  connect(&table_, &TrapsTableModel::BatchChanged, this, &frmReport::UpdateStatusBar);
+  connect(list_.get(), &traps::TrapsList::SelectionMoved, this, &frmReport::UpdateStatusBar);
+  connect(list_.get(), &traps::TrapsList::Activated, this, &frmReport::ShowTrapDetail);
+  connect(list_.get(), &traps::TrapsList::ContextMenuRequested, this, &frmReport::ContextMenuRequested);
+  connect(&table_, &traps::TrapsTableModel::BatchChanged, this, &frmReport::UpdateStatusBar);
   ShowState();
 }
 
@@ -123,16 +123,16 @@ void frmReport::Reset() {
 void frmReport::UpdateStatusBar() {
   const auto selected = list_->SelectedPosition();
   selectedTrap_->setText(
-      ToQString(TrapsModel::SelectedTrapText(selected ? static_cast<std::size_t>(*selected) + 1 : 0)));
+      ToQString(traps::TrapsModel::SelectedTrapText(selected ? static_cast<std::size_t>(*selected) + 1 : 0)));
   totalTraps_->setText(ToQString(model_.TotalTrapsText()));
 }
 
 void frmReport::ShowTrapDetail() {
   if (model_.Rows().Empty()) {
-    services_.Prompt.Show(kNoTrapsInWindow, PromptIcon::Information);
+    services_.Prompt.Show(traps::kNoTrapsInWindow, PromptIcon::Information);
     return;
   }
-  ShowTrapDetailDialog(services_, windows_, table_, *list_, this);
+  traps::ShowTrapDetailDialog(services_, windows_, table_, *list_, this);
 }
 
 void frmReport::ShowWindowParameters() {
@@ -145,12 +145,12 @@ void frmReport::ShowWindowParameters() {
 
 void frmReport::Printable() {
   table_.FinishSorting();
-  PrintTraps(services_, ToUtf8(windowTitle()), table_.Shown());
+  traplist::PrintTraps(services_, ToUtf8(windowTitle()), table_.Shown());
 }
 
 void frmReport::ExportToCsv() {
   table_.FinishSorting();
-  ExportTraps(services_, ToUtf8(windowTitle()), table_.Shown());
+  traplist::ExportTraps(services_, ToUtf8(windowTitle()), table_.Shown());
 }
 
 void frmReport::Custom_Activate() {
@@ -173,4 +173,4 @@ void frmReport::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) 
   model_.NotesSaved(sequenceNumber, notes);
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::reports

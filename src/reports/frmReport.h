@@ -21,17 +21,19 @@ namespace Ui {
 class frmReport;
 }
 
-namespace korvane::views {
-
+namespace korvane::traps {
 class FindBar;
 class TrapsList;
+}  // namespace korvane::traps
 
-class frmReport : public QWidget, public TrapListWindow {
+namespace korvane::reports {
+
+class frmReport : public QWidget, public traps::TrapListWindow {
   Q_OBJECT
 
  public:
   // The window's caption is parameters.Window.WindowName.  services and windows must outlive it.
-  frmReport(ViewServices& services, ViewWindows& windows, params::ReportParameters parameters,
+  frmReport(intake::ViewServices& services, intake::ViewWindows& windows, params::ReportParameters parameters,
             QWidget* parent = nullptr);
   ~frmReport() override;
 
@@ -53,8 +55,8 @@ class frmReport : public QWidget, public TrapListWindow {
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
 
   ReportModel& Model() { return model_; }
-  TrapsTableModel& Table() { return table_; }
-  TrapsList& List() { return *list_; }
+  traps::TrapsTableModel& Table() { return table_; }
+  traps::TrapsList& List() { return *list_; }
 
  Q_SIGNALS:
   // A right click or the menu key on the list.
@@ -67,17 +69,17 @@ class frmReport : public QWidget, public TrapListWindow {
   void ShowState();
   QString EmptyText() const;
 
-  ViewServices& services_;
-  ViewWindows& windows_;
+  intake::ViewServices& services_;
+  intake::ViewWindows& windows_;
   // A turn comes when nothing else waits, so that painting and input go first.
   QTimer turn_;
   ReportModel model_;
-  TrapsTableModel table_;
+  traps::TrapsTableModel table_;
   std::unique_ptr<Ui::frmReport> ui_;
-  std::unique_ptr<TrapsList> list_;
-  FindBar* findBar_ = nullptr;
+  std::unique_ptr<traps::TrapsList> list_;
+  traps::FindBar* findBar_ = nullptr;
   QLabel* selectedTrap_ = nullptr;
   QLabel* totalTraps_ = nullptr;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::reports

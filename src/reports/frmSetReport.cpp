@@ -13,7 +13,7 @@
 #include "reports/TimePickers.h"
 #include "ui_frmSetReport.h"
 
-namespace korvane::views {
+namespace korvane::reports {
 namespace {
 
 QDate DateOf(const store::LocalDateTime& moment) {
@@ -114,4 +114,4 @@ void frmSetReport::ShowRange() {
   ui_->lblReversed->setVisible(range_.Controls().ReversedShown);
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::reports

@@ -19,7 +19,7 @@ namespace Ui {
 class frmSetReport;
 }
 
-namespace korvane::views {
+namespace korvane::reports {
 
 class frmSetReport : public QDialog {
   Q_OBJECT
@@ -40,4 +40,4 @@ class frmSetReport : public QDialog {
   params::ReportTimeForm range_;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::reports

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-namespace korvane::views {
+namespace korvane::systems {
 namespace {
 
 constexpr std::size_t kBlockTraps = 1024;
@@ -78,4 +78,4 @@ void CountedTraps::Erase(std::int32_t sequenceNumber) {
   }
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::systems

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace korvane::views {
+namespace korvane::systems {
 
 struct CountedTrap {
   std::int32_t SequenceNumber = 0;
@@ -56,4 +56,4 @@ class CountedTraps {
   std::size_t size_ = 0;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::systems

@@ -12,7 +12,7 @@
 #include "store/Statements.h"
 #include "store/Tables.h"
 
-namespace korvane::views {
+namespace korvane::systems {
 namespace {
 
 // The traps of the source that were acknowledged although nobody has been handed them yet: they are stored,
@@ -29,7 +29,7 @@ void ReadUndelivered(store::Connection& connection, std::string_view source, std
 }
 
 // The database's text when it refused.
-std::optional<std::string> Acknowledge(ViewServices& services, const System& system,
+std::optional<std::string> Acknowledge(intake::ViewServices& services, const intake::System& system,
                                        std::int32_t beforeTime) {
   store::Connection& connection = services.Connection;
   std::vector<std::int32_t> undelivered;
@@ -53,8 +53,8 @@ std::optional<std::string> Acknowledge(ViewServices& services, const System& sys
 
 }  // namespace
 
-SystemAcknowledgement AskAndAcknowledgeSystem(ViewServices& services, ViewWindows& windows,
-                                              const System& system, std::string_view shownAs,
+SystemAcknowledgement AskAndAcknowledgeSystem(intake::ViewServices& services, intake::ViewWindows& windows,
+                                              const intake::System& system, std::string_view shownAs,
                                               const std::function<std::int32_t()>& beforeTime) {
   const std::string question =
       fmt::format("Do you want to acknowledge all traps for '{}'?", VisibleText(shownAs));
@@ -75,4 +75,4 @@ SystemAcknowledgement AskAndAcknowledgeSystem(ViewServices& services, ViewWindow
   return SystemAcknowledgement::Refused;
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::systems

@@ -11,7 +11,7 @@
 #include "store/Statements.h"
 #include "store/Tables.h"
 
-namespace korvane::views {
+namespace korvane::systems {
 namespace {
 
 constexpr std::string_view kBusyInitializing = "Initializing...";
@@ -46,7 +46,7 @@ std::optional<std::int32_t> FirstNumber(store::Connection& connection, const std
   return rows.Next() ? std::optional(rows.Integer(std::size_t{0})) : std::nullopt;
 }
 
-std::string LoadStatement(const LoadRange& range) {
+std::string LoadStatement(const intake::LoadRange& range) {
   return range.Lower ? store::SystemsLoadStatement(range.Upper, *range.Lower)
                      : store::SystemsLoadStatement(range.Upper);
 }
@@ -57,7 +57,7 @@ std::int64_t SystemRow::Total() const {
   return Sum(Counts);
 }
 
-SystemsModel::SystemsModel(ViewServices& services, ViewOptionQuestion& question)
+SystemsModel::SystemsModel(intake::ViewServices& services, ViewOptionQuestion& question)
     : services_(services), question_(question) {}
 
 SystemsModel::~SystemsModel() = default;
@@ -93,7 +93,7 @@ void SystemsModel::Load() {
 
 void SystemsModel::LoadAtStart() {
   const std::int32_t limit = services_.State.gMaxViewTraps;
-  LoadBounds& bounds = services_.Bounds;
+  intake::LoadBounds& bounds = services_.Bounds;
   const std::int64_t unacknowledged =
       FirstNumber(services_.Connection, store::CountUnacknowledgedStatement()).value_or(0);
   if (unacknowledged > limit) {
@@ -107,14 +107,14 @@ void SystemsModel::LoadAtStart() {
   bounds.StartMark = FirstNumber(services_.Connection, store::NewestTimeStatement()).value_or(0);
   services_.State.gLastTrapTime = bounds.StartMark;
   std::int64_t expected = unacknowledged;
-  if (bounds.Option == ViewOption::LoadRecentTraps) {
+  if (bounds.Option == intake::ViewOption::LoadRecentTraps) {
     FindLowerBound();
     expected = limit;
   }
-  const LoadRange range = RangeOfLoad(bounds, services_.State.gLastTrapTime);
-  StoredTrapsTaker* const self = this;
+  const intake::LoadRange range = intake::RangeOfLoad(bounds, services_.State.gLastTrapTime);
+  intake::StoredTrapsTaker* const self = this;
   LoadBegins();
-  ReadStoredTraps(services_, range, LoadStatement(range), expected, std::span(&self, 1));
+  intake::ReadStoredTraps(services_, range, LoadStatement(range), expected, std::span(&self, 1));
   shown_ = std::exchange(loading_, {});
 }
 
@@ -130,8 +130,8 @@ void SystemsModel::FindLowerBound() {
 }
 
 void SystemsModel::Reset() {
-  StoredTrapsTaker* const self = this;
-  LoadStoredTraps(services_, std::span(&self, 1));
+  intake::StoredTrapsTaker* const self = this;
+  intake::LoadStoredTraps(services_, std::span(&self, 1));
 }
 
 std::int64_t SystemsModel::ExpectedTraps() const {
@@ -143,7 +143,7 @@ void SystemsModel::LoadBegins() {
 }
 
 void SystemsModel::TakeStored(const store::IncomingTrap& trap) {
-  const LoadBounds& bounds = services_.Bounds;
+  const intake::LoadBounds& bounds = services_.Bounds;
   Count(loading_, trap, !bounds.InitialLoad || trap.SequenceNumber > bounds.StartNumber);
 }
 
@@ -273,7 +273,7 @@ std::optional<std::uint32_t> SystemsModel::Count(Counts& counts, const store::In
 }
 
 void SystemsModel::NoteDelivered(const store::IncomingTrap& trap) {
-  views::NoteDelivered(services_.Bounds, trap.EventTime, trap.SequenceNumber);
+  intake::NoteDelivered(services_.Bounds, trap.EventTime, trap.SequenceNumber);
 }
 
 void SystemsModel::UpdateSystemCounts(const store::IncomingTrap& trap) {
@@ -363,7 +363,7 @@ void SystemsModel::TrapsAcknowledged(std::span<const std::int32_t> sequenceNumbe
   RefreshStatus();
 }
 
-void SystemsModel::SystemAcknowledged(const System& system, std::int32_t beforeTime) {
+void SystemsModel::SystemAcknowledged(const intake::System& system, std::int32_t beforeTime) {
   const std::size_t index = IndexOf(system);
   shown_.Traps.EraseIf([&](CountedTrap& trap) {
     if (trap.Acknowledged || trap.System != index || trap.EventTime >= beforeTime) {
@@ -377,10 +377,10 @@ void SystemsModel::SystemAcknowledged(const System& system, std::int32_t beforeT
   RefreshStatus();
 }
 
-std::size_t SystemsModel::IndexOf(const System& system) const {
-  const Systems& list = services_.SystemList;
+std::size_t SystemsModel::IndexOf(const intake::System& system) const {
+  const intake::Systems& list = services_.SystemList;
   const std::size_t byName = list.FindSystem(system.Name);
-  if (byName != Systems::kNone && &list.At(byName) == &system) {
+  if (byName != intake::Systems::kNone && &list.At(byName) == &system) {
     return byName;
   }
   for (std::size_t index = 0; index < list.Count(); ++index) {
@@ -388,14 +388,14 @@ std::size_t SystemsModel::IndexOf(const System& system) const {
       return index;
     }
   }
-  return Systems::kNone;
+  return intake::Systems::kNone;
 }
 
-const System& SystemsModel::SystemOfRow(std::size_t row) const {
+const intake::System& SystemsModel::SystemOfRow(std::size_t row) const {
   return services_.SystemList.At(shown_.Rows[row].SystemIndex);
 }
 
-std::optional<std::size_t> SystemsModel::RowOfSystem(const System& system) const {
+std::optional<std::size_t> SystemsModel::RowOfSystem(const intake::System& system) const {
   const std::uint32_t row = shown_.RowOf(IndexOf(system));
   return row == kNoRow ? std::nullopt : std::optional<std::size_t>(row);
 }
@@ -412,7 +412,7 @@ bool SystemsModel::HasPendingTraps() const {
   return std::ranges::any_of(shown_.Totals, [](std::int64_t total) { return total > 0; });
 }
 
-std::int32_t SystemsModel::AcknowledgeBound(const System& system) const {
+std::int32_t SystemsModel::AcknowledgeBound(const intake::System& system) const {
   const auto row = RowOfSystem(system);
   if (!row || !shown_.Rows[*row].NewestTime) {
     return std::numeric_limits<std::int32_t>::min();
@@ -439,4 +439,4 @@ std::array<std::string, kStatusTexts> SystemsModel::StatusTexts() const {
           fmt::format("Trap Rate: {} Trap(s) / Minute ", TrapsPerMinute())};
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::systems

@@ -22,7 +22,7 @@
 #include "intake/ViewServices.h"
 #include "systems/CountedTraps.h"
 
-namespace korvane::views {
+namespace korvane::systems {
 
 inline constexpr std::array<std::string_view, 8> kSystemsCaptions = {
     "System Name", "IP Address", "Critical", "Warning", "Major", "Information", "Minor", "Clear"};
@@ -48,7 +48,7 @@ struct SystemRow {
 class ViewOptionQuestion {
  public:
   virtual ~ViewOptionQuestion() = default;
-  virtual ViewOption AskViewOption(std::int64_t unacknowledgedTraps, std::int32_t maxViewTraps) = 0;
+  virtual intake::ViewOption AskViewOption(std::int64_t unacknowledgedTraps, std::int32_t maxViewTraps) = 0;
 };
 
 // Told of changes in batches: at the end of a tick, of a load, of an acknowledgement.
@@ -62,9 +62,9 @@ class SystemsListener {
   virtual void StatusChanged() = 0;
 };
 
-class SystemsModel : public intake::SystemCounts, public StoredTrapsTaker {
+class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTaker {
  public:
-  SystemsModel(ViewServices& services, ViewOptionQuestion& question);
+  SystemsModel(intake::ViewServices& services, ViewOptionQuestion& question);
   ~SystemsModel() override;
 
   // Before Load; the intake is constructed after this object, because it is given this object.
@@ -98,21 +98,21 @@ class SystemsModel : public intake::SystemCounts, public StoredTrapsTaker {
   // Traps acknowledged in the store leave the counts: those of these numbers, or those of a system that are
   // older than the bound.
   void TrapsAcknowledged(std::span<const std::int32_t> sequenceNumbers);
-  void SystemAcknowledged(const System& system, std::int32_t beforeTime);
+  void SystemAcknowledged(const intake::System& system, std::int32_t beforeTime);
 
   // The operator selected the row or opened its window: it has no news any more.
   void OperatorSawRow(std::size_t row);
 
   std::size_t RowCount() const { return shown_.Rows.size(); }
   const SystemRow& Row(std::size_t row) const { return shown_.Rows[row]; }
-  const System& SystemOfRow(std::size_t row) const;
-  std::optional<std::size_t> RowOfSystem(const System& system) const;
+  const intake::System& SystemOfRow(std::size_t row) const;
+  std::optional<std::size_t> RowOfSystem(const intake::System& system) const;
   // The severity whose icon the row shows: of the first count from the left that is not zero.
   std::optional<std::int32_t> RowSeverity(std::size_t row) const;
 
   bool HasPendingTraps() const;
   // The exclusive time bound that acknowledges everything counted for the system.
-  std::int32_t AcknowledgeBound(const System& system) const;
+  std::int32_t AcknowledgeBound(const intake::System& system) const;
 
   std::array<std::string, kStatusTexts> StatusTexts() const;
   std::int64_t TrapsPerMinute() const;
@@ -138,9 +138,9 @@ class SystemsModel : public intake::SystemCounts, public StoredTrapsTaker {
   void TellListener();
   void TakeAnswer(std::size_t index, bool isName, const std::string& answer);
   void LoadLater();
-  std::size_t IndexOf(const System& system) const;
+  std::size_t IndexOf(const intake::System& system) const;
 
-  ViewServices& services_;
+  intake::ViewServices& services_;
   ViewOptionQuestion& question_;
   intake::Intake* intake_ = nullptr;
   SystemsListener* listener_ = nullptr;
@@ -155,4 +155,4 @@ class SystemsModel : public intake::SystemCounts, public StoredTrapsTaker {
   std::int64_t pause_ = 0;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::systems

@@ -18,7 +18,7 @@
 #include "common/qt/QtText.h"
 #include "store/Codes.h"
 
-namespace korvane::views {
+namespace korvane::systems {
 namespace {
 
 constexpr int kColumns = static_cast<int>(kSystemsCaptions.size());
@@ -89,7 +89,7 @@ QModelIndex SystemsTableModel::IndexOf(std::size_t row) const {
 }
 
 QString SystemsTableModel::TextOf(std::size_t row, int column) const {
-  const System& system = systems_.SystemOfRow(row);
+  const intake::System& system = systems_.SystemOfRow(row);
   return ToVisibleQString(column == kNameColumn ? system.Name : system.Address);
 }
 
@@ -269,4 +269,4 @@ void SystemsTableModel::StatusChanged() {
   Q_EMIT StatusTextsChanged();
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::systems

@@ -11,7 +11,7 @@
 
 #include "systems/SystemsModel.h"
 
-namespace korvane::views {
+namespace korvane::systems {
 
 class SystemsTableModel : public QAbstractTableModel, public SystemsListener {
   Q_OBJECT
@@ -59,4 +59,4 @@ class SystemsTableModel : public QAbstractTableModel, public SystemsListener {
   bool sortNeeded_ = false;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::systems

@@ -21,7 +21,7 @@
 #include "systems/SystemsTableModel.h"
 #include "ui_frmDevices.h"
 
-namespace korvane::views {
+namespace korvane::systems {
 namespace {
 
 constexpr std::string_view kSortingSetting = "SystemsSorting";
@@ -35,7 +35,8 @@ constexpr int kCountWidth = 88;
 
 }  // namespace
 
-frmDevices::frmDevices(SystemsModel& model, ViewServices& services, ViewWindows& windows, QWidget* parent)
+frmDevices::frmDevices(SystemsModel& model, intake::ViewServices& services, intake::ViewWindows& windows,
+                       QWidget* parent)
     : QWidget(parent),
       model_(model),
       services_(services),
@@ -228,7 +229,7 @@ void frmDevices::RestoreSelection() {
   restoring_ = true;
   QTableView& list = *ui_->lvDevices;
   QItemSelection selected;
-  for (const System* system : selectedBefore_) {
+  for (const intake::System* system : selectedBefore_) {
     if (const QModelIndex index = IndexOf(system); index.isValid()) {
       selected.select(index, index);
     }
@@ -242,17 +243,17 @@ void frmDevices::RestoreSelection() {
   restoring_ = false;
 }
 
-const System* frmDevices::SystemAt(const QModelIndex& index) const {
+const intake::System* frmDevices::SystemAt(const QModelIndex& index) const {
   return index.isValid() ? &model_.SystemOfRow(table_->RowOf(index)) : nullptr;
 }
 
 // Invalid for null and for a system without a row.
-QModelIndex frmDevices::IndexOf(const System* system) const {
+QModelIndex frmDevices::IndexOf(const intake::System* system) const {
   const auto row = system != nullptr ? model_.RowOfSystem(*system) : std::nullopt;
   return row ? table_->IndexOf(*row) : QModelIndex();
 }
 
-const System* frmDevices::SelectedSystem() const {
+const intake::System* frmDevices::SelectedSystem() const {
   const QItemSelectionModel& selection = *ui_->lvDevices->selectionModel();
   const QModelIndex current = selection.currentIndex();
   if (current.isValid() && selection.isRowSelected(current.row())) {
@@ -263,7 +264,7 @@ const System* frmDevices::SelectedSystem() const {
 }
 
 void frmDevices::ShowPerDeviceWindow() {
-  const System* system = SelectedSystem();
+  const intake::System* system = SelectedSystem();
   if (system == nullptr) {
     return;
   }
@@ -295,4 +296,4 @@ void frmDevices::closeEvent(QCloseEvent* event) {
   }
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::systems

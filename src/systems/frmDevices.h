@@ -26,7 +26,7 @@ namespace korvane {
 class ColumnWidths;
 }
 
-namespace korvane::views {
+namespace korvane::systems {
 
 class SystemsTableModel;
 
@@ -35,7 +35,8 @@ class frmDevices : public QWidget, public Form {
 
  public:
   // Both timers run from here on.  The model has its intake attached.
-  frmDevices(SystemsModel& model, ViewServices& services, ViewWindows& windows, QWidget* parent = nullptr);
+  frmDevices(SystemsModel& model, intake::ViewServices& services, intake::ViewWindows& windows,
+             QWidget* parent = nullptr);
   ~frmDevices() override;
 
   // Counts what is stored, may ask for the view option, and starts the receiver link: to be called once,
@@ -46,7 +47,7 @@ class frmDevices : public QWidget, public Form {
   void StopTimers();
 
   // The system of the selected row; null when no row is selected.
-  const System* SelectedSystem() const;
+  const intake::System* SelectedSystem() const;
   // Opens the Traps window of the selected system; nothing without one.
   void ShowPerDeviceWindow();
 
@@ -55,7 +56,7 @@ class frmDevices : public QWidget, public Form {
 
  Q_SIGNALS:
   // A right click or the menu key in the list, at a position of the screen; the selection is settled before.
-  void PopUpMenuRequested(const QPoint& globalPosition, const korvane::views::System* system);
+  void PopUpMenuRequested(const QPoint& globalPosition, const korvane::intake::System* system);
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -73,15 +74,15 @@ class frmDevices : public QWidget, public Form {
   void ClearNewsOfSelection();
   void KeepSelection();
   void RestoreSelection();
-  const System* SystemAt(const QModelIndex& index) const;
-  QModelIndex IndexOf(const System* system) const;
+  const intake::System* SystemAt(const QModelIndex& index) const;
+  QModelIndex IndexOf(const intake::System* system) const;
   bool OperatorReads() const;
   void TickTraps();
   void TickResolve();
 
   SystemsModel& model_;
-  ViewServices& services_;
-  ViewWindows& windows_;
+  intake::ViewServices& services_;
+  intake::ViewWindows& windows_;
   std::unique_ptr<Ui::frmDevices> ui_;
   std::unique_ptr<ColumnWidths> widths_;
   SystemsTableModel* table_ = nullptr;
@@ -90,10 +91,10 @@ class frmDevices : public QWidget, public Form {
   std::array<QLabel*, kStatusTexts> statusLabels_{};
 
   // What the operator had before the rows were loaded again.
-  std::vector<const System*> selectedBefore_;
-  const System* currentBefore_ = nullptr;
-  const System* topBefore_ = nullptr;
+  std::vector<const intake::System*> selectedBefore_;
+  const intake::System* currentBefore_ = nullptr;
+  const intake::System* topBefore_ = nullptr;
   bool restoring_ = false;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::systems

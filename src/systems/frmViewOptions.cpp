@@ -5,7 +5,7 @@
 
 #include "ui_frmViewOptions.h"
 
-namespace korvane::views {
+namespace korvane::systems {
 
 frmViewOptions::frmViewOptions(std::int64_t unacknowledgedTraps, std::int32_t maxViewTraps, QWidget* parent)
     : QDialog(parent), ui_(std::make_unique<Ui::frmViewOptions>()) {
@@ -25,15 +25,17 @@ frmViewOptions::frmViewOptions(std::int64_t unacknowledgedTraps, std::int32_t ma
 
 frmViewOptions::~frmViewOptions() = default;
 
-ViewOption frmViewOptions::Choice() const {
-  return ui_->optShowOnlyNewTraps->isChecked() ? ViewOption::ShowOnlyNewTraps : ViewOption::LoadRecentTraps;
+intake::ViewOption frmViewOptions::Choice() const {
+  return ui_->optShowOnlyNewTraps->isChecked() ? intake::ViewOption::ShowOnlyNewTraps
+                                               : intake::ViewOption::LoadRecentTraps;
 }
 
-ViewOption ViewOptionsDialog::AskViewOption(std::int64_t unacknowledgedTraps, std::int32_t maxViewTraps) {
+intake::ViewOption ViewOptionsDialog::AskViewOption(std::int64_t unacknowledgedTraps,
+                                                    std::int32_t maxViewTraps) {
   QWidget* parent = parent_ ? parent_() : QApplication::activeWindow();
   frmViewOptions dialog(unacknowledgedTraps, maxViewTraps, parent);
   dialog.exec();  // whichever way it was left, the choice it shows is the answer
   return dialog.Choice();
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::systems

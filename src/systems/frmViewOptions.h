@@ -14,7 +14,7 @@ namespace Ui {
 class frmViewOptions;
 }
 
-namespace korvane::views {
+namespace korvane::systems {
 
 class frmViewOptions : public QDialog {
   Q_OBJECT
@@ -23,7 +23,7 @@ class frmViewOptions : public QDialog {
   frmViewOptions(std::int64_t unacknowledgedTraps, std::int32_t maxViewTraps, QWidget* parent = nullptr);
   ~frmViewOptions() override;
 
-  ViewOption Choice() const;
+  intake::ViewOption Choice() const;
 
  private:
   std::unique_ptr<Ui::frmViewOptions> ui_;
@@ -36,10 +36,10 @@ class ViewOptionsDialog : public ViewOptionQuestion {
   using ParentWindow = std::function<QWidget*()>;
   explicit ViewOptionsDialog(ParentWindow parent = {}) : parent_(std::move(parent)) {}
 
-  ViewOption AskViewOption(std::int64_t unacknowledgedTraps, std::int32_t maxViewTraps) override;
+  intake::ViewOption AskViewOption(std::int64_t unacknowledgedTraps, std::int32_t maxViewTraps) override;
 
  private:
   ParentWindow parent_;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::systems

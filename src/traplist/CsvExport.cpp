@@ -16,7 +16,7 @@
 #include "store/DateTimeText.h"
 #include "traplist/CsvLine.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 namespace {
 
 // Without this mark spreadsheets take the file for text in their machine's old code page and garble every
@@ -155,7 +155,7 @@ std::string WriteFile(BusyIndicator& indicator, const std::string& path, const S
 
 }  // namespace
 
-void ExportTraps(ViewServices& services, std::string_view caption, const ShownTraps& traps) {
+void ExportTraps(intake::ViewServices& services, std::string_view caption, const ShownTraps& traps) {
   const std::optional<std::string> path = services.Prompt.AskSaveFile({.Caption = "Export Trap(s)",
                                                                        .Path = SuggestedName(caption),
                                                                        .Kind = "CSV files",
@@ -170,4 +170,4 @@ void ExportTraps(ViewServices& services, std::string_view caption, const ShownTr
   }
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

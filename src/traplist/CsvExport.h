@@ -6,12 +6,14 @@
 
 #include "traplist/ShownTraps.h"
 
-namespace korvane::views {
-
+namespace korvane::intake {
 struct ViewServices;
+}
+
+namespace korvane::traplist {
 
 // Asks where to, writes with progress, and says what went wrong; a file that was there is replaced only by a
 // whole new one.
-void ExportTraps(ViewServices& services, std::string_view caption, const ShownTraps& traps);
+void ExportTraps(intake::ViewServices& services, std::string_view caption, const ShownTraps& traps);
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

@@ -6,7 +6,7 @@
 
 #include "common/Text.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 namespace {
 
 // What may begin a formula's cell and is passed over by those that look for one, the symbols of control
@@ -132,4 +132,4 @@ std::string_view CsvLine::End() {
   return line_ += "\r\n";
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

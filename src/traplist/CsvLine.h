@@ -13,7 +13,7 @@
 #include <string_view>
 #include <utility>
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 class CsvLine {
  public:
@@ -37,4 +37,4 @@ class CsvLine {
   bool ended_ = false;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

@@ -13,7 +13,7 @@
 #include "store/DateTimeText.h"
 #include "store/EventTime.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 namespace {
 
 constexpr std::string_view kEditor = "NOTEPAD.EXE";
@@ -133,7 +133,7 @@ class ReportText {
 };
 
 // Empty, or why the file could not be written.
-std::string WriteReport(ViewServices& services, const std::string& path, std::string_view caption,
+std::string WriteReport(intake::ViewServices& services, const std::string& path, std::string_view caption,
                         const ShownTraps& traps) {
   const BusyScope busy(services.Busy, "Generating...");
   ReplacedFile file(path, FileUse::Scratch);
@@ -158,7 +158,7 @@ std::string WriteReport(ViewServices& services, const std::string& path, std::st
 
 }  // namespace
 
-void PrintTraps(ViewServices& services, std::string_view caption, const ShownTraps& traps) {
+void PrintTraps(intake::ViewServices& services, std::string_view caption, const ShownTraps& traps) {
   const std::string path = fmt::format("{}/{}", services.InstallPath, kPrintFile);
   if (const std::string error = WriteReport(services, path, caption, traps); !error.empty()) {
     services.Prompt.Show(fmt::format("The report could not be written to the file \"{}\".\n{}.", path, error),
@@ -172,4 +172,4 @@ void PrintTraps(ViewServices& services, std::string_view caption, const ShownTra
   }
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

@@ -6,13 +6,15 @@
 
 #include "traplist/ShownTraps.h"
 
-namespace korvane::views {
-
+namespace korvane::intake {
 struct ViewServices;
+}
+
+namespace korvane::traplist {
 
 inline constexpr std::string_view kPrintFile = "WindowPrint.txt";
 
 // Shows progress while it writes; what can't be done is said through the prompts.
-void PrintTraps(ViewServices& services, std::string_view caption, const ShownTraps& traps);
+void PrintTraps(intake::ViewServices& services, std::string_view caption, const ShownTraps& traps);
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <bit>
 
-namespace korvane::views {
+namespace korvane::traplist {
 namespace {
 
 constexpr std::size_t kBits = 64;
@@ -130,4 +130,4 @@ std::size_t RowBits::CountBefore(std::size_t row) const {
   return count;
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 class RowBits {
  public:
@@ -37,4 +37,4 @@ class RowBits {
   std::size_t count_ = 0;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

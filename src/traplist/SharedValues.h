@@ -8,7 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 template <class Value, class Key, class KeyHash>
 class SharedValues {
@@ -64,4 +64,4 @@ class SharedValues {
   std::uint32_t last_ = UINT32_MAX;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

@@ -9,7 +9,7 @@
 #include "traplist/TrapOrder.h"
 #include "traplist/TrapRows.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 struct ShownTraps {
   const TrapRows& Rows;
@@ -27,4 +27,4 @@ struct ShownTraps {
   }
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <utility>
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 TextArena::Stored TextArena::Add(std::string_view text) {
   if (text.empty()) {
@@ -69,4 +69,4 @@ void TextArena::FreeChunk(std::uint32_t index) {
   freeSlots_.push_back(index);
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

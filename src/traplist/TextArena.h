@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 class TextArena {
  public:
@@ -50,4 +50,4 @@ class TextArena {
   std::size_t living_ = 0;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

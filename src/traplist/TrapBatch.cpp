@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 namespace {
 
@@ -52,4 +52,4 @@ void TrapBatch::Clear() {
   texts_.clear();
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

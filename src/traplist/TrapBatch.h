@@ -9,7 +9,7 @@
 
 #include "store/TrapRecord.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 class TrapBatch {
  public:
@@ -41,4 +41,4 @@ class TrapBatch {
   std::string texts_;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

@@ -6,7 +6,7 @@
 
 #include "store/EventTime.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 namespace {
 
 // How much is looked at before the clock is: some 10 microseconds.
@@ -216,4 +216,4 @@ void TrapFinder::RowsReset(std::size_t count) {
   }
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

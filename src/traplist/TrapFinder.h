@@ -18,7 +18,7 @@
 #include "traplist/RowBits.h"
 #include "traplist/ShownTraps.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 class TrapFinder {
  public:
@@ -77,4 +77,4 @@ class TrapFinder {
   std::vector<Answer> kinds_;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

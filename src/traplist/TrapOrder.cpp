@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 void TrapOrder::Sort(std::optional<Sorting> sorting) {
   making_.reset();
@@ -147,4 +147,4 @@ void TrapOrder::RowsReset() {
   }
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

@@ -13,7 +13,7 @@
 #include "traplist/TrapRows.h"
 #include "traplist/TrapSort.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 class TrapOrder {
  public:
@@ -66,4 +66,4 @@ class TrapOrder {
   std::optional<PortionedSort> making_;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

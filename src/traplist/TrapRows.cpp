@@ -5,7 +5,7 @@
 
 #include "traplist/SharedValues.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 namespace {
 
@@ -260,4 +260,4 @@ void TrapRows::SetNotes(std::size_t row, std::string_view notes) {
   }
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

@@ -18,7 +18,7 @@
 #include "store/TrapRecord.h"
 #include "traplist/TextArena.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 class TrapRows {
  public:
@@ -104,4 +104,4 @@ class TrapRows {
   std::uint64_t dropped_ = 0;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <span>
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 class TrapRowsListener {
  public:
@@ -40,4 +40,4 @@ class NoTrapRowsListener : public TrapRowsListener {
   void RowChanged(std::size_t) override {}
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

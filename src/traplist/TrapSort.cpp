@@ -7,7 +7,7 @@
 #include <random>
 #include <utility>
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 namespace {
 
@@ -319,4 +319,4 @@ bool PortionedSort::Step(const std::function<bool()>& enough) {
   return true;
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

@@ -13,7 +13,7 @@
 
 #include "traplist/TrapRows.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 
 enum class TrapColumn : int { DateTime = 0, Source = 1, TrapName = 2, Variables = 3 };
 inline constexpr int kTrapColumns = 4;
@@ -75,4 +75,4 @@ class PortionedSort {
 // Negative, 0 or positive.  Letters of the ASCII range compare ignoring case, all else byte by byte.
 int CompareTexts(std::string_view a, std::string_view b);
 
-}  // namespace korvane::views
+}  // namespace korvane::traplist

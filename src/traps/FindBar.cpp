@@ -18,7 +18,7 @@
 #include "traps/TrapsList.h"
 #include "traps/TrapsTableModel.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 // How long the window is held up before it paints and listens again.
@@ -196,7 +196,7 @@ void FindBar::Answer() {
   if (wanted_ == Wanted::Nothing) {
     return;
   }
-  const TrapFinder::Place place = WantedPlace();
+  const traplist::TrapFinder::Place place = WantedPlace();
   if (!place.Settled) {
     return;
   }
@@ -207,7 +207,7 @@ void FindBar::Answer() {
 }
 
 // From the selected trap; without one, from the top of what is on the screen.
-TrapFinder::Place FindBar::WantedPlace() const {
+traplist::TrapFinder::Place FindBar::WantedPlace() const {
   const auto selected = list_.SelectedPosition();
   const auto here = static_cast<std::size_t>(std::max(selected.value_or(view_.rowAt(0)), 0));
   if (wanted_ == Wanted::Previous) {
@@ -287,4 +287,4 @@ void FindBar::changeEvent(QEvent* event) {
   QWidget::changeEvent(event);
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -18,7 +18,7 @@ class QShortcut;
 class QTableView;
 class QToolButton;
 
-namespace korvane::views {
+namespace korvane::traps {
 
 class TrapsTableModel;
 class TrapsList;
@@ -53,7 +53,7 @@ class FindBar : public QWidget {
   void Look();
   void Go(Wanted wanted);
   void Answer();
-  TrapFinder::Place WantedPlace() const;
+  traplist::TrapFinder::Place WantedPlace() const;
   void ShowCount();
   QString CountText() const;
   void MarkHits(const QString& text);
@@ -69,11 +69,11 @@ class FindBar : public QWidget {
   QLabel* count_;
   QShortcut* escape_;  // for others while the bar is closed
 
-  TrapFinder finder_;
+  traplist::TrapFinder finder_;
   QTimer turn_;           // fires when nothing else waits
   bool looking_ = false;  // the last turn was not enough
   Wanted wanted_ = Wanted::Nothing;
   std::vector<std::uint32_t> leaving_;  // rows about to be removed
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 // The usual view limit: such a list is known from end to end.
 constexpr std::size_t kNeighbours = 1000;
 
-std::optional<std::size_t> PositionOf(const ShownTraps& list, std::int32_t sequenceNumber) {
+std::optional<std::size_t> PositionOf(const traplist::ShownTraps& list, std::int32_t sequenceNumber) {
   const auto row = list.Rows.Find(sequenceNumber);
   if (!row) {
     return std::nullopt;
@@ -17,7 +17,7 @@ std::optional<std::size_t> PositionOf(const ShownTraps& list, std::int32_t seque
   return positions.empty() ? *row : positions[*row];
 }
 
-std::optional<std::size_t> NearestPosition(const ShownTraps& list,
+std::optional<std::size_t> NearestPosition(const traplist::ShownTraps& list,
                                            const std::vector<std::int32_t>& sequenceNumbers) {
   const auto nearest = std::ranges::find_if(
       sequenceNumbers, [&](std::int32_t number) { return list.Rows.Find(number).has_value(); });
@@ -26,12 +26,12 @@ std::optional<std::size_t> NearestPosition(const ShownTraps& list,
 
 }  // namespace
 
-FollowedTrap::FollowedTrap(const ShownTraps& list, std::size_t position)
+FollowedTrap::FollowedTrap(const traplist::ShownTraps& list, std::size_t position)
     : sequenceNumber_(list.Rows.SequenceNumberAt(list.RowAt(position))) {
   Take(list, position);
 }
 
-void FollowedTrap::Take(const ShownTraps& list, std::size_t position) {
+void FollowedTrap::Take(const traplist::ShownTraps& list, std::size_t position) {
   const auto numberAt = [&](std::size_t at) { return list.Rows.SequenceNumberAt(list.RowAt(at)); };
   inList_ = true;
   place_ = position;
@@ -46,7 +46,7 @@ void FollowedTrap::Take(const ShownTraps& list, std::size_t position) {
   }
 }
 
-void FollowedTrap::ListChanged(const ShownTraps& list) {
+void FollowedTrap::ListChanged(const traplist::ShownTraps& list) {
   // Mostly it stays where it was; looking for it would make the rows keep an index from then on.
   const bool unmoved =
       inList_ && place_ < list.Count() && list.Rows.SequenceNumberAt(list.RowAt(place_)) == sequenceNumber_;
@@ -59,7 +59,7 @@ void FollowedTrap::ListChanged(const ShownTraps& list) {
   place_ = PlaceBetweenNeighbours(list);
 }
 
-std::size_t FollowedTrap::PlaceBetweenNeighbours(const ShownTraps& list) const {
+std::size_t FollowedTrap::PlaceBetweenNeighbours(const traplist::ShownTraps& list) const {
   if (const auto below = NearestPosition(list, below_)) {
     return *below;
   }
@@ -81,4 +81,4 @@ std::optional<std::size_t> FollowedTrap::Below() const {
   return below < count_ ? std::optional(below) : std::nullopt;
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -10,15 +10,15 @@
 
 #include "traplist/ShownTraps.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 
 class FollowedTrap {
  public:
   FollowedTrap() = default;
-  FollowedTrap(const ShownTraps& list, std::size_t position);
+  FollowedTrap(const traplist::ShownTraps& list, std::size_t position);
 
   // To be called after every change of the list.
-  void ListChanged(const ShownTraps& list);
+  void ListChanged(const traplist::ShownTraps& list);
 
   // Positions of the list as it was at the last change.  A trap that left has none.
   std::optional<std::size_t> Position() const;
@@ -27,8 +27,8 @@ class FollowedTrap {
   std::size_t ListCount() const { return count_; }
 
  private:
-  void Take(const ShownTraps& list, std::size_t position);
-  std::size_t PlaceBetweenNeighbours(const ShownTraps& list) const;
+  void Take(const traplist::ShownTraps& list, std::size_t position);
+  std::size_t PlaceBetweenNeighbours(const traplist::ShownTraps& list) const;
 
   std::int32_t sequenceNumber_ = 0;
   bool inList_ = false;
@@ -38,4 +38,4 @@ class FollowedTrap {
   std::vector<std::int32_t> below_;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

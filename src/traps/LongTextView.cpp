@@ -7,7 +7,7 @@
 
 #include "common/qt/QtText.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 // Text is laid out by whole lines, and only those on the screen: the cost of showing any text is that of one
@@ -110,4 +110,4 @@ QMimeData* LongTextView::createMimeDataFromSelection() const {
   return copied;
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

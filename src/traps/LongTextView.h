@@ -6,7 +6,7 @@
 #include <QPlainTextEdit>
 #include <string_view>
 
-namespace korvane::views {
+namespace korvane::traps {
 
 class LongTextView : public QPlainTextEdit {
   Q_OBJECT
@@ -20,4 +20,4 @@ class LongTextView : public QPlainTextEdit {
   QMimeData* createMimeDataFromSelection() const override;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -6,7 +6,7 @@
 
 #include "common/qt/QtText.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 // Wrapping between words reads on to the end of the word for every line it makes of it.
@@ -72,4 +72,4 @@ void NotesEdit::WrapFor(const QString& text) {
   }
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace korvane::views {
+namespace korvane::traps {
 
 class NotesEdit : public QPlainTextEdit {
   Q_OBJECT
@@ -27,4 +27,4 @@ class NotesEdit : public QPlainTextEdit {
   void WrapFor(const QString& text);
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -9,7 +9,7 @@
 
 #include "common/qt/Icons.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 QPalette::ColorGroup GroupOf(QStyle::State state) {
@@ -106,4 +106,4 @@ void TrapCellDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opti
   painter->restore();
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -6,7 +6,7 @@
 
 #include <QStyledItemDelegate>
 
-namespace korvane::views {
+namespace korvane::traps {
 
 class TrapCellDelegate : public QStyledItemDelegate {
   Q_OBJECT
@@ -23,4 +23,4 @@ class TrapCellDelegate : public QStyledItemDelegate {
   QString marked_;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -9,7 +9,7 @@
 #include "store/EventTime.h"
 #include "store/NotesWrite.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 
 namespace {
 
@@ -35,7 +35,7 @@ std::string_view ConflictText(std::string_view stored, std::string_view typed) {
 
 }  // namespace
 
-TrapDetail DetailOf(const ShownTraps& list, std::size_t position) {
+TrapDetail DetailOf(const traplist::ShownTraps& list, std::size_t position) {
   const store::IncomingTrap trap = list.At(position);
   return {.SequenceNumber = trap.SequenceNumber,
           .SeverityCode = trap.Severity,
@@ -51,11 +51,11 @@ TrapDetail DetailOf(const ShownTraps& list, std::size_t position) {
           .StoredNotes = std::string(trap.EventNotes)};
 }
 
-TrapDetailForm::TrapDetailForm(store::Connection& connection, ViewWindows& windows, Prompts& prompts,
+TrapDetailForm::TrapDetailForm(store::Connection& connection, intake::ViewWindows& windows, Prompts& prompts,
                                Unedited unedited)
     : connection_(connection), windows_(windows), prompts_(prompts), unedited_(std::move(unedited)) {}
 
-void TrapDetailForm::Show(const ShownTraps& list, std::size_t position) {
+void TrapDetailForm::Show(const traplist::ShownTraps& list, std::size_t position) {
   shown_ = {.Trap = DetailOf(list, position), .Place = FollowedTrap(list, position)};
 }
 
@@ -94,7 +94,7 @@ std::optional<TrapDetailForm::Refusal> TrapDetailForm::Save(std::int32_t sequenc
   }
 }
 
-bool TrapDetailForm::Ok(const ShownTraps& list) {
+bool TrapDetailForm::Ok(const traplist::ShownTraps& list) {
   std::optional<Refusal> first;
   // One trap's notes that are not written must not keep the others from it.
   for (auto at = drafts_.begin(); at != drafts_.end();) {
@@ -123,4 +123,4 @@ bool TrapDetailForm::Ok(const ShownTraps& list) {
   return false;
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -17,7 +17,7 @@
 #include "traplist/ShownTraps.h"
 #include "traps/FollowedTrap.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 
 // Copied from the row, so that it stays when the row goes.  Texts as they were received: what shows them
 // makes visible what could mislead.
@@ -36,7 +36,7 @@ struct TrapDetail {
   std::string StoredNotes;
 };
 
-TrapDetail DetailOf(const ShownTraps& list, std::size_t position);
+TrapDetail DetailOf(const traplist::ShownTraps& list, std::size_t position);
 
 class TrapDetailForm {
  public:
@@ -44,11 +44,12 @@ class TrapDetailForm {
   // no room for broken bytes.  Stored notes are replaced only by a text that differs from this one.
   using Unedited = std::function<std::string(std::string_view stored)>;
 
-  TrapDetailForm(store::Connection& connection, ViewWindows& windows, Prompts& prompts, Unedited unedited);
+  TrapDetailForm(store::Connection& connection, intake::ViewWindows& windows, Prompts& prompts,
+                 Unedited unedited);
 
   // The list must hold the position.
-  void Show(const ShownTraps& list, std::size_t position);
-  void ListChanged(const ShownTraps& list) { shown_.Place.ListChanged(list); }
+  void Show(const traplist::ShownTraps& list, std::size_t position);
+  void ListChanged(const traplist::ShownTraps& list) { shown_.Place.ListChanged(list); }
 
   const TrapDetail& Trap() const { return shown_.Trap; }
   const FollowedTrap& Place() const { return shown_.Place; }
@@ -62,7 +63,7 @@ class TrapDetailForm {
   // some were not written and are kept; the first of their traps is the one shown now, and why has been
   // reported.  Either the store refused them, or it holds other notes than those that were seen: the text
   // then is both of them, for the operator to settle, and the next Ok writes it.
-  bool Ok(const ShownTraps& list);
+  bool Ok(const traplist::ShownTraps& list);
 
  private:
   struct Viewed {
@@ -83,11 +84,11 @@ class TrapDetailForm {
   std::optional<Refusal> Save(std::int32_t sequenceNumber, const Draft& draft);
 
   store::Connection& connection_;
-  ViewWindows& windows_;
+  intake::ViewWindows& windows_;
   Prompts& prompts_;
   Unedited unedited_;
   Viewed shown_;
   std::map<std::int32_t, Draft> drafts_;  // by SequenceNumber
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -6,7 +6,7 @@
 
 #include "common/OpenForms.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 
 class TrapListWindow : public Form {
  public:
@@ -24,4 +24,4 @@ class TrapListWindow : public Form {
   virtual void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) = 0;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -15,7 +15,7 @@
 #include "common/qt/ListHabits.h"
 #include "traps/TrapCellDelegate.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 
 TrapsList::TrapsList(QTableView& view, TrapsTableModel& model, platform::SettingsStore& settings,
                      std::string widthsSetting, const QString& emptyText, Kind kind)
@@ -77,7 +77,8 @@ void TrapsList::SetUpColumns(platform::SettingsStore& settings, std::string widt
   header->setSortIndicatorClearable(true);
   view_.setSortingEnabled(true);
 
-  widths_ = std::make_unique<ColumnWidths>(view_, settings, std::move(widthsSetting), kTrapColumns - 1);
+  widths_ =
+      std::make_unique<ColumnWidths>(view_, settings, std::move(widthsSetting), traplist::kTrapColumns - 1);
   if (!widths_->ByHand()) {
     const QFontMetrics metrics = view_.fontMetrics();
     const std::array widths = {metrics.horizontalAdvance(QStringLiteral("00/00/0000 00:00:00 MM")) + 40,
@@ -257,4 +258,4 @@ QLabel* AddStatusText(QStatusBar& bar, const QString& name) {
   return label;
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -24,7 +24,7 @@ namespace korvane {
 class ColumnWidths;
 }
 
-namespace korvane::views {
+namespace korvane::traps {
 
 class TrapsList : public QObject {
   Q_OBJECT
@@ -88,4 +88,4 @@ class TrapsList : public QObject {
 // A text in the status bar of a window with such a list; what it says may come from the network.
 QLabel* AddStatusText(QStatusBar& bar, const QString& name);
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -12,7 +12,7 @@
 #include "store/Statements.h"
 #include "systems/SystemAcknowledge.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 
 namespace {
 
@@ -53,23 +53,23 @@ Acknowledged AcknowledgeInOneTransaction(store::Connection& connection, BusyIndi
 
 }  // namespace
 
-TrapsModel::TrapsModel(ViewServices& services, ViewWindows& windows, WindowKind kind,
-                       params::WindowParameters parameters, const System* system)
+TrapsModel::TrapsModel(intake::ViewServices& services, intake::ViewWindows& windows, intake::WindowKind kind,
+                       params::WindowParameters parameters, const intake::System* system)
     : services_(services),
       windows_(windows),
       kind_(kind),
       matcher_(std::move(parameters), services.Categories),
       system_(system),
-      nobody_(std::make_unique<NoTrapRowsListener>()),
+      nobody_(std::make_unique<traplist::NoTrapRowsListener>()),
       listener_(nobody_.get()) {
-  if ((kind_ == WindowKind::PerSystem) != (system_ != nullptr)) {
+  if ((kind_ == intake::WindowKind::PerSystem) != (system_ != nullptr)) {
     throw std::invalid_argument("a per-system window, and no other, has a system");
   }
 }
 
 TrapsModel::~TrapsModel() = default;
 
-void TrapsModel::UseListener(TrapRowsListener* listener) {
+void TrapsModel::UseListener(traplist::TrapRowsListener* listener) {
   listener_ = listener != nullptr ? listener : nobody_.get();
 }
 
@@ -78,7 +78,7 @@ std::size_t TrapsModel::Limit() const {
 }
 
 bool TrapsModel::Takes(const store::IncomingTrap& trap) const {
-  if (kind_ == WindowKind::PerSystem) {
+  if (kind_ == intake::WindowKind::PerSystem) {
     return std::find(system_->Sources.begin(), system_->Sources.end(), trap.Source) != system_->Sources.end();
   }
   return matcher_.Matches(trap);
@@ -103,7 +103,7 @@ void TrapsModel::Hold(const store::IncomingTrap& trap) {
 }
 
 void TrapsModel::PublicAddTraps(const store::IncomingTrap& trap) {
-  if (kind_ == WindowKind::NoLiveTraps || !Takes(trap) || IsKnown(trap.SequenceNumber) ||
+  if (kind_ == intake::WindowKind::NoLiveTraps || !Takes(trap) || IsKnown(trap.SequenceNumber) ||
       services_.Bounds.Acknowledged.Contains(trap.SequenceNumber)) {
     return;
   }
@@ -141,7 +141,7 @@ void TrapsModel::InsertPending() {
         rows_.Append(pending_.At(i));
       }
     }
-    pending_ = TrapRows();
+    pending_ = traplist::TrapRows();
     listener_->RowsAppended();
   }
   listener_->BatchEnds();
@@ -159,8 +159,8 @@ void TrapsModel::ResetRows() {
 }
 
 void TrapsModel::Reset() {
-  StoredTrapsTaker* const self = this;
-  LoadStoredTraps(services_, std::span(&self, 1));
+  intake::StoredTrapsTaker* const self = this;
+  intake::LoadStoredTraps(services_, std::span(&self, 1));
 }
 
 void TrapsModel::LoadBegins() {
@@ -170,7 +170,7 @@ void TrapsModel::LoadBegins() {
 
 // A per-system window looks at nothing but the source, so most rows need no name.
 bool TrapsModel::MayTake(const store::IncomingTrap& trap) const {
-  return kind_ != WindowKind::PerSystem || Takes(trap);
+  return kind_ != intake::WindowKind::PerSystem || Takes(trap);
 }
 
 void TrapsModel::TakeStored(const store::IncomingTrap& trap) {
@@ -237,7 +237,7 @@ void TrapsModel::RemoveRows(std::span<const std::uint32_t> rows) {
 
 template <class Leaves>
 void TrapsModel::RemoveWhere(Leaves leaves) {
-  const auto leaving = [&](const TrapRows& list) {
+  const auto leaving = [&](const traplist::TrapRows& list) {
     std::vector<std::uint32_t> rows;
     for (std::size_t row = 0; row < list.Count(); ++row) {
       if (leaves(list, row)) {
@@ -260,15 +260,15 @@ void TrapsModel::RemoveAcknowledged(std::span<const std::int32_t> sequenceNumber
   }
   std::vector<std::int32_t> sorted(sequenceNumbers.begin(), sequenceNumbers.end());
   std::sort(sorted.begin(), sorted.end());
-  RemoveWhere([&](const TrapRows& list, std::size_t row) {
+  RemoveWhere([&](const traplist::TrapRows& list, std::size_t row) {
     const std::int32_t number = list.SequenceNumberAt(row);
     return number >= sorted.front() && number <= sorted.back() &&
            std::binary_search(sorted.begin(), sorted.end(), number);
   });
 }
 
-void TrapsModel::RemoveAcknowledged(const System& system, std::int32_t beforeTime) {
-  RemoveWhere([&](const TrapRows& list, std::size_t row) {
+void TrapsModel::RemoveAcknowledged(const intake::System& system, std::int32_t beforeTime) {
+  RemoveWhere([&](const traplist::TrapRows& list, std::size_t row) {
     return list.EventTimeAt(row) < beforeTime && std::find(system.Sources.begin(), system.Sources.end(),
                                                            list.SourceAt(row)) != system.Sources.end();
   });
@@ -279,13 +279,13 @@ std::string TrapsModel::SystemSource() const {
 }
 
 bool TrapsModel::MayClose() {
-  if (kind_ != WindowKind::PerSystem || services_.State.gShuttingDown) {
+  if (kind_ != intake::WindowKind::PerSystem || services_.State.gShuttingDown) {
     return true;
   }
   // The newest trap seen stays, as do all that were stored after it.
   const auto beforeTime = [this] { return services_.State.gLastTrapTime; };
-  return AskAndAcknowledgeSystem(services_, windows_, *system_, SystemSource(), beforeTime) !=
-         SystemAcknowledgement::Refused;
+  return systems::AskAndAcknowledgeSystem(services_, windows_, *system_, SystemSource(), beforeTime) !=
+         systems::SystemAcknowledgement::Refused;
 }
 
 void TrapsModel::Close() {
@@ -309,4 +309,4 @@ void TrapsModel::NotesSaved(std::int32_t sequenceNumber, std::string_view notes)
   }
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -22,21 +22,21 @@
 #include "traplist/TrapRows.h"
 #include "traplist/TrapRowsListener.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 
 inline constexpr std::string_view kNoTrapsInWindow = "There are no traps in the active window.";
 
-class TrapsModel : public intake::TrapsWindow, public StoredTrapsTaker {
+class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
  public:
   // system: the system of a per-system window, null for the other kinds.
-  TrapsModel(ViewServices& services, ViewWindows& windows, WindowKind kind,
-             params::WindowParameters parameters, const System* system = nullptr);
+  TrapsModel(intake::ViewServices& services, intake::ViewWindows& windows, intake::WindowKind kind,
+             params::WindowParameters parameters, const intake::System* system = nullptr);
   ~TrapsModel() override;
   TrapsModel(const TrapsModel&) = delete;
   TrapsModel& operator=(const TrapsModel&) = delete;
 
   // One at most; it must outlive this object or be taken away again (null).
-  void UseListener(TrapRowsListener* listener);
+  void UseListener(traplist::TrapRowsListener* listener);
 
   void PublicAddTraps(const store::IncomingTrap& trap) override;
   void UpdateStatusBar() override;
@@ -51,10 +51,10 @@ class TrapsModel : public intake::TrapsWindow, public StoredTrapsTaker {
   void TakeStored(const store::IncomingTrap& trap) override;
   void LoadEnds(bool whole) override;
 
-  const TrapRows& Rows() const { return rows_; }
-  WindowKind Kind() const { return kind_; }
+  const traplist::TrapRows& Rows() const { return rows_; }
+  intake::WindowKind Kind() const { return kind_; }
   const params::WindowParameters& Parameters() const { return matcher_.Parameters(); }
-  const System* PerSystem() const { return system_; }
+  const intake::System* PerSystem() const { return system_; }
   // Traps taken by this window that are not in the list yet.
   std::size_t PendingCount() const { return pending_.Count(); }
 
@@ -70,7 +70,7 @@ class TrapsModel : public intake::TrapsWindow, public StoredTrapsTaker {
   // Traps that were acknowledged in the store, here or elsewhere, leave the list.
   void RemoveAcknowledged(std::span<const std::int32_t> sequenceNumbers);
   // Those of the system's source texts below the time.
-  void RemoveAcknowledged(const System& system, std::int32_t beforeTime);
+  void RemoveAcknowledged(const intake::System& system, std::int32_t beforeTime);
 
   // A per-system window asks whether to acknowledge its system's traps, and does so.  False: the store
   // refused, which has been reported; nothing is acknowledged and the window is to stay.
@@ -93,19 +93,20 @@ class TrapsModel : public intake::TrapsWindow, public StoredTrapsTaker {
   std::size_t Limit() const;
   std::string SystemSource() const;
 
-  ViewServices& services_;
-  ViewWindows& windows_;
-  WindowKind kind_;
+  intake::ViewServices& services_;
+  intake::ViewWindows& windows_;
+  intake::WindowKind kind_;
   params::WindowMatcher matcher_;
-  const System* system_;
-  std::unique_ptr<TrapRowsListener> nobody_;
-  TrapRowsListener* listener_;  // never null
+  const intake::System* system_;
+  std::unique_ptr<traplist::TrapRowsListener> nobody_;
+  traplist::TrapRowsListener* listener_;  // never null
 
-  TrapRows rows_;
-  TrapRows pending_;
+  traplist::TrapRows rows_;
+  traplist::TrapRows pending_;
   std::vector<std::int32_t> taken_;  // by the load that is going on
-  SequenceSet loaded_;  // taken by the last load, also those that the limit or an acknowledgement removed
+  intake::SequenceSet
+      loaded_;  // taken by the last load, also those that the limit or an acknowledgement removed
   std::int32_t highestSequence_ = std::numeric_limits<std::int32_t>::min();  // of everything taken
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

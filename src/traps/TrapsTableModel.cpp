@@ -15,10 +15,11 @@
 #include "store/DateTimeText.h"
 #include "store/EventTime.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
-constexpr std::string_view kCaptions[kTrapColumns] = {"Date / Time", "Source", "Trap Name", "Variables"};
+constexpr std::string_view kCaptions[traplist::kTrapColumns] = {"Date / Time", "Source", "Trap Name",
+                                                                "Variables"};
 
 // From here on sorting takes long enough to be noticed.
 constexpr std::size_t kManyRows = 200'000;
@@ -32,8 +33,8 @@ constexpr std::size_t kSortGrowth = 4;
 
 }  // namespace
 
-TrapsTableModel::TrapsTableModel(const TrapRows& rows, const ProcessState& state, SourceShown shown,
-                                 QObject* parent)
+TrapsTableModel::TrapsTableModel(const traplist::TrapRows& rows, const ProcessState& state,
+                                 traplist::SourceShown shown, QObject* parent)
     : QAbstractTableModel(parent), rows_(rows), state_(state), shown_(shown), order_(rows, shown) {
   for (std::size_t code = 0; code < severityIcons_.size(); ++code) {
     severityIcons_[code] = SeverityIcon(static_cast<std::int32_t>(code));
@@ -47,11 +48,11 @@ int TrapsTableModel::rowCount(const QModelIndex& parent) const {
 }
 
 int TrapsTableModel::columnCount(const QModelIndex& parent) const {
-  return parent.isValid() ? 0 : kTrapColumns;
+  return parent.isValid() ? 0 : traplist::kTrapColumns;
 }
 
 QVariant TrapsTableModel::headerData(int section, Qt::Orientation orientation, int role) const {
-  if (orientation != Qt::Horizontal || section < 0 || section >= kTrapColumns) {
+  if (orientation != Qt::Horizontal || section < 0 || section >= traplist::kTrapColumns) {
     return {};
   }
   const QString caption = ToQString(kCaptions[section]);
@@ -65,22 +66,23 @@ QVariant TrapsTableModel::headerData(int section, Qt::Orientation orientation, i
   return HeaderHint(section, role, caption, sortedBy);
 }
 
-std::string_view TrapsTableModel::WholeText(std::size_t row, TrapColumn column, std::string& made) const {
+std::string_view TrapsTableModel::WholeText(std::size_t row, traplist::TrapColumn column,
+                                            std::string& made) const {
   switch (column) {
-    case TrapColumn::DateTime:
+    case traplist::TrapColumn::DateTime:
       made = store::FormatDateTime(store::EventTimeToLocal(rows_.EventTimeAt(row), state_.gTimeZoneBias));
       return made;
-    case TrapColumn::Source:
-      return shown_ == SourceShown::SourceText ? rows_.SourceAt(row) : rows_.SystemNameAt(row);
-    case TrapColumn::TrapName:
+    case traplist::TrapColumn::Source:
+      return shown_ == traplist::SourceShown::SourceText ? rows_.SourceAt(row) : rows_.SystemNameAt(row);
+    case traplist::TrapColumn::TrapName:
       return rows_.TrapNameAt(row);
-    case TrapColumn::Variables:
+    case traplist::TrapColumn::Variables:
       return rows_.VarBindsAt(row);
   }
   return {};
 }
 
-QString TrapsTableModel::CellText(int position, TrapColumn column) const {
+QString TrapsTableModel::CellText(int position, traplist::TrapColumn column) const {
   std::string made;
   return ToVisibleQString(WholeText(RowAt(position), column, made));
 }
@@ -90,24 +92,24 @@ CellWriter TrapsTableModel::CellTexts() const {
                                                                    int column) mutable {
     const std::uint32_t row = RowAt(position);
     std::string made;
-    AppendVisible(to, static_cast<TrapColumn>(column) == TrapColumn::DateTime
+    AppendVisible(to, static_cast<traplist::TrapColumn>(column) == traplist::TrapColumn::DateTime
                           ? dates.Of(rows_.EventTimeAt(row))
-                          : WholeText(row, static_cast<TrapColumn>(column), made));
+                          : WholeText(row, static_cast<traplist::TrapColumn>(column), made));
   };
 }
 
-QString TrapsTableModel::ToolTip(std::size_t row, TrapColumn column) const {
+QString TrapsTableModel::ToolTip(std::size_t row, traplist::TrapColumn column) const {
   const store::IncomingTrap trap = rows_.At(row);
   switch (column) {
-    case TrapColumn::DateTime:
+    case traplist::TrapColumn::DateTime:
       return PlainToolTip(ToQString(store::SeverityName(trap.Severity)));
-    case TrapColumn::Source:
+    case traplist::TrapColumn::Source:
       return PlainToolTip(ShownText(trap.SystemName) % QLatin1String(" (") % ShownText(trap.SystemAddress) %
                           QLatin1Char(')'));
-    case TrapColumn::TrapName:
+    case traplist::TrapColumn::TrapName:
       return PlainToolTip(ShownText(trap.TrapName()) % QLatin1Char('\n') % ShownText(trap.EnterpriseName()) %
                           QLatin1String(" (") % ShownText(trap.EnterpriseOid) % QLatin1Char(')'));
-    case TrapColumn::Variables:
+    case traplist::TrapColumn::Variables:
       return trap.VarBinds.empty() ? QString() : PlainToolTip(ShownText(trap.VarBinds));
   }
   return {};
@@ -140,8 +142,8 @@ QVariant TrapsTableModel::data(const QModelIndex& index, int role) const {
     return {};
   }
   const std::size_t row = RowAt(index.row());
-  const auto column = static_cast<TrapColumn>(index.column());
-  const bool first = column == TrapColumn::DateTime;
+  const auto column = static_cast<traplist::TrapColumn>(index.column());
+  const bool first = column == traplist::TrapColumn::DateTime;
   std::string made;
   switch (role) {
     case Qt::DisplayRole:
@@ -187,9 +189,10 @@ void TrapsTableModel::ChangeLayout(Change change) {
 }
 
 void TrapsTableModel::sort(int column, Qt::SortOrder order) {
-  std::optional<TrapOrder::Sorting> sorting;
-  if (column >= 0 && column < kTrapColumns) {
-    sorting = {.Column = static_cast<TrapColumn>(column), .Descending = order == Qt::DescendingOrder};
+  std::optional<traplist::TrapOrder::Sorting> sorting;
+  if (column >= 0 && column < traplist::kTrapColumns) {
+    sorting = {.Column = static_cast<traplist::TrapColumn>(column),
+               .Descending = order == Qt::DescendingOrder};
   }
   if (sorting == order_.SortedBy()) {
     return;
@@ -331,7 +334,7 @@ void TrapsTableModel::RowsReset() {
 
 void TrapsTableModel::RowChanged(std::size_t row) {
   const int position = PositionOf(row);
-  Q_EMIT dataChanged(index(position, 0), index(position, kTrapColumns - 1));
+  Q_EMIT dataChanged(index(position, 0), index(position, traplist::kTrapColumns - 1));
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -23,9 +23,9 @@
 #include "traplist/TrapRows.h"
 #include "traplist/TrapRowsListener.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 
-class TrapsTableModel : public QAbstractTableModel, public WritesCells, public TrapRowsListener {
+class TrapsTableModel : public QAbstractTableModel, public WritesCells, public traplist::TrapRowsListener {
   Q_OBJECT
 
  public:
@@ -40,7 +40,7 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public T
     EventNotesRole,
   };
 
-  TrapsTableModel(const TrapRows& rows, const ProcessState& state, SourceShown shown,
+  TrapsTableModel(const traplist::TrapRows& rows, const ProcessState& state, traplist::SourceShown shown,
                   QObject* parent = nullptr);
 
   int rowCount(const QModelIndex& parent = {}) const override;
@@ -63,14 +63,14 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public T
   }
   int PositionOf(std::size_t row) const;  // looks at every row of a sorted list
   bool IsArrivalOrder() const { return !order_.SortedBy(); }
-  const TrapRows& Rows() const { return rows_; }
+  const traplist::TrapRows& Rows() const { return rows_; }
   // The list as it is shown, until it changes.
-  ShownTraps Shown() const {
+  traplist::ShownTraps Shown() const {
     return {.Rows = rows_, .Order = order_, .Source = shown_, .TimeZoneBias = state_.gTimeZoneBias};
   }
 
   // The whole text of a cell, visible symbols for what could mislead.
-  QString CellText(int position, TrapColumn column) const;
+  QString CellText(int position, traplist::TrapColumn column) const;
   CellWriter CellTexts() const override;
 
   void BatchBegins() override;
@@ -96,18 +96,18 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public T
   void SortTurn();
   void TakeSorted();
   // As received; made holds what is not stored as text.
-  std::string_view WholeText(std::size_t row, TrapColumn column, std::string& made) const;
+  std::string_view WholeText(std::size_t row, traplist::TrapColumn column, std::string& made) const;
   QVariant HiddenValue(std::size_t row, int role) const;
-  QString ToolTip(std::size_t row, TrapColumn column) const;
+  QString ToolTip(std::size_t row, traplist::TrapColumn column) const;
 
-  const TrapRows& rows_;
+  const traplist::TrapRows& rows_;
   const ProcessState& state_;
-  SourceShown shown_;
-  TrapOrder order_;
+  traplist::SourceShown shown_;
+  traplist::TrapOrder order_;
   bool loading_ = false;
   bool sortChosen_ = false;  // the turns go on because the operator has just chosen the column
   QTimer sortTurn_;
   std::array<QIcon, 6> severityIcons_;  // by severity code
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -4,7 +4,7 @@
 
 #include "common/qt/QtText.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 constexpr int kMostCharacters = 32'000;
@@ -57,4 +57,4 @@ void ValueField::paintEvent(QPaintEvent* event) {
                    metrics.elidedText(measured, Qt::ElideMiddle, place.width()));
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

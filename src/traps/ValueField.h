@@ -6,7 +6,7 @@
 #include <QLineEdit>
 #include <string_view>
 
-namespace korvane::views {
+namespace korvane::traps {
 
 // Makes any line editor read-only and look like a label, as the value below does.
 void ShowAsLabel(QLineEdit& field);
@@ -26,4 +26,4 @@ class ValueField : public QLineEdit {
   void paintEvent(QPaintEvent* event) override;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

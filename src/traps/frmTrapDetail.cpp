@@ -13,7 +13,7 @@
 #include "traps/TrapsTableModel.h"
 #include "ui_frmTrapDetail.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 constexpr std::string_view kSizeSetting = "TrapDetailSize";
@@ -22,14 +22,14 @@ constexpr int kTextTop = 5;  // of a box, so that its caption stands on its firs
 
 }  // namespace
 
-void ShowTrapDetailDialog(ViewServices& services, ViewWindows& windows, TrapsTableModel& table,
-                          TrapsList& list, QWidget* parent) {
+void ShowTrapDetailDialog(intake::ViewServices& services, intake::ViewWindows& windows,
+                          TrapsTableModel& table, TrapsList& list, QWidget* parent) {
   frmTrapDetail dialog(services, windows, table, list, list.SelectedPosition().value_or(0), parent);
   dialog.exec();
 }
 
-frmTrapDetail::frmTrapDetail(ViewServices& services, ViewWindows& windows, TrapsTableModel& table,
-                             TrapsList& list, int position, QWidget* parent)
+frmTrapDetail::frmTrapDetail(intake::ViewServices& services, intake::ViewWindows& windows,
+                             TrapsTableModel& table, TrapsList& list, int position, QWidget* parent)
     : QDialog(parent),
       services_(services),
       table_(table),
@@ -180,4 +180,4 @@ void frmTrapDetail::changeEvent(QEvent* event) {
   QDialog::changeEvent(event);
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -13,24 +13,27 @@ namespace Ui {
 class frmTrapDetail;
 }
 
-namespace korvane::views {
-
+namespace korvane::intake {
 struct ViewServices;
 class ViewWindows;
+}  // namespace korvane::intake
+
+namespace korvane::traps {
+
 class TrapsTableModel;
 class TrapsList;
 
 // Runs the dialog on the list's selected trap, or on its first; the list must hold one.
-void ShowTrapDetailDialog(ViewServices& services, ViewWindows& windows, TrapsTableModel& table,
-                          TrapsList& list, QWidget* parent);
+void ShowTrapDetailDialog(intake::ViewServices& services, intake::ViewWindows& windows,
+                          TrapsTableModel& table, TrapsList& list, QWidget* parent);
 
 class frmTrapDetail : public QDialog {
   Q_OBJECT
 
  public:
   // position: in the list.  All that is passed must outlive the dialog.
-  frmTrapDetail(ViewServices& services, ViewWindows& windows, TrapsTableModel& table, TrapsList& list,
-                int position, QWidget* parent = nullptr);
+  frmTrapDetail(intake::ViewServices& services, intake::ViewWindows& windows, TrapsTableModel& table,
+                TrapsList& list, int position, QWidget* parent = nullptr);
   ~frmTrapDetail() override;
 
   // Saves the notes; stays open when the store refuses them.
@@ -51,11 +54,11 @@ class frmTrapDetail : public QDialog {
   void ShowSeverityIcon();
   void ShowPlace();
 
-  ViewServices& services_;
+  intake::ViewServices& services_;
   TrapsTableModel& table_;
   TrapsList& list_;
   std::unique_ptr<Ui::frmTrapDetail> ui_;
   TrapDetailForm form_;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

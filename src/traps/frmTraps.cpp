@@ -14,20 +14,20 @@
 #include "traps/frmTrapDetail.h"
 #include "ui_frmTraps.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 constexpr std::string_view kTrapsWidthsSetting = "TrapsColumnWidths";
 
 }  // namespace
 
-frmTraps::frmTraps(ViewServices& services, ViewWindows& windows, WindowKind kind,
-                   params::WindowParameters parameters, const System* system, QWidget* parent)
+frmTraps::frmTraps(intake::ViewServices& services, intake::ViewWindows& windows, intake::WindowKind kind,
+                   params::WindowParameters parameters, const intake::System* system, QWidget* parent)
     : QWidget(parent),
       services_(services),
       windows_(windows),
       model_(services, windows, kind, std::move(parameters), system),
-      table_(model_.Rows(), services.State, SourceShown::SourceText),
+      table_(model_.Rows(), services.State, traplist::SourceShown::SourceText),
       ui_(std::make_unique<Ui::frmTraps>()) {
   ui_->setupUi(this);
   setWindowTitle(ToQString(model_.Parameters().WindowName));
@@ -97,7 +97,7 @@ void frmTraps::ShowTrapDetail() {
 
 void frmTraps::Printable() {
   if (HasTraps()) {
-    PrintTraps(services_, ToUtf8(windowTitle()), table_.Shown());
+    traplist::PrintTraps(services_, ToUtf8(windowTitle()), table_.Shown());
   }
 }
 
@@ -134,7 +134,7 @@ void frmTraps::TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumber
   model_.RemoveAcknowledged(sequenceNumbers);
 }
 
-void frmTraps::SystemAcknowledged(const System& system, std::int32_t beforeTime) {
+void frmTraps::SystemAcknowledged(const intake::System& system, std::int32_t beforeTime) {
   model_.RemoveAcknowledged(system, beforeTime);
 }
 
@@ -143,10 +143,10 @@ void frmTraps::closeEvent(QCloseEvent* event) {
     event->ignore();
     return;
   }
-  if (model_.Kind() == WindowKind::PerSystem && !services_.State.gShuttingDown) {
+  if (model_.Kind() == intake::WindowKind::PerSystem && !services_.State.gShuttingDown) {
     model_.Close();
   }
   event->accept();
 }
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -23,7 +23,7 @@ namespace Ui {
 class frmTraps;
 }
 
-namespace korvane::views {
+namespace korvane::traps {
 
 class FindBar;
 class TrapsList;
@@ -34,8 +34,9 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
  public:
   // The window's caption is parameters.WindowName.  system: of a per-system window, else null; it must
   // outlive the window, as must the services.
-  frmTraps(ViewServices& services, ViewWindows& windows, WindowKind kind, params::WindowParameters parameters,
-           const System* system = nullptr, QWidget* parent = nullptr);
+  frmTraps(intake::ViewServices& services, intake::ViewWindows& windows, intake::WindowKind kind,
+           params::WindowParameters parameters, const intake::System* system = nullptr,
+           QWidget* parent = nullptr);
   ~frmTraps() override;
 
   std::string_view FormName() const override { return kTrapsFormName; }
@@ -59,7 +60,7 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
 
   // For ViewWindows: traps acknowledged somewhere leave the list.
   void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers);
-  void SystemAcknowledged(const System& system, std::int32_t beforeTime);
+  void SystemAcknowledged(const intake::System& system, std::int32_t beforeTime);
 
   TrapsModel& Model() { return model_; }
   TrapsTableModel& Table() { return table_; }
@@ -76,8 +77,8 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
   void ShowStatus();
   bool HasTraps();
 
-  ViewServices& services_;
-  ViewWindows& windows_;
+  intake::ViewServices& services_;
+  intake::ViewWindows& windows_;
   TrapsModel model_;
   TrapsTableModel table_;
   std::unique_ptr<Ui::frmTraps> ui_;
@@ -88,4 +89,4 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
   QLabel* totalTraps_;
 };
 
-}  // namespace korvane::views
+}  // namespace korvane::traps

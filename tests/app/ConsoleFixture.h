@@ -123,7 +123,7 @@ class ConsoleFixture : public testing::Test {
   }
 
   mainwnd::frmMain& Frame() { return *Console->Frame(); }
-  views::frmDevices& Systems() { return *Frame().Systems(); }
+  systems::frmDevices& Systems() { return *Frame().Systems(); }
   mainwnd::ChildArea& Area() { return *Frame().findChild<mainwnd::ChildArea*>(); }
   const std::vector<mainwnd::ChildWindow*>& Children() { return Area().InCreationOrder(); }
   mainwnd::ChildWindow& Child(std::size_t i) { return *Children().at(i); }

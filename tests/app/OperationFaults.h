@@ -61,27 +61,27 @@ struct Hands : params::FilteredWindows, categories::CategorisedWindows {
   params::CategoryInformation Categories;
   params::TrapFilters Filters;
   params::DefinitionVerdicts Verdicts{Filters, Categories};
-  views::Systems SystemList;
-  views::LoadBounds Bounds;
+  intake::Systems SystemList;
+  intake::LoadBounds Bounds;
   MailLibrary Library;
   OpenModels Windows;
   TempFolder Folder;
   int Refreshed = 0;  // how often all windows were
-  views::ViewServices View{Db,
-                           Names,
-                           Categories,
-                           SystemList,
-                           Bounds,
-                           State,
-                           Prompt,
-                           Busy,
-                           DebugLog,
-                           Machine.Clock,
-                           Machine.Settings,
-                           Library,
-                           Machine.Programs,
-                           Folder.Path().string(),
-                           [this](store::ConnectionOptions) { return OwnConnection(); }};
+  intake::ViewServices View{Db,
+                            Names,
+                            Categories,
+                            SystemList,
+                            Bounds,
+                            State,
+                            Prompt,
+                            Busy,
+                            DebugLog,
+                            Machine.Clock,
+                            Machine.Settings,
+                            Library,
+                            Machine.Programs,
+                            Folder.Path().string(),
+                            [this](store::ConnectionOptions) { return OwnConnection(); }};
 };
 
 // An operation that is about to be carried out.

@@ -15,7 +15,7 @@
 namespace korvane::test {
 namespace {
 
-using views::TrapsModel;
+using traps::TrapsModel;
 
 constexpr int kTraps = 6;
 
@@ -30,8 +30,8 @@ std::vector<std::int32_t> Unacknowledged(Hands& hands) {
 }
 
 // A window on all traps.
-std::shared_ptr<TrapsModel> OpenWindow(Hands& hands, views::WindowKind kind = views::WindowKind::Selected,
-                                       const views::System* system = nullptr) {
+std::shared_ptr<TrapsModel> OpenWindow(Hands& hands, intake::WindowKind kind = intake::WindowKind::Selected,
+                                       const intake::System* system = nullptr) {
   auto window =
       std::make_shared<TrapsModel>(hands.View, hands.Windows, kind, params::WindowParameters(), system);
   hands.Windows.Models = {window.get()};
@@ -67,22 +67,22 @@ std::string Acknowledged(int count) {
   return fmt::format("UPDATE EventTrap SET EventAck = 1 WHERE SequenceNumber <= {}", count);
 }
 
-const views::System& SystemOfTraps(Hands& hands) {
+const intake::System& SystemOfTraps(Hands& hands) {
   hands.SystemList.SystemOfSource("ROUTER1");
   return hands.SystemList.At(hands.SystemList.SystemOfSource("router1"));
 }
 
 Work AcknowledgingSystem(Hands& hands) {
   auto window = OpenWindow(hands);
-  const views::System& system = SystemOfTraps(hands);
+  const intake::System& system = SystemOfTraps(hands);
   return Acknowledging(hands, window, [&hands, &system] {
-    return views::AskAndAcknowledgeSystem(hands.View, hands.Windows, system, system.Name,
-                                          [] { return 2000; }) == views::SystemAcknowledgement::Done;
+    return systems::AskAndAcknowledgeSystem(hands.View, hands.Windows, system, system.Name,
+                                            [] { return 2000; }) == systems::SystemAcknowledgement::Done;
   });
 }
 
 Work ClosingSystem(Hands& hands) {
-  auto window = OpenWindow(hands, views::WindowKind::PerSystem, &SystemOfTraps(hands));
+  auto window = OpenWindow(hands, intake::WindowKind::PerSystem, &SystemOfTraps(hands));
   return Acknowledging(hands, window, [window] { return window->MayClose(); });
 }
 
@@ -90,14 +90,14 @@ Work SavingNotes(Hands& hands) {
   struct Open {
     explicit Open(Hands& hands) : Window(OpenWindow(hands)) {
       Window->Reset();
-      Order = std::make_unique<views::TrapOrder>(Window->Rows(), views::SourceShown::SourceText);
-      Form = std::make_unique<views::TrapDetailForm>(hands.Db, hands.Windows, hands.Prompt,
+      Order = std::make_unique<traplist::TrapOrder>(Window->Rows(), traplist::SourceShown::SourceText);
+      Form = std::make_unique<traps::TrapDetailForm>(hands.Db, hands.Windows, hands.Prompt,
                                                      [](std::string_view text) { return std::string(text); });
     }
-    views::ShownTraps List() const { return {.Rows = Window->Rows(), .Order = *Order}; }
+    traplist::ShownTraps List() const { return {.Rows = Window->Rows(), .Order = *Order}; }
     std::shared_ptr<TrapsModel> Window;
-    std::unique_ptr<views::TrapOrder> Order;
-    std::unique_ptr<views::TrapDetailForm> Form;
+    std::unique_ptr<traplist::TrapOrder> Order;
+    std::unique_ptr<traps::TrapDetailForm> Form;
   };
   auto open = std::make_shared<Open>(hands);
   for (const std::size_t position : {0U, 1U}) {
@@ -140,7 +140,7 @@ Work LoadingSystems(Hands& hands) {
     ListedLibrary Library;
     ScriptedViewOption Question;
     NoTrapsWindows NoWindows;
-    views::SystemsModel Model;
+    systems::SystemsModel Model;
     intake::Intake Intake;
   };
   hands.Bounds.InitialLoad = true;
@@ -163,20 +163,20 @@ Work LoadingSystems(Hands& hands) {
 }
 
 Work LoadingReport(Hands& hands) {
-  auto report = std::make_shared<views::ReportModel>(
+  auto report = std::make_shared<reports::ReportModel>(
       hands.View, params::ReportParameters{.FromTime = 0, .ToTime = 5000, .Window = {}},
-      views::ReportModel::Events{.BatchesReady = [] {}, .StateChanged = [] {}});
+      reports::ReportModel::Events{.BatchesReady = [] {}, .StateChanged = [] {}});
   return {.Do =
               [&hands, report] {
                 report->Reset();
                 WaitUntil([&] {
                   report->TakeBatches(std::chrono::milliseconds(15));
-                  return report->State() != views::ReportState::Loading;
+                  return report->State() != reports::ReportState::Loading;
                 });
                 if (!report->Notice().empty()) {
                   hands.Prompt.Show(report->Notice(), PromptIcon::Critical);  // it stands in the window
                 }
-                return report->State() == views::ReportState::Complete;
+                return report->State() == reports::ReportState::Complete;
               },
           .Shown = [report] { return fmt::to_string(report->Rows().Count()); }};
 }

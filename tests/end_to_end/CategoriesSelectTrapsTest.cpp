@@ -79,7 +79,7 @@ char TagOf(std::string_view varBinds) {
   return bracket == std::string_view::npos ? '?' : varBinds[bracket + 1];
 }
 
-std::string TagsOf(const views::TrapRows& rows) {
+std::string TagsOf(const traplist::TrapRows& rows) {
   std::string tags;
   for (std::size_t row = 0; row < rows.Count(); ++row) {
     tags += TagOf(rows.VarBindsAt(row));
@@ -227,7 +227,7 @@ class CategoriesSelectTraps : public testing::Test {
   }
   static void ExpectSeverities(test::HeadlessConsole& console,
                                const std::map<char, std::int32_t>& severities) {
-    const views::TrapRows& rows = console.AllTraps().Rows();
+    const traplist::TrapRows& rows = console.AllTraps().Rows();
     for (std::size_t row = 0; row < rows.Count(); ++row) {
       const char tag = TagOf(rows.VarBindsAt(row));
       EXPECT_EQ(rows.SeverityAt(row), severities.at(tag)) << tag;
@@ -236,7 +236,7 @@ class CategoriesSelectTraps : public testing::Test {
 
   test::SqliteStore store_;
   receiver::RunningReceiver receiver_;
-  std::map<std::string, views::TrapsModel*> windows_;
+  std::map<std::string, traps::TrapsModel*> windows_;
   std::size_t sent_ = 0;
 
  private:
@@ -265,7 +265,7 @@ TEST_F(CategoriesSelectTraps, ByEveryKindOfCriterionAndThroughAFile) {
     windows_[wanted.Category] = &console.OpenWindow(ByCategory(console, wanted.Category));
     EXPECT_EQ(windows_[wanted.Category]->Parameters().Category, wanted.Category);
   }
-  const views::TrapsModel& doors =
+  const traps::TrapsModel& doors =
       console.OpenWindow(ParametersOf(console, [](params::WindowParametersForm& form) {
         form.ChooseCustom();
         ChooseText(form.Controls().cboGeneric, "enterpriseSpecific",
@@ -339,7 +339,7 @@ TEST_F(CategoriesSelectTraps, NotBeforeOkAndNothingWaitsForIt) {
   CompileSample();
   ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
   test::HeadlessConsole console(store_);
-  views::TrapsModel& pending = console.OpenWindow({.WindowName = "Downs", .Category = "Downs"});
+  traps::TrapsModel& pending = console.OpenWindow({.WindowName = "Downs", .Category = "Downs"});
   const Wanted& downs = kCategories[2];
   for (const bool closeBox : {false, true}) {
     Manager manager(console);

@@ -33,10 +33,10 @@
 
 namespace korvane::test {
 
-class HeadlessConsole : private views::ViewWindows,
+class HeadlessConsole : private intake::ViewWindows,
                         private intake::TrapsWindows,
                         private categories::CategorisedWindows,
-                        private views::ViewOptionQuestion {
+                        private systems::ViewOptionQuestion {
  public:
   explicit HeadlessConsole(const TestStore& source) : source_(source) {
     state_.gMaxViewTraps = 10'000;
@@ -53,29 +53,29 @@ class HeadlessConsole : private views::ViewWindows,
   HeadlessConsole(const HeadlessConsole&) = delete;
   HeadlessConsole& operator=(const HeadlessConsole&) = delete;
 
-  views::TrapsModel& OpenWindow(params::WindowParameters parameters) {
-    views::ViewWindows& windows = *this;
-    windows_.push_back(std::make_unique<views::TrapsModel>(services_, windows, views::WindowKind::Selected,
+  traps::TrapsModel& OpenWindow(params::WindowParameters parameters) {
+    intake::ViewWindows& windows = *this;
+    windows_.push_back(std::make_unique<traps::TrapsModel>(services_, windows, intake::WindowKind::Selected,
                                                            std::move(parameters)));
     windows_.back()->Reset();
     return *windows_.back();
   }
 
   // Loads a report of all times to its end.
-  std::unique_ptr<views::ReportModel> LoadReport(params::WindowParameters parameters) {
+  std::unique_ptr<reports::ReportModel> LoadReport(params::WindowParameters parameters) {
     constexpr auto kForever = std::numeric_limits<std::int32_t>::max();
-    auto report = std::make_unique<views::ReportModel>(
+    auto report = std::make_unique<reports::ReportModel>(
         services_,
         params::ReportParameters{.FromTime = 0, .ToTime = kForever, .Window = std::move(parameters)},
-        views::ReportModel::Events{.BatchesReady = [] {}, .StateChanged = [] {}});
+        reports::ReportModel::Events{.BatchesReady = [] {}, .StateChanged = [] {}});
     report->Reset();
     WaitUntil(
         [&] {
           report->TakeBatches(std::chrono::milliseconds(15));
-          return report->State() != views::ReportState::Loading;
+          return report->State() != reports::ReportState::Loading;
         },
         std::chrono::seconds(60));
-    EXPECT_EQ(report->State(), views::ReportState::Complete) << report->Notice();
+    EXPECT_EQ(report->State(), reports::ReportState::Complete) << report->Notice();
     return report;
   }
 
@@ -95,9 +95,9 @@ class HeadlessConsole : private views::ViewWindows,
   ScriptedPrompts& Prompt() { return prompts_; }
 
   void Tick() { model_.CheckTraps(); }
-  const views::TrapsModel& AllTraps() const { return *windows_.front(); }
-  views::TrapsModel& AllTraps() { return *windows_.front(); }
-  views::SystemsModel& SystemsWindow() { return model_; }
+  const traps::TrapsModel& AllTraps() const { return *windows_.front(); }
+  traps::TrapsModel& AllTraps() { return *windows_.front(); }
+  systems::SystemsModel& SystemsWindow() { return model_; }
 
   // For the dialogs of the frame, over this console's connection and the given registry and services.
   alerts::AlertServices ForAlerts(platform::RegistryStore& registry) {
@@ -118,7 +118,7 @@ class HeadlessConsole : private views::ViewWindows,
   }
 
   // The SequenceNumbers of a window's rows, sorted; one that stands there twice is there twice.
-  static std::vector<std::int32_t> NumbersOf(const views::TrapsModel& window) {
+  static std::vector<std::int32_t> NumbersOf(const traps::TrapsModel& window) {
     std::vector<std::int32_t> numbers;
     for (std::uint32_t row = 0; row < window.Rows().Count(); ++row) {
       numbers.push_back(window.Rows().SequenceNumberAt(row));
@@ -136,14 +136,14 @@ class HeadlessConsole : private views::ViewWindows,
   }
 
  private:
-  void OpenSystemTraps(const views::System&) override {}
+  void OpenSystemTraps(const intake::System&) override {}
   void TrapsAcknowledged(const std::vector<std::int32_t>& numbers) override {
     for (auto& window : windows_) {
       window->RemoveAcknowledged(numbers);
     }
     model_.TrapsAcknowledged(numbers);
   }
-  void SystemAcknowledged(const views::System& system, std::int32_t beforeTime) override {
+  void SystemAcknowledged(const intake::System& system, std::int32_t beforeTime) override {
     for (auto& window : windows_) {
       window->RemoveAcknowledged(system, beforeTime);
     }
@@ -162,14 +162,14 @@ class HeadlessConsole : private views::ViewWindows,
     return open;
   }
   void CategoriesChanged() override {
-    std::vector<views::StoredTrapsTaker*> takers = {&model_};
+    std::vector<intake::StoredTrapsTaker*> takers = {&model_};
     for (auto& window : windows_) {
       takers.push_back(window.get());
     }
-    views::LoadStoredTraps(services_, takers);
+    intake::LoadStoredTraps(services_, takers);
   }
-  views::ViewOption AskViewOption(std::int64_t, std::int32_t) override {
-    return views::ViewOption::LoadRecentTraps;
+  intake::ViewOption AskViewOption(std::int64_t, std::int32_t) override {
+    return intake::ViewOption::LoadRecentTraps;
   }
   intake::StoreFeederOptions QuickFeeder() {
     intake::StoreFeederOptions options;
@@ -196,31 +196,31 @@ class HeadlessConsole : private views::ViewWindows,
   params::TrapFilters filters_;
   params::CategoryInformation categories_;
   params::DefinitionVerdicts verdicts_{filters_, categories_};
-  views::Systems systems_;
-  views::LoadBounds bounds_;
+  intake::Systems systems_;
+  intake::LoadBounds bounds_;
   intake::StoreFeeder feeder_{
       [this] { return Connect(); },
       std::make_shared<FakeHostNames>(),
       {.SmtpServer = "mail.example.net", .Recipient = "root@example.net", .Domain = "example.net"},
       QuickFeeder()};
-  views::ViewServices services_{connection_,
-                                names_,
-                                categories_,
-                                systems_,
-                                bounds_,
-                                state_,
-                                prompts_,
-                                busy_,
-                                log_,
-                                machine_.Clock,
-                                machine_.Settings,
-                                feeder_,
-                                machine_.Programs,
-                                {},
-                                [this](store::ConnectionOptions) { return Connect(); }};
-  views::SystemsModel model_{services_, *this};
+  intake::ViewServices services_{connection_,
+                                 names_,
+                                 categories_,
+                                 systems_,
+                                 bounds_,
+                                 state_,
+                                 prompts_,
+                                 busy_,
+                                 log_,
+                                 machine_.Clock,
+                                 machine_.Settings,
+                                 feeder_,
+                                 machine_.Programs,
+                                 {},
+                                 [this](store::ConnectionOptions) { return Connect(); }};
+  systems::SystemsModel model_{services_, *this};
   intake::Intake intake_{feeder_, names_, systems_, model_, *this, state_, prompts_, log_};
-  std::vector<std::unique_ptr<views::TrapsModel>> windows_;
+  std::vector<std::unique_ptr<traps::TrapsModel>> windows_;
 };
 
 }  // namespace korvane::test

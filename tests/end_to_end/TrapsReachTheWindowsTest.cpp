@@ -64,7 +64,7 @@ TEST_F(TrapsReachTheWindows, OfAllThreeVersionsNamedCountedAndOnce) {
   store_.AddCategory("Links", std::vector{linkDown});
   ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
   test::HeadlessConsole console(store_);
-  views::TrapsModel& links = console.OpenWindow({.WindowName = "Links", .Category = "Links"});
+  traps::TrapsModel& links = console.OpenWindow({.WindowName = "Links", .Category = "Links"});
 
   const std::size_t sent = SendSamples(receiver_.Address());
   ASSERT_GE(sent, 20U) << receiver_.Log();
@@ -74,7 +74,7 @@ TEST_F(TrapsReachTheWindows, OfAllThreeVersionsNamedCountedAndOnce) {
   EXPECT_EQ(console.CountedTraps(), static_cast<std::int64_t>(sent));
   std::size_t linksSeen = 0;
   std::vector<std::string> names;
-  const views::TrapRows& rows = console.AllTraps().Rows();
+  const traplist::TrapRows& rows = console.AllTraps().Rows();
   for (std::uint32_t row = 0; row < rows.Count(); ++row) {
     const std::string name(rows.TrapNameAt(row));
     names.push_back(name);
@@ -147,7 +147,7 @@ TEST_F(TrapsReachTheWindows, AndLeaveThemOnceAcknowledged) {
   }
   test::HeadlessConsole console(store_);
   ASSERT_TRUE(Shows(console, 20));
-  const views::TrapsModel& other = console.OpenWindow({.WindowName = "Second", .VarBindsMatch = "IT'S"});
+  const traps::TrapsModel& other = console.OpenWindow({.WindowName = "Second", .VarBindsMatch = "IT'S"});
   ASSERT_EQ(other.Rows().Count(), 20U);
   console.AllTraps().AcknowledgeSelected(std::vector<std::uint32_t>{3, 4, 19});
   EXPECT_EQ(console.AllTraps().Rows().Count(), 17U);

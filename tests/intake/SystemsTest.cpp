@@ -5,7 +5,7 @@
 #include "store/DatabaseError.h"
 #include "support/TestStore.h"
 
-namespace korvane::views {
+namespace korvane::intake {
 namespace {
 
 using test::SqliteStore;
@@ -139,4 +139,4 @@ TEST_F(SystemsTest, AReadThatFailsLeavesTheListAsItWas) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::intake

@@ -277,7 +277,7 @@ TEST_F(FrameTest, NotesOnATrapAreSavedFromEveryCommandAndShownInEveryWindow) {
     Click(command);
     for (const std::size_t window : {1U, 2U}) {
       const QModelIndex trap = ListIn(window).model()->index(0, 0);
-      EXPECT_EQ(trap.data(views::TrapsTableModel::EventNotesRole).toString(), QLatin1String(command));
+      EXPECT_EQ(trap.data(traps::TrapsTableModel::EventNotesRole).toString(), QLatin1String(command));
     }
   }
 }

@@ -16,7 +16,7 @@
 #include "support/Processes.h"
 #include "support/TrapsWorld.h"
 
-namespace korvane::views {
+namespace korvane::reports {
 namespace {
 
 using std::chrono::milliseconds;
@@ -264,4 +264,4 @@ TEST_F(ReportModelTest, DoesNotWaitForAStoreThatHangs) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::reports

@@ -25,7 +25,7 @@
 #include "support/TrapsWorld.h"
 #include "traps/TrapsList.h"
 
-namespace korvane::views {
+namespace korvane::reports {
 namespace {
 
 using test::StoredTrap;
@@ -88,7 +88,7 @@ class ReportWindowTest : public testing::Test {
     return traps;
   }
   std::int32_t TrapAt(int position) {
-    return window_->Table().index(position, 0).data(TrapsTableModel::SequenceNumberRole).toInt();
+    return window_->Table().index(position, 0).data(traps::TrapsTableModel::SequenceNumberRole).toInt();
   }
   template <class Control>
   Control* Find(const char* name) {
@@ -227,4 +227,4 @@ TEST_F(ReportWindowTest, ItsParametersCanBeRead) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::reports

@@ -12,7 +12,7 @@
 #include "support/Engines.h"
 #include "support/Processes.h"
 
-namespace korvane::views {
+namespace korvane::reports {
 namespace {
 
 constexpr std::int32_t kTraps = 30'000;
@@ -101,4 +101,4 @@ INSTANTIATE_TEST_SUITE_P(, ReportsOnEnginesTest, testing::ValuesIn(test::kEngine
                          [](const auto& engine) { return test::EngineName(engine.param); });
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::reports

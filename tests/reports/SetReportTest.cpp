@@ -23,7 +23,7 @@
 #include "support/FakePlatform.h"
 #include "support/ScriptedPrompts.h"
 
-namespace korvane::views {
+namespace korvane::reports {
 namespace {
 
 constexpr std::int32_t kBerlin = -3600;
@@ -192,4 +192,4 @@ TEST_F(SetReportTest, EveryControlIsReachedByKeyboardAndHasAName) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::reports

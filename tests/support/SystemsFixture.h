@@ -75,13 +75,13 @@ class NoTrapsWindows : public intake::TrapsWindows {
   std::vector<intake::TrapsWindow*> InCreationOrder() override { return {}; }
 };
 
-class ScriptedViewOption : public views::ViewOptionQuestion {
+class ScriptedViewOption : public systems::ViewOptionQuestion {
  public:
-  views::ViewOption AskViewOption(std::int64_t unacknowledgedTraps, std::int32_t maxViewTraps) override {
+  intake::ViewOption AskViewOption(std::int64_t unacknowledgedTraps, std::int32_t maxViewTraps) override {
     Asked.emplace_back(unacknowledgedTraps, maxViewTraps);
     return Answer;
   }
-  views::ViewOption Answer = views::ViewOption::LoadRecentTraps;
+  intake::ViewOption Answer = intake::ViewOption::LoadRecentTraps;
   std::vector<std::pair<std::int64_t, std::int32_t>> Asked;
 };
 
@@ -121,7 +121,7 @@ struct SystemsFixture : testing::Test {
 
   std::int64_t TotalOf(const std::string& name) {
     const std::size_t index = SystemList.FindSystem(name);
-    if (index == views::Systems::kNone) {
+    if (index == intake::Systems::kNone) {
       return -1;
     }
     const auto row = Model.RowOfSystem(SystemList.At(index));
@@ -143,12 +143,12 @@ struct SystemsFixture : testing::Test {
   params::CategoryInformation Categories;
   params::DefinitionVerdicts Verdicts{Filters, Categories};
   store::TrapNames Names{Connection};
-  views::Systems SystemList;
-  views::LoadBounds Bounds;
-  views::ViewServices Services{Connection,       Names, Categories, SystemList,    Bounds,           State,
-                               Prompt,           Busy,  DebugLog,   Machine.Clock, Machine.Settings, Library,
-                               Machine.Programs, {},    {}};
-  views::SystemsModel Model{Services, Question};
+  intake::Systems SystemList;
+  intake::LoadBounds Bounds;
+  intake::ViewServices Services{Connection,       Names, Categories, SystemList,    Bounds,           State,
+                                Prompt,           Busy,  DebugLog,   Machine.Clock, Machine.Settings, Library,
+                                Machine.Programs, {},    {}};
+  systems::SystemsModel Model{Services, Question};
   intake::Intake Intake{Library, Names, SystemList, Model, Windows, State, Prompt, DebugLog};
 };
 

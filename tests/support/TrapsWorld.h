@@ -38,29 +38,29 @@ class SilentLibrary : public intake::ReceiverLibrary {
 };
 
 // Hands what was acknowledged to the models that are open, as the frame does.
-class OpenModels : public views::ViewWindows {
+class OpenModels : public intake::ViewWindows {
  public:
-  void OpenSystemTraps(const views::System&) override {}
+  void OpenSystemTraps(const intake::System&) override {}
   void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) override {
     Told.push_back(sequenceNumbers);
-    for (views::TrapsModel* model : Models) {
+    for (traps::TrapsModel* model : Models) {
       model->RemoveAcknowledged(sequenceNumbers);
     }
   }
-  void SystemAcknowledged(const views::System& system, std::int32_t beforeTime) override {
+  void SystemAcknowledged(const intake::System& system, std::int32_t beforeTime) override {
     SystemsTold.emplace_back(system.Name, beforeTime);
-    for (views::TrapsModel* model : Models) {
+    for (traps::TrapsModel* model : Models) {
       model->RemoveAcknowledged(system, beforeTime);
     }
   }
 
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override {
-    for (views::TrapsModel* model : Models) {
+    for (traps::TrapsModel* model : Models) {
       model->NotesSaved(sequenceNumber, notes);
     }
   }
 
-  std::vector<views::TrapsModel*> Models;
+  std::vector<traps::TrapsModel*> Models;
   std::vector<std::vector<std::int32_t>> Told;
   std::vector<std::pair<std::string, std::int32_t>> SystemsTold;
 };
@@ -81,15 +81,15 @@ struct TrapsWorld {
     Names.ClearCache();
   }
 
-  std::unique_ptr<views::TrapsModel> Open(views::WindowKind kind = views::WindowKind::Selected,
+  std::unique_ptr<traps::TrapsModel> Open(intake::WindowKind kind = intake::WindowKind::Selected,
                                           params::WindowParameters parameters = {},
-                                          const views::System* system = nullptr) {
-    auto model = std::make_unique<views::TrapsModel>(Services, Windows, kind, std::move(parameters), system);
+                                          const intake::System* system = nullptr) {
+    auto model = std::make_unique<traps::TrapsModel>(Services, Windows, kind, std::move(parameters), system);
     Windows.Models.push_back(model.get());
     return model;
   }
 
-  const views::System& AddSystem(const std::string& source) {
+  const intake::System& AddSystem(const std::string& source) {
     return SystemList.At(SystemList.SystemOfSource(source));
   }
 
@@ -107,7 +107,7 @@ struct TrapsWorld {
     trap.SequenceNumber = stored.SequenceNumber;
     State.gLastTrapTime = std::max(State.gLastTrapTime, stored.EventTime);
     intake::CompleteStoredTrap(trap, SystemList, Names);
-    views::NoteDelivered(Bounds, trap.EventTime, trap.SequenceNumber);
+    intake::NoteDelivered(Bounds, trap.EventTime, trap.SequenceNumber);
     if (trap.Filtered) {
       return;
     }
@@ -133,33 +133,33 @@ struct TrapsWorld {
   params::CategoryInformation Categories;
   params::TrapFilters Filters;
   params::DefinitionVerdicts Verdicts{Filters, Categories};
-  views::Systems SystemList;
-  views::LoadBounds Bounds;
+  intake::Systems SystemList;
+  intake::LoadBounds Bounds;
   SilentLibrary Library;
   OpenModels Windows;
   TempFolder InstallFolder;
-  views::ViewServices Services{Connection,
-                               Names,
-                               Categories,
-                               SystemList,
-                               Bounds,
-                               State,
-                               Prompts,
-                               Busy,
-                               DebugLog,
-                               Platform.Clock,
-                               Platform.Settings,
-                               Library,
-                               Platform.Programs,
-                               InstallFolder.Path().string(),
-                               [this](store::ConnectionOptions) {
-                                 auto connection = std::make_unique<store::Connection>();
-                                 Store.Connect(*connection);
-                                 return connection;
-                               }};
+  intake::ViewServices Services{Connection,
+                                Names,
+                                Categories,
+                                SystemList,
+                                Bounds,
+                                State,
+                                Prompts,
+                                Busy,
+                                DebugLog,
+                                Platform.Clock,
+                                Platform.Settings,
+                                Library,
+                                Platform.Programs,
+                                InstallFolder.Path().string(),
+                                [this](store::ConnectionOptions) {
+                                  auto connection = std::make_unique<store::Connection>();
+                                  Store.Connect(*connection);
+                                  return connection;
+                                }};
 };
 
-inline std::vector<std::int32_t> Numbers(const views::TrapRows& rows) {
+inline std::vector<std::int32_t> Numbers(const traplist::TrapRows& rows) {
   std::vector<std::int32_t> numbers;
   for (std::size_t row = 0; row < rows.Count(); ++row) {
     numbers.push_back(rows.SequenceNumberAt(row));

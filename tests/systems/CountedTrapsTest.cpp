@@ -8,7 +8,7 @@
 #include <set>
 #include <vector>
 
-namespace korvane::views {
+namespace korvane::systems {
 namespace {
 
 std::vector<std::int32_t> Numbers(const CountedTraps& traps) {
@@ -58,4 +58,4 @@ TEST(CountedTraps, HoldsEveryNumberOnceInAnyOrder) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::systems

@@ -17,16 +17,16 @@
 #include "support/SystemsFixture.h"
 #include "systems/frmDevices.h"
 
-namespace korvane::views {
+namespace korvane::systems {
 namespace {
 
 using testing::ElementsAre;
 
-class RecordingWindows : public ViewWindows {
+class RecordingWindows : public intake::ViewWindows {
  public:
-  void OpenSystemTraps(const System& system) override { Opened.push_back(system.Name); }
+  void OpenSystemTraps(const intake::System& system) override { Opened.push_back(system.Name); }
   void TrapsAcknowledged(const std::vector<std::int32_t>&) override {}
-  void SystemAcknowledged(const System&, std::int32_t) override {}
+  void SystemAcknowledged(const intake::System&, std::int32_t) override {}
   void NotesSaved(std::int32_t, std::string_view) override {}
   std::vector<std::string> Opened;
 };
@@ -255,9 +255,9 @@ TEST_F(DevicesTest, PopUpIsForTheRowUnderTheClickOrForNone) {
   };
   const auto onRow = rightClick(MiddleOf(1));
   EXPECT_EQ(onRow[0].toPoint(), List.viewport()->mapToGlobal(MiddleOf(1)));
-  ASSERT_NE(onRow[1].value<const System*>(), nullptr);
-  EXPECT_EQ(onRow[1].value<const System*>()->Name, "b");
-  EXPECT_EQ(rightClick({10, List.viewport()->height() - 5})[1].value<const System*>(), nullptr);
+  ASSERT_NE(onRow[1].value<const intake::System*>(), nullptr);
+  EXPECT_EQ(onRow[1].value<const intake::System*>()->Name, "b");
+  EXPECT_EQ(rightClick({10, List.viewport()->height() - 5})[1].value<const intake::System*>(), nullptr);
   EXPECT_EQ(Window.SelectedSystem(), nullptr);
   Window.ShowPerDeviceWindow();
   EXPECT_TRUE(Frame.Opened.empty());
@@ -313,4 +313,4 @@ TEST_F(DevicesTest, ClosingOnlyMinimisesUntilTheProgramEnds) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::systems

@@ -8,7 +8,7 @@
 #include "support/SystemsFixture.h"
 #include "support/TrapsWorld.h"
 
-namespace korvane::views {
+namespace korvane::systems {
 namespace {
 
 using test::StoredTrap;
@@ -23,7 +23,9 @@ struct SystemsModelTest : test::SystemsFixture {
   std::array<std::int32_t, 6> CountsOf(const std::string& name) {
     return Model.Row(*Model.RowOfSystem(SystemList.At(SystemList.FindSystem(name)))).Counts;
   }
-  const System& SystemNamed(const std::string& name) { return SystemList.At(SystemList.FindSystem(name)); }
+  const intake::System& SystemNamed(const std::string& name) {
+    return SystemList.At(SystemList.FindSystem(name));
+  }
 };
 
 // ---- loading
@@ -33,7 +35,7 @@ TEST_F(SystemsModelTest, TheQuestionIsAskedOnlyAboveTheLimit) {
   Store.AddTrap({.SequenceNumber = 99, .EventTime = 99, .EventAck = 1});
   Model.Load();
   EXPECT_TRUE(Question.Asked.empty());
-  EXPECT_EQ(Bounds.Option, ViewOption::NotAsked);
+  EXPECT_EQ(Bounds.Option, intake::ViewOption::NotAsked);
   EXPECT_EQ(Bounds.StartMark, 99);
   EXPECT_EQ(State.gLastTrapTime, 99);
   EXPECT_EQ(Library.StartedAt, 99);
@@ -52,7 +54,7 @@ TEST_F(SystemsModelTest, ASecondWithMoreTrapsThanTheLimitIsLoadedWhole) {
   Store.AddTraps(burst);
   Model.Load();
   test::OpenModels open;
-  TrapsModel all(Services, open, WindowKind::Selected, {});
+  traps::TrapsModel all(Services, open, intake::WindowKind::Selected, {});
   all.Reset();
   EXPECT_EQ(TotalOf("router1"), 24);  // all but the old one and the one at the mark
   EXPECT_EQ(all.Rows().Count(), 10U) << "the newest of what is counted";
@@ -69,11 +71,11 @@ TEST_F(SystemsModelTest, ASecondWithMoreTrapsThanTheLimitIsLoadedWhole) {
     Store.AddTrap({.EventTime = 105});
   }
   test::ScriptedViewOption question;
-  LoadBounds bounds;
-  Systems list;
-  ViewServices services{Connection,       Names, Categories, list,          bounds,           State,
-                        Prompt,           Busy,  DebugLog,   Machine.Clock, Machine.Settings, Library,
-                        Machine.Programs, {},    {}};
+  intake::LoadBounds bounds;
+  intake::Systems list;
+  intake::ViewServices services{Connection,       Names, Categories, list,          bounds,           State,
+                                Prompt,           Busy,  DebugLog,   Machine.Clock, Machine.Settings, Library,
+                                Machine.Programs, {},    {}};
   SystemsModel model(services, question);
   model.Load();
   EXPECT_EQ(question.Asked.size(), 1U);
@@ -83,7 +85,7 @@ TEST_F(SystemsModelTest, ASecondWithMoreTrapsThanTheLimitIsLoadedWhole) {
 
 TEST_F(SystemsModelTest, ShowOnlyNewTrapsCountsWhatIsDeliveredAndNothingLogged) {
   AddStored(15);
-  Question.Answer = ViewOption::ShowOnlyNewTraps;
+  Question.Answer = intake::ViewOption::ShowOnlyNewTraps;
   Model.Load();
   EXPECT_EQ(Model.RowCount(), 0U);
   EXPECT_EQ(Library.StartedAt, 15);
@@ -111,9 +113,9 @@ TEST_F(SystemsModelTest, AnEmptyStoreStartsAtZeroAndAFailingLinkIsShown) {
 
 TEST_F(SystemsModelTest, TicksWhileTheQuestionIsOpenChangeNothing) {
   struct TickingQuestion : ViewOptionQuestion {
-    ViewOption AskViewOption(std::int64_t, std::int32_t) override {
+    intake::ViewOption AskViewOption(std::int64_t, std::int32_t) override {
       Model->CheckTraps();
-      return ViewOption::LoadRecentTraps;
+      return intake::ViewOption::LoadRecentTraps;
     }
     SystemsModel* Model = nullptr;
   } question;
@@ -186,7 +188,7 @@ TEST_F(SystemsModelTest, FilteredTrapsAreNeverCountedLoadedOrLive) {
   Model.CheckTraps();
   EXPECT_EQ(Model.RowCount(), 1U);
   EXPECT_EQ(TotalOf("router1"), 1);
-  EXPECT_EQ(SystemList.FindSystem("noisy"), Systems::kNone);
+  EXPECT_EQ(SystemList.FindSystem("noisy"), intake::Systems::kNone);
   EXPECT_EQ(State.gLastTrapTime, 6);
 }
 
@@ -312,7 +314,7 @@ TEST_F(SystemsModelTest, OneSystemsAcknowledgementCoversAllItsTextsAndNoOther) {
   Model.SystemAcknowledged(SystemNamed("core"), Model.AcknowledgeBound(SystemNamed("core")));
   EXPECT_EQ(TotalOf("core"), 0);
   EXPECT_EQ(TotalOf("other"), 2);
-  EXPECT_EQ(Model.AcknowledgeBound(System{}), kLowest);
+  EXPECT_EQ(Model.AcknowledgeBound(intake::System{}), kLowest);
 }
 
 // ---- status, news, names
@@ -431,4 +433,4 @@ TEST_F(SystemsModelTest, TheListenerHearsOfEachTickInOneBatch) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::systems

@@ -5,7 +5,7 @@
 #include "store/DatabaseError.h"
 #include "support/SystemsFixture.h"
 
-namespace korvane::views {
+namespace korvane::systems {
 namespace {
 
 struct SystemsOnEnginesTest : test::SystemsFixture, testing::WithParamInterface<store::Engine> {
@@ -27,7 +27,7 @@ TEST_P(SystemsOnEnginesTest, LoadsWithinTheBounds) {
 }
 
 TEST_P(SystemsOnEnginesTest, AnEmptyStoreHasTheMarkZero) {
-  Question.Answer = ViewOption::ShowOnlyNewTraps;
+  Question.Answer = intake::ViewOption::ShowOnlyNewTraps;
   Model.Load();
   EXPECT_EQ(Library.StartedAt, 0);
   EXPECT_EQ(Model.RowCount(), 0U);
@@ -49,11 +49,11 @@ TEST_P(SystemsOnEnginesTest, SavesEverySystemThatTheEngineTakes) {
     EXPECT_NE(std::string(error.what()), "");
   }
   EXPECT_FALSE(Connection.InTransaction());
-  Systems again;
+  intake::Systems again;
   ASSERT_TRUE(again.LoadSystems(Connection));
   for (const char* name : {"two", "it's \"quoted\" \\ ; --", "router", "последний 🖧"}) {
-    ASSERT_NE(again.FindSystem(name), Systems::kNone) << name;
-    EXPECT_EQ(again.At(again.FindSystem(name)).Type, kManualSystemType);
+    ASSERT_NE(again.FindSystem(name), intake::Systems::kNone) << name;
+    EXPECT_EQ(again.At(again.FindSystem(name)).Type, intake::kManualSystemType);
   }
   EXPECT_EQ(again.At(again.FindSystem("two")).Address, "10.0.0.2");
 }
@@ -62,4 +62,4 @@ INSTANTIATE_TEST_SUITE_P(, SystemsOnEnginesTest, testing::ValuesIn(test::kEngine
                          [](const auto& engine) { return test::EngineName(engine.param); });
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::systems

@@ -10,11 +10,11 @@
 
 #include "systems/frmViewOptions.h"
 
-namespace korvane::views {
+namespace korvane::systems {
 namespace {
 
 // What the dialog answers when this is done to it once it shows.
-ViewOption AnswerAfter(const std::function<void(QDialog&)>& act) {
+intake::ViewOption AnswerAfter(const std::function<void(QDialog&)>& act) {
   QTimer poll;
   bool acted = false;
   QObject::connect(&poll, &QTimer::timeout, &poll, [&] {
@@ -25,7 +25,7 @@ ViewOption AnswerAfter(const std::function<void(QDialog&)>& act) {
     }
   });
   poll.start(5);
-  const ViewOption answer = ViewOptionsDialog().AskViewOption(1234, 1000);
+  const intake::ViewOption answer = ViewOptionsDialog().AskViewOption(1234, 1000);
   EXPECT_TRUE(acted);
   return answer;
 }
@@ -42,25 +42,25 @@ TEST(ViewOptions, ShowsItsTexts) {
                            "Please select a view option."));
   EXPECT_EQ(dialog.findChild<QRadioButton*>(QStringLiteral("optLoadRecentTraps"))->text(),
             QStringLiteral("Load Recent Traps (upto maximum traps view limit, currently: 1000)"));
-  EXPECT_EQ(dialog.Choice(), ViewOption::LoadRecentTraps);
+  EXPECT_EQ(dialog.Choice(), intake::ViewOption::LoadRecentTraps);
 }
 
 TEST(ViewOptions, EveryWayOutTakesTheChoiceThatIsShown) {
   EXPECT_EQ(AnswerAfter([](QDialog& dialog) { QTest::keyClick(&dialog, Qt::Key_Return); }),
-            ViewOption::LoadRecentTraps);
+            intake::ViewOption::LoadRecentTraps);
   EXPECT_EQ(AnswerAfter([](QDialog& dialog) {
               OnlyNew(dialog).click();
               QTest::mouseClick(dialog.findChild<QPushButton*>(QStringLiteral("cmdOK")), Qt::LeftButton);
             }),
-            ViewOption::ShowOnlyNewTraps);
+            intake::ViewOption::ShowOnlyNewTraps);
   EXPECT_EQ(AnswerAfter([](QDialog& dialog) {
               OnlyNew(dialog).click();
               dialog.close();
             }),
-            ViewOption::ShowOnlyNewTraps);
+            intake::ViewOption::ShowOnlyNewTraps);
   EXPECT_EQ(AnswerAfter([](QDialog& dialog) { QTest::keyClick(&dialog, Qt::Key_Escape); }),
-            ViewOption::LoadRecentTraps);
+            intake::ViewOption::LoadRecentTraps);
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::systems

@@ -14,7 +14,7 @@
 #include "support/TrapsWorld.h"
 #include "traplist/CsvLine.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 namespace {
 
 std::string Contents(const std::filesystem::path& path) {
@@ -212,4 +212,4 @@ TEST_F(CsvExportTest, TheSuggestedNameSuitsEveryFileSystem) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::traplist

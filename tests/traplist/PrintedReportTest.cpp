@@ -16,7 +16,7 @@
 #include "support/SmallFiles.h"
 #include "support/TrapsWorld.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 namespace {
 
 namespace fs = std::filesystem;
@@ -236,4 +236,4 @@ TEST_F(PrintedReportTest, WhenItCannotBeWrittenTheEarlierOneStays) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::traplist

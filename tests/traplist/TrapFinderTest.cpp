@@ -12,7 +12,7 @@
 #include "store/EventTime.h"
 #include "traplist/TrapFinder.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 namespace {
 
 using std::chrono::microseconds;
@@ -254,4 +254,4 @@ TEST(TrapFinder, HitsStayRightWhateverHappensToTheList) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::traplist

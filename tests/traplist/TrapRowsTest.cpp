@@ -13,7 +13,7 @@
 #include "intake/SequenceSet.h"
 #include "traplist/TrapOrder.h"
 
-namespace korvane::views {
+namespace korvane::traplist {
 namespace {
 
 struct PlainRow {
@@ -296,7 +296,7 @@ TEST(TrapRows, ForgetWhatNoRowUses) {
 TEST(SequenceSet, AgreesWithAPlainSet) {
   std::mt19937 random(7);
   std::set<std::int32_t> plain;
-  SequenceSet set;
+  intake::SequenceSet set;
   for (int i = 0; i < 5000; ++i) {
     const auto number = static_cast<std::int32_t>(std::uniform_int_distribution<int>(-1500, 1500)(random));
     ASSERT_EQ(set.Insert(number), plain.insert(number).second);
@@ -307,7 +307,7 @@ TEST(SequenceSet, AgreesWithAPlainSet) {
     EXPECT_TRUE(set.Contains(edge));
     EXPECT_FALSE(set.Insert(edge));
   }
-  SequenceSet assigned;
+  intake::SequenceSet assigned;
   std::vector<std::int32_t> shuffled(plain.begin(), plain.end());
   std::shuffle(shuffled.begin(), shuffled.end(), random);
   assigned.Assign(shuffled);
@@ -319,4 +319,4 @@ TEST(SequenceSet, AgreesWithAPlainSet) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::traplist

@@ -22,7 +22,7 @@
 #include "traps/TrapsList.h"
 #include "traps/frmTraps.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 using test::StoredTrap;
@@ -57,7 +57,7 @@ class FindBarTest : public testing::Test {
     params::WindowParameters parameters;
     parameters.WindowName = "All Traps ";
     auto window =
-        std::make_unique<frmTraps>(world_.Services, world_.Windows, WindowKind::Selected, parameters);
+        std::make_unique<frmTraps>(world_.Services, world_.Windows, intake::WindowKind::Selected, parameters);
     window->resize(700, 320);
     return window;
   }
@@ -259,10 +259,10 @@ TEST_F(FindBarTest, MarksTheTextInTheCellsWhileItIsOpen) {
 // A list without a store, for many rows.
 TEST_F(FindBarTest, LooksThroughALongListInTurns) {
   constexpr std::size_t kRows = 500'000;
-  TrapRows rows;
+  traplist::TrapRows rows;
   const store::TrapDefinition definition{
       .TrapName = "linkDown", .EnterpriseName = "", .FurtherDescription = ""};
-  TrapsTableModel model(rows, world_.State, SourceShown::SourceText);
+  TrapsTableModel model(rows, world_.State, traplist::SourceShown::SourceText);
   QWidget window;
   QTableView view(&window);
   TrapsList list(view, model, world_.Platform.Settings, "Widths", QString(), TrapsList::Kind::Report);
@@ -312,10 +312,10 @@ TEST_F(FindBarTest, FindsSystemNamesInReports) {
     traps.push_back(Trap(number));
   }
   world_.Store.AddTraps(traps);
-  frmReport window(world_.Services, world_.Windows, {.FromTime = 0, .ToTime = 2000, .Window = {}});
+  reports::frmReport window(world_.Services, world_.Windows, {.FromTime = 0, .ToTime = 2000, .Window = {}});
   window.Reset();
   Expose(window);
-  ASSERT_TRUE(QTest::qWaitFor([&] { return window.Model().State() == ReportState::Complete; }));
+  ASSERT_TRUE(QTest::qWaitFor([&] { return window.Model().State() == reports::ReportState::Complete; }));
   const Screen screen(window);
   window.ShowFindBar();
   screen.Type("core");
@@ -324,4 +324,4 @@ TEST_F(FindBarTest, FindsSystemNamesInReports) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::traps

@@ -9,7 +9,7 @@
 #include "traps/FollowedTrap.h"
 #include "traps/TrapDetailForm.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 using test::StoredTrap;
@@ -33,9 +33,9 @@ class TrapDetailTest : public testing::Test {
   void Load() {
     model_ = world_.Open();
     model_->Reset();
-    order_ = std::make_unique<TrapOrder>(model_->Rows(), SourceShown::SourceText);
+    order_ = std::make_unique<traplist::TrapOrder>(model_->Rows(), traplist::SourceShown::SourceText);
   }
-  ShownTraps List() { return {.Rows = model_->Rows(), .Order = *order_}; }
+  traplist::ShownTraps List() { return {.Rows = model_->Rows(), .Order = *order_}; }
   std::string StoredNotes(std::int32_t number) {
     return world_.Store.Text("SELECT * FROM EventTrap WHERE SequenceNumber = " + std::to_string(number),
                              "EventNotes");
@@ -48,7 +48,7 @@ class TrapDetailTest : public testing::Test {
 
   test::TrapsWorld world_;
   std::unique_ptr<TrapsModel> model_;
-  std::unique_ptr<TrapOrder> order_;
+  std::unique_ptr<traplist::TrapOrder> order_;
   TrapDetailForm form_{world_.Connection, world_.Windows, world_.Prompts, AsEdited};
 };
 
@@ -75,7 +75,7 @@ TEST_F(TrapDetailTest, EveryTextComesFromTheRow) {
   Load();
   world_.Connection.Close();  // a query would throw
 
-  ShownTraps list = List();
+  traplist::ShownTraps list = List();
   list.TimeZoneBias = -7200;
   form_.Show(list, 0);
   const TrapDetail named = form_.Trap();
@@ -101,7 +101,7 @@ TEST_F(TrapDetailTest, EveryTextComesFromTheRow) {
   EXPECT_THAT(unknown.TrapID, testing::EndsWith(" (-3)"));
   EXPECT_EQ(unknown.VarBinds + unknown.MoreInformation + unknown.StoredNotes, "");
 
-  list.Source = SourceShown::SystemName;
+  list.Source = traplist::SourceShown::SystemName;
   EXPECT_EQ(DetailOf(list, 0).Source, "core-1") << "a report's list shows the system's name";
 }
 
@@ -227,9 +227,9 @@ TEST(FollowedTrapTest, KeepsItsPlaceWhateverComesAndGoes) {
     std::mt19937 random(7);
     const auto below = [&](std::size_t bound) { return random() % bound; };
     const store::TrapDefinition definition;
-    TrapRows rows;
-    TrapOrder order(rows, SourceShown::SourceText);
-    const ShownTraps list{.Rows = rows, .Order = order};
+    traplist::TrapRows rows;
+    traplist::TrapOrder order(rows, traplist::SourceShown::SourceText);
+    const traplist::ShownTraps list{.Rows = rows, .Order = order};
     const auto append = [&](std::int32_t number) {
       store::IncomingTrap trap;
       trap.Definition = &definition;
@@ -242,7 +242,7 @@ TEST(FollowedTrapTest, KeepsItsPlaceWhateverComesAndGoes) {
       while (rows.Count() < 40) {
         append(++last);
       }
-      order.Sort(sorted ? std::optional(TrapOrder::Sorting{.Descending = true}) : std::nullopt);
+      order.Sort(sorted ? std::optional(traplist::TrapOrder::Sorting{.Descending = true}) : std::nullopt);
       const std::size_t position = below(40);
       const std::int32_t number = rows.SequenceNumberAt(list.RowAt(position));
       FollowedTrap trap(list, position);
@@ -259,8 +259,8 @@ TEST(FollowedTrapTest, KeepsItsPlaceWhateverComesAndGoes) {
           append(++last);
         }
         if (below(4) == 0) {  // loaded anew, empty in between
-          TrapRows again = std::move(rows);
-          rows = TrapRows();
+          traplist::TrapRows again = std::move(rows);
+          rows = traplist::TrapRows();
           order.RowsReset();
           trap.ListChanged(list);
           EXPECT_FALSE(trap.Position() || trap.Above() || trap.Below());
@@ -288,4 +288,4 @@ TEST(FollowedTrapTest, KeepsItsPlaceWhateverComesAndGoes) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::traps

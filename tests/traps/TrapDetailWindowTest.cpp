@@ -22,7 +22,7 @@
 #include "traps/frmTrapDetail.h"
 #include "traps/frmTraps.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 using test::StoredTrap;
@@ -33,8 +33,8 @@ class TrapDetailWindowTest : public testing::Test {
     world_.State.gMaxViewTraps = 100;
     params::WindowParameters parameters;
     parameters.WindowName = "All Traps ";
-    window_ = std::make_unique<frmTraps>(world_.Services, world_.Windows, WindowKind::Selected, parameters,
-                                         nullptr);
+    window_ = std::make_unique<frmTraps>(world_.Services, world_.Windows, intake::WindowKind::Selected,
+                                         parameters, nullptr);
     world_.Windows.Models.push_back(&window_->Model());
     view_ = window_->findChild<QTableView*>(QStringLiteral("lvTraps"));
     window_->resize(700, 320);
@@ -311,4 +311,4 @@ TEST_F(TrapDetailWindowTest, KeepsItsSizeAndIgnoresADamagedOne) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::traps

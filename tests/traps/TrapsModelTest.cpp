@@ -10,7 +10,7 @@
 #include "support/TempFolder.h"
 #include "support/TrapsWorld.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 using test::Numbers;
@@ -19,7 +19,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 // A view that keeps its own copy by the notifications alone, as a table view does.
-class Mirror : public TrapRowsListener {
+class Mirror : public traplist::TrapRowsListener {
  public:
   explicit Mirror(const TrapsModel& model) : model_(model) {}
 
@@ -122,11 +122,11 @@ TEST_F(TrapsModelTest, KeepsTheNewestUpToTheLimit) {
 TEST_F(TrapsModelTest, EachKindTakesItsTraps) {
   params::WindowParameters severe;
   severe.Source = "ROUTER1";
-  const System& system = world_.AddSystem("router1");
+  const intake::System& system = world_.AddSystem("router1");
   ASSERT_EQ(&world_.AddSystem("ROUTER1"), &system) << "one system under two texts";
-  auto selected = world_.Open(WindowKind::Selected, severe);
-  auto perSystem = world_.Open(WindowKind::PerSystem, {}, &system);
-  auto still = world_.Open(WindowKind::NoLiveTraps);
+  auto selected = world_.Open(intake::WindowKind::Selected, severe);
+  auto perSystem = world_.Open(intake::WindowKind::PerSystem, {}, &system);
+  auto still = world_.Open(intake::WindowKind::NoLiveTraps);
 
   Store(1, 101, "router1");
   Store(2, 102, "Router1");
@@ -192,11 +192,11 @@ TEST_F(TrapsModelTest, AFailingLoadKeepsWhatWasRead) {
   unknown.EnterpriseOid = "1.3.6.1.4.1.99";
   world_.Store.AddTrap(unknown);
   auto model = world_.Open();
-  auto second = world_.Open(WindowKind::Selected, {.VarBindsMatch = "link"});
+  auto second = world_.Open(intake::WindowKind::Selected, {.VarBindsMatch = "link"});
   Mirror mirror(*model);
   model->UseListener(&mirror);
-  const std::vector<StoredTrapsTaker*> both = {model.get(), second.get()};
-  LoadStoredTraps(world_.Services, both);
+  const std::vector<intake::StoredTrapsTaker*> both = {model.get(), second.get()};
+  intake::LoadStoredTraps(world_.Services, both);
   ASSERT_EQ(mirror.Shown.size(), 3U);
 
   // Names that are still cached need no table.
@@ -207,7 +207,7 @@ TEST_F(TrapsModelTest, AFailingLoadKeepsWhatWasRead) {
   known.SpecificTrap = 1;
   world_.Names.GetTrapName(known);
   world_.Store.Execute("DROP TABLE EventStructure");
-  LoadStoredTraps(world_.Services, both);
+  intake::LoadStoredTraps(world_.Services, both);
   EXPECT_THAT(mirror.Shown, ElementsAre(1, 2));
   EXPECT_THAT(Numbers(second->Rows()), ElementsAre(2));
 
@@ -293,10 +293,10 @@ TEST_F(TrapsModelTest, ClosingASystemsWindowAsksAndAcknowledgesBelowTheMark) {
                                                       {5, 105, "router1"}}) {
     Store(number, time, source);
   }
-  const System& system = world_.AddSystem("router1");
+  const intake::System& system = world_.AddSystem("router1");
   world_.AddSystem("ROUTER1");
   auto all = world_.Open();
-  auto mine = world_.Open(WindowKind::PerSystem, {}, &system);
+  auto mine = world_.Open(intake::WindowKind::PerSystem, {}, &system);
   all->Reset();
   mine->Reset();
   const std::string question = "Do you want to acknowledge all traps for 'router1'?";
@@ -334,8 +334,8 @@ TEST_F(TrapsModelTest, ATrapAcknowledgedBeforeItsDeliveryStaysAway) {
     world_.Deliver(trap, {&window});
     window.UpdateStatusBar();
   };
-  const System& system = world_.AddSystem("router1");
-  auto mine = world_.Open(WindowKind::PerSystem, {}, &system);
+  const intake::System& system = world_.AddSystem("router1");
+  auto mine = world_.Open(intake::WindowKind::PerSystem, {}, &system);
   mine->Reset();
   Store(1, 1'000'101, "router1");
   arrive(1, 1'000'101, *mine);
@@ -355,8 +355,8 @@ TEST_F(TrapsModelTest, AQuoteInOneSourceTextAcknowledgesNothing) {
   Store(1, 101, "o'hara");
   Store(2, 102, "O'HARA");
   Store(3, 103, "plain");
-  const System& system = world_.AddSystem("o'hara");
-  auto mine = world_.Open(WindowKind::PerSystem, {}, &system);
+  const intake::System& system = world_.AddSystem("o'hara");
+  auto mine = world_.Open(intake::WindowKind::PerSystem, {}, &system);
   mine->Reset();
   world_.Prompts.WillAnswer(PromptAnswer::Yes);
   EXPECT_FALSE(mine->MayClose());
@@ -370,7 +370,7 @@ TEST_F(TrapsModelTest, TrapsAcknowledgedElsewhereLeaveListAndPendingBatch) {
   for (std::int32_t number = 1; number <= 6; ++number) {
     Store(number, 100 + number, number % 2 == 0 ? "even" : "odd");
   }
-  const System& even = world_.AddSystem("even");
+  const intake::System& even = world_.AddSystem("even");
   auto model = world_.Open();
   Mirror mirror(*model);
   model->UseListener(&mirror);
@@ -392,4 +392,4 @@ TEST_F(TrapsModelTest, TrapsAcknowledgedElsewhereLeaveListAndPendingBatch) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::traps

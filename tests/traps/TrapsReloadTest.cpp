@@ -13,7 +13,7 @@
 #include "support/SystemsFixture.h"
 #include "support/TrapsWorld.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 using test::Numbers;
@@ -23,10 +23,10 @@ constexpr std::int32_t kStart = 1000;  // the newest time in the store when the 
 
 class History {
  public:
-  History(unsigned seed, ViewOption option) : random_(seed) {
+  History(unsigned seed, intake::ViewOption option) : random_(seed) {
     world_.State.gLastTrapTime = kStart;
-    world_.Bounds = LoadBounds{.Option = option, .StartMark = kStart};
-    if (option == ViewOption::LoadRecentTraps) {
+    world_.Bounds = intake::LoadBounds{.Option = option, .StartMark = kStart};
+    if (option == intake::ViewOption::LoadRecentTraps) {
       world_.Bounds.LowerBound = kStart - 40;
     }
     std::vector<StoredTrap> logged;
@@ -36,7 +36,7 @@ class History {
     }
     world_.Store.AddTraps(logged);
     for (const StoredTrap& trap : logged) {
-      const bool inInitialLoad = trap.EventTime < kStart && option != ViewOption::ShowOnlyNewTraps &&
+      const bool inInitialLoad = trap.EventTime < kStart && option != intake::ViewOption::ShowOnlyNewTraps &&
                                  (!world_.Bounds.LowerBound || trap.EventTime > *world_.Bounds.LowerBound);
       if (trap.EventAck == 0 && inInitialLoad) {
         shown_.emplace(trap.SequenceNumber, trap);
@@ -44,10 +44,10 @@ class History {
         undelivered_.push_back(trap);
       }
     }
-    fromStart_ = world_.Open(WindowKind::Selected, parameters_);
+    fromStart_ = world_.Open(intake::WindowKind::Selected, parameters_);
     fromStart_->Reset();
     world_.Bounds.InitialLoad = false;
-    reset_ = world_.Open(WindowKind::Selected, parameters_);
+    reset_ = world_.Open(intake::WindowKind::Selected, parameters_);
     reset_->Reset();
   }
 
@@ -112,8 +112,8 @@ class History {
  private:
   void RulesChanged() {
     world_.ReadRules();
-    const std::vector<StoredTrapsTaker*> takers = {fromStart_.get(), reset_.get()};
-    LoadStoredTraps(world_.Services, takers);
+    const std::vector<intake::StoredTrapsTaker*> takers = {fromStart_.get(), reset_.get()};
+    intake::LoadStoredTraps(world_.Services, takers);
   }
 
   int Below(int bound) { return std::uniform_int_distribution<int>(0, bound - 1)(random_); }
@@ -181,21 +181,21 @@ class History {
   std::int32_t now_ = kStart;
 };
 
-constexpr std::array kViewOptions = {ViewOption::NotAsked, ViewOption::LoadRecentTraps,
-                                     ViewOption::ShowOnlyNewTraps};
+constexpr std::array kViewOptions = {intake::ViewOption::NotAsked, intake::ViewOption::LoadRecentTraps,
+                                     intake::ViewOption::ShowOnlyNewTraps};
 
-std::string OptionName(const testing::TestParamInfo<ViewOption>& option) {
+std::string OptionName(const testing::TestParamInfo<intake::ViewOption>& option) {
   switch (option.param) {
-    case ViewOption::LoadRecentTraps:
+    case intake::ViewOption::LoadRecentTraps:
       return "LoadRecentTraps";
-    case ViewOption::ShowOnlyNewTraps:
+    case intake::ViewOption::ShowOnlyNewTraps:
       return "ShowOnlyNewTraps";
     default:
       return "NotAsked";
   }
 }
 
-class TrapsReload : public testing::TestWithParam<ViewOption> {};
+class TrapsReload : public testing::TestWithParam<intake::ViewOption> {};
 
 TEST_P(TrapsReload, ShowsWhatAWindowOpenFromTheStartShows) {
   for (unsigned seed = 1; seed <= 5; ++seed) {
@@ -260,11 +260,12 @@ TEST(TrapsReloadAtTheLimit, ShowsTheSameRowsInTheSameOrder) {
 
 // The intake's road from the library's list: a trap that was filtered on arrival is there once its filter has
 // gone, in the counts and in every window, although its time lies below what later loads read.
-class FilteredOnArrival : public test::SystemsFixture, public testing::WithParamInterface<ViewOption> {};
+class FilteredOnArrival : public test::SystemsFixture,
+                          public testing::WithParamInterface<intake::ViewOption> {};
 
 TEST_P(FilteredOnArrival, ComesBackWithItsFilterGone) {
   State.gMaxViewTraps = 5;
-  AddStored(GetParam() == ViewOption::NotAsked ? 5 : 12);
+  AddStored(GetParam() == intake::ViewOption::NotAsked ? 5 : 12);
   Question.Answer = GetParam();
   Model.Load();
   ASSERT_EQ(Bounds.Option, GetParam());
@@ -277,13 +278,13 @@ TEST_P(FilteredOnArrival, ComesBackWithItsFilterGone) {
   EXPECT_EQ(TotalOf("noisy"), -1);
 
   test::OpenModels open;
-  const System& noisy = SystemList.At(SystemList.SystemOfSource("noisy"));
-  TrapsModel selected(Services, open, WindowKind::Selected, {.Source = "NOISY"});
-  TrapsModel perSystem(Services, open, WindowKind::PerSystem, {}, &noisy);
-  TrapsModel other(Services, open, WindowKind::Selected, {.Source = "elsewhere"});
-  const std::vector<StoredTrapsTaker*> takers = {&Model, &selected, &perSystem, &other};
+  const intake::System& noisy = SystemList.At(SystemList.SystemOfSource("noisy"));
+  TrapsModel selected(Services, open, intake::WindowKind::Selected, {.Source = "NOISY"});
+  TrapsModel perSystem(Services, open, intake::WindowKind::PerSystem, {}, &noisy);
+  TrapsModel other(Services, open, intake::WindowKind::Selected, {.Source = "elsewhere"});
+  const std::vector<intake::StoredTrapsTaker*> takers = {&Model, &selected, &perSystem, &other};
   Busy.Texts.clear();
-  LoadStoredTraps(Services, takers);
+  intake::LoadStoredTraps(Services, takers);
   EXPECT_EQ(TotalOf("noisy"), -1);
   EXPECT_TRUE(selected.Rows().Empty());
   EXPECT_TRUE(perSystem.Rows().Empty());
@@ -291,7 +292,7 @@ TEST_P(FilteredOnArrival, ComesBackWithItsFilterGone) {
   Store.Execute("DELETE FROM Trap_Filter_Group");
   ASSERT_TRUE(Filters.LoadFilters(Connection));
   Names.ClearCache();
-  LoadStoredTraps(Services, takers);
+  intake::LoadStoredTraps(Services, takers);
   EXPECT_EQ(TotalOf("noisy"), 2);
   EXPECT_THAT(Numbers(selected.Rows()), testing::ElementsAre(20, 21));
   EXPECT_THAT(Numbers(perSystem.Rows()), testing::ElementsAre(20, 21));
@@ -303,4 +304,4 @@ TEST_P(FilteredOnArrival, ComesBackWithItsFilterGone) {
 INSTANTIATE_TEST_SUITE_P(EveryViewOption, FilteredOnArrival, testing::ValuesIn(kViewOptions), OptionName);
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::traps

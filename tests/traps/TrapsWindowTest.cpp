@@ -22,7 +22,7 @@
 #include "traps/TrapsList.h"
 #include "traps/frmTraps.h"
 
-namespace korvane::views {
+namespace korvane::traps {
 namespace {
 
 using test::StoredTrap;
@@ -44,7 +44,7 @@ class TrapsWindowTest : public testing::Test {
  protected:
   TrapsWindowTest() { world_.State.gMaxViewTraps = 200; }
 
-  void Open(WindowKind kind = WindowKind::Selected, const System* system = nullptr) {
+  void Open(intake::WindowKind kind = intake::WindowKind::Selected, const intake::System* system = nullptr) {
     params::WindowParameters parameters;
     parameters.WindowName = "All Traps ";
     window_ = std::make_unique<frmTraps>(world_.Services, world_.Windows, kind, parameters, system);
@@ -244,7 +244,7 @@ TEST_F(TrapsWindowTest, HeaderClicksSortUpDownAndBackToArrival) {
   const auto values = [&] {
     std::vector<std::string> texts;
     for (int position = 0; position < window_->Table().rowCount(); ++position) {
-      texts.push_back(ToUtf8(window_->Table().CellText(position, TrapColumn::Variables)));
+      texts.push_back(ToUtf8(window_->Table().CellText(position, traplist::TrapColumn::Variables)));
     }
     return texts;
   };
@@ -399,11 +399,11 @@ TEST_F(TrapsWindowTest, ColumnWidthsAreKeptAndDamagedOnesIgnored) {
 TEST_F(TrapsWindowTest, AClosedSubWindowGoesOnlyWhenItMay) {
   world_.State.gLastTrapTime = 5000;
   Store(1, 10);
-  const System& system = world_.AddSystem("router1");
+  const intake::System& system = world_.AddSystem("router1");
   QMdiArea area;
   area.resize(800, 600);
   area.show();
-  Open(WindowKind::PerSystem, &system);
+  Open(intake::WindowKind::PerSystem, &system);
   Load();
   tester_.reset();
   QMdiSubWindow* sub = area.addSubWindow(window_.release());
@@ -419,4 +419,4 @@ TEST_F(TrapsWindowTest, AClosedSubWindowGoesOnlyWhenItMay) {
 }
 
 }  // namespace
-}  // namespace korvane::views
+}  // namespace korvane::traps
