@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "alerts/AlertServices.h"
-#include "alerts/AlertsWorld.h"
+#include "support/RulesWorld.h"
 #include "categories/CategoryServices.h"
 #include "common/Log.h"
 #include "common/ProcessState.h"
