@@ -9,7 +9,7 @@
 #include "BenchStore.h"
 #include "Size.h"
 #include "store/Statements.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 
 namespace {
 
@@ -20,7 +20,7 @@ using namespace korvane;
 int main(int argc, char** argv) {
   const auto selected = static_cast<std::size_t>(bench::Size(argc, argv, 10'000));
   const auto stored = static_cast<std::int32_t>(selected * 5);
-  test::TrapsWorld world;
+  test::LoadedWorld world;
   bench::AddNames(world.Store);
   bench::FillWithTraps(world.Store, stored);
   world.State.gMaxViewTraps = stored;

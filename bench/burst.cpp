@@ -9,14 +9,14 @@
 #include "BenchRules.h"
 #include "Size.h"
 #include "intake/Intake.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 #include "systems/SystemsModel.h"
 
 namespace {
 
 using namespace korvane;
 
-class BurstLibrary : public test::SilentLibrary {
+class BurstLibrary : public test::FakeLibrary {
  public:
   std::int32_t GetEventFromList(intake::ReceivedTrap& trap) override {
     if (next_ == List.size()) {
@@ -82,7 +82,7 @@ std::vector<params::WindowParameters> TenWindows() {
 
 int main(int argc, char** argv) {
   const std::int32_t count = bench::Size(argc, argv, 100'000);
-  test::TrapsWorld world;
+  test::LoadedWorld world;
   bench::AddNames(world.Store);
   bench::AddRules(world.Store);
   world.ReadRules();
@@ -112,15 +112,16 @@ int main(int argc, char** argv) {
     // Names are looked up once in a console's life, yet each round pays for it.
     world.Names.ClearCache();
     NoQuestion question;
-    systems::SystemsModel systems(world.Services, question);
+    systems::SystemsModel systems(world.Desk, world.Connection, world.SystemList, world.Bounds, world.Stored,
+                                  world.Library, question);
     Windows windows;
-    intake::Intake intake(library, world.Names, world.SystemList, systems, windows, world.State,
-                          world.Prompts, world.DebugLog);
+    intake::Intake intake(library, world.Names, world.SystemList, systems, windows, world.State, world.Prompt,
+                          world.DebugLog);
     systems.AttachIntake(intake);
     systems.Load();
     std::vector<std::unique_ptr<traps::TrapsModel>> open;
     for (const params::WindowParameters& parameters : TenWindows()) {
-      open.push_back(world.Open(intake::WindowKind::Selected, parameters));
+      open.push_back(world.Open(traps::WindowKind::Selected, parameters));
       open.back()->Reset();
       windows.Open.push_back(open.back().get());
     }

@@ -14,7 +14,7 @@
 #include "BenchRules.h"
 #include "BenchStore.h"
 #include "Size.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 #include "traplist/CsvExport.h"
 
 namespace {
@@ -39,7 +39,7 @@ void BareWrite(const std::string& path, const std::string& bytes) {
 
 int main(int argc, char** argv) {
   const std::int32_t traps = bench::Size(argc, argv, 100'000);
-  test::TrapsWorld world;
+  test::LoadedWorld world;
   bench::AddNames(world.Store);
   bench::FillWithTraps(world.Store, traps);
   world.ReadRules();
@@ -53,8 +53,8 @@ int main(int argc, char** argv) {
   const std::string path = (world.InstallFolder / "traps.csv").string();
   const std::string barePath = (world.InstallFolder / "bare.csv").string();
   const auto exportAll = [&] {
-    world.Prompts.WillAnswerFiles({path});
-    traplist::ExportTraps(world.Services, "All Traps ", {.Rows = model->Rows(), .Order = order});
+    world.Prompt.WillAnswerFiles({path});
+    traplist::ExportTraps(world.Desk, "All Traps ", {.Rows = model->Rows(), .Order = order});
   };
   exportAll();
   std::ifstream exported(path, std::ios::binary);

@@ -14,7 +14,7 @@
 #include "Size.h"
 #include "intake/StoredTraps.h"
 #include "store/Statements.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 #include "systems/SystemsModel.h"
 
 namespace {
@@ -38,14 +38,14 @@ void Expect(bool condition, const char* what) {
 }
 
 // Every filter change empties the name cache, so the names are looked up again too.
-void ChangeFilters(test::TrapsWorld& world, int round) {
+void ChangeFilters(test::LoadedWorld& world, int round) {
   world.Store.AddFilter({.Source_Agent = fmt::format("192.0.2.{}", round)});
   world.ReadRules();
 }
 
 void Measure(const char* what, std::int32_t stored, std::size_t rowsOfWindow,
              params::WindowParameters (*parametersOf)(std::size_t)) {
-  test::TrapsWorld world;
+  test::LoadedWorld world;
   bench::AddNames(world.Store);
   bench::AddRules(world.Store);
   bench::FillWithTraps(world.Store, stored);
@@ -53,11 +53,12 @@ void Measure(const char* what, std::int32_t stored, std::size_t rowsOfWindow,
   world.State.gLastTrapTime = 2'000'000'000;
   world.State.gMaxViewTraps = stored;
   NoQuestion question;
-  systems::SystemsModel systems(world.Services, question);
+  systems::SystemsModel systems(world.Desk, world.Connection, world.SystemList, world.Bounds, world.Stored,
+                                world.Library, question);
   std::vector<std::unique_ptr<traps::TrapsModel>> models;
   std::vector<intake::StoredTrapsTaker*> takers = {&systems};
   for (std::size_t window = 0; window < kWindows; ++window) {
-    models.push_back(world.Open(intake::WindowKind::Selected, parametersOf(window)));
+    models.push_back(world.Open(traps::WindowKind::Selected, parametersOf(window)));
     takers.push_back(models.back().get());
   }
   std::vector<double> bare;
@@ -70,7 +71,7 @@ void Measure(const char* what, std::int32_t stored, std::size_t rowsOfWindow,
              "the fetch did not see every trap");
     }));
     ChangeFilters(world, round);
-    together.push_back(bench::Milliseconds([&] { intake::LoadStoredTraps(world.Services, takers); }));
+    together.push_back(bench::Milliseconds([&] { world.Stored.Load(takers); }));
     for (const auto& model : models) {
       Expect(model->Rows().Count() == rowsOfWindow, "rows are missing");
     }

@@ -12,7 +12,7 @@
 #include "BenchStore.h"
 #include "Size.h"
 #include "store/Statements.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 
 namespace {
 
@@ -29,7 +29,7 @@ void Expect(bool condition, const char* what) {
 
 int main(int argc, char** argv) {
   const std::int32_t traps = bench::Size(argc, argv, 1'000'000);
-  test::TrapsWorld world;
+  test::LoadedWorld world;
   bench::AddNames(world.Store);
   bench::AddRules(world.Store);
   bench::FillWithTraps(world.Store, traps);

@@ -15,7 +15,7 @@
 #include "BenchRules.h"
 #include "BenchStore.h"
 #include "Size.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 #include "traplist/PrintedReport.h"
 
 namespace {
@@ -40,7 +40,7 @@ void BareWrite(const std::string& path, const std::string& bytes) {
 
 int main(int argc, char** argv) {
   const std::int32_t traps = bench::Size(argc, argv, 100'000);
-  test::TrapsWorld world;
+  test::LoadedWorld world;
   bench::AddNames(world.Store);
   bench::FillWithTraps(world.Store, traps);
   world.ReadRules();
@@ -52,7 +52,7 @@ int main(int argc, char** argv) {
 
   const traplist::TrapOrder order(model->Rows(), traplist::SourceShown::SourceText);
   const traplist::ShownTraps shown{.Rows = model->Rows(), .Order = order};
-  const auto print = [&] { traplist::PrintTraps(world.Services, "All Traps ", shown); };
+  const auto print = [&] { world.Printer.Print("All Traps ", shown); };
   const std::filesystem::path report = world.InstallFolder / traplist::kPrintFile;
   const std::filesystem::path bareFile = world.InstallFolder / "bare.txt";
   print();

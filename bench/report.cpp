@@ -24,7 +24,7 @@
 #include "platform/linux/LinuxPlatform.h"
 #include "reports/frmReport.h"
 #include "store/Statements.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 
 namespace {
 
@@ -71,7 +71,7 @@ struct Loaded {
 };
 
 // sortedBy: the column by which the list is sorted from the start on; -1: as the traps arrive.
-Loaded Load(test::TrapsWorld& world, intake::ViewServices& services, std::int32_t traps, int sortedBy) {
+Loaded Load(test::LoadedWorld& world, reports::ReportServices& services, std::int32_t traps, int sortedBy) {
   malloc_trim(0);
   const std::size_t before = bench::HeapBytes();
   Loaded result;
@@ -125,23 +125,12 @@ int main(int argc, char** argv) {
   qputenv("QT_QPA_PLATFORM", "offscreen");
   qputenv("QT_LOGGING_RULES", "qt.qpa.*=false");
   const QApplication application(argc, argv);
-  test::TrapsWorld world;
+  test::LoadedWorld world;
   const auto clock = platform::MakeClock();
-  intake::ViewServices services{world.Connection,
-                                world.Names,
-                                world.Categories,
-                                world.SystemList,
-                                world.Bounds,
-                                world.State,
-                                world.Prompts,
-                                world.Busy,
-                                world.DebugLog,
-                                *clock,
-                                world.Platform.Settings,
-                                world.Library,
-                                world.Platform.Programs,
-                                world.InstallFolder.Path().string(),
-                                world.Services.OpenConnection};
+  Desk desk{world.State, world.Prompt, world.Busy, world.DebugLog, *clock, world.Platform.Settings};
+  reports::ReportServices services{desk,         world.Connection, world.ForReports.OpenConnection,
+                                   world.Names,  world.Categories, world.SystemList,
+                                   world.Printer};
   bench::AddNames(world.Store);
   bench::AddRules(world.Store);
   bench::FillWithTraps(world.Store, traps);

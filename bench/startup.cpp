@@ -12,9 +12,7 @@
 #include "params/CategoryInformation.h"
 #include "params/TrapFilters.h"
 #include "store/Statements.h"
-#include "support/FakePlatform.h"
-#include "support/RecordingBusy.h"
-#include "support/ScriptedPrompts.h"
+#include "support/World.h"
 #include "systems/SystemsModel.h"
 
 namespace {
@@ -29,15 +27,6 @@ class LeavingQuestion : public systems::ViewOptionQuestion {
   intake::ViewOption AskViewOption(std::int64_t, std::int32_t) override { throw Asked{}; }
 };
 
-class NoLibrary : public intake::ReceiverLibrary {
- public:
-  std::int32_t StartRecvEvents(std::int32_t) override { return intake::kReceiverThreadOk; }
-  std::int32_t GetEventFromList(intake::ReceivedTrap&) override { return 0; }
-  std::int32_t StopRecvEvents() override { return intake::kReceiverThreadOk; }
-  bool KVResolveSystemName(const std::string&, std::string&) override { return false; }
-  intake::MailSettings GetDefaultMailSettings() override { return {}; }
-};
-
 double CountStatement(store::Connection& connection) {
   const auto start = std::chrono::steady_clock::now();
   store::Recordset rows = connection.OpenRecordset(store::CountUnacknowledgedStatement());
@@ -50,7 +39,7 @@ double UntilTheQuestion(const test::TestStore& source) {
   test::FakePlatform machine;
   test::ScriptedPrompts prompts;
   test::RecordingBusy busy;
-  NoLibrary library;
+  test::FakeLibrary library;
   ProcessState state;
   Log log(state);
   LeavingQuestion question;
@@ -66,10 +55,9 @@ double UntilTheQuestion(const test::TestStore& source) {
   categories.ReloadCategoryInformation(connection);
   filters.LoadFilters(connection);
   intake::LoadBounds bounds;
-  intake::ViewServices services{connection,       names, categories, systems,       bounds,           state,
-                                prompts,          busy,  log,        machine.Clock, machine.Settings, library,
-                                machine.Programs, {},    {}};
-  systems::SystemsModel model(services, question);
+  Desk desk{state, prompts, busy, log, machine.Clock, machine.Settings};
+  intake::StoredTraps stored(desk, connection, names, systems, bounds);
+  systems::SystemsModel model(desk, connection, systems, bounds, stored, library, question);
   try {
     model.Load();
     fmt::print("the question was not asked\n");

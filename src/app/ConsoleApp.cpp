@@ -33,6 +33,31 @@ class ConsoleApp::OpenSystems : public SystemsWindow {
   const systems::SystemsModel& model_;
 };
 
+// What the frame hands to the windows it opens.
+struct ConsoleApp::WindowServices {
+  WindowServices(ConsoleApp& app, const std::string& installPath)
+      : Printer(app.desk_, app.host_.Programs, installPath),
+        Traps{.Desk = app.desk_,
+              .Connection = app.store_.Database,
+              .Names = app.store_.Names,
+              .Categories = app.store_.Categories,
+              .Bounds = app.bounds_,
+              .Stored = app.stored_,
+              .Acknowledge = app.acknowledge_,
+              .Printer = Printer},
+        Reports{.Desk = app.desk_,
+                .Connection = app.store_.Database,
+                .OpenConnection = OpenOwnConnection,
+                .Names = app.store_.Names,
+                .Categories = app.store_.Categories,
+                .SystemList = app.store_.SystemList,
+                .Printer = Printer} {}
+
+  traplist::ReportPrinter Printer;
+  traps::TrapsServices Traps;
+  reports::ReportServices Reports;
+};
+
 ConsoleApp::ConsoleApp(ConsoleHost host) : host_(std::move(host)) {}
 
 ConsoleApp::~ConsoleApp() {
@@ -59,33 +84,26 @@ StartupResult ConsoleApp::Start(std::string_view commandLine) {
 
 MainWindow& ConsoleApp::CreateMainWindow(std::string_view installPath) {
   library_ = MakeLibrary();
-  services_ =
-      std::make_unique<intake::ViewServices>(intake::ViewServices{.Connection = store_.Database,
-                                                                  .Names = store_.Names,
-                                                                  .Categories = store_.Categories,
-                                                                  .SystemList = store_.SystemList,
-                                                                  .Bounds = bounds_,
-                                                                  .State = state_,
-                                                                  .Prompt = host_.Prompt,
-                                                                  .Busy = wait_,
-                                                                  .DebugLog = log_,
-                                                                  .Clock = host_.Clock,
-                                                                  .Settings = host_.Settings,
-                                                                  .Library = *library_,
-                                                                  .Programs = host_.Programs,
-                                                                  .InstallPath = std::string(installPath),
-                                                                  .OpenConnection = OpenOwnConnection});
+  windows_ = std::make_unique<WindowServices>(*this, std::string(installPath));
   question_ = std::make_unique<systems::ViewOptionsDialog>([this] { return frame_.get(); });
-  systems_ = std::make_unique<systems::SystemsModel>(*services_, *question_);
-  frame_ = std::make_unique<mainwnd::frmMain>(mainwnd::FrameServices{.View = *services_,
-                                                                     .Systems = *systems_,
-                                                                     .Lists = store_.ParametersLists,
-                                                                     .Filters = store_.Filters,
-                                                                     .Registry = host_.Registry,
-                                                                     .Programs = host_.Programs,
-                                                                     .Services = host_.Services,
-                                                                     .Wait = wait_,
-                                                                     .Closing = *this});
+  systems_ = std::make_unique<systems::SystemsModel>(desk_, store_.Database, store_.SystemList, bounds_,
+                                                     stored_, *library_, *question_);
+  frame_ =
+      std::make_unique<mainwnd::frmMain>(mainwnd::FrameServices{.Desk = desk_,
+                                                                .Traps = windows_->Traps,
+                                                                .Reports = windows_->Reports,
+                                                                .Stored = stored_,
+                                                                .Acknowledge = acknowledge_,
+                                                                .Systems = *systems_,
+                                                                .Library = *library_,
+                                                                .Lists = store_.ParametersLists,
+                                                                .Filters = store_.Filters,
+                                                                .Registry = host_.Registry,
+                                                                .Programs = host_.Programs,
+                                                                .Services = host_.Services,
+                                                                .Wait = wait_,
+                                                                .Closing = *this,
+                                                                .InstallPath = std::string(installPath)});
   intake_ = std::make_unique<intake::Intake>(*library_, store_.Names, store_.SystemList, *systems_,
                                              frame_->OpenTrapsWindows(), state_, host_.Prompt, log_);
   systems_->AttachIntake(*intake_);

@@ -13,14 +13,17 @@
 #include "app/Shutdown.h"
 #include "app/Startup.h"
 #include "app/frmSplash.h"
+#include "common/Desk.h"
 #include "common/Log.h"
 #include "common/ProcessState.h"
 #include "intake/Intake.h"
 #include "intake/LoadBounds.h"
 #include "intake/ReceiverLibrary.h"
+#include "intake/StoredTraps.h"
 #include "mainwnd/frmMain.h"
 #include "mainwnd/frmWait.h"
 #include "platform/Platform.h"
+#include "systems/SystemAcknowledge.h"
 #include "systems/SystemsModel.h"
 #include "systems/frmViewOptions.h"
 
@@ -56,6 +59,7 @@ class ConsoleApp : private MainWindowMaker, private mainwnd::CloseSteps {
 
  private:
   class OpenSystems;
+  struct WindowServices;
 
   MainWindow& CreateMainWindow(std::string_view installPath) override;
   void CloseConsole() override;
@@ -67,11 +71,14 @@ class ConsoleApp : private MainWindowMaker, private mainwnd::CloseSteps {
   ProcessState state_;
   Log log_{state_};
   ConsoleStore store_;
-  intake::LoadBounds bounds_;
   frmSplash splash_;
   mainwnd::frmWait wait_;
+  Desk desk_{state_, host_.Prompt, wait_, log_, host_.Clock, host_.Settings};
+  intake::LoadBounds bounds_;
+  intake::StoredTraps stored_{desk_, store_.Database, store_.Names, store_.SystemList, bounds_};
+  systems::SystemAcknowledge acknowledge_{desk_, store_.Database, bounds_};
   std::unique_ptr<intake::ReceiverLibrary> library_;
-  std::unique_ptr<intake::ViewServices> services_;
+  std::unique_ptr<WindowServices> windows_;
   std::unique_ptr<systems::ViewOptionQuestion> question_;
   std::unique_ptr<systems::SystemsModel> systems_;
   std::unique_ptr<mainwnd::frmMain> frame_;

@@ -5,7 +5,6 @@
 
 #include "intake/Intake.h"
 #include "intake/Systems.h"
-#include "intake/ViewServices.h"
 #include "store/DatabaseError.h"
 #include "store/Statements.h"
 #include "store/TrapReader.h"
@@ -15,8 +14,14 @@ namespace {
 
 constexpr std::int64_t kRowsPerProgress = 4096;
 
-bool ReadsWhole(ViewServices& services, StoredTrapsTakers takers) {
-  const LoadRange range = RangeOfLoad(services.Bounds, services.State.gLastTrapTime);
+}  // namespace
+
+StoredTraps::StoredTraps(Desk& desk, store::Connection& connection, store::TrapNames& names, Systems& systems,
+                         LoadBounds& bounds)
+    : desk_(desk), connection_(connection), names_(names), systems_(systems), bounds_(bounds) {}
+
+bool StoredTraps::ReadsWhole(StoredTrapsTakers takers) {
+  const LoadRange range = RangeOfLoad(bounds_, desk_.State.gLastTrapTime);
   const std::string statement = range.Lower ? store::TrapsLoadStatement(range.Upper, *range.Lower)
                                             : store::TrapsLoadStatement(range.Upper);
   std::int64_t expected = 0;
@@ -24,30 +29,28 @@ bool ReadsWhole(ViewServices& services, StoredTrapsTakers takers) {
     expected = std::max(expected, taker->ExpectedTraps());
   }
   try {
-    ReadStoredTraps(services, range, statement, expected, takers);
+    Read(range, statement, expected, takers);
     return true;
   } catch (const store::DatabaseError& error) {
-    services.DebugLog.TryWriteLog(error.what());
+    desk_.DebugLog.TryWriteLog(error.what());
     return false;
   }
 }
 
-}  // namespace
-
-void ReadStoredTraps(ViewServices& services, const LoadRange& range, std::string_view statement,
-                     std::int64_t expected, StoredTrapsTakers takers) {
-  store::TrapReader reader(services.Connection, statement);
+void StoredTraps::Read(const LoadRange& range, std::string_view statement, std::int64_t expected,
+                       StoredTrapsTakers takers) {
+  store::TrapReader reader(connection_, statement);
   store::IncomingTrap trap;
   for (std::int64_t read = 1; reader.Next(trap); ++read) {
     if (read % kRowsPerProgress == 0) {
-      services.Busy.ShowProgress(read, expected > 0 ? std::max(expected, read) : 0);
+      desk_.Busy.ShowProgress(read, expected > 0 ? std::max(expected, read) : 0);
     }
     const auto mayTake = [&trap](const StoredTrapsTaker* taker) { return taker->MayTake(trap); };
-    if (!range.Wants(services.Bounds, trap.EventTime, trap.SequenceNumber) ||
+    if (!range.Wants(bounds_, trap.EventTime, trap.SequenceNumber) ||
         std::none_of(takers.begin(), takers.end(), mayTake)) {
       continue;
     }
-    intake::CompleteStoredTrap(trap, services.SystemList, services.Names);
+    CompleteStoredTrap(trap, systems_, names_);
     if (trap.Filtered) {
       continue;
     }
@@ -57,15 +60,15 @@ void ReadStoredTraps(ViewServices& services, const LoadRange& range, std::string
   }
 }
 
-void LoadStoredTraps(ViewServices& services, StoredTrapsTakers takers) {
+void StoredTraps::Load(StoredTrapsTakers takers) {
   if (takers.empty()) {
     return;
   }
-  const BusyScope busy(services.Busy, "Loading Trap(s)");
+  const BusyScope busy(desk_.Busy, "Loading Trap(s)");
   for (StoredTrapsTaker* taker : takers) {
     taker->LoadBegins();
   }
-  const bool whole = ReadsWhole(services, takers);
+  const bool whole = ReadsWhole(takers);
   for (StoredTrapsTaker* taker : takers) {
     taker->LoadEnds(whole);
   }

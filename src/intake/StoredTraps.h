@@ -6,12 +6,14 @@
 #include <span>
 #include <string_view>
 
+#include "common/Desk.h"
+#include "intake/LoadBounds.h"
+#include "intake/Systems.h"
+#include "store/Connection.h"
+#include "store/TrapNames.h"
 #include "store/TrapRecord.h"
 
 namespace korvane::intake {
-
-struct LoadRange;
-struct ViewServices;
 
 class StoredTrapsTaker {
  public:
@@ -30,11 +32,28 @@ class StoredTrapsTaker {
 
 using StoredTrapsTakers = std::span<StoredTrapsTaker* const>;
 
-// Reads the statement's traps that belong to the range.  expected: as above.  Throws DatabaseError.
-void ReadStoredTraps(ViewServices& services, const LoadRange& range, std::string_view statement,
-                     std::int64_t expected, StoredTrapsTakers takers);
+class StoredTraps {
+ public:
+  // All of it outlives this object.
+  StoredTraps(Desk& desk, store::Connection& connection, store::TrapNames& names, Systems& systems,
+              LoadBounds& bounds);
 
-// Loads all of them anew within the bounds of the loads, under one busy text.  A failing statement is logged.
-void LoadStoredTraps(ViewServices& services, StoredTrapsTakers takers);
+  // Reads the statement's traps that belong to the range.  expected: as above.  Throws DatabaseError.
+  void Read(const LoadRange& range, std::string_view statement, std::int64_t expected,
+            StoredTrapsTakers takers);
+
+  // Loads all of them anew within the bounds of the loads, under one busy text.  A failing statement is
+  // logged.
+  void Load(StoredTrapsTakers takers);
+
+ private:
+  bool ReadsWhole(StoredTrapsTakers takers);
+
+  Desk& desk_;
+  store::Connection& connection_;
+  store::TrapNames& names_;
+  Systems& systems_;
+  LoadBounds& bounds_;
+};
 
 }  // namespace korvane::intake

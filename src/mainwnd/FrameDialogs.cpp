@@ -23,26 +23,26 @@ FrameDialogs::~FrameDialogs() = default;
 std::optional<params::WindowParameters> FrameDialogs::AskForNewWindow() {
   params::WindowParameters parameters;
   parameters.Mode = params::kModeNewWindow;
-  params::frmNewWindParams(parameters, services_.Lists, services_.View.Prompt, &frame_).exec();
+  params::frmNewWindParams(parameters, services_.Lists, services_.Desk.Prompt, &frame_).exec();
   return parameters.Cancelled ? std::nullopt : std::optional(std::move(parameters));
 }
 
 std::optional<params::ReportParameters> FrameDialogs::AskForReport() {
   params::ReportParameters parameters;
   parameters.Window.Mode = params::kModeNewWindow;
-  reports::frmSetReport(parameters, services_.Lists, services_.View.Prompt, services_.View.Clock,
-                        services_.View.State.gTimeZoneBias, &frame_)
+  reports::frmSetReport(parameters, services_.Lists, services_.Desk.Prompt, services_.Desk.Clock,
+                        services_.Desk.State.gTimeZoneBias, &frame_)
       .exec();
   return parameters.Window.Cancelled ? std::nullopt : std::optional(std::move(parameters));
 }
 
 void FrameDialogs::EditFilters() {
-  params::frmFilters({.Connection = services_.View.Connection,
-                      .Names = services_.View.Names,
+  params::frmFilters({.Connection = services_.Traps.Connection,
+                      .Names = services_.Traps.Names,
                       .Filters = services_.Filters,
-                      .Prompt = services_.View.Prompt,
-                      .Busy = services_.View.Busy,
-                      .Settings = services_.View.Settings,
+                      .Prompt = services_.Desk.Prompt,
+                      .Busy = services_.Desk.Busy,
+                      .Settings = services_.Desk.Settings,
                       .Windows = *this},
                      &frame_)
       .exec();
@@ -53,12 +53,12 @@ void FrameDialogs::FiltersChanged() {
 }
 
 void FrameDialogs::EditAlerts() {
-  alerts::frmAlerts({.Connection = services_.View.Connection,
-                     .Names = services_.View.Names,
-                     .Prompt = services_.View.Prompt,
+  alerts::frmAlerts({.Connection = services_.Traps.Connection,
+                     .Names = services_.Traps.Names,
+                     .Prompt = services_.Desk.Prompt,
                      .Registry = services_.Registry,
-                     .Settings = services_.View.Settings,
-                     .Library = services_.View.Library},
+                     .Settings = services_.Desk.Settings,
+                     .Library = services_.Library},
                     &frame_)
       .exec();
 }
@@ -66,22 +66,22 @@ void FrameDialogs::EditAlerts() {
 void FrameDialogs::Configure() {
   config::frmConfig({.Registry = services_.Registry,
                      .Services = services_.Services,
-                     .Clock = services_.View.Clock,
-                     .Prompt = services_.View.Prompt,
-                     .Busy = services_.View.Busy},
+                     .Clock = services_.Desk.Clock,
+                     .Prompt = services_.Desk.Prompt,
+                     .Busy = services_.Desk.Busy},
                     &frame_)
       .exec();
 }
 
 categories::CategoryServices FrameDialogs::ForCategories() {
-  return {.Shared = services_.View.Connection,
-          .OpenConnection = services_.View.OpenConnection,
-          .Names = services_.View.Names,
-          .Categories = services_.View.Categories,
-          .Prompt = services_.View.Prompt,
-          .Busy = services_.View.Busy,
-          .Clock = services_.View.Clock,
-          .Settings = services_.View.Settings,
+  return {.Shared = services_.Traps.Connection,
+          .OpenConnection = services_.Reports.OpenConnection,
+          .Names = services_.Traps.Names,
+          .Categories = services_.Traps.Categories,
+          .Prompt = services_.Desk.Prompt,
+          .Busy = services_.Desk.Busy,
+          .Clock = services_.Desk.Clock,
+          .Settings = services_.Desk.Settings,
           .Windows = *this};
 }
 
@@ -108,10 +108,10 @@ void FrameDialogs::ShowAbout() {
 
 void FrameDialogs::ShowHelp(std::string_view failure) {
   if (!help_) {
-    help_ = std::make_unique<frmHelp>(services_.View.Settings);
+    help_ = std::make_unique<frmHelp>(services_.Desk.Settings);
   }
-  if (!help_->ShowContents(services_.View.InstallPath + "/" + std::string(kHelpFile))) {
-    services_.View.Prompt.Show(failure, PromptIcon::Critical);
+  if (!help_->ShowContents(services_.InstallPath + "/" + std::string(kHelpFile))) {
+    services_.Desk.Prompt.Show(failure, PromptIcon::Critical);
   }
 }
 

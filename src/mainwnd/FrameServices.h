@@ -2,11 +2,17 @@
 // which becomes its child.
 #pragma once
 
-#include "intake/ViewServices.h"
+#include <string>
+
+#include "common/Desk.h"
+#include "intake/StoredTraps.h"
 #include "params/ParametersLists.h"
 #include "params/TrapFilters.h"
 #include "platform/Platform.h"
+#include "reports/ReportServices.h"
+#include "systems/SystemAcknowledge.h"
 #include "systems/SystemsModel.h"
+#include "traps/TrapsServices.h"
 
 namespace korvane::mainwnd {
 
@@ -24,8 +30,13 @@ class CloseSteps {
 };
 
 struct FrameServices {
-  intake::ViewServices& View;
+  korvane::Desk& Desk;
+  traps::TrapsServices& Traps;
+  reports::ReportServices& Reports;
+  intake::StoredTraps& Stored;
+  systems::SystemAcknowledge& Acknowledge;
   systems::SystemsModel& Systems;
+  intake::ReceiverLibrary& Library;
   params::ParametersLists& Lists;
   params::TrapFilters& Filters;
   platform::RegistryStore& Registry;
@@ -33,6 +44,7 @@ struct FrameServices {
   platform::ServiceControl& Services;
   frmWait& Wait;
   CloseSteps& Closing;
+  std::string InstallPath;  // holds the guide and the helper programs
 };
 
 }  // namespace korvane::mainwnd

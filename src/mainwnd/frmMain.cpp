@@ -64,8 +64,8 @@ class frmMain::FormList : public OpenForms {
 frmMain::frmMain(const FrameServices& services)
     : services_(services),
       ui_(std::make_unique<Ui::frmMain>()),
-      dispatch_(*this, services.View.Prompt),
-      definitions_(services.View.Names) {
+      dispatch_(*this, services.Desk.Prompt),
+      definitions_(services.Traps.Names) {
   ui_->setupUi(this);
   setCentralWidget(ui_->fraContents);
   trapsWindows_ = std::make_unique<TrapsWindowList>(*this);
@@ -109,7 +109,7 @@ void frmMain::Execute(const Command& command) {
   try {
     Run(command.Do);
   } catch (const store::DatabaseError& error) {
-    services_.View.Prompt.Show(error.what(), PromptIcon::Critical);
+    services_.Desk.Prompt.Show(error.what(), PromptIcon::Critical);
   }
 }
 
@@ -132,7 +132,7 @@ void frmMain::Run(Action action) {
       return ActiveList()->ShowWindowParameters();
     case Action::MibCompiler:
       definitions_.Begin();
-      return StartMibCompiler(services_.View.InstallPath, services_.Programs, services_.View.Prompt);
+      return StartMibCompiler(services_.InstallPath, services_.Programs, services_.Desk.Prompt);
     case Action::Cascade:
       return ui_->mdiChildren->Cascade();
     case Action::TileHorizontal:
@@ -144,7 +144,7 @@ void frmMain::Run(Action action) {
     case Action::CloseAll:
       return CloseAll();
     case Action::Support:
-      return StartSupportTool(services_.Registry, services_.Programs, services_.View.Prompt);
+      return StartSupportTool(services_.Registry, services_.Programs, services_.Desk.Prompt);
     case Action::About:
       return dialogs_->ShowAbout();
     case Action::ViewSystemTraps:
@@ -207,7 +207,7 @@ void frmMain::TakeNewDefinitions() {
   if (closing_ || busy || !definitions_.Changed()) {
     return;
   }
-  services_.View.Names.ClearCache();
+  services_.Traps.Names.ClearCache();
   ReloadTraps();
 }
 
@@ -244,7 +244,7 @@ void frmMain::closeEvent(QCloseEvent* event) {
 void frmMain::KeepFirstPlaces() {
   const std::optional<FirstPlaces> places = ui_->mdiChildren->FirstWindowPlaces();
   if (places && !isMinimized()) {
-    services_.View.Settings.SaveSetting(platform::kSettingsSection, kPlacesSetting, ToText(*places));
+    services_.Desk.Settings.SaveSetting(platform::kSettingsSection, kPlacesSetting, ToText(*places));
   }
 }
 
@@ -253,17 +253,17 @@ void frmMain::OpenFirstWindows() {
     return;
   }
   const std::string places =
-      services_.View.Settings.GetSetting(platform::kSettingsSection, kPlacesSetting, {});
+      services_.Desk.Settings.GetSetting(platform::kSettingsSection, kPlacesSetting, {});
   ui_->mdiChildren->PlaceFirstWindows(PlacesFromText(places).value_or(kFreshPlaces));
   OpenSystemsWindow();
   params::WindowParameters allTraps;
   allTraps.WindowName = kAllTrapsCaption;
   allTraps.Cancelled = false;
-  OpenTraps(intake::WindowKind::Selected, allTraps);
+  OpenTraps(traps::WindowKind::Selected, allTraps);
 }
 
 void frmMain::OpenSystemsWindow() {
-  systems_ = new systems::frmDevices(services_.Systems, services_.View, *this);
+  systems_ = new systems::frmDevices(services_.Systems, services_.Desk, *this);
   connect(systems_, &systems::frmDevices::PopUpMenuRequested, this, &frmMain::ShowSystemsPopUp);
   ui_->mdiChildren->Add(systems_, *systems_)->BringUp();
   systems_->Load();
@@ -275,9 +275,9 @@ void frmMain::DestroyChildren() {
   ui_->mdiChildren->DestroyAll();
 }
 
-traps::frmTraps* frmMain::OpenTraps(intake::WindowKind kind, params::WindowParameters parameters,
+traps::frmTraps* frmMain::OpenTraps(traps::WindowKind kind, params::WindowParameters parameters,
                                     const intake::System* system) {
-  auto* traps = new traps::frmTraps(services_.View, *this, kind, std::move(parameters), system);
+  auto* traps = new traps::frmTraps(services_.Traps, *this, kind, std::move(parameters), system);
   connect(traps, &traps::frmTraps::ContextMenuRequested, this,
           [this](const QPoint& position) { ShowPopUp(kTrapsPopUp, position); });
   ChildWindow* child = ui_->mdiChildren->Add(traps, *traps);
@@ -313,7 +313,7 @@ std::vector<traps::frmTraps*> frmMain::AllTraps() const {
 
 void frmMain::AskForNewWindow() {
   if (std::optional<params::WindowParameters> parameters = dialogs_->AskForNewWindow()) {
-    OpenTraps(intake::WindowKind::Selected, *std::move(parameters));
+    OpenTraps(traps::WindowKind::Selected, *std::move(parameters));
   }
 }
 
@@ -322,7 +322,7 @@ void frmMain::AskForReport() {
   if (!parameters) {
     return;
   }
-  auto* report = new reports::frmReport(services_.View, *this, *std::move(parameters));
+  auto* report = new reports::frmReport(services_.Reports, *this, *std::move(parameters));
   connect(report, &reports::frmReport::ContextMenuRequested, this,
           [this](const QPoint& position) { ShowPopUp(kReportPopUpItems, position); });
   ui_->mdiChildren->Add(report, *report)->BringUp();
@@ -334,13 +334,13 @@ void frmMain::ReloadTraps() {
   for (traps::frmTraps* traps : AllTraps()) {
     takers.push_back(&traps->Model());
   }
-  intake::LoadStoredTraps(services_.View, takers);
+  services_.Stored.Load(takers);
 }
 
 void frmMain::RenameActive() {
   const QPointer<QWidget> form(ui_->mdiChildren->Active()->widget());
   const std::optional<std::string> name =
-      services_.View.Prompt.AskText("Enter New Name: ", ToUtf8(form->windowTitle()));
+      services_.Desk.Prompt.AskText("Enter New Name: ", ToUtf8(form->windowTitle()));
   if (name && !name->empty() && form) {
     form->setWindowTitle(ToQString(*name));
   }
@@ -382,8 +382,7 @@ void frmMain::AcknowledgePopUpSystem() {
   }
   // Taken now: what arrives while the question is open has not been seen.
   const std::int32_t bound = services_.Systems.AcknowledgeBound(*popUpSystem_);
-  systems::AskAndAcknowledgeSystem(services_.View, *this, *popUpSystem_, popUpSystem_->Name,
-                                   [bound] { return bound; });
+  services_.Acknowledge.Ask(*this, *popUpSystem_, popUpSystem_->Name, [bound] { return bound; });
 }
 
 void frmMain::ChildActivated() {
@@ -410,7 +409,7 @@ void frmMain::OpenSystemTraps(const intake::System& system) {
   parameters.WindowName = "Traps On '" + VisibleText(system.Name) + "' ";
   parameters.Source = system.Name;
   parameters.Cancelled = false;
-  OpenTraps(intake::WindowKind::PerSystem, parameters, &system);
+  OpenTraps(traps::WindowKind::PerSystem, parameters, &system);
 }
 
 void frmMain::TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) {

@@ -16,13 +16,14 @@
 
 #include "common/OpenForms.h"
 #include "intake/Intake.h"
-#include "intake/ViewServices.h"
+#include "intake/ViewWindows.h"
 #include "mainwnd/CommandDispatch.h"
 #include "mainwnd/DefinitionsWatch.h"
 #include "mainwnd/FrameMenus.h"
 #include "mainwnd/FrameServices.h"
 #include "params/WindowParameters.h"
 #include "platform/Platform.h"
+#include "traps/TrapsModel.h"
 
 namespace korvane::traps {
 class TrapListWindow;
@@ -36,8 +37,6 @@ class frmDevices;
 namespace korvane::reports {
 class frmReport;
 }
-
-namespace korvane::mainwnd {}  // namespace korvane::mainwnd
 
 namespace korvane::mainwnd {
 
@@ -92,7 +91,7 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   void ReloadTraps();
   void TakeNewDefinitions();
   std::vector<traps::frmTraps*> AllTraps() const;
-  traps::frmTraps* OpenTraps(intake::WindowKind kind, params::WindowParameters parameters,
+  traps::frmTraps* OpenTraps(traps::WindowKind kind, params::WindowParameters parameters,
                              const intake::System* system = nullptr);
   void OpenSystemsWindow();
   void KeepFirstPlaces();

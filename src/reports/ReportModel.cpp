@@ -20,7 +20,7 @@ constexpr std::size_t kRowsPerLook = 128;
 
 }  // namespace
 
-ReportModel::ReportModel(intake::ViewServices& services, params::ReportParameters parameters, Events events,
+ReportModel::ReportModel(ReportServices& services, params::ReportParameters parameters, Events events,
                          ReportLoaderOptions options)
     : services_(services),
       parameters_(std::move(parameters)),
@@ -53,7 +53,7 @@ void ReportModel::Reset() {
   failure_.clear();
   savedNotes_.clear();
   state_ = ReportState::Loading;
-  work_ = services_.Busy.ShowWork("Loading Trap(s)", [this] { Stop(); });
+  work_ = services_.Desk.Busy.ShowWork("Loading Trap(s)", [this] { Stop(); });
   events_.StateChanged();
   loader_ = std::make_unique<ReportLoader>(options_);
   const auto open = [connect = services_.OpenConnection] { return connect(kLongRead); };
@@ -67,13 +67,13 @@ bool ReportModel::TakeBatches(std::chrono::milliseconds budget) {
     return false;
   }
   // Putting the traps into the list takes about as long as completing them.
-  const std::int64_t until = services_.Clock.MonotonicMilliseconds() + budget.count() / 2;
+  const std::int64_t until = services_.Desk.Clock.MonotonicMilliseconds() + budget.count() / 2;
   std::vector<std::unique_ptr<traplist::TrapBatch>> done;
   std::optional<std::string> failure;
   try {
     while (HoldsBatch() && CompleteUntil(until)) {
       done.push_back(std::move(batch_));
-      if (services_.Clock.MonotonicMilliseconds() >= until) {
+      if (services_.Desk.Clock.MonotonicMilliseconds() >= until) {
         break;
       }
     }
@@ -115,7 +115,7 @@ bool ReportModel::CompleteUntil(std::int64_t milliseconds) {
     if (!trap.Filtered && matcher_.Matches(trap)) {
       completed_.push_back(trap);
     }
-    if (nextRow_ % kRowsPerLook == 0 && services_.Clock.MonotonicMilliseconds() >= milliseconds) {
+    if (nextRow_ % kRowsPerLook == 0 && services_.Desk.Clock.MonotonicMilliseconds() >= milliseconds) {
       break;
     }
   }
@@ -161,7 +161,7 @@ void ReportModel::End(ReportState state, std::string_view failure) {
   completed_ = {};
   batch_.reset();
   if (state_ == ReportState::Failed) {
-    services_.DebugLog.TryWriteLog(failure_);
+    services_.Desk.DebugLog.TryWriteLog(failure_);
   }
   events_.StateChanged();
 }

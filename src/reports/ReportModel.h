@@ -15,10 +15,10 @@
 #include <vector>
 
 #include "common/BusyIndicator.h"
-#include "intake/ViewServices.h"
 #include "params/ReportParameters.h"
 #include "params/WindowParameters.h"
 #include "reports/ReportLoader.h"
+#include "reports/ReportServices.h"
 #include "store/TrapRecord.h"
 #include "traplist/TrapBatch.h"
 #include "traplist/TrapRows.h"
@@ -43,7 +43,7 @@ class ReportModel {
     std::function<void()> StateChanged;
   };
 
-  ReportModel(intake::ViewServices& services, params::ReportParameters parameters, Events events,
+  ReportModel(ReportServices& services, params::ReportParameters parameters, Events events,
               ReportLoaderOptions options = {});
   ~ReportModel();  // stops a load, within a bounded time
   ReportModel(const ReportModel&) = delete;
@@ -83,7 +83,7 @@ class ReportModel {
   void ShowProgress();
   void End(ReportState state, std::string_view failure = {});
 
-  intake::ViewServices& services_;
+  ReportServices& services_;
   params::ReportParameters parameters_;
   Events events_;
   ReportLoaderOptions options_;

@@ -31,19 +31,19 @@ constexpr qsizetype kNoticeLength = 300;
 
 }  // namespace
 
-frmReport::frmReport(intake::ViewServices& services, intake::ViewWindows& windows,
+frmReport::frmReport(ReportServices& services, intake::ViewWindows& windows,
                      params::ReportParameters parameters, QWidget* parent)
     : QWidget(parent),
       services_(services),
       windows_(windows),
       model_(services, std::move(parameters), ModelEvents()),
-      table_(model_.Rows(), services.State, traplist::SourceShown::SystemName),
+      table_(model_.Rows(), services.Desk.State, traplist::SourceShown::SystemName),
       ui_(std::make_unique<Ui::frmReport>()) {
   ui_->setupUi(this);
   setWindowTitle(ToQString(model_.Parameters().Window.WindowName));
   selectedTrap_ = traps::AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
   totalTraps_ = traps::AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
-  list_ = std::make_unique<traps::TrapsList>(*ui_->lvTraps, table_, services.Settings,
+  list_ = std::make_unique<traps::TrapsList>(*ui_->lvTraps, table_, services.Desk.Settings,
                                              std::string(kReportWidthsSetting), EmptyText(),
                                              traps::TrapsList::Kind::Report);
   findBar_ = new traps::FindBar(*ui_->lvTraps, table_, *list_, this);
@@ -129,10 +129,10 @@ void frmReport::UpdateStatusBar() {
 
 void frmReport::ShowTrapDetail() {
   if (model_.Rows().Empty()) {
-    services_.Prompt.Show(traps::kNoTrapsInWindow, PromptIcon::Information);
+    services_.Desk.Prompt.Show(traps::kNoTrapsInWindow, PromptIcon::Information);
     return;
   }
-  traps::ShowTrapDetailDialog(services_, windows_, table_, *list_, this);
+  traps::ShowTrapDetailDialog(services_.Desk, services_.Connection, windows_, table_, *list_, this);
 }
 
 void frmReport::ShowWindowParameters() {
@@ -140,17 +140,19 @@ void frmReport::ShowWindowParameters() {
   shown.Window.Mode = params::kModeShowParameters;
   shown.Window.Cancelled = true;
   params::StoredParametersLists lists(services_.Connection, services_.Names);
-  frmSetReport(shown, lists, services_.Prompt, services_.Clock, services_.State.gTimeZoneBias, this).exec();
+  frmSetReport(shown, lists, services_.Desk.Prompt, services_.Desk.Clock, services_.Desk.State.gTimeZoneBias,
+               this)
+      .exec();
 }
 
 void frmReport::Printable() {
   table_.FinishSorting();
-  traplist::PrintTraps(services_, ToUtf8(windowTitle()), table_.Shown());
+  services_.Printer.Print(ToUtf8(windowTitle()), table_.Shown());
 }
 
 void frmReport::ExportToCsv() {
   table_.FinishSorting();
-  traplist::ExportTraps(services_, ToUtf8(windowTitle()), table_.Shown());
+  traplist::ExportTraps(services_.Desk, ToUtf8(windowTitle()), table_.Shown());
 }
 
 void frmReport::Custom_Activate() {

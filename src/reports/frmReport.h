@@ -9,7 +9,7 @@
 #include <memory>
 #include <string_view>
 
-#include "intake/ViewServices.h"
+#include "intake/ViewWindows.h"
 #include "params/ReportParameters.h"
 #include "reports/ReportModel.h"
 #include "traps/TrapListWindow.h"
@@ -33,7 +33,7 @@ class frmReport : public QWidget, public traps::TrapListWindow {
 
  public:
   // The window's caption is parameters.Window.WindowName.  services and windows must outlive it.
-  frmReport(intake::ViewServices& services, intake::ViewWindows& windows, params::ReportParameters parameters,
+  frmReport(ReportServices& services, intake::ViewWindows& windows, params::ReportParameters parameters,
             QWidget* parent = nullptr);
   ~frmReport() override;
 
@@ -69,7 +69,7 @@ class frmReport : public QWidget, public traps::TrapListWindow {
   void ShowState();
   QString EmptyText() const;
 
-  intake::ViewServices& services_;
+  ReportServices& services_;
   intake::ViewWindows& windows_;
   // A turn comes when nothing else waits, so that painting and input go first.
   QTimer turn_;

@@ -28,50 +28,48 @@ void ReadUndelivered(store::Connection& connection, std::string_view source, std
   }
 }
 
-// The database's text when it refused.
-std::optional<std::string> Acknowledge(intake::ViewServices& services, const intake::System& system,
-                                       std::int32_t beforeTime) {
-  store::Connection& connection = services.Connection;
+}  // namespace
+
+std::optional<std::string> SystemAcknowledge::Acknowledge(const intake::System& system,
+                                                          std::int32_t beforeTime) {
   std::vector<std::int32_t> undelivered;
   const std::vector<std::string> sources =
       system.Sources.empty() ? std::vector<std::string>{system.Name} : system.Sources;
   try {
-    store::Transaction transaction(connection);
+    store::Transaction transaction(connection_);
     for (const std::string& source : sources) {
-      connection.Execute(store::AcknowledgeSourceStatement(source, beforeTime));
-      ReadUndelivered(connection, source, beforeTime, services.Bounds.HighestDelivered, undelivered);
+      connection_.Execute(store::AcknowledgeSourceStatement(source, beforeTime));
+      ReadUndelivered(connection_, source, beforeTime, bounds_.HighestDelivered, undelivered);
     }
     transaction.Commit();
   } catch (const store::DatabaseError& error) {
     return error.what();
   }
   for (const std::int32_t number : undelivered) {
-    services.Bounds.Acknowledged.Insert(number);
+    bounds_.Acknowledged.Insert(number);
   }
   return std::nullopt;
 }
 
-}  // namespace
-
-SystemAcknowledgement AskAndAcknowledgeSystem(intake::ViewServices& services, intake::ViewWindows& windows,
-                                              const intake::System& system, std::string_view shownAs,
-                                              const std::function<std::int32_t()>& beforeTime) {
+SystemAcknowledgement SystemAcknowledge::Ask(intake::ViewWindows& windows, const intake::System& system,
+                                             std::string_view shownAs,
+                                             const std::function<std::int32_t()>& beforeTime) {
   const std::string question =
       fmt::format("Do you want to acknowledge all traps for '{}'?", VisibleText(shownAs));
-  if (services.Prompt.Ask(question, PromptButtons::YesNo, PromptIcon::Question) != PromptAnswer::Yes) {
+  if (desk_.Prompt.Ask(question, PromptButtons::YesNo, PromptIcon::Question) != PromptAnswer::Yes) {
     return SystemAcknowledgement::Declined;
   }
   std::optional<std::string> failure;
   {
-    const BusyScope busy(services.Busy, "Acknowledging Trap(s)");
+    const BusyScope busy(desk_.Busy, "Acknowledging Trap(s)");
     const std::int32_t bound = beforeTime();
-    failure = Acknowledge(services, system, bound);
+    failure = Acknowledge(system, bound);
     if (!failure) {
       windows.SystemAcknowledged(system, bound);
       return SystemAcknowledgement::Done;
     }
   }
-  services.Prompt.Show(*failure, PromptIcon::Critical);
+  desk_.Prompt.Show(*failure, PromptIcon::Critical);
   return SystemAcknowledgement::Refused;
 }
 

@@ -57,8 +57,16 @@ std::int64_t SystemRow::Total() const {
   return Sum(Counts);
 }
 
-SystemsModel::SystemsModel(intake::ViewServices& services, ViewOptionQuestion& question)
-    : services_(services), question_(question) {}
+SystemsModel::SystemsModel(Desk& desk, store::Connection& connection, intake::Systems& systems,
+                           intake::LoadBounds& bounds, intake::StoredTraps& stored,
+                           intake::ReceiverLibrary& library, ViewOptionQuestion& question)
+    : desk_(desk),
+      connection_(connection),
+      systems_(systems),
+      bounds_(bounds),
+      stored_(stored),
+      library_(library),
+      question_(question) {}
 
 SystemsModel::~SystemsModel() = default;
 
@@ -78,43 +86,42 @@ std::uint32_t SystemsModel::Counts::AddRow(const SystemRow& row) {
 
 void SystemsModel::Load() {
   try {
-    const BusyScope busy(services_.Busy, kBusyInitializing);
+    const BusyScope busy(desk_.Busy, kBusyInitializing);
     LoadAtStart();
   } catch (const store::DatabaseError& error) {
-    services_.DebugLog.TryWriteLog(error.what());
+    desk_.DebugLog.TryWriteLog(error.what());
     LoadLater();
   }
   RefreshStatus();
   started_ = true;
   if (intake_ != nullptr) {
-    intake_->StartIntake(services_.Bounds.StartMark);
+    intake_->StartIntake(bounds_.StartMark);
   }
 }
 
 void SystemsModel::LoadAtStart() {
-  const std::int32_t limit = services_.State.gMaxViewTraps;
-  intake::LoadBounds& bounds = services_.Bounds;
+  const std::int32_t limit = desk_.State.gMaxViewTraps;
   const std::int64_t unacknowledged =
-      FirstNumber(services_.Connection, store::CountUnacknowledgedStatement()).value_or(0);
+      FirstNumber(connection_, store::CountUnacknowledgedStatement()).value_or(0);
   if (unacknowledged > limit) {
-    services_.Busy.ShowFree();  // the busy box would lie over the question
-    bounds.Option = question_.AskViewOption(unacknowledged, limit);
-    services_.Busy.ShowBusy(kBusyInitializing);
+    desk_.Busy.ShowFree();  // the busy box would lie over the question
+    bounds_.Option = question_.AskViewOption(unacknowledged, limit);
+    desk_.Busy.ShowBusy(kBusyInitializing);
   }
-  bounds.StartNumber =
-      FirstNumber(services_.Connection, fmt::format("SELECT MAX(SequenceNumber) FROM {}", store::kEventTrap))
+  bounds_.StartNumber =
+      FirstNumber(connection_, fmt::format("SELECT MAX(SequenceNumber) FROM {}", store::kEventTrap))
           .value_or(0);
-  bounds.StartMark = FirstNumber(services_.Connection, store::NewestTimeStatement()).value_or(0);
-  services_.State.gLastTrapTime = bounds.StartMark;
+  bounds_.StartMark = FirstNumber(connection_, store::NewestTimeStatement()).value_or(0);
+  desk_.State.gLastTrapTime = bounds_.StartMark;
   std::int64_t expected = unacknowledged;
-  if (bounds.Option == intake::ViewOption::LoadRecentTraps) {
+  if (bounds_.Option == intake::ViewOption::LoadRecentTraps) {
     FindLowerBound();
     expected = limit;
   }
-  const intake::LoadRange range = intake::RangeOfLoad(bounds, services_.State.gLastTrapTime);
+  const intake::LoadRange range = intake::RangeOfLoad(bounds_, desk_.State.gLastTrapTime);
   intake::StoredTrapsTaker* const self = this;
   LoadBegins();
-  intake::ReadStoredTraps(services_, range, LoadStatement(range), expected, std::span(&self, 1));
+  stored_.Read(range, LoadStatement(range), expected, std::span(&self, 1));
   shown_ = std::exchange(loading_, {});
 }
 
@@ -124,14 +131,14 @@ void SystemsModel::FindLowerBound() {
   const std::string statement = fmt::format(
       "SELECT EventTime FROM {} WHERE EventAck = 0 AND EventTime < {} ORDER BY EventTime DESC LIMIT 1 OFFSET "
       "{}",
-      store::kEventTrap, services_.Bounds.StartMark, std::max(services_.State.gMaxViewTraps, 1) - 1);
-  const auto oldest = FirstNumber(services_.Connection, statement);
-  services_.Bounds.LowerBound = JustBefore(oldest.value_or(std::numeric_limits<std::int32_t>::min()));
+      store::kEventTrap, bounds_.StartMark, std::max(desk_.State.gMaxViewTraps, 1) - 1);
+  const auto oldest = FirstNumber(connection_, statement);
+  bounds_.LowerBound = JustBefore(oldest.value_or(std::numeric_limits<std::int32_t>::min()));
 }
 
 void SystemsModel::Reset() {
   intake::StoredTrapsTaker* const self = this;
-  intake::LoadStoredTraps(services_, std::span(&self, 1));
+  stored_.Load(std::span(&self, 1));
 }
 
 std::int64_t SystemsModel::ExpectedTraps() const {
@@ -143,8 +150,7 @@ void SystemsModel::LoadBegins() {
 }
 
 void SystemsModel::TakeStored(const store::IncomingTrap& trap) {
-  const intake::LoadBounds& bounds = services_.Bounds;
-  Count(loading_, trap, !bounds.InitialLoad || trap.SequenceNumber > bounds.StartNumber);
+  Count(loading_, trap, !bounds_.InitialLoad || trap.SequenceNumber > bounds_.StartNumber);
 }
 
 void SystemsModel::LoadEnds(bool whole) {
@@ -203,36 +209,36 @@ void SystemsModel::Replace(Counts fresh) {
 // nobody asked again.
 void SystemsModel::LoadLater() {
   pause_ = std::clamp(pause_ * 2, kFirstPause, kLongestPause);
-  loadAgainAt_ = services_.Clock.MonotonicMilliseconds() + pause_;
+  loadAgainAt_ = desk_.Clock.MonotonicMilliseconds() + pause_;
 }
 
 void SystemsModel::CheckTraps() {
-  if (services_.State.gShuttingDown || !started_ || intake_ == nullptr) {
+  if (desk_.State.gShuttingDown || !started_ || intake_ == nullptr) {
     return;
   }
-  services_.Bounds.InitialLoad = false;
+  bounds_.InitialLoad = false;
   intake_->CheckTraps();
-  if (loadAgainAt_ && services_.Clock.MonotonicMilliseconds() >= *loadAgainAt_) {
+  if (loadAgainAt_ && desk_.Clock.MonotonicMilliseconds() >= *loadAgainAt_) {
     Reset();
   }
 }
 
 void SystemsModel::ResolveNames() {
   const std::size_t rows = shown_.Rows.size();
-  if (services_.State.gShuttingDown || rows == 0) {
+  if (desk_.State.gShuttingDown || rows == 0) {
     return;
   }
   std::size_t asked = 0;
   for (std::size_t seen = 0; seen < rows && asked < kNamesPerTick; ++seen) {
     nextToResolve_ = (nextToResolve_ + 1) % rows;
     const std::size_t index = shown_.Rows[nextToResolve_].SystemIndex;
-    const bool nameMissing = services_.SystemList.IsKnownByAddressOnly(index);
-    if (!nameMissing && !services_.SystemList.At(index).Address.empty()) {
+    const bool nameMissing = systems_.IsKnownByAddressOnly(index);
+    if (!nameMissing && !systems_.At(index).Address.empty()) {
       continue;
     }
     ++asked;
     std::string answer;
-    if (services_.Library.KVResolveSystemName(services_.SystemList.At(index).Name, answer)) {
+    if (library_.KVResolveSystemName(systems_.At(index).Name, answer)) {
       TakeAnswer(index, nameMissing, answer);
       MarkChanged(nextToResolve_);
     }
@@ -242,15 +248,15 @@ void SystemsModel::ResolveNames() {
 
 void SystemsModel::TakeAnswer(std::size_t index, bool isName, const std::string& answer) {
   if (isName) {
-    services_.SystemList.Rename(index, answer);
+    systems_.Rename(index, answer);
   } else if (platform::IsAddressText(answer)) {
-    services_.SystemList.SetAddress(index, answer);
+    systems_.SetAddress(index, answer);
   }
 }
 
 std::optional<std::uint32_t> SystemsModel::Count(Counts& counts, const store::IncomingTrap& trap,
                                                  bool mayComeAgain) {
-  const std::size_t system = services_.SystemList.SystemOfSource(trap.Source);
+  const std::size_t system = systems_.SystemOfSource(trap.Source);
   const std::uint32_t severity = SeverityIndex(trap.Severity);
   if (!counts.Traps.Admit({.SequenceNumber = trap.SequenceNumber,
                            .EventTime = trap.EventTime,
@@ -273,11 +279,11 @@ std::optional<std::uint32_t> SystemsModel::Count(Counts& counts, const store::In
 }
 
 void SystemsModel::NoteDelivered(const store::IncomingTrap& trap) {
-  intake::NoteDelivered(services_.Bounds, trap.EventTime, trap.SequenceNumber);
+  intake::NoteDelivered(bounds_, trap.EventTime, trap.SequenceNumber);
 }
 
 void SystemsModel::UpdateSystemCounts(const store::IncomingTrap& trap) {
-  if (services_.Bounds.Acknowledged.Contains(trap.SequenceNumber)) {
+  if (bounds_.Acknowledged.Contains(trap.SequenceNumber)) {
     return;
   }
   if (const auto row = Count(shown_, trap, false)) {
@@ -378,7 +384,7 @@ void SystemsModel::SystemAcknowledged(const intake::System& system, std::int32_t
 }
 
 std::size_t SystemsModel::IndexOf(const intake::System& system) const {
-  const intake::Systems& list = services_.SystemList;
+  const intake::Systems& list = systems_;
   const std::size_t byName = list.FindSystem(system.Name);
   if (byName != intake::Systems::kNone && &list.At(byName) == &system) {
     return byName;
@@ -392,7 +398,7 @@ std::size_t SystemsModel::IndexOf(const intake::System& system) const {
 }
 
 const intake::System& SystemsModel::SystemOfRow(std::size_t row) const {
-  return services_.SystemList.At(shown_.Rows[row].SystemIndex);
+  return systems_.At(shown_.Rows[row].SystemIndex);
 }
 
 std::optional<std::size_t> SystemsModel::RowOfSystem(const intake::System& system) const {

@@ -16,10 +16,13 @@
 #include <string_view>
 #include <vector>
 
+#include "common/Desk.h"
 #include "intake/Intake.h"
+#include "intake/LoadBounds.h"
+#include "intake/ReceiverLibrary.h"
 #include "intake/StoredTraps.h"
 #include "intake/Systems.h"
-#include "intake/ViewServices.h"
+#include "store/Connection.h"
 #include "systems/CountedTraps.h"
 
 namespace korvane::systems {
@@ -64,7 +67,10 @@ class SystemsListener {
 
 class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTaker {
  public:
-  SystemsModel(intake::ViewServices& services, ViewOptionQuestion& question);
+  // All of it outlives this object.
+  SystemsModel(Desk& desk, store::Connection& connection, intake::Systems& systems,
+               intake::LoadBounds& bounds, intake::StoredTraps& stored, intake::ReceiverLibrary& library,
+               ViewOptionQuestion& question);
   ~SystemsModel() override;
 
   // Before Load; the intake is constructed after this object, because it is given this object.
@@ -140,7 +146,12 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   void LoadLater();
   std::size_t IndexOf(const intake::System& system) const;
 
-  intake::ViewServices& services_;
+  Desk& desk_;
+  store::Connection& connection_;
+  intake::Systems& systems_;
+  intake::LoadBounds& bounds_;
+  intake::StoredTraps& stored_;
+  intake::ReceiverLibrary& library_;
   ViewOptionQuestion& question_;
   intake::Intake* intake_ = nullptr;
   SystemsListener* listener_ = nullptr;

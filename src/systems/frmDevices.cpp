@@ -35,11 +35,10 @@ constexpr int kCountWidth = 88;
 
 }  // namespace
 
-frmDevices::frmDevices(SystemsModel& model, intake::ViewServices& services, intake::ViewWindows& windows,
-                       QWidget* parent)
+frmDevices::frmDevices(SystemsModel& model, Desk& desk, intake::ViewWindows& windows, QWidget* parent)
     : QWidget(parent),
       model_(model),
-      services_(services),
+      desk_(desk),
       windows_(windows),
       ui_(std::make_unique<Ui::frmDevices>()),
       table_(new SystemsTableModel(model, this)) {
@@ -65,7 +64,7 @@ void frmDevices::SetUpList() {
   RestoreSorting();
   list.setSortingEnabled(true);
   connect(&header, &QHeaderView::sortIndicatorChanged, this, &frmDevices::SaveSorting);
-  widths_ = std::make_unique<ColumnWidths>(list, services_.Settings, "SystemsColumnWidths",
+  widths_ = std::make_unique<ColumnWidths>(list, desk_.Settings, "SystemsColumnWidths",
                                            static_cast<int>(kSystemsCaptions.size()));
   FillWidth();
   list.viewport()->installEventFilter(this);
@@ -170,7 +169,7 @@ void frmDevices::FillWidth() {
 
 // The order the operator left: the column from 1, negative when descending, 0 for the order of arrival.
 void frmDevices::RestoreSorting() {
-  const std::string text = services_.Settings.GetSetting(platform::kSettingsSection, kSortingSetting, {});
+  const std::string text = desk_.Settings.GetSetting(platform::kSettingsSection, kSortingSetting, {});
   int kept = 0;
   std::from_chars(text.data(), text.data() + text.size(), kept);
   const int columns = table_->columnCount();
@@ -183,7 +182,7 @@ void frmDevices::RestoreSorting() {
 
 void frmDevices::SaveSorting(int column, Qt::SortOrder order) {
   const int kept = order == Qt::DescendingOrder ? -(column + 1) : column + 1;
-  services_.Settings.SaveSetting(platform::kSettingsSection, kSortingSetting, std::to_string(kept));
+  desk_.Settings.SaveSetting(platform::kSettingsSection, kSortingSetting, std::to_string(kept));
 }
 
 // Whoever points into the list, or works in it by keyboard with a row selected, must find the row where it
@@ -286,7 +285,7 @@ void frmDevices::RequestPopUp(const QPoint& position) {
 
 // The window lives as long as the frame: closing it puts it aside.
 void frmDevices::closeEvent(QCloseEvent* event) {
-  if (services_.State.gShuttingDown) {
+  if (desk_.State.gShuttingDown) {
     QWidget::closeEvent(event);
     return;
   }

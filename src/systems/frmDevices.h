@@ -10,8 +10,9 @@
 #include <memory>
 #include <vector>
 
+#include "common/Desk.h"
 #include "common/OpenForms.h"
-#include "intake/ViewServices.h"
+#include "intake/ViewWindows.h"
 #include "systems/SystemsModel.h"
 
 class QLabel;
@@ -35,8 +36,7 @@ class frmDevices : public QWidget, public Form {
 
  public:
   // Both timers run from here on.  The model has its intake attached.
-  frmDevices(SystemsModel& model, intake::ViewServices& services, intake::ViewWindows& windows,
-             QWidget* parent = nullptr);
+  frmDevices(SystemsModel& model, Desk& desk, intake::ViewWindows& windows, QWidget* parent = nullptr);
   ~frmDevices() override;
 
   // Counts what is stored, may ask for the view option, and starts the receiver link: to be called once,
@@ -81,7 +81,7 @@ class frmDevices : public QWidget, public Form {
   void TickResolve();
 
   SystemsModel& model_;
-  intake::ViewServices& services_;
+  Desk& desk_;
   intake::ViewWindows& windows_;
   std::unique_ptr<Ui::frmDevices> ui_;
   std::unique_ptr<ColumnWidths> widths_;

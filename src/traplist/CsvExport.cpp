@@ -11,7 +11,6 @@
 #include "common/Prompts.h"
 #include "common/ReplacedFile.h"
 #include "common/Text.h"
-#include "intake/ViewServices.h"
 #include "store/Codes.h"
 #include "store/DateTimeText.h"
 #include "traplist/CsvLine.h"
@@ -155,18 +154,17 @@ std::string WriteFile(BusyIndicator& indicator, const std::string& path, const S
 
 }  // namespace
 
-void ExportTraps(intake::ViewServices& services, std::string_view caption, const ShownTraps& traps) {
-  const std::optional<std::string> path = services.Prompt.AskSaveFile({.Caption = "Export Trap(s)",
-                                                                       .Path = SuggestedName(caption),
-                                                                       .Kind = "CSV files",
-                                                                       .Extension = std::string(kExtension)});
+void ExportTraps(Desk& desk, std::string_view caption, const ShownTraps& traps) {
+  const std::optional<std::string> path = desk.Prompt.AskSaveFile({.Caption = "Export Trap(s)",
+                                                                   .Path = SuggestedName(caption),
+                                                                   .Kind = "CSV files",
+                                                                   .Extension = std::string(kExtension)});
   if (!path) {
     return;
   }
-  if (const std::string error = WriteFile(services.Busy, *path, traps); !error.empty()) {
-    services.Prompt.Show(
-        fmt::format("The traps could not be exported to the file \"{}\".\n{}.", *path, error),
-        PromptIcon::Exclamation);
+  if (const std::string error = WriteFile(desk.Busy, *path, traps); !error.empty()) {
+    desk.Prompt.Show(fmt::format("The traps could not be exported to the file \"{}\".\n{}.", *path, error),
+                     PromptIcon::Exclamation);
   }
 }
 

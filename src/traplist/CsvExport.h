@@ -4,16 +4,13 @@
 
 #include <string_view>
 
+#include "common/Desk.h"
 #include "traplist/ShownTraps.h"
-
-namespace korvane::intake {
-struct ViewServices;
-}
 
 namespace korvane::traplist {
 
 // Asks where to, writes with progress, and says what went wrong; a file that was there is replaced only by a
 // whole new one.
-void ExportTraps(intake::ViewServices& services, std::string_view caption, const ShownTraps& traps);
+void ExportTraps(Desk& desk, std::string_view caption, const ShownTraps& traps);
 
 }  // namespace korvane::traplist

@@ -8,7 +8,6 @@
 
 #include "common/ReplacedFile.h"
 #include "common/Text.h"
-#include "intake/ViewServices.h"
 #include "store/Codes.h"
 #include "store/DateTimeText.h"
 #include "store/EventTime.h"
@@ -133,12 +132,12 @@ class ReportText {
 };
 
 // Empty, or why the file could not be written.
-std::string WriteReport(intake::ViewServices& services, const std::string& path, std::string_view caption,
+std::string WriteReport(Desk& desk, const std::string& path, std::string_view caption,
                         const ShownTraps& traps) {
-  const BusyScope busy(services.Busy, "Generating...");
+  const BusyScope busy(desk.Busy, "Generating...");
   ReplacedFile file(path, FileUse::Scratch);
   ReportText report(traps);
-  report.AddHeader(caption, services.Clock.UtcSeconds());
+  report.AddHeader(caption, desk.Clock.UtcSeconds());
   for (std::size_t position = 0; position < traps.Count() && file.Error().empty(); ++position) {
     report.AddTrap(position);
     if (report.Text.size() >= kBufferBytes) {
@@ -146,8 +145,8 @@ std::string WriteReport(intake::ViewServices& services, const std::string& path,
       report.Text.clear();
     }
     if ((position + 1) % kProgressRows == 0) {
-      services.Busy.ShowProgress(static_cast<std::int64_t>(position + 1),
-                                 static_cast<std::int64_t>(traps.Count()));
+      desk.Busy.ShowProgress(static_cast<std::int64_t>(position + 1),
+                             static_cast<std::int64_t>(traps.Count()));
     }
   }
   report.AddTrailer();
@@ -158,15 +157,18 @@ std::string WriteReport(intake::ViewServices& services, const std::string& path,
 
 }  // namespace
 
-void PrintTraps(intake::ViewServices& services, std::string_view caption, const ShownTraps& traps) {
-  const std::string path = fmt::format("{}/{}", services.InstallPath, kPrintFile);
-  if (const std::string error = WriteReport(services, path, caption, traps); !error.empty()) {
-    services.Prompt.Show(fmt::format("The report could not be written to the file \"{}\".\n{}.", path, error),
-                         PromptIcon::Exclamation);
+ReportPrinter::ReportPrinter(Desk& desk, platform::Programs& programs, std::string installPath)
+    : desk_(desk), programs_(programs), installPath_(std::move(installPath)) {}
+
+void ReportPrinter::Print(std::string_view caption, const ShownTraps& traps) {
+  const std::string path = fmt::format("{}/{}", installPath_, kPrintFile);
+  if (const std::string error = WriteReport(desk_, path, caption, traps); !error.empty()) {
+    desk_.Prompt.Show(fmt::format("The report could not be written to the file \"{}\".\n{}.", path, error),
+                      PromptIcon::Exclamation);
     return;
   }
-  if (!services.Programs.Start(kEditor, {path})) {
-    services.Prompt.Show(
+  if (!programs_.Start(kEditor, {path})) {
+    desk_.Prompt.Show(
         fmt::format("Could not load 'NOTEPAD.EXE'. Please open the file \"{}\" in a text editor.", path),
         PromptIcon::Exclamation);
   }

@@ -2,19 +2,27 @@
 // then opened in the text editor.  One routine for Traps and Report windows.  User-interface thread.
 #pragma once
 
+#include <string>
 #include <string_view>
 
+#include "common/Desk.h"
 #include "traplist/ShownTraps.h"
-
-namespace korvane::intake {
-struct ViewServices;
-}
 
 namespace korvane::traplist {
 
 inline constexpr std::string_view kPrintFile = "WindowPrint.txt";
 
-// Shows progress while it writes; what can't be done is said through the prompts.
-void PrintTraps(intake::ViewServices& services, std::string_view caption, const ShownTraps& traps);
+class ReportPrinter {
+ public:
+  ReportPrinter(Desk& desk, platform::Programs& programs, std::string installPath);
+
+  // Shows progress while it writes; what can't be done is said through the prompts.
+  void Print(std::string_view caption, const ShownTraps& traps);
+
+ private:
+  Desk& desk_;
+  platform::Programs& programs_;
+  std::string installPath_;
+};
 
 }  // namespace korvane::traplist

@@ -12,7 +12,7 @@
 #include <string_view>
 
 #include "common/Prompts.h"
-#include "intake/ViewServices.h"
+#include "intake/ViewWindows.h"
 #include "store/Connection.h"
 #include "traplist/ShownTraps.h"
 #include "traps/FollowedTrap.h"

@@ -53,7 +53,7 @@ Acknowledged AcknowledgeInOneTransaction(store::Connection& connection, BusyIndi
 
 }  // namespace
 
-TrapsModel::TrapsModel(intake::ViewServices& services, intake::ViewWindows& windows, intake::WindowKind kind,
+TrapsModel::TrapsModel(TrapsServices& services, intake::ViewWindows& windows, WindowKind kind,
                        params::WindowParameters parameters, const intake::System* system)
     : services_(services),
       windows_(windows),
@@ -62,7 +62,7 @@ TrapsModel::TrapsModel(intake::ViewServices& services, intake::ViewWindows& wind
       system_(system),
       nobody_(std::make_unique<traplist::NoTrapRowsListener>()),
       listener_(nobody_.get()) {
-  if ((kind_ == intake::WindowKind::PerSystem) != (system_ != nullptr)) {
+  if ((kind_ == WindowKind::PerSystem) != (system_ != nullptr)) {
     throw std::invalid_argument("a per-system window, and no other, has a system");
   }
 }
@@ -74,11 +74,11 @@ void TrapsModel::UseListener(traplist::TrapRowsListener* listener) {
 }
 
 std::size_t TrapsModel::Limit() const {
-  return static_cast<std::size_t>(std::max(services_.State.gMaxViewTraps, 1));
+  return static_cast<std::size_t>(std::max(services_.Desk.State.gMaxViewTraps, 1));
 }
 
 bool TrapsModel::Takes(const store::IncomingTrap& trap) const {
-  if (kind_ == intake::WindowKind::PerSystem) {
+  if (kind_ == WindowKind::PerSystem) {
     return std::find(system_->Sources.begin(), system_->Sources.end(), trap.Source) != system_->Sources.end();
   }
   return matcher_.Matches(trap);
@@ -103,7 +103,7 @@ void TrapsModel::Hold(const store::IncomingTrap& trap) {
 }
 
 void TrapsModel::PublicAddTraps(const store::IncomingTrap& trap) {
-  if (kind_ == intake::WindowKind::NoLiveTraps || !Takes(trap) || IsKnown(trap.SequenceNumber) ||
+  if (kind_ == WindowKind::NoLiveTraps || !Takes(trap) || IsKnown(trap.SequenceNumber) ||
       services_.Bounds.Acknowledged.Contains(trap.SequenceNumber)) {
     return;
   }
@@ -160,7 +160,7 @@ void TrapsModel::ResetRows() {
 
 void TrapsModel::Reset() {
   intake::StoredTrapsTaker* const self = this;
-  intake::LoadStoredTraps(services_, std::span(&self, 1));
+  services_.Stored.Load(std::span(&self, 1));
 }
 
 void TrapsModel::LoadBegins() {
@@ -170,7 +170,7 @@ void TrapsModel::LoadBegins() {
 
 // A per-system window looks at nothing but the source, so most rows need no name.
 bool TrapsModel::MayTake(const store::IncomingTrap& trap) const {
-  return kind_ != intake::WindowKind::PerSystem || Takes(trap);
+  return kind_ != WindowKind::PerSystem || Takes(trap);
 }
 
 void TrapsModel::TakeStored(const store::IncomingTrap& trap) {
@@ -186,7 +186,7 @@ void TrapsModel::LoadEnds(bool) {
 }
 
 std::string TrapsModel::MaximumTrapsText() const {
-  return fmt::format("Maximum Traps Shown: {} ", services_.State.gMaxViewTraps);
+  return fmt::format("Maximum Traps Shown: {} ", services_.Desk.State.gMaxViewTraps);
 }
 
 std::string TrapsModel::SelectedTrapText(std::size_t position) {
@@ -199,7 +199,8 @@ std::string TrapsModel::TotalTrapsText() const {
 
 void TrapsModel::AcknowledgeSelected(std::span<const std::uint32_t> rows) {
   if (rows_.Empty()) {
-    services_.Prompt.Show("There are no traps that can be acknowledged / cleared.", PromptIcon::Information);
+    services_.Desk.Prompt.Show("There are no traps that can be acknowledged / cleared.",
+                               PromptIcon::Information);
     return;
   }
   if (rows.empty()) {
@@ -207,20 +208,20 @@ void TrapsModel::AcknowledgeSelected(std::span<const std::uint32_t> rows) {
   }
   std::string failure;
   {
-    const BusyScope busy(services_.Busy, "Acknowledging Trap(s)");
+    const BusyScope busy(services_.Desk.Busy, "Acknowledging Trap(s)");
     std::vector<std::int32_t> numbers;
     numbers.reserve(rows.size());
     for (const std::uint32_t row : rows) {
       numbers.push_back(rows_.SequenceNumberAt(row));
     }
-    Acknowledged result = AcknowledgeInOneTransaction(services_.Connection, services_.Busy, numbers);
+    Acknowledged result = AcknowledgeInOneTransaction(services_.Connection, services_.Desk.Busy, numbers);
     failure = std::move(result.Failure);
     if (!result.SequenceNumbers.empty()) {
       windows_.TrapsAcknowledged(result.SequenceNumbers);
     }
   }
   if (!failure.empty()) {
-    services_.Prompt.Show(failure, PromptIcon::Critical);
+    services_.Desk.Prompt.Show(failure, PromptIcon::Critical);
   }
 }
 
@@ -279,17 +280,17 @@ std::string TrapsModel::SystemSource() const {
 }
 
 bool TrapsModel::MayClose() {
-  if (kind_ != intake::WindowKind::PerSystem || services_.State.gShuttingDown) {
+  if (kind_ != WindowKind::PerSystem || services_.Desk.State.gShuttingDown) {
     return true;
   }
   // The newest trap seen stays, as do all that were stored after it.
-  const auto beforeTime = [this] { return services_.State.gLastTrapTime; };
-  return systems::AskAndAcknowledgeSystem(services_, windows_, *system_, SystemSource(), beforeTime) !=
+  const auto beforeTime = [this] { return services_.Desk.State.gLastTrapTime; };
+  return services_.Acknowledge.Ask(windows_, *system_, SystemSource(), beforeTime) !=
          systems::SystemAcknowledgement::Refused;
 }
 
 void TrapsModel::Close() {
-  const BusyScope busy(services_.Busy, "Closing Window");
+  const BusyScope busy(services_.Desk.Busy, "Closing Window");
   ResetRows();
 }
 

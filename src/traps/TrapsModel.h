@@ -16,20 +16,24 @@
 #include "intake/Intake.h"
 #include "intake/SequenceSet.h"
 #include "intake/StoredTraps.h"
-#include "intake/ViewServices.h"
+#include "intake/ViewWindows.h"
 #include "params/WindowParameters.h"
 #include "store/TrapRecord.h"
 #include "traplist/TrapRows.h"
 #include "traplist/TrapRowsListener.h"
+#include "traps/TrapsServices.h"
 
 namespace korvane::traps {
 
 inline constexpr std::string_view kNoTrapsInWindow = "There are no traps in the active window.";
 
+// 2 and 3 are the numbers that the kinds have always had; Selected windows take what their parameters accept.
+enum class WindowKind : int { Selected = 1, PerSystem = 2, NoLiveTraps = 3 };
+
 class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
  public:
   // system: the system of a per-system window, null for the other kinds.
-  TrapsModel(intake::ViewServices& services, intake::ViewWindows& windows, intake::WindowKind kind,
+  TrapsModel(TrapsServices& services, intake::ViewWindows& windows, WindowKind kind,
              params::WindowParameters parameters, const intake::System* system = nullptr);
   ~TrapsModel() override;
   TrapsModel(const TrapsModel&) = delete;
@@ -52,7 +56,7 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
   void LoadEnds(bool whole) override;
 
   const traplist::TrapRows& Rows() const { return rows_; }
-  intake::WindowKind Kind() const { return kind_; }
+  WindowKind Kind() const { return kind_; }
   const params::WindowParameters& Parameters() const { return matcher_.Parameters(); }
   const intake::System* PerSystem() const { return system_; }
   // Traps taken by this window that are not in the list yet.
@@ -93,9 +97,9 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
   std::size_t Limit() const;
   std::string SystemSource() const;
 
-  intake::ViewServices& services_;
+  TrapsServices& services_;
   intake::ViewWindows& windows_;
-  intake::WindowKind kind_;
+  WindowKind kind_;
   params::WindowMatcher matcher_;
   const intake::System* system_;
   std::unique_ptr<traplist::TrapRowsListener> nobody_;

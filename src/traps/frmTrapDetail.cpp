@@ -6,6 +6,7 @@
 #include <QShortcut>
 #include <array>
 
+#include "common/Desk.h"
 #include "common/NumberList.h"
 #include "common/qt/DialogButtons.h"
 #include "common/qt/Icons.h"
@@ -22,20 +23,20 @@ constexpr int kTextTop = 5;  // of a box, so that its caption stands on its firs
 
 }  // namespace
 
-void ShowTrapDetailDialog(intake::ViewServices& services, intake::ViewWindows& windows,
+void ShowTrapDetailDialog(Desk& desk, store::Connection& connection, intake::ViewWindows& windows,
                           TrapsTableModel& table, TrapsList& list, QWidget* parent) {
-  frmTrapDetail dialog(services, windows, table, list, list.SelectedPosition().value_or(0), parent);
+  frmTrapDetail dialog(desk, connection, windows, table, list, list.SelectedPosition().value_or(0), parent);
   dialog.exec();
 }
 
-frmTrapDetail::frmTrapDetail(intake::ViewServices& services, intake::ViewWindows& windows,
+frmTrapDetail::frmTrapDetail(Desk& desk, store::Connection& connection, intake::ViewWindows& windows,
                              TrapsTableModel& table, TrapsList& list, int position, QWidget* parent)
     : QDialog(parent),
-      services_(services),
+      desk_(desk),
       table_(table),
       list_(list),
       ui_(std::make_unique<Ui::frmTrapDetail>()),
-      form_(services.Connection, windows, services.Prompt, NotesEdit::Unedited) {
+      form_(connection, windows, desk.Prompt, NotesEdit::Unedited) {
   ui_->setupUi(this);
   setSizeGripEnabled(true);
   for (QLabel* caption : {ui_->capVarBinds, ui_->capMoreInformation, ui_->capUserNotes}) {
@@ -75,8 +76,7 @@ void frmTrapDetail::SetUpButtons() {
 }
 
 void frmTrapDetail::RestoreSize() {
-  const auto size =
-      ParseNumberList(services_.Settings.GetSetting(platform::kSettingsSection, kSizeSetting, {}));
+  const auto size = ParseNumberList(desk_.Settings.GetSetting(platform::kSettingsSection, kSizeSetting, {}));
   if (size && size->size() == 2) {
     const QSize kept(size->front(), size->back());
     resize(kept.boundedTo(screen()->availableSize()).expandedTo(minimumSizeHint()));
@@ -156,8 +156,8 @@ void frmTrapDetail::accept() {
 }
 
 void frmTrapDetail::done(int result) {
-  services_.Settings.SaveSetting(platform::kSettingsSection, kSizeSetting,
-                                 NumberListText(std::array{width(), height()}));
+  desk_.Settings.SaveSetting(platform::kSettingsSection, kSizeSetting,
+                             NumberListText(std::array{width(), height()}));
   QDialog::done(result);
 }
 

@@ -13,8 +13,11 @@ namespace Ui {
 class frmTrapDetail;
 }
 
+namespace korvane {
+struct Desk;
+}
+
 namespace korvane::intake {
-struct ViewServices;
 class ViewWindows;
 }  // namespace korvane::intake
 
@@ -24,7 +27,7 @@ class TrapsTableModel;
 class TrapsList;
 
 // Runs the dialog on the list's selected trap, or on its first; the list must hold one.
-void ShowTrapDetailDialog(intake::ViewServices& services, intake::ViewWindows& windows,
+void ShowTrapDetailDialog(Desk& desk, store::Connection& connection, intake::ViewWindows& windows,
                           TrapsTableModel& table, TrapsList& list, QWidget* parent);
 
 class frmTrapDetail : public QDialog {
@@ -32,8 +35,8 @@ class frmTrapDetail : public QDialog {
 
  public:
   // position: in the list.  All that is passed must outlive the dialog.
-  frmTrapDetail(intake::ViewServices& services, intake::ViewWindows& windows, TrapsTableModel& table,
-                TrapsList& list, int position, QWidget* parent = nullptr);
+  frmTrapDetail(Desk& desk, store::Connection& connection, intake::ViewWindows& windows,
+                TrapsTableModel& table, TrapsList& list, int position, QWidget* parent = nullptr);
   ~frmTrapDetail() override;
 
   // Saves the notes; stays open when the store refuses them.
@@ -54,7 +57,7 @@ class frmTrapDetail : public QDialog {
   void ShowSeverityIcon();
   void ShowPlace();
 
-  intake::ViewServices& services_;
+  Desk& desk_;
   TrapsTableModel& table_;
   TrapsList& list_;
   std::unique_ptr<Ui::frmTrapDetail> ui_;

@@ -21,20 +21,20 @@ constexpr std::string_view kTrapsWidthsSetting = "TrapsColumnWidths";
 
 }  // namespace
 
-frmTraps::frmTraps(intake::ViewServices& services, intake::ViewWindows& windows, intake::WindowKind kind,
+frmTraps::frmTraps(TrapsServices& services, intake::ViewWindows& windows, WindowKind kind,
                    params::WindowParameters parameters, const intake::System* system, QWidget* parent)
     : QWidget(parent),
       services_(services),
       windows_(windows),
       model_(services, windows, kind, std::move(parameters), system),
-      table_(model_.Rows(), services.State, traplist::SourceShown::SourceText),
+      table_(model_.Rows(), services.Desk.State, traplist::SourceShown::SourceText),
       ui_(std::make_unique<Ui::frmTraps>()) {
   ui_->setupUi(this);
   setWindowTitle(ToQString(model_.Parameters().WindowName));
   maximumTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblMaximumTraps"));
   selectedTrap_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
   totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
-  list_ = std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Settings,
+  list_ = std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Desk.Settings,
                                       std::string(kTrapsWidthsSetting), tr("No unacknowledged traps"));
   findBar_ = new FindBar(*ui_->lvTraps, table_, *list_, this);
   ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1, findBar_);
@@ -85,19 +85,19 @@ bool frmTraps::HasTraps() {
   if (!model_.Rows().Empty()) {
     return true;
   }
-  services_.Prompt.Show(kNoTrapsInWindow, PromptIcon::Information);
+  services_.Desk.Prompt.Show(kNoTrapsInWindow, PromptIcon::Information);
   return false;
 }
 
 void frmTraps::ShowTrapDetail() {
   if (HasTraps()) {
-    ShowTrapDetailDialog(services_, windows_, table_, *list_, this);
+    ShowTrapDetailDialog(services_.Desk, services_.Connection, windows_, table_, *list_, this);
   }
 }
 
 void frmTraps::Printable() {
   if (HasTraps()) {
-    traplist::PrintTraps(services_, ToUtf8(windowTitle()), table_.Shown());
+    services_.Printer.Print(ToUtf8(windowTitle()), table_.Shown());
   }
 }
 
@@ -106,7 +106,7 @@ void frmTraps::ShowWindowParameters() {
   shown.Mode = params::kModeShowParameters;
   shown.Cancelled = true;
   params::StoredParametersLists lists(services_.Connection, services_.Names);
-  params::frmNewWindParams dialog(shown, lists, services_.Prompt, this);
+  params::frmNewWindParams dialog(shown, lists, services_.Desk.Prompt, this);
   dialog.exec();
 }
 
@@ -143,7 +143,7 @@ void frmTraps::closeEvent(QCloseEvent* event) {
     event->ignore();
     return;
   }
-  if (model_.Kind() == intake::WindowKind::PerSystem && !services_.State.gShuttingDown) {
+  if (model_.Kind() == WindowKind::PerSystem && !services_.Desk.State.gShuttingDown) {
     model_.Close();
   }
   event->accept();

@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "intake/Intake.h"
-#include "intake/ViewServices.h"
 #include "params/WindowParameters.h"
 #include "traps/TrapListWindow.h"
 #include "traps/TrapsModel.h"
@@ -34,7 +33,7 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
  public:
   // The window's caption is parameters.WindowName.  system: of a per-system window, else null; it must
   // outlive the window, as must the services.
-  frmTraps(intake::ViewServices& services, intake::ViewWindows& windows, intake::WindowKind kind,
+  frmTraps(TrapsServices& services, intake::ViewWindows& windows, WindowKind kind,
            params::WindowParameters parameters, const intake::System* system = nullptr,
            QWidget* parent = nullptr);
   ~frmTraps() override;
@@ -77,7 +76,7 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
   void ShowStatus();
   bool HasTraps();
 
-  intake::ViewServices& services_;
+  TrapsServices& services_;
   intake::ViewWindows& windows_;
   TrapsModel model_;
   TrapsTableModel table_;

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "alerts/AlertServices.h"
-#include "support/RulesWorld.h"
 #include "categories/CategoryServices.h"
 #include "common/Log.h"
 #include "common/ProcessState.h"
@@ -17,9 +16,10 @@
 #include "params/FilterServices.h"
 #include "support/OdbcFaults.h"
 #include "support/RecordingBusy.h"
+#include "support/RulesWorld.h"
 #include "support/TempFolder.h"
 #include "support/TestStore.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 
 namespace korvane::test {
 
@@ -39,49 +39,10 @@ class StoreImage {
 };
 
 // A console as it stands after a start, without its windows.
-struct Hands : params::FilteredWindows, categories::CategorisedWindows {
+struct Hands : RulesWorld {
   explicit Hands(SqliteStore& store);
-  void FiltersChanged() override { ++Refreshed; }
-  void CategoriesChanged() override { ++Refreshed; }
-  std::unique_ptr<store::Connection> OwnConnection() const;
-  params::FilterServices ForFilters();
-  categories::CategoryServices ForCategories();
-  alerts::AlertServices ForAlerts();
   // Nothing was said since the operation began.
   bool Silent() const { return Prompt.Messages().empty(); }
-
-  SqliteStore& Store;
-  FakePlatform Machine;
-  ProcessState State;
-  Log DebugLog{State};
-  ScriptedPrompts Prompt;
-  RecordingBusy Busy;
-  store::Connection Db;
-  store::TrapNames Names{Db};
-  params::CategoryInformation Categories;
-  params::TrapFilters Filters;
-  params::DefinitionVerdicts Verdicts{Filters, Categories};
-  intake::Systems SystemList;
-  intake::LoadBounds Bounds;
-  MailLibrary Library;
-  OpenModels Windows;
-  TempFolder Folder;
-  int Refreshed = 0;  // how often all windows were
-  intake::ViewServices View{Db,
-                            Names,
-                            Categories,
-                            SystemList,
-                            Bounds,
-                            State,
-                            Prompt,
-                            Busy,
-                            DebugLog,
-                            Machine.Clock,
-                            Machine.Settings,
-                            Library,
-                            Machine.Programs,
-                            Folder.Path().string(),
-                            [this](store::ConnectionOptions) { return OwnConnection(); }};
 };
 
 // An operation that is about to be carried out.

@@ -70,38 +70,10 @@ void StoreImage::Restore() {
   transaction.Commit();
 }
 
-Hands::Hands(SqliteStore& store) : Store(store) {
-  store.Connect(Db);
-  Names.UseVerdicts(Verdicts);
+Hands::Hands(SqliteStore& store) : RulesWorld(store) {
   Bounds.InitialLoad = false;
   State.gLastTrapTime = 1'000'000;
-  Machine.Registry.AddKey(kManagerKey);
-}
-
-std::unique_ptr<store::Connection> Hands::OwnConnection() const {
-  auto connection = std::make_unique<store::Connection>();
-  Store.Connect(*connection);
-  return connection;
-}
-
-params::FilterServices Hands::ForFilters() {
-  return {Db, Names, Filters, Prompt, Busy, Machine.Settings, *this};
-}
-
-categories::CategoryServices Hands::ForCategories() {
-  return {Db,
-          [this](store::ConnectionOptions) { return OwnConnection(); },
-          Names,
-          Categories,
-          Prompt,
-          Busy,
-          Machine.Clock,
-          Machine.Settings,
-          *this};
-}
-
-alerts::AlertServices Hands::ForAlerts() {
-  return {Db, Names, Prompt, Machine.Registry, Machine.Settings, Library};
+  Platform.Registry.AddKey(kManagerKey);
 }
 
 void FillStore(TestStore& store) {

@@ -39,7 +39,7 @@ std::string ShownIn(const FiltersForm& form) {
 
 // The dialog is open and was edited; what is left is what closing does.
 Work ClosingFilters(Hands& hands, const std::function<void(FiltersForm&)>& edit) {
-  auto form = std::make_shared<FiltersForm>(hands.ForFilters());
+  auto form = std::make_shared<FiltersForm>(hands.ForFilters);
   edit(*form);
   return {.Do =
               [&hands, form] {
@@ -104,7 +104,7 @@ Work Managing(
     Hands& hands, std::function<bool(CategoriesForm&)> press,
     std::function<void(WizardForm&)> enter = [](WizardForm&) {}) {
   auto managed = std::make_shared<Managed>(hands, std::move(enter));
-  managed->Form = std::make_unique<CategoriesForm>(hands.ForCategories(), managed->Window);
+  managed->Form = std::make_unique<CategoriesForm>(hands.ForCategories, managed->Window);
   managed->Form->Open();
   managed->Form->SelectCategory(1);
   const auto pressOnce = [&hands, managed, press = std::move(press)] {
@@ -134,7 +134,7 @@ std::function<bool(CategoriesForm&)> Answering(Hands& hands, bool (CategoriesFor
 // Everything is changed; what is left is what makes it final.
 Work Leaving(Hands& hands, bool (CategoriesForm::*leave)()) {
   auto managed = std::make_shared<Managed>(hands, [](WizardForm&) {});
-  managed->Form = std::make_unique<CategoriesForm>(hands.ForCategories(), managed->Window);
+  managed->Form = std::make_unique<CategoriesForm>(hands.ForCategories, managed->Window);
   managed->Form->Open();
   managed->Form->SelectCategory(1);
   Answering(hands, &CategoriesForm::DeleteCategory)(*managed->Form);
@@ -174,31 +174,32 @@ std::string ShownIn(const params::CategoryInformation& categories) {
 }
 
 Work Exporting(Hands& hands) {
-  const std::string path = (hands.Folder / "all.dvcat").string();
+  const std::string path = (hands.InstallFolder / "all.dvcat").string();
   WriteFile(path, "as it was");
-  return {.Do =
-              [&hands, path] {
-                return Commanded(hands, [&] {
-                  return categories::WriteChosen(categories::CategoriesOfStore(hands.Db), path).empty();
-                });
-              },
-          .Shown = [path] { return ReadFile(path); }};
+  return {
+      .Do =
+          [&hands, path] {
+            return Commanded(hands, [&] {
+              return categories::WriteChosen(categories::CategoriesOfStore(hands.Connection), path).empty();
+            });
+          },
+      .Shown = [path] { return ReadFile(path); }};
 }
 
 Work Importing(Hands& hands) {
-  const std::string path = (hands.Folder / "some.dvcat").string();
-  std::vector<categories::OfferedCategory> some = categories::CategoriesOfStore(hands.Db);
+  const std::string path = (hands.InstallFolder / "some.dvcat").string();
+  std::vector<categories::OfferedCategory> some = categories::CategoriesOfStore(hands.Connection);
   some.back().Category.Details.Description = "Replaced";
   some.back().Category.Details.Traps.pop_back();
   some.push_back({.Category = {.Name = "New", .Details = some.back().Category.Details}});
   categories::WriteChosen(some, path);
   const auto import = [&hands, path] {
     return Commanded(hands, [&] {
-      std::vector<categories::OfferedCategory> offered = categories::CategoriesOfFile(path, hands.Db);
+      std::vector<categories::OfferedCategory> offered = categories::CategoriesOfFile(path, hands.Connection);
       for (categories::OfferedCategory& each : offered) {
         each.Chosen = true;
       }
-      categories::StoreChosen(offered, *hands.OwnConnection());
+      categories::StoreChosen(offered, *hands.OpenConnection());
       return true;
     });
   };
@@ -225,7 +226,7 @@ std::string ShownIn(const alerts::AlertsForm& form) {
 }
 
 Work InAlerts(Hands& hands, std::function<bool(alerts::AlertsForm&)> press) {
-  auto form = std::make_shared<alerts::AlertsForm>(hands.ForAlerts());
+  auto form = std::make_shared<alerts::AlertsForm>(hands.ForAlerts);
   return {
       .Do =
           [&hands, form, press = std::move(press)] {
@@ -235,15 +236,15 @@ Work InAlerts(Hands& hands, std::function<bool(alerts::AlertsForm&)> press) {
             return done;
           },
       .Shown = [form] { return ShownIn(*form); },
-      .Agrees = [&hands, form] { return ShownIn(*form) == ShownIn(alerts::AlertsForm(hands.ForAlerts())); }};
+      .Agrees = [&hands, form] { return ShownIn(*form) == ShownIn(alerts::AlertsForm(hands.ForAlerts)); }};
 }
 
 Work SavingAlert(Hands& hands, bool stored) {
   std::optional<alerts::Alert> alert;
   if (stored) {
-    alert = alerts::AlertsForm(hands.ForAlerts()).Alerts().front();
+    alert = alerts::AlertsForm(hands.ForAlerts).Alerts().front();
   }
-  auto form = std::make_shared<alerts::AlertForm>(hands.ForAlerts(), alert);
+  auto form = std::make_shared<alerts::AlertForm>(hands.ForAlerts, alert);
   form->EditDescription("Doors");
   form->Criteria().EditSource("10.0.0.2");
   for (const ActionKind kind : alerts::kActionKinds) {
@@ -254,15 +255,15 @@ Work SavingAlert(Hands& hands, bool stored) {
 
 // Opened and left by OK without an edit, which is to change nothing however little could be read.
 Work ReviewingAlert(Hands& hands) {
-  const alerts::Alert alert = alerts::AlertsForm(hands.ForAlerts()).Alerts().front();
+  const alerts::Alert alert = alerts::AlertsForm(hands.ForAlerts).Alerts().front();
   return {.Do = [&hands, alert] {
-    alerts::AlertForm form(hands.ForAlerts(), alert);
+    alerts::AlertForm form(hands.ForAlerts, alert);
     return form.WasRead() && form.Ok() && hands.Silent();
   }};
 }
 
 Work SavingActions(Hands& hands) {
-  auto form = std::make_shared<alerts::ActionsForm>(hands.ForAlerts());
+  auto form = std::make_shared<alerts::ActionsForm>(hands.ForAlerts);
   for (const ActionKind kind : alerts::kActionKinds) {
     form->AddTab(kind, 1);
   }
@@ -273,7 +274,7 @@ Work SavingActions(Hands& hands) {
 }
 
 Work OpeningActions(Hands& hands) {
-  auto form = std::make_shared<alerts::ActionsForm>(hands.ForAlerts());
+  auto form = std::make_shared<alerts::ActionsForm>(hands.ForAlerts);
   return {.Do =
               [&hands, form] {
                 form->ClearTabs();
@@ -294,7 +295,7 @@ std::vector<Operation> OperationsOfFilters() {
          auto form = std::make_shared<std::unique_ptr<FiltersForm>>();
          return {.Do =
                      [&hands, form] {
-                       *form = std::make_unique<FiltersForm>(hands.ForFilters());
+                       *form = std::make_unique<FiltersForm>(hands.ForFilters);
                        return (*form)->WasRead() && hands.Silent();
                      },
                  .Shown = [form] { return *form ? ShownIn(**form) : std::string(); }};
@@ -317,7 +318,7 @@ std::vector<Operation> OperationsOfFilters() {
              "FROM Trap_Detail"}}},
       {.Name = "a filter is removed",
        .Prepare = [](Hands& hands) -> Work {
-         auto form = std::make_shared<FiltersForm>(hands.ForFilters());
+         auto form = std::make_shared<FiltersForm>(hands.ForFilters);
          return {.Do =
                      [&hands, form] {
                        hands.Prompt.WillAnswer(PromptAnswer::Yes);
@@ -329,9 +330,9 @@ std::vector<Operation> OperationsOfFilters() {
        .Prepare = [](Hands& hands) -> Work {
          return {.Do =
                      [&hands] {
-                       const int before = hands.Refreshed;
-                       FiltersForm(hands.ForFilters()).Apply();
-                       EXPECT_EQ(hands.Refreshed, before + 1);
+                       const int before = hands.Changes;
+                       FiltersForm(hands.ForFilters).Apply();
+                       EXPECT_EQ(hands.Changes, before + 1);
                        return hands.Silent();
                      },
                  .Shown = [&hands] { return fmt::to_string(hands.Filters.Filters().size()); }};
@@ -347,8 +348,7 @@ std::vector<Operation> OperationsOfCategories() {
          auto managed = std::make_shared<Managed>(hands, [](WizardForm&) {});
          return {.Do =
                      [&hands, managed] {
-                       managed->Form =
-                           std::make_unique<CategoriesForm>(hands.ForCategories(), managed->Window);
+                       managed->Form = std::make_unique<CategoriesForm>(hands.ForCategories, managed->Window);
                        return managed->Form->Open() && hands.Silent();
                      },
                  .Shown = [managed] { return managed->Form ? ShownIn(*managed->Form) : std::string(); }};
@@ -420,9 +420,9 @@ std::vector<Operation> OperationsOfCategories() {
        .Prepare = [](Hands& hands) -> Work {
          return {.Do =
                      [&hands] {
-                       const int before = hands.Refreshed;
-                       categories::CategoriesSaved(hands.ForCategories());
-                       EXPECT_EQ(hands.Refreshed, before + 1);
+                       const int before = hands.Changes;
+                       categories::CategoriesSaved(hands.ForCategories);
+                       EXPECT_EQ(hands.Changes, before + 1);
                        return hands.Silent();
                      },
                  .Shown = [&hands] { return ShownIn(hands.Categories); }};
@@ -440,7 +440,7 @@ std::vector<Operation> OperationsOfAlerts() {
          auto form = std::make_shared<std::unique_ptr<alerts::AlertsForm>>();
          return {.Do =
                      [&hands, form] {
-                       *form = std::make_unique<alerts::AlertsForm>(hands.ForAlerts());
+                       *form = std::make_unique<alerts::AlertsForm>(hands.ForAlerts);
                        return hands.Silent();
                      },
                  .Shown = [form] { return *form ? ShownIn(**form) : std::string(); }};

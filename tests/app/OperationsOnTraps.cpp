@@ -8,7 +8,7 @@
 #include "fmt/format.h"
 #include "reports/ReportModel.h"
 #include "support/Processes.h"
-#include "support/SystemsFixture.h"
+#include "support/World.h"
 #include "systems/SystemAcknowledge.h"
 #include "traps/TrapDetailForm.h"
 
@@ -30,10 +30,10 @@ std::vector<std::int32_t> Unacknowledged(Hands& hands) {
 }
 
 // A window on all traps.
-std::shared_ptr<TrapsModel> OpenWindow(Hands& hands, intake::WindowKind kind = intake::WindowKind::Selected,
+std::shared_ptr<TrapsModel> OpenWindow(Hands& hands, traps::WindowKind kind = traps::WindowKind::Selected,
                                        const intake::System* system = nullptr) {
   auto window =
-      std::make_shared<TrapsModel>(hands.View, hands.Windows, kind, params::WindowParameters(), system);
+      std::make_shared<TrapsModel>(hands.ForTraps, hands.Windows, kind, params::WindowParameters(), system);
   hands.Windows.Models = {window.get()};
   return window;
 }
@@ -76,13 +76,13 @@ Work AcknowledgingSystem(Hands& hands) {
   auto window = OpenWindow(hands);
   const intake::System& system = SystemOfTraps(hands);
   return Acknowledging(hands, window, [&hands, &system] {
-    return systems::AskAndAcknowledgeSystem(hands.View, hands.Windows, system, system.Name,
-                                            [] { return 2000; }) == systems::SystemAcknowledgement::Done;
+    return hands.Acknowledge.Ask(hands.Windows, system, system.Name, [] { return 2000; }) ==
+           systems::SystemAcknowledgement::Done;
   });
 }
 
 Work ClosingSystem(Hands& hands) {
-  auto window = OpenWindow(hands, intake::WindowKind::PerSystem, &SystemOfTraps(hands));
+  auto window = OpenWindow(hands, traps::WindowKind::PerSystem, &SystemOfTraps(hands));
   return Acknowledging(hands, window, [window] { return window->MayClose(); });
 }
 
@@ -91,7 +91,7 @@ Work SavingNotes(Hands& hands) {
     explicit Open(Hands& hands) : Window(OpenWindow(hands)) {
       Window->Reset();
       Order = std::make_unique<traplist::TrapOrder>(Window->Rows(), traplist::SourceShown::SourceText);
-      Form = std::make_unique<traps::TrapDetailForm>(hands.Db, hands.Windows, hands.Prompt,
+      Form = std::make_unique<traps::TrapDetailForm>(hands.Connection, hands.Windows, hands.Prompt,
                                                      [](std::string_view text) { return std::string(text); });
     }
     traplist::ShownTraps List() const { return {.Rows = Window->Rows(), .Order = *Order}; }
@@ -128,7 +128,8 @@ Work LoadingWindow(Hands& hands) {
 Work LoadingSystems(Hands& hands) {
   struct Open {
     explicit Open(Hands& hands)
-        : Model(hands.View, Question),
+        : Model(hands.Desk, hands.Connection, hands.SystemList, hands.Bounds, hands.Stored, Library,
+                Question),
           Intake(Library, hands.Names, hands.SystemList, Model, NoWindows, hands.State, hands.Prompt,
                  hands.DebugLog) {
       Model.AttachIntake(Intake);
@@ -137,9 +138,9 @@ Work LoadingSystems(Hands& hands) {
       Model.CheckTraps();
       return Model.StatusTexts()[4] == fmt::format("Total Traps: {} ", kTraps);
     }
-    ListedLibrary Library;
+    FakeLibrary Library;
     ScriptedViewOption Question;
-    NoTrapsWindows NoWindows;
+    OpenModels NoWindows;
     systems::SystemsModel Model;
     intake::Intake Intake;
   };
@@ -157,14 +158,14 @@ Work LoadingSystems(Hands& hands) {
               },
           .Again =
               [&hands, open] {
-                hands.Machine.Clock.Advance(60'000);
+                hands.Platform.Clock.Advance(60'000);
                 return open->Tick();
               }};
 }
 
 Work LoadingReport(Hands& hands) {
   auto report = std::make_shared<reports::ReportModel>(
-      hands.View, params::ReportParameters{.FromTime = 0, .ToTime = 5000, .Window = {}},
+      hands.ForReports, params::ReportParameters{.FromTime = 0, .ToTime = 5000, .Window = {}},
       reports::ReportModel::Events{.BatchesReady = [] {}, .StateChanged = [] {}});
   return {.Do =
               [&hands, report] {
@@ -230,7 +231,7 @@ struct Run {
   FakeSplash Splash{Machine.Calls};
   FakeMainWindow Window{Machine.Calls};
   FakeSystemsWindow Systems{Machine.Calls};
-  FakeLibrary Library{Machine.Calls};
+  CalledLibrary Library{Machine.Calls};
 };
 
 Work Starting(Hands& hands) {

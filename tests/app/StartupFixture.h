@@ -94,9 +94,9 @@ class FakeSystemsWindow : public app::SystemsWindow {
   CallLog& calls_;
 };
 
-class FakeLibrary : public intake::ReceiverLibrary {
+class CalledLibrary : public intake::ReceiverLibrary {
  public:
-  explicit FakeLibrary(CallLog& calls) : calls_(calls) {}
+  explicit CalledLibrary(CallLog& calls) : calls_(calls) {}
   std::int32_t StartRecvEvents(std::int32_t) override { return intake::kReceiverThreadOk; }
   std::int32_t GetEventFromList(intake::ReceivedTrap&) override { return 0; }
   std::int32_t StopRecvEvents() override {
@@ -158,7 +158,7 @@ struct FakeConsole {
   FakeSplash Splash{Machine.Calls};
   FakeMainWindow Window{Machine.Calls};
   FakeSystemsWindow Systems{Machine.Calls};
-  FakeLibrary Library{Machine.Calls};
+  CalledLibrary Library{Machine.Calls};
 };
 
 }  // namespace korvane::test

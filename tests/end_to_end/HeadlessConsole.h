@@ -30,6 +30,7 @@
 #include "support/TestStore.h"
 #include "systems/SystemsModel.h"
 #include "traps/TrapsModel.h"
+#include "traps/TrapsServices.h"
 
 namespace korvane::test {
 
@@ -55,7 +56,7 @@ class HeadlessConsole : private intake::ViewWindows,
 
   traps::TrapsModel& OpenWindow(params::WindowParameters parameters) {
     intake::ViewWindows& windows = *this;
-    windows_.push_back(std::make_unique<traps::TrapsModel>(services_, windows, intake::WindowKind::Selected,
+    windows_.push_back(std::make_unique<traps::TrapsModel>(forTraps_, windows, traps::WindowKind::Selected,
                                                            std::move(parameters)));
     windows_.back()->Reset();
     return *windows_.back();
@@ -65,7 +66,7 @@ class HeadlessConsole : private intake::ViewWindows,
   std::unique_ptr<reports::ReportModel> LoadReport(params::WindowParameters parameters) {
     constexpr auto kForever = std::numeric_limits<std::int32_t>::max();
     auto report = std::make_unique<reports::ReportModel>(
-        services_,
+        forReports_,
         params::ReportParameters{.FromTime = 0, .ToTime = kForever, .Window = std::move(parameters)},
         reports::ReportModel::Events{.BatchesReady = [] {}, .StateChanged = [] {}});
     report->Reset();
@@ -82,7 +83,7 @@ class HeadlessConsole : private intake::ViewWindows,
   // What the frame gives the windows of categories, the dialogs of new windows, and the commands on files.
   categories::CategoryServices ForCategories() {
     return {.Shared = connection_,
-            .OpenConnection = services_.OpenConnection,
+            .OpenConnection = [this](store::ConnectionOptions) { return Connect(); },
             .Names = names_,
             .Categories = categories_,
             .Prompt = prompts_,
@@ -166,7 +167,7 @@ class HeadlessConsole : private intake::ViewWindows,
     for (auto& window : windows_) {
       takers.push_back(window.get());
     }
-    intake::LoadStoredTraps(services_, takers);
+    stored_.Load(takers);
   }
   intake::ViewOption AskViewOption(std::int64_t, std::int32_t) override {
     return intake::ViewOption::LoadRecentTraps;
@@ -203,22 +204,16 @@ class HeadlessConsole : private intake::ViewWindows,
       std::make_shared<FakeHostNames>(),
       {.SmtpServer = "mail.example.net", .Recipient = "root@example.net", .Domain = "example.net"},
       QuickFeeder()};
-  intake::ViewServices services_{connection_,
-                                 names_,
-                                 categories_,
-                                 systems_,
-                                 bounds_,
-                                 state_,
-                                 prompts_,
-                                 busy_,
-                                 log_,
-                                 machine_.Clock,
-                                 machine_.Settings,
-                                 feeder_,
-                                 machine_.Programs,
-                                 {},
-                                 [this](store::ConnectionOptions) { return Connect(); }};
-  systems::SystemsModel model_{services_, *this};
+  Desk desk_{state_, prompts_, busy_, log_, machine_.Clock, machine_.Settings};
+  intake::StoredTraps stored_{desk_, connection_, names_, systems_, bounds_};
+  systems::SystemAcknowledge acknowledge_{desk_, connection_, bounds_};
+  traplist::ReportPrinter printer_{desk_, machine_.Programs, {}};
+  traps::TrapsServices forTraps_{desk_,   connection_, names_,       categories_,
+                                 bounds_, stored_,     acknowledge_, printer_};
+  reports::ReportServices forReports_{
+      desk_,    connection_, [this](store::ConnectionOptions) { return Connect(); }, names_, categories_,
+      systems_, printer_};
+  systems::SystemsModel model_{desk_, connection_, systems_, bounds_, stored_, feeder_, *this};
   intake::Intake intake_{feeder_, names_, systems_, model_, *this, state_, prompts_, log_};
   std::vector<std::unique_ptr<traps::TrapsModel>> windows_;
 };

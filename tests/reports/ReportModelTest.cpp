@@ -14,7 +14,7 @@
 
 #include "reports/ReportModel.h"
 #include "support/Processes.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 
 namespace korvane::reports {
 namespace {
@@ -31,7 +31,7 @@ class ReportModelTest : public testing::Test {
                                       params::WindowParameters window = {}) {
     params::ReportParameters parameters{.FromTime = from, .ToTime = to, .Window = std::move(window)};
     return std::make_unique<ReportModel>(
-        world_.Services, std::move(parameters),
+        world_.ForReports, std::move(parameters),
         ReportModel::Events{.BatchesReady = [] {}, .StateChanged = [this] { ++stateChanges_; }}, options_);
   }
   // As the window does, until the load ends.
@@ -64,7 +64,7 @@ class ReportModelTest : public testing::Test {
     ASSERT_EQ(report.State(), ReportState::Loading);
   }
 
-  test::TrapsWorld world_;
+  test::LoadedWorld world_;
   ReportLoaderOptions options_{.LargestBatchRows = 1024, .MostQueuedRows = 2000};
   int stateChanges_ = 0;
 };
@@ -123,7 +123,7 @@ TEST_F(ReportModelTest, ComesInBatchesWithAnHonestCount) {
 TEST_F(ReportModelTest, TheFirstTrapsComeAloneAndAtOnce) {
   StoreTraps(3000);
   ReportLoader loader;
-  ASSERT_TRUE(loader.Start([this] { return world_.Services.OpenConnection({}); }, 0, 100'000, [] {}));
+  ASSERT_TRUE(loader.Start([this] { return world_.ForReports.OpenConnection({}); }, 0, 100'000, [] {}));
   ASSERT_TRUE(WaitUntil([&] { return loader.HasMore(); }));
   EXPECT_LE(loader.Take()->Count(), 256U);
 }
@@ -244,7 +244,7 @@ TEST_F(ReportModelTest, ShowsNotesThatAreSavedMeanwhile) {
 TEST_F(ReportModelTest, DoesNotWaitForAStoreThatHangs) {
   std::promise<void> release;
   auto held = std::make_shared<std::shared_future<void>>(release.get_future().share());
-  world_.Services.OpenConnection =
+  world_.ForReports.OpenConnection =
       [held](store::ConnectionOptions options) -> std::unique_ptr<store::Connection> {
     EXPECT_GT(options.ConnectTimeoutSeconds, 0);
     held->wait();
@@ -258,7 +258,7 @@ TEST_F(ReportModelTest, DoesNotWaitForAStoreThatHangs) {
   report->Reset();
   report.reset();
   EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(5));
-  world_.Services.OpenConnection = nullptr;
+  world_.ForReports.OpenConnection = nullptr;
   release.set_value();
   EXPECT_TRUE(WaitUntil([&] { return held.use_count() == 1; })) << "both threads end, with what they own";
 }

@@ -22,7 +22,7 @@
 #include "common/qt/QtText.h"
 #include "reports/frmReport.h"
 #include "support/Processes.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 #include "traps/TrapsList.h"
 
 namespace korvane::reports {
@@ -38,7 +38,7 @@ class ReportWindowTest : public testing::Test {
   void Open(std::int32_t from = 0, std::int32_t to = 1'000'000) {
     params::ReportParameters parameters{.FromTime = from, .ToTime = to, .Window = {}};
     parameters.Window.WindowName = "Nightly (Custom View)";
-    window_ = std::make_unique<frmReport>(world_.Services, world_.Windows, parameters);
+    window_ = std::make_unique<frmReport>(world_.ForReports, world_.Windows, parameters);
     tester_ = std::make_unique<QAbstractItemModelTester>(
         &window_->Table(), QAbstractItemModelTester::FailureReportingMode::Fatal);
     list_ = window_->findChild<QTableView*>(QStringLiteral("lvTraps"));
@@ -97,7 +97,7 @@ class ReportWindowTest : public testing::Test {
   std::string Text(const char* label) { return ToUtf8(Find<QLabel>(label)->text()); }
   bool Noticed() { return Find<QWidget>("fraNotice")->isVisible(); }
 
-  test::TrapsWorld world_;
+  test::LoadedWorld world_;
   std::unique_ptr<frmReport> window_;
   std::unique_ptr<QAbstractItemModelTester> tester_;
   QTableView* list_ = nullptr;
@@ -110,9 +110,9 @@ TEST_F(ReportWindowTest, SaysWhatAnEmptyListMeans) {
   EXPECT_EQ(Text("lblEmptyList"), "No traps in this time range");
   EXPECT_FALSE(Noticed());
   window_->ShowTrapDetail();
-  ASSERT_EQ(world_.Prompts.Messages().size(), 1U);
-  EXPECT_EQ(world_.Prompts.Messages()[0].Text, "There are no traps in the active window.");
-  EXPECT_EQ(world_.Prompts.Messages()[0].Icon, PromptIcon::Information);
+  ASSERT_EQ(world_.Prompt.Messages().size(), 1U);
+  EXPECT_EQ(world_.Prompt.Messages()[0].Text, "There are no traps in the active window.");
+  EXPECT_EQ(world_.Prompt.Messages()[0].Icon, PromptIcon::Information);
   // Nothing is worth a report too: of header and trailer.
   window_->Printable();
   EXPECT_TRUE(std::filesystem::exists(world_.InstallFolder.Path() / "WindowPrint.txt"));

@@ -14,7 +14,7 @@
 #include <QTest>
 #include <QTimer>
 
-#include "support/SystemsFixture.h"
+#include "support/World.h"
 #include "systems/frmDevices.h"
 
 namespace korvane::systems {
@@ -31,7 +31,7 @@ class RecordingWindows : public intake::ViewWindows {
   std::vector<std::string> Opened;
 };
 
-struct DevicesTest : test::SystemsFixture {
+struct DevicesTest : testing::Test, test::World {
   DevicesTest() {
     UseSpecificCodesAsSeverities();
     Window.resize(800, 400);
@@ -74,7 +74,7 @@ struct DevicesTest : test::SystemsFixture {
   }
 
   RecordingWindows Frame;
-  frmDevices Window{Model, Services, Frame};
+  frmDevices Window{Model, Desk, Frame};
   QTableView& List = *Window.findChild<QTableView*>(QStringLiteral("lvDevices"));
   QAbstractItemModelTester Tester{List.model(), QAbstractItemModelTester::FailureReportingMode::Fatal};
 
@@ -166,7 +166,7 @@ TEST_F(DevicesTest, SortsByKeyAndSaysSo) {
 
 TEST_F(DevicesTest, WidthsAndSortingAreKeptAndDamagedOnesIgnored) {
   const auto open = [&](const auto& use) {
-    frmDevices window(Model, Services, Frame);
+    frmDevices window(Model, Desk, Frame);
     window.resize(1200, 400);
     window.show();
     use(*window.findChild<QTableView*>());
@@ -184,8 +184,8 @@ TEST_F(DevicesTest, WidthsAndSortingAreKeptAndDamagedOnesIgnored) {
               QStringLiteral("Critical, sorted descending"));
   });
   for (const char* damaged : {"", "9", "-2147483648", "x"}) {
-    Machine.Settings.Values["Settings/SystemsColumnWidths"] = damaged;
-    Machine.Settings.Values["Settings/SystemsSorting"] = damaged;
+    Platform.Settings.Values["Settings/SystemsColumnWidths"] = damaged;
+    Platform.Settings.Values["Settings/SystemsSorting"] = damaged;
     open([&](QTableView& list) {
       EXPECT_EQ(list.columnWidth(7), filled) << damaged;
       EXPECT_EQ(list.horizontalHeader()->sortIndicatorSection(), -1) << damaged;
@@ -278,7 +278,7 @@ TEST_F(DevicesTest, CopiesTheSelectedRowsFromTopToBottom) {
 }
 
 TEST_F(DevicesTest, TimersRunUntilTheyAreStoppedAndDoNothingWhileShuttingDown) {
-  frmDevices window(Model, Services, Frame);
+  frmDevices window(Model, Desk, Frame);
   auto* check = window.findChild<QTimer*>(QStringLiteral("tmrCheckTraps"));
   auto* resolve = window.findChild<QTimer*>(QStringLiteral("tmrResolve"));
   EXPECT_TRUE(check->isActive() && resolve->isActive());
@@ -302,7 +302,7 @@ TEST_F(DevicesTest, TimersRunUntilTheyAreStoppedAndDoNothingWhileShuttingDown) {
 
 TEST_F(DevicesTest, ClosingOnlyMinimisesUntilTheProgramEnds) {
   QMdiArea area;
-  auto* window = new frmDevices(Model, Services, Frame);
+  auto* window = new frmDevices(Model, Desk, Frame);
   QMdiSubWindow* frame = area.addSubWindow(window);
   area.show();
   frame->close();

@@ -5,8 +5,7 @@
 
 #include <limits>
 
-#include "support/SystemsFixture.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 
 namespace korvane::systems {
 namespace {
@@ -16,7 +15,7 @@ using testing::ElementsAre;
 
 constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
 
-struct SystemsModelTest : test::SystemsFixture {
+struct SystemsModelTest : testing::Test, test::World {
   SystemsModelTest() { State.gMaxViewTraps = 10; }
 
   // Counts by severity code of a system's row.
@@ -54,7 +53,7 @@ TEST_F(SystemsModelTest, ASecondWithMoreTrapsThanTheLimitIsLoadedWhole) {
   Store.AddTraps(burst);
   Model.Load();
   test::OpenModels open;
-  traps::TrapsModel all(Services, open, intake::WindowKind::Selected, {});
+  traps::TrapsModel all(ForTraps, open, traps::WindowKind::Selected, {});
   all.Reset();
   EXPECT_EQ(TotalOf("router1"), 24);  // all but the old one and the one at the mark
   EXPECT_EQ(all.Rows().Count(), 10U) << "the newest of what is counted";
@@ -73,10 +72,8 @@ TEST_F(SystemsModelTest, ASecondWithMoreTrapsThanTheLimitIsLoadedWhole) {
   test::ScriptedViewOption question;
   intake::LoadBounds bounds;
   intake::Systems list;
-  intake::ViewServices services{Connection,       Names, Categories, list,          bounds,           State,
-                                Prompt,           Busy,  DebugLog,   Machine.Clock, Machine.Settings, Library,
-                                Machine.Programs, {},    {}};
-  SystemsModel model(services, question);
+  intake::StoredTraps stored(Desk, Connection, Names, list, bounds);
+  SystemsModel model(Desk, Connection, list, bounds, stored, Library, question);
   model.Load();
   EXPECT_EQ(question.Asked.size(), 1U);
   EXPECT_EQ(bounds.LowerBound, kLowest);
@@ -120,7 +117,7 @@ TEST_F(SystemsModelTest, TicksWhileTheQuestionIsOpenChangeNothing) {
     SystemsModel* Model = nullptr;
   } question;
   AddStored(12);
-  SystemsModel model(Services, question);
+  SystemsModel model(Desk, Connection, SystemList, Bounds, Stored, Library, question);
   question.Model = &model;
   model.AttachIntake(Intake);
   model.Load();
@@ -241,7 +238,7 @@ TEST_F(SystemsModelTest, AFailedResetKeepsTheCountsAndIsTriedAgain) {
   Store.Execute("ALTER TABLE Gone RENAME TO EventTrap");
   AddStored(1, 1000);
   Library.Deliver(1000, "router1", 1000);
-  Machine.Clock.Advance(5'000);
+  Platform.Clock.Advance(5'000);
   Model.CheckTraps();
   EXPECT_EQ(TotalOf("router1"), 4);
 }

@@ -3,13 +3,13 @@
 #include <gtest/gtest.h>
 
 #include "store/DatabaseError.h"
-#include "support/SystemsFixture.h"
+#include "support/World.h"
 
 namespace korvane::systems {
 namespace {
 
-struct SystemsOnEnginesTest : test::SystemsFixture, testing::WithParamInterface<store::Engine> {
-  SystemsOnEnginesTest() : SystemsFixture(GetParam()) { State.gMaxViewTraps = 10; }
+struct SystemsOnEnginesTest : testing::Test, test::World, testing::WithParamInterface<store::Engine> {
+  SystemsOnEnginesTest() : World(GetParam()) { State.gMaxViewTraps = 10; }
 };
 
 TEST_P(SystemsOnEnginesTest, LoadsWithinTheBounds) {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "support/SampleTrap.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 #include "traplist/CsvLine.h"
 
 namespace korvane::traplist {
@@ -35,18 +35,18 @@ class CsvExportTest : public testing::Test {
  protected:
   void Export(std::string_view caption = "All Traps ", SourceShown source = SourceShown::SourceText) {
     order_.Sort(sorting_);
-    ExportTraps(world_.Services, caption,
+    ExportTraps(world_.Desk, caption,
                 {.Rows = rows_, .Order = order_, .Source = source, .TimeZoneBias = -3600});
   }
   // The file's lines, the byte order mark and the header left out.
   std::string Exported() {
-    world_.Prompts.WillAnswerFiles({path_.string()});
+    world_.Prompt.WillAnswerFiles({path_.string()});
     Export();
     const std::string text = Contents(path_);
     return text.substr(text.find("\r\n") + 2);
   }
 
-  test::TrapsWorld world_;
+  test::LoadedWorld world_;
   test::SampleTrap sample_;
   TrapRows rows_;
   TrapOrder order_{rows_, SourceShown::SourceText};
@@ -63,7 +63,7 @@ TEST_F(CsvExportTest, TheFileIsWhatSpreadsheetsReadByteForByte) {
   sample_.Trap.EventNotes = "called, \"fixed\"\nby Łukasz";
   rows_.Append(sample_.Trap);
   sorting_ = {.Column = TrapColumn::DateTime, .Descending = false};
-  world_.Prompts.WillAnswerFiles({path_.string()});
+  world_.Prompt.WillAnswerFiles({path_.string()});
   Export("All Traps ", SourceShown::SystemName);
   EXPECT_EQ(
       Contents(path_),
@@ -76,11 +76,11 @@ TEST_F(CsvExportTest, TheFileIsWhatSpreadsheetsReadByteForByte) {
       "\"2023-11-14 23:13:20\",\"Router-One\",\"fanFailed\",\"the link downport 4\",\"192.0.2.7\",\"Major\","
       "\"enterpriseSpecific\",\"Acme\",\"1.3.6.1.4.1.99999.1\",17,\"A fan stands still.\",\"\",\"No\",42,"
       "2023-11-14T22:13:20Z\r\n");
-  ASSERT_EQ(world_.Prompts.FileQuestions().size(), 1U);
-  EXPECT_EQ(world_.Prompts.FileQuestions().front().Extension, "csv");
+  ASSERT_EQ(world_.Prompt.FileQuestions().size(), 1U);
+  EXPECT_EQ(world_.Prompt.FileQuestions().front().Extension, "csv");
   EXPECT_THAT(world_.Busy.Texts, testing::ElementsAre("Exporting Trap(s)"));
   EXPECT_EQ(world_.Busy.Depth(), 0);
-  EXPECT_TRUE(world_.Prompts.Messages().empty());
+  EXPECT_TRUE(world_.Prompt.Messages().empty());
 }
 
 TEST_F(CsvExportTest, HostileTextStaysInItsCellAndIsNoFormula) {
@@ -168,18 +168,18 @@ TEST_F(CsvExportTest, LongListsShowProgressAndEmptyOnesAreFiles) {
 
 TEST_F(CsvExportTest, WhatFailsIsToldAndChangesNothing) {
   rows_.Append(sample_.Trap);
-  world_.Prompts.WillAnswerFiles({});
+  world_.Prompt.WillAnswerFiles({});
   Export();
   EXPECT_TRUE(world_.Busy.Texts.empty());
-  EXPECT_TRUE(world_.Prompts.Messages().empty());
+  EXPECT_TRUE(world_.Prompt.Messages().empty());
 
   std::filesystem::create_directory(path_);
-  world_.Prompts.WillAnswerFiles({path_.string()});
+  world_.Prompt.WillAnswerFiles({path_.string()});
   Export();
-  ASSERT_EQ(world_.Prompts.Messages().size(), 1U);
-  EXPECT_EQ(world_.Prompts.LastMessage(),
+  ASSERT_EQ(world_.Prompt.Messages().size(), 1U);
+  EXPECT_EQ(world_.Prompt.LastMessage(),
             "The traps could not be exported to the file \"" + path_.string() + "\".\nIs a directory.");
-  EXPECT_EQ(world_.Prompts.Messages().front().Icon, PromptIcon::Exclamation);
+  EXPECT_EQ(world_.Prompt.Messages().front().Icon, PromptIcon::Exclamation);
   EXPECT_EQ(world_.Busy.Depth(), 0);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(world_.InstallFolder.Path()), {}), 1);
 }
@@ -198,17 +198,17 @@ TEST_F(CsvExportTest, TheSuggestedNameSuitsEveryFileSystem) {
                                  {"x" + std::string(60, 'y') + "ö" + std::string(300, 'z'),
                                   "x" + std::string(60, 'y') + "ö" + std::string(37, 'z') + ".csv"}};
   for (const Row& row : rows) {
-    world_.Prompts.WillAnswerFiles({});
+    world_.Prompt.WillAnswerFiles({});
     Export(row.Caption);
-    EXPECT_EQ(world_.Prompts.FileQuestions().back().Path, row.Name);
+    EXPECT_EQ(world_.Prompt.FileQuestions().back().Path, row.Name);
   }
   std::string wide;
   while (wide.size() < 200) {
     wide += "日";
   }
-  world_.Prompts.WillAnswerFiles({});
+  world_.Prompt.WillAnswerFiles({});
   Export(wide);
-  EXPECT_EQ(world_.Prompts.FileQuestions().back().Path, wide.substr(0, 99) + ".csv");
+  EXPECT_EQ(world_.Prompt.FileQuestions().back().Path, wide.substr(0, 99) + ".csv");
 }
 
 }  // namespace

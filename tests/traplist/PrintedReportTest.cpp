@@ -14,7 +14,7 @@
 
 #include "support/SampleTrap.h"
 #include "support/SmallFiles.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 
 namespace korvane::traplist {
 namespace {
@@ -51,12 +51,13 @@ class PrintedReportTest : public testing::Test {
     }
     TrapOrder order(rows, source);
     order.Sort(sorting_);
-    PrintTraps(world_.Services, caption,
-               {.Rows = rows, .Order = order, .Source = source, .TimeZoneBias = bias_});
+    ReportPrinter(world_.Desk, world_.Platform.Programs, folder_.string())
+        .Print(caption, {.Rows = rows, .Order = order, .Source = source, .TimeZoneBias = bias_});
     return Contents(file_);
   }
 
-  test::TrapsWorld world_;
+  test::LoadedWorld world_;
+  fs::path folder_ = world_.InstallFolder.Path();
   std::deque<SampleTrap> traps_;
   std::optional<TrapOrder::Sorting> sorting_;
   std::int32_t bias_ = 0;
@@ -99,7 +100,7 @@ TEST_F(PrintedReportTest, HasItsExactForm) {
   EXPECT_EQ(Print(), head + second + "\r\n" + kSingle + "\r\n" + first + tail);
   EXPECT_EQ(FilesIn(world_.InstallFolder.Path()), 1U);
   EXPECT_EQ(world_.Platform.Programs.Attempts.size(), 4U);
-  EXPECT_EQ(world_.Prompts.LastMessage(), "");
+  EXPECT_EQ(world_.Prompt.LastMessage(), "");
 }
 
 TEST_F(PrintedReportTest, SaysWhatTheWindowShows) {
@@ -184,19 +185,19 @@ TEST_F(PrintedReportTest, GoesToTheEditorAsOneArgument) {
   for (const char* name : {"plain", "with blanks", "quote\" and '$(touch x)' `y` %n -o ;&|", "größe"}) {
     const fs::path folder = world_.InstallFolder / name;
     fs::create_directory(folder);
-    world_.Services.InstallPath = folder.string();
+    folder_ = folder;
     const std::string path = (folder / "WindowPrint.txt").string();
     Print();
     EXPECT_TRUE(Contents(path).starts_with("Korvane - "));
     ASSERT_FALSE(world_.Platform.Programs.Attempts.empty());
     EXPECT_EQ(world_.Platform.Programs.Attempts.back(), (test::FakePrograms::Started{"NOTEPAD.EXE", {path}}));
-    EXPECT_EQ(world_.Prompts.LastMessage(), "");
+    EXPECT_EQ(world_.Prompt.LastMessage(), "");
   }
   world_.Platform.Programs.Missing.insert("NOTEPAD.EXE");
-  world_.Services.InstallPath = world_.InstallFolder.Path().string();
+  folder_ = world_.InstallFolder.Path();
   Print();
   EXPECT_EQ(
-      world_.Prompts.Messages(),
+      world_.Prompt.Messages(),
       (std::vector<test::ScriptedPrompts::Shown>{
           {"Could not load 'NOTEPAD.EXE'. Please open the file \"" + file_.string() + "\" in a text editor.",
            PromptIcon::Exclamation}}));
@@ -210,12 +211,12 @@ TEST_F(PrintedReportTest, WhenItCannotBeWrittenTheEarlierOneStays) {
     Add();
   }
   const auto expectRefused = [&](const fs::path& path, const std::string& reason) {
-    EXPECT_EQ(world_.Prompts.Messages(),
+    EXPECT_EQ(world_.Prompt.Messages(),
               (std::vector<test::ScriptedPrompts::Shown>{
                   {"The report could not be written to the file \"" + path.string() + "\".\n" + reason + ".",
                    PromptIcon::Exclamation}}));
     EXPECT_EQ(world_.Busy.Depth(), 0);
-    world_.Prompts.Clear();
+    world_.Prompt.Clear();
   };
   // Full while writing, and with the last bytes.
   for (const rlim_t limit : {1'100'000U, 1'000U}) {
@@ -229,7 +230,7 @@ TEST_F(PrintedReportTest, WhenItCannotBeWrittenTheEarlierOneStays) {
   EXPECT_EQ(Contents(file_), earlier);
   EXPECT_EQ(FilesIn(world_.InstallFolder.Path()), 1U);
 
-  world_.Services.InstallPath = (world_.InstallFolder / "missing").string();
+  folder_ = world_.InstallFolder / "missing";
   Print();
   expectRefused(world_.InstallFolder / "missing/WindowPrint.txt", "No such file or directory");
   EXPECT_TRUE(world_.Platform.Programs.Attempts.empty());

@@ -17,7 +17,7 @@
 
 #include "common/qt/KorvaneStyle.h"
 #include "reports/frmReport.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 #include "traps/FindBar.h"
 #include "traps/TrapsList.h"
 #include "traps/frmTraps.h"
@@ -57,7 +57,7 @@ class FindBarTest : public testing::Test {
     params::WindowParameters parameters;
     parameters.WindowName = "All Traps ";
     auto window =
-        std::make_unique<frmTraps>(world_.Services, world_.Windows, intake::WindowKind::Selected, parameters);
+        std::make_unique<frmTraps>(world_.ForTraps, world_.Windows, traps::WindowKind::Selected, parameters);
     window->resize(700, 320);
     return window;
   }
@@ -83,7 +83,7 @@ class FindBarTest : public testing::Test {
     return trap;
   }
 
-  test::TrapsWorld world_;
+  test::LoadedWorld world_;
 };
 
 TEST_F(FindBarTest, IsWorkedByTheKeyboard) {
@@ -312,7 +312,7 @@ TEST_F(FindBarTest, FindsSystemNamesInReports) {
     traps.push_back(Trap(number));
   }
   world_.Store.AddTraps(traps);
-  reports::frmReport window(world_.Services, world_.Windows, {.FromTime = 0, .ToTime = 2000, .Window = {}});
+  reports::frmReport window(world_.ForReports, world_.Windows, {.FromTime = 0, .ToTime = 2000, .Window = {}});
   window.Reset();
   Expose(window);
   ASSERT_TRUE(QTest::qWaitFor([&] { return window.Model().State() == reports::ReportState::Complete; }));

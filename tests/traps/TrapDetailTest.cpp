@@ -5,7 +5,7 @@
 
 #include <random>
 
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 #include "traps/FollowedTrap.h"
 #include "traps/TrapDetailForm.h"
 
@@ -46,10 +46,10 @@ class TrapDetailTest : public testing::Test {
     form_.EditNotes(text);
   }
 
-  test::TrapsWorld world_;
+  test::LoadedWorld world_;
   std::unique_ptr<TrapsModel> model_;
   std::unique_ptr<traplist::TrapOrder> order_;
-  TrapDetailForm form_{world_.Connection, world_.Windows, world_.Prompts, AsEdited};
+  TrapDetailForm form_{world_.Connection, world_.Windows, world_.Prompt, AsEdited};
 };
 
 TEST_F(TrapDetailTest, EveryTextComesFromTheRow) {
@@ -143,7 +143,7 @@ TEST_F(TrapDetailTest, OkWritesTheNotesOfEveryTrapThatWasEdited) {
   EXPECT_EQ(StoredNotes(1), big);
   EXPECT_EQ(StoredNotes(2), "");
   EXPECT_EQ(StoredNotes(4), "old");
-  EXPECT_TRUE(world_.Prompts.Messages().empty());
+  EXPECT_TRUE(world_.Prompt.Messages().empty());
   EXPECT_EQ(model_->Rows().At(0).EventNotes, big) << "the list shows the new notes";
   EXPECT_EQ(model_->Rows().At(2).EventNotes, "old") << "nothing was saved of a trap that is gone";
 }
@@ -171,9 +171,9 @@ TEST_F(TrapDetailTest, NotesTheStoreRefusesAreShownReportedAndKept) {
   EXPECT_EQ(form_.Place().Above(), 0U);
   EXPECT_EQ(form_.Place().Below(), 1U);
   EXPECT_EQ(form_.Notes(), "note 2");
-  ASSERT_EQ(world_.Prompts.Messages().size(), 1U);
-  EXPECT_THAT(world_.Prompts.LastMessage(), testing::HasSubstr("disk is full"));
-  EXPECT_EQ(world_.Prompts.Messages()[0].Icon, PromptIcon::Critical);
+  ASSERT_EQ(world_.Prompt.Messages().size(), 1U);
+  EXPECT_THAT(world_.Prompt.LastMessage(), testing::HasSubstr("disk is full"));
+  EXPECT_EQ(world_.Prompt.Messages()[0].Icon, PromptIcon::Critical);
 
   world_.Store.Execute("DROP TRIGGER traps.refuse");
   form_.EditNotes("note 2, again");
@@ -197,8 +197,8 @@ TEST_F(TrapDetailTest, NotesThatAnotherHandWroteAreNotWrittenOver) {
     EXPECT_EQ(StoredNotes(number), "theirs");
     EXPECT_EQ(form_.Trap().SequenceNumber, number);
     EXPECT_EQ(form_.Notes(), "theirs\n---------- your text ----------\nmine " + std::to_string(number));
-    EXPECT_EQ(world_.Prompts.Messages().size(), static_cast<std::size_t>(number));
-    EXPECT_EQ(world_.Prompts.Messages().back().Icon, PromptIcon::Exclamation);
+    EXPECT_EQ(world_.Prompt.Messages().size(), static_cast<std::size_t>(number));
+    EXPECT_EQ(world_.Prompt.Messages().back().Icon, PromptIcon::Exclamation);
     EXPECT_EQ(model_->Rows().At(static_cast<std::size_t>(number) - 1).EventNotes, "theirs");
     form_.EditNotes("settled");
   }

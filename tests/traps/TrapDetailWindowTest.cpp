@@ -16,7 +16,7 @@
 #include <functional>
 
 #include "common/qt/QtText.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 #include "traps/LongTextView.h"
 #include "traps/TrapsList.h"
 #include "traps/frmTrapDetail.h"
@@ -33,7 +33,7 @@ class TrapDetailWindowTest : public testing::Test {
     world_.State.gMaxViewTraps = 100;
     params::WindowParameters parameters;
     parameters.WindowName = "All Traps ";
-    window_ = std::make_unique<frmTraps>(world_.Services, world_.Windows, intake::WindowKind::Selected,
+    window_ = std::make_unique<frmTraps>(world_.ForTraps, world_.Windows, traps::WindowKind::Selected,
                                          parameters, nullptr);
     world_.Windows.Models.push_back(&window_->Model());
     view_ = window_->findChild<QTableView*>(QStringLiteral("lvTraps"));
@@ -104,7 +104,7 @@ class TrapDetailWindowTest : public testing::Test {
                              "EventNotes");
   }
 
-  test::TrapsWorld world_;
+  test::LoadedWorld world_;
   std::unique_ptr<frmTraps> window_;
   QTableView* view_ = nullptr;
   frmTrapDetail* dialog_ = nullptr;
@@ -218,14 +218,14 @@ TEST_F(TrapDetailWindowTest, StaysOpenWithTheTextWhenTheStoreRefuses) {
     Notes()->setPlainText(QStringLiteral("second"));
     QTest::mouseClick(Button("cmdOK"), Qt::LeftButton);
     EXPECT_TRUE(dialog_->isVisible());
-    EXPECT_THAT(world_.Prompts.LastMessage(), testing::HasSubstr("disk is full"));
+    EXPECT_THAT(world_.Prompt.LastMessage(), testing::HasSubstr("disk is full"));
     EXPECT_EQ(Notes()->toPlainText(), QStringLiteral("first"));
     EXPECT_EQ(window_->List().SelectedPosition(), 0);
     world_.Store.Execute("DROP TRIGGER traps.refuse");
     world_.Store.Execute("UPDATE EventTrap SET EventNotes = 'theirs' WHERE SequenceNumber = 1");
     QTest::mouseClick(Button("cmdOK"), Qt::LeftButton);
     EXPECT_TRUE(dialog_->isVisible());
-    EXPECT_THAT(world_.Prompts.LastMessage(), testing::HasSubstr("changed meanwhile"));
+    EXPECT_THAT(world_.Prompt.LastMessage(), testing::HasSubstr("changed meanwhile"));
     QTest::mouseClick(Button("cmdOK"), Qt::LeftButton);
   });
   EXPECT_EQ(StoredNotes(1), "theirs\n---------- your text ----------\nfirst");

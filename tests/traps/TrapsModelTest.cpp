@@ -8,7 +8,7 @@
 #include <fstream>
 
 #include "support/TempFolder.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 
 namespace korvane::traps {
 namespace {
@@ -79,7 +79,7 @@ class TrapsModelTest : public testing::Test {
                          std::to_string(number) + " BEGIN SELECT RAISE(ABORT, 'this row is refused'); END");
   }
 
-  test::TrapsWorld world_;
+  test::LoadedWorld world_;
 };
 
 TEST_F(TrapsModelTest, KeepsTheNewestUpToTheLimit) {
@@ -124,9 +124,9 @@ TEST_F(TrapsModelTest, EachKindTakesItsTraps) {
   severe.Source = "ROUTER1";
   const intake::System& system = world_.AddSystem("router1");
   ASSERT_EQ(&world_.AddSystem("ROUTER1"), &system) << "one system under two texts";
-  auto selected = world_.Open(intake::WindowKind::Selected, severe);
-  auto perSystem = world_.Open(intake::WindowKind::PerSystem, {}, &system);
-  auto still = world_.Open(intake::WindowKind::NoLiveTraps);
+  auto selected = world_.Open(traps::WindowKind::Selected, severe);
+  auto perSystem = world_.Open(traps::WindowKind::PerSystem, {}, &system);
+  auto still = world_.Open(traps::WindowKind::NoLiveTraps);
 
   Store(1, 101, "router1");
   Store(2, 102, "Router1");
@@ -192,11 +192,11 @@ TEST_F(TrapsModelTest, AFailingLoadKeepsWhatWasRead) {
   unknown.EnterpriseOid = "1.3.6.1.4.1.99";
   world_.Store.AddTrap(unknown);
   auto model = world_.Open();
-  auto second = world_.Open(intake::WindowKind::Selected, {.VarBindsMatch = "link"});
+  auto second = world_.Open(traps::WindowKind::Selected, {.VarBindsMatch = "link"});
   Mirror mirror(*model);
   model->UseListener(&mirror);
   const std::vector<intake::StoredTrapsTaker*> both = {model.get(), second.get()};
-  intake::LoadStoredTraps(world_.Services, both);
+  world_.Stored.Load(both);
   ASSERT_EQ(mirror.Shown.size(), 3U);
 
   // Names that are still cached need no table.
@@ -207,7 +207,7 @@ TEST_F(TrapsModelTest, AFailingLoadKeepsWhatWasRead) {
   known.SpecificTrap = 1;
   world_.Names.GetTrapName(known);
   world_.Store.Execute("DROP TABLE EventStructure");
-  intake::LoadStoredTraps(world_.Services, both);
+  world_.Stored.Load(both);
   EXPECT_THAT(mirror.Shown, ElementsAre(1, 2));
   EXPECT_THAT(Numbers(second->Rows()), ElementsAre(2));
 
@@ -216,7 +216,7 @@ TEST_F(TrapsModelTest, AFailingLoadKeepsWhatWasRead) {
   EXPECT_THAT(mirror.Shown, IsEmpty());
   EXPECT_EQ(world_.Busy.Depth(), 0);
   EXPECT_THAT(world_.Busy.Texts, testing::Each("Loading Trap(s)"));
-  EXPECT_THAT(world_.Prompts.Messages(), IsEmpty());
+  EXPECT_THAT(world_.Prompt.Messages(), IsEmpty());
   std::ifstream log(folder / "KVConsole.Log");
   const std::string lines((std::istreambuf_iterator<char>(log)), std::istreambuf_iterator<char>());
   EXPECT_THAT(lines, testing::HasSubstr("EventStructure"));
@@ -229,7 +229,7 @@ TEST_F(TrapsModelTest, AcknowledgesUpToTheStatementThatFails) {
   const std::vector<std::uint32_t> rows = {4, 0, 2, 3, 1};  // as a sorted list shows them
   for (std::size_t failing = 0; failing <= rows.size(); ++failing) {
     SCOPED_TRACE(failing);
-    test::TrapsWorld& world = world_;
+    test::LoadedWorld& world = world_;
     world.Store.Execute("DELETE FROM EventTrap");
     for (std::int32_t number = 1; number <= 6; ++number) {
       Store(number, 100 + number);
@@ -242,7 +242,7 @@ TEST_F(TrapsModelTest, AcknowledgesUpToTheStatementThatFails) {
     auto other = world.Open();
     model->Reset();
     other->Reset();
-    world.Prompts.Clear();
+    world.Prompt.Clear();
     world.Windows.Told.clear();
     model->AcknowledgeSelected(rows);
 
@@ -256,10 +256,10 @@ TEST_F(TrapsModelTest, AcknowledgesUpToTheStatementThatFails) {
       EXPECT_EQ(other->Rows().Find(number).has_value(), !world.IsAcknowledged(number));
     }
     EXPECT_THAT(world.Windows.Told, testing::SizeIs(done.empty() ? 0 : 1));
-    ASSERT_THAT(world.Prompts.Messages(), testing::SizeIs(all ? 0 : 1));
+    ASSERT_THAT(world.Prompt.Messages(), testing::SizeIs(all ? 0 : 1));
     if (!all) {
-      EXPECT_THAT(world.Prompts.LastMessage(), testing::HasSubstr("this row is refused"));
-      EXPECT_EQ(world.Prompts.Messages().front().Icon, PromptIcon::Critical);
+      EXPECT_THAT(world.Prompt.LastMessage(), testing::HasSubstr("this row is refused"));
+      EXPECT_EQ(world.Prompt.Messages().front().Icon, PromptIcon::Critical);
       world.Store.Execute("DROP TRIGGER traps.refuse");
     }
     EXPECT_EQ(world.Busy.Texts.back(), "Acknowledging Trap(s)");
@@ -272,13 +272,13 @@ TEST_F(TrapsModelTest, AcknowledgesUpToTheStatementThatFails) {
 TEST_F(TrapsModelTest, AcknowledgingWithoutRowsOrSelectionTouchesNothing) {
   auto model = world_.Open();
   model->AcknowledgeSelected({});
-  EXPECT_EQ(world_.Prompts.LastMessage(), "There are no traps that can be acknowledged / cleared.");
-  world_.Prompts.Clear();
+  EXPECT_EQ(world_.Prompt.LastMessage(), "There are no traps that can be acknowledged / cleared.");
+  world_.Prompt.Clear();
   Store(1, 101);
   model->Reset();
   world_.Busy.Texts.clear();
   model->AcknowledgeSelected({});
-  EXPECT_THAT(world_.Prompts.Messages(), IsEmpty());
+  EXPECT_THAT(world_.Prompt.Messages(), IsEmpty());
   EXPECT_THAT(world_.Busy.Texts, IsEmpty());
   EXPECT_FALSE(world_.IsAcknowledged(1));
 }
@@ -296,17 +296,17 @@ TEST_F(TrapsModelTest, ClosingASystemsWindowAsksAndAcknowledgesBelowTheMark) {
   const intake::System& system = world_.AddSystem("router1");
   world_.AddSystem("ROUTER1");
   auto all = world_.Open();
-  auto mine = world_.Open(intake::WindowKind::PerSystem, {}, &system);
+  auto mine = world_.Open(traps::WindowKind::PerSystem, {}, &system);
   all->Reset();
   mine->Reset();
   const std::string question = "Do you want to acknowledge all traps for 'router1'?";
 
   EXPECT_TRUE(all->MayClose()) << "only a per-system window asks";
-  world_.Prompts.WillAnswer(PromptAnswer::No);
+  world_.Prompt.WillAnswer(PromptAnswer::No);
   EXPECT_TRUE(mine->MayClose());
   EXPECT_EQ(world_.Store.Number("SELECT COUNT(*) FROM EventTrap WHERE EventAck = 1"), 0);
 
-  world_.Prompts.WillAnswer(PromptAnswer::Yes);
+  world_.Prompt.WillAnswer(PromptAnswer::Yes);
   EXPECT_TRUE(mine->MayClose());
   for (int number = 1; number <= 5; ++number) {
     EXPECT_EQ(world_.IsAcknowledged(number), number <= 2) << number;
@@ -314,7 +314,7 @@ TEST_F(TrapsModelTest, ClosingASystemsWindowAsksAndAcknowledgesBelowTheMark) {
   EXPECT_THAT(Numbers(all->Rows()), ElementsAre(3, 4));
   EXPECT_THAT(world_.Windows.SystemsTold, ElementsAre(testing::Pair(system.Name, 104)));
   const test::ScriptedPrompts::Shown asked{question, PromptIcon::Question, PromptButtons::YesNo};
-  EXPECT_THAT(world_.Prompts.Questions(), ElementsAre(asked, asked));
+  EXPECT_THAT(world_.Prompt.Questions(), ElementsAre(asked, asked));
   EXPECT_EQ(world_.Busy.Texts.back(), "Acknowledging Trap(s)");
   mine->Close();
   EXPECT_EQ(world_.Busy.Texts.back(), "Closing Window");
@@ -322,7 +322,7 @@ TEST_F(TrapsModelTest, ClosingASystemsWindowAsksAndAcknowledgesBelowTheMark) {
 
   world_.State.gShuttingDown = true;
   EXPECT_TRUE(mine->MayClose()) << "the frame has asked already";
-  EXPECT_THAT(world_.Prompts.Messages(), IsEmpty());
+  EXPECT_THAT(world_.Prompt.Messages(), IsEmpty());
 }
 
 // A trap that is stored, and waits in the library's list when its system is acknowledged, is acknowledged
@@ -335,13 +335,13 @@ TEST_F(TrapsModelTest, ATrapAcknowledgedBeforeItsDeliveryStaysAway) {
     window.UpdateStatusBar();
   };
   const intake::System& system = world_.AddSystem("router1");
-  auto mine = world_.Open(intake::WindowKind::PerSystem, {}, &system);
+  auto mine = world_.Open(traps::WindowKind::PerSystem, {}, &system);
   mine->Reset();
   Store(1, 1'000'101, "router1");
   arrive(1, 1'000'101, *mine);
   arrive(9, 1'000'105, *mine);
   Store(10, 1'000'102, "router1");  // stored, not delivered yet
-  world_.Prompts.WillAnswer(PromptAnswer::Yes);
+  world_.Prompt.WillAnswer(PromptAnswer::Yes);
   EXPECT_TRUE(mine->MayClose());
   ASSERT_TRUE(world_.IsAcknowledged(10));
   arrive(10, 1'000'102, *mine);
@@ -356,11 +356,11 @@ TEST_F(TrapsModelTest, AQuoteInOneSourceTextAcknowledgesNothing) {
   Store(2, 102, "O'HARA");
   Store(3, 103, "plain");
   const intake::System& system = world_.AddSystem("o'hara");
-  auto mine = world_.Open(intake::WindowKind::PerSystem, {}, &system);
+  auto mine = world_.Open(traps::WindowKind::PerSystem, {}, &system);
   mine->Reset();
-  world_.Prompts.WillAnswer(PromptAnswer::Yes);
+  world_.Prompt.WillAnswer(PromptAnswer::Yes);
   EXPECT_FALSE(mine->MayClose());
-  EXPECT_EQ(world_.Prompts.Messages().size(), 1U);
+  EXPECT_EQ(world_.Prompt.Messages().size(), 1U);
   EXPECT_EQ(world_.Store.Number("SELECT COUNT(*) FROM EventTrap WHERE EventAck = 1"), 0);
   EXPECT_THAT(Numbers(mine->Rows()), ElementsAre(1));
   EXPECT_FALSE(world_.Connection.InTransaction());

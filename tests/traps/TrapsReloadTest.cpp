@@ -10,8 +10,7 @@
 #include <random>
 #include <set>
 
-#include "support/SystemsFixture.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 
 namespace korvane::traps {
 namespace {
@@ -44,10 +43,10 @@ class History {
         undelivered_.push_back(trap);
       }
     }
-    fromStart_ = world_.Open(intake::WindowKind::Selected, parameters_);
+    fromStart_ = world_.Open(traps::WindowKind::Selected, parameters_);
     fromStart_->Reset();
     world_.Bounds.InitialLoad = false;
-    reset_ = world_.Open(intake::WindowKind::Selected, parameters_);
+    reset_ = world_.Open(traps::WindowKind::Selected, parameters_);
     reset_->Reset();
   }
 
@@ -113,7 +112,7 @@ class History {
   void RulesChanged() {
     world_.ReadRules();
     const std::vector<intake::StoredTrapsTaker*> takers = {fromStart_.get(), reset_.get()};
-    intake::LoadStoredTraps(world_.Services, takers);
+    world_.Stored.Load(takers);
   }
 
   int Below(int bound) { return std::uniform_int_distribution<int>(0, bound - 1)(random_); }
@@ -165,10 +164,10 @@ class History {
       }
     }
     reset_->AcknowledgeSelected(selected);
-    world_.Prompts.Clear();
+    world_.Prompt.Clear();
   }
 
-  test::TrapsWorld world_;
+  test::LoadedWorld world_;
   std::mt19937 random_;
   params::WindowParameters parameters_{.VarBindsMatch = "LINK"};
   std::unique_ptr<TrapsModel> fromStart_;
@@ -221,7 +220,7 @@ INSTANTIATE_TEST_SUITE_P(EveryViewOption, TrapsReload, testing::ValuesIn(kViewOp
 
 // With the limit reached, the rows and their order agree as long as traps come in the order of their times.
 TEST(TrapsReloadAtTheLimit, ShowsTheSameRowsInTheSameOrder) {
-  test::TrapsWorld world;
+  test::LoadedWorld world;
   world.State.gMaxViewTraps = 20;
   world.State.gLastTrapTime = 0;
   auto fromStart = world.Open();
@@ -260,8 +259,7 @@ TEST(TrapsReloadAtTheLimit, ShowsTheSameRowsInTheSameOrder) {
 
 // The intake's road from the library's list: a trap that was filtered on arrival is there once its filter has
 // gone, in the counts and in every window, although its time lies below what later loads read.
-class FilteredOnArrival : public test::SystemsFixture,
-                          public testing::WithParamInterface<intake::ViewOption> {};
+struct FilteredOnArrival : testing::TestWithParam<intake::ViewOption>, test::World {};
 
 TEST_P(FilteredOnArrival, ComesBackWithItsFilterGone) {
   State.gMaxViewTraps = 5;
@@ -279,12 +277,12 @@ TEST_P(FilteredOnArrival, ComesBackWithItsFilterGone) {
 
   test::OpenModels open;
   const intake::System& noisy = SystemList.At(SystemList.SystemOfSource("noisy"));
-  TrapsModel selected(Services, open, intake::WindowKind::Selected, {.Source = "NOISY"});
-  TrapsModel perSystem(Services, open, intake::WindowKind::PerSystem, {}, &noisy);
-  TrapsModel other(Services, open, intake::WindowKind::Selected, {.Source = "elsewhere"});
+  TrapsModel selected(ForTraps, open, traps::WindowKind::Selected, {.Source = "NOISY"});
+  TrapsModel perSystem(ForTraps, open, traps::WindowKind::PerSystem, {}, &noisy);
+  TrapsModel other(ForTraps, open, traps::WindowKind::Selected, {.Source = "elsewhere"});
   const std::vector<intake::StoredTrapsTaker*> takers = {&Model, &selected, &perSystem, &other};
   Busy.Texts.clear();
-  intake::LoadStoredTraps(Services, takers);
+  Stored.Load(takers);
   EXPECT_EQ(TotalOf("noisy"), -1);
   EXPECT_TRUE(selected.Rows().Empty());
   EXPECT_TRUE(perSystem.Rows().Empty());
@@ -292,7 +290,7 @@ TEST_P(FilteredOnArrival, ComesBackWithItsFilterGone) {
   Store.Execute("DELETE FROM Trap_Filter_Group");
   ASSERT_TRUE(Filters.LoadFilters(Connection));
   Names.ClearCache();
-  intake::LoadStoredTraps(Services, takers);
+  Stored.Load(takers);
   EXPECT_EQ(TotalOf("noisy"), 2);
   EXPECT_THAT(Numbers(selected.Rows()), testing::ElementsAre(20, 21));
   EXPECT_THAT(Numbers(perSystem.Rows()), testing::ElementsAre(20, 21));

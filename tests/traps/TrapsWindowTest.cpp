@@ -18,7 +18,7 @@
 
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/QtText.h"
-#include "support/TrapsWorld.h"
+#include "support/World.h"
 #include "traps/TrapsList.h"
 #include "traps/frmTraps.h"
 
@@ -44,10 +44,10 @@ class TrapsWindowTest : public testing::Test {
  protected:
   TrapsWindowTest() { world_.State.gMaxViewTraps = 200; }
 
-  void Open(intake::WindowKind kind = intake::WindowKind::Selected, const intake::System* system = nullptr) {
+  void Open(traps::WindowKind kind = traps::WindowKind::Selected, const intake::System* system = nullptr) {
     params::WindowParameters parameters;
     parameters.WindowName = "All Traps ";
-    window_ = std::make_unique<frmTraps>(world_.Services, world_.Windows, kind, parameters, system);
+    window_ = std::make_unique<frmTraps>(world_.ForTraps, world_.Windows, kind, parameters, system);
     world_.Windows.Models.push_back(&window_->Model());
     tester_ = std::make_unique<QAbstractItemModelTester>(
         &window_->Table(), QAbstractItemModelTester::FailureReportingMode::Fatal);
@@ -114,7 +114,7 @@ class TrapsWindowTest : public testing::Test {
   QScrollBar* Bar() { return list_->verticalScrollBar(); }
   QString StatusText(const char* label) { return window_->findChild<QLabel*>(QLatin1String(label))->text(); }
 
-  test::TrapsWorld world_;
+  test::LoadedWorld world_;
   std::unique_ptr<frmTraps> window_;
   std::unique_ptr<QAbstractItemModelTester> tester_;
   QTableView* list_ = nullptr;
@@ -353,7 +353,7 @@ TEST_F(TrapsWindowTest, EmptyListsSayWhatWouldBeThere) {
   window_->Printable();
   const test::ScriptedPrompts::Shown message{"There are no traps in the active window.",
                                              PromptIcon::Information, PromptButtons::Ok};
-  EXPECT_THAT(world_.Prompts.Messages(), testing::ElementsAre(message, message));
+  EXPECT_THAT(world_.Prompt.Messages(), testing::ElementsAre(message, message));
 
   Arrive(1, 3);
   EXPECT_FALSE(empty->isVisible());
@@ -403,17 +403,17 @@ TEST_F(TrapsWindowTest, AClosedSubWindowGoesOnlyWhenItMay) {
   QMdiArea area;
   area.resize(800, 600);
   area.show();
-  Open(intake::WindowKind::PerSystem, &system);
+  Open(traps::WindowKind::PerSystem, &system);
   Load();
   tester_.reset();
   QMdiSubWindow* sub = area.addSubWindow(window_.release());
   EXPECT_EQ(sub->windowTitle(), QStringLiteral("All Traps "));
   world_.Store.Execute(
       "CREATE TRIGGER traps.refuse BEFORE UPDATE ON EventTrap BEGIN SELECT RAISE(ABORT, 'refused'); END");
-  world_.Prompts.WillAnswer(PromptAnswer::Yes);
+  world_.Prompt.WillAnswer(PromptAnswer::Yes);
   EXPECT_FALSE(sub->close()) << "the store refused: the window stays";
   world_.Store.Execute("DROP TRIGGER traps.refuse");
-  world_.Prompts.WillAnswer(PromptAnswer::No);
+  world_.Prompt.WillAnswer(PromptAnswer::No);
   EXPECT_TRUE(sub->close());
   EXPECT_EQ(world_.Store.Number("SELECT COUNT(*) FROM EventTrap WHERE EventAck = 1"), 0);
 }

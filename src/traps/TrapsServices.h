@@ -1,0 +1,26 @@
+// What a Traps window is given by the frame beside the windows that are open.
+#pragma once
+
+#include "common/Desk.h"
+#include "intake/LoadBounds.h"
+#include "intake/StoredTraps.h"
+#include "params/CategoryInformation.h"
+#include "store/Connection.h"
+#include "store/TrapNames.h"
+#include "systems/SystemAcknowledge.h"
+#include "traplist/PrintedReport.h"
+
+namespace korvane::traps {
+
+struct TrapsServices {
+  korvane::Desk& Desk;
+  store::Connection& Connection;
+  store::TrapNames& Names;
+  params::CategoryInformation& Categories;
+  intake::LoadBounds& Bounds;
+  intake::StoredTraps& Stored;
+  systems::SystemAcknowledge& Acknowledge;
+  traplist::ReportPrinter& Printer;
+};
+
+}  // namespace korvane::traps
