@@ -2,16 +2,13 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
+#include <set>
 #include <string>
 #include <system_error>
-#include <vector>
 
+#include "support/Processes.h"
 #include "support/SmallFiles.h"
 #include "support/TempFolder.h"
 
@@ -19,22 +16,15 @@ namespace korvane {
 namespace {
 
 namespace fs = std::filesystem;
+using test::ReadFile;
+using test::WriteFile;
+using Names = std::set<std::string>;
 
-void Put(const fs::path& path, std::string_view text) {
-  std::ofstream(path, std::ios::binary) << text;
-}
-
-std::string Contents(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::vector<std::string> Names(const fs::path& folder) {
-  std::vector<std::string> names;
+Names NamesIn(const fs::path& folder) {
+  Names names;
   for (const auto& entry : fs::directory_iterator(folder)) {
-    names.push_back(entry.path().filename().string());
+    names.insert(entry.path().filename().string());
   }
-  std::ranges::sort(names);
   return names;
 }
 
@@ -48,81 +38,66 @@ std::string Reason(int number) {
   return std::generic_category().message(number);
 }
 
-// Rights stop nobody who is root: gives them up for a scope.
-class NotRoot {
- public:
-  NotRoot() : user_(geteuid()) {
-    if (user_ == 0) {
-      EXPECT_EQ(seteuid(65534), 0);
-    }
-  }
-  ~NotRoot() { EXPECT_EQ(seteuid(user_), 0); }
-  NotRoot(const NotRoot&) = delete;
-  NotRoot& operator=(const NotRoot&) = delete;
-
- private:
-  uid_t user_;
-};
+// Empty when it worked, else why not.
+std::string Replace(const fs::path& path, std::string_view text = "new", FileUse use = FileUse::Document) {
+  ReplacedFile file(path.string(), use);
+  const bool done = file.Write(text) && file.Commit();
+  EXPECT_EQ(done, file.Error().empty());
+  return file.Error();
+}
 
 class ReplacedFileTest : public testing::Test {
  protected:
+  ReplacedFileTest() { WriteFile(target_, "old"); }
+
   const test::TempFolder folder_;
   const fs::path target_ = folder_ / "report.csv";
 };
 
 TEST_F(ReplacedFileTest, TheOldFileStaysUntilTheNewOneIsWhole) {
-  Put(target_, "old");
   {
     ReplacedFile file(target_.string());
     EXPECT_TRUE(file.Write("half of"));
-    EXPECT_EQ(Contents(target_), "old");
-    EXPECT_EQ(Names(folder_.Path()).size(), 2U);
+    EXPECT_EQ(ReadFile(target_), "old");
+    EXPECT_EQ(NamesIn(folder_.Path()).size(), 2U);
   }
-  EXPECT_EQ(Contents(target_), "old");
-  EXPECT_EQ(Names(folder_.Path()), std::vector<std::string>{"report.csv"});
+  EXPECT_EQ(ReadFile(target_), "old");
+  EXPECT_EQ(NamesIn(folder_.Path()), Names{"report.csv"});
 
   const std::string large(3'000'000, 'x');
   ReplacedFile file(target_.string());
-  EXPECT_TRUE(file.Write("new\r\n"));
-  EXPECT_TRUE(file.Write(large));
-  EXPECT_TRUE(file.Write(std::string_view("\0", 1)));
+  EXPECT_TRUE(file.Write("new\r\n") && file.Write(large) && file.Write(std::string_view("\0", 1)));
   EXPECT_TRUE(file.Commit());
   EXPECT_EQ(file.Error(), "");
-  EXPECT_EQ(Contents(target_), "new\r\n" + large + '\0');
-  EXPECT_EQ(Names(folder_.Path()), std::vector<std::string>{"report.csv"});
+  EXPECT_EQ(ReadFile(target_), "new\r\n" + large + '\0');
   EXPECT_FALSE(file.Write("late"));
+  const fs::path longest = folder_ / std::string(255, 'n');
+  EXPECT_EQ(Replace(longest), "");
+  EXPECT_EQ(NamesIn(folder_.Path()), (Names{"report.csv", longest.filename()}));
 }
 
-TEST_F(ReplacedFileTest, TheNewFileHasTheRightsOfTheOldOne) {
+TEST_F(ReplacedFileTest, TheNewFileHasTheRightsOfTheOldOneAndALinkIsNotFollowed) {
   const mode_t mask = umask(022);
   for (const mode_t mode : {0600U, 0640U, 0666U}) {
-    Put(target_, "old");
     ASSERT_EQ(chmod(target_.c_str(), mode), 0);
     ReplacedFile file(target_.string());
-    for (const std::string& name : Names(folder_.Path())) {
+    for (const std::string& name : NamesIn(folder_.Path())) {
       EXPECT_EQ(ModeOf(folder_ / name), mode) << name;  // nobody may read the unfinished one either
     }
     EXPECT_TRUE(file.Write("new") && file.Commit());
     EXPECT_EQ(ModeOf(target_), mode);
   }
-  ReplacedFile fresh((folder_ / "fresh.csv").string());
-  EXPECT_TRUE(fresh.Commit());
+  EXPECT_EQ(Replace(folder_ / "fresh.csv"), "");
   EXPECT_EQ(ModeOf(folder_ / "fresh.csv"), 0644U);
   umask(mask);
-}
-
-TEST_F(ReplacedFileTest, ALinkIsReplacedAndNotFollowed) {
-  Put(folder_ / "elsewhere", "precious");
-  fs::create_symlink("elsewhere", target_);
-  ReplacedFile file(target_.string());
-  EXPECT_TRUE(file.Write("new") && file.Commit());
-  EXPECT_EQ(Contents(folder_ / "elsewhere"), "precious");
-  EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(target_)));
-  EXPECT_EQ(Contents(target_), "new");
+  fs::create_symlink("report.csv", folder_ / "link");
+  EXPECT_EQ(Replace(folder_ / "link", "mine"), "");
+  EXPECT_EQ(ReadFile(target_), "new");
+  EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(folder_ / "link")));
+  EXPECT_EQ(ReadFile(folder_ / "link"), "mine");
 }
 
 TEST_F(ReplacedFileTest, AFullDiskIsReportedAndLeavesNothingBehind) {
-  Put(target_, "old");
   const test::SmallFiles small(500'000);
   ReplacedFile file(target_.string());
   const std::string block(4096, 'x');
@@ -132,9 +107,8 @@ TEST_F(ReplacedFileTest, AFullDiskIsReportedAndLeavesNothingBehind) {
   }
   EXPECT_LT(written, 1000);
   EXPECT_EQ(file.Error(), Reason(EFBIG));
-  EXPECT_EQ(Names(folder_.Path()), std::vector<std::string>{"report.csv"});
-  EXPECT_FALSE(file.Write(block));
-  EXPECT_FALSE(file.Commit());
+  EXPECT_EQ(NamesIn(folder_.Path()), Names{"report.csv"});
+  EXPECT_FALSE(file.Write(block) || file.Commit());
 
   // What still fits into the buffer fails when it is committed.
   ReplacedFile later(target_.string());
@@ -142,65 +116,45 @@ TEST_F(ReplacedFileTest, AFullDiskIsReportedAndLeavesNothingBehind) {
   EXPECT_TRUE(later.Write(block));
   EXPECT_FALSE(later.Commit());
   EXPECT_EQ(later.Error(), Reason(EFBIG));
-  EXPECT_EQ(Contents(target_), "old");
-  EXPECT_EQ(Names(folder_.Path()), std::vector<std::string>{"report.csv"});
+  EXPECT_EQ(ReadFile(target_), "old");
+  EXPECT_EQ(NamesIn(folder_.Path()), Names{"report.csv"});
 }
 
 TEST_F(ReplacedFileTest, WhatCantBeReplacedIsRefusedBeforeAnythingIsWritten) {
-  fs::create_directory(target_);
-  fs::create_symlink(target_, folder_ / "to folder");
-  Put(folder_ / "file", "old");
+  const fs::path folder = folder_ / "folder";
+  fs::create_directory(folder);
+  fs::create_symlink(folder, folder_ / "to folder");
   ASSERT_EQ(mkfifo((folder_ / "pipe").c_str(), 0600), 0);
-  struct Row {
-    std::string Path;
-    int Error;
-  };
-  for (const Row& row :
-       {Row{target_.string(), EISDIR}, Row{target_.string() + "/", EISDIR},
-        Row{(folder_ / "to folder").string(), EISDIR}, Row{(folder_ / "missing/report.csv").string(), ENOENT},
-        Row{(folder_ / "file/report.csv").string(), ENOTDIR}, Row{(folder_ / "pipe").string(), ENOTSUP},
-        Row{"/dev/full", ENOTSUP}}) {
-    ReplacedFile file(row.Path);
-    EXPECT_EQ(file.Error(), Reason(row.Error)) << row.Path;
-    EXPECT_FALSE(file.Write("x")) << row.Path;
-    EXPECT_FALSE(file.Commit()) << row.Path;
+  const Names before = NamesIn(folder_.Path());
+  for (const auto& [path, error] : {std::pair{folder, EISDIR},
+                                    {folder / "", EISDIR},
+                                    {folder_ / "to folder", EISDIR},
+                                    {folder_ / "missing/report.csv", ENOENT},
+                                    {target_ / "report.csv", ENOTDIR},
+                                    {folder_ / "pipe", ENOTSUP},
+                                    {"/dev/full", ENOTSUP}}) {
+    ReplacedFile file(path.string());
+    EXPECT_EQ(file.Error(), Reason(error)) << path;
+    EXPECT_FALSE(file.Write("x") || file.Commit()) << path;
   }
-  EXPECT_FALSE(ReplacedFile(folder_.Path().string() + std::string("/cut\0off", 8)).Error().empty());
-  EXPECT_EQ(Names(folder_.Path()), (std::vector<std::string>{"file", "pipe", "report.csv", "to folder"}));
+  EXPECT_NE(Replace(folder_.Path().string() + std::string("/cut\0off", 8)), "");
+  EXPECT_EQ(NamesIn(folder_.Path()), before);
 }
 
 TEST_F(ReplacedFileTest, RightsAreRespected) {
-  const fs::path open = folder_ / "open";
   const fs::path closed = folder_ / "closed";
-  fs::create_directory(open);
   fs::create_directory(closed);
-  Put(open / "protected.csv", "old");
-  ASSERT_EQ(chmod((open / "protected.csv").c_str(), 0444), 0);
-  ASSERT_EQ(chmod(open.c_str(), 0777), 0);
   ASSERT_EQ(chmod(closed.c_str(), 0555), 0);
-  ASSERT_EQ(chmod(folder_.Path().c_str(), 0755), 0);
-  {
-    const NotRoot user;
-    EXPECT_EQ(ReplacedFile((closed / "report.csv").string()).Error(), Reason(EACCES));
-    EXPECT_EQ(ReplacedFile((open / "protected.csv").string()).Error(), Reason(EACCES));
-    ReplacedFile fresh((open / "fresh.csv").string());
-    EXPECT_TRUE(fresh.Write("new") && fresh.Commit()) << fresh.Error();
-  }
-  EXPECT_EQ(Contents(open / "protected.csv"), "old");
-  {
-    const NotRoot user;
-    ReplacedFile scratch((open / "protected.csv").string(), FileUse::Scratch);
-    EXPECT_TRUE(scratch.Write("new") && scratch.Commit()) << scratch.Error();
-  }
-  EXPECT_EQ(Contents(open / "protected.csv"), "new");
-  EXPECT_EQ(Names(open), (std::vector<std::string>{"fresh.csv", "protected.csv"}));
-}
-
-TEST_F(ReplacedFileTest, TheLongestNameThatAFileCanHaveIsWritten) {
-  const fs::path longest = folder_ / std::string(255, 'n');
-  ReplacedFile file(longest.string());
-  EXPECT_TRUE(file.Write("new") && file.Commit()) << file.Error();
-  EXPECT_EQ(Contents(longest), "new");
+  ASSERT_EQ(chmod(target_.c_str(), 0444), 0);
+  ASSERT_EQ(chmod(folder_.Path().c_str(), 0777), 0);
+  EXPECT_TRUE(test::AsUnprivilegedUser([&] {
+    return Replace(closed / "report.csv") == Reason(EACCES) && Replace(target_) == Reason(EACCES) &&
+           Replace(folder_ / "fresh.csv").empty();
+  }));
+  EXPECT_EQ(ReadFile(target_), "old");
+  EXPECT_TRUE(test::AsUnprivilegedUser([&] { return Replace(target_, "new", FileUse::Scratch).empty(); }));
+  EXPECT_EQ(ReadFile(target_), "new");
+  EXPECT_EQ(NamesIn(folder_.Path()), (Names{"closed", "fresh.csv", "report.csv"}));
 }
 
 }  // namespace

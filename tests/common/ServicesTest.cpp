@@ -1,4 +1,4 @@
-// Registry values, log, socket rule, service restart and repainting over the fakes of the machine.
+// Registry values, log, socket rule and repainting over the fakes of the machine.
 #include "common/Services.h"
 
 #include <gtest/gtest.h>
@@ -25,53 +25,45 @@
 namespace korvane {
 namespace {
 
+using namespace std::string_literals;
 using platform::RegistryHive;
 using platform::RegistryType;
 
-TEST(RegistryValuesTest, EveryTypeAsText) {
-  struct Row {
-    platform::RegistryData Data;
-    std::string Text;
-  };
-  using namespace std::string_literals;
-  const std::vector<Row> rows = {{{RegistryType::String, "text\0"s}, "text"},
-                                 {{RegistryType::String, "text\0tail\0"s}, "text"},
-                                 {{RegistryType::String, "no end"}, "no end"},
-                                 {{RegistryType::String, ""}, ""},
-                                 {{RegistryType::Dword, "\x0C\0\0\0"s}, "12"},
-                                 {{RegistryType::Dword, "\x01\x02\x03\x04"}, "67305985"},
-                                 {{RegistryType::Dword, "\xFF\xFF\xFF\xFF"}, "-1"},
-                                 {{RegistryType::Dword, "\0\0\0\x80"s}, "-2147483648"},
-                                 {{RegistryType::ExpandString, "%TMP%\0"s}, ""},
-                                 {{RegistryType::Binary, "abc"}, ""}};
+TEST(RegistryValuesTest, EveryTypeAsTextAndNumbersThatAreNoneAsTheDefault) {
   test::FakeRegistry registry;
-  for (const Row& row : rows) {
-    registry.PutBytes(kManagerKey, kVersionValue, row.Data);
+  const auto read = [&registry](std::string_view name) {
     std::string text = "before";
-    EXPECT_TRUE(GetRegistryValue(registry, RegistryHive::LocalMachine, kManagerKey, kVersionValue, text));
-    EXPECT_EQ(text, row.Text);
+    return GetRegistryValue(registry, RegistryHive::LocalMachine, kManagerKey, name, text)
+               ? text
+               : "unreadable" + text;
+  };
+  const std::vector<std::pair<platform::RegistryData, std::string>> rows = {
+      {{RegistryType::String, "text\0tail\0"s}, "text"},
+      {{RegistryType::String, "no end"}, "no end"},
+      {{RegistryType::String, ""}, ""},
+      {{RegistryType::Dword, "\x0C\0\0\0"s}, "12"},
+      {{RegistryType::Dword, "\x01\x02\x03\x04"}, "67305985"},
+      {{RegistryType::Dword, "\xFF\xFF\xFF\xFF"}, "-1"},
+      {{RegistryType::Dword, "\0\0\0\x80"s}, "-2147483648"},
+      {{RegistryType::ExpandString, "%TMP%\0"s}, ""},
+      {{RegistryType::Binary, "abc"}, ""}};
+  for (const auto& [data, text] : rows) {
+    registry.PutBytes(kManagerKey, kVersionValue, data);
+    EXPECT_EQ(read(kVersionValue), text);
   }
-  std::string text = "before";
-  EXPECT_FALSE(GetRegistryValue(registry, RegistryHive::LocalMachine, kManagerKey, "Missing", text));
-  EXPECT_EQ(text, "");
+  EXPECT_EQ(read("Missing"), "unreadable");
   registry.PutText(kManagerKey, "Long", std::string(1024, 'x'));
-  EXPECT_FALSE(GetRegistryValue(registry, RegistryHive::LocalMachine, kManagerKey, "Long", text));
-  for (const std::uint32_t mask : registry.Masks) {
-    EXPECT_EQ(mask, 0x2003FU);
-  }
-}
+  EXPECT_EQ(read("Long"), "unreadable");
+  EXPECT_EQ(registry.Masks, std::vector<std::uint32_t>(rows.size() + 2, 0x2003F));
 
-TEST(RegistryValuesTest, NumbersThatAreNoneGiveTheDefault) {
-  test::FakeRegistry registry;
-  EXPECT_EQ(ManagerNumber(registry, kMaxViewTrapsValue, kDefaultMaxViewTraps), 1000);
+  const auto number = [&registry] { return ManagerNumber(registry, kMaxViewTrapsValue, 1000); };
+  EXPECT_EQ(number(), 1000);
   registry.PutDword(kManagerKey, kMaxViewTrapsValue, 250);
-  EXPECT_EQ(ManagerNumber(registry, kMaxViewTrapsValue, kDefaultMaxViewTraps), 250);
-  for (const char* text : {"", "many", "12x", "0x10", "99999999999", "1e3", "1,5"}) {
+  EXPECT_EQ(number(), 250);
+  for (const char* text : {"", "many", "12x", "0x10", "99999999999", "1e3", "1,5", "-5"}) {
     registry.PutText(kManagerKey, kMaxViewTrapsValue, text);
-    EXPECT_EQ(ManagerNumber(registry, kMaxViewTrapsValue, kDefaultMaxViewTraps), 1000) << text;
+    EXPECT_EQ(number(), text == "-5"s ? -5 : 1000) << text;
   }
-  registry.PutText(kManagerKey, kMaxViewTrapsValue, "-5");
-  EXPECT_EQ(ManagerNumber(registry, kMaxViewTrapsValue, kDefaultMaxViewTraps), -5);
 }
 
 TEST(RegistryValuesTest, WritesWithTheSetRightOnlyIntoExistingKeys) {
@@ -85,39 +77,31 @@ TEST(RegistryValuesTest, WritesWithTheSetRightOnlyIntoExistingKeys) {
 
 class LogTest : public testing::Test {
  protected:
-  LogTest() : before_(std::filesystem::current_path()) { std::filesystem::current_path(folder_.Path()); }
+  LogTest() { std::filesystem::current_path(folder_.Path()); }
   ~LogTest() override { std::filesystem::current_path(before_); }
 
-  std::string Written() const {
-    std::ifstream file(folder_ / "KVConsole.Log", std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+  static void Write(std::string_view text, bool debug = true) {
+    ProcessState state;
+    state.gDebugMode = debug;
+    Log(state).WriteLog(text);
   }
 
+  std::filesystem::path before_ = std::filesystem::current_path();
   test::TempFolder folder_;
-  std::filesystem::path before_;
 };
 
 TEST_F(LogTest, RecordsAreQuotedLinesThatOnlyGrow) {
-  ProcessState state;
-  Log log(state);
-  log.WriteLog("unseen");
+  Write("unseen", false);
   EXPECT_FALSE(std::filesystem::exists("KVConsole.Log"));
-  state.gDebugMode = true;
-  log.WriteLog("Could not stop the thread that receives new traps.");
-  EXPECT_EQ(Written(), "\"Could not stop the thread that receives new traps.\"\r\n");
-  Log secondRun(state);
-  secondRun.WriteLog("a \"quoted\" text\nof two lines");
-  secondRun.WriteLog("");
-  EXPECT_EQ(Written(),
-            "\"Could not stop the thread that receives new traps.\"\r\n"
-            "\"a \"quoted\" text\nof two lines\"\r\n\"\"\r\n");
+  for (const char* record : {"one", "a \"quoted\" text\nof two lines", ""}) {
+    Write(record);
+  }
+  EXPECT_EQ(test::ReadFile("KVConsole.Log"), "\"one\"\r\n\"a \"quoted\" text\nof two lines\"\r\n\"\"\r\n");
 }
 
 TEST_F(LogTest, FileThatCannotBeOpenedIsTheCallersError) {
-  ProcessState state;
-  Log log(state);
   // The folder is open to others: a name that leads elsewhere, or to whoever reads a pipe, is not written.
-  std::ofstream("precious") << "precious";
+  test::WriteFile("precious", "precious");
   const std::vector<std::function<void(const char*)>> makers = {
       [](const char* name) { std::filesystem::create_directory(name); },
       [](const char* name) { std::filesystem::create_symlink("precious", name); },
@@ -126,14 +110,12 @@ TEST_F(LogTest, FileThatCannotBeOpenedIsTheCallersError) {
       [](const char* name) { mkfifo(name, 0666); }};
   for (const auto& make : makers) {
     make("KVConsole.Log");
-    state.gDebugMode = false;
-    log.WriteLog("unseen");
-    state.gDebugMode = true;
-    EXPECT_THROW(log.WriteLog("text"), std::runtime_error);
+    Write("unseen", false);
+    EXPECT_THROW(Write("text"), std::runtime_error);
     std::filesystem::remove("KVConsole.Log");
   }
   EXPECT_FALSE(std::filesystem::exists("missing"));
-  EXPECT_EQ(std::filesystem::file_size("precious"), 8U);
+  EXPECT_EQ(test::ReadFile("precious"), "precious");
 }
 
 TEST_F(LogTest, OperatorsWriteByTurnsInTheirStickyFolder) {
@@ -149,25 +131,19 @@ TEST_F(LogTest, OperatorsWriteByTurnsInTheirStickyFolder) {
     EXPECT_TRUE(test::AsUnprivilegedUser(
         [&report] {
           umask(007);  // what the folder's default access list does
-          ProcessState state;
-          state.gDebugMode = true;
-          Log(state).WriteLog("line");
+          Write("line");
           ReplacedFile file("WindowPrint.txt", FileUse::Scratch);
           return file.Write(report) && file.Commit();
         },
         user, kOperators));
     EXPECT_EQ(test::ReadFile("WindowPrint.txt"), report);
   }
-  EXPECT_EQ(Written(), "\"line\"\r\n\"line\"\r\n\"line\"\r\n");
+  EXPECT_EQ(test::ReadFile("KVConsole.Log"), "\"line\"\r\n\"line\"\r\n\"line\"\r\n");
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 2);  // nothing else is left there
 }
 
 TEST(ServicesTest, SocketRuleAndItsMessages) {
-  struct Row {
-    platform::SocketStartup Startup;
-    std::string Message;
-  };
-  const std::vector<Row> rows = {
+  const std::vector<std::pair<platform::SocketStartup, std::string>> rows = {
       {{.Started = true, .Version = 0x0101, .MaxSockets = 1}, ""},
       {{.Started = true, .Version = 0x0002, .MaxSockets = 1}, ""},
       {{.Started = false, .Version = 0x0101, .MaxSockets = 1}, "ws2_32.dll is not responding."},
@@ -177,75 +153,43 @@ TEST(ServicesTest, SocketRuleAndItsMessages) {
        "Windows Sockets version 0.9 is not supported by ws2_32.dll "},
       {{.Started = true, .Version = 0x0101, .MaxSockets = 0},
        "This application requires a minimum of 1 supported sockets."}};
-  for (const Row& row : rows) {
+  for (const auto& [startup, message] : rows) {
     test::FakeSockets sockets;
-    sockets.Answer = row.Startup;
+    sockets.Answer = startup;
     test::ScriptedPrompts prompts;
-    EXPECT_EQ(StartWinsock(sockets, prompts), row.Message.empty());
+    EXPECT_EQ(StartWinsock(sockets, prompts), message.empty());
     EXPECT_EQ(sockets.Requested, 0x0101);
-    EXPECT_EQ(prompts.LastMessage(), row.Message);
-    EXPECT_EQ(prompts.Messages().size(), row.Message.empty() ? 0U : 1U);
-    for (const auto& shown : prompts.Messages()) {
-      EXPECT_EQ(shown.Icon, PromptIcon::Critical);
+    std::vector<test::ScriptedPrompts::Shown> shown;
+    if (!message.empty()) {
+      shown.push_back({.Text = message, .Icon = PromptIcon::Critical});
     }
+    EXPECT_EQ(prompts.Messages(), shown);
   }
 }
 
-TEST(ServicesTest, RestartClosesWhatItOpened) {
-  using Calls = test::CallLog;
-  struct Row {
-    bool Manager, Service, Start;
-    std::int32_t Code;
-    Calls Expected;
-  };
-  const Calls whole = {"OpenManager",      "OpenService KVReceiver",  "SendStop KVReceiver", "Sleep 2000",
-                       "Start KVReceiver", "CloseService KVReceiver", "CloseManager"};
-  const std::vector<Row> rows = {
-      {true, true, true, 0, whole},
-      {false, true, true, 1, {"OpenManager"}},
-      {true, false, true, 2, {"OpenManager", "OpenService KVReceiver", "CloseManager"}},
-      {true, true, false, 3, whole}};
-  for (const Row& row : rows) {
-    test::FakePlatform machine;
-    machine.Services.ManagerThere = row.Manager;
-    machine.Services.StartWorks = row.Start;
-    if (!row.Service) {
-      machine.Services.Services.clear();
-    }
-    EXPECT_EQ(RestartService(machine.Services, machine.Clock, "KVReceiver"), row.Code);
-    EXPECT_EQ(machine.Calls, row.Expected);
-  }
-}
-
-class RecordingForm : public Form {
- public:
-  RecordingForm(std::string name, std::string mark, std::vector<std::string>& painted)
-      : name_(std::move(name)), mark_(std::move(mark)), painted_(painted) {}
-  std::string_view FormName() const override { return name_; }
-  void RepaintNow() override { painted_.push_back(mark_); }
-
- private:
-  std::string name_;
-  std::string mark_;
-  std::vector<std::string>& painted_;
+struct RecordingForm : Form {
+  RecordingForm(std::string name, std::vector<const Form*>& painted)
+      : Name(std::move(name)), Painted(painted) {}
+  std::string_view FormName() const override { return Name; }
+  void RepaintNow() override { Painted.push_back(this); }
+  std::string Name;
+  std::vector<const Form*>& Painted;
 };
 
 TEST(OpenFormsTest, RepaintsTrapWindowsFromTheLastOpened) {
-  std::vector<std::string> painted;
-  RecordingForm systems("frmDevices", "systems", painted);
-  RecordingForm all("frmTraps", "all", painted);
-  RecordingForm report("frmReport", "report", painted);
-  RecordingForm router("frmTraps", "router", painted);
-  RecordingForm filters("frmFilters", "filters", painted);
-  class Forms : public OpenForms {
-   public:
+  std::vector<const Form*> painted;
+  RecordingForm systems("frmDevices", painted);
+  RecordingForm all("frmTraps", painted);
+  RecordingForm report("frmReport", painted);
+  RecordingForm router("frmTraps", painted);
+  RecordingForm filters("frmFilters", painted);
+  struct : OpenForms {
     std::vector<Form*> InCreationOrder() override { return Open; }
     std::vector<Form*> Open;
   } forms;
-  RefreshTrapWindows(forms);
   forms.Open = {&systems, &all, &report, &router, &filters};
   RefreshTrapWindows(forms);
-  EXPECT_EQ(painted, (std::vector<std::string>{"router", "all", "systems"}));
+  EXPECT_EQ(painted, (std::vector<const Form*>{&router, &all, &systems}));
 }
 
 }  // namespace

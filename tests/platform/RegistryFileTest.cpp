@@ -47,18 +47,18 @@ constexpr char kManagerFile[] =
     "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantreel\\Dorvale]\n"
     "\"LocalRootDir\"=\"/opt/\xC3\xBC\"\n";
 
+const std::string kHeader = "Windows Registry Editor Version 5.00\n";
+const std::string kKeyLine = "[HKEY_LOCAL_MACHINE\\" + std::string(kManagerKey) + "]\n";
+const std::string kUnreadable = "(unreadable)";
+
 std::string AsExported(std::string_view utf8) {  // for texts of ASCII and U+00FC only
   std::string bytes = "\xFF\xFE";
-  const auto put = [&bytes](char c) { bytes.append({c, '\0'}); };
-  for (std::size_t i = 0; i < utf8.size(); ++i) {
-    if (utf8[i] == '\n') {
-      put('\r');
+  for (const char c : utf8) {
+    if (c == '\n') {
+      bytes.append("\r\0", 2);
     }
-    if (utf8[i] == '\xC3') {
-      put('\xFC');
-      ++i;
-    } else {
-      put(utf8[i]);
+    if (c != '\xC3') {
+      bytes.append({c == '\xBC' ? '\xFC' : c, '\0'});
     }
   }
   return bytes;
@@ -75,10 +75,14 @@ class RegistryFileTest : public testing::Test {
   bool Set(std::string_view name, std::uint32_t value) {
     return Registry(50).SetDword(kHive, kManagerKey, name, value, kSetRight);
   }
-  std::string Text(std::string_view name) {
+  std::string Text(std::string_view name, std::string_view key = kManagerKey) {
     RegistryFile registry = Registry();
     std::string text;
-    return GetRegistryValue(registry, kHive, kManagerKey, name, text) ? text : "(unreadable)";
+    return GetRegistryValue(registry, kHive, key, name, text) ? text : kUnreadable;
+  }
+  void ExpectUnusable() {
+    EXPECT_EQ(Text("KVAckFreqHours"), kUnreadable);
+    EXPECT_FALSE(Set("KVAckFreqHours", 1));
   }
 
   test::TempFolder folder_;
@@ -86,50 +90,39 @@ class RegistryFileTest : public testing::Test {
 };
 
 TEST_F(RegistryFileTest, ReadsEveryTypeInBothEncodings) {
-  struct Row {
-    const char* Name;
-    std::string Text;
-  };
-  const std::vector<Row> rows = {{"KVInstallPath", "C:\\Program Files\\a \"quoted\" folder"},
-                                 {"kvinstallPATH", "C:\\Program Files\\a \"quoted\" folder"},
-                                 {"KVAckFreqHours", "12"},
-                                 {"Largest", "-1"},
-                                 {"Expand", ""},
-                                 {"Bytes", ""},
-                                 {"Several", ""},
-                                 {"Tail", "a"},
-                                 {"Lines", "one\ntwo"},
-                                 {"", "nameless"},
-                                 {"Odd", "(unreadable)"},
-                                 {"Broken", "(unreadable)"},
-                                 {"Absent", "(unreadable)"}};
+  const std::vector<std::pair<std::string, std::string>> rows = {
+      {"KVInstallPath", "C:\\Program Files\\a \"quoted\" folder"},
+      {"kvinstallPATH", "C:\\Program Files\\a \"quoted\" folder"},
+      {"KVAckFreqHours", "12"},
+      {"Largest", "-1"},
+      {"Expand", ""},
+      {"Bytes", ""},
+      {"Several", ""},
+      {"Tail", "a"},
+      {"Lines", "one\ntwo"},
+      {"", "nameless"},
+      {"Odd", kUnreadable},
+      {"Broken", kUnreadable},
+      {"Absent", kUnreadable}};
   for (const std::string& bytes :
        {std::string(kManagerFile), AsExported(kManagerFile), "\xEF\xBB\xBF" + std::string(kManagerFile)}) {
     test::WriteFile(path_, bytes);
-    for (const Row& row : rows) {
-      EXPECT_EQ(Text(row.Name), row.Text) << row.Name;
+    for (const auto& [name, text] : rows) {
+      EXPECT_EQ(Text(name), text) << name;
     }
     EXPECT_EQ(Query("Expand")->Bytes, std::string("%TMP%\0", 6));
     EXPECT_EQ(Query("Bytes")->Bytes, std::string("\x01\xFF\0", 3));
     EXPECT_EQ(static_cast<int>(Query("Several")->Type), 7);
-    RegistryFile registry = Registry();
-    std::string text;
-    EXPECT_TRUE(GetRegistryValue(registry, kHive, "software\\vantreel\\DORVALE", "LocalRootDir", text));
-    EXPECT_EQ(text, "/opt/\xC3\xBC");
-    EXPECT_FALSE(GetRegistryValue(registry, kHive, "SOFTWARE\\Vantreel", "LocalRootDir", text));
+    EXPECT_EQ(Text("LocalRootDir", "software\\vantreel\\DORVALE"), "/opt/\xC3\xBC");
+    EXPECT_EQ(Text("LocalRootDir", "SOFTWARE\\Vantreel"), kUnreadable);
+  }
+  for (const std::size_t length : {1023U, 1024U}) {  // with its end, the second is over the buffer
+    test::WriteFile(path_, kHeader + kKeyLine + "\"Long\"=\"" + std::string(length, 'x') + "\"\n");
+    EXPECT_EQ(Text("Long"), length == 1023 ? std::string(length, 'x') : kUnreadable);
   }
 }
 
-TEST_F(RegistryFileTest, ValueOverTheBufferIsUnreadable) {
-  const std::string head = "Windows Registry Editor Version 5.00\n[HKEY_LOCAL_MACHINE\\" +
-                           std::string(kManagerKey) + "]\n\"Long\"=\"";
-  test::WriteFile(path_, head + std::string(1023, 'x') + "\"\n");
-  EXPECT_EQ(Text("Long"), std::string(1023, 'x'));
-  test::WriteFile(path_, head + std::string(1024, 'x') + "\"\n");
-  EXPECT_EQ(Text("Long"), "(unreadable)");
-}
-
-TEST_F(RegistryFileTest, WriteChangesItsLineOnly) {
+TEST_F(RegistryFileTest, WriteChangesItsLineOnlyAndCreatesNoKey) {
   struct Row {
     const char* Name;
     const char* Old;
@@ -153,60 +146,42 @@ TEST_F(RegistryFileTest, WriteChangesItsLineOnly) {
   }
   EXPECT_TRUE(Set("Largest", 0xFFFFFFFE));
   EXPECT_EQ(Text("Largest"), "-2");
-}
+  const std::string before = test::ReadFile(path_);
+  EXPECT_FALSE(Registry().SetDword(kHive, "SOFTWARE\\Vantreel\\Other", "Largest", 1, kSetRight));
+  EXPECT_FALSE(Registry().SetDword(kHive, "SOFTWARE\\Vantreel", "Largest", 1, kSetRight));
+  EXPECT_EQ(test::ReadFile(path_), before);
 
-TEST_F(RegistryFileTest, NoKeyIsCreated) {
-  RegistryFile registry = Registry();
-  EXPECT_FALSE(registry.SetDword(kHive, "SOFTWARE\\Vantreel\\Other", "KVAckFreqHours", 1, kSetRight));
-  EXPECT_FALSE(registry.SetDword(kHive, "SOFTWARE\\Vantreel", "KVAckFreqHours", 1, kSetRight));
-  EXPECT_EQ(test::ReadFile(path_), kManagerFile);
-}
-
-TEST_F(RegistryFileTest, LaterLinesWinAndRemovedOnesAreGone) {
-  const std::string key = "[HKEY_LOCAL_MACHINE\\" + std::string(kManagerKey) + "]\n";
-  const std::string header = "Windows Registry Editor Version 5.00\n";
-  test::WriteFile(path_, header + key + "\"A\"=dword:1\n\"B\"=dword:2\n" + key + "\"A\"=dword:3\n\"B\"=-\n");
+  // Later lines win, and what is removed is gone.
+  test::WriteFile(
+      path_, kHeader + kKeyLine + "\"A\"=dword:1\n\"B\"=dword:2\n" + kKeyLine + "\"A\"=dword:3\n\"B\"=-\n");
   EXPECT_EQ(Text("A"), "3");
-  EXPECT_EQ(Text("B"), "(unreadable)");
-  EXPECT_TRUE(Set("A", 4));
-  EXPECT_TRUE(Set("B", 5));
+  EXPECT_EQ(Text("B"), kUnreadable);
+  EXPECT_TRUE(Set("A", 4) && Set("B", 5));
   EXPECT_EQ(Text("A"), "4");
   EXPECT_EQ(Text("B"), "5");
-  test::WriteFile(path_, header + key + "\"A\"=dword:1\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantreel]\n");
-  EXPECT_EQ(Text("A"), "(unreadable)");
+  test::WriteFile(path_, kHeader + kKeyLine + "\"A\"=dword:1\n[-HKEY_LOCAL_MACHINE\\SOFTWARE\\Vantreel]\n");
+  EXPECT_EQ(Text("A"), kUnreadable);
   EXPECT_FALSE(Set("A", 1));
 }
 
 TEST_F(RegistryFileTest, DamagedFileReadsAsNothingAndIsLeftAlone) {
   const std::string good = kManagerFile;
   const std::string exported = AsExported(good);
-  const std::vector<std::string> damaged = {"",
-                                            "REGEDIT4\n" + good.substr(good.find('\n') + 1),
-                                            good.substr(good.find('\n') + 1),
-                                            good + "\"Unfinished",
-                                            good + "\"NoValue\"\n",
-                                            good + "\"Text\"=\"open\n",
-                                            good + "\"Text\"=\"a\" b\n",
-                                            good + "<<<<<<< theirs\n",
-                                            good + "[HKEY_LOCAL_MACHINE\\Cut",
-                                            good + "\"Latin\"=\"\xFC\"\n",
-                                            good + std::string(1, '\0'),
-                                            exported.substr(0, exported.size() - 1),
-                                            exported + std::string("\x00\xD8", 2),
-                                            std::string(4096, '\0')};
-  for (const std::string& bytes : damaged) {
+  for (const std::string& bytes :
+       {std::string(), "REGEDIT4\n" + good.substr(good.find('\n') + 1), good.substr(good.find('\n') + 1),
+        good + "\"Unfinished", good + "\"NoValue\"\n", good + "\"Text\"=\"open\n",
+        good + "\"Text\"=\"a\" b\n", good + "<<<<<<< theirs\n", good + "[HKEY_LOCAL_MACHINE\\Cut",
+        good + "\"Latin\"=\"\xFC\"\n", good + std::string(1, '\0'), exported.substr(0, exported.size() - 1),
+        exported + std::string("\x00\xD8", 2), std::string(4096, '\0')}) {
+    SCOPED_TRACE(bytes.substr(bytes.size() < 40 ? 0 : bytes.size() - 40));
     test::WriteFile(path_, bytes);
-    EXPECT_EQ(Text("KVAckFreqHours"), "(unreadable)")
-        << bytes.substr(bytes.size() < 40 ? 0 : bytes.size() - 40);
-    EXPECT_FALSE(Set("KVAckFreqHours", 1));
+    ExpectUnusable();
     EXPECT_EQ(test::ReadFile(path_), bytes);
   }
   std::filesystem::remove(path_);
-  EXPECT_EQ(Text("KVAckFreqHours"), "(unreadable)");
-  EXPECT_FALSE(Set("KVAckFreqHours", 1));
+  ExpectUnusable();
   std::filesystem::create_directory(path_);
-  EXPECT_EQ(Text("KVAckFreqHours"), "(unreadable)");
-  EXPECT_FALSE(Set("KVAckFreqHours", 1));
+  ExpectUnusable();
 }
 
 TEST_F(RegistryFileTest, RightsFollowTheFile) {
@@ -215,16 +190,14 @@ TEST_F(RegistryFileTest, RightsFollowTheFile) {
     mode_t Folder;
     bool ReadsWithAllRights, Reads, Writes;
   };
-  const std::vector<Row> rows = {{0666, 0777, true, true, true},
-                                 {0444, 0777, false, true, false},
-                                 {0222, 0777, false, false, false},
-                                 {0600, 0777, false, false, false},
-                                 {0666, 0755, true, true, false}};
   const bool superuser = geteuid() == 0;
-  for (const Row& row : rows) {
+  for (const Row& row : {Row{0666, 0777, true, true, true}, Row{0444, 0777, false, true, false},
+                         Row{0222, 0777, false, false, false}, Row{0600, 0777, false, false, false},
+                         Row{0666, 0755, true, true, false}}) {
     if (!superuser && (row.File == 0600 || row.Folder == 0755)) {
       continue;  // the owner has these rights
     }
+    SCOPED_TRACE(row.File);
     std::filesystem::remove(path_);  // the row before may have changed its owner
     test::WriteFile(path_, kManagerFile);
     ASSERT_EQ(chmod(path_.c_str(), row.File), 0);
@@ -234,25 +207,31 @@ TEST_F(RegistryFileTest, RightsFollowTheFile) {
         return Registry().QueryValue(kHive, kManagerKey, "KVAckFreqHours", mask, 1024).has_value();
       });
     };
-    EXPECT_EQ(reads(kAllRights), row.ReadsWithAllRights) << std::oct << row.File;
-    EXPECT_EQ(reads(kReadOnlyRights), row.Reads) << std::oct << row.File;
+    EXPECT_EQ(reads(kAllRights), row.ReadsWithAllRights);
+    EXPECT_EQ(reads(kReadOnlyRights), row.Reads);
     EXPECT_FALSE(reads(kSetRight));
-    EXPECT_EQ(test::AsUnprivilegedUser([this] { return Set("KVAckFreqHours", 12); }), row.Writes)
-        << std::oct << row.File << ' ' << row.Folder;
+    EXPECT_EQ(test::AsUnprivilegedUser([this] { return Set("KVAckFreqHours", 12); }), row.Writes);
   }
   EXPECT_FALSE(Registry().SetDword(kHive, kManagerKey, "KVAckFreqHours", 1, kReadOnlyRights));
 }
 
-TEST_F(RegistryFileTest, ReplacedFileKeepsModeGroupAndLink) {
+TEST_F(RegistryFileTest, ReplacedFileKeepsOwnerGroupAndModeBehindALinkOfOurs) {
   const std::filesystem::path link = folder_ / "link.reg";
   std::filesystem::create_symlink(path_, link);
   ASSERT_EQ(chmod(path_.c_str(), 0640), 0);
   const bool superuser = geteuid() == 0;
   if (superuser) {
     ASSERT_EQ(chown(path_.c_str(), 65534, 12), 0);
+    ASSERT_EQ(lchown(link.c_str(), 65534, 65534), 0);  // one that another user made is not followed
+    RegistryFile registry(link.string(), 50);
+    EXPECT_FALSE(registry.QueryValue(kHive, kManagerKey, "KVAckFreqHours", kAllRights, 1024));
+    EXPECT_FALSE(registry.SetDword(kHive, kManagerKey, "KVAckFreqHours", 1, kSetRight));
+    EXPECT_EQ(test::ReadFile(path_), kManagerFile);
+    EXPECT_FALSE(
+        std::filesystem::exists(path_.string() + ".lock"));  // nor is anything made beside its target
+    ASSERT_EQ(lchown(link.c_str(), 0, 0), 0);
   }
-  RegistryFile registry(link.string(), 1000);
-  ASSERT_TRUE(registry.SetDword(kHive, kManagerKey, "KVAckFreqHours", 1, kSetRight));
+  ASSERT_TRUE(RegistryFile(link.string(), 1000).SetDword(kHive, kManagerKey, "KVAckFreqHours", 1, kSetRight));
   struct stat status {};
   ASSERT_EQ(stat(path_.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777, 0640U);
@@ -260,20 +239,6 @@ TEST_F(RegistryFileTest, ReplacedFileKeepsModeGroupAndLink) {
   EXPECT_EQ(status.st_gid, superuser ? 12U : getegid());
   EXPECT_TRUE(std::filesystem::is_symlink(link));
   EXPECT_EQ(Text("KVAckFreqHours"), "1");
-}
-
-TEST_F(RegistryFileTest, LinkThatAnotherUserMadeIsNotFollowed) {
-  const std::filesystem::path link = folder_ / "link.reg";
-  std::filesystem::create_symlink(path_, link);
-  if (geteuid() != 0) {
-    GTEST_SKIP() << "only root can make a link of another user";
-  }
-  ASSERT_EQ(lchown(link.c_str(), 65534, 65534), 0);
-  RegistryFile registry(link.string(), 50);
-  EXPECT_FALSE(registry.QueryValue(kHive, kManagerKey, "KVAckFreqHours", kAllRights, 1024));
-  EXPECT_FALSE(registry.SetDword(kHive, kManagerKey, "KVAckFreqHours", 1, kSetRight));
-  EXPECT_EQ(test::ReadFile(path_), kManagerFile);
-  EXPECT_FALSE(std::filesystem::exists(path_.string() + ".lock"));  // nor is anything made beside its target
 }
 
 TEST_F(RegistryFileTest, WriterWaitsForAnotherABoundedTime) {
@@ -296,24 +261,20 @@ TEST_F(RegistryFileTest, WriterWaitsForAnotherABoundedTime) {
 }
 
 TEST_F(RegistryFileTest, NoUpdateOfTwoProcessesIsLost) {
-  constexpr int kWrites = 60;
-  const auto writer = [this](const char* who) {
+  constexpr std::uint32_t kWrites = 60;
+  const auto writer = [this](const std::string& who) {
     return test::InChild([this, who] {
-      RegistryFile registry(path_.string(), 60000);
-      for (int i = 0; i < kWrites; ++i) {
-        if (!registry.SetDword(kHive, kManagerKey, who + std::to_string(i), static_cast<std::uint32_t>(i),
-                               kSetRight)) {
-          return false;
-        }
+      bool all = true;
+      for (std::uint32_t i = 0; i < kWrites; ++i) {
+        all = Registry(60000).SetDword(kHive, kManagerKey, who + std::to_string(i), i, kSetRight) && all;
       }
-      return true;
+      return all;
     });
   };
   const pid_t console = writer("console");
   const pid_t service = writer("service");
-  EXPECT_TRUE(test::EndedWell(console));
-  EXPECT_TRUE(test::EndedWell(service));
-  for (int i = 0; i < kWrites; ++i) {
+  EXPECT_TRUE(test::EndedWell(console) && test::EndedWell(service));
+  for (std::uint32_t i = 0; i < kWrites; ++i) {
     EXPECT_EQ(Text("console" + std::to_string(i)), std::to_string(i));
     EXPECT_EQ(Text("service" + std::to_string(i)), std::to_string(i));
   }

@@ -1,13 +1,18 @@
 // A copy of the console as far as later starts can tell: RunningCopy FOLDER TITLE.  Writes "first" or
-// "second"; the first one shows a minimised window and lives until it is killed or its input ends.
+// "second"; the first one shows a minimised window, writes each state of it and lives until it is killed.
 #include <QApplication>
 #include <QTimer>
 #include <QWidget>
 #include <cstdio>
+#include <string_view>
 
 #include "platform/qt/QtRunningInstance.h"
 
 namespace {
+
+const char* StateOf(const QWidget& window) {
+  return window.isMinimized() ? "minimised" : window.isMaximized() ? "maximised" : "normal";
+}
 
 void Say(const char* line) {
   std::puts(line);
@@ -19,12 +24,9 @@ void Say(const char* line) {
 int main(int argc, char** argv) {
   QApplication application(argc, argv);
   const QStringList arguments = QApplication::arguments();
-  if (arguments.size() != 3) {
-    return 2;
-  }
   // All copies of one test try at the same moment: when their input says so.
   std::getchar();
-  korvane::platform::QtRunningInstance instance(arguments[1]);
+  korvane::platform::QtRunningInstance instance(arguments.at(1));
   if (instance.PreviousInstanceExists()) {
     Say("second");
     return 0;
@@ -33,19 +35,16 @@ int main(int argc, char** argv) {
   splash.setWindowTitle(QStringLiteral("Splash"));
   splash.show();
   QWidget window;
-  window.setWindowTitle(arguments[2]);
+  window.setWindowTitle(arguments.at(2));
   window.showMinimized();
+  Say("first");
   QTimer states;
-  QObject::connect(&states, &QTimer::timeout, &window, [&window, last = QString()]() mutable {
-    const QString state = window.isMinimized()   ? QStringLiteral("minimised")
-                          : window.isMaximized() ? QStringLiteral("maximised")
-                                                 : QStringLiteral("normal");
-    if (state != last) {
-      Say(state.toLatin1().constData());
+  QObject::connect(&states, &QTimer::timeout, &window, [&window, last = std::string_view()]() mutable {
+    if (const char* const state = StateOf(window); state != last) {
+      Say(state);
       last = state;
     }
   });
   states.start(5);
-  Say("first");
   return QApplication::exec();
 }

@@ -3,7 +3,6 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -17,17 +16,31 @@
 namespace korvane::platform {
 namespace {
 
-constexpr char kUnits[] = R"({"KVReceiver.service": {},)"
-                          R"( "Stopped.service": {"active": "inactive"},)"
-                          R"( "Crashed.service": {"active": "failed", "stop": "failed"},)"
-                          R"( "Lingers.service": {"stop": "deactivating"},)"
-                          R"( "Stays.service": {"stop": "active"},)"
-                          R"( "Fails.service": {"start": "failed"},)"
-                          R"( "Lacks.service": {"start": "dependency"},)"
-                          R"( "Exits.service": {"start": "exits"},)"
-                          R"( "Refused.service": {"start": "refused"},)"
-                          R"( "Silent.service": {"start": "silent"},)"
-                          R"( "Masked.service": {"load": "masked"}})";
+// How each unit behaves, what the restart then answers, and how far it goes.
+enum class Reached { Start, Stop, Unit };
+struct Row {
+  std::string Name;
+  std::string Behaviour;  // of the unit; empty: there is none
+  std::int32_t Code;
+  Reached End = Reached::Start;
+};
+const std::vector<Row> kRows = {
+    {"KVReceiver", "{}", 0},
+    {"Dotted.service", "{}", 0},
+    {"Stopped", R"({"active": "inactive"})", 0},
+    {"Crashed", R"({"active": "failed", "stop": "failed"})", 0},
+    {"NoSuchService", "", 2, Reached::Unit},
+    {"Masked", R"({"load": "masked"})", 2, Reached::Unit},
+    {"kvreceiver", "", 2, Reached::Unit},
+    {"a/b", "", 2, Reached::Unit},
+    {"", "", 2, Reached::Unit},
+    {"Fails", R"({"start": "failed"})", 3},
+    {"Lacks", R"({"start": "dependency"})", 3},
+    {"Exits", R"({"start": "exits"})", 3},
+    {"Refused", R"({"start": "refused"})", 3},
+    {"Silent", R"({"start": "silent"})", 3},
+    {"Lingers", R"({"stop": "deactivating"})", 3},  // not left stopped once it has ended
+    {"Stays", R"({"stop": "active"})", 3, Reached::Stop}};
 
 // Notes the wait in the same log as the mock's calls, so that the order of both is seen.
 class NotingClock : public test::FakeClock {
@@ -41,91 +54,46 @@ class NotingClock : public test::FakeClock {
   std::filesystem::path log_;
 };
 
-class ServiceControlTest : public testing::Test {
- protected:
-  static void SetUpTestSuite() {
-    bus_ = std::make_unique<test::PrivateBus>();
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", bus_->Address().c_str(), 1);
-  }
-  static void TearDownTestSuite() {
-    unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
-    mock_.reset();
-    bus_.reset();
-  }
-
-  static void NeedMock() {
-    if (mock_ == nullptr) {
-      mock_ = std::make_unique<test::ServiceManagerMock>(kUnits);
-    }
-    test::WriteFile(mock_->Log(), "");
-  }
-
-  static std::string Calls() { return test::ReadFile(mock_->Log()); }
-  static std::int32_t Restart(std::string_view name, int startMilliseconds = 10000) {
-    const auto control = MakeServiceControl(5000, startMilliseconds);
-    NotingClock clock(mock_ == nullptr ? std::filesystem::path("/dev/null") : mock_->Log());
-    return RestartService(*control, clock, name);
-  }
-
-  static std::unique_ptr<test::PrivateBus> bus_;
-  static std::unique_ptr<test::ServiceManagerMock> mock_;
-};
-
-std::unique_ptr<test::PrivateBus> ServiceControlTest::bus_;
-std::unique_ptr<test::ServiceManagerMock> ServiceControlTest::mock_;
-
-TEST_F(ServiceControlTest, NoManagerToReach) {
-  mock_.reset();
-  EXPECT_EQ(Restart("KVReceiver"), 1) << "a bus without a manager";
-  const std::string address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+TEST(ServiceControlTest, StopsWaitsStartsAndSaysWhatFailed) {
+  const test::PrivateBus bus;
+  NotingClock clock("/dev/null");
+  const auto restart = [&clock](std::string_view name) {
+    return RestartService(*MakeServiceControl(5000, name == "Silent" ? 400 : 10000), clock, name);
+  };
   setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/no/such/bus", 1);
-  EXPECT_EQ(Restart("KVReceiver"), 1) << "no bus";
-  setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1);
-}
+  EXPECT_EQ(restart("KVReceiver"), 1) << "no bus";
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1);
+  EXPECT_EQ(restart("KVReceiver"), 1) << "a bus without a manager";
 
-TEST_F(ServiceControlTest, StopsWaitsAndStarts) {
-  for (const char* name : {"KVReceiver", "Stopped", "Crashed", "KVReceiver.service"}) {
-    NeedMock();
-    std::string unit = name;
-    unit = unit.substr(0, unit.find('.')) + ".service";
-    EXPECT_EQ(Restart(name), 0) << name;
-    EXPECT_EQ(Calls(), "LoadUnit " + unit + "\nStopUnit " + unit + " replace\nwait 2000\nStartUnit " + unit +
-                           " replace\n");
+  const auto unitOf = [](const Row& row) {
+    return row.Name.ends_with(".service") ? row.Name : row.Name + ".service";
+  };
+  std::string units;
+  for (const Row& row : kRows) {
+    if (!row.Behaviour.empty()) {
+      units += (units.empty() ? "{\"" : ", \"") + unitOf(row) + "\": " + row.Behaviour;
+    }
   }
-}
-
-TEST_F(ServiceControlTest, UnknownServiceIsNotWaitedFor) {
-  for (const char* name : {"NoSuchService", "Masked", "kvreceiver", "a/b", ""}) {
-    NeedMock();
-    EXPECT_EQ(Restart(name), 2) << name;
-    EXPECT_EQ(Calls().find("StopUnit"), std::string::npos);
-    EXPECT_EQ(Calls().find("wait"), std::string::npos);
+  const test::ServiceManagerMock manager(units + "}");
+  clock = NotingClock(manager.Log());
+  for (const Row& row : kRows) {
+    test::WriteFile(manager.Log(), "");
+    EXPECT_EQ(restart(row.Name), row.Code) << row.Name;
+    const std::string unit = unitOf(row);
+    std::string calls = "LoadUnit " + unit + "\n";
+    if (row.End != Reached::Unit) {
+      calls += "StopUnit " + unit + " replace\nwait 2000\n";
+    }
+    if (row.End == Reached::Start) {
+      calls += "StartUnit " + unit + " replace\n";
+    }
+    EXPECT_EQ(test::ReadFile(manager.Log()), calls);
   }
-}
-
-TEST_F(ServiceControlTest, StartThatDidNotWorkIsSaid) {
-  for (const char* name : {"Fails", "Lacks", "Exits", "Refused", "Silent"}) {
-    NeedMock();
-    EXPECT_EQ(Restart(name, 400), 3) << name;
-    EXPECT_NE(Calls().find("StartUnit"), std::string::npos) << name;
-  }
-}
-
-TEST_F(ServiceControlTest, ServiceThatHasNotEndedFailsButIsNotLeftStopped) {
-  NeedMock();
-  EXPECT_EQ(Restart("Lingers"), 3);
-  EXPECT_NE(Calls().find("StartUnit Lingers.service replace"), std::string::npos);
-  NeedMock();
-  EXPECT_EQ(Restart("Stays"), 3);
-}
-
-TEST_F(ServiceControlTest, ManagerThatAnswersNobodyIsGivenUpOn) {
-  NeedMock();
-  mock_->Pause();
+  manager.Pause();  // one that answers nobody is given up on
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(MakeServiceControl(200, 200)->OpenManager(), nullptr);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
-  mock_->Resume();
+  manager.Resume();
 }
 
 }  // namespace
