@@ -1,10 +1,8 @@
-// The date and time texts of many traps: what FormatDateTime gives for each, for a fraction of its price.
-// Traps come in bursts, so a minute is formatted once and only its seconds are written anew, where that is
-// sure to give the same text; seconds that the locale doesn't write as two plain digits in one place are
-// formatted in full.  For one pass over a list: the process's locale must not change meanwhile.  One thread.
+// The date and time texts of many traps: what FormatDateTime gives for each.  Traps come in bursts, so the
+// text of a second is kept and given again.  For one pass over a list: the process's locale must not change
+// meanwhile.  One thread.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -18,27 +16,29 @@ class DateTimeText {
  public:
   using Format = std::string (*)(const LocalDateTime&);
 
-  explicit DateTimeText(std::int32_t biasSeconds, Format format = FormatDateTime);
+  explicit DateTimeText(std::int32_t biasSeconds, Format format = FormatDateTime)
+      : bias_(biasSeconds), format_(format), kept_(kSeconds) {}
 
   // Good until the next call.
-  std::string_view Of(std::int32_t eventTime);
+  std::string_view Of(std::int32_t eventTime) {
+    Second& second = kept_[static_cast<std::uint32_t>(eventTime) % kSeconds];
+    if (second.Text.empty() || second.Time != eventTime) {
+      second = {.Time = eventTime, .Text = format_(EventTimeToLocal(eventTime, bias_))};
+    }
+    return second.Text;
+  }
 
  private:
-  struct Minute {
-    std::int64_t Number = INT64_MIN;  // minutes since 1970-01-01 00:00, local
-    int Second = 0;                   // of the text
-    std::size_t Place = 0;            // where in it the seconds stand, or not known yet
-    std::string Text;
+  struct Second {
+    std::int32_t Time = 0;
+    std::string Text;  // empty: none is kept here
   };
-  // A list that is not in order of time jumps between minutes.
-  static constexpr std::size_t kMinutes = 256;
-
-  void FindPlace(Minute& minute, const LocalDateTime& local) const;
+  // A list that is not in order of time jumps between seconds.
+  static constexpr std::uint32_t kSeconds = 1024;
 
   std::int32_t bias_;
   Format format_;
-  bool plainSeconds_;
-  std::vector<Minute> minutes_;
+  std::vector<Second> kept_;
 };
 
 }  // namespace korvane::store

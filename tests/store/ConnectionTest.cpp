@@ -1,13 +1,17 @@
+// Connections, the rows and statements that go over them, and transactions, on every engine.
 #include "store/Connection.h"
 
 #include <fmt/format.h>
 
+#include <chrono>
+#include <future>
 #include <string>
 #include <vector>
 
 #include "EngineTest.h"
 #include "store/BatchInsert.h"
 #include "store/DatabaseError.h"
+#include "store/NotesWrite.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
 #include "store/TrapReader.h"
@@ -15,6 +19,8 @@
 namespace korvane::store {
 
 namespace {
+
+using Traps = std::vector<test::StoredTrap>;
 
 template <typename Call>
 DatabaseError ErrorOf(Call call) {
@@ -27,11 +33,10 @@ DatabaseError ErrorOf(Call call) {
   return {"", "", 0, ""};
 }
 
-class Connections : public EngineTest {};
-KORVANE_ON_EVERY_ENGINE(Connections);
+class ConnectionTest : public EngineTest {};
+KORVANE_ON_EVERY_ENGINE(ConnectionTest);
 
-TEST_P(Connections, TellWhatWasAttemptedAndWhy) {
-  EXPECT_EQ(Db.EngineKind(), GetParam());
+TEST_P(ConnectionTest, TellsWhatWasAttemptedAndWhy) {
   const DatabaseError missing = ErrorOf([&] { Db.OpenRecordset("Missing_Table"); });
   EXPECT_NE(std::string(missing.what()).find("issing_"), std::string::npos) << missing.what();
   EXPECT_NE(missing.what()[0], '[') << missing.what();
@@ -49,7 +54,7 @@ TEST_P(Connections, TellWhatWasAttemptedAndWhy) {
   EXPECT_FALSE(Db.IsOpen());
 }
 
-TEST_P(Connections, RollBackUnlessCommitted) {
+TEST_P(ConnectionTest, RollsBackUnlessCommitted) {
   const auto add = [this](std::int32_t number) {
     Db.Execute(fmt::format("INSERT INTO EventTrap (SequenceNumber, EventTime) VALUES ({}, 1)", number));
   };
@@ -86,7 +91,7 @@ TEST_P(Connections, RollBackUnlessCommitted) {
 }
 
 // Another writer between its reading and its writing does not spoil it.
-TEST_P(Connections, ATransactionThatTookTheRightToWriteMayReadFirst) {
+TEST_P(ConnectionTest, ATransactionThatTookTheRightToWriteMayReadFirst) {
   Connection other;
   Made->Connect(other);
   if (GetParam() == Engine::Sqlite) other.Execute("PRAGMA busy_timeout = 0");
@@ -105,7 +110,7 @@ TEST_P(Connections, ATransactionThatTookTheRightToWriteMayReadFirst) {
 }
 
 // The console's category window may stay open, with a change written and not committed, for minutes.
-TEST_P(Connections, AnUncommittedCategoryChangeStopsNeitherReceiverNorConsole) {
+TEST_P(ConnectionTest, AnUncommittedCategoryChangeStopsNeitherReceiverNorConsole) {
   Connection categories;
   Made->Connect(categories);
   Transaction change(categories);
@@ -129,20 +134,228 @@ TEST_P(Connections, AnUncommittedCategoryChangeStopsNeitherReceiverNorConsole) {
   EXPECT_TRUE(Db.OpenRecordset(kCategoryGroupMaster, "Severity = 2").Next());
 }
 
-// And never makes an embedded one.
-TEST(ConnectionWithoutStore, FailsAtOpenAndAgainAtTheFirstRead) {
-  test::DataSourceFolder();
+TEST(MissingStoreTest, FailsAtOpenAndAgainAtTheFirstReadAndIsNotMade) {
+  test::SqliteStore made;
   Connection connection;
   EXPECT_THROW(connection.Open("nowhere", {}, {}), DatabaseError);
   EXPECT_FALSE(connection.IsOpen());
   EXPECT_THROW(connection.OpenRecordset(kEventTrap), DatabaseError);
-  test::SqliteStore made;
   made.Db().Close();
   std::filesystem::remove(made.MainFile());
-  Connection shared;
-  OpenDatabase(shared);
-  EXPECT_FALSE(std::string(ErrorOf([&] { shared.OpenRecordset(kSystemTable); }).what()).empty());
+  OpenDatabase(connection);
+  EXPECT_FALSE(std::string(ErrorOf([&] { connection.OpenRecordset(kSystemTable); }).what()).empty());
   EXPECT_FALSE(std::filesystem::exists(made.MainFile()));
+}
+
+class RecordsetTest : public EngineTest {};
+KORVANE_ON_EVERY_ENGINE(RecordsetTest);
+
+TEST_P(RecordsetTest, AddsARowAndLearnsItsKeyByTheSameFilter) {
+  const std::string filter = "Source_Agent = " + Quoted("router") + " AND GenericTrap = 2";
+  Recordset rows = Db.OpenRecordset(kTrapDetail, filter);
+  EXPECT_FALSE(rows.Next());
+  rows.AddNew();
+  rows.Set("Source_Agent", "router");
+  rows.Set("GenericTrap", 5);
+  rows.Set("generictrap", 2);  // the same column
+  rows.Set("EventDescription", "it's \"text\"");
+  EXPECT_EQ(rows.Update(), 1);
+  Recordset again = Db.OpenRecordset(kTrapDetail, filter);
+  ASSERT_TRUE(again.Next());
+  EXPECT_EQ(again.Integer("TRAP_TABLE_ID"), 1);
+  EXPECT_EQ(again.Text("eventdescription"), "it's \"text\"");
+  EXPECT_EQ(again.Text("Community"), "");
+  EXPECT_FALSE(again.Next() || again.Next());
+  EXPECT_THROW(again.Text("Community"), DatabaseError);
+}
+
+TEST_P(RecordsetTest, EditsOnlyTheFieldsThatWereSet) {
+  Made->AddTrap({.SequenceNumber = 7, .EventDescription = "first"});
+  Recordset notes = Db.OpenRecordset(kEventTrap, "SequenceNumber = 7");
+  ASSERT_TRUE(notes.Next());
+  Db.Execute(AcknowledgeTrapStatement(7));  // somebody else, meanwhile
+  notes.Set("EventNotes", "seen");
+  EXPECT_EQ(notes.Update(), 1);
+  EXPECT_EQ(notes.Update(), 0);  // nothing set since
+  notes.Set("EventNotes", "seen");
+  EXPECT_EQ(notes.Update(), 1);  // found, though nothing changes
+  Recordset now = Db.OpenRecordset(kEventTrap, "SequenceNumber = 7");
+  ASSERT_TRUE(now.Next());
+  EXPECT_EQ(now.Integer("EventAck"), 1);
+  EXPECT_EQ(now.Text("EventNotes"), "seen");
+  EXPECT_EQ(now.Text("EventDescription"), "first");
+  Db.Execute("DELETE FROM EventTrap WHERE SequenceNumber = 7");
+  now.Set("EventNotes", "late");
+  EXPECT_EQ(now.Update(), 0);
+}
+
+TEST_P(RecordsetTest, RefusesWhatWouldReachOtherRows) {
+  Made->AddSystem("one", "10.0.0.1");
+  Made->AddSystem("two", "10.0.0.2");
+  Recordset all = Db.OpenRecordset(kSystemTable);
+  ASSERT_TRUE(all.Next());
+  all.Set("System_Name", "every");
+  EXPECT_THROW(all.Update(), DatabaseError);
+  Recordset none = Db.OpenRecordset(kSystemTable, "System_Name = 'three'");
+  EXPECT_FALSE(none.Next());
+  none.Set("System_Type", "x");
+  EXPECT_THROW(none.Update(), DatabaseError);
+  Recordset select = Db.OpenRecordset("SELECT System_Name FROM System_Table", "IP_Address = '10.0.0.2'");
+  ASSERT_TRUE(select.Next());
+  EXPECT_EQ(select.Text("System_Name"), "two");
+  EXPECT_THROW(select.Set("System_Name", "x"), DatabaseError);
+  EXPECT_THROW(all.Set("System_Name = 'x', IP_Address", "y"), DatabaseError);
+  EXPECT_EQ(Made->Number("SELECT COUNT(*) FROM System_Table WHERE System_Name = 'every'"), 0);
+}
+
+TEST_P(RecordsetTest, MayBeNestedAndOutlivesOtherStatements) {
+  for (int i = 0; i < 100; ++i) Made->AddSystem("system" + std::to_string(i), "10.0.0.1");
+  Recordset outer = Db.OpenRecordset(kSystemTable);
+  std::int64_t rows = 0;
+  while (outer.Next()) {
+    Recordset inner = Db.OpenRecordset(kSystemTable, "System_Name = " + Quoted(outer.Text("System_Name")));
+    ASSERT_TRUE(inner.Next());
+    inner.Set("System_Type", outer.Text("System_Name") + "'s type");
+    rows += inner.Update();
+  }
+  EXPECT_EQ(rows, 100);
+  EXPECT_EQ(Made->Text("SELECT * FROM System_Table WHERE System_Name = 'system99'", "System_Type"),
+            "system99's type");
+}
+
+TEST_P(RecordsetTest, ReadsNumbersWithinTheirRange) {
+  Recordset rows = Db.OpenRecordset(
+      "SELECT NULL AS Empty, 'abc' AS Word, 9999999999 AS Big, -9999999999 AS Small, '-17' AS Text, COUNT(*) "
+      "FROM EventTrap");
+  ASSERT_TRUE(rows.Next());
+  EXPECT_TRUE(rows.IsNull("Empty"));
+  EXPECT_EQ(rows.Text("Empty"), "");
+  EXPECT_EQ(rows.Integer("Empty"), 0);
+  EXPECT_EQ(rows.Integer("Word"), 0);
+  EXPECT_EQ(rows.Integer("Big"), 2147483647);
+  EXPECT_EQ(rows.Integer("Small"), -2147483647 - 1);
+  EXPECT_EQ(rows.Integer("Text"), -17);
+  EXPECT_EQ(rows.Integer(std::size_t{5}), 0);
+  EXPECT_THROW(rows.Text("Other"), DatabaseError);
+  EXPECT_THROW(rows.Integer(std::size_t{6}), DatabaseError);
+}
+
+class StatementsTest : public EngineTest {
+ protected:
+  std::vector<std::int32_t> Numbers(const std::string& statement) {
+    std::vector<std::int32_t> numbers;
+    TrapReader reader(Db, statement);
+    for (IncomingTrap trap; reader.Next(trap);) numbers.push_back(trap.SequenceNumber);
+    return numbers;
+  }
+};
+KORVANE_ON_EVERY_ENGINE(StatementsTest);
+
+TEST(QuotedTest, KeepsATextOrRefusesIt) {
+  EXPECT_EQ(Quoted(""), "''");
+  EXPECT_EQ(Quoted("\\\"%_;--"), "'\\\"%_;--'");
+  for (const std::string& text : {std::string("O'Brien"), std::string("'"), std::string("a\0b", 3)}) {
+    EXPECT_THROW(Quoted(text), DatabaseError);
+  }
+}
+
+TEST_P(StatementsTest, ReadWithinTheirBoundsInOrder) {
+  using Rows = std::vector<std::int32_t>;
+  {
+    Recordset newest = Db.OpenRecordset(NewestTimeStatement());
+    ASSERT_TRUE(newest.Next());
+    EXPECT_TRUE(newest.IsNull("MaxTicks"));
+  }
+  Made->AddTraps(Traps{{.SequenceNumber = 1, .EventTime = 300},
+                       {.SequenceNumber = 2, .EventTime = 200},
+                       {.SequenceNumber = 3, .EventTime = 200},
+                       {.SequenceNumber = 4, .EventTime = 250, .EventAck = 1},
+                       {.SequenceNumber = 5, .EventTime = -100}});
+  EXPECT_EQ(Numbers(TrapsLoadStatement(300)), (Rows{5, 2, 3}));
+  EXPECT_EQ(Numbers(TrapsLoadStatement(301, 200)), (Rows{1}));
+  EXPECT_EQ(Numbers(ReportStatement(200, 300)), (Rows{2, 3, 4, 1}));
+  EXPECT_EQ(Numbers(ReportStatement(250, 250)), (Rows{4}));
+  EXPECT_EQ(Made->Number(CountReportStatement(200, 250)), 3);
+  EXPECT_EQ(Numbers(SystemsLoadStatement(300)).size(), 3U);
+  EXPECT_EQ(Numbers(SystemsLoadStatement(301, -100)).size(), 3U);
+  EXPECT_EQ(Made->Number(CountUnacknowledgedStatement()), 4);
+  EXPECT_EQ(Made->Number(NewestTimeStatement()), 300);
+}
+
+TEST_P(StatementsTest, AcknowledgeExactlyTheirRows) {
+  Made->AddTraps(Traps{{.SequenceNumber = 1, .EventTime = 10, .Source = "alpha"},
+                       {.SequenceNumber = 2, .EventTime = 20, .Source = "alpha"},
+                       {.SequenceNumber = 3, .EventTime = 10, .Source = "ALPHA"},
+                       {.SequenceNumber = 4, .EventTime = 10, .Source = "alpha "},
+                       {.SequenceNumber = 5, .EventTime = 30, .Source = "beta"}});
+  const auto acknowledged = [this] {
+    return Made->Number("SELECT SUM(SequenceNumber) FROM EventTrap WHERE EventAck = 1");
+  };
+  EXPECT_THROW(Db.Execute(AcknowledgeSourceStatement("al'pha", 99)), DatabaseError);
+  EXPECT_EQ(acknowledged(), 0);
+  // Exactly this text (no letter case or trailing blank ignored), strictly below the bound.
+  EXPECT_EQ(Db.Execute(AcknowledgeSourceStatement("alpha", 20)), 1);
+  EXPECT_EQ(acknowledged(), 1);
+  EXPECT_EQ(Db.Execute(AcknowledgeAllStatement(30)), 3);
+  EXPECT_EQ(acknowledged(), 1 + 2 + 3 + 4);
+  EXPECT_EQ(Db.Execute(AcknowledgeTrapStatement(5)), 1);
+  EXPECT_EQ(Db.Execute(AcknowledgeTrapStatement(5)), 1);  // a row that was found counts, on each engine
+  EXPECT_EQ(Db.Execute(AcknowledgeTrapStatement(6)), 0);
+  EXPECT_EQ(Made->Number(CountUnacknowledgedStatement()), 0);
+}
+
+// Whoever writes notes has read some: those that a second hand wrote since are never written over.
+TEST_P(StatementsTest, WriteNotesOverNoneButThoseThatWereRead) {
+  const auto stored = [this](int number) {
+    return Made->Text(fmt::format("SELECT * FROM EventTrap WHERE SequenceNumber = {}", number), "EventNotes");
+  };
+  const auto write = [this](std::string_view read, std::string_view notes) {
+    const NotesResult result = WriteNotes(Db, 1, read, notes);
+    return result.Outcome == NotesOutcome::Written ? "written" : "holds " + result.Stored;
+  };
+  Made->AddTraps(Traps{{.SequenceNumber = 1}, {.SequenceNumber = 2, .EventNotes = "of another"}});
+  EXPECT_EQ(WriteNotes(Db, 3, "", "x").Outcome, NotesOutcome::NoSuchTrap);
+  EXPECT_EQ(write("", "it's Ä"), "written");
+  // What an engine may take for the same text.
+  for (const char* read : {"", "IT'S Ä", "it's ä", "it's Ä ", "it's A"}) {
+    EXPECT_EQ(write(read, "mine"), "holds it's Ä") << read;
+  }
+  EXPECT_EQ(write("something else", "it's Ä"), "written") << "both wrote the same";
+  EXPECT_FALSE(Db.InTransaction());
+
+  // The second hand is writing just now.
+  Connection other;
+  Made->Connect(other);
+  other.BeginTransaction();
+  other.Execute("UPDATE EventTrap SET EventNotes = 'theirs' WHERE SequenceNumber = 1");
+  auto mine = std::async(std::launch::async, [&] { return write("it's Ä", "mine"); });
+  mine.wait_for(std::chrono::milliseconds(200));  // waits for them, or reads what was there
+  other.Commit();
+  EXPECT_EQ(mine.get(), "holds theirs");
+  EXPECT_EQ(stored(1), "theirs");
+  EXPECT_EQ(write("theirs", ""), "written");
+  EXPECT_EQ(stored(1), "");
+  EXPECT_EQ(stored(2), "of another");
+}
+
+// The shipped rows that mean "no action", and keys that the database goes on making after them; rows without
+// a number of their own come in the order in which they were added, not by name.
+TEST_P(StatementsTest, FindTheSchemaAsTheyNeedIt) {
+  for (const std::string_view table : {kBeepDetail, kEmailDetail, kMessageDetail, kCustomActionDetail}) {
+    Recordset rows = Db.OpenRecordset(table);
+    ASSERT_TRUE(rows.Next()) << table;
+    EXPECT_EQ(rows.Integer(std::size_t{0}), 1) << table;
+    EXPECT_FALSE(rows.Next()) << table;
+  }
+  Db.Execute("INSERT INTO Beep_Detail (Description) VALUES ('beep')");
+  EXPECT_EQ(Made->Number("SELECT Beep_ID FROM Beep_Detail WHERE Description = 'beep' AND Beep_Count = 0"), 2);
+  Db.Execute("INSERT INTO Trap_Notification_Master (Email_ID, Trap_Group_ID) VALUES(7, 3)");
+  EXPECT_EQ(Made->Number("SELECT Beep_ID FROM Trap_Notification_Master WHERE Trap_Group_ID = 3"), 1);
+  for (const std::string_view name : {"zulu", "alpha", "Mike"}) Made->AddCategory(name, {});
+  Recordset rows = Db.OpenRecordset(kCategoryGroupMaster);
+  std::string names;
+  while (rows.Next()) names += rows.Text("category_name") + " ";
+  EXPECT_EQ(names, "zulu alpha Mike ");
 }
 
 }  // namespace

@@ -52,7 +52,7 @@ int Read(Connection& connection) {
   return rows;
 }
 
-class Faults : public testing::Test {
+class FaultTest : public testing::Test {
  protected:
   // Runs the work with its N-th call failing, from a fresh connection each time; returns the N that none
   // failed.
@@ -93,11 +93,11 @@ class Faults : public testing::Test {
   test::SqliteStore Made;
 };
 
-TEST_F(Faults, WritingIsAllOrNothingWhereverItFails) {
+TEST_F(FaultTest, WritingIsAllOrNothingWhereverItFails) {
   EXPECT_GT(FailEachCall(Write), 100);  // far fewer would mean that the faults never reached the driver
 }
 
-TEST_F(Faults, ReadingIsWholeOrFailsWhereverItFails) {
+TEST_F(FaultTest, ReadingIsWholeOrFailsWhereverItFails) {
   Write(Made.Db());
   Recordset first = Made.Db().OpenRecordset(kEventTrap, "EventTime = 0");
   ASSERT_TRUE(first.Next());

@@ -18,9 +18,9 @@ namespace korvane::store {
 
 namespace {
 
-class LostConnections : public EngineTest {
+class LostConnectionTest : public EngineTest {
  protected:
-  LostConnections() {
+  LostConnectionTest() {
     Made->Connect(Console);
     Made->AddTraps(std::vector<test::StoredTrap>{{.SequenceNumber = 1}, {.SequenceNumber = 2}});
   }
@@ -39,9 +39,9 @@ class LostConnections : public EngineTest {
 
   Connection Console;
 };
-KORVANE_ON_EVERY_ENGINE(LostConnections);
+KORVANE_ON_EVERY_ENGINE(LostConnectionTest);
 
-TEST_P(LostConnections, AReadingAfterARestartJustWorksAndAWritingRunsOnceAtMost) {
+TEST_P(LostConnectionTest, AReadingAfterARestartJustWorksAndAWritingRunsOnceAtMost) {
   Restart();
   EXPECT_TRUE(Console.OpenRecordset(kEventTrap).Next());
   Restart();
@@ -65,7 +65,7 @@ TEST_P(LostConnections, AReadingAfterARestartJustWorksAndAWritingRunsOnceAtMost)
 }
 
 // Another read on the connection makes it anew; rows that are missing then must not pass for the end.
-TEST_P(LostConnections, AReaderWhoseConnectionWasMadeAnewSaysSo) {
+TEST_P(LostConnectionTest, AReaderWhoseConnectionWasMadeAnewSaysSo) {
   constexpr std::int32_t kRows = 6000;
   std::vector<test::StoredTrap> traps;
   for (std::int32_t number = 3; number <= kRows; ++number) traps.push_back({.SequenceNumber = number});
@@ -74,20 +74,19 @@ TEST_P(LostConnections, AReaderWhoseConnectionWasMadeAnewSaysSo) {
   IncomingTrap trap;
   ASSERT_TRUE(reader.Next(trap));
   Restart();
+  if (GetParam() == Engine::Sqlite) Console.Internals().Lost = true;  // files that are back are the same
   const TrapReader other(Console, TrapsLoadStatement(5000));
   std::int32_t read = 1;
-  std::string failure;
   try {
     while (reader.Next(trap)) ++read;
+    ADD_FAILURE() << "the rows came to an end";
   } catch (const DatabaseError& error) {
-    failure = error.what();
+    EXPECT_STREQ(error.what(), "The connection to the database was lost while rows were read.");
   }
-  if (read < kRows) {
-    EXPECT_EQ(failure, "The connection to the database was lost while rows were read.");
-  }
+  EXPECT_LT(read, kRows);
 }
 
-TEST_P(LostConnections, EveryCallFailsWhileTheStoreIsAwayAndWorksAfterwards) {
+TEST_P(LostConnectionTest, EveryCallFailsWhileTheStoreIsAwayAndWorksAfterwards) {
   Made->TakeAway();
   for (int turn = 0; turn < 2; ++turn) {
     EXPECT_THROW(Console.OpenRecordset(kEventTrap), DatabaseError);
@@ -103,7 +102,7 @@ TEST_P(LostConnections, EveryCallFailsWhileTheStoreIsAwayAndWorksAfterwards) {
   EXPECT_EQ(Count(), 3);
 }
 
-TEST_P(LostConnections, ATransactionIsLostWholeAndTheNextOneWorks) {
+TEST_P(LostConnectionTest, ATransactionIsLostWholeAndTheNextOneWorks) {
   constexpr std::array<std::string_view, 2> kColumns = {"SequenceNumber", "EventTime"};
   BatchInsert insert(Console, kEventTrap, kColumns);  // kept over the restart, as the receiver keeps it
   const auto batch = [&](std::int32_t first) {
@@ -131,7 +130,7 @@ TEST_P(LostConnections, ATransactionIsLostWholeAndTheNextOneWorks) {
 }
 
 // Another file under the same name is another store: restored from a backup, say.
-TEST(LostEmbeddedStore, AFileThatWasReplacedIsNoticed) {
+TEST(LostEmbeddedStoreTest, AFileThatWasReplacedIsNoticed) {
   test::SqliteStore made;
   Connection console;
   made.Connect(console);
@@ -145,7 +144,7 @@ TEST(LostEmbeddedStore, AFileThatWasReplacedIsNoticed) {
 // What is left on a connection as it is closed, as the receiver leaves it: prepared statements, rows not read
 // to their end, and a transaction that SQLite has taken back by itself for lack of room.  The driver then
 // neither rolls back nor closes.
-TEST(LostEmbeddedStore, WhatIsLeftOnAConnectionKeepsNoFileOpen) {
+TEST(LostEmbeddedStoreTest, WhatIsLeftOnAConnectionKeepsNoFileOpen) {
   const auto openFiles = [] {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
   };
