@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <cstdlib>
+#include <string>
+#include <vector>
 
 #include "MibFiles.h"
 #include "support/TestStore.h"
@@ -32,7 +33,7 @@ Ran RunMibc(const std::string& arguments) {
   return {WEXITSTATUS(pclose(pipe)), output};
 }
 
-TEST(CommandLine, StoresWhatIsSoundAndNamesWhatIsNot) {
+TEST(CommandLineTest, StoresWhatIsSoundAndNamesWhatIsNot) {
   test::SqliteStore store;
   const MibFiles files;
   files.Write("good.mib",
@@ -41,38 +42,29 @@ TEST(CommandLine, StoresWhatIsSoundAndNamesWhatIsNot) {
       files.Write("bad.mib", ModuleText("BAD-MIB", Trap("x", "acmeTraps 3") + "oops")).string();
   files.Write("readme.txt", "Traps of the box. They are many.");
   const std::string folder = files.Folder().string();
-
-  const Ran checked = RunMibc("--check " + folder);
-  EXPECT_EQ(checked.Status, 1);
-  EXPECT_THAT(checked.Output, HasSubstr("GOOD-MIB (" + folder + "/good.mib): 2 traps, not stored"));
-  EXPECT_EQ(store.Number("SELECT COUNT(*) FROM EventStructure"), 0);
-
-  const Ran mixed = RunMibc(folder + "/");
-  EXPECT_EQ(mixed.Status, 1);
-  EXPECT_THAT(mixed.Output, HasSubstr("2 traps added"));
-  EXPECT_THAT(mixed.Output, HasSubstr(bad + ":7: syntax error"));
-  EXPECT_THAT(mixed.Output, HasSubstr(bad + ": refused, nothing of it was stored"));
-  EXPECT_THAT(mixed.Output, testing::Not(HasSubstr("readme")));
-  EXPECT_EQ(store.Number("SELECT COUNT(*) FROM EventStructure"), 2);
-
-  const Ran again = RunMibc("-- " + folder + "/good.mib");
-  EXPECT_EQ(again.Status, 0);
-  EXPECT_THAT(again.Output, HasSubstr("2 traps unchanged"));
+  const auto stored = [&store] { return store.Number("SELECT COUNT(*) FROM EventStructure"); };
+  const auto runs = [](const std::string& arguments, int status, const std::vector<std::string>& says) {
+    const Ran ran = RunMibc(arguments);
+    EXPECT_EQ(ran.Status, status) << arguments;
+    for (const std::string& text : says) {
+      EXPECT_THAT(ran.Output, HasSubstr(text)) << arguments;
+    }
+    EXPECT_THAT(ran.Output, testing::Not(HasSubstr("readme")));
+  };
+  runs("--help", 0, {"usage: mibc"});
+  runs("--version", 0, {"mibc "});
+  runs("--nonsense", 2, {});
+  runs("--check", 2, {});
+  runs("--check " + folder + "/no-such-file", 1, {"there is no such file"});
+  runs("--check " + folder, 1, {"GOOD-MIB (" + folder + "/good.mib): 2 traps, not stored"});
+  EXPECT_EQ(stored(), 0);
+  runs(folder + "/", 1,
+       {"2 traps added", bad + ":7: syntax error", bad + ": refused, nothing of it was stored"});
+  EXPECT_EQ(stored(), 2);
+  runs("-- " + folder + "/good.mib", 0, {"2 traps unchanged"});
   store.TakeAway();
-  const Ran away = RunMibc(folder + "/good.mib");
+  runs(folder + "/good.mib", 1, {"the trap store can't be opened"});
   store.BringBack();
-  EXPECT_EQ(away.Status, 1);
-  EXPECT_THAT(away.Output, HasSubstr("the trap store can't be opened"));
-}
-
-TEST(CommandLine, AnswersQuestionsAndWrongCalls) {
-  EXPECT_THAT(RunMibc("--help").Output, HasSubstr("usage: mibc"));
-  EXPECT_THAT(RunMibc("--version").Output, testing::StartsWith("mibc "));
-  EXPECT_EQ(RunMibc("--nonsense").Status, 2);
-  EXPECT_EQ(RunMibc("--check").Status, 2);
-  const Ran empty = RunMibc("--check " + MibFiles().Folder().parent_path().string() + "/no-such-file");
-  EXPECT_EQ(empty.Status, 1);
-  EXPECT_THAT(empty.Output, HasSubstr("there is no such file"));
 }
 
 }  // namespace

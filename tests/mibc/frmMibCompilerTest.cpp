@@ -64,8 +64,7 @@ TEST_F(frmMibCompilerTest, SaysThatTheStoreIsAway) {
 }
 
 TEST_F(frmMibCompilerTest, StopsAndClosesInTheMiddleOfAFile) {
-  const auto parser = files_.Write("parser", "#!/bin/sh\ntouch \"$0.began\"\nexec sleep 60\n");
-  std::filesystem::permissions(parser, std::filesystem::perms(0700));
+  const auto parser = files_.WriteParser("touch \"$0.began\"\nexec sleep 60");
   const auto began = files_.Folder() / "parser.began";
   const auto mib = files_.Write("good.mib", ModuleText("GOOD-MIB", ""));
   frmMibCompiler window({.Reader = {.Parser = parser, .Folders = {}}, .DataSource = store_.DataSource()});
