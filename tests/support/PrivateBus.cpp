@@ -1,5 +1,6 @@
 #include "support/PrivateBus.h"
 
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <stdexcept>
@@ -10,7 +11,9 @@
 #include <sys/wait.h>
 
 #include "platform/linux/FileDescriptor.h"
+#include "platform/linux/LinuxPlatform.h"
 #include "support/Processes.h"
+#include "support/ServiceManagerMock.h"
 
 extern char** environ;
 
@@ -68,6 +71,18 @@ PrivateBus::PrivateBus() {
       "/usr/bin/dbus-daemon", "--nofork", "--nopidfile", "--config-file=" + configuration.string()});
   if (!WaitUntil([&socket] { return Listens(socket); })) {
     throw std::runtime_error("the private bus does not come up");
+  }
+}
+
+ServiceManagerMock::ServiceManagerMock(const std::string& units) {
+  WriteFile(Log(), "");
+  process_ = std::make_unique<Companion>(std::vector<std::string>{
+      "/usr/bin/python3", "-m", "dbusmock", "--logfile", (folder_ / "mock.log").string(), "--template",
+      KORVANE_SOURCE_DIR "/tests/support/systemd_template.py", "--parameters",
+      R"({"log": ")" + Log().string() + R"(", "units": )" + units + "}"});
+  if (!WaitUntil([] { return platform::MakeServiceControl(200, 200)->OpenManager() != nullptr; },
+                 std::chrono::seconds(60))) {
+    throw std::runtime_error("the service manager does not come up");
   }
 }
 

@@ -85,16 +85,10 @@ std::string TestStore::Text(std::string_view select, std::string_view column) {
 }
 
 std::int32_t TestStore::AddTrap(const StoredTrap& trap) {
-  StoredTrap numbered = trap;
-  if (numbered.SequenceNumber == 0) {
-    numbered.SequenceNumber =
-        Number(fmt::format("SELECT MAX(SequenceNumber) FROM {}", store::kEventTrap)) + 1;
-  }
-  AddTraps(std::span(&numbered, 1));
-  return numbered.SequenceNumber;
+  return AddTraps(std::span(&trap, 1));
 }
 
-void TestStore::AddTraps(std::span<const StoredTrap> traps) {
+std::int32_t TestStore::AddTraps(std::span<const StoredTrap> traps) {
   static constexpr std::array<std::string_view, 10> kColumns = {
       "SequenceNumber", "EventTime",        "Source",         "EnterpriseOid", "GenericTrap",
       "SpecificTrap",   "EventDescription", "Event_ExtDescr", "EventNotes",    "EventAck"};
@@ -103,42 +97,36 @@ void TestStore::AddTraps(std::span<const StoredTrap> traps) {
   store::BatchInsert insert(db_, store::kEventTrap, kColumns);
   for (const StoredTrap& trap : traps) {
     next = trap.SequenceNumber != 0 ? trap.SequenceNumber : next + 1;
-    const std::array<store::BatchInsert::Value, 10> row = {next,
-                                                           trap.EventTime,
-                                                           std::string_view(trap.Source),
-                                                           std::string_view(trap.EnterpriseOid),
-                                                           trap.GenericTrap,
-                                                           trap.SpecificTrap,
-                                                           std::string_view(trap.EventDescription),
-                                                           std::string_view(trap.Event_ExtDescr),
-                                                           std::string_view(trap.EventNotes),
-                                                           trap.EventAck};
-    insert.Add(row);
+    insert.Add(std::array<store::BatchInsert::Value, 10>{
+        next, trap.EventTime, trap.Source, trap.EnterpriseOid, trap.GenericTrap, trap.SpecificTrap,
+        trap.EventDescription, trap.Event_ExtDescr, trap.EventNotes, trap.EventAck});
   }
   insert.Flush();
   transaction.Commit();
+  return next;
+}
+
+void TestStore::AddRow(std::string_view table, const std::vector<std::pair<std::string_view, Cell>>& cells) {
+  store::Recordset rows = db_.OpenRecordset(table, "1 = 0");
+  rows.AddNew();
+  for (const auto& [column, cell] : cells) {
+    std::visit([&rows, name = column](const auto& value) { rows.Set(name, value); }, cell);
+  }
+  rows.Update();
 }
 
 void TestStore::AddDefinition(std::string_view enterpriseOid, std::int32_t specificTrap,
                               std::string_view trapName, std::string_view enterpriseName,
                               std::string_view description) {
-  store::Recordset rows = db_.OpenRecordset(store::kEventStructure, "RequestType < RequestType");
-  rows.AddNew();
-  rows.Set("EnterpriseOid", enterpriseOid);
-  rows.Set("RequestType", specificTrap);
-  rows.Set("SpecificTrap", trapName);
-  rows.Set("Name", enterpriseName);
-  rows.Set("TrapDescription", description);
-  rows.Update();
+  AddRow(store::kEventStructure, {{"EnterpriseOid", enterpriseOid},
+                                  {"RequestType", specificTrap},
+                                  {"SpecificTrap", trapName},
+                                  {"Name", enterpriseName},
+                                  {"TrapDescription", description}});
 }
 
 void TestStore::AddSystem(std::string_view name, std::string_view address, std::string_view type) {
-  store::Recordset rows = db_.OpenRecordset(store::kSystemTable);
-  rows.AddNew();
-  rows.Set("System_Name", name);
-  rows.Set("IP_Address", address);
-  rows.Set("System_Type", type);
-  rows.Update();
+  AddRow(store::kSystemTable, {{"System_Name", name}, {"IP_Address", address}, {"System_Type", type}});
 }
 
 void TestStore::AddCategory(std::string_view name, std::span<const StoredCriterion> members) {
@@ -152,29 +140,23 @@ void TestStore::AddCategory(std::string_view name, std::span<const StoredCriteri
                   id, group));
   Execute(fmt::format("INSERT INTO Trap_Group_Master (Trap_Group_Name) VALUES ('{}')", group));
   for (const StoredCriterion& member : members) {
-    store::Recordset rows = db_.OpenRecordset(store::kTrapGroupDetail);
-    rows.AddNew();
-    rows.Set("Source_Agent", member.Source_Agent);
-    rows.Set("EnterpriseOid", member.EnterpriseOid);
-    rows.Set("GenericTrap", member.GenericTrap);
-    rows.Set("SpecificTrap", std::to_string(member.SpecificTrap));
-    rows.Set("EventDescription", member.EventDescription);
-    rows.Set("Severity", member.Severity);
-    rows.Update();
+    AddRow(store::kTrapGroupDetail, {{"Source_Agent", member.Source_Agent},
+                                     {"EnterpriseOid", member.EnterpriseOid},
+                                     {"GenericTrap", member.GenericTrap},
+                                     {"SpecificTrap", std::to_string(member.SpecificTrap)},
+                                     {"EventDescription", member.EventDescription},
+                                     {"Severity", member.Severity}});
     Execute(fmt::format("INSERT INTO Trap_Group (Trap_Group_Name, Trap_ID) VALUES ('{}', {})", group,
                         Number("SELECT MAX(Trap_Table_ID) FROM Trap_Group_Detail")));
   }
 }
 
 void TestStore::AddFilter(const StoredCriterion& criterion) {
-  store::Recordset rows = db_.OpenRecordset(store::kTrapDetail);
-  rows.AddNew();
-  rows.Set("Source_Agent", criterion.Source_Agent);
-  rows.Set("EnterpriseOid", criterion.EnterpriseOid);
-  rows.Set("GenericTrap", criterion.GenericTrap);
-  rows.Set("SpecificTrap", criterion.SpecificTrap);
-  rows.Set("EventDescription", criterion.EventDescription);
-  rows.Update();
+  AddRow(store::kTrapDetail, {{"Source_Agent", criterion.Source_Agent},
+                              {"EnterpriseOid", criterion.EnterpriseOid},
+                              {"GenericTrap", criterion.GenericTrap},
+                              {"SpecificTrap", criterion.SpecificTrap},
+                              {"EventDescription", criterion.EventDescription}});
   Execute(fmt::format("INSERT INTO Trap_Filter_Group (Trap_ID) VALUES ({})",
                       Number("SELECT MAX(Trap_Table_ID) FROM Trap_Detail")));
 }

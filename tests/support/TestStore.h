@@ -1,5 +1,5 @@
 // A fresh trap store for one test, with helpers that fill and read it through a connection of its own.
-// SqliteStore is what most tests want; EngineStore is one of the three engines, for what must hold on each.
+// SqliteStore is what most tests want; Engines.h makes one of the three, for what must hold on each.
 // One store at a time and process.
 #pragma once
 
@@ -8,6 +8,8 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include "store/Connection.h"
@@ -57,8 +59,8 @@ class TestStore {
   std::int32_t Number(std::string_view select);  // the first cell, 0 without a row
   std::string Text(std::string_view select, std::string_view column);
 
-  std::int32_t AddTrap(const StoredTrap& trap);      // its SequenceNumber
-  void AddTraps(std::span<const StoredTrap> traps);  // in one transaction
+  std::int32_t AddTrap(const StoredTrap& trap);              // its SequenceNumber
+  std::int32_t AddTraps(std::span<const StoredTrap> traps);  // in one transaction; that of the last
   void AddDefinition(std::string_view enterpriseOid, std::int32_t specificTrap, std::string_view trapName,
                      std::string_view enterpriseName, std::string_view description = "");
   void AddSystem(std::string_view name, std::string_view address, std::string_view type = "Manual");
@@ -75,6 +77,9 @@ class TestStore {
   explicit TestStore(std::string dataSource) : dataSource_(std::move(dataSource)) { DataSourceFolder(); }
 
  private:
+  using Cell = std::variant<std::int32_t, std::string_view>;
+  void AddRow(std::string_view table, const std::vector<std::pair<std::string_view, Cell>>& cells);
+
   std::string dataSource_;
   store::Connection db_;
 };
