@@ -363,6 +363,11 @@ void Spool::WaitForMore(std::uint64_t after, std::uint64_t count, std::chrono::m
   more_.wait_for(lock, longest, enough);
 }
 
+void Spool::WaitForWake(std::chrono::milliseconds longest) {
+  std::unique_lock lock(mutex_);
+  more_.wait_for(lock, longest, [this, wakes = wakes_] { return wakes_ != wakes; });
+}
+
 void Spool::Wake() {
   const std::lock_guard lock(mutex_);
   ++wakes_;

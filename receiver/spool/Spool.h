@@ -73,6 +73,7 @@ class Spool {
   void MarkStored(std::uint64_t number);
   // Waits until so many traps after the number are there, the time is over, or somebody calls Wake.
   void WaitForMore(std::uint64_t after, std::uint64_t count, std::chrono::milliseconds longest);
+  void WaitForWake(std::chrono::milliseconds longest);
   void Wake();
 
   std::uint64_t StoredNumber() const { return storedNumber_; }

@@ -236,9 +236,7 @@ void StoreWriter::Pause() {
   pause_ = std::clamp(pause_ * 2, options_.FirstPause, options_.LongestPause);
   const auto until = steady_clock::now() + pause_;
   while (!Ended() && steady_clock::now() < until) {
-    // Numbers that high never come, so only the time or a wake ends this.
-    spool_.WaitForMore(spool_.LastNumber(), std::uint64_t{1} << 40,
-                       std::chrono::ceil<milliseconds>(until - steady_clock::now()));
+    spool_.WaitForWake(std::chrono::ceil<milliseconds>(until - steady_clock::now()));
   }
 }
 
