@@ -9,17 +9,12 @@ namespace {
 // At most about so much is between the queue and the spool, where it is needed twice for a moment.
 constexpr std::size_t kTakenBytes = std::size_t{8} << 20;
 
-std::size_t BytesOf(const QueuedTrap& trap) {
-  return sizeof trap + trap.Row.Source.size() + trap.Row.EnterpriseOid.size() +
-         trap.Row.EventDescription.size() + trap.Row.Event_ExtDescr.size();
-}
-
 }  // namespace
 
 void TrapQueue::Push(std::vector<QueuedTrap> traps) {
   std::size_t bytes = 0;
   for (const QueuedTrap& trap : traps) {
-    bytes += BytesOf(trap);
+    bytes += BytesOf(trap.Row);
   }
   const std::lock_guard lock(mutex_);
   bytes_ += bytes;
