@@ -3,26 +3,15 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <ctime>
 #include <string>
 #include <utility>
 
 #include "common/Text.h"
+#include "receiver/clock/UtcText.h"
 
 namespace korvane::receiver {
-namespace {
-
-std::string UtcNow() {
-  const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-  std::tm parts{};
-  gmtime_r(&now, &parts);
-  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}Z", parts.tm_year + 1900, parts.tm_mon + 1,
-                     parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
-}
-
-}  // namespace
 
 void ServiceLog::Write(LogLevel level, std::string_view message) {
   const std::string line = VisibleText(message);
@@ -47,7 +36,7 @@ ServiceLog::Sink StandardErrorSink() {
   const bool journal = std::getenv("JOURNAL_STREAM") != nullptr;
   return [journal](LogLevel level, std::string_view line) {
     const std::string text = journal ? fmt::format("<{}>{}\n", static_cast<int>(level), line)
-                                     : fmt::format("{} {}{}\n", UtcNow(),
+                                     : fmt::format("{} {}{}\n", Rfc3339Text(std::time(nullptr)),
                                                    level == LogLevel::Error     ? "error: "
                                                    : level == LogLevel::Warning ? "warning: "
                                                                                 : "",

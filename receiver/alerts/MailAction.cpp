@@ -13,6 +13,7 @@
 
 #include "common/Text.h"
 #include "receiver/alerts/MessageAction.h"
+#include "receiver/clock/UtcText.h"
 
 namespace korvane::receiver {
 namespace {
@@ -63,18 +64,6 @@ std::string HeaderText(std::string_view text) {
     rest.remove_prefix(piece.size());
   }
   return encoded;
-}
-
-std::string DateHeader(std::int64_t time) {
-  static constexpr std::array<const char*, 7> kDays = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
-  static constexpr std::array<const char*, 12> kMonths = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-  const std::time_t seconds = time;
-  std::tm parts{};
-  gmtime_r(&seconds, &parts);
-  return fmt::format("{}, {} {} {} {:02}:{:02}:{:02} +0000", kDays[static_cast<std::size_t>(parts.tm_wday)],
-                     parts.tm_mday, kMonths[static_cast<std::size_t>(parts.tm_mon)], parts.tm_year + 1900,
-                     parts.tm_hour, parts.tm_min, parts.tm_sec);
 }
 
 std::string MessageId() {
@@ -164,7 +153,7 @@ std::string MailMessage(const AlertFiring& firing, std::int64_t time) {
       "Content-Type: text/plain; charset=UTF-8\r\n"
       "Content-Transfer-Encoding: base64\r\n"
       "\r\n",
-      DateHeader(time), from.empty() ? "" : from.front(), Joined(MailAddresses(mail.To)), MessageId(),
+      Rfc5322Text(time), from.empty() ? "" : from.front(), Joined(MailAddresses(mail.To)), MessageId(),
       HeaderText(subject));
   std::string body;
   for (const char c : AlertText(firing)) {

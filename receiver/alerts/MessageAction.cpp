@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "platform/linux/FileDescriptor.h"
+#include "receiver/clock/UtcText.h"
 
 namespace korvane::receiver {
 namespace {
@@ -26,16 +27,11 @@ constexpr std::size_t kMostBytes = 2048;
 std::string SyslogLine(const AlertFiring& firing) {
   std::array<char, 256> host{"-"};
   gethostname(host.data(), host.size() - 1);
-  std::array<char, 32> time{};
-  const std::time_t now = std::time(nullptr);
-  std::tm parts{};
-  gmtime_r(&now, &parts);
-  std::strftime(time.data(), time.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
   std::string text = AlertText(firing);
   std::replace(text.begin(), text.end(), '\n', ' ');
-  std::string line =
-      fmt::format("<{}>1 {} {} kvreceiver {} alert - \xEF\xBB\xBF{} {}", kPriority, time.data(),
-                  host[0] == '\0' ? "-" : host.data(), getpid(), AlertLine(firing), text);
+  std::string line = fmt::format("<{}>1 {} {} kvreceiver {} alert - \xEF\xBB\xBF{} {}", kPriority,
+                                 Rfc3339Text(std::time(nullptr)), host[0] == '\0' ? "-" : host.data(),
+                                 getpid(), AlertLine(firing), text);
   if (line.size() > kMostBytes) {
     std::size_t end = kMostBytes;
     while ((static_cast<unsigned char>(line[end]) & 0xC0U) == 0x80U) {

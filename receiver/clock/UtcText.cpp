@@ -1,17 +1,21 @@
 #include "receiver/clock/UtcText.h"
 
-#include <fmt/format.h>
+#include <fmt/chrono.h>
 
 #include <ctime>
 
 namespace korvane::receiver {
 
 std::string UtcText(std::int64_t seconds) {
-  const auto time = static_cast<std::time_t>(seconds);
-  std::tm parts{};
-  gmtime_r(&time, &parts);
-  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02} UTC", parts.tm_year + 1900, parts.tm_mon + 1,
-                     parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec);
+  return fmt::format("{:%Y-%m-%d %H:%M:%S UTC}", fmt::gmtime(static_cast<std::time_t>(seconds)));
+}
+
+std::string Rfc3339Text(std::int64_t seconds) {
+  return fmt::format("{:%Y-%m-%dT%H:%M:%SZ}", fmt::gmtime(static_cast<std::time_t>(seconds)));
+}
+
+std::string Rfc5322Text(std::int64_t seconds) {
+  return fmt::format("{:%a, %d %b %Y %H:%M:%S +0000}", fmt::gmtime(static_cast<std::time_t>(seconds)));
 }
 
 }  // namespace korvane::receiver
