@@ -4,9 +4,10 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <optional>
 #include <span>
+
+#include "receiver/spool/StateFile.h"
 
 namespace korvane::receiver {
 namespace {
@@ -44,19 +45,8 @@ std::optional<std::vector<std::string>> Words(std::string_view line) {
 
 // 5 to 32 octets (RFC 3411) after "0x".
 std::optional<std::string> EngineIdOf(std::string_view text) {
-  if (!text.starts_with("0x") || text.size() % 2 != 0 || text.size() < 12 || text.size() > 66) {
-    return std::nullopt;
-  }
-  std::string octets;
-  for (std::size_t i = 2; i < text.size(); i += 2) {
-    unsigned char octet = 0;
-    const auto [end, error] = std::from_chars(text.data() + i, text.data() + i + 2, octet, 16);
-    if (error != std::errc() || end != text.data() + i + 2) {
-      return std::nullopt;
-    }
-    octets += static_cast<char>(octet);
-  }
-  return octets;
+  const bool fits = text.starts_with("0x") && text.size() >= 12 && text.size() <= 66;
+  return fits ? OctetsOf(text.substr(2)) : std::nullopt;
 }
 
 bool IsOneOf(std::string_view word, std::span<const std::string_view> words) {

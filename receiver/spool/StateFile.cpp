@@ -24,20 +24,6 @@ std::string RandomOctets(std::size_t count) {
   return octets;
 }
 
-std::optional<std::string> Octets(std::string_view hex) {
-  std::string octets;
-  for (std::size_t i = 0; i < hex.size(); i += 2) {
-    unsigned char octet = 0;
-    const auto [end, error] =
-        std::from_chars(hex.data() + i, hex.data() + std::min(i + 2, hex.size()), octet, 16);
-    if (error != std::errc() || end != hex.data() + i + 2) {
-      return std::nullopt;
-    }
-    octets += static_cast<char>(octet);
-  }
-  return octets;
-}
-
 // The value of a "name = value" line; empty when there is none.
 std::string_view Line(std::string_view content, std::string_view name) {
   while (!content.empty()) {
@@ -70,10 +56,10 @@ std::optional<std::int64_t> Seconds(std::string_view text) {
 std::optional<ReceiverState> Parse(std::string_view content) {
   ReceiverState state;
   state.SpoolId = Line(content, "spool");
-  const auto engine = Octets(Line(content, "engine-id"));
+  const auto engine = OctetsOf(Line(content, "engine-id"));
   const std::string_view starts = Line(content, "starts");
   const auto [end, error] = std::from_chars(starts.data(), starts.data() + starts.size(), state.Starts);
-  if (state.SpoolId.size() != 32 || !Octets(state.SpoolId) || !engine || engine->size() < 5 ||
+  if (state.SpoolId.size() != 32 || !OctetsOf(state.SpoolId) || !engine || engine->size() < 5 ||
       engine->size() > 32 || error != std::errc() || end != starts.data() + starts.size()) {
     return std::nullopt;
   }
@@ -89,6 +75,20 @@ std::string HexDigits(std::string_view octets) {
     text += fmt::format("{:02x}", static_cast<unsigned char>(c));
   }
   return text;
+}
+
+std::optional<std::string> OctetsOf(std::string_view hexDigits) {
+  std::string octets;
+  for (std::size_t i = 0; i < hexDigits.size(); i += 2) {
+    unsigned char octet = 0;
+    const auto [end, error] = std::from_chars(
+        hexDigits.data() + i, hexDigits.data() + std::min(i + 2, hexDigits.size()), octet, 16);
+    if (error != std::errc() || end != hexDigits.data() + i + 2) {
+      return std::nullopt;
+    }
+    octets += static_cast<char>(octet);
+  }
+  return octets;
 }
 
 ReceiverState CountStart(const std::filesystem::path& folder) {

@@ -22,6 +22,8 @@ struct ReceiverState {
 
 // Two hexadecimal digits for each octet.
 std::string HexDigits(std::string_view octets);
+// The octets that these digits stand for; nothing when they are no such digits.
+std::optional<std::string> OctetsOf(std::string_view hexDigits);
 
 // Reads the file, or makes a new identity when there is none or it is damaged; counts the start and writes it
 // back.  Throws std::system_error when that can't be done: without it traps could be taken for older ones.
