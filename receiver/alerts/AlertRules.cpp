@@ -12,8 +12,7 @@
 namespace korvane::receiver {
 namespace {
 
-// Row 1 of every action table stands for no action.
-constexpr std::int32_t kNoAction = 1;
+using store::kNoAction;
 
 struct Actions {
   std::int32_t Beep = kNoAction;

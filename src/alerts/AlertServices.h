@@ -8,6 +8,7 @@
 #include "intake/ReceiverLibrary.h"
 #include "platform/Platform.h"
 #include "store/Connection.h"
+#include "store/Tables.h"
 #include "store/TrapNames.h"
 
 namespace korvane::alerts {
@@ -21,9 +22,9 @@ struct AlertServices {
   intake::ReceiverLibrary& Library;  // knows the mail settings of this machine
 };
 
-// Keys of the action tables.  Row 1 of each means no action, so an action is in use when its ID is above 1.
-inline constexpr std::int32_t kNoAction = 1;
+using store::kNoAction;
 
+// Keys of the action tables.
 struct ActionIds {
   std::int32_t Beep = kNoAction;
   std::int32_t Email = kNoAction;

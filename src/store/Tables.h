@@ -1,6 +1,7 @@
 // The tables of the trap store.  Those of the last group belong to sibling products that share the database.
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
 namespace korvane::store {
@@ -30,6 +31,9 @@ inline constexpr std::string_view kBeepDetail = "Beep_Detail";
 inline constexpr std::string_view kEmailDetail = "Email_Detail";
 inline constexpr std::string_view kMessageDetail = "Message_Detail";
 inline constexpr std::string_view kCustomActionDetail = "Custom_Action_Detail";
+
+// Keys of the four action tables.  Row 1 of each means no action, so an action is in use when its ID is above.
+inline constexpr std::int32_t kNoAction = 1;
 
 inline constexpr std::string_view kSharedOnly[] = {
     "Macro_Detail",      "System_Group",          "System_Group_Detail", "System_Group_Master",
