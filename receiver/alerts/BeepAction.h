@@ -16,7 +16,7 @@ class BeepAction : public AlertAction {
 };
 
 // The whole beep as a WAV file of one channel: tones of the frequency with silence between them.  Numbers
-// beyond reason are held at 100 beeps, 60 seconds in all and 37 to 16,000 hertz.
+// beyond reason are held at 100 beeps, 60 seconds in all and 37 to 8,000 hertz.
 std::string BeepSound(const AlertBeep& beep);
 
 }  // namespace korvane::receiver
