@@ -53,7 +53,6 @@ class InformTable {
   // The answer to send now that the trap is safe; nothing when it was let go.
   std::optional<Answer> Safe(std::uint64_t token, std::chrono::steady_clock::time_point now);
   bool HasRoom() const { return waiting_.size() < limits_.Waiting; }
-  std::size_t AnswerBytes() const { return answerBytes_; }
   std::uint64_t LetGo() const { return letGo_; }
 
  private:

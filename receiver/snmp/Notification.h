@@ -34,8 +34,8 @@ struct Value {
   std::int64_t Number = 0;  // Integer
   std::uint64_t Count = 0;  // Unsigned, Counter32, Counter64, TimeTicks
   double Real = 0;          // Float
-  Oid ObjectId;             // ObjectId
-  std::string Bytes;        // OctetString, IpAddress (in network order), Opaque, Unknown
+  Oid ObjectId = {};        // ObjectId
+  std::string Bytes = {};   // OctetString, IpAddress (in network order), Opaque, Unknown
 };
 
 struct Binding {
