@@ -1,29 +1,33 @@
-// Who may send: the file of users and communities; which informs are copies of one another; what reaches the
-// log.
+// SNMP: who may send, which informs are copies of one another, what a message leaves behind in the library,
+// and how a notification becomes a row (RFC 3584).
 
 #include <gtest/gtest.h>
 
-#include <string>
-#include <vector>
+#include <limits>
 
+#include <fmt/format.h>
+
+#include "KeptLog.h"
 #include "Packets.h"
 #include "receiver/Configuration.h"
-#include "receiver/ServiceLog.h"
 #include "receiver/snmp/InformTable.h"
 #include "receiver/snmp/LearntEngines.h"
-#include "receiver/snmp/Listener.h"
 #include "receiver/snmp/MessageHeader.h"
-#include "receiver/snmp/SnmpAccess.h"
-#include "support/FakePlatform.h"
+#include "receiver/snmp/NetSnmp.h"
+#include "receiver/snmp/ObjectNames.h"
+#include "receiver/snmp/SnmpLibrary.h"
+#include "receiver/snmp/TrapMapping.h"
+#include "receiver/snmp/ValueText.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"
-
-#include "common/RegistryValues.h"
 
 namespace korvane::receiver {
 namespace {
 
-TEST(SnmpAccess, GoodLinesAreTakenAndEachBadOneIsNamed) {
+using namespace std::string_literals;
+using std::chrono::seconds;
+
+TEST(SnmpAccessTest, GoodLinesAreTakenAndEachBadOneIsNamed) {
   const SnmpAccess access = ParseSnmpAccess(
       "# users\n"
       "createUser plain\n"
@@ -64,7 +68,7 @@ TEST(SnmpAccess, GoodLinesAreTakenAndEachBadOneIsNamed) {
   EXPECT_TRUE(ParseSnmpAccess("").AcceptsCommunity("anything"));
 }
 
-TEST(SnmpAccess, AFileThatIsNotWhollyReadAdmitsWhatItListsAndNothingElse) {
+TEST(SnmpAccessTest, AFileThatIsNotWhollyReadAdmitsWhatItListsAndNothingElse) {
   const test::TempFolder folder;
   std::filesystem::create_directory(folder / "folder");
   std::filesystem::create_symlink("nowhere", folder / "link");
@@ -92,85 +96,67 @@ TEST(SnmpAccess, AFileThatIsNotWhollyReadAdmitsWhatItListsAndNothingElse) {
     EXPECT_EQ(access.Summary(), c.Summary) << c.File;
     EXPECT_EQ(access.AcceptsCommunity("public"), access.Summary().ends_with("any community")) << c.File;
   }
-}
-
-TEST(SnmpAccess, PassphrasesThatOthersMayReadAreAWarning) {
-  const test::TempFolder folder;
-  test::WriteFile(folder / "users", "createUser auth SHA authpass1\n");
+  test::WriteFile(folder / "keys", "createUser auth SHA authpass1\n");
   for (const auto& [mode, warnings] : {std::pair(0600, 0u), {0640, 1u}, {0604, 1u}}) {
-    std::filesystem::permissions(folder / "users", std::filesystem::perms(mode));
-    EXPECT_EQ(ReadSnmpAccess(folder / "users").Warnings.size(), warnings) << mode;
-    EXPECT_EQ(ReadSnmpAccess(folder / "users").Users.size(), 1u) << "it is used all the same";
+    std::filesystem::permissions(folder / "keys", std::filesystem::perms(mode));
+    EXPECT_EQ(ReadSnmpAccess(folder / "keys").Warnings.size(), warnings) << mode;
+    EXPECT_EQ(ReadSnmpAccess(folder / "keys").Users.size(), 1u) << "it is used all the same";
   }
 }
 
-TEST(Configuration, AbsentValuesHaveDefaultsAndListsAreSplit) {
-  test::FakeRegistry registry;
-  EXPECT_EQ(ReadConfiguration(registry).ListenAddresses, (std::vector<std::string>{"udp:162", "udp6:162"}));
-  registry.PutText(kManagerKey, kListenAddressesValue, " udp:127.0.0.1:1162,udp6:[::1]:1162  udp:1163");
-  registry.PutText(kManagerKey, kSpoolFolderValue, "/somewhere");
-  registry.PutDword(kManagerKey, kSnmpFileValue, 7);
-  const Configuration configuration = ReadConfiguration(registry);
-  EXPECT_EQ(configuration.ListenAddresses,
-            (std::vector<std::string>{"udp:127.0.0.1:1162", "udp6:[::1]:1162", "udp:1163"}));
-  EXPECT_EQ(configuration.SpoolFolder, "/somewhere");
-  EXPECT_EQ(configuration.SnmpFile, Configuration().SnmpFile);
-
-  for (const char* good : {"udp:162", "udp6:1", "udp:0.0.0.0:65535", "udp6:[::]:162", "udp6:[fe80::1]:162"}) {
-    EXPECT_EQ(ListenAddressProblem(good), "") << good;
-  }
-  for (const char* bad : {"", "162", "tcp:162", "udp:", "udp:0", "udp:65536", "udp:host:162", "udp:1.2.3:162",
-                          "udp6:::1:162", "udp6:[::1]", "udp:1.2.3.4:", "udp:162x"}) {
-    EXPECT_NE(ListenAddressProblem(bad), "") << bad;
-  }
-}
-
-TEST(InformTable, OneIsStoredAndTheNewestCopyIsAnsweredOnce) {
-  InformTable table({.Memory = std::chrono::seconds(60), .Answered = 2});
-  const auto start = std::chrono::steady_clock::now();
-  const auto arrive = [&](std::uint64_t key, const char* packet, std::chrono::steady_clock::time_point when) {
-    Answer answer = {.Socket = 0, .Peer = "peer", .Packet = packet};
-    const auto result = table.Arrived(key, answer, when);
-    EXPECT_EQ(!answer.Packet.empty(), result.What == InformTable::Arrival::Answered);
+class InformTableTest : public testing::Test {
+ protected:
+  // The kind of arrival; the answer is kept by the table unless it is to be sent at once.
+  InformTable::Result Arrive(std::uint64_t key, std::string packet, int second = 0) {
+    Answer answer = {.Socket = 0, .Peer = "peer", .Packet = std::move(packet)};
+    const auto result = Table.Arrived(key, answer, Start + seconds(second));
+    EXPECT_EQ(!answer.Packet.empty(), result.What == Kind::Answered);
     return result;
-  };
-  const auto first = arrive(1, "old", start);
-  EXPECT_EQ(first.What, InformTable::Arrival::New);
-  EXPECT_EQ(arrive(1, "new", start).What, InformTable::Arrival::Waiting);
-  EXPECT_EQ(arrive(2, "other", start).What, InformTable::Arrival::New);
-  EXPECT_EQ(table.Safe(first.Token, start).value_or(Answer()).Packet, "new");
-  EXPECT_FALSE(table.Safe(first.Token, start));
-  EXPECT_EQ(arrive(1, "again", start).What, InformTable::Arrival::Answered);
-  table.Remember(3, start);
-  EXPECT_EQ(arrive(3, "again", start).What, InformTable::Arrival::Answered) << "of an earlier run";
-  EXPECT_EQ(arrive(1, "late", start + std::chrono::seconds(61)).What, InformTable::Arrival::New);
-}
-
-TEST(InformTable, AnswersAreBoundedInBytesAndWhoWaitsInNumber) {
-  InformTable table({.AnswerBytes = 1 << 20, .Waiting = 100});
-  const auto now = std::chrono::steady_clock::now();
-  const auto arrive = [&](std::uint64_t key) {
-    Answer answer = {.Socket = 0, .Peer = {}, .Packet = std::string(50'000, 'x')};
-    return table.Arrived(key, answer, now);
-  };
-  for (std::uint64_t key = 1; key <= 99; ++key) {
-    for (int copy = 0; copy < 16; ++copy) arrive(key);
-    ASSERT_LE(table.AnswerBytes(), 1u << 20);
-    ASSERT_TRUE(table.HasRoom());
   }
-  EXPECT_EQ(arrive(1).What, InformTable::Arrival::Waiting) << "let go, but known";
-  arrive(100);
-  EXPECT_FALSE(table.HasRoom());
-  EXPECT_GE(table.LetGo(), 79u);
-  EXPECT_FALSE(table.Safe(2, now)) << "its answer was the oldest";
-  EXPECT_TRUE(table.Safe(100, now));
-  EXPECT_EQ(arrive(2).What, InformTable::Arrival::Answered) << "its sender's next copy is";
-  EXPECT_TRUE(table.HasRoom());
-  for (std::uint64_t token = 1; token <= 99; ++token) table.Safe(token, now);
-  EXPECT_LT(table.AnswerBytes(), 100u);
+  std::string Safe(std::uint64_t token) { return Table.Safe(token, Start).value_or(Answer()).Packet; }
+
+  using Kind = InformTable::Arrival;
+  const std::chrono::steady_clock::time_point Start = std::chrono::steady_clock::now();
+  InformTable Table{{.Memory = seconds(60), .Answered = 200, .AnswerBytes = 1 << 20, .Waiting = 100}};
+};
+
+TEST_F(InformTableTest, OneIsStoredAndTheNewestCopyIsAnsweredOnce) {
+  const auto first = Arrive(1, "old");
+  EXPECT_EQ(first.What, Kind::New);
+  EXPECT_EQ(Arrive(1, "new").What, Kind::Waiting);
+  EXPECT_EQ(Arrive(2, "other").What, Kind::New);
+  EXPECT_EQ(Safe(first.Token), "new");
+  EXPECT_EQ(Safe(first.Token), "");
+  EXPECT_EQ(Arrive(1, "again").What, Kind::Answered);
+  Table.Remember(3, Start);
+  EXPECT_EQ(Arrive(3, "again").What, Kind::Answered) << "of an earlier run";
+  EXPECT_EQ(Arrive(1, "late", 61).What, Kind::New);
+  for (std::uint64_t key = 10; key < 211; ++key) Table.Remember(key, Start);
+  EXPECT_EQ(Arrive(11, "again").What, Kind::Answered);
+  EXPECT_EQ(Arrive(10, "too many since").What, Kind::New);
 }
 
-TEST(LearntEngines, TheOneHeardLeastLatelyOfAUserIsForgotten) {
+TEST_F(InformTableTest, AnswersAreBoundedInBytesAndWhoWaitsInNumber) {
+  const std::string packet(50'000, 'x');
+  for (std::uint64_t key = 1; key <= 99; ++key) {
+    for (int copy = 0; copy < 16; ++copy) Arrive(key, packet);
+    ASSERT_TRUE(Table.HasRoom());
+    ASSERT_EQ(Table.LetGo(), key < 20 ? 0 : key - 20) << "as many as there is room for are kept";
+  }
+  EXPECT_EQ(Arrive(1, packet).What, Kind::Waiting) << "let go, but known";
+  Arrive(100, packet);
+  EXPECT_FALSE(Table.HasRoom());
+  EXPECT_EQ(Safe(2), "") << "its answer was the oldest";
+  EXPECT_EQ(Safe(100), packet);
+  EXPECT_EQ(Arrive(2, packet).What, Kind::Answered) << "its sender's next copy is";
+  EXPECT_TRUE(Table.HasRoom());
+  for (std::uint64_t token = 1; token <= 99; ++token) Safe(token);
+  const std::uint64_t letGo = Table.LetGo();
+  for (std::uint64_t key = 201; key <= 220; ++key) Arrive(key, packet);
+  EXPECT_EQ(Table.LetGo(), letGo) << "what was sent made room";
+}
+
+TEST(LearntEnginesTest, TheOneHeardLeastLatelyOfAUserIsForgotten) {
   LearntEngines engines(2);
   EXPECT_FALSE(engines.Add("one", "A", {}));
   EXPECT_FALSE(engines.Add("one", "B", {}));
@@ -183,8 +169,7 @@ TEST(LearntEngines, TheOneHeardLeastLatelyOfAUserIsForgotten) {
   EXPECT_NE(engines.Find("two", "A"), nullptr) << "each user has room of its own";
 }
 
-TEST(MessageHeader, NamesTheSenderAndMakesTheResponse) {
-  using namespace std::string_literals;
+TEST(MessageHeaderTest, NamesTheSenderAndMakesTheResponse) {
   const std::string trap = NotificationPdu(kTrap2, 1, "");
   const std::string whole = V3Message("user", "engine", trap);
   const auto header = ReadUsmHeader(whole);
@@ -200,6 +185,8 @@ TEST(MessageHeader, NamesTheSenderAndMakesTheResponse) {
   EXPECT_EQ(ResponseTo(V2Message(Ber(kInform, BerNumber(9) + BerNumber(5) + BerNumber(300) + Ber(0x30, "")))),
             V2Message(Ber(0xA2, BerNumber(9) + BerNumber(0) + Ber(0x02, "\0\0"s) + Ber(0x30, ""))));
   EXPECT_EQ(ResponseTo(V2Message(trap)), "");
+  EXPECT_TRUE(ResponseTo(V2Message(NotificationPdu(kInform, 1, SmallestBindings(9300)))) ==
+              V2Message(NotificationPdu(0xA2, 1, SmallestBindings(9300))));
   // Cut anywhere, whatever the length of the buffer behind it is.
   for (std::size_t length = 0; length < inform.size(); ++length) {
     const std::string cut = inform.substr(0, length);
@@ -209,34 +196,251 @@ TEST(MessageHeader, NamesTheSenderAndMakesTheResponse) {
   }
 }
 
-TEST(PacedLog, ALineInAWhileSaysHowManyWereLeftOut) {
-  std::vector<std::string> written;
-  ServiceLog log([&](LogLevel, std::string_view line) { written.emplace_back(line); });
-  PacedLog paced(log, std::chrono::seconds(10));
-  const auto start = PacedLog::Clock::now();
-  const auto warn = [&](int second) {
-    paced.Warning([] { return std::string("packet"); }, start + std::chrono::seconds(second));
-  };
-  for (int i = 0; i < 20'000; ++i) warn(i / 2'000);
-  ASSERT_EQ(written.size(), 1u);
-  warn(10);
-  EXPECT_EQ(written.back(), "packet (19999 more such lines left out before)");
-  paced.TellLeftOut();
-  warn(11);
-  paced.TellLeftOut();
-  paced.TellLeftOut();
-  ASSERT_EQ(written.size(), 3u);
-  EXPECT_EQ(written.back(), "1 more lines about packets left out");
+// What the SNMP library has noted, which it never clears itself.
+const u_char* Octets(const std::string& id) {
+  return reinterpret_cast<const u_char*>(id.data());
+}
+bool HasClock(const std::string& id) {
+  return search_enginetime_list(Octets(id), static_cast<u_int>(id.size())) != nullptr;
+}
+bool HasUser(const std::string& id, const char* user) {
+  return usm_get_user(Octets(id), id.size(), user) != nullptr;
 }
 
-TEST(ServiceLog, TextFromTheNetworkCannotForgeALineOrReachATerminal) {
-  std::string written;
-  ServiceLog log([&](LogLevel, std::string_view line) { written = line; });
-  log.Warning("user \x1B[2J\r\nerror: forged\x07 \xC2\x9B \xFF");
-  for (const char c : written) EXPECT_GE(static_cast<unsigned char>(c), 0x20) << written;
-  EXPECT_EQ(written.find("\xC2\x9B"), std::string::npos);
-  EXPECT_EQ(written.find('\xFF'), std::string::npos);
-  EXPECT_NE(written.find("error: forged"), std::string::npos);
+// As the library reads a message: it notes the engine first and its clock last.  boots: 0 when it is forged.
+void Read(SnmpLibrary& library, const std::string& user, const std::string& id, unsigned boots) {
+  library.BeginMessage();
+  library.ExpectSender(user, id);
+  set_enginetime(Octets(id), static_cast<u_int>(id.size()), 0, 0, FALSE);
+  EXPECT_EQ(HasUser(id, user.c_str()), user != "nobody");
+  if (boots != 0) set_enginetime(Octets(id), static_cast<u_int>(id.size()), boots, 1000, TRUE);
+  library.EndMessage(user, id, boots != 0);
+}
+
+TEST(SnmpLibraryTest, KeepsClocksOfHonestEnginesAndNothingOfInventedOnes) {
+  const test::TempFolder folder;
+  KeptLog log;
+  const std::string own = "\x80this engine";
+  const std::string bound = "\x80\x01\x02\x03\x04";
+  SnmpLibrary library(folder.Path(), {.SpoolId = "", .EngineId = own, .Starts = 1}, log);
+  library.SetAccess(
+      ParseSnmpAccess("createUser both SHA-256 authpass1 AES privpass1\ncreateUser open\n"
+                      "createUser -e 0x8001020304 bound MD5 authpass1\n"));
+  // Enough of them that every chain of the library's table has several.
+  const auto engine = [](int number) { return fmt::format("engine{:04}", number); };
+  for (unsigned round = 1; round <= 3; ++round) {
+    for (int i = 0; i < 100; ++i) {
+      Read(library, "both", engine(i), round);
+      Read(library, "both", engine(i), 0);  // what was learnt stays
+      for (const char* user : {"both", "open", "nobody"}) {
+        Read(library, user, "invented " + engine(i), 0);
+        ASSERT_FALSE(HasClock("invented " + engine(i))) << user;
+        ASSERT_FALSE(HasUser("invented " + engine(i), user));
+      }
+      ASSERT_TRUE(HasClock(own));
+      ASSERT_TRUE(HasClock(bound));
+    }
+  }
+  for (int i = 0; i < 100; ++i) {
+    library.BeginMessage();
+    library.ExpectSender("both", engine(i));
+    unsigned boots = 0;
+    unsigned time = 0;
+    get_enginetime(Octets(engine(i)), static_cast<u_int>(engine(i).size()), &boots, &time, TRUE);
+    EXPECT_EQ(boots, 3u) << "a message sent again is still known as old";
+    library.EndMessage("both", engine(i), false);
+    EXPECT_FALSE(HasClock(engine((i + 99) % 100)));
+  }
+  library.SetAccess({});
+  EXPECT_EQ(usm_get_userList(), nullptr);
+  EXPECT_TRUE(log.Lines().empty()) << log.Lines().front();
+}
+
+const Oid kTrapOidName = {1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0};
+const Oid kEnterpriseName = {1, 3, 6, 1, 6, 3, 1, 1, 4, 3, 0};
+const Oid kAddressName = {1, 3, 6, 1, 6, 3, 18, 1, 3, 0};
+const Oid kCommunityName = {1, 3, 6, 1, 6, 3, 18, 1, 4, 0};
+const Oid kUpTimeName = {1, 3, 6, 1, 2, 1, 1, 3, 0};
+
+Value OidValue(Oid oid) {
+  return {.Type = ValueType::ObjectId, .ObjectId = std::move(oid)};
+}
+Value Number(std::int64_t number) {
+  return {.Type = ValueType::Integer, .Number = number};
+}
+Value Bytes(ValueType type, std::string bytes) {
+  return {.Type = type, .Bytes = std::move(bytes)};
+}
+Value Count(ValueType type, std::uint64_t count) {
+  return {.Type = type, .Count = count};
+}
+
+Notification V2(const Oid& trapOid, const std::vector<Binding>& more = {}) {
+  Notification notification{
+      .PeerAddress = "192.0.2.7",
+      .ReceivedSeconds = 1'700'000'000,
+      .Enterprise = {},
+      .Bindings = {{kUpTimeName, Count(ValueType::TimeTicks, 100)}, {kTrapOidName, OidValue(trapOid)}}};
+  notification.Bindings.insert(notification.Bindings.end(), more.begin(), more.end());
+  return notification;
+}
+
+TEST(TrapMappingTest, Snmpv2IdentityFollowsRfc3584) {
+  struct Case {
+    Oid TrapOid;
+    std::string Enterprise;
+    int Generic, Specific;
+  };
+  const Case cases[] = {
+      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 1}, "1.3.6.1.6.3.1.1.5", 0, 0},
+      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 6}, "1.3.6.1.6.3.1.1.5", 5, 0},
+      // Not among the six: below them, beside them, and above their last.
+      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 7}, "1.3.6.1.6.3.1.1.5", 6, 7},
+      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 0}, "1.3.6.1.6.3.1.1.5", 6, 0},
+      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 3, 1}, "1.3.6.1.6.3.1.1.5.3", 6, 1},
+      // The 0 between enterprise and number belongs to neither; only one is taken.
+      {{1, 3, 6, 1, 4, 1, 9, 0, 12}, "1.3.6.1.4.1.9", 6, 12},
+      {{1, 3, 6, 1, 4, 1, 9, 12}, "1.3.6.1.4.1.9", 6, 12},
+      {{1, 3, 6, 1, 4, 1, 9, 0, 0}, "1.3.6.1.4.1.9", 6, 0},
+      {{1, 3, 6, 1, 4, 1, 9, 0, 0, 5}, "1.3.6.1.4.1.9.0", 6, 5},
+      {{1, 3, 6, 1, 4, 1, 9, 0, 4294967295}, "1.3.6.1.4.1.9", 6, -1},
+      // Too short to name anything.
+      {{0, 0}, "0.0", 6, 0},
+      {{5}, "0.0", 6, 5},
+      {{}, "0.0", 6, 0},
+  };
+  for (const Case& c : cases) {
+    const TrapRow expected = {.EventTime = 1'700'000'000,
+                              .Source = "192.0.2.7",
+                              .EnterpriseOid = c.Enterprise,
+                              .GenericTrap = c.Generic,
+                              .SpecificTrap = c.Specific,
+                              .EventDescription = "",
+                              .Event_ExtDescr = ""};
+    EXPECT_EQ(MapNotification(V2(c.TrapOid)), expected) << OidText(c.TrapOid);
+  }
+}
+
+TEST(TrapMappingTest, TheSameEventGivesTheSameRowInEveryVersion) {
+  const Binding index = {{1, 3, 6, 1, 2, 1, 2, 2, 1, 1, 3}, Number(3)};
+  Notification v1{.Version = SnmpVersion::V1,
+                  .PeerAddress = "192.0.2.7",
+                  .ReceivedSeconds = 1'700'000'000,
+                  .Enterprise = {1, 3, 6, 1, 4, 1, 99},
+                  .Generic = 2,
+                  .AgentAddress = {10, 0, 0, 1},
+                  .Bindings = {index}};
+  // As a forwarder translates it (RFC 3584, 3.1).
+  Notification v2 =
+      V2({1, 3, 6, 1, 6, 3, 1, 1, 5, 3}, {index,
+                                          {kAddressName, Bytes(ValueType::IpAddress, {10, 0, 0, 1})},
+                                          {kCommunityName, Bytes(ValueType::OctetString, "secret")},
+                                          {kEnterpriseName, OidValue({1, 3, 6, 1, 4, 1, 99})}});
+  const auto row = MapNotification(v1);
+  ASSERT_TRUE(row);
+  EXPECT_EQ(row->EventDescription, "ifIndex.3 = 3");
+  EXPECT_EQ(row->Source, "10.0.0.1");
+  EXPECT_EQ(MapNotification(v2), row);
+  v2.Version = SnmpVersion::V3;
+  EXPECT_EQ(MapNotification(v2), row);
+  v1.AgentAddress = {};
+  EXPECT_EQ(MapNotification(v1)->Source, "192.0.2.7") << "else the sender";
+  // Values that are no address of an agent are kept in the list and change nothing.
+  for (const Value& value : {Bytes(ValueType::IpAddress, std::string(4, '\0')), Number(7),
+                             Bytes(ValueType::IpAddress, "abc"), Bytes(ValueType::OctetString, "abcd")}) {
+    const auto odd = MapNotification(V2({1, 3, 6, 1, 4, 1, 9, 0, 1}, {{kAddressName, value}}));
+    EXPECT_EQ(odd->Source, "192.0.2.7");
+    EXPECT_EQ(odd->EventDescription, "snmpTrapAddress.0 = " + ValueText(value));
+  }
+}
+
+TEST(TrapMappingTest, WithoutATrapOidThereIsNoTrap) {
+  Notification notification = V2({1, 2});
+  notification.Bindings.pop_back();
+  EXPECT_FALSE(MapNotification(notification));
+  notification.Bindings.push_back({kTrapOidName, Bytes(ValueType::OctetString, "1.2.3")});
+  EXPECT_FALSE(MapNotification(notification));
+}
+
+TEST(TrapMappingTest, DescriptionAndItsContinuationReadAsOneList) {
+  const Oid trap = {1, 3, 6, 1, 4, 1, 9, 0, 1};
+  std::vector<Binding> bindings;
+  std::string whole;
+  for (std::uint32_t i = 1; i <= 40; ++i) {
+    bindings.push_back({{1, 3, 6, 1, 4, 1, 9, i}, Number(i)});
+    whole += fmt::format("{}1.3.6.1.4.1.9.{} = {}", i == 1 ? "" : "; ", i, i);
+  }
+  const auto row = MapNotification(V2(trap, bindings));
+  EXPECT_EQ(row->EventDescription + row->Event_ExtDescr, whole);
+  EXPECT_LE(row->EventDescription.size(), kDescriptionBytes);
+  EXPECT_GT(row->EventDescription.size(), kDescriptionBytes - 25);
+  EXPECT_TRUE(row->Event_ExtDescr.starts_with("; 1.3.6.1.4.1.9.")) << row->Event_ExtDescr;
+
+  // A first value of the largest size is cut between characters, whatever the offset, and nothing is lost.
+  for (std::size_t offset = 0; offset < 4; ++offset) {
+    std::string text(offset, 'x');
+    while (text.size() < 65'000) text += "\xF0\x9F\x94\xA5";
+    const auto longRow = MapNotification(V2(trap, {{{1, 3}, Bytes(ValueType::OctetString, text)}}));
+    EXPECT_EQ(longRow->EventDescription + longRow->Event_ExtDescr, "1.3 = " + text);
+    EXPECT_LE(longRow->EventDescription.size(), kDescriptionBytes);
+    EXPECT_NE(static_cast<unsigned char>(longRow->Event_ExtDescr[0]) & 0xC0, 0x80);
+  }
+}
+
+TEST(ValueTextTest, EveryTypeHasAReadableForm) {
+  const std::vector<std::pair<Value, std::string>> cases = {
+      {Number(std::numeric_limits<std::int32_t>::min()), "-2147483648"},
+      {Count(ValueType::Unsigned, 4294967295), "4294967295"},
+      {Count(ValueType::Counter64, std::numeric_limits<std::uint64_t>::max()), "18446744073709551615"},
+      {Count(ValueType::TimeTicks, 0), "00:00:00.00"},
+      {Count(ValueType::TimeTicks, 4294967295), "497d 02:27:52.95"},
+      {Bytes(ValueType::IpAddress, {10, 0, 0, static_cast<char>(255)}), "10.0.0.255"},
+      {Bytes(ValueType::IpAddress, "xyz"), "hex 78 79 7A"},
+      {Bytes(ValueType::Opaque, "ab"), "hex 61 62"},
+      {OidValue({1, 3, 6, 1, 4294967295}), "1.3.6.1.4294967295"},
+      {{.Type = ValueType::Float, .Real = 21.5}, "21.5"},
+      {Value{}, "null"},
+  };
+  for (const auto& [value, text] : cases) EXPECT_EQ(ValueText(value), text);
+}
+
+TEST(ValueTextTest, OctetsAreTextOnlyWhenTheyCanBePrinted) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"", ""},
+      {"it's \"quoted\" <b>%s</b> $(x)", "it's \"quoted\" <b>%s</b> $(x)"},
+      {"two\r\nlines\tand a tab", "two\r\nlines\tand a tab"},
+      {"Größe \xE2\x9D\x84 \xF0\x9F\x94\xA5", "Größe \xE2\x9D\x84 \xF0\x9F\x94\xA5"},
+      {"ends in C's way\0\0"s, "ends in C's way"},
+      {"\0"s, "hex 00"},
+      {"a\0b"s, "hex 61 00 62"},
+      {"\x1B[2J", "hex 1B 5B 32 4A"},
+      {"\x08\x20\x0A\x8C\x6D\x41", "hex 08 20 0A 8C 6D 41"},
+      {"\xC2\x9B", "hex C2 9B"},                // a control character of two bytes
+      {"\xFF", "hex FF"},                       // no UTF-8 at all
+      {"\xC3", "hex C3"},                       // cut off
+      {"\xC0\xAF", "hex C0 AF"},                // overlong
+      {"\xE0\x80\x80", "hex E0 80 80"},         // overlong
+      {"\xF0\x8F\xBF\xBF", "hex F0 8F BF BF"},  // overlong
+      {"\xED\xA0\x80", "hex ED A0 80"},         // a surrogate
+      {"\xF4\x90\x80\x80", "hex F4 90 80 80"},  // beyond Unicode
+  };
+  for (const auto& [octets, text] : cases) EXPECT_EQ(OctetText(octets), text);
+}
+
+TEST(ObjectNamesTest, ColumnsAndScalarsOfStandardMibsAreNamed) {
+  const std::vector<std::pair<Oid, std::string>> cases = {
+      {{1, 3, 6, 1, 2, 1, 2, 2, 1, 2, 10101}, "ifDescr.10101"},
+      {{1, 3, 6, 1, 2, 1, 31, 1, 1, 1, 18, 3}, "ifAlias.3"},
+      {{1, 3, 6, 1, 2, 1, 1, 5, 0}, "sysName.0"},
+      {{1, 3, 6, 1, 2, 1, 15, 3, 1, 7, 192, 0, 2, 1}, "bgpPeerRemoteAddr.192.0.2.1"},
+      {{1, 3, 6, 1, 2, 1, 2, 2, 1, 2}, "ifDescr"},
+      {{1, 3, 6, 1, 2, 1, 2, 2, 1}, "1.3.6.1.2.1.2.2.1"},
+      {{1, 3, 6, 1, 2, 1, 2, 2, 1, 99, 1}, "1.3.6.1.2.1.2.2.1.99.1"},
+      {{1, 3, 6, 1, 4, 1, 9, 9}, "1.3.6.1.4.1.9.9"},
+      {{0}, "0"},
+      {{}, "0.0"},
+  };
+  for (const auto& [oid, text] : cases) EXPECT_EQ(ObjectText(oid), text);
 }
 
 }  // namespace

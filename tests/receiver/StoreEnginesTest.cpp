@@ -1,15 +1,15 @@
-// The trap store in a real database, on every engine.
+// The trap store in a real database, on every engine: how it is filled, and what becomes of old traps.
 
 #include <gtest/gtest.h>
 
-#include <string>
 #include <thread>
-#include <vector>
 
 #include <fmt/format.h>
 
+#include "KeptLog.h"
 #include "receiver/snmp/ValueText.h"
 #include "receiver/store/DatabaseTrapStore.h"
+#include "receiver/store/Housekeeping.h"
 #include "receiver/store/StoreWriter.h"
 #include "store/EngineTest.h"
 #include "support/Processes.h"
@@ -18,20 +18,30 @@
 namespace korvane::receiver {
 namespace {
 
-class TrapStoreTest : public store::EngineTest {
+constexpr std::int32_t kNow = 1'700'000'000;
+constexpr std::int32_t kHour = 3600;
+constexpr std::int32_t kDay = 86400;
+
+class StoreTest : public store::EngineTest {
  protected:
-  std::int32_t Count(const std::string& condition) {
+  std::int32_t Count(const std::string& condition = "1 = 1") {
     return Made->Number("SELECT COUNT(*) FROM EventTrap WHERE " + condition);
   }
-  DatabaseTrapStore store_{Made->DataSource()};
+  const test::TempFolder Folder;
+  KeptLog Log;
 };
 using store::EngineOf;
+
+class TrapStoreTest : public StoreTest {
+ protected:
+  DatabaseTrapStore store_{Made->DataSource()};
+};
 KORVANE_ON_EVERY_ENGINE(TrapStoreTest);
 
 SpooledTrap Trap(std::uint64_t number, std::string text) {
   SpooledTrap trap;
   trap.Number = number;
-  trap.Row.EventTime = 1'700'000'000;
+  trap.Row.EventTime = kNow;
   trap.Row.Source = "10.0.0.1";
   trap.Row.EnterpriseOid = "1.3.6.1.4.1.9";
   trap.Row.SpecificTrap = static_cast<std::int32_t>(number % 1000);
@@ -58,11 +68,11 @@ TEST_P(TrapStoreTest, RowsAndTheirNumberMoveTogether) {
 
   // A batch that does not follow what is stored changes nothing: another receiver moved the number.
   EXPECT_THROW(store_.Store(std::vector{Trap(kRun + 300, "x")}, kRun + 100), store::DatabaseError);
-  EXPECT_EQ(Count("1 = 1"), 200);
+  EXPECT_EQ(Count(), 200);
   EXPECT_EQ(store_.Open("spool1", kRun + 300, 5), kRun + 200);
 
   store_.Probe();
-  EXPECT_EQ(Count("1 = 1"), 200) << "a probe leaves nothing";
+  EXPECT_EQ(Count(), 200) << "a probe leaves nothing";
   store_.Skip(kRun + 201, kRun + 200);
   EXPECT_EQ(store_.Open("spool1", kRun + 201, 5), kRun + 201);
   // A number this spool can't have reached is another's: the spool's own memory decides.
@@ -98,15 +108,12 @@ TEST_P(TrapStoreTest, AFaultOfTheStoreIsToldFromAFaultOfARow) {
 }
 
 TEST_P(TrapStoreTest, AWriterOutlivesItsServer) {
-  const test::TempFolder folder;
-  Spool spool(folder.Path());
+  Spool spool(Folder.Path());
   Counters counters;
-  std::string lines;
-  ServiceLog log([&](LogLevel, std::string_view line) { lines.append(line).append("\n"); });
-  WriterOptions quick;
-  quick.BatchTime = quick.FirstPause = std::chrono::milliseconds(5);
-  quick.LongestPause = std::chrono::milliseconds(50);
-  StoreWriter writer(spool, store_, Quarantine(folder / "quarantine.txt"), counters, log, quick);
+  const WriterOptions quick{.BatchTime = std::chrono::milliseconds(5),
+                            .FirstPause = std::chrono::milliseconds(5),
+                            .LongestPause = std::chrono::milliseconds(50)};
+  StoreWriter writer(spool, store_, Quarantine(Folder / "quarantine.txt"), counters, Log, quick);
   std::thread thread([&] { writer.Run(); });
   int number = 0;
   const auto take = [&](int count) {
@@ -119,19 +126,107 @@ TEST_P(TrapStoreTest, AWriterOutlivesItsServer) {
     take(500);
     EXPECT_TRUE(test::WaitUntil([&] { return !writer.StoreAvailable(); }));
     Made->BringBack();
-    EXPECT_TRUE(test::WaitUntil([&] { return spool.Waiting() == 0; }, std::chrono::seconds(60))) << lines;
+    EXPECT_TRUE(test::WaitUntil([&] { return spool.Waiting() == 0; }, std::chrono::seconds(60)))
+        << Log.Lines().back();
   }
   writer.Stop(std::chrono::seconds(5));
   thread.join();
   Db.Close();
   Made->Connect(Db);
-  EXPECT_EQ(Count("1 = 1"), number);
-  EXPECT_EQ(counters.Quarantined, 0u) << lines;
+  EXPECT_EQ(Count(), number);
+  EXPECT_EQ(counters.Quarantined, 0u);
   store::Recordset rows = Db.OpenRecordset("SELECT EventDescription FROM EventTrap ORDER BY SequenceNumber");
   for (int expected = 1; expected <= number; ++expected) {
     ASSERT_TRUE(rows.Next());
     ASSERT_EQ(rows.Text("EventDescription"), fmt::format("{:05}", expected)) << "out of order";
   }
+}
+
+struct TestClocks : Clocks {
+  ClockReading Read() override { return Now; }
+  bool Synchronized() override { return Confirmed; }
+
+  ClockReading Now{.Wall = kNow, .Elapsed = kDay};
+  bool Confirmed = true;
+};
+
+class HousekeepingTest : public StoreTest {
+ protected:
+  Housekeeping Keeper(Intervals intervals) {
+    return Housekeeping(Made->DataSource(), intervals, Machine, Folder.Path(), Log,
+                        {.RowsAtOnce = 10, .Breath = std::chrono::milliseconds(0)});
+  }
+  HouseholdWork Round(Intervals intervals) { return Keeper(intervals).Round(Never.get_token()); }
+
+  const std::stop_source Never;
+  TestClocks Machine;
+};
+KORVANE_ON_EVERY_ENGINE(HousekeepingTest);
+
+TEST_P(HousekeepingTest, OldTrapsAreAcknowledgedAndOlderOnesGo) {
+  std::vector<test::StoredTrap> traps;
+  for (int i = 0; i < 25; ++i) {
+    traps.push_back({.EventTime = kNow - 8 * kDay - i, .EventAck = i % 2});
+    traps.push_back({.EventTime = kNow - 13 * kHour - i});
+    traps.push_back({.EventTime = kNow - i});
+  }
+  traps.push_back({.EventTime = kNow - 7 * kDay});  // at the bound, not older
+  traps.push_back({.EventTime = kNow - 12 * kHour});
+  Made->AddTraps(traps);
+
+  const HouseholdWork work = Round({.AckHours = 12, .PurgeDays = 7});
+  EXPECT_EQ(work.Purged, 25);
+  EXPECT_EQ(work.Acknowledged, 26) << "the one of a week ago is older than twelve hours";
+  EXPECT_EQ(Count(), 52);
+  EXPECT_EQ(Count("EventAck = 0"), 26);
+  EXPECT_EQ(Round({.AckHours = 12, .PurgeDays = 7}).Acknowledged, 0) << "once is enough";
+}
+
+TEST_P(HousekeepingTest, ANumberBelowOneDoesNothing) {
+  Made->AddTrap({.EventTime = 1});
+  for (const Intervals intervals : {Intervals{0, 0}, Intervals{-1, -7}}) {
+    const HouseholdWork work = Round(intervals);
+    EXPECT_EQ(work.Acknowledged + work.Purged, 0);
+  }
+  EXPECT_EQ(Round({.AckHours = 2'000'000'000, .PurgeDays = 2'000'000'000}).Purged, 0);
+  EXPECT_EQ(Count("EventAck = 0"), 1);
+}
+
+TEST_P(HousekeepingTest, NothingGoesOnTheWordOfOneClock) {
+  for (int day = 0; day < 20; ++day) {
+    Made->AddTrap({.EventTime = kNow - 30 * kDay - day * kDay});
+  }
+  Made->AddTrap({.EventTime = kNow + 300 * kDay});  // of a time when the clock was ahead
+  Machine.Confirmed = false;
+  Housekeeping housekeeping = Keeper({.AckHours = 12, .PurgeDays = 7});
+  for (int hour = 0; hour <= 24; ++hour) {
+    const HouseholdWork work = housekeeping.Round(Never.get_token());
+    ASSERT_EQ(work.Purged, 0);
+    // A clock that went evenly for twelve hours shows that what it calls so old is not from today.
+    ASSERT_EQ(work.Acknowledged, hour == 12 ? 20 : 0) << hour;
+    Machine.Now.Wall += kHour;
+    Machine.Now.Elapsed += kHour;
+  }
+  EXPECT_EQ(Log.Lines().size(), 2u) << "once, and once a day";
+  EXPECT_TRUE(Log.Holds("nothing confirms it"));
+  housekeeping.ConfirmClock();
+  EXPECT_EQ(housekeeping.Round(Never.get_token()).Purged, 20);
+  // The next run still knows it, and a clock that was set meanwhile is not believed.
+  Made->AddTrap({.EventTime = static_cast<std::int32_t>(Machine.Now.Wall)});
+  Machine.Now.Wall += 100 * kDay;
+  EXPECT_EQ(Round({.AckHours = 0, .PurgeDays = 7}).Purged, 0);
+  Machine.Confirmed = true;
+  EXPECT_EQ(Round({.AckHours = 0, .PurgeDays = 7}).Purged, 1);
+  EXPECT_EQ(Count(), 1);
+}
+
+TEST_P(HousekeepingTest, AStoreThatIsAwayIsUsedAgainAtTheNextRound) {
+  Made->AddTrap({.EventTime = 1});
+  Housekeeping housekeeping = Keeper({.AckHours = 0, .PurgeDays = 1});
+  Made->TakeAway();
+  EXPECT_THROW(housekeeping.Round(Never.get_token()), store::DatabaseError);
+  Made->BringBack();
+  EXPECT_EQ(housekeeping.Round(Never.get_token()).Purged, 1);
 }
 
 }  // namespace
