@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <future>
 
 #include "Counterparts.h"
 #include "KeptLog.h"
@@ -213,44 +212,6 @@ TEST_F(AlertRunnerTest, AStoreThatIsAwayDelaysAlertsAndWhatWaitsIsBoundedInBytes
   EXPECT_THAT(Fired.Lines().back(), HasSubstr("and 10 more traps"));
 }
 
-// Does nothing until it is let go.
-struct SlowAction : AlertAction {
-  SlowAction(std::atomic<bool>& begun, std::promise<void>& go) : Begun(begun), Go(go.get_future().share()) {}
-  std::string_view Name() const override { return "slow"; }
-  bool Wanted(const AlertRule&) const override { return true; }
-  std::string Carry(const AlertFiring&, const std::stop_token&) override {
-    Begun = true;
-    Go.wait();
-    return "done";
-  }
-  std::atomic<bool>& Begun;
-  std::shared_future<void> Go;
-};
-
-TEST(ActionLaneTest, WhatWaitsForASlowActionIsBoundedInBytes) {
-  KeptLog log;
-  const auto done = [&](std::ptrdiff_t count) {
-    return test::WaitUntil([&] {
-      return count ==
-             std::ranges::count_if(log.Lines(), [](const auto& line) { return line.ends_with("done"); });
-    });
-  };
-  std::atomic<bool> begun = false;
-  std::promise<void> go;
-  ActionLane lane(std::make_unique<SlowAction>(begun, go), log, {.Firings = 200, .Bytes = 1 << 20});
-  std::jthread thread([&](const std::stop_token& stop) { lane.Run(stop); });
-  const TrapRow large = LinkDown("10.0.0.1", std::string(100'000, 'x'));
-  lane.Add(Firing({}, LinkDown("10.0.0.1", std::string(2 << 20, 'x'))));  // alone, so it fits
-  ASSERT_TRUE(test::WaitUntil([&] { return begun.load(); }));
-  for (int i = 0; i < 50; ++i) lane.Add(Firing({}, large));
-  go.set_value();
-  ASSERT_TRUE(done(1));
-  lane.Add(Firing({}, large));  // there is room again
-  EXPECT_TRUE(done(2));
-  thread = {};
-  EXPECT_TRUE(log.Holds("50 times slow was asked for"));
-}
-
 class AlertActionsTest : public testing::Test {
  protected:
   std::string Script(const char* name, const std::string& commands) {
@@ -260,6 +221,29 @@ class AlertActionsTest : public testing::Test {
   }
   const test::TempFolder folder_;
 };
+
+TEST_F(AlertActionsTest, WhatWaitsForASlowOneIsBoundedInBytes) {
+  KeptLog log;
+  const auto done = [&](std::ptrdiff_t count) {
+    return test::WaitUntil([&] {
+      return count ==
+             std::ranges::count_if(log.Lines(), [](const auto& line) { return line.ends_with("status 3"); });
+    });
+  };
+  AlertRule rule;
+  rule.Program = Script("slow", "touch begun\nwhile ! test -e go; do sleep 0.05; done\nexit 3");
+  ActionLane lane(std::make_unique<ProgramAction>(), log, {.Firings = 200, .Bytes = 1 << 20});
+  std::jthread thread([&](const std::stop_token& stop) { lane.Run(stop); });
+  lane.Add(Firing(rule, LinkDown("10.0.0.1", std::string(2 << 20, 'x'))));  // alone, so it fits
+  ASSERT_TRUE(test::WaitUntil([&] { return std::filesystem::exists(folder_ / "begun"); }));
+  const auto large = Firing(rule, LinkDown("10.0.0.1", std::string(100'000, 'x')));
+  for (int i = 0; i < 50; ++i) lane.Add(large);
+  test::WriteFile(folder_ / "go", "");
+  ASSERT_TRUE(done(1));
+  lane.Add(large);  // there is room again
+  EXPECT_TRUE(done(2));
+  EXPECT_TRUE(log.Holds("50 times a program was asked for"));
+}
 
 TEST_F(AlertActionsTest, AProgramGetsTheTrapAsArgumentsAndNothingIsRunByAShell) {
   AlertRule rule;

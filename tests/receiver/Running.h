@@ -5,7 +5,6 @@
 #include <sstream>
 
 #include "Counterparts.h"
-#include "Packets.h"
 #include "common/RegistryValues.h"
 #include "support/TempFolder.h"
 

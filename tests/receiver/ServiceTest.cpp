@@ -1,12 +1,22 @@
-// What the receiver is told by its configuration, and what reaches its log.
+// What the receiver is told by its configuration, what reaches its log, and whom it believes what time it is
+// before it lets old traps go.
 
 #include <gtest/gtest.h>
+
+#include <optional>
+#include <sstream>
 
 #include "KeptLog.h"
 #include "common/RegistryValues.h"
 #include "receiver/Configuration.h"
+#include "receiver/clock/ClockWitness.h"
+#include "receiver/clock/MachineClocks.h"
 #include "receiver/snmp/Listener.h"
+#include "receiver/spool/StateFile.h"
 #include "support/FakePlatform.h"
+#include "support/PrivateBus.h"
+#include "support/Processes.h"
+#include "support/TempFolder.h"
 
 namespace korvane::receiver {
 namespace {
@@ -58,6 +68,137 @@ TEST(ServiceLogTest, TextFromTheNetworkCannotForgeALineOrReachATerminal) {
   EXPECT_EQ(written.find("\xC2\x9B"), written.npos);
   EXPECT_EQ(written.find('\xFF'), written.npos);
   EXPECT_NE(written.find("error: forged"), written.npos);
+}
+
+constexpr std::int64_t kNow = 1'700'000'000;
+constexpr std::int64_t kMinute = 60;
+constexpr std::int64_t kHour = 3600;
+constexpr std::int64_t kDay = 86400;
+constexpr std::int64_t kAge = 7 * kDay;
+
+// One machine: its true time, how far its clock is off, and receivers that run on it one after the other.
+class Machine {
+ public:
+  // Of the history, what would be the oldest trap to stay; nothing: all of it stays.
+  std::optional<std::int64_t> Bound(std::int64_t age = kAge) const {
+    const auto present = witness_.Present(age);
+    return present ? std::optional(*present - age) : std::nullopt;
+  }
+  std::int64_t Run(std::int64_t seconds) {
+    std::int64_t set = 0;
+    for (; seconds > 0; seconds -= kMinute) {
+      True += kMinute;
+      set += Look();
+    }
+    return set;
+  }
+  std::int64_t Look() { return witness_.Look({.Wall = True + Off, .Elapsed = True - boot_}); }
+  std::int64_t Restart(std::int64_t stopped, bool keepMemory = true) {
+    const ClockMemory memory = witness_.Memory();
+    True += stopped;
+    boot_ = True - 30;
+    witness_ = ClockWitness(std::chrono::seconds(kAge), keepMemory ? std::optional(memory) : std::nullopt);
+    return Look();
+  }
+  void Confirm() {
+    Look();
+    witness_.Confirm();
+  }
+
+  std::int64_t True = kNow;
+  std::int64_t Off = 0;
+
+ private:
+  std::int64_t boot_ = kNow - kDay;
+  ClockWitness witness_{std::chrono::seconds(kAge)};
+};
+
+TEST(ClockWitnessTest, AClockThatIsAheadTakesNothingThatARightOneWouldKeep) {
+  struct Case {
+    const char* Name;
+    const char* Steps;  // with the days that it is ahead, that pass, or that the receiver is stopped
+  };
+  const Case cases[] = {
+      {"first start", "ahead 365 run 6"},
+      {"ahead for so long that its own traps are the newest", "ahead 365 run 3 restart 0 restart 1 run 3"},
+      {"set forward while running", "confirm 0 ahead 365 run 1"},
+      {"set forward while stopped, so that a part of the history is at stake",
+       "confirm 0 ahead 6 restart 0 run 1"},
+      {"set forward by a little at each start",
+       "confirm 0 ahead 1 restart 0 ahead 2 restart 0 ahead 3 restart 0"},
+      {"believed, set right, ahead again", "ahead 730 confirm 0 ahead 0 run 1 ahead 365 restart 1 run 1"},
+      {"the memory is lost", "confirm 0 ahead 365 forget 0"},
+  };
+  for (const Case& c : cases) {
+    Machine machine;
+    std::istringstream steps(c.Steps);
+    std::int64_t days = 0;
+    for (std::string does; steps >> does >> days;) {
+      if (does == "ahead") machine.Off = days * kDay;
+      if (does == "confirm") machine.Confirm();
+      if (does == "run") machine.Run(days * kDay);
+      if (does == "restart" || does == "forget") machine.Restart(days * kDay + kMinute, does == "restart");
+    }
+    EXPECT_LE(machine.Bound().value_or(0), machine.True - kAge) << c.Name;
+  }
+}
+
+TEST(ClockWitnessTest, ARightClockIsBelievedInTime) {
+  Machine machine;
+  EXPECT_EQ(machine.Look(), 0);
+  EXPECT_EQ(machine.Bound(), std::nullopt);
+  machine.Run(12 * kHour);
+  EXPECT_EQ(machine.Bound(12 * kHour), machine.True - 12 * kHour) << "for a shorter age";
+  EXPECT_EQ(machine.Bound(), std::nullopt);
+  machine.Run(kAge);
+  EXPECT_EQ(machine.Bound(), machine.True - kAge) << "without anybody's word";
+  machine.Restart(5 * kMinute);
+  EXPECT_EQ(machine.Bound(), machine.True - kAge) << "a restart changes nothing";
+  EXPECT_EQ(machine.Restart(30 * kDay), 0) << "a long stop is no clock that was set";
+  EXPECT_EQ(machine.Bound(), machine.True - kAge - 30 * kDay) << "but nobody knows how long it was";
+  machine.Run(kDay);
+  EXPECT_EQ(machine.Bound(), machine.True - kAge - 30 * kDay);
+  machine.Confirm();
+  EXPECT_EQ(machine.Bound(), machine.True - kAge);
+  machine.True += 20 * kDay;  // suspended: the elapsed time counts on
+  EXPECT_EQ(machine.Look(), 0);
+  EXPECT_EQ(machine.Bound(), machine.True - kAge);
+  machine.Off = -kDay;
+  EXPECT_EQ(machine.Look(), -kDay);
+  machine.Off = -2 * kDay;
+  EXPECT_EQ(machine.Restart(kMinute), kMinute - kDay) << "seen by what the run before remembers";
+  machine.Off += 400 * kDay;
+  EXPECT_EQ(machine.Run(kHour), 400 * kDay);
+}
+
+TEST(ClockWitnessTest, WhatItRemembersComesBackUnlessTheFileIsDamaged) {
+  const test::TempFolder folder;
+  EXPECT_EQ(ReadClockMemory(folder.Path()), std::nullopt);
+  for (const ClockMemory memory : {ClockMemory{.Vouched = kNow, .Wall = kNow + 1, .Even = 7},
+                                   ClockMemory{.Vouched = std::nullopt, .Wall = kNow, .Even = 0}}) {
+    WriteClockMemory(folder.Path(), memory);
+    EXPECT_EQ(ReadClockMemory(folder.Path()), memory);
+  }
+  for (const char* damaged :
+       {"", "wall = 1\n", "wall = x\neven = 1\n", "wall = 9223372036854775807\neven = 1\n",
+        "wall = -9223372036854775808\neven = 1\n"}) {
+    test::WriteFile(folder / "clock", damaged);
+    EXPECT_EQ(ReadClockMemory(folder.Path()), std::nullopt) << damaged;
+  }
+}
+
+TEST(MachineClocksTest, TheTimeServiceIsAskedAndNobodyMeansNo) {
+  const test::PrivateBus bus;
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1);
+  MachineClocks clocks;
+  EXPECT_FALSE(clocks.Synchronized()) << "no time service";
+  {
+    const test::Companion service({"/usr/bin/python3", "-m", "dbusmock", "--template", "timedated"});
+    EXPECT_TRUE(test::WaitUntil([&] { return clocks.Synchronized(); }, std::chrono::seconds(60)));
+  }
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+  EXPECT_FALSE(clocks.Synchronized()) << "no bus";
+  unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
 }
 
 }  // namespace

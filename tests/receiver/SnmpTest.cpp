@@ -7,8 +7,8 @@
 
 #include <fmt/format.h>
 
+#include "Counterparts.h"
 #include "KeptLog.h"
-#include "Packets.h"
 #include "receiver/Configuration.h"
 #include "receiver/snmp/InformTable.h"
 #include "receiver/snmp/LearntEngines.h"
@@ -387,7 +387,7 @@ TEST(TrapMappingTest, DescriptionAndItsContinuationReadAsOneList) {
   }
 }
 
-TEST(ValueTextTest, EveryTypeHasAReadableForm) {
+TEST(ValueTextTest, EveryTypeHasAReadableFormAndOctetsAreTextOnlyWhenTheyCanBePrinted) {
   const std::vector<std::pair<Value, std::string>> cases = {
       {Number(std::numeric_limits<std::int32_t>::min()), "-2147483648"},
       {Count(ValueType::Unsigned, 4294967295), "4294967295"},
@@ -402,10 +402,7 @@ TEST(ValueTextTest, EveryTypeHasAReadableForm) {
       {Value{}, "null"},
   };
   for (const auto& [value, text] : cases) EXPECT_EQ(ValueText(value), text);
-}
-
-TEST(ValueTextTest, OctetsAreTextOnlyWhenTheyCanBePrinted) {
-  const std::vector<std::pair<std::string, std::string>> cases = {
+  const std::vector<std::pair<std::string, std::string>> octets = {
       {"", ""},
       {"it's \"quoted\" <b>%s</b> $(x)", "it's \"quoted\" <b>%s</b> $(x)"},
       {"two\r\nlines\tand a tab", "two\r\nlines\tand a tab"},
@@ -424,7 +421,7 @@ TEST(ValueTextTest, OctetsAreTextOnlyWhenTheyCanBePrinted) {
       {"\xED\xA0\x80", "hex ED A0 80"},         // a surrogate
       {"\xF4\x90\x80\x80", "hex F4 90 80 80"},  // beyond Unicode
   };
-  for (const auto& [octets, text] : cases) EXPECT_EQ(OctetText(octets), text);
+  for (const auto& [bytes, text] : octets) EXPECT_EQ(ValueText(Bytes(ValueType::OctetString, bytes)), text);
 }
 
 TEST(ObjectNamesTest, ColumnsAndScalarsOfStandardMibsAreNamed) {

@@ -1,13 +1,16 @@
-// The spool against a disk that tears, corrupts, fills up and comes back.
+// The spool against a disk that tears, corrupts, fills up and comes back; and the writer behind it with a
+// store that fails at its N-th operation, for every N and in every way, and with rows the store refuses.
 
 #include <gtest/gtest.h>
 
-#include <numeric>
+#include <set>
+#include <sstream>
 #include <thread>
 
 #include "KeptLog.h"
 #include "receiver/spool/Spool.h"
 #include "receiver/spool/Spooler.h"
+#include "receiver/store/StoreWriter.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"
 
@@ -16,6 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using std::chrono::milliseconds;
+using store::DatabaseError;
 
 TrapRow Row(int number) {
   return {.EventTime = 1000 + number,
@@ -44,9 +48,11 @@ std::vector<int> ReadAll(Spool& spool, std::uint64_t after) {
   return numbers;
 }
 
-std::vector<int> Range(int first, int last) {
-  std::vector<int> numbers(static_cast<std::size_t>(last - first + 1));
-  std::iota(numbers.begin(), numbers.end(), first);
+std::vector<int> Range(int first, int last, const std::set<int>& without = {}) {
+  std::vector<int> numbers;
+  for (int i = first; i <= last; ++i) {
+    if (!without.contains(i)) numbers.push_back(i);
+  }
   return numbers;
 }
 
@@ -130,28 +136,20 @@ TEST_F(SpoolTest, AFlippedByteCostsOneRecordAndIsCounted) {
   EXPECT_EQ(spool.Waiting(), 4u);
 }
 
-TEST_F(SpoolTest, NumbersAscendEvenWhenTheFilesOfTheLastRunAreGone) {
+TEST_F(SpoolTest, AnIdentityThatIsLostIsANewOneAndNumbersAscend) {
   std::uint64_t last = 0;
+  std::string id;
   for (int run = 0; run < 3; ++run) {
     Spool spool(folder_.Path());
+    EXPECT_NE(spool.State().SpoolId, id) << "the store must not take this spool for the old one";
     EXPECT_GE(spool.RunStart(), last);
+    EXPECT_EQ(spool.LostIdentity(), run > 0);
+    EXPECT_EQ(ReadAll(spool, last), Range(1, 0));
     AppendRows(spool, 1, 2);
     last = spool.LastNumber();
-    fs::remove(Files(folder_.Path()).back());
-  }
-  // With the identity lost too, the store must not take this spool for the old one.
-  std::string id;
-  {
-    Spool spool(folder_.Path());
-    AppendRows(spool, 1, 2);
     id = spool.State().SpoolId;
-    last = spool.LastNumber();
+    test::WriteFile(folder_ / "state", "spool = nonsense\n");
   }
-  test::WriteFile(folder_ / "state", "spool = nonsense\n");
-  Spool spool(folder_.Path());
-  EXPECT_NE(spool.State().SpoolId, id);
-  EXPECT_GE(spool.RunStart(), last);
-  EXPECT_EQ(ReadAll(spool, 0), Range(1, 2));
 }
 
 TEST_F(SpoolTest, WhatAFullDiskRefusesStaysInOrderInMemory) {
@@ -239,6 +237,328 @@ TEST_F(SpoolTest, InformsAreAnsweredWhenTheirTrapsAreSafe) {
   queue.Close();
   thread.join();
   EXPECT_EQ(answers.Lines().size(), 4u);
+}
+
+struct Death {};  // the process ends here
+
+enum class Fault { BeforeTheEffect, AfterTheEffect, DeathBefore, DeathAfter };
+
+// Keeps its rows over the life of several receivers, as a database does.
+class FaultyStore : public TrapStore {
+ public:
+  std::uint64_t Open(std::string_view spoolId, std::uint64_t highestPossible,
+                     std::uint64_t remembered) override {
+    Operation([&] {
+      if (spoolId != spoolId_ || stored_ > highestPossible) stored_ = remembered;
+      spoolId_ = spoolId;
+    });
+    return stored_;
+  }
+  void Store(std::span<const SpooledTrap> traps, std::uint64_t previous) override {
+    EXPECT_EQ(previous, stored_);
+    ++Tries;
+    Halted.wait(true);
+    Commits();
+    for (const SpooledTrap& trap : traps) {
+      if (Refused.contains(trap.Row.SpecificTrap)) {
+        throw DatabaseError("no such text", RefusalState, 1, "INSERT");
+      }
+    }
+    Operation([&] {
+      const std::lock_guard lock(mutex_);
+      for (const SpooledTrap& trap : traps) rows_.push_back(trap.Row.SpecificTrap);
+      stored_ = traps.back().Number;
+    });
+  }
+  void Skip(std::uint64_t number, std::uint64_t previous) override {
+    EXPECT_EQ(previous, stored_);
+    Commits();
+    Operation([&] { stored_ = number; });
+  }
+  void Probe() override {
+    Operation([] {});
+  }
+  void Close() noexcept override {}
+
+  std::vector<int> Rows() const {
+    const std::lock_guard lock(mutex_);
+    return rows_;
+  }
+  bool FaultHappened() const { return operations_ >= FailAt; }
+
+  int FailAt = 0;  // 0: never
+  Fault FailAs = Fault::BeforeTheEffect;
+  std::set<int> Refused;
+  std::string RefusalState = "22021";
+  std::atomic<int> Tries = 0;
+  std::atomic<bool> Halted = false;  // a call into it does not return
+  std::atomic<bool> Full = false;    // nothing can be committed
+  DatabaseError FullError{"", "", 0, ""};
+
+ private:
+  void Commits() const {
+    if (Full) throw FullError;
+  }
+  template <typename Effect>
+  void Operation(Effect effect) {
+    const bool fails = ++operations_ == FailAt;
+    if (fails && FailAs == Fault::DeathBefore) throw Death();
+    if (fails && FailAs == Fault::BeforeTheEffect) throw DatabaseError("failed", "HY000", 5, "");
+    effect();
+    if (fails && FailAs == Fault::DeathAfter) throw Death();
+    if (fails && FailAs == Fault::AfterTheEffect) throw DatabaseError("link lost", "08S01", 0, "COMMIT");
+  }
+
+  mutable std::mutex mutex_;
+  std::vector<int> rows_;
+  std::string spoolId_;
+  std::atomic<std::uint64_t> stored_ = 0;
+  std::atomic<int> operations_ = 0;
+};
+
+const WriterOptions kQuick = {.BatchRows = 4,
+                              .BatchBytes = 1 << 20,
+                              .BatchTime = milliseconds(1),
+                              .FirstPause = milliseconds(1),
+                              .LongestPause = milliseconds(5),
+                              .RowFailures = 3,
+                              .RowTroubles = 20,
+                              .LongestCall = milliseconds(100)};
+
+// One receiver's life: spool and writer on a folder, until stopped or dead.
+class Receiver {
+ public:
+  Receiver(const fs::path& folder, TrapStore& store)
+      : spool_(folder), Writer(spool_, store, Quarantine(folder / "aside"), Counted, Log, kQuick) {}
+  ~Receiver() { Stop(); }
+
+  void Take(int first, int last) {
+    std::vector<TrapRow> rows;
+    for (int i = first; i <= last; ++i) {
+      TrapRow& row = rows.emplace_back();
+      row.SpecificTrap = i;
+      row.EventDescription = "trap " + std::to_string(i);
+    }
+    spool_.Append(rows);
+  }
+  void Start() {
+    thread_ = std::thread([this] {
+      try {
+        Writer.Run();
+      } catch (const Death&) {
+        dead_ = true;
+      }
+    });
+  }
+  // Until everything is stored or put aside; false when it died first.
+  bool StoresAll() {
+    EXPECT_TRUE(test::WaitUntil([&] { return dead_ || spool_.Waiting() == 0; }));
+    return !dead_;
+  }
+  void Stop() {
+    Writer.Stop(std::chrono::seconds(10));
+    if (thread_.joinable()) thread_.join();
+  }
+
+ private:
+  Spool spool_;
+
+ public:
+  Counters Counted;
+  KeptLog Log;
+  StoreWriter Writer;
+
+ private:
+  std::thread thread_;
+  std::atomic<bool> dead_ = false;
+};
+
+// The traps that were put aside, in order.
+std::vector<int> Aside(const test::TempFolder& folder) {
+  std::istringstream lines(test::ReadFile(folder / "aside"));
+  std::vector<int> numbers;
+  for (std::string line; std::getline(lines, line);) {
+    numbers.push_back(std::stoi(line.substr(line.find("\"trap ") + 6)));
+  }
+  return numbers;
+}
+
+TEST(StoreWriterTest, NothingIsLostOrDoubledWhicheverOperationFails) {
+  for (const std::set<int>& refused : {std::set<int>{}, std::set<int>{3}}) {
+    for (const Fault fault :
+         {Fault::BeforeTheEffect, Fault::AfterTheEffect, Fault::DeathBefore, Fault::DeathAfter}) {
+      int operation = 0;
+      for (bool happened = true; happened;) {
+        SCOPED_TRACE(testing::Message() << operation + 1 << ", fault " << static_cast<int>(fault));
+        const test::TempFolder folder;
+        FaultyStore store;
+        store.FailAt = ++operation;
+        store.FailAs = fault;
+        store.Refused = refused;
+        auto receiver = std::make_unique<Receiver>(folder.Path(), store);
+        receiver->Start();
+        for (const auto& [first, last] : {std::pair(1, 7), std::pair(8, 13)}) {
+          receiver->Take(first, last);
+          while (!receiver->StoresAll()) {
+            receiver = nullptr;
+            receiver = std::make_unique<Receiver>(folder.Path(), store);
+            receiver->Start();
+          }
+        }
+        receiver->Stop();
+        EXPECT_EQ(store.Rows(), Range(1, 13, refused));
+        const std::vector<int> aside = Aside(folder);
+        EXPECT_EQ(std::set<int>(aside.begin(), aside.end()), refused);
+        if (fault < Fault::DeathBefore) {
+          EXPECT_EQ(aside.size(), refused.size());
+          EXPECT_EQ(receiver->Counted.Quarantined, refused.size());
+        }
+        happened = store.FaultHappened();
+      }
+      EXPECT_GT(operation, refused.empty() ? 4 : 8);
+    }
+  }
+}
+
+TEST(StoreWriterTest, WhicheverFileOfTheSpoolIsLostWhatWasAnsweredIsStored) {
+  struct Case {
+    const char* Name;
+    const char* State;   // new content; nothing: as it was, "lost": deleted, "old": of the first run
+    const char* Stored;  // the same
+    bool Doubles;        // neither spool nor store can know what is stored
+  };
+  const Case cases[] = {{"nothing", nullptr, nullptr, false},
+                        {"state", "lost", nullptr, false},
+                        {"state damaged", "spool = x", nullptr, false},
+                        {"state put back", "old", nullptr, false},
+                        {"state put back, stored lost", "old", "lost", false},
+                        {"stored", nullptr, "lost", false},
+                        {"stored damaged", nullptr, "zz", false},
+                        {"stored far too high", nullptr, "ffffffffffffffff", false},
+                        {"state lost, stored far too high", "lost", "ffffffffffffffff", true},
+                        {"both", "lost", "lost", true}};
+  for (const Case& c : cases) {
+    for (const bool trapsLost : {false, true}) {
+      const test::TempFolder folder;
+      FaultyStore store;
+      const auto run = [&](int first, int last) {
+        Receiver receiver(folder.Path(), store);
+        receiver.Take(first, last);
+        receiver.Start();
+        ASSERT_TRUE(receiver.StoresAll());
+      };
+      Receiver(folder.Path(), store).Stop();
+      const std::string firstState = test::ReadFile(folder / "state");
+      for (int first = 1; first < 7; first += 2) run(first, first + 1);
+      Receiver(folder.Path(), store).Take(7, 8);  // answered, and the store is away
+      const auto lose = [&](const char* name, const char* content) {
+        if (content == nullptr) return;
+        fs::remove(folder / name);
+        if (content != std::string("lost")) {
+          test::WriteFile(folder / name, content == std::string("old") ? firstState : content);
+        }
+      };
+      lose("state", c.State);
+      lose("stored", c.Stored);
+      for (const auto& entry : fs::directory_iterator(folder.Path())) {
+        if (trapsLost && entry.path().extension() == ".spool") fs::remove(entry.path());
+      }
+      run(9, 10);
+      std::vector<int> expected = Range(1, 6);
+      const std::vector<int> again = trapsLost ? Range(9, 10) : c.Doubles ? Range(1, 10) : Range(7, 10);
+      expected.insert(expected.end(), again.begin(), again.end());
+      EXPECT_EQ(store.Rows(), expected) << c.Name << (trapsLost ? ", and the traps" : "");
+    }
+  }
+}
+
+TEST(StoreWriterTest, ARefusedRowIsPutAsideAfterSomeTriesAndBlocksNoOther) {
+  // What PostgreSQL says of such a row, and what an embedded store says of almost anything.
+  for (const auto& [state, tries] :
+       {std::pair("22021", kQuick.RowFailures), std::pair("HY000", kQuick.RowTroubles)}) {
+    for (const std::set<int>& refused :
+         std::vector<std::set<int>>{{1}, {20}, {9}, {3, 4}, {1, 11, 20}, {5, 6, 7, 8}}) {
+      const test::TempFolder folder;
+      FaultyStore store;
+      store.Refused = refused;
+      store.RefusalState = state;
+      Receiver receiver(folder.Path(), store);
+      receiver.Take(1, 20);
+      receiver.Start();
+      ASSERT_TRUE(receiver.StoresAll());
+      receiver.Stop();
+      EXPECT_EQ(store.Rows(), Range(1, 20, refused));
+      EXPECT_EQ(Aside(folder), std::vector<int>(refused.begin(), refused.end()));
+      EXPECT_EQ(receiver.Counted.Quarantined, refused.size());
+      EXPECT_EQ(receiver.Counted.Stored, 20 - refused.size());
+      EXPECT_GE(store.Tries, tries * std::ssize(refused)) << state;
+    }
+  }
+}
+
+TEST(StoreWriterTest, AFullStoreIsAnOutageAndNoFaultOfARow) {
+  const DatabaseError errors[] = {{"database or disk is full", "HY000", 13, ""},
+                                  {"could not extend file", "53100", 1, ""},
+                                  {"The table 'EventTrap' is full", "HY000", 1114, ""},
+                                  {"Duplicate entry '8' for key 'PRIMARY'", "23000", 1062, ""}};
+  for (const DatabaseError& error : errors) {
+    SCOPED_TRACE(error.what());
+    const test::TempFolder folder;
+    FaultyStore store;
+    store.FullError = error;
+    store.Full = true;
+    Receiver receiver(folder.Path(), store);
+    receiver.Take(1, 7);
+    receiver.Start();
+    EXPECT_TRUE(test::WaitUntil([&] { return !receiver.Writer.StoreAvailable(); }));
+    const int tries = store.Tries;
+    EXPECT_TRUE(test::WaitUntil([&] { return store.Tries > tries + 2 * kQuick.RowTroubles; }));
+    store.Full = false;
+    ASSERT_TRUE(receiver.StoresAll());
+    receiver.Stop();
+    EXPECT_EQ(store.Rows(), Range(1, 7));
+    EXPECT_EQ(Aside(folder), Range(1, 0));
+    EXPECT_EQ(receiver.Counted.Quarantined, 0u);
+  }
+}
+
+TEST(StoreWriterTest, AStoreThatDoesNotAnswerIsReportedAndItsCallIsLeftAlone) {
+  const test::TempFolder folder;
+  FaultyStore store;
+  store.Halted = true;
+  Receiver receiver(folder.Path(), store);
+  receiver.Take(1, 3);
+  receiver.Start();
+  EXPECT_TRUE(test::WaitUntil([&] { return !receiver.Writer.StoreAvailable(); }));
+  receiver.Take(4, 7);
+  EXPECT_EQ(store.Tries, 1);
+  store.Halted = false;
+  store.Halted.notify_all();
+  EXPECT_TRUE(receiver.StoresAll());
+  EXPECT_TRUE(test::WaitUntil([&] { return receiver.Writer.StoreAvailable(); }));
+  receiver.Stop();
+  EXPECT_EQ(store.Rows(), Range(1, 7));
+  EXPECT_GE(receiver.Writer.SpooledCount(), 3u);
+  EXPECT_TRUE(receiver.Log.Holds("has not answered for"));
+  EXPECT_EQ(receiver.Log.Lines().size(), 2u);
+}
+
+TEST(QuarantineTest, HasABoundAndGivesBackWhatWasNotSkipped) {
+  const test::TempFolder folder;
+  SpooledTrap trap;
+  trap.Row.EventDescription.assign(300, 'x');
+  const std::string line = QuarantineLine(trap, "no");
+  Quarantine quarantine(folder / "aside", 2 * line.size());
+  EXPECT_TRUE(quarantine.Add(trap, "no"));
+  EXPECT_TRUE(quarantine.Add(trap, "no"));
+  EXPECT_FALSE(quarantine.Add(trap, "no"));
+  quarantine.TakeBack();  // nothing was added
+  EXPECT_EQ(test::ReadFile(folder / "aside"), line + line);
+  fs::remove(folder / "aside");
+  EXPECT_TRUE(quarantine.Add(trap, "no"));
+  quarantine.TakeBack();
+  quarantine.TakeBack();
+  EXPECT_EQ(test::ReadFile(folder / "aside"), "");
 }
 
 }  // namespace

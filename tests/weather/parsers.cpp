@@ -57,8 +57,8 @@ class Chance {
 struct Target {
   std::string Name;
   std::vector<std::string> Corpus;  // good inputs; cut into pieces they are the dictionary too
-  std::vector<std::pair<std::string, std::string>>
-      Long;                                     // a start, and what is repeated: "%" becomes a number
+  // A start, and what is repeated: "%" becomes a number.
+  std::vector<std::pair<std::string, std::string>> Long;
   std::function<void(const std::string&)> Try;  // throws std::logic_error when something does not hold
 };
 
@@ -145,16 +145,8 @@ void TryUsers(const std::string& input) {
   const std::size_t at = chance.Below(line.size());
   const char c = input.empty() ? '"' : chance.Of(input);
   if (c == '#' || c == '\n') return;
-  switch (chance.Below(3)) {
-    case 0:
-      line[at] = c;
-      break;
-    case 1:
-      line.erase(at, 1);
-      break;
-    default:
-      line.insert(at, 1, c);
-  }
+  const std::size_t gone = chance.Below(2);
+  line.replace(at, gone, gone == 0 ? 1 : chance.Below(2), c);
   const receiver::SnmpAccess changed = receiver::ParseSnmpAccess(line);
   for (const receiver::SnmpUser& user : changed.Users) {
     Demand(user.Level() == receiver::SecurityLevel::AuthPriv, "weaker than " + line);
@@ -183,13 +175,13 @@ void TryProtocol(const std::string& input) {
     pieces.Take(rest.substr(0, size));
     rest.remove_prefix(size);
   }
-  Demand(whole.Done() == pieces.Done() && whole.Broken() == pieces.Broken(),
-         "pieces are understood otherwise");
+  const bool alike = whole.Done() == pieces.Done() && whole.Broken() == pieces.Broken();
   const mibc::ReadFile all = std::move(whole).Result();
   const mibc::ReadFile same = std::move(pieces).Result();
-  Demand(std::ranges::equal(all.Modules, same.Modules, {}, &mibc::Module::Name, &mibc::Module::Name) &&
+  Demand(alike &&
+             std::ranges::equal(all.Modules, same.Modules, {}, &mibc::Module::Name, &mibc::Module::Name) &&
              std::ranges::equal(all.Faults, same.Faults, {}, &mibc::Fault::Reason, &mibc::Fault::Reason),
-         "pieces give another file");
+         "pieces are understood otherwise");
   mibc::ProtocolReader line;
   line.Take(mibc::ProtocolLine(std::vector<std::string_view>{"fault", input, "7", input}));
   Demand(!line.Broken(), "a line of our own is broken");
@@ -273,29 +265,18 @@ std::string Changed(Chance& chance, const Target& target) {
   std::string input = chance.Of(target.Corpus);
   for (std::size_t changes = 1 + chance.Below(4); changes > 0; --changes) {
     const std::size_t at = chance.Below(input.size() + 1);
-    const std::string& other = chance.Of(target.Corpus);
-    switch (chance.Below(7)) {
-      case 0:
-        input.insert(at, 1, static_cast<char>(chance.Below(256)));
-        break;
-      case 1:
-        input.erase(at, 1 + chance.Below(40));
-        break;
-      case 2:
-        input.insert(at, other, chance.Below(other.size()), chance.Below(60));
-        break;
-      case 3:
-        input.insert(at, input, chance.Below(input.size() + 1), chance.Below(60));
-        break;
-      case 4:
-        input.insert(at, chance.Of(target.Long).second);
-        break;
-      case 5:
-        if (chance.Below(8) == 0) input.resize(at);
-        break;
-      default:
-        if (at < input.size()) input[at] = static_cast<char>(input[at] ^ (1 << chance.Below(8)));
-    }
+    const auto add = [&](const std::string& from) {
+      input.insert(at, from, chance.Below(from.size() + 1), chance.Below(60));
+    };
+    const std::function<void()> ways[] = {
+        [&] { input.insert(at, 1, static_cast<char>(chance.Below(256))); },
+        [&] { input.erase(at, 1 + chance.Below(40)); },
+        [&] { add(chance.Of(target.Corpus)); },
+        [&] { add(std::string(input)); },
+        [&] { input.insert(at, chance.Of(target.Long).second); },
+        [&] { input.resize(chance.Below(8) == 0 ? at : input.size()); },
+        [&] { input.replace(at, 1, 1, static_cast<char>(input.c_str()[at] ^ (1 << chance.Below(8)))); }};
+    chance.Of(ways)();
   }
   return input;
 }

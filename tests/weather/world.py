@@ -1,7 +1,7 @@
 """A receiver with a private store, senders for it, and the account of what became of each trap.
 
-Shared by kill_receiver and faults.  Every trap carries a number of its own in its bindings; what is in EventTrap at
-the end is compared with what was sent and what was answered.
+Shared by packets, kill_receiver and faults.  Every trap of a Sender carries a number of its own in its bindings; what
+is in EventTrap at the end is compared with what was sent and what was answered.
 """
 import collections
 import configparser
@@ -17,10 +17,13 @@ import subprocess
 import threading
 import time
 
+import packets_ber as ber
+
 TOP = pathlib.Path(__file__).resolve().parents[2]
 SERVERS = TOP / "tests" / "support" / "database-servers"
 MARK = re.compile(r"weather-(\d+)\.")
 RESEND_SECONDS = 0.7
+INFORM, TRAP, RESPONSE = 0xA6, 0xA7, 0xA2
 
 
 def run(*command, **options):
@@ -30,68 +33,38 @@ def run(*command, **options):
     return done.stdout
 
 
-# BER, as far as a notification of version 2c needs it (X.690, RFC 3416).
+def wait_until(condition, seconds=60, pause=0.05):
+    until = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > until:
+            return False
+        time.sleep(pause)
+    return True
 
 
-def element(tag, content):
-    length = len(content)
-    if length < 0x80:
-        return bytes([tag, length]) + content
-    octets = length.to_bytes((length.bit_length() + 7) // 8, "big")
-    return bytes([tag, 0x80 | len(octets)]) + octets + content
+def udp_socket():
+    """On a free port of loopback."""
+    made = socket.socket(type=socket.SOCK_DGRAM)
+    made.bind(("127.0.0.1", 0))
+    made.setblocking(False)
+    return made
 
 
-def integer(value, tag=0x02):
-    return element(tag, value.to_bytes(value.bit_length() // 8 + 1, "big"))
-
-
-def oid(text):
-    numbers = [int(part) for part in text.split(".")]
-    content = b""
-    for number in [40 * numbers[0] + numbers[1], *numbers[2:]]:
-        octets = [number & 0x7F]
-        while number := number >> 7:
-            octets.append(number & 0x7F | 0x80)
-        content += bytes(reversed(octets))
-    return element(0x06, content)
-
-
-INFORM, TRAP, RESPONSE = 0xA6, 0xA7, 0xA2
-HEAD = (
-    element(0x30, oid("1.3.6.1.2.1.1.3.0") + integer(4711, 0x43))
-    + element(0x30, oid("1.3.6.1.6.3.1.1.4.1.0") + oid("1.3.6.1.4.1.32473.9.0.1"))
-)
-VALUE = oid("1.3.6.1.4.1.32473.9.1.0")
-
-
-def notification(kind, number):
-    binding = element(0x30, VALUE + element(0x04, f"weather-{number}.".encode()))
-    pdu = element(kind, integer(number) + integer(0) + integer(0) + element(0x30, HEAD + binding))
-    return element(0x30, integer(1) + element(0x04, b"public") + pdu)
-
-
-def answered_number(packet):
-    """The request ID of a response; None for anything else."""
-    at = packet.find(b"public") + 6
-    if at < 6 or packet[at : at + 1] != bytes([RESPONSE]):
-        return None
-    at += 2 + (packet[at + 1] & 0x7F if packet[at + 1] & 0x80 else 0)
-    return int.from_bytes(packet[at + 2 : at + 2 + packet[at + 1]], "big")
+def message(kind, number, *bindings):
+    return ber.encoded(ber.community_message(1, b"public", ber.notification(kind, number, list(bindings))))
 
 
 class Sender:
     """Sends informs, and traps between them, at a pace; repeats an inform until it is answered."""
 
-    def __init__(self, port, informs_per_second, traps_per_second=0, first=1):
+    def __init__(self, port, informs_per_second, traps_per_second=0):
         self.address = ("127.0.0.1", port)
         self.pause = 1 / (informs_per_second + traps_per_second)
         self.traps_per_inform = traps_per_second / informs_per_second
-        self.next = first
+        self.next = 1
         self.traps, self.informs, self.answered = set(), set(), set()
         self.waiting = collections.OrderedDict()  # number: when to repeat it
-        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self.socket.bind(("127.0.0.1", 0))
-        self.socket.setblocking(False)
+        self.socket = udp_socket()
         self.sending = threading.Event()
         self.ending = threading.Event()
         self.thread = threading.Thread(target=self._work, daemon=True)
@@ -104,10 +77,7 @@ class Sender:
         self.sending.clear()
 
     def wait_until_answered(self, seconds):
-        deadline = time.monotonic() + seconds
-        while self.waiting and time.monotonic() < deadline:
-            time.sleep(0.02)
-        return not self.waiting
+        return wait_until(lambda: not self.waiting, seconds, 0.02)
 
     def close(self):
         self.ending.set()
@@ -140,17 +110,14 @@ class Sender:
             self.traps.add(number)
 
     def _repeat(self, now):
-        while self.waiting:
-            number, when = next(iter(self.waiting.items()))
-            if when > now:
-                return
-            self.waiting.pop(number)
-            self.waiting[number] = now + RESEND_SECONDS
-            self._send(INFORM, number)
+        while self.waiting and (first := next(iter(self.waiting.items())))[1] <= now:
+            del self.waiting[first[0]]
+            self.waiting[first[0]] = now + RESEND_SECONDS
+            self._send(INFORM, first[0])
 
     def _send(self, kind, number):
         try:
-            self.socket.sendto(notification(kind, number), self.address)
+            self.socket.sendto(message(kind, number, ber.binding(4, b"weather-%d." % number)), self.address)
             return True
         except OSError:  # nobody listens just now
             return False
@@ -158,12 +125,13 @@ class Sender:
     def _take_answers(self):
         while True:
             try:
-                number = answered_number(self.socket.recv(65536))
+                tag, pdu, _ = ber.decoded(self.socket.recv(65536))[0][1][2]
             except BlockingIOError:
                 return
             except OSError:
                 continue  # the refusal of an earlier packet
-            if number in self.informs:
+            number = int.from_bytes(pdu[0][1], "big")
+            if tag == RESPONSE and number in self.informs:
                 self.answered.add(number)
                 self.waiting.pop(number, None)
 
@@ -183,9 +151,6 @@ class SqliteStore:
     def sql(self, statement):
         with contextlib.closing(sqlite3.connect(self.traps, isolation_level=None, timeout=10)) as connection:
             return [list(map(str, row)) for row in connection.execute(statement)]
-
-    def drop(self):
-        pass
 
 
 class ServerStore:
@@ -210,8 +175,8 @@ class ServerStore:
         """The engine's own, which reads statements from its standard input."""
         database = database or self.name
         if self.engine == "postgresql":
-            return ["psql", "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-h", "127.0.0.1", "-p", self.server_port,
-                    "-U", "dvl", database]
+            return ["psql", "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-h", "127.0.0.1", "-p",
+                    str(self.server_port), "-U", "dvl", database]
         return ["mariadb", "--no-defaults", "-N", "-r", "-B", "--protocol=tcp", "--host=127.0.0.1",
                 f"--port={self.server_port}", "--user=dvl", database]
 
@@ -239,30 +204,34 @@ class ServerStore:
         run(SERVERS, "ask", self.state, "drop", self.engine, self.name)
 
 
-class World:
-    """One receiver, its store, spool and settings, in a folder that the caller removes."""
+class World(contextlib.AbstractContextManager):
+    """One receiver, its store, spool and settings, in a folder that the caller removes; ends it as it is left."""
 
-    def __init__(self, program, folder, store, extra_settings=()):
+    def __init__(self, program, folder, store, users="community public\n", **settings):
         self.program, self.folder, self.store = pathlib.Path(program).resolve(), folder, store
         self.log_file = folder / "receiver.log"
         self.process = None
-        self.peak_kib = 0
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
-            probe.bind(("127.0.0.1", 0))
+        self.peak_mib = 0
+        with udp_socket() as probe:
             self.port = probe.getsockname()[1]
-        (folder / "spool").mkdir()
-        (folder / "receiver.conf").write_text("community public\n")
-        registry = folder / "registry.reg"
-        run(TOP / "install" / "make-registry", "--output", registry, f"KVListenAddresses=udp:127.0.0.1:{self.port}",
-            f"KVSpoolDir={folder / 'spool'}", f"KVSnmpConfig={folder / 'receiver.conf'}")
-        text = registry.read_text()
-        for name, number in extra_settings:
-            text = re.sub(rf'"{name}"=dword:\w+', f'"{name}"=dword:{number:08x}', text)
-        registry.write_text(text)
+        (folder / "users").touch(0o600)
+        (folder / "users").write_text(users)
+        settings |= {"KVListenAddresses": f"udp:127.0.0.1:{self.port}", "KVSpoolDir": folder / "spool",
+                     "KVSnmpConfig": folder / "users"}
+        run(TOP / "install" / "make-registry", "--output", folder / "registry.reg",
+            *(f"{name}={value}" for name, value in settings.items()))
         self._make_data_source()
-        # A build with the leak sanitizer: the drivers leak, and the tests of the receiver judge its own leaks.
-        self.environment = dict(os.environ, LSAN_OPTIONS="exitcode=0", ODBCSYSINI=str(folder),
-                                ODBCINI=str(folder / "odbc.ini"), KORVANE_REGISTRY=str(registry))
+        self.environment = dict(os.environ, ODBCSYSINI=str(folder), ODBCINI=str(folder / "odbc.ini"),
+                                KORVANE_REGISTRY=str(folder / "registry.reg"),
+                                # What waits in quarantine is no growth, and a driver loses memory at each connect.
+                                ASAN_OPTIONS="quarantine_size_mb=8", LSAN_OPTIONS="exitcode=0",
+                                UBSAN_OPTIONS="print_stacktrace=1")
+        self.environment.pop("JOURNAL_STREAM", None)
+
+    def __exit__(self, *_):
+        if self.alive():
+            self.process.kill()
+            self.process.wait()
 
     def _make_data_source(self):
         odbc = TOP / "install" / "odbc"
@@ -279,26 +248,22 @@ class World:
             self.process = subprocess.Popen([self.program], stdin=subprocess.DEVNULL, stdout=log, stderr=log,
                                             env=self.environment, cwd=self.folder)
 
-    def wait_until_ready(self, seconds=30):
-        """Whether it came up; False also when it ended."""
-        size = self.log_size_at_start
-        deadline = time.monotonic() + seconds
-        while time.monotonic() < deadline:
-            if re.search(r" ready$", self.log()[size:], re.M):
-                return True
-            if self.process.poll() is not None:
-                return False
-            time.sleep(0.02)
-        return False
-
     def start_and_wait(self):
-        self.log_size_at_start = len(self.log())
+        before = len(self.log())
         self.start()
-        if not self.wait_until_ready():
+        if not wait_until(lambda: " ready\n" in self.log()[before:] or not self.alive(), 60, 0.02) or not self.alive():
             raise RuntimeError(f"the receiver did not start:\n{self.log()[-2000:]}")
+
+    def alive(self):
+        return self.process is not None and self.process.poll() is None
 
     def log(self):
         return self.log_file.read_text(errors="replace") if self.log_file.exists() else ""
+
+    def figures(self):
+        """Of the last line of counters, by their names."""
+        line = self.log().rpartition("counters: ")[2].partition("\n")[0]
+        return {name: int(figure) for name, figure in (part.rsplit(" ", 1) for part in line.split(", "))}
 
     def kill(self, number=signal.SIGKILL):
         self.note_memory()
@@ -315,14 +280,11 @@ class World:
         with contextlib.suppress(OSError):
             status = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
             if peak := re.search(r"VmHWM:\s+(\d+)", status):  # an ended process has none
-                self.peak_kib = max(self.peak_kib, int(peak[1]))
+                self.peak_mib = max(self.peak_mib, int(peak[1]) // 1024)
 
-    def stop(self, seconds=20):
+    def stop(self, seconds=60):
         """Its exit status; negative: the signal that ended it."""
-        if self.process is None:
-            return None
-        self.note_memory()
-        self.process.terminate()
+        self.kill(signal.SIGTERM)
         try:
             return self.process.wait(seconds)
         except subprocess.TimeoutExpired:
@@ -338,12 +300,8 @@ class World:
         return found
 
     def wait_until_stored(self, wanted, seconds):
-        deadline = time.monotonic() + seconds
-        while time.monotonic() < deadline:
+        def are_there():
             with contextlib.suppress(RuntimeError, sqlite3.Error):
-                if wanted <= self.stored().keys():
-                    return True
-            if self.process is not None and self.process.poll() is not None:
-                return False
-            time.sleep(0.1)
-        return False
+                return wanted <= self.stored().keys()
+            return False
+        return wait_until(lambda: are_there() or not self.alive(), seconds, 0.1) and are_there()
