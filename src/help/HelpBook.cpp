@@ -1,153 +1,171 @@
 #include "help/HelpBook.h"
 
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTextBlock>
+#include <QTextDocument>
+#include <QTextTable>
+#include <QtEndian>
 #include <algorithm>
+#include <functional>
 #include <utility>
 
-#include "common/Text.h"
+#include "common/qt/QtText.h"
 
-namespace korvane::mainwnd {
+namespace korvane::help {
 namespace {
 
-constexpr std::string_view kFolder = "guide/";
-constexpr std::string_view kContents = "guide/contents.md";
+constexpr qint64 kLargestFile = 64 * 1024 * 1024;  // packed and unpacked
 
 // What a word is worth by where it is found.  A page about a thing names it in its title; one that mentions
 // it often is more about it than one that mentions it once, but no number of mentions outweighs a heading.
-constexpr int kInTitle = 40;
-constexpr int kInHeading = 15;
-constexpr int kMostMentions = 8;
-constexpr int kWholePhrase = 20;
+constexpr qsizetype kInTitle = 40;
+constexpr qsizetype kInHeading = 15;
+constexpr qsizetype kMostMentions = 8;
+constexpr qsizetype kWholePhrase = 20;
 
-// What the line's link leads to.
-std::optional<std::string_view> TargetIn(std::string_view line) {
-  const std::size_t open = line.find("](");
-  const std::size_t close = open == std::string_view::npos ? open : line.find(')', open);
-  if (close == std::string_view::npos) {
-    return std::nullopt;
-  }
-  return line.substr(open + 2, close - open - 2);
+bool Holds(const QString& text, const QString& word) {
+  return text.contains(word, Qt::CaseInsensitive);
 }
 
-bool Holds(std::string_view folded, std::string_view word) {
-  return folded.find(word) != std::string_view::npos;
+// The packed text; empty when the file is not whole.
+QByteArray Unpacked(std::string_view path) {
+  QFile file(ToQString(path));
+  if (!file.open(QIODevice::ReadOnly) || file.size() > kLargestFile) {
+    return {};
+  }
+  const QByteArray packed = file.readAll();
+  const qint64 length = packed.size() > 4 ? qFromBigEndian<quint32>(packed.constData()) : 0;
+  if (length == 0 || length > kLargestFile) {
+    return {};
+  }
+  QByteArray text = qUncompress(packed);
+  return text.size() == length ? text : QByteArray();
+}
+
+// Puts the cells of a table's row into one line.
+QList<HelpSection> SectionsOf(const QString& name, const QString& html) {
+  QTextDocument page;
+  page.setHtml(html);
+  QList<HelpSection> sections = {{.Title = {}, .Target = name, .Lines = {}}};
+  std::pair<QTextTable*, int> lastRow;
+  for (QTextBlock block = page.begin(); block.isValid(); block = block.next()) {
+    const QString text = block.text().remove(QChar::ObjectReplacementCharacter).simplified();
+    QTextTable* table = QTextCursor(block).currentTable();
+    const std::pair row(table, table != nullptr ? table->cellAt(block.position()).row() : 0);
+    QStringList& lines = sections.back().Lines;
+    if (block.blockFormat().headingLevel() == 1) {
+      sections.front().Title = text;
+    } else if (block.blockFormat().headingLevel() > 1) {
+      const QString anchor = block.begin().fragment().charFormat().anchorNames().value(0);
+      sections.append({.Title = text, .Target = name + QLatin1Char('#') + anchor, .Lines = {}});
+    } else if (!text.isEmpty() && table != nullptr && row == lastRow) {
+      lines.back() += QLatin1String("  ") + text;
+    } else if (!text.isEmpty()) {
+      lines.append(text);
+    }
+    lastRow = row;
+  }
+  return sections;
+}
+
+qsizetype Mentions(const HelpPage& page, const QString& text) {
+  qsizetype mentions = 0;
+  for (const HelpSection& section : page.Sections) {
+    mentions += section.Lines.filter(text, Qt::CaseInsensitive).size();
+  }
+  return mentions;
+}
+
+// 0 when a word is nowhere on the page.
+qsizetype Rank(const HelpPage& page, const QStringList& words, const QString& phrase) {
+  qsizetype rank = words.size() > 1 && Mentions(page, phrase) > 0 ? kWholePhrase : 0;
+  for (const QString& word : words) {
+    const bool inHeading =
+        std::any_of(page.Sections.begin() + 1, page.Sections.end(),
+                    [&](const HelpSection& section) { return Holds(section.Title, word); });
+    const qsizetype worth = std::min(Mentions(page, word), kMostMentions) +
+                            (Holds(page.Title(), word) ? kInTitle : 0) + (inHeading ? kInHeading : 0);
+    if (worth == 0) {
+      return 0;
+    }
+    rank += worth;
+  }
+  return rank;
 }
 
 // How many of the words stand in the text; one more when they stand there as they were typed.
-int Agreement(std::string_view folded, const std::vector<std::string>& words, std::string_view phrase) {
-  const auto found =
-      std::ranges::count_if(words, [&](const std::string& word) { return Holds(folded, word); });
-  return static_cast<int>(found) + (words.size() > 1 && Holds(folded, phrase) ? 1 : 0);
+qsizetype Agreement(const QString& text, const QStringList& words, const QString& phrase) {
+  const auto holds = [&](const QString& word) { return Holds(text, word); };
+  return std::ranges::count_if(words, holds) + (words.size() > 1 && holds(phrase) ? 1 : 0);
 }
 
-// Nothing when a word is nowhere on the page.
-std::optional<int> Rank(const HelpPage& page, const std::vector<std::string>& words,
-                        std::string_view phrase) {
-  int rank = 0;
-  for (const std::string& word : words) {
-    const auto mentions = static_cast<int>(std::ranges::count_if(
-        page.Paragraphs, [&](const HelpParagraph& paragraph) { return Holds(paragraph.Folded, word); }));
-    const bool inTitle = Holds(FoldCase(page.Title()), word);
-    const bool inHeading =
-        std::any_of(page.Sections.begin() + 1, page.Sections.end(),
-                    [&](const HelpSection& section) { return Holds(FoldCase(section.Title), word); });
-    if (mentions == 0 && !inTitle && !inHeading) {
-      return std::nullopt;
+// The best line is one with most of the words, under a heading that has them too where there is a choice;
+// the first one when the title alone has the words.
+HelpHit BestLine(const HelpPage& page, const QStringList& words, const QString& phrase) {
+  const HelpSection& first = page.Sections.front();
+  HelpHit best{.Title = page.Title(), .Line = first.Lines.value(0), .Target = page.Name};
+  qsizetype most = 0;
+  for (const HelpSection& section : page.Sections) {
+    const qsizetype inHeading = &section == &first ? 0 : 2 * Agreement(section.Title, words, phrase);
+    for (const QString& line : section.Lines) {
+      const qsizetype agreement = inHeading + Agreement(line, words, phrase);
+      if (agreement > most) {
+        most = agreement;
+        best.Line = line;
+        best.Target = section.Target;
+      }
     }
-    rank += std::min(mentions, kMostMentions) + (inTitle ? kInTitle : 0) + (inHeading ? kInHeading : 0);
-  }
-  const bool whole = std::ranges::any_of(
-      page.Paragraphs, [&](const HelpParagraph& paragraph) { return Holds(paragraph.Folded, phrase); });
-  return rank + (words.size() > 1 && whole ? kWholePhrase : 0);
-}
-
-// The line that shows best why the page was found: one with most of the words, under a heading that has them
-// too where there is a choice.
-HelpHit BestLine(const HelpPage& page, const std::vector<std::string>& words, std::string_view phrase) {
-  HelpHit best{.Page = &page, .Section = &page.Sections.front(), .Line = {}};
-  int most = 0;
-  for (const HelpParagraph& paragraph : page.Paragraphs) {
-    const HelpSection& section = page.Sections[paragraph.Section];
-    const int inText = Agreement(paragraph.Folded, words, phrase);
-    const int inHeading = section.Anchor.empty() ? 0 : Agreement(FoldCase(section.Title), words, phrase);
-    if (2 * inHeading + inText > most) {
-      most = 2 * inHeading + inText;
-      best.Section = &section;
-      best.Line = paragraph.Text;
-    }
-  }
-  if (best.Line.empty() && !page.Paragraphs.empty()) {
-    best.Line = page.Paragraphs.front().Text;  // the title alone has the words
   }
   return best;
 }
 
 }  // namespace
 
-std::optional<HelpBook> HelpBook::Read(const ReadFile& readFile) {
-  const std::optional<std::string> contents = readFile(kContents);
-  if (!contents || !contents->starts_with(kHelpContentsTitle)) {
-    return std::nullopt;
-  }
+std::optional<HelpBook> HelpBook::Read(std::string_view path) {
+  const QJsonObject guide = QJsonDocument::fromJson(Unpacked(path)).object();
   HelpBook book;
-  std::string group;
-  for (std::string_view rest = *contents; !rest.empty();) {
-    const std::size_t end = std::min(rest.find('\n'), rest.size() - 1);
-    const std::string_view line = rest.substr(0, end + 1);
-    rest.remove_prefix(end + 1);
-    if (line.starts_with("## ")) {
-      group = PlainHelpText(line.substr(3, line.find_last_not_of(" \r\n") - 2));
-    } else if (const std::optional<std::string_view> page = TargetIn(line)) {
-      std::optional<std::string> markdown = readFile(std::string(kFolder) + std::string(*page));
-      if (!markdown) {
-        return std::nullopt;
-      }
-      book.pages_.push_back(ParseHelpPage(std::string(*page), *std::move(markdown)));
-      book.pages_.back().Group = group;
-    }
+  for (const QJsonValue& page : guide[QLatin1String("pages")].toArray()) {
+    const QString name = page[QLatin1String("name")].toString();
+    const QString html = page[QLatin1String("html")].toString();
+    book.Pages.append({.Name = name,
+                       .Group = page[QLatin1String("group")].toString(),
+                       .Html = html,
+                       .Sections = SectionsOf(name, html)});
   }
-  return book.pages_.empty() ? std::nullopt : std::optional(std::move(book));
+  const QJsonObject pictures = guide[QLatin1String("pictures")].toObject();
+  for (const QString& name : pictures.keys()) {
+    book.Pictures.insert(name, QByteArray::fromBase64(pictures[name].toString().toLatin1()));
+  }
+  return book.Pages.isEmpty() ? std::nullopt : std::optional(std::move(book));
 }
 
-const HelpPage* HelpBook::Find(std::string_view name) const {
-  const auto found = std::ranges::find(pages_, name, &HelpPage::Name);
-  return found == pages_.end() ? nullptr : &*found;
+const HelpPage* HelpBook::Find(const QString& name) const {
+  const auto found = std::ranges::find(Pages, name, &HelpPage::Name);
+  return found == Pages.end() ? nullptr : &*found;
 }
 
-std::vector<HelpHit> HelpBook::Search(std::string_view text) const {
-  const std::vector<std::string> words = HelpSearchWords(text);
-  std::vector<std::pair<int, HelpHit>> ranked;
-  if (!words.empty()) {
-    std::string phrase;
-    for (const std::string& word : words) {
-      phrase += (phrase.empty() ? "" : " ") + word;
-    }
-    for (const HelpPage& page : pages_) {
-      if (const std::optional<int> rank = Rank(page, words, phrase)) {
-        ranked.emplace_back(*rank, BestLine(page, words, phrase));
-      }
+QList<HelpHit> HelpBook::Search(const QString& text) const {
+  const QStringList words = HelpSearchWords(text);
+  const QString phrase = words.join(QLatin1Char(' '));
+  QList<std::pair<qsizetype, const HelpPage*>> found;
+  for (const HelpPage& page : Pages) {
+    if (const qsizetype rank = Rank(page, words, phrase); rank > 0) {
+      found.emplace_back(rank, &page);
     }
   }
-  std::ranges::stable_sort(ranked, std::ranges::greater(), &std::pair<int, HelpHit>::first);
-  std::vector<HelpHit> hits;
-  hits.reserve(ranked.size());
-  for (auto& [rank, hit] : ranked) {
-    hits.push_back(std::move(hit));
+  std::ranges::stable_sort(found, std::ranges::greater(), &std::pair<qsizetype, const HelpPage*>::first);
+  QList<HelpHit> hits;
+  for (const auto& [rank, page] : found) {
+    hits.append(BestLine(*page, words, phrase));
   }
   return hits;
 }
 
-std::vector<std::string> HelpSearchWords(std::string_view text) {
-  const std::string folded = FoldCase(text);
-  std::vector<std::string> words;
-  for (std::string_view rest = folded; !rest.empty();) {
-    const std::size_t end = std::min(rest.find_first_of(" \t"), rest.size());
-    const std::string word(rest.substr(0, end));
-    if (!word.empty() && std::ranges::find(words, word) == words.end()) {
-      words.push_back(word);
-    }
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-  }
-  return words;
+QStringList HelpSearchWords(const QString& text) {
+  return text.simplified().split(QLatin1Char(' '), Qt::SkipEmptyParts);
 }
 
-}  // namespace korvane::mainwnd
+}  // namespace korvane::help

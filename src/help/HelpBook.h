@@ -1,49 +1,56 @@
-// The user guide: its contents list, its pages in reading order, and a search over all of them.  Read once
-// when the help window opens, constant afterwards.  No toolkit; whoever reads it says where the files are.
-//
-// The folder "guide" holds one Markdown file a page and "contents.md", which begins with kHelpContentsTitle,
-// groups the pages under second-level headings and links to each.  A page that it does not link to is not
-// part of the guide.
+// The user guide: its pages in reading order, their pictures, and a search over all of them.  Read from the
+// help file when the help window opens, constant afterwards.  docs/make_help.py makes the file and says what
+// is in it.  User-interface thread.
 #pragma once
 
-#include <functional>
+#include <QByteArray>
+#include <QHash>
+#include <QList>
+#include <QString>
+#include <QStringList>
 #include <optional>
-#include <span>
-#include <string>
 #include <string_view>
-#include <vector>
 
-#include "help/HelpPage.h"
+namespace korvane::help {
 
-namespace korvane::mainwnd {
+inline constexpr std::string_view kHelpFile = "kvw.hlp";
 
-inline constexpr std::string_view kHelpContentsTitle = "# Korvane Manager Console: operator's guide";
+// A heading with what stands below it up to the next one.
+struct HelpSection {
+  QString Title;
+  QString Target;     // "start.md#what-you-see"; of a page's first section the page alone
+  QStringList Lines;  // paragraphs, list items and table rows as plain text
+};
+
+struct HelpPage {
+  QString Name;   // "start.md"
+  QString Group;  // heading under which the contents list it
+  QString Html;
+  QList<HelpSection> Sections;  // the first has the page's title; never empty
+
+  const QString& Title() const { return Sections.front().Title; }
+};
 
 struct HelpHit {
-  const HelpPage* Page;
-  const HelpSection* Section;  // where the best line stands
-  std::string Line;            // empty on a page without text
+  QString Title;   // of the page
+  QString Line;    // that shows best why it was found
+  QString Target;  // where that line stands
 };
 
-class HelpBook {
- public:
-  // A file's text by its path in the help file, "guide/start.md"; nothing when there is none.
-  using ReadFile = std::function<std::optional<std::string>(std::string_view path)>;
+struct HelpBook {
+  // Nothing when the file is missing, unreadable, too large, cut off, damaged or no guide.
+  static std::optional<HelpBook> Read(std::string_view path);
 
-  // Nothing when the contents are missing, are none, or name a page that is missing.
-  static std::optional<HelpBook> Read(const ReadFile& readFile);
-
-  std::span<const HelpPage> Pages() const { return pages_; }  // the first one is where reading begins
-  const HelpPage* Find(std::string_view name) const;
+  const HelpPage* Find(const QString& name) const;  // null: there is none
 
   // Pages that hold all words, each whole or as part of a word, ignoring case; best first.  No word: nothing.
-  std::vector<HelpHit> Search(std::string_view words) const;
+  QList<HelpHit> Search(const QString& words) const;
 
- private:
-  std::vector<HelpPage> pages_;
+  QList<HelpPage> Pages;
+  QHash<QString, QByteArray> Pictures;  // by file name, "road.svg"
 };
 
-// The words of a search, folded, each once.
-std::vector<std::string> HelpSearchWords(std::string_view words);
+// The words of a search.
+QStringList HelpSearchWords(const QString& text);
 
-}  // namespace korvane::mainwnd
+}  // namespace korvane::help

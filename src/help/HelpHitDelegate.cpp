@@ -1,51 +1,33 @@
 #include "help/HelpHitDelegate.h"
 
+#include <QAbstractTextDocumentLayout>
 #include <QApplication>
 #include <QPainter>
-#include <QTextLayout>
-#include <algorithm>
+#include <QRegularExpression>
+#include <QTextDocument>
 
-namespace korvane::mainwnd {
+namespace korvane::help {
 namespace {
 
 constexpr int kPadding = 6;
-constexpr int kLines = 2;          // of what the page says
+constexpr int kLines = 3;          // the title and two of what the page says
 constexpr qsizetype kBefore = 24;  // characters shown before the first word found
 constexpr qsizetype kMost = 200;
 
-QFont TitleFont(const QStyleOptionViewItem& option) {
-  QFont font = option.font;
-  font.setBold(true);
-  return font;
-}
-
-// The part of the line around the first word found.
+// The part of the line around the first word found, as HTML with the words in bold.
 QString Extract(const QString& line, const QStringList& words) {
-  qsizetype first = line.size();
+  QStringList patterns;
   for (const QString& word : words) {
-    const qsizetype at = line.indexOf(word, 0, Qt::CaseInsensitive);
-    first = at >= 0 ? std::min(first, at) : first;
+    patterns.append(QRegularExpression::escape(word));
   }
-  qsizetype from = 0;
-  if (first < line.size() && first > 3 * kBefore) {
-    from = line.lastIndexOf(QLatin1Char(' '), first - kBefore) + 1;
-  }
-  return (from > 0 ? QString(QChar(0x2026)) : QString()) + line.mid(from, kMost);
-}
-
-QList<QTextLayout::FormatRange> BoldWords(const QString& text, const QStringList& words) {
-  QList<QTextLayout::FormatRange> ranges;
-  for (const QString& word : words) {
-    for (qsizetype at = text.indexOf(word, 0, Qt::CaseInsensitive); at >= 0 && !word.isEmpty();
-         at = text.indexOf(word, at + word.size(), Qt::CaseInsensitive)) {
-      QTextLayout::FormatRange range;
-      range.start = static_cast<int>(at);
-      range.length = static_cast<int>(word.size());
-      range.format.setFontWeight(QFont::Bold);
-      ranges.append(range);
-    }
-  }
-  return ranges;
+  const QRegularExpression any(QLatin1Char('(') + patterns.join(QLatin1Char('|')) + QLatin1Char(')'),
+                               QRegularExpression::CaseInsensitiveOption);
+  const qsizetype first = line.indexOf(any);
+  const qsizetype from = first > 3 * kBefore ? line.lastIndexOf(QLatin1Char(' '), first - kBefore) + 1 : 0;
+  // Two characters that no page has stand for the tags until the text is escaped.
+  const QString text = line.mid(from, kMost).replace(any, QStringLiteral("\x01\\1\x02")).toHtmlEscaped();
+  return (from > 0 ? QStringLiteral("\u2026") : QString()) +
+         QString(text).replace(QChar(1), QLatin1String("<b>")).replace(QChar(2), QLatin1String("</b>"));
 }
 
 }  // namespace
@@ -59,40 +41,28 @@ void HelpHitDelegate::paint(QPainter* painter, const QStyleOptionViewItem& optio
   style.drawControl(QStyle::CE_ItemViewItem, &ground, painter, option.widget);
 
   const bool selected = option.state.testFlag(QStyle::State_Selected);
-  const QPalette& palette = option.palette;
-  const QColor ink = palette.color(selected ? QPalette::HighlightedText : QPalette::Text);
   const QRect rect = option.rect.adjusted(kPadding, kPadding, -kPadding, -kPadding);
+  const auto colour = [&](QPalette::ColorRole role) {
+    return option.palette.color(selected ? QPalette::HighlightedText : role).name();
+  };
+  QFont bold = option.font;
+  bold.setBold(true);
+  const QString title = QFontMetrics(bold).elidedText(index.data().toString(), Qt::ElideRight, rect.width());
+  QTextDocument text;
+  text.setDefaultFont(option.font);
+  text.setDocumentMargin(0);
+  text.setTextWidth(rect.width());
+  text.setHtml(QStringLiteral("<b style='color:%1'>%2</b><br><span style='color:%3'>%4</span>")
+                   .arg(colour(QPalette::Text), title.toHtmlEscaped(), colour(QPalette::PlaceholderText),
+                        Extract(index.data(kHelpHitLineRole).toString(), words_)));
   painter->save();
-  painter->setClipRect(option.rect);
-  painter->setPen(ink);
-  painter->setFont(TitleFont(option));
-  const QFontMetrics title(painter->font());
-  painter->drawText(QRect(rect.topLeft(), QSize(rect.width(), title.height())), Qt::AlignLeft,
-                    title.elidedText(index.data().toString(), Qt::ElideRight, rect.width()));
-
-  painter->setPen(selected ? ink : palette.color(QPalette::PlaceholderText));
-  const QString text = Extract(index.data(kHelpHitLineRole).toString(), words_);
-  QTextLayout layout(text, option.font);
-  layout.setFormats(BoldWords(text, words_));
-  layout.beginLayout();
-  double y = rect.top() + title.height() + 2;
-  for (int i = 0; i < kLines; ++i) {
-    QTextLine line = layout.createLine();
-    if (!line.isValid()) {
-      break;
-    }
-    line.setLineWidth(rect.width());
-    line.setPosition(QPointF(rect.left(), y));
-    y += line.height();
-  }
-  layout.endLayout();
-  layout.draw(painter, QPointF());
+  painter->translate(rect.topLeft());
+  text.drawContents(painter, QRectF(QPointF(), rect.size()));
   painter->restore();
 }
 
 QSize HelpHitDelegate::sizeHint(const QStyleOptionViewItem& option, const QModelIndex&) const {
-  return {kPadding * 8,
-          2 * kPadding + 2 + QFontMetrics(TitleFont(option)).height() + kLines * option.fontMetrics.height()};
+  return {kPadding * 8, 2 * kPadding + kLines * option.fontMetrics.height()};
 }
 
-}  // namespace korvane::mainwnd
+}  // namespace korvane::help

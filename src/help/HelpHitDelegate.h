@@ -1,11 +1,11 @@
-// A page that the search of the help window found: its title above a line of what it says, with the words
+// A page that the search of the help window found: its title above two lines of what it says, with the words
 // that were looked for in bold.  User-interface thread.
 #pragma once
 
 #include <QStringList>
 #include <QStyledItemDelegate>
 
-namespace korvane::mainwnd {
+namespace korvane::help {
 
 inline constexpr int kHelpHitLineRole = Qt::UserRole + 1;    // the line; DisplayRole has the title
 inline constexpr int kHelpHitTargetRole = Qt::UserRole + 2;  // "page.md#section"
@@ -25,4 +25,4 @@ class HelpHitDelegate : public QStyledItemDelegate {
   QStringList words_;
 };
 
-}  // namespace korvane::mainwnd
+}  // namespace korvane::help

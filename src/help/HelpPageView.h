@@ -1,47 +1,41 @@
 // The page of the help window that is read: shows a page of the guide in the palette's colours, at the size
 // the reader chose and never in longer lines than are easily read, with its pictures, and keeps the way back.
-// Follows links inside the guide only.  User-interface thread.
+// Follows links inside the guide only, and reads nothing that is not in it.  User-interface thread.
 #pragma once
 
+#include <QImage>
 #include <QStringList>
 #include <QTextBrowser>
-#include <QUrl>
-#include <functional>
 
-namespace korvane::mainwnd {
+namespace korvane::help {
 
-class HelpPictures;
+struct HelpBook;
 
 class HelpPageView : public QTextBrowser {
   Q_OBJECT
 
  public:
-  // Bytes of a file in the guide by its path, "guide/start.md"; empty: there is none.
-  using Read = std::function<QByteArray(const QString& path)>;
-
   explicit HelpPageView(QWidget* parent = nullptr);
 
-  // Forgets the page and the way back.  read: null closes the guide.
-  void Open(Read read);
-  // name: "start.md" or "start.md#section".
-  void ShowPage(const QString& name);
+  // Forgets the page and the way back.  book: must outlive the next call; null closes the guide.
+  void Open(const HelpBook* book);
+  // target: "start.md" or "start.md#section"; nothing happens when the guide has no such page.
+  void ShowPage(const QString& target);
   // Of the page that is shown, "start.md"; empty: none.
-  QString PageName() const;
+  const QString& PageName() const { return page_; }
 
-  // The size of the text in points above the window's own.
-  int Zoom() const { return zoom_; }
+  // The size of the text in points above the windows' own.
+  int Zoom() const;
   void SetZoom(int points);
+  // Shows the page again where it was, as its palette, font, zoom and screen are now.
+  void Refresh();
 
   // Marks these texts wherever they stand on the page, until another page is shown.
   void Mark(const QStringList& texts);
 
-  struct Found {
-    int Place = 0;  // of the one that is selected, from 1; 0: none
-    int Count = 0;
-  };
   // Selects the next place, or the one before, from where the reader is, and goes on at the other end.
-  // again: behind the present place; otherwise the present one may stay.
-  Found Find(const QString& text, bool backwards, bool again);
+  // again: behind the present place; otherwise the present one may stay.  Answers which place of how many.
+  QString Find(const QString& text, bool backwards, bool again);
 
  Q_SIGNALS:
   void PageShown(const QString& name);
@@ -50,23 +44,20 @@ class HelpPageView : public QTextBrowser {
   QVariant loadResource(int type, const QUrl& url) override;
   void resizeEvent(QResizeEvent* event) override;
   void changeEvent(QEvent* event) override;
-  void wheelEvent(QWheelEvent* event) override;
 
  private:
-  void Follow(const QUrl& link);
+  void Follow(const QUrl& url);
   void Dress();
-  void DressAgain();
-  void FitWidth();
+  int PageWidth() const;
+  void Fit();
+  QImage Picture(const QString& name) const;
+  QList<QTextCursor> Places(const QString& text) const;
   void ShowMarks();
 
-  Read read_;
-  QUrl shown_;  // source() is that of the page before while the change is told of
-  HelpPictures* pictures_;
-  int zoom_ = 0;
-  qreal plainSize_;
-  bool fresh_ = false;  // a page was read and is not dressed yet
+  const HelpBook* book_ = nullptr;
+  QString page_;
   QStringList marks_;
   QString find_;
 };
 
-}  // namespace korvane::mainwnd
+}  // namespace korvane::help

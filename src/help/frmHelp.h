@@ -10,16 +10,13 @@
 #include <string_view>
 
 #include "help/HelpBook.h"
-#include "help/HelpFile.h"
 #include "platform/Platform.h"
 
-class QModelIndex;
-class QStandardItemModel;
-class QToolButton;
+class QListWidgetItem;
+class QTreeWidgetItem;
 
-namespace korvane::mainwnd {
+namespace korvane::help {
 
-class HelpContents;
 class HelpHitDelegate;
 namespace Ui {
 class frmHelp;
@@ -37,20 +34,21 @@ class frmHelp : public QWidget {
   bool ShowContents(std::string_view path);
 
  protected:
+  void changeEvent(QEvent* event) override;
   void closeEvent(QCloseEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
-  void SetUpButtons();
   void SetUpKeys();
-  bool Read(std::string_view path);
   void LetGo();
+
+  void FillContents();
+  void Choose(const QTreeWidgetItem* entry);
   void FollowPage(const QString& page);
 
   void Search(const QString& text);
-  void ShowHit(const QModelIndex& index);
-  void MoveInResults(int step);
+  void ShowHit(const QListWidgetItem* hit);
 
   void LeaveReadable(QObject& opening);
   void OpenFind();
@@ -63,12 +61,10 @@ class frmHelp : public QWidget {
 
   platform::SettingsStore& settings_;
   std::unique_ptr<Ui::frmHelp> ui_;
-  HelpContents* contents_ = nullptr;
-  QStandardItemModel* results_;
   HelpHitDelegate* hits_;
-  std::unique_ptr<HelpFile> file_;
   std::optional<HelpBook> book_;
-  int contentsWidth_;  // as the operator wants it; a narrow window gives less
+  int contentsWidth_;       // as the operator wants it; a narrow window gives less
+  bool following_ = false;  // the contents follow the page, not the other way round
 };
 
-}  // namespace korvane::mainwnd
+}  // namespace korvane::help

@@ -108,9 +108,9 @@ void FrameDialogs::ShowAbout() {
 
 void FrameDialogs::ShowHelp(std::string_view failure) {
   if (!help_) {
-    help_ = std::make_unique<frmHelp>(services_.Desk.Settings);
+    help_ = std::make_unique<help::frmHelp>(services_.Desk.Settings);
   }
-  if (!help_->ShowContents(services_.InstallPath + "/" + std::string(kHelpFile))) {
+  if (!help_->ShowContents(services_.InstallPath + "/" + std::string(help::kHelpFile))) {
     services_.Desk.Prompt.Show(failure, PromptIcon::Critical);
   }
 }

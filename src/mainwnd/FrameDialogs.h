@@ -52,7 +52,7 @@ class FrameDialogs : private params::FilteredWindows, private categories::Catego
   std::function<void()> reload_;
   std::function<void()> repaint_;
   // Has no parent, so that the frame can be brought before it and dialogs of the frame leave it readable.
-  std::unique_ptr<frmHelp> help_;
+  std::unique_ptr<help::frmHelp> help_;
 };
 
 }  // namespace korvane::mainwnd

@@ -1,216 +1,183 @@
-// The user guide as it lies in the source: what it says about menus and keys, where its links lead, and the
-// logic by which the help window reads and searches it.
+// The user guide as it is built: what it says about menus and keys and where its links lead.  And how a guide
+// is read and searched.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <regex>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QUrl>
 #include <set>
-#include <sstream>
+#include <utility>
 
+#include "common/qt/QtText.h"
 #include "help/HelpBook.h"
 #include "mainwnd/CommandTable.h"
+#include "support/TempFolder.h"
 
 namespace korvane::test {
 namespace {
 
-using mainwnd::HelpBook;
-using mainwnd::HelpPage;
-using testing::Contains;
+using help::HelpBook;
+using help::HelpPage;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::Pair;
+using testing::IsSupersetOf;
 
-const std::filesystem::path kDocs = std::filesystem::path(KORVANE_SOURCE_DIR) / "docs";
-
-std::optional<std::string> ReadDocument(std::string_view path) {
-  const std::ifstream file(kDocs / path);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return file ? std::optional(text.str()) : std::nullopt;
-}
-
-std::string Plain(std::string_view caption) {
-  std::string text(caption);
-  std::erase(text, '&');
-  return text;
-}
-
-// "Reports > Report / History" and the commands it may mean; the same caption stands in one menu once.
-std::map<std::string, const mainwnd::Command*> MenuPaths() {
-  std::map<std::string, const mainwnd::Command*> paths;
-  for (const mainwnd::Menu& menu : mainwnd::MenuBar()) {
-    for (const std::string_view name : menu.Items) {
-      if (const mainwnd::Command* command = mainwnd::FindCommand(name)) {
-        paths[Plain(menu.Caption) + " > " + Plain(command->Caption)] = command;
-      }
-    }
-  }
-  return paths;
-}
-
-std::vector<std::string> Matches(const std::string& text, const char* pattern) {
-  const std::regex expression(pattern);
-  std::vector<std::string> found;
-  for (std::sregex_iterator it(text.begin(), text.end(), expression), end; it != end; ++it) {
-    found.push_back((*it)[1]);
+std::set<std::string> Matches(QString text, const char* pattern) {
+  const QRegularExpression expression(QString::fromLatin1(pattern));
+  std::set<std::string> found;
+  for (const auto& match : expression.globalMatch(text.replace(QLatin1String("&gt;"), QLatin1String(">")))) {
+    found.insert(ToUtf8(match.captured(1)));
   }
   return found;
 }
 
+QByteArray BytesOf(const QString& path) {
+  QFile file(path);
+  EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << ToUtf8(path);
+  return file.readAll();
+}
+
 struct GuideTest : testing::Test {
-  GuideTest() {
-    auto book = HelpBook::Read(ReadDocument);
-    EXPECT_TRUE(book);
-    Book = book ? *std::move(book) : HelpBook();
-    for (const auto& file : std::filesystem::directory_iterator(kDocs / "guide")) {
-      const std::string name = file.path().filename();
-      if (name != "contents.md") {
-        Written.push_back(mainwnd::ParseHelpPage(name, *ReadDocument("guide/" + name)));
-      }
-    }
+  // Null when what lies there is no guide.
+  const HelpBook* Read(const QByteArray& file) {
+    const std::string path = Folder / "kvw.hlp";
+    QFile written(ToQString(path));
+    EXPECT_TRUE(written.open(QIODevice::WriteOnly));
+    written.write(file);
+    written.close();
+    Book = HelpBook::Read(path);
+    return Book ? &*Book : nullptr;
   }
-  HelpBook Book;
-  std::vector<HelpPage> Written;  // also pages that wait for what they describe
+  const HelpBook& MadeUp(const std::vector<std::pair<const char*, const char*>>& pages) {
+    QJsonArray list;
+    for (const auto& [name, html] : pages) {
+      list.append(QJsonObject{{QStringLiteral("name"), ToQString(name)},
+                              {QStringLiteral("group"), QStringLiteral("All")},
+                              {QStringLiteral("html"), ToQString(html)}});
+    }
+    const HelpBook* book =
+        Read(qCompress(QJsonDocument(QJsonObject{{QStringLiteral("pages"), list}}).toJson()));
+    return book != nullptr ? *book : Book.emplace();
+  }
+
+  TempFolder Folder;
+  std::optional<HelpBook> Book = HelpBook::Read(KORVANE_HELP_FILE);
 };
 
 TEST_F(GuideTest, LinksAndPicturesLeadSomewhere) {
-  for (const HelpPage& page : Written) {
-    SCOPED_TRACE(page.Name);
-    const bool listed = Book.Find(page.Name) != nullptr;
-    for (const std::string& target : Matches(page.Markdown, R"(\]\(([^)]*)\))")) {
-      if (target.starts_with("../pictures/")) {
-        EXPECT_TRUE(std::filesystem::exists(kDocs / "guide" / target)) << target;
-        continue;
-      }
-      const std::string name = target.substr(0, target.find('#'));
-      const auto found = std::ranges::find(Written, name.empty() ? page.Name : name, &HelpPage::Name);
-      ASSERT_NE(found, Written.end()) << target;
-      EXPECT_TRUE(!listed || Book.Find(found->Name) != nullptr) << target << " is not in the contents";
-      if (name != target) {
-        const std::string anchor = target.substr(target.find('#') + 1);
-        EXPECT_THAT(found->Sections, Contains(testing::Field(&mainwnd::HelpSection::Anchor, anchor)))
-            << target;
-      }
+  std::set<std::string> targets;
+  for (const HelpPage& page : Book->Pages) {
+    for (const auto& section : page.Sections) {
+      targets.insert(ToUtf8(section.Target));
+    }
+  }
+  for (const HelpPage& page : Book->Pages) {
+    for (const std::string& link : Matches(page.Html, "href=\"([^\"]*)\"")) {
+      const std::string target = link.starts_with('#') ? ToUtf8(page.Name) + link : link;
+      EXPECT_TRUE(targets.contains(target)) << ToUtf8(page.Name) << ": " << link;
+    }
+    for (const std::string& picture : Matches(page.Html, "src=\"([^\"]*)\"")) {
+      EXPECT_FALSE(Book->Pictures.value(QUrl(ToQString(picture)).fileName()).isEmpty()) << picture;
     }
   }
 }
 
 TEST_F(GuideTest, TheContentsNamePagesByTheirTitles) {
-  const std::string contents = *ReadDocument("guide/contents.md");
-  std::vector<std::string> titles;
-  for (const HelpPage& page : Book.Pages()) {
-    titles.push_back(page.Title());
-    EXPECT_FALSE(page.Group.empty()) << page.Name;
+  std::string contents;
+  for (const HelpPage& page : Book->Pages) {
+    contents += ToUtf8(QStringLiteral("- [%1](%2)\n").arg(page.Title(), page.Name));
+    EXPECT_FALSE(page.Group.isEmpty()) << ToUtf8(page.Name);
   }
-  EXPECT_EQ(Matches(contents, R"(\[([^\]]*)\]\()"), titles);
+  const QString written =
+      ToQString(BytesOf(QStringLiteral(KORVANE_SOURCE_DIR "/docs/guide/contents.md")).toStdString());
+  EXPECT_EQ(
+      ToUtf8(written.split(QLatin1Char('\n')).filter(QLatin1String("- [")).join(QLatin1Char('\n'))) + "\n",
+      contents);
 }
 
-TEST_F(GuideTest, MenusAreNamedAsTheyAre) {
-  const auto paths = MenuPaths();
-  std::set<std::string> named;
-  for (const HelpPage& page : Written) {
-    const bool listed = Book.Find(page.Name) != nullptr;
-    for (const std::string& path : Matches(page.Markdown, R"(\*\*([A-Z][^*]* > [^*]*)\*\*)")) {
-      const auto found = paths.find(path);
-      ASSERT_NE(found, paths.end()) << page.Name << " names " << path;
-      if (listed) {
-        EXPECT_TRUE(found->second->Available) << page.Name << " names " << path << ", which is not there yet";
-        named.insert(std::string(found->second->Name));
+TEST_F(GuideTest, MenusAndShortcutsAreNamedAsTheyAre) {
+  std::set<std::string> named = {"Window > New Window"};  // the same as File > New Window
+  for (const HelpPage& page : Book->Pages) {
+    named.merge(Matches(page.Html, "<strong>([A-Z][^<]* > [^<]*)</strong>"));
+  }
+  std::set<std::string> menus;
+  std::set<std::string> keys;
+  for (const mainwnd::Menu& menu : mainwnd::MenuBar()) {
+    for (const std::string_view name : menu.Items) {
+      if (const mainwnd::Command* command = mainwnd::FindCommand(name)) {
+        std::string path = std::string(menu.Caption) + " > " + std::string(command->Caption);
+        std::erase(path, '&');
+        menus.insert(path);
       }
     }
   }
-  for (const auto& [path, command] : paths) {
-    const bool twin = command->Name == "mnuWindowNewWindow";
-    EXPECT_TRUE(!command->Available || twin || named.contains(std::string(command->Name)))
-        << "no page in docs/guide/contents.md tells of " << path;
-  }
-}
-
-TEST_F(GuideTest, EveryShortcutStandsOnThePageAboutTheKeyboard) {
-  const HelpPage* keyboard = Book.Find("keyboard.md");
-  ASSERT_NE(keyboard, nullptr);
-  const std::vector<std::string> keys = Matches(keyboard->Markdown, "`([^`]*)`");
   for (const mainwnd::Command& command : mainwnd::Commands()) {
-    std::istringstream shortcuts{std::string(command.Shortcuts)};
-    for (std::string shortcut; std::getline(shortcuts >> std::ws, shortcut, ';');) {
-      EXPECT_THAT(keys, Contains(shortcut)) << command.Name;
+    keys.merge(Matches(ToQString(command.Shortcuts), "([^; ][^;]*)"));
+  }
+  EXPECT_EQ(named, menus);
+  EXPECT_THAT(Matches(Book->Find(QStringLiteral("keyboard.md"))->Html, "<code>([^<]*)</code>"),
+              IsSupersetOf(keys));
+}
+
+TEST_F(GuideTest, AMissingOrDamagedFileIsNone) {
+  const QByteArray whole = BytesOf(QStringLiteral(KORVANE_HELP_FILE));
+  ASSERT_GT(whole.size(), 10'000);
+  EXPECT_FALSE(HelpBook::Read((Folder / "nothing").string()));
+  EXPECT_FALSE(HelpBook::Read(Folder.Path().string()));
+  for (const qsizetype length :
+       {qsizetype(0), qsizetype(3), qsizetype(4), whole.size() / 2, whole.size() - 1}) {
+    EXPECT_EQ(Read(whole.first(length)), nullptr) << length;
+  }
+  for (qsizetype at = 0; at < whole.size(); at += at < 8 ? 1 : whole.size() / 37) {
+    QByteArray flipped = whole;
+    flipped[at] = static_cast<char>(flipped[at] ^ 0x10);
+    EXPECT_EQ(Read(flipped), nullptr) << at;
+  }
+  for (const char* text : {"", "no guide", "{}", R"({"pages": []})"}) {
+    EXPECT_EQ(Read(qCompress(text)), nullptr) << text;
+  }
+  EXPECT_NE(Read(whole), nullptr);
+}
+
+TEST_F(GuideTest, PagesFallIntoSectionsAndLines) {
+  const HelpBook& book =
+      MadeUp({{"p.md",
+               "<h1 id=t>The <b>page</b></h1><p>Two\nlines</p><img src=x.png>"
+               "<table><tr><td>A note</td></tr></table><h2 id=on>What's <code>on</code>?</h2>"
+               "<ol><li>One <a href=x.md>link</a></li><li>Two</li></ol>"
+               "<table><tr><th>a</th><th>b</th></tr><tr><td>c</td><td>d*e</td></tr></table>"}});
+  ASSERT_EQ(book.Pages.size(), 1);
+  const auto& sections = book.Pages[0].Sections;
+  ASSERT_EQ(sections.size(), 2);
+  EXPECT_EQ(ToUtf8(sections[0].Title + sections[0].Target), "The pagep.md");
+  EXPECT_EQ(ToUtf8(sections[0].Lines.join(QLatin1Char('|'))), "Two lines|A note");
+  EXPECT_EQ(ToUtf8(sections[1].Title + sections[1].Target), "What's on?p.md#on");
+  EXPECT_EQ(ToUtf8(sections[1].Lines.join(QLatin1Char('|'))), "One link|Two|a  b|c  d*e");
+}
+
+TEST_F(GuideTest, TheSearchRanksByWhereWordsStand) {
+  const HelpBook& book =
+      MadeUp({{"often.md", "<h1>A</h1><p>filter<p>filter<p>filter<p>filter<p>filter noise"},
+              {"title.md", "<h1>FILTER</h1><p>Hides."},
+              {"section.md", "<h1>C</h1><p>Noise, one filter.<h2 id=remove>Remove a filter</h2><p>Press it."},
+              {"phrase.md", "<h1>D</h1><p>no word<p>A noise filter, wide"}});
+  const auto found = [&](const char* words) {
+    std::vector<std::string> hits;
+    for (const auto& hit : book.Search(ToQString(words))) {
+      hits.push_back(ToUtf8(hit.Target + QLatin1String(": ") + hit.Line));
     }
-  }
-}
-
-HelpBook MadeUp(const std::map<std::string, std::string, std::less<>>& files) {
-  auto book = HelpBook::Read([&](std::string_view path) -> std::optional<std::string> {
-    const auto file = files.find(path);
-    return file == files.end() ? std::nullopt : std::optional(file->second);
-  });
-  return book ? *std::move(book) : HelpBook();
-}
-
-const std::string kTitle(mainwnd::kHelpContentsTitle);
-
-TEST(HelpBookTest, WhatIsNoGuideIsRefused) {
-  const std::string list = kTitle + "\n\n## All\n\n- [A](a.md)\n";
-  const std::vector<std::map<std::string, std::string, std::less<>>> broken = {
-      {},
-      {{"guide/contents.md", ""}},
-      {{"guide/contents.md", kTitle + "\n"}},
-      {{"guide/contents.md", list}},
-      {{"guide/contents.md", "# Another book\n- [A](a.md)\n"}, {"guide/a.md", "# A"}}};
-  for (const auto& files : broken) {
-    EXPECT_THAT(MadeUp(files).Pages(), IsEmpty());
-  }
-  EXPECT_EQ(MadeUp({{"guide/contents.md", list}, {"guide/a.md", "# A"}}).Pages().front().Group, "All");
-}
-
-TEST(HelpBookTest, PagesFallIntoSectionsAndParagraphs) {
-  const HelpPage page =
-      mainwnd::ParseHelpPage("p.md",
-                             "# The **page**\n\nTwo lines\nof text.\n> A note\n\n"
-                             "## What's `on`, then?\n1. One [link](x.md#y)\n2. Two\n   more\n"
-                             "| a | b |\n|---|---|\n| *c* | `d*e` |\n\n```\n# code | `\n```\n");
-  EXPECT_EQ(page.Title(), "The page");
-  ASSERT_EQ(page.Sections.size(), 2U);
-  EXPECT_EQ(page.Sections[1].Title, "What's on, then?");
-  EXPECT_EQ(page.Sections[1].Anchor, "whats-on-then");
-  std::vector<std::pair<std::size_t, std::string>> paragraphs;
-  for (const auto& paragraph : page.Paragraphs) {
-    paragraphs.emplace_back(paragraph.Section, paragraph.Text);
-  }
-  EXPECT_THAT(paragraphs,
-              ElementsAre(Pair(0, "Two lines of text. A note"), Pair(1, "One link"), Pair(1, "Two more"),
-                          Pair(1, "a  b"), Pair(1, "c  d*e"), Pair(1, "# code | `")));
-}
-
-TEST(HelpBookTest, TheSearchRanksByWhereWordsStand) {
-  const HelpBook book =
-      MadeUp({{"guide/contents.md",
-               kTitle + "\n- [](often.md)\n- [](title.md)\n- [](section.md)\n- [](phrase.md)\n"},
-              {"guide/often.md", "# A\n\nfilter\n\nfilter\n\nfilter\n\nfilter\n\nfilter noise\n"},
-              {"guide/title.md", "# FILTER\n\nHides.\n"},
-              {"guide/section.md", "# C\n\nNoise, one filter.\n\n## Remove a filter\n\nPress it.\n"},
-              {"guide/phrase.md", "# Größe\n\nno word\n\nEin noise filter, wide\n"}});
-  const auto found = [&](std::string_view words) {
-    std::vector<std::string> pages;
-    for (const auto& hit : book.Search(words)) {
-      pages.push_back(hit.Page->Name);
-    }
-    return pages;
+    return hits;
   };
-  EXPECT_THAT(found("Filter"), ElementsAre("title.md", "section.md", "often.md", "phrase.md"));
-  EXPECT_THAT(found("noise filter"), ElementsAre("phrase.md", "section.md", "often.md"));
-  EXPECT_THAT(found("GRÖSSE"), ElementsAre("phrase.md"));
+  EXPECT_THAT(found("Filter"), ElementsAre("title.md: Hides.", "section.md#remove: Press it.",
+                                           "often.md: filter", "phrase.md: A noise filter, wide"));
+  EXPECT_THAT(found("noise  FILT"), ElementsAre("phrase.md: A noise filter, wide",
+                                                "section.md: Noise, one filter.", "often.md: filter noise"));
   EXPECT_THAT(found("filter zebra"), IsEmpty());
   EXPECT_THAT(found(" \t"), IsEmpty());
-
-  const auto section = book.Search("filter").at(1);
-  EXPECT_EQ(section.Section->Anchor, "remove-a-filter");
-  EXPECT_EQ(section.Line, "Press it.");
-  EXPECT_EQ(book.Search("filter").front().Line, "Hides.");
-  EXPECT_EQ(book.Search("noise filter").front().Line, "Ein noise filter, wide");
 }
 
 }  // namespace
