@@ -78,6 +78,15 @@ bool IsChecked(const QObject& window, const char* name) {
   return Find<QAbstractButton>(window, name).isChecked();
 }
 
+std::string DefaultButton(const QObject& window) {
+  for (const QPushButton* button : window.findChildren<QPushButton*>()) {
+    if (button->isDefault()) {
+      return button->objectName().toStdString();
+    }
+  }
+  return {};
+}
+
 void Click(const QObject& window, const char* name) {
   auto& button = Usable<QAbstractButton>(window, name);
   const bool whole = qobject_cast<QPushButton*>(&button) || qobject_cast<QToolButton*>(&button);

@@ -36,6 +36,8 @@ std::string TextOf(const QObject& window, const char* name);
 bool IsEnabled(const QObject& window, const char* name);
 bool IsShown(const QObject& window, const char* name);
 bool IsChecked(const QObject& window, const char* name);
+// The name of the button that Enter presses; empty without one.
+std::string DefaultButton(const QObject& window);
 
 // Clicks a button, option or check box, which must be visible and enabled.
 void Click(const QObject& window, const char* name);
