@@ -171,12 +171,19 @@ void TrapCriteriaForm::TakeEnterprise(std::size_t position) {
     if (enterprise.Position != 0) {
       traps_ = TrapsOf(names_, enterprise.Text());
       enterpriseOid_ = OidOfEnterprise();
+      if (enterpriseOid_.empty()) {
+        prompts_.Show(
+            fmt::format("The trap definitions of '{}' are no longer in the database.", enterprise.Text()),
+            PromptIcon::Exclamation);
+      }
     }
   } catch (const store::DatabaseError& error) {
-    // Without its OID the enterprise can't be a condition, and no other may look like it.
+    prompts_.Show(error.what(), PromptIcon::Critical);
+  }
+  if (enterpriseOid_.empty()) {
+    // Without its OID the enterprise can't be a condition, and none may look like it.
     traps_.clear();
     enterprise.Position = 0;
-    prompts_.Show(error.what(), PromptIcon::Critical);
   }
   criteria_.EnterpriseOid = enterpriseOid_;
   criteria_.SpecificTrap = 0;
