@@ -200,27 +200,12 @@ bool KindMatchesCriterion(std::string_view enterpriseOid, std::int32_t specificT
          (criterion.EnterpriseOid.empty() || criterion.EnterpriseOid == enterpriseOid);
 }
 
-bool SourceAndBindingsMatch(const store::IncomingTrap& trap, const CategoryCriterion& criterion) {
+// The kind comes last: whoever asks has mostly looked at it already.
+bool TrapMatchesCriterion(const store::IncomingTrap& trap, const CategoryCriterion& criterion) {
   return (criterion.SourceAgent.empty() || EqualsIgnoreCase(criterion.SourceAgent, trap.SystemName) ||
           EqualsIgnoreCase(criterion.SourceAgent, trap.Source)) &&
-         (criterion.VarBinds.Empty() || criterion.VarBinds.FoundIn(trap.VarBinds));
-}
-
-bool TrapMatchesCriterion(const store::IncomingTrap& trap, const CategoryCriterion& criterion) {
-  return KindMatchesCriterion(trap.EnterpriseOid, trap.SpecificTrap, trap.GenericTrap, criterion) &&
-         SourceAndBindingsMatch(trap, criterion);
-}
-
-bool TrapMatchesCategory(const store::IncomingTrap& trap, const Category& category) {
-  return std::any_of(
-      category.Criteria.begin(), category.Criteria.end(),
-      [&](const CategoryCriterion& criterion) { return TrapMatchesCriterion(trap, criterion); });
-}
-
-bool TrapMatchesCategory(const store::IncomingTrap& trap, std::string_view categoryName,
-                         const CategoryInformation& categories) {
-  const Category* category = categories.Find(categoryName);
-  return category != nullptr && TrapMatchesCategory(trap, *category);
+         (criterion.VarBinds.Empty() || criterion.VarBinds.FoundIn(trap.VarBinds)) &&
+         KindMatchesCriterion(trap.EnterpriseOid, trap.SpecificTrap, trap.GenericTrap, criterion);
 }
 
 }  // namespace korvane::params

@@ -53,16 +53,13 @@ class CategoryInformation {
 // The names of the categories that have a group of traps, in table order.  Throws DatabaseError.
 std::vector<std::string> TrapCategoryNames(store::Connection& connection);
 
-// True when a row of the named category accepts the trap; a category that is not there accepts nothing.
-bool TrapMatchesCategory(const store::IncomingTrap& trap, std::string_view categoryName,
-                         const CategoryInformation& categories);
-bool TrapMatchesCategory(const store::IncomingTrap& trap, const Category& category);
+// True when all conditions of the row hold.  Sources compare ignoring case, with the system's name and with
+// the trap's source text.
 bool TrapMatchesCriterion(const store::IncomingTrap& trap, const CategoryCriterion& criterion);
 
-// The two halves of TrapMatchesCriterion: what every trap of a kind (OID, specific, generic) has in common,
-// and what each trap decides for itself.
+// What every trap of a kind (OID, specific, generic) has in common: no trap of a kind that fails here
+// matches.
 bool KindMatchesCriterion(std::string_view enterpriseOid, std::int32_t specificTrap, std::int32_t genericTrap,
                           const CategoryCriterion& criterion);
-bool SourceAndBindingsMatch(const store::IncomingTrap& trap, const CategoryCriterion& criterion);
 
 }  // namespace korvane::params

@@ -89,9 +89,9 @@ std::vector<const CategoryCriterion*> CriteriaIndex::RowsOfKind(std::string_view
   return rows;
 }
 
-bool CriteriaIndex::Accepts(const store::IncomingTrap& trap) const {
+bool CriteriaIndex::TrapMatchesCategory(const store::IncomingTrap& trap) const {
   return AnyOfKind(trap.EnterpriseOid, trap.SpecificTrap, trap.GenericTrap,
-                   [&](const Entry& entry) { return SourceAndBindingsMatch(trap, *entry.Row); });
+                   [&](const Entry& entry) { return TrapMatchesCriterion(trap, *entry.Row); });
 }
 
 }  // namespace korvane::params

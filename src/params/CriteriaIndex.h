@@ -22,8 +22,8 @@ class CriteriaIndex {
   // In stored order, whatever they ask of source and bindings.
   std::vector<const CategoryCriterion*> RowsOfKind(std::string_view enterpriseOid, std::int32_t specificTrap,
                                                    std::int32_t genericTrap) const;
-  // Some row accepts the trap: what TrapMatchesCategory answers row by row.
-  bool Accepts(const store::IncomingTrap& trap) const;
+  // True when some row accepts the trap.
+  bool TrapMatchesCategory(const store::IncomingTrap& trap) const;
 
  private:
   struct Entry {

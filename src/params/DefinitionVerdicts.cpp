@@ -37,9 +37,8 @@ class FilterRules {
   }
 
   bool Hide(const store::IncomingTrap& trap) const {
-    return always_ || std::any_of(rest_.begin(), rest_.end(), [&](const TrapFilter* filter) {
-             return SourceAndBindingsMatch(trap, *filter);
-           });
+    return always_ || std::any_of(rest_.begin(), rest_.end(),
+                                  [&](const TrapFilter* filter) { return TrapMatchesFilter(trap, *filter); });
   }
 
  private:
@@ -62,7 +61,7 @@ class SeverityRules {
 
   std::int32_t Of(const store::IncomingTrap& trap) const {
     for (const CategoryCriterion* row : rest_) {
-      if (SourceAndBindingsMatch(trap, *row)) {
+      if (TrapMatchesCriterion(trap, *row)) {
         return row->Severity;
       }
     }
@@ -80,7 +79,7 @@ class KindVerdict : public store::TrapVerdict {
               std::int32_t specific, std::int32_t generic)
       : filters_(filters), categories_(categories), oid_(oid), specific_(specific), generic_(generic) {}
 
-  bool IsFiltered(const store::IncomingTrap& trap) const override {
+  bool TrapIsFiltered(const store::IncomingTrap& trap) const override {
     if (filterRevision_ != filters_.Revision()) {
       filterRules_.WorkOut(filters_, oid_, specific_, generic_);
       filterRevision_ = filters_.Revision();

@@ -10,8 +10,8 @@ namespace korvane::params {
 struct TrapCriteria {
   std::string SourceAgent = {};    // empty: any
   std::int32_t GenericTrap = -1;   // -1: any
-  std::string EnterpriseOid = {};  // tested for generic 6 only; empty: any
-  std::int32_t SpecificTrap = 0;   // tested for generic 6 only; 0: any
+  std::string EnterpriseOid = {};  // empty: any; filters test it for generic 6 only
+  std::int32_t SpecificTrap = 0;   // 0: any; filters test it for generic 6 only
   std::string VarBinds = {};       // a part of the variable bindings, in any letter case; empty: any
   bool operator==(const TrapCriteria&) const = default;
 };

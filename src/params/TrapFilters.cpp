@@ -1,6 +1,5 @@
 #include "params/TrapFilters.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "params/FilterStore.h"
@@ -14,8 +13,7 @@ bool TrapFilters::LoadFilters(store::Connection& connection) {
   try {
     for (StoredFilter& stored : FilterStore(connection).ReadFilters()) {
       FilterValues& values = stored.Values;
-      filters.push_back({.TrapTableId = stored.TrapTableId,
-                         .SourceAgent = std::move(values.SourceAgent),
+      filters.push_back({.SourceAgent = std::move(values.SourceAgent),
                          .GenericTrap = values.GenericTrap,
                          .EnterpriseOid = std::move(values.EnterpriseOid),
                          .SpecificTrap = values.SpecificTrap,
@@ -37,12 +35,6 @@ void TrapFilters::Assign(std::vector<TrapFilter> filters) {
   ++revision_;
 }
 
-bool TrapFilters::TrapIsFiltered(store::IncomingTrap& trap) const {
-  trap.Filtered = std::any_of(filters_.begin(), filters_.end(),
-                              [&](const TrapFilter& filter) { return TrapMatchesFilter(trap, filter); });
-  return trap.Filtered;
-}
-
 bool KindMatchesFilter(std::string_view enterpriseOid, std::int32_t specificTrap, std::int32_t genericTrap,
                        const TrapFilter& filter) {
   if (filter.GenericTrap != -1 && filter.GenericTrap != genericTrap) {
@@ -55,15 +47,12 @@ bool KindMatchesFilter(std::string_view enterpriseOid, std::int32_t specificTrap
          (filter.SpecificTrap == 0 || filter.SpecificTrap == specificTrap);
 }
 
-bool SourceAndBindingsMatch(const store::IncomingTrap& trap, const TrapFilter& filter) {
+// The kind comes last: whoever asks has mostly looked at it already.
+bool TrapMatchesFilter(const store::IncomingTrap& trap, const TrapFilter& filter) {
   return (filter.SourceAgent.empty() || EqualsIgnoreCase(filter.SourceAgent, trap.SystemName) ||
           filter.SourceAgent == trap.Source) &&
-         (filter.VarBinds.Empty() || filter.VarBinds.FoundIn(trap.VarBinds));
-}
-
-bool TrapMatchesFilter(const store::IncomingTrap& trap, const TrapFilter& filter) {
-  return KindMatchesFilter(trap.EnterpriseOid, trap.SpecificTrap, trap.GenericTrap, filter) &&
-         SourceAndBindingsMatch(trap, filter);
+         (filter.VarBinds.Empty() || filter.VarBinds.FoundIn(trap.VarBinds)) &&
+         KindMatchesFilter(trap.EnterpriseOid, trap.SpecificTrap, trap.GenericTrap, filter);
 }
 
 }  // namespace korvane::params

@@ -14,7 +14,6 @@
 namespace korvane::params {
 
 struct TrapFilter {
-  std::int32_t TrapTableId = 0;
   std::string SourceAgent = {};                        // empty: any
   std::int32_t GenericTrap = -1;                       // -1: any
   std::string EnterpriseOid = {};                      // tested for generic 6 only; empty: any
@@ -33,9 +32,6 @@ class TrapFilters {
   std::uint64_t Revision() const { return revision_; }
   void Assign(std::vector<TrapFilter> filters);
 
-  // Sets the trap's flag and returns it.
-  bool TrapIsFiltered(store::IncomingTrap& trap) const;
-
  private:
   std::vector<TrapFilter> filters_;
   std::uint64_t revision_ = 0;
@@ -45,9 +41,8 @@ class TrapFilters {
 // names are typed by people, source texts are identifiers.
 bool TrapMatchesFilter(const store::IncomingTrap& trap, const TrapFilter& filter);
 
-// The two halves of it: what every trap of a kind has in common, and what each trap decides for itself.
+// What every trap of a kind has in common: no trap of a kind that fails here matches the filter.
 bool KindMatchesFilter(std::string_view enterpriseOid, std::int32_t specificTrap, std::int32_t genericTrap,
                        const TrapFilter& filter);
-bool SourceAndBindingsMatch(const store::IncomingTrap& trap, const TrapFilter& filter);
 
 }  // namespace korvane::params

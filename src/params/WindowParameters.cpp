@@ -15,7 +15,7 @@ bool SourceMatches(const std::string& wanted, const store::IncomingTrap& trap) {
          EqualsIgnoreCase(wanted, trap.SystemAddress);
 }
 
-// Everything but the category and the bindings, in the order of cost.
+// Everything but the category and the bindings.
 bool FieldsMatch(const WindowParameters& window, const store::IncomingTrap& trap) {
   if (!window.Source.empty() && !SourceMatches(window.Source, trap)) {
     return false;
@@ -34,12 +34,6 @@ bool FieldsMatch(const WindowParameters& window, const store::IncomingTrap& trap
 
 }  // namespace
 
-bool TrapMatchesWindow(const WindowParameters& window, const store::IncomingTrap& trap,
-                       const CategoryInformation& categories) {
-  return (window.Category.empty() || TrapMatchesCategory(trap, window.Category, categories)) &&
-         FieldsMatch(window, trap) && ContainsIgnoreCase(trap.VarBinds, window.VarBindsMatch);
-}
-
 WindowMatcher::WindowMatcher(WindowParameters window, const CategoryInformation& categories)
     : window_(std::move(window)), varBindsMatch_(window_.VarBindsMatch), categories_(&categories) {}
 
@@ -57,8 +51,8 @@ const CriteriaIndex& WindowMatcher::WantedRows() const {
   return *rows_;
 }
 
-bool WindowMatcher::Matches(const store::IncomingTrap& trap) const {
-  if (!window_.Category.empty() && !WantedRows().Accepts(trap)) {
+bool WindowMatcher::TrapMatchesWindow(const store::IncomingTrap& trap) const {
+  if (!window_.Category.empty() && !WantedRows().TrapMatchesCategory(trap)) {
     return false;
   }
   return FieldsMatch(window_, trap) && (varBindsMatch_.Empty() || varBindsMatch_.FoundIn(trap.VarBinds));

@@ -31,20 +31,17 @@ struct WindowParameters {
   int Mode = kModeNewWindow;
 };
 
-// Names and sources compare ignoring case, identifiers exactly, bindings as a substring ignoring case; all
-// conditions must hold.  A category that is not there accepts nothing.
-bool TrapMatchesWindow(const WindowParameters& window, const store::IncomingTrap& trap,
-                       const CategoryInformation& categories);
-
-// The same decision for many traps: what depends on the parameters alone is worked out once.  Follows a
-// reload of the categories by itself; the categories must outlive it.
+// Decides for many traps: what depends on the parameters alone is worked out once.  Follows a reload of the
+// categories by itself; the categories must outlive it.
 class WindowMatcher {
  public:
   WindowMatcher(WindowParameters window, const CategoryInformation& categories);
   ~WindowMatcher();
   WindowMatcher(WindowMatcher&& other) noexcept;
   WindowMatcher& operator=(WindowMatcher&& other) noexcept;
-  bool Matches(const store::IncomingTrap& trap) const;
+  // Names and sources compare ignoring case, identifiers exactly, bindings as a substring ignoring case; all
+  // conditions must hold.  A category that is not there accepts nothing.
+  bool TrapMatchesWindow(const store::IncomingTrap& trap) const;
   const WindowParameters& Parameters() const { return window_; }
 
  private:

@@ -112,7 +112,7 @@ bool ReportModel::CompleteUntil(std::int64_t milliseconds) {
     intake::CompleteStoredTrap(trap, services_.SystemList, services_.Names);
     ++nextRow_;
     ++read_;
-    if (!trap.Filtered && matcher_.Matches(trap)) {
+    if (!trap.Filtered && matcher_.TrapMatchesWindow(trap)) {
       completed_.push_back(trap);
     }
     if (nextRow_ % kRowsPerLook == 0 && services_.Desk.Clock.MonotonicMilliseconds() >= milliseconds) {

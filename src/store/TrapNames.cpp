@@ -75,7 +75,7 @@ struct Kind {
   void Complete(IncomingTrap& trap) const {
     trap.Definition = Definition;
     trap.Severity = Verdict ? Verdict->SeverityOf(trap) : 0;
-    trap.Filtered = Verdict && Verdict->IsFiltered(trap);
+    trap.Filtered = Verdict && Verdict->TrapIsFiltered(trap);
   }
 };
 

@@ -19,7 +19,7 @@ namespace korvane::store {
 class TrapVerdict {
  public:
   virtual ~TrapVerdict() = default;
-  virtual bool IsFiltered(const IncomingTrap& trap) const = 0;
+  virtual bool TrapIsFiltered(const IncomingTrap& trap) const = 0;
   virtual std::int32_t SeverityOf(const IncomingTrap& trap) const = 0;
 };
 

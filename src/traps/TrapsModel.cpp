@@ -81,7 +81,7 @@ bool TrapsModel::Takes(const store::IncomingTrap& trap) const {
   if (kind_ == WindowKind::PerSystem) {
     return std::find(system_->Sources.begin(), system_->Sources.end(), trap.Source) != system_->Sources.end();
   }
-  return matcher_.Matches(trap);
+  return matcher_.TrapMatchesWindow(trap);
 }
 
 bool TrapsModel::IsKnown(std::int32_t sequenceNumber) const {

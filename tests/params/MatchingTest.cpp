@@ -1,11 +1,17 @@
+// Which traps windows, categories and filters are about.
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <map>
+#include <memory>
+#include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "params/CategoryInformation.h"
-#include "params/TrapFilters.h"
+#include "params/DefinitionVerdicts.h"
 #include "params/WindowParameters.h"
 #include "support/SampleTrap.h"
 
@@ -14,16 +20,15 @@ namespace {
 
 using test::SampleTrap;
 
-struct WindowCase {
-  const char* What;
-  WindowParameters Window;
-  bool Accepts;
-};
-
-TEST(TrapMatchesWindow, EachConditionComparesInItsOwnWay) {
+TEST(MatchingTest, EachConditionOfAWindowComparesInItsOwnWay) {
   const SampleTrap trap;
   const CategoryInformation none;
-  const std::vector<WindowCase> cases = {
+  struct Case {
+    const char* What;
+    WindowParameters Window;
+    bool Accepts;
+  };
+  const Case cases[] = {
       {"no condition", {}, true},
       {"system name in another case", {.Source = "router-ONE"}, true},
       {"source text in another case", {.Source = "ROUTER1.EXAMPLE"}, true},
@@ -32,7 +37,6 @@ TEST(TrapMatchesWindow, EachConditionComparesInItsOwnWay) {
       {"a blank too many", {.Source = "Router-One "}, false},
       {"wildcards are characters", {.Source = "*"}, false},
       {"the generic code", {.Generic = 6}, true},
-      {"another generic code", {.Generic = 2}, false},
       {"generic 0 is a condition", {.Generic = 0}, false},
       {"the severity", {.Severity = 3}, true},
       {"severity 0 is a condition", {.Severity = 0}, false},
@@ -43,126 +47,179 @@ TEST(TrapMatchesWindow, EachConditionComparesInItsOwnWay) {
       {"bindings across both columns, any case", {.VarBindsMatch = "LINK DOWNPORT"}, true},
       {"bindings not there", {.VarBindsMatch = "link up"}, false},
       {"percent is a character", {.VarBindsMatch = "%"}, false},
-      {"all hold", {.Source = "router-one", .Generic = 6, .Severity = 3, .Enterprise = "Acme"}, true},
       {"one of many fails",
        {.Source = "router-one", .Generic = 6, .Severity = 4, .Enterprise = "Acme"},
        false},
       {"a category that is not there", {.Category = "Gone"}, false},
   };
-  for (const WindowCase& c : cases) {
-    EXPECT_EQ(TrapMatchesWindow(c.Window, trap.Trap, none), c.Accepts) << c.What;
-    EXPECT_EQ(WindowMatcher(c.Window, none).Matches(trap.Trap), c.Accepts) << c.What;
-  }
-}
-
-TEST(TrapMatchesWindow, AMatcherFollowsAReloadOfTheCategories) {
-  const SampleTrap trap;
-  CategoryInformation categories;
-  const WindowMatcher matcher({.Category = "FANS"}, categories);
-  EXPECT_FALSE(matcher.Matches(trap.Trap));
-  categories.Assign({{"Other", {CategoryCriterion{}}}, {"Fans", {CategoryCriterion{.GenericTrap = 6}}}});
-  EXPECT_TRUE(matcher.Matches(trap.Trap));
-  categories.Assign({{"Other", {CategoryCriterion{}}}});
-  EXPECT_FALSE(matcher.Matches(trap.Trap));
-}
-
-TEST(TrapMatchesCategory, ARowAcceptsWhenAllItsConditionsHold) {
-  const SampleTrap trap;
-  const std::string oid = trap.Oid;
-  struct Case {
-    const char* What;
-    CategoryCriterion Row;
-    bool Accepts;
-  };
-  const std::vector<Case> cases = {
-      {"everything any", {}, true},
-      {"an enterprise alone takes all its traps", {.EnterpriseOid = oid}, true},
-      {"the name of the enterprise is not its OID", {.EnterpriseOid = "Acme"}, false},
-      {"source by name", {.SourceAgent = "ROUTER-one"}, true},
-      {"source by text, any case", {.SourceAgent = "ROUTER1.example"}, true},
-      {"source by address does not count here", {.SourceAgent = "192.0.2.7"}, false},
-      {"specific code", {.SpecificTrap = 17}, true},
-      {"another specific code", {.SpecificTrap = 18}, false},
-      {"generic code", {.GenericTrap = 3}, false},
-      {"bindings", {.VarBinds = CaseInsensitiveNeedle("Link")}, true},
-      {"severity plays no part", {.Severity = 1}, true},
-  };
   for (const Case& c : cases) {
-    EXPECT_EQ(TrapMatchesCriterion(trap.Trap, c.Row), c.Accepts) << c.What;
+    EXPECT_EQ(WindowMatcher(c.Window, none).TrapMatchesWindow(trap.Trap), c.Accepts) << c.What;
   }
 }
 
-TEST(TrapMatchesCategory, AnyRowOfTheFirstCategoryOfThatNameWillDo) {
+TEST(MatchingTest, TheFirstCategoryOfANameAnswersInAnyCase) {
   const SampleTrap trap;
-  CategoryInformation categories;
   const CategoryCriterion never{.GenericTrap = 1};
-  const CategoryCriterion always{};
+  CategoryInformation categories;
   categories.Assign(
-      {{"Empty", {}}, {"Zürich", {never, always}}, {"ZÜRICH", {never}}, {"Never", {never, never}}});
-  EXPECT_TRUE(TrapMatchesCategory(trap.Trap, "zürich", categories));
-  EXPECT_TRUE(TrapMatchesCategory(trap.Trap, "ZÜRICH", categories));  // the first one answers
-  EXPECT_FALSE(TrapMatchesCategory(trap.Trap, "never", categories));
-  EXPECT_FALSE(TrapMatchesCategory(trap.Trap, "empty", categories));
-  EXPECT_FALSE(TrapMatchesCategory(trap.Trap, "", categories));
-}
-
-TEST(TrapFilters, ConditionsAndTheirDeliberateAsymmetry) {
-  const SampleTrap enterprise;
-  SampleTrap generic;
-  generic.Trap.GenericTrap = 2;
-  struct Case {
-    const char* What;
-    TrapFilter Filter;
-    bool HidesEnterprise;
-    bool HidesGeneric;
-  };
-  const std::vector<Case> cases = {
-      {"system name in any case", {.SourceAgent = "ROUTER-ONE"}, true, true},
-      {"source text exactly", {.SourceAgent = "router1.example"}, true, true},
-      {"source text in another case", {.SourceAgent = "Router1.Example"}, false, false},
-      {"address of the system", {.SourceAgent = "192.0.2.7"}, false, false},
-      {"one generic code of every system", {.GenericTrap = 2}, false, true},
-      {"enterprise is ignored for a generic code", {.GenericTrap = 2, .EnterpriseOid = "1.2"}, false, true},
-      {"specific code is ignored for a generic code", {.GenericTrap = 2, .SpecificTrap = 99}, false, true},
-      {"and for any generic code", {.EnterpriseOid = "1.2", .SpecificTrap = 99}, true, true},
-      {"enterprise traps of an OID", {.GenericTrap = 6, .EnterpriseOid = enterprise.Oid}, true, false},
-      {"enterprise traps of another OID", {.GenericTrap = 6, .EnterpriseOid = "1.2"}, false, false},
-      {"one enterprise trap", {.GenericTrap = 6, .SpecificTrap = 17}, true, false},
-      {"another enterprise trap", {.GenericTrap = 6, .SpecificTrap = 18}, false, false},
-      {"bindings in any case", {.VarBinds = CaseInsensitiveNeedle("lINK dOWN")}, true, true},
-      {"all conditions together",
-       {.SourceAgent = "router-one", .GenericTrap = 6, .VarBinds = CaseInsensitiveNeedle("link up")},
-       false,
-       false},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(TrapMatchesFilter(enterprise.Trap, c.Filter), c.HidesEnterprise) << c.What;
-    EXPECT_EQ(TrapMatchesFilter(generic.Trap, c.Filter), c.HidesGeneric) << c.What;
+      {{"Empty", {}}, {"Zürich", {never, {}}}, {"ZÜRICH", {never}}, {"Named", {{.EnterpriseOid = "Acme"}}}});
+  for (const auto& [name, accepts] : {std::pair("zürich", true),
+                                      {"ZÜRICH", true},
+                                      {"empty", false},
+                                      {"named", false},
+                                      {"Zürich ", false}}) {
+    EXPECT_EQ(WindowMatcher({.Category = name}, categories).TrapMatchesWindow(trap.Trap), accepts) << name;
   }
-
-  TrapFilters filters;
-  SampleTrap trap;
-  trap.Trap.Filtered = true;
-  EXPECT_FALSE(filters.TrapIsFiltered(trap.Trap));
-  EXPECT_FALSE(trap.Trap.Filtered);
-  filters.Assign({TrapFilter{.GenericTrap = 0}, TrapFilter{.GenericTrap = 6}});
-  EXPECT_TRUE(filters.TrapIsFiltered(trap.Trap));
-  EXPECT_TRUE(trap.Trap.Filtered);
 }
 
-TEST(Matching, HostileTextIsComparedAsReceived) {
-  const CategoryInformation none;
+TEST(MatchingTest, HostileTextIsComparedAsReceived) {
   SampleTrap trap;
-  const std::string bindings =
-      std::string("a\0b", 3) + "<b>'; DROP TABLE x --\xff\xfe\xe2\x80\xae" + std::string(70'000, 'y');
-  trap.SetVarBinds(bindings, "END");
+  trap.SetVarBinds(
+      std::string("a\0b", 3) + "<b>'; DROP TABLE x --\xff\xfe\xe2\x80\xae" + std::string(70'000, 'y'), "END");
+  const CategoryInformation none;
   for (const std::string& part :
        {std::string("\0B", 2), std::string("'; drop table"), std::string("\xff\xfe"),
-        std::string("\xe2\x80\xae"), std::string("yyend")}) {
-    EXPECT_TRUE(TrapMatchesWindow({.VarBindsMatch = part}, trap.Trap, none));
-    EXPECT_TRUE(TrapMatchesFilter(trap.Trap, {.VarBinds = CaseInsensitiveNeedle(part)}));
+        std::string("\xe2\x80\xae"), std::string("yyend"), std::string("\xfe\xff")}) {
+    const bool there = part != "\xfe\xff";
+    EXPECT_EQ(WindowMatcher({.VarBindsMatch = part}, none).TrapMatchesWindow(trap.Trap), there);
+    EXPECT_EQ(TrapMatchesFilter(trap.Trap, {.VarBinds = CaseInsensitiveNeedle(part)}), there);
   }
-  EXPECT_FALSE(TrapMatchesWindow({.VarBindsMatch = "\xfe\xff"}, trap.Trap, none));
+}
+
+constexpr std::array<std::string_view, 4> kOids = {"1.3.6.1", "1.3.6.1.0", "1.3.6.1.4.1.9", ""};
+constexpr std::array<std::string_view, 5> kNames = {"alpha", "ALPHA", "beta", "10.0.0.1", ""};
+constexpr std::array<std::string_view, 4> kTexts = {"", "down", "DOWN", "x"};
+constexpr std::array<std::string_view, 4> kBindings = {"", "Link Down", "xyz", "all is well"};
+
+struct Rule {
+  std::string Source;
+  std::string Oid;
+  std::int32_t Generic;
+  std::int32_t Specific;
+  std::string Text;
+  std::int32_t Severity;
+};
+
+std::string Lower(std::string_view text) {
+  std::string lower(text);
+  std::ranges::transform(lower, lower.begin(),
+                         [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return lower;
+}
+
+// The rules once more, in the plainest words.
+bool Holds(const Rule& rule, const store::IncomingTrap& trap, bool ofFilter) {
+  const bool sourceIs = ofFilter ? rule.Source == trap.Source : Lower(rule.Source) == Lower(trap.Source);
+  const bool kindCounts = !ofFilter || rule.Generic == 6;
+  return (rule.Source.empty() || Lower(rule.Source) == Lower(trap.SystemName) || sourceIs) &&
+         (rule.Generic == -1 || rule.Generic == trap.GenericTrap) &&
+         (!kindCounts || rule.Oid.empty() || rule.Oid == trap.EnterpriseOid) &&
+         (!kindCounts || rule.Specific == 0 || rule.Specific == trap.SpecificTrap) &&
+         Lower(trap.VarBinds).find(Lower(rule.Text)) != std::string::npos;
+}
+
+class Dice {
+ public:
+  int Below(int end) { return std::uniform_int_distribution(0, end - 1)(random_); }
+  template <typename List>
+  std::string_view Of(const List& list) {
+    return list[static_cast<std::size_t>(Below(static_cast<int>(list.size())))];
+  }
+  std::string MostlyEmpty(std::string_view text) { return Below(3) == 0 ? std::string(text) : std::string(); }
+  std::vector<Rule> Rules(int end) {
+    std::vector<Rule> rules(static_cast<std::size_t>(Below(end)));
+    for (Rule& rule : rules) {
+      rule = {.Source = MostlyEmpty(Of(kNames)),
+              .Oid = MostlyEmpty(Of(kOids)),
+              .Generic = Below(2) == 0 ? 6 : Below(8) - 1,
+              .Specific = Below(3),
+              .Text = MostlyEmpty(Of(kTexts)),
+              .Severity = Below(6)};
+    }
+    return rules;
+  }
+  store::IncomingTrap NextTrap() {
+    store::IncomingTrap trap;
+    trap.Source = Of(kNames);
+    trap.SystemName = Of(kNames);
+    trap.SystemAddress = Of(kNames);
+    trap.EnterpriseOid = Of(kOids);
+    trap.VarBinds = Of(kBindings);
+    trap.GenericTrap = Below(2) == 0 ? 6 : Below(7);
+    trap.SpecificTrap = Below(3);
+    return trap;
+  }
+
+ private:
+  std::mt19937 random_{20240607};
+};
+
+TrapFilter FilterOf(const Rule& rule) {
+  return {.SourceAgent = rule.Source,
+          .GenericTrap = rule.Generic,
+          .EnterpriseOid = rule.Oid,
+          .SpecificTrap = rule.Specific,
+          .VarBinds = CaseInsensitiveNeedle(rule.Text)};
+}
+
+CategoryCriterion CriterionOf(const Rule& rule) {
+  return {.SourceAgent = rule.Source,
+          .EnterpriseOid = rule.Oid,
+          .GenericTrap = rule.Generic,
+          .SpecificTrap = rule.Specific,
+          .VarBinds = CaseInsensitiveNeedle(rule.Text),
+          .Severity = rule.Severity};
+}
+
+TEST(MatchingTest, EveryTrapGetsItsExactAnswerAlsoAfterAReload) {
+  TrapFilters filters;
+  CategoryInformation categories;
+  DefinitionVerdicts verdicts(filters, categories);
+  const WindowMatcher window({.Category = "category 0"}, categories);
+  // Lives through all reloads, as a stale one would.
+  std::map<std::tuple<std::string, int, int>, std::unique_ptr<store::TrapVerdict>> cache;
+  Dice dice;
+  std::array<int, 2> hidden{};
+  std::map<std::int32_t, int> severities;
+  for (int reload = 0; reload < 400; ++reload) {
+    const std::vector<Rule> hiding = dice.Rules(8);
+    std::vector<TrapFilter> loaded;
+    std::ranges::transform(hiding, std::back_inserter(loaded), FilterOf);
+    filters.Assign(std::move(loaded));
+    std::vector<std::vector<Rule>> grading(static_cast<std::size_t>(dice.Below(5)));
+    std::vector<Category> groups;
+    for (std::vector<Rule>& rows : grading) {
+      rows = dice.Rules(6);
+      groups.push_back({"category " + std::to_string(groups.size()), {}});
+      std::ranges::transform(rows, std::back_inserter(groups.back().Criteria), CriterionOf);
+    }
+    categories.Assign(std::move(groups));
+    for (int i = 0; i < 60; ++i) {
+      const store::IncomingTrap trap = dice.NextTrap();
+      auto& verdict = cache[{std::string(trap.EnterpriseOid), trap.SpecificTrap, trap.GenericTrap}];
+      if (!verdict) {
+        verdict = verdicts.VerdictFor(trap.EnterpriseOid, trap.SpecificTrap, trap.GenericTrap);
+      }
+      const bool filtered =
+          std::ranges::any_of(hiding, [&](const Rule& rule) { return Holds(rule, trap, true); });
+      const auto accepts = [&](const Rule& rule) { return Holds(rule, trap, false); };
+      std::int32_t severity = 0;
+      for (auto rows = grading.rbegin(); rows != grading.rend(); ++rows) {
+        const auto first = std::ranges::find_if(*rows, accepts);
+        severity = first == rows->end() ? severity : first->Severity;
+      }
+      SCOPED_TRACE(std::to_string(reload) + ", " + std::to_string(i));
+      ASSERT_EQ(verdict->TrapIsFiltered(trap), filtered);
+      ASSERT_EQ(verdict->SeverityOf(trap), severity);
+      ASSERT_EQ(window.TrapMatchesWindow(trap), !grading.empty() && std::ranges::any_of(grading[0], accepts));
+      ++hidden[filtered ? 1 : 0];
+      ++severities[severity];
+    }
+  }
+  // The dice must have tried every outcome often.
+  EXPECT_GT(hidden[0], 2000);
+  EXPECT_GT(hidden[1], 2000);
+  EXPECT_EQ(severities.size(), 6U);
 }
 
 }  // namespace

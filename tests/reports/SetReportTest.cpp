@@ -18,7 +18,7 @@
 #include <limits>
 #include <memory>
 
-#include "params/FakeLists.h"
+#include "support/FakeLists.h"
 #include "reports/frmSetReport.h"
 #include "support/FakePlatform.h"
 #include "support/ScriptedPrompts.h"

@@ -135,7 +135,7 @@ TEST_F(TrapNamesTest, AHostileOidReachesNoStatement) {
 
 // Hides the traps of one source; a trap of severity says so in its bindings.
 struct SourceVerdict : TrapVerdict {
-  bool IsFiltered(const IncomingTrap& trap) const override { return trap.Source == "hidden"; }
+  bool TrapIsFiltered(const IncomingTrap& trap) const override { return trap.Source == "hidden"; }
   std::int32_t SeverityOf(const IncomingTrap& trap) const override { return trap.VarBinds == "bad" ? 5 : 1; }
 };
 
