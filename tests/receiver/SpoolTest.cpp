@@ -115,25 +115,17 @@ TEST_F(SpoolTest, ATornEndCostsOnlyTheTornRecord) {
 TEST_F(SpoolTest, AFlippedByteCostsOneRecordAndIsCounted) {
   std::string whole;
   for (int i = 1; i <= 5; ++i) AppendRecord(whole, static_cast<std::uint64_t>(i), Row(i));
-  const fs::path file = folder_ / "0000000000000001.spool";
   const std::size_t second = whole.find("KVtr", 1);
-  for (std::size_t i = second; i < whole.size(); i += i < whole.find("KVtr", second + 1) ? 1 : 13) {
+  for (std::size_t byte = 0; byte < whole.find("KVtr", second + 1) - second; byte += 3) {
+    SCOPED_TRACE(byte);
     std::string damaged = whole;
-    damaged[i] = static_cast<char>(damaged[i] ^ 0x41);
-    test::WriteFile(file, damaged);
-    SegmentReader reader(file);
-    std::vector<std::uint64_t> left;
-    while (const auto trap = reader.Next(damaged.size())) {
-      EXPECT_EQ(trap->Row, Row(static_cast<int>(trap->Number)));
-      left.push_back(trap->Number);
-    }
-    EXPECT_EQ(left.size(), 4u) << "byte " << i;
-    EXPECT_TRUE(std::is_sorted(left.begin(), left.end()));
-    EXPECT_EQ(reader.Damages(), 1u) << "byte " << i;
+    damaged[second + byte] = static_cast<char>(damaged[second + byte] ^ 0x41);
+    test::WriteFile(folder_ / "0000000000000001.spool", damaged);
+    Spool spool(folder_.Path());
+    EXPECT_EQ(ReadAll(spool, 0), Range(1, 5, {2}));
+    EXPECT_EQ(spool.DamagedRecords(), 1u);
+    EXPECT_EQ(spool.Waiting(), 4u);
   }
-  const Spool spool(folder_.Path());  // the file is still damaged
-  EXPECT_EQ(spool.DamagedRecords(), 1u);
-  EXPECT_EQ(spool.Waiting(), 4u);
 }
 
 TEST_F(SpoolTest, AnIdentityThatIsLostIsANewOneAndNumbersAscend) {
