@@ -32,7 +32,8 @@ inline constexpr std::string_view kEmailDetail = "Email_Detail";
 inline constexpr std::string_view kMessageDetail = "Message_Detail";
 inline constexpr std::string_view kCustomActionDetail = "Custom_Action_Detail";
 
-// Keys of the four action tables.  Row 1 of each means no action, so an action is in use when its ID is above.
+// Keys of the four action tables.  Row 1 of each means no action, so an action is in use when its ID is
+// above.
 inline constexpr std::int32_t kNoAction = 1;
 
 inline constexpr std::string_view kSharedOnly[] = {
