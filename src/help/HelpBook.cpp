@@ -127,13 +127,12 @@ HelpHit BestLine(const HelpPage& page, const QStringList& words, const QString& 
 std::optional<HelpBook> HelpBook::Read(std::string_view path) {
   const QJsonObject guide = QJsonDocument::fromJson(Unpacked(path)).object();
   HelpBook book;
-  for (const QJsonValue& page : guide[QLatin1String("pages")].toArray()) {
+  const QJsonArray pages = guide[QLatin1String("pages")].toArray();
+  for (const auto& page : pages) {
     const QString name = page[QLatin1String("name")].toString();
     const QString html = page[QLatin1String("html")].toString();
-    book.Pages.append({.Name = name,
-                       .Group = page[QLatin1String("group")].toString(),
-                       .Html = html,
-                       .Sections = SectionsOf(name, html)});
+    const QString group = page[QLatin1String("group")].toString();
+    book.Pages.append({.Name = name, .Group = group, .Html = html, .Sections = SectionsOf(name, html)});
   }
   const QJsonObject pictures = guide[QLatin1String("pictures")].toObject();
   for (const QString& name : pictures.keys()) {

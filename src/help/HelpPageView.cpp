@@ -78,7 +78,6 @@ QString Look(const QFont& text, const QPalette& palette) {
 HelpPageView::HelpPageView(QWidget* parent) : QTextBrowser(parent) {
   setFrameShape(QFrame::NoFrame);
   setOpenLinks(false);
-  setUndoRedoEnabled(false);
   setLineWrapMode(QTextEdit::FixedPixelWidth);
   document()->setDocumentMargin(kMargin);
   connect(this, &QTextBrowser::anchorClicked, this,
@@ -91,9 +90,8 @@ void HelpPageView::Open(const HelpBook* book) {
   setSource(QUrl());
   clear();
   clearHistory();
-  page_.clear();
   book_ = book;
-  Dress();
+  Refresh();
 }
 
 void HelpPageView::ShowPage(const QString& target) {
@@ -104,9 +102,10 @@ void HelpPageView::ShowPage(const QString& target) {
 }
 
 void HelpPageView::Follow(const QUrl& url) {
-  if (std::exchange(page_, url.path()) != page_) {
+  if (url.path() != page_) {
     marks_.clear();
   }
+  page_ = url.path();
   Fit();
   ShowMarks();
   if (url.hasFragment()) {
@@ -128,7 +127,9 @@ void HelpPageView::SetZoom(int points) {
 }
 
 void HelpPageView::Refresh() {
-  Dress();
+  document()->setDefaultFont(font());
+  document()->setIndentWidth(fontMetrics().height() * 1.3);
+  document()->setDefaultStyleSheet(Look(font(), palette()));
   if (!page_.isEmpty()) {
     QScrollBar& bar = *verticalScrollBar();
     const double place = bar.maximum() > 0 ? double(bar.value()) / bar.maximum() : 0;
@@ -168,12 +169,6 @@ QVariant HelpPageView::loadResource(int type, const QUrl& url) {
   }
   const HelpPage* page = book_ == nullptr ? nullptr : book_->Find(url.path());
   return page == nullptr ? QString() : page->Html;
-}
-
-void HelpPageView::Dress() {
-  document()->setDefaultFont(font());
-  document()->setIndentWidth(fontMetrics().height() * 1.3);
-  document()->setDefaultStyleSheet(Look(font(), palette()));
 }
 
 int HelpPageView::PageWidth() const {

@@ -47,7 +47,6 @@ class HelpPageView : public QTextBrowser {
 
  private:
   void Follow(const QUrl& url);
-  void Dress();
   int PageWidth() const;
   void Fit();
   QImage Picture(const QString& name) const;

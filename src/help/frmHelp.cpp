@@ -11,7 +11,6 @@
 #include <QWindow>
 #include <algorithm>
 #include <functional>
-#include <utility>
 
 #include "common/qt/Icons.h"
 #include "common/qt/QtText.h"
@@ -131,7 +130,6 @@ bool frmHelp::ShowContents(std::string_view path) {
 }
 
 void frmHelp::LetGo() {
-  const QScopedValueRollback guard(following_, true);
   qApp->removeEventFilter(this);
   ui_->txtPage->Open(nullptr);
   ui_->txtSearch->clear();
@@ -142,8 +140,6 @@ void frmHelp::LetGo() {
 
 // Groups of pages and below each page its sections.
 void frmHelp::FillContents() {
-  const QScopedValueRollback guard(following_, true);
-  ui_->tvContents->clear();
   QFont bold;
   bold.setBold(true);
   QTreeWidgetItem* group = nullptr;
@@ -152,7 +148,6 @@ void frmHelp::FillContents() {
       group = new QTreeWidgetItem(ui_->tvContents, {page.Group});
       group->setFlags(Qt::ItemIsEnabled);
       group->setFont(0, bold);
-      group->setForeground(0, palette().color(QPalette::PlaceholderText));
       group->setExpanded(true);
     }
     QTreeWidgetItem* above = group;
@@ -171,14 +166,17 @@ void frmHelp::Choose(const QTreeWidgetItem* entry) {
   }
 }
 
+// Also when the page is shown anew in other colours.
 void frmHelp::FollowPage(const QString& page) {
   const QScopedValueRollback guard(following_, true);
   QTreeWidget& tree = *ui_->tvContents;
   for (QTreeWidgetItemIterator it(&tree); *it != nullptr; ++it) {
-    const bool here = (*it)->data(0, kTargetRole).toString() == page;
-    if ((*it)->parent() != nullptr) {
-      (*it)->setExpanded(here);
+    if ((*it)->parent() == nullptr) {
+      (*it)->setForeground(0, palette().color(QPalette::PlaceholderText));
+      continue;
     }
+    const bool here = (*it)->data(0, kTargetRole).toString() == page;
+    (*it)->setExpanded(here);
     if (here && tree.currentIndex().parent() != tree.indexFromItem(*it)) {
       tree.setCurrentItem(*it);
     }
@@ -284,14 +282,6 @@ void frmHelp::FitContents() {
 void frmHelp::resizeEvent(QResizeEvent* event) {
   QWidget::resizeEvent(event);
   FitContents();
-}
-
-void frmHelp::changeEvent(QEvent* event) {
-  QWidget::changeEvent(event);
-  if (event->type() == QEvent::PaletteChange && book_) {
-    FillContents();
-    FollowPage(ui_->txtPage->PageName());
-  }
 }
 
 void frmHelp::closeEvent(QCloseEvent* event) {

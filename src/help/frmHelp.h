@@ -34,7 +34,6 @@ class frmHelp : public QWidget {
   bool ShowContents(std::string_view path);
 
  protected:
-  void changeEvent(QEvent* event) override;
   void closeEvent(QCloseEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;

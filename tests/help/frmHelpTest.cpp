@@ -1,20 +1,16 @@
 // The help window over the help file as it is built.
 #include <gtest/gtest.h>
 
-#include <QApplication>
-#include <QDialog>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListWidget>
 #include <QScrollBar>
 #include <QTest>
 #include <QTextBlock>
 #include <QToolButton>
 #include <QTreeWidget>
 
-#include "app/ConsoleFixture.h"
 #include "help/HelpPageView.h"
 #include "help/frmHelp.h"
+#include "support/FakePlatform.h"
+#include "support/WindowDriver.h"
 
 namespace korvane::test {
 namespace {
@@ -23,147 +19,113 @@ using help::frmHelp;
 using help::HelpPageView;
 
 struct frmHelpTest : testing::Test {
-  frmHelpTest() : Window(std::make_unique<frmHelp>(Settings)) {}
-
   void Open() {
     ASSERT_TRUE(Window->ShowContents(KORVANE_HELP_FILE));
     ASSERT_TRUE(QTest::qWaitForWindowActive(Window.get()));
   }
-  template <class Widget>
-  Widget& Get(const char* name) {
-    return *Window->findChild<Widget*>(QString::fromLatin1(name));
-  }
-  HelpPageView& Page() { return Get<HelpPageView>("txtPage"); }
-  std::string PageName() { return ToUtf8(Page().PageName()); }
-  void Press(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) {
-    QTest::keyClick(QApplication::focusWidget(), key, modifiers);
-  }
+  HelpPageView& Page() { return Find<HelpPageView>(*Window); }
+  std::string PageName() { return Page().PageName().toStdString(); }
 
   FakeSettings Settings;
-  std::unique_ptr<frmHelp> Window;
+  std::unique_ptr<frmHelp> Window = std::make_unique<frmHelp>(Settings);
 };
 
 // The heading on which the page stands: the first line of the view.
 std::string TopLine(const HelpPageView& page) {
-  return ToUtf8(page.cursorForPosition(QPoint(40, 20)).block().text());
+  return page.cursorForPosition(QPoint(40, 20)).block().text().toStdString();
 }
 
 TEST_F(frmHelpTest, EveryEntryOfTheContentsShowsItsPage) {
   EXPECT_FALSE(Window->ShowContents("nothing.hlp"));
   EXPECT_FALSE(Window->isVisible());
   Open();
-  auto& tree = Get<QTreeWidget>("tvContents");
+  auto& tree = Find<QTreeWidget>(*Window);
   int entries = 0;
   int pictures = 0;
-  for (QTreeWidgetItemIterator it(&tree, QTreeWidgetItemIterator::Selectable); *it != nullptr;
-       ++it, ++entries) {
-    const std::string title = ToUtf8((*it)->text(0));
+  for (QTreeWidgetItemIterator it(&tree, QTreeWidgetItemIterator::Selectable); *it != nullptr; ++it) {
+    const std::string title = (*it)->text(0).toStdString();
     SCOPED_TRACE(title);
+    ++entries;
     tree.setCurrentItem(*it);
     EXPECT_EQ(tree.currentItem(), *it);
-    QTextDocument& page = *Page().document();
-    bool heading = false;
-    for (QTextBlock block = page.begin(); block.isValid(); block = block.next()) {
-      heading = heading || (block.blockFormat().headingLevel() > 0 && ToUtf8(block.text()) == title);
-    }
-    EXPECT_TRUE(heading);
-    for (const QTextFormat& format : page.allFormats()) {
-      if (format.isImageFormat()) {
-        ++pictures;
-        const QUrl name(format.toImageFormat().name());
-        const auto picture = page.resource(QTextDocument::ImageResource, name).value<QImage>();
-        EXPECT_GT(picture.height(), 10) << ToUtf8(name.path());
-        EXPECT_LE(picture.width(), Page().viewport()->width());
-      }
-    }
-    const QScrollBar& bar = *Page().verticalScrollBar();
-    if (bar.value() < bar.maximum()) {
+    if (Page().verticalScrollBar()->value() < Page().verticalScrollBar()->maximum()) {
       EXPECT_EQ(TopLine(Page()), title);
+    }
+    EXPECT_FALSE(Page().document()->find((*it)->text(0)).isNull());
+    for (const QTextFormat& format : Page().document()->allFormats()) {
+      if (format.isImageFormat()) {
+        const QUrl name(format.toImageFormat().name());
+        const auto picture = Page().document()->resource(QTextDocument::ImageResource, name).value<QImage>();
+        EXPECT_GT(picture.height(), 10) << name.path().toStdString();
+        EXPECT_LE(picture.width(), Page().viewport()->width());
+        ++pictures;
+      }
     }
   }
   EXPECT_GT(entries, 30);
   EXPECT_GT(pictures, 2);
+  EXPECT_EQ(TabOrder(*Window, "txtSearch"),
+            "txtSearch tvContents cmdBack cmdHome cmdSmaller cmdLarger txtPage");
 }
 
-TEST_F(frmHelpTest, LinksLeadInsideTheGuideOnly) {
-  help::HelpBook book;
-  book.Pages.append(
-      {.Name = QStringLiteral("a.md"), .Group = {}, .Html = QStringLiteral("A"), .Sections = {}});
-  const QString many = QStringLiteral("<p>x</p>").repeated(99);
-  book.Pages.append({.Name = QStringLiteral("b.md"),
-                     .Group = {},
-                     .Html = many + QStringLiteral("<h2 id='far'>Far</h2>") + many,
-                     .Sections = {}});
-  HelpPageView view;
-  view.Open(&book);
-  view.resize(400, 300);
-  view.show();
-  view.ShowPage(QStringLiteral("a.md"));
-  for (const char* outside : {"https://example.org/b.md", "file:///etc/passwd", "c.md", "/b.md"}) {
-    Q_EMIT view.anchorClicked(QUrl(QString::fromLatin1(outside)));
-    EXPECT_EQ(ToUtf8(view.PageName()), "a.md");
-  }
-  Q_EMIT view.anchorClicked(QUrl(QStringLiteral("b.md#far")));
-  EXPECT_EQ(ToUtf8(view.PageName()), "b.md");
-  EXPECT_EQ(TopLine(view), "Far");
-  const int place = view.verticalScrollBar()->value();
-  view.backward();
-  EXPECT_EQ(ToUtf8(view.PageName()), "a.md");
-  view.forward();
-  EXPECT_EQ(view.verticalScrollBar()->value(), place);
-}
-
-TEST_F(frmHelpTest, SearchesAllPagesAndMarksTheWords) {
+TEST_F(frmHelpTest, LeadsByLinksTheSearchOfAllPagesAndTheFindBar) {
   Open();
-  Press(Qt::Key_F, Qt::ControlModifier | Qt::ShiftModifier);
-  QTest::keyClicks(QApplication::focusWidget(), QStringLiteral("flaps interface"));
-  ASSERT_TRUE(Get<QListWidget>("lvResults").isVisible());
-  Press(Qt::Key_Down);
+  for (const char* outside : {"https://example.org/find.md", "file:///etc/passwd", "gone.md", "/find.md"}) {
+    Q_EMIT Page().anchorClicked(QUrl(QString::fromLatin1(outside)));
+    EXPECT_EQ(PageName(), "start.md") << outside;
+  }
+  Q_EMIT Page().anchorClicked(QUrl(QStringLiteral("keyboard.md#in-trap-details")));
+  EXPECT_EQ(TopLine(Page()), "In Trap Details");
+  const int place = Page().verticalScrollBar()->value();
+  Press(*Window, Qt::Key_Left, Qt::AltModifier);
+  EXPECT_EQ(PageName(), "start.md");
+  Click(*Window, "cmdForward");
+  EXPECT_EQ(PageName(), "keyboard.md");
+  EXPECT_EQ(Page().verticalScrollBar()->value(), place);
+
+  Press(*Window, Qt::Key_F, Qt::ControlModifier | Qt::ShiftModifier);
+  QTest::keyClicks(Window->focusWidget(), QStringLiteral("flaps interface"));
+  Press(*Window, Qt::Key_Down);
+  EXPECT_TRUE(IsShown(*Window, "lvResults"));
   EXPECT_EQ(PageName(), "filters.md");
   EXPECT_FALSE(Page().extraSelections().isEmpty());
-  auto& search = Get<QLineEdit>("txtSearch");
-  search.setText(QStringLiteral("zebra crossing"));
-  EXPECT_TRUE(Get<QLabel>("lblNothingFound").isVisible());
-  search.clear();
-  EXPECT_TRUE(Get<QTreeWidget>("tvContents").isVisible());
+  Type(*Window, "txtSearch", "zebra crossing");
+  EXPECT_TRUE(IsShown(*Window, "lblNothingFound"));
+  Type(*Window, "txtSearch", "");
+  EXPECT_TRUE(IsShown(*Window, "tvContents"));
   EXPECT_TRUE(Page().extraSelections().isEmpty());
   EXPECT_EQ(PageName(), "filters.md");
-}
 
-TEST_F(frmHelpTest, FindsWithinThePageAndGoesRound) {
-  Open();
   Page().ShowPage(QStringLiteral("keyboard.md"));
-  Press(Qt::Key_F, Qt::ControlModifier);
-  QTest::keyClicks(QApplication::focusWidget(), QStringLiteral("acknowledge"));
-  const auto& found = Get<QLabel>("lblFound");
-  EXPECT_EQ(ToUtf8(found.text()), "1 of 2");
-  Press(Qt::Key_F3);
-  EXPECT_EQ(ToUtf8(found.text()), "2 of 2");
-  Press(Qt::Key_F3);
-  EXPECT_EQ(ToUtf8(found.text()), "1 of 2");
-  Press(Qt::Key_F3, Qt::ShiftModifier);
-  EXPECT_EQ(ToUtf8(found.text()), "2 of 2");
-  Press(Qt::Key_X);
-  EXPECT_EQ(ToUtf8(found.text()), "Not on this page");
-  Press(Qt::Key_Escape);
-  EXPECT_FALSE(Get<QWidget>("fraFind").isVisible());
+  Press(*Window, Qt::Key_F, Qt::ControlModifier);
+  QTest::keyClicks(Window->focusWidget(), QStringLiteral("acknowledge"));
+  std::string found = TextOf(*Window, "lblFound");
+  for (const Qt::KeyboardModifiers modifiers : {Qt::NoModifier, Qt::NoModifier, Qt::ShiftModifier}) {
+    Press(*Window, Qt::Key_F3, modifiers);
+    found += ", " + TextOf(*Window, "lblFound");
+  }
+  EXPECT_EQ(found, "1 of 2, 2 of 2, 1 of 2, 2 of 2");
+  Press(*Window, Qt::Key_X);
+  EXPECT_EQ(TextOf(*Window, "lblFound"), "Not on this page");
+  Press(*Window, Qt::Key_Escape);
+  EXPECT_FALSE(IsShown(*Window, "fraFind"));
   EXPECT_TRUE(Window->isVisible());
-  Press(Qt::Key_Escape);
+  Press(*Window, Qt::Key_Escape);
   EXPECT_FALSE(Window->isVisible());
 }
 
 TEST_F(frmHelpTest, OpensAgainAsItWasLeft) {
   Open();
   Window->resize(777, 555);
-  Press(Qt::Key_Plus, Qt::ControlModifier);
-  Press(Qt::Key_Plus, Qt::ControlModifier);
+  Press(*Window, Qt::Key_Plus, Qt::ControlModifier);
   Window->close();
-  for (const std::string& broken : {std::string(), Settings.Values["Settings/HelpWindow"]}) {
-    Settings.Values["Settings/HelpWindow"] = broken.empty() ? "1,2,nonsense" : broken;
+  const std::string left = Settings.Values["Settings/HelpWindow"];
+  for (const std::string& setting : {std::string("1,2,nonsense"), left}) {
+    Settings.Values["Settings/HelpWindow"] = setting;
     Window = std::make_unique<frmHelp>(Settings);
     Open();
-    EXPECT_EQ(Window->size() == QSize(777, 555), !broken.empty());
-    EXPECT_EQ(Page().Zoom(), broken.empty() ? 0 : 2);
+    EXPECT_EQ(Window->size() == QSize(777, 555), setting == left);
+    EXPECT_EQ(Page().Zoom(), setting == left ? 1 : 0);
     Window->hide();
   }
 }
@@ -172,16 +134,16 @@ TEST_F(frmHelpTest, StaysReadableWhileADialogOfTheFrameWaits) {
   Open();
   QWidget frame;
   frame.show();
-  const auto& home = Get<QToolButton>("cmdHome");
+  const auto& home = Find<QToolButton>(*Window, "cmdHome");
   for (QWidget* parent : {&frame, static_cast<QWidget*>(Window.get())}) {
     Page().ShowPage(QStringLiteral("words.md"));
     QDialog dialog(parent);
-    WithModal waiting([&](QWidget& modal) {
-      QTest::mouseClick(Window->windowHandle(), Qt::LeftButton, {},
-                        home.mapTo(Window.get(), home.rect().center()));
-      modal.close();
-    });
-    dialog.exec();
+    InDialog([&] { dialog.exec(); },
+             [&](QDialog& waiting) {
+               QTest::mouseClick(Window->windowHandle(), Qt::LeftButton, {},
+                                 home.mapTo(Window.get(), home.rect().center()));
+               waiting.close();
+             });
     EXPECT_EQ(PageName(), parent == &frame ? "start.md" : "words.md");
   }
 }
