@@ -23,25 +23,23 @@ std::optional<std::int32_t> FirstAction(store::Recordset& rows, std::string_view
   return std::nullopt;
 }
 
-// The key of the first action that the filter finds; fill writes one when there is none.  Where a table lost
-// its no-action row, the database may give that key to what is added: it then stands for no action, and the
-// row is added once more.
+// The key of the first action that the filter finds; fill writes one when there is none.  A row with the
+// no-action key is none, whatever it says.
 template <typename Fill>
 std::int32_t FindOrAdd(store::Connection& connection, std::string_view table, const std::string& filter,
                        std::string_view key, Fill fill) {
-  constexpr int kMostRows = 2;
-  for (int added = 0;; ++added) {
-    store::Recordset rows = connection.OpenRecordset(table, filter);
-    if (const std::optional<std::int32_t> id = FirstAction(rows, key)) {
-      return *id;
-    }
-    if (added == kMostRows) {
-      throw store::DatabaseError("The action that was just added is not there.", "02000", 0, filter);
-    }
-    rows.AddNew();
-    fill(rows);
-    rows.Update();
+  store::Recordset rows = connection.OpenRecordset(table, filter);
+  if (const std::optional<std::int32_t> id = FirstAction(rows, key)) {
+    return *id;
   }
+  rows.AddNew();
+  fill(rows);
+  rows.Update();
+  store::Recordset added = connection.OpenRecordset(table, filter);
+  if (const std::optional<std::int32_t> id = FirstAction(added, key)) {
+    return *id;
+  }
+  throw store::DatabaseError("The action that was just added is not there.", "02000", 0, filter);
 }
 
 }  // namespace
