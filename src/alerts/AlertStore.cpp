@@ -85,7 +85,7 @@ std::optional<AlertCriteria> AlertStore::LoadCriteria(std::int32_t trapTableId) 
   }
   return AlertCriteria{.Source = rows.Text("Source_Agent"),
                        .EnterpriseOid = rows.Text("EnterpriseOid"),
-                       .GenericTrap = rows.Integer("GenericTrap"),
+                       .GenericTrap = rows.IsNull("GenericTrap") ? -1 : rows.Integer("GenericTrap"),
                        .SpecificTrap = rows.Integer("SpecificTrap"),
                        .VarBinds = rows.Text("EventDescription")};
 }

@@ -19,7 +19,7 @@ namespace korvane::alerts {
 struct AlertCriteria {
   std::string Source = {};         // empty: any
   std::string EnterpriseOid = {};  // empty: any
-  std::int32_t GenericTrap = 6;    // 0 to 6
+  std::int32_t GenericTrap = 6;    // 0 to 6; -1: any, which our dialogs do not store
   std::int32_t SpecificTrap = 0;   // 0: any
   std::string VarBinds = {};       // empty: any
   bool operator==(const AlertCriteria&) const = default;
