@@ -66,7 +66,7 @@ void AppendTrapDetails(store::Connection& connection, const std::vector<std::int
 }  // namespace
 
 std::string TrapGroupName(std::string_view categoryName) {
-  return WithSuffix(categoryName, "_Trap");
+  return WithSuffix(categoryName, params::kTrapGroupSuffix);
 }
 
 std::vector<std::string> CategoryStore::LoadCategoryTree() {
@@ -86,7 +86,7 @@ CategoryDetails CategoryStore::LoadTrapDetails(std::string_view categoryName) {
     store::Recordset kinds = Db().OpenRecordset(
         store::kCategoryGroupDetail, fmt::format("Category_ID = {}", groups.Integer("Category_ID")));
     while (kinds.Next()) {
-      if (kinds.Integer("Category_Type") == kTrapGroupType) {
+      if (kinds.Integer("Category_Type") == params::kTrapGroupType) {
         AppendTrapDetails(Db(), Members(Db(), kinds.Text("Group_Name")), details.Traps);
       }
     }
@@ -131,7 +131,7 @@ void CategoryStore::DeleteCategoryAllKinds(std::string_view categoryName) {
       {store::kFileGroup, store::kFileGroupMaster, "File_Group_Name", "_File"},
       {store::kRegistryGroup, store::kRegistryGroupMaster, "Registry_Group_Name", "_Registry"},
       {store::kEventGroup, store::kEventGroupMaster, "Event_Group_Name", "_Event"},
-      {store::kTrapGroup, store::kTrapGroupMaster, "Trap_Group_Name", "_Trap"}};
+      {store::kTrapGroup, store::kTrapGroupMaster, "Trap_Group_Name", params::kTrapGroupSuffix}};
   const std::string name = store::Quoted(categoryName);
   transaction_.BeforeChange();
   Delete(store::kCategoryGroup, "Category_Name", categoryName);

@@ -13,9 +13,8 @@
 namespace korvane::categories {
 
 inline constexpr std::string_view kRootCategory = "All Categories";
-inline constexpr std::int32_t kTrapGroupType = 4;
 
-// "_Trap" behind the category's name.
+// The name of the group of the category's traps.
 std::string TrapGroupName(std::string_view categoryName);
 
 // One trap definition of a category; equal ones are one stored row that categories share.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "params/CategoryInformation.h"
 #include "store/DatabaseError.h"
 #include "store/Recordset.h"
 #include "store/Statements.h"
@@ -95,7 +96,7 @@ void CategoryWriter::EditTrapDetail(std::string_view name, std::int32_t oldTrapT
 std::int32_t CategoryWriter::EnsureTrapKind(std::string_view group) {
   store::Recordset rows = Db().OpenRecordset(
       store::kCategoryGroupDetail,
-      fmt::format("Category_Type = {} AND Group_Name = {}", kTrapGroupType, store::Quoted(group)));
+      fmt::format("Category_Type = {} AND Group_Name = {}", params::kTrapGroupType, store::Quoted(group)));
   if (rows.Next()) {
     return rows.Integer("Category_ID");
   }
@@ -103,7 +104,7 @@ std::int32_t CategoryWriter::EnsureTrapKind(std::string_view group) {
       std::max(LargestId(Db(), store::kCategoryGroup), LargestId(Db(), store::kCategoryGroupDetail)) + 1;
   rows.AddNew();
   rows.Set("Category_ID", id);
-  rows.Set("Category_Type", kTrapGroupType);
+  rows.Set("Category_Type", params::kTrapGroupType);
   rows.Set("Group_Name", group);
   rows.Update();
   return id;

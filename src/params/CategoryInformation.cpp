@@ -14,9 +14,6 @@ namespace korvane::params {
 
 namespace {
 
-constexpr std::int32_t kTrapCategoryType = 4;
-constexpr std::string_view kTrapGroupSuffix = "_Trap";
-
 // The category tables as they were read, indexed the way they are joined.  Every list keeps stored order.
 struct CategoryTables {
   std::vector<std::string> MasterNames;
@@ -38,7 +35,7 @@ void ReadGroupDetail(store::Connection& connection, CategoryTables& tables) {
   store::Recordset rows = connection.OpenRecordset(store::kCategoryGroupDetail);
   while (rows.Next()) {
     std::string groupName = rows.Text("Group_Name");
-    if (rows.Integer("Category_Type") == kTrapCategoryType) {
+    if (rows.Integer("Category_Type") == kTrapGroupType) {
       tables.TrapGroupsOfId[rows.Integer("Category_ID")].push_back(groupName);
     }
     tables.GroupNames.insert(std::move(groupName));

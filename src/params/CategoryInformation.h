@@ -14,6 +14,11 @@
 
 namespace korvane::params {
 
+// How the category tables say that a group belongs to traps, and what that group is called: the category's
+// name and this.
+inline constexpr std::int32_t kTrapGroupType = 4;
+inline constexpr std::string_view kTrapGroupSuffix = "_Trap";
+
 struct CategoryCriterion {
   std::string SourceAgent = {};                        // empty: any
   std::string EnterpriseOid = {};                      // empty: any
