@@ -38,6 +38,8 @@ TEST_F(AlertWindowsTest, AnOperatorAddsEditsAndRemovesAnAlert) {
                  [&](QDialog& dialog) {
                    EXPECT_EQ(test::RepeatedMnemonics(dialog), "");
                    EXPECT_FALSE(IsEnabled(dialog, "cmdEdit"));
+                   Click(dialog, "cmdOK");
+                   EXPECT_EQ(Prompt.LastMessage(), "Alert description should not be empty.");
                    Type(dialog, "txtAlertDesc", "Line down");
                    test::Choose(dialog, "cboGeneric", "linkDown");
                    EXPECT_FALSE(IsEnabled(dialog, "cboEnterprise"));
@@ -54,12 +56,21 @@ TEST_F(AlertWindowsTest, AnOperatorAddsEditsAndRemovesAnAlert) {
                    // What is refused stays as it was entered.
                    Type(dialog, "txtVarBinds", "it's");
                    Click(dialog, "cmdOK");
-                   EXPECT_EQ(Prompt.Messages().size(), 1U);
+                   EXPECT_EQ(Prompt.Messages().back().Icon, PromptIcon::Critical);
                    EXPECT_EQ(TextOf(dialog, "txtVarBinds"), "it's");
                    Type(dialog, "txtVarBinds", "its");
                    test::Press(dialog, Qt::Key_Return);
                  });
   EXPECT_THAT(test::Rows(list), ElementsAre("Line down|No|No|Yes|No"));
+  test::InDialog([&] { Click(window, "cmdAdd"); },
+                 [&](QDialog& dialog) {
+                   Type(dialog, "txtAlertDesc", "Line down");
+                   Click(dialog, "cmdOK");
+                   EXPECT_EQ(Prompt.LastMessage(),
+                             "Alert description is not unique. An alert with the same name exists. Please "
+                             "modify alert description.");
+                   test::Press(dialog, Qt::Key_Escape);
+                 });
   test::InDialog([&] { Find<QAction>(window, "mnuCustom").trigger(); },
                  [](QDialog& actions) {
                    Type(actions, "cboCustom", "/opt/tool");
@@ -146,20 +157,21 @@ TEST_F(AlertWindowsTest, FieldsSayWhatTheyAreForAndArrowsMoveBetweenThem) {
   dialog.AddBeepTab(1);
   dialog.AddEmailTab(1);
   test::ShowActive(dialog);
-  test::Press(dialog, Qt::Key_Down);
-  EXPECT_EQ(dialog.focusWidget(), &Find<QWidget>(dialog, "txtBeepCount"));
+  const auto press = [&](Qt::Key key) {
+    test::Press(dialog, key);
+    return dialog.focusWidget()->objectName().toStdString();
+  };
+  EXPECT_EQ(press(Qt::Key_Down), "txtBeepCount");
   EXPECT_EQ(TextOf(dialog, "lblBeepHelp"), "Specify the number of times beep should be generated.");
-  test::Press(dialog, Qt::Key_Up);
-  test::Press(dialog, Qt::Key_Up);
-  EXPECT_EQ(dialog.focusWidget(), &Find<QWidget>(dialog, "txtBeepDesc")) << "the first stays";
+  EXPECT_EQ(press(Qt::Key_Up), "txtBeepDesc");
+  EXPECT_EQ(press(Qt::Key_Up), "txtBeepDesc") << "the first stays";
   EXPECT_EQ(TextOf(dialog, "lblBeepHelp"), "Enter a brief description for the beep configuration.");
   Find<QTabWidget>(dialog, "tabActions").setCurrentIndex(1);
   Find<QWidget>(dialog, "cboSMTPServer").setFocus();
-  test::Press(dialog, Qt::Key_Down);
+  EXPECT_EQ(press(Qt::Key_Down), "cboEmailTo");
   EXPECT_EQ(TextOf(dialog, "lblEmailHelp"), "Specify the Email address to where notification should send.");
   Find<QWidget>(dialog, "txtSubject").setFocus();
-  test::Press(dialog, Qt::Key_Down);
-  EXPECT_EQ(dialog.focusWidget(), &Find<QWidget>(dialog, "txtSubject")) << "the other page is another matter";
+  EXPECT_EQ(press(Qt::Key_Down), "txtSubject") << "the other page is another matter";
 }
 
 }  // namespace

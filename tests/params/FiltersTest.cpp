@@ -93,43 +93,43 @@ TEST_F(FiltersTest, EveryStoredFilterComesThroughUntouched) {
 }
 
 TEST_F(FiltersTest, AnEnterpriseNeedsTheGenericThatHasOne) {
-  Store.AddDefinition("1.3.6.1.4.1.51", 3, "psuFailed", "Acme");
-  Store.AddDefinition("1.3.6.1.4.1.80", 1, "up", "v1.2 box");  // no OID, though it has a "."
-  Store.AddDefinition("1.3.6.1.4.1.70.0", 4, "dotZero", "Dotted");
   FilterInfoForm form = Edit({});
   EXPECT_EQ(form.Controls().txtSource.Text, "-All-");
-  EXPECT_THAT(form.Controls().cboEnterprise.Items,
-              ElementsAre("-All-", "Acme", "Dotted", "v1.2 box", "Zeta"));
+  EXPECT_THAT(form.Controls().cboEnterprise.Items, ElementsAre("-All-", "Acme", "Zeta"));
   form.ChooseGeneric(kEnterpriseSpecificPosition);
   EXPECT_TRUE(form.Controls().cboEnterprise.Enabled);
   ChooseEnterprise(form, "Zeta");
   EXPECT_EQ(form.Filter(), (FilterValues{.GenericTrap = 6, .EnterpriseOid = "1.3.6.1.4.1.60"}));
-  form.ChooseTrap(1);
-  EXPECT_EQ(form.Filter().SpecificTrap, 9);
-  form.ChooseTrap(0);
-  EXPECT_EQ(form.Filter().SpecificTrap, 0);
-  form.ChooseTrap(1);
+  for (const std::size_t trap : {1U, 0U, 1U}) {
+    form.ChooseTrap(trap);
+    EXPECT_EQ(form.Filter().SpecificTrap, trap == 0 ? 0 : 9);
+  }
   form.ChooseGeneric(3);
   EXPECT_FALSE(form.Controls().cboEnterprise.Enabled);
   EXPECT_EQ(form.Controls().cboEnterprise.Text(), "-All-");
   EXPECT_THAT(form.Controls().lvTraps.Items, ElementsAre("-All-"));
   EXPECT_EQ(form.Filter(), (FilterValues{.GenericTrap = 2}));
+}
 
-  // One of several OIDs is kept until another is chosen.
-  FilterInfoForm second = Edit({.GenericTrap = 6, .EnterpriseOid = "1.3.6.1.4.1.51"});
-  EXPECT_THAT(second.Controls().lvTraps.Items, ElementsAre("-All-", "fanBack", "fanFailed", "psuFailed"));
-  second.ChooseTrap(1);  // of the other OID
-  EXPECT_EQ(second.Filter().EnterpriseOid, kAcme);
-  second.ChooseTrap(0);
-  EXPECT_EQ(second.Filter().EnterpriseOid, "1.3.6.1.4.1.51");
-  ChooseEnterprise(second, "v1.2 box");
-  EXPECT_EQ(second.Filter().EnterpriseOid, "1.3.6.1.4.1.80");
-  ChooseEnterprise(second, "Dotted");  // its traps come without the .0
-  EXPECT_EQ(second.Filter().EnterpriseOid, "1.3.6.1.4.1.70");
-  second.ChooseTrap(1);
-  EXPECT_EQ(second.Filter().EnterpriseOid, "1.3.6.1.4.1.70");
-  ChooseEnterprise(second, "Acme");
-  EXPECT_EQ(second.Filter().EnterpriseOid, "1.3.6.1.4.1.51");
+TEST_F(FiltersTest, OneOfSeveralOidsIsKeptUntilAnotherIsChosen) {
+  Store.AddDefinition("1.3.6.1.4.1.51", 3, "psuFailed", "Acme");
+  Store.AddDefinition("1.3.6.1.4.1.80", 1, "up", "v1.2 box");  // no OID, though it has a "."
+  Store.AddDefinition("1.3.6.1.4.1.70.0", 4, "dotZero", "Dotted");
+  FilterInfoForm form = Edit({.GenericTrap = 6, .EnterpriseOid = "1.3.6.1.4.1.51"});
+  EXPECT_THAT(form.Controls().lvTraps.Items, ElementsAre("-All-", "fanBack", "fanFailed", "psuFailed"));
+  struct Choice {
+    const char* Enterprise;
+    std::size_t Trap;
+    std::string_view Oid;
+  };
+  for (const Choice& choice : {Choice{"Acme", 1, kAcme}, Choice{"Acme", 0, "1.3.6.1.4.1.51"},
+                               Choice{"v1.2 box", 0, "1.3.6.1.4.1.80"},
+                               Choice{"Dotted", 0, "1.3.6.1.4.1.70"},  // its traps come without the .0
+                               Choice{"Dotted", 1, "1.3.6.1.4.1.70"}, Choice{"Acme", 0, "1.3.6.1.4.1.51"}}) {
+    ChooseEnterprise(form, choice.Enterprise);
+    form.ChooseTrap(choice.Trap);
+    EXPECT_EQ(form.Filter().EnterpriseOid, choice.Oid) << choice.Enterprise;
+  }
 }
 
 TEST_F(FiltersTest, DefinitionsThatChangeUnderTheDialogChangeNoCondition) {
@@ -153,18 +153,18 @@ TEST_F(FiltersTest, AFilterForEveryTrapIsRefused) {
     form.EditSource(all);
     form.EditVarBinds(all);
     EXPECT_FALSE(form.Ok());
-    form.EditVarBinds("x");
-    EXPECT_TRUE(form.Ok());
-    EXPECT_EQ(form.Filter(), FilterValues{.VarBinds = "x"});
-    form.EditVarBinds(all);
+    EXPECT_EQ(Prompt.Messages().back(),
+              (ScriptedPrompts::Shown{
+                  "You have not selected any unique property. Please make atleast one property unique.",
+                  PromptIcon::Information, PromptButtons::Ok}));
     form.ChooseGeneric(1);
     EXPECT_TRUE(form.Ok());
     EXPECT_EQ(form.Filter(), FilterValues{.GenericTrap = 0});
+    form.ChooseGeneric(0);
+    form.EditVarBinds("x");
+    EXPECT_TRUE(form.Ok());
+    EXPECT_EQ(form.Filter(), FilterValues{.VarBinds = "x"});
   }
-  const ScriptedPrompts::Shown refusal{
-      "You have not selected any unique property. Please make atleast one property unique.",
-      PromptIcon::Information, PromptButtons::Ok};
-  EXPECT_THAT(Prompt.Messages(), ElementsAre(refusal, refusal));
 }
 
 TEST_F(FiltersTest, WithoutTheDatabaseNoConditionIsLostOrInvented) {
@@ -256,13 +256,13 @@ TEST_F(FiltersTest, ClosingPassesTheNewFiltersOn) {
   trap.Source = "b";
   Names.GetTrapName(trap);
   ASSERT_FALSE(trap.Filtered);
-  FiltersForm form(ForFilters);
-  form.Add({.SourceAgent = "b"});
+  AddFilters({"b"});
   OnChange = [&] {
     Names.GetTrapName(trap);
     EXPECT_TRUE(trap.Filtered);
     EXPECT_EQ(Busy.Depth(), 0);
   };
+  FiltersForm form(ForFilters);
   EXPECT_TRUE(form.Save());
   form.Apply();
   EXPECT_EQ(Changes, 1);
