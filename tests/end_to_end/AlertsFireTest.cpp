@@ -14,49 +14,30 @@
 #include <string>
 #include <vector>
 
-#include <QCheckBox>
-#include <QComboBox>
-#include <QLineEdit>
-#include <QListView>
-#include <QPushButton>
 #include <QTableView>
-#include <QTest>
 
 #include "HeadlessConsole.h"
-#include "alerts/frmActions.h"
-#include "alerts/frmAlertCnfg.h"
 #include "alerts/frmAlerts.h"
 #include "common/RegistryValues.h"
 #include "config/frmConfig.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "receiver/Counterparts.h"
 #include "receiver/Running.h"
-#include "support/OpenDialogs.h"
 #include "support/ServiceManagerMock.h"
+#include "support/WindowDriver.h"
 
 namespace korvane {
 namespace {
 
 using test::Click;
-using test::Find;
-using test::WhileOpen;
+using test::InDialog;
+using test::Type;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
 bool Eventually(const std::function<bool()>& condition) {
   return test::WaitUntil(condition, std::chrono::seconds(60));
-}
-
-void TypeInto(QLineEdit& edit, const std::string& text) {
-  edit.selectAll();
-  QTest::keyClicks(&edit, QString::fromStdString(text));
-}
-void Type(QDialog& dialog, const char* name, const std::string& text) {
-  TypeInto(Find<QLineEdit>(dialog, name), text);
-}
-void TypeInCombo(QDialog& dialog, const char* name, const std::string& text) {
-  TypeInto(*Find<QComboBox>(dialog, name).lineEdit(), text);
 }
 
 class OptionsReachTheReceiver : public testing::Test {
@@ -103,53 +84,44 @@ class AlertsFire : public OptionsReachTheReceiver {
     EXPECT_TRUE(Eventually([&] { return mails_.Listens(); }));
   }
 
-  void Tick(alerts::frmAlertCnfg& dialog, const char* box,
-            const std::function<void(alerts::frmActions&)>& fill) {
-    WhileOpen<alerts::frmActions>(
-        [&](alerts::frmActions& actions) {
-          fill(actions);
-          Click(actions, "cmdOK");
-        },
-        [&] { Click(dialog, box); });
-    EXPECT_TRUE(Find<QCheckBox>(dialog, box).isChecked()) << box;
+  void Tick(QDialog& dialog, const char* box, const std::function<void(QDialog&)>& fill) {
+    InDialog([&] { Click(dialog, box); },
+             [&](QDialog& actions) {
+               fill(actions);
+               Click(actions, "cmdOK");
+             });
+    EXPECT_TRUE(test::IsChecked(dialog, box)) << box;
   }
-  void TickAll(alerts::frmAlertCnfg& dialog) {
-    Tick(dialog, "chkBeep", [](alerts::frmActions& actions) {
+  void TickAll(QDialog& dialog) {
+    Tick(dialog, "chkBeep", [](QDialog& actions) {
       Type(actions, "txtBeepDesc", "two short ones");
       Type(actions, "txtBeepCount", "2");
       Type(actions, "txtDuration", "1");
       Type(actions, "txtFreq", "880");
     });
-    Tick(dialog, "chkEmail", [&](alerts::frmActions& actions) {
-      TypeInCombo(actions, "cboSMTPServer", mails_.Address());
-      TypeInCombo(actions, "cboEmailTo", "ops@example.net");
+    Tick(dialog, "chkEmail", [&](QDialog& actions) {
+      Type(actions, "cboSMTPServer", mails_.Address());
+      Type(actions, "cboEmailTo", "ops@example.net");
     });
-    Tick(dialog, "chkMsg",
-         [&](alerts::frmActions& actions) { TypeInCombo(actions, "cboMsgDest", messages_.Address()); });
-    Tick(dialog, "chkCustom", [&](alerts::frmActions& actions) {
+    Tick(dialog, "chkMsg", [&](QDialog& actions) { Type(actions, "cboMsgDest", messages_.Address()); });
+    Tick(dialog, "chkCustom", [&](QDialog& actions) {
       console_.Prompt().WillAnswerFiles({(folder_ / "note").string()});
       Click(actions, "cmdBrowse");
     });
   }
-  void Define(alerts::frmAlerts& window) {
-    WhileOpen<alerts::frmAlertCnfg>(
-        [&](alerts::frmAlertCnfg& dialog) {
-          Type(dialog, "txtAlertDesc", "Fans");
-          Type(dialog, "txtSource", "127.0.0.1");
-          auto& enterprise = Find<QComboBox>(dialog, "cboEnterprise");
-          enterprise.setCurrentIndex(enterprise.findText(QStringLiteral("acme")));
-          auto& traps = Find<QListView>(dialog, "lvTraps");
-          traps.setCurrentIndex(traps.model()->index(1, 0));
-          EXPECT_EQ(traps.currentIndex().data().toString(), QStringLiteral("fanFailed"));
-          Type(dialog, "txtVarBinds", "RACK 3");
-          TickAll(dialog);
-          Click(dialog, "cmdOK");
-        },
-        [&] { Click(window, "cmdAdd"); });
-    const auto* rows = Find<QTableView>(window, "lvAlerts").model();
-    for (int column = 1; column <= 4; ++column) {
-      EXPECT_EQ(rows->index(0, column).data().toString(), QStringLiteral("Yes")) << column;
-    }
+  void Define(QDialog& window) {
+    InDialog([&] { Click(window, "cmdAdd"); },
+             [&](QDialog& dialog) {
+               Type(dialog, "txtAlertDesc", "Fans");
+               Type(dialog, "txtSource", "127.0.0.1");
+               test::Choose(dialog, "cboEnterprise", "acme");
+               test::Choose(dialog, "lvTraps", "fanFailed");
+               Type(dialog, "txtVarBinds", "RACK 3");
+               TickAll(dialog);
+               Click(dialog, "cmdOK");
+             });
+    EXPECT_THAT(test::Rows(test::Find<QTableView>(window, "lvAlerts")),
+                testing::ElementsAre("Fans|Yes|Yes|Yes|Yes"));
   }
 
   const receiver::MailSink mails_{folder_ / "mails"};
@@ -161,14 +133,13 @@ TEST_F(AlertsFire, WithAllFourActionsAndForTheirTrapsOnly) {
   ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
   ASSERT_TRUE(Logs("0 alerts are watched")) << receiver_.Log();
   alerts::frmAlerts window(console_.ForAlerts(*registry_));
-  WhileOpen<alerts::frmAlerts>(
-      [&](alerts::frmAlerts& open) {
-        Define(open);
-        EXPECT_THAT(test::ReadFile(receiver_.RegistryFile()), Not(HasSubstr("KVActionUpdate")))
-            << "told on closing";
-        Click(open, "cmdOK");
-      },
-      [&] { window.exec(); });
+  InDialog([&] { window.exec(); },
+           [&](QDialog& open) {
+             Define(open);
+             EXPECT_THAT(test::ReadFile(receiver_.RegistryFile()), Not(HasSubstr("KVActionUpdate")))
+                 << "told on closing";
+             Click(open, "cmdOK");
+           });
   ASSERT_TRUE(Logs("1 alerts are watched")) << receiver_.Log();
   EXPECT_THAT(test::ReadFile(receiver_.RegistryFile()), HasSubstr("\"KVActionUpdate\"=dword:00000000"));
 
@@ -222,14 +193,13 @@ TEST_F(OptionsReachTheReceiver, AndAShorterPurgeIntervalHoldsFromItsRestart) {
   test::HeadlessConsole console(store_);
   const auto services = platform::MakeServiceControl(30'000, 30'000);
   config::frmConfig dialog(console.ForConfiguration(*registry_, *services));
-  WhileOpen<config::frmConfig>(
-      [&](config::frmConfig& open) {
-        EXPECT_EQ(Find<QLineEdit>(open, "txtPurge").text(), QStringLiteral("30"));
-        Type(open, "txtPurge", "1");
-        console.Prompt().WillAnswer(PromptAnswer::Yes);
-        Click(open, "cmdOK");
-      },
-      [&] { dialog.exec(); });
+  InDialog([&] { dialog.exec(); },
+           [&](QDialog& open) {
+             EXPECT_EQ(test::TextOf(open, "txtPurge"), "30");
+             Type(open, "txtPurge", "1");
+             console.Prompt().WillAnswer(PromptAnswer::Yes);
+             Click(open, "cmdOK");
+           });
   EXPECT_THAT(console.Prompt().Messages(), testing::IsEmpty()) << console.Prompt().LastMessage();
   EXPECT_THAT(test::ReadFile(receiver_.RegistryFile()), HasSubstr("\"KVPurgeFreqDays\"=dword:00000001"));
   EXPECT_EQ(test::ReadFile(manager.Log()),
