@@ -95,6 +95,7 @@ TEST_F(CategoriesWindowTest, WithoutCategoriesOnlyCreateIsOffered) {
     QTest::keyClick(&Tree, key);
     QTest::keyClick(&List, key);
   }
+  QTest::keyClick(&List, Qt::Key_Insert);
   EXPECT_TRUE(Window.isVisible()) << "Enter in a list is not OK";
   EXPECT_EQ(test::DefaultButton(Window), "cmdOK");
   EXPECT_EQ(test::RepeatedMnemonics(Window), "");
