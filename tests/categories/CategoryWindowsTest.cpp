@@ -77,6 +77,8 @@ struct CategoriesWindowTest : test::RulesWorld, testing::Test {
   frmCategories Window{ForCategories};
   QTreeView& Tree = Find<QTreeView>(Window, "tvEvtGrps");
   QTableView& List = Find<QTableView>(Window, "lvEvtDetails");
+  const QAbstractItemModelTester NamesTester{Tree.model()};
+  const QAbstractItemModelTester TrapsTester{List.model()};
 };
 
 TEST_F(CategoriesWindowTest, WithoutCategoriesOnlyCreateIsOffered) {
@@ -107,8 +109,6 @@ TEST_F(CategoriesWindowTest, WithoutCategoriesOnlyCreateIsOffered) {
 
 TEST_F(CategoriesWindowTest, ShowsWhatIsChosenAndSpellsOutHostileTexts) {
   AddCategory("<b>\u202Enull", "One\nline", {{.Source = "<i>x\ty", .GenericTrap = 6, .VarBinds = "a\rb"}});
-  const QAbstractItemModelTester names(Tree.model());
-  const QAbstractItemModelTester traps(List.model());
   ShowSome();
   EXPECT_EQ(TextOf(Window, "lblTitle1"), "<b>\uFFFDnull");
   EXPECT_EQ(TextOf(Window, "lblTitle2"), "One␊line");
