@@ -35,7 +35,6 @@ class AlertsForm {
   bool SetActions(std::size_t row, const std::vector<ActionKind>& kinds, const ActionIds& ids);
   bool ClearAction(std::size_t row, ActionKind kind);
 
-  bool Changed() const { return changed_; }
   // Once, when the window closes: tells the receiver service of a change.
   void Close();
 

@@ -66,9 +66,6 @@ class CategoriesForm {
   std::optional<std::size_t> EditTrap(std::size_t row);
   bool RemoveTrap(std::size_t row);  // true: this row, and nothing else, left the list
 
-  // Something was saved through the window.
-  bool Modified() const { return modified_; }
-
   // True when the window is to close.
   bool Ok();
   bool Cancel();

@@ -152,7 +152,6 @@ TEST_F(CategoriesFormTest, AWizardThatFailedHalfwayAndWasCancelledIsShownAndAske
   EXPECT_TRUE(Form.CreateCategory());
   EXPECT_THAT(Form.Categories(), ElementsAre("A", "B", "New"));
   EXPECT_EQ(Form.SelectedName(), "B") << "the wizard made none";
-  EXPECT_TRUE(Form.Modified());
   Form.SelectCategory(0);
   fail([](WizardTask& task, CategoryWriter& writer) {
     writer.EditTrapDetail(task.CategoryName, task.TrapTableId, LinkDown("edited"));
