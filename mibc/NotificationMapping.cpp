@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "platform/Utf8.h"
+
 namespace korvane::mibc {
 namespace {
 
@@ -46,13 +48,7 @@ bool IsUtf8(std::string_view text) {
 std::string FromLatin1(std::string_view text) {
   std::string result;
   for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x80) {
-      result += c;
-    } else {
-      result += static_cast<char>(0xC0U | (byte >> 6U));
-      result += static_cast<char>(0x80U | (byte & 0x3FU));
-    }
+    platform::AppendUtf8(result, static_cast<unsigned char>(c));
   }
   return result;
 }

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "platform/Utf8.h"
+
 namespace korvane {
 namespace {
 
@@ -70,12 +72,6 @@ DecodedCharacter Decode(std::string_view text) {
   return {code, static_cast<std::size_t>(used)};
 }
 
-void AppendCharacter(std::string& text, std::int32_t code) {
-  std::array<utf8proc_uint8_t, 4> bytes{};
-  const utf8proc_ssize_t length = utf8proc_encode_char(code, bytes.data());
-  text.append(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(length));
-}
-
 // A broken byte (always 0x80 or more) becomes one of the two lead bytes that UTF-8 never uses and a
 // continuation byte.  So the folded text stays self-synchronising: a search can't match inside a character.
 void AppendBrokenByte(std::string& folded, char c) {
@@ -90,11 +86,11 @@ void AppendFolded(std::string& folded, std::int32_t code) {
   const utf8proc_ssize_t count = utf8proc_decompose_char(
       code, parts.data(), static_cast<utf8proc_ssize_t>(parts.size()), UTF8PROC_CASEFOLD, &boundClass);
   if (count <= 0 || count > static_cast<utf8proc_ssize_t>(parts.size())) {
-    AppendCharacter(folded, code);
+    platform::AppendUtf8(folded, static_cast<char32_t>(code));
     return;
   }
   for (utf8proc_ssize_t i = 0; i < count; ++i) {
-    AppendCharacter(folded, parts[static_cast<std::size_t>(i)]);
+    platform::AppendUtf8(folded, static_cast<char32_t>(parts[static_cast<std::size_t>(i)]));
   }
 }
 
@@ -233,7 +229,7 @@ void AppendVisible(std::string& to, std::string_view text) {
     const DecodedCharacter character = Decode(text);
     const std::int32_t symbol = character.Code < 0 ? 0xFFFD : VisibleSymbol(character.Code);
     if (symbol != 0) {
-      AppendCharacter(to, symbol);
+      platform::AppendUtf8(to, static_cast<char32_t>(symbol));
     } else {
       to.append(text, 0, character.Length);
     }

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "platform/Utf8.h"
+
 namespace korvane::intake {
 
 namespace {
@@ -64,19 +66,6 @@ constexpr std::array<char16_t, 32> kUpperControls = {
     0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
     0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
 
-void AppendUtf8(std::string& text, char16_t code) {
-  if (code < 0x80) {
-    text.push_back(static_cast<char>(code));
-  } else if (code < 0x800) {
-    text.push_back(static_cast<char>(0xC0 | (code >> 6)));
-    text.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-  } else {
-    text.push_back(static_cast<char>(0xE0 | (code >> 12)));
-    text.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
-    text.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-  }
-}
-
 }  // namespace
 
 std::string Windows1252ToUtf8(std::string_view bytes) {
@@ -85,7 +74,7 @@ std::string Windows1252ToUtf8(std::string_view bytes) {
   for (const char c : bytes) {
     const auto byte = static_cast<unsigned char>(c);
     const bool upperControl = byte >= 0x80 && byte < 0xA0;
-    AppendUtf8(text, upperControl ? kUpperControls[byte - 0x80U] : static_cast<char16_t>(byte));
+    platform::AppendUtf8(text, upperControl ? kUpperControls[byte - 0x80U] : char32_t{byte});
   }
   return text;
 }

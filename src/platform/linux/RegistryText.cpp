@@ -4,9 +4,10 @@
 #include <utf8proc.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <utility>
+
+#include "platform/Utf8.h"
 
 namespace korvane::platform {
 namespace {
@@ -18,12 +19,6 @@ std::string_view Trimmed(std::string_view text) {
   const std::size_t first = text.find_first_not_of(kBlanks);
   return first == std::string_view::npos ? std::string_view()
                                          : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
-void AppendCharacter(std::string& text, std::int32_t code) {
-  std::array<utf8proc_uint8_t, 4> bytes{};
-  const utf8proc_ssize_t length = utf8proc_encode_char(code, bytes.data());
-  text.append(reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(length));
 }
 
 // Calls take(code) for each character; false at the first bytes that are no UTF-8.
@@ -47,7 +42,9 @@ bool ForEachCharacter(std::string_view text, Take take) {
 // One character for one, as the registry compares names.
 std::string UpperCase(std::string_view name) {
   std::string upper;
-  ForEachCharacter(name, [&upper](std::int32_t code) { AppendCharacter(upper, utf8proc_toupper(code)); });
+  ForEachCharacter(name, [&upper](std::int32_t code) {
+    AppendUtf8(upper, static_cast<char32_t>(utf8proc_toupper(code)));
+  });
   return upper;
 }
 
@@ -73,7 +70,7 @@ std::optional<std::string> FromUtf16(std::string_view bytes) {
     } else if (code >= 0xD800 && code <= 0xDFFF) {
       return std::nullopt;
     }
-    AppendCharacter(text, code);
+    AppendUtf8(text, static_cast<char32_t>(code));
   }
   return text;
 }
