@@ -1,8 +1,8 @@
 #include "ParserProtocol.h"
 
-#include <charconv>
 #include <cstdint>
-#include <optional>
+
+#include "common/Number.h"
 
 namespace korvane::mibc {
 namespace {
@@ -20,12 +20,6 @@ std::vector<std::string> Fields(std::string_view line) {
     }
   }
   return fields;
-}
-
-std::optional<std::int32_t> Number(std::string_view text) {
-  std::int32_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && end == text.data() + text.size() ? std::optional(value) : std::nullopt;
 }
 
 }  // namespace
@@ -66,11 +60,13 @@ void ProtocolReader::TakeLine(std::string_view line) {
     done_ = true;
   } else if (kind == "module" && fields.size() == 2) {
     result_.Modules.push_back({std::move(fields[1]), {}});
-  } else if (kind == "fault" && fields.size() == 4 && Number(fields[2])) {
-    result_.Faults.push_back({std::move(fields[1]), *Number(fields[2]), std::move(fields[3])});
-  } else if (kind == "trap" && fields.size() == 6 && Number(fields[2]) && !result_.Modules.empty()) {
+  } else if (kind == "fault" && fields.size() == 4 && NumberIn<std::int32_t>(fields[2])) {
+    result_.Faults.push_back(
+        {std::move(fields[1]), *NumberIn<std::int32_t>(fields[2]), std::move(fields[3])});
+  } else if (kind == "trap" && fields.size() == 6 && NumberIn<std::int32_t>(fields[2]) &&
+             !result_.Modules.empty()) {
     result_.Modules.back().Definitions.push_back({.EnterpriseOid = std::move(fields[1]),
-                                                  .RequestType = *Number(fields[2]),
+                                                  .RequestType = *NumberIn<std::int32_t>(fields[2]),
                                                   .SpecificTrap = std::move(fields[3]),
                                                   .Name = std::move(fields[4]),
                                                   .TrapDescription = std::move(fields[5])});

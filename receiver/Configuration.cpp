@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <system_error>
 
+#include "common/Number.h"
 #include "common/RegistryValues.h"
 #include "common/Text.h"
 #include "receiver/spool/Files.h"
@@ -37,10 +37,7 @@ std::int32_t NumberValue(platform::RegistryStore& registry, std::string_view nam
     }
     return static_cast<std::int32_t>(number);
   }
-  const std::string_view text = TrimAtNul(data->Bytes);
-  std::int32_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && end == text.data() + text.size() ? value : 0;
+  return NumberIn<std::int32_t>(TrimAtNul(data->Bytes)).value_or(0);
 }
 
 }  // namespace

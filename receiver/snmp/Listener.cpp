@@ -9,10 +9,10 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstring>
 #include <stdexcept>
 
+#include "common/Number.h"
 #include "receiver/snmp/MessageHeader.h"
 #include "receiver/snmp/NetSnmp.h"
 #include "receiver/snmp/Notification.h"
@@ -27,9 +27,7 @@ constexpr int kPacketsPerTurn = 256;
 constexpr std::size_t kBytesPerTurn = std::size_t{2} << 20;
 
 bool IsPort(std::string_view text) {
-  std::uint16_t port = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
-  return error == std::errc() && end == text.data() + text.size() && port != 0;
+  return NumberIn<std::uint16_t>(text).value_or(0) != 0;
 }
 
 std::string EngineIdOf(const snmp_pdu& pdu) {

@@ -3,9 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <charconv>
 #include <stdexcept>
 
+#include "common/Number.h"
 #include "store/DatabaseError.h"
 #include "store/Tables.h"
 
@@ -19,13 +19,11 @@ std::int32_t Number(const std::string& text) {
   if (text.empty()) {
     return 0;
   }
-  std::int32_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stop != end || number < 0) {
+  const auto number = NumberIn<std::int32_t>(text);
+  if (!number || *number < 0) {
     throw std::invalid_argument(fmt::format("'{}' is not a whole number.", text));
   }
-  return number;
+  return *number;
 }
 
 }  // namespace

@@ -3,11 +3,11 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <string>
 #include <string_view>
-#include <system_error>
+
+#include "common/Number.h"
 
 namespace korvane::app {
 namespace {
@@ -24,28 +24,17 @@ constexpr std::array<Length, 4> kLengths = {{{"MainLeft", &WindowPlacement::Left
                                              {"MainWidth", &WindowPlacement::Width},
                                              {"MainHeight", &WindowPlacement::Height}}};
 
-// The whole text must be the number: half a value is no placement.
-template <typename Number>
-Number NumberOr(const std::string& text, Number otherwise) {
-  Number number{};
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && stop == end ? number : otherwise;
-}
-
 }  // namespace
 
 WindowPlacement RestorePlacement(platform::SettingsStore& settings) {
   WindowPlacement placement;
   for (const Length& length : kLengths) {
     float& field = placement.*length.Field;
-    const float stored = NumberOr(
-        settings.GetSetting(platform::kSettingsSection, length.Name, fmt::format("{:.0f}", field)), field);
-    field = std::isfinite(stored) ? stored : field;
+    const auto stored = NumberIn<float>(settings.GetSetting(platform::kSettingsSection, length.Name, {}));
+    field = stored && std::isfinite(*stored) ? *stored : field;
   }
-  placement.State =
-      NumberOr(settings.GetSetting(platform::kSettingsSection, kStateName, fmt::to_string(placement.State)),
-               placement.State);
+  placement.State = NumberIn<std::int16_t>(settings.GetSetting(platform::kSettingsSection, kStateName, {}))
+                        .value_or(placement.State);
   return placement;
 }
 

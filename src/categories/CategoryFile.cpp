@@ -2,11 +2,11 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <optional>
 #include <unordered_set>
 #include <utility>
 
+#include "common/Number.h"
 #include "common/Text.h"
 #include "store/Codes.h"
 
@@ -190,15 +190,12 @@ class Reader {
   }
 
   std::int32_t Number(std::string_view keyword, std::int32_t least, std::int32_t most) {
-    const std::string_view value = Value(keyword);
-    std::int32_t number = 0;
-    const char* end = value.data() + value.size();
-    const auto [stop, error] = std::from_chars(value.data(), end, number);
-    if (error != std::errc() || stop != end || number < least || number > most) {
+    const auto number = NumberIn<std::int32_t>(Value(keyword));
+    if (!number || *number < least || *number > most) {
       Refuse(fmt::format("a number from {} to {} is expected here", least, most));
     }
     NextLine();
-    return number;
+    return *number;
   }
 
   std::int32_t Severity() {

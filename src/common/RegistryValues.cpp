@@ -1,8 +1,8 @@
 #include "common/RegistryValues.h"
 
-#include <charconv>
 #include <optional>
 
+#include "common/Number.h"
 #include "common/Text.h"
 
 namespace korvane {
@@ -49,10 +49,7 @@ std::int32_t ManagerNumber(platform::RegistryStore& registry, std::string_view v
   if (!GetRegistryValue(registry, platform::RegistryHive::LocalMachine, kManagerKey, valueName, text)) {
     return defaultValue;
   }
-  std::int32_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && stop == end ? number : defaultValue;
+  return NumberIn<std::int32_t>(text).value_or(defaultValue);
 }
 
 }  // namespace korvane

@@ -151,6 +151,12 @@ std::size_t PlainPrefix(std::string_view text) {
 
 }  // namespace
 
+std::string_view WithoutBlanks(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(' ');
+  return first == std::string_view::npos ? std::string_view()
+                                         : text.substr(first, text.find_last_not_of(' ') + 1 - first);
+}
+
 std::string_view TrimAtNul(std::string_view text) {
   return text.substr(0, text.find('\0'));
 }

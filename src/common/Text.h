@@ -10,6 +10,9 @@ namespace korvane {
 // The part before the first NUL, or all of it.
 std::string_view TrimAtNul(std::string_view text);
 
+// The text between the blanks at its ends.
+std::string_view WithoutBlanks(std::string_view text);
+
 // Full Unicode case folding, character by character; no locale takes part.
 bool EqualsIgnoreCase(std::string_view a, std::string_view b);
 bool ContainsIgnoreCase(std::string_view text, std::string_view part);  // an empty part is contained

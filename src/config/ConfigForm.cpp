@@ -3,12 +3,13 @@
 #include <fmt/format.h>
 
 #include <array>
-#include <charconv>
 #include <cstdint>
 #include <stdexcept>
 
+#include "common/Number.h"
 #include "common/RegistryValues.h"
 #include "common/Services.h"
+#include "common/Text.h"
 
 namespace korvane::config {
 
@@ -24,21 +25,12 @@ std::string ReadOr(platform::RegistryStore& registry, std::string_view valueName
              : std::string(otherwise);
 }
 
-std::string_view WithoutBlanks(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(' ');
-  return first == std::string_view::npos ? std::string_view()
-                                         : text.substr(first, text.find_last_not_of(' ') + 1 - first);
-}
-
 std::int32_t ToNumber(std::string_view text) {
-  const std::string_view digits = WithoutBlanks(text);
-  std::int32_t number = 0;
-  const char* end = digits.data() + digits.size();
-  const auto [stop, error] = std::from_chars(digits.data(), end, number);
-  if (digits.empty() || error != std::errc() || stop != end) {
+  const auto number = NumberIn<std::int32_t>(WithoutBlanks(text));
+  if (!number) {
     throw std::invalid_argument(fmt::format("'{}' is not a whole number.", text));
   }
-  return number;
+  return *number;
 }
 
 }  // namespace
