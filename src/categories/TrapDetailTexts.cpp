@@ -1,6 +1,5 @@
 #include "categories/TrapDetailTexts.h"
 
-#include <charconv>
 #include <optional>
 #include <utility>
 
@@ -18,21 +17,14 @@ std::string OrAll(const std::string& text) {
   return text.empty() ? std::string(params::kAll) : text;
 }
 
-// Nothing when the stored text is no number.
-std::optional<std::int32_t> SpecificCode(const TrapDetail& trap) {
-  std::int32_t code = 0;
-  const char* end = trap.SpecificTrap.data() + trap.SpecificTrap.size();
-  const auto [stop, error] = std::from_chars(trap.SpecificTrap.data(), end, code);
-  return error == std::errc() && stop == end ? std::optional(code) : std::nullopt;
-}
-
 }  // namespace
 
 TrapDetailTexts PlainTextsOf(const TrapDetail& trap) {
   return {OrAll(trap.Source),
           std::string(trap.GenericTrap == -1 ? params::kAll : store::GenericTrapName(trap.GenericTrap)),
           OrAll(trap.EnterpriseOid),
-          SpecificCode(trap) == 0 ? std::string(params::kAll) : OrAll(trap.SpecificTrap),
+          store::StoredSpecificCode(trap.SpecificTrap) == 0 ? std::string(params::kAll)
+                                                            : OrAll(trap.SpecificTrap),
           trap.VarBinds,
           std::string(store::SeverityName(trap.Severity))};
 }
@@ -44,7 +36,7 @@ TrapDetailTexts TextsOf(const TrapDetail& trap, store::TrapNames& names) {
       texts[kEnterprise] = std::move(name);
     }
   }
-  if (const auto code = SpecificCode(trap); code && *code != 0) {
+  if (const auto code = store::StoredSpecificCode(trap.SpecificTrap); code && *code != 0) {
     if (std::string name = names.GetTrapSpecific(trap.EnterpriseOid, *code); !name.empty()) {
       texts[kTrap] = std::move(name);
     }

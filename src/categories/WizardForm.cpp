@@ -2,8 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
-
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
 
@@ -14,12 +12,10 @@ namespace {
 constexpr std::size_t kClearPosition = 0;
 
 params::TrapCriteria CriteriaOf(const TrapDetail& trap) {
-  std::int32_t specific = 0;
-  std::from_chars(trap.SpecificTrap.data(), trap.SpecificTrap.data() + trap.SpecificTrap.size(), specific);
   return {.SourceAgent = trap.Source,
           .GenericTrap = trap.GenericTrap,
           .EnterpriseOid = trap.EnterpriseOid,
-          .SpecificTrap = specific,
+          .SpecificTrap = store::StoredSpecificCode(trap.SpecificTrap).value_or(0),
           .VarBinds = trap.VarBinds};
 }
 

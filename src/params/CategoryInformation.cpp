@@ -1,11 +1,11 @@
 #include "params/CategoryInformation.h"
 
 #include <algorithm>
-#include <charconv>
 #include <optional>
 #include <unordered_set>
 #include <utility>
 
+#include "store/Codes.h"
 #include "store/DatabaseError.h"
 #include "store/Recordset.h"
 #include "store/Tables.h"
@@ -65,30 +65,10 @@ void ReadMembers(store::Connection& connection, CategoryTables& tables) {
   }
 }
 
-// The specific code is stored as text; empty means any.  Nothing when it is no number: such a row describes
-// no trap.
-std::optional<std::int32_t> SpecificCode(std::string_view text) {
-  const auto isBlank = [](char c) { return c == ' '; };
-  text.remove_prefix(
-      static_cast<std::size_t>(std::find_if_not(text.begin(), text.end(), isBlank) - text.begin()));
-  while (!text.empty() && isBlank(text.back())) {
-    text.remove_suffix(1);
-  }
-  if (text.empty()) {
-    return 0;
-  }
-  std::int32_t code = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), code);
-  if (error != std::errc{} || end != text.data() + text.size()) {
-    return std::nullopt;
-  }
-  return code;
-}
-
 void ReadDefinitions(store::Connection& connection, CategoryTables& tables) {
   store::Recordset rows = connection.OpenRecordset(store::kTrapGroupDetail);
   while (rows.Next()) {
-    const std::optional<std::int32_t> specific = SpecificCode(rows.Text("SpecificTrap"));
+    const std::optional<std::int32_t> specific = store::StoredSpecificCode(rows.Text("SpecificTrap"));
     if (!specific) {
       continue;
     }

@@ -1,5 +1,8 @@
 #include "store/Codes.h"
 
+#include "common/Number.h"
+#include "common/Text.h"
+
 namespace korvane::store {
 
 std::string_view SeverityName(std::int32_t code) {
@@ -10,6 +13,11 @@ std::string_view SeverityName(std::int32_t code) {
 std::string_view GenericTrapName(std::int32_t code) {
   const auto index = static_cast<std::uint32_t>(code);
   return index < kGenericTrapNames.size() ? kGenericTrapNames[index] : "Unknown";
+}
+
+std::optional<std::int32_t> StoredSpecificCode(std::string_view text) {
+  const std::string_view digits = WithoutBlanks(text);
+  return digits.empty() ? 0 : NumberIn<std::int32_t>(digits);
 }
 
 }  // namespace korvane::store

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 namespace korvane::store {
@@ -17,5 +18,9 @@ inline constexpr std::int32_t kEnterpriseSpecific = 6;
 
 std::string_view SeverityName(std::int32_t code);     // any other code: "Clear"
 std::string_view GenericTrapName(std::int32_t code);  // any other code: "Unknown"
+
+// The specific code of a category's row, which is stored as a text: 0, which means any, when it is blank;
+// nothing when it is no number, so that the row describes no trap.
+std::optional<std::int32_t> StoredSpecificCode(std::string_view text);
 
 }  // namespace korvane::store

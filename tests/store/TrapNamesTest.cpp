@@ -3,9 +3,11 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "store/Codes.h"
 #include "store/DatabaseError.h"
 #include "support/TestStore.h"
 
@@ -131,6 +133,14 @@ TEST_F(TrapNamesTest, AHostileOidReachesNoStatement) {
   Names.NameWithoutDefinition(unread);
   EXPECT_EQ(unread.TrapName(), "1.3.6.1.4.1.40.0.7");
   EXPECT_EQ(unread.EnterpriseName(), "1.3.6.1.4.1.40");
+}
+
+TEST(CodesTest, AStoredSpecificCodeIsANumberOrAny) {
+  using Row = std::pair<std::string_view, std::optional<std::int32_t>>;
+  for (const auto& [text, code] : {Row{"7", 7}, Row{" -7 ", -7}, Row{"", 0}, Row{"  ", 0}, Row{"7x", {}},
+                                   Row{"1 2", {}}, Row{"99999999999", {}}}) {
+    EXPECT_EQ(StoredSpecificCode(text), code) << text;
+  }
 }
 
 // Hides the traps of one source; a trap of severity says so in its bindings.
