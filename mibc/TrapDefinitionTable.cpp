@@ -107,12 +107,7 @@ class ModuleWriter {
 }  // namespace
 
 std::vector<StoredCounts> TrapDefinitionTable::Store(std::span<const Module> modules) {
-  store::Transaction transaction(connection_);
-  // Touches no row, but takes the right to write: an embedded store refuses for good to write on what was
-  // read before somebody else committed.
-  connection_.Execute(
-      fmt::format("UPDATE {} SET RequestType = 0 WHERE EnterpriseOid = '' AND EnterpriseOid = 'none'",
-                  store::kEventStructure));
+  store::Transaction transaction(connection_, store::kEventStructure);
   std::vector<StoredCounts> counts;
   for (const Module& module : modules) {
     counts.push_back(ModuleWriter(connection_, module).Write());

@@ -1,5 +1,7 @@
 #include "categories/CategoryTransaction.h"
 
+#include "store/Tables.h"
+
 namespace korvane::categories {
 
 CategoryTransaction::CategoryTransaction(store::Connection& connection) : connection_(connection) {
@@ -14,8 +16,7 @@ void CategoryTransaction::BeforeChange() {
   if (!changed_) {
     connection_.Rollback();
     connection_.BeginTransaction();
-    // Touches no row.
-    connection_.Execute("UPDATE Category_Group_Master SET Severity = 0 WHERE Category_Name = ''");
+    store::TakeRightToWrite(connection_, store::kCategoryGroupMaster);
     changed_ = true;
   }
   ++changesBegun_;

@@ -59,10 +59,6 @@ bool Connection::IsOpen() const {
   return impl_->Link && !impl_->Lost;
 }
 
-Engine Connection::EngineKind() const {
-  return impl_->Kind;
-}
-
 std::int64_t Connection::Execute(std::string_view text) {
   impl_->MakeReady(true);
   if (!impl_->Direct) impl_->Direct = std::make_unique<Statement>(*impl_);
@@ -143,9 +139,13 @@ bool Connection::InTransaction() const {
   return impl_->InTransaction;
 }
 
+void TakeRightToWrite(Connection& connection, std::string_view table) {
+  connection.Execute(fmt::format("DELETE FROM {} WHERE 1 = 0", table));
+}
+
 Transaction::Transaction(Connection& connection, std::string_view table) : Transaction(connection) {
-  // Touches no row.  Should it fail, the object is made as far as its destructor is concerned: it rolls back.
-  connection_.Execute(fmt::format("DELETE FROM {} WHERE 1 = 0", table));
+  // Should it fail, the object is made as far as its destructor is concerned: it rolls back.
+  TakeRightToWrite(connection_, table);
 }
 
 Transaction::~Transaction() {

@@ -36,7 +36,6 @@ class Connection {
             ConnectionOptions options = {});
   void Close() noexcept;
   bool IsOpen() const;
-  Engine EngineKind() const;
 
   // Runs one statement; the number of rows it touched (0 where the driver doesn't tell).
   std::int64_t Execute(std::string_view statement);
@@ -61,12 +60,15 @@ class Connection {
   std::unique_ptr<Impl> impl_;
 };
 
+// For a transaction that reads before it writes, to this table or another one beside it: SQLite refuses to
+// write in one that has read, once somebody else has written.  Touches no row.
+void TakeRightToWrite(Connection& connection, std::string_view table);
+
 // Rolls back unless committed.
 class Transaction {
  public:
   explicit Transaction(Connection& connection) : connection_(connection) { connection_.BeginTransaction(); }
-  // One that reads before it writes, to this table or another one beside it, takes the right to write first:
-  // SQLite refuses to write in a transaction that has read, once somebody else has written.
+  // One that reads before it writes, to this table or another one beside it, takes the right to write first.
   Transaction(Connection& connection, std::string_view table);
   ~Transaction();
   Transaction(const Transaction&) = delete;
