@@ -8,10 +8,16 @@
 
 namespace korvane::platform {
 
+// A group that this user can't give a file to would hand its rights to a group of strangers.  Then the group
+// gets what everyone has, or the file is not made where that is less or more than the group had.
+enum class LostGroup { GetsWhatEveryoneHas, Refuses };
+
 // Creates a file for writing, in binary.  It must not exist yet, not even as a link.  Where target is a
 // regular file, whoever may use that one may use the new one and nobody else, from its first moment on;
-// otherwise it gets the rights of any new file.  Null: not created.
-std::FILE* CreateFileLike(const std::filesystem::path& path, const std::filesystem::path& target);
+// otherwise it gets the rights of any new file.  An owner that this user can't give it to is replaced by this
+// user, as with any file that is rewritten.  Null: not created.
+std::FILE* CreateFileLike(const std::filesystem::path& path, const std::filesystem::path& target,
+                          LostGroup lostGroup = LostGroup::GetsWhatEveryoneHas);
 
 // For a file that several users write by turns, in binary: at its end (made when missing, for owner and
 // group), or anew from its beginning (it must be there).  A name that another user may have laid out is not

@@ -7,21 +7,10 @@
 #include <cerrno>
 
 #include "platform/linux/FileDescriptor.h"
+#include "platform/linux/FileRights.h"
 
 namespace korvane::platform {
 namespace {
-
-constexpr mode_t kRights = 0777;
-
-// A group that this user can't give the file to would hand its rights to a group of strangers: then the
-// group gets what everyone has.
-bool TakeOverRights(int file, const struct stat& old) {
-  mode_t mode = old.st_mode & kRights;
-  if (fchown(file, old.st_uid, old.st_gid) != 0 && fchown(file, static_cast<uid_t>(-1), old.st_gid) != 0) {
-    mode = (mode & ~mode_t{070}) | ((mode & 07) << 3);
-  }
-  return fchmod(file, mode) == 0;
-}
 
 // The file, or -1 with errno.  Nothing waits: a pipe without a reader is refused like one that has one.
 int OpenPlain(const std::filesystem::path& path, int flags) {
@@ -52,7 +41,21 @@ bool Synced(int result) {
 
 }  // namespace
 
-std::FILE* CreateFileLike(const std::filesystem::path& path, const std::filesystem::path& target) {
+bool TakeOverRights(int file, const struct stat& old, LostGroup lostGroup) {
+  mode_t mode = old.st_mode & 0777;
+  if (fchown(file, old.st_uid, old.st_gid) != 0 && fchown(file, static_cast<uid_t>(-1), old.st_gid) != 0) {
+    const mode_t everyones = (mode & ~mode_t{070}) | ((mode & 07) << 3);
+    if (lostGroup == LostGroup::Refuses && everyones != mode) {
+      errno = EPERM;
+      return false;
+    }
+    mode = everyones;
+  }
+  return fchmod(file, mode) == 0;
+}
+
+std::FILE* CreateFileLike(const std::filesystem::path& path, const std::filesystem::path& target,
+                          LostGroup lostGroup) {
   struct stat old {};
   const bool replaces = lstat(target.c_str(), &old) == 0 && S_ISREG(old.st_mode);
   const int file =
@@ -60,7 +63,7 @@ std::FILE* CreateFileLike(const std::filesystem::path& path, const std::filesyst
   if (file < 0) {
     return nullptr;
   }
-  std::FILE* stream = replaces && !TakeOverRights(file, old) ? nullptr : fdopen(file, "wb");
+  std::FILE* stream = replaces && !TakeOverRights(file, old, lostGroup) ? nullptr : fdopen(file, "wb");
   if (stream == nullptr) {
     const int reason = errno;
     unlink(path.c_str());

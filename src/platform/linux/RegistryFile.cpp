@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -16,7 +17,9 @@
 #include <thread>
 #include <utility>
 
+#include "platform/Files.h"
 #include "platform/linux/FileDescriptor.h"
+#include "platform/linux/FileRights.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/linux/RegistryText.h"
 
@@ -104,38 +107,12 @@ std::optional<RegistryText> ReadRegistry(const FileDescriptor& file) {
   return bytes ? RegistryText::Parse(*bytes) : std::nullopt;
 }
 
-bool WriteAll(const FileDescriptor& file, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(file.Number(), bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
-    if (written <= 0) {
-      return false;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
-
-// Whoever could use the old file can use the new one, and nobody else.  An owner that this user can't give
-// the file to is replaced by this user, as with any file that is rewritten; its group must stay, unless the
-// mode gives the group no other rights than everyone.  A file of settings is never one to execute.
-bool TakeOverRights(const FileDescriptor& file, const struct stat& old) {
-  const bool groupMatters = ((old.st_mode >> 3) & 07) != (old.st_mode & 07);
-  if (fchown(file.Number(), old.st_uid, old.st_gid) != 0 &&
-      fchown(file.Number(), static_cast<uid_t>(-1), old.st_gid) != 0 && groupMatters) {
-    return false;
-  }
-  return fchmod(file.Number(), old.st_mode & 0666) == 0;
-}
-
 // The lock of the file's writers; not open when it was not to be had in time.
 FileDescriptor LockWriters(const std::string& path, const struct stat& registry, int waitMilliseconds) {
   const std::string lockPath = path + ".lock";
   FileDescriptor lock = Open(lockPath, O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
   if (lock.IsOpen()) {
-    TakeOverRights(lock, registry);
+    TakeOverRights(lock.Number(), registry, LostGroup::Refuses);
   } else {
     lock = Open(lockPath, O_RDWR | O_NOFOLLOW);
   }
@@ -151,21 +128,20 @@ FileDescriptor LockWriters(const std::string& path, const struct stat& registry,
 }
 
 // Under the writers' lock only: the name of the new file is fixed, so that a crash leaves one at most.
-bool Replace(const std::string& path, const struct stat& old, std::string_view text) {
+bool Replace(const std::string& path, std::string_view text) {
   const std::string newPath = path + ".new";
   unlink(newPath.c_str());
-  FileDescriptor file = Open(newPath, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
-  if (!file.IsOpen()) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(
+      CreateFileLike(newPath, path, LostGroup::Refuses), std::fclose);
+  if (file == nullptr) {
     return false;
   }
-  if (!TakeOverRights(file, old) || !WriteAll(file, text) || fsync(file.Number()) != 0 ||
-      rename(newPath.c_str(), path.c_str()) != 0) {
+  if (std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() || std::fflush(file.get()) != 0 ||
+      !SyncFile(file.get()) || rename(newPath.c_str(), path.c_str()) != 0) {
     unlink(newPath.c_str());
     return false;
   }
-  const FileDescriptor folder =
-      Open(std::filesystem::path(path).parent_path().string(), O_RDONLY | O_DIRECTORY);
-  return folder.IsOpen() && fsync(folder.Number()) == 0;
+  return SyncFolder(std::filesystem::path(path).parent_path());
 }
 
 }  // namespace
@@ -205,13 +181,10 @@ bool RegistryFile::SetDword(RegistryHive hive, std::string_view keyPath, std::st
   if (!lock.IsOpen()) {
     return false;
   }
-  const FileDescriptor file = Open(path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW);
-  const std::optional<RegistryText> registry = ReadRegistry(file);
-  if (!registry || fstat(file.Number(), &old) != 0) {
-    return false;
-  }
-  const std::optional<std::string> text = registry->WithDword(FullPath(hive, keyPath), valueName, value);
-  return text && Replace(path, old, *text);
+  const std::optional<RegistryText> registry = ReadRegistry(Open(path, O_RDONLY | O_NONBLOCK | O_NOFOLLOW));
+  const std::optional<std::string> text =
+      registry ? registry->WithDword(FullPath(hive, keyPath), valueName, value) : std::nullopt;
+  return text && Replace(path, *text);
 }
 
 std::string DefaultRegistryPath() {
