@@ -12,8 +12,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
-
-#include "platform/linux/FileDescriptor.h"
+#include <utility>
 
 extern char** environ;
 
@@ -51,11 +50,6 @@ bool HoldsNul(const std::string& file, const std::vector<std::string>& arguments
     holds = holds || argument.find('\0') != std::string::npos;
   }
   return holds;
-}
-
-void WaitForEnd(pid_t child) {
-  while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
-  }
 }
 
 // From here to the execution only async-signal-safe calls: other threads may hold any lock.
@@ -133,11 +127,12 @@ bool StartDetached(const std::string& file, const std::vector<std::string>& argu
   return got == 0;
 }
 
-std::optional<std::string> RunAndRead(const std::string& file, const std::vector<std::string>& arguments,
-                                      int waitMilliseconds) {
+ReadableChild StartReadable(const std::string& file, const std::vector<std::string>& arguments) {
+  ReadableChild child;
   std::optional<Pipe> output = MakePipe();
   if (!output || HoldsNul(file, arguments)) {
-    return std::nullopt;
+    child.Error = output ? EINVAL : errno;
+    return child;
   }
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
@@ -145,21 +140,33 @@ std::optional<std::string> RunAndRead(const std::string& file, const std::vector
   posix_spawn_file_actions_adddup2(&actions, output->Writing.Number(), 1);
   posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
   posix_spawn_file_actions_addclosefrom_np(&actions, 3);
-  pid_t child = 0;
-  const int error =
-      posix_spawn(&child, file.c_str(), &actions, nullptr, ArgumentVector(file, arguments).data(), environ);
+  child.Output = std::move(output->Reading);
+  child.Error = posix_spawn(&child.Process, file.c_str(), &actions, nullptr,
+                            ArgumentVector(file, arguments).data(), environ);
   posix_spawn_file_actions_destroy(&actions);
-  if (error != 0) {
+  return child;
+}
+
+int WaitForEnd(pid_t child) {
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  return status;
+}
+
+std::optional<std::string> RunAndRead(const std::string& file, const std::vector<std::string>& arguments,
+                                      int waitMilliseconds) {
+  const ReadableChild child = StartReadable(file, arguments);
+  if (child.Error != 0) {
     return std::nullopt;
   }
-  output->Writing.Close();
   std::string text;
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(waitMilliseconds);
   bool ended = false;
   while (!ended && text.size() < kMostOutput) {
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-    pollfd waiting{.fd = output->Reading.Number(), .events = POLLIN, .revents = 0};
+    pollfd waiting{.fd = child.Output.Number(), .events = POLLIN, .revents = 0};
     const int ready = left.count() <= 0 ? 0 : poll(&waiting, 1, static_cast<int>(left.count()));
     if (ready < 0 && errno == EINTR) {
       continue;
@@ -168,14 +175,14 @@ std::optional<std::string> RunAndRead(const std::string& file, const std::vector
       break;
     }
     std::array<char, 4096> block{};
-    const ssize_t got = read(output->Reading.Number(), block.data(), block.size());
+    const ssize_t got = read(child.Output.Number(), block.data(), block.size());
     ended = got == 0;
     text.append(block.data(), got > 0 ? static_cast<std::size_t>(got) : 0);
   }
   if (!ended) {
-    kill(child, SIGKILL);
+    kill(child.Process, SIGKILL);
   }
-  WaitForEnd(child);
+  WaitForEnd(child.Process);
   return ended ? std::optional(text) : std::nullopt;
 }
 

@@ -1,10 +1,14 @@
-// Starting and asking other programs, by argument vector and never through a shell.  Used by Programs only.
+// Starting and asking other programs, by argument vector and never through a shell.
 #pragma once
+
+#include <sys/types.h>
 
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "platform/linux/FileDescriptor.h"
 
 namespace korvane::platform {
 
@@ -17,6 +21,17 @@ std::optional<std::string> FindProgram(std::string_view name);
 // and lets go of it: it is no child of ours, leaves no zombie and outlives us.  False when the system could
 // not execute it.
 bool StartDetached(const std::string& file, const std::vector<std::string>& arguments);
+
+// A program that runs with nothing of ours open, and the end of a pipe that its output comes from.
+struct ReadableChild {
+  int Error = 0;  // the system's number when it could not be executed; there is no process then
+  pid_t Process = -1;
+  FileDescriptor Output = FileDescriptor();
+};
+ReadableChild StartReadable(const std::string& file, const std::vector<std::string>& arguments);
+
+// Waits for a child's end and gives its status, as the system puts it.
+int WaitForEnd(pid_t child);
 
 // Runs the program to its end and gives what it wrote, at most 64 KiB.  Nothing when it could not be
 // executed or was not done in time; it is then killed.
