@@ -2,8 +2,8 @@
 -- Codes, keys and times are 32-bit integers.  Texts are utf8mb4_nopad_bin and never NULL: they compare byte for
 -- byte with trailing blanks counted, as on the other engines (utf8mb4_bin alone would drop those blanks, and the
 -- server's default would ignore letter case and accents).  Unlimited texts are LONGTEXT: TEXT ends at 64 KiB.
--- Tables without a key of their own carry an invisible one, so that they are read in the order in which
--- their rows were added; without it InnoDB would keep them sorted by their unique names.
+-- Tables without a number of their own carry an invisible one as their key: a table that is read whole comes in
+-- the order of its key, so in that in which its rows were added, and InnoDB would else take a unique name for it.
 
 -- The traps.  The receiver writes them; the number of a purged trap never comes back.
 CREATE TABLE EventTrap (

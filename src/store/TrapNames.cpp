@@ -79,14 +79,15 @@ struct Kind {
   }
 };
 
-// An enterprise as its rows tell: once it is known, a specific code without a row costs no query any more, so
-// a sender that counts its codes up can't slow the console down.
+// An enterprise as its rows tell: once it is known, a specific code without a row costs no query for a row of
+// its own any more, however far a sender counts its codes up.
 struct Enterprise {
   std::string Name;
   std::unordered_set<std::int32_t> Codes;
 };
 
-// Far more than any network has; what a hostile sender can make the caches hold ends here.
+// Entries of one cache, far more than any network has.  A full one begins anew, so that a hostile sender costs
+// queries and no further memory; the definitions stay all the same, since rows point at them.
 constexpr std::size_t kMostCached = std::size_t{1} << 17U;
 
 template <typename Cache>

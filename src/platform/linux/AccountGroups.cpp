@@ -51,8 +51,8 @@ bool GroupExists(const char* name) {
   return exists;
 }
 
-// The groups the account database gives the user: those of the process itself may be fewer, root's are
-// often none.
+// The groups that the account database gives the user.  Those of the process may be others: it keeps what it
+// was started with, which from a service manager is often the first group alone.
 std::vector<gid_t> GroupsOfUser() {
   std::vector<gid_t> groups;
   WithGrowingBuffer([&](std::vector<char>& buffer) {
