@@ -18,26 +18,17 @@ struct Pair {
 
 TEST(TextTest, FoldsCaseCharacterByCharacter) {
   EXPECT_EQ(TrimAtNul("abc\0def\0"s), "abc");
-  const std::vector<Pair> rows = {{"", "", true},
-                                  {"Router-7", "rOUTER-7", true},
-                                  {"Router-7", "Router-77", false},
-                                  {"[", "{", false},  // the neighbours of the letters differ by the same bit
-                                  {"@", "`", false},
-                                  {"@AMZ[\\`amz{~", "@amz[\\`AMZ{~", true},
-                                  {"1234567@", "1234567`", false},
-                                  {"ÄÖÜ", "äöü", true},
-                                  {"Straße", "STRASSE", true},
-                                  {"ß", "s", false},
-                                  {"ΣΊΣΥΦΟΣ", "σίσυφος", true},
-                                  {"МОСКВА", "москва", true},
-                                  {"\u212A", "k", true},  // the Kelvin sign
-                                  {"I", "ı", false},      // no language's own rule
-                                  {"\xFF", "\xFF", true},
-                                  {"\xFF", "\xFE", false},
-                                  {"\xC3", "\xE3", false},  // a cut character against another
-                                  {"a\0b"s, "A\0B"s, true},
-                                  {"a\0b"s, "a", false}};
-  for (const auto& [a, b, equal] : rows) {
+  for (const auto& [a, b, equal] :
+       {Pair{"", "", true}, Pair{"Router-7", "rOUTER-7", true}, Pair{"Router-7", "Router-77", false},
+        Pair{"[", "{", false},  // the neighbours of the letters differ by the same bit
+        Pair{"@", "`", false}, Pair{"@AMZ[\\`amz{~", "@amz[\\`AMZ{~", true},
+        Pair{"1234567@", "1234567`", false}, Pair{"ÄÖÜ", "äöü", true}, Pair{"Straße", "STRASSE", true},
+        Pair{"ß", "s", false}, Pair{"ΣΊΣΥΦΟΣ", "σίσυφος", true}, Pair{"МОСКВА", "москва", true},
+        Pair{"\u212A", "k", true},  // the Kelvin sign
+        Pair{"I", "ı", false},      // no language's own rule
+        Pair{"\xFF", "\xFF", true}, Pair{"\xFF", "\xFE", false},
+        Pair{"\xC3", "\xE3", false},  // a cut character against another
+        Pair{"a\0b"s, "A\0B"s, true}, Pair{"a\0b"s, "a", false}}) {
     EXPECT_EQ(EqualsIgnoreCase(a, b), equal) << a << '|' << b;
     EXPECT_EQ(EqualsIgnoreCase(b, a), equal) << b << '|' << a;
     EXPECT_EQ(FoldCase(a) == FoldCase(b), equal) << a << '|' << b;
@@ -50,26 +41,15 @@ TEST(TextTest, FoldsCaseCharacterByCharacter) {
 }
 
 TEST(TextTest, FindsPartsIgnoringCaseAndNeverInsideACharacter) {
-  const std::vector<Pair> rows = {{"", "", true},
-                                  {"abc", "", true},
-                                  {"", "a", false},
-                                  {"ifDescr=Eth0", "IFDESCR=eth", true},
-                                  {"ifDescr=Eth0", "eth1", false},
-                                  {"Düsseldorf", "DÜSSEL", true},
-                                  {"größe", "GRÖSSE", true},
-                                  {"300 \u212A", "300 k", true},
-                                  {"\uFB01le", "FI", true},  // a ligature
-                                  {"é", "\xC3", false},
-                                  {"é", "\xA9", false},
-                                  {"x\xA9y", "\xA9", true},
-                                  {"x\xA9y", "X\xA9Y", true},
-                                  {"x\xA9y", "©", false},
-                                  {"\xC3\xC3\xA9", "é", true},
-                                  {"line\r\n\0tail"s, "\n\0T"s, true},
-                                  {std::string(100000, 'a') + "Needle", "nEEDLE", true},
-                                  {std::string(4096, 'a') + "ü", "aÜ", true},
-                                  {std::string(100000, 'a'), "needle", false}};
-  for (const auto& [text, part, found] : rows) {
+  for (const auto& [text, part, found] :
+       {Pair{"", "", true}, Pair{"abc", "", true}, Pair{"", "a", false},
+        Pair{"ifDescr=Eth0", "IFDESCR=eth", true}, Pair{"ifDescr=Eth0", "eth1", false},
+        Pair{"Düsseldorf", "DÜSSEL", true}, Pair{"größe", "GRÖSSE", true}, Pair{"300 \u212A", "300 k", true},
+        Pair{"\uFB01le", "FI", true},  // a ligature
+        Pair{"é", "\xC3", false}, Pair{"é", "\xA9", false}, Pair{"x\xA9y", "\xA9", true},
+        Pair{"x\xA9y", "X\xA9Y", true}, Pair{"x\xA9y", "©", false}, Pair{"\xC3\xC3\xA9", "é", true},
+        Pair{"line\r\n\0tail"s, "\n\0T"s, true}, Pair{std::string(100000, 'a') + "Needle", "nEEDLE", true},
+        Pair{std::string(4096, 'a') + "ü", "aÜ", true}, Pair{std::string(100000, 'a'), "needle", false}}) {
     EXPECT_EQ(ContainsIgnoreCase(text, part), found) << part << " in " << text.substr(0, 60);
   }
 }

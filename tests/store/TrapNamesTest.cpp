@@ -3,12 +3,20 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <clocale>
+#include <cstdlib>
+#include <ctime>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
+#include "store/DateTimeText.h"
+#include "store/EventTime.h"
+#include "support/TempFolder.h"
 #include "support/TestStore.h"
 
 namespace korvane::store {
@@ -31,6 +39,12 @@ class TrapNamesTest : public testing::Test {
     trap.SpecificTrap = specific;
     trap.GenericTrap = generic;
     return trap;
+  }
+
+  std::string NameOf(std::string_view oid, std::int32_t specific) {
+    IncomingTrap trap = Trap(oid, specific, 6);
+    Names.GetTrapName(trap);
+    return std::string(trap.TrapName());
   }
 
   test::SqliteStore Made;
@@ -103,26 +117,19 @@ TEST_F(TrapNamesTest, AskOncePerKindAndAgainAfterClearing) {
 
 // Nor does a sender that counts its codes up, which makes a kind of each trap, cost queries.
 TEST_F(TrapNamesTest, AHostileOidReachesNoStatement) {
-  for (const std::string_view oid : {"1.3.6.1.4.1.20", "1.3.6.1.4.1.30"}) {
-    IncomingTrap first = Trap(oid, 1000, 6);
-    Names.GetTrapName(first);
-  }
-  IncomingTrap defined = Trap("1.3.6.1.4.1.20", 3, 6);
-  Names.GetTrapName(defined);
-  EXPECT_EQ(defined.TrapName(), "twentyThree");
+  NameOf("1.3.6.1.4.1.20", 1000);
+  NameOf("1.3.6.1.4.1.30", 1000);
+  EXPECT_EQ(NameOf("1.3.6.1.4.1.20", 3), "twentyThree");
   Made.Execute("DROP TABLE EventStructure");  // any query would throw
   for (std::int32_t code = 1001; code < 1200; ++code) {
-    IncomingTrap trap = Trap(code % 2 == 0 ? "1.3.6.1.4.1.20" : "1.3.6.1.4.1.30", code, 6);
-    Names.GetTrapName(trap);
-    EXPECT_EQ(trap.TrapName(), std::string(trap.EnterpriseOid) + ".0." + std::to_string(code));
-    EXPECT_EQ(Names.GetTrapSpecific(trap.EnterpriseOid, code), "");
+    const std::string oid = code % 2 == 0 ? "1.3.6.1.4.1.20" : "1.3.6.1.4.1.30";
+    EXPECT_EQ(NameOf(oid, code), oid + ".0." + std::to_string(code));
+    EXPECT_EQ(Names.GetTrapSpecific(oid, code), "");
   }
   for (const std::string& oid :
        {std::string("1.3' OR '1' = '1"), std::string("1.3.\0.6", 7), std::string("1.3.6\xff"),
         std::string("1,3"), std::string(70000, 'x'), std::string("..")}) {
-    IncomingTrap trap = Trap(oid, 1, 6);
-    Names.GetTrapName(trap);
-    EXPECT_FALSE(trap.TrapName().empty());
+    EXPECT_NE(NameOf(oid, 1), "");
     EXPECT_EQ(Names.GetTrapSpecific(oid, 1), "");
     EXPECT_EQ(Names.TranslateOidName("." + oid), "");
   }
@@ -193,6 +200,69 @@ TEST_F(TrapNamesTest, OffersEnterprisesAndTheirTraps) {
   EXPECT_EQ(offered, "Alpha 1.3.6.1.4.1.10.4, tenThree 1.3.6.1.4.1.10.3, tenZero 1.3.6.1.4.1.10.0, ");
   EXPECT_TRUE(Names.TrapsOfEnterprise("none").empty());
   EXPECT_THROW(Names.TrapsOfEnterprise("O'Brien"), DatabaseError);
+}
+
+using Limits = std::numeric_limits<std::int32_t>;
+
+TEST(EventTimeTest, GoesToLocalTimeAndBack) {
+  constexpr std::int32_t kNewYork = 300 * 60;
+  constexpr std::int32_t kBerlin = -3600;
+  struct Case {
+    std::int32_t Seconds, Bias;
+    LocalDateTime Local;
+  };
+  const std::vector<Case> cases = {
+      {0, kNewYork, {1969, 12, 31, 19, 0, 0}},
+      {-1, 0, {1969, 12, 31, 23, 59, 59}},
+      {1709164800 - 3600, kBerlin, {2024, 2, 29, 0, 0, 0}},
+      {951782399, 0, {2000, 2, 28, 23, 59, 59}},
+      {Limits::max(), kBerlin, {2038, 1, 19, 4, 14, 7}},
+      {Limits::min(), kNewYork, {1901, 12, 13, 15, 45, 52}},
+  };
+  for (const Case& each : cases) {
+    EXPECT_TRUE(EventTimeToLocal(each.Seconds, each.Bias) == each.Local) << each.Seconds;
+    EXPECT_EQ(LocalToEventTime(each.Local, each.Bias), each.Seconds);
+  }
+  EXPECT_EQ(LocalToEventTime({2100, 1, 1, 0, 0, 0}, 0), Limits::max());
+  EXPECT_EQ(LocalToEventTime({1752, 1, 1, 0, 0, 0}, 0), Limits::min());
+  EXPECT_EQ(FormatDateTime({2024, 2, 9, 3, 4, 5}), "2024-02-09 03:04:05");
+}
+
+// Twelve hours, digits of another script, dates that name the weekday.
+TEST(EventTimeTest, IsWrittenInTheLocale) {
+  const test::TempFolder folder;
+  test::RunProgram({"localedef", "-i", "my_MM", "-f", "UTF-8", (folder / "my_MM").string()});
+  setenv("LOCPATH", folder.Path().c_str(), 1);
+  ASSERT_NE(std::setlocale(LC_TIME, "my_MM"), nullptr);
+  for (std::int32_t day = 0; day < 7; ++day) {
+    const std::time_t time = 1'709'164'800 + day * 90'061;
+    std::tm parts{};
+    gmtime_r(&time, &parts);
+    std::array<char, 200> text{};
+    std::strftime(text.data(), text.size(), "%x %X", &parts);
+    EXPECT_EQ(FormatDateTime(EventTimeToLocal(time, 0)), text.data());
+  }
+  std::setlocale(LC_TIME, "C");
+  unsetenv("LOCPATH");
+}
+
+TEST(DateTimeTextTest, IsWhatTheFormatGivesAndMadeOncePerTime) {
+  static int made = 0;
+  constexpr std::int32_t kBias = 12'617;
+  const auto format = [](const LocalDateTime& at) {
+    ++made;
+    return FormatDateTime(at);
+  };
+  DateTimeText texts(kBias, format);
+  // Both ends of the range, and times that may have to share a place.
+  for (const std::int32_t time : {0, -1, -60, Limits::min(), Limits::max(), 0, 1 << 20, 1 << 28, 1 << 20}) {
+    EXPECT_EQ(texts.Of(time), FormatDateTime(EventTimeToLocal(time, kBias))) << time;
+  }
+  made = 0;
+  for (int i = 0; i < 60'000; ++i) {
+    texts.Of(1'000'000'000 + i % 100);
+  }
+  EXPECT_LE(made, 100);
 }
 
 }  // namespace
