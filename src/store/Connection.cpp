@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "common/Text.h"
 #include "store/Odbc.h"
 #include "store/RecordsetImpl.h"
 
@@ -14,11 +15,7 @@ namespace {
 
 bool IsSelect(std::string_view text) {
   constexpr std::string_view kSelect = "SELECT ";
-  if (text.size() < kSelect.size()) return false;
-  for (std::size_t i = 0; i < kSelect.size(); ++i) {
-    if ((text[i] & ~0x20) != (kSelect[i] & ~0x20)) return false;
-  }
-  return true;
+  return EqualsIgnoreCase(text.substr(0, kSelect.size()), kSelect);
 }
 
 bool SetAutocommit(Connection::Impl& link, SQLULEN value) {

@@ -85,11 +85,6 @@ void Handle::Free() noexcept {
   handle_ = nullptr;
 }
 
-bool SameName(std::string_view a, std::string_view b) {
-  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; };
-  return std::ranges::equal(a, b, {}, lower, lower);
-}
-
 DatabaseError ErrorOf(SQLSMALLINT type, SQLHANDLE handle, std::string_view statement) {
   std::array<SQLCHAR, 6> state{};
   std::array<SQLCHAR, 4096> text{};

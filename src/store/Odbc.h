@@ -41,9 +41,6 @@ class Handle {
   SQLHANDLE handle_ = nullptr;
 };
 
-// Column names compare ignoring the case of letters: one engine folds those it is not given in quotes.
-bool SameName(std::string_view a, std::string_view b);
-
 inline bool Succeeded(SQLRETURN code) {
   return code == SQL_SUCCESS || code == SQL_SUCCESS_WITH_INFO;
 }

@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "common/Text.h"
 #include "store/RecordsetImpl.h"
 
 namespace korvane::store {
@@ -47,9 +48,10 @@ const Recordset::Impl::Cell& Recordset::Impl::CellAt(std::size_t place) const {
   return Cells[(Row - 1) * Columns.size() + place];
 }
 
+// Ignoring the case of letters: one engine folds names that it is not given in quotes.
 const Recordset::Impl::Cell& Recordset::Impl::CellOf(std::string_view column) const {
   const auto found =
-      std::ranges::find_if(Columns, [&](const auto& name) { return odbc::SameName(name, column); });
+      std::ranges::find_if(Columns, [&](const auto& name) { return EqualsIgnoreCase(name, column); });
   if (found == Columns.end()) {
     throw DatabaseError(fmt::format("The column '{}' is not there.", column), "42S22", 0, {});
   }
@@ -70,7 +72,7 @@ void Recordset::Impl::SetValue(std::string_view column, Value value) {
   RequireName(column);
   if (Table.empty()) throw DatabaseError("Only the rows of a table can be written.", "HY109", 0, {});
   const auto found =
-      std::ranges::find_if(Pending, [&](const auto& field) { return odbc::SameName(field.first, column); });
+      std::ranges::find_if(Pending, [&](const auto& field) { return EqualsIgnoreCase(field.first, column); });
   if (found == Pending.end()) {
     Pending.emplace_back(column, std::move(value));
   } else {

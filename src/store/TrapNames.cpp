@@ -86,8 +86,8 @@ struct Enterprise {
   std::unordered_set<std::int32_t> Codes;
 };
 
-// Entries of one cache, far more than any network has.  A full one begins anew, so that a hostile sender costs
-// queries and no further memory; the definitions stay all the same, since rows point at them.
+// Entries of one cache, far more than any network has.  A full one begins anew, so that a hostile sender
+// costs queries and no further memory; the definitions stay all the same, since rows point at them.
 constexpr std::size_t kMostCached = std::size_t{1} << 17U;
 
 template <typename Cache>

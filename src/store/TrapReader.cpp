@@ -9,6 +9,7 @@
 
 #include <fmt/format.h>
 
+#include "common/Text.h"
 #include "store/Odbc.h"
 #include "store/Tables.h"
 
@@ -29,7 +30,7 @@ constexpr std::array<std::string_view, kTexts> kTextColumns = {"Source", "Enterp
 
 template <typename Names>
 std::optional<std::size_t> PlaceOf(const Names& names, std::string_view column) {
-  const auto found = std::ranges::find_if(names, [&](auto name) { return odbc::SameName(name, column); });
+  const auto found = std::ranges::find_if(names, [&](auto name) { return EqualsIgnoreCase(name, column); });
   if (found == names.end()) return std::nullopt;
   return static_cast<std::size_t>(found - names.begin());
 }

@@ -137,14 +137,18 @@ TEST(KorvaneStyleTest, EveryTextIsReadableOnItsGround) {
             << "role " << text << " on " << ground;
       }
     }
-    for (int role = 0; role < QPalette::NoRole; ++role) {
-      EXPECT_TRUE(palette.isBrushSet(QPalette::Disabled, static_cast<QPalette::ColorRole>(role))) << role;
+    for (int role = 0; role < QPalette::NColorRoles; ++role) {
+      EXPECT_TRUE(role == QPalette::NoRole ||
+                  palette.isBrushSet(QPalette::Disabled, static_cast<QPalette::ColorRole>(role)))
+          << role;
     }
     for (int severity = 0; severity < kSeverities; ++severity) {
       EXPECT_GE(ContrastRatio(SeverityTextColour(severity, palette), SeverityColour(severity, palette)), 4.5)
           << severity;
     }
   }
+  EXPECT_EQ(KorvaneStyle().styleHint(QStyle::SH_DialogButtonBox_ButtonsHaveIcons, nullptr, nullptr, nullptr),
+            0);
   EXPECT_FALSE(IsDark(LightPalette()));
   EXPECT_TRUE(IsDark(DarkPalette()));
   EXPECT_NEAR(ContrastRatio(QColor(0x76, 0x76, 0x76), Qt::white), 4.54, 0.01);
