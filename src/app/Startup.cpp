@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <optional>
 
 #include "app/StartupChecks.h"
 #include "common/RegistryValues.h"
@@ -12,39 +11,6 @@
 #include "platform/ApplicationTitle.h"
 
 namespace korvane::app {
-namespace {
-
-// The sockets show their own messages; the splash must not stand behind (or before) one.
-class PromptsWithoutSplash : public Prompts {
- public:
-  PromptsWithoutSplash(SplashWindow& splash, Prompts& prompts) : splash_(splash), prompts_(prompts) {}
-  void Show(std::string_view text, PromptIcon icon) override {
-    splash_.Close();
-    prompts_.Show(text, icon);
-  }
-  PromptAnswer Ask(std::string_view text, PromptButtons buttons, PromptIcon icon) override {
-    splash_.Close();
-    return prompts_.Ask(text, buttons, icon);
-  }
-  std::optional<std::string> AskText(std::string_view prompt, std::string_view initial) override {
-    splash_.Close();
-    return prompts_.AskText(prompt, initial);
-  }
-  std::optional<std::string> AskSaveFile(const FileQuestion& question) override {
-    splash_.Close();
-    return prompts_.AskSaveFile(question);
-  }
-  std::vector<std::string> AskOpenFiles(const FileQuestion& question) override {
-    splash_.Close();
-    return prompts_.AskOpenFiles(question);
-  }
-
- private:
-  SplashWindow& splash_;
-  Prompts& prompts_;
-};
-
-}  // namespace
 
 StartupResult Startup::Main(std::string_view commandLine) {
   services_.Splash.Show();
@@ -108,9 +74,8 @@ StartupResult Startup::LoadMainWindow(MainWindow& window) {
   window.SetCaption(mainwnd::kFrameCaption);
   InitialiseState();
 
-  PromptsWithoutSplash prompts(services_.Splash, services_.Prompt);
-  if (!StartWinsock(services_.Sockets, prompts)) {
-    return StartupResult::Failed;
+  if (const std::string refusal = StartWinsock(services_.Sockets); !refusal.empty()) {
+    return Fail(refusal);
   }
   SharedStore& store = services_.Store;
   store.OpenDatabase();

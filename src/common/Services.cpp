@@ -13,27 +13,20 @@ constexpr int kStopAllowanceMilliseconds = 2000;
 
 }  // namespace
 
-bool StartWinsock(platform::Sockets& sockets, Prompts& prompts) {
+std::string StartWinsock(platform::Sockets& sockets) {
   const platform::SocketStartup startup = sockets.Start(kRequestedVersion);
   if (!startup.Started) {
-    prompts.Show("ws2_32.dll is not responding.", PromptIcon::Critical);
-    return false;
+    return "ws2_32.dll is not responding.";
   }
   const int major = startup.Version & 0xFF;
   const int minor = startup.Version >> 8;
   if (major < 1 || (major == 1 && minor < 1)) {
-    prompts.Show(fmt::format("Windows Sockets version {}.{}"
-                             " is not supported by ws2_32.dll ",
-                             major, minor),
-                 PromptIcon::Critical);
-    return false;
+    return fmt::format("Windows Sockets version {}.{} is not supported by ws2_32.dll ", major, minor);
   }
   if (startup.MaxSockets < kMinimumSockets) {
-    prompts.Show(fmt::format("This application requires a minimum of {} supported sockets.", kMinimumSockets),
-                 PromptIcon::Critical);
-    return false;
+    return fmt::format("This application requires a minimum of {} supported sockets.", kMinimumSockets);
   }
-  return true;
+  return {};
 }
 
 void CleanupWinsock(platform::Sockets& sockets, Prompts& prompts) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "common/Prompts.h"
@@ -9,8 +10,8 @@
 
 namespace korvane {
 
-// False after its message: the process must end.
-bool StartWinsock(platform::Sockets& sockets, Prompts& prompts);
+// Empty when started; else why the process must end.
+std::string StartWinsock(platform::Sockets& sockets);
 void CleanupWinsock(platform::Sockets& sockets, Prompts& prompts);
 
 // 0 restarted, 1 service manager not opened, 2 service not opened, 3 start failed.
