@@ -56,7 +56,6 @@ struct Command {
   ActiveWindow Needs = ActiveWindow::NotAsked;
   std::string_view NoWindow = {};   // shown when no child window is active
   std::string_view WrongKind = {};  // shown when the active one is of another kind
-  bool Available = true;            // false until its window is there: the item is disabled
   bool Tick = false;                // shows a tick while what it names is visible
 };
 

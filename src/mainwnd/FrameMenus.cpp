@@ -88,7 +88,6 @@ QAction* FrameMenus::MakeItem(const Command& command, QObject* owner) {
     item->setShortcuts(QKeySequence::listFromString(ToQString(command.Shortcuts)));
   }
   item->setCheckable(command.Tick);
-  item->setEnabled(command.Available);
   QObject::connect(item, &QAction::triggered, &frame_, [this, &command] { run_(command); });
   items_.emplace(command.Name, item);
   return item;

@@ -1,6 +1,6 @@
 // Menu bar, toolbar and pop-up menus of the frame window, made from the rows of the command table.  Every
-// item carries its row's name as object name; an item whose command is not available is disabled. Owned by
-// the frame; the menus belong to the frame window itself.  User-interface thread only.
+// item carries its row's name as object name.  Owned by the frame; the menus belong to the frame window
+// itself.  User-interface thread only.
 #pragma once
 
 #include <QAction>

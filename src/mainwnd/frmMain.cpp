@@ -103,7 +103,7 @@ std::optional<std::string_view> frmMain::ActiveFormName() const {
 }
 
 void frmMain::Execute(const Command& command) {
-  if (!command.Available || !dispatch_.CheckActiveWindow(command)) {
+  if (!dispatch_.CheckActiveWindow(command)) {
     return;
   }
   try {

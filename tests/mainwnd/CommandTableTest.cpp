@@ -114,7 +114,6 @@ TEST(CommandTableTest, TheSameActionNeedsTheSameWindowEverywhere) {
     EXPECT_EQ(command.Needs, other.Needs) << command.Name;
     EXPECT_EQ(command.NoWindow, other.NoWindow) << command.Name;
     EXPECT_EQ(command.WrongKind, other.WrongKind) << command.Name;
-    EXPECT_EQ(command.Available, other.Available) << command.Name;
   }
 }
 

@@ -88,7 +88,7 @@ TEST_F(FrameTest, MenusAndToolbarAreThoseOfTheTable) {
       if (!name.empty()) {
         EXPECT_EQ(ToUtf8(items[i]->objectName()), name);
         EXPECT_EQ(ToUtf8(items[i]->text()), mainwnd::FindCommand(name)->Caption);
-        EXPECT_EQ(items[i]->isEnabled(), mainwnd::FindCommand(name)->Available) << name;
+        EXPECT_TRUE(items[i]->isEnabled()) << name;
       }
     }
   };
