@@ -19,20 +19,6 @@ std::unique_ptr<store::Connection> OpenOwnConnection(store::ConnectionOptions ti
 
 }  // namespace
 
-// The Systems window at close; the rows are the model's.
-class ConsoleApp::OpenSystems : public SystemsWindow {
- public:
-  OpenSystems(systems::frmDevices& window, const systems::SystemsModel& model)
-      : window_(window), model_(model) {}
-  void DisableTimers() override { window_.StopTimers(); }
-  std::size_t RowCount() const override { return model_.RowCount(); }
-  bool RowHasTraps(std::size_t row) const override { return model_.Row(row).Total() != 0; }
-
- private:
-  systems::frmDevices& window_;
-  const systems::SystemsModel& model_;
-};
-
 // What the frame hands to the windows it opens.
 struct ConsoleApp::WindowServices {
   WindowServices(ConsoleApp& app, const std::string& installPath)
@@ -119,6 +105,12 @@ std::unique_ptr<intake::ReceiverLibrary> ConsoleApp::MakeLibrary() {
                                                std::move(options));
 }
 
+void ConsoleApp::DisableTimers() {
+  if (systems::frmDevices* window = frame_->Systems()) {
+    window->StopTimers();
+  }
+}
+
 void ConsoleApp::CloseConsole() {
   Shutdown shutdown({.Settings = host_.Settings,
                      .Sockets = host_.Sockets,
@@ -128,12 +120,7 @@ void ConsoleApp::CloseConsole() {
                      .State = state_,
                      .Store = store_,
                      .Library = *library_});
-  if (systems::frmDevices* window = frame_->Systems()) {
-    OpenSystems systems(*window, *systems_);
-    shutdown.QueryUnload(&systems);
-  } else {
-    shutdown.QueryUnload(nullptr);
-  }
+  shutdown.QueryUnload(*this);
   shutdown.Unload(*place_);
 }
 

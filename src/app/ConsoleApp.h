@@ -45,7 +45,7 @@ struct ConsoleHost {
   std::function<void()> End;  // ends the event loop
 };
 
-class ConsoleApp : private MainWindowMaker, private mainwnd::CloseSteps {
+class ConsoleApp : private MainWindowMaker, private SystemsWindow, private mainwnd::CloseSteps {
  public:
   explicit ConsoleApp(ConsoleHost host);
   ~ConsoleApp() override;
@@ -58,10 +58,12 @@ class ConsoleApp : private MainWindowMaker, private mainwnd::CloseSteps {
   const ProcessState& State() const { return state_; }
 
  private:
-  class OpenSystems;
   struct WindowServices;
 
   MainWindow& CreateMainWindow(std::string_view installPath) override;
+  void DisableTimers() override;
+  std::size_t RowCount() const override { return systems_->RowCount(); }
+  bool RowHasTraps(std::size_t row) const override { return systems_->Row(row).Total() != 0; }
   void CloseConsole() override;
   void EndProcess() override;
   std::unique_ptr<intake::ReceiverLibrary> MakeLibrary();

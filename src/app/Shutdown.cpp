@@ -7,13 +7,11 @@
 
 namespace korvane::app {
 
-void Shutdown::QueryUnload(SystemsWindow* systems) {
+void Shutdown::QueryUnload(SystemsWindow& systems) {
   services_.State.gShuttingDown = true;
-  if (systems != nullptr) {
-    systems->DisableTimers();
-    for (std::size_t row = 0; row < systems->RowCount() && !services_.State.gTrapsPending; ++row) {
-      services_.State.gTrapsPending = systems->RowHasTraps(row);
-    }
+  systems.DisableTimers();
+  for (std::size_t row = 0; row < systems.RowCount() && !services_.State.gTrapsPending; ++row) {
+    services_.State.gTrapsPending = systems.RowHasTraps(row);
   }
   if (services_.State.gTrapsPending) {
     AskToAcknowledge();

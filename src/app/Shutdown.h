@@ -32,8 +32,7 @@ class Shutdown {
   explicit Shutdown(const ShutdownServices& services) : services_(services) {}
 
   // Stops the intake, asks whether to acknowledge everything, writes the systems back.
-  // systems: null when the frame never came to opening its Systems window.
-  void QueryUnload(SystemsWindow* systems);
+  void QueryUnload(SystemsWindow& systems);
 
   // Acknowledges if asked to, saves the placement, releases the store.  Afterwards the process ends without
   // any window asking its own close question.

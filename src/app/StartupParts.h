@@ -36,7 +36,7 @@ class MainWindowMaker {
   virtual MainWindow& CreateMainWindow(std::string_view installPath) = 0;
 };
 
-// The Systems window at close.
+// The Systems window at close; without rows when the frame never came to opening it.
 class SystemsWindow {
  public:
   virtual ~SystemsWindow() = default;
