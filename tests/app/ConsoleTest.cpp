@@ -1,21 +1,22 @@
-#include <QProcess>
-#include <QTemporaryDir>
-#include <fstream>
-
 #include "app/ConsoleFixture.h"
+
+#include <QProcess>
+#include <QScreen>
+#include <QTemporaryDir>
+#include <filesystem>
+
 #include "app/StartupChecks.h"
 #include "mainwnd/FrameCaption.h"
 #include "mainwnd/frmWait.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/qt/QtRunningInstance.h"
+#include "support/Processes.h"
 
 namespace korvane::test {
 namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 
 using ConsoleTest = ConsoleFixture;
 
@@ -25,11 +26,25 @@ TEST_F(ConsoleTest, ATrapStoredByTheReceiverShowsInBothWindows) {
   EXPECT_EQ(RowsIn(1), 0);
   Store.AddTrap({.EventTime = 500, .Source = "edge-1", .SpecificTrap = 7, .EventDescription = "fan=2 "});
   ASSERT_TRUE(TickUntil([&] { return RowsIn(1) == 1; }));
-  EXPECT_EQ(Cell(1, 0, 1), "edge-1");
-  EXPECT_EQ(Cell(1, 0, 2), "fanFailed");
-  EXPECT_EQ(Cell(0, 0, 0), "edge-1");
-  EXPECT_EQ(TextOf("lblTotalTraps"), "Total Traps In Window: 1 ");
+  EXPECT_THAT(Rows(ListIn(1), {1, 2}), ElementsAre("edge-1|fanFailed"));
+  EXPECT_THAT(Rows(ListIn(0), {0}), ElementsAre("edge-1"));
+  EXPECT_EQ(TextOf(Frame(), "lblTotalTraps"), "Total Traps In Window: 1 ");
   EXPECT_EQ(Console->State().gLastTrapTime, 500);
+}
+
+// A receiver that catches up stores old times, also between the first load and the start of the receiver
+// link.
+TEST_F(ConsoleTest, AnOldTrapStoredWhileItStartsIsNotLost) {
+  Store.AddTraps(std::vector<StoredTrap>{{.EventTime = 900}, {.EventTime = 1000}});
+  Machine.Registry.PutDword(kManagerKey, kMaxViewTrapsValue, 1);
+  InDialog([this] { Start(); },
+           [this](QDialog& viewOptions) {
+             QObject::connect(
+                 ListIn(0).model(), &QAbstractItemModel::rowsInserted, &Systems(),
+                 [this] { Store.AddTrap({.EventTime = 10, .Source = "late"}); }, Qt::SingleShotConnection);
+             viewOptions.accept();
+           });
+  EXPECT_TRUE(TickUntil([this] { return RowsIn(0) == 2; }));
 }
 
 TEST_F(ConsoleTest, ClosingAsksSavesAndEndsOnce) {
@@ -40,8 +55,7 @@ TEST_F(ConsoleTest, ClosingAsksSavesAndEndsOnce) {
     Ended = 0;
     StartWith({{.EventTime = 10, .Source = "a"}, {.EventTime = 20, .Source = "b"}});
     Prompt.WillAnswer(answer);
-    Frame().Menus().Item("mnuFileExit").trigger();
-    EXPECT_EQ(Ended, 1);
+    Command("mnuFileExit");
     EXPECT_FALSE(Frame().isVisible());
     EXPECT_TRUE(Children().empty());
     Frame().close();
@@ -57,14 +71,12 @@ TEST_F(ConsoleTest, ClosingAsksSavesAndEndsOnce) {
 
 TEST_F(ConsoleTest, ClosingWaitsForDialogsAndLongWork) {
   Start();
-  {
-    WithModal stubborn([&](QWidget& dialog) {
-      EXPECT_FALSE(Frame().close());
-      dialog.close();
-    });
-    Frame().Menus().Item("mnuHelpAbout").trigger();
-  }
-  auto& wait = *Frame().findChild<mainwnd::frmWait*>();
+  InDialog([this] { Command("mnuHelpAbout"); },
+           [this](QDialog& dialog) {
+             EXPECT_FALSE(Frame().close());
+             dialog.close();
+           });
+  auto& wait = Find<mainwnd::frmWait>(Frame());
   wait.ShowBusy("Loading Trap(s)");
   EXPECT_FALSE(Frame().close());
   EXPECT_EQ(Ended, 0);
@@ -81,8 +93,7 @@ TEST_F(ConsoleTest, ClosedAsAnIconItKeepsItsLastPlacement) {
                              {"Settings/MainWindowState", "0"}};
   const auto before = Machine.Settings.Values;
   Start();
-  EXPECT_EQ(Frame().pos(), QPoint(20, 30));
-  EXPECT_EQ(Frame().size(), QSize(600, 500));
+  EXPECT_EQ(QRect(Frame().pos(), Frame().size()), QRect(20, 30, 600, 500));
   EXPECT_FALSE(Frame().isMaximized());
   Frame().showMinimized();
   Frame().close();
@@ -92,7 +103,7 @@ TEST_F(ConsoleTest, ClosedAsAnIconItKeepsItsLastPlacement) {
 TEST_F(ConsoleTest, TheFirstWindowsComeBackWhereTheyWere) {
   Start();
   const QRect area = Area().viewport()->rect();
-  Frame().Menus().Item("mnuWindowTileVertical").trigger();
+  Command("mnuWindowTileVertical");
   const QRect systems = Child(0).geometry();
   const QRect traps = Child(1).geometry();
   Frame().close();
@@ -114,59 +125,43 @@ TEST_F(ConsoleTest, APlaceThatIsNoLongerOnAScreenIsMovedOntoOne) {
 
 TEST_F(ConsoleTest, StartedAsAnIconItCountsAllTheSame) {
   Machine.Settings.Values = {{"Settings/MainWindowState", "1"}};
-  Console = std::make_unique<app::ConsoleApp>(Host());
-  ASSERT_EQ(Console->Start(""), app::StartupResult::Running);
-  EXPECT_TRUE(WaitFor([this] { return Children().size() == 2; }));
+  Start();
+  EXPECT_TRUE(Frame().isMinimized());
 }
 
 // The real program, offscreen, with settings and a run-time directory of its own.
-class TwoConsoles : public testing::Test {
- protected:
-  TwoConsoles() {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    DataSourceFolder();
-    for (const char* name : {"ODBCINI", "ODBCSYSINI"}) {
-      environment.insert(QString::fromLatin1(name), qEnvironmentVariable(name));
-    }
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), Folder.path());
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), Folder.path());
-    environment.insert(QStringLiteral("KORVANE_REGISTRY"), Folder.filePath(QStringLiteral("registry.reg")));
-    std::ofstream(Folder.filePath(QStringLiteral("registry.reg")).toStdString())
-        << "Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\" << kManagerKey
-        << "]\n\"KVInstallPath\"=\"" << Folder.path().toStdString() << "\"\n";
-    for (QProcess* process : {&First, &Second}) {
-      process->setProcessEnvironment(environment);
-      process->setProgram(QStringLiteral(KORVANE_CONSOLE));
-      process->setProcessChannelMode(QProcess::ForwardedChannels);
-    }
-  }
-  ~TwoConsoles() override {
-    for (QProcess* process : {&First, &Second}) {
-      process->kill();
-      process->waitForFinished(kPatienceMilliseconds);
-    }
-  }
-
-  SqliteStore Store;
-  QTemporaryDir Folder;
-  QProcess First;
-  QProcess Second;
-};
-
-TEST_F(TwoConsoles, TheSecondBringsUpTheFirstAndEnds) {
+TEST(ProgramTest, TheSecondCopyBringsUpTheFirstAndEnds) {
   if (!app::IsUserAdministrator(*platform::MakeAccountGroups())) {
     GTEST_SKIP() << "the console runs for administrators only";
   }
-  First.start();
-  ASSERT_TRUE(First.waitForStarted());
-  platform::QtRunningInstance later(Folder.path(), 500);
-  ASSERT_TRUE(WaitFor([&] { return later.FindTopLevelWindow(mainwnd::kFrameCaption); }));
-  Second.start();
-  ASSERT_TRUE(Second.waitForFinished(kPatienceMilliseconds));
-  EXPECT_EQ(Second.exitStatus(), QProcess::NormalExit);
-  EXPECT_EQ(Second.exitCode(), 0);
-  EXPECT_EQ(First.state(), QProcess::Running);
+  const SqliteStore store;
+  const QTemporaryDir folder;
+  const QString registry = folder.filePath(QStringLiteral("registry.reg"));
+  WriteFile(registry.toStdString(), "Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\" +
+                                        std::string(kManagerKey) + "]\n\"KVInstallPath\"=\"" +
+                                        folder.path().toStdString() + "\"\n");
+  QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+  environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+  environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), folder.path());
+  environment.insert(QStringLiteral("XDG_CONFIG_HOME"), folder.path());
+  environment.insert(QStringLiteral("KORVANE_REGISTRY"), registry);
+  QProcess first;
+  QProcess second;
+  for (QProcess* process : {&first, &second}) {
+    process->setProcessEnvironment(environment);
+    process->setProgram(QStringLiteral(KORVANE_CONSOLE));
+    process->setProcessChannelMode(QProcess::ForwardedChannels);
+  }
+  first.start();
+  platform::QtRunningInstance later(folder.path(), 500);
+  EXPECT_TRUE(WaitFor([&] { return later.FindTopLevelWindow(mainwnd::kFrameCaption); }));
+  second.start();
+  EXPECT_TRUE(second.waitForFinished());
+  EXPECT_EQ(second.exitStatus(), QProcess::NormalExit);
+  EXPECT_EQ(second.exitCode(), 0);
+  EXPECT_EQ(first.state(), QProcess::Running);
+  first.kill();
+  first.waitForFinished();
 }
 
 }  // namespace
