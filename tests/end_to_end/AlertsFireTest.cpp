@@ -10,9 +10,7 @@
 #include <ctime>
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <string>
-#include <vector>
 
 #include <QTableView>
 
@@ -40,9 +38,9 @@ bool Eventually(const std::function<bool()>& condition) {
   return test::WaitUntil(condition, std::chrono::seconds(60));
 }
 
-class OptionsReachTheReceiver : public testing::Test {
+class AlertsFireTest : public testing::Test {
  protected:
-  OptionsReachTheReceiver() {
+  AlertsFireTest() {
     store_.AddDefinition("1.3.6.1.4.1.99", 7, "fanFailed", "acme");
     store_.AddDefinition("1.3.6.1.4.1.99", 8, "fanMended", "acme");
     store_.AddDefinition("1.3.6.1.4.1.77", 7, "doorOpened", "zeta");
@@ -51,7 +49,7 @@ class OptionsReachTheReceiver : public testing::Test {
     WriteScript("note", "printf '[%s]' \"$@\" >> " + (folder_ / "noted").string() + "\n");
     setenv("PATH", (folder_.Path().string() + ":" + path_).c_str(), 1);
   }
-  ~OptionsReachTheReceiver() override {
+  ~AlertsFireTest() override {
     receiver_.End(SIGTERM);
     EXPECT_FALSE(receiver_.OwnLeaks()) << receiver_.Log();
     setenv("PATH", path_.c_str(), 1);
@@ -68,74 +66,61 @@ class OptionsReachTheReceiver : public testing::Test {
     return receiver::RunCommand({"snmptrap", "-Ln", "-v", "2c", "-c", "public", receiver_.Address(), "", oid,
                                  "1.3.6.1.4.1.99.1", "s", text}) == 0;
   }
-  std::int32_t Traps() { return store_.Number("SELECT COUNT(*) FROM EventTrap"); }
-
-  const std::string path_ = std::getenv("PATH");
-  const test::TempFolder folder_;
-  test::SqliteStore store_;
-  receiver::RunningReceiver receiver_{"", "\"KVPurgeFreqDays\"=dword:0000001e\n"};
-  std::unique_ptr<platform::RegistryStore> registry_ =
-      platform::MakeRegistryFile(receiver_.RegistryFile().string());
-};
-
-class AlertsFire : public OptionsReachTheReceiver {
- protected:
-  AlertsFire() {
-    EXPECT_TRUE(Eventually([&] { return mails_.Listens(); }));
-  }
-
-  void Tick(QDialog& dialog, const char* box, const std::function<void(QDialog&)>& fill) {
-    InDialog([&] { Click(dialog, box); },
+  static void Tick(QDialog& alert, const char* box, const std::function<void(QDialog&)>& fill) {
+    InDialog([&] { Click(alert, box); },
              [&](QDialog& actions) {
                fill(actions);
                Click(actions, "cmdOK");
              });
-    EXPECT_TRUE(test::IsChecked(dialog, box)) << box;
+    EXPECT_TRUE(test::IsChecked(alert, box)) << box;
   }
-  void TickAll(QDialog& dialog) {
-    Tick(dialog, "chkBeep", [](QDialog& actions) {
+  void FillIn(QDialog& alert) {
+    Type(alert, "txtAlertDesc", "Fans");
+    Type(alert, "txtSource", "127.0.0.1");
+    test::Choose(alert, "cboEnterprise", "acme");
+    test::Choose(alert, "lvTraps", "fanFailed");
+    Type(alert, "txtVarBinds", "RACK 3");
+    Tick(alert, "chkBeep", [](QDialog& actions) {
       Type(actions, "txtBeepDesc", "two short ones");
       Type(actions, "txtBeepCount", "2");
       Type(actions, "txtDuration", "1");
       Type(actions, "txtFreq", "880");
     });
-    Tick(dialog, "chkEmail", [&](QDialog& actions) {
+    Tick(alert, "chkEmail", [&](QDialog& actions) {
       Type(actions, "cboSMTPServer", mails_.Address());
       Type(actions, "cboEmailTo", "ops@example.net");
     });
-    Tick(dialog, "chkMsg", [&](QDialog& actions) { Type(actions, "cboMsgDest", messages_.Address()); });
-    Tick(dialog, "chkCustom", [&](QDialog& actions) {
-      console_.Prompt().WillAnswerFiles({(folder_ / "note").string()});
+    Tick(alert, "chkMsg", [&](QDialog& actions) { Type(actions, "cboMsgDest", messages_.Address()); });
+    Tick(alert, "chkCustom", [&](QDialog& actions) {
+      console_.Prompt.WillAnswerFiles({(folder_ / "note").string()});
       Click(actions, "cmdBrowse");
     });
-  }
-  void Define(QDialog& window) {
-    InDialog([&] { Click(window, "cmdAdd"); },
-             [&](QDialog& dialog) {
-               Type(dialog, "txtAlertDesc", "Fans");
-               Type(dialog, "txtSource", "127.0.0.1");
-               test::Choose(dialog, "cboEnterprise", "acme");
-               test::Choose(dialog, "lvTraps", "fanFailed");
-               Type(dialog, "txtVarBinds", "RACK 3");
-               TickAll(dialog);
-               Click(dialog, "cmdOK");
-             });
-    EXPECT_THAT(test::Rows(test::Find<QTableView>(window, "lvAlerts")),
-                testing::ElementsAre("Fans|Yes|Yes|Yes|Yes"));
+    Click(alert, "cmdOK");
   }
 
+  const std::string path_ = std::getenv("PATH");
+  const test::TempFolder folder_;
   const receiver::MailSink mails_{folder_ / "mails"};
   receiver::MessageSink messages_;
+  test::SqliteStore store_;
+  receiver::RunningReceiver receiver_{"", "\"KVPurgeFreqDays\"=dword:0000001e\n"};
+  std::unique_ptr<platform::RegistryStore> registry_ =
+      platform::MakeRegistryFile(receiver_.RegistryFile().string());
   test::HeadlessConsole console_{store_};
 };
 
-TEST_F(AlertsFire, WithAllFourActionsAndForTheirTrapsOnly) {
+TEST_F(AlertsFireTest, WithAllFourActionsAndForTheirTrapsOnly) {
+  ASSERT_TRUE(Eventually([&] { return mails_.Listens(); }));
   ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
   ASSERT_TRUE(Logs("0 alerts are watched")) << receiver_.Log();
-  alerts::frmAlerts window(console_.ForAlerts(*registry_));
+  alerts::AlertServices services{console_.Connection,        console_.Names, console_.Prompt, *registry_,
+                                 console_.Platform.Settings, console_.Feeder};
+  alerts::frmAlerts window(services);
   InDialog([&] { window.exec(); },
            [&](QDialog& open) {
-             Define(open);
+             InDialog([&] { Click(open, "cmdAdd"); }, [&](QDialog& alert) { FillIn(alert); });
+             EXPECT_THAT(test::Rows(test::Find<QTableView>(open, "lvAlerts"), {1, 2, 3, 4}),
+                         testing::ElementsAre("Yes|Yes|Yes|Yes"));
              EXPECT_THAT(test::ReadFile(receiver_.RegistryFile()), Not(HasSubstr("KVActionUpdate")))
                  << "told on closing";
              Click(open, "cmdOK");
@@ -153,20 +138,21 @@ TEST_F(AlertsFire, WithAllFourActionsAndForTheirTrapsOnly) {
   const std::string noted = "[127.0.0.1][1.3.6.1.4.1.99][][6][fanFailed]";
   EXPECT_TRUE(Eventually([&] { return test::ReadFile(folder_ / "noted") == noted; }))
       << test::ReadFile(folder_ / "noted") << receiver_.Log();
+  const std::string alert = "Alert 'Fans': fanFailed from 127.0.0.1";
   std::string message;
   EXPECT_TRUE(Eventually([&] { return !(message = messages_.Next()).empty(); })) << receiver_.Log();
-  EXPECT_THAT(message, HasSubstr("Alert 'Fans': fanFailed from 127.0.0.1"));
+  EXPECT_THAT(message, HasSubstr(alert));
   EXPECT_THAT(message, HasSubstr("rack 3: fan stopped; $(reboot) ☃"));
   EXPECT_TRUE(Eventually([&] { return mails_.Mails().find("END MESSAGE") != std::string::npos; }))
       << receiver_.Log();
-  EXPECT_THAT(mails_.Mails(), HasSubstr("To: ops@example.net"));
-  EXPECT_THAT(mails_.Mails(), HasSubstr("From: Korvane@example.net")) << "as the dialog proposed";
-  EXPECT_THAT(mails_.Mails(), HasSubstr("Subject: Korvane: Alert 'Fans': fanFailed from 127.0.0.1"));
-  EXPECT_TRUE(Logs("Alert 'Fans': fanFailed from 127.0.0.1: a beep failed: '" + (folder_ / "aplay").string() +
-                   "' ended with status 3"))
+  for (const std::string& line : {std::string("To: ops@example.net"),
+                                  std::string("From: Korvane@example.net"), "Subject: Korvane: " + alert}) {
+    EXPECT_THAT(mails_.Mails(), HasSubstr(line));
+  }
+  EXPECT_TRUE(Logs(alert + ": a beep failed: '" + (folder_ / "aplay").string() + "' ended with status 3"))
       << receiver_.Log();
   EXPECT_THAT(test::ReadFile(folder_ / "sound"), StartsWith("RIFF"));
-  EXPECT_EQ(Traps(), 5);
+  EXPECT_EQ(store_.Number("SELECT COUNT(*) FROM EventTrap"), 5);
 
   EXPECT_EQ(messages_.Next(), "") << "one message only";
   const std::string all = mails_.Mails();
@@ -174,7 +160,7 @@ TEST_F(AlertsFire, WithAllFourActionsAndForTheirTrapsOnly) {
   EXPECT_EQ(test::ReadFile(folder_ / "noted"), noted) << "the program ran once";
 }
 
-TEST_F(OptionsReachTheReceiver, AndAShorterPurgeIntervalHoldsFromItsRestart) {
+TEST_F(AlertsFireTest, AndAShorterPurgeIntervalHoldsFromTheRestartOfTheService) {
   const test::PrivateBus bus;
   setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1);
   const test::ServiceManagerMock manager(R"({"KVReceiver.service": {}})");
@@ -190,17 +176,16 @@ TEST_F(OptionsReachTheReceiver, AndAShorterPurgeIntervalHoldsFromItsRestart) {
   receiver_.Signal(SIGUSR2);  // the clock is right; the restart below remembers it
   ASSERT_TRUE(Eventually([&] { return isThere(ancient) == 0; })) << "older than 30 days" << receiver_.Log();
 
-  test::HeadlessConsole console(store_);
   const auto services = platform::MakeServiceControl(30'000, 30'000);
-  config::frmConfig dialog(console.ForConfiguration(*registry_, *services));
+  config::frmConfig dialog({*registry_, *services, console_.Platform.Clock, console_.Prompt, console_.Busy});
   InDialog([&] { dialog.exec(); },
            [&](QDialog& open) {
              EXPECT_EQ(test::TextOf(open, "txtPurge"), "30");
              Type(open, "txtPurge", "1");
-             console.Prompt().WillAnswer(PromptAnswer::Yes);
+             console_.Prompt.WillAnswer(PromptAnswer::Yes);
              Click(open, "cmdOK");
            });
-  EXPECT_THAT(console.Prompt().Messages(), testing::IsEmpty()) << console.Prompt().LastMessage();
+  EXPECT_EQ(console_.Prompt.LastMessage(), "");
   EXPECT_THAT(test::ReadFile(receiver_.RegistryFile()), HasSubstr("\"KVPurgeFreqDays\"=dword:00000001"));
   EXPECT_EQ(test::ReadFile(manager.Log()),
             "LoadUnit KVReceiver.service\nStopUnit KVReceiver.service replace\n"

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <functional>
 #include <map>
 #include <string>
@@ -27,8 +26,8 @@ namespace {
 
 using categories::CategoriesForm;
 using categories::WizardForm;
+using test::HeadlessConsole;
 
-constexpr std::chrono::seconds kPatience{60};
 constexpr char kSample[] = "1.3.6.1.4.1.32473.1";  // of mibc/sample
 constexpr char kOther[] = "1.3.6.1.4.1.99999.7";
 constexpr char kText[] = "1.3.6.1.4.1.32473.1.1.1.0";
@@ -102,8 +101,7 @@ void ChooseText(const params::ListControl& list, const std::string& text,
 // "Manage Categories" with an operator in front of its wizard.
 class Manager : private categories::CategoriesWindow {
  public:
-  explicit Manager(test::HeadlessConsole& console)
-      : services_(console.ForCategories()), form_(services_, *this) {
+  explicit Manager(HeadlessConsole& console) : services_(console.ForCategories), form_(services_, *this) {
     EXPECT_TRUE(form_.Open());
   }
   CategoriesForm& Form() { return form_; }
@@ -144,14 +142,14 @@ class Manager : private categories::CategoriesWindow {
   }
   void ShowBusyPointer(bool) override {}
 
-  categories::CategoryServices services_;
+  categories::CategoryServices& services_;
   CategoriesForm form_;
   std::function<void(WizardForm&)> operate_;
 };
 
-class CategoriesSelectTraps : public testing::Test {
+class CategoriesSelectTrapsTest : public testing::Test {
  protected:
-  CategoriesSelectTraps() {
+  CategoriesSelectTrapsTest() {
     test::RunProgram({KORVANE_SOURCE_DIR "/install/load-trap-names", "sqlite", store_.MainFile()});
     store_.AddSystem("CoreRouter", "10.30.0.2");
   }
@@ -183,38 +181,16 @@ class CategoriesSelectTraps : public testing::Test {
     V1("1.3.6.1.4.1.8072.3.2.10", "10.30.0.1", 0, 0, "[i] quiet");
   }
   // Ticks until as many traps as were sent show in "All Traps ".
-  testing::AssertionResult AllArrive(test::HeadlessConsole& console) {
-    const bool arrived = test::WaitUntil(
-        [&] {
-          console.Tick();
-          return console.AllTraps().Rows().Count() >= sent_;
-        },
-        kPatience);
-    if (arrived && console.AllTraps().Rows().Count() == sent_) {
+  testing::AssertionResult AllArrive(HeadlessConsole& console) {
+    if (console.Shows(sent_) && console.AllTraps().Rows().Count() == sent_) {
       return testing::AssertionSuccess();
     }
     return testing::AssertionFailure() << console.AllTraps().Rows().Count() << " of " << sent_ << "\n"
                                        << receiver_.Log();
   }
 
-  // Through the dialog of a new window.
-  static params::WindowParameters ParametersOf(
-      test::HeadlessConsole& console, const std::function<void(params::WindowParametersForm&)>& fill) {
-    params::WindowParameters parameters;
-    params::StoredParametersLists lists = console.Lists();
-    params::WindowParametersForm form(parameters, lists, console.Prompt());
-    fill(form);
-    form.Ok();
-    return parameters;
-  }
-  static params::WindowParameters ByCategory(test::HeadlessConsole& console, const std::string& name) {
-    return ParametersOf(console, [&](params::WindowParametersForm& form) {
-      ChooseText(form.Controls().cboEvtGrps, name, [&](std::size_t at) { form.ChooseCategory(at); });
-    });
-  }
-
   // Live windows and fresh reports hold exactly what their categories are about, each trap this often.
-  void ExpectSelected(test::HeadlessConsole& console, std::size_t times) {
+  void ExpectSelected(HeadlessConsole& console, std::size_t times) {
     for (const Wanted& wanted : kCategories) {
       std::string tags;
       for (const char tag : wanted.Tags) {
@@ -225,8 +201,7 @@ class CategoriesSelectTraps : public testing::Test {
           << "report of " << wanted.Category;
     }
   }
-  static void ExpectSeverities(test::HeadlessConsole& console,
-                               const std::map<char, std::int32_t>& severities) {
+  static void ExpectSeverities(HeadlessConsole& console, const std::map<char, std::int32_t>& severities) {
     const traplist::TrapRows& rows = console.AllTraps().Rows();
     for (std::size_t row = 0; row < rows.Count(); ++row) {
       const char tag = TagOf(rows.VarBindsAt(row));
@@ -247,13 +222,21 @@ class CategoriesSelectTraps : public testing::Test {
   }
 };
 
-TEST_F(CategoriesSelectTraps, ByEveryKindOfCriterionAndThroughAFile) {
-  CompileSample();
+TEST_F(CategoriesSelectTrapsTest, ByEveryKindOfCriterionAndThroughAFile) {
   ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
-  test::HeadlessConsole console(store_);
-  // The first nine are stored before there is any category, the second nine come in live.
+  HeadlessConsole console(store_);
+  // The first nine are stored before there is any category or their definitions were compiled, the second
+  // nine come in live.
   SendAll();
   ASSERT_TRUE(AllArrive(console));
+  const auto nameOfD = [&] { return std::string(console.AllTraps().Rows().TrapNameAt(3)); };
+  EXPECT_EQ(nameOfD(), std::string(kSample) + ".0.3");
+  const std::string mark = console.Names.DefinitionsMark();
+  CompileSample();
+  EXPECT_NE(console.Names.DefinitionsMark(), mark);
+  console.Names.ClearCache();
+  console.CategoriesChanged();
+  EXPECT_EQ(nameOfD(), "sampleDoorOpened");
   {
     Manager manager(console);
     for (const Wanted& wanted : kCategories) {
@@ -262,18 +245,18 @@ TEST_F(CategoriesSelectTraps, ByEveryKindOfCriterionAndThroughAFile) {
     manager.Ok();
   }
   for (const Wanted& wanted : kCategories) {
-    windows_[wanted.Category] = &console.OpenWindow(ByCategory(console, wanted.Category));
-    EXPECT_EQ(windows_[wanted.Category]->Parameters().Category, wanted.Category);
+    windows_[wanted.Category] = &console.OpenWindow({.Category = wanted.Category});
   }
-  const traps::TrapsModel& doors =
-      console.OpenWindow(ParametersOf(console, [](params::WindowParametersForm& form) {
-        form.ChooseCustom();
-        ChooseText(form.Controls().cboGeneric, "enterpriseSpecific",
-                   [&](std::size_t at) { form.ChooseGeneric(at); });
-        ChooseText(form.Controls().cboEnterprise, "korvaneSample",
-                   [&](std::size_t at) { form.ChooseEnterprise(at); });
-        ChooseText(form.Controls().lvTraps, "sampleDoorOpened", [&](std::size_t at) { form.ChooseTrap(at); });
-      }));
+  params::WindowParameters parameters;
+  params::StoredParametersLists lists(console.Connection, console.Names);
+  params::WindowParametersForm dialog(parameters, lists, console.Prompt);
+  const auto& controls = dialog.Controls();
+  dialog.ChooseCustom();
+  ChooseText(controls.cboGeneric, "enterpriseSpecific", [&](std::size_t at) { dialog.ChooseGeneric(at); });
+  ChooseText(controls.cboEnterprise, "korvaneSample", [&](std::size_t at) { dialog.ChooseEnterprise(at); });
+  ChooseText(controls.lvTraps, "sampleDoorOpened", [&](std::size_t at) { dialog.ChooseTrap(at); });
+  dialog.Ok();
+  const traps::TrapsModel& doors = console.OpenWindow(parameters);
   ExpectSelected(console, 1);
   SendAll();
   ASSERT_TRUE(AllArrive(console));
@@ -285,12 +268,11 @@ TEST_F(CategoriesSelectTraps, ByEveryKindOfCriterionAndThroughAFile) {
 
   const test::TempFolder folder;
   const std::string file = (folder / "all.dvcat").string();
-  const categories::CategoryServices services = console.ForCategories();
-  EXPECT_EQ(categories::WriteChosen(categories::CategoriesOfStore(services.Shared), file), "");
+  EXPECT_EQ(categories::WriteChosen(categories::CategoriesOfStore(console.Connection), file), "");
   {
     Manager manager(console);
     for (std::size_t left = kCategories.size(); left > 0; --left) {
-      console.Prompt().WillAnswer(PromptAnswer::Yes);
+      console.Prompt.WillAnswer(PromptAnswer::Yes);
       EXPECT_TRUE(manager.Form().DeleteCategory());
     }
     manager.Ok();
@@ -301,44 +283,20 @@ TEST_F(CategoriesSelectTraps, ByEveryKindOfCriterionAndThroughAFile) {
   }
   EXPECT_EQ(console.AllTraps().Rows().Count(), sent_);
 
-  std::vector<categories::OfferedCategory> offered = categories::CategoriesOfFile(file, services.Shared);
+  std::vector<categories::OfferedCategory> offered = categories::CategoriesOfFile(file, console.Connection);
   ASSERT_EQ(offered.size(), kCategories.size());
-  {
-    const auto own = services.OpenConnection({});
-    categories::StoreChosen(offered, *own);
-  }
-  categories::CategoriesSaved(services);
+  categories::StoreChosen(offered, *console.OpenConnection());
+  categories::CategoriesSaved(console.ForCategories);
   ExpectSelected(console, 2);
   ExpectSeverities(console, graded);
   EXPECT_EQ(console.CountedTraps(), static_cast<std::int64_t>(sent_));
 }
 
-// Traps of a device nobody had described, until the MIB compiler ran beside the open console.
-TEST_F(CategoriesSelectTraps, UnderTheNamesThatWereCompiledMeanwhile) {
-  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
-  test::HeadlessConsole console(store_);
-  V2(std::string(kSample) + ".0.3", "10.30.0.3", "[a] quiet");
-  ASSERT_TRUE(AllArrive(console));
-  const auto nameOf = [&](std::size_t row) { return std::string(console.AllTraps().Rows().TrapNameAt(row)); };
-  EXPECT_EQ(nameOf(0), std::string(kSample) + ".0.3");
-  const categories::CategoryServices services = console.ForCategories();
-  const std::string mark = services.Names.DefinitionsMark();
-  CompileSample();
-  EXPECT_NE(services.Names.DefinitionsMark(), mark);
-  services.Names.ClearCache();
-  services.Windows.CategoriesChanged();
-  EXPECT_EQ(nameOf(0), "sampleDoorOpened");
-  V1(kSample, "10.30.0.3", 6, 4, "[b] quiet");
-  ASSERT_TRUE(AllArrive(console));
-  EXPECT_EQ(nameOf(1), "sampleUplinkLost");
-  EXPECT_EQ(TagsOf(console.LoadReport({.Enterprise = "korvaneSample"})->Rows()), "ab");
-}
-
 // An operator who leaves "Manage Categories" open with changes in it, and thinks it over.
-TEST_F(CategoriesSelectTraps, NotBeforeOkAndNothingWaitsForIt) {
+TEST_F(CategoriesSelectTrapsTest, NotBeforeOkAndNothingWaitsForIt) {
   CompileSample();
   ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
-  test::HeadlessConsole console(store_);
+  HeadlessConsole console(store_);
   traps::TrapsModel& pending = console.OpenWindow({.WindowName = "Downs", .Category = "Downs"});
   const Wanted& downs = kCategories[2];
   for (const bool closeBox : {false, true}) {
@@ -353,7 +311,7 @@ TEST_F(CategoriesSelectTraps, NotBeforeOkAndNothingWaitsForIt) {
     if (closeBox) {
       manager.Form().CloseBox();
     } else {
-      console.Prompt().WillAnswer(PromptAnswer::No);
+      console.Prompt.WillAnswer(PromptAnswer::No);
       EXPECT_TRUE(manager.Form().Cancel());
     }
     manager.Form().Unload();
@@ -363,7 +321,7 @@ TEST_F(CategoriesSelectTraps, NotBeforeOkAndNothingWaitsForIt) {
   }
   EXPECT_EQ(store_.Number("SELECT COUNT(*) FROM EventTrap"), 18);
   EXPECT_EQ(store_.Number("SELECT COUNT(*) FROM EventTrap WHERE EventAck = 1"), 6);
-  EXPECT_EQ(console.Prompt().Messages().size(), 0U) << console.Prompt().LastMessage();
+  EXPECT_EQ(console.Prompt.LastMessage(), "");
 
   Manager manager(console);
   manager.Create(downs);

@@ -40,6 +40,9 @@ PromptAnswer ScriptedPrompts::Ask(std::string_view text, PromptButtons buttons, 
     ADD_FAILURE() << "unexpected question: " << text;
     return PromptAnswer::No;
   }
+  if (const auto happens = std::exchange(WhileAsked, nullptr)) {
+    happens();
+  }
   const PromptAnswer answer = answers_.front();
   answers_.pop_front();
   EXPECT_TRUE(Offers(buttons, answer)) << "no such button under: " << text;

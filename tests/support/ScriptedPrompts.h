@@ -4,6 +4,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -52,7 +53,8 @@ class ScriptedPrompts : public Prompts {
   std::string LastMessage() const { return messages_.empty() ? std::string() : messages_.back().Text; }
   void Clear();
 
-  CallLog* Calls = nullptr;  // "Show: TEXT", "Ask: TEXT", "AskText: PROMPT"
+  std::function<void()> WhileAsked;  // what happens while the next question of Ask is open
+  CallLog* Calls = nullptr;          // "Show: TEXT", "Ask: TEXT", "AskText: PROMPT"
 
  private:
   std::deque<PromptAnswer> answers_;

@@ -94,6 +94,9 @@ class OpenModels : public intake::ViewWindows, public intake::TrapsWindows {
     for (traps::TrapsModel* model : Models) {
       model->RemoveAcknowledged(sequenceNumbers);
     }
+    if (Counts != nullptr) {
+      Counts->TrapsAcknowledged(sequenceNumbers);
+    }
   }
   void SystemAcknowledged(const intake::System& system, std::int32_t beforeTime) override {
     SystemsTold.emplace_back(system.Name, beforeTime);
@@ -109,6 +112,7 @@ class OpenModels : public intake::ViewWindows, public intake::TrapsWindows {
   std::vector<intake::TrapsWindow*> InCreationOrder() override { return {Models.begin(), Models.end()}; }
 
   std::vector<traps::TrapsModel*> Models;
+  systems::SystemsModel* Counts = nullptr;  // told of acknowledged numbers as well, when set
   std::vector<std::vector<std::int32_t>> Told;
   std::vector<std::pair<std::string, std::int32_t>> SystemsTold;
 };
