@@ -179,7 +179,7 @@ class MailSink {
   explicit MailSink(std::filesystem::path file)
       : file_(std::move(file)),
         port_(test::FreePort(AF_INET, SOCK_STREAM)),
-        process_(Spawn({"python3", "-m", "aiosmtpd", "-n", "-l", Address()}, file_)) {}
+        process_(Spawn({"/usr/bin/python3", "-m", "aiosmtpd", "-n", "-l", Address()}, file_)) {}
   ~MailSink() {
     kill(process_, SIGKILL);
     waitpid(process_, nullptr, 0);
