@@ -380,7 +380,7 @@ struct frmWaitTest : testing::Test {
 
 TEST_F(frmWaitTest, ShowsTheInnermostTextAndItsProgressAndLetsNothingElseHappen) {
   bool other = false;
-  QTimer::singleShot(0, [&] { other = true; });
+  QTimer::singleShot(0, &Frame, [&] { other = true; });
   const auto& bar = Find<QProgressBar>(Wait, "prgWait");
   Wait.ShowBusy("Loading Trap(s)");
   EXPECT_TRUE(Wait.isVisible());
