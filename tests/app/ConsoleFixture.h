@@ -77,7 +77,7 @@ class ConsoleFixture : public testing::Test {
   std::vector<std::string> Captions() {
     std::vector<std::string> captions;
     for (const auto* child : Children()) {
-      captions.push_back(child->windowTitle().toStdString());
+      captions.push_back(child->widget()->windowTitle().toStdString());
     }
     return captions;
   }
