@@ -251,8 +251,8 @@ struct World {
   systems::SystemAcknowledge Acknowledge{Desk, Connection, Bounds};
   traps::TrapsServices ForTraps{Desk, Connection, Names, Categories, Bounds, Stored, Acknowledge, Printer};
   reports::ReportServices ForReports{
-      Desk,  Connection, [this](store::ConnectionOptions options) { return OpenConnection(options); },
-      Names, Categories, SystemList,
+      Desk,   Connection, [this](store::ConnectionOptions options) { return OpenConnection(options); },
+      Names,  Categories, SystemList,
       Printer};
   ScriptedViewOption Question;
   systems::SystemsModel Model{Desk, Connection, SystemList, Bounds, Stored, Library, Question};
