@@ -1,11 +1,9 @@
 #include "systems/frmDevices.h"
 
-#include <QCloseEvent>
 #include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QKeySequence>
 #include <QLabel>
-#include <QMdiSubWindow>
 #include <QShortcut>
 #include <QTimer>
 #include <algorithm>
@@ -281,18 +279,6 @@ void frmDevices::RequestPopUp(const QPoint& position) {
     list.clearSelection();
   }
   Q_EMIT PopUpMenuRequested(list.viewport()->mapToGlobal(position), SelectedSystem());
-}
-
-// The window lives as long as the frame: closing it puts it aside.
-void frmDevices::closeEvent(QCloseEvent* event) {
-  if (desk_.State.gShuttingDown) {
-    QWidget::closeEvent(event);
-    return;
-  }
-  event->ignore();
-  if (auto* frame = qobject_cast<QMdiSubWindow*>(parentWidget())) {
-    frame->showMinimized();
-  }
 }
 
 }  // namespace korvane::systems

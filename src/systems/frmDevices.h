@@ -1,6 +1,6 @@
 // The Systems window: the list of systems with their counts, the status texts, and the two timers of the
-// console.  The frame creates it once, hosts it in its first sub-window and keeps it until the program ends;
-// closing it only minimises it.  User-interface thread only.
+// console.  The frame creates it once, hosts it in its first sub-window and keeps it until the program ends.
+// User-interface thread only.
 #pragma once
 
 #include <QModelIndex>
@@ -59,7 +59,6 @@ class frmDevices : public QWidget, public Form {
   void PopUpMenuRequested(const QPoint& globalPosition, const korvane::intake::System* system);
 
  protected:
-  void closeEvent(QCloseEvent* event) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:

@@ -7,8 +7,6 @@
 #include <QContextMenuEvent>
 #include <QHeaderView>
 #include <QLabel>
-#include <QMdiArea>
-#include <QMdiSubWindow>
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTest>
@@ -298,18 +296,6 @@ TEST_F(DevicesTest, TimersRunUntilTheyAreStoppedAndDoNothingWhileShuttingDown) {
   Q_EMIT resolve->timeout({});
   EXPECT_EQ(window.findChild<QTableView*>()->model()->index(0, 0).data().toString(),
             QStringLiteral("router"));
-}
-
-TEST_F(DevicesTest, ClosingOnlyMinimisesUntilTheProgramEnds) {
-  QMdiArea area;
-  auto* window = new frmDevices(Model, Desk, Frame);
-  QMdiSubWindow* frame = area.addSubWindow(window);
-  area.show();
-  frame->close();
-  EXPECT_TRUE(frame->isMinimized());
-  EXPECT_FALSE(frame->isHidden());
-  State.gShuttingDown = true;
-  EXPECT_TRUE(frame->close());
 }
 
 }  // namespace
