@@ -115,28 +115,6 @@ QString TrapsTableModel::ToolTip(std::size_t row, traplist::TrapColumn column) c
   return {};
 }
 
-QVariant TrapsTableModel::HiddenValue(std::size_t row, int role) const {
-  const store::IncomingTrap trap = rows_.At(row);
-  switch (role) {
-    case SequenceNumberRole:
-      return trap.SequenceNumber;
-    case EventTimeRole:
-      return trap.EventTime;
-    case SeverityRole:
-      return trap.Severity;
-    case GenericTrapRole:
-      return trap.GenericTrap;
-    case SystemAddressRole:
-      return ToQString(trap.SystemAddress);
-    case FurtherDescriptionRole:
-      return ToQString(trap.FurtherDescription());
-    case EventNotesRole:
-      return ToQString(trap.EventNotes);
-    default:
-      return {};
-  }
-}
-
 QVariant TrapsTableModel::data(const QModelIndex& index, int role) const {
   if (!index.isValid() || index.row() >= rowCount()) {
     return {};
@@ -163,7 +141,7 @@ QVariant TrapsTableModel::data(const QModelIndex& index, int role) const {
                    : text;
     }
     default:
-      return role >= Qt::UserRole ? HiddenValue(row, role) : QVariant();
+      return {};
   }
 }
 

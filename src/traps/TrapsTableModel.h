@@ -29,17 +29,6 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public t
   Q_OBJECT
 
  public:
-  // The values of a row that no column shows, whatever the column of the index.
-  enum Role {
-    SequenceNumberRole = Qt::UserRole,
-    EventTimeRole,
-    SeverityRole,
-    GenericTrapRole,
-    SystemAddressRole,
-    FurtherDescriptionRole,
-    EventNotesRole,
-  };
-
   TrapsTableModel(const traplist::TrapRows& rows, const ProcessState& state, traplist::SourceShown shown,
                   QObject* parent = nullptr);
 
@@ -97,7 +86,6 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public t
   void TakeSorted();
   // As received; made holds what is not stored as text.
   std::string_view WholeText(std::size_t row, traplist::TrapColumn column, std::string& made) const;
-  QVariant HiddenValue(std::size_t row, int role) const;
   QString ToolTip(std::size_t row, traplist::TrapColumn column) const;
 
   const traplist::TrapRows& rows_;

@@ -256,8 +256,8 @@ TEST_F(FrameTest, NotesOnATrapAreSavedFromEveryCommandAndShownInEveryWindow) {
                Click(dialog, "cmdOK");
              });
     for (const std::size_t window : {1U, 2U, 3U}) {
-      const QModelIndex trap = ListIn(window).model()->index(0, 0);
-      EXPECT_EQ(trap.data(traps::TrapsTableModel::EventNotesRole).toString(), QLatin1String(command));
+      const auto& table = dynamic_cast<const traps::TrapsTableModel&>(*ListIn(window).model());
+      EXPECT_EQ(table.Rows().At(0).EventNotes, command);
     }
   }
 }

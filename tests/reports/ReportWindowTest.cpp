@@ -88,7 +88,7 @@ class ReportWindowTest : public testing::Test {
     return traps;
   }
   std::int32_t TrapAt(int position) {
-    return window_->Table().index(position, 0).data(traps::TrapsTableModel::SequenceNumberRole).toInt();
+    return window_->Model().Rows().SequenceNumberAt(window_->Table().RowAt(position));
   }
   template <class Control>
   Control* Find(const char* name) {

@@ -90,7 +90,7 @@ class TrapsWindowTest : public testing::Test {
   }
 
   std::int32_t TrapAt(int position) {
-    return window_->Table().index(position, 0).data(TrapsTableModel::SequenceNumberRole).toInt();
+    return window_->Model().Rows().SequenceNumberAt(window_->Table().RowAt(position));
   }
   int PositionOfTrap(std::int32_t number) {
     for (int position = 0; position < window_->Table().rowCount(); ++position) {
