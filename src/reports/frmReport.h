@@ -40,8 +40,8 @@ class frmReport : public QWidget, public traps::TrapListWindow {
   std::string_view FormName() const override { return kReportFormName; }
   void RepaintNow() override;
 
-  void Reset() override;
-  void UpdateStatusBar() override;
+  void Reset();
+  void UpdateStatusBar();
   // With an empty list this only says so.
   void ShowTrapDetail() override;
   void ShowWindowParameters() override;
@@ -49,9 +49,9 @@ class frmReport : public QWidget, public traps::TrapListWindow {
   void Printable() override;
   void ExportToCsv();
   void Custom_Activate() override;
-  void ShowFindBar() override;
-  void CopySelection() override;
-  void SelectAllTraps() override;
+  void ShowFindBar();
+  void CopySelection();
+  void SelectAllTraps();
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
 
   ReportModel& Model() { return model_; }

@@ -10,17 +10,10 @@ namespace korvane::traps {
 
 class TrapListWindow : public Form {
  public:
-  virtual void Reset() = 0;
-  virtual void UpdateStatusBar() = 0;
   virtual void ShowTrapDetail() = 0;        // of the selected trap, else of the first
   virtual void ShowWindowParameters() = 0;  // read-only
   virtual void Printable() = 0;             // writes the printed report and opens it
   virtual void Custom_Activate() = 0;
-
-  virtual void ShowFindBar() = 0;
-  virtual void CopySelection() = 0;
-  virtual void SelectAllTraps() = 0;
-
   virtual void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) = 0;
 };
 

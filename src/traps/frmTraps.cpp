@@ -4,7 +4,6 @@
 #include <QLabel>
 #include <utility>
 
-#include "common/qt/ListHabits.h"
 #include "common/qt/QtText.h"
 #include "params/ParametersLists.h"
 #include "params/frmNewWindParams.h"
@@ -36,8 +35,8 @@ frmTraps::frmTraps(TrapsServices& services, intake::ViewWindows& windows, Window
   totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
   list_ = std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Desk.Settings,
                                       std::string(kTrapsWidthsSetting), tr("No unacknowledged traps"));
-  findBar_ = new FindBar(*ui_->lvTraps, table_, *list_, this);
-  ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1, findBar_);
+  ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1,
+                          new FindBar(*ui_->lvTraps, table_, *list_, this));
   setFocusProxy(ui_->lvTraps);
   model_.UseListener(&table_);
 
@@ -112,18 +111,6 @@ void frmTraps::ShowWindowParameters() {
 
 void frmTraps::Custom_Activate() {
   ShowStatus();
-}
-
-void frmTraps::ShowFindBar() {
-  findBar_->Open();
-}
-
-void frmTraps::CopySelection() {
-  CopySelectedRows(*ui_->lvTraps);
-}
-
-void frmTraps::SelectAllTraps() {
-  ui_->lvTraps->selectAll();
 }
 
 void frmTraps::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {

@@ -24,7 +24,6 @@ class frmTraps;
 
 namespace korvane::traps {
 
-class FindBar;
 class TrapsList;
 
 class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWindow {
@@ -44,7 +43,7 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
   void PublicAddTraps(const store::IncomingTrap& trap) override;
   void UpdateStatusBar() override;
 
-  void Reset() override;
+  void Reset();
   // Acknowledges the selected traps; says so when the list is empty.
   void AcknowledgeTrap();
   // With an empty list these two only say so.
@@ -52,9 +51,6 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
   void Printable() override;
   void ShowWindowParameters() override;
   void Custom_Activate() override;
-  void ShowFindBar() override;
-  void CopySelection() override;
-  void SelectAllTraps() override;
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
 
   // For ViewWindows: traps acknowledged somewhere leave the list.
@@ -82,7 +78,6 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
   TrapsTableModel table_;
   std::unique_ptr<Ui::frmTraps> ui_;
   std::unique_ptr<TrapsList> list_;
-  FindBar* findBar_;
   QLabel* maximumTraps_;
   QLabel* selectedTrap_;
   QLabel* totalTraps_;
