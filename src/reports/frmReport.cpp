@@ -112,10 +112,6 @@ void frmReport::ShowState() {
   UpdateStatusBar();
 }
 
-void frmReport::RepaintNow() {
-  ui_->lvTraps->viewport()->repaint();
-}
-
 void frmReport::Reset() {
   model_.Reset();
 }

@@ -38,7 +38,6 @@ class frmReport : public QWidget, public traps::TrapListWindow {
   ~frmReport() override;
 
   std::string_view FormName() const override { return kReportFormName; }
-  void RepaintNow() override;
 
   void Reset();
   void UpdateStatusBar();
