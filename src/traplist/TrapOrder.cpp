@@ -42,6 +42,10 @@ void TrapOrder::TakeSorted() {
   AppendFrom(sorted_);
 }
 
+std::size_t TrapOrder::PositionOf(std::size_t row) const {
+  return order_.empty() ? row : static_cast<std::size_t>(std::ranges::find(order_, row) - order_.begin());
+}
+
 std::vector<std::uint32_t> TrapOrder::Positions() const {
   std::vector<std::uint32_t> positions(order_.size());
   for (std::uint32_t position = 0; position < order_.size(); ++position) {

@@ -26,6 +26,7 @@ class TrapOrder {
   const std::optional<Sorting>& SortedBy() const { return sorting_; }
 
   std::size_t RowAt(std::size_t position) const { return order_.empty() ? position : order_[position]; }
+  std::size_t PositionOf(std::size_t row) const;  // looks at every row of a sorted list
   // For each row its position; empty when every row stands at its own number.
   std::vector<std::uint32_t> Positions() const;
 

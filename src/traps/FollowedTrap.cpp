@@ -10,11 +10,7 @@ constexpr std::size_t kNeighbours = 1000;
 
 std::optional<std::size_t> PositionOf(const traplist::ShownTraps& list, std::int32_t sequenceNumber) {
   const auto row = list.Rows.Find(sequenceNumber);
-  if (!row) {
-    return std::nullopt;
-  }
-  const std::vector<std::uint32_t> positions = list.Order.Positions();
-  return positions.empty() ? *row : positions[*row];
+  return row ? std::optional(list.Order.PositionOf(*row)) : std::nullopt;
 }
 
 std::optional<std::size_t> NearestPosition(const traplist::ShownTraps& list,

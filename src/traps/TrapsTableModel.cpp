@@ -193,11 +193,6 @@ void TrapsTableModel::BatchEnds() {
   Q_EMIT BatchChanged();
 }
 
-int TrapsTableModel::PositionOf(std::size_t row) const {
-  const std::vector<std::uint32_t> positions = order_.Positions();
-  return static_cast<int>(positions.empty() ? row : positions[row]);
-}
-
 void TrapsTableModel::RowsAboutToBeRemoved(std::span<const std::uint32_t> rows) {
   FinishSorting();
   std::size_t first = rows.front();

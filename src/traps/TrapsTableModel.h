@@ -50,7 +50,7 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public t
   std::uint32_t RowAt(int position) const {
     return static_cast<std::uint32_t>(order_.RowAt(static_cast<std::size_t>(position)));
   }
-  int PositionOf(std::size_t row) const;  // looks at every row of a sorted list
+  int PositionOf(std::size_t row) const { return static_cast<int>(order_.PositionOf(row)); }
   bool IsArrivalOrder() const { return !order_.SortedBy(); }
   const traplist::TrapRows& Rows() const { return rows_; }
   // The list as it is shown, until it changes.
