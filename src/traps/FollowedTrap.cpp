@@ -29,9 +29,17 @@ FollowedTrap::FollowedTrap(const traplist::ShownTraps& list, std::size_t positio
 
 void FollowedTrap::Take(const traplist::ShownTraps& list, std::size_t position) {
   const auto numberAt = [&](std::size_t at) { return list.Rows.SequenceNumberAt(list.RowAt(at)); };
+  const auto begins = [](const std::vector<std::int32_t>& known, std::optional<std::int32_t> nearest) {
+    return known.empty() ? !nearest : nearest == known.front();
+  };
   inList_ = true;
   place_ = position;
   count_ = list.Count();
+  // Mostly traps come and go far from it.
+  if (begins(above_, position > 0 ? std::optional(numberAt(position - 1)) : std::nullopt) &&
+      begins(below_, position + 1 < count_ ? std::optional(numberAt(position + 1)) : std::nullopt)) {
+    return;
+  }
   above_.clear();
   below_.clear();
   for (std::size_t i = 1; i <= std::min(position, kNeighbours); ++i) {
