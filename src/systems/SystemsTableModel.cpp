@@ -65,7 +65,7 @@ QIcon EmptyIcon() {
 SystemsTableModel::SystemsTableModel(SystemsModel& systems, QObject* parent)
     : QAbstractTableModel(parent), systems_(systems) {
   systems_.SetListener(this);
-  TakeOrder(SortedOrder());
+  TakeOrder(SortedOrder(systems_.RowCount()));
 }
 
 SystemsTableModel::~SystemsTableModel() {
@@ -166,8 +166,8 @@ QVariant SystemsTableModel::headerData(int section, Qt::Orientation orientation,
   }
 }
 
-std::vector<int> SystemsTableModel::SortedOrder() const {
-  std::vector<int> order(systems_.RowCount());
+std::vector<int> SystemsTableModel::SortedOrder(std::size_t rows) const {
+  std::vector<int> order(rows);
   std::iota(order.begin(), order.end(), 0);
   if (sortColumn_ < 0) {
     return order;
@@ -204,8 +204,7 @@ void SystemsTableModel::sort(int column, Qt::SortOrder order) {
 
 void SystemsTableModel::SortAgain() {
   sortNeeded_ = false;
-  std::vector<int> order = SortedOrder();
-  order.resize(order_.size());  // rows that have not been told yet come later
+  std::vector<int> order = SortedOrder(order_.size());
   if (order == order_) {
     return;
   }
@@ -241,7 +240,7 @@ void SystemsTableModel::RowsAboutToReset() {
 
 void SystemsTableModel::RowsReset() {
   sortNeeded_ = false;
-  TakeOrder(SortedOrder());
+  TakeOrder(SortedOrder(systems_.RowCount()));
   endResetModel();
 }
 

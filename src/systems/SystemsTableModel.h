@@ -46,7 +46,7 @@ class SystemsTableModel : public QAbstractTableModel, public SystemsListener {
   QVariant TextData(std::size_t row, int column, int role) const;
   QVariant RowData(std::size_t row, int role) const;
   QString TextOf(std::size_t row, int column) const;
-  std::vector<int> SortedOrder() const;
+  std::vector<int> SortedOrder(std::size_t rows) const;  // of the first rows of SystemsModel
   void SortAgain();
   void TakeOrder(std::vector<int> order);
 
