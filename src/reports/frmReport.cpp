@@ -41,8 +41,8 @@ frmReport::frmReport(ReportServices& services, intake::ViewWindows& windows,
       ui_(std::make_unique<Ui::frmReport>()) {
   ui_->setupUi(this);
   setWindowTitle(ToQString(model_.Parameters().Window.WindowName));
-  selectedTrap_ = traps::AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
-  totalTraps_ = traps::AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
+  selectedTrap_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
+  totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
   list_ = std::make_unique<traps::TrapsList>(*ui_->lvTraps, table_, services.Desk.Settings,
                                              std::string(kReportWidthsSetting), EmptyText(),
                                              traps::TrapsList::Kind::Report);

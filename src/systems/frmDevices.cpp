@@ -87,11 +87,7 @@ void frmDevices::SetUpList() {
 
 void frmDevices::SetUpStatusBar() {
   for (std::size_t i = 0; i < statusLabels_.size(); ++i) {
-    auto* label = new QLabel;
-    label->setObjectName(QStringLiteral("sbDevicesInfoText%1").arg(i + 1));
-    label->setTextFormat(Qt::PlainText);
-    ui_->sbDevicesInfo->addWidget(label);
-    statusLabels_[i] = label;
+    statusLabels_[i] = AddStatusText(*ui_->sbDevicesInfo, QStringLiteral("sbDevicesInfoText%1").arg(i + 1));
   }
   connect(table_, &SystemsTableModel::StatusTextsChanged, this, &frmDevices::ShowStatus);
   ShowStatus();

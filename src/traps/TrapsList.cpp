@@ -2,9 +2,7 @@
 
 #include <QHeaderView>
 #include <QItemSelectionModel>
-#include <QLabel>
 #include <QScrollBar>
-#include <QStatusBar>
 #include <QTableView>
 #include <algorithm>
 #include <array>
@@ -248,14 +246,6 @@ void TrapsList::RestoreTraps() {
   if (const auto current = positionOf(before.CurrentTrap)) {
     SelectAlone(*current);
   }
-}
-
-QLabel* AddStatusText(QStatusBar& bar, const QString& name) {
-  auto* label = new QLabel(&bar);
-  label->setObjectName(name);
-  label->setTextFormat(Qt::PlainText);
-  bar.addWidget(label);
-  return label;
 }
 
 }  // namespace korvane::traps

@@ -16,8 +16,6 @@
 #include "platform/Platform.h"
 #include "traps/TrapsTableModel.h"
 
-class QLabel;
-class QStatusBar;
 class QTableView;
 
 namespace korvane {
@@ -84,8 +82,5 @@ class TrapsList : public QObject {
   Place place_;
   std::optional<PlaceBeforeReset> beforeReset_;
 };
-
-// A text in the status bar of a window with such a list; what it says may come from the network.
-QLabel* AddStatusText(QStatusBar& bar, const QString& name);
 
 }  // namespace korvane::traps

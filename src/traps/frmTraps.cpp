@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <utility>
 
+#include "common/qt/ListHabits.h"
 #include "common/qt/QtText.h"
 #include "params/ParametersLists.h"
 #include "params/frmNewWindParams.h"

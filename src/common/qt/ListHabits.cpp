@@ -8,6 +8,7 @@
 #include <QLabel>
 #include <QMimeData>
 #include <QShortcut>
+#include <QStatusBar>
 #include <QTableView>
 #include <algorithm>
 #include <utility>
@@ -180,6 +181,14 @@ void CopyRowsByShortcut(QTableView& table) {
   auto* copy = new QShortcut(QKeySequence(QKeySequence::Copy), &table);
   copy->setContext(Qt::WidgetShortcut);
   QObject::connect(copy, &QShortcut::activated, &table, [&table] { CopySelectedRows(table); });
+}
+
+QLabel* AddStatusText(QStatusBar& bar, const QString& name) {
+  auto* label = new QLabel(&bar);
+  label->setObjectName(name);
+  label->setTextFormat(Qt::PlainText);
+  bar.addWidget(label);
+  return label;
 }
 
 void SortByShortcuts(QTableView& table) {

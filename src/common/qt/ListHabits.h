@@ -13,6 +13,8 @@
 #include <vector>
 
 class QAbstractItemView;
+class QLabel;
+class QStatusBar;
 class QTableView;
 
 namespace korvane {
@@ -46,6 +48,9 @@ void CopySelectedRows(const QTableView& table);
 // That text as UTF-8; empty without a selection.  Walks selection ranges and holds the text once, so that a
 // list of a million rows can be copied whole.
 QByteArray SelectedRowsText(const QTableView& table);
+
+// A text in the status bar below a list; what it says may come from the network.
+QLabel* AddStatusText(QStatusBar& bar, const QString& name);
 
 // Ctrl+1, Ctrl+2 ... do what a click on the header of that column does.
 void SortByShortcuts(QTableView& table);
