@@ -414,10 +414,6 @@ std::optional<std::int32_t> SystemsModel::RowSeverity(std::size_t row) const {
   return found == kCountColumnSeverities.end() ? std::nullopt : std::optional(*found);
 }
 
-bool SystemsModel::HasPendingTraps() const {
-  return std::ranges::any_of(shown_.Totals, [](std::int64_t total) { return total > 0; });
-}
-
 std::int32_t SystemsModel::AcknowledgeBound(const intake::System& system) const {
   const auto row = RowOfSystem(system);
   if (!row || !shown_.Rows[*row].NewestTime) {

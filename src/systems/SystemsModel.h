@@ -116,7 +116,6 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   // The severity whose icon the row shows: of the first count from the left that is not zero.
   std::optional<std::int32_t> RowSeverity(std::size_t row) const;
 
-  bool HasPendingTraps() const;
   // The exclusive time bound that acknowledges everything counted for the system.
   std::int32_t AcknowledgeBound(const intake::System& system) const;
 

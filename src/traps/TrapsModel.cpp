@@ -303,11 +303,9 @@ void TrapsModel::NotesSaved(std::int32_t sequenceNumber, std::string_view notes)
     return;
   }
   rows_.SetNotes(*row, notes);
-  if (listener_ != nullptr) {
-    listener_->BatchBegins();
-    listener_->RowChanged(*row);
-    listener_->BatchEnds();
-  }
+  listener_->BatchBegins();
+  listener_->RowChanged(*row);
+  listener_->BatchEnds();
 }
 
 }  // namespace korvane::traps

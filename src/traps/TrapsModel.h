@@ -59,8 +59,6 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
   WindowKind Kind() const { return kind_; }
   const params::WindowParameters& Parameters() const { return matcher_.Parameters(); }
   const intake::System* PerSystem() const { return system_; }
-  // Traps taken by this window that are not in the list yet.
-  std::size_t PendingCount() const { return pending_.Count(); }
 
   std::string MaximumTrapsText() const;
   static std::string SelectedTrapText(std::size_t position);  // from 1; 0: none
