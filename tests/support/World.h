@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -88,7 +89,7 @@ class FakeLibrary : public intake::ReceiverLibrary {
 // Hands what was acknowledged or written to the models that are open, as the frame does.
 class OpenModels : public intake::ViewWindows, public intake::TrapsWindows {
  public:
-  void OpenSystemTraps(const intake::System&) override {}
+  void OpenSystemTraps(const intake::System& system) override { Opened.push_back(system.Name); }
   void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) override {
     Told.push_back(sequenceNumbers);
     for (traps::TrapsModel* model : Models) {
@@ -113,6 +114,7 @@ class OpenModels : public intake::ViewWindows, public intake::TrapsWindows {
 
   std::vector<traps::TrapsModel*> Models;
   systems::SystemsModel* Counts = nullptr;  // told of acknowledged numbers as well, when set
+  std::vector<std::string> Opened;
   std::vector<std::vector<std::int32_t>> Told;
   std::vector<std::pair<std::string, std::int32_t>> SystemsTold;
 };
@@ -121,9 +123,11 @@ class ScriptedViewOption : public systems::ViewOptionQuestion {
  public:
   intake::ViewOption AskViewOption(std::int64_t unacknowledgedTraps, std::int32_t maxViewTraps) override {
     Asked.emplace_back(unacknowledgedTraps, maxViewTraps);
+    Meanwhile();
     return Answer;
   }
   intake::ViewOption Answer = intake::ViewOption::LoadRecentTraps;
+  std::function<void()> Meanwhile = [] {};
   std::vector<std::pair<std::int64_t, std::int32_t>> Asked;
 };
 
