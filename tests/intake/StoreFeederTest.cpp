@@ -1,19 +1,17 @@
-// The feeder's thread on a real store: what it delivers, and that nothing it meets holds the console up.
+// The receiver link on a real store: which rows are new, the thread that queues them, and host names that are
+// looked up beside it.
 #include "intake/StoreFeeder.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
-#include <condition_variable>
-#include <filesystem>
-#include <functional>
-#include <mutex>
+#include <atomic>
+#include <future>
+#include <iterator>
 #include <numeric>
-#include <string>
+#include <random>
 #include <system_error>
-#include <thread>
-#include <vector>
+#include <tuple>
 
 #include "common/RegistryValues.h"
 #include "support/FakePlatform.h"
@@ -24,70 +22,225 @@ namespace korvane::intake {
 namespace {
 
 using std::chrono::milliseconds;
+using std::chrono::seconds;
+using test::WaitUntil;
 using Numbers = std::vector<std::int32_t>;
 
-Numbers UpTo(std::int32_t last) {
-  Numbers numbers(static_cast<std::size_t>(last));
-  std::iota(numbers.begin(), numbers.end(), 1);
-  return numbers;
+class TrapFollowerTest : public testing::Test {
+ protected:
+  TrapFollowerTest() { store_.Connect(connection_); }
+
+  void Add(std::int32_t number, std::int32_t time = 1000, std::int32_t ack = 0) {
+    store_.AddTrap({.SequenceNumber = number, .EventTime = time, .EventAck = ack});
+  }
+  // Everything there is to read now, in small steps.
+  Numbers ReadAll(TrapFollower& follower) {
+    Numbers numbers;
+    for (bool more = true; more;) {
+      const TrapFollower::Progress read = follower.Read(connection_, now_);
+      for (const ReceivedTrap& trap : read.Traps) {
+        numbers.push_back(trap.SequenceNumber);
+      }
+      EXPECT_LT(read.Bytes, 6000U) << "the trap that passes the bound is the last";
+      more = read.More;
+    }
+    return numbers;
+  }
+  Numbers AddAndRead(TrapFollower& follower, const Numbers& numbers) {
+    for (const std::int32_t number : numbers) {
+      Add(number);
+    }
+    return ReadAll(follower);
+  }
+
+  test::SqliteStore store_;
+  store::Connection connection_;
+  std::chrono::steady_clock::time_point now_{seconds(1'000'000)};
+  TrapFollowerLimits small_{.NumbersPerRead = 7,
+                            .BytesPerRead = 4000,
+                            .LookBack = 50,
+                            .MostGaps = 100,
+                            .GapLife = seconds(70),
+                            .LongestStep = seconds(10)};
+};
+
+// A receiver that catches up stores old times: of what was there they tell nothing, of what comes later the
+// numbers do.
+TEST_F(TrapFollowerTest, NewIsWhatTheConsoleHasNotLoaded) {
+  Add(1, 999);
+  Add(2, 1000);
+  Add(3, 1000, 1);
+  Add(4, 998);
+  Add(5, 1001);
+  TrapFollower follower(1000, small_);
+  TrapFollower knowing(1000, small_, 3);  // so 4 was stored after the load
+  EXPECT_EQ(ReadAll(follower), (Numbers{2, 5}));
+  EXPECT_EQ(ReadAll(knowing), (Numbers{2, 4, 5}));
+  EXPECT_EQ(ReadAll(follower), Numbers{});
+  Add(6, 10);
+  Add(7, 2000, 1);
+  Add(8, 2000);
+  EXPECT_EQ(ReadAll(follower), (Numbers{6, 8}));
+  EXPECT_EQ(ReadAll(knowing), (Numbers{6, 8}));
+}
+
+TEST_F(TrapFollowerTest, EveryFieldOfTheRowArrives) {
+  const std::string longText(70'000, 'x');
+  store_.AddTrap({5, 1234, "it's \xc3\xa4 <b>", "1.3.6.1", 3, -7, "desc", longText, "seen by Anna"});
+  TrapFollower follower(0);
+  const TrapFollower::Progress read = follower.Read(connection_, now_);
+  ASSERT_EQ(read.Traps.size(), 1U);
+  const ReceivedTrap& trap = read.Traps.front();
+  EXPECT_EQ(std::tie(trap.SequenceNumber, trap.EventTime, trap.TimeKey, trap.GenericTrap, trap.SpecificTrap),
+            std::make_tuple(5, 1234, 1234, 3, -7));
+  EXPECT_EQ(trap.Source, "it's \xc3\xa4 <b>");
+  EXPECT_EQ(trap.EnterpriseOid + " " + trap.EventDescription, "1.3.6.1 desc");
+  EXPECT_EQ(trap.VarBindsFirst + trap.VarBindsSecond, longText);
+  EXPECT_EQ(read.Notes, (TrapNotes{{5, "seen by Anna"}}));
+  EXPECT_GE(read.Bytes, longText.size());
+}
+
+TEST_F(TrapFollowerTest, ANumberThatIsCommittedLateIsStillFoundForAWhile) {
+  Add(100);
+  Add(103);
+  TrapFollower follower(1000, small_);
+  EXPECT_EQ(ReadAll(follower), (Numbers{100, 103}));
+  Add(99, 1);  // was under way when following began
+  EXPECT_EQ(AddAndRead(follower, {102}), (Numbers{99, 102}));
+  EXPECT_EQ(AddAndRead(follower, {110}), Numbers{110});
+  for (int i = 0; i < 59; ++i) {
+    now_ += seconds(1);
+    EXPECT_EQ(ReadAll(follower), Numbers{});
+  }
+  now_ += seconds(3600);  // an hour without the store ages nothing but by one step
+  Add(101, 1000, 1);      // acknowledged by somebody else already
+  EXPECT_EQ(AddAndRead(follower, {105}), Numbers{105});
+  now_ += seconds(1);
+  EXPECT_EQ(AddAndRead(follower, {106}), Numbers{106}) << "looked for once more before it is given up";
+  EXPECT_EQ(AddAndRead(follower, {107}), Numbers{});
+
+  small_.MostGaps = 2;
+  TrapFollower few(2000, small_);
+  EXPECT_EQ(ReadAll(few), Numbers{});
+  EXPECT_EQ(AddAndRead(few, {120, 130, 140}), (Numbers{120, 130, 140}));
+  EXPECT_EQ(AddAndRead(few, {115, 125, 139}), (Numbers{125, 139})) << "the oldest gap goes, the newest stays";
+}
+
+TEST_F(TrapFollowerTest, PurgedRowsUnusedNumbersAndThoseThatBeginAgain) {
+  Numbers all(40);
+  std::iota(all.begin(), all.end(), 1);
+  TrapFollower follower(0, small_);
+  EXPECT_EQ(AddAndRead(follower, all), all);
+  store_.Execute("UPDATE EventTrap SET SequenceNumber = SequenceNumber + 1000000, EventAck = 1");
+  store_.Execute("UPDATE EventTrap SET SequenceNumber = SequenceNumber - 1000000, EventAck = 0");
+  EXPECT_EQ(ReadAll(follower), Numbers{});  // as if the rows had been away and returned
+  store_.Execute("DELETE FROM EventTrap WHERE SequenceNumber > 10");
+  EXPECT_EQ(ReadAll(follower), Numbers{});
+  store_.Execute("DELETE FROM EventTrap");
+  EXPECT_EQ(ReadAll(follower), Numbers{});
+  now_ += seconds(1);
+  for (const Numbers& later : {Numbers{41}, {42, 2'000'000}, {2'000'001}, {2'147'483'647}}) {
+    EXPECT_EQ(AddAndRead(follower, later), later);
+  }
+  store_.Execute("DELETE FROM EventTrap");
+  Add(1, 5000);
+  EXPECT_EQ(ReadAll(follower), Numbers{1});
+}
+
+// Several writers take numbers in order and commit in any order, and traps are purged and acknowledged:
+// whoever is stored unacknowledged is delivered once, and nobody twice.
+TEST_F(TrapFollowerTest, NoneIsLostAndNoneDoubledWhateverTheOrderOfCommits) {
+  std::mt19937 random(7);
+  const auto below = [&](std::size_t end) { return static_cast<std::int32_t>(random() % end); };
+  const std::string longText(1500, 'x');
+  TrapFollower follower(1000, small_);
+  Numbers expected;
+  Numbers delivered;
+  Numbers underWay;
+  std::int32_t next = 1;
+  for (int step = 0; step < 1500; ++step) {
+    for (int i = below(4); i > 0; --i) {
+      underWay.push_back(next++);
+    }
+    std::vector<test::StoredTrap> batch;
+    for (int i = below(5); i > 0 && !underWay.empty(); --i) {
+      // A number waits for at most a few dozen others: what lies longest goes first now and then.
+      const auto at = underWay.begin() + (below(3) == 0 ? 0 : below(underWay.size()));
+      if (below(20) != 0) {  // else it is never used
+        batch.push_back({.SequenceNumber = *at,
+                         .EventTime = 1000 + below(2000),
+                         .EventDescription = longText,
+                         .EventAck = below(10) == 0 ? 1 : 0});
+        expected.insert(expected.end(), batch.back().EventAck == 0 ? 1 : 0, *at);
+      }
+      underWay.erase(at);
+    }
+    store_.AddTraps(batch);
+    if (below(3) == 0) {
+      now_ += seconds(1);
+      std::ranges::copy(ReadAll(follower), std::back_inserter(delivered));
+      if (below(10) == 0) {
+        store_.Execute("DELETE FROM EventTrap WHERE SequenceNumber < " + std::to_string(next - 200));
+      }
+    }
+  }
+  std::ranges::copy(ReadAll(follower), std::back_inserter(delivered));
+  EXPECT_GT(expected.size(), 600U);
+  std::ranges::sort(expected);
+  std::ranges::sort(delivered);
+  EXPECT_EQ(delivered, expected);
 }
 
 class StoreFeederTest : public testing::Test {
  protected:
-  static StoreFeederOptions Quick() {
-    StoreFeederOptions options;
-    options.PollInterval = milliseconds(5);
-    options.FirstRetry = milliseconds(5);
-    options.LongestRetry = milliseconds(20);
-    return options;
+  StoreFeederTest() {
+    options_.PollInterval = milliseconds(5);
+    options_.FirstRetry = milliseconds(5);
+    options_.LongestRetry = milliseconds(20);
   }
-  OpenConnection Open() {
-    return [source = store_.DataSource()] {
+  StoreFeeder Feeder(const MailSettings& mail = {}) {
+    const auto open = [source = store_.DataSource()] {
       auto connection = std::make_unique<store::Connection>();
       connection->Open(source, {}, {});
       return connection;
     };
+    return {open, hosts_, mail, options_};
   }
-  StoreFeeder Feeder(StoreFeederOptions options = Quick()) {
-    return {Open(), hosts_, MailSettings{}, std::move(options)};
-  }
-
-  static void Drain(StoreFeeder& feeder, Numbers& numbers) {
-    ReceivedTrap trap;
-    while (feeder.GetEventFromList(trap) != 0) numbers.push_back(trap.SequenceNumber);
-  }
-  static bool DrainUntil(StoreFeeder& feeder, Numbers& numbers, std::size_t count) {
-    return test::WaitUntil([&] {
-      Drain(feeder, numbers);
-      return numbers.size() >= count;
+  bool DrainUntil(StoreFeeder& feeder, const std::function<bool()>& condition) {
+    return WaitUntil([&] {
+      for (ReceivedTrap trap; feeder.GetEventFromList(trap) != 0;) {
+        numbers_.push_back(trap.SequenceNumber);
+      }
+      return condition();
     });
   }
-  void AddMany(int count) {
-    std::vector<test::StoredTrap> traps(static_cast<std::size_t>(count));
-    store_.AddTraps(traps);
+  bool Drain(StoreFeeder& feeder, std::size_t count) {
+    return DrainUntil(feeder, [&] { return numbers_.size() >= count; });
   }
+  void AddMany(std::size_t count) { store_.AddTraps(std::vector<test::StoredTrap>(count)); }
+
   test::SqliteStore store_;
+  StoreFeederOptions options_;
   std::shared_ptr<test::FakeHostNames> hosts_ = std::make_shared<test::FakeHostNames>();
+  Numbers numbers_;
 };
 
-TEST_F(StoreFeederTest, ItDeliversWhatIsNewInOrderAndStops) {
+TEST_F(StoreFeederTest, DeliversWhatIsNewInOrderAndStops) {
   store_.AddTrap({.EventTime = 10});
   store_.AddTrap({.EventTime = 20, .EventAck = 1});
   store_.AddTrap({.EventTime = 20});
-  StoreFeederOptions options = Quick();
-  options.MostQueuedBytes = 1;  // each trap alone is more
-  StoreFeeder feeder = Feeder(options);
+  options_.MostQueuedBytes = 1;  // each trap alone is more
+  StoreFeeder feeder = Feeder();
   ReceivedTrap trap;
   EXPECT_EQ(feeder.GetEventFromList(trap), 0);
   EXPECT_EQ(feeder.StopRecvEvents(), kReceiverThreadOk);  // nothing runs yet
   ASSERT_EQ(feeder.StartRecvEvents(20), kReceiverThreadOk);
   EXPECT_EQ(feeder.StartRecvEvents(20), kReceiverThreadOk);
-  Numbers numbers;
-  ASSERT_TRUE(DrainUntil(feeder, numbers, 1));
+  ASSERT_TRUE(Drain(feeder, 1));
   store_.AddTrap({.EventTime = 5});
   store_.AddTrap({.EventTime = 30});
-  ASSERT_TRUE(DrainUntil(feeder, numbers, 3));
-  EXPECT_EQ(numbers, (Numbers{3, 4, 5}));
+  ASSERT_TRUE(Drain(feeder, 3));
+  EXPECT_EQ(numbers_, (Numbers{3, 4, 5}));
   EXPECT_EQ(feeder.StopRecvEvents(), kReceiverThreadOk);
   store_.AddTrap({.EventTime = 40, .EventNotes = "seen by Anna"});
   store_.AddTrap({.EventTime = 40});
@@ -95,128 +248,174 @@ TEST_F(StoreFeederTest, ItDeliversWhatIsNewInOrderAndStops) {
 
   ASSERT_EQ(feeder.StartRecvEvents(40), kReceiverThreadOk);  // afresh, from the new mark
   for (const auto& [number, notes] : {std::pair(6, "seen by Anna"), std::pair(7, "")}) {
-    ASSERT_TRUE(test::WaitUntil([&] { return feeder.GetEventFromList(trap) != 0; }));
+    ASSERT_TRUE(WaitUntil([&] { return feeder.GetEventFromList(trap) != 0; }));
     EXPECT_EQ(trap.SequenceNumber, number);
     EXPECT_EQ(feeder.NotesOfTrap(), notes);
   }
 }
 
 TEST_F(StoreFeederTest, TheTrapFileAloneMayBeAway) {
+  const std::string away = store_.TrapFile().string() + ".away";
   StoreFeeder feeder = Feeder();
   ASSERT_EQ(feeder.StartRecvEvents(0), kReceiverThreadOk);
-  Numbers numbers;
   AddMany(10);
-  ASSERT_TRUE(DrainUntil(feeder, numbers, 10));
+  ASSERT_TRUE(Drain(feeder, 10));
   store_.Db().Close();  // the last one out tidies the files up
-  std::filesystem::rename(store_.TrapFile(), store_.TrapFile().string() + ".away");
-  EXPECT_TRUE(test::WaitUntil([&] { return !feeder.LastError().empty(); }));
-  std::filesystem::rename(store_.TrapFile().string() + ".away", store_.TrapFile());
+  std::filesystem::rename(store_.TrapFile(), away);
+  EXPECT_TRUE(WaitUntil([&] { return !feeder.LastError().empty(); }));
+  std::filesystem::rename(away, store_.TrapFile());
   store_.Connect(store_.Db());
   AddMany(10);
-  ASSERT_TRUE(DrainUntil(feeder, numbers, 20));
-  EXPECT_EQ(numbers, UpTo(20));
+  ASSERT_TRUE(Drain(feeder, 20));
+  Numbers expected(20);
+  std::iota(expected.begin(), expected.end(), 1);
+  EXPECT_EQ(numbers_, expected);
 }
 
 TEST_F(StoreFeederTest, ABacklogWaitsInTheStoreAndNotInMemory) {
   AddMany(5000);
-  StoreFeederOptions options = Quick();
-  options.MostQueuedTraps = 300;
-  options.Following.NumbersPerRead = 100;
-  StoreFeeder feeder = Feeder(options);
+  options_.MostQueuedTraps = 300;
+  options_.Following.NumbersPerRead = 100;
+  StoreFeeder feeder = Feeder();
   ASSERT_EQ(feeder.StartRecvEvents(0), kReceiverThreadOk);
-  Numbers numbers;
-  ASSERT_TRUE(test::WaitUntil([&] {
-    ReceivedTrap trap;
-    if (feeder.GetEventFromList(trap) == 0) return false;
-    numbers.push_back(trap.SequenceNumber);
-    return true;
-  }));
+  ReceivedTrap first;
+  ASSERT_TRUE(WaitUntil([&] { return feeder.GetEventFromList(first) != 0; }));
   // What the thread has not read yet it reads as acknowledged.
   store_.Execute("UPDATE EventTrap SET EventAck = 1");
   const std::int32_t last = store_.AddTrap({});
-  ASSERT_TRUE(test::WaitUntil([&] {
-    Drain(feeder, numbers);
-    return numbers.back() == last;
-  }));
-  EXPECT_LE(numbers.size(), 1000U);
-  EXPECT_TRUE(std::is_sorted(numbers.begin(), numbers.end()));
+  ASSERT_TRUE(DrainUntil(feeder, [&] { return !numbers_.empty() && numbers_.back() == last; }));
+  EXPECT_LE(numbers_.size(), 1000U);
+  EXPECT_TRUE(std::ranges::is_sorted(numbers_));
 
   AddMany(5000);  // and a full queue does not keep the thread from stopping
   EXPECT_EQ(feeder.StopRecvEvents(), kReceiverThreadOk);
 }
 
-TEST_F(StoreFeederTest, NoThreadIsAnAnswerAndNotACrash) {
-  StoreFeederOptions options = Quick();
-  options.MakeThread = [](const std::function<void()>&) -> std::thread {
+TEST_F(StoreFeederTest, NoThreadIsAnAnswerAndAConnectThatHangsIsLeftBehind) {
+  options_.MakeThread = [](const std::function<void()>&) -> std::thread {
     throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
   };
-  StoreFeeder feeder = Feeder(options);
-  EXPECT_NE(feeder.StartRecvEvents(0), kReceiverThreadOk);
+  StoreFeeder threadless = Feeder();
+  EXPECT_NE(threadless.StartRecvEvents(0), kReceiverThreadOk);
   ReceivedTrap trap;
-  EXPECT_EQ(feeder.GetEventFromList(trap), 0);
-  EXPECT_EQ(feeder.StopRecvEvents(), kReceiverThreadOk);
-}
+  EXPECT_EQ(threadless.GetEventFromList(trap), 0);
+  EXPECT_EQ(threadless.StopRecvEvents(), kReceiverThreadOk);
 
-TEST_F(StoreFeederTest, AConnectThatHangsIsLeftBehind) {
-  struct Gate {
-    std::mutex Mutex;
-    std::condition_variable Changed;
-    bool Reached = false;
-    bool Open = false;
-  };
-  const auto gate = std::make_shared<Gate>();
-  StoreFeederOptions options = Quick();
-  options.StopPatience = milliseconds(50);
+  std::promise<void> reached;
+  std::promise<void> release;
+  const auto held = std::make_shared<std::shared_future<void>>(release.get_future().share());
+  options_.MakeThread = Worker::MakeThread;
+  options_.StopPatience = milliseconds(50);
   {
-    StoreFeeder feeder(
-        [gate]() -> std::unique_ptr<store::Connection> {
-          std::unique_lock lock(gate->Mutex);
-          gate->Reached = true;
-          gate->Changed.notify_all();
-          gate->Changed.wait(lock, [&] { return gate->Open; });
-          throw std::runtime_error("too late");
-        },
-        hosts_, MailSettings{}, options);
+    const auto hang = [held, &reached]() -> std::unique_ptr<store::Connection> {
+      reached.set_value();
+      held->wait();
+      throw std::runtime_error("too late");
+    };
+    StoreFeeder feeder(hang, hosts_, MailSettings{}, options_);
     ASSERT_EQ(feeder.StartRecvEvents(0), kReceiverThreadOk);
-    std::unique_lock lock(gate->Mutex);
-    gate->Changed.wait(lock, [&] { return gate->Reached; });
-    lock.unlock();
+    reached.get_future().wait();
     EXPECT_EQ(feeder.StopRecvEvents(), kReceiverThreadFailed);
   }
-  {
-    const std::lock_guard lock(gate->Mutex);
-    gate->Open = true;
-    gate->Changed.notify_all();
-  }
-  EXPECT_TRUE(test::WaitUntil([&] { return gate.use_count() == 1; }));
+  release.set_value();
+  EXPECT_TRUE(WaitUntil([&] { return held.use_count() == 1; }));
 }
 
 TEST_F(StoreFeederTest, MailDefaultsComeFromTheRegistryAndElseFromThisHost) {
-  test::FakeRegistry registry;
-  const auto feederOf = [&](test::FakeRegistry& values) {
-    return StoreFeeder(Open(), hosts_, ReadMailSettings(values), Quick());
+  const auto expectDefaults = [&](const MailSettings& configured, const MailSettings& expected) {
+    StoreFeeder feeder = Feeder(configured);
+    EXPECT_TRUE(WaitUntil([&] { return feeder.GetDefaultMailSettings().Domain == expected.Domain; }));
+    EXPECT_EQ(feeder.GetDefaultMailSettings().SmtpServer, expected.SmtpServer);
+    EXPECT_EQ(feeder.GetDefaultMailSettings().Recipient, expected.Recipient);
   };
-  {
-    StoreFeeder feeder = feederOf(registry);
-    EXPECT_EQ(feeder.GetDefaultMailSettings().SmtpServer, "localhost");
-    EXPECT_TRUE(test::WaitUntil([&] { return feeder.GetDefaultMailSettings().Domain == "example.net"; }));
-    EXPECT_EQ(feeder.GetDefaultMailSettings().Recipient, "root@example.net");
-  }
-  {
-    auto homeless = std::make_shared<test::FakeHostNames>();
-    homeless->Domain.clear();
-    StoreFeeder feeder(Open(), homeless, MailSettings{}, Quick());
-    EXPECT_EQ(feeder.GetDefaultMailSettings().Domain, "localhost") << "the sender must be a whole address";
-    EXPECT_EQ(feeder.GetDefaultMailSettings().Recipient, "root@localhost");
-  }
+  test::FakeRegistry registry;
+  expectDefaults(ReadMailSettings(registry), {"localhost", "root@example.net", "example.net"});
   registry.PutText(kManagerKey, "KVMailDomain", "ops.example");
-  EXPECT_EQ(feederOf(registry).GetDefaultMailSettings().Recipient, "root@ops.example");
+  expectDefaults(ReadMailSettings(registry), {"localhost", "root@ops.example", "ops.example"});
   registry.PutText(kManagerKey, "KVSmtpServer", "mail.example");
   registry.PutText(kManagerKey, "KVMailRecipient", "noc@example.org");
-  const MailSettings settings = feederOf(registry).GetDefaultMailSettings();
-  EXPECT_EQ(settings.SmtpServer, "mail.example");
-  EXPECT_EQ(settings.Recipient, "noc@example.org");
-  EXPECT_EQ(settings.Domain, "ops.example");
+  expectDefaults(ReadMailSettings(registry), {"mail.example", "noc@example.org", "ops.example"});
+  hosts_->Domain.clear();
+  expectDefaults({}, {"localhost", "root@localhost", "localhost"});  // the sender must be a whole address
+}
+
+// Answers from a table, counts what it was asked, and can be held up.
+class SlowHostNames : public platform::HostNames {
+ public:
+  std::optional<std::string> NameOfAddress(std::string_view address) override {
+    ++Asked;
+    WaitUntil([this] { return !Held; });
+    return Known ? std::optional("name of " + std::string(address)) : std::nullopt;
+  }
+  std::optional<std::string> AddressOfName(std::string_view) override { return "192.0.2.77"; }
+  std::string DomainOfThisHost() override { return {}; }
+
+  std::atomic<int> Asked = 0;
+  std::atomic<bool> Held = false;
+  std::atomic<bool> Known = true;
+};
+
+class NameResolverTest : public testing::Test {
+ protected:
+  bool BecomesKnown(NameResolver& resolver, const std::string& address) {
+    return WaitUntil([&] { return resolver.Resolve(address, name_); });
+  }
+  bool IsAsked(int times) {
+    return WaitUntil([&] { return hosts_->Asked == times; });
+  }
+
+  std::shared_ptr<SlowHostNames> hosts_ = std::make_shared<SlowHostNames>();
+  std::string name_ = "untouched";
+};
+
+TEST_F(NameResolverTest, ANameIsPickedUpByALaterCallAndThenKept) {
+  NameResolver resolver(hosts_, {.MostAddresses = 3});
+  hosts_->Held = true;
+  for (const char* address : {"192.0.2.1", "192.0.2.2", "192.0.2.3", "192.0.2.4", "192.0.2.4"}) {
+    EXPECT_FALSE(resolver.Resolve(address, name_));
+    EXPECT_TRUE(IsAsked(1));
+  }
+  EXPECT_EQ(name_, "untouched");
+  hosts_->Held = false;
+  EXPECT_TRUE(BecomesKnown(resolver, "192.0.2.4"));
+  EXPECT_EQ(name_, "name of 192.0.2.4");
+  EXPECT_TRUE(BecomesKnown(resolver, "192.0.2.4"));
+  EXPECT_EQ(hosts_->Asked, 2) << "with the fourth the table and its queue began afresh";
+  EXPECT_TRUE(BecomesKnown(resolver, "192.0.2.2"));
+  EXPECT_EQ(hosts_->Asked, 3);
+  EXPECT_TRUE(BecomesKnown(resolver, "printer"));  // and names by address
+  EXPECT_EQ(name_, "192.0.2.77");
+}
+
+TEST_F(NameResolverTest, AFailureIsKeptForAWhileAndThenTriedAgain) {
+  hosts_->Known = false;
+  {
+    NameResolver patient(hosts_);
+    EXPECT_FALSE(patient.Resolve("192.0.2.9", name_));
+    EXPECT_TRUE(IsAsked(1));
+    for (int i = 0; i < 50; ++i) {
+      EXPECT_FALSE(patient.Resolve("192.0.2.9", name_));
+    }
+    EXPECT_TRUE(patient.Stop(seconds(10)));
+    EXPECT_EQ(hosts_->Asked, 1);
+  }
+  NameResolver quick(hosts_, {.FirstRetry = milliseconds(1), .LongestRetry = milliseconds(5)});
+  EXPECT_TRUE(WaitUntil([&] { return quick.Resolve("192.0.2.9", name_) || hosts_->Asked >= 4; }));
+  hosts_->Known = true;
+  EXPECT_TRUE(BecomesKnown(quick, "192.0.2.9"));
+}
+
+TEST_F(NameResolverTest, AHangingLookUpHoldsNobodyUp) {
+  hosts_->Held = true;
+  {
+    NameResolver resolver(hosts_);
+    EXPECT_FALSE(resolver.Resolve("192.0.2.1", name_));
+    EXPECT_TRUE(IsAsked(1));
+    EXPECT_FALSE(resolver.Stop(milliseconds(10)));
+  }
+  hosts_->Held = false;
+  // The thread that was left behind owns the host names until it ends.
+  EXPECT_TRUE(WaitUntil([&] { return hosts_.use_count() == 1; }));
 }
 
 }  // namespace
