@@ -1,239 +1,319 @@
+// The files that a list of traps is written to: the printed report and the CSV export, byte for byte.
 #include "traplist/PrintedReport.h"
 
 #include <fmt/format.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <deque>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <optional>
-#include <string>
-#include <vector>
 
+#include "support/Processes.h"
 #include "support/SampleTrap.h"
-#include "support/SmallFiles.h"
 #include "support/World.h"
+#include "traplist/CsvExport.h"
+#include "traplist/CsvLine.h"
 
 namespace korvane::traplist {
 namespace {
 
 namespace fs = std::filesystem;
-using test::SampleTrap;
+using testing::ElementsAre;
+using testing::Pair;
+using Messages = std::vector<test::ScriptedPrompts::Shown>;
 
-std::string Contents(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+// What the report says of a trap: time, source, address, severity, enterprise, name, bindings, information
+// and notes.
+template <typename... Texts>
+std::string Printed(const Texts&... texts) {
+  return fmt::format(
+      "\r\nDate & Time:\t\t{}\r\nSource:\t\t\t{}\r\nIP Address:\t\t{}\r\nSeverity:\t\t{}\r\n"
+      "Generic:\t\tenterpriseSpecific\r\nEnterprise:\t\t{}\r\nTrap Name:\t\t{}\r\n"
+      "Variable Binds:\t\t{}\r\nMore Information:\t{}\r\nUser Notes:\t\t{}\r\n",
+      texts...);
 }
+constexpr const char* kDate = "2023-11-14 22:13:20";
+constexpr const char* kStill = "A fan stands still.";
 
-std::size_t FilesIn(const fs::path& folder) {
-  return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder), {}));
-}
-
-const std::string kDouble(40, '=');
-const std::string kSingle(40, '-');
-
-class PrintedReportTest : public testing::Test {
+class ListFilesTest : public testing::Test {
  protected:
-  PrintedReportTest() { world_.Platform.Clock.Utc = 1'700'003'600; }
+  ListFilesTest() { world_.Platform.Clock.Utc = 1'700'003'600; }
 
-  SampleTrap& Add() {
-    traps_.emplace_back();
-    traps_.back().Trap.SequenceNumber = static_cast<std::int32_t>(traps_.size());
-    return traps_.back();
+  ShownTraps Shown(SourceShown source) {
+    order_.Sort(sorting_);
+    return {.Rows = rows_, .Order = order_, .Source = source, .TimeZoneBias = bias_};
   }
-
   std::string Print(std::string_view caption = "All Traps ", SourceShown source = SourceShown::SourceText) {
-    TrapRows rows;
-    for (const SampleTrap& sample : traps_) {
-      rows.Append(sample.Trap);
-    }
-    TrapOrder order(rows, source);
-    order.Sort(sorting_);
-    ReportPrinter(world_.Desk, world_.Platform.Programs, folder_.string())
-        .Print(caption, {.Rows = rows, .Order = order, .Source = source, .TimeZoneBias = bias_});
-    return Contents(file_);
+    world_.Printer.Print(caption, Shown(source));
+    return test::ReadFile(printed_);
+  }
+  std::string Export(SourceShown source = SourceShown::SourceText) {
+    world_.Prompt.WillAnswerFiles({exported_.string()});
+    ExportTraps(world_.Desk, "All Traps ", Shown(source));
+    return test::ReadFile(exported_);
+  }
+  std::size_t Files() const {
+    return static_cast<std::size_t>(
+        std::distance(fs::directory_iterator(world_.InstallFolder.Path()), fs::directory_iterator()));
   }
 
   test::LoadedWorld world_;
-  fs::path folder_ = world_.InstallFolder.Path();
-  std::deque<SampleTrap> traps_;
-  std::optional<TrapOrder::Sorting> sorting_;
+  test::SampleTrap sample_;
+  TrapRows rows_;
+  TrapOrder order_{rows_, SourceShown::SourceText};
+  std::optional<TrapSorting> sorting_;
   std::int32_t bias_ = 0;
-  const fs::path file_ = world_.InstallFolder / "WindowPrint.txt";
+  const fs::path printed_ = world_.InstallFolder / "WindowPrint.txt";
+  const fs::path exported_ = world_.InstallFolder / "traps.csv";
+  const std::string double_ = "\r\n" + std::string(40, '=') + "\r\n";
+  const std::string single_ = "\r\n" + std::string(40, '-') + "\r\n";
+  const std::string head_ = "Korvane - All Traps \r\nGenerated On: 2023-11-14 23:13:20\r\n" + double_;
+  const std::string header_ =
+      "\xEF\xBB\xBF\"Date / Time\",\"Source\",\"Trap Name\",\"Variables\",\"IP Address\",\"Severity\","
+      "\"Generic\",\"Enterprise\",\"Enterprise OID\",\"Specific\",\"More Information\",\"User Notes\","
+      "\"Acknowledged\",\"Sequence Number\",\"Event Time (UTC)\"\r\n";
 };
 
+using PrintedReportTest = ListFilesTest;
+using CsvExportTest = ListFilesTest;
+
 TEST_F(PrintedReportTest, HasItsExactForm) {
-  const std::string head =
-      "Korvane - All Traps \r\nGenerated On: 2023-11-14 23:13:20\r\n\r\n" + kDouble + "\r\n";
-  const std::string tail = "\r\n" + kDouble + "\r\n";
-  EXPECT_EQ(Print(), head + tail);
-
-  Add();
-  const std::string first =
-      "\r\nDate & Time:\t\t2023-11-14 22:13:20\r\nSource:\t\t\trouter1.example\r\nIP "
-      "Address:\t\t192.0.2.7\r\n"
-      "Severity:\t\tMajor\r\nGeneric:\t\tenterpriseSpecific\r\nEnterprise:\t\tAcme\r\nTrap "
-      "Name:\t\tfanFailed\r\n"
-      "Variable Binds:\t\tthe link downport 4\r\nMore Information:\tA fan stands still.\r\nUser "
-      "Notes:\t\t\r\n";
-  EXPECT_EQ(Print(), head + first + tail);
-
+  EXPECT_EQ(Print(), head_ + double_);
+  rows_.Append(sample_.Trap);
   // A second trap of the same system and kind: what the two have in common must not hide what they don't.
-  SampleTrap& other = Add();
-  other.Trap.Definition = &traps_.front().Definition;
-  other.Trap.Severity = 9;
-  other.Trap.EventTime += 61;
-  other.Trap.EventNotes = "seen";
-  other.SetVarBinds("", "");
-  const std::string second =
-      "\r\nDate & Time:\t\t2023-11-14 22:14:21\r\nSource:\t\t\trouter1.example\r\nIP "
-      "Address:\t\t192.0.2.7\r\n"
-      "Severity:\t\tClear\r\nGeneric:\t\tenterpriseSpecific\r\nEnterprise:\t\tAcme\r\nTrap "
-      "Name:\t\tfanFailed\r\n"
-      "Variable Binds:\t\t\r\nMore Information:\tA fan stands still.\r\nUser Notes:\t\tseen\r\n";
-  EXPECT_EQ(Print(), head + first + "\r\n" + kSingle + "\r\n" + second + tail);
-
+  sample_.Trap.SequenceNumber = 43;
+  sample_.Trap.Severity = 9;
+  sample_.Trap.EventTime += 61;
+  sample_.Trap.EventNotes = "seen";
+  sample_.SetVarBinds("", "");
+  rows_.Append(sample_.Trap);
+  const std::string first = Printed(kDate, "router1.example", "192.0.2.7", "Major", "Acme", "fanFailed",
+                                    "the link downport 4", kStill, "");
+  const std::string second = Printed("2023-11-14 22:14:21", "router1.example", "192.0.2.7", "Clear", "Acme",
+                                     "fanFailed", "", kStill, "seen");
+  EXPECT_EQ(Print(), head_ + first + single_ + second + double_);
   // From top to bottom as the window shows it, and once, whatever was printed before.
-  sorting_ = TrapOrder::Sorting{.Column = TrapColumn::DateTime, .Descending = true};
-  EXPECT_EQ(Print(), head + second + "\r\n" + kSingle + "\r\n" + first + tail);
-  EXPECT_EQ(FilesIn(world_.InstallFolder.Path()), 1U);
-  EXPECT_EQ(world_.Platform.Programs.Attempts.size(), 4U);
-  EXPECT_EQ(world_.Prompt.LastMessage(), "");
-}
+  sorting_ = TrapSorting{.Column = TrapColumn::DateTime, .Descending = true};
+  EXPECT_EQ(Print(), head_ + second + single_ + first + double_);
+  EXPECT_EQ(Files(), 1U);
+  EXPECT_EQ(world_.Platform.Programs.Attempts.size(), 3U);
+  EXPECT_TRUE(world_.Prompt.Messages().empty());
 
-TEST_F(PrintedReportTest, SaysWhatTheWindowShows) {
-  SampleTrap& sample = Add();
-  sample.Trap.GenericTrap = 7;
+  rows_.Clear();
+  order_.RowsReset();
+  sample_.Trap.GenericTrap = 7;
+  rows_.Append(sample_.Trap);
   bias_ = -3600;
   world_.Platform.Clock.Utc = 4'102'444'800;  // beyond what a trap's time can hold
   const std::string report = Print("Core (Custom View)", SourceShown::SystemName);
-  EXPECT_TRUE(
-      report.starts_with("Korvane - Core (Custom View)\r\nGenerated On: 2100-01-01 01:00:00\r\n\r\n=="));
-  EXPECT_NE(report.find("\r\nDate & Time:\t\t2023-11-14 23:13:20\r\nSource:\t\t\tRouter-One\r\n"),
-            std::string::npos);
-  EXPECT_NE(report.find("\r\nGeneric:\t\tUnknown\r\n"), std::string::npos);
+  for (const char* part : {"Korvane - Core (Custom View)\r\nGenerated On: 2100-01-01 01:00:00\r\n\r\n==",
+                           "\r\nDate & Time:\t\t2023-11-14 23:14:21\r\nSource:\t\t\tRouter-One\r\n",
+                           "\r\nGeneric:\t\tUnknown\r\n"}) {
+    EXPECT_THAT(report, testing::HasSubstr(part));
+  }
 }
 
 // Whatever a text holds: the lines of the report are those of this program, or begin with two TABs.
 TEST_F(PrintedReportTest, CantBeForged) {
+  const std::string dashes(40, '-');
   const std::string forged =
-      "x\r\nSeverity:\t\tClear\rGeneric:\n" + kSingle + "\n\u2028\u0085\u202Ey\x1B[2J\xFFz";
-  const std::string oneLine = "x␍␊Severity:␉␉Clear␍Generic:␊" + kSingle + "␊␤␤\uFFFDy␛[2J\uFFFDz";
+      "x\r\nSeverity:\t\tClear\rGeneric:\n" + dashes + "\n\u2028\u0085\u202Ey\x1B[2J\xFFz";
+  const std::string oneLine = "x␍␊Severity:␉␉Clear␍Generic:␊" + dashes + "␊␤␤\uFFFDy␛[2J\uFFFDz";
   const std::string lines =
-      "x\r\n\t\tSeverity:␉␉Clear\r\n\t\tGeneric:\r\n\t\t" + kSingle + "\r\n\t\t␤␤\uFFFDy␛[2J\uFFFDz";
-  SampleTrap& sample = Add();
-  sample.Trap.Source = sample.Trap.SystemName = sample.Trap.SystemAddress = forged;
-  sample.Definition = {.TrapName = forged, .EnterpriseName = forged, .FurtherDescription = forged};
-  sample.Trap.EventNotes = forged;
-  sample.SetVarBinds(forged, "");
-  const std::string report = Print(forged);
-  EXPECT_EQ(report, "Korvane - " + oneLine + "\r\nGenerated On: 2023-11-14 23:13:20\r\n\r\n" + kDouble +
-                        "\r\n\r\nDate & Time:\t\t2023-11-14 22:13:20\r\nSource:\t\t\t" + oneLine +
-                        "\r\nIP Address:\t\t" + oneLine +
-                        "\r\nSeverity:\t\tMajor\r\nGeneric:\t\tenterpriseSpecific\r\nEnterprise:\t\t" +
-                        oneLine + "\r\nTrap Name:\t\t" + oneLine + "\r\nVariable Binds:\t\t" + oneLine +
-                        "\r\nMore Information:\t" + lines + "\r\nUser Notes:\t\t" + lines + "\r\n\r\n" +
-                        kDouble + "\r\n");
+      "x\r\n\t\tSeverity:␉␉Clear\r\n\t\tGeneric:\r\n\t\t" + dashes + "\r\n\t\t␤␤\uFFFDy␛[2J\uFFFDz";
+  sample_.Trap.Source = sample_.Trap.SystemAddress = sample_.Trap.EventNotes = forged;
+  sample_.Definition = {.TrapName = forged, .EnterpriseName = forged, .FurtherDescription = forged};
+  sample_.SetVarBinds(forged, "");
+  rows_.Append(sample_.Trap);
+  EXPECT_EQ(Print(forged),
+            "Korvane - " + oneLine + "\r\nGenerated On: 2023-11-14 23:13:20\r\n" + double_ +
+                Printed(kDate, oneLine, oneLine, "Major", oneLine, oneLine, oneLine, lines, lines) + double_);
+  for (const auto& [notes, written] : {std::pair("one\ntwo", "one\r\n\t\ttwo"),
+                                       {"\r\n\r\n", "\r\n\t\t\r\n\t\t"},
+                                       {"a\n\rb\r", "a\r\n\t\t\r\n\t\tb\r\n\t\t"},
+                                       {"größe 日本\u000B", "größe 日本␋"}}) {
+    rows_.SetNotes(0, notes);
+    EXPECT_THAT(Print(), testing::EndsWith("\r\nUser Notes:\t\t" + std::string(written) + "\r\n" + double_));
+  }
 }
 
-TEST_F(PrintedReportTest, KeepsTheLinesOfNotes) {
-  SampleTrap& sample = Add();
-  for (const auto& [notes, written] :
-       std::vector<std::pair<std::string, std::string>>{{"one\ntwo", "one\r\n\t\ttwo"},
-                                                        {"\r\n\r\n", "\r\n\t\t\r\n\t\t"},
-                                                        {"a\n\rb\r", "a\r\n\t\t\r\n\t\tb\r\n\t\t"},
-                                                        {"größe 日本\u000B", "größe 日本␋"}}) {
-    sample.Trap.EventNotes = notes;
-    EXPECT_NE(Print().find("\r\nUser Notes:\t\t" + written + "\r\n\r\n="), std::string::npos) << notes;
+TEST_F(PrintedReportTest, GoesToTheEditorAsOneArgumentOrSaysWhyNot) {
+  const fs::path folder = world_.InstallFolder / "größe with quote\" and '$(touch x)' `y` %n -o ;&|";
+  fs::create_directory(folder);
+  const auto printInto = [&](const fs::path& place) {
+    ReportPrinter(world_.Desk, world_.Platform.Programs, place.string())
+        .Print("All Traps ", Shown(SourceShown::SourceText));
+  };
+  const std::string path = (folder / "WindowPrint.txt").string();
+  printInto(folder);
+  const test::FakePrograms::Started editor{"NOTEPAD.EXE", {path}};
+  EXPECT_THAT(world_.Platform.Programs.Attempts, ElementsAre(editor));
+  EXPECT_EQ(test::ReadFile(path), head_ + double_);
+  world_.Platform.Programs.Missing.insert("NOTEPAD.EXE");
+  printInto(folder);
+  printInto(folder / "missing");
+  EXPECT_THAT(world_.Platform.Programs.Attempts, ElementsAre(editor, editor));
+  EXPECT_EQ(
+      world_.Prompt.Messages(),
+      (Messages{{"Could not load 'NOTEPAD.EXE'. Please open the file \"" + path + "\" in a text editor.",
+                 PromptIcon::Exclamation},
+                {"The report could not be written to the file \"" + (folder / "missing").string() +
+                     "/WindowPrint.txt\".\nNo such file or directory.",
+                 PromptIcon::Exclamation}}));
+  EXPECT_EQ(world_.Busy.Depth(), 0);
+}
+
+TEST_F(CsvExportTest, TheFileIsWhatSpreadsheetsReadByteForByte) {
+  bias_ = -3600;
+  EXPECT_EQ(Export(), header_);
+  rows_.Append(sample_.Trap);
+  sample_.Trap.SequenceNumber = -43;
+  sample_.Trap.SpecificTrap = -1;
+  sample_.Trap.EventTime = -1;
+  sample_.Trap.EventAck = 1;
+  sample_.Trap.EventNotes = "called, \"fixed\"\nby Łukasz";
+  rows_.Append(sample_.Trap);
+  sorting_ = {.Column = TrapColumn::DateTime, .Descending = false};
+  EXPECT_EQ(
+      Export(SourceShown::SystemName),
+      header_ +
+          "\"1970-01-01 00:59:59\",\"Router-One\",\"fanFailed\",\"the link downport 4\",\"192.0.2.7\","
+          "\"Major\",\"enterpriseSpecific\",\"Acme\",\"1.3.6.1.4.1.99999.1\",-1,\"A fan stands still.\","
+          "\"called, \"\"fixed\"\"\nby Łukasz\",\"Yes\",-43,1969-12-31T23:59:59Z\r\n"
+          "\"2023-11-14 23:13:20\",\"Router-One\",\"fanFailed\",\"the link downport 4\",\"192.0.2.7\","
+          "\"Major\",\"enterpriseSpecific\",\"Acme\",\"1.3.6.1.4.1.99999.1\",17,\"A fan stands still.\",\"\","
+          "\"No\",42,2023-11-14T22:13:20Z\r\n");
+  EXPECT_EQ(world_.Prompt.FileQuestions().front().Extension, "csv");
+  EXPECT_THAT(world_.Busy.Texts, testing::Each("Exporting Trap(s)"));
+  EXPECT_TRUE(world_.Prompt.Messages().empty());
+
+  world_.Prompt.WillAnswerFiles({});  // cancelled
+  ExportTraps(world_.Desk, "", Shown(SourceShown::SourceText));
+  EXPECT_EQ(world_.Busy.Texts.size(), 2U);
+  fs::remove(exported_);
+  fs::create_directory(exported_);
+  world_.Prompt.WillAnswerFiles({exported_.string()});
+  ExportTraps(world_.Desk, "", Shown(SourceShown::SourceText));
+  EXPECT_EQ(world_.Prompt.Messages(), (Messages{{"The traps could not be exported to the file \"" +
+                                                     exported_.string() + "\".\nIs a directory.",
+                                                 PromptIcon::Exclamation}}));
+  EXPECT_EQ(world_.Busy.Depth(), 0);
+  EXPECT_EQ(Files(), 1U);
+}
+
+TEST_F(CsvExportTest, HostileTextStaysInItsCellAndIsNoFormula) {
+  const std::pair<std::string_view, std::string_view> cells[] = {
+      {"", ""},
+      {"plain, with a comma", "plain, with a comma"},
+      {"a\"b\"\"c\"", "a\"\"b\"\"\"\"c\"\""},
+      {"a=1+1 -2 @x", "a=1+1 -2 @x"},
+      {"=cmd|' /C calc'!A0", "'=cmd|' /C calc'!A0"},
+      {"+1", "'+1"},
+      {"-5", "'-5"},
+      {"@SUM(A1)", "'@SUM(A1)"},
+      {"  =1", "'  =1"},
+      {"\"=1", "'\"\"=1"},
+      {" '\u00A0\u3000\u2003=1", "' '\u00A0\u3000\u2003=1"},
+      {"\uFF1D1+1", "'\uFF1D1+1"},
+      {"'quoted'", "'quoted'"},
+      {"\tx", "'\u2409x"},
+      {"\t=1", "'\u2409=1"},
+      {"\r\n=1", "'\u240D\u240A=1"},
+      {std::string_view("\0=1", 3), "'\u2400=1"},
+      // Where ";" parts cells, what stands behind it begins one.
+      {"state;=HYPERLINK(\"http://x\")", "state;'=HYPERLINK(\"\"http://x\"\")"},
+      {"1; \"-2;3;", "1;' \"\"-2;3;"},
+      {"line\r\nforged,line\nend", "line\u240D\u240Aforged,line\u240Aend"},
+      {"bell\a\x1B[31m\x7F\u202E", "bell\u2407\u241B[31m\u2421\uFFFD"},
+      {"broken \xFF\xC3", "broken \uFFFD\uFFFD"},
+      {"größe 日本 🔔", "größe 日本 🔔"}};
+  for (const auto& [text, cell] : cells) {
+    CsvLine line;
+    line.AddText(text);
+    line.AddNumber(-7);
+    EXPECT_EQ(line.End(), fmt::format("\"{}\",-7\r\n", cell)) << text;
+  }
+  // Notes keep their lines.
+  const std::pair<std::string_view, std::string_view> paragraphs[] = {
+      {"one\r\ntwo\rthree\n\nfive\r\n", "one\ntwo\nthree\n\nfive\n"},
+      {"said \"no\"\n\tindented\x01", "said \"\"no\"\"\n\u2409indented\u2401"},
+      {"one\n=2\r\n -3", "one\n'=2\n' -3"},
+      {"\n=1", "'\n'=1"}};
+  for (const auto& [text, cell] : paragraphs) {
+    CsvLine line;
+    line.AddParagraphs(text);
+    EXPECT_EQ(line.End(), fmt::format("\"{}\"\r\n", cell)) << text;
+  }
+  // Every text of a trap takes that way.
+  sample_.Trap.Source = "=s";
+  sample_.Trap.SystemAddress = "=a";
+  sample_.Trap.EnterpriseOid = "=o";
+  sample_.Trap.EventNotes = "=n";
+  sample_.Definition = {.TrapName = "=t", .EnterpriseName = "=e", .FurtherDescription = "=i"};
+  sample_.SetVarBinds("=", "v");
+  rows_.Append(sample_.Trap);
+  EXPECT_EQ(Export(), header_ +
+                          "\"2023-11-14 22:13:20\",\"'=s\",\"'=t\",\"'=v\",\"'=a\",\"Major\","
+                          "\"enterpriseSpecific\",\"'=e\",\"'=o\",17,\"'=i\",\"'=n\",\"No\",42,"
+                          "2023-11-14T22:13:20Z\r\n");
+}
+
+TEST_F(CsvExportTest, TheSuggestedNameSuitsEveryFileSystem) {
+  std::string wide;
+  for (int i = 0; i < 33; ++i) {
+    wide += "日";
+  }
+  const std::pair<std::string, std::string> captions[] = {
+      {"All Traps ", "All Traps"},
+      {" (No Custom Selection)", "(No Custom Selection)"},
+      {"Traps On '../../etc/passwd' ", "Traps On '.._.._etc_passwd'"},
+      {"a<b>|c:\"d\"\\*?", "a_b__c__d____"},
+      {".. hidden ..", "hidden"},
+      {" ", "Traps"},
+      {"two\nlines", "two\u240Alines"},
+      {"ö" + std::string(300, 'z'), "ö" + std::string(98, 'z')},
+      {wide + wide, wide}};
+  for (const auto& [caption, name] : captions) {
+    world_.Prompt.WillAnswerFiles({});
+    ExportTraps(world_.Desk, caption, Shown(SourceShown::SourceText));
+    EXPECT_EQ(world_.Prompt.FileQuestions().back().Path, name + ".csv");
   }
 }
 
 // More systems and kinds than are kept ready, each twice and far apart.
-TEST_F(PrintedReportTest, TellsAnyNumberOfSystemsAndKindsApart) {
-  constexpr int kKinds = 10'000;
-  std::deque<std::string> sources;
-  for (int i = 0; i < 2 * kKinds; ++i) {
-    SampleTrap& sample = Add();
-    const int kind = i % kKinds;
-    sample.Trap.SpecificTrap = kind;
-    sample.Definition.TrapName = fmt::format("trap{}", kind);
-    sample.Trap.Definition = &traps_[static_cast<std::size_t>(kind)].Definition;
-    sample.Trap.Source = sources.emplace_back(fmt::format("router{}", kKinds - kind));
-  }
-  const std::string report = Print();
-  std::size_t at = 0;
-  for (int i = 0; i < 2 * kKinds; ++i) {
-    for (const std::string& line : {fmt::format("Source:\t\t\trouter{}\r\n", kKinds - i % kKinds),
-                                    fmt::format("Trap Name:\t\ttrap{}\r\n", i % kKinds)}) {
-      at = report.find(line, at);
-      ASSERT_NE(at, std::string::npos) << i << ": " << line;
+TEST_F(ListFilesTest, TellAnyNumberOfSystemsAndKindsApart) {
+  constexpr std::size_t kKinds = 10'000;
+  std::deque<store::TrapDefinition> definitions;
+  std::string printed = head_;
+  std::string exported = header_;
+  for (std::size_t i = 0; i < 2 * kKinds; ++i) {
+    const std::size_t kind = i % kKinds;
+    const std::string source = fmt::format("router{}", kKinds - kind);
+    if (i < kKinds) {
+      definitions.push_back({fmt::format("trap{}", kind), "Acme", kStill});
     }
+    sample_.Trap.Definition = &definitions[kind];
+    sample_.Trap.Source = source;
+    sample_.Trap.SpecificTrap = static_cast<int>(kind);
+    sample_.Trap.SequenceNumber = static_cast<int>(i);
+    rows_.Append(sample_.Trap);
+    printed += i > 0 ? single_ : "";
+    printed += Printed(kDate, source, "192.0.2.7", "Major", "Acme", definitions[kind].TrapName,
+                       "the link downport 4", kStill, "");
+    exported += fmt::format(
+        "\"2023-11-14 22:13:20\",\"{}\",\"trap{}\",\"the link downport 4\",\"192.0.2.7\",\"Major\","
+        "\"enterpriseSpecific\",\"Acme\",\"1.3.6.1.4.1.99999.1\",{},\"A fan stands still.\",\"\",\"No\",{},"
+        "2023-11-14T22:13:20Z\r\n",
+        source, kind, kind, i);
   }
-  EXPECT_EQ(world_.Busy.Texts, std::vector<std::string>{"Generating..."});
-  EXPECT_EQ(world_.Busy.Depth(), 0);
-  ASSERT_GE(world_.Busy.Progress.size(), 4U);
-  EXPECT_TRUE(std::ranges::is_sorted(world_.Busy.Progress));
-  for (const auto& [done, total] : world_.Busy.Progress) {
-    EXPECT_LE(done, total);
-    EXPECT_EQ(total, 2 * kKinds);
-  }
-}
-
-TEST_F(PrintedReportTest, GoesToTheEditorAsOneArgument) {
-  for (const char* name : {"plain", "with blanks", "quote\" and '$(touch x)' `y` %n -o ;&|", "größe"}) {
-    const fs::path folder = world_.InstallFolder / name;
-    fs::create_directory(folder);
-    folder_ = folder;
-    const std::string path = (folder / "WindowPrint.txt").string();
-    Print();
-    EXPECT_TRUE(Contents(path).starts_with("Korvane - "));
-    ASSERT_FALSE(world_.Platform.Programs.Attempts.empty());
-    EXPECT_EQ(world_.Platform.Programs.Attempts.back(), (test::FakePrograms::Started{"NOTEPAD.EXE", {path}}));
-    EXPECT_EQ(world_.Prompt.LastMessage(), "");
-  }
-  world_.Platform.Programs.Missing.insert("NOTEPAD.EXE");
-  folder_ = world_.InstallFolder.Path();
-  Print();
-  EXPECT_EQ(
-      world_.Prompt.Messages(),
-      (std::vector<test::ScriptedPrompts::Shown>{
-          {"Could not load 'NOTEPAD.EXE'. Please open the file \"" + file_.string() + "\" in a text editor.",
-           PromptIcon::Exclamation}}));
-  EXPECT_TRUE(Contents(file_).starts_with("Korvane - "));
-}
-
-TEST_F(PrintedReportTest, WhenItCannotBeWrittenTheEarlierOneStays) {
-  const std::string earlier = Print();
-  world_.Platform.Programs.Attempts.clear();
-  for (int i = 0; i < 5000; ++i) {
-    Add();
-  }
-  const auto expectRefused = [&](const fs::path& path, const std::string& reason) {
-    EXPECT_EQ(world_.Prompt.Messages(),
-              (std::vector<test::ScriptedPrompts::Shown>{
-                  {"The report could not be written to the file \"" + path.string() + "\".\n" + reason + ".",
-                   PromptIcon::Exclamation}}));
-    EXPECT_EQ(world_.Busy.Depth(), 0);
-    world_.Prompt.Clear();
-  };
-  // Full while writing, and with the last bytes.
-  for (const rlim_t limit : {1'100'000U, 1'000U}) {
-    if (limit == 1'000U) {
-      traps_.resize(10);
-    }
-    const test::SmallFiles disk(limit);
-    Print();
-    expectRefused(file_, "File too large");
-  }
-  EXPECT_EQ(Contents(file_), earlier);
-  EXPECT_EQ(FilesIn(world_.InstallFolder.Path()), 1U);
-
-  folder_ = world_.InstallFolder / "missing";
-  Print();
-  expectRefused(world_.InstallFolder / "missing/WindowPrint.txt", "No such file or directory");
-  EXPECT_TRUE(world_.Platform.Programs.Attempts.empty());
+  const auto progress =
+      ElementsAre(Pair(4096, 20'000), Pair(8192, 20'000), Pair(12'288, 20'000), Pair(16'384, 20'000));
+  EXPECT_TRUE(Print() == printed + double_);
+  EXPECT_THAT(world_.Busy.Progress, progress);
+  world_.Busy.Progress.clear();
+  EXPECT_TRUE(Export() == exported);
+  EXPECT_THAT(world_.Busy.Progress, progress);
+  EXPECT_THAT(world_.Busy.Texts, ElementsAre("Generating...", "Exporting Trap(s)"));
 }
 
 }  // namespace
