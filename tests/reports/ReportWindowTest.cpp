@@ -1,34 +1,34 @@
-// The Report / History window offscreen: what it shows in each state of its load, and that a list that grows
-// by the thousand moves nothing under its reader.
-#include <gmock/gmock.h>
+// The Report / History window and the dialog of its parameters, worked as an operator does.
 #include <gtest/gtest.h>
 
 #include <QAbstractItemModelTester>
 #include <QApplication>
-#include <QDialog>
-#include <QElapsedTimer>
+#include <QDateEdit>
 #include <QLabel>
-#include <QPushButton>
+#include <QLocale>
 #include <QScrollBar>
 #include <QTableView>
 #include <QTest>
-#include <QTimer>
-#include <filesystem>
-#include <functional>
-#include <memory>
-#include <string>
-#include <vector>
+#include <QTimeEdit>
+#include <clocale>
+#include <ctime>
+#include <limits>
+#include <set>
 
-#include "common/qt/QtText.h"
 #include "reports/frmReport.h"
-#include "support/Processes.h"
+#include "reports/frmSetReport.h"
+#include "support/FakeLists.h"
+#include "support/WindowDriver.h"
 #include "support/World.h"
 #include "traps/TrapsList.h"
 
 namespace korvane::reports {
 namespace {
 
-using test::StoredTrap;
+using test::Click;
+using test::Find;
+using test::TextOf;
+using test::WaitFor;
 
 class ReportWindowTest : public testing::Test {
  protected:
@@ -41,7 +41,7 @@ class ReportWindowTest : public testing::Test {
     window_ = std::make_unique<frmReport>(world_.ForReports, world_.Windows, parameters);
     tester_ = std::make_unique<QAbstractItemModelTester>(
         &window_->Table(), QAbstractItemModelTester::FailureReportingMode::Fatal);
-    list_ = window_->findChild<QTableView*>(QStringLiteral("lvTraps"));
+    list_ = &Find<QTableView>(*window_, "lvTraps");
     window_->resize(700, 320);
     window_->show();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(window_.get()));
@@ -52,7 +52,7 @@ class ReportWindowTest : public testing::Test {
   }
 
   void Store(std::int32_t count) {
-    std::vector<StoredTrap> traps;
+    std::vector<test::StoredTrap> traps;
     for (std::int32_t number = 1; number <= count; ++number) {
       traps.push_back({.SequenceNumber = number,
                        .EventTime = 1000 + number,
@@ -61,41 +61,18 @@ class ReportWindowTest : public testing::Test {
     }
     world_.Store.AddTraps(traps);
   }
-  bool Until(const std::function<bool()>& condition) {
-    return test::WaitUntil([&] {
-      QApplication::processEvents();
-      return condition();
-    });
-  }
-  bool Load() {
-    window_->Reset();
-    return Until([this] { return window_->Model().State() != ReportState::Loading; });
+  bool Ends(ReportState state) {
+    return WaitFor([&] { return window_->Model().State() == state; });
   }
   void LoadSome() {
     window_->Reset();
-    ASSERT_TRUE(Until([this] { return !window_->Model().Rows().Empty(); }));
+    ASSERT_TRUE(WaitFor([this] { return !window_->Model().Rows().Empty(); }));
     ASSERT_EQ(window_->Model().State(), ReportState::Loading);
-  }
-
-  std::vector<std::int32_t> OnScreen() {
-    std::vector<std::int32_t> traps;
-    for (int y = 0; y < list_->viewport()->height(); y += list_->rowHeight(0)) {
-      const int position = list_->rowAt(y);
-      if (position >= 0) {
-        traps.push_back(TrapAt(position));
-      }
-    }
-    return traps;
   }
   std::int32_t TrapAt(int position) {
     return window_->Model().Rows().SequenceNumberAt(window_->Table().RowAt(position));
   }
-  template <class Control>
-  Control* Find(const char* name) {
-    return window_->findChild<Control*>(QLatin1String(name));
-  }
-  std::string Text(const char* label) { return ToUtf8(Find<QLabel>(label)->text()); }
-  bool Noticed() { return Find<QWidget>("fraNotice")->isVisible(); }
+  std::int32_t FirstOnScreen() { return TrapAt(list_->rowAt(0)); }
 
   test::LoadedWorld world_;
   std::unique_ptr<frmReport> window_;
@@ -103,55 +80,50 @@ class ReportWindowTest : public testing::Test {
   QTableView* list_ = nullptr;
 };
 
-TEST_F(ReportWindowTest, SaysWhatAnEmptyListMeans) {
-  Open();
-  EXPECT_EQ(Text("lblEmptyList"), "Loading…");
-  ASSERT_TRUE(Load());
-  EXPECT_EQ(Text("lblEmptyList"), "No traps in this time range");
-  EXPECT_FALSE(Noticed());
-  window_->ShowTrapDetail();
-  ASSERT_EQ(world_.Prompt.Messages().size(), 1U);
-  EXPECT_EQ(world_.Prompt.Messages()[0].Text, "There are no traps in the active window.");
-  EXPECT_EQ(world_.Prompt.Messages()[0].Icon, PromptIcon::Information);
-  // Nothing is worth a report too: of header and trailer.
-  window_->Printable();
-  EXPECT_TRUE(std::filesystem::exists(world_.InstallFolder.Path() / "WindowPrint.txt"));
-
-  world_.Store.TakeAway();
-  ASSERT_TRUE(Load());
-  EXPECT_EQ(Text("lblEmptyList"), "No traps were loaded");
-  EXPECT_TRUE(Noticed());
-  EXPECT_THAT(Text("lblNotice"), testing::StartsWith("The list is not complete, it holds none"));
-  world_.Store.BringBack();
-  Store(3);
-  QTest::mouseClick(Find<QPushButton>("cmdLoadAgain"), Qt::LeftButton);
-  ASSERT_TRUE(Until([this] { return window_->Model().State() == ReportState::Complete; }));
-  EXPECT_FALSE(Noticed());
-  EXPECT_EQ(window_->Table().rowCount(), 3);
-}
-
-TEST_F(ReportWindowTest, ShowsItsTrapsFromTheTop) {
+TEST_F(ReportWindowTest, SaysWhatItHoldsAndWhatIsMissing) {
   world_.Store.AddSystem("Core Router", "10.0.0.3");
   ASSERT_TRUE(world_.SystemList.LoadSystems(world_.Connection));
-  Store(300);
   Open(1003, 1300);
   EXPECT_EQ(window_->windowTitle(), QStringLiteral("Nightly (Custom View)"));
-  ASSERT_TRUE(Load());
-  EXPECT_EQ(OnScreen().front(), 3);
-  EXPECT_EQ(window_->Table().index(0, 1).data(), QStringLiteral("Core Router"));
-  EXPECT_EQ(Text("lblTotalTraps"), "Total Traps In Window: 298 ");
-  EXPECT_EQ(Text("lblSelectedTrap"), "Selected Trap: 0 ");
+  EXPECT_EQ(TextOf(*window_, "lblEmptyList"), "Loading…");
+  window_->Reset();
+  ASSERT_TRUE(Ends(ReportState::Complete));
+  EXPECT_EQ(TextOf(*window_, "lblEmptyList"), "No traps in this time range");
+  EXPECT_FALSE(test::IsShown(*window_, "fraNotice"));
+  window_->ShowTrapDetail();
+  EXPECT_EQ(world_.Prompt.Messages(),
+            (std::vector<test::ScriptedPrompts::Shown>{
+                {"There are no traps in the active window.", PromptIcon::Information}}));
+  world_.Store.TakeAway();
+  window_->Reset();
+  ASSERT_TRUE(Ends(ReportState::Failed));
+  EXPECT_EQ(TextOf(*window_, "lblEmptyList"), "No traps were loaded");
+  EXPECT_TRUE(TextOf(*window_, "lblNotice").starts_with("The list is not complete, it holds none"));
+  world_.Store.BringBack();
+  Store(300);
+  Click(*window_, "cmdLoadAgain");
+  ASSERT_TRUE(Ends(ReportState::Complete));
+  EXPECT_FALSE(test::IsShown(*window_, "fraNotice"));
+  EXPECT_EQ(FirstOnScreen(), 3);
+  EXPECT_EQ(test::Cell(*list_, 0, 1), "Core Router");
+  EXPECT_EQ(TextOf(*window_, "lblTotalTraps"), "Total Traps In Window: 298 ");
+  EXPECT_EQ(TextOf(*window_, "lblSelectedTrap"), "Selected Trap: 0 ");
   window_->List().SelectPosition(4);
-  EXPECT_EQ(Text("lblSelectedTrap"), "Selected Trap: 5 ");
+  EXPECT_EQ(TextOf(*window_, "lblSelectedTrap"), "Selected Trap: 5 ");
   list_->setColumnWidth(1, 222);
-  EXPECT_TRUE(Until([this] {
-    const auto saved = world_.Platform.Settings.Values.find("Settings/ReportColumnWidths");
-    return saved != world_.Platform.Settings.Values.end() && saved->second.find(",222,") != std::string::npos;
+  EXPECT_TRUE(WaitFor([this] {
+    return world_.Platform.Settings.Values["Settings/ReportColumnWidths"].find(",222,") != std::string::npos;
   }));
+  test::InDialog([this] { window_->ShowWindowParameters(); },
+                 [](QDialog& dialog) {
+                   EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Report / History Parameters"));
+                   dialog.reject();
+                 });
 }
 
 TEST_F(ReportWindowTest, NothingMovesUnderTheReaderWhileRowsArrive) {
-  Store(30'000);
+  constexpr int kTraps = 21'000;  // a long list takes its rows in longer turns
+  Store(kTraps);
   Open();
   QScrollBar* bar = list_->verticalScrollBar();
   // Not even at the end, where a live list would follow: there the view lets go of a line it shows in part.
@@ -159,71 +131,159 @@ TEST_F(ReportWindowTest, NothingMovesUnderTheReaderWhileRowsArrive) {
     LoadSome();
     EXPECT_EQ(bar->value(), 0);
     bar->setValue(bar->maximum() - aboveTheEnd);
-    const std::vector<std::int32_t> read = OnScreen();
+    const std::int32_t first = FirstOnScreen();
     ASSERT_EQ(window_->Model().State(), ReportState::Loading);
-    ASSERT_TRUE(Until([this] { return window_->Model().State() == ReportState::Complete; }));
-    EXPECT_EQ(window_->Table().rowCount(), 30'000);
-    EXPECT_LE(OnScreen().front() - read.front(), aboveTheEnd > 0 ? 0 : 1);
-    EXPECT_GE(OnScreen().front(), read.front());
+    ASSERT_TRUE(Ends(ReportState::Complete));
+    EXPECT_EQ(window_->Table().rowCount(), kTraps);
+    EXPECT_GE(FirstOnScreen(), first);
+    EXPECT_LE(FirstOnScreen(), first + (aboveTheEnd > 0 ? 0 : 1));
   }
 
+  // Sorted while it loads it ends sorted; equal rows keep their order.
+  LoadSome();
+  list_->sortByColumn(3, Qt::DescendingOrder);
+  ASSERT_TRUE(Ends(ReportState::Complete));
+  ASSERT_TRUE(WaitFor([this] { return !window_->Table().IsSorting(); }));
+  for (int position = 1; position < kTraps; ++position) {
+    const std::string before = test::Cell(*list_, position - 1, 3);
+    const std::string text = test::Cell(*list_, position, 3);
+    ASSERT_TRUE(text < before || (text == before && TrapAt(position) > TrapAt(position - 1))) << position;
+  }
   // Back in arrival order a report begins at its top.
   list_->clearSelection();
   list_->setCurrentIndex({});
-  list_->sortByColumn(3, Qt::AscendingOrder);
   list_->sortByColumn(-1, Qt::AscendingOrder);
-  EXPECT_EQ(OnScreen().front(), 1);
-}
+  EXPECT_EQ(FirstOnScreen(), 1);
 
-TEST_F(ReportWindowTest, SortedWhileItLoadsItEndsSorted) {
-  Store(30'000);
-  Open();
   LoadSome();
-  list_->sortByColumn(3, Qt::DescendingOrder);
-  ASSERT_TRUE(Until(
-      [this] { return window_->Model().State() == ReportState::Complete && !window_->Table().IsSorting(); }));
-  QString before = window_->Table().index(0, 3).data().toString();
-  std::int32_t numberBefore = 0;
-  for (int position = 0; position < 30'000; ++position) {
-    const QString text = window_->Table().index(position, 3).data().toString();
-    ASSERT_LE(text, before) << position;
-    if (text == before) {
-      ASSERT_GT(TrapAt(position), numberBefore) << "equal rows keep their order";
-    }
-    before = text;
-    numberBefore = TrapAt(position);
-  }
-}
-
-TEST_F(ReportWindowTest, ClosedWhileItLoads) {
-  Store(30'000);
-  Open();
-  LoadSome();
-  tester_.reset();
-  window_.reset();
+  TearDown();
   EXPECT_EQ(world_.Busy.WorksRunning, 0);
-  QTest::qWait(50);  // what its reader had posted meets nobody
+  QApplication::processEvents();  // what its reader had posted meets nobody
 }
 
-TEST_F(ReportWindowTest, ItsParametersCanBeRead) {
+class SetReportTest : public testing::Test {
+ protected:
+  SetReportTest() {
+    QLocale::setDefault(QLocale::c());
+    std::setlocale(LC_TIME, "C");
+    clock_.Utc = 1707469200;  // 2024-02-09, 10:00:00 in Berlin
+  }
+  ~SetReportTest() override { QLocale::setDefault(QLocale::c()); }
+
+  frmSetReport& Open(int mode = params::kModeNewWindow) {
+    record_.Window.Mode = mode;
+    dialog_ = std::make_unique<frmSetReport>(record_, lists_, prompts_, clock_, -3600);
+    test::ShowActive(*dialog_);
+    return *dialog_;
+  }
+  void Pick(const char* picker, const char* text) {
+    auto& edit = Find<QDateTimeEdit>(*dialog_, picker);
+    edit.setFocus();
+    edit.setSelectedSection(edit.sectionAt(0));
+    QTest::keyClicks(&edit, QString::fromLatin1(text));
+  }
+  // What the pickers show.
+  std::string Range() {
+    return TextOf(*dialog_, "DTPFromDate") + " " + TextOf(*dialog_, "DTPFromTime") + " to " +
+           TextOf(*dialog_, "DTPToDate") + " " + TextOf(*dialog_, "DTPToTime");
+  }
+
+  params::ReportParameters record_;
+  test::FakeLists lists_;
+  test::ScriptedPrompts prompts_;
+  test::FakeClock clock_;
+  std::unique_ptr<frmSetReport> dialog_;
+};
+
+TEST_F(SetReportTest, ARangeAndItsConditionsAreTypedAndReadAgain) {
+  frmSetReport& dialog = Open();
+  EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Select Report / History Parameters"));
+  EXPECT_EQ(TextOf(dialog, "freTimeRange"), "Select Time Range:");
+  EXPECT_EQ(TextOf(dialog, "freParameters"), "Select View Parameters:");
+  EXPECT_EQ(Range(), "2024-02-09 00:00:00 to 2024-02-09 10:00:00");
+  EXPECT_EQ(TextOf(dialog, "cmdCancel"), "&Cancel");
+  EXPECT_EQ(test::TabOrder(dialog),
+            "DTPFromDate DTPFromTime DTPToDate DTPToTime txtWindowName optEvtGrp cboEvtGrps cmdOK cmdCancel");
+  EXPECT_EQ(Find<QLabel>(dialog, "lblFrom").buddy(), &Find<QWidget>(dialog, "DTPFromDate"));
+  EXPECT_EQ(Find<QLabel>(dialog, "lblTo").buddy(), &Find<QWidget>(dialog, "DTPToDate"));
+  const QSize before = dialog.sizeHint();
+  EXPECT_FALSE(test::IsShown(dialog, "lblReversed"));
+  Pick("DTPFromDate", "2024-02-10");
+  EXPECT_TRUE(test::IsShown(dialog, "lblReversed"));
+  EXPECT_EQ(dialog.sizeHint(), before);
+  Pick("DTPFromDate", "2024-02-08");
+  EXPECT_FALSE(test::IsShown(dialog, "lblReversed"));
+  Pick("DTPFromTime", "23:59:58");
+  test::Type(dialog, "txtWindowName", "Night");
+  Click(dialog, "optCustom");
+  Pick("DTPToTime", "06:00:01");
+  test::Press(dialog, Qt::Key_Return);  // the default button
+  EXPECT_FALSE(dialog.isVisible());
+  EXPECT_FALSE(record_.Window.Cancelled);
+  EXPECT_EQ(record_.Window.WindowName, "Night (Custom View)");
+  EXPECT_EQ(record_.FromTime, 1707433198);
+  EXPECT_EQ(record_.ToTime, 1707454801);
+
+  record_.Window.Cancelled = true;
+  frmSetReport& shown = Open(params::kModeShowParameters);
+  EXPECT_EQ(shown.windowTitle(), QStringLiteral("Report / History Parameters"));
+  EXPECT_EQ(TextOf(shown, "freParameters"), "Report / History Parameters (Read Only):");
+  EXPECT_EQ(TextOf(shown, "freTimeRange"), "Time Range:");
+  EXPECT_EQ(TextOf(shown, "lblFrom"), "From: 2024-02-08 23:59:58");
+  EXPECT_EQ(TextOf(shown, "lblTo"), "To:    2024-02-09 06:00:01");
+  for (const char* picker : {"DTPFromDate", "DTPFromTime", "DTPToDate", "DTPToTime"}) {
+    EXPECT_FALSE(test::IsShown(shown, picker)) << picker;
+  }
+  Click(shown, "cmdOK");
+  EXPECT_FALSE(shown.isVisible());
+  EXPECT_TRUE(record_.Window.Cancelled);
+  EXPECT_EQ(record_.FromTime, 1707433198);
+  EXPECT_EQ(record_.Window.WindowName, "Night (Custom View)");
+}
+
+TEST_F(SetReportTest, EveryMomentOfAnEventTimeCanBePickedAndNoOther) {
+  // The rule skips an hour of the very day on which a bare time is counted by the toolkit.
+  qputenv("TZ", "AAA-1BBB,J1/2,J200/3");
+  tzset();
   Open();
-  QString caption;
-  QElapsedTimer waited;
-  waited.start();
-  QTimer poll;
-  QObject::connect(&poll, &QTimer::timeout, [&] {
-    auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-    if (dialog != nullptr) {
-      caption = dialog->windowTitle();
-      dialog->reject();
-    }
-    if (dialog != nullptr || waited.elapsed() > 15'000) {
-      poll.stop();
-    }
-  });
-  poll.start(5);
-  window_->ShowWindowParameters();
-  EXPECT_EQ(caption, QStringLiteral("Report / History Parameters"));
+  Pick("DTPFromDate", "2024-01-01");
+  Pick("DTPFromTime", "02:30:00");
+  EXPECT_EQ(TextOf(*dialog_, "DTPFromTime"), "02:30:00");
+  Click(*dialog_, "cmdOK");
+  EXPECT_EQ(record_.FromTime, 1704072600);
+  qunsetenv("TZ");
+  tzset();
+
+  Open();
+  auto& from = Find<QDateEdit>(*dialog_, "DTPFromDate");
+  auto& to = Find<QDateEdit>(*dialog_, "DTPToDate");
+  EXPECT_TRUE(from.calendarPopup() && to.calendarPopup());
+  from.setDate(QDate(1800, 1, 1));
+  to.setDate(QDate(2500, 1, 1));
+  Find<QTimeEdit>(*dialog_, "DTPToTime").setTime(QTime(23, 59, 59));
+  EXPECT_EQ(Range(), "1901-12-13 00:00:00 to 2038-01-19 23:59:59");
+  Click(*dialog_, "cmdOK");
+  EXPECT_EQ(record_.FromTime, std::numeric_limits<std::int32_t>::min());
+  EXPECT_EQ(record_.ToTime, std::numeric_limits<std::int32_t>::max());
+}
+
+TEST_F(SetReportTest, EveryLocaleShowsTheWholeYearAndTheSeconds) {
+  for (const char* name : {"en_US", "en_GB", "de_DE", "fr_CA", "bg_BG", "fi_FI", "zh_CN", "zh_TW", "ja_JP",
+                           "ko_KR", "fa_IR", "sq_AL", "nds_DE", "eo"}) {
+    SCOPED_TRACE(name);
+    QLocale::setDefault(QLocale(QString::fromLatin1(name)));
+    Open();
+    const std::string time = Find<QTimeEdit>(*dialog_, "DTPToTime").displayFormat().toStdString();
+    EXPECT_TRUE(time.find('s') != std::string::npos) << time;
+    EXPECT_EQ(time.find('h') != std::string::npos && time.find('\'') == std::string::npos,
+              time.find("AP") != std::string::npos)
+        << time;
+    EXPECT_TRUE(Find<QDateEdit>(*dialog_, "DTPToDate").displayFormat().contains(QLatin1String("yyyy")));
+    EXPECT_EQ(Range().find("UTC"), std::string::npos) << Range();
+    EXPECT_FALSE(TextOf(*dialog_, "DTPFromTime").ends_with(",")) << Range();
+    Click(*dialog_, "cmdOK");
+    EXPECT_EQ(record_.ToTime, 1707469200);
+  }
 }
 
 }  // namespace

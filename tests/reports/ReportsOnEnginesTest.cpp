@@ -2,11 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
-#include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "reports/ReportLoader.h"
 #include "support/Engines.h"
@@ -28,70 +24,63 @@ class ReportsOnEnginesTest : public testing::TestWithParam<store::Engine> {
     store_->AddTraps(traps);
   }
 
-  bool Start(ReportLoader& loader) {
-    return loader.Start(
-        [this] {
-          auto connection = std::make_unique<store::Connection>();
-          store_->Connect(*connection);
-          return connection;
-        },
-        1, kTraps, [] {});
+  // A new load, of which the first rows have come; the reader waits for room.
+  void LoadSome() {
+    taken_ = 0;
+    loader_.emplace(ReportLoaderOptions{.MostQueuedRows = 2000});
+    const auto open = [this] {
+      auto connection = std::make_unique<store::Connection>();
+      store_->Connect(*connection);
+      return connection;
+    };
+    ASSERT_TRUE(loader_->Start(open, 1, kTraps, [] {}));
+    ASSERT_TRUE(TakeUntil([this] { return taken_ > 0; }));
   }
   // Takes what is there; the rows must come in order and without a gap.
-  void TakeAll(ReportLoader& loader) {
-    store::IncomingTrap trap;
-    while (auto batch = loader.Take()) {
-      for (std::size_t row = 0; row < batch->Count(); ++row) {
-        batch->Get(row, trap);
-        ASSERT_EQ(trap.SequenceNumber, ++taken_);
-        longest_ = std::max(longest_, trap.VarBinds.size());
-      }
-      loader.GiveBack(std::move(batch));
-    }
-  }
-  bool TakeUntil(ReportLoader& loader, const std::function<bool()>& condition) {
+  bool TakeUntil(const std::function<bool()>& condition) {
     return test::WaitUntil([&] {
-      TakeAll(loader);
+      while (auto batch = loader_->Take()) {
+        store::IncomingTrap trap;
+        for (std::size_t row = 0; row < batch->Count(); ++row) {
+          batch->Get(row, trap);
+          EXPECT_EQ(trap.SequenceNumber, ++taken_);
+          longest_ = std::max(longest_, trap.VarBinds.size());
+        }
+        loader_->GiveBack(std::move(batch));
+      }
       return condition();
     });
   }
 
   std::unique_ptr<test::TestStore> store_;
+  std::optional<ReportLoader> loader_;
   std::int32_t taken_ = 0;
   std::size_t longest_ = 0;
 };
 
 TEST_P(ReportsOnEnginesTest, ReadsBesideWritersAndStopsInTheMiddle) {
-  {
-    ReportLoader loader({.MostQueuedRows = 2000});
-    ASSERT_TRUE(Start(loader));
-    ASSERT_TRUE(TakeUntil(loader, [&] { return taken_ > 0; }));
-    EXPECT_EQ(store_->Execute("UPDATE EventTrap SET EventAck = 1 WHERE SequenceNumber > 29000"), 1000);
-    ASSERT_TRUE(TakeUntil(loader, [&] { return loader.Ended(); }));
-    EXPECT_EQ(loader.Failure(), std::nullopt);
-    EXPECT_EQ(taken_, kTraps);
-    EXPECT_EQ(loader.Total(), kTraps);
-    EXPECT_GT(longest_, 3000U);
-  }
-  taken_ = 0;
-  ReportLoader loader({.MostQueuedRows = 2000});
-  ASSERT_TRUE(Start(loader));
-  ASSERT_TRUE(TakeUntil(loader, [&] { return taken_ > 0; }));
-  loader.Stop();
-  EXPECT_EQ(loader.Take(), nullptr);
+  LoadSome();
+  EXPECT_EQ(store_->Execute("UPDATE EventTrap SET EventAck = 1 WHERE SequenceNumber > 29000"), 1000);
+  ASSERT_TRUE(TakeUntil([this] { return loader_->Ended(); }));
+  EXPECT_EQ(loader_->Failure(), std::nullopt);
+  EXPECT_EQ(taken_, kTraps);
+  EXPECT_EQ(loader_->Total(), kTraps);
+  EXPECT_GT(longest_, 3000U);
+
+  LoadSome();
+  loader_->Stop();
+  EXPECT_EQ(loader_->Take(), nullptr);
   // Nothing is left that would hold others up: where a reader's cursor is open this waits for it, or fails.
   EXPECT_NO_THROW(store_->Execute("ALTER TABLE EventTrap ADD COLUMN Probe INTEGER"));
 }
 
 TEST_P(ReportsOnEnginesTest, SaysSoWhenTheStoreGoesAway) {
-  ReportLoader loader({.MostQueuedRows = 2000});
-  ASSERT_TRUE(Start(loader));
-  ASSERT_TRUE(TakeUntil(loader, [&] { return taken_ > 0; }));
+  LoadSome();
   store_->TakeAway();
-  EXPECT_TRUE(TakeUntil(loader, [&] { return loader.Ended(); }));
+  EXPECT_TRUE(TakeUntil([this] { return loader_->Ended(); }));
   store_->BringBack();
   // How far it comes depends on what the driver holds already.  What is missing must not pass for the end.
-  EXPECT_EQ(loader.Failure().has_value(), taken_ < kTraps) << taken_ << loader.Failure().value_or("");
+  EXPECT_EQ(loader_->Failure().has_value(), taken_ < kTraps) << taken_ << loader_->Failure().value_or("");
   if (GetParam() == store::Engine::PostgreSql) {
     EXPECT_LT(taken_, kTraps);
   }

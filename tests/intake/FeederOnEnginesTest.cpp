@@ -14,9 +14,9 @@ namespace {
 
 using std::chrono::seconds;
 
-class FeederEnginesTest : public EngineTest {
+class FeederOnEnginesTest : public EngineTest {
  protected:
-  FeederEnginesTest() {
+  FeederOnEnginesTest() {
     intake::StoreFeederOptions options;
     options.PollInterval = std::chrono::milliseconds(10);
     options.FirstRetry = std::chrono::milliseconds(10);
@@ -42,7 +42,7 @@ class FeederEnginesTest : public EngineTest {
   std::vector<std::int32_t> Numbers;
 };
 
-TEST_P(FeederEnginesTest, AStoreThatIsTakenAwayAndGivenBackLosesAndDoublesNothing) {
+TEST_P(FeederOnEnginesTest, AStoreThatIsTakenAwayAndGivenBackLosesAndDoublesNothing) {
   const std::vector<test::StoredTrap> batch(20);
   std::size_t stored = 0;
   for (const bool first : {true, false, false}) {
@@ -66,7 +66,7 @@ TEST_P(FeederEnginesTest, AStoreThatIsTakenAwayAndGivenBackLosesAndDoublesNothin
 }
 
 // With the embedded engine writers come one at a time, and readers wait for nobody.
-class FeederServersTest : public FeederEnginesTest {
+class FeederOnServersTest : public FeederOnEnginesTest {
  protected:
   static void Insert(Connection& connection, std::string_view number) {
     connection.Execute(fmt::format(
@@ -76,7 +76,7 @@ class FeederServersTest : public FeederEnginesTest {
   }
 };
 
-TEST_P(FeederServersTest, ALateCommitIsFoundAndAStoreThatHangsDoesNotKeepTheThreadFromStopping) {
+TEST_P(FeederOnServersTest, ALateCommitIsFoundAndAStoreThatHangsDoesNotKeepTheThreadFromStopping) {
   Made->AddTrap({.SequenceNumber = 10});
   ASSERT_EQ(Feeder->StartRecvEvents(0), intake::kReceiverThreadOk);
   ASSERT_TRUE(Arrive(1));
@@ -104,8 +104,9 @@ TEST_P(FeederServersTest, ALateCommitIsFoundAndAStoreThatHangsDoesNotKeepTheThre
   EXPECT_TRUE(other.IsOpen());  // the lock was held all the while
 }
 
-KORVANE_ON_EVERY_ENGINE(FeederEnginesTest);
-INSTANTIATE_TEST_SUITE_P(, FeederServersTest, testing::Values(Engine::PostgreSql, Engine::MariaDb), EngineOf);
+KORVANE_ON_EVERY_ENGINE(FeederOnEnginesTest);
+INSTANTIATE_TEST_SUITE_P(, FeederOnServersTest, testing::Values(Engine::PostgreSql, Engine::MariaDb),
+                         EngineOf);
 
 }  // namespace
 }  // namespace korvane::store
