@@ -65,7 +65,6 @@ class ReportModel {
   ReportState State() const { return state_; }
   const traplist::TrapRows& Rows() const { return rows_; }
   const params::ReportParameters& Parameters() const { return parameters_; }
-  std::int64_t RowsRead() const { return read_; }  // of the range, whether the list shows them or not
 
   std::string TotalTrapsText() const;
   // What the window says of a list that is not complete; empty when it is, or still loads.
@@ -93,7 +92,7 @@ class ReportModel {
   ReportState state_ = ReportState::NotLoaded;
   std::string failure_;
   traplist::TrapRows rows_;
-  std::int64_t read_ = 0;
+  std::int64_t read_ = 0;  // of the range, whether the list shows them or not
   params::WindowMatcher matcher_;
   // The batch in hand, null between two of them, and its first row that is not completed yet.
   std::unique_ptr<traplist::TrapBatch> batch_;
