@@ -37,8 +37,9 @@ enum class ReportState {
 class ReportModel {
  public:
   struct Events {
-    // There is something for TakeBatches.  Called on the reader's thread, at most once until TakeBatches
-    // answered false; must be quick and may not call the model.
+    // There is something for TakeBatches after there was nothing, or the read has ended.  Called on the
+    // reader's thread, also while batches that were taken are still in hand; must be quick and may not call
+    // the model.
     std::function<void()> BatchesReady;
     std::function<void()> StateChanged;
   };
