@@ -127,7 +127,7 @@ int main(int argc, char** argv) {
     }
     ticks.push_back(bench::Milliseconds([&] { intake.CheckTraps(); }));
     if (open.front()->Rows().Count() != static_cast<std::size_t>(std::min(count, 1000)) ||
-        intake.Counters().TotalTraps != count) {
+        intake.Counters().PeriodTraps != count) {
       fmt::print("the burst was not taken in\n");
       std::exit(1);
     }

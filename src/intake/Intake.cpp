@@ -123,7 +123,6 @@ void Intake::Admit(const std::vector<TrapsWindow*>& windows) {
   if (!trap.Filtered) {
     Route(trap, windows);
   }
-  ++counters_.TotalTraps;
   ++counters_.PeriodTraps;
   hand_.Held = false;
 }

@@ -55,7 +55,6 @@ class TrapsWindows {
 struct IntakeCounters {
   std::int16_t Ticks = 0;  // 1 to 31 once the timer ran
   std::int32_t PeriodTraps = 0;
-  std::int32_t TotalTraps = 0;
 };
 
 class Intake {
