@@ -22,9 +22,9 @@ struct IncomingTrap {
   std::string_view SystemName;     // the system's name, or Source when it is not known
   std::string_view SystemAddress;  // the system's address, or Source when it is not known
   std::string_view EnterpriseOid;
-  std::string_view VarBinds;                   // EventDescription followed directly by Event_ExtDescr
-  std::size_t DescriptionLength = 0;           // how much of VarBinds is EventDescription
-  std::string_view EventNotes;                 // of a trap from the link: as far as the link knows them
+  std::string_view VarBinds;          // EventDescription followed directly by Event_ExtDescr
+  std::size_t DescriptionLength = 0;  // how much of it is EventDescription; of a stored or delivered trap
+  std::string_view EventNotes;        // of a trap from the link: as far as the link knows them
   const TrapDefinition* Definition = nullptr;  // set by TrapNames, never null afterwards
   std::int32_t SpecificTrap = 0;
   std::int32_t GenericTrap = 0;

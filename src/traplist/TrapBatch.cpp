@@ -17,7 +17,6 @@ void TrapBatch::Append(const store::IncomingTrap& trap) {
                    .SourceLength = Length(trap.Source),
                    .EnterpriseOidLength = Length(trap.EnterpriseOid),
                    .VarBindsLength = Length(trap.VarBinds),
-                   .DescriptionLength = static_cast<std::uint32_t>(trap.DescriptionLength),
                    .NotesLength = Length(trap.EventNotes),
                    .SequenceNumber = trap.SequenceNumber,
                    .EventTime = trap.EventTime,
@@ -38,7 +37,6 @@ void TrapBatch::Get(std::size_t row, store::IncomingTrap& trap) const {
   trap.Source = next(stored.SourceLength);
   trap.EnterpriseOid = next(stored.EnterpriseOidLength);
   trap.VarBinds = next(stored.VarBindsLength);
-  trap.DescriptionLength = stored.DescriptionLength;
   trap.EventNotes = next(stored.NotesLength);
   trap.SequenceNumber = stored.SequenceNumber;
   trap.EventTime = stored.EventTime;

@@ -16,7 +16,7 @@ class TrapBatch {
   std::size_t Count() const { return rows_.size(); }
   std::size_t TextBytes() const { return texts_.size(); }
 
-  // Copies the stored fields.
+  // Copies the stored fields; how the bindings divide is not kept.
   void Append(const store::IncomingTrap& trap);
   // Fills the stored fields; the views hold until the batch changes.
   void Get(std::size_t row, store::IncomingTrap& trap) const;
@@ -28,7 +28,6 @@ class TrapBatch {
     std::uint32_t SourceLength = 0;
     std::uint32_t EnterpriseOidLength = 0;
     std::uint32_t VarBindsLength = 0;
-    std::uint32_t DescriptionLength = 0;
     std::uint32_t NotesLength = 0;
     std::int32_t SequenceNumber = 0;
     std::int32_t EventTime = 0;

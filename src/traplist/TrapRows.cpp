@@ -95,7 +95,6 @@ void TrapRows::Append(const store::IncomingTrap& trap) {
   }
   StoredRow& row = blocks_[at / kBlockRows][at % kBlockRows];
   row.VarBinds = texts_.Add(trap.VarBinds);
-  row.DescriptionLength = static_cast<std::uint32_t>(trap.DescriptionLength);
   row.SequenceNumber = trap.SequenceNumber;
   row.EventTime = trap.EventTime;
   row.Origin = origins_->Add({trap.Source, trap.SystemName, trap.SystemAddress});
@@ -197,7 +196,6 @@ store::IncomingTrap TrapRows::At(std::size_t row) const {
   trap.SystemAddress = origin.SystemAddress;
   trap.EnterpriseOid = kind.EnterpriseOid;
   trap.VarBinds = stored.VarBinds.View();
-  trap.DescriptionLength = stored.DescriptionLength;
   if (stored.HasNotes) {
     const auto notes = notes_.find(stored.SequenceNumber);
     trap.EventNotes = notes != notes_.end() ? std::string_view(notes->second) : std::string_view();

@@ -37,7 +37,8 @@ class TrapRows {
   void Remove(std::span<const std::uint32_t> rows);
   void Clear();
 
-  // The whole trap.  Its texts hold until the row goes, rows are removed, or its notes are replaced.
+  // The whole trap, but for how its bindings divide.  Its texts hold until the row goes, rows are removed, or
+  // its notes are replaced.
   store::IncomingTrap At(std::size_t row) const;
 
   // Single fields, for what looks at many rows.
@@ -64,7 +65,6 @@ class TrapRows {
  private:
   struct StoredRow {
     TextArena::Stored VarBinds;
-    std::uint32_t DescriptionLength = 0;
     std::int32_t SequenceNumber = 0;
     std::int32_t EventTime = 0;
     std::uint32_t Origin = 0;
