@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include <fmt/format.h>
 
@@ -14,6 +13,7 @@
 #include "store/Codes.h"
 #include "store/DateTimeText.h"
 #include "traplist/CsvLine.h"
+#include "traplist/SharedLines.h"
 
 namespace korvane::traplist {
 namespace {
@@ -50,8 +50,8 @@ class TrapLines {
   std::string_view Line(std::size_t position) {
     const std::size_t row = traps_.RowAt(position);
     const store::IncomingTrap trap = traps_.Rows.At(row);
-    const OriginCells& origin = Origin(traps_.Rows.OriginAt(row), trap);
-    const KindCells& kind = Kind(traps_.Rows.KindAt(row), trap);
+    const OriginCells& origin = origins_.Of(traps_.Rows.OriginAt(row), [&] { return CellsOfOrigin(trap); });
+    const KindCells& kind = kinds_.Of(traps_.Rows.KindAt(row), [&] { return CellsOfKind(trap); });
     line_.AddText(localTimes_.Of(trap.EventTime));
     line_.AddOwn(origin.Source);
     line_.AddOwn(kind.TrapName);
@@ -67,55 +67,44 @@ class TrapLines {
   }
 
  private:
-  // Cells that many rows have in common, ready to be copied, and the number that those rows share.
   struct OriginCells {
-    std::uint32_t Number = UINT32_MAX;
     std::string Source;
     std::string SystemAddress;
   };
   struct KindCells {
-    std::uint32_t Number = UINT32_MAX;
     std::string TrapName;
     std::string GenericToInformation;
   };
-  // Traps that invent a kind each must not fill the memory: numbers that agree in the rest take turns.
-  static constexpr std::size_t kKeptCells = 4096;
 
-  const OriginCells& Origin(std::uint32_t number, const store::IncomingTrap& trap) {
-    OriginCells& cells = origins_[number % kKeptCells];
-    if (cells.Number != number) {
-      cells.Number = number;
-      CsvLine made;
-      made.AddText(traps_.SourceText(trap));
-      cells.Source = made.Take();
-      made.AddText(trap.SystemAddress);
-      cells.SystemAddress = made.Take();
-    }
+  OriginCells CellsOfOrigin(const store::IncomingTrap& trap) const {
+    OriginCells cells;
+    CsvLine made;
+    made.AddText(traps_.SourceText(trap));
+    cells.Source = made.Take();
+    made.AddText(trap.SystemAddress);
+    cells.SystemAddress = made.Take();
     return cells;
   }
 
-  const KindCells& Kind(std::uint32_t number, const store::IncomingTrap& trap) {
-    KindCells& cells = kinds_[number % kKeptCells];
-    if (cells.Number != number) {
-      cells.Number = number;
-      CsvLine made;
-      made.AddText(trap.TrapName());
-      cells.TrapName = made.Take();
-      made.AddText(store::GenericTrapName(trap.GenericTrap));
-      made.AddText(trap.EnterpriseName());
-      made.AddText(trap.EnterpriseOid);
-      made.AddNumber(trap.SpecificTrap);
-      made.AddParagraphs(trap.FurtherDescription());
-      cells.GenericToInformation = made.Take();
-    }
+  static KindCells CellsOfKind(const store::IncomingTrap& trap) {
+    KindCells cells;
+    CsvLine made;
+    made.AddText(trap.TrapName());
+    cells.TrapName = made.Take();
+    made.AddText(store::GenericTrapName(trap.GenericTrap));
+    made.AddText(trap.EnterpriseName());
+    made.AddText(trap.EnterpriseOid);
+    made.AddNumber(trap.SpecificTrap);
+    made.AddParagraphs(trap.FurtherDescription());
+    cells.GenericToInformation = made.Take();
     return cells;
   }
 
   const ShownTraps& traps_;
   store::DateTimeText localTimes_;
   store::DateTimeText utcTimes_;
-  std::vector<OriginCells> origins_{kKeptCells};
-  std::vector<KindCells> kinds_{kKeptCells};
+  SharedLines<OriginCells> origins_;
+  SharedLines<KindCells> kinds_;
   CsvLine line_;
 };
 

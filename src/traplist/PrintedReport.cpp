@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <string>
-#include <vector>
 
 #include <fmt/format.h>
 
@@ -11,6 +10,7 @@
 #include "store/Codes.h"
 #include "store/DateTimeText.h"
 #include "store/EventTime.h"
+#include "traplist/SharedLines.h"
 
 namespace korvane::traplist {
 namespace {
@@ -36,11 +36,7 @@ void AppendIndented(std::string& to, std::string_view text) {
 // The lines of the report, in pieces that the caller takes out of Text.
 class ReportText {
  public:
-  explicit ReportText(const ShownTraps& traps)
-      : traps_(traps),
-        dates_(traps.TimeZoneBias),
-        origins_(std::min(traps.Rows.OriginBound(), kKeptLines)),
-        kinds_(std::min(traps.Rows.KindBound(), kKeptLines)) {
+  explicit ReportText(const ShownTraps& traps) : traps_(traps), dates_(traps.TimeZoneBias) {
     Text.reserve(2 * kBufferBytes);
   }
 
@@ -56,15 +52,16 @@ class ReportText {
   void AddTrap(std::size_t position) {
     const std::size_t row = traps_.RowAt(position);
     const store::IncomingTrap trap = traps_.Rows.At(row);
-    const OriginLines& origin = Origin(traps_.Rows.OriginAt(row), trap);
-    const KindLines& kind = Kind(traps_.Rows.KindAt(row), trap);
+    const std::string& afterDate =
+        origins_.Of(traps_.Rows.OriginAt(row), [&] { return LinesAfterDate(trap); });
+    const KindLines& kind = kinds_.Of(traps_.Rows.KindAt(row), [&] { return LinesOfKind(trap); });
     if (position > 0) {
       Text += "\r\n";
       Text += kSingleLine;
     }
     Text += "\r\nDate & Time:\t\t";
     Text += dates_.Of(trap.EventTime);
-    Text += origin.AfterDate;
+    Text += afterDate;
     Text += store::SeverityName(trap.Severity);
     Text += kind.AfterSeverity;
     AppendVisible(Text, trap.VarBinds);
@@ -81,54 +78,39 @@ class ReportText {
   std::string Text;
 
  private:
-  // Lines that many rows have in common, ready to be copied, and the number that those rows share.
-  struct OriginLines {
-    std::uint32_t Number = UINT32_MAX;
-    std::string AfterDate;
-  };
   struct KindLines {
-    std::uint32_t Number = UINT32_MAX;
     std::string AfterSeverity;
     std::string AfterBindings;
   };
-  // Traps that invent a kind each must not fill the memory: numbers that agree in the rest take turns.
-  static constexpr std::size_t kKeptLines = 4096;
 
-  const OriginLines& Origin(std::uint32_t number, const store::IncomingTrap& trap) {
-    OriginLines& lines = origins_[number % origins_.size()];
-    if (lines.Number != number) {
-      lines.Number = number;
-      lines.AfterDate = "\r\nSource:\t\t\t";
-      AppendVisible(lines.AfterDate, traps_.SourceText(trap));
-      lines.AfterDate += "\r\nIP Address:\t\t";
-      AppendVisible(lines.AfterDate, trap.SystemAddress);
-      lines.AfterDate += "\r\nSeverity:\t\t";
-    }
+  std::string LinesAfterDate(const store::IncomingTrap& trap) const {
+    std::string lines = "\r\nSource:\t\t\t";
+    AppendVisible(lines, traps_.SourceText(trap));
+    lines += "\r\nIP Address:\t\t";
+    AppendVisible(lines, trap.SystemAddress);
+    lines += "\r\nSeverity:\t\t";
     return lines;
   }
 
-  const KindLines& Kind(std::uint32_t number, const store::IncomingTrap& trap) {
-    KindLines& lines = kinds_[number % kinds_.size()];
-    if (lines.Number != number) {
-      lines.Number = number;
-      lines.AfterSeverity = "\r\nGeneric:\t\t";
-      lines.AfterSeverity += store::GenericTrapName(trap.GenericTrap);
-      lines.AfterSeverity += "\r\nEnterprise:\t\t";
-      AppendVisible(lines.AfterSeverity, trap.EnterpriseName());
-      lines.AfterSeverity += "\r\nTrap Name:\t\t";
-      AppendVisible(lines.AfterSeverity, trap.TrapName());
-      lines.AfterSeverity += "\r\nVariable Binds:\t\t";
-      lines.AfterBindings = "\r\nMore Information:\t";
-      AppendIndented(lines.AfterBindings, trap.FurtherDescription());
-      lines.AfterBindings += "\r\nUser Notes:\t\t";
-    }
+  static KindLines LinesOfKind(const store::IncomingTrap& trap) {
+    KindLines lines;
+    lines.AfterSeverity = "\r\nGeneric:\t\t";
+    lines.AfterSeverity += store::GenericTrapName(trap.GenericTrap);
+    lines.AfterSeverity += "\r\nEnterprise:\t\t";
+    AppendVisible(lines.AfterSeverity, trap.EnterpriseName());
+    lines.AfterSeverity += "\r\nTrap Name:\t\t";
+    AppendVisible(lines.AfterSeverity, trap.TrapName());
+    lines.AfterSeverity += "\r\nVariable Binds:\t\t";
+    lines.AfterBindings = "\r\nMore Information:\t";
+    AppendIndented(lines.AfterBindings, trap.FurtherDescription());
+    lines.AfterBindings += "\r\nUser Notes:\t\t";
     return lines;
   }
 
   const ShownTraps& traps_;
   store::DateTimeText dates_;
-  std::vector<OriginLines> origins_;
-  std::vector<KindLines> kinds_;
+  SharedLines<std::string> origins_;
+  SharedLines<KindLines> kinds_;
 };
 
 // Empty, or why the file could not be written.
