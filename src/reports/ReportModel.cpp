@@ -26,15 +26,9 @@ ReportModel::ReportModel(ReportServices& services, params::ReportParameters para
       parameters_(std::move(parameters)),
       events_(std::move(events)),
       options_(options),
-      nobody_(std::make_unique<traplist::NoTrapRowsListener>()),
-      listener_(nobody_.get()),
       matcher_(parameters_.Window, services.Categories) {}
 
 ReportModel::~ReportModel() = default;
-
-void ReportModel::UseListener(traplist::TrapRowsListener* listener) {
-  listener_ = listener != nullptr ? listener : nobody_.get();
-}
 
 void ReportModel::ResetRows() {
   listener_->BatchBegins();

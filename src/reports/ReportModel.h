@@ -51,7 +51,7 @@ class ReportModel {
   ReportModel& operator=(const ReportModel&) = delete;
 
   // One at most; it must outlive this object or be taken away again (null).
-  void UseListener(traplist::TrapRowsListener* listener);
+  void UseListener(traplist::TrapRowsListener* listener) { listener_.Use(listener); }
 
   // Empties the list and begins to load it; a load that goes on is given up.
   void Reset();
@@ -87,8 +87,7 @@ class ReportModel {
   params::ReportParameters parameters_;
   Events events_;
   ReportLoaderOptions options_;
-  std::unique_ptr<traplist::TrapRowsListener> nobody_;
-  traplist::TrapRowsListener* listener_;  // never null
+  traplist::OneTrapRowsListener listener_;
 
   ReportState state_ = ReportState::NotLoaded;
   std::string failure_;

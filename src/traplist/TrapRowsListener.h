@@ -26,18 +26,32 @@ class TrapRowsListener {
   virtual void RowChanged(std::size_t row) = 0;
 };
 
-// A model that nobody watches tells this one.
-class NoTrapRowsListener : public TrapRowsListener {
+// The one listener of a model, which nobody need be.
+class OneTrapRowsListener {
  public:
-  void BatchBegins() override {}
-  void BatchEnds() override {}
-  void RowsAboutToBeRemoved(std::span<const std::uint32_t>) override {}
-  void RowsRemoved(std::span<const std::uint32_t>) override {}
-  void RowsAboutToBeAppended(std::size_t) override {}
-  void RowsAppended() override {}
-  void RowsAboutToBeReset() override {}
-  void RowsReset() override {}
-  void RowChanged(std::size_t) override {}
+  OneTrapRowsListener() = default;
+  OneTrapRowsListener(const OneTrapRowsListener&) = delete;
+  OneTrapRowsListener& operator=(const OneTrapRowsListener&) = delete;
+
+  // It must outlive this object or be taken away again (null).
+  void Use(TrapRowsListener* listener) { listener_ = listener != nullptr ? listener : &nobody_; }
+  TrapRowsListener* operator->() const { return listener_; }
+
+ private:
+  class Nobody : public TrapRowsListener {
+    void BatchBegins() override {}
+    void BatchEnds() override {}
+    void RowsAboutToBeRemoved(std::span<const std::uint32_t>) override {}
+    void RowsRemoved(std::span<const std::uint32_t>) override {}
+    void RowsAboutToBeAppended(std::size_t) override {}
+    void RowsAppended() override {}
+    void RowsAboutToBeReset() override {}
+    void RowsReset() override {}
+    void RowChanged(std::size_t) override {}
+  };
+
+  Nobody nobody_;
+  TrapRowsListener* listener_ = &nobody_;
 };
 
 }  // namespace korvane::traplist

@@ -59,19 +59,13 @@ TrapsModel::TrapsModel(TrapsServices& services, intake::ViewWindows& windows, Wi
       windows_(windows),
       kind_(kind),
       matcher_(std::move(parameters), services.Categories),
-      system_(system),
-      nobody_(std::make_unique<traplist::NoTrapRowsListener>()),
-      listener_(nobody_.get()) {
+      system_(system) {
   if ((kind_ == WindowKind::PerSystem) != (system_ != nullptr)) {
     throw std::invalid_argument("a per-system window, and no other, has a system");
   }
 }
 
 TrapsModel::~TrapsModel() = default;
-
-void TrapsModel::UseListener(traplist::TrapRowsListener* listener) {
-  listener_ = listener != nullptr ? listener : nobody_.get();
-}
 
 std::size_t TrapsModel::Limit() const {
   return static_cast<std::size_t>(std::max(services_.Desk.State.gMaxViewTraps, 1));

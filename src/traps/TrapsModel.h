@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -40,7 +39,7 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
   TrapsModel& operator=(const TrapsModel&) = delete;
 
   // One at most; it must outlive this object or be taken away again (null).
-  void UseListener(traplist::TrapRowsListener* listener);
+  void UseListener(traplist::TrapRowsListener* listener) { listener_.Use(listener); }
 
   void PublicAddTraps(const store::IncomingTrap& trap) override;
   void UpdateStatusBar() override;
@@ -100,8 +99,7 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
   WindowKind kind_;
   params::WindowMatcher matcher_;
   const intake::System* system_;
-  std::unique_ptr<traplist::TrapRowsListener> nobody_;
-  traplist::TrapRowsListener* listener_;  // never null
+  traplist::OneTrapRowsListener listener_;
 
   traplist::TrapRows rows_;
   traplist::TrapRows pending_;
