@@ -195,41 +195,32 @@ TEST_F(IntakeTest, AFailingLibraryEndsTheTickOnlyAndShutdownEndsThemAll) {
   EXPECT_EQ(Tick({Trap(2)}), "");
 }
 
-using RecordBytes = std::array<unsigned char, kReceivedTrapBytes>;
 using Releases = std::map<std::uint32_t, int>;
 
 class TestMemory : public StringMemory {
  public:
-  std::string Read(std::uint32_t address) override { return strings_.at(address); }
+  std::string Read(std::uint32_t address) override { return Strings.at(address); }
   void Release(std::uint32_t address) noexcept override { ++Released[address]; }
-  void MakeUnreadable(std::uint32_t address) { strings_.erase(address); }
-  ReceivedTrap Decode(const RecordBytes& bytes) {
-    return DecodeReceivedTrap(std::as_bytes(std::span(bytes)), *this);
+  // Of the ten fields of a record, each of four bytes, the lowest first.
+  ReceivedTrap Decode(const std::array<std::uint32_t, kReceivedTrapBytes / 4>& fields) {
+    std::array<std::byte, kReceivedTrapBytes> record{};
+    for (std::size_t i = 0; i < record.size(); ++i) {
+      record[i] = static_cast<std::byte>(fields[i / 4] >> (i % 4 * 8));
+    }
+    return DecodeReceivedTrap(record, *this);
   }
 
   Releases Released;
-
- private:
-  std::map<std::uint32_t, std::string> strings_ = {{0x01020304, "src"},
-                                                   {0x80000005, "1.3.6"},
-                                                   {0x0c, std::string("first\0pad", 9)},
-                                                   {0xffffffff, ""},
-                                                   {0x18, "d\x80\xe9"}};
+  std::map<std::uint32_t, std::string> Strings = {{0x01020304, "src"},
+                                                  {0x80000005, "1.3.6"},
+                                                  {0x0c, std::string("first\0pad", 9)},
+                                                  {0xffffffff, ""},
+                                                  {0x18, "d\x80\xe9"}};
 };
 
 TEST(ReceivedTrapRecordTest, EveryFieldLiesWhereItBelongsAndEveryStringIsReleasedOnce) {
-  const RecordBytes record = {
-      0x04, 0x03, 0x02, 0x01,  // Source
-      0x05, 0x00, 0x00, 0x80,  // EnterpriseOid
-      0xfe, 0xff, 0xff, 0xff,  // SpecificTrap -2
-      0x0c, 0x00, 0x00, 0x00,  // first part of the bindings
-      0xff, 0xff, 0xff, 0xff,  // second part
-      0x15, 0xcd, 0x5b, 0x07,  // SequenceNumber 123456789
-      0x18, 0x00, 0x00, 0x00,  // EventDescription
-      0x06, 0x00, 0x00, 0x00,  // GenericTrap
-      0xff, 0xff, 0xff, 0x7f,  // EventTime, the largest
-      0x00, 0x00, 0x00, 0x80,  // time key, the smallest
-  };
+  const std::array<std::uint32_t, 10> record = {0x01020304,  0x80000005, 0xfffffffe, 0x0c,       0xffffffff,
+                                                123'456'789, 0x18,       6,          0x7fffffff, 0x80000000};
   const Releases all = {{0x01020304, 1}, {0x80000005, 1}, {0x0c, 1}, {0xffffffff, 1}, {0x18, 1}};
   TestMemory memory;
   const ReceivedTrap trap = memory.Decode(record);
@@ -246,7 +237,7 @@ TEST(ReceivedTrapRecordTest, EveryFieldLiesWhereItBelongsAndEveryStringIsRelease
   EXPECT_EQ(memory.Released, all);
 
   TestMemory broken;
-  broken.MakeUnreadable(0x0c);
+  broken.Strings.erase(0x0c);  // can't be read
   EXPECT_THROW(broken.Decode(record), std::out_of_range);
   EXPECT_EQ(broken.Released, all);
 
