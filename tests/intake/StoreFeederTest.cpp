@@ -72,6 +72,7 @@ TEST_F(TrapFollowerTest, NewIsWhatTheConsoleHasNotLoaded) {
   Add(3, 1000, 1);
   Add(4, 998);
   Add(5, 1001);
+  small_.LookBack = 1;
   TrapFollower follower(1000, small_);
   TrapFollower knowing(1000, small_, 3);  // so 4 was stored after the load
   EXPECT_EQ(ReadAll(follower), (Numbers{2, 5}));
@@ -287,8 +288,10 @@ TEST_F(StoreFeederTest, ABacklogWaitsInTheStoreAndNotInMemory) {
   EXPECT_LE(numbers_.size(), 1000U);
   EXPECT_TRUE(std::ranges::is_sorted(numbers_));
 
-  AddMany(5000);  // and a full queue does not keep the thread from stopping
+  AddMany(5000);  // and a full queue, which is gone then, does not keep the thread from stopping
+  ASSERT_TRUE(WaitUntil([&] { return feeder.GetEventFromList(first) != 0; }));
   EXPECT_EQ(feeder.StopRecvEvents(), kReceiverThreadOk);
+  EXPECT_EQ(feeder.GetEventFromList(first), 0);
 }
 
 TEST_F(StoreFeederTest, NoThreadIsAnAnswerAndAConnectThatHangsIsLeftBehind) {

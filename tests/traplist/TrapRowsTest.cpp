@@ -148,8 +148,8 @@ class TrapList {
   store::IncomingTrap TrapOf(const PlainRow& row) {
     systemName_ = (row.Number % 50 == 0 ? "renamed " : "name of ") + row.Source;
     // Many share a system and a kind, others have their own.
-    systemAddress_ = fmt::format("10.0.0.{}", row.Number % 2 == 0 ? row.Number : 1);
-    enterpriseOid_ = fmt::format("1.3.6.1.4.1.{}", row.Number % 3 == 0 ? row.Number : 1);
+    systemAddress_ = fmt::format("10.0.0.{}", row.Number % 4 == 0 ? 1 : row.Number);
+    enterpriseOid_ = fmt::format("1.3.6.1.4.1.{}", row.Number % 4 == 0 ? 1 : row.Number);
     store::TrapDefinition& definition = definitions_[{row.Name, row.Number % 2}];
     definition.TrapName = row.Name;
     store::IncomingTrap trap;
