@@ -86,7 +86,7 @@ TEST_F(SystemsWindowTest, ShowsWhoSentTrapsAndWhatIsNews) {
   EXPECT_FALSE(HasNewsColour(0));
   EXPECT_TRUE(HasNewsColour(1));
   changed.clear();
-  Arrive({{"c", 1}, {"10.0.0.1", 1}, {"d", 1}, {"e", 1}});
+  Arrive({{"c", 1}, {"10.0.0.1", 1}, {"evil\nname\t", 0}, {"d", 1}, {"e", 1}});
   EXPECT_EQ(inserted.size(), 2) << "one batch of each kind in a tick";
   ASSERT_EQ(changed.size(), 1);
   EXPECT_EQ(changed[0][0].toModelIndex().row(), 0);
@@ -187,7 +187,7 @@ TEST_F(SystemsWindowTest, AResetKeepsSelectionPlaceAndNews) {
   Window.Reset();
   EXPECT_EQ(Window.SelectedSystem()->Name, "host30");
   EXPECT_EQ(List.selectionModel()->selectedRows().size(), 2);
-  EXPECT_TRUE(List.viewport()->rect().contains(test::CentreOf(List, 29)));
+  EXPECT_EQ(List.rowAt(0), 29);
   EXPECT_TRUE(HasNewsColour(29)) << "to be selected again is no look at it";
   EXPECT_FALSE(HasNewsColour(39));
 }

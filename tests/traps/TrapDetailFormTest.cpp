@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 
 #include "support/World.h"
@@ -13,14 +14,13 @@
 namespace korvane::traps {
 namespace {
 
+using testing::ElementsAre;
+
 // An editor that has line feeds only and no room for broken bytes.
 std::string AsEdited(std::string_view stored) {
-  std::string text;
-  for (const char c : stored) {
-    if (c != '\r') {
-      text += c == '\xff' ? '?' : c;
-    }
-  }
+  std::string text(stored);
+  std::erase(text, '\r');
+  std::ranges::replace(text, '\xff', '?');
   return text;
 }
 
@@ -35,9 +35,14 @@ class TrapDetailFormTest : public testing::Test, public test::LoadedWorld {
     order_ = std::make_unique<traplist::TrapOrder>(model_->Rows(), traplist::SourceShown::SourceText);
   }
   traplist::ShownTraps List() { return {.Rows = model_->Rows(), .Order = *order_}; }
-  std::string StoredNotes(std::int32_t number) {
-    return Store.Text("SELECT * FROM EventTrap WHERE SequenceNumber = " + std::to_string(number),
-                      "EventNotes");
+  // In the order of their traps.
+  std::vector<std::string> StoredNotes() {
+    std::vector<std::string> notes;
+    auto rows = Store.Db().OpenRecordset("SELECT EventNotes FROM EventTrap ORDER BY SequenceNumber");
+    while (rows.Next()) {
+      notes.push_back(rows.Text("EventNotes"));
+    }
+    return notes;
   }
   std::string NotesInList(std::size_t row) { return std::string(model_->Rows().At(row).EventNotes); }
   // Types into the notes of the trap at the position.
@@ -112,20 +117,17 @@ TEST_F(TrapDetailFormTest, OkWritesTheNotesThatWereEditedAndNoOthers) {
   Edit(4, "for a purged trap");
   form_.Show(List(), 3);
   EXPECT_EQ(form_.Notes(), big) << "what was typed is there on coming back";
-  EXPECT_EQ(StoredNotes(4), "old") << "and only there";
+  EXPECT_EQ(StoredNotes()[3], "old") << "and only there";
   Store.Execute("DELETE FROM EventTrap WHERE SequenceNumber = 5");
 
   EXPECT_TRUE(form_.Ok(List()));
-  EXPECT_EQ(StoredNotes(1), odd);
-  EXPECT_EQ(StoredNotes(2), "newer");
-  EXPECT_EQ(StoredNotes(3), "newer");
-  EXPECT_EQ(StoredNotes(4), big);
+  EXPECT_THAT(StoredNotes(), ElementsAre(odd, "newer", "newer", big));
   EXPECT_TRUE(Prompt.Messages().empty());
   EXPECT_EQ(NotesInList(3), big) << "the list shows the new notes";
   EXPECT_EQ(NotesInList(4), "old") << "nothing was saved of a trap that is gone";
   Edit(3, "");
   EXPECT_TRUE(form_.Ok(List()));
-  EXPECT_EQ(StoredNotes(4), "");
+  EXPECT_EQ(StoredNotes()[3], "");
 }
 
 TEST_F(TrapDetailFormTest, NotesTheStoreRefusesAreShownReportedAndKept) {
@@ -142,8 +144,7 @@ TEST_F(TrapDetailFormTest, NotesTheStoreRefusesAreShownReportedAndKept) {
   model_->RemoveAcknowledged(std::array{2});
   form_.ListChanged(List());
   EXPECT_FALSE(form_.Ok(List()));
-  EXPECT_EQ(StoredNotes(1), "note 1");
-  EXPECT_EQ(StoredNotes(3), "note 3");
+  EXPECT_THAT(StoredNotes(), ElementsAre("note 1", "", "note 3"));
   EXPECT_EQ(form_.Trap().SequenceNumber, 2) << "shown, although the list has it no more";
   EXPECT_EQ(form_.Place().Position(), std::nullopt);
   EXPECT_EQ(form_.Place().Above(), 0U);
@@ -156,7 +157,7 @@ TEST_F(TrapDetailFormTest, NotesTheStoreRefusesAreShownReportedAndKept) {
   Store.Execute("DROP TRIGGER traps.refuse");
   form_.EditNotes("note 2, again");
   EXPECT_TRUE(form_.Ok(List()));
-  EXPECT_EQ(StoredNotes(2), "note 2, again");
+  EXPECT_EQ(StoredNotes()[1], "note 2, again");
 }
 
 TEST_F(TrapDetailFormTest, NotesThatAnotherHandWroteAreNotWrittenOver) {
@@ -175,7 +176,7 @@ TEST_F(TrapDetailFormTest, NotesThatAnotherHandWroteAreNotWrittenOver) {
   // One after the other is shown with both texts, so that none is written unseen.
   for (const std::int32_t number : {1, 2}) {
     EXPECT_FALSE(form_.Ok(List()));
-    EXPECT_EQ(StoredNotes(number), "theirs");
+    EXPECT_EQ(StoredNotes()[static_cast<std::size_t>(number) - 1], "theirs");
     EXPECT_EQ(form_.Trap().SequenceNumber, number);
     EXPECT_EQ(form_.Notes(), "theirs\n---------- your text ----------\nmine " + std::to_string(number));
     EXPECT_EQ(Prompt.Messages().size(), static_cast<std::size_t>(number));
@@ -183,13 +184,12 @@ TEST_F(TrapDetailFormTest, NotesThatAnotherHandWroteAreNotWrittenOver) {
     EXPECT_EQ(NotesInList(static_cast<std::size_t>(number) - 1), "theirs");
     form_.EditNotes("settled");
   }
-  EXPECT_EQ(StoredNotes(1), "settled");
-  EXPECT_EQ(StoredNotes(3), "mine 3");
+  EXPECT_THAT(StoredNotes(), ElementsAre("settled", "theirs", "mine 3"));
   theyWrite("", "2");  // they go on while this is settled
   EXPECT_FALSE(form_.Ok(List()));
   EXPECT_EQ(form_.Notes(), "settled");
   EXPECT_TRUE(form_.Ok(List()));
-  EXPECT_EQ(StoredNotes(2), "settled");
+  EXPECT_EQ(StoredNotes()[1], "settled");
 
   // Emptied here, written there: what was written stays and is shown.
   Edit(2, "");
@@ -197,7 +197,7 @@ TEST_F(TrapDetailFormTest, NotesThatAnotherHandWroteAreNotWrittenOver) {
   EXPECT_FALSE(form_.Ok(List()));
   form_.EditNotes(std::string(form_.Notes()));
   EXPECT_TRUE(form_.Ok(List()));
-  EXPECT_EQ(StoredNotes(3), "theirs");
+  EXPECT_EQ(StoredNotes()[2], "theirs");
 }
 
 // Whatever comes and goes, the traps that stood above it lead Previous, and those below Next.
