@@ -3,7 +3,8 @@
 
 A folder of src/ includes only itself and folders below it; the receiver and the MIB compiler
 are built on the logic floors alone; no file takes part in a circle of includes; the logic library
-includes nothing of Qt.  `--self-test` checks that each breach is really found.
+includes nothing of Qt; every source is named by a list that builds it.  `--self-test` checks that each
+breach is really found.
 """
 import pathlib
 import re
@@ -66,7 +67,7 @@ def breaches(root):
                 if (re.match(r"Q[A-Z]|Qt[A-Z]", angled or "") or (target and target in listed)) \
                         and not is_qt(file, listed):
                     found.append(f"{file.relative_to(root)}: logic includes Qt by {quoted or angled}")
-    return found + circles(root, graph)
+    return found + circles(root, graph) + unbuilt(root)
 
 
 def wrong_floor(root, file, target, folder, floor, companion):
@@ -83,6 +84,17 @@ def wrong_floor(root, file, target, folder, floor, companion):
     if own or other < floor or (companion and other <= floor):
         return []
     return [f"{file.relative_to(root)}: {folder} stands below {parts[1]} but includes {'/'.join(parts)}"]
+
+
+def unbuilt(root):
+    """Sources that no list of theirs names: they would be neither compiled nor run."""
+    found = []
+    for file in (f for folder in ("src", "receiver", "mibc", "tests") for f in files_of(root, folder)):
+        lists = [p for above in file.parents if above.is_relative_to(root) and above != root
+                 for p in [*above.glob("CMakeLists.txt"), *above.glob("*.cmake")]]
+        if file.suffix == ".cpp" and not any(re.search(rf"\b{file.name}\b", p.read_text()) for p in lists):
+            found.append(f"{file.relative_to(root)}: no CMakeLists.txt names it")
+    return found
 
 
 def circles(root, graph):
@@ -114,7 +126,8 @@ def self_test():
         "room": ({"receiver/spool/A.h": '#include "receiver/snmp/B.h"\n', "receiver/snmp/B.h": ""}, "stands below snmp"),
         "circle": ({"src/store/A.h": '#include "store/B.h"\n', "src/store/B.h": '#include "store/A.h"\n'}, "circle"),
         "qt": ({"src/store/A.cpp": "#include <QString>\n"}, "includes Qt"),
-        "good": ({"src/traps/A.h": '#include "store/B.h"\n', "src/store/B.h": "#include <string>\n",
+        "unbuilt": ({"tests/store/A.cpp": "", "tests/store/CMakeLists.txt": "BA.cpp"}, "names it"),
+        "good": ({"src/CMakeLists.txt": "frmA.cpp", "receiver/CMakeLists.txt": "C.cpp", "src/traps/A.h": '#include "store/B.h"\n', "src/store/B.h": "#include <string>\n",
                   "src/traps/frmA.cpp": "#include <QWidget>\n", "receiver/C.cpp": '#include "store/B.h"\n'}, None),
     }
     failed = []
