@@ -17,10 +17,6 @@ inline constexpr std::array<store::Engine, 3> kEngines = {store::Engine::Sqlite,
 
 std::string EngineName(store::Engine engine);  // "Sqlite", "PostgreSql", "MariaDb"
 
-// The odbc.ini sections of the servers that run; empty when none do.  They say where a store is and nothing
-// more: what the console relies on it must ask for itself.
-std::string ServerDataSources();
-
 std::unique_ptr<TestStore> MakeStore(store::Engine engine);
 
 }  // namespace korvane::test

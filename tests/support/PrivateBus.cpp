@@ -2,88 +2,57 @@
 
 #include <chrono>
 #include <csignal>
-#include <filesystem>
 #include <stdexcept>
 
-#include <spawn.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <sys/wait.h>
-
-#include "platform/linux/FileDescriptor.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "support/Processes.h"
-#include "support/ServiceManagerMock.h"
-
-extern char** environ;
+#include "support/TestStore.h"
 
 namespace korvane::test {
 
-Companion::Companion(std::vector<std::string> commandLine) {
-  std::vector<char*> arguments;
-  for (std::string& argument : commandLine) {
-    arguments.push_back(argument.data());
-  }
-  arguments.push_back(nullptr);
-  if (posix_spawn(&process_, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0) {
-    process_ = -1;
-  }
+Companion::Companion(const std::vector<std::string>& commandLine)
+    : child_(platform::StartReadable(commandLine.front(), {commandLine.begin() + 1, commandLine.end()})) {
+  if (child_.Error != 0) throw std::runtime_error(commandLine.front() + " does not start");
 }
 
 Companion::~Companion() {
-  if (process_ > 0) {
-    Resume();
-    kill(process_, SIGTERM);
-    waitpid(process_, nullptr, 0);
-  }
+  Resume();
+  kill(child_.Process, SIGTERM);
+  platform::WaitForEnd(child_.Process);
 }
 
 void Companion::Pause() const {
-  kill(process_, SIGSTOP);
+  kill(child_.Process, SIGSTOP);
 }
 
 void Companion::Resume() const {
-  kill(process_, SIGCONT);
+  kill(child_.Process, SIGCONT);
 }
-
-namespace {
-
-// The socket's file is there a moment before anyone listens on it.
-bool Listens(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, sizeof(address.sun_path) - 1);
-  const platform::FileDescriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  return connect(probe.Number(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
-}
-
-}  // namespace
 
 PrivateBus::PrivateBus() {
-  const std::string socket = (folder_ / "bus").string();
   const std::filesystem::path configuration = folder_ / "bus.conf";
-  address_ = "unix:path=" + socket;
   WriteFile(configuration,
-            "<busconfig><type>session</type><auth>EXTERNAL</auth><listen>" + address_ +
-                R"(</listen><policy context="default"><allow own="*"/>)"
+            "<busconfig><type>session</type><auth>EXTERNAL</auth><listen>" + Address() +
+                "</listen><pidfile>" + (folder_ / "pid").string() +
+                R"(</pidfile><policy context="default"><allow own="*"/>)"
                 R"(<allow send_destination="*"/><allow receive_sender="*"/></policy></busconfig>)");
-  daemon_ = std::make_unique<Companion>(std::vector<std::string>{
-      "/usr/bin/dbus-daemon", "--nofork", "--nopidfile", "--config-file=" + configuration.string()});
-  if (!WaitUntil([&socket] { return Listens(socket); })) {
-    throw std::runtime_error("the private bus does not come up");
-  }
+  // It lets go of its caller when it listens.
+  RunProgram({"dbus-daemon", "--fork", "--config-file=" + configuration.string()});
 }
 
-ServiceManagerMock::ServiceManagerMock(const std::string& units) {
-  WriteFile(Log(), "");
-  process_ = std::make_unique<Companion>(std::vector<std::string>{
-      "/usr/bin/python3", "-m", "dbusmock", "--logfile", (folder_ / "mock.log").string(), "--template",
-      KORVANE_SOURCE_DIR "/tests/support/systemd_template.py", "--parameters",
-      R"({"log": ")" + Log().string() + R"(", "units": )" + units + "}"});
+PrivateBus::~PrivateBus() {
+  kill(std::stoi(ReadFile(folder_ / "pid")), SIGTERM);
+}
+
+ServiceManagerMock::ServiceManagerMock(const std::string& units)
+    : process_({"/usr/bin/python3", "-m", "dbusmock", "--logfile", (folder_ / "mock.log").string(),
+                "--template", KORVANE_SOURCE_DIR "/tests/support/systemd_template.py", "--parameters",
+                R"({"log": ")" + Log().string() + R"(", "units": )" + units + "}"}) {
   if (!WaitUntil([] { return platform::MakeServiceControl(200, 200)->OpenManager() != nullptr; },
                  std::chrono::seconds(60))) {
     throw std::runtime_error("the service manager does not come up");
   }
+  WriteFile(Log(), "");
 }
 
 }  // namespace korvane::test

@@ -11,51 +11,37 @@ Parameters: "log" names the file that gets one line per call; "units" maps a uni
 A unit that is not named there loads as "not-found", without an error.
 """
 import dbus
+from dbusmock import mockobject
 from gi.repository import GLib
 
 BUS_NAME = "org.freedesktop.systemd1"
 MAIN_OBJ = "/org/freedesktop/systemd1"
-MAIN_IFACE = "org.freedesktop.systemd1.Manager"
-UNIT_IFACE = "org.freedesktop.systemd1.Unit"
+MAIN_IFACE = BUS_NAME + ".Manager"
+UNIT_IFACE = BUS_NAME + ".Unit"
 SYSTEM_BUS = True
-
-manager = None
 
 
 def load(mock, parameters):
-    global manager
-    manager = mock
-    mock.log_name = str(parameters["log"])
-    mock.behaviours = parameters["units"]
-    mock.jobs = 0
-    mock.loaded = {}
+    mock.log_name, mock.behaviours, mock.jobs = str(parameters["log"]), parameters["units"], 0
     mock.AddProperty(MAIN_IFACE, "Version", "252")
 
 
-def note(mock, line):
+def note(mock, *words):
     with open(mock.log_name, "a", encoding="utf-8") as log:
-        log.write(line + "\n")
+        print(*words, file=log)
 
 
-def unit_path(mock, name):
-    if name not in mock.loaded:
-        path = f"{MAIN_OBJ}/unit/number{len(mock.loaded)}"
-        behaviour = mock.behaviours.get(name)
-        load_state = "not-found" if behaviour is None else behaviour.get("load", "loaded")
-        active = "inactive" if behaviour is None else behaviour.get("active", "active")
-        mock.AddObject(path, UNIT_IFACE,
-                       {"LoadState": load_state, "ActiveState": active}, [])
-        mock.loaded[name] = path
-    return mock.loaded[name]
-
-
-def set_active(mock, name, state):
-    dbusmock_object(unit_path(mock, name)).props[UNIT_IFACE]["ActiveState"] = dbus.String(state)
-
-
-def dbusmock_object(path):
-    from dbusmock import mockobject
+def unit(mock, name):
+    path = f"{MAIN_OBJ}/unit/{name.encode().hex()}"
+    if path not in mockobject.objects:
+        how = mock.behaviours.get(name, {"load": "not-found", "active": "inactive"})
+        states = {"LoadState": how.get("load", "loaded"), "ActiveState": how.get("active", "active")}
+        mock.AddObject(path, UNIT_IFACE, states, [])
     return mockobject.objects[path]
+
+
+def fail(error):
+    raise dbus.exceptions.DBusException(error, name="org.freedesktop.DBus.Error." + error)
 
 
 @dbus.service.method(MAIN_IFACE, in_signature="", out_signature="")
@@ -65,40 +51,35 @@ def Subscribe(self):
 
 @dbus.service.method(MAIN_IFACE, in_signature="s", out_signature="o")
 def LoadUnit(self, name):
-    note(manager, f"LoadUnit {name}")
-    if "/" in name:
-        raise dbus.exceptions.DBusException("no unit name", name="org.freedesktop.DBus.Error.InvalidArgs")
-    return dbus.ObjectPath(unit_path(manager, name))
+    note(self, "LoadUnit", name)
+    return fail("InvalidArgs") if "/" in name else unit(self, name).path
 
 
-def new_job():
-    manager.jobs += 1
-    return dbus.ObjectPath(f"{MAIN_OBJ}/job/{manager.jobs}")
+def new_job(mock):
+    mock.jobs += 1
+    return f"{MAIN_OBJ}/job/{mock.jobs}"
 
 
 @dbus.service.method(MAIN_IFACE, in_signature="ss", out_signature="o")
 def StopUnit(self, name, mode):
-    note(manager, f"StopUnit {name} {mode}")
-    set_active(manager, name, manager.behaviours[name].get("stop", "inactive"))
-    return new_job()
+    note(self, "StopUnit", name, mode)
+    unit(self, name).props[UNIT_IFACE]["ActiveState"] = self.behaviours[name].get("stop", "inactive")
+    return new_job(self)
 
 
 @dbus.service.method(MAIN_IFACE, in_signature="ss", out_signature="o")
 def StartUnit(self, name, mode):
-    note(manager, f"StartUnit {name} {mode}")
-    start = manager.behaviours[name].get("start", "done")
+    note(self, "StartUnit", name, mode)
+    start = self.behaviours[name].get("start", "done")
     if start == "refused":
-        raise dbus.exceptions.DBusException("not for you", name="org.freedesktop.DBus.Error.AccessDenied")
-    job = new_job()
+        fail("AccessDenied")
+    job = new_job(self)
 
     def finish():
-        result = "done" if start == "exits" else start
-        set_active(manager, name, "active" if start == "done" else "failed")
+        unit(self, name).props[UNIT_IFACE]["ActiveState"] = "active" if start == "done" else "failed"
         # Another unit's job ends first: the outcome must be told apart by the job.
-        for path, outcome in ((MAIN_OBJ + "/job/9999", "failed"), (str(job), result)):
-            manager.EmitSignal(MAIN_IFACE, "JobRemoved", "uoss",
-                               [dbus.UInt32(1), dbus.ObjectPath(path), name, outcome])
-        return False
+        for path, result in ((MAIN_OBJ + "/job/9999", "failed"), (job, "done" if start == "exits" else start)):
+            self.EmitSignal(MAIN_IFACE, "JobRemoved", "uoss", [1, path, name, result])
 
     if start != "silent":
         GLib.timeout_add(30, finish)
