@@ -3,8 +3,6 @@
   check_install.py STATE      STATE: what database-servers wrote when it started the two servers
 """
 
-import configparser
-import contextlib
 import os
 import pathlib
 import re
@@ -15,9 +13,11 @@ import sys
 import tempfile
 import unittest
 
-TOP = pathlib.Path(__file__).resolve().parents[2]
-LOADER = TOP / "install" / "load-trap-names"
-SERVERS = TOP / "tests" / "support" / "database-servers"
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+sys.dont_write_bytecode = True
+from stores import INSTALL, ServerStore, SqliteStore, data_source  # noqa: E402
+
+LOADER = INSTALL / "load-trap-names"
 HEADER = "EnterpriseOid\tRequestType\tSpecificTrap\tName\tTrapDescription"
 
 # Notification OIDs, their names and the names of their enterprises.
@@ -53,53 +53,6 @@ def trap_file(*rows):
     return "\n".join(["# names", HEADER, *("\t".join(row) for row in rows)]) + "\n"
 
 
-class Sqlite:
-    """A store of this engine, and how to reach it from a shell."""
-
-    refuse = (
-        "CREATE TRIGGER refuse BEFORE INSERT ON EventStructure WHEN NEW.SpecificTrap = 'refusedTrap' "
-        "BEGIN SELECT RAISE(ABORT, 'refused'); END"
-    )
-
-    def __init__(self, folder):
-        self.file = folder / "dvldb.db"
-        self.call = ["sqlite", self.file]
-        self.access = {"Database": self.file}
-        made = run(TOP / "install" / "make-store", *self.call)
-        assert made.returncode == 0, made.stderr
-
-    def sql(self, statement):
-        with contextlib.closing(sqlite3.connect(self.file, isolation_level=None)) as connection:
-            return [list(map(str, row)) for row in connection.execute(statement)]
-
-
-class Server:
-    database = "trap_names"
-    refuse = "ALTER TABLE EventStructure ADD CONSTRAINT refuse CHECK (SpecificTrap <> 'refusedTrap')"
-
-    def __init__(self, engine, state):
-        asked = run(SERVERS, "ask", state, "create", engine, self.database)
-        assert asked.returncode == 0, asked.stderr
-        ports = configparser.ConfigParser()
-        ports.read(state)
-        port = ports[engine]["port"]
-        options = {
-            "postgresql": ["-h", "127.0.0.1", "-p", port, "-U", "dvl"],
-            "mariadb": ["--protocol=tcp", "--host=127.0.0.1", f"--port={port}", "--user=dvl"],
-        }[engine]
-        self.call = [engine, self.database, *options]
-        self.access = {"Port": port, "Database": self.database}
-        self.client = {
-            "postgresql": ["psql", "-X", "-q", "-A", "-t", "-F", "\t", *options, self.database, "-c"],
-            "mariadb": ["mariadb", "-N", "-r", "-B", *options, self.database, "-e"],
-        }[engine]
-
-    def sql(self, statement):
-        done = run(*self.client, statement)
-        assert done.returncode == 0, done.stderr
-        return [line.split("\t") for line in done.stdout.splitlines()]
-
-
 class TrapNames(unittest.TestCase):
     def setUp(self):
         self.folder = folder_for(self)
@@ -107,15 +60,15 @@ class TrapNames(unittest.TestCase):
 
     def load(self, store, text=None):
         if text is None:
-            return run(LOADER, *store.call)
+            return run(LOADER, *store.address)
         self.data.write_bytes(text if isinstance(text, bytes) else text.encode())
-        return run(LOADER, "--data", self.data, *store.call)
+        return run(LOADER, "--data", self.data, *store.address)
 
     def rows(self, store):
         return store.sql(f"SELECT {HEADER.replace(chr(9), ', ')} FROM EventStructure ORDER BY EnterpriseOid, RequestType")
 
     def test_shipped_names_are_found_by_their_version_1_form(self):
-        store = Sqlite(self.folder)
+        store = SqliteStore(self.folder)
         done = self.load(store)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
         stored = {(row[0], int(row[1])): (row[2], row[3]) for row in self.rows(store)}
@@ -123,12 +76,17 @@ class TrapNames(unittest.TestCase):
             self.assertEqual(stored.get(version_1_form(notification)), (trap, enterprise), notification)
 
     def test_every_engine_replaces_what_it_knows_and_takes_all_or_nothing(self):
-        for engine in ("postgresql", "mariadb"):
-            self.addCleanup(run, SERVERS, "ask", STATE, "drop", engine, Server.database)
-        for store in (Sqlite(self.folder), Server("postgresql", STATE), Server("mariadb", STATE)):
-            with self.subTest(store.call[0]):
+        servers = [ServerStore(engine, STATE, "trap_names") for engine in ("postgresql", "mariadb")]
+        for server in servers:
+            self.addCleanup(server.ask, "drop")
+        for store in (SqliteStore(self.folder), *servers):
+            with self.subTest(store.engine):
                 self.replaces_and_takes_all_or_nothing(store)
-                self.template_leads_to(store)
+                # The data source template leads to the store.
+                environment = dict(os.environ, **data_source(self.folder, store))
+                statement = "SELECT TrapDescription FROM EventStructure WHERE RequestType = 2\n"
+                done = run("isql", "-b", "-v", "-d|", "dvldb", input=statement, env=environment, timeout=60)
+                self.assertIn("Größe 日本 %s :name \\", done.stdout, done.stdout + done.stderr)
 
     def replaces_and_takes_all_or_nothing(self, store):
         store.sql("INSERT INTO EventStructure VALUES ('1.3.6.1.4.1.5', 1, 'other', 'another', 'untouched')")
@@ -136,38 +94,23 @@ class TrapNames(unittest.TestCase):
         second = ("1.3.6.1.4.1.4", "2", "second-trap", "maker", "Größe 日本 %s :name \\")
         changed = (*first[:2], "renamed", *first[3:])
         other = ["1.3.6.1.4.1.5", "1", "other", "another", "untouched"]
-        for rows in ((first, second), (first, second), (second, changed)):
+        for rows in ((first, second), (second, changed)):
             done = self.load(store, trap_file(*rows))
             self.assertEqual(done.returncode, 0, done.stderr)
             wanted = sorted((list(row) for row in rows), key=lambda row: int(row[1]))
             self.assertEqual(self.rows(store), [*wanted, other])
 
-        store.sql(store.refuse)
+        store.sql("CREATE TRIGGER refuse BEFORE INSERT ON EventStructure WHEN NEW.SpecificTrap = 'refusedTrap' "
+                  "BEGIN SELECT RAISE(ABORT, 'refused'); END" if store.engine == "sqlite" else
+                  "ALTER TABLE EventStructure ADD CONSTRAINT refuse CHECK (SpecificTrap <> 'refusedTrap')")
         before = self.rows(store)
         done = self.load(store, trap_file(first, (*second[:2], "refusedTrap", *second[3:])))
         self.assertEqual(done.returncode, 1)
         self.assertIn("refuse", done.stderr)
         self.assertEqual(self.rows(store), before)
 
-    def template_leads_to(self, store):
-        """The data source template, with nothing but its place filled in, opens the store."""
-        odbc = TOP / "install" / "odbc"
-        drivers = next(pathlib.Path("/usr/lib").glob("*/odbc"))
-        (self.folder / "odbcinst.ini").write_text(
-            re.sub(r"^Driver=.*/", f"Driver={drivers}/", (odbc / "odbcinst.ini").read_text(), flags=re.M)
-        )
-        source = (odbc / f"odbc-{store.call[0]}.ini").read_text()
-        for key, value in store.access.items():
-            source, count = re.subn(rf"^({key})=.*", rf"\1={value}", source, flags=re.M | re.I)
-            self.assertEqual(count, 1, key)
-        (self.folder / "odbc.ini").write_text(source)
-        environment = dict(os.environ, ODBCSYSINI=str(self.folder), ODBCINI=str(self.folder / "odbc.ini"))
-        statement = "SELECT TrapDescription FROM EventStructure WHERE RequestType = 2\n"
-        done = run("isql", "-b", "-v", "-d|", "dvldb", input=statement, env=environment, timeout=60)
-        self.assertIn("Größe 日本 %s :name \\", done.stdout, done.stdout + done.stderr)
-
     def test_damaged_files_are_refused_with_line_and_reason(self):
-        store = Sqlite(self.folder)
+        store = SqliteStore(self.folder)
         good = ("1.3.6.1.4.1.4", "1", "first", "maker", "text")
         self.load(store, trap_file(good))
         before = self.rows(store)
@@ -207,13 +150,13 @@ class TrapNames(unittest.TestCase):
                 self.assertEqual(self.rows(store), before)
 
     def test_a_new_store_is_whole_and_its_groups_and_nothing_planted_is_written(self):
-        Sqlite(self.folder)
+        SqliteStore(self.folder)
         self.assertEqual(sorted(os.listdir(self.folder)), ["dvldb-traps.db", "dvldb.db"])
         for file in self.folder.iterdir():
             self.assertEqual(file.stat().st_mode & 0o777, 0o660)
         elsewhere = self.folder / "elsewhere"
         (self.folder / "second.db").symlink_to(elsewhere)
-        done = run(TOP / "install" / "make-store", "sqlite", self.folder / "second.db")
+        done = run(INSTALL / "make-store", "sqlite", self.folder / "second.db")
         self.assertEqual(done.returncode, 1)
         self.assertIn("is there already", done.stderr)
         self.assertEqual([elsewhere.exists(), (self.folder / "second-traps.db").exists()], [False, False])
@@ -235,7 +178,7 @@ class RegistryFile(unittest.TestCase):
     def test_make_registry_keeps_what_it_is_not_told_to_change(self):
         file = self.file
         self.make(file)
-        self.assertEqual(file.read_text(), (TOP / "install" / "registry.reg").read_text())
+        self.assertEqual(file.read_text(), (INSTALL / "registry.reg").read_text())
         file.write_text(file.read_text().replace("000003e8", "00000fa0"))
         file.chmod(0o640)
         self.make(file, 'KVSpoolDir=C:\\a "b"', "LocalRootDir=/shared")
@@ -256,7 +199,7 @@ class RegistryFile(unittest.TestCase):
                 precious.chmod(0o600)
                 before = precious.read_text()
                 (self.folder / plant).symlink_to(precious)
-                done = run(TOP / "install" / "make-registry", "--output", self.file, "KVSpoolDir=/elsewhere")
+                done = run(INSTALL / "make-registry", "--output", self.file, "KVSpoolDir=/elsewhere")
                 harmless = plant == "registry.new"  # no name that the program uses
                 self.assertEqual(done.returncode, 0 if harmless else 1)
                 self.assertEqual("is a symbolic link" in done.stderr, not harmless, done.stderr)
@@ -267,7 +210,7 @@ class RegistryFile(unittest.TestCase):
                     file.unlink()
 
     def make(self, file, *values):
-        done = run(TOP / "install" / "make-registry", "--output", file, *values)
+        done = run(INSTALL / "make-registry", "--output", file, *values)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
 
 
@@ -300,12 +243,12 @@ class Folders(unittest.TestCase):
             (self.root / name).mkdir(parents=True)
         (self.root / "etc/passwd").write_text(f"root:x:0:0::/:\nkorvane:x:{self.receiver}:{self.group}::/:\n")
         (self.root / "etc/group").write_text(f"root:x:0:\nkorvane:x:{self.group}:\n")
-        (self.root / "usr/share/korvane/registry.reg").write_bytes((TOP / "install/registry.reg").read_bytes())
+        (self.root / "usr/share/korvane/registry.reg").write_bytes((INSTALL / "registry.reg").read_bytes())
         self.store = self.root / "var/lib/korvane"
         self.console = self.store / "console"
 
     def make(self):
-        lines = (TOP / "install/korvane.tmpfiles.in").read_text()
+        lines = (INSTALL / "korvane.tmpfiles.in").read_text()
         settings = self.root / "korvane.conf"
         settings.write_text(re.sub("@CMAKE_INSTALL_FULL_DATADIR@", "/usr/share", lines))
         return run("systemd-tmpfiles", f"--root={self.root}", "--create", "--remove", settings)

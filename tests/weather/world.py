@@ -4,7 +4,6 @@ Shared by packets, kill_receiver and faults.  Every trap of a Sender carries a n
 is in EventTrap at the end is compared with what was sent and what was answered.
 """
 import collections
-import configparser
 import contextlib
 import os
 import pathlib
@@ -14,23 +13,17 @@ import signal
 import socket
 import sqlite3
 import subprocess
+import sys
 import threading
 import time
 
-import packets_ber as ber
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "support"))
+import packets_ber as ber  # noqa: E402
+from stores import INSTALL, ServerStore, SqliteStore, data_source, database_servers, run  # noqa: E402, F401
 
-TOP = pathlib.Path(__file__).resolve().parents[2]
-SERVERS = TOP / "tests" / "support" / "database-servers"
 MARK = re.compile(r"weather-(\d+)\.")
 RESEND_SECONDS = 0.7
 INFORM, TRAP, RESPONSE = 0xA6, 0xA7, 0xA2
-
-
-def run(*command, **options):
-    done = subprocess.run([str(word) for word in command], capture_output=True, text=True, check=False, **options)
-    if done.returncode:
-        raise RuntimeError(f"{command[0]} failed:\n{done.stdout}{done.stderr}")
-    return done.stdout
 
 
 def wait_until(condition, seconds=60, pause=0.05):
@@ -55,26 +48,17 @@ def message(kind, number, *bindings):
 
 
 class Sender:
-    """Sends informs, and traps between them, at a pace; repeats an inform until it is answered."""
+    """Sends at a pace informs, or an inform after so many traps; repeats an inform until it is answered."""
 
-    def __init__(self, port, informs_per_second, traps_per_second=0):
-        self.address = ("127.0.0.1", port)
-        self.pause = 1 / (informs_per_second + traps_per_second)
-        self.traps_per_inform = traps_per_second / informs_per_second
+    def __init__(self, port, a_second, traps_between=0):
+        self.address, self.pause, self.traps_between = ("127.0.0.1", port), 1 / a_second, traps_between
         self.next = 1
         self.traps, self.informs, self.answered = set(), set(), set()
-        self.waiting = collections.OrderedDict()  # number: when to repeat it
+        self.waiting = {}  # number: when to repeat it
         self.socket = udp_socket()
-        self.sending = threading.Event()
-        self.ending = threading.Event()
+        self.sending, self.ending = threading.Event(), threading.Event()
         self.thread = threading.Thread(target=self._work, daemon=True)
         self.thread.start()
-
-    def start(self):
-        self.sending.set()
-
-    def pause_sending(self):
-        self.sending.clear()
 
     def wait_until_answered(self, seconds):
         return wait_until(lambda: not self.waiting, seconds, 0.02)
@@ -86,36 +70,29 @@ class Sender:
 
     def _work(self):
         due = time.monotonic()
-        owed = 0.0
         while not self.ending.is_set():
             now = time.monotonic()
             while self.sending.is_set() and due <= now:
-                kind = TRAP if owed >= 1 else INFORM
-                owed += -1 if kind == TRAP else self.traps_per_inform
-                self._send_new(kind, now)
+                self._send_new()
                 due = max(due + self.pause, now - 0.1)
             if not self.sending.is_set():
                 due = now
-            self._repeat(now)
-            if select.select([self.socket], [], [], min(0.02, max(0, due - now)) if due > now else 0.01)[0]:
+            for number in [number for number, when in self.waiting.items() if when <= now]:
+                self._send(INFORM, number)
+            if select.select([self.socket], [], [], 0.005)[0]:
                 self._take_answers()
 
-    def _send_new(self, kind, now):
-        number = self.next
-        self.next += 1
-        if kind == INFORM:
+    def _send_new(self):
+        number, self.next = self.next, self.next + 1
+        if number % (self.traps_between + 1) == 0:
             self.informs.add(number)
-            self.waiting[number] = now + RESEND_SECONDS
-        if self._send(kind, number) and kind == TRAP:
+            self._send(INFORM, number)
+        elif self._send(TRAP, number):
             self.traps.add(number)
 
-    def _repeat(self, now):
-        while self.waiting and (first := next(iter(self.waiting.items())))[1] <= now:
-            del self.waiting[first[0]]
-            self.waiting[first[0]] = now + RESEND_SECONDS
-            self._send(INFORM, first[0])
-
     def _send(self, kind, number):
+        if kind == INFORM:
+            self.waiting[number] = time.monotonic() + RESEND_SECONDS
         try:
             self.socket.sendto(message(kind, number, ber.binding(4, b"weather-%d." % number)), self.address)
             return True
@@ -136,92 +113,22 @@ class Sender:
                 self.waiting.pop(number, None)
 
 
-class SqliteStore:
-    engine = "sqlite"
-
-    def __init__(self, folder):
-        self.folder = folder / "store"
-        self.folder.mkdir()
-        self.main, self.traps = self.folder / "dvldb.db", self.folder / "dvldb-traps.db"
-        run(TOP / "install" / "make-store", "sqlite", self.main)
-
-    def data_source(self):
-        return {"Database": self.main}
-
-    def sql(self, statement):
-        with contextlib.closing(sqlite3.connect(self.traps, isolation_level=None, timeout=10)) as connection:
-            return [list(map(str, row)) for row in connection.execute(statement)]
-
-
-class ServerStore:
-    """A database of its own on a running server.  port: where the receiver finds it, the server's or a proxy's."""
-
-    def __init__(self, engine, state, name="weather"):
-        self.engine, self.state, self.name = engine, state, name
-        ports = configparser.ConfigParser()
-        ports.read(state)
-        self.server_port = self.port = ports.getint(engine, "port")
-        self.keeper = ports.getint("keeper", "pid")
-        self.server_folder = pathlib.Path(ports["keeper"]["folder"]) / engine
-        self.user = "dvl"
-        run(SERVERS, "ask", state, "create", engine, name)
-
-    def data_source(self):
-        if self.engine == "postgresql":
-            return {"Port": self.port, "Database": self.name, "UserName": self.user}
-        return {"PORT": self.port, "DATABASE": self.name, "UID": self.user}
-
-    def client(self, database=None):
-        """The engine's own, which reads statements from its standard input."""
-        database = database or self.name
-        if self.engine == "postgresql":
-            return ["psql", "-X", "-q", "-A", "-t", "-v", "ON_ERROR_STOP=1", "-h", "127.0.0.1", "-p",
-                    str(self.server_port), "-U", "dvl", database]
-        return ["mariadb", "--no-defaults", "-N", "-r", "-B", "--protocol=tcp", "--host=127.0.0.1",
-                f"--port={self.server_port}", "--user=dvl", database]
-
-    def sql(self, statement):
-        environment = dict(os.environ, PGOPTIONS="-c default_transaction_read_only=off")
-        return [line.split("\t") for line in run(*self.client(), input=statement, env=environment).splitlines()]
-
-    def as_mariadb_root(self, statement):
-        run("mariadb", "--no-defaults", f"--socket={self.server_folder / 'socket'}", "--user=root", "-e", statement)
-
-    def processes(self):
-        """The server's process and all that descend from it, so no other server's."""
-        parents = {}
-        for entry in pathlib.Path("/proc").iterdir():
-            with contextlib.suppress(OSError, ValueError):
-                head, _, tail = (entry / "stat").read_text().rpartition(")")
-                parents[int(entry.name)] = (int(tail.split()[1]), head.split("(", 1)[1])
-        name = {"postgresql": "postgres", "mariadb": "mariadbd"}[self.engine]
-        found = [pid for pid, (parent, comm) in parents.items() if parent == self.keeper and comm == name]
-        for pid in found:
-            found.extend(child for child, (parent, _) in parents.items() if parent == pid)
-        return found
-
-    def drop(self):
-        run(SERVERS, "ask", self.state, "drop", self.engine, self.name)
-
-
 class World(contextlib.AbstractContextManager):
     """One receiver, its store, spool and settings, in a folder that the caller removes; ends it as it is left."""
 
     def __init__(self, program, folder, store, users="community public\n", **settings):
         self.program, self.folder, self.store = pathlib.Path(program).resolve(), folder, store
         self.log_file = folder / "receiver.log"
-        self.process = None
-        self.peak_mib = 0
+        self.process, self.peak_mib = None, 0
         with udp_socket() as probe:
             self.port = probe.getsockname()[1]
         (folder / "users").touch(0o600)
         (folder / "users").write_text(users)
         settings |= {"KVListenAddresses": f"udp:127.0.0.1:{self.port}", "KVSpoolDir": folder / "spool",
                      "KVSnmpConfig": folder / "users"}
-        run(TOP / "install" / "make-registry", "--output", folder / "registry.reg",
+        run(INSTALL / "make-registry", "--output", folder / "registry.reg",
             *(f"{name}={value}" for name, value in settings.items()))
-        self._make_data_source()
-        self.environment = dict(os.environ, ODBCSYSINI=str(folder), ODBCINI=str(folder / "odbc.ini"),
+        self.environment = dict(os.environ, **data_source(folder, store),
                                 KORVANE_REGISTRY=str(folder / "registry.reg"),
                                 # What waits in quarantine is no growth, and a driver loses memory at each connect.
                                 ASAN_OPTIONS="quarantine_size_mb=8", LSAN_OPTIONS="exitcode=0",
@@ -232,16 +139,6 @@ class World(contextlib.AbstractContextManager):
         if self.alive():
             self.process.kill()
             self.process.wait()
-
-    def _make_data_source(self):
-        odbc = TOP / "install" / "odbc"
-        drivers = next(pathlib.Path("/usr/lib").glob("*/odbc"))
-        text = re.sub(r"^Driver=.*/", f"Driver={drivers}/", (odbc / "odbcinst.ini").read_text(), flags=re.M)
-        (self.folder / "odbcinst.ini").write_text(text)
-        source = (odbc / f"odbc-{self.store.engine}.ini").read_text()
-        for key, value in self.store.data_source().items():
-            source = re.sub(rf"^{key}=.*", f"{key}={value}", source, flags=re.M | re.I)
-        (self.folder / "odbc.ini").write_text(source)
 
     def start(self):
         with self.log_file.open("ab") as log:
@@ -268,8 +165,6 @@ class World(contextlib.AbstractContextManager):
     def kill(self, number=signal.SIGKILL):
         self.note_memory()
         self.process.send_signal(number)
-        if number == signal.SIGKILL:
-            self.process.wait()
 
     def open_files(self):
         with contextlib.suppress(OSError):
@@ -293,15 +188,35 @@ class World(contextlib.AbstractContextManager):
 
     def stored(self):
         """How often each number is in EventTrap."""
-        found = collections.Counter()
-        for row in self.store.sql("SELECT EventDescription FROM EventTrap"):
-            if match := MARK.search(row[0]):
-                found[int(match[1])] += 1
-        return found
+        rows = self.store.sql("SELECT EventDescription FROM EventTrap")
+        return collections.Counter(int(found[1]) for row in rows if (found := MARK.search(row[0])))
 
-    def wait_until_stored(self, wanted, seconds):
-        def are_there():
-            with contextlib.suppress(RuntimeError, sqlite3.Error):
-                return wanted <= self.stored().keys()
-            return False
-        return wait_until(lambda: are_there() or not self.alive(), seconds, 0.1) and are_there()
+    def has_stored(self, wanted):
+        with contextlib.suppress(RuntimeError, sqlite3.Error):
+            return wanted <= self.stored().keys()
+        return False
+
+
+class Account:
+    """What became of everything that was sent; ends the sender's sending and the receiver."""
+
+    def __init__(self, world, sender, seconds):
+        began = time.monotonic()
+        sender.sending.clear()
+        self.all_answered = sender.wait_until_answered(30)
+        self.sent = sender.traps | sender.informs
+        in_time = wait_until(lambda: world.has_stored(self.sent) or not world.alive(), seconds, 0.1)
+        self.caught_up = time.monotonic() - began
+        self.files, alive, status = world.open_files(), world.alive(), world.stop()
+        stored = world.stored()
+        lost, foreign = self.sent - stored.keys(), stored.keys() - self.sent
+        doubled = [number for number, times in stored.items() if times > 1]
+        self.figures = (len(sender.traps), f"{len(sender.answered)}/{len(sender.informs)}", len(stored), len(lost),
+                        len(doubled))
+        self.faults = [text for wrong, text in (
+            (not alive, f"the receiver ended by itself with {status}"), (alive and status != 0, f"it stopped with {status}"),
+            (lost, f"lost: {sorted(lost)[:9]}"), (doubled, f"doubled: {sorted(doubled)[:9]}"),
+            (foreign, f"never sent: {sorted(foreign)[:9]}"), (not self.all_answered, "informs without an answer"),
+            (not sender.answered, "nothing was answered"), (not in_time and not lost, "caught up only at the stop"),
+            # Nothing that is sent here is refused by a store.
+            ((world.folder / "spool" / "quarantine.txt").exists(), "traps were put aside")) if wrong]
