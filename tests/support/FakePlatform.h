@@ -4,12 +4,14 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "common/Text.h"
@@ -23,6 +25,11 @@ struct Logging {
   void Note(std::string_view call, std::string_view what = {}) const {
     Record(Calls, std::string(call).append(what.empty() ? "" : " ").append(what));
   }
+  template <typename Answer>
+  Answer Noted(const Answer& answer, std::string_view call, std::string_view what = {}) const {
+    Note(call, what);
+    return answer;
+  }
 };
 
 // Keys exist once a value was put or AddKey named them; names compare ignoring case.
@@ -30,25 +37,59 @@ class FakeRegistry : public platform::RegistryStore, public Logging {
  public:
   void AddKey(std::string_view keyPath) { keys_[FoldCase(keyPath)]; }
   void PutText(std::string_view keyPath, std::string_view valueName, std::string_view text,
-               platform::RegistryType type = platform::RegistryType::String);
-  void PutDword(std::string_view keyPath, std::string_view valueName, std::uint32_t value);
-  void PutBytes(std::string_view keyPath, std::string_view valueName, platform::RegistryData data);
-  void Remove(std::string_view keyPath, std::string_view valueName);
-  std::optional<std::uint32_t> Dword(std::string_view keyPath, std::string_view valueName) const;
+               platform::RegistryType type = platform::RegistryType::String) {
+    PutBytes(keyPath, valueName, {type, std::string(text) + '\0'});
+  }
+  void PutDword(std::string_view keyPath, std::string_view valueName, std::uint32_t value) {
+    std::string bytes(sizeof value, '\0');
+    std::memcpy(bytes.data(), &value, sizeof value);  // on the machines of these tests in the order it wants
+    PutBytes(keyPath, valueName, {platform::RegistryType::Dword, bytes});
+  }
+  void PutBytes(std::string_view keyPath, std::string_view valueName, platform::RegistryData data) {
+    keys_[FoldCase(keyPath)][FoldCase(valueName)] = std::move(data);
+  }
+  void Remove(std::string_view keyPath, std::string_view valueName) {
+    keys_[FoldCase(keyPath)].erase(FoldCase(valueName));
+  }
+  std::optional<std::uint32_t> Dword(std::string_view keyPath, std::string_view valueName) const {
+    const auto data = Find(keyPath, valueName);
+    if (!data || data->Type != platform::RegistryType::Dword) return std::nullopt;
+    std::uint32_t value = 0;
+    std::memcpy(&value, data->Bytes.data(), sizeof value);
+    return value;
+  }
 
-  std::optional<platform::RegistryData> QueryValue(platform::RegistryHive hive, std::string_view keyPath,
+  std::optional<platform::RegistryData> QueryValue(platform::RegistryHive, std::string_view keyPath,
                                                    std::string_view valueName, std::uint32_t accessMask,
-                                                   std::size_t maxBytes) override;
-  bool SetDword(platform::RegistryHive hive, std::string_view keyPath, std::string_view valueName,
-                std::uint32_t value, std::uint32_t accessMask) override;
+                                                   std::size_t maxBytes) override {
+    Note("QueryValue", valueName);
+    Masks.push_back(accessMask);
+    constexpr std::uint32_t kWriteRights = 0x0002 | 0x0004;  // set value, create subkey
+    const auto data = Find(keyPath, valueName);
+    const bool refused = (accessMask & kWriteRights) != 0 && !Writable;
+    return refused || !data || data->Bytes.size() > maxBytes ? std::nullopt : data;
+  }
+  bool SetDword(platform::RegistryHive, std::string_view keyPath, std::string_view valueName,
+                std::uint32_t value, std::uint32_t accessMask) override {
+    Note("SetDword", std::string(valueName) + "=" + std::to_string(value));
+    Masks.push_back(accessMask);
+    if (!Writable || !keys_.contains(FoldCase(keyPath))) return false;
+    PutDword(keyPath, valueName, value);
+    WrittenNames.emplace_back(valueName);
+    return true;
+  }
 
-  bool Readable = true;
   bool Writable = true;                   // false refuses a mask with write rights too
   std::vector<std::uint32_t> Masks;       // of every access, in order
   std::vector<std::string> WrittenNames;  // of every write that succeeded, in order
 
  private:
-  const platform::RegistryData* Find(std::string_view keyPath, std::string_view valueName) const;
+  std::optional<platform::RegistryData> Find(std::string_view keyPath, std::string_view valueName) const {
+    const auto key = keys_.find(FoldCase(keyPath));
+    if (key == keys_.end()) return std::nullopt;
+    const auto value = key->second.find(FoldCase(valueName));
+    return value == key->second.end() ? std::nullopt : std::optional(value->second);
+  }
   std::map<std::string, std::map<std::string, platform::RegistryData>> keys_;  // folded names
 };
 
@@ -67,13 +108,9 @@ struct FakeSettings : platform::SettingsStore, Logging {
 };
 
 struct FakeAccountGroups : platform::AccountGroups, Logging {
-  std::optional<std::vector<std::string>> GroupNames() override {
-    Note("GroupNames");
-    return Names;
-  }
+  std::optional<std::vector<std::string>> GroupNames() override { return Noted(Names, "GroupNames"); }
   std::optional<std::string> AdministratorsName() override {
-    Note("AdministratorsName");
-    return Administrators;
+    return Noted(Administrators, "AdministratorsName");
   }
 
   std::optional<std::vector<std::string>> Names = std::vector<std::string>{"users", "sudo"};
@@ -81,22 +118,12 @@ struct FakeAccountGroups : platform::AccountGroups, Logging {
 };
 
 struct FakeRunningInstance : platform::RunningInstance, Logging {
-  bool PreviousInstanceExists() override {
-    Note("PreviousInstanceExists");
-    return Exists;
-  }
+  bool PreviousInstanceExists() override { return Noted(Exists, "PreviousInstanceExists"); }
   bool FindTopLevelWindow(std::string_view title) override {
-    Note("FindTopLevelWindow", title);
-    return Exists && title == WindowTitle;
+    return Noted(Exists && title == WindowTitle, "FindTopLevelWindow", title);
   }
-  bool BringToForeground() override {
-    Note("BringToForeground");
-    return Foreground;
-  }
-  bool ShowMaximised() override {
-    Note("ShowMaximised");
-    return Maximised;
-  }
+  bool BringToForeground() override { return Noted(Foreground, "BringToForeground"); }
+  bool ShowMaximised() override { return Noted(Maximised, "ShowMaximised"); }
 
   bool Exists = false;
   std::string WindowTitle;  // of the running copy
@@ -104,24 +131,36 @@ struct FakeRunningInstance : platform::RunningInstance, Logging {
   bool Maximised = true;
 };
 
-// Logs as far as the service too: "OpenService NAME", "SendStop NAME", "Start NAME".
+// The one service is KVReceiver.  Logs as far as it too: "OpenService NAME", "SendStop NAME", "Start NAME".
 struct FakeServiceControl : platform::ServiceControl, Logging {
-  std::unique_ptr<platform::ServiceManager> OpenManager() override;
+  struct Service : platform::Service {
+    explicit Service(const FakeServiceControl& owner) : Owner(owner) {}
+    void SendStop() override { Owner.Note("SendStop", "KVReceiver"); }
+    bool Start() override { return Owner.Noted(Owner.StartWorks, "Start", "KVReceiver"); }
+    const FakeServiceControl& Owner;
+  };
+  struct Manager : platform::ServiceManager {
+    explicit Manager(const FakeServiceControl& owner) : Owner(owner) {}
+    std::unique_ptr<platform::Service> OpenService(std::string_view name) override {
+      Owner.Note("OpenService", name);
+      return name == "KVReceiver" ? std::make_unique<Service>(Owner) : nullptr;
+    }
+    const FakeServiceControl& Owner;
+  };
+  std::unique_ptr<platform::ServiceManager> OpenManager() override {
+    Note("OpenManager");
+    return std::make_unique<Manager>(*this);
+  }
 
-  std::set<std::string> Services = {"KVReceiver"};
   bool StartWorks = true;
 };
 
 struct FakeSockets : platform::Sockets, Logging {
   platform::SocketStartup Start(std::uint16_t requestedVersion) override {
-    Note("Sockets::Start");
     Requested = requestedVersion;
-    return Answer;
+    return Noted(Answer, "Sockets::Start");
   }
-  int Cleanup() override {
-    Note("Sockets::Cleanup");
-    return CleanupError;
-  }
+  int Cleanup() override { return Noted(CleanupError, "Sockets::Cleanup"); }
 
   platform::SocketStartup Answer{.Started = true, .Version = 0x0101, .MaxSockets = 1024};
   int CleanupError = 0;
@@ -135,9 +174,8 @@ struct FakePrograms : platform::Programs, Logging {
     bool operator==(const Started&) const = default;
   };
   bool Start(std::string_view program, const std::vector<std::string>& arguments) override {
-    Note("Start", program);
     Attempts.push_back({std::string(program), arguments});
-    return !Missing.contains(std::string(program));
+    return Noted(!Missing.contains(std::string(program)), "Start", program);
   }
 
   std::set<std::string> Missing;  // these can't be started
@@ -146,16 +184,14 @@ struct FakePrograms : platform::Programs, Logging {
 
 struct FakeDirectories : platform::Directories, Logging {
   bool SetCurrentDirectory(std::string_view path) override {
-    Note("SetCurrentDirectory", path);
-    return Allowed;
+    return Noted(Allowed, "SetCurrentDirectory", path);
   }
 
   bool Allowed = true;
 };
 
 // Stands still unless moved; sleeping moves it, and so does looking at it when it is told to.
-class FakeClock : public platform::Clock, public Logging {
- public:
+struct FakeClock : platform::Clock, Logging {
   std::int64_t UtcSeconds() override { return Utc; }
   std::int64_t MonotonicMilliseconds() override { return Milliseconds += MillisecondsPerLook; }
   void SleepMilliseconds(int milliseconds) override {
@@ -165,10 +201,8 @@ class FakeClock : public platform::Clock, public Logging {
   }
   int TimeZoneBiasMinutes() override { return BiasMinutes; }
   void Advance(std::int64_t milliseconds) {
+    Utc += (Milliseconds + milliseconds) / 1000 - Milliseconds / 1000;
     Milliseconds += milliseconds;
-    untoldMilliseconds_ += milliseconds;
-    Utc += untoldMilliseconds_ / 1000;
-    untoldMilliseconds_ %= 1000;
   }
 
   std::int64_t Utc = 1'000'000'000;
@@ -176,9 +210,6 @@ class FakeClock : public platform::Clock, public Logging {
   std::int64_t MillisecondsPerLook = 0;
   int BiasMinutes = 0;
   std::vector<int> Sleeps;
-
- private:
-  std::int64_t untoldMilliseconds_ = 0;
 };
 
 // Safe from any thread as long as the fields are not changed meanwhile.
@@ -189,9 +220,7 @@ struct FakeHostNames : platform::HostNames {
   }
   std::optional<std::string> AddressOfName(std::string_view name) override {
     for (const auto& [address, known] : Names) {
-      if (EqualsIgnoreCase(known, name)) {
-        return address;
-      }
+      if (EqualsIgnoreCase(known, name)) return address;
     }
     return std::nullopt;
   }
@@ -202,7 +231,10 @@ struct FakeHostNames : platform::HostNames {
 };
 
 struct FakePlatform {
-  FakePlatform();
+  FakePlatform() {
+    Registry.Calls = Settings.Calls = Groups.Calls = Instance.Calls = Services.Calls = Sockets.Calls =
+        Programs.Calls = Directories.Calls = Clock.Calls = &Calls;
+  }
   FakePlatform(const FakePlatform&) = delete;
   FakePlatform& operator=(const FakePlatform&) = delete;
 

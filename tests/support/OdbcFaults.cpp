@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -14,34 +15,35 @@ namespace {
 
 // The linker's functions have nothing but what is global.
 struct Plan {
-  std::mutex Mutex;
   int Left = 0;  // calls until the one that fails; 0: none fails
   Fault How = Fault::Refused;
   CountedCalls Counted = CountedCalls::All;
   SQLHANDLE Failed = nullptr;  // whose reason has not been asked for yet
 };
 Plan gPlan;
+std::mutex gMutex;
 
-bool FailsNow(SQLHANDLE handle, CountedCalls kind) {
-  const std::lock_guard lock(gPlan.Mutex);
-  if (gPlan.Left == 0 || (kind == CountedCalls::All && gPlan.Counted == CountedCalls::Statements) ||
-      --gPlan.Left > 0) {
-    return false;
+enum class Kind {
+  Local,      // prepares the statement, or looks at what came back
+  Statement,  // reaches the store
+  Change,     // does so, and may have changed it although nobody hears of it
+};
+
+SQLRETURN MayFail(SQLHANDLE handle, Kind kind, const std::function<SQLRETURN()>& call) {
+  std::unique_lock lock(gMutex);
+  const bool counted = kind != Kind::Local || gPlan.Counted == CountedCalls::All;
+  if (gPlan.Left == 0 || !counted || --gPlan.Left > 0) {
+    lock.unlock();
+    return call();
   }
   gPlan.Failed = handle;
-  return true;
-}
-
-bool IsCarriedOut() {
-  const std::lock_guard lock(gPlan.Mutex);
-  return gPlan.How == Fault::AnswerLost;
+  if (kind == Kind::Change && gPlan.How == Fault::AnswerLost) call();
+  return SQL_ERROR;
 }
 
 bool TakesReasonOf(SQLHANDLE handle) {
-  const std::lock_guard lock(gPlan.Mutex);
-  if (handle == nullptr || gPlan.Failed != handle) {
-    return false;
-  }
+  const std::lock_guard lock(gMutex);
+  if (handle == nullptr || gPlan.Failed != handle) return false;
   gPlan.Failed = nullptr;
   return true;
 }
@@ -49,79 +51,57 @@ bool TakesReasonOf(SQLHANDLE handle) {
 }  // namespace
 
 void FailCall(int n, Fault fault, CountedCalls counted) {
-  const std::lock_guard lock(gPlan.Mutex);
-  gPlan.Left = n;
-  gPlan.How = fault;
-  gPlan.Counted = counted;
-  gPlan.Failed = nullptr;
+  const std::lock_guard lock(gMutex);
+  gPlan = {.Left = n, .How = fault, .Counted = counted};
 }
 
 bool EndFaults() {
-  const std::lock_guard lock(gPlan.Mutex);
-  gPlan.Failed = nullptr;
-  return std::exchange(gPlan.Left, 0) == 0;
+  const std::lock_guard lock(gMutex);
+  return std::exchange(gPlan, {}).Left == 0;
 }
 
 }  // namespace korvane::test
 
-using korvane::test::CountedCalls;
+using korvane::test::Kind;
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
-#define KORVANE_MAY_FAIL(name, counted, handle, parameters, arguments)                     \
-  extern "C" SQLRETURN __real_##name parameters;                                           \
-  extern "C" SQLRETURN __wrap_##name parameters;                                           \
-  extern "C" SQLRETURN __wrap_##name parameters {                                          \
-    return korvane::test::FailsNow(handle, counted) ? SQL_ERROR : __real_##name arguments; \
+#define KORVANE_MAY_FAIL(name, kind, handle, parameters, arguments)                             \
+  extern "C" decltype(name) __real_##name, __wrap_##name;                                       \
+  SQLRETURN __wrap_##name parameters {                                                          \
+    return korvane::test::MayFail(handle, Kind::kind, [=] { return __real_##name arguments; }); \
   }
 
-// One that changes the store, and may have done so although nobody hears of it.
-#define KORVANE_MAY_LOSE_ITS_ANSWER(name, handle, parameters, arguments) \
-  extern "C" SQLRETURN __real_##name parameters;                         \
-  extern "C" SQLRETURN __wrap_##name parameters;                         \
-  extern "C" SQLRETURN __wrap_##name parameters {                        \
-    if (!korvane::test::FailsNow(handle, CountedCalls::Statements)) {    \
-      return __real_##name arguments;                                    \
-    }                                                                    \
-    if (korvane::test::IsCarriedOut()) {                                 \
-      __real_##name arguments;                                           \
-    }                                                                    \
-    return SQL_ERROR;                                                    \
-  }
-
-KORVANE_MAY_FAIL(SQLAllocHandle, CountedCalls::All, i, (SQLSMALLINT t, SQLHANDLE i, SQLHANDLE* o), (t, i, o))
-KORVANE_MAY_FAIL(SQLDriverConnect, CountedCalls::Statements, c,
+KORVANE_MAY_FAIL(SQLAllocHandle, Local, i, (SQLSMALLINT t, SQLHANDLE i, SQLHANDLE* o), (t, i, o))
+KORVANE_MAY_FAIL(SQLDriverConnect, Statement, c,
                  (SQLHDBC c, SQLHWND w, SQLCHAR* i, SQLSMALLINT il, SQLCHAR* o, SQLSMALLINT om,
                   SQLSMALLINT* ol, SQLUSMALLINT d),
                  (c, w, i, il, o, om, ol, d))
-KORVANE_MAY_FAIL(SQLSetConnectAttr, CountedCalls::Statements, c,
-                 (SQLHDBC c, SQLINTEGER a, SQLPOINTER v, SQLINTEGER l), (c, a, v, l))
-KORVANE_MAY_LOSE_ITS_ANSWER(SQLEndTran, h, (SQLSMALLINT t, SQLHANDLE h, SQLSMALLINT c), (t, h, c))
-KORVANE_MAY_LOSE_ITS_ANSWER(SQLExecDirect, s, (SQLHSTMT s, SQLCHAR* t, SQLINTEGER l), (s, t, l))
-KORVANE_MAY_LOSE_ITS_ANSWER(SQLExecute, s, (SQLHSTMT s), (s))
-KORVANE_MAY_FAIL(SQLPrepare, CountedCalls::Statements, s, (SQLHSTMT s, SQLCHAR* t, SQLINTEGER l), (s, t, l))
-KORVANE_MAY_FAIL(SQLFetch, CountedCalls::Statements, s, (SQLHSTMT s), (s))
-KORVANE_MAY_FAIL(SQLBindParameter, CountedCalls::All, s,
+KORVANE_MAY_FAIL(SQLSetConnectAttr, Statement, c, (SQLHDBC c, SQLINTEGER a, SQLPOINTER v, SQLINTEGER l),
+                 (c, a, v, l))
+KORVANE_MAY_FAIL(SQLEndTran, Change, h, (SQLSMALLINT t, SQLHANDLE h, SQLSMALLINT c), (t, h, c))
+KORVANE_MAY_FAIL(SQLExecDirect, Change, s, (SQLHSTMT s, SQLCHAR* t, SQLINTEGER l), (s, t, l))
+KORVANE_MAY_FAIL(SQLExecute, Change, s, (SQLHSTMT s), (s))
+KORVANE_MAY_FAIL(SQLPrepare, Statement, s, (SQLHSTMT s, SQLCHAR* t, SQLINTEGER l), (s, t, l))
+KORVANE_MAY_FAIL(SQLFetch, Statement, s, (SQLHSTMT s), (s))
+KORVANE_MAY_FAIL(SQLBindParameter, Local, s,
                  (SQLHSTMT s, SQLUSMALLINT n, SQLSMALLINT io, SQLSMALLINT c, SQLSMALLINT t, SQLULEN z,
                   SQLSMALLINT d, SQLPOINTER v, SQLLEN b, SQLLEN* l),
                  (s, n, io, c, t, z, d, v, b, l))
-KORVANE_MAY_FAIL(SQLNumResultCols, CountedCalls::All, s, (SQLHSTMT s, SQLSMALLINT* n), (s, n))
-KORVANE_MAY_FAIL(SQLDescribeCol, CountedCalls::All, s,
+KORVANE_MAY_FAIL(SQLNumResultCols, Local, s, (SQLHSTMT s, SQLSMALLINT* n), (s, n))
+KORVANE_MAY_FAIL(SQLDescribeCol, Local, s,
                  (SQLHSTMT s, SQLUSMALLINT n, SQLCHAR* t, SQLSMALLINT m, SQLSMALLINT* l, SQLSMALLINT* k,
                   SQLULEN* z, SQLSMALLINT* d, SQLSMALLINT* u),
                  (s, n, t, m, l, k, z, d, u))
-KORVANE_MAY_FAIL(SQLBindCol, CountedCalls::All, s,
+KORVANE_MAY_FAIL(SQLBindCol, Local, s,
                  (SQLHSTMT s, SQLUSMALLINT n, SQLSMALLINT t, SQLPOINTER v, SQLLEN b, SQLLEN* l),
                  (s, n, t, v, b, l))
-KORVANE_MAY_FAIL(SQLGetData, CountedCalls::All, s,
+KORVANE_MAY_FAIL(SQLGetData, Local, s,
                  (SQLHSTMT s, SQLUSMALLINT n, SQLSMALLINT t, SQLPOINTER v, SQLLEN b, SQLLEN* l),
                  (s, n, t, v, b, l))
 
-extern "C" SQLRETURN __real_SQLGetDiagRec(SQLSMALLINT t, SQLHANDLE h, SQLSMALLINT n, SQLCHAR* s,
-                                          SQLINTEGER* c, SQLCHAR* m, SQLSMALLINT z, SQLSMALLINT* l);
-extern "C" SQLRETURN __wrap_SQLGetDiagRec(SQLSMALLINT t, SQLHANDLE h, SQLSMALLINT n, SQLCHAR* s,
-                                          SQLINTEGER* c, SQLCHAR* m, SQLSMALLINT z, SQLSMALLINT* l);
-extern "C" SQLRETURN __wrap_SQLGetDiagRec(SQLSMALLINT t, SQLHANDLE h, SQLSMALLINT n, SQLCHAR* s,
-                                          SQLINTEGER* c, SQLCHAR* m, SQLSMALLINT z, SQLSMALLINT* l) {
+extern "C" decltype(SQLGetDiagRec) __real_SQLGetDiagRec, __wrap_SQLGetDiagRec;
+SQLRETURN __wrap_SQLGetDiagRec(SQLSMALLINT t, SQLHANDLE h, SQLSMALLINT n, SQLCHAR* s, SQLINTEGER* c,
+                               SQLCHAR* m, SQLSMALLINT z, SQLSMALLINT* l) {
   if (!korvane::test::TakesReasonOf(h)) {
     return __real_SQLGetDiagRec(t, h, n, s, c, m, z, l);
   }

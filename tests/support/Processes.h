@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <exception>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -21,13 +20,7 @@ namespace korvane::test {
 inline pid_t InChild(const std::function<bool()>& work) {
   const pid_t child = fork();
   if (child == 0) {
-    bool good = false;
-    try {
-      good = work();
-    } catch (const std::exception&) {
-      good = false;
-    }
-    _exit(good ? 0 : 1);
+    [&]() noexcept { _exit(work() ? 0 : 1); }();
   }
   return child;
 }
@@ -50,9 +43,7 @@ inline bool WaitUntil(const std::function<bool()>& condition,
                       std::chrono::milliseconds limit = std::chrono::seconds(20)) {
   const auto deadline = std::chrono::steady_clock::now() + limit;
   while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      return false;
-    }
+    if (std::chrono::steady_clock::now() > deadline) return false;
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   return true;
