@@ -5,7 +5,6 @@
 
 import os
 import pathlib
-import re
 import shutil
 import sqlite3
 import subprocess
@@ -43,26 +42,23 @@ def run(*command, **options):
     return subprocess.run([str(word) for word in command], capture_output=True, text=True, check=False, **options)
 
 
-def folder_for(test):
-    folder = tempfile.TemporaryDirectory(prefix="korvane-install-")
-    test.addCleanup(folder.cleanup)
-    return pathlib.Path(folder.name)
-
-
 def trap_file(*rows):
     return "\n".join(["# names", HEADER, *("\t".join(row) for row in rows)]) + "\n"
 
 
-class TrapNames(unittest.TestCase):
+class InFolder(unittest.TestCase):
     def setUp(self):
-        self.folder = folder_for(self)
-        self.data = self.folder / "names.tsv"
+        folder = tempfile.TemporaryDirectory(prefix="korvane-install-")
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
 
+
+class TrapNames(InFolder):
     def load(self, store, text=None):
         if text is None:
             return run(LOADER, *store.address)
-        self.data.write_bytes(text if isinstance(text, bytes) else text.encode())
-        return run(LOADER, "--data", self.data, *store.address)
+        (self.folder / "names.tsv").write_bytes(text if isinstance(text, bytes) else text.encode())
+        return run(LOADER, "--data", self.folder / "names.tsv", *store.address)
 
     def rows(self, store):
         return store.sql(f"SELECT {HEADER.replace(chr(9), ', ')} FROM EventStructure ORDER BY EnterpriseOid, RequestType")
@@ -149,39 +145,34 @@ class TrapNames(unittest.TestCase):
                 self.assertRegex(done.stderr, rf"names\.tsv:{line}: .*{reason}".replace("+", r"\+"))
                 self.assertEqual(self.rows(store), before)
 
-    def test_a_new_store_is_whole_and_its_groups_and_nothing_planted_is_written(self):
+    def test_a_new_store_is_whole_and_nothing_planted_is_written_and_no_other_is_made(self):
         SqliteStore(self.folder)
-        self.assertEqual(sorted(os.listdir(self.folder)), ["dvldb-traps.db", "dvldb.db"])
-        for file in self.folder.iterdir():
-            self.assertEqual(file.stat().st_mode & 0o777, 0o660)
+        self.assertEqual({file.name: file.stat().st_mode & 0o777 for file in self.folder.iterdir()},
+                         {"dvldb-traps.db": 0o660, "dvldb.db": 0o660})
         elsewhere = self.folder / "elsewhere"
         (self.folder / "second.db").symlink_to(elsewhere)
-        done = run(INSTALL / "make-store", "sqlite", self.folder / "second.db")
-        self.assertEqual(done.returncode, 1)
-        self.assertIn("is there already", done.stderr)
-        self.assertEqual([elsewhere.exists(), (self.folder / "second-traps.db").exists()], [False, False])
-
-    def test_a_store_that_is_none_is_refused_and_not_made(self):
-        missing = run(LOADER, "sqlite", self.folder / "typo.db")
-        self.assertEqual((missing.returncode, list(self.folder.iterdir())), (1, []))
         sqlite3.connect(self.folder / "bare.db").close()
-        bare = run(LOADER, "sqlite", self.folder / "bare.db")
-        self.assertEqual(bare.returncode, 1)
-        self.assertIn("no such table: EventStructure", bare.stderr)
+        for command, fault in (((INSTALL / "make-store", "sqlite", self.folder / "second.db"), "is there already"),
+                               ((LOADER, "sqlite", self.folder / "bare.db"), "no such table: EventStructure"),
+                               ((LOADER, "sqlite", self.folder / "typo.db"), "")):
+            done = run(*command)
+            self.assertEqual((done.returncode, fault in done.stderr), (1, True), done.stderr)
+        for name in ("elsewhere", "second-traps.db", "typo.db"):
+            self.assertFalse((self.folder / name).exists(), name)
 
 
-class RegistryFile(unittest.TestCase):
+class RegistryFile(InFolder):
     def setUp(self):
-        self.folder = folder_for(self)
+        super().setUp()
         self.file = self.folder / "registry.reg"
 
     def test_make_registry_keeps_what_it_is_not_told_to_change(self):
         file = self.file
-        self.make(file)
+        self.make()
         self.assertEqual(file.read_text(), (INSTALL / "registry.reg").read_text())
         file.write_text(file.read_text().replace("000003e8", "00000fa0"))
         file.chmod(0o640)
-        self.make(file, 'KVSpoolDir=C:\\a "b"', "LocalRootDir=/shared")
+        self.make('KVSpoolDir=C:\\a "b"', "LocalRootDir=/shared")
         self.assertEqual(file.stat().st_mode & 0o777, 0o640)
         manager, family = file.read_text().split("\\Dorvale]")
         self.assertIn('"MaxViewTraps"=dword:00000fa0\n', manager)
@@ -191,7 +182,7 @@ class RegistryFile(unittest.TestCase):
     def test_what_others_planted_in_the_folder_is_neither_followed_nor_written(self):
         for plant in ("registry.new", "registry.reg.lock", "registry.reg"):
             with self.subTest(plant):
-                self.make(self.file)
+                self.make()
                 precious = self.folder / "precious"
                 self.file.replace(precious)  # a file that could be taken for a registry, at that
                 if plant != self.file.name:
@@ -209,79 +200,51 @@ class RegistryFile(unittest.TestCase):
                 for file in self.folder.iterdir():
                     file.unlink()
 
-    def make(self, file, *values):
-        done = run(INSTALL / "make-registry", "--output", file, *values)
+    def make(self, *values):
+        done = run(INSTALL / "make-registry", "--output", self.file, *values)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
 
 
-def as_user(user, work):
-    """What the work answers when it is done by a user whose one group is that of the operators."""
-    child = os.fork()
-    if child == 0:
-        try:
-            os.setgroups([])
-            os.setgid(Folders.group)
-            os.setuid(user)
-            os.umask(0o077)
-            os._exit(0 if work() else 1)
-        finally:
-            os._exit(2)
-    return os.waitstatus_to_exitcode(os.waitpid(child, 0)[1])
-
-
-class Folders(unittest.TestCase):
+class Folders(InFolder):
     """The folders as the service manager's tool makes them, below a root of their own."""
 
     receiver, group, anna, bert = 61900, 61900, 61901, 61902
 
-    def setUp(self):
+    def as_user(self, user, script):
+        """Whether a user does it whose one group is that of the operators."""
+        identity = (f"--reuid={user}", f"--regid={self.group}", "--clear-groups")
+        return run("setpriv", *identity, "sh", "-c", f"umask 077; {script}").returncode == 0
+
+    def test_the_receiver_has_no_hand_in_the_consoles_folder_and_operators_take_nothing_away(self):
         if os.geteuid() != 0 or not shutil.which("systemd-tmpfiles"):
             self.skipTest("needs root and systemd-tmpfiles")
-        self.root = folder_for(self)
-        self.root.chmod(0o755)
+        self.folder.chmod(0o755)
         for name in ("etc", "var/lib", "var/spool", "usr/share/korvane"):
-            (self.root / name).mkdir(parents=True)
-        (self.root / "etc/passwd").write_text(f"root:x:0:0::/:\nkorvane:x:{self.receiver}:{self.group}::/:\n")
-        (self.root / "etc/group").write_text(f"root:x:0:\nkorvane:x:{self.group}:\n")
-        (self.root / "usr/share/korvane/registry.reg").write_bytes((INSTALL / "registry.reg").read_bytes())
-        self.store = self.root / "var/lib/korvane"
-        self.console = self.store / "console"
-
-    def make(self):
-        lines = (INSTALL / "korvane.tmpfiles.in").read_text()
-        settings = self.root / "korvane.conf"
-        settings.write_text(re.sub("@CMAKE_INSTALL_FULL_DATADIR@", "/usr/share", lines))
-        return run("systemd-tmpfiles", f"--root={self.root}", "--create", "--remove", settings)
-
-    def test_the_receivers_account_has_no_hand_in_the_consoles_folder(self):
-        # As earlier versions made it, and what that account may have left there.
-        self.console.mkdir(parents=True)
-        (self.console / "mibc").symlink_to("/tmp/evil")
-        (self.console / "kvw.hlp").mkdir()
-        for place in (self.store, self.console):
+            (self.folder / name).mkdir(parents=True)
+        (self.folder / "etc/passwd").write_text(f"root:x:0:0::/:\nkorvane:x:{self.receiver}:{self.group}::/:\n")
+        (self.folder / "etc/group").write_text(f"root:x:0:\nkorvane:x:{self.group}:\n")
+        shutil.copy(INSTALL / "registry.reg", self.folder / "usr/share/korvane")
+        store = self.folder / "var/lib/korvane"
+        console, log, book = store / "console", store / "console/KVConsole.Log", store / "console/kvw.hlp"
+        # As earlier versions made it, and what the receiver's account may have left there.
+        book.mkdir(parents=True)
+        (console / "mibc").symlink_to("/tmp/evil")
+        for place in (store, console):
             os.chown(place, self.receiver, self.group)
             place.chmod(0o2770)
-        done = self.make()
+        settings = self.folder / "korvane.conf"
+        template = (INSTALL / "korvane.tmpfiles.in").read_text()
+        settings.write_text(template.replace("@CMAKE_INSTALL_FULL_DATADIR@", "/usr/share"))
+        done = run("systemd-tmpfiles", f"--root={self.folder}", "--create", "--remove", settings)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
-        status = self.console.stat()
+        status = console.stat()
         self.assertEqual((status.st_uid, status.st_gid, status.st_mode & 0o7777), (0, self.group, 0o3770))
-        self.assertEqual([entry.name for entry in self.console.iterdir()], ["kvw.hlp"])
-        self.assertEqual(os.readlink(self.console / "kvw.hlp"), "/usr/share/korvane/kvw.hlp")
-        self.assertNotEqual(as_user(self.receiver, lambda: (self.console / "kvw.hlp").unlink() or True), 0)
-
-    def test_operators_write_one_log_and_take_nothing_away(self):
-        self.make()
-        log = self.console / "KVConsole.Log"
-        self.assertEqual(as_user(self.anna, lambda: log.write_text("anna\n")), 0)
-
-        def append():
-            with log.open("r+") as stream:
-                return stream.seek(0, os.SEEK_END) and stream.write("bert\n")
-
-        self.assertEqual(as_user(self.bert, append), 0)
-        self.assertEqual(log.read_text(), "anna\nbert\n")
-        for attack in (log.unlink, lambda: log.rename(self.console / "other")):
-            self.assertNotEqual(as_user(self.bert, lambda: attack() or True), 0)
+        self.assertEqual([entry.name for entry in console.iterdir()], ["kvw.hlp"])
+        self.assertEqual(os.readlink(book), "/usr/share/korvane/kvw.hlp")
+        for user, script, works in ((self.receiver, f"rm -f {book}", False), (self.anna, f"echo anna >{log}", True),
+                                    (self.bert, f"echo bert | dd of={log} conv=nocreat,notrunc oflag=append", True),
+                                    (self.bert, f"rm -f {log}", False), (self.bert, f"mv {log} {log}.old", False)):
+            self.assertEqual(self.as_user(user, script), works, script)
         self.assertEqual(log.read_text(), "anna\nbert\n")
 
 

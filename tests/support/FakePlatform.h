@@ -35,7 +35,7 @@ struct Logging {
 // Keys exist once a value was put or AddKey named them; names compare ignoring case.
 class FakeRegistry : public platform::RegistryStore, public Logging {
  public:
-  void AddKey(std::string_view keyPath) { keys_[FoldCase(keyPath)]; }
+  void AddKey(std::string_view keyPath) { keys_.insert(FoldCase(keyPath)); }
   void PutText(std::string_view keyPath, std::string_view valueName, std::string_view text,
                platform::RegistryType type = platform::RegistryType::String) {
     PutBytes(keyPath, valueName, {type, std::string(text) + '\0'});
@@ -46,14 +46,17 @@ class FakeRegistry : public platform::RegistryStore, public Logging {
     PutBytes(keyPath, valueName, {platform::RegistryType::Dword, bytes});
   }
   void PutBytes(std::string_view keyPath, std::string_view valueName, platform::RegistryData data) {
-    keys_[FoldCase(keyPath)][FoldCase(valueName)] = std::move(data);
+    AddKey(keyPath);
+    values_[Place(keyPath, valueName)] = std::move(data);
   }
   void Remove(std::string_view keyPath, std::string_view valueName) {
-    keys_[FoldCase(keyPath)].erase(FoldCase(valueName));
+    values_.erase(Place(keyPath, valueName));
   }
   std::optional<std::uint32_t> Dword(std::string_view keyPath, std::string_view valueName) const {
     const auto data = Find(keyPath, valueName);
-    if (!data || data->Type != platform::RegistryType::Dword) return std::nullopt;
+    if (!data || data->Type != platform::RegistryType::Dword) {
+      return std::nullopt;
+    }
     std::uint32_t value = 0;
     std::memcpy(&value, data->Bytes.data(), sizeof value);
     return value;
@@ -73,7 +76,9 @@ class FakeRegistry : public platform::RegistryStore, public Logging {
                 std::uint32_t value, std::uint32_t accessMask) override {
     Note("SetDword", std::string(valueName) + "=" + std::to_string(value));
     Masks.push_back(accessMask);
-    if (!Writable || !keys_.contains(FoldCase(keyPath))) return false;
+    if (!Writable || !keys_.contains(FoldCase(keyPath))) {
+      return false;
+    }
     PutDword(keyPath, valueName, value);
     WrittenNames.emplace_back(valueName);
     return true;
@@ -84,13 +89,15 @@ class FakeRegistry : public platform::RegistryStore, public Logging {
   std::vector<std::string> WrittenNames;  // of every write that succeeded, in order
 
  private:
-  std::optional<platform::RegistryData> Find(std::string_view keyPath, std::string_view valueName) const {
-    const auto key = keys_.find(FoldCase(keyPath));
-    if (key == keys_.end()) return std::nullopt;
-    const auto value = key->second.find(FoldCase(valueName));
-    return value == key->second.end() ? std::nullopt : std::optional(value->second);
+  static std::pair<std::string, std::string> Place(std::string_view keyPath, std::string_view valueName) {
+    return {FoldCase(keyPath), FoldCase(valueName)};
   }
-  std::map<std::string, std::map<std::string, platform::RegistryData>> keys_;  // folded names
+  std::optional<platform::RegistryData> Find(std::string_view keyPath, std::string_view valueName) const {
+    const auto found = values_.find(Place(keyPath, valueName));
+    return found == values_.end() ? std::nullopt : std::optional(found->second);
+  }
+  std::map<std::pair<std::string, std::string>, platform::RegistryData> values_;
+  std::set<std::string> keys_;
 };
 
 struct FakeSettings : platform::SettingsStore, Logging {
@@ -220,7 +227,9 @@ struct FakeHostNames : platform::HostNames {
   }
   std::optional<std::string> AddressOfName(std::string_view name) override {
     for (const auto& [address, known] : Names) {
-      if (EqualsIgnoreCase(known, name)) return address;
+      if (EqualsIgnoreCase(known, name)) {
+        return address;
+      }
     }
     return std::nullopt;
   }

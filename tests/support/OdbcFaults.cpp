@@ -37,13 +37,17 @@ SQLRETURN MayFail(SQLHANDLE handle, Kind kind, const std::function<SQLRETURN()>&
     return call();
   }
   gPlan.Failed = handle;
-  if (kind == Kind::Change && gPlan.How == Fault::AnswerLost) call();
+  if (kind == Kind::Change && gPlan.How == Fault::AnswerLost) {
+    call();
+  }
   return SQL_ERROR;
 }
 
 bool TakesReasonOf(SQLHANDLE handle) {
   const std::lock_guard lock(gMutex);
-  if (handle == nullptr || gPlan.Failed != handle) return false;
+  if (handle == nullptr || gPlan.Failed != handle) {
+    return false;
+  }
   gPlan.Failed = nullptr;
   return true;
 }

@@ -12,7 +12,9 @@ namespace korvane::test {
 
 Companion::Companion(const std::vector<std::string>& commandLine)
     : child_(platform::StartReadable(commandLine.front(), {commandLine.begin() + 1, commandLine.end()})) {
-  if (child_.Error != 0) throw std::runtime_error(commandLine.front() + " does not start");
+  if (child_.Error != 0) {
+    throw std::runtime_error(commandLine.front() + " does not start");
+  }
 }
 
 Companion::~Companion() {

@@ -46,7 +46,9 @@ class ScriptedPrompts : public Prompts {
   }
   PromptAnswer Ask(std::string_view text, PromptButtons buttons, PromptIcon icon) override {
     questions_.push_back({std::string(text), icon, buttons});
-    if (const auto happens = std::exchange(WhileAsked, nullptr)) happens();
+    if (const auto happens = std::exchange(WhileAsked, nullptr)) {
+      happens();
+    }
     const auto answer = Next(answers_, "Ask: " + std::string(text), PromptAnswer::No);
     EXPECT_TRUE(answer == PromptAnswer::Ok
                     ? buttons == PromptButtons::Ok

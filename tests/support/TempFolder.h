@@ -13,7 +13,9 @@ class TempFolder {
  public:
   TempFolder() {
     std::string name = (std::filesystem::temp_directory_path() / "korvane-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a temporary folder: " + name);
+    if (mkdtemp(name.data()) == nullptr) {
+      throw std::runtime_error("cannot make a temporary folder: " + name);
+    }
     path_ = name;
   }
   ~TempFolder() {

@@ -57,9 +57,8 @@ class FakeLibrary : public intake::ReceiverLibrary {
   std::int32_t StopRecvEvents() override { return StopAnswer; }
   bool KVResolveSystemName(const std::string& address, std::string& name) override {
     Asked.push_back(address);
-    const auto found = Names.find(address);
-    name = found == Names.end() ? std::string() : found->second;
-    return found != Names.end();
+    name = Names[address];
+    return !name.empty();
   }
   intake::MailSettings GetDefaultMailSettings() override {
     return {.SmtpServer = "mail.example.net", .Recipient = "root@example.net", .Domain = "example.net"};
@@ -159,11 +158,9 @@ struct World {
 
   // Traps of one second each, numbered and timed from `from` on.
   void AddStored(int count, std::int32_t from = 1, const std::string& source = "router1") {
-    std::vector<StoredTrap> traps(static_cast<std::size_t>(count));
-    for (int i = 0; i < count; ++i) {
-      traps[static_cast<std::size_t>(i)].SequenceNumber = from + i;
-      traps[static_cast<std::size_t>(i)].EventTime = from + i;
-      traps[static_cast<std::size_t>(i)].Source = source;
+    std::vector<StoredTrap> traps;
+    for (std::int32_t number = from; number < from + count; ++number) {
+      traps.push_back({.SequenceNumber = number, .EventTime = number, .Source = source});
     }
     Store.AddTraps(traps);
   }

@@ -214,7 +214,7 @@ class Account:
         self.figures = (len(sender.traps), f"{len(sender.answered)}/{len(sender.informs)}", len(stored), len(lost),
                         len(doubled))
         self.faults = [text for wrong, text in (
-            (not alive, f"the receiver ended by itself with {status}"), (alive and status != 0, f"it stopped with {status}"),
+            (not alive or status, f"it {'stopped' if alive else 'ended by itself'} with {status}"),
             (lost, f"lost: {sorted(lost)[:9]}"), (doubled, f"doubled: {sorted(doubled)[:9]}"),
             (foreign, f"never sent: {sorted(foreign)[:9]}"), (not self.all_answered, "informs without an answer"),
             (not sender.answered, "nothing was answered"), (not in_time and not lost, "caught up only at the stop"),
