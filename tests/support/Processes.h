@@ -1,16 +1,22 @@
-// Running a piece of a test in a child process, and waiting for what another process does.
+// Child processes and waiting for them, small files, a full disk, free ports.
 #pragma once
 
+#include <arpa/inet.h>
 #include <grp.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
+#include <csignal>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -60,5 +66,42 @@ inline void WriteFile(const std::filesystem::path& path, std::string_view bytes)
   std::ofstream(path, std::ios::binary | std::ios::trunc)
       .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
+
+// A port of loopback that nobody uses at this moment.
+inline std::uint16_t FreePort(int family, int type = SOCK_DGRAM) {
+  const int descriptor = socket(family, type, 0);
+  sockaddr_in6 v6{};
+  v6.sin6_family = AF_INET6;
+  v6.sin6_addr = in6addr_loopback;
+  sockaddr_in v4{};
+  v4.sin_family = AF_INET;
+  v4.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  auto* address = family == AF_INET6 ? reinterpret_cast<sockaddr*>(&v6) : reinterpret_cast<sockaddr*>(&v4);
+  socklen_t length = family == AF_INET6 ? sizeof v6 : sizeof v4;
+  const bool bound = bind(descriptor, address, length) == 0 && getsockname(descriptor, address, &length) == 0;
+  close(descriptor);
+  if (!bound) throw std::runtime_error("no free port");
+  return ntohs(family == AF_INET6 ? v6.sin6_port : v4.sin_port);
+}
+
+// A full disk for the length of a scope: no file of this process grows beyond the limit.
+class SmallFiles {
+ public:
+  explicit SmallFiles(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit small{bytes, before_.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  }
+  ~SmallFiles() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+  SmallFiles(const SmallFiles&) = delete;
+  SmallFiles& operator=(const SmallFiles&) = delete;
+
+ private:
+  void (*handler_)(int);
+  rlimit before_{};
+};
 
 }  // namespace korvane::test

@@ -33,14 +33,6 @@ namespace korvane::test {
 
 namespace {
 
-// Debian keeps the drivers in its multiarch folder; the loader, whose error names it, looks elsewhere.
-std::string DriverLibrary(const std::string& name) {
-  for (const auto& folder : std::filesystem::directory_iterator("/usr/lib")) {
-    if (const auto path = folder.path() / "odbc" / name; std::filesystem::exists(path)) return path;
-  }
-  return name;
-}
-
 // The folder and the servers' ports that tests/support/database-servers wrote down; empty when none run.
 std::map<std::string, std::string> ServersState() {
   std::map<std::string, std::string> state;
@@ -63,7 +55,7 @@ std::unique_ptr<TempFolder> MakeDataSourceFolder() {
   for (const auto& [name, library] :
        {std::pair{"SQLite3", "libsqlite3odbc.so"}, std::pair{"PostgreSQL", "psqlodbcw.so"},
         std::pair{"MariaDB", "libmaodbc.so"}}) {
-    const std::string path = DriverLibrary(library);
+    const std::string path = std::string(KORVANE_ODBC_DRIVERS "/") + library;
     drivers << fmt::format("[{}]\nDriver={}\nThreading=0\n\n", name, path);
 #ifdef __SANITIZE_ADDRESS__
     // The driver manager unloads a driver with its last connection; a leak of it would then stand in a report

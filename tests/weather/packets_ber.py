@@ -155,41 +155,38 @@ def places(nodes):
 
 def change_tree(chance, top, other):
     parent, index = chance.choice(list(places(top)))
-    node = parent[index]
-    match chance.randrange(8):
-        case 0:
-            del parent[index]
-        case 1:
-            parent[index:index] = [node] * chance.choice([1, 2, 50])
-        case 2:
-            parent[index] = [chance.choice(TAGS), node[1], node[2]]
-        case 3 | 4:
-            parent[index] = [node[0], chance.choice(SOUND.get(node[0], CONTENTS) if chance.random() < 0.7 else CONTENTS), node[2]]
-        case 5:
-            parent[index] = [*node[:2], chance.choice(["long", "indefinite", 1, -1, 127, -2, 65000, 1 << 31])]
-        case 6:
-            source, place = chance.choice(list(places([other])))
-            parent[index] = copy.deepcopy(source[place])
-        case 7:
-            for _ in range(chance.choice([1, 3, 60])):
-                node = [0x30, [node], None]
-            parent[index] = node
+    node = tag, content, form = parent[index]
+
+    def part_of_other():
+        source, place = chance.choice(list(places([other])))
+        return [copy.deepcopy(source[place])]
+
+    def other_content():
+        return [[tag, chance.choice(SOUND.get(tag, CONTENTS) if chance.random() < 0.7 else CONTENTS), form]]
+
+    def nested():
+        inner = node
+        for _ in range(chance.choice([1, 3, 60])):
+            inner = [0x30, [inner], None]
+        return [inner]
+
+    ways = (list, lambda: [node] * (1 + chance.choice([1, 2, 50])), lambda: [[chance.choice(TAGS), content, form]],
+            other_content, other_content,
+            lambda: [[tag, content, chance.choice(["long", "indefinite", 1, -1, 127, -2, 65000, 1 << 31])]],
+            part_of_other, nested)
+    parent[index:index + 1] = chance.choice(ways)()
 
 
 def change_bytes(chance, data, other):
     at = chance.randrange(len(data) + 1)
-    match chance.randrange(7):
-        case 0 | 1:
-            return data[:at] + bytes([chance.randrange(256)]) + data[at + 1:]
-        case 2 if at < len(data):
-            return data[:at] + bytes([data[at] ^ 1 << chance.randrange(8)]) + data[at + 1:]
-        case 3:
-            return data[:at] + chance.randbytes(chance.randrange(1, 9)) + data[at:]
-        case 4:
-            return data[:at] + data[at + chance.randrange(1, 9):]
-        case 5:
-            return data[:at]
-    return data[:at] + other[chance.randrange(len(other) + 1):]
+    front, back = data[:at], data[at:]
+    ways = (lambda: front + bytes([chance.randrange(256)]) + back[1:],
+            lambda: front + bytes([chance.randrange(256)]) + back[1:],
+            lambda: front + bytes([back[0] ^ 1 << chance.randrange(8)]) + back[1:] if back else mixed(),
+            lambda: front + chance.randbytes(chance.randrange(1, 9)) + back,
+            lambda: front + back[chance.randrange(1, 9):],
+            lambda: front, mixed := lambda: front + other[chance.randrange(len(other) + 1):])
+    return ways[chance.randrange(7)]()
 
 
 def packet(seed, n, engine):

@@ -1,6 +1,6 @@
 """A receiver with a private store, senders for it, and the account of what became of each trap.
 
-Shared by packets, kill_receiver and faults.  Every trap of a Sender carries a number of its own in its bindings; what
+Shared by packets and faults.  Every trap of a Sender carries a number of its own in its bindings; what
 is in EventTrap at the end is compared with what was sent and what was answered.
 """
 import collections
