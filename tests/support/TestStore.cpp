@@ -6,7 +6,6 @@
 #include <map>
 #include <memory>
 #include <stdexcept>
-#include <system_error>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -223,15 +222,13 @@ void TestStore::AddFilter(const StoredCriterion& criterion) {
 
 namespace {
 
-constexpr std::array<const char*, 3> kFileSuffixes = {"", "-wal", "-shm"};
+constexpr std::array<const char*, 6> kStoreFiles = {
+    "dvldb.db", "dvldb.db-wal", "dvldb.db-shm", "dvldb-traps.db", "dvldb-traps.db-wal", "dvldb-traps.db-shm"};
 
 void MoveStore(const std::filesystem::path& from, const std::filesystem::path& to) {
   std::filesystem::create_directories(to);
-  for (const char* const name : {"dvldb.db", "dvldb-traps.db"}) {
-    for (const char* const suffix : kFileSuffixes) {
-      const std::string file = std::string(name) + suffix;
-      if (std::filesystem::exists(from / file)) std::filesystem::rename(from / file, to / file);
-    }
+  for (const char* const file : kStoreFiles) {
+    if (std::filesystem::exists(from / file)) std::filesystem::rename(from / file, to / file);
   }
 }
 
@@ -246,11 +243,8 @@ void SqliteStore::BringBack() {
 }
 
 SqliteStore::SqliteStore() : TestStore(std::string(store::kDataSourceName)) {
-  for (const auto& file : {MainFile(), TrapFile()}) {
-    for (const char* const suffix : kFileSuffixes) {
-      std::error_code ignored;
-      std::filesystem::remove(file.string() + suffix, ignored);
-    }
+  for (const char* const file : kStoreFiles) {
+    std::filesystem::remove(DataSourceFolder() / file);
   }
   RunProgram({KORVANE_SOURCE_DIR "/install/make-store", "sqlite", MainFile()});
   Connect(Db());

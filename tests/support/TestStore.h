@@ -41,7 +41,7 @@ struct StoredCriterion {
 // The folder of this process's odbc.ini and odbcinst.ini, named in its environment, with a data source for
 // each engine: "dvldb" is the embedded one.  Written once, since the driver manager keeps what it once read.
 const std::filesystem::path& DataSourceFolder();
-// Runs a program with its arguments; throws with its output when it fails.
+// Runs a program with its arguments, which hold no quotes; throws when it fails, for the reason it wrote.
 void RunProgram(const std::vector<std::string>& command);
 
 class TestStore {
