@@ -1,10 +1,8 @@
 #include "support/TestStore.h"
 
-#include <array>
 #include <cstdlib>
 #include <fstream>
 #include <map>
-#include <memory>
 #include <stdexcept>
 
 #include <fmt/format.h>
@@ -13,7 +11,6 @@
 
 #include "store/BatchInsert.h"
 #include "store/Tables.h"
-#include "support/Engines.h"
 #include "support/TempFolder.h"
 
 #ifdef __SANITIZE_ADDRESS__

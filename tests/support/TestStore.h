@@ -1,10 +1,12 @@
 // A fresh trap store for one test, with helpers that fill and read it through a connection of its own.
-// SqliteStore is what most tests want; Engines.h makes one of the three, for what must hold on each.
+// SqliteStore is what most tests want; MakeStore makes one of the three engines, for what must hold on each.
 // One store at a time and process.
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <filesystem>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -93,5 +95,12 @@ class SqliteStore : public TestStore {
   void TakeAway() override;
   void BringBack() override;
 };
+
+inline constexpr std::array<store::Engine, 3> kEngines = {store::Engine::Sqlite, store::Engine::PostgreSql,
+                                                          store::Engine::MariaDb};
+std::string EngineName(store::Engine engine);  // "Sqlite", "PostgreSql", "MariaDb"
+// On the servers that the ctest fixture "database_servers" started (tests/support/database-servers); a test
+// on an engine that is not there fails.
+std::unique_ptr<TestStore> MakeStore(store::Engine engine);
 
 }  // namespace korvane::test
