@@ -60,6 +60,9 @@ class Sender:
         self.thread = threading.Thread(target=self._work, daemon=True)
         self.thread.start()
 
+    def sent(self):
+        return self.traps | self.informs
+
     def wait_until_answered(self, seconds):
         return wait_until(lambda: not self.waiting, seconds, 0.02)
 
@@ -203,20 +206,19 @@ class Account:
     def __init__(self, world, sender, seconds):
         began = time.monotonic()
         sender.sending.clear()
-        self.all_answered = sender.wait_until_answered(30)
-        self.sent = sender.traps | sender.informs
-        in_time = wait_until(lambda: world.has_stored(self.sent) or not world.alive(), seconds, 0.1)
+        all_answered = sender.wait_until_answered(30)
+        in_time = wait_until(lambda: world.has_stored(sender.sent()) or not world.alive(), seconds, 0.1)
         self.caught_up = time.monotonic() - began
         self.files, alive, status = world.open_files(), world.alive(), world.stop()
-        stored = world.stored()
-        lost, foreign = self.sent - stored.keys(), stored.keys() - self.sent
+        stored, sent = world.stored(), sender.sent()
+        lost, foreign = sent - stored.keys(), stored.keys() - sent
         doubled = [number for number, times in stored.items() if times > 1]
         self.figures = (len(sender.traps), f"{len(sender.answered)}/{len(sender.informs)}", len(stored), len(lost),
                         len(doubled))
         self.faults = [text for wrong, text in (
             (not alive or status, f"it {'stopped' if alive else 'ended by itself'} with {status}"),
             (lost, f"lost: {sorted(lost)[:9]}"), (doubled, f"doubled: {sorted(doubled)[:9]}"),
-            (foreign, f"never sent: {sorted(foreign)[:9]}"), (not self.all_answered, "informs without an answer"),
+            (foreign, f"never sent: {sorted(foreign)[:9]}"), (not all_answered, "informs without an answer"),
             (not sender.answered, "nothing was answered"), (not in_time and not lost, "caught up only at the stop"),
             # Nothing that is sent here is refused by a store.
             ((world.folder / "spool" / "quarantine.txt").exists(), "traps were put aside")) if wrong]
