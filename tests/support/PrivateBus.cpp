@@ -48,8 +48,8 @@ PrivateBus::~PrivateBus() {
 
 ServiceManagerMock::ServiceManagerMock(const std::string& units)
     : process_({"/usr/bin/python3", "-m", "dbusmock", "--logfile", (folder_ / "mock.log").string(),
-                "--template", KORVANE_SOURCE_DIR "/tests/support/systemd_template.py", "--parameters",
-                R"({"log": ")" + Log().string() + R"(", "units": )" + units + "}"}) {
+                "--template", std::string(KORVANE_SOURCE_DIR) + "/tests/support/systemd_template.py",
+                "--parameters", R"({"log": ")" + Log().string() + R"(", "units": )" + units + "}"}) {
   if (!WaitUntil([] { return platform::MakeServiceControl(200, 200)->OpenManager() != nullptr; },
                  std::chrono::seconds(60))) {
     throw std::runtime_error("the service manager does not come up");

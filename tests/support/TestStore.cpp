@@ -98,8 +98,8 @@ class ServerStore : public TestStore {
 
  private:
   void Ask(const std::string& verb) {
-    RunProgram({KORVANE_SOURCE_DIR "/tests/support/database-servers", verb, KORVANE_DATABASE_SERVERS, server_,
-                DatabaseName()});
+    RunProgram({std::string(KORVANE_SOURCE_DIR) + "/tests/support/database-servers", verb,
+                KORVANE_DATABASE_SERVERS, server_, DatabaseName()});
   }
 
   std::string server_;
