@@ -52,9 +52,7 @@ class ConsoleFixture : public testing::Test {
     ASSERT_EQ(Console->Start(""), app::StartupResult::Running);
     ASSERT_TRUE(WaitFor([this] { return Children().size() == 2; }));
     Systems().StopTimers();
-    if (!Frame().isMinimized()) {
-      ShowActive(Frame());
-    }
+    ShowActive(Frame());
   }
   // Starts on a store with these traps and waits until the newest, which come by the receiver link, show.
   void StartWith(const std::vector<StoredTrap>& traps) {
