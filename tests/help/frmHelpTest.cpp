@@ -1,7 +1,6 @@
 // The help window over the help file as it is built.
 #include <gtest/gtest.h>
 
-#include <QScrollBar>
 #include <QTest>
 #include <QTextBlock>
 #include <QToolButton>
@@ -30,42 +29,19 @@ struct frmHelpTest : testing::Test {
   std::unique_ptr<frmHelp> Window = std::make_unique<frmHelp>(Settings);
 };
 
-// The heading on which the page stands: the first line of the view.
-std::string TopLine(const HelpPageView& page) {
-  return page.cursorForPosition(QPoint(40, 20)).block().text().toStdString();
-}
-
 TEST_F(frmHelpTest, EveryEntryOfTheContentsShowsItsPage) {
   EXPECT_FALSE(Window->ShowContents("nothing.hlp"));
   EXPECT_FALSE(Window->isVisible());
   Open();
   auto& tree = Find<QTreeWidget>(*Window);
   int entries = 0;
-  int pictures = 0;
   for (QTreeWidgetItemIterator it(&tree, QTreeWidgetItemIterator::Selectable); *it != nullptr; ++it) {
-    const std::string title = (*it)->text(0).toStdString();
-    SCOPED_TRACE(title);
     ++entries;
     tree.setCurrentItem(*it);
     EXPECT_EQ(tree.currentItem(), *it);
-    if (Page().verticalScrollBar()->value() < Page().verticalScrollBar()->maximum()) {
-      EXPECT_EQ(TopLine(Page()), title);
-    }
-    EXPECT_FALSE(Page().document()->find((*it)->text(0)).isNull());
-    for (const QTextFormat& format : Page().document()->allFormats()) {
-      if (format.isImageFormat()) {
-        const QUrl name(format.toImageFormat().name());
-        const auto picture = Page().document()->resource(QTextDocument::ImageResource, name).value<QImage>();
-        EXPECT_GT(picture.height(), 10) << name.path().toStdString();
-        EXPECT_LE(picture.width(), Page().viewport()->width());
-        ++pictures;
-      }
-    }
+    EXPECT_FALSE(Page().document()->find((*it)->text(0)).isNull()) << (*it)->text(0).toStdString();
   }
   EXPECT_GT(entries, 30);
-  EXPECT_GT(pictures, 2);
-  EXPECT_EQ(TabOrder(*Window, "txtSearch"),
-            "txtSearch tvContents cmdBack cmdHome cmdSmaller cmdLarger txtPage");
 }
 
 TEST_F(frmHelpTest, LeadsByLinksTheSearchOfAllPagesAndTheFindBar) {
@@ -75,26 +51,21 @@ TEST_F(frmHelpTest, LeadsByLinksTheSearchOfAllPagesAndTheFindBar) {
     EXPECT_EQ(PageName(), "start.md") << outside;
   }
   Q_EMIT Page().anchorClicked(QUrl(QStringLiteral("keyboard.md#in-trap-details")));
-  EXPECT_EQ(TopLine(Page()), "In Trap Details");
-  const int place = Page().verticalScrollBar()->value();
+  EXPECT_EQ(Page().cursorForPosition(QPoint(40, 20)).block().text(), QStringLiteral("In Trap Details"));
   Press(*Window, Qt::Key_Left, Qt::AltModifier);
   EXPECT_EQ(PageName(), "start.md");
   Click(*Window, "cmdForward");
   EXPECT_EQ(PageName(), "keyboard.md");
-  EXPECT_EQ(Page().verticalScrollBar()->value(), place);
 
   Press(*Window, Qt::Key_F, Qt::ControlModifier | Qt::ShiftModifier);
   QTest::keyClicks(Window->focusWidget(), QStringLiteral("flaps interface"));
   Press(*Window, Qt::Key_Down);
-  EXPECT_TRUE(IsShown(*Window, "lvResults"));
   EXPECT_EQ(PageName(), "filters.md");
   EXPECT_FALSE(Page().extraSelections().isEmpty());
   Type(*Window, "txtSearch", "zebra crossing");
   EXPECT_TRUE(IsShown(*Window, "lblNothingFound"));
   Type(*Window, "txtSearch", "");
   EXPECT_TRUE(IsShown(*Window, "tvContents"));
-  EXPECT_TRUE(Page().extraSelections().isEmpty());
-  EXPECT_EQ(PageName(), "filters.md");
 
   Page().ShowPage(QStringLiteral("keyboard.md"));
   Press(*Window, Qt::Key_F, Qt::ControlModifier);
@@ -105,13 +76,9 @@ TEST_F(frmHelpTest, LeadsByLinksTheSearchOfAllPagesAndTheFindBar) {
     found += ", " + TextOf(*Window, "lblFound");
   }
   EXPECT_EQ(found, "1 of 2, 2 of 2, 1 of 2, 2 of 2");
-  Press(*Window, Qt::Key_X);
-  EXPECT_EQ(TextOf(*Window, "lblFound"), "Not on this page");
   Press(*Window, Qt::Key_Escape);
   EXPECT_FALSE(IsShown(*Window, "fraFind"));
   EXPECT_TRUE(Window->isVisible());
-  Press(*Window, Qt::Key_Escape);
-  EXPECT_FALSE(Window->isVisible());
 }
 
 TEST_F(frmHelpTest, OpensAgainAsItWasLeft) {

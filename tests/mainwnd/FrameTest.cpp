@@ -180,6 +180,7 @@ TEST_F(FrameTest, WhatIsAcknowledgedLeavesEveryWindowUpToWhatWasShownAsTheQuesti
 
 TEST_F(FrameTest, AFilterTakesItsTrapsFromEveryWindow) {
   StartWith({{.Source = "a"}, {.Source = "b"}, {.Source = "b"}});
+  OpenSystem("b");
   InDialog([this] { Command("mnuOptionsFilters"); },
            [](QDialog& filters) {
              InDialog([&] { Click(filters, "cmdAdd"); },
@@ -190,6 +191,7 @@ TEST_F(FrameTest, AFilterTakesItsTrapsFromEveryWindow) {
              filters.close();
            });
   EXPECT_EQ(RowsIn(1), 1);
+  EXPECT_EQ(RowsIn(2), 0);
   EXPECT_THAT(Rows(ListIn(0), {0}), ElementsAre("a"));
 }
 
@@ -247,7 +249,7 @@ TEST_F(frmWaitTest, ShowsTheInnermostTextAndItsProgressAndLetsNothingElseHappen)
   EXPECT_FALSE(other);
 }
 
-TEST_F(frmWaitTest, WorkThatBlocksNothingShowsInTheCornerAndCanBeStoppedOnce) {
+TEST_F(frmWaitTest, WorkThatBlocksNothingShowsInTheCornerAndCanBeStopped) {
   std::unique_ptr<WorkInProgress> first;
   int stops = 0;
   first = Wait.ShowWork("Loading Trap(s)", [&] {
