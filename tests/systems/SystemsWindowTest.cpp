@@ -98,6 +98,7 @@ TEST_F(SystemsWindowTest, ShowsWhoSentTrapsAndWhatIsNews) {
   EXPECT_EQ(requests.takeLast()[1].value<const intake::System*>()->Name, "c");
   test::RightClick(List, {10, List.viewport()->height() - 5});
   EXPECT_EQ(requests.takeLast()[1].value<const intake::System*>(), nullptr) << "below the last row";
+  EXPECT_EQ(Window.SelectedSystem(), nullptr);
 }
 
 TEST_F(SystemsWindowTest, ASortedListMovesOnlyWhileNobodyReadsIt) {
