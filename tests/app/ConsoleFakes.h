@@ -10,9 +10,7 @@
 #include "app/Startup.h"
 #include "common/RegistryValues.h"
 #include "store/DatabaseError.h"
-#include "support/FakePlatform.h"
-#include "support/RecordingBusy.h"
-#include "support/ScriptedPrompts.h"
+#include "support/World.h"
 
 namespace korvane::test {
 
@@ -27,7 +25,7 @@ struct FakeConsole : app::SharedStore,
                      app::MainWindow,
                      app::MainWindowMaker,
                      app::SystemsWindow,
-                     intake::ReceiverLibrary {
+                     FakeLibrary {
   explicit FakeConsole(app::SharedStore* store = nullptr, ScriptedPrompts* prompt = nullptr)
       : Store(store != nullptr ? *store : *this), Prompt(prompt != nullptr ? *prompt : OwnPrompt) {
     Prompt.Calls = &Calls;
@@ -90,14 +88,10 @@ struct FakeConsole : app::SharedStore,
   std::size_t RowCount() const override { return TrapsInRows.size(); }
   bool RowHasTraps(std::size_t row) const override { return TrapsInRows.at(row) > 0; }
 
-  std::int32_t StartRecvEvents(std::int32_t) override { return intake::kReceiverThreadOk; }
-  std::int32_t GetEventFromList(intake::ReceivedTrap&) override { return 0; }
   std::int32_t StopRecvEvents() override {
     Calls.emplace_back("StopRecvEvents");
-    return StopAnswer;
+    return intake::kReceiverThreadOk + 1;  // that it did not stop holds nothing up
   }
-  bool KVResolveSystemName(const std::string&, std::string&) override { return false; }
-  intake::MailSettings GetDefaultMailSettings() override { return {}; }
 
   bool Read(const std::string& name) {
     Calls.push_back(name);
@@ -122,7 +116,6 @@ struct FakeConsole : app::SharedStore,
   std::string FailingRead;
   bool WritesFail = false;
   std::vector<int> TrapsInRows;  // of the Systems window
-  std::int32_t StopAnswer = intake::kReceiverThreadOk;
 };
 
 }  // namespace korvane::test

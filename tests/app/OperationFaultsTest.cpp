@@ -19,7 +19,6 @@
 #include "support/OdbcFaults.h"
 #include "support/Processes.h"
 #include "support/RulesWorld.h"
-#include "traps/TrapDetailForm.h"
 
 namespace korvane::test {
 namespace {
@@ -161,7 +160,8 @@ std::function<Work(Hands&)> ClosingFilters(std::function<void(FiltersForm&)> edi
 struct Manager : categories::CategoriesWindow {
   explicit Manager(
       Hands& hands, std::function<void(WizardForm&)> enter = [](WizardForm&) {})
-      : Operator(hands), Enter(std::move(enter)), Form(hands.ForCategories, *this), Opened(Form.Open()) {
+      : Operator(hands), Enter(std::move(enter)), Form(hands.ForCategories, *this) {
+    Form.Open();
     Form.SelectCategory(1);
   }
   bool DeleteFans() {
@@ -187,7 +187,6 @@ struct Manager : categories::CategoriesWindow {
   Hands& Operator;
   std::function<void(WizardForm&)> Enter;
   CategoriesForm Form;
-  bool Opened;
   bool Finished = false;
   bool Left = false;
 };
@@ -336,28 +335,6 @@ bool AcknowledgeSystem(Hands& hands, TrapsModel&, const intake::System& system) 
          systems::SystemAcknowledgement::Done;
 }
 
-Work SavingNotes(Hands& hands) {
-  std::shared_ptr<TrapsModel> window = hands.Open();
-  window->Reset();
-  auto order = std::make_shared<traplist::TrapOrder>(window->Rows(), traplist::SourceShown::SourceText);
-  auto form = std::make_shared<traps::TrapDetailForm>(
-      hands.Connection, hands.Windows, hands.Prompt, [](std::string_view text) { return std::string(text); });
-  const auto list = [window, order] { return traplist::ShownTraps{.Rows = window->Rows(), .Order = *order}; };
-  for (const std::size_t position : {0U, 1U}) {
-    form->Show(list(), position);
-    form->EditNotes("seen");
-  }
-  return {.Do = [form, list] { return form->Ok(list()); },
-          .Agrees =
-              [&hands, window] {
-                int noted = 0;
-                for (const std::size_t row : {0U, 1U}) {
-                  noted += window->Rows().At(row).EventNotes == "seen" ? 1 : 0;
-                }
-                return hands.Rows("EventTrap WHERE EventNotes = 'seen'") == noted;
-              }};
-}
-
 // Started over the real store, the rest of it being fakes.
 struct Run {
   explicit Run(Hands& hands) : Console(&Store, &hands.Prompt) {}
@@ -403,8 +380,6 @@ const Operation kOperations[] = {
        return {.Do = [form] { return form->Remove(0); },
                .Agrees = [form, stored] { return form->RowCount() == stored(); }};
      }},
-    {"\"Manage Categories\" opens",
-     [](Hands& hands) -> Work { return {.Do = [&hands] { return Manager(hands).Opened; }}; }},
     Managing(
         "a category is made", [](Manager& m) { return m.Form.CreateCategory(); }, EnterTrap),
     Managing(
@@ -451,10 +426,6 @@ const Operation kOperations[] = {
     {"a system's window is closed",
      Acknowledging(traps::WindowKind::PerSystem,
                    [](Hands&, TrapsModel& window, const intake::System&) { return window.MayClose(); })},
-    {.Name = "notes of two traps are saved",
-     .Prepare = SavingNotes,
-     .Partly = {{"UPDATE EventTrap SET EventNotes = 'seen' WHERE SequenceNumber = 1"},
-                {"UPDATE EventTrap SET EventNotes = 'seen' WHERE SequenceNumber = 2"}}},
 };
 
 class OperationFaultsTest : public testing::TestWithParam<Fault> {

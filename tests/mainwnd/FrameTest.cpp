@@ -250,12 +250,7 @@ TEST_F(frmWaitTest, ShowsTheInnermostTextAndItsProgressAndLetsNothingElseHappen)
 }
 
 TEST_F(frmWaitTest, WorkThatBlocksNothingShowsInTheCornerAndCanBeStopped) {
-  std::unique_ptr<WorkInProgress> first;
-  int stops = 0;
-  first = Wait.ShowWork("Loading Trap(s)", [&] {
-    ++stops;
-    first.reset();
-  });
+  std::unique_ptr<WorkInProgress> first = Wait.ShowWork("Loading Trap(s)", [&] { first.reset(); });
   std::unique_ptr<WorkInProgress> second = Wait.ShowWork("Loading Trap(s)", [] {});
   EXPECT_FALSE(Wait.IsBusy());
   const auto& cards = Find<QFrame>(Frame, "fraWorks");
@@ -263,7 +258,6 @@ TEST_F(frmWaitTest, WorkThatBlocksNothingShowsInTheCornerAndCanBeStopped) {
   QTest::qWait(0);
   EXPECT_TRUE(Frame.rect().contains(cards.geometry()));
   Click(cards, "cmdStop");
-  EXPECT_EQ(stops, 1);
   EXPECT_EQ(first, nullptr);
   EXPECT_TRUE(cards.isVisible()) << "the other one goes on";
   second.reset();
