@@ -1,23 +1,132 @@
-#include "app/ConsoleFixture.h"
+// The whole console on an embedded store of its own, from its start to its end, and what the commands of its
+// frame do to windows, store and counts: real windows, receiver link and intake, while the machine and the
+// prompts are fakes.  Ticks are made by the tests.
+#include "app/ConsoleApp.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QMenu>
+#include <QPlainTextEdit>
 #include <QProcess>
 #include <QScreen>
+#include <QTableView>
 #include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
 
 #include "app/StartupChecks.h"
+#include "common/RegistryValues.h"
+#include "common/qt/KorvaneStyle.h"
+#include "mainwnd/ChildArea.h"
+#include "mainwnd/CommandTable.h"
 #include "mainwnd/FrameCaption.h"
 #include "mainwnd/frmWait.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/qt/QtRunningInstance.h"
+#include "support/FakePlatform.h"
 #include "support/Processes.h"
+#include "support/ScriptedPrompts.h"
+#include "support/TestStore.h"
+#include "support/WindowDriver.h"
+#include "systems/frmDevices.h"
+#include "traps/TrapsTableModel.h"
 
 namespace korvane::test {
 namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
 
-using ConsoleTest = ConsoleFixture;
+const std::string kAllTraps = "All Traps ";
+constexpr int kClears = 7;  // the column of the Systems window
+
+class ConsoleTest : public testing::Test {
+ protected:
+  ConsoleTest() {
+    static const bool styled = (ApplyKorvaneStyle(*qApp), true);
+    EXPECT_TRUE(styled);
+    Machine.Registry.PutText(kManagerKey, kInstallPathValue, "/opt/korvane");
+  }
+
+  void Start() {
+    Console = std::make_unique<app::ConsoleApp>(app::ConsoleHost{.Registry = Machine.Registry,
+                                                                 .Settings = Machine.Settings,
+                                                                 .Groups = Machine.Groups,
+                                                                 .Instance = Machine.Instance,
+                                                                 .Sockets = Machine.Sockets,
+                                                                 .Services = Machine.Services,
+                                                                 .Programs = Machine.Programs,
+                                                                 .Directories = Machine.Directories,
+                                                                 .Clock = Machine.Clock,
+                                                                 .Names = std::make_shared<FakeHostNames>(),
+                                                                 .Prompt = Prompt,
+                                                                 .End = [this] { ++Ended; }});
+    ASSERT_EQ(Console->Start(""), app::StartupResult::Running);
+    ASSERT_TRUE(WaitFor([this] { return Children().size() == 2; }));
+    Systems().StopTimers();
+    ShowActive(Frame());
+  }
+  // Starts on a store with these traps and waits until the newest, which come by the receiver link, show.
+  void StartWith(const std::vector<StoredTrap>& traps) {
+    Store.AddTraps(traps);
+    Start();
+    ASSERT_TRUE(TickUntil([&] { return RowsIn(1) == static_cast<int>(traps.size()); }));
+  }
+  bool TickUntil(const std::function<bool()>& condition) {
+    return WaitFor([&] {
+      Q_EMIT Find<QTimer>(Systems(), "tmrCheckTraps").timeout({});
+      return condition();
+    });
+  }
+
+  mainwnd::frmMain& Frame() { return *Console->Frame(); }
+  systems::frmDevices& Systems() { return *Frame().Systems(); }
+  mainwnd::ChildArea& Area() { return Find<mainwnd::ChildArea>(Frame()); }
+  const std::vector<mainwnd::ChildWindow*>& Children() { return Area().InCreationOrder(); }
+  mainwnd::ChildWindow& Child(std::size_t i) { return *Children().at(i); }
+  std::vector<std::string> Captions() {
+    std::vector<std::string> captions;
+    for (const auto* child : Children()) {
+      captions.push_back(child->widget()->windowTitle().toStdString());
+    }
+    return captions;
+  }
+  QTableView& ListIn(std::size_t child) { return Find<QTableView>(Child(child)); }
+  int RowsIn(std::size_t child) { return ListIn(child).model()->rowCount(); }
+  void Command(const char* name) { Frame().Menus().Item(name).trigger(); }
+
+  QMenu& SystemsPopUp() { return Frame().Menus().PopUp(mainwnd::kSystemsPopUp); }
+  // Opens the pop-up of a system in the Systems window and leaves it by Escape; its items stay as they were.
+  void PopUpSystem(const std::string& system) {
+    const std::vector<std::string> names = Rows(ListIn(0), {0});
+    const auto row = std::ranges::find(names, system) - names.begin();
+    RightClick(ListIn(0), CentreOf(ListIn(0), static_cast<int>(row)));
+    ASSERT_TRUE(SystemsPopUp().isVisible());
+    SystemsPopUp().close();
+  }
+  void OpenSystem(const std::string& system) {
+    PopUpSystem(system);
+    Command("mnufrmDevicesPopUpMenuViewTraps");
+  }
+  void OpenReport() {
+    InDialog([this] { Command("tbReport"); }, [](QDialog& dialog) { Press(dialog, Qt::Key_Return); });
+  }
+  int Unacknowledged(const std::string& source) {
+    return Store.Number("SELECT COUNT(*) FROM EventTrap WHERE EventAck = 0 AND Source = '" + source + "'");
+  }
+
+  SqliteStore Store;
+  FakePlatform Machine;
+  ScriptedPrompts Prompt;
+  std::unique_ptr<app::ConsoleApp> Console;
+  int Ended = 0;
+};
+
+using FrameTest = ConsoleTest;
 
 TEST_F(ConsoleTest, ATrapStoredByTheReceiverShowsInBothWindows) {
   Store.AddDefinition("1.3.6.1.4.1.9", 7, "fanFailed", "acme");
@@ -107,6 +216,184 @@ TEST_F(ConsoleTest, ItsWindowsComeBackWhereTheyWereOrOntoAScreen) {
   Frame().showMinimized();
   Frame().close();
   EXPECT_EQ(settings, saved) << "nobody moved anything, and an icon's place is none";
+}
+
+TEST_F(FrameTest, ArrangesTheWindowsThatAreNotIconsAndKeepsItsTitle) {
+  StartWith({{.Source = "a"}, {.Source = "b"}});
+  EXPECT_EQ(Child(0).geometry().united(Child(1).geometry()), Area().viewport()->rect());
+  OpenSystem("a");
+  OpenSystem("b");
+  ASSERT_THAT(Captions(), ElementsAre("Systems", kAllTraps, "Traps On 'a' ", "Traps On 'b' "));
+  Child(1).showMinimized();
+  Child(2).showMaximized();
+  EXPECT_EQ(Frame().windowTitle(), QStringLiteral("Korvane Manager Console "))
+      << "a second copy looks for it";
+  Command("mnuWindowTileHorizontal");
+  int next = 0;
+  for (const std::size_t i : {0U, 2U, 3U}) {
+    const QRect place = Child(i).geometry();
+    EXPECT_EQ(place, QRect(0, next, Area().viewport()->width(), place.height()));
+    next = place.bottom() + 1;
+  }
+  EXPECT_EQ(next, Child(1).geometry().top()) << "the icon stays in sight";
+  Command("mnuWindowCascade");
+  EXPECT_EQ(Child(3).pos() - Child(2).pos(), Child(2).pos() - Child(0).pos());
+  EXPECT_TRUE(Child(1).isMinimized());
+}
+
+TEST_F(FrameTest, OpensRenamesAndClosesWindowsButTheSystemsWindow) {
+  Start();
+  for (const Qt::Key closing : {Qt::Key_F4, Qt::Key_W}) {
+    for (const Qt::Key key : {Qt::Key_Escape, Qt::Key_Return}) {
+      ShowActive(Frame());
+      InDialog([this] { QTest::keyClick(&Frame(), Qt::Key_N, Qt::ControlModifier); },
+               [key](QDialog& dialog) {
+                 Type(dialog, "txtWindowName", "Mine");
+                 Press(dialog, key);
+               });
+      EXPECT_EQ(Children().size(), key == Qt::Key_Escape ? 2U : 3U);
+    }
+    EXPECT_EQ(Area().Active(), &Child(2));
+    for (const char* name : {"", "<b>Core</b> & 'edge' "}) {
+      Prompt.WillAnswerText(name);
+      Command("mnuEditRenameWindow");
+      EXPECT_THAT(Captions().back(), HasSubstr(*name == '\0' ? "Mine" : name));
+    }
+    ShowActive(Frame());
+    QTest::keyClick(&Frame(), closing, Qt::ControlModifier);
+    ASSERT_EQ(Children().size(), 2U);
+    Child(0).BringUp();
+    QTest::keyClick(&Frame(), closing, Qt::ControlModifier);
+    EXPECT_EQ(Children().size(), 2U);
+    EXPECT_TRUE(Child(0).isMinimized());
+  }
+}
+
+TEST_F(FrameTest, CloseAllAsksFromTheLastToTheFirstAndKeepsTheSystemsWindow) {
+  StartWith({{.Source = "a"}, {.Source = "b"}});
+  OpenSystem("a");
+  OpenReport();
+  OpenSystem("b");
+  ASSERT_EQ(Children().size(), 5U);
+  Prompt.WillAnswer(PromptAnswer::No);
+  Prompt.WillAnswer(PromptAnswer::No);
+  Command("mnuWindowCloseAll");
+  EXPECT_THAT(Captions(), ElementsAre("Systems"));
+  ASSERT_EQ(Prompt.Questions().size(), 2U);
+  EXPECT_EQ(Prompt.Questions()[0].Text, "Do you want to acknowledge all traps for 'b'?");
+  EXPECT_EQ(Unacknowledged("a") + Unacknowledged("b"), 2);
+}
+
+TEST_F(FrameTest, WithoutWindowsCommandsSayThatTheyNeedOneOrDoNothing) {
+  StartWith({{.Source = "a"}});
+  PopUpSystem("a");
+  Frame().DestroyChildren();
+  for (const mainwnd::Command& command : mainwnd::Commands()) {
+    const std::string name(command.Name);
+    if (command.Needs != mainwnd::ActiveWindow::NotAsked || name.starts_with("mnuWindowT") ||
+        name.starts_with("mnuWindowC") || name.starts_with("mnufrmDevices")) {
+      Prompt.Clear();
+      Command(name.c_str());
+      EXPECT_EQ(Prompt.LastMessage(), command.NoWindow) << name;
+      EXPECT_THAT(Captions(), IsEmpty()) << name;
+    }
+  }
+  EXPECT_EQ(Unacknowledged("a"), 1);
+}
+
+TEST_F(FrameTest, NotesOnATrapAreSavedAndShownInEveryWindow) {
+  StartWith({{.EventTime = static_cast<std::int32_t>(Machine.Clock.Utc) - 1, .Source = "a"}});
+  OpenSystem("a");
+  OpenReport();
+  ASSERT_TRUE(WaitFor([this] { return RowsIn(3) == 1; }));
+  Child(1).BringUp();
+  InDialog([this] { Command("tbTrapDetails"); },
+           [](QDialog& dialog) {
+             Find<QPlainTextEdit>(dialog, "txtUserNotes").setPlainText(QStringLiteral("seen"));
+             Click(dialog, "cmdOK");
+           });
+  for (const std::size_t window : {1U, 2U, 3U}) {
+    const auto& table = dynamic_cast<const traps::TrapsTableModel&>(*ListIn(window).model());
+    EXPECT_EQ(table.Rows().At(0).EventNotes, "seen");
+  }
+}
+
+TEST_F(FrameTest, WhatIsAcknowledgedLeavesEveryWindowUpToWhatWasShownAsTheQuestionCameUp) {
+  StartWith({{.EventTime = 10, .Source = "R&D"},
+             {.EventTime = 20, .Source = "R&D"},
+             {.EventTime = 20, .Source = "b"}});
+  OpenSystem("R&D");
+  EXPECT_EQ(SystemsPopUp().actions()[0]->text(), QStringLiteral("View Traps For 'R&&D'"));
+  EXPECT_EQ(SystemsPopUp().actions()[1]->text(), QStringLiteral("Clear / Acknowledge Trap(s) For 'R&&D'"));
+  Child(1).BringUp();
+  OpenSystem("R&D");
+  EXPECT_EQ(Children().size(), 3U) << "opened once and brought up again";
+  EXPECT_EQ(Area().Active(), &Child(2));
+
+  Child(1).BringUp();
+  Command("mnuEditAcknowledge");
+  EXPECT_EQ(Unacknowledged("R&D"), 2) << "nothing is selected";
+  ListIn(1).selectRow(0);
+  Command("mnufrmTrapsPopUpMenuAcknowledge");
+  EXPECT_EQ(Unacknowledged("R&D"), 1);
+  EXPECT_EQ(RowsIn(1), 2);
+  EXPECT_EQ(RowsIn(2), 1);
+  EXPECT_THAT(Rows(ListIn(0), {0, kClears}), ElementsAre("R&D|1", "b|1"));
+
+  PopUpSystem("R&D");
+  Prompt.WillAnswer(PromptAnswer::No);
+  Command("mnufrmDevicesPopUpMenuAcknowledge");
+  EXPECT_EQ(Unacknowledged("R&D"), 1);
+  Store.AddTrap({.EventTime = 40, .Source = "R&D"});
+  Prompt.WhileAsked = [this] { EXPECT_TRUE(TickUntil([this] { return RowsIn(1) == 3; })); };
+  Prompt.WillAnswer(PromptAnswer::Yes);
+  Command("mnufrmDevicesPopUpMenuAcknowledge");
+  EXPECT_EQ(Unacknowledged("R&D"), 1) << "what came while the question was open has not been seen";
+  EXPECT_EQ(Store.Number("SELECT EventAck FROM EventTrap WHERE EventTime = 40"), 0);
+  EXPECT_EQ(Unacknowledged("b"), 1);
+  EXPECT_THAT(Rows(ListIn(0), {0, kClears}), ElementsAre("R&D|1", "b|1"));
+  EXPECT_EQ(RowsIn(1), 2);
+}
+
+TEST_F(FrameTest, AFilterTakesItsTrapsFromEveryWindow) {
+  StartWith({{.Source = "a"}, {.Source = "b"}, {.Source = "b"}});
+  OpenSystem("b");
+  InDialog([this] { Command("mnuOptionsFilters"); },
+           [](QDialog& filters) {
+             InDialog([&] { Click(filters, "cmdAdd"); },
+                      [](QDialog& filter) {
+                        Type(filter, "txtSource", "b");
+                        Press(filter, Qt::Key_Return);
+                      });
+             filters.close();
+           });
+  EXPECT_EQ(RowsIn(1), 1);
+  EXPECT_EQ(RowsIn(2), 0);
+  EXPECT_THAT(Rows(ListIn(0), {0}), ElementsAre("a"));
+}
+
+// The MIB compiler is a program of its own: what it stored is there when the operator comes back from it.
+TEST_F(FrameTest, DefinitionsThatWereCompiledMeanwhileShowWhenTheOperatorIsBack) {
+  StartWith({{.EnterpriseOid = "1.3.6.1.4.1.99", .SpecificTrap = 1}});
+  const std::string number = "1.3.6.1.4.1.99.0.1";
+  const auto nameWhenBack = [this] {
+    QEvent back(QEvent::WindowActivate);
+    QApplication::sendEvent(&Frame(), &back);
+    QApplication::processEvents();
+    return Rows(ListIn(1), {2}).front();
+  };
+  Command("mnuToolsMibCompiler");
+  EXPECT_EQ(nameWhenBack(), number) << "nothing was compiled yet";
+  Store.AddDefinition("1.3.6.1.4.1.99", 1, "doorOpen", "acme");
+  EXPECT_EQ(nameWhenBack(), "doorOpen");
+  InDialog([this] { Command("mnuHelpAbout"); },
+           [&](QDialog& dialog) {
+             Store.Execute("UPDATE EventStructure SET SpecificTrap = 'doorOpened' WHERE RequestType = 1");
+             EXPECT_EQ(nameWhenBack(), "doorOpen") << "nothing changes below a dialog";
+             dialog.close();
+           });
+  EXPECT_EQ(nameWhenBack(), "doorOpened") << "and each time";
+  EXPECT_EQ(RowsIn(1), 1);
 }
 
 // The real program, offscreen, with settings and a run-time directory of its own.

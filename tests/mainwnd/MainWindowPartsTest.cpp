@@ -1,5 +1,9 @@
+// The parts of the frame: its commands, the places of its windows, the programs that it starts, its busy box.
 #include <gtest/gtest.h>
 
+#include <QProgressBar>
+#include <QTest>
+#include <QTimer>
 #include <algorithm>
 #include <set>
 #include <string>
@@ -11,8 +15,10 @@
 #include "mainwnd/CommandTable.h"
 #include "mainwnd/FirstPlaces.h"
 #include "mainwnd/HelperPrograms.h"
+#include "mainwnd/frmWait.h"
 #include "support/FakePlatform.h"
 #include "support/ScriptedPrompts.h"
+#include "support/WindowDriver.h"
 
 namespace korvane::test {
 namespace {
@@ -103,6 +109,51 @@ TEST(FirstPlacesTest, WhatWasSavedComesBackAndDamageDoesNot) {
                               "0 0 99999999999 3800 0 3800 10000 10000", "a b c d e f g h"}) {
     EXPECT_EQ(mainwnd::PlacesFromText(damaged), std::nullopt) << damaged;
   }
+}
+
+struct frmWaitTest : testing::Test {
+  frmWaitTest() {
+    Frame.resize(800, 600);
+    Frame.show();
+    QTest::qWait(0);
+  }
+  QWidget Frame;
+  mainwnd::frmWait Wait{&Frame};
+};
+
+TEST_F(frmWaitTest, ShowsTheInnermostTextAndItsProgressAndLetsNothingElseHappen) {
+  bool other = false;
+  QTimer::singleShot(0, &Frame, [&] { other = true; });
+  const auto& bar = Find<QProgressBar>(Wait, "prgWait");
+  Wait.ShowBusy("Loading Trap(s)");
+  Wait.ShowProgress(2500, 10000);
+  EXPECT_TRUE(bar.isVisible());
+  EXPECT_EQ(bar.value() * 4, bar.maximum());
+  Wait.ShowBusy("Acknowledging <all> Trap(s)");
+  EXPECT_EQ(TextOf(Wait, "lblInfo"), "Acknowledging <all> Trap(s)");
+  EXPECT_FALSE(bar.isVisible()) << "the progress was the outer work's";
+  Wait.ShowFree();
+  EXPECT_EQ(TextOf(Wait, "lblInfo"), "Loading Trap(s)");
+  EXPECT_TRUE(Wait.IsBusy());
+  Wait.ShowFree();
+  Wait.ShowFree();
+  EXPECT_FALSE(Wait.isVisible() || Wait.IsBusy());
+  EXPECT_FALSE(other);
+}
+
+TEST_F(frmWaitTest, WorkThatBlocksNothingShowsInTheCornerAndCanBeStopped) {
+  std::unique_ptr<WorkInProgress> first = Wait.ShowWork("Loading Trap(s)", [&] { first.reset(); });
+  std::unique_ptr<WorkInProgress> second = Wait.ShowWork("Loading Trap(s)", [] {});
+  EXPECT_FALSE(Wait.IsBusy());
+  const auto& cards = Find<QFrame>(Frame, "fraWorks");
+  Frame.resize(700, 500);
+  QTest::qWait(0);
+  EXPECT_TRUE(Frame.rect().contains(cards.geometry()));
+  Click(cards, "cmdStop");
+  EXPECT_EQ(first, nullptr);
+  EXPECT_TRUE(cards.isVisible()) << "the other one goes on";
+  second.reset();
+  EXPECT_FALSE(cards.isVisible());
 }
 
 }  // namespace
