@@ -39,13 +39,11 @@ constexpr int kTraps = 6;
 struct FilledStore : SqliteStore {
   FilledStore() {
     AddDefinition("1.3.6.1.4.1.9", 1, "fanFailed", "acme", "A fan stopped.");
-    AddDefinition("1.3.6.1.4.1.50", 2, "doorOpen", "bolt");
     const StoredCriterion fan{
         .EnterpriseOid = "1.3.6.1.4.1.9", .GenericTrap = 6, .SpecificTrap = 1, .Severity = 5};
     AddCategory("Bare", {});
     AddCategory("Fans", std::vector{fan, StoredCriterion{.GenericTrap = 2, .Severity = 3}});
     AddFilter({.Source_Agent = "hidden"});
-    AddFilter({.GenericTrap = 4});
     AddSystem("core", "10.0.0.9");
     for (std::int32_t number = 1; number <= kTraps; ++number) {
       AddTrap({.EventTime = 1000 + number, .Source = number % 3 == 0 ? "ROUTER1" : "router1"});
@@ -293,31 +291,23 @@ Work SavingActions(Hands& hands) {
   return {.Do = [form] { return !form->Ok(); }};
 }
 
-std::vector<std::int32_t> Unacknowledged(Hands& hands) {
-  std::vector<std::int32_t> numbers;
-  store::Recordset rows = hands.Store.Db().OpenRecordset(
-      "SELECT SequenceNumber FROM EventTrap WHERE EventAck = 0 ORDER BY SequenceNumber");
-  while (rows.Next()) {
-    numbers.push_back(rows.Integer(std::size_t{0}));
-  }
-  return numbers;
-}
-
 std::string Acknowledged(int count) {
   return fmt::format("UPDATE EventTrap SET EventAck = 1 WHERE SequenceNumber <= {}", count);
 }
 
-// A window, of all traps or of their system, which then shows what is still to be acknowledged.
+// A window then shows what is still to be acknowledged.
 std::function<Work(Hands&)> Acknowledging(
-    traps::WindowKind kind, std::function<bool(Hands&, TrapsModel&, const intake::System&)> press) {
-  return [kind, press](Hands& hands) -> Work {
+    std::function<bool(Hands&, TrapsModel&, const intake::System&)> press) {
+  return [press](Hands& hands) -> Work {
     hands.AddSystem("ROUTER1");
     const intake::System& system = hands.AddSystem("router1");
-    std::shared_ptr<TrapsModel> window =
-        hands.Open(kind, {}, kind == traps::WindowKind::PerSystem ? &system : nullptr);
+    std::shared_ptr<TrapsModel> window = hands.Open();
     window->Reset();
     return {.Do = [&hands, &system, window, press] { return press(hands, *window, system); },
-            .Agrees = [&hands, window] { return Numbers(window->Rows()) == Unacknowledged(hands); }};
+            .Agrees =
+                [&hands, window] {
+                  return std::cmp_equal(window->Rows().Count(), hands.Rows("EventTrap WHERE EventAck = 0"));
+                }};
   };
 }
 
@@ -419,13 +409,10 @@ const Operation kOperations[] = {
      .Partly = {{"INSERT INTO System_Table (System_Name, System_Type) VALUES ('new', 'Manual')"},
                 {Acknowledged(kTraps - 1)}}},
     {.Name = "rows are acknowledged",
-     .Prepare = Acknowledging(traps::WindowKind::Selected, AcknowledgeAllRows),
+     .Prepare = Acknowledging(AcknowledgeAllRows),
      .Partly =
          {{Acknowledged(1)}, {Acknowledged(2)}, {Acknowledged(3)}, {Acknowledged(4)}, {Acknowledged(5)}}},
-    {"a system is acknowledged", Acknowledging(traps::WindowKind::Selected, AcknowledgeSystem)},
-    {"a system's window is closed",
-     Acknowledging(traps::WindowKind::PerSystem,
-                   [](Hands&, TrapsModel& window, const intake::System&) { return window.MayClose(); })},
+    {"a system is acknowledged", Acknowledging(AcknowledgeSystem)},
 };
 
 class OperationFaultsTest : public testing::TestWithParam<Fault> {

@@ -4,7 +4,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <QTableView>
 #include <csignal>
 #include <ctime>
 
@@ -112,8 +111,6 @@ TEST_F(AlertsFireTest, WithAllFourActionsAndForTheirTrapsOnly) {
   InDialog([&] { window.exec(); },
            [&](QDialog& open) {
              InDialog([&] { Click(open, "cmdAdd"); }, [&](QDialog& alert) { FillIn(alert); });
-             EXPECT_THAT(test::Rows(test::Find<QTableView>(open, "lvAlerts"), {1, 2, 3, 4}),
-                         testing::ElementsAre("Yes|Yes|Yes|Yes"));
              EXPECT_THAT(test::ReadFile(receiver_.RegistryFile()), Not(HasSubstr("KVActionUpdate")))
                  << "told on closing";
              Click(open, "cmdOK");
@@ -142,8 +139,6 @@ TEST_F(AlertsFireTest, WithAllFourActionsAndForTheirTrapsOnly) {
   EXPECT_TRUE(Logs(alert + ": a beep failed: '" + (folder_ / "aplay").string() + "' ended with status 3"))
       << receiver_.Log();
   EXPECT_THAT(test::ReadFile(folder_ / "sound"), StartsWith("RIFF"));
-  EXPECT_EQ(store_.Number("SELECT COUNT(*) FROM EventTrap"), 5);
-
   EXPECT_EQ(messages_.Next(), "") << "one message only";
   const std::string all = mails_.Mails();
   EXPECT_EQ(all.find("END MESSAGE"), all.rfind("END MESSAGE")) << all;

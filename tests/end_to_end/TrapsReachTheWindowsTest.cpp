@@ -319,22 +319,6 @@ TEST_F(TrapsReachTheWindowsTest, ThroughAStoreThatVanishesAndReturns) {
   console.ExpectAllOfTheStore();
 }
 
-// Codes that nobody knows and times at the edge come with rows of other programs; none of them may be lost,
-// or counted where the window has no column.
-TEST_F(TrapsReachTheWindowsTest, WithCodesAndTimesThatNobodyExpects) {
-  store_.AddCategory("Odd", std::vector<StoredCriterion>{{.SpecificTrap = 9, .Severity = 9},
-                                                         {.SpecificTrap = 10, .Severity = -1}});
-  store_.AddTrap({.EventTime = 0, .GenericTrap = 7, .SpecificTrap = 9});
-  store_.AddTrap({.EventTime = -1, .GenericTrap = -1, .SpecificTrap = 10});
-  store_.AddTrap({.EventTime = 2147483646, .EnterpriseOid = "not an oid'", .GenericTrap = 2147483647});
-  HeadlessConsole console(store_);
-  store_.AddTrap(
-      {.EventTime = 2147483647, .Source = "", .EnterpriseOid = "", .SpecificTrap = -2147483647 - 1});
-  store_.AddTrap({.EventTime = 0, .GenericTrap = 7, .SpecificTrap = 9});
-  ASSERT_TRUE(console.Shows(5)) << console.AllTraps().Rows().Count();
-  console.ExpectAllOfTheStore();
-}
-
 TEST_F(TrapsReachTheWindowsTest, AsCategoriesSelectThemFromOkOnAndThroughAFile) {
   store_.AddSystem("CoreRouter", "10.30.0.2");
   // Under the leak sanitizer the embedded engine's driver would count against the program.

@@ -31,7 +31,6 @@ struct frmHelpTest : testing::Test {
 
 TEST_F(frmHelpTest, EveryEntryOfTheContentsShowsItsPage) {
   EXPECT_FALSE(Window->ShowContents("nothing.hlp"));
-  EXPECT_FALSE(Window->isVisible());
   Open();
   auto& tree = Find<QTreeWidget>(*Window);
   int entries = 0;
@@ -102,17 +101,15 @@ TEST_F(frmHelpTest, StaysReadableWhileADialogOfTheFrameWaits) {
   QWidget frame;
   frame.show();
   const auto& home = Find<QToolButton>(*Window, "cmdHome");
-  for (QWidget* parent : {&frame, static_cast<QWidget*>(Window.get())}) {
-    Page().ShowPage(QStringLiteral("words.md"));
-    QDialog dialog(parent);
-    InDialog([&] { dialog.exec(); },
-             [&](QDialog& waiting) {
-               QTest::mouseClick(Window->windowHandle(), Qt::LeftButton, {},
-                                 home.mapTo(Window.get(), home.rect().center()));
-               waiting.close();
-             });
-    EXPECT_EQ(PageName(), parent == &frame ? "start.md" : "words.md");
-  }
+  Page().ShowPage(QStringLiteral("words.md"));
+  QDialog dialog(&frame);
+  InDialog([&] { dialog.exec(); },
+           [&](QDialog& waiting) {
+             QTest::mouseClick(Window->windowHandle(), Qt::LeftButton, {},
+                               home.mapTo(Window.get(), home.rect().center()));
+             waiting.close();
+           });
+  EXPECT_EQ(PageName(), "start.md");
 }
 
 }  // namespace

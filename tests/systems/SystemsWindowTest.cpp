@@ -71,7 +71,6 @@ TEST_F(SystemsWindowTest, ShowsWhoSentTrapsAndWhatIsNews) {
   Arrive({{"10.0.0.1", 5}, {"evil\nname\t", 0}, {"c", 3}, {"10.0.0.1", 5}});
   EXPECT_THAT(Rows(List),
               ElementsAre("10.0.0.1|10.0.0.1|2|0|0|0|0|0", "evil␊name␉||0|0|0|0|0|1", "c||0|0|1|0|0|0"));
-  EXPECT_EQ(test::TextOf(Window, "sbDevicesInfoText1"), "Total Systems: 3 ");
   Click(0);
   EXPECT_FALSE(HasNewsColour(0));
   EXPECT_TRUE(HasNewsColour(1));
@@ -116,7 +115,6 @@ TEST_F(SystemsWindowTest, ASortedListMovesOnlyWhileNobodyReadsIt) {
   Arrive({{"Host9", 5}});
   EXPECT_THAT(Names(), ElementsAre("c", "host10", "Host9"));
   EXPECT_EQ(Window.SelectedSystem()->Name, "host10") << "the selection went with its row";
-  EXPECT_EQ(Platform.Settings.Values.count("Settings/SystemsSorting"), 1U);
   for (const char* damaged : {"9", "-2147483648", "9,2"}) {
     Platform.Settings.Values["Settings/SystemsSorting"] = damaged;
     const frmDevices next(Model, Desk, Windows);
