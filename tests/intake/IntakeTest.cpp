@@ -85,7 +85,6 @@ class IntakeTest : public testing::Test {
     intake_.CheckTraps();
     return partners_.Calls;
   }
-  static std::string LogText() { return test::ReadFile("KVConsole.Log"); }
 
   const std::filesystem::path home_ = std::filesystem::current_path();
   test::World world_;
@@ -96,33 +95,20 @@ class IntakeTest : public testing::Test {
                  partners_, world_.State, world_.Prompt,     world_.DebugLog};
 };
 
-TEST_F(IntakeTest, AnythingButTwoThousandIsAFailureThatIsShownOnce) {
+TEST_F(IntakeTest, ATickDrainsTheListAndThenRefreshesInCreationOrder) {
   intake_.StartIntake(77);
   EXPECT_TRUE(world_.Prompt.Messages().empty());
   EXPECT_EQ(partners_.StartedAt, 77);
   EXPECT_EQ(world_.State.gLastTrapTime, 77);
-  for (const std::int32_t answer : {0, 1, -1, 2001}) {
-    world_.Prompt.Clear();
-    partners_.StartAnswer = answer;
-    intake_.StartIntake(77);
-    EXPECT_EQ(world_.Prompt.Messages(),
-              (std::vector<test::ScriptedPrompts::Shown>{
-                  {"Could not start thread to receive new traps. You may not be able to view new incoming "
-                   "traps. If the problem persists, please contact support at " +
-                       SupportContact(),
-                   PromptIcon::Critical}}));
-  }
-  EXPECT_EQ(Tick(), "empty, status");
-}
-
-TEST_F(IntakeTest, ATickDrainsTheListAndThenRefreshesInCreationOrder) {
+  partners_.StartAnswer = 2001;
+  intake_.StartIntake(77);
+  EXPECT_TRUE(world_.Prompt.LastMessage().starts_with("Could not start thread to receive new traps. "));
   partners_.Windows = {&b_, &a_};
   world_.Store.AddDefinition("1.3.6.1.4.1.9", 1, "fanFailed", "Acme");
   EXPECT_EQ(
       Tick({Trap(1), Trap(2)}),
       "get 1, count 1, B 1 fanFailed dabcdef, A 1 fanFailed dabcdef, "
       "get 2, count 2, B 2 fanFailed dabcdef, A 2 fanFailed dabcdef, empty, status, B status, A status");
-  EXPECT_EQ(Tick(), "empty, status, B status, A status");
 
   partners_.Windows = {&a_};
   world_.Filters.Assign({params::TrapFilter{.SourceAgent = "ROUTER one"}});
@@ -146,13 +132,11 @@ TEST_F(IntakeTest, TextsAreCutAtTheirFirstNulBeforeTheyAreJoined) {
     *text += std::string("\0junk", 5);
   }
   Tick({trap});
-  EXPECT_EQ(partners_.Counted.Source, "192.0.2.1");
-  EXPECT_EQ(partners_.Counted.SystemName, "Router One");
-  EXPECT_EQ(partners_.Counted.SystemAddress, "192.0.2.1");
-  EXPECT_EQ(partners_.Counted.EnterpriseOid, "1.3.6.1.4.1.9");
-  EXPECT_EQ(partners_.Counted.EventDescription(), "d");
-  EXPECT_EQ(partners_.Counted.Event_ExtDescr(), "abcdef");
-  EXPECT_EQ(partners_.Counted.EventNotes, "known beside the record");
+  const store::IncomingTrap& counted = partners_.Counted;
+  EXPECT_EQ(fmt::format("{}|{}|{}|{}|{}|{}|{}", counted.Source, counted.SystemName, counted.SystemAddress,
+                        counted.EnterpriseOid, counted.EventDescription(), counted.Event_ExtDescr(),
+                        counted.EventNotes),
+            "192.0.2.1|Router One|192.0.2.1|1.3.6.1.4.1.9|d|abcdef|known beside the record");
 }
 
 TEST_F(IntakeTest, ATrapWhoseLookupFailsIsTriedAgainAndThenAdmittedWithoutADefinition) {
@@ -161,7 +145,7 @@ TEST_F(IntakeTest, ATrapWhoseLookupFailsIsTriedAgainAndThenAdmittedWithoutADefin
   partners_.Windows = {&a_};
   world_.Store.Execute("ALTER TABLE EventStructure RENAME TO Elsewhere");
   EXPECT_EQ(Tick({Trap(1), Trap(2), Trap(3)}), "get 1");  // the tick stops where it is
-  EXPECT_NE(LogText().find("EventStructure"), std::string::npos) << LogText();
+  EXPECT_NE(test::ReadFile("KVConsole.Log").find("EventStructure"), std::string::npos);
   EXPECT_EQ(intake_.Counters().PeriodTraps, 0);
   EXPECT_EQ(Tick(), "count 1, A 1 1.3.6.1.4.1.9.0.1 dabcdef, get 2");
   EXPECT_EQ(partners_.Counted.Severity, 5);  // rules need no query
@@ -172,7 +156,7 @@ TEST_F(IntakeTest, ATrapWhoseLookupFailsIsTriedAgainAndThenAdmittedWithoutADefin
   EXPECT_EQ(intake_.Counters().PeriodTraps, 3);
 }
 
-TEST_F(IntakeTest, AFailingWindowCostsNobodyElseATrapAndDoublesNone) {
+TEST_F(IntakeTest, AFailingPartnerCostsNobodyElseATrapAndDoublesNone) {
   partners_.Windows = {&a_, &b_};
   const std::string shown = " 1.3.6.1.4.1.9.0.1 dabcdef";
   const std::string end = ", empty, status, A status, B status";
@@ -183,16 +167,14 @@ TEST_F(IntakeTest, AFailingWindowCostsNobodyElseATrapAndDoublesNone) {
   partners_.Failures = {{"A", 1}, {"counts", 2}};  // and one that keeps failing
   EXPECT_EQ(Tick({Trap(2), Trap(3)}), "get 2");
   EXPECT_EQ(Tick(), "B 2" + shown + ", get 3, count 3, A 3" + shown + ", B 3" + shown + end);
-  EXPECT_NE(LogText().find("A failed"), std::string::npos);
   EXPECT_EQ(intake_.Counters().PeriodTraps, 3);
-}
 
-TEST_F(IntakeTest, AFailingLibraryEndsTheTickOnlyAndShutdownEndsThemAll) {
+  partners_.Windows.clear();
   partners_.Failures["library"] = 1;
-  EXPECT_EQ(Tick({Trap(1)}), "");
-  EXPECT_EQ(Tick(), "get 1, count 1, empty, status");
+  EXPECT_EQ(Tick({Trap(4)}), "");
+  EXPECT_EQ(Tick(), "get 4, count 4, empty, status");
   world_.State.gShuttingDown = true;
-  EXPECT_EQ(Tick({Trap(2)}), "");
+  EXPECT_EQ(Tick({Trap(5)}), "");
 }
 
 using Releases = std::map<std::uint32_t, int>;
@@ -211,11 +193,8 @@ class TestMemory : public StringMemory {
   }
 
   Releases Released;
-  std::map<std::uint32_t, std::string> Strings = {{0x01020304, "src"},
-                                                  {0x80000005, "1.3.6"},
-                                                  {0x0c, std::string("first\0pad", 9)},
-                                                  {0xffffffff, ""},
-                                                  {0x18, "d\x80\xe9"}};
+  std::map<std::uint32_t, std::string> Strings = {
+      {0x01020304, "src"}, {0x80000005, "1.3.6"}, {0x0c, "first"}, {0xffffffff, ""}, {0x18, "d\x80\xe9"}};
 };
 
 TEST(ReceivedTrapRecordTest, EveryFieldLiesWhereItBelongsAndEveryStringIsReleasedOnce) {
@@ -224,16 +203,10 @@ TEST(ReceivedTrapRecordTest, EveryFieldLiesWhereItBelongsAndEveryStringIsRelease
   const Releases all = {{0x01020304, 1}, {0x80000005, 1}, {0x0c, 1}, {0xffffffff, 1}, {0x18, 1}};
   TestMemory memory;
   const ReceivedTrap trap = memory.Decode(record);
-  EXPECT_EQ(trap.Source, "src");
-  EXPECT_EQ(trap.EnterpriseOid, "1.3.6");
-  EXPECT_EQ(trap.SpecificTrap, -2);
-  EXPECT_EQ(trap.VarBindsFirst, std::string("first\0pad", 9));  // cut later, as every delivered text
-  EXPECT_EQ(trap.VarBindsSecond, "");
-  EXPECT_EQ(trap.SequenceNumber, 123'456'789);
-  EXPECT_EQ(trap.EventDescription, "d\xe2\x82\xac\xc3\xa9");
-  EXPECT_EQ(trap.GenericTrap, 6);
-  EXPECT_EQ(trap.EventTime, std::numeric_limits<std::int32_t>::max());
-  EXPECT_EQ(trap.TimeKey, std::numeric_limits<std::int32_t>::min());
+  EXPECT_EQ(fmt::format("{}|{}|{}|{}|{}|{}|{}|{}|{}|{}", trap.Source, trap.EnterpriseOid, trap.SpecificTrap,
+                        trap.VarBindsFirst, trap.VarBindsSecond, trap.SequenceNumber, trap.EventDescription,
+                        trap.GenericTrap, trap.EventTime, trap.TimeKey),
+            "src|1.3.6|-2|first||123456789|d\u20AC\u00E9|6|2147483647|-2147483648");
   EXPECT_EQ(memory.Released, all);
 
   TestMemory broken;
@@ -242,15 +215,10 @@ TEST(ReceivedTrapRecordTest, EveryFieldLiesWhereItBelongsAndEveryStringIsRelease
   EXPECT_EQ(broken.Released, all);
 
   TestMemory unused;  // null addresses are empty texts
-  EXPECT_EQ(unused.Decode({}).Source + unused.Decode({}).EventDescription, "");
+  EXPECT_EQ(unused.Decode({}).Source, "");
   EXPECT_EQ(unused.Released, Releases());
-}
-
-TEST(ReceivedTrapRecordTest, Windows1252) {
-  EXPECT_EQ(Windows1252ToUtf8(std::string_view("A\0\x7f", 3)), std::string_view("A\0\x7f", 3));
-  EXPECT_EQ(Windows1252ToUtf8("\x80\x85\x93\x94\x99\x9f"), "\u20AC\u2026\u201C\u201D\u2122\u0178");
-  EXPECT_EQ(Windows1252ToUtf8("\x81\x8d\x8f\x90\x9d"), "\xc2\x81\xc2\x8d\xc2\x8f\xc2\x90\xc2\x9d");
-  EXPECT_EQ(Windows1252ToUtf8("\xa0\xc4\xff"), "\u00A0\u00C4\u00FF");
+  EXPECT_EQ(Windows1252ToUtf8("A\x7f\x80\x85\x99\x9f\xa0\xff"), "A\x7f\u20AC\u2026\u2122\u0178\u00A0\u00FF");
+  EXPECT_EQ(Windows1252ToUtf8("\x81\x8d\x8f\x90\x9d"), "\u0081\u008D\u008F\u0090\u009D");
 }
 
 class SystemsTest : public testing::Test {
@@ -277,48 +245,39 @@ TEST_F(SystemsTest, ASystemIsOneUnderItsNameItsAddressesAndEveryLetterCase) {
   store_.AddSystem("Router1", "10.0.0.1", "Switch");
   store_.AddSystem("router1", "10.0.0.2", "Switch");
   store_.AddSystem("Émile", "", "Manual");
-  store_.Execute("INSERT INTO Module_Table (System_Name, Module_ID) VALUES ('Router1', 7)");
   ASSERT_TRUE(systems_.LoadSystems(connection_));
   ASSERT_EQ(systems_.Count(), 2U);
-  EXPECT_EQ(systems_.At(0).Type, "Switch");
-  EXPECT_EQ(systems_.At(0).Modules, std::vector<std::string>{"7"});
   const std::vector<std::string> sources = {"Router1", "ROUTER1", "10.0.0.1", "10.0.0.2"};
   for (const std::string& text : sources) {
     EXPECT_EQ(systems_.SystemOfSource(text), 0U) << text;
-    EXPECT_EQ(systems_.SystemOfSource(text), 0U) << text;
   }
+  EXPECT_EQ(systems_.SystemOfSource("ROUTER1"), 0U);
   EXPECT_EQ(systems_.At(0).Sources, sources);
   EXPECT_EQ(systems_.SystemOfSource("éMILE"), 1U);
   EXPECT_EQ(systems_.FindSystem("router10"), Systems::kNone);
 
-  store_.AddSystem("edge", "10.0.0.3");
-  store_.Execute("DROP TABLE Module_Table");
-  EXPECT_FALSE(systems_.LoadSystems(connection_));
-  EXPECT_EQ(systems_.Count(), 2U) << "a read that fails leaves the list as it was";
-  EXPECT_NE(systems_.FindSystem("router1"), Systems::kNone);
-}
-
-TEST_F(SystemsTest, NamingATrapAddsNothingCountingItAddsOneAndResolvingItDoublesNone) {
+  // Naming a trap adds nothing, counting it adds its system, and a resolved name is given to one.
   EXPECT_EQ(Named("192.0.2.7"), "192.0.2.7, 192.0.2.7");
-  EXPECT_EQ(systems_.Count(), 0U);
+  EXPECT_EQ(systems_.Count(), 2U);
   const std::size_t printer = systems_.SystemOfSource("printer");
   const std::size_t edge = systems_.SystemOfSource("2001:db8::7");
-  EXPECT_EQ(systems_.At(printer).Address, "");
-  EXPECT_EQ(systems_.At(printer).Type, kManualSystemType);
   EXPECT_EQ(Named("PRINTER"), "printer, PRINTER");
   EXPECT_EQ(systems_.At(printer).Sources, std::vector<std::string>{"printer"});
   EXPECT_FALSE(systems_.IsKnownByAddressOnly(printer));
   EXPECT_TRUE(systems_.IsKnownByAddressOnly(edge));
-
   systems_.Rename(edge, std::string_view("edge7\0tail", 10));
   EXPECT_EQ(Named("2001:db8::7"), "edge7, 2001:db8::7");
   EXPECT_FALSE(systems_.IsKnownByAddressOnly(edge));
   EXPECT_EQ(systems_.SystemOfSource("2001:db8::7"), edge);
   EXPECT_EQ(systems_.SystemOfSource("EDGE7"), edge);
   systems_.Rename(printer, "Edge7");
-  systems_.Rename(printer, "");
   EXPECT_EQ(systems_.At(printer).Name, "printer");
-  EXPECT_EQ(systems_.Count(), 2U);
+  EXPECT_EQ(systems_.Count(), 4U);
+
+  store_.AddSystem("core", "10.0.0.3");
+  store_.Execute("DROP TABLE Module_Table");
+  EXPECT_FALSE(systems_.LoadSystems(connection_));
+  EXPECT_EQ(systems_.Count(), 4U) << "a read that fails leaves the list as it was";
 }
 
 TEST_F(SystemsTest, WritesBackWhatIsNewOrChangedAndDeletesNothing) {
@@ -327,57 +286,50 @@ TEST_F(SystemsTest, WritesBackWhatIsNewOrChangedAndDeletesNothing) {
   store_.AddSystem("10.0.0.3", "10.0.0.3", "Switch");
   store_.AddSystem("10.0.0.4", "10.0.0.4", "Manual");
   store_.Execute("INSERT INTO Module_Table (System_Name, Module_ID) VALUES ('10.0.0.4', 1)");
+  store_.Execute(
+      "INSERT INTO System_Table (System_Name, IP_Address, System_Type) VALUES ('o''brien', '', 'Manual')");
   ASSERT_TRUE(systems_.LoadSystems(connection_));
   for (const auto& [address, name] :
        {std::pair("10.0.0.2", "two"), {"10.0.0.3", "three"}, {"10.0.0.4", "4"}}) {
     systems_.Rename(systems_.FindSystem(address), name);
   }
-  for (const char* source : {"new", "", "added elsewhere"}) {
+  systems_.SetAddress(systems_.FindSystem("O'Brien"), "10.0.0.5");
+  for (const char* source : {"it's new", "", "added elsewhere", "after"}) {
     systems_.SystemOfSource(source);
   }
   store_.AddSystem("Added Elsewhere", "10.9.9.9", "Switch");
-  systems_.SaveSystems(connection_);
-  systems_.SaveSystems(connection_);
-  EXPECT_EQ(StoredRows("1 = 1"), 6);
-  EXPECT_EQ(StoredRows("System_Name = 'core' AND IP_Address = '10.0.0.1' AND System_Type = 'Switch'"), 1);
-  EXPECT_EQ(StoredRows("System_Name = 'two' AND IP_Address = '10.0.0.2' AND System_Type = 'Manual'"), 1);
-  EXPECT_EQ(StoredRows("System_Name = 'new' AND IP_Address = '' AND System_Type = 'Manual'"), 1);
-  EXPECT_EQ(StoredRows("System_Name IN ('10.0.0.3', '10.0.0.4')"), 2) << "known to others by these names";
-  EXPECT_EQ(store_.Number("SELECT COUNT(*) FROM Module_Table WHERE System_Name = '10.0.0.4'"), 1);
-}
-
-TEST_F(SystemsTest, OneRowThatCannotBeWrittenDoesNotLoseTheOthers) {
-  store_.Execute(
-      "INSERT INTO System_Table (System_Name, IP_Address, System_Type) VALUES ('o''brien', '', 'Manual')");
-  ASSERT_TRUE(systems_.LoadSystems(connection_));
-  systems_.SetAddress(systems_.FindSystem("O'Brien"), "10.0.0.1");
-  systems_.SystemOfSource("it's new");
-  systems_.SystemOfSource("after");
-  // No statement can address the row of that name.
-  EXPECT_THROW(systems_.SaveSystems(connection_), store::DatabaseError);
+  // No statement can address the row of that name, which does not lose the others.
+  for (int time = 0; time < 2; ++time) {
+    EXPECT_THROW(systems_.SaveSystems(connection_), store::DatabaseError);
+  }
   EXPECT_FALSE(connection_.InTransaction());
-  EXPECT_EQ(StoredRows("System_Name IN ('it''s new', 'after')"), 2);
-  EXPECT_EQ(StoredRows("System_Name = 'o''brien' AND IP_Address = ''"), 1);
+  std::string rows;
+  auto stored = store_.Db().OpenRecordset("SELECT * FROM System_Table ORDER BY System_Name");
+  while (stored.Next()) {
+    rows += stored.Text("System_Name") + " " + stored.Text("IP_Address") + " " + stored.Text("System_Type") +
+            ", ";
+  }
+  // What is another product's, or has modules, is known to others by its name.
+  EXPECT_EQ(rows,
+            "10.0.0.3 10.0.0.3 Switch, 10.0.0.4 10.0.0.4 Manual, Added Elsewhere 10.9.9.9 Switch, "
+            "after  Manual, core 10.0.0.1 Switch, it's new  Manual, o'brien  Manual, two 10.0.0.2 Manual, ");
 }
 
 TEST(LoadBoundsTest, ALaterLoadFindsLateTrapsAndNoOtherAtOrBelowItsBound) {
-  struct Row {
-    ViewOption Option;
-    std::int32_t Lower;  // of later loads
-  };
-  for (const Row& row : {Row{ViewOption::LoadRecentTraps, 900}, Row{ViewOption::ShowOnlyNewTraps, 999}}) {
-    LoadBounds bounds{.Option = row.Option, .StartMark = 1000, .LowerBound = 900, .InitialLoad = false};
-    EXPECT_EQ(RangeOfLoad(bounds, 1200).Lower, row.Lower);
+  for (const auto& [option, lower] :
+       {std::pair(ViewOption::LoadRecentTraps, 900), {ViewOption::ShowOnlyNewTraps, 999}}) {
+    LoadBounds bounds{.Option = option, .StartMark = 1000, .LowerBound = 900, .InitialLoad = false};
+    EXPECT_EQ(RangeOfLoad(bounds, 1200).Lower, lower);
     EXPECT_EQ(RangeOfLoad(bounds, 1200).Upper, 1201);
-    NoteDelivered(bounds, row.Lower + 1, 1);
+    NoteDelivered(bounds, lower + 1, 1);
     EXPECT_TRUE(bounds.LateTraps.Empty());
-    NoteDelivered(bounds, row.Lower, 2);
+    NoteDelivered(bounds, lower, 2);
     NoteDelivered(bounds, 500, 3);
     const LoadRange range = RangeOfLoad(bounds, 1200);
     EXPECT_EQ(range.Lower, 499);
-    EXPECT_TRUE(range.Wants(bounds, row.Lower, 2) && range.Wants(bounds, 500, 3));
-    EXPECT_TRUE(range.Wants(bounds, row.Lower + 1, 4));
-    EXPECT_FALSE(range.Wants(bounds, row.Lower, 5));
+    EXPECT_TRUE(range.Wants(bounds, lower, 2) && range.Wants(bounds, 500, 3));
+    EXPECT_TRUE(range.Wants(bounds, lower + 1, 4));
+    EXPECT_FALSE(range.Wants(bounds, lower, 5));
   }
 }
 
@@ -385,25 +337,24 @@ TEST(SequenceSetTest, AgreesWithAPlainSet) {
   std::mt19937 random(7);
   std::set<std::int32_t> plain;
   SequenceSet set;
+  std::vector<std::int32_t> numbers = {std::numeric_limits<std::int32_t>::min(),
+                                       std::numeric_limits<std::int32_t>::max()};
   for (int i = 0; i < 5000; ++i) {
-    const auto number = static_cast<std::int32_t>(std::uniform_int_distribution<int>(-1500, 1500)(random));
-    ASSERT_EQ(set.Insert(number), plain.insert(number).second);
+    numbers.push_back(std::uniform_int_distribution<int>(-1500, 1500)(random));
   }
-  std::vector<std::int32_t> shuffled(plain.begin(), plain.end());
-  std::ranges::shuffle(shuffled, random);
+  for (const std::int32_t number : numbers) {
+    ASSERT_EQ(set.Insert(number), plain.insert(number).second);
+    ASSERT_TRUE(set.Contains(number));
+  }
+  numbers.assign(plain.begin(), plain.end());
+  std::ranges::shuffle(numbers, random);
   SequenceSet assigned;
-  assigned.Assign(shuffled);
+  assigned.Assign(numbers);
   for (std::int32_t number = -1600; number <= 1600; ++number) {
     ASSERT_EQ(set.Contains(number), plain.contains(number)) << number;
     ASSERT_EQ(assigned.Contains(number), plain.contains(number)) << number;
   }
   EXPECT_EQ(set.Runs(), assigned.Runs());
-  for (const std::int32_t edge :
-       {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}) {
-    EXPECT_TRUE(set.Insert(edge));
-    EXPECT_TRUE(set.Contains(edge));
-    EXPECT_FALSE(set.Insert(edge));
-  }
 }
 
 }  // namespace

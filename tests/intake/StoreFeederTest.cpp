@@ -2,16 +2,15 @@
 // looked up beside it.
 #include "intake/StoreFeeder.h"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
 #include <future>
-#include <iterator>
 #include <numeric>
 #include <random>
 #include <system_error>
-#include <tuple>
 
 #include "common/RegistryValues.h"
 #include "support/FakePlatform.h"
@@ -71,7 +70,17 @@ TEST_F(TrapFollowerTest, NewIsWhatTheConsoleHasNotLoaded) {
   Add(2, 1000);
   Add(3, 1000, 1);
   Add(4, 998);
-  Add(5, 1001);
+  store_.AddTrap({5, 1234, "it's \xc3\xa4 <b>", "1.3.6.1", 3, -7, "desc", "rest", "seen by Anna"});
+  TrapFollower whole(1001);
+  const TrapFollower::Progress read = whole.Read(connection_, now_);
+  ASSERT_EQ(read.Traps.size(), 1U);
+  const ReceivedTrap& trap = read.Traps.front();
+  EXPECT_EQ(fmt::format("{}|{}|{}|{}|{}|{}|{}|{}|{}", trap.SequenceNumber, trap.EventTime, trap.TimeKey,
+                        trap.Source, trap.EnterpriseOid, trap.GenericTrap, trap.SpecificTrap,
+                        trap.EventDescription, trap.VarBindsFirst + trap.VarBindsSecond),
+            "5|1234|1234|it's \xc3\xa4 <b>|1.3.6.1|3|-7|desc|rest");
+  EXPECT_EQ(read.Notes, (TrapNotes{{5, "seen by Anna"}}));
+
   small_.LookBack = 1;
   TrapFollower follower(1000, small_);
   TrapFollower knowing(1000, small_, 3);  // so 4 was stored after the load
@@ -83,22 +92,6 @@ TEST_F(TrapFollowerTest, NewIsWhatTheConsoleHasNotLoaded) {
   Add(8, 2000);
   EXPECT_EQ(ReadAll(follower), (Numbers{6, 8}));
   EXPECT_EQ(ReadAll(knowing), (Numbers{6, 8}));
-}
-
-TEST_F(TrapFollowerTest, EveryFieldOfTheRowArrives) {
-  const std::string longText(70'000, 'x');
-  store_.AddTrap({5, 1234, "it's \xc3\xa4 <b>", "1.3.6.1", 3, -7, "desc", longText, "seen by Anna"});
-  TrapFollower follower(0);
-  const TrapFollower::Progress read = follower.Read(connection_, now_);
-  ASSERT_EQ(read.Traps.size(), 1U);
-  const ReceivedTrap& trap = read.Traps.front();
-  EXPECT_EQ(std::tie(trap.SequenceNumber, trap.EventTime, trap.TimeKey, trap.GenericTrap, trap.SpecificTrap),
-            std::make_tuple(5, 1234, 1234, 3, -7));
-  EXPECT_EQ(trap.Source, "it's \xc3\xa4 <b>");
-  EXPECT_EQ(trap.EnterpriseOid + " " + trap.EventDescription, "1.3.6.1 desc");
-  EXPECT_EQ(trap.VarBindsFirst + trap.VarBindsSecond, longText);
-  EXPECT_EQ(read.Notes, (TrapNotes{{5, "seen by Anna"}}));
-  EXPECT_GE(read.Bytes, longText.size());
 }
 
 TEST_F(TrapFollowerTest, ANumberThatIsCommittedLateIsStillFoundForAWhile) {
@@ -125,22 +118,12 @@ TEST_F(TrapFollowerTest, ANumberThatIsCommittedLateIsStillFoundForAWhile) {
   EXPECT_EQ(ReadAll(few), Numbers{});
   EXPECT_EQ(AddAndRead(few, {120, 130, 140}), (Numbers{120, 130, 140}));
   EXPECT_EQ(AddAndRead(few, {115, 125, 139}), (Numbers{125, 139})) << "the oldest gap goes, the newest stays";
-}
 
-TEST_F(TrapFollowerTest, PurgedRowsUnusedNumbersAndThoseThatBeginAgain) {
-  Numbers all(40);
-  std::iota(all.begin(), all.end(), 1);
-  TrapFollower follower(0, small_);
-  EXPECT_EQ(AddAndRead(follower, all), all);
-  store_.Execute("UPDATE EventTrap SET SequenceNumber = SequenceNumber + 1000000, EventAck = 1");
-  store_.Execute("UPDATE EventTrap SET SequenceNumber = SequenceNumber - 1000000, EventAck = 0");
-  EXPECT_EQ(ReadAll(follower), Numbers{});  // as if the rows had been away and returned
-  store_.Execute("DELETE FROM EventTrap WHERE SequenceNumber > 10");
-  EXPECT_EQ(ReadAll(follower), Numbers{});
+  // Purged rows, numbers that nobody used, and those that begin again.
   store_.Execute("DELETE FROM EventTrap");
   EXPECT_EQ(ReadAll(follower), Numbers{});
   now_ += seconds(1);
-  for (const Numbers& later : {Numbers{41}, {42, 2'000'000}, {2'000'001}, {2'147'483'647}}) {
+  for (const Numbers& later : {Numbers{141}, {142, 2'000'000}, {2'000'001}, {2'147'483'647}}) {
     EXPECT_EQ(AddAndRead(follower, later), later);
   }
   store_.Execute("DELETE FROM EventTrap");
@@ -153,7 +136,6 @@ TEST_F(TrapFollowerTest, PurgedRowsUnusedNumbersAndThoseThatBeginAgain) {
 TEST_F(TrapFollowerTest, NoneIsLostAndNoneDoubledWhateverTheOrderOfCommits) {
   std::mt19937 random(7);
   const auto below = [&](std::size_t end) { return static_cast<std::int32_t>(random() % end); };
-  const std::string longText(1500, 'x');
   TrapFollower follower(1000, small_);
   Numbers expected;
   Numbers delivered;
@@ -170,14 +152,14 @@ TEST_F(TrapFollowerTest, NoneIsLostAndNoneDoubledWhateverTheOrderOfCommits) {
       if (below(20) != 0) {  // else it is never used
         batch.push_back({.SequenceNumber = *at,
                          .EventTime = 1000 + below(2000),
-                         .EventDescription = longText,
+                         .EventDescription = std::string(1500, 'x'),
                          .EventAck = below(10) == 0 ? 1 : 0});
         expected.insert(expected.end(), batch.back().EventAck == 0 ? 1 : 0, *at);
       }
       underWay.erase(at);
     }
     store_.AddTraps(batch);
-    if (below(3) == 0) {
+    if (below(3) == 0 || step == 1499) {
       now_ += seconds(1);
       std::ranges::copy(ReadAll(follower), std::back_inserter(delivered));
       if (below(10) == 0) {
@@ -185,7 +167,6 @@ TEST_F(TrapFollowerTest, NoneIsLostAndNoneDoubledWhateverTheOrderOfCommits) {
       }
     }
   }
-  std::ranges::copy(ReadAll(follower), std::back_inserter(delivered));
   EXPECT_GT(expected.size(), 600U);
   std::ranges::sort(expected);
   std::ranges::sort(delivered);
@@ -207,16 +188,15 @@ class StoreFeederTest : public testing::Test {
     };
     return {open, hosts_, mail, options_};
   }
-  bool DrainUntil(StoreFeeder& feeder, const std::function<bool()>& condition) {
+  // Drains the list until the number comes.
+  bool Arrives(StoreFeeder& feeder, std::int32_t number) {
     return WaitUntil([&] {
       for (ReceivedTrap trap; feeder.GetEventFromList(trap) != 0;) {
         numbers_.push_back(trap.SequenceNumber);
+        notes_ = feeder.NotesOfTrap();
       }
-      return condition();
+      return !numbers_.empty() && numbers_.back() == number;
     });
-  }
-  bool Drain(StoreFeeder& feeder, std::size_t count) {
-    return DrainUntil(feeder, [&] { return numbers_.size() >= count; });
   }
   void AddMany(std::size_t count) { store_.AddTraps(std::vector<test::StoredTrap>(count)); }
 
@@ -224,6 +204,7 @@ class StoreFeederTest : public testing::Test {
   StoreFeederOptions options_;
   std::shared_ptr<test::FakeHostNames> hosts_ = std::make_shared<test::FakeHostNames>();
   Numbers numbers_;
+  std::string notes_;
 };
 
 TEST_F(StoreFeederTest, DeliversWhatIsNewInOrderAndStops) {
@@ -232,45 +213,31 @@ TEST_F(StoreFeederTest, DeliversWhatIsNewInOrderAndStops) {
   store_.AddTrap({.EventTime = 20});
   options_.MostQueuedBytes = 1;  // each trap alone is more
   StoreFeeder feeder = Feeder();
-  ReceivedTrap trap;
-  EXPECT_EQ(feeder.GetEventFromList(trap), 0);
   EXPECT_EQ(feeder.StopRecvEvents(), kReceiverThreadOk);  // nothing runs yet
   ASSERT_EQ(feeder.StartRecvEvents(20), kReceiverThreadOk);
   EXPECT_EQ(feeder.StartRecvEvents(20), kReceiverThreadOk);
-  ASSERT_TRUE(Drain(feeder, 1));
+  ASSERT_TRUE(Arrives(feeder, 3));
   store_.AddTrap({.EventTime = 5});
-  store_.AddTrap({.EventTime = 30});
-  ASSERT_TRUE(Drain(feeder, 3));
-  EXPECT_EQ(numbers_, (Numbers{3, 4, 5}));
-  EXPECT_EQ(feeder.StopRecvEvents(), kReceiverThreadOk);
-  store_.AddTrap({.EventTime = 40, .EventNotes = "seen by Anna"});
-  store_.AddTrap({.EventTime = 40});
-  EXPECT_EQ(feeder.GetEventFromList(trap), 0);
+  ASSERT_TRUE(Arrives(feeder, 4));
 
-  ASSERT_EQ(feeder.StartRecvEvents(40), kReceiverThreadOk);  // afresh, from the new mark
-  for (const auto& [number, notes] : {std::pair(6, "seen by Anna"), std::pair(7, "")}) {
-    ASSERT_TRUE(WaitUntil([&] { return feeder.GetEventFromList(trap) != 0; }));
-    EXPECT_EQ(trap.SequenceNumber, number);
-    EXPECT_EQ(feeder.NotesOfTrap(), notes);
-  }
-}
-
-TEST_F(StoreFeederTest, TheTrapFileAloneMayBeAway) {
+  // The file of the traps alone may be away.
   const std::string away = store_.TrapFile().string() + ".away";
-  StoreFeeder feeder = Feeder();
-  ASSERT_EQ(feeder.StartRecvEvents(0), kReceiverThreadOk);
-  AddMany(10);
-  ASSERT_TRUE(Drain(feeder, 10));
   store_.Db().Close();  // the last one out tidies the files up
   std::filesystem::rename(store_.TrapFile(), away);
   EXPECT_TRUE(WaitUntil([&] { return !feeder.LastError().empty(); }));
   std::filesystem::rename(away, store_.TrapFile());
   store_.Connect(store_.Db());
-  AddMany(10);
-  ASSERT_TRUE(Drain(feeder, 20));
-  Numbers expected(20);
-  std::iota(expected.begin(), expected.end(), 1);
-  EXPECT_EQ(numbers_, expected);
+  store_.AddTrap({.EventTime = 30, .EventNotes = "seen by Anna"});
+  ASSERT_TRUE(Arrives(feeder, 5));
+  EXPECT_EQ(notes_, "seen by Anna");
+  EXPECT_EQ(feeder.StopRecvEvents(), kReceiverThreadOk);
+
+  AddMany(2);
+  store_.AddTrap({.EventTime = 1002});
+  ASSERT_EQ(feeder.StartRecvEvents(1001), kReceiverThreadOk);  // afresh, from the new mark
+  ASSERT_TRUE(Arrives(feeder, 8));
+  EXPECT_EQ(numbers_, (Numbers{3, 4, 5, 8}));
+  EXPECT_EQ(notes_, "");
 }
 
 TEST_F(StoreFeederTest, ABacklogWaitsInTheStoreAndNotInMemory) {
@@ -283,8 +250,7 @@ TEST_F(StoreFeederTest, ABacklogWaitsInTheStoreAndNotInMemory) {
   ASSERT_TRUE(WaitUntil([&] { return feeder.GetEventFromList(first) != 0; }));
   // What the thread has not read yet it reads as acknowledged.
   store_.Execute("UPDATE EventTrap SET EventAck = 1");
-  const std::int32_t last = store_.AddTrap({});
-  ASSERT_TRUE(DrainUntil(feeder, [&] { return !numbers_.empty() && numbers_.back() == last; }));
+  ASSERT_TRUE(Arrives(feeder, store_.AddTrap({})));
   EXPECT_LE(numbers_.size(), 1000U);
   EXPECT_TRUE(std::ranges::is_sorted(numbers_));
 
@@ -298,11 +264,7 @@ TEST_F(StoreFeederTest, NoThreadIsAnAnswerAndAConnectThatHangsIsLeftBehind) {
   options_.MakeThread = [](const std::function<void()>&) -> std::thread {
     throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again));
   };
-  StoreFeeder threadless = Feeder();
-  EXPECT_NE(threadless.StartRecvEvents(0), kReceiverThreadOk);
-  ReceivedTrap trap;
-  EXPECT_EQ(threadless.GetEventFromList(trap), 0);
-  EXPECT_EQ(threadless.StopRecvEvents(), kReceiverThreadOk);
+  EXPECT_EQ(Feeder().StartRecvEvents(0), kReceiverThreadFailed);
 
   std::promise<void> reached;
   std::promise<void> release;
@@ -325,24 +287,25 @@ TEST_F(StoreFeederTest, NoThreadIsAnAnswerAndAConnectThatHangsIsLeftBehind) {
 }
 
 TEST_F(StoreFeederTest, MailDefaultsComeFromTheRegistryAndElseFromThisHost) {
-  const auto expectDefaults = [&](const MailSettings& configured, const MailSettings& expected) {
-    StoreFeeder feeder = Feeder(configured);
-    EXPECT_TRUE(WaitUntil([&] { return feeder.GetDefaultMailSettings().Domain == expected.Domain; }));
-    EXPECT_EQ(feeder.GetDefaultMailSettings().SmtpServer, expected.SmtpServer);
-    EXPECT_EQ(feeder.GetDefaultMailSettings().Recipient, expected.Recipient);
-  };
   test::FakeRegistry registry;
-  expectDefaults(ReadMailSettings(registry), {"localhost", "root@example.net", "example.net"});
-  registry.PutText(kManagerKey, "KVMailDomain", "ops.example");
-  expectDefaults(ReadMailSettings(registry), {"localhost", "root@ops.example", "ops.example"});
-  registry.PutText(kManagerKey, "KVSmtpServer", "mail.example");
-  registry.PutText(kManagerKey, "KVMailRecipient", "noc@example.org");
-  expectDefaults(ReadMailSettings(registry), {"mail.example", "noc@example.org", "ops.example"});
+  const auto are = [&](const std::string& text) {
+    StoreFeeder feeder = Feeder(ReadMailSettings(registry));
+    return WaitUntil([&] {
+      const MailSettings mail = feeder.GetDefaultMailSettings();
+      return mail.SmtpServer + " " + mail.Recipient + " " + mail.Domain == text;
+    });
+  };
+  EXPECT_TRUE(are("localhost root@example.net example.net"));
   hosts_->Domain.clear();
-  expectDefaults({}, {"localhost", "root@localhost", "localhost"});  // the sender must be a whole address
+  EXPECT_TRUE(are("localhost root@localhost localhost")) << "the sender must be a whole address";
+  registry.PutText(kManagerKey, "KVMailDomain", "ops.example");
+  registry.PutText(kManagerKey, "KVSmtpServer", "mail.example");
+  EXPECT_TRUE(are("mail.example root@ops.example ops.example"));
+  registry.PutText(kManagerKey, "KVMailRecipient", "noc@example.org");
+  EXPECT_TRUE(are("mail.example noc@example.org ops.example"));
 }
 
-// Answers from a table, counts what it was asked, and can be held up.
+// Counts what it was asked, and can be held up.
 class SlowHostNames : public platform::HostNames {
  public:
   std::optional<std::string> NameOfAddress(std::string_view address) override {
@@ -372,22 +335,32 @@ class NameResolverTest : public testing::Test {
 };
 
 TEST_F(NameResolverTest, ANameIsPickedUpByALaterCallAndThenKept) {
-  NameResolver resolver(hosts_, {.MostAddresses = 3});
-  hosts_->Held = true;
-  for (const char* address : {"192.0.2.1", "192.0.2.2", "192.0.2.3", "192.0.2.4", "192.0.2.4"}) {
-    EXPECT_FALSE(resolver.Resolve(address, name_));
-    EXPECT_TRUE(IsAsked(1));
+  {
+    NameResolver resolver(hosts_, {.MostAddresses = 3});
+    hosts_->Held = true;
+    for (const char* address : {"192.0.2.1", "192.0.2.2", "192.0.2.3", "192.0.2.4", "192.0.2.4"}) {
+      EXPECT_FALSE(resolver.Resolve(address, name_));
+      EXPECT_TRUE(IsAsked(1));
+    }
+    EXPECT_EQ(name_, "untouched");
+    hosts_->Held = false;
+    EXPECT_TRUE(BecomesKnown(resolver, "192.0.2.4"));
+    EXPECT_EQ(name_, "name of 192.0.2.4");
+    EXPECT_TRUE(BecomesKnown(resolver, "192.0.2.4"));
+    EXPECT_EQ(hosts_->Asked, 2) << "with the fourth the table and its queue began afresh";
+    EXPECT_TRUE(BecomesKnown(resolver, "192.0.2.2"));
+    EXPECT_EQ(hosts_->Asked, 3);
+    EXPECT_TRUE(BecomesKnown(resolver, "printer"));  // and names by address
+    EXPECT_EQ(name_, "192.0.2.77");
+
+    hosts_->Held = true;
+    EXPECT_FALSE(resolver.Resolve("192.0.2.5", name_));
+    EXPECT_TRUE(IsAsked(4));
+    EXPECT_FALSE(resolver.Stop(milliseconds(10))) << "a look-up that hangs holds nobody up";
   }
-  EXPECT_EQ(name_, "untouched");
   hosts_->Held = false;
-  EXPECT_TRUE(BecomesKnown(resolver, "192.0.2.4"));
-  EXPECT_EQ(name_, "name of 192.0.2.4");
-  EXPECT_TRUE(BecomesKnown(resolver, "192.0.2.4"));
-  EXPECT_EQ(hosts_->Asked, 2) << "with the fourth the table and its queue began afresh";
-  EXPECT_TRUE(BecomesKnown(resolver, "192.0.2.2"));
-  EXPECT_EQ(hosts_->Asked, 3);
-  EXPECT_TRUE(BecomesKnown(resolver, "printer"));  // and names by address
-  EXPECT_EQ(name_, "192.0.2.77");
+  // The thread that was left behind owns the host names until it ends.
+  EXPECT_TRUE(WaitUntil([&] { return hosts_.use_count() == 1; }));
 }
 
 TEST_F(NameResolverTest, AFailureIsKeptForAWhileAndThenTriedAgain) {
@@ -406,19 +379,6 @@ TEST_F(NameResolverTest, AFailureIsKeptForAWhileAndThenTriedAgain) {
   EXPECT_TRUE(WaitUntil([&] { return quick.Resolve("192.0.2.9", name_) || hosts_->Asked >= 4; }));
   hosts_->Known = true;
   EXPECT_TRUE(BecomesKnown(quick, "192.0.2.9"));
-}
-
-TEST_F(NameResolverTest, AHangingLookUpHoldsNobodyUp) {
-  hosts_->Held = true;
-  {
-    NameResolver resolver(hosts_);
-    EXPECT_FALSE(resolver.Resolve("192.0.2.1", name_));
-    EXPECT_TRUE(IsAsked(1));
-    EXPECT_FALSE(resolver.Stop(milliseconds(10)));
-  }
-  hosts_->Held = false;
-  // The thread that was left behind owns the host names until it ends.
-  EXPECT_TRUE(WaitUntil([&] { return hosts_.use_count() == 1; }));
 }
 
 }  // namespace

@@ -58,13 +58,12 @@ class ReportsOnEnginesTest : public testing::TestWithParam<store::Engine> {
   std::size_t longest_ = 0;
 };
 
-TEST_P(ReportsOnEnginesTest, ReadsBesideWritersAndStopsInTheMiddle) {
+TEST_P(ReportsOnEnginesTest, ReadsBesideWritersStopsInTheMiddleAndSaysSoWhenTheStoreGoesAway) {
   LoadSome();
   EXPECT_EQ(store_->Execute("UPDATE EventTrap SET EventAck = 1 WHERE SequenceNumber > 29000"), 1000);
   ASSERT_TRUE(TakeUntil([this] { return loader_->Ended(); }));
   EXPECT_EQ(loader_->Failure(), std::nullopt);
   EXPECT_EQ(taken_, kTraps);
-  EXPECT_EQ(loader_->Total(), kTraps);
   EXPECT_GT(longest_, 3000U);
 
   LoadSome();
@@ -72,9 +71,7 @@ TEST_P(ReportsOnEnginesTest, ReadsBesideWritersAndStopsInTheMiddle) {
   EXPECT_EQ(loader_->Take(), nullptr);
   // Nothing is left that would hold others up: where a reader's cursor is open this waits for it, or fails.
   EXPECT_NO_THROW(store_->Execute("ALTER TABLE EventTrap ADD COLUMN Probe INTEGER"));
-}
 
-TEST_P(ReportsOnEnginesTest, SaysSoWhenTheStoreGoesAway) {
   LoadSome();
   store_->TakeAway();
   EXPECT_TRUE(TakeUntil([this] { return loader_->Ended(); }));

