@@ -1,5 +1,4 @@
 // The feeder on every engine: transactions that commit out of order, a store that goes away or hangs.
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <numeric>
@@ -42,9 +41,8 @@ class FeederOnEnginesTest : public EngineTest {
   std::vector<std::int32_t> Numbers;
 };
 
-TEST_P(FeederOnEnginesTest, AStoreThatIsTakenAwayAndGivenBackLosesAndDoublesNothing) {
+TEST_P(FeederOnEnginesTest, LosesAndDoublesNothingWhateverTheStoreDoes) {
   const std::vector<test::StoredTrap> batch(20);
-  std::size_t stored = 0;
   for (const bool first : {true, false, false}) {
     Made->TakeAway();  // at the start already
     if (first) {
@@ -52,43 +50,29 @@ TEST_P(FeederOnEnginesTest, AStoreThatIsTakenAwayAndGivenBackLosesAndDoublesNoth
     }
     EXPECT_TRUE(test::WaitUntil([&] { return !Feeder->LastError().empty(); }));
     Made->BringBack();
-    Made->AddTraps(batch);
-    stored += batch.size();
-    ASSERT_TRUE(Arrive(stored));
+    ASSERT_TRUE(Arrive(static_cast<std::size_t>(Made->AddTraps(batch))));
     Made->AddTraps(batch);  // read before the store goes, or after it is back
-    stored += batch.size();
   }
-  ASSERT_TRUE(Arrive(stored));
+  ASSERT_TRUE(Arrive(120));
   EXPECT_TRUE(test::WaitUntil([&] { return Feeder->LastError().empty(); }));
-  std::vector<std::int32_t> expected(stored);
+  std::vector<std::int32_t> expected(120);
   std::iota(expected.begin(), expected.end(), 1);
   EXPECT_EQ(Numbers, expected);
-}
-
-// With the embedded engine writers come one at a time, and readers wait for nobody.
-class FeederOnServersTest : public FeederOnEnginesTest {
- protected:
-  static void Insert(Connection& connection, std::string_view number) {
-    connection.Execute(fmt::format(
-        "INSERT INTO EventTrap (SequenceNumber, EventTime, EventDescription, Event_ExtDescr, EventNotes) "
-        "VALUES ({}, 1000, '', '', '')",
-        number));
+  if (GetParam() == Engine::Sqlite) {
+    return;  // its writers come one at a time, and its readers wait for nobody
   }
-};
 
-TEST_P(FeederOnServersTest, ALateCommitIsFoundAndAStoreThatHangsDoesNotKeepTheThreadFromStopping) {
-  Made->AddTrap({.SequenceNumber = 10});
-  ASSERT_EQ(Feeder->StartRecvEvents(0), intake::kReceiverThreadOk);
-  ASSERT_TRUE(Arrive(1));
   Connection other;
   Made->Connect(other);
   other.BeginTransaction();
-  Insert(other, "11");
-  Insert(Db, "13");
-  ASSERT_TRUE(Arrive(2));
+  other.Execute(
+      "INSERT INTO EventTrap (SequenceNumber, EventTime, EventDescription, Event_ExtDescr, EventNotes) "
+      "VALUES (121, 1000, '', '', '')");
+  Made->AddTrap({.SequenceNumber = 123});
+  ASSERT_TRUE(Arrive(121));
   other.Commit();
-  ASSERT_TRUE(Arrive(3));
-  EXPECT_EQ(Numbers, (std::vector{10, 13, 11}));
+  ASSERT_TRUE(Arrive(122)) << "what is committed late is found";
+  EXPECT_EQ(Numbers.back(), 121);
 
   const bool postgres = GetParam() == Engine::PostgreSql;
   if (postgres) {
@@ -105,8 +89,6 @@ TEST_P(FeederOnServersTest, ALateCommitIsFoundAndAStoreThatHangsDoesNotKeepTheTh
 }
 
 KORVANE_ON_EVERY_ENGINE(FeederOnEnginesTest);
-INSTANTIATE_TEST_SUITE_P(, FeederOnServersTest, testing::Values(Engine::PostgreSql, Engine::MariaDb),
-                         EngineOf);
 
 }  // namespace
 }  // namespace korvane::store

@@ -1,5 +1,5 @@
-// Reports: which stored traps they hold and in which order, and that a load can be stopped, begun anew, or
-// lose its store at any moment without losing what the list holds.
+// Reports on every engine: which stored traps they hold and in which order, beside writers, and that a load
+// can be stopped, begun anew, or lose its store at any moment without losing what the list holds.
 #include "reports/ReportModel.h"
 
 #include <gmock/gmock.h>
@@ -20,10 +20,12 @@ using test::WaitUntil;
 using testing::ElementsAre;
 using Numbers = std::vector<std::int32_t>;
 
-constexpr std::int32_t kTraps = 20'000;
+constexpr std::int32_t kTraps = 30'000;
 
-class ReportModelTest : public testing::Test, public test::LoadedWorld {
+class ReportModelTest : public testing::TestWithParam<store::Engine>, public test::World {
  protected:
+  ReportModelTest() : World(GetParam()) {}
+
   std::unique_ptr<ReportModel> Report(std::int32_t from = 0, std::int32_t to = 100'000,
                                       params::WindowParameters window = {}) {
     return std::make_unique<ReportModel>(
@@ -64,7 +66,7 @@ class ReportModelTest : public testing::Test, public test::LoadedWorld {
   int stateChanges_ = 0;
 };
 
-TEST_F(ReportModelTest, HoldsTheTrapsOfItsRangeOldestFirst) {
+TEST_P(ReportModelTest, HoldsTheTrapsOfItsRangeOldestFirst) {
   State.gMaxViewTraps = 2;  // limits Traps windows, not reports
   Store.AddFilter({.GenericTrap = 2});
   ReadRules();
@@ -88,8 +90,10 @@ TEST_F(ReportModelTest, HoldsTheTrapsOfItsRangeOldestFirst) {
   EXPECT_THAT(Load(*Report(0, 2000, {.Source = "core router", .VarBindsMatch = "LINK"})), ElementsAre(1));
 }
 
-TEST_F(ReportModelTest, IsStoppedOrBegunAnewAtAnyMoment) {
+TEST_P(ReportModelTest, IsStoppedBegunAnewOrWithoutItsStoreAtAnyMoment) {
   AddStored(kTraps);
+  Store.Execute("UPDATE EventTrap SET Event_ExtDescr = '" + std::string(3000, 'x') +
+                "' WHERE SequenceNumber = 21");
   auto report = Report();
   LoadSome(*report);
   const std::size_t held = report->Rows().Count();
@@ -101,6 +105,8 @@ TEST_F(ReportModelTest, IsStoppedOrBegunAnewAtAnyMoment) {
   ExpectFirstRows(*report, held);
   EXPECT_EQ(report->Notice(),
             "Stopped: the list holds the first " + std::to_string(held) + " traps of the range.");
+  // Nothing is left that would hold others up: where a reader's cursor is open this waits for it, or fails.
+  EXPECT_NO_THROW(Store.Execute("ALTER TABLE EventTrap ADD COLUMN Probe INTEGER"));
 
   LoadSome(*report);
   LoadSome(*report);
@@ -123,35 +129,33 @@ TEST_F(ReportModelTest, IsStoppedOrBegunAnewAtAnyMoment) {
   ExpectFirstRows(*report, kTraps);
   EXPECT_EQ(report->Rows().At(0).EventNotes, "listed");
   EXPECT_EQ(report->Rows().At(kTraps - 1).EventNotes, "not read yet");
+  EXPECT_GT(report->Rows().At(20).VarBinds.size(), 3000U);
   EXPECT_TRUE(std::ranges::is_sorted(Busy.WorkProgress));
   EXPECT_EQ(Busy.WorkProgress.back(), std::pair(std::int64_t{kTraps}, std::int64_t{kTraps}));
 
-  LoadSome(*report);
-  report.reset();
-  EXPECT_EQ(Busy.WorksRunning, 0);
-}
-
-TEST_F(ReportModelTest, KeepsItsTrapsWhenTheStoreGoesAway) {
-  AddStored(kTraps);
   Store.AddTrap({.SequenceNumber = kTraps + 1, .EventTime = 90'000, .EnterpriseOid = "1.3.6.1.4.1.77"});
-  auto report = Report();
   LoadSome(*report);
-  // However far the reader comes with its open files, the name of the last trap can't be looked up.
   Store.TakeAway();
   ASSERT_TRUE(Finish(*report));
+  // However far the reader comes, the name of the last trap can't be looked up.
   EXPECT_EQ(report->State(), ReportState::Failed);
-  const std::size_t held = report->Rows().Count();
-  ASSERT_GT(held, 0U);
-  ExpectFirstRows(*report, held);
+  const std::size_t kept = report->Rows().Count();
+  ExpectFirstRows(*report, kept);
   EXPECT_THAT(report->Notice(), testing::StartsWith("The list is not complete, it holds the first " +
-                                                    std::to_string(held) + " traps of the range: "));
+                                                    std::to_string(kept) + " traps of the range: "));
+  if (GetParam() == store::Engine::PostgreSql) {
+    EXPECT_LT(kept, kTraps) << "what its driver had not read must not pass for the end";
+  }
   Store.BringBack();
-  EXPECT_EQ(Load(*report).size(), kTraps + 1U);
-  EXPECT_EQ(report->Notice(), "");
+  report.reset();
+  EXPECT_EQ(Busy.WorksRunning, 0);
+  Connection.Close();
+  Store.Connect(Connection);
+  EXPECT_EQ(Load(*Report()).size(), kTraps + 1U);
 }
 
 // A server that went mute: the reader hangs in connecting and nothing reaches it.
-TEST_F(ReportModelTest, DoesNotWaitForAStoreThatHangs) {
+TEST_P(ReportModelTest, DoesNotWaitForAStoreThatHangs) {
   std::promise<void> release;
   auto held = std::make_shared<std::shared_future<void>>(release.get_future().share());
   ForReports.OpenConnection = [held](store::ConnectionOptions options) -> std::unique_ptr<store::Connection> {
@@ -170,6 +174,9 @@ TEST_F(ReportModelTest, DoesNotWaitForAStoreThatHangs) {
   release.set_value();
   EXPECT_TRUE(WaitUntil([&] { return held.use_count() == 1; })) << "both threads end, with what they own";
 }
+
+INSTANTIATE_TEST_SUITE_P(, ReportModelTest, testing::ValuesIn(test::kEngines),
+                         [](const auto& engine) { return test::EngineName(engine.param); });
 
 }  // namespace
 }  // namespace korvane::reports

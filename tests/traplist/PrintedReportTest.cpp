@@ -42,11 +42,11 @@ class ListFilesTest : public testing::Test {
     order_.Sort(sorting_);
     return {.Rows = rows_, .Order = order_, .Source = source, .TimeZoneBias = bias_};
   }
-  std::string Print(std::string_view caption = "All Traps ", SourceShown source = SourceShown::SourceText) {
-    world_.Printer.Print(caption, Shown(source));
+  std::string Print(std::string_view caption) {
+    world_.Printer.Print(caption, Shown(SourceShown::SystemName));
     return test::ReadFile(printed_);
   }
-  std::string Export(SourceShown source = SourceShown::SourceText) {
+  std::string Export(SourceShown source = SourceShown::SystemName) {
     world_.Prompt.WillAnswerFiles({exported_.string()});
     ExportTraps(world_.Desk, "All Traps ", Shown(source));
     return test::ReadFile(exported_);
@@ -76,31 +76,52 @@ class ListFilesTest : public testing::Test {
 using PrintedReportTest = ListFilesTest;
 using CsvExportTest = ListFilesTest;
 
-TEST_F(PrintedReportTest, HasItsExactForm) {
-  rows_.Append(sample_.Trap);
-  // A second trap of the same system and kind: what the two have in common must not hide what they don't.
-  sample_.Trap.Severity = 9;
-  sample_.Trap.EventTime += 61;
-  sample_.Trap.EventNotes = "seen";
-  sample_.SetVarBinds("", "");
-  rows_.Append(sample_.Trap);
-  const std::string first = Printed(kDate, "router1.example", "192.0.2.7", "Major", "Acme", "fanFailed",
-                                    "the link downport 4", kStill, "");
-  const std::string second = Printed("2023-11-14 22:14:21", "router1.example", "192.0.2.7", "Clear", "Acme",
-                                     "fanFailed", "", kStill, "seen");
-  EXPECT_EQ(Print(), head_ + first + single_ + second + double_);
-  // From top to bottom as the window shows it, and once, whatever was printed before.
-  sorting_ = TrapSorting{.Column = TrapColumn::DateTime, .Descending = true};
-  EXPECT_EQ(Print(), head_ + second + single_ + first + double_);
-  EXPECT_EQ(Files(), 1U);
-
+// As the window shows them from top to bottom; with more systems and kinds than are kept ready, each twice
+// and far apart.
+TEST_F(ListFilesTest, HoldEveryTrapByteForByte) {
+  constexpr std::size_t kKinds = 10'000;
   bias_ = -3600;
+  sorting_ = TrapSorting{.Column = TrapColumn::DateTime, .Descending = false};
   world_.Platform.Clock.Utc = 4'102'444'800;  // beyond what a trap's time can hold
-  EXPECT_THAT(
-      Print("Core (Custom View)", SourceShown::SystemName),
-      testing::StartsWith("Korvane - Core (Custom View)\r\nGenerated On: 2100-01-01 01:00:00\r\n" + double_ +
-                          "\r\nDate & Time:\t\t2023-11-14 23:14:21\r\n"
-                          "Source:\t\t\tRouter-One\r\n"));
+  std::deque<store::TrapDefinition> definitions;
+  std::vector<std::string> printed(2);
+  std::vector<std::string> exported(2);
+  for (std::size_t i = 0; i < 2 * kKinds; ++i) {
+    const std::size_t kind = i % kKinds;
+    const bool earlier = i >= kKinds;
+    const std::string router = fmt::format("router{}", kKinds - kind);
+    if (!earlier) {
+      definitions.push_back({fmt::format("trap{}", kind), "Acme", kStill});
+    }
+    sample_.Trap.Definition = &definitions[kind];
+    sample_.Trap.SystemName = router;
+    sample_.Trap.SpecificTrap = static_cast<int>(kind);
+    sample_.Trap.SequenceNumber = static_cast<int>(i);
+    sample_.Trap.EventTime = earlier ? -1 : 1'700'000'000;
+    sample_.Trap.EventAck = earlier ? 1 : 0;
+    sample_.Trap.Severity = earlier ? 9 : 3;
+    sample_.Trap.EventNotes = earlier ? "seen" : "";
+    rows_.Append(sample_.Trap);
+    const std::string time = earlier ? "1970-01-01 00:59:59" : "2023-11-14 23:13:20";
+    const std::string utc = earlier ? "1969-12-31T23:59:59Z" : "2023-11-14T22:13:20Z";
+    const std::string severity = earlier ? "Clear" : "Major";
+    const std::string notes = earlier ? "seen" : "";
+    printed[earlier ? 0 : 1] +=
+        (kind > 0 ? single_ : "") + Printed(time, router, "192.0.2.7", severity, "Acme",
+                                            definitions[kind].TrapName, "the link downport 4", kStill, notes);
+    exported[earlier ? 0 : 1] += fmt::format(
+        "\"{}\",\"{}\",\"trap{}\",\"the link downport 4\",\"192.0.2.7\",\"{}\",\"enterpriseSpecific\","
+        "\"Acme\",\"1.3.6.1.4.1.99999.1\",{},\"A fan stands still.\",\"{}\",\"{}\",{},{}\r\n",
+        time, router, kind, severity, kind, notes, earlier ? "Yes" : "No", i, utc);
+  }
+  EXPECT_TRUE(Print("Core (Custom View)") ==
+              "Korvane - Core (Custom View)\r\nGenerated On: 2100-01-01 01:00:00\r\n" + double_ + printed[0] +
+                  single_ + printed[1] + double_);
+  EXPECT_TRUE(Export() == header_ + exported[0] + exported[1]);
+  EXPECT_EQ(Files(), 2U);
+  EXPECT_THAT(world_.Busy.Texts, ElementsAre("Generating...", "Exporting Trap(s)"));
+  EXPECT_EQ(world_.Busy.Progress.size(), 8U);
+  EXPECT_EQ(world_.Busy.Progress.back(), std::pair(std::int64_t{16'384}, std::int64_t{20'000}));
 }
 
 // Whatever a text holds: the lines of the report are those of this program, or begin with two TABs.
@@ -111,7 +132,7 @@ TEST_F(PrintedReportTest, CantBeForged) {
   const std::string oneLine = "x␍␊Severity:␉␉Clear␍Generic:␊" + dashes + "␊␤␤\uFFFDy␛[2J\uFFFDz größe␋␊␍";
   const std::string lines = "x\r\n\t\tSeverity:␉␉Clear\r\n\t\tGeneric:\r\n\t\t" + dashes +
                             "\r\n\t\t␤␤\uFFFDy␛[2J\uFFFDz größe␋\r\n\t\t\r\n\t\t";
-  sample_.Trap.Source = sample_.Trap.SystemAddress = sample_.Trap.EventNotes = forged;
+  sample_.Trap.SystemName = sample_.Trap.SystemAddress = sample_.Trap.EventNotes = forged;
   sample_.Definition = {.TrapName = forged, .EnterpriseName = forged, .FurtherDescription = forged};
   sample_.SetVarBinds(forged, "");
   rows_.Append(sample_.Trap);
@@ -140,42 +161,6 @@ TEST_F(PrintedReportTest, GoesToTheEditorAsOneArgumentOrSaysWhyNot) {
                      "/WindowPrint.txt\".\nNo such file or directory.",
                  PromptIcon::Exclamation}}));
   EXPECT_EQ(world_.Busy.Depth(), 0);
-}
-
-TEST_F(CsvExportTest, TheFileIsWhatSpreadsheetsReadByteForByte) {
-  bias_ = -3600;
-  rows_.Append(sample_.Trap);
-  // Every text is kept from being a formula.
-  sample_.Trap.SequenceNumber = -43;
-  sample_.Trap.SpecificTrap = -1;
-  sample_.Trap.EventTime = -1;
-  sample_.Trap.EventAck = 1;
-  sample_.Trap.SystemName = "=s";
-  sample_.Trap.SystemAddress = "=a";
-  sample_.Trap.EnterpriseOid = "=o";
-  sample_.Trap.EventNotes = "=called, \"fixed\"\nby Łukasz";
-  sample_.SetVarBinds("=", "v");
-  const store::TrapDefinition hostile{.TrapName = "=t", .EnterpriseName = "=e", .FurtherDescription = "=i"};
-  sample_.Trap.Definition = &hostile;
-  rows_.Append(sample_.Trap);
-  sorting_ = {.Column = TrapColumn::DateTime, .Descending = false};
-  EXPECT_EQ(
-      Export(SourceShown::SystemName),
-      header_ +
-          "\"1970-01-01 00:59:59\",\"'=s\",\"'=t\",\"'=v\",\"'=a\",\"Major\",\"enterpriseSpecific\",\"'=e\","
-          "\"'=o\",-1,\"'=i\",\"'=called, \"\"fixed\"\"\nby Łukasz\",\"Yes\",-43,1969-12-31T23:59:59Z\r\n"
-          "\"2023-11-14 23:13:20\",\"Router-One\",\"fanFailed\",\"the link downport 4\",\"192.0.2.7\","
-          "\"Major\",\"enterpriseSpecific\",\"Acme\",\"1.3.6.1.4.1.99999.1\",17,\"A fan stands still.\",\"\","
-          "\"No\",42,2023-11-14T22:13:20Z\r\n");
-  fs::remove(exported_);
-  fs::create_directory(exported_);
-  world_.Prompt.WillAnswerFiles({exported_.string()});
-  ExportTraps(world_.Desk, "", Shown(SourceShown::SourceText));
-  EXPECT_EQ(world_.Prompt.Messages(), (Messages{{"The traps could not be exported to the file \"" +
-                                                     exported_.string() + "\".\nIs a directory.",
-                                                 PromptIcon::Exclamation}}));
-  EXPECT_EQ(world_.Busy.Depth(), 0);
-  EXPECT_EQ(Files(), 1U);
 }
 
 TEST_F(CsvExportTest, HostileTextStaysInItsCellAndIsNoFormula) {
@@ -211,6 +196,26 @@ TEST_F(CsvExportTest, HostileTextStaysInItsCellAndIsNoFormula) {
     line.AddParagraphs(text);
     EXPECT_EQ(line.End(), fmt::format("\"{}\"\r\n", cell)) << text;
   }
+  // No column's text is written otherwise.
+  sample_.Trap.Source = "=s";
+  sample_.Trap.SystemAddress = "=a";
+  sample_.Trap.EnterpriseOid = "=o";
+  sample_.Trap.EventNotes = "=\"\n=";
+  sample_.SetVarBinds("=", "v");
+  sample_.Definition = {.TrapName = "=t", .EnterpriseName = "=e", .FurtherDescription = "=i"};
+  rows_.Append(sample_.Trap);
+  EXPECT_EQ(Export(SourceShown::SourceText),
+            header_ +
+                "\"2023-11-14 22:13:20\",\"'=s\",\"'=t\",\"'=v\",\"'=a\",\"Major\",\"enterpriseSpecific\","
+                "\"'=e\",\"'=o\",17,\"'=i\",\"'=\"\"\n'=\",\"No\",42,2023-11-14T22:13:20Z\r\n");
+  fs::remove(exported_);
+  fs::create_directory(exported_);
+  world_.Prompt.WillAnswerFiles({exported_.string()});
+  ExportTraps(world_.Desk, "", Shown(SourceShown::SourceText));
+  EXPECT_EQ(world_.Prompt.Messages(), (Messages{{"The traps could not be exported to the file \"" +
+                                                     exported_.string() + "\".\nIs a directory.",
+                                                 PromptIcon::Exclamation}}));
+  EXPECT_EQ(world_.Busy.Depth(), 0);
 }
 
 TEST_F(CsvExportTest, TheSuggestedNameSuitsEveryFileSystem) {
@@ -225,39 +230,6 @@ TEST_F(CsvExportTest, TheSuggestedNameSuitsEveryFileSystem) {
     EXPECT_EQ(world_.Prompt.FileQuestions().back().Path, name + ".csv");
   }
   EXPECT_EQ(Files(), 0U) << "cancelled";
-}
-
-// More systems and kinds than are kept ready, each twice and far apart.
-TEST_F(ListFilesTest, TellAnyNumberOfSystemsAndKindsApart) {
-  constexpr std::size_t kKinds = 10'000;
-  std::deque<store::TrapDefinition> definitions;
-  std::string printed = head_;
-  std::string exported = header_;
-  for (std::size_t i = 0; i < 2 * kKinds; ++i) {
-    const std::size_t kind = i % kKinds;
-    const std::string source = fmt::format("router{}", kKinds - kind);
-    if (i < kKinds) {
-      definitions.push_back({fmt::format("trap{}", kind), "Acme", kStill});
-    }
-    sample_.Trap.Definition = &definitions[kind];
-    sample_.Trap.Source = source;
-    sample_.Trap.SpecificTrap = static_cast<int>(kind);
-    sample_.Trap.SequenceNumber = static_cast<int>(i);
-    rows_.Append(sample_.Trap);
-    printed += i > 0 ? single_ : "";
-    printed += Printed(kDate, source, "192.0.2.7", "Major", "Acme", definitions[kind].TrapName,
-                       "the link downport 4", kStill, "");
-    exported += fmt::format(
-        "\"2023-11-14 22:13:20\",\"{}\",\"trap{}\",\"the link downport 4\",\"192.0.2.7\",\"Major\","
-        "\"enterpriseSpecific\",\"Acme\",\"1.3.6.1.4.1.99999.1\",{},\"A fan stands still.\",\"\",\"No\",{},"
-        "2023-11-14T22:13:20Z\r\n",
-        source, kind, kind, i);
-  }
-  EXPECT_TRUE(Print() == printed + double_);
-  EXPECT_TRUE(Export() == exported);
-  EXPECT_THAT(world_.Busy.Texts, ElementsAre("Generating...", "Exporting Trap(s)"));
-  EXPECT_EQ(world_.Busy.Progress.size(), 8U);
-  EXPECT_EQ(world_.Busy.Progress.back(), std::pair(std::int64_t{16'384}, std::int64_t{20'000}));
 }
 
 }  // namespace
