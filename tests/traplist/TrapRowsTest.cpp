@@ -277,30 +277,5 @@ TEST(TrapRowsTest, AgreeWithPlainRowsUnderRandomOperations) {
   EXPECT_GT(early, 3) << "a hit is told before every row was looked at";
 }
 
-// A report that is sorted while it loads: in pieces, with rows arriving in between, and in the end the same.
-TEST(TrapRowsTest, AreSortedInPortionsAsTheyAreAtOnce) {
-  RowMaker maker(11);
-  TrapList list(SourceShown::SystemName);
-  list.Append(maker.Next(13'000));
-  TrapOrder order(list.Rows(), SourceShown::SystemName);
-  for (int column = 0; column < kTrapColumns; ++column) {
-    const TrapSorting sorting{.Column = static_cast<TrapColumn>(column), .Descending = column % 2 == 0};
-    order.BeginSorting(sorting);
-    int portions = 1;
-    while (!order.SortSome([] { return true; })) {
-      if (++portions == 5) {
-        list.Append(maker.Next(50));
-        EXPECT_TRUE(order.RowsAppended());
-      }
-      ASSERT_EQ(order.RowAt(12'000), 12'000U) << "nothing moves before the end";
-    }
-    EXPECT_GT(portions, 8);
-    order.TakeSorted();
-    order.MergeAppended();
-    list.Order().Sort(sorting);
-    ASSERT_EQ(order.Positions(), list.Order().Positions()) << column;
-  }
-}
-
 }  // namespace
 }  // namespace korvane::traplist
