@@ -333,15 +333,10 @@ TEST_F(NameResolverTest, ANameIsPickedUpByALaterCallAndThenKept) {
 
 TEST_F(NameResolverTest, AFailureIsKeptForAWhileAndThenTriedAgain) {
   hosts_->Known = false;
-  {
-    NameResolver patient(hosts_);
+  NameResolver patient(hosts_);
+  for (int i = 0; i < 50; ++i) {
     EXPECT_FALSE(patient.Resolve("192.0.2.9", name_));
-    EXPECT_TRUE(IsAsked(1));
-    for (int i = 0; i < 50; ++i) {
-      EXPECT_FALSE(patient.Resolve("192.0.2.9", name_));
-    }
-    EXPECT_TRUE(patient.Stop(seconds(10)));
-    EXPECT_EQ(hosts_->Asked, 1);
+    ASSERT_TRUE(IsAsked(1));
   }
   NameResolver quick(hosts_, {.FirstRetry = milliseconds(1), .LongestRetry = milliseconds(5)});
   EXPECT_TRUE(WaitUntil([&] { return quick.Resolve("192.0.2.9", name_) || hosts_->Asked >= 4; }));

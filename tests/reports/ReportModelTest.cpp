@@ -120,10 +120,8 @@ TEST_P(ReportModelTest, IsStoppedBegunAnewOrWithoutItsStoreAtAnyMoment) {
   Busy.WorkProgress.clear();
   ASSERT_TRUE(WaitUntil([&] {
     const std::size_t before = report->Rows().Count();
-    const bool more = report->TakeBatches(milliseconds(0));
-    const std::size_t count = report->Rows().Count();
-    EXPECT_TRUE(more || count % 256 == 0 || count == kTraps) << "nobody else would ask for the rest";
-    EXPECT_LT(count - before, 256U);
+    report->TakeBatches(milliseconds(0));
+    EXPECT_LT(report->Rows().Count() - before, 256U);
     return report->State() != ReportState::Loading;
   }));
   ExpectFirstRows(*report, kTraps);

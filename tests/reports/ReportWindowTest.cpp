@@ -37,16 +37,6 @@ class ReportWindowTest : public testing::Test, public test::LoadedWorld {
     window_->resize(700, 320);
     test::ShowActive(*window_);
   }
-  void AddMany(std::int32_t count) {
-    std::vector<test::StoredTrap> traps;
-    for (std::int32_t number = 1; number <= count; ++number) {
-      traps.push_back({.SequenceNumber = number,
-                       .EventTime = 1000 + number,
-                       .Source = "10.0.0." + std::to_string(number % 7),
-                       .EventDescription = "value " + std::to_string(number * 37 % 101)});
-    }
-    Store.AddTraps(traps);
-  }
   bool Ends(ReportState state) {
     return WaitFor([&] { return window_->Model().State() == state; });
   }
@@ -77,23 +67,23 @@ TEST_F(ReportWindowTest, SaysWhatItHoldsAndWhatIsMissing) {
   EXPECT_EQ(TextOf(*window_, "lblEmptyList"), "No traps were loaded");
   EXPECT_TRUE(TextOf(*window_, "lblNotice").starts_with("The list is not complete, it holds none"));
   Store.BringBack();
-  AddMany(300);
+  AddStored(300, 1001, "10.0.0.3");
   Click(*window_, "cmdLoadAgain");
   ASSERT_TRUE(Ends(ReportState::Complete));
   EXPECT_FALSE(test::IsShown(*window_, "fraNotice"));
-  EXPECT_EQ(FirstOnScreen(), 3);
+  EXPECT_EQ(FirstOnScreen(), 1003);
   EXPECT_EQ(test::Cell(*list_, 0, 1), "Core Router");
   window_->ShowFindBar();
   test::Type(*window_, "txtFind", "router");
-  EXPECT_EQ(TextOf(*window_, "lblFound"), "1 of 43");
+  EXPECT_EQ(TextOf(*window_, "lblFound"), "1 of 298");
   window_->List().SelectPosition(4);
   EXPECT_EQ(TextOf(*window_, "lblSelectedTrap") + TextOf(*window_, "lblTotalTraps"),
             "Selected Trap: 5 Total Traps In Window: 298 ");
 }
 
 TEST_F(ReportWindowTest, NothingMovesUnderTheReaderWhileRowsArrive) {
-  constexpr int kTraps = 21'000;  // a long list takes its rows in longer turns
-  AddMany(kTraps);
+  AddStored(10'500, 1, "edge");  // a long list takes its rows in longer turns
+  AddStored(10'500, 20'001, "gate");
   Open(0, 1'000'000);
   // Not even at the end, where a live list would follow: there the view lets go of a line it shows in part.
   LoadSome();
@@ -102,19 +92,17 @@ TEST_F(ReportWindowTest, NothingMovesUnderTheReaderWhileRowsArrive) {
   const std::int32_t first = FirstOnScreen();
   ASSERT_EQ(window_->Model().State(), ReportState::Loading);
   ASSERT_TRUE(Ends(ReportState::Complete));
-  EXPECT_EQ(window_->Table().rowCount(), kTraps);
+  EXPECT_EQ(window_->Table().rowCount(), 21'000);
   EXPECT_GE(FirstOnScreen(), first);
   EXPECT_LE(FirstOnScreen(), first + 1);
 
   // Sorted while it loads it ends sorted; equal rows keep their order.
   LoadSome();
-  list_->sortByColumn(3, Qt::DescendingOrder);
+  list_->sortByColumn(1, Qt::DescendingOrder);
   ASSERT_TRUE(Ends(ReportState::Complete));
   ASSERT_TRUE(WaitFor([this] { return !window_->Table().IsSorting(); }));
-  for (int position = 1; position < kTraps; ++position) {
-    const std::string before = test::Cell(*list_, position - 1, 3);
-    const std::string text = test::Cell(*list_, position, 3);
-    ASSERT_TRUE(text < before || (text == before && TrapAt(position) > TrapAt(position - 1))) << position;
+  for (int position = 0; position < 21'000; ++position) {
+    ASSERT_EQ(TrapAt(position), position < 10'500 ? 20'001 + position : position - 10'499);
   }
   LoadSome();
   window_.reset();
