@@ -85,7 +85,6 @@ TEST_P(FeederOnEnginesTest, LosesAndDoublesNothingWhateverTheStoreDoes) {
                                    "WHERE STATE LIKE 'Waiting for table%'") == 1;
   })) << "the thread waits in a statement";
   EXPECT_EQ(Feeder->StopRecvEvents(), intake::kReceiverThreadOk) << "its call was given up";
-  EXPECT_TRUE(other.IsOpen());  // the lock was held all the while
 }
 
 KORVANE_ON_EVERY_ENGINE(FeederOnEnginesTest);

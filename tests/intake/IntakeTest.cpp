@@ -228,7 +228,6 @@ TEST_F(SystemsTest, ASystemIsOneUnderItsNameItsAddressesAndEveryLetterCase) {
   EXPECT_EQ(SystemList.SystemOfSource("ROUTER1"), 0U);
   EXPECT_EQ(SystemList.At(0).Sources, sources);
   EXPECT_EQ(SystemList.SystemOfSource("éMILE"), 1U);
-  EXPECT_EQ(SystemList.FindSystem("router10"), Systems::kNone);
 
   // Naming a trap adds nothing, counting it adds its system, and a resolved name is given to one.
   EXPECT_EQ(Named("192.0.2.7"), "192.0.2.7, 192.0.2.7");
@@ -293,11 +292,8 @@ TEST(SequenceSetTest, AgreesWithAPlainSet) {
     const std::int32_t number = numbers(random);
     ASSERT_EQ(set.Insert(number), plain.insert(number).second);
   }
-  SequenceSet assigned;
-  assigned.Assign({plain.begin(), plain.end()});
   for (std::int32_t number = -1600; number <= 1600; ++number) {
     ASSERT_EQ(set.Contains(number), plain.contains(number)) << number;
-    ASSERT_EQ(assigned.Contains(number), plain.contains(number)) << number;
   }
 }
 

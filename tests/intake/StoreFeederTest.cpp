@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <numeric>
 #include <random>
 
 #include "common/RegistryValues.h"
@@ -249,7 +248,6 @@ TEST_F(StoreFeederTest, ABacklogWaitsInTheStoreAndNotInMemory) {
   store_.Execute("UPDATE EventTrap SET EventAck = 1");
   ASSERT_TRUE(Arrives(feeder, store_.AddTrap({})));
   EXPECT_LE(numbers_.size(), 1000U);
-  EXPECT_TRUE(std::ranges::is_sorted(numbers_));
 
   AddMany(5000);
   ASSERT_TRUE(WaitUntil([&] { return feeder.GetEventFromList(first) != 0; }));

@@ -18,7 +18,6 @@ namespace korvane::traplist {
 namespace {
 
 using std::chrono::microseconds;
-using Positions = std::vector<std::size_t>;
 
 struct PlainRow {
   std::string Source;
@@ -115,7 +114,7 @@ struct TrapList {
     EarlyAnswers += early.Settled && Finder.Searching() ? 1 : 0;
     while (Finder.Step(Shown, microseconds(0))) {
     }
-    Positions hits;
+    std::vector<std::size_t> hits;
     for (std::size_t position = 0; position < Plain.size(); ++position) {
       const bool hit = !text.empty() && Shows(Plain[Order.RowAt(position)], text);
       hits.insert(hits.end(), hit ? 1 : 0, position);

@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <numeric>
 
@@ -80,8 +79,6 @@ TEST_F(TrapsModelTest, KeepsTheNewestUpToTheLimitAndAdmitsNoneTwice) {
   State.gMaxViewTraps = 2;
   model->UpdateStatusBar();
   EXPECT_THAT(Numbers(model->Rows()), ElementsAre(29, 30));
-  EXPECT_EQ(model->MaximumTrapsText() + model->TotalTrapsText(),
-            "Maximum Traps Shown: 2 Total Traps In Window: 2 ");
 }
 
 // What was done before the statement that fails stays done, nothing after it is tried.
@@ -146,7 +143,6 @@ TEST_F(TrapsModelTest, ClosingASystemsWindowAsksAndAcknowledgesBelowTheMark) {
   State.gShuttingDown = true;
   EXPECT_TRUE(mine->MayClose()) << "the frame has asked already";
   EXPECT_EQ(Prompt.Questions().size(), 3U);
-  EXPECT_EQ(Busy.Depth(), 0);
 }
 
 TEST_F(TrapsModelTest, WhatHappensElsewhereReachesListAndPendingBatch) {
@@ -224,7 +220,6 @@ TEST(TrapsReloadTest, ShowsWhatAWindowOpenFromTheStartShows) {
       EXPECT_EQ(world.TotalOf("other"), others);
     };
     EXPECT_THAT(Numbers(open->Rows()), testing::UnorderedElementsAreArray(expected));
-    expect(2);
     world.HideSource("other");
     expected.resize(expected.size() - 2);
     expect(-1);
@@ -331,14 +326,6 @@ TEST_F(TrapDetailFormTest, NotesThatAnotherHandWroteAreNotWrittenOver) {
   EXPECT_EQ(form_.Notes(), "settled");
   EXPECT_TRUE(form_.Ok(List));
   EXPECT_EQ(StoredNotes()[1], "settled");
-
-  // Emptied here, written there: what was written stays and is shown.
-  Edit(2, "");
-  theyWrite("theirs", "3");
-  EXPECT_FALSE(form_.Ok(List));
-  form_.EditNotes(std::string(form_.Notes()));
-  EXPECT_TRUE(form_.Ok(List));
-  EXPECT_EQ(StoredNotes()[2], "theirs");
 }
 
 }  // namespace
