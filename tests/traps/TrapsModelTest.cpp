@@ -326,6 +326,13 @@ TEST_F(TrapDetailFormTest, NotesThatAnotherHandWroteAreNotWrittenOver) {
   EXPECT_EQ(form_.Notes(), "settled");
   EXPECT_TRUE(form_.Ok(List));
   EXPECT_EQ(StoredNotes()[1], "settled");
+
+  // Emptied here, written there: what was written stays and is shown.
+  Edit(2, "");
+  theyWrite("theirs", "3");
+  EXPECT_FALSE(form_.Ok(List));
+  EXPECT_EQ(form_.Notes(), "theirs");
+  EXPECT_EQ(StoredNotes()[2], "theirs");
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTableView>
@@ -209,6 +210,7 @@ TEST_F(TrapsWindowTest, ShowsHostileTextsAsPlainVisibleTextAndCopiesThemWhole) {
   const auto big = [](int size, char c) { return QString(size, QLatin1Char(c)); };
   StoredTrap trap = Trap(1);
   trap.Source = "a\nb\u202E<b>bold</b>" + std::string(50'000, 's');
+  trap.EnterpriseOid = std::string(40'000, '1') + ".7";
   trap.EventDescription =
       "<b>first</b>\tvalue\r\nsecond \u202E\x01\xFF" + std::string(3'000'000, 'A') + "🔥=1";
   Deliver(trap, {&Window});
@@ -232,6 +234,7 @@ TEST_F(TrapsWindowTest, ShowsHostileTextsAsPlainVisibleTextAndCopiesThemWhole) {
   InDetail([&](QDialog& dialog) {
     dialog.grab();
     EXPECT_LE(dialog.minimumSizeHint().width(), 700);
+    EXPECT_THAT(TextOf(dialog, "lblEnterprise"), testing::EndsWith("1.7)")) << "the end is not cut off";
     EXPECT_THAT(TextOf(dialog, "lblSource"), StartsWith("a␊b\uFFFD<b>bold</b>sss"));
     auto& varBinds = Find<QPlainTextEdit>(dialog, "txtVarBinds");
     for (QTextBlock block = varBinds.document()->begin(); block.isValid(); block = block.next()) {
@@ -369,6 +372,8 @@ TEST_F(TrapsWindowTest, DetailsStepThroughTheListFromTheTrapTheyWereOpenedOn) {
   Store.AddSystem("Edge", "10.0.0.1");
   SystemList.LoadSystems(Connection);
   Load(60);
+  auto& size = Platform.Settings.Values["Settings/TrapDetailSize"];
+  size = "99999999,99999999";
   const auto expectFourth = [](QDialog& dialog) {
     EXPECT_EQ(StateOf(dialog), "value 4, Trap 4 of 60, Previous, Next");
     std::string texts;
@@ -379,10 +384,13 @@ TEST_F(TrapsWindowTest, DetailsStepThroughTheListFromTheTrapTheyWereOpenedOn) {
     EXPECT_EQ(texts,
               "1970-01-01 00:16:44|Minor|edge|10.0.0.1|vendor (1.3.6.1.4.1.9)|enterpriseSpecific|"
               "fanFailed (1)|A fan stopped.|");
+    EXPECT_LE(dialog.height(), dialog.screen()->availableSize().height());
+    dialog.resize(720, 610);
     Press(dialog, Qt::Key_Escape);
   };
   test::InDialog([&] { test::DoubleClick(List, 3, 1); }, expectFourth);
   test::InDialog([&] { QTest::keyClick(&List, Qt::Key_Return); }, expectFourth);
+  EXPECT_EQ(size, "720,610");
   Window.List().SelectPosition(57);
   InDetail([&](QDialog& dialog) {
     const auto isAt = [&](int position) {
