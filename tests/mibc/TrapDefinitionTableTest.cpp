@@ -5,38 +5,37 @@
 
 #include "TrapDefinitionTable.h"
 #include "store/DatabaseError.h"
+#include "store/EngineTest.h"
 #include "store/TrapNames.h"
-#include "support/Engines.h"
 
 namespace korvane::mibc {
 namespace {
 
+using store::EngineOf;
+
 constexpr const char* kAcme = "1.3.6.1.4.1.32473";
 
-std::vector<Definition> Rows(test::TestStore& made) {
-  std::vector<Definition> rows;
-  store::Recordset stored =
-      made.Db().OpenRecordset("SELECT * FROM EventStructure ORDER BY EnterpriseOid, RequestType");
-  while (stored.Next()) {
-    rows.push_back({stored.Text("EnterpriseOid"), stored.Integer("RequestType"), stored.Text("SpecificTrap"),
-                    stored.Text("Name"), stored.Text("TrapDescription")});
-  }
-  return rows;
-}
-
-class TrapDefinitionTableTest : public testing::TestWithParam<store::Engine> {
- protected:
+struct TrapDefinitionTableTest : store::EngineTest {
   TrapDefinitionTableTest() { Made->Connect(Own); }
-
+  std::vector<Definition> Rows() {
+    std::vector<Definition> rows;
+    store::Recordset stored =
+        Db.OpenRecordset("SELECT * FROM EventStructure ORDER BY EnterpriseOid, RequestType");
+    while (stored.Next()) {
+      rows.push_back({stored.Text("EnterpriseOid"), stored.Integer("RequestType"),
+                      stored.Text("SpecificTrap"), stored.Text("Name"), stored.Text("TrapDescription")});
+    }
+    return rows;
+  }
   StoredCounts Store(std::vector<Definition> definitions, const char* name = "ACME-MIB") {
     const std::vector<Module> modules = {{name, std::move(definitions)}};
     return Table.Store(modules).at(0);
   }
 
-  std::unique_ptr<test::TestStore> Made = test::MakeStore(GetParam());
   store::Connection Own;
   TrapDefinitionTable Table{Own};
 };
+KORVANE_ON_EVERY_ENGINE(TrapDefinitionTableTest);
 
 TEST_P(TrapDefinitionTableTest, UpdatesInsteadOfDoublingAndIsFoundByTheConsole) {
   Made->AddDefinition("1.3.6.1.4.1.5", 1, "other", "another", "untouched");
@@ -49,21 +48,19 @@ TEST_P(TrapDefinitionTableTest, UpdatesInsteadOfDoublingAndIsFoundByTheConsole) 
                                             first,
                                             {kAcme, 9, "ofAnOlderModule", "acme", "stays"},
                                             {"1.3.6.1.4.1.5", 1, "other", "another", "untouched"}};
-  EXPECT_EQ(Rows(*Made), expected);
+  EXPECT_EQ(Rows(), expected);
   EXPECT_EQ(Store({first, second}), (StoredCounts{0, 0, 2, 0}));
-  EXPECT_EQ(Rows(*Made), expected);
+  EXPECT_EQ(Rows(), expected);
 
-  store::TrapNames names(Made->Db());
+  store::TrapNames names(Db);
   const std::string mark = names.DefinitionsMark();
-  EXPECT_EQ(names.DefinitionsMark(), mark);
   Definition renamed = first;
   renamed.SpecificTrap = "doorAjar";
   renamed.TrapDescription = "";
   EXPECT_EQ(Store({renamed, second}), (StoredCounts{0, 1, 1, 0}));
   EXPECT_NE(names.DefinitionsMark(), mark) << "an open console has to notice";
-  EXPECT_EQ(Rows(*Made).at(1), renamed);
+  EXPECT_EQ(Rows().at(1), renamed);
   EXPECT_EQ(names.GetTrapSpecific(kAcme, 1), "doorAjar");
-  EXPECT_EQ(names.TranslateOidName("acme"), kAcme);
 }
 
 // "traps" is what many makers call theirs; dialogs list the traps of an enterprise by its name.  And a file
@@ -75,16 +72,13 @@ TEST_P(TrapDefinitionTableTest, KeepsEnterprisesApartAndTakesAllOrNothing) {
   }
   const std::vector<Definition> before = {{"1.3.6.1.4.1.1", 1, "a", "traps", ""},
                                           {"1.3.6.1.4.1.2", 1, "b", "B-MIB::traps", ""}};
-  EXPECT_EQ(Rows(*Made), before);
+  EXPECT_EQ(Rows(), before);
   const std::vector<Module> modules = {
       {"A-MIB", {{"1.3.6.1.4.1.1", 1, "changed", "traps", "after"}, {kAcme, 2, "added", "acme", ""}}},
       {"B-MIB", {{"1.3.6.1.4.1.7", 1, "refused", "it's a broken name", ""}}}};
   EXPECT_THROW(Table.Store(modules), store::DatabaseError);
-  EXPECT_EQ(Rows(*Made), before);
+  EXPECT_EQ(Rows(), before);
 }
-
-INSTANTIATE_TEST_SUITE_P(, TrapDefinitionTableTest, testing::ValuesIn(test::kEngines),
-                         [](const auto& given) { return test::EngineName(given.param); });
 
 }  // namespace
 }  // namespace korvane::mibc
