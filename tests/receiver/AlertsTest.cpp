@@ -24,6 +24,7 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -48,31 +49,34 @@ std::shared_ptr<AlertFiring> Firing(AlertRule rule, TrapRow trap = LinkDown()) {
                                                    .EnterpriseName = "Acme"});
 }
 
+AlertRule Rule(std::string AlertRule::*what, const std::string& text) {
+  AlertRule rule;
+  rule.*what = text;
+  return rule;
+}
+
 TEST(AlertRulesTest, EveryConditionThatIsSetMustHold) {
   struct Case {
-    const char* Name;
-    void (*Change)(AlertRule&);
+    void (*Set)(AlertRule&);
     bool Matches;
   };
   const Case cases[] = {
-      {"nothing set", [](AlertRule&) {}, true},
-      {"generic", [](AlertRule& r) { r.GenericTrap = 2; }, true},
-      {"another generic", [](AlertRule& r) { r.GenericTrap = 0; }, false},
-      {"source in other letters", [](AlertRule& r) { r.Source = "10.0.0.1"; }, true},
-      {"part of the source", [](AlertRule& r) { r.Source = "10.0.0"; }, false},
-      {"enterprise", [](AlertRule& r) { r.EnterpriseOid = "1.3.6.1.4.1.99"; }, true},
-      {"as in some definitions", [](AlertRule& r) { r.EnterpriseOid = "1.3.6.1.4.1.99.0"; }, true},
-      {"its child", [](AlertRule& r) { r.EnterpriseOid = "1.3.6.1.4.1.99.1"; }, false},
-      {"its parent", [](AlertRule& r) { r.EnterpriseOid = "1.3.6.1.4.1"; }, false},
-      {"specific", [](AlertRule& r) { r.SpecificTrap = 7; }, false},
-      {"bindings across both columns",
-       [](AlertRule& r) { r.VarBinds = CaseInsensitiveNeedle("IFDESCR=eth0"); }, true},
-      {"other bindings", [](AlertRule& r) { r.VarBinds = CaseInsensitiveNeedle("eth1"); }, false},
+      {[](AlertRule&) {}, true},
+      {[](AlertRule& r) { r.GenericTrap = 2; }, true},
+      {[](AlertRule& r) { r.GenericTrap = 0; }, false},
+      {[](AlertRule& r) { r.Source = "MACHINE1"; }, true},
+      {[](AlertRule& r) { r.Source = "machine"; }, false},
+      {[](AlertRule& r) { r.EnterpriseOid = "1.3.6.1.4.1.99.0"; }, true},  // as in some definitions
+      {[](AlertRule& r) { r.EnterpriseOid = "1.3.6.1.4.1.99.1"; }, false},
+      {[](AlertRule& r) { r.EnterpriseOid = "1.3.6.1.4.1"; }, false},
+      {[](AlertRule& r) { r.SpecificTrap = 7; }, false},
+      {[](AlertRule& r) { r.VarBinds = CaseInsensitiveNeedle("IFDESCR=eth0"); }, true},  // in both columns
+      {[](AlertRule& r) { r.VarBinds = CaseInsensitiveNeedle("eth1"); }, false},
   };
   for (const Case& c : cases) {
     AlertRule rule;
-    c.Change(rule);
-    EXPECT_EQ(AlertMatches(rule, LinkDown()), c.Matches) << c.Name;
+    c.Set(rule);
+    EXPECT_EQ(AlertMatches(rule, LinkDown("machine1")), c.Matches) << &c - cases;
   }
 }
 
@@ -80,22 +84,19 @@ TEST(AlertLimiterTest, AStormActsAFewTimesAndIsSummedUp) {
   AlertLimiter limiter({.MostInAPeriod = 3, .Period = seconds(60)});
   const AlertLimiter::Time start{};
   int acted = 0;
-  for (int i = 0; i < 1000; ++i) {
-    acted += limiter.Admit(1, start + milliseconds(i * 10)) ? 1 : 0;
-  }
+  for (int i = 0; i < 1000; ++i) acted += limiter.Admit(1, start + milliseconds(i * 10)) ? 1 : 0;
   EXPECT_EQ(acted, 3);
   EXPECT_TRUE(limiter.Admit(2, start)) << "another alert has its own count";
-  EXPECT_THAT(limiter.Due(start + seconds(59)), IsEmpty());
-  auto due = limiter.Due(start + seconds(60));
-  ASSERT_EQ(due.size(), 1U);
-  EXPECT_EQ(due[0].AlertId, 1);
-  EXPECT_EQ(due[0].Suppressed, 997U);
-
+  const auto suppressed = [&](int second) {
+    std::uint64_t sum = 0;
+    for (const auto& due : limiter.Due(start + seconds(second))) sum += due.Suppressed;
+    return sum;
+  };
+  EXPECT_EQ(suppressed(59), 0U);
+  EXPECT_EQ(suppressed(60), 997U);
   EXPECT_FALSE(limiter.Admit(1, start + seconds(61))) << "the storm goes on";
-  due = limiter.Due(start + seconds(120));
-  ASSERT_EQ(due.size(), 1U);
-  EXPECT_EQ(due[0].Suppressed, 1U);
-  EXPECT_THAT(limiter.Due(start + seconds(180)), IsEmpty());
+  EXPECT_EQ(suppressed(120), 1U);
+  EXPECT_EQ(suppressed(180), 0U);
   EXPECT_TRUE(limiter.Admit(1, start + seconds(181))) << "after the storm it acts at once again";
 }
 
@@ -105,21 +106,18 @@ class AlertRunnerTest : public testing::Test {
     Store.Execute("INSERT INTO Message_Detail (Destination) VALUES ('pc1')");
     AskToReadAgain(0);
   }
-  ~AlertRunnerTest() override {
-    stop_.request_stop();
-    if (thread_.joinable()) thread_.join();
-  }
   // actions: the keys of beep, e-mail, message and program.
   void AddAlert(const std::string& name, const std::string& actions, const std::string& generic = "2") {
-    Store.Execute(fmt::format("INSERT INTO Trap_Detail (GenericTrap) VALUES ({})", generic));
-    Store.Execute(
-        fmt::format("INSERT INTO Trap_Action_Group (Description, Trap_ID) SELECT '{}', "
-                    "MAX(Trap_Table_ID) FROM Trap_Detail",
-                    name));
-    Store.Execute(
-        fmt::format("INSERT INTO Trap_Notification_Master (Trap_Group_ID, Beep_ID, Email_ID, "
-                    "Message_ID, Custom_ID) SELECT MAX(Trap_Group_ID), {} FROM Trap_Action_Group",
-                    actions));
+    for (const std::string& statement :
+         {fmt::format("Trap_Detail (GenericTrap) VALUES ({})", generic),
+          fmt::format(
+              "Trap_Action_Group (Description, Trap_ID) SELECT '{}', MAX(Trap_Table_ID) FROM Trap_Detail",
+              name),
+          fmt::format("Trap_Notification_Master (Trap_Group_ID, Beep_ID, Email_ID, Message_ID, Custom_ID) "
+                      "SELECT MAX(Trap_Group_ID), {} FROM Trap_Action_Group",
+                      actions)}) {
+      Store.Execute("INSERT INTO " + statement);
+    }
   }
   void AskToReadAgain(int value) {
     test::WriteFile(RegistryFile,
@@ -136,7 +134,7 @@ class AlertRunnerTest : public testing::Test {
           Fired.Info(AlertLine(*firing));
         },
         options);
-    thread_ = std::thread([this] { runner_->Run(stop_.get_token()); });
+    thread_ = std::jthread([this](const std::stop_token& stop) { runner_->Run(stop); });
   }
   void Offer(std::size_t count, std::size_t bindings = 10) {
     runner_->Offer(std::vector(count, SpooledTrap{.Row = LinkDown("10.0.0.1", std::string(bindings, 'x'))}));
@@ -153,15 +151,13 @@ class AlertRunnerTest : public testing::Test {
 
  private:
   std::unique_ptr<platform::RegistryStore> registry_ = platform::MakeRegistryFile(RegistryFile);
-  std::stop_source stop_;
   std::unique_ptr<AlertRunner> runner_;
-  std::thread thread_;
+  std::jthread thread_;
 };
 
 TEST_F(AlertRunnerTest, ReadsAlertsAtItsStartAndWhenTheConsoleSaysSo) {
   AddAlert("Line down", "1, 1, 2, 1");
   AddAlert("Any", "1, 1, 2, 1", "4");
-  AddAlert("Another generic", "1, 1, 2, 1", "3");
   AddAlert("No action", "1, 1, 1, 1");
   AddAlert("Lost action", "9, 1, 2, 1");
   AddAlert("Lost criteria", "1, 1, 2, 1");
@@ -214,10 +210,11 @@ TEST_F(AlertRunnerTest, AStoreThatIsAwayDelaysAlertsAndWhatWaitsIsBoundedInBytes
 
 class AlertActionsTest : public testing::Test {
  protected:
-  std::string Script(const char* name, const std::string& commands) {
-    test::WriteFile(folder_ / name, fmt::format("#!/bin/sh\ncd {}\n{}\n", folder_.Path().string(), commands));
-    std::filesystem::permissions(folder_ / name, std::filesystem::perms(0700));
-    return folder_ / name;
+  AlertRule Script(const std::string& commands) {
+    const std::filesystem::path file = folder_ / "my tool";
+    test::WriteFile(file, fmt::format("#!/bin/sh\ncd {}\n{}\n", folder_.Path().string(), commands));
+    std::filesystem::permissions(file, std::filesystem::perms(0700));
+    return Rule(&AlertRule::Program, file);
   }
   const test::TempFolder folder_;
 };
@@ -230,8 +227,7 @@ TEST_F(AlertActionsTest, WhatWaitsForASlowOneIsBoundedInBytes) {
              std::ranges::count_if(log.Lines(), [](const auto& line) { return line.ends_with("status 3"); });
     });
   };
-  AlertRule rule;
-  rule.Program = Script("slow", "touch begun\nwhile ! test -e go; do sleep 0.05; done\nexit 3");
+  const AlertRule rule = Script("touch begun\nwhile ! test -e go; do sleep 0.05; done\nexit 3");
   ActionLane lane(std::make_unique<ProgramAction>(), log, {.Firings = 200, .Bytes = 1 << 20});
   std::jthread thread([&](const std::stop_token& stop) { lane.Run(stop); });
   lane.Add(Firing(rule, LinkDown("10.0.0.1", std::string(2 << 20, 'x'))));  // alone, so it fits
@@ -246,19 +242,19 @@ TEST_F(AlertActionsTest, WhatWaitsForASlowOneIsBoundedInBytes) {
 }
 
 TEST_F(AlertActionsTest, AProgramGetsTheTrapAsArgumentsAndNothingIsRunByAShell) {
-  AlertRule rule;
-  rule.Program = Script("my tool", "for a in \"$@\"; do printf '[%s]\\n' \"$a\"; done > out");
+  const AlertRule rule = Script("for a in \"$@\"; do printf '[%s]\\n' \"$a\"; done > out");
   ProgramAction action(seconds(10));
   EXPECT_EQ(action.Carry(*Firing(rule, LinkDown("$(reboot); \"x\"")), {}), "");
   EXPECT_EQ(test::ReadFile(folder_ / "out"), "[$(reboot); \"x\"]\n[1.3.6.1.4.1.99]\n[]\n[2]\n[linkDown]\n");
-  rule.Program = "/no/such/program";
-  EXPECT_THAT(action.Carry(*Firing(rule), {}), HasSubstr("can't be started"));
+  EXPECT_THAT(action.Carry(*Firing(Rule(&AlertRule::Program, "/no/such/program")), {}),
+              HasSubstr("can't be started"));
 }
 
 TEST_F(AlertActionsTest, AProgramThatHangsOrNeverStopsTalkingIsAskedToEndAndEndedWithItsChildren) {
-  const std::string script = Script("hang",
-                                    "trap 'echo asked > asked' TERM\nsh -c 'trap \"\" TERM; echo $$ > child; "
-                                    "exec sleep 600' &\nyes");
+  const std::string script = Script(
+                                 "trap 'echo asked > asked' TERM\nsh -c 'trap \"\" TERM; echo $$ > child; "
+                                 "exec sleep 600' &\nyes")
+                                 .Program;
   EXPECT_THAT(RunChild({.File = script, .Longest = milliseconds(1000)}, {}),
               HasSubstr("was not done in 1000 ms"));
   EXPECT_EQ(test::ReadFile(folder_ / "asked"), "asked\n");
@@ -273,51 +269,46 @@ TEST_F(AlertActionsTest, AProgramThatHangsOrNeverStopsTalkingIsAskedToEndAndEnde
               HasSubstr("receiver stops"));
 }
 
-TEST_F(AlertActionsTest, TheBeepIsASoundOfTheRightLength) {
-  const std::string sound = BeepSound({.Count = 3, .Duration = 1, .Delay = 2, .Frequency = 440});
-  EXPECT_THAT(sound, StartsWith("RIFF"));
-  EXPECT_EQ(sound.size(), 44U + (3 * 1 + 2 * 2) * 16'000 * 2);
+TEST_F(AlertActionsTest, BeepsAndMessagesAreOfBoundedSizeAndAMessageIsOneSyslogLine) {
+  EXPECT_EQ(BeepSound({.Count = 3, .Duration = 1, .Delay = 2, .Frequency = 440}).size(),
+            44U + (3 * 1 + 2 * 2) * 16'000 * 2);
   EXPECT_LE(
       BeepSound({.Count = 2'000'000'000, .Duration = 2'000'000'000, .Delay = -5, .Frequency = -1}).size(),
       44U + 60 * 16'000 * 2);
-}
-
-TEST_F(AlertActionsTest, AMessageIsOneSyslogLine) {
   MessageSink sink;
-  AlertRule rule;
-  rule.MessageTo = sink.Address();
   TrapRow trap = LinkDown();
   trap.EventDescription = "line\nforged " + std::string(5000, 'x');
-  EXPECT_EQ(MessageAction().Carry(*Firing(rule, trap), {}), "");
+  EXPECT_EQ(MessageAction().Carry(*Firing(Rule(&AlertRule::MessageTo, sink.Address()), trap), {}), "");
   const std::string line = sink.Next();
   EXPECT_THAT(line, StartsWith("<132>1 "));
   EXPECT_THAT(line, HasSubstr("Alert 'Line down': linkDown from 10.0.0.1"));
   EXPECT_EQ(line.find('\n'), line.npos);
   EXPECT_LE(line.size(), 2048U);
-  rule.MessageTo = "no such machine.invalid";
-  EXPECT_THAT(MessageAction().Carry(*Firing(rule), {}), Not(IsEmpty()));
+  EXPECT_NE(MessageAction().Carry(*Firing(Rule(&AlertRule::MessageTo, "no such machine.invalid")), {}), "");
 }
 
-AlertRule MailRule(const std::string& server) {
+AlertRule MailRule(const std::string& server, const std::string& subject = "") {
   AlertRule rule;
   rule.Mail = AlertMail{.Server = server,
                         .To = "ops@example.net; night@example.net",
                         .From = "Korvane@example.net",
-                        .Subject = "Über\r\nBcc: all@example.net"};
+                        .Subject = subject};
   return rule;
 }
 
 TEST(MailActionTest, NoTextOfATrapOrAnOperatorReachesAHeader) {
   TrapRow trap = LinkDown("10.0.0.1\r\nX-Forged: yes\r\n\r\n.");
   trap.EventDescription = "☃\r\n.\r\nMAIL FROM:<x>";
-  const std::string message = MailMessage(*Firing(MailRule("mail"), trap), 1'700'000'000);
+  const auto firing = Firing(MailRule("mail", "Über\r\nBcc: all@example.net"), trap);
+  EXPECT_THAT(AlertText(*firing), HasSubstr("Received: 2023-11-14 22:13:20 UTC"));
+  EXPECT_THAT(MailMessage(*Firing(MailRule("mail")), 0), HasSubstr("\r\nSubject: Alert 'Line down'"));
+  const std::string message = MailMessage(*firing, 1'700'000'000);
   EXPECT_THAT(message, HasSubstr("Date: Tue, 14 Nov 2023 22:13:20 +0000\r\n"));
   EXPECT_THAT(message, HasSubstr("To: ops@example.net,\r\n night@example.net\r\n"));
   const std::string headers = message.substr(0, message.find("\r\n\r\n"));
   EXPECT_THAT(headers, HasSubstr("Subject: =?UTF-8?B?w5xiZXLi"));
   EXPECT_TRUE(std::ranges::all_of(headers, [](char c) { return c > 0; })) << headers;
-  EXPECT_THAT(headers, Not(HasSubstr("Forged")));
-  EXPECT_THAT(headers, Not(HasSubstr("\nBcc")));
+  EXPECT_THAT(headers, Not(ContainsRegex("Forged|\nBcc")));
   for (std::size_t at = 0; at < message.size();) {
     const std::size_t end = message.find("\r\n", at);
     ASSERT_NE(end, message.npos);
@@ -326,66 +317,22 @@ TEST(MailActionTest, NoTextOfATrapOrAnOperatorReachesAHeader) {
     at = end + 2;
   }
   EXPECT_THAT(MailAddresses("a@b, <c@d> e@f\r\nRCPT"), ElementsAre("a@b", "e@f", "RCPT"));
-  EXPECT_EQ(SmtpUrl("mail.example.net"), "smtp://mail.example.net:25");
   EXPECT_EQ(SmtpUrl("[::1]:2525"), "smtp://[::1]:2525");
   EXPECT_EQ(SmtpUrl("evil/../x@y"), std::nullopt);
 }
 
-// A server that takes a connection, says all that it has to say, and then closes or is silent.
-class OddServer {
- public:
-  OddServer(const std::string& says, bool thenCloses) {
-    const std::uint16_t port = test::FreePort(AF_INET, SOCK_STREAM);
-    Name = fmt::format("127.0.0.1:{}", port);
-    listening_.Bind(port);
-    listen(listening_.Descriptor(), 1);
-    thread_ = std::thread([this, says, thenCloses] {
-      const int talking = accept(listening_.Descriptor(), nullptr, nullptr);
-      [[maybe_unused]] const ssize_t sent = send(talking, says.data(), says.size(), MSG_NOSIGNAL);
-      for (char command[1024]; !thenCloses && recv(talking, command, sizeof command, 0) > 0;) {
-      }
-      close(talking);
-    });
-  }
-  ~OddServer() {
-    shutdown(listening_.Descriptor(), SHUT_RDWR);
-    thread_.join();
-  }
-  std::string Name;
-
- private:
-  LoopbackSocket listening_{SOCK_STREAM};
-  std::thread thread_;
-};
-
-TEST(MailActionTest, AServerThatHangsRefusesOrClosesIsAFailureInTime) {
+TEST(MailActionTest, AServerThatIsSilentOrAwayIsAFailureInTime) {
+  const std::uint16_t port = test::FreePort(AF_INET, SOCK_STREAM);
+  const std::string name = fmt::format("127.0.0.1:{}", port);
   MailAction action({.Connect = seconds(1), .Whole = seconds(1)});
-  EXPECT_THAT(action.Carry(*Firing(MailRule("127.0.0.1:1")), {}), HasSubstr("smtp://127.0.0.1:1"));
-  const std::string toTheMail = "220 mail\r\n250 mail\r\n250 from\r\n250 to\r\n250 to\r\n354 go on\r\n";
-  struct Case {
-    const char* Name;
-    std::string Says;
-    bool ThenCloses;
-    bool Good;
-  };
-  const Case cases[] = {{"hangs", "", false, false},
-                        {"refuses", "554 go away\r\n", true, false},
-                        {"refuses the sender", "220 mail\r\n250 mail\r\n550 who?\r\n", false, false},
-                        {"never says that it has the mail", toTheMail, false, false},
-                        {"takes it", toTheMail + "250 done\r\n221 bye\r\n", false, true}};
-  for (const Case& c : cases) {
-    const OddServer server(c.Says, c.ThenCloses);
-    const std::string failure = action.Carry(*Firing(MailRule(server.Name)), {});
-    EXPECT_THAT(failure, HasSubstr(c.Good ? "" : server.Name)) << c.Name;
-    EXPECT_EQ(failure.empty(), c.Good) << c.Name << failure;
-  }
-  AlertRule rule = MailRule("127.0.0.1:25");
-  rule.Mail->From = "";
-  EXPECT_THAT(action.Carry(*Firing(rule), {}), HasSubstr("no addresses"));
-  const OddServer mute("", false);
+  EXPECT_THAT(action.Carry(*Firing(MailRule(name)), {}), HasSubstr(name));
+  const LoopbackSocket silent(SOCK_STREAM);
+  silent.Bind(port);
+  listen(silent.Descriptor(), 9);
+  EXPECT_THAT(action.Carry(*Firing(MailRule(name)), {}), HasSubstr(name));
   std::stop_source stop;
   stop.request_stop();
-  EXPECT_THAT(MailAction().Carry(*Firing(MailRule(mute.Name)), stop.get_token()), Not(IsEmpty()));
+  EXPECT_NE(MailAction().Carry(*Firing(MailRule(name)), stop.get_token()), "");
 }
 
 }  // namespace

