@@ -70,16 +70,6 @@ inline std::string V2Trap(std::string_view text) {
   return V2Message(NotificationPdu(kTrap2, 1, binding));
 }
 
-// A v3 message without authentication.
-inline std::string V3Message(std::string_view user, std::string_view engineId, std::string_view pdu) {
-  using namespace std::string_literals;
-  const std::string header = Ber(0x30, BerNumber(1) + BerNumber(65507) + Ber(0x04, "\0"s) + BerNumber(3));
-  const std::string security = Ber(0x30, Ber(0x04, engineId) + BerNumber(1) + BerNumber(1) + Ber(0x04, user) +
-                                             Ber(0x04, "") + Ber(0x04, ""));
-  return Ber(0x30, BerNumber(3) + header + Ber(0x04, security) +
-                       Ber(0x30, (Ber(0x04, engineId) + Ber(0x04, "")).append(pdu)));
-}
-
 // As many bindings as a packet holds: 1.3 = null, seven octets each.
 inline std::string SmallestBindings(std::size_t count) {
   std::string bindings;

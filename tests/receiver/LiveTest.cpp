@@ -41,11 +41,8 @@ class LiveTest : public testing::Test {
   std::int32_t Rows(const std::string& condition = "1 = 1") {
     return store_.Number("SELECT COUNT(*) FROM EventTrap WHERE " + condition);
   }
-  bool RowsBecome(std::int32_t count, const std::string& condition = "1 = 1") {
-    return test::WaitUntil([&] { return Rows(condition) >= count; }) && Rows(condition) == count;
-  }
-  bool Says(std::string_view words, std::size_t from = 0) {
-    return test::WaitUntil([&] { return receiver_.Log().find(words, from) != std::string::npos; });
+  bool RowsBecome(std::int32_t count) {
+    return test::WaitUntil([&] { return Rows() == count; });
   }
   bool Counts(const char* name, std::uint64_t figure) {
     return test::WaitUntil([&] { return receiver_.Counters()[name] == figure; }, seconds(60));
@@ -75,36 +72,33 @@ TEST_F(LiveTest, EveryVersionArrivesAndWhatMayNotIsCounted) {
   EXPECT_EQ(Send("snmpinform", kV2, "3", receiver_.Address6()), 0);
   EXPECT_EQ(Send("snmpinform", V3("both", "", kKeys), "4"), 0);
   EXPECT_EQ(Send("snmptrap", V3("both", "AA", kKeys), "5"), 0) << "a user for any engine";
-  EXPECT_EQ(Send("snmptrap", V3("both", "AA", kKeys), "6"), 0);
-  EXPECT_EQ(Send("snmptrap", V3("bound", "99", kBoundKeys), "7"), 0);
-  EXPECT_EQ(Send("snmptrap", V3("open", "BB"), "8"), 0);
-  ASSERT_TRUE(RowsBecome(8)) << receiver_.Log();
+  EXPECT_EQ(Send("snmptrap", V3("bound", "99", kBoundKeys), "6"), 0);
+  EXPECT_EQ(Send("snmptrap", V3("open", "BB"), "7"), 0);
+  ASSERT_TRUE(RowsBecome(7)) << receiver_.Log();
   EXPECT_EQ(
       Rows("EventDescription = '1.3.6.1.4.1.99.1 = ' || SequenceNumber AND SpecificTrap = 7 AND "
            "EnterpriseOid = '1.3.6.1.4.1.99' AND GenericTrap = 6 AND "
            "Source = CASE SequenceNumber WHEN 1 THEN '10.9.8.7' WHEN 3 THEN '::1' ELSE '127.0.0.1' END"),
-      8);
+      7);
 
-  Send("snmptrap", V3("both", "AA", kWrongKeys), "wrong key");
   Send("snmptrap", V3("both", "CC", kWrongKeys), "wrong key");
   Send("snmptrap", V3("nobody", "BB"), "unknown user");
   Send("snmptrap", V3("both", "AA"), "no key where there must be one");
   Send("snmptrap", V3("bound", "DD", kBoundKeys), "another engine");
-  ASSERT_TRUE(Counts("malformed", 5)) << receiver_.Log();
+  ASSERT_TRUE(Counts("malformed", 4)) << receiver_.Log();
   EXPECT_NE(Send("snmpinform", V3("nobody"), "bad"), 0) << "must not be answered";
-  EXPECT_EQ(Send("snmptrap", V3("both", "CC", kKeys), "9"), 0) << "its first message was forged";
-  ASSERT_TRUE(RowsBecome(9));
+  EXPECT_EQ(Send("snmptrap", V3("both", "CC", kKeys), "8"), 0) << "its first message was forged";
+  ASSERT_TRUE(RowsBecome(8));
   EXPECT_EQ(receiver_.End(SIGTERM), 0);
   auto counters = receiver_.LastCounters();
-  EXPECT_EQ(counters["received"], 9u);
-  EXPECT_EQ(counters["stored"], 9u);
+  EXPECT_EQ(counters["received"], 8u);
+  EXPECT_EQ(counters["stored"], 8u);
   EXPECT_EQ(counters["informs answered"], 2u);
-  EXPECT_EQ(counters["waiting"], 0u);
 
   // A later run is the same engine with more boots: an inform is answered again.
   ASSERT_TRUE(receiver_.Start());
-  EXPECT_EQ(Send("snmpinform", V3("both", "", kKeys), "10"), 0);
-  EXPECT_TRUE(RowsBecome(10));
+  EXPECT_EQ(Send("snmpinform", V3("both", "", kKeys), "9"), 0);
+  EXPECT_TRUE(RowsBecome(9));
 }
 
 TEST_F(LiveTest, EqualInformsAreOneFromTheSameAddressAndPortOnly) {
@@ -119,13 +113,10 @@ TEST_F(LiveTest, EqualInformsAreOneFromTheSameAddressAndPortOnly) {
     EXPECT_TRUE(test::WaitUntil([&] { return !each->Answer().empty(); })) << receiver_.Log();
   }
   EXPECT_TRUE(Counts("informs repeated", 1));
-  // Others, whose last binding has no value, and a length all the same.
-  for (const std::uint32_t type : {0x05u, 0x80u, 0x81u, 0x82u}) {
-    const std::string name = Ber(0x06, "\x2B\x06\x01\x04\x01\x63\x01");
-    const std::string binding = Ber(0x30, name + static_cast<char>(type) + "\x01\x41");
-    ASSERT_TRUE(sender.Send(V2Message(NotificationPdu(kInform, type, SmallestBindings(1) + binding))));
-  }
-  EXPECT_TRUE(Counts("informs answered", 8)) << receiver_.Log();
+  // One whose last binding has no value, and a length all the same.
+  const std::string odd = Ber(0x30, Ber(0x06, "\x2B\x06\x01\x04\x01\x63\x01") + "\x05\x01\x41");
+  ASSERT_TRUE(sender.Send(V2Message(NotificationPdu(kInform, 8, odd))));
+  EXPECT_TRUE(Counts("informs answered", 5)) << receiver_.Log();
 }
 
 TEST_F(LiveTest, AStoreThatHangsHoldsUpNeitherAnswersNorTheStop) {
@@ -147,25 +138,22 @@ TEST_F(LiveTest, AStoreThatHangsHoldsUpNeitherAnswersNorTheStop) {
 }
 
 TEST_F(LiveTest, WhatTheKernelDropsIsCountedAndNoCoreDumpHoldsPassphrases) {
-  // It could leave a core dump.
   const rlimit unlimited{.rlim_cur = RLIM_INFINITY, .rlim_max = RLIM_INFINITY};
-  setrlimit(RLIMIT_CORE, &unlimited);
+  setrlimit(RLIMIT_CORE, &unlimited);  // it could leave one
   ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
   const std::string packet = V2Trap(std::string(8000, 'x'));
   PacketSender sender(receiver_.Port());
   receiver_.Signal(SIGSTOP);
-  std::uint64_t sent = 0;
   // Beyond the largest buffer a socket can have here; two packets of this size take some 20 KiB of it.
-  for (; sent < 12'000; ++sent) ASSERT_TRUE(sender.Send(packet));
+  constexpr std::uint64_t kSent = 12'000;
+  for (std::uint64_t i = 0; i < kSent; ++i) ASSERT_TRUE(sender.Send(packet));
   receiver_.Signal(SIGCONT);
-  ASSERT_TRUE(test::WaitUntil(
-      [&] {
-        auto counters = receiver_.Counters();
-        return counters["received"] + counters["dropped by the kernel"] == sent && counters["waiting"] == 0;
-      },
-      seconds(60)))
-      << receiver_.Log();
-  EXPECT_GT(receiver_.LastCounters()["dropped by the kernel"], 0u);
+  const auto settled = [&] {
+    auto counters = receiver_.Counters();
+    return counters["received"] + counters["dropped by the kernel"] == kSent && counters["waiting"] == 0;
+  };
+  ASSERT_TRUE(test::WaitUntil(settled, seconds(60))) << receiver_.Log();
+  EXPECT_LT(Rows(), kSent);
   EXPECT_EQ(receiver_.LastCounters()["received"], static_cast<std::uint64_t>(Rows()));
   EXPECT_EQ(receiver_.End(SIGQUIT), -1);
   EXPECT_FALSE(receiver_.DumpedCore());
@@ -173,50 +161,41 @@ TEST_F(LiveTest, WhatTheKernelDropsIsCountedAndNoCoreDumpHoldsPassphrases) {
 
 TEST_F(LiveTest, SignalsHaveUsersReadAgainAndTheClockBelievedAndCheckNamesWhatIsWrong) {
   const std::filesystem::path users = receiver_.Folder() / "users";
-  const auto reload = [&](std::string_view words) {
+  const auto reload = [&](std::string_view lines, std::string_view words) {
+    test::WriteFile(users, lines);
     const std::size_t before = receiver_.Log().size();
     receiver_.Signal(SIGHUP);
-    return Says(words, before);
+    return test::WaitUntil([&] { return receiver_.Log().find(words, before) != std::string::npos; });
   };
   store_.AddTrap({.EventTime = 1000});
-  test::WriteFile(users, "createUser open\ncommunity secret\n");
   ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
-  EXPECT_TRUE(Says("nothing confirms it"));
   EXPECT_EQ(Rows(), 1) << "the clock may be ahead";
   receiver_.Signal(SIGUSR2);
-  EXPECT_TRUE(test::WaitUntil([&] { return Rows() == 0; })) << "of 1970" << receiver_.Log();
+  EXPECT_TRUE(RowsBecome(0)) << "of 1970" << receiver_.Log();
 
-  EXPECT_TRUE(reload("1 SNMPv3 users, 1 communities"));
+  EXPECT_TRUE(reload("createUser open\ncommunity secret\n", "1 SNMPv3 users, 1 communities"));
   // Whatever is wrong with the file, the old access stays.
-  test::WriteFile(users, "createUser later\nnonsense\n");
-  EXPECT_TRUE(reload("line 2: unknown word nonsense"));
-  EXPECT_TRUE(reload("these stay: 1 SNMPv3 users, 1 communities"));
-  std::filesystem::remove(users);
-  EXPECT_TRUE(reload("No such file"));
+  EXPECT_TRUE(reload("createUser later\nnonsense\n", "these stay: 1 SNMPv3 users, 1 communities"));
   Send("snmptrap", kV2, "not of this community");
   Send("snmptrap", V3("later", "BB"), "not yet");
   ASSERT_TRUE(Counts("malformed", 2)) << receiver_.Log();
   Send("snmptrap", V3("open", "BB"), "x");
   EXPECT_TRUE(RowsBecome(1));
-  test::WriteFile(users, "createUser later\n");
-  EXPECT_TRUE(reload("1 SNMPv3 users, any community"));
+  EXPECT_TRUE(reload("createUser later\n", "1 SNMPv3 users, any community"));
   Send("snmptrap", V3("later", "BB"), "y");
   EXPECT_TRUE(RowsBecome(2));
   Send("snmptrap", V3("open", "BB"), "z");
   EXPECT_TRUE(Counts("malformed", 3));
-  EXPECT_EQ(Rows(), 2);
 
-  // A second one on the same spool gives up.
   const auto status = [&](const char* option) {
     Words command = receiver_.Command();
     command.emplace_back(option);
     return RunCommand(command);
   };
-  EXPECT_EQ(status("--foreground"), 1);
+  EXPECT_EQ(status("--foreground"), 1) << "a second one on the same spool";
   EXPECT_EQ(status("--check"), 0);
   test::WriteFile(users, "createUser later\nnonsense\n");
   EXPECT_EQ(status("--check"), 1);
-  EXPECT_EQ(status("--unknown"), 2);
 }
 
 }  // namespace

@@ -107,51 +107,52 @@ class Machine {
   ClockWitness witness_{std::chrono::seconds(kAge)};
 };
 
+// Days that the clock is ahead or behind, that pass, or that the receiver is stopped or the machine
+// suspended.
+Machine Play(const char* all) {
+  Machine machine;
+  std::istringstream steps(all);
+  std::int64_t days = 0;
+  for (std::string does; steps >> does >> days;) {
+    if (does == "ahead") machine.Off = days * kDay;
+    if (does == "confirm") machine.Confirm();
+    if (does == "run") machine.Run(days * kDay);
+    if (does == "restart" || does == "forget") machine.Restart(days * kDay + kMinute, does == "restart");
+    if (does == "suspend") machine.True += days * kDay;
+  }
+  machine.Look();
+  return machine;
+}
+
 TEST(ClockWitnessTest, AClockThatIsAheadTakesNothingThatARightOneWouldKeep) {
-  // Days that it is ahead, that pass, or that the receiver is stopped.
-  for (const char* all :
+  for (const char* steps :
        {"ahead 365 run 3 restart 0 restart 1 run 3",  // so long that its own traps are the newest
         "confirm 0 run 6 ahead 365 run 2", "confirm 0 ahead 6 restart 0 run 1",
         "confirm 0 ahead 1 restart 0 ahead 2 restart 0 ahead 3 restart 0",
         "ahead 730 confirm 0 ahead 0 run 1 ahead 365 restart 1 run 1", "confirm 0 ahead 365 forget 0"}) {
-    Machine machine;
-    std::istringstream steps(all);
-    std::int64_t days = 0;
-    for (std::string does; steps >> does >> days;) {
-      if (does == "ahead") machine.Off = days * kDay;
-      if (does == "confirm") machine.Confirm();
-      if (does == "run") machine.Run(days * kDay);
-      if (does == "restart" || does == "forget") machine.Restart(days * kDay + kMinute, does == "restart");
-    }
-    EXPECT_LE(machine.Bound().value_or(0), machine.True - kAge) << all;
+    const Machine machine = Play(steps);
+    EXPECT_LE(machine.Bound().value_or(0), machine.True - kAge) << steps;
   }
-}
-
-TEST(ClockWitnessTest, ARightClockIsBelievedInTime) {
-  Machine machine;
-  EXPECT_EQ(machine.Look(), 0);
-  EXPECT_EQ(machine.Bound(), std::nullopt);
-  machine.Run(12 * kHour);
-  EXPECT_EQ(machine.Bound(12 * kHour), machine.True - 12 * kHour) << "for a shorter age";
-  EXPECT_EQ(machine.Bound(), std::nullopt);
-  machine.Run(kAge);
-  EXPECT_EQ(machine.Bound(), machine.True - kAge) << "without anybody's word";
-  machine.Restart(5 * kMinute);
-  EXPECT_EQ(machine.Bound(), machine.True - kAge) << "a restart changes nothing";
-  EXPECT_EQ(machine.Restart(30 * kDay), 0) << "a long stop is no clock that was set";
-  machine.Run(kDay);
-  EXPECT_EQ(machine.Bound(), machine.True - kAge - 30 * kDay) << "but nobody knows how long it was";
-  machine.Confirm();
-  EXPECT_EQ(machine.Bound(), machine.True - kAge);
-  machine.True += 20 * kDay;  // suspended: the elapsed time counts on
-  EXPECT_EQ(machine.Look(), 0);
-  EXPECT_EQ(machine.Bound(), machine.True - kAge);
-  machine.Off = -kDay;
-  EXPECT_EQ(machine.Look(), -kDay);
-  machine.Off = -2 * kDay;
+  Machine machine = Play("run 1 ahead -2");
+  EXPECT_EQ(machine.Restart(kMinute), 0) << "seen by then";
+  machine.Off = -3 * kDay;
   EXPECT_EQ(machine.Restart(kMinute), kMinute - kDay) << "seen by what the run before remembers";
   machine.Off += 400 * kDay;
   EXPECT_EQ(machine.Run(kHour), 400 * kDay);
+}
+
+TEST(ClockWitnessTest, ARightClockIsBelievedInTime) {
+  EXPECT_EQ(Play("run 6").Bound(), std::nullopt);
+  const Machine young = Play("run 1");
+  EXPECT_EQ(young.Bound(12 * kHour), young.True - 12 * kHour) << "for a shorter age";
+  for (const auto& [steps, late] : {std::pair("run 8", 0),
+                                    {"run 8 restart 0", 0},
+                                    {"run 8 restart 30 run 1", 30},
+                                    {"run 8 restart 30 confirm 0", 0},
+                                    {"confirm 0 suspend 20", 0}}) {
+    const Machine machine = Play(steps);
+    EXPECT_EQ(machine.Bound(), machine.True - kAge - late * kDay) << steps;
+  }
 }
 
 TEST(ClockWitnessTest, WhatItRemembersComesBackUnlessTheFileIsDamaged) {

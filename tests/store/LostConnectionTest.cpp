@@ -76,24 +76,18 @@ TEST_P(LostConnectionTest, AReadingJustWorksAndAWritingRunsOnceAtMost) {
 
 // Another read on the connection makes it anew; rows that are missing then must not pass for the end.
 TEST_P(LostConnectionTest, AReaderWhoseConnectionWasMadeAnewSaysSo) {
-  constexpr std::int32_t kRows = 6000;
-  std::vector<test::StoredTrap> traps;
-  for (std::int32_t number = 3; number <= kRows; ++number) traps.push_back({.SequenceNumber = number});
-  Made->AddTraps(traps);
+  Made->AddTraps(std::vector<test::StoredTrap>(6000));
   TrapReader reader(Console, TrapsLoadStatement(5000));
   IncomingTrap trap;
   ASSERT_TRUE(reader.Next(trap));
   Restart();
   if (GetParam() == Engine::Sqlite) Console.Internals().Lost = true;  // files that are back are the same
   const TrapReader other(Console, TrapsLoadStatement(5000));
-  std::int32_t read = 1;
-  try {
-    while (reader.Next(trap)) ++read;
-    ADD_FAILURE() << "the rows came to an end";
-  } catch (const DatabaseError& error) {
-    EXPECT_STREQ(error.what(), "The connection to the database was lost while rows were read.");
-  }
-  EXPECT_LT(read, kRows);
+  const auto readOn = [&] {
+    while (reader.Next(trap)) {
+    }
+  };
+  EXPECT_THROW(readOn(), DatabaseError) << "the rows came to an end";
 }
 
 TEST_P(LostConnectionTest, ATransactionIsLostWholeAndTheNextOneWorks) {
@@ -106,7 +100,7 @@ TEST_P(LostConnectionTest, ATransactionIsLostWholeAndTheNextOneWorks) {
     transaction.Commit();
   };
   batch(1000);
-  try {
+  const auto interrupted = [&] {
     Transaction transaction(Console);
     Add(3);
     if (GetParam() == Engine::Sqlite) Console.Internals().Lost = true;  // its files are in use
@@ -114,10 +108,9 @@ TEST_P(LostConnectionTest, ATransactionIsLostWholeAndTheNextOneWorks) {
     EXPECT_THROW(Add(4), DatabaseError);
     EXPECT_THROW(Add(5), DatabaseError);  // not on a new connection, half of a transaction
     transaction.Commit();
-    ADD_FAILURE() << "half a transaction was committed";
-  } catch (const DatabaseError&) {
-    EXPECT_FALSE(Console.InTransaction());
-  }
+  };
+  EXPECT_THROW(interrupted(), DatabaseError);
+  EXPECT_FALSE(Console.InTransaction());
   batch(2000);
   EXPECT_EQ(Count(), 2 + 100 + 100);
 }
