@@ -31,9 +31,6 @@ int main(int argc, char** argv) {
     Say("second");
     return 0;
   }
-  QWidget splash;
-  splash.setWindowTitle(QStringLiteral("Splash"));
-  splash.show();
   QWidget window;
   window.setWindowTitle(arguments.at(2));
   window.showMinimized();

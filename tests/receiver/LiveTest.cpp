@@ -5,6 +5,7 @@
 
 #include <sys/resource.h>
 
+#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -16,20 +17,13 @@ namespace korvane::receiver {
 namespace {
 
 using std::chrono::seconds;
-using Words = std::vector<std::string>;
-
-const Words kV2 = {"-v", "2c", "-c", "public"};
-const Words kKeys = {"-a", "SHA-256", "-A", "authpass1", "-x", "AES", "-X", "privpass1"};
-const Words kWrongKeys = {"-a", "SHA-256", "-A", "authpass2", "-x", "AES", "-X", "privpass1"};
-const Words kBoundKeys = {"-a", "MD5", "-A", "authpass1", "-x", "DES", "-X", "privpass1"};
-
-// engine: its last octet; empty: asked for.  No keys: no security.
-Words V3(const std::string& user, const std::string& engine = "", const Words& keys = {}) {
-  Words options = {"-v", "3", "-u", user, "-l", keys.empty() ? "noAuthNoPriv" : "authPriv"};
-  if (!engine.empty()) options.insert(options.end(), {"-e", "0x80000000010203" + engine});
-  options.insert(options.end(), keys.begin(), keys.end());
-  return options;
-}
+// How something is sent, without and with users: "both" for any engine, "bound" for one.
+const std::string kV2 = "-v 2c -c public";
+const std::string kOpen = "-v 3 -l noAuthNoPriv -u open";
+const std::string kBoth = "-v 3 -l authPriv -u both -a SHA-256 -A authpass1 -x AES -X privpass1";
+const std::string kWrong = "-v 3 -l authPriv -u both -a SHA-256 -A authpass2 -x AES -X privpass1";
+const std::string kBound = "-v 3 -l authPriv -u bound -a MD5 -A authpass1 -x DES -X privpass1";
+const std::string kFrom = " -e 0x80000000010203";  // and the last octet of the engine; else it is asked for
 
 class LiveTest : public testing::Test {
  protected:
@@ -48,11 +42,12 @@ class LiveTest : public testing::Test {
     return test::WaitUntil([&] { return receiver_.Counters()[name] == figure; }, seconds(60));
   }
   // By snmptrap or snmpinform; 0 when it was sent, and an inform answered.
-  int Send(const char* program, const Words& options, const std::string& text, const std::string& to = "") {
-    Words command = {program, "-Ln", "-r", "1", "-t", "1"};
-    command.insert(command.end(), options.begin(), options.end());
-    command.insert(command.end(), {to.empty() ? receiver_.Address() : to, "", "1.3.6.1.4.1.99.0.7",
-                                   "1.3.6.1.4.1.99.1", "s", text});
+  int Send(const std::string& program, const std::string& options, const std::string& text,
+           std::string to = "") {
+    if (to.empty()) to = receiver_.Address();
+    std::istringstream words(fmt::format("{} -Ln -r 1 -t 1 {} {}", program, options, to));
+    std::vector<std::string> command{std::istream_iterator<std::string>(words), {}};
+    command.insert(command.end(), {"", "1.3.6.1.4.1.99.0.7", "1.3.6.1.4.1.99.1", "s", text});
     return RunCommand(command);
   }
 
@@ -70,10 +65,10 @@ TEST_F(LiveTest, EveryVersionArrivesAndWhatMayNotIsCounted) {
             0);
   EXPECT_EQ(Send("snmptrap", kV2, "2"), 0);
   EXPECT_EQ(Send("snmpinform", kV2, "3", receiver_.Address6()), 0);
-  EXPECT_EQ(Send("snmpinform", V3("both", "", kKeys), "4"), 0);
-  EXPECT_EQ(Send("snmptrap", V3("both", "AA", kKeys), "5"), 0) << "a user for any engine";
-  EXPECT_EQ(Send("snmptrap", V3("bound", "99", kBoundKeys), "6"), 0);
-  EXPECT_EQ(Send("snmptrap", V3("open", "BB"), "7"), 0);
+  EXPECT_EQ(Send("snmpinform", kBoth, "4"), 0);
+  EXPECT_EQ(Send("snmptrap", kBoth + kFrom + "AA", "5"), 0) << "a user for any engine";
+  EXPECT_EQ(Send("snmptrap", kBound + kFrom + "99", "6"), 0);
+  EXPECT_EQ(Send("snmptrap", kOpen + kFrom + "BB", "7"), 0);
   ASSERT_TRUE(RowsBecome(7)) << receiver_.Log();
   EXPECT_EQ(
       Rows("EventDescription = '1.3.6.1.4.1.99.1 = ' || SequenceNumber AND SpecificTrap = 7 AND "
@@ -81,13 +76,14 @@ TEST_F(LiveTest, EveryVersionArrivesAndWhatMayNotIsCounted) {
            "Source = CASE SequenceNumber WHEN 1 THEN '10.9.8.7' WHEN 3 THEN '::1' ELSE '127.0.0.1' END"),
       7);
 
-  Send("snmptrap", V3("both", "CC", kWrongKeys), "wrong key");
-  Send("snmptrap", V3("nobody", "BB"), "unknown user");
-  Send("snmptrap", V3("both", "AA"), "no key where there must be one");
-  Send("snmptrap", V3("bound", "DD", kBoundKeys), "another engine");
+  Send("snmptrap", kWrong + kFrom + "CC", "wrong key");
+  Send("snmptrap", "-v 3 -l noAuthNoPriv -u nobody" + kFrom + "BB", "unknown user");
+  Send("snmptrap", "-v 3 -l noAuthNoPriv -u both" + kFrom + "AA", "no key where there must be one");
+  Send("snmptrap", kBound + kFrom + "DD", "another engine");
   ASSERT_TRUE(Counts("malformed", 4)) << receiver_.Log();
-  EXPECT_NE(Send("snmpinform", V3("nobody"), "bad"), 0) << "must not be answered";
-  EXPECT_EQ(Send("snmptrap", V3("both", "CC", kKeys), "8"), 0) << "its first message was forged";
+  EXPECT_NE(Send("snmpinform", std::string("-v 3 -l noAuthNoPriv -u nobody"), "bad"), 0)
+      << "must not be answered";
+  EXPECT_EQ(Send("snmptrap", kBoth + kFrom + "CC", "8"), 0) << "its first message was forged";
   ASSERT_TRUE(RowsBecome(8));
   EXPECT_EQ(receiver_.End(SIGTERM), 0);
   auto counters = receiver_.LastCounters();
@@ -97,7 +93,7 @@ TEST_F(LiveTest, EveryVersionArrivesAndWhatMayNotIsCounted) {
 
   // A later run is the same engine with more boots: an inform is answered again.
   ASSERT_TRUE(receiver_.Start());
-  EXPECT_EQ(Send("snmpinform", V3("both", "", kKeys), "9"), 0);
+  EXPECT_EQ(Send("snmpinform", kBoth, "9"), 0);
   EXPECT_TRUE(RowsBecome(9));
 }
 
@@ -177,18 +173,18 @@ TEST_F(LiveTest, SignalsHaveUsersReadAgainAndTheClockBelievedAndCheckNamesWhatIs
   // Whatever is wrong with the file, the old access stays.
   EXPECT_TRUE(reload("createUser later\nnonsense\n", "these stay: 1 SNMPv3 users, 1 communities"));
   Send("snmptrap", kV2, "not of this community");
-  Send("snmptrap", V3("later", "BB"), "not yet");
+  Send("snmptrap", "-v 3 -l noAuthNoPriv -u later" + kFrom + "BB", "not yet");
   ASSERT_TRUE(Counts("malformed", 2)) << receiver_.Log();
-  Send("snmptrap", V3("open", "BB"), "x");
+  Send("snmptrap", kOpen + kFrom + "BB", "x");
   EXPECT_TRUE(RowsBecome(1));
   EXPECT_TRUE(reload("createUser later\n", "1 SNMPv3 users, any community"));
-  Send("snmptrap", V3("later", "BB"), "y");
+  Send("snmptrap", "-v 3 -l noAuthNoPriv -u later" + kFrom + "BB", "y");
   EXPECT_TRUE(RowsBecome(2));
-  Send("snmptrap", V3("open", "BB"), "z");
+  Send("snmptrap", kOpen + kFrom + "BB", "z");
   EXPECT_TRUE(Counts("malformed", 3));
 
   const auto status = [&](const char* option) {
-    Words command = receiver_.Command();
+    std::vector<std::string> command = receiver_.Command();
     command.emplace_back(option);
     return RunCommand(command);
   };
