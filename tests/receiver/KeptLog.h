@@ -24,8 +24,8 @@ class KeptLog : public ServiceLog {
   }
   bool Holds(std::string_view words) const {
     const std::lock_guard lock(mutex_);
-    return std::ranges::any_of(lines_,
-                               [&](const std::string& line) { return line.find(words) != line.npos; });
+    const auto holds = [&](const std::string& line) { return line.find(words) != line.npos; };
+    return std::ranges::any_of(lines_, holds);
   }
 
  private:
