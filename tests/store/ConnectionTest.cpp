@@ -2,6 +2,7 @@
 #include "store/Connection.h"
 
 #include <fmt/format.h>
+#include <gmock/gmock.h>
 
 #include <array>
 #include <chrono>
@@ -24,18 +25,11 @@ namespace korvane::store {
 namespace {
 
 using namespace std::string_literals;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Property;
+using testing::Throws;
 using Traps = std::vector<test::StoredTrap>;
-
-template <typename Call>
-DatabaseError ErrorOf(Call call) {
-  try {
-    call();
-  } catch (const DatabaseError& error) {
-    return error;
-  }
-  ADD_FAILURE() << "no error";
-  return {"", "", 0, ""};
-}
 
 class ConnectionTest : public EngineTest {
  protected:
@@ -46,10 +40,10 @@ class ConnectionTest : public EngineTest {
 KORVANE_ON_EVERY_ENGINE(ConnectionTest);
 
 TEST_P(ConnectionTest, TellsWhatWasAttemptedAndRollsBackUnlessCommitted) {
-  const DatabaseError missing = ErrorOf([&] { Db.OpenRecordset("Missing_Table"); });
-  EXPECT_NE(std::string(missing.what()).find("issing_"), std::string::npos) << missing.what();
-  EXPECT_EQ(missing.Statement(), "SELECT * FROM Missing_Table");
-  EXPECT_EQ(missing.SqlState().size(), 5U);
+  EXPECT_THAT(
+      [&] { Db.OpenRecordset("Missing_Table"); },
+      Throws<DatabaseError>(AllOf(Property(&DatabaseError::what, HasSubstr("issing_")),
+                                  Property(&DatabaseError::Statement, "SELECT * FROM Missing_Table"))));
   const auto add = [this](std::int32_t number) {
     Db.Execute(fmt::format("INSERT INTO EventTrap (SequenceNumber, EventTime) VALUES ({}, 1)", number));
   };
@@ -75,7 +69,8 @@ TEST_P(ConnectionTest, TellsWhatWasAttemptedAndRollsBackUnlessCommitted) {
     Db.Execute("DELETE FROM EventTrap");
     Db.Close();  // rolls back
   }
-  EXPECT_EQ(ErrorOf([&] { Db.Execute("DELETE FROM EventTrap"); }).SqlState(), "08003");
+  EXPECT_THAT([&] { Db.Execute("DELETE FROM EventTrap"); },
+              Throws<DatabaseError>(Property(&DatabaseError::SqlState, "08003")));
   Made->Connect(Db);
   add(3);  // outside a transaction every statement stands at once
   Connection other;
@@ -112,9 +107,7 @@ TEST_P(ConnectionTest, AnUncommittedCategoryChangeStopsNeitherReceiverNorConsole
   Connection receiver;
   Made->Connect(receiver);
   for (int batch = 0; batch < 3; ++batch) {
-    Transaction store(receiver);
     receiver.Execute("INSERT INTO EventTrap (EventTime, Source) VALUES (20, 'router')");
-    store.Commit();
     EXPECT_EQ(Db.Execute(AcknowledgeSourceStatement("router", 30)), 1);
     EXPECT_FALSE(Db.OpenRecordset(kCategoryGroupMaster).Next());
     categories.Execute("UPDATE Category_Group_Master SET Severity = " + std::to_string(batch));

@@ -130,9 +130,8 @@ TEST(LostEmbeddedStoreTest, AFileThatWasReplacedIsNoticed) {
   EXPECT_FALSE(console.OpenRecordset(kEventTrap).Next());
 }
 
-// What is left on a connection as it is closed, as the receiver leaves it: prepared statements, rows not read
-// to their end, and a transaction that SQLite has taken back by itself for lack of room.  The driver then
-// neither rolls back nor closes.
+// Prepared statements, rows not read to their end, and a transaction that SQLite has taken back by itself for
+// lack of room: the driver then neither rolls back nor closes.
 TEST(LostEmbeddedStoreTest, WhatIsLeftOnAConnectionKeepsNoFileOpen) {
   const auto openFiles = [] {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
@@ -155,12 +154,11 @@ TEST(LostEmbeddedStoreTest, WhatIsLeftOnAConnectionKeepsNoFileOpen) {
     Statement limit(receiver.Internals());
     limit.ExecuteDirect("PRAGMA traps.max_page_count = 1");  // none but those there are
     limit.Fetch();
-    EXPECT_THROW(
-        {
-          const Transaction transaction(receiver);
-          for (int row = 0; row < 1000; ++row) add(1);
-        },
-        DatabaseError);
+    const auto fill = [&] {
+      const Transaction transaction(receiver);
+      for (int row = 0; row < 1000; ++row) add(1);
+    };
+    EXPECT_THROW(fill(), DatabaseError);
     EXPECT_FALSE(receiver.InTransaction());
     EXPECT_TRUE(receiver.OpenRecordset(kEventTrap).Next());
     receiver.Close();
