@@ -21,6 +21,7 @@
 
 #include <fmt/format.h>
 
+#include "platform/linux/FileDescriptor.h"
 #include "support/FreePort.h"
 #include "support/Processes.h"
 
@@ -110,25 +111,21 @@ inline int RunCommand(const std::vector<std::string>& command) {
 class LoopbackSocket {
  public:
   explicit LoopbackSocket(int type) : descriptor_(socket(AF_INET, type, 0)) {}
-  ~LoopbackSocket() { close(descriptor_); }
-  LoopbackSocket(const LoopbackSocket&) = delete;
-  LoopbackSocket& operator=(const LoopbackSocket&) = delete;
-
-  int Descriptor() const { return descriptor_; }
+  int Descriptor() const { return descriptor_.Number(); }
   bool Connect(std::uint16_t port) const {
     const sockaddr_in to = At(port, INADDR_LOOPBACK);
-    return connect(descriptor_, reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0;
+    return connect(Descriptor(), reinterpret_cast<const sockaddr*>(&to), sizeof to) == 0;
   }
   void Bind(std::uint16_t port, std::uint32_t address = INADDR_LOOPBACK) const {
     const sockaddr_in from = At(port, address);
-    if (bind(descriptor_, reinterpret_cast<const sockaddr*>(&from), sizeof from) != 0) {
+    if (bind(Descriptor(), reinterpret_cast<const sockaddr*>(&from), sizeof from) != 0) {
       throw std::runtime_error("the port is taken");
     }
   }
   // The next packet that is there already, else an empty text.
   std::string Next() const {
     std::string packet(65536, '\0');
-    const ssize_t got = recv(descriptor_, packet.data(), packet.size(), MSG_DONTWAIT);
+    const ssize_t got = recv(Descriptor(), packet.data(), packet.size(), MSG_DONTWAIT);
     packet.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
     return packet;
   }
@@ -142,7 +139,7 @@ class LoopbackSocket {
     return at;
   }
 
-  int descriptor_;
+  platform::FileDescriptor descriptor_;
 };
 
 // Sends ready-made packets from one socket, of this port and address.

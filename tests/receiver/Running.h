@@ -12,18 +12,18 @@ namespace korvane::receiver {
 
 class RunningReceiver {
  public:
-  // users: the lines of its SNMP file; values: further lines of the registry's key; spool: its folder, one of
-  // its own when empty.  The data source is that of the environment.
-  explicit RunningReceiver(std::string_view users = "", std::string_view values = "", std::string spool = "")
+  // users: the lines of its SNMP file; values: further lines of the registry's key.  The data source is that
+  // of the environment.
+  explicit RunningReceiver(std::string_view users = "", std::string_view values = "")
       : port_(test::FreePort(AF_INET)), port6_(test::FreePort(AF_INET6)) {
     test::WriteFile(folder_ / "users", users);
     std::filesystem::permissions(folder_ / "users", std::filesystem::perms(0600));
-    if (spool.empty()) spool = (folder_ / "spool").string();
     test::WriteFile(RegistryFile(),
                     fmt::format("Windows Registry Editor Version 5.00\n\n[HKEY_LOCAL_MACHINE\\{}]\n"
                                 "\"KVListenAddresses\"=\"udp:127.0.0.1:{},udp6:[::1]:{}\"\n"
                                 "\"KVSpoolDir\"=\"{}\"\n\"KVSnmpConfig\"=\"{}\"\n{}",
-                                kManagerKey, port_, port6_, spool, (folder_ / "users").string(), values));
+                                kManagerKey, port_, port6_, (folder_ / "spool").string(),
+                                (folder_ / "users").string(), values));
   }
   ~RunningReceiver() { End(SIGKILL); }
 
@@ -64,7 +64,7 @@ class RunningReceiver {
   }
 
   std::string Log() const { return test::ReadFile(folder_ / "log"); }
-  // The figures of a fresh counters line.
+  // The figures of a fresh counters line, and of the last one.
   std::map<std::string, std::uint64_t> Counters() {
     const std::size_t before = Log().rfind(kMark);
     Signal(SIGUSR1);
@@ -73,13 +73,13 @@ class RunningReceiver {
   }
   std::map<std::string, std::uint64_t> LastCounters() const {
     const std::string log = Log();
-    const std::size_t last = log.rfind(kMark);
-    if (last == std::string::npos) return {};
-    std::istringstream parts(log.substr(last + kMark.size(), log.find('\n', last) - last - kMark.size()));
     std::map<std::string, std::uint64_t> figures;
-    for (std::string part; std::getline(parts >> std::ws, part, ',');) {
-      const std::size_t blank = part.rfind(' ');
-      figures[part.substr(0, blank)] = std::stoull(part.substr(blank + 1));
+    if (const std::size_t last = log.rfind(kMark); last != std::string::npos) {
+      std::istringstream parts(log.substr(last + kMark.size(), log.find('\n', last) - last - kMark.size()));
+      for (std::string part; std::getline(parts >> std::ws, part, ',');) {
+        const std::size_t blank = part.rfind(' ');
+        figures[part.substr(0, blank)] = std::stoull(part.substr(blank + 1));
+      }
     }
     return figures;
   }
@@ -87,7 +87,6 @@ class RunningReceiver {
   std::string Address() const { return fmt::format("127.0.0.1:{}", port_); }
   std::string Address6() const { return fmt::format("udp6:[::1]:{}", port6_); }
   std::uint16_t Port() const { return port_; }
-  pid_t Process() const { return process_; }
   const std::filesystem::path& Folder() const { return folder_.Path(); }
   std::filesystem::path RegistryFile() const { return folder_ / "registry.reg"; }
 

@@ -238,25 +238,10 @@ const WriterOptions kQuick = {.BatchRows = 4,
                               .LongestCall = milliseconds(100)};
 
 // One receiver's life: spool and writer on a folder, until stopped or dead.
-class Receiver {
- public:
+struct Receiver {
   Receiver(const fs::path& folder, TrapStore& store, const SpoolOptions& options = {})
-      : spool_(folder, options),
-        Writer(spool_, store, Quarantine(folder / "aside"), Counted, Log, Options()) {}
+      : Queue(folder, options), Writer(Queue, store, Quarantine(folder / "aside"), Counted, Log, Options()) {}
   ~Receiver() { Stop(); }
-
-  void Take(int first, int last) { AppendRows(spool_, first, last); }
-  // Until everything is stored or put aside; false when it died first.
-  bool StoresAll() {
-    EXPECT_TRUE(test::WaitUntil([&] { return dead_ || spool_.Waiting() == 0; }));
-    return !dead_;
-  }
-  void Stop() {
-    Writer.Stop(std::chrono::seconds(10));
-    if (thread_.joinable()) thread_.join();
-  }
-
- private:
   WriterOptions Options() {
     WriterOptions options = kQuick;
     options.Stored = [this](std::span<const SpooledTrap> traps) {
@@ -264,22 +249,28 @@ class Receiver {
     };
     return options;
   }
+  void Take(int first, int last) { AppendRows(Queue, first, last); }
+  // Until everything is stored or put aside; false when it died first.
+  bool StoresAll() {
+    EXPECT_TRUE(test::WaitUntil([&] { return Dead || Queue.Waiting() == 0; }));
+    return !Dead;
+  }
+  void Stop() {
+    Writer.Stop(std::chrono::seconds(10));
+    if (Thread.joinable()) Thread.join();
+  }
 
-  Spool spool_;
-
- public:
+  Spool Queue;
   Counters Counted;
   KeptLog Log;
   std::vector<int> Told;  // as stored
   StoreWriter Writer;
-
- private:
-  std::atomic<bool> dead_ = false;
-  std::thread thread_{[this] {
+  std::atomic<bool> Dead = false;
+  std::thread Thread{[this] {
     try {
       Writer.Run();
     } catch (const Death&) {
-      dead_ = true;
+      Dead = true;
     }
   }};
 };

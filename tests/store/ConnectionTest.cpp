@@ -245,18 +245,6 @@ TEST_P(ConnectionTest, NotesAreWrittenOverNoneButThoseThatWereRead) {
   EXPECT_EQ(Count("EventNotes = ''") + Count("EventNotes = 'of another'"), 2);
 }
 
-// Keys that the database goes on making after the shipped rows; rows without a number of their own come in
-// the order in which they were added, not by name.
-TEST_P(ConnectionTest, TheSchemaNumbersAndOrdersRows) {
-  Db.Execute("INSERT INTO Beep_Detail (Description) VALUES ('beep')");
-  EXPECT_EQ(Made->Number("SELECT Beep_ID FROM Beep_Detail WHERE Description = 'beep' AND Beep_Count = 0"), 2);
-  for (const std::string_view name : {"zulu", "alpha", "Mike"}) Made->AddCategory(name, {});
-  std::string names;
-  for (Recordset rows = Db.OpenRecordset(kCategoryGroupMaster); rows.Next();)
-    names += rows.Text("category_name");
-  EXPECT_EQ(names, "zulualphaMike");
-}
-
 // Loading completes each trap while its rows are still being read: the look-ups share the reader's
 // connection, and neither they nor a statement that fails among them may cost it a row.  Nor does a reader
 // that is left half way keep the connection.
