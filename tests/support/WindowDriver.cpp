@@ -33,6 +33,26 @@ Control& Usable(const QObject& window, const char* name) {
   return control;
 }
 
+// What every dialog owes the keyboard and the screen reader: a name for each control, and no mnemonic twice.
+void CheckControls(QDialog& dialog) {
+  std::set<QString> mnemonics;
+  for (QWidget* control : dialog.findChildren<QWidget*>()) {
+    const QString name = control->objectName();
+    if (!control->isVisible() || name.isEmpty() || name.startsWith(QStringLiteral("qt_"))) {
+      continue;
+    }
+    const QAccessibleInterface* reader = QAccessible::queryAccessibleInterface(control);
+    EXPECT_TRUE((control->focusPolicy() & Qt::TabFocus) == 0 || !reader->text(QAccessible::Name).isEmpty())
+        << name.toStdString() << " has no name";
+    const auto* label = qobject_cast<const QLabel*>(control);
+    const QString text =
+        label != nullptr && !label->buddy() ? QString() : control->property("text").toString();
+    const QString key = QKeySequence::mnemonic(text).toString();
+    EXPECT_TRUE(key.isEmpty() || mnemonics.insert(key).second)
+        << key.toStdString() << " leads to two controls";
+  }
+}
+
 void Act(QDialog& dialog, const std::function<void(QDialog&)>& act) {
   try {
     act(dialog);
@@ -76,15 +96,6 @@ bool IsShown(const QObject& window, const char* name) {
 
 bool IsChecked(const QObject& window, const char* name) {
   return Find<QAbstractButton>(window, name).isChecked();
-}
-
-std::string DefaultButton(const QObject& window) {
-  for (const QPushButton* button : window.findChildren<QPushButton*>()) {
-    if (button->isDefault()) {
-      return button->objectName().toStdString();
-    }
-  }
-  return {};
 }
 
 void Click(const QObject& window, const char* name) {
@@ -174,47 +185,13 @@ void InDialog(const std::function<void()>& open, const std::function<void(QDialo
     if (dialog != nullptr && dialog != before && (dialog->isActiveWindow() || deadline.hasExpired())) {
       opened = true;
       poll.stop();
+      CheckControls(*dialog);
       Act(*dialog, act);
     }
   });
   poll.start(5);
   open();
   EXPECT_TRUE(opened) << "no dialog opened";
-}
-
-std::string TabOrder(QWidget& window, const char* first) {
-  if (*first != '\0') {
-    Find<QWidget>(window, first).setFocus();
-  }
-  std::string names;
-  std::set<const QWidget*> reached;
-  for (QWidget* at = window.focusWidget(); at != nullptr && reached.insert(at).second;
-       at = window.focusWidget()) {
-    names += (names.empty() ? "" : " ") + at->objectName().toStdString();
-    const QAccessibleInterface* accessible = QAccessible::queryAccessibleInterface(at);
-    EXPECT_TRUE(accessible != nullptr && !accessible->text(QAccessible::Name).isEmpty()) << names;
-    // Within a picker of dates the key goes through its parts first.
-    for (int part = 0; part < 4 && window.focusWidget() == at; ++part) {
-      QTest::keyClick(at, Qt::Key_Tab);
-    }
-  }
-  return names;
-}
-
-std::string RepeatedMnemonics(const QWidget& window) {
-  std::set<QString> seen;
-  std::string repeated;
-  for (const QWidget* control : window.findChildren<QWidget*>()) {
-    const auto* label = qobject_cast<const QLabel*>(control);
-    if (!control->isVisible() || (label != nullptr && label->buddy() == nullptr)) {
-      continue;
-    }
-    const QString key = QKeySequence::mnemonic(control->property("text").toString()).toString();
-    if (!key.isEmpty() && !seen.insert(key).second) {
-      repeated += key.toStdString() + " ";
-    }
-  }
-  return repeated;
 }
 
 bool WaitFor(const std::function<bool()>& condition) {
