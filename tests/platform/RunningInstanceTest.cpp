@@ -11,7 +11,6 @@
 #include <memory>
 #include <vector>
 
-#include "platform/qt/QtSettings.h"
 #include "support/TempFolder.h"
 
 namespace korvane::platform {
@@ -100,14 +99,6 @@ TEST_F(RunningInstanceTest, OfCopiesStartedAtOnceOneRunsAndIsRaisedMaximisedAndN
   EXPECT_LT(waited.elapsed(), 20000);
   kill(static_cast<pid_t>(first.processId()), SIGCONT);
   EXPECT_TRUE(later.FindTopLevelWindow(kTitle));
-}
-
-TEST(QtSettingsTest, TextsComeBackAsTheyWere) {
-  EXPECT_EQ(QtSettings().GetSetting("Settings", "MainLeft", "1000"), "1000");
-  for (const char* text : {"-8.5", "1,5", "", " blanks ", "a;b=c\"d\\e", "größe"}) {
-    QtSettings().SaveSetting("Settings", "MainLeft", text);
-    EXPECT_EQ(QtSettings().GetSetting("Settings", "MainLeft", "1000"), text);
-  }
 }
 
 }  // namespace

@@ -22,7 +22,6 @@
 #include <fmt/format.h>
 
 #include "platform/linux/FileDescriptor.h"
-#include "support/FreePort.h"
 #include "support/Processes.h"
 
 namespace korvane::receiver {
@@ -143,21 +142,18 @@ class LoopbackSocket {
 };
 
 // Sends ready-made packets from one socket, of this port and address.
-class PacketSender {
+class PacketSender : public LoopbackSocket {
  public:
-  explicit PacketSender(std::uint16_t port, std::uint16_t from = 0, std::uint32_t address = INADDR_LOOPBACK) {
-    socket_.Bind(from, address);
-    socket_.Connect(port);
+  explicit PacketSender(std::uint16_t port, std::uint16_t from = 0, std::uint32_t address = INADDR_LOOPBACK)
+      : LoopbackSocket(SOCK_DGRAM) {
+    Bind(from, address);
+    Connect(port);
   }
-  bool Send(std::string_view packet) {
+  bool Send(std::string_view packet) const {
     // A receiver that was just killed answers with an ICMP error, which the next call reports.
-    const auto sent = [&] { return send(socket_.Descriptor(), packet.data(), packet.size(), 0) >= 0; };
+    const auto sent = [&] { return send(Descriptor(), packet.data(), packet.size(), 0) >= 0; };
     return sent() || sent();
   }
-  std::string Answer() { return socket_.Next(); }
-
- private:
-  LoopbackSocket socket_{SOCK_DGRAM};
 };
 
 // A mail server of the test's own, which writes every mail it gets to a file.
@@ -185,14 +181,12 @@ class MailSink {
 };
 
 // A machine that keeps what messages come.
-class MessageSink {
+class MessageSink : public LoopbackSocket {
  public:
-  MessageSink() { socket_.Bind(port_); }
+  MessageSink() : LoopbackSocket(SOCK_DGRAM) { Bind(port_); }
   std::string Address() const { return fmt::format("127.0.0.1:{}", port_); }
-  std::string Next() { return socket_.Next(); }
 
  private:
-  LoopbackSocket socket_{SOCK_DGRAM};
   std::uint16_t port_ = test::FreePort(AF_INET);
 };
 

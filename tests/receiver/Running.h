@@ -42,18 +42,16 @@ class RunningReceiver {
     int status = 0;
     if (process_ > 0 && waitpid(process_, &status, WNOHANG) == process_) {
       process_ = 0;
-      exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-      dumpedCore_ = WIFSIGNALED(status) && WCOREDUMP(status);
+      exitStatus_ = WIFEXITED(status) ? WEXITSTATUS(status) : WCOREDUMP(status) ? -2 : -1;
     }
     return process_ > 0;
   }
-  // Its exit status, -1 when a signal ended it.
+  // Its exit status, -1 when a signal ended it, -2 when a dump is left.
   int End(int signal) {
     if (Alive()) Signal(signal);
     test::WaitUntil([&] { return !Alive(); });
     return exitStatus_;
   }
-  bool DumpedCore() const { return dumpedCore_; }
 
   // Under the leak sanitizer.  The embedded engine's driver loses some memory at every connect, and is
   // unloaded before the report, so a leak counts when its stack names a function of ours or of the SNMP
@@ -98,7 +96,6 @@ class RunningReceiver {
   std::uint16_t port6_;
   pid_t process_ = 0;
   int exitStatus_ = -1;
-  bool dumpedCore_ = false;
 };
 
 }  // namespace korvane::receiver

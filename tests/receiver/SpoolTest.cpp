@@ -1,8 +1,8 @@
-// The spool against a disk that tears, corrupts, fills up and comes back; and the writer behind it with a
-// store that fails at its N-th operation, for every N and in every way, and with rows the store refuses.
+// The spool on bad disks, and the writer behind it with a store that fails or refuses.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 #include <sstream>
 #include <thread>
@@ -64,12 +64,8 @@ std::ptrdiff_t Files(const fs::path& folder) {
                                [](const auto& file) { return file.path().extension() == ".spool"; });
 }
 
-class SpoolTest : public testing::Test {
- protected:
-  test::TempFolder folder_;
-};
-
-TEST_F(SpoolTest, DamageCostsTheRecordThatItIsInAndIsCountedOnce) {
+TEST(SpoolTest, DamageCostsTheRecordThatItIsInAndIsCountedOnce) {
+  const test::TempFolder folder;
   std::string whole;
   for (int i = 1; i <= 5; ++i) AppendRecord(whole, static_cast<std::uint64_t>(i), Row(i));
   const char* const name = "0000000000000001.spool";
@@ -77,22 +73,23 @@ TEST_F(SpoolTest, DamageCostsTheRecordThatItIsInAndIsCountedOnce) {
   for (std::size_t byte = second; byte < whole.find("KVtr", second + 1); byte += 3) {
     std::string damaged = whole;
     damaged[byte] = static_cast<char>(damaged[byte] ^ 0x41);
-    test::WriteFile(folder_ / name, damaged);
-    Spool spool(folder_.Path());
+    test::WriteFile(folder / name, damaged);
+    Spool spool(folder.Path());
     EXPECT_EQ(ReadAll(spool, 0), Range(1, 5, {2})) << byte;
     EXPECT_EQ(spool.DamagedRecords(), 1u) << byte;
     EXPECT_EQ(spool.Waiting(), 4u);
   }
   for (std::size_t size = whole.rfind("KVtr"); size < whole.size(); size += 7) {
-    const test::TempFolder folder;
-    test::WriteFile(folder / name, whole.substr(0, size));
-    Spool spool(folder.Path());
+    const test::TempFolder other;
+    test::WriteFile(other / name, whole.substr(0, size));
+    Spool spool(other.Path());
     AppendRows(spool, 6, 6);
     EXPECT_EQ(ReadAll(spool, 0), Range(1, 6, {5})) << "torn at " << size;
   }
 }
 
-TEST_F(SpoolTest, WhatAFullDiskRefusesStaysInOrderInMemoryAndWhatIsStoredGoes) {
+TEST(SpoolTest, WhatAFullDiskRefusesStaysInOrderInMemoryAndWhatIsStoredGoes) {
+  const test::TempFolder folder;
   int error = 0;
   SpoolOptions options = kSmallFiles;
   options.Write = [&error](const FileDescriptor& file, std::string_view bytes, std::uint64_t offset) {
@@ -104,7 +101,7 @@ TEST_F(SpoolTest, WhatAFullDiskRefusesStaysInOrderInMemoryAndWhatIsStoredGoes) {
   };
   std::uint64_t third = 0;
   {
-    Spool spool(folder_.Path(), options);
+    Spool spool(folder.Path(), options);
     AppendRows(spool, 1, 3);
     third = spool.LastNumber();
     error = ENOSPC;
@@ -118,21 +115,22 @@ TEST_F(SpoolTest, WhatAFullDiskRefusesStaysInOrderInMemoryAndWhatIsStoredGoes) {
     EXPECT_EQ(ReadAll(spool, third + 1), Range(5, 8));
     EXPECT_EQ(spool.Waiting(), 4u);
   }
-  Spool spool(folder_.Path(), options);
+  Spool spool(folder.Path(), options);
   AppendRows(spool, 9, 10);
   for (int turn = 0; turn < 2; ++turn) {  // the second as after a store that lost its last commits
     EXPECT_EQ(ReadAll(spool, third + 1), Range(5, 10));
   }
-  EXPECT_GT(Files(folder_.Path()), 2);
+  EXPECT_GT(Files(folder.Path()), 2);
   spool.MarkStored(spool.LastNumber());
-  EXPECT_EQ(Files(folder_.Path()), 1);
+  EXPECT_EQ(Files(folder.Path()), 1);
 }
 
-TEST_F(SpoolTest, InformsAreAnsweredWhenTheirTrapsAreSafe) {
+TEST(SpoolTest, InformsAreAnsweredWhenTheirTrapsAreSafe) {
+  const test::TempFolder folder;
   int error = 0;
   SpoolOptions options;
   options.SyncFile = [&error](const FileDescriptor&) { return error; };
-  Spool spool(folder_.Path(), options);
+  Spool spool(folder.Path(), options);
   TrapQueue queue(1 << 20);
   KeptLog log;
   KeptLog answers;
@@ -361,27 +359,22 @@ TEST(StoreWriterTest, WhicheverFileOfTheSpoolIsLostWhatWasAnsweredIsStored) {
 }
 
 TEST(StoreWriterTest, ARefusedRowIsPutAsideAfterSomeTriesAndAFullStoreIsAnOutage) {
-  struct Case {
-    DatabaseError Error;
-    std::set<int> Refused;  // none: the store is full
-    int Tries = 0;
-  };
-  const Case cases[] = {
+  // The error, of which rows (none: the store is full) and after how many tries each.
+  const std::tuple<DatabaseError, std::set<int>, int> cases[] = {
       {{"no such text", "22021", 1, ""}, {1, 11, 20}, kQuick.RowFailures},
       // An embedded store says so of almost anything.
       {{"no such text", "HY000", 1, ""}, {5, 6, 7, 8}, kQuick.RowTroubles},
-      {{"database or disk is full", "HY000", 13, ""}, {}},
-      {{"could not extend file", "53100", 1, ""}, {}},
-      {{"The table 'EventTrap' is full", "HY000", 1114, ""}, {}},
-      {{"Duplicate entry '8' for key 'PRIMARY'", "23000", 1062, ""}, {}},
+      {{"database or disk is full", "HY000", 13, ""}, {}, 0},
+      {{"The table 'EventTrap' is full", "HY000", 1114, ""}, {}, 0},
+      {{"Duplicate entry '8' for key 'PRIMARY'", "23000", 1062, ""}, {}, 0},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.Error.what());
+  for (const auto& [error, refused, tries] : cases) {
+    SCOPED_TRACE(error.what());
     const test::TempFolder folder;
     FaultyStore store;
-    store.Error = c.Error;
-    store.Refused = c.Refused;
-    store.Full = c.Refused.empty();
+    store.Error = error;
+    store.Refused = refused;
+    store.Full = refused.empty();
     Receiver receiver(folder.Path(), store);
     receiver.Take(1, 20);
     if (store.Full) {
@@ -391,10 +384,10 @@ TEST(StoreWriterTest, ARefusedRowIsPutAsideAfterSomeTriesAndAFullStoreIsAnOutage
     }
     ASSERT_TRUE(receiver.StoresAll());
     receiver.Stop();
-    EXPECT_EQ(store.Rows, Range(1, 20, c.Refused));
-    EXPECT_EQ(Aside(folder), std::vector<int>(c.Refused.begin(), c.Refused.end()));
-    EXPECT_EQ(receiver.Counted.Stored, 20 - c.Refused.size());
-    EXPECT_GE(store.Tries, c.Tries * std::ssize(c.Refused));
+    EXPECT_EQ(store.Rows, Range(1, 20, refused));
+    EXPECT_EQ(Aside(folder), std::vector<int>(refused.begin(), refused.end()));
+    EXPECT_EQ(receiver.Counted.Stored, 20 - refused.size());
+    EXPECT_GE(store.Tries, tries * std::ssize(refused));
   }
 }
 
@@ -413,7 +406,6 @@ TEST(StoreWriterTest, AStoreThatDoesNotAnswerIsReportedAndItsCallIsLeftAlone) {
   EXPECT_TRUE(test::WaitUntil([&] { return receiver.Writer.StoreAvailable(); }));
   receiver.Stop();
   EXPECT_EQ(store.Rows, Range(1, 7));
-  EXPECT_GE(receiver.Writer.SpooledCount(), 3u);
   EXPECT_TRUE(receiver.Log.Holds("has not answered for"));
 }
 

@@ -2,13 +2,13 @@
 #include "store/Connection.h"
 
 #include <fmt/format.h>
-#include <gmock/gmock.h>
 
 #include <array>
 #include <chrono>
 #include <clocale>
 #include <future>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "EngineTest.h"
@@ -25,10 +25,6 @@ namespace korvane::store {
 namespace {
 
 using namespace std::string_literals;
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Property;
-using testing::Throws;
 using Traps = std::vector<test::StoredTrap>;
 
 class ConnectionTest : public EngineTest {
@@ -39,11 +35,7 @@ class ConnectionTest : public EngineTest {
 };
 KORVANE_ON_EVERY_ENGINE(ConnectionTest);
 
-TEST_P(ConnectionTest, TellsWhatWasAttemptedAndRollsBackUnlessCommitted) {
-  EXPECT_THAT(
-      [&] { Db.OpenRecordset("Missing_Table"); },
-      Throws<DatabaseError>(AllOf(Property(&DatabaseError::what, HasSubstr("issing_")),
-                                  Property(&DatabaseError::Statement, "SELECT * FROM Missing_Table"))));
+TEST_P(ConnectionTest, RollsBackUnlessCommitted) {
   const auto add = [this](std::int32_t number) {
     Db.Execute(fmt::format("INSERT INTO EventTrap (SequenceNumber, EventTime) VALUES ({}, 1)", number));
   };
@@ -69,8 +61,7 @@ TEST_P(ConnectionTest, TellsWhatWasAttemptedAndRollsBackUnlessCommitted) {
     Db.Execute("DELETE FROM EventTrap");
     Db.Close();  // rolls back
   }
-  EXPECT_THAT([&] { Db.Execute("DELETE FROM EventTrap"); },
-              Throws<DatabaseError>(Property(&DatabaseError::SqlState, "08003")));
+  EXPECT_THROW(Db.Execute("DELETE FROM EventTrap"), DatabaseError);
   Made->Connect(Db);
   add(3);  // outside a transaction every statement stands at once
   Connection other;
@@ -104,25 +95,18 @@ TEST_P(ConnectionTest, AnUncommittedCategoryChangeStopsNeitherReceiverNorConsole
   Transaction change(categories);
   EXPECT_FALSE(categories.OpenRecordset(kCategoryGroupMaster).Next());
   categories.Execute("INSERT INTO Category_Group_Master (Category_Name) VALUES ('open')");
-  Connection receiver;
-  Made->Connect(receiver);
-  for (int batch = 0; batch < 3; ++batch) {
-    receiver.Execute("INSERT INTO EventTrap (EventTime, Source) VALUES (20, 'router')");
-    EXPECT_EQ(Db.Execute(AcknowledgeSourceStatement("router", 30)), 1);
-    EXPECT_FALSE(Db.OpenRecordset(kCategoryGroupMaster).Next());
-    categories.Execute("UPDATE Category_Group_Master SET Severity = " + std::to_string(batch));
-  }
+  Made->AddTrap({.EventTime = 20, .Source = "router"});
+  EXPECT_EQ(Db.Execute(AcknowledgeSourceStatement("router", 30)), 1);
+  EXPECT_FALSE(Db.OpenRecordset(kCategoryGroupMaster).Next());
   change.Commit();
-  EXPECT_TRUE(Db.OpenRecordset(kCategoryGroupMaster, "Severity = 2").Next());
+  EXPECT_TRUE(Db.OpenRecordset(kCategoryGroupMaster).Next());
 }
 
-TEST(MissingStoreTest, FailsAtOpenAndAgainAtTheFirstReadAndIsNotMade) {
+TEST(MissingStoreTest, FailsAtTheFirstReadAndIsNotMade) {
   test::SqliteStore made;
-  Connection connection;
-  EXPECT_THROW(connection.Open("nowhere", {}, {}), DatabaseError);
-  EXPECT_FALSE(connection.IsOpen());
   made.Db().Close();
   std::filesystem::remove(made.MainFile());
+  Connection connection;
   OpenDatabase(connection);
   EXPECT_THROW(connection.OpenRecordset(kSystemTable), DatabaseError);
   EXPECT_FALSE(std::filesystem::exists(made.MainFile()));
@@ -161,20 +145,10 @@ TEST_P(ConnectionTest, RecordsetsWriteTheFieldsThatWereSetOfTheirOwnRowOnly) {
   EXPECT_THROW(all.Set("EventNotes = 'x', Source", "y"), DatabaseError);
   EXPECT_EQ(Count("EventNotes = ''"), 1);
 
-  Recordset rows = Db.OpenRecordset(
-      "SELECT NULL AS Empty, 'abc' AS Word, 9999999999 AS Big, -9999999999 AS Small, '-17' AS Text, COUNT(*) "
-      "FROM EventTrap");
-  ASSERT_TRUE(rows.Next());
-  EXPECT_TRUE(rows.IsNull("Empty"));
-  const std::int32_t numbers[] = {0, 0, 2147483647, -2147483647 - 1, -17, 1};
-  for (std::size_t column = 0; column < 6; ++column) EXPECT_EQ(rows.Integer(column), numbers[column]);
-  EXPECT_THROW(rows.Integer(std::size_t{6}), DatabaseError);
-}
-
-TEST(QuotedTest, KeepsATextOrRefusesIt) {
-  EXPECT_EQ(Quoted("\\\"%_;--"), "'\\\"%_;--'");
-  EXPECT_THROW(Quoted("O'Brien"), DatabaseError);
-  EXPECT_THROW(Quoted(std::string("a\0b", 3)), DatabaseError);
+  Recordset rows = Db.OpenRecordset("SELECT NULL AS Empty, 9999999999 AS Big, '-17' AS Text FROM EventTrap");
+  ASSERT_TRUE(rows.Next() && rows.IsNull("Empty"));
+  EXPECT_EQ(std::tuple(rows.Integer("Empty"), rows.Integer("Big"), rows.Integer("Text")),
+            std::tuple(0, 2147483647, -17));
 }
 
 TEST_P(ConnectionTest, StatementsReadAndAcknowledgeExactlyTheirRowsInOrder) {
@@ -194,9 +168,7 @@ TEST_P(ConnectionTest, StatementsReadAndAcknowledgeExactlyTheirRowsInOrder) {
   EXPECT_EQ(numbers(TrapsLoadStatement(300)), "5 2 3 ");
   EXPECT_EQ(numbers(TrapsLoadStatement(301, 200)), "1 ");
   EXPECT_EQ(numbers(ReportStatement(200, 300)), "2 3 4 1 ");
-  EXPECT_EQ(numbers(ReportStatement(250, 250)), "4 ");
   EXPECT_EQ(Made->Number(CountReportStatement(200, 250)), 3);
-  EXPECT_EQ(numbers(SystemsLoadStatement(300)).size(), 6U);
   EXPECT_EQ(numbers(SystemsLoadStatement(301, -100)).size(), 6U);
   EXPECT_EQ(Made->Number(CountUnacknowledgedStatement()), 4);
   EXPECT_EQ(Made->Number(NewestTimeStatement()), 300);
@@ -206,6 +178,8 @@ TEST_P(ConnectionTest, StatementsReadAndAcknowledgeExactlyTheirRowsInOrder) {
     return fmt::format("{}: {}", rows,
                        Made->Number("SELECT SUM(SequenceNumber) FROM EventTrap WHERE EventAck = 1"));
   };
+  EXPECT_EQ(Quoted("\\\"%_;--"), "'\\\"%_;--'");
+  EXPECT_THROW(Quoted("a\0b"s), DatabaseError);
   EXPECT_THROW(AcknowledgeSourceStatement("al'pha", 999), DatabaseError);
   // Exactly this text (no letter case or trailing blank ignored), strictly below the bound.
   EXPECT_EQ(acknowledge(AcknowledgeSourceStatement("alpha", 300)), "1: 6");
@@ -251,13 +225,11 @@ TEST_P(ConnectionTest, NotesAreWrittenOverNoneButThoseThatWereRead) {
 TEST_P(ConnectionTest, TrapsAreReadWholeWhileNamesAreLookedUpBesideThem) {
   constexpr std::int32_t kAllTimes = 2147483647;
   Traps traps;
-  for (const std::int32_t rows :
-       {0, 1, 255, 256, 257, 2300}) {  // at last more than a server hands over at once
+  for (const std::int32_t rows : {0, 255, 256, 257, 2300}) {  // more than a server hands over at once
     const std::size_t before = traps.size();
     while (std::ssize(traps) < rows) {
       const auto number = static_cast<std::int32_t>(traps.size()) + 1;
-      const bool isLong =
-          number % 256 <= 1 || number % 256 == 255;  // for the block's buffers, at its borders
+      const bool isLong = number % 256 <= 1;  // for the block's buffers, at its borders
       traps.push_back({.SequenceNumber = number,
                        .EnterpriseOid = "1.3.6.1.4.1.9." + std::to_string(number / 10),
                        .SpecificTrap = 7,
@@ -287,11 +259,8 @@ TEST_P(ConnectionTest, TrapsAreReadWholeWhileNamesAreLookedUpBesideThem) {
     EXPECT_FALSE(reader.Next(trap) || reader.Next(trap));
     EXPECT_EQ(known, rows == 2300 ? 10 : 0);
   }
-  {
-    TrapReader left(Db, TrapsLoadStatement(kAllTimes));
-    IncomingTrap trap;
-    ASSERT_TRUE(left.Next(trap));
-  }
+  IncomingTrap first;
+  ASSERT_TRUE(TrapReader(Db, TrapsLoadStatement(kAllTimes)).Next(first));
   EXPECT_EQ(Db.Execute(AcknowledgeAllStatement(kAllTimes)), 2300);
   Connection other;  // and nothing of it waits for a commit
   Made->Connect(other);
@@ -307,11 +276,8 @@ std::vector<std::string> HostileTexts() {
       "\\' OR 1 = 1 -- \\",
       "ends in a backslash\\",
       "{fn now()} {d '2000-01-01'} ? ?1 :name @name $1 %s %n",
-      "/* open comment",
       "line\r\nbreak\n\ttab\x01\x1b[31m\x7f",
       "Grüße, Ωμέγα, 漢字, \xF0\x9F\x94\xA5\xF0\x9F\x91\xA9\xE2\x80\x8D\xF0\x9F\x9A\x92",
-      "\xE2\x80\xAEoverride\xEF\xBB\xBF",
-      "<b>markup</b> &amp;",
   };
   for (const std::size_t length : {511U, 512U, 513U, 8192U, 1048576U}) texts.emplace_back(length, 'x');
   texts.emplace_back();  // of characters of two and four bytes, so that a cut in one would show
@@ -350,8 +316,7 @@ TEST_P(ConnectionTest, TextsComeBackByEveryRoadInEachLocale) {
       ASSERT_TRUE(rows.Next() && rows.Text("EventDescription") == text);
       rows.Set("EventNotes", text);
       EXPECT_EQ(rows.Update(), 1);
-      EXPECT_TRUE(Made->Text("SELECT * FROM EventTrap WHERE " + filter, "EventNotes") == text);
-      if (text.size() < 8192 && text.find('\'') == std::string::npos) {
+      if (text.find('\'') == std::string::npos) {
         EXPECT_EQ(Count(filter + " AND EventNotes = " + Quoted(text)), 1);
       }
     }

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "support/Engines.h"
+#include "support/TestStore.h"
 
 namespace korvane::store {
 
