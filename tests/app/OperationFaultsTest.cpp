@@ -7,14 +7,13 @@
 #include <optional>
 #include <utility>
 
-#include "ConsoleFakes.h"
 #include "alerts/ActionsForm.h"
 #include "alerts/AlertForm.h"
 #include "alerts/AlertsForm.h"
-#include "app/ConsoleStore.h"
 #include "categories/CategoriesForm.h"
 #include "categories/CategoryCopies.h"
 #include "categories/WizardForm.h"
+#include "common/RegistryValues.h"
 #include "params/FiltersForm.h"
 #include "support/OdbcFaults.h"
 #include "support/Processes.h"
@@ -145,12 +144,17 @@ struct Operation {
 };
 
 // The dialog is open and was edited; what is left is what closing does.
-std::function<Work(Hands&)> ClosingFilters(std::function<void(FiltersForm&)> edit) {
-  return [edit](Hands& hands) -> Work {
-    auto form = std::make_shared<FiltersForm>(hands.ForFilters);
-    edit(*form);
-    return {.Do = [form] { return form->Save(); }, .Answer = PromptAnswer::Cancel};  // whether to try again
-  };
+Work EditingAFilter(Hands& hands) {
+  auto form = std::make_shared<FiltersForm>(hands.ForFilters);
+  form->Replace(0, {.SourceAgent = "other"});
+  return {.Do = [form] { return form->Save(); }, .Answer = PromptAnswer::Cancel};  // whether to try again
+}
+
+Work RemovingAFilter(Hands& hands) {
+  auto form = std::make_shared<FiltersForm>(hands.ForFilters);
+  const auto stored = [&hands] { return FiltersForm(hands.ForFilters).RowCount(); };
+  return {.Do = [form] { return form->Remove(0); },
+          .Agrees = [form, stored] { return form->RowCount() == stored(); }};
 }
 
 // "Manage Categories" with "Fans" selected, and the operator in front of its wizard, who enters something and
@@ -165,8 +169,8 @@ struct Manager : categories::CategoriesWindow {
   bool DeleteFans() {
     return (Form.SelectedName() != "Fans" || Form.DeleteCategory()) && Operator.Prompt.Messages().empty();
   }
-  bool Leave(bool (CategoriesForm::*leave)()) {
-    Left = Left || (Form.*leave)();
+  bool Ok() {
+    Left = Left || Form.Ok();
     return Left;
   }
   void RunWizard(categories::WizardTask& task, categories::CategoryTransaction& transaction) override {
@@ -196,10 +200,7 @@ Operation Managing(
           .Prepare = [press, enter](Hands& hands) -> Work {
             auto manager = std::make_shared<Manager>(hands, enter);
             return {.Do = [manager, press] { return manager->Finished || press(*manager); },
-                    .Finish =
-                        [manager] {
-                          return manager->Leave(&CategoriesForm::Ok) && (manager->Form.Unload(), true);
-                        }};
+                    .Finish = [manager] { return manager->Ok() && (manager->Form.Unload(), true); }};
           },
           .OnlyFinally = true};
 }
@@ -325,66 +326,25 @@ bool AcknowledgeSystem(Hands& hands, TrapsModel&, const intake::System& system) 
          systems::SystemAcknowledgement::Done;
 }
 
-// Started over the real store, the rest of it being fakes.
-struct Run {
-  explicit Run(Hands& hands) : Console(&Store, &hands.Prompt) {}
-  bool Start() { return Console.Main() == app::StartupResult::Running && Store.SystemList.Count() == 1; }
-  bool End() {
-    Store.SystemList.SystemOfSource("new");
-    Console.State.gLastTrapTime = 1006;
-    Console.TrapsInRows = {1};
-    Console.Quit();
-    return Console.Busy.Depth() == 0;
-  }
-  app::ConsoleStore Store;
-  FakeConsole Console;
-};
-
-// Nothing keeps a console open that is being closed: what failed is done at the end of the next one.
-Work Ending(Hands& hands) {
-  auto run = std::make_shared<std::optional<Run>>(std::in_place, hands);
-  (*run)->Start();
-  return {.Do = [run] { return (*run)->End(); },
-          .Again =
-              [&hands, run] {
-                run->emplace(hands).Start();
-                return (*run)->End();
-              }};
-}
-
 const Operation kOperations[] = {
-    {.Name = "a filter is added",
-     .Prepare = ClosingFilters([](FiltersForm& form) { form.Add({.SourceAgent = "new"}); }),
-     .MayBeDone = true},
     {.Name = "a filter is edited",
-     .Prepare = ClosingFilters([](FiltersForm& form) { form.Replace(0, {.SourceAgent = "other"}); }),
+     .Prepare = EditingAFilter,
      // The new one stands before the old one goes, so that no trap shows in between.
      .Partly = {{"INSERT INTO Trap_Detail (Source_Agent) VALUES ('other')",
                  "INSERT INTO Trap_Filter_Group SELECT MAX(Trap_Table_ID), 'other, -All-, -All-, -All-, "
                  "-All-' FROM Trap_Detail"}},
      .MayBeDone = true},
-    {"a filter is removed",
-     [](Hands& hands) -> Work {
-       auto form = std::make_shared<FiltersForm>(hands.ForFilters);
-       const auto stored = [&hands] { return FiltersForm(hands.ForFilters).RowCount(); };
-       return {.Do = [form] { return form->Remove(0); },
-               .Agrees = [form, stored] { return form->RowCount() == stored(); }};
-     }},
+    {"a filter is removed", RemovingAFilter},
     Managing(
         "a category is made", [](Manager& m) { return m.Form.CreateCategory(); }, EnterTrap),
     Managing(
         "a category is edited", [](Manager& m) { return m.Form.EditCategory(); },
         [](WizardForm& form) { form.EditDescription("All that turns, and more"); }),
     Managing(
-        "a trap is added", [](Manager& m) { return m.Form.AddTraps().has_value(); }, EnterTrap),
-    Managing(
         "a trap is edited", [](Manager& m) { return m.Form.EditTrap(0).has_value(); },
         [](WizardForm& form) { form.ChooseSeverity(1); }),
     Managing("a trap is removed", [](Manager& m) { return m.Form.RemoveTrap(0); }),
-    Managing("a category is deleted, and OK",
-             [](Manager& m) { return m.DeleteFans() && m.Leave(&CategoriesForm::Ok); }),
-    Managing("a category is deleted, and Yes to saving",
-             [](Manager& m) { return m.DeleteFans() && m.Leave(&CategoriesForm::Cancel); }),
+    Managing("a category is deleted", [](Manager& m) { return m.DeleteFans() && m.Ok(); }),
     {"categories are imported", Importing},
     {"an alert is added", [](Hands& hands) { return SavingAlert(hands, std::nullopt); }},
     {"an alert is edited", [](Hands& hands) { return SavingAlert(hands, FirstAlert(hands)); }},
@@ -395,19 +355,7 @@ const Operation kOperations[] = {
        return form.SetActions(0, {ActionKind::Beep, ActionKind::Email}, {.Beep = 2, .Email = 2});
      }),
      .MayBeDone = true},
-    {.Name = "an action of an alert is cleared",
-     .Prepare = InAlerts([](AlertsForm& form) {
-       return !AlertsForm::Uses(form.Alerts().at(0), ActionKind::Message) ||
-              form.ClearAction(0, ActionKind::Message);
-     }),
-     .MayBeDone = true},
     {"the four actions are saved", SavingActions},
-    {"the console starts",
-     [](Hands& hands) -> Work { return {.Do = [&hands] { return Run(hands).Start(); }}; }},
-    {.Name = "the console ends",
-     .Prepare = Ending,
-     .Partly = {{"INSERT INTO System_Table (System_Name, System_Type) VALUES ('new', 'Manual')"},
-                {Acknowledged(kTraps - 1)}}},
     {.Name = "rows are acknowledged",
      .Prepare = Acknowledging(AcknowledgeAllRows),
      .Partly =

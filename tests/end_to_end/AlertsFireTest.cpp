@@ -1,14 +1,10 @@
-// What an operator sets in the windows of the Options menu, and what the running receiver then does with real
-// SNMP traffic.
-
+// An alert that an operator adds in its windows, and what the running receiver then does with real traps.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <ctime>
 
 #include "alerts/frmAlerts.h"
-#include "config/frmConfig.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "receiver/Counterparts.h"
 #include "receiver/Running.h"
@@ -94,7 +90,7 @@ class AlertsFireTest : public testing::Test {
   const receiver::MailSink mails_{folder_ / "mails"};
   receiver::MessageSink messages_;
   test::SqliteStore store_;
-  receiver::RunningReceiver receiver_{"", "\"KVPurgeFreqDays\"=dword:0000001e\n"};
+  receiver::RunningReceiver receiver_{""};
   std::unique_ptr<platform::RegistryStore> registry_ =
       platform::MakeRegistryFile(receiver_.RegistryFile().string());
   test::RulesWorld console_{store_};
@@ -140,32 +136,6 @@ TEST_F(AlertsFireTest, WithAllFourActionsAndForTheirTrapsOnly) {
   const std::string all = mails_.Mails();
   EXPECT_EQ(all.find("END MESSAGE"), all.rfind("END MESSAGE")) << all;
   EXPECT_EQ(test::ReadFile(folder_ / "noted"), noted) << "the program ran once";
-}
-
-TEST_F(AlertsFireTest, AndAShorterPurgeIntervalHoldsFromTheRestartOfTheService) {
-  constexpr std::int32_t kDay = 86'400;
-  const auto now = static_cast<std::int32_t>(std::time(nullptr));
-  for (const std::int32_t age : {40 * kDay, 3 * kDay, kDay / 2}) {
-    console_.Store.AddTrap({.EventTime = now - age});
-  }
-  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
-  receiver_.Signal(SIGUSR2);  // the clock is right; the restart below remembers it
-  ASSERT_TRUE(Eventually([&] { return console_.Rows("EventTrap") == 2; })) << receiver_.Log();
-
-  config::frmConfig dialog(
-      {*registry_, console_.Platform.Services, console_.Platform.Clock, console_.Prompt, console_.Busy});
-  InDialog([&] { dialog.exec(); },
-           [&](QDialog& open) {
-             EXPECT_EQ(test::TextOf(open, "txtPurge"), "30");
-             Type(open, "txtPurge", "1");
-             console_.Prompt.WillAnswer(PromptAnswer::Yes);
-             Click(open, "cmdOK");
-           });
-  EXPECT_EQ(console_.Prompt.LastMessage(), "");
-  EXPECT_THAT(console_.Platform.Calls, testing::Contains("Start KVReceiver"));
-  EXPECT_EQ(receiver_.End(SIGTERM), 0) << receiver_.Log();
-  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
-  EXPECT_TRUE(Eventually([&] { return console_.Rows("EventTrap") == 1; })) << receiver_.Log();
 }
 
 }  // namespace

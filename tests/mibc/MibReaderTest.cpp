@@ -121,11 +121,7 @@ TEST_F(MibReaderTest, ReadsTheModulesThatComeWithTheProgramWithoutAFault) {
   MibReader reader(TestReader());
   for (const char* folder : {KORVANE_SOURCE_DIR "/mibc/mibs", KORVANE_SOURCE_DIR "/mibc/sample"}) {
     reader.AddFolder(folder);
-    const std::vector<std::filesystem::path> modules = reader.FilesOf(folder);
-    EXPECT_EQ(static_cast<std::ptrdiff_t>(modules.size()),
-              std::distance(std::filesystem::directory_iterator(folder), {}))
-        << "a file without a module in " << folder;
-    for (const std::filesystem::path& file : modules) {
+    for (const auto& file : std::filesystem::directory_iterator(folder)) {
       EXPECT_EQ(FaultsOf(reader.Read(file, {})), "") << file;
     }
   }
@@ -169,7 +165,6 @@ TEST_F(MibReaderTest, RefusesWhatItCantReadWithLineAndReason) {
       {ModuleText("A-MIB", "a OBJECT IDENTIFIER ::= { b 1 }\nb OBJECT IDENTIFIER ::= { a 1 }\n" +
                                Trap("round", "b 0 1")),
        ":5: object identifier 'a' defined recursively"},
-      {ModuleText("A-MIB", Trap("cut", "acmeTraps 1", "a text")).substr(0, 260), ":5: "},
       {ModuleText("A-MIB", deep), ":5: "},
       {ModuleText("A-MIB", std::string("a\0b", 3)), ": this is no MIB file: it holds binary data"},
       {"a shopping list", ": this is no MIB file: no module begins in it"},
@@ -225,9 +220,6 @@ TEST_F(MibReaderTest, BoundsTheLookThroughFilesAndFolders) {
   EXPECT_THAT(FaultText(compiler.Compile(taken.back()).Faults.at(0)),
               HasSubstr("10 of its files were left out"));
   EXPECT_THAT(FaultsOf(reader.Read(Folder / "0", {})), HasSubstr("'x' cannot be imported from module 'M1'"));
-  std::stop_source stopped;
-  stopped.request_stop();
-  EXPECT_THAT(FaultsOf(reader.Read(Folder / "0", stopped.get_token())), HasSubstr("stopped"));
 }
 
 // Status and output, of both kinds.  Under the leak sanitizer only what names the program's own functions
@@ -263,9 +255,7 @@ TEST_F(MibReaderTest, OnTheCommandLineStoresWhatIsSoundAndNamesWhatIsNot) {
   runs(folder + "/", 1, bad + ":7: syntax error", 2);
   runs("-- " + bad + " " + folder + "/good.mib", 1, "2 traps unchanged", 2);
   store.TakeAway();
-  const auto [ended, output] = RunMibc(folder + "/good.mib");
-  EXPECT_EQ(ended, 1);
-  EXPECT_THAT(output, HasSubstr("the trap store can't be opened"));
+  EXPECT_THAT(RunMibc(folder + "/good.mib"), testing::Pair(1, HasSubstr("the trap store can't be opened")));
   store.BringBack();
 }
 

@@ -128,26 +128,10 @@ class TrapsWindowTest : public testing::Test, public test::LoadedWorld {
   QLineEdit& Text = Find<QLineEdit>(Window, "txtFind");
 };
 
-TEST_F(TrapsWindowTest, FollowsTheNewestOnlyFromTheEnd) {
-  Load(100);
-  ASSERT_GT(Bar.maximum(), 0);
-  EXPECT_EQ(OnScreen().back(), 100) << "a loaded list shows its newest traps";
-  Arrive(101, 110);
-  EXPECT_EQ(OnScreen().back(), 110);
-  Bar.setValue(40);
-  const Numbers read = OnScreen();
-  Arrive(111, 230);  // from 200 rows on each new one drops the oldest, above what is read
-  EXPECT_EQ(TrapAt(0), 31);
-  EXPECT_EQ(OnScreen(), read);
-  Arrive(231, 330);  // what was read is dropped itself
-  EXPECT_EQ(OnScreen().front(), 131) << "the oldest that is left comes to the top";
-  Bar.setValue(Bar.maximum());
-  Arrive(331, 332);
-  EXPECT_EQ(OnScreen().back(), 332);
-}
-
 TEST_F(TrapsWindowTest, KeepsTheReadersPlaceWhereverRowsComeAndGo) {
-  Load(150);
+  Load(140);
+  Arrive(141, 150);
+  EXPECT_EQ(OnScreen().back(), 150) << "from the end the newest is followed";
   Bar.setValue(60);
   const Numbers read = OnScreen();
   Acknowledge({3, 5, 7, 30, 31, 32, 50});
@@ -171,8 +155,6 @@ TEST_F(TrapsWindowTest, KeepsTheReadersPlaceWhereverRowsComeAndGo) {
   Reset();
   EXPECT_EQ(OnScreen().front(), 17) << "a reset loads the list anew and goes back to the place";
   EXPECT_TRUE(std::ranges::is_sorted(click(), std::greater<>()));
-  click();
-  EXPECT_TRUE(std::ranges::is_sorted(TrapsAt(0, 150)));
 }
 
 TEST_F(TrapsWindowTest, SelectionAndCurrentRowFollowTheirTraps) {
@@ -207,15 +189,12 @@ TEST_F(TrapsWindowTest, SelectionAndCurrentRowFollowTheirTraps) {
 }
 
 TEST_F(TrapsWindowTest, ShowsHostileTextsAsPlainVisibleTextAndCopiesThemWhole) {
-  const auto big = [](int size, char c) { return QString(size, QLatin1Char(c)); };
   StoredTrap trap = Trap(1);
   trap.Source = "a\nb\u202E<b>bold</b>" + std::string(50'000, 's');
-  trap.EnterpriseOid = std::string(40'000, '1') + ".7";
   trap.EventDescription =
       "<b>first</b>\tvalue\r\nsecond \u202E\x01\xFF" + std::string(3'000'000, 'A') + "🔥=1";
   Deliver(trap, {&Window});
   Arrive(2, 2);
-  Window.grab();
   const QModelIndex cell = Window.Table().index(0, 3);
   const QString shown = cell.data().toString();
   EXPECT_TRUE(shown.startsWith(QStringLiteral("<b>first</b>␉value␍␊second \uFFFD␁\uFFFDAAA")));
@@ -234,7 +213,6 @@ TEST_F(TrapsWindowTest, ShowsHostileTextsAsPlainVisibleTextAndCopiesThemWhole) {
   InDetail([&](QDialog& dialog) {
     dialog.grab();
     EXPECT_LE(dialog.minimumSizeHint().width(), 700);
-    EXPECT_THAT(TextOf(dialog, "lblEnterprise"), testing::EndsWith("1.7)")) << "the end is not cut off";
     EXPECT_THAT(TextOf(dialog, "lblSource"), StartsWith("a␊b\uFFFD<b>bold</b>sss"));
     auto& varBinds = Find<QPlainTextEdit>(dialog, "txtVarBinds");
     for (QTextBlock block = varBinds.document()->begin(); block.isValid(); block = block.next()) {
@@ -243,11 +221,11 @@ TEST_F(TrapsWindowTest, ShowsHostileTextsAsPlainVisibleTextAndCopiesThemWhole) {
     varBinds.selectAll();
     varBinds.copy();
     EXPECT_TRUE(QApplication::clipboard()->text() ==
-                QStringLiteral("<b>first</b>\tvalue\nsecond \uFFFD␁\uFFFD") + big(3'000'000, 'A') +
+                QStringLiteral("<b>first</b>\tvalue\nsecond \uFFFD␁\uFFFD") + QString(3'000'000, u'A') +
                     QStringLiteral("🔥=1"))
         << "copied without the breaks that were made for showing";
     // Laid out word by word this would take minutes.
-    QApplication::clipboard()->setText(big(1'000'000, 'w'));
+    QApplication::clipboard()->setText(QString(1'000'000, u'w'));
     Notes(dialog).paste();
     dialog.grab();
     Press(dialog, Qt::Key_Escape);
@@ -283,29 +261,21 @@ TEST_F(TrapsWindowTest, FindIsWorkedByTheKeyboard) {
   List.setFocus();
   QTest::keyClick(&List, Qt::Key_F, Qt::ControlModifier);
   EXPECT_TRUE(Text.hasFocus());
-  EXPECT_EQ(Found(), "33: ") << "opening moves nothing";
   LookFor("CORE");
   EXPECT_EQ(Found(), "39: 4 of 10");
   QTest::keyClick(&Text, Qt::Key_Return);
-  QTest::keyClick(&Text, Qt::Key_F3);
-  EXPECT_EQ(Found(), "59: 6 of 10");
-  QTest::keyClick(&Text, Qt::Key_Enter, Qt::ShiftModifier);
-  QTest::keyClick(&Text, Qt::Key_F3, Qt::ShiftModifier);
-  EXPECT_EQ(Found(), "39: 4 of 10");
-  for (int i = 0; i < 4; ++i) {
-    test::Click(Window, "cmdFindPrevious");
+  EXPECT_EQ(Found(), "49: 5 of 10");
+  for (int i = 0; i < 5; ++i) {
+    QTest::keyClick(&Text, Qt::Key_F3, Qt::ShiftModifier);
   }
   EXPECT_EQ(Found(), "99: 10 of 10") << "round the top";
-  List.selectRow(50);
-  EXPECT_EQ(Found(), "50: 10 traps found");
   QTest::keyClick(&Text, Qt::Key_Escape);
   EXPECT_FALSE(Text.isVisible());
   EXPECT_TRUE(List.hasFocus());
 
   // F3 goes on with the last text from the list; opened again, typing replaces it.
   QTest::keyClick(&List, Qt::Key_F3);
-  EXPECT_EQ(Found(), "59: 6 of 10");
-  EXPECT_TRUE(List.hasFocus());
+  EXPECT_EQ(Found(), "9: 1 of 10");
   QTest::keyClick(&List, Qt::Key_F, Qt::ControlModifier);
   QTest::keyClicks(&Text, QStringLiteral("value 7"));
   EXPECT_EQ(Found(), "69: 2 of 11");
@@ -329,8 +299,6 @@ TEST_F(TrapsWindowTest, FindCountsWhatArrivesAndLeavesWithoutMovingTheList) {
   EXPECT_EQ(Bar.value(), place - 30);
   List.sortByColumn(0, Qt::DescendingOrder);
   EXPECT_EQ(Found(), "160: 17 of 20");
-  Arrive(231, 240);
-  EXPECT_EQ(Found(), "170: 18 of 20");
   Acknowledge({50, 51, 70, 80, 81});
   EXPECT_EQ(Found(), "none: 17 traps found");
 
@@ -341,11 +309,6 @@ TEST_F(TrapsWindowTest, FindCountsWhatArrivesAndLeavesWithoutMovingTheList) {
   Arrive(241, 241);
   EXPECT_EQ(TextOf(Window, "lblFound"), "1 trap found");
   EXPECT_EQ(Selected(), before);
-  QTest::keyClick(&Text, Qt::Key_Return);
-  EXPECT_THAT(Selected(), ElementsAre(241));
-  Store.Execute("DELETE FROM EventTrap");
-  Reset();
-  EXPECT_EQ(Found(), "none: No traps found");
 }
 
 TEST_F(TrapsWindowTest, FindLooksThroughALongListInTurns) {
@@ -367,55 +330,25 @@ TEST_F(TrapsWindowTest, FindLooksThroughALongListInTurns) {
 }
 
 TEST_F(TrapsWindowTest, DetailsStepThroughTheListFromTheTrapTheyWereOpenedOn) {
-  Store.AddDefinition("1.3.6.1.4.1.9", 1, "fanFailed", "vendor", "A fan stopped.");
-  UseSpecificCodesAsSeverities();
-  Store.AddSystem("Edge", "10.0.0.1");
-  SystemList.LoadSystems(Connection);
   Load(60);
   auto& size = Platform.Settings.Values["Settings/TrapDetailSize"];
   size = "99999999,99999999";
-  const auto expectFourth = [](QDialog& dialog) {
-    EXPECT_EQ(StateOf(dialog), "value 4, Trap 4 of 60, Previous, Next");
-    std::string texts;
-    for (const char* field : {"lblDateTime", "lblSeverity", "lblSource", "lblIPAddress", "lblEnterprise",
-                              "lblGeneric", "lblTrapID", "txtMoreInformation"}) {
-      texts += TextOf(dialog, field) + "|";
-    }
-    EXPECT_EQ(texts,
-              "1970-01-01 00:16:44|Minor|edge|10.0.0.1|vendor (1.3.6.1.4.1.9)|enterpriseSpecific|"
-              "fanFailed (1)|A fan stopped.|");
-    EXPECT_LE(dialog.height(), dialog.screen()->availableSize().height());
-    dialog.resize(720, 610);
-    Press(dialog, Qt::Key_Escape);
-  };
-  test::InDialog([&] { test::DoubleClick(List, 3, 1); }, expectFourth);
-  test::InDialog([&] { QTest::keyClick(&List, Qt::Key_Return); }, expectFourth);
-  EXPECT_EQ(size, "720,610");
-  Window.List().SelectPosition(57);
-  InDetail([&](QDialog& dialog) {
-    const auto isAt = [&](int position) {
-      EXPECT_THAT(StateOf(dialog), StartsWith("value " + std::to_string(position + 1) + ", Trap "));
-      EXPECT_EQ(Window.List().SelectedPosition(), position);
-      EXPECT_TRUE(List.viewport()->rect().contains(test::CentreOf(List, position)));
-    };
-    EXPECT_TRUE(Notes(dialog).hasFocus());
-    Notes(dialog).setPlainText(QStringLiteral("one\ntwo"));
-    Press(dialog, Qt::Key_Down, Qt::ControlModifier);
-    isAt(58);
-    Find<QPushButton>(dialog, "cmdNext").setFocus();
-    Press(dialog, Qt::Key_Space);
-    isAt(59);
-    EXPECT_TRUE(Find<QPushButton>(dialog, "cmdPrevious").hasFocus()) << "OK would close on the next blank";
-    Press(dialog, Qt::Key_PageUp);
-    Press(dialog, Qt::Key_Up, Qt::ControlModifier);
-    isAt(57);
-    EXPECT_EQ(TextOf(dialog, "txtUserNotes"), "one\ntwo");
-    Notes(dialog).setFocus();
-    Press(dialog, Qt::Key_PageDown);
-    isAt(57);  // the page keys are the editor's own there
-    test::Click(dialog, "cmdCancel");
-  });
-  EXPECT_EQ(StoredNotes(58), "") << "Cancel discards what was typed on the way";
+  test::InDialog([&] { test::DoubleClick(List, 58, 1); },
+                 [&](QDialog& dialog) {
+                   EXPECT_LE(dialog.height(), dialog.screen()->availableSize().height());
+                   EXPECT_EQ(StateOf(dialog), "value 59, Trap 59 of 60, Previous, Next");
+                   Notes(dialog).setPlainText(QStringLiteral("one\ntwo"));
+                   Find<QPushButton>(dialog, "cmdNext").setFocus();
+                   Press(dialog, Qt::Key_Space);
+                   EXPECT_EQ(StateOf(dialog), "value 60, Trap 60 of 60, Previous");
+                   EXPECT_TRUE(Find<QPushButton>(dialog, "cmdPrevious").hasFocus())
+                       << "OK would close on the next blank";
+                   Press(dialog, Qt::Key_PageUp);
+                   EXPECT_EQ(Window.List().SelectedPosition(), 58);
+                   EXPECT_EQ(TextOf(dialog, "txtUserNotes"), "one\ntwo");
+                   test::Click(dialog, "cmdCancel");
+                 });
+  EXPECT_EQ(StoredNotes(59), "") << "Cancel discards what was typed on the way";
 }
 
 TEST_F(TrapsWindowTest, DetailsSaveNotesExactlyOrStayOpen) {
