@@ -18,7 +18,6 @@
 #include "common/ReplacedFile.h"
 #include "support/FakePlatform.h"
 #include "support/Processes.h"
-#include "support/SmallFiles.h"
 #include "support/TempFolder.h"
 
 namespace korvane {

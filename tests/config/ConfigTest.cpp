@@ -6,7 +6,6 @@
 #include "common/RegistryValues.h"
 #include "config/frmConfig.h"
 #include "support/FakePlatform.h"
-#include "support/RecordingBusy.h"
 #include "support/ScriptedPrompts.h"
 #include "support/WindowDriver.h"
 

@@ -67,16 +67,14 @@ class FakeRegistry : public platform::RegistryStore, public Logging {
                                                    std::size_t maxBytes) override {
     Note("QueryValue", valueName);
     Masks.push_back(accessMask);
-    constexpr std::uint32_t kWriteRights = 0x0002 | 0x0004;  // set value, create subkey
     const auto data = Find(keyPath, valueName);
-    const bool refused = (accessMask & kWriteRights) != 0 && !Writable;
-    return refused || !data || data->Bytes.size() > maxBytes ? std::nullopt : data;
+    return !data || data->Bytes.size() > maxBytes ? std::nullopt : data;
   }
   bool SetDword(platform::RegistryHive, std::string_view keyPath, std::string_view valueName,
                 std::uint32_t value, std::uint32_t accessMask) override {
     Note("SetDword", std::string(valueName) + "=" + std::to_string(value));
     Masks.push_back(accessMask);
-    if (!Writable || !keys_.contains(FoldCase(keyPath))) {
+    if (!keys_.contains(FoldCase(keyPath))) {
       return false;
     }
     PutDword(keyPath, valueName, value);
@@ -84,7 +82,6 @@ class FakeRegistry : public platform::RegistryStore, public Logging {
     return true;
   }
 
-  bool Writable = true;                   // false refuses a mask with write rights too
   std::vector<std::uint32_t> Masks;       // of every access, in order
   std::vector<std::string> WrittenNames;  // of every write that succeeded, in order
 
@@ -125,17 +122,10 @@ struct FakeAccountGroups : platform::AccountGroups, Logging {
 };
 
 struct FakeRunningInstance : platform::RunningInstance, Logging {
-  bool PreviousInstanceExists() override { return Noted(Exists, "PreviousInstanceExists"); }
-  bool FindTopLevelWindow(std::string_view title) override {
-    return Noted(Exists && title == WindowTitle, "FindTopLevelWindow", title);
-  }
-  bool BringToForeground() override { return Noted(Foreground, "BringToForeground"); }
-  bool ShowMaximised() override { return Noted(Maximised, "ShowMaximised"); }
-
-  bool Exists = false;
-  std::string WindowTitle;  // of the running copy
-  bool Foreground = true;
-  bool Maximised = true;
+  bool PreviousInstanceExists() override { return Noted(false, "PreviousInstanceExists"); }
+  bool FindTopLevelWindow(std::string_view) override { return false; }
+  bool BringToForeground() override { return false; }
+  bool ShowMaximised() override { return false; }
 };
 
 // The one service is KVReceiver.  Logs as far as it too: "OpenService NAME", "SendStop NAME", "Start NAME".
@@ -163,15 +153,11 @@ struct FakeServiceControl : platform::ServiceControl, Logging {
 };
 
 struct FakeSockets : platform::Sockets, Logging {
-  platform::SocketStartup Start(std::uint16_t requestedVersion) override {
-    Requested = requestedVersion;
-    return Noted(Answer, "Sockets::Start");
-  }
+  platform::SocketStartup Start(std::uint16_t) override { return Noted(Answer, "Sockets::Start"); }
   int Cleanup() override { return Noted(CleanupError, "Sockets::Cleanup"); }
 
   platform::SocketStartup Answer{.Started = true, .Version = 0x0101, .MaxSockets = 1024};
   int CleanupError = 0;
-  std::uint16_t Requested = 0;
 };
 
 struct FakePrograms : platform::Programs, Logging {

@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -21,12 +20,7 @@ namespace korvane::test {
 struct RulesWorld : World, params::FilteredWindows, categories::CategorisedWindows {
   using World::World;
 
-  void FiltersChanged() override {
-    ++Changes;
-    if (OnChange) {
-      OnChange();
-    }
-  }
+  void FiltersChanged() override { ++Changes; }
   void CategoriesChanged() override { ++Changes; }
 
   int Rows(std::string_view tableAndCondition) {
@@ -40,7 +34,6 @@ struct RulesWorld : World, params::FilteredWindows, categories::CategorisedWindo
   }
 
   int Changes = 0;  // how often the windows were told of new filters or categories
-  std::function<void()> OnChange;
   params::FilterServices ForFilters{Connection, Names, Filters, Prompt, Busy, Platform.Settings, *this};
   categories::CategoryServices ForCategories{
       Connection,     [this](store::ConnectionOptions options) { return OpenConnection(options); },

@@ -29,11 +29,6 @@ class ScriptedPrompts : public Prompts {
     PromptButtons Buttons = PromptButtons::Ok;
     bool operator==(const Shown&) const = default;
   };
-  struct TextAsked {
-    std::string Prompt;
-    std::string Initial;
-    bool operator==(const TextAsked&) const = default;
-  };
 
   ScriptedPrompts() = default;
   ~ScriptedPrompts() override {
@@ -57,8 +52,7 @@ class ScriptedPrompts : public Prompts {
         << "no such button under: " << text;
     return answer;
   }
-  std::optional<std::string> AskText(std::string_view prompt, std::string_view initial) override {
-    textQuestions_.push_back({std::string(prompt), std::string(initial)});
+  std::optional<std::string> AskText(std::string_view prompt, std::string_view) override {
     return Next(texts_, "AskText: " + std::string(prompt), {});
   }
   std::optional<std::string> AskSaveFile(const FileQuestion& question) override {
@@ -83,14 +77,12 @@ class ScriptedPrompts : public Prompts {
 
   const std::vector<Shown>& Messages() const { return messages_; }    // Show
   const std::vector<Shown>& Questions() const { return questions_; }  // Ask
-  const std::vector<TextAsked>& TextQuestions() const { return textQuestions_; }
   const std::vector<FileQuestion>& FileQuestions() const { return fileQuestions_; }
   // The text of the last message, or an empty one.
   std::string LastMessage() const { return messages_.empty() ? std::string() : messages_.back().Text; }
   void Clear() {
     messages_.clear();
     questions_.clear();
-    textQuestions_.clear();
     fileQuestions_.clear();
   }
 
@@ -115,7 +107,6 @@ class ScriptedPrompts : public Prompts {
   std::deque<std::vector<std::string>> files_;
   std::vector<Shown> messages_;
   std::vector<Shown> questions_;
-  std::vector<TextAsked> textQuestions_;
   std::vector<FileQuestion> fileQuestions_;
 };
 
@@ -133,7 +124,6 @@ class RecordingBusy : public BusyIndicator {
   void ShowProgress(std::int64_t done, std::int64_t total) override { Progress.emplace_back(done, total); }
   std::unique_ptr<WorkInProgress> ShowWork(std::string_view text, std::function<void()> stop) override {
     Record(Calls, "ShowWork: " + std::string(text));
-    WorkTexts.emplace_back(text);
     Stop = std::move(stop);
     return std::make_unique<Work>(*this);
   }
@@ -143,7 +133,6 @@ class RecordingBusy : public BusyIndicator {
 
   std::vector<std::string> Texts;
   std::vector<std::pair<std::int64_t, std::int64_t>> Progress;
-  std::vector<std::string> WorkTexts;
   std::vector<std::pair<std::int64_t, std::int64_t>> WorkProgress;
   std::function<void()> Stop;  // of the last work
   int WorksRunning = 0;

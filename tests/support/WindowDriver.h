@@ -36,8 +36,6 @@ std::string TextOf(const QObject& window, const char* name);
 bool IsEnabled(const QObject& window, const char* name);
 bool IsShown(const QObject& window, const char* name);
 bool IsChecked(const QObject& window, const char* name);
-// The name of the button that Enter presses; empty without one.
-std::string DefaultButton(const QObject& window);
 
 // Clicks a button, option or check box, which must be visible and enabled.
 void Click(const QObject& window, const char* name);
@@ -61,12 +59,6 @@ std::vector<std::string> Rows(const QAbstractItemView& list, std::initializer_li
 // Runs open, which opens a modal dialog, and hands the dialog to act, which has to close it.  Fails when none
 // opens within the patience of the tests, and when it stays open; may be nested.
 void InDialog(const std::function<void()>& open, const std::function<void(QDialog&)>& act);
-
-// The names of the controls that Tab leads through, from the one that has the focus (or from first) round to
-// the first that comes again, with blanks between them.  Fails for one without an accessible name.
-std::string TabOrder(QWidget& window, const char* first = "");
-// The letters that two visible controls of the window have as their mnemonic; none, if all is well.
-std::string RepeatedMnemonics(const QWidget& window);
 
 // True as soon as the condition is; false when it still is not after the patience of the tests.
 bool WaitFor(const std::function<bool()>& condition);
