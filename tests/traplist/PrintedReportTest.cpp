@@ -122,7 +122,7 @@ TEST_F(ListFilesTest, ReportCantBeForged) {
                             "\r\n\t\t␤␤\uFFFDy␛[2J\uFFFDz größe␋\r\n\t\t\r\n\t\t";
   sample_.Trap.SystemName = sample_.Trap.SystemAddress = sample_.Trap.EventNotes = forged;
   sample_.Definition = {.TrapName = forged, .EnterpriseName = forged, .FurtherDescription = forged};
-  sample_.SetVarBinds(forged, "");
+  sample_.Trap.VarBinds = forged;
   rows_.Append(sample_.Trap);
   EXPECT_EQ(Print(forged), "Korvane - " + oneLine + "\r\nGenerated On: 2023-11-14 23:13:20\r\n" + double_ +
                                Printed("2023-11-14 22:13:20", oneLine, oneLine, "Major", oneLine, oneLine,
@@ -170,7 +170,7 @@ TEST_F(ListFilesTest, HostileTextStaysInItsCellAndIsNoFormula) {
   sample_.Trap.SystemAddress = "=a";
   sample_.Trap.EnterpriseOid = "=o";
   sample_.Trap.EventNotes = "said \"no\"\r\n=2\rthree\n\n\t -5\n";
-  sample_.SetVarBinds("=", "v");
+  sample_.Trap.VarBinds = "=v";
   sample_.Definition = {.TrapName = "=t", .EnterpriseName = "=e", .FurtherDescription = "=i"};
   rows_.Append(sample_.Trap);
   EXPECT_EQ(Export(SourceShown::SourceText),

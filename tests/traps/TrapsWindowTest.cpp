@@ -191,6 +191,7 @@ TEST_F(TrapsWindowTest, SelectionAndCurrentRowFollowTheirTraps) {
 TEST_F(TrapsWindowTest, ShowsHostileTextsAsPlainVisibleTextAndCopiesThemWhole) {
   StoredTrap trap = Trap(1);
   trap.Source = "a\nb\u202E<b>bold</b>" + std::string(50'000, 's');
+  trap.EnterpriseOid = std::string(40'000, '1') + ".7";
   trap.EventDescription =
       "<b>first</b>\tvalue\r\nsecond \u202E\x01\xFF" + std::string(3'000'000, 'A') + "🔥=1";
   Deliver(trap, {&Window});
@@ -213,6 +214,7 @@ TEST_F(TrapsWindowTest, ShowsHostileTextsAsPlainVisibleTextAndCopiesThemWhole) {
   InDetail([&](QDialog& dialog) {
     dialog.grab();
     EXPECT_LE(dialog.minimumSizeHint().width(), 700);
+    EXPECT_THAT(TextOf(dialog, "lblEnterprise"), testing::EndsWith("1.7)")) << "the end is not cut off";
     EXPECT_THAT(TextOf(dialog, "lblSource"), StartsWith("a␊b\uFFFD<b>bold</b>sss"));
     auto& varBinds = Find<QPlainTextEdit>(dialog, "txtVarBinds");
     for (QTextBlock block = varBinds.document()->begin(); block.isValid(); block = block.next()) {
