@@ -44,6 +44,18 @@ double CpuMilliseconds(pid_t process) {
   return std::stod(text) / 1e6;  // of the listening thread
 }
 
+// A v3 message without authentication.
+std::string V3Message(std::string_view user, std::string_view engineId, std::string_view pdu) {
+  using namespace std::string_literals;
+  using receiver::Ber;
+  using receiver::BerNumber;
+  const std::string header = Ber(0x30, BerNumber(1) + BerNumber(65507) + Ber(0x04, "\0"s) + BerNumber(3));
+  const std::string security = Ber(0x30, Ber(0x04, engineId) + BerNumber(1) + BerNumber(1) + Ber(0x04, user) +
+                                             Ber(0x04, "") + Ber(0x04, ""));
+  return Ber(0x30, BerNumber(3) + header + Ber(0x04, security) +
+                       Ber(0x30, (Ber(0x04, engineId) + Ber(0x04, "")).append(pdu)));
+}
+
 struct Flood {
   std::string_view Name;
   int Packets;
@@ -54,7 +66,7 @@ struct Flood {
 
 void Run(const Flood& flood, const std::string& spool) {
   test::SqliteStore store;
-  RunningReceiver running(kUsers, "", spool);
+  RunningReceiver running(kUsers, spool.empty() ? spool : fmt::format("\"KVSpoolDir\"=\"{}\"\n", spool));
   if (!running.Start()) {
     fmt::print(stderr, "the receiver does not start:\n{}", running.Log());
     std::exit(1);
@@ -78,13 +90,13 @@ void Run(const Flood& flood, const std::string& spool) {
     sentBytes += static_cast<double>(packet.size());
     sender.Send(packet);
     if (i % flood.Burst == 0) std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    while (!sender.Answer().empty()) ++answers;
+    while (!sender.Next().empty()) ++answers;
   }
   std::map<std::string, std::uint64_t> counters;
   std::uint64_t before = 1;
   test::WaitUntil(
       [&] {
-        while (!sender.Answer().empty()) ++answers;
+        while (!sender.Next().empty()) ++answers;
         counters = running.Counters();
         const std::uint64_t seen =
             counters["received"] + counters["malformed"] + counters["informs repeated"];
@@ -169,21 +181,18 @@ int main(int argc, char** argv) {
        true, 60},
       {"traps of a user without authentication from invented engines", 100'000 / divisor,
        [&](int i) {
-         return receiver::V3Message(
-             "open", engine(i),
-             receiver::NotificationPdu(receiver::kTrap2, static_cast<std::uint32_t>(i), ""));
+         return V3Message("open", engine(i),
+                          receiver::NotificationPdu(receiver::kTrap2, static_cast<std::uint32_t>(i), ""));
        }},
       {"traps of a user with authentication, without it, from invented engines", 100'000 / divisor,
        [&](int i) {
-         return receiver::V3Message(
-             "both", engine(i),
-             receiver::NotificationPdu(receiver::kTrap2, static_cast<std::uint32_t>(i), ""));
+         return V3Message("both", engine(i),
+                          receiver::NotificationPdu(receiver::kTrap2, static_cast<std::uint32_t>(i), ""));
        }},
       {"traps of an unknown user from invented engines", 100'000 / divisor,
        [&](int i) {
-         return receiver::V3Message(
-             "nobody", engine(i),
-             receiver::NotificationPdu(receiver::kTrap2, static_cast<std::uint32_t>(i), ""));
+         return V3Message("nobody", engine(i),
+                          receiver::NotificationPdu(receiver::kTrap2, static_cast<std::uint32_t>(i), ""));
        }},
       {"packets with a type that is none", 20'000 / divisor,
        [&](int i) {

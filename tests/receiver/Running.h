@@ -85,6 +85,7 @@ class RunningReceiver {
   std::string Address() const { return fmt::format("127.0.0.1:{}", port_); }
   std::string Address6() const { return fmt::format("udp6:[::1]:{}", port6_); }
   std::uint16_t Port() const { return port_; }
+  pid_t Process() const { return process_; }
   const std::filesystem::path& Folder() const { return folder_.Path(); }
   std::filesystem::path RegistryFile() const { return folder_ / "registry.reg"; }
 
