@@ -74,6 +74,38 @@ bool HoldsNul(const std::string& file, const std::vector<std::string>& arguments
   _exit(127);
 }
 
+Child Spawn(const std::string& file, const std::vector<std::string>& arguments, int input, int output) {
+  Child child;
+  if (HoldsNul(file, arguments)) {
+    child.Error = EINVAL;
+    return child;
+  }
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  const std::array<int, 3> standard = {input, output, -1};
+  for (int number = 0; number < 3; ++number) {
+    if (const int from = standard.at(static_cast<std::size_t>(number)); from >= 0) {
+      posix_spawn_file_actions_adddup2(&actions, from, number);
+    } else {
+      posix_spawn_file_actions_addopen(&actions, number, "/dev/null", O_RDWR, 0);
+    }
+  }
+  posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  sigset_t signals;
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(&attributes, &signals);
+  sigfillset(&signals);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
+  child.Error = posix_spawn(&child.Process, file.c_str(), &actions, &attributes,
+                            ArgumentVector(file, arguments).data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  posix_spawnattr_destroy(&attributes);
+  return child;
+}
+
 }  // namespace
 
 std::optional<std::string> FindProgram(std::string_view name) {
@@ -127,23 +159,19 @@ bool StartDetached(const std::string& file, const std::vector<std::string>& argu
   return got == 0;
 }
 
+Child StartChild(const std::string& file, const std::vector<std::string>& arguments, int input) {
+  return Spawn(file, arguments, input, -1);
+}
+
 ReadableChild StartReadable(const std::string& file, const std::vector<std::string>& arguments) {
   ReadableChild child;
   std::optional<Pipe> output = MakePipe();
-  if (!output || HoldsNul(file, arguments)) {
-    child.Error = output ? EINVAL : errno;
+  if (!output) {
+    child.Error = errno;
     return child;
   }
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, output->Writing.Number(), 1);
-  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-  posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+  static_cast<Child&>(child) = Spawn(file, arguments, -1, output->Writing.Number());
   child.Output = std::move(output->Reading);
-  child.Error = posix_spawn(&child.Process, file.c_str(), &actions, nullptr,
-                            ArgumentVector(file, arguments).data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
   return child;
 }
 

@@ -22,11 +22,16 @@ std::optional<std::string> FindProgram(std::string_view name);
 // not execute it.
 bool StartDetached(const std::string& file, const std::vector<std::string>& arguments);
 
-// A program that runs with nothing of ours open, and the end of a pipe that its output comes from.
-struct ReadableChild {
+// A child runs in a session of its own, with nothing of ours open and every signal as it is by default.
+struct Child {
   int Error = 0;  // the system's number when it could not be executed; there is no process then
   pid_t Process = -1;
-  FileDescriptor Output = FileDescriptor();
+};
+// input: the descriptor it reads from; -1: it finds nothing there.  What it writes is thrown away.
+Child StartChild(const std::string& file, const std::vector<std::string>& arguments, int input = -1);
+
+struct ReadableChild : Child {
+  FileDescriptor Output = FileDescriptor();  // the end of a pipe that its output comes from
 };
 ReadableChild StartReadable(const std::string& file, const std::vector<std::string>& arguments);
 
