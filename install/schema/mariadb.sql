@@ -5,6 +5,12 @@
 -- Tables without a number of their own carry an invisible one as their key: a table that is read whole comes in
 -- the order of its key, so in that in which its rows were added, and InnoDB would else take a unique name for it.
 
+-- Which version of these tables this is: programs of another version refuse to work with them.
+CREATE TABLE Store_Info (
+  Schema_Version INTEGER NOT NULL
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+INSERT INTO Store_Info VALUES (2);
+
 -- The traps.  The receiver writes them; the number of a purged trap never comes back.
 CREATE TABLE EventTrap (
   SequenceNumber   INTEGER AUTO_INCREMENT PRIMARY KEY,

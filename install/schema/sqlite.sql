@@ -2,6 +2,12 @@
 -- Codes, keys and times are 32-bit integers.  Texts are UTF-8, compare byte for byte, and are never NULL.
 -- Tables without a key of their own are read in the order in which their rows were added (the rowid).
 
+-- Which version of these tables this is: programs of another version refuse to work with them.
+CREATE TABLE Store_Info (
+  Schema_Version INTEGER NOT NULL
+);
+INSERT INTO Store_Info VALUES (2);
+
 -- Names of traps.  RequestType holds the specific code and SpecificTrap the trap's name.
 CREATE TABLE EventStructure (
   EnterpriseOid   VARCHAR(1500) NOT NULL DEFAULT '',

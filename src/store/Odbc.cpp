@@ -139,6 +139,7 @@ void Connection::Impl::Connect() {
   Lost = false;
   try {
     SetUpSession(*this);
+    RequireVersion(*this);
   } catch (const DatabaseError&) {
     Disconnect();
     throw;

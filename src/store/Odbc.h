@@ -162,4 +162,8 @@ class Statement {
 // Per-engine session set-up, after a connection was made: what the driver is, and what it must be told.
 void SetUpSession(Connection::Impl& link);
 
+// Throws for a store of another version: tables or columns are missing from an older one, and those of a
+// newer one may mean something else.
+void RequireVersion(Connection::Impl& link);
+
 }  // namespace korvane::store

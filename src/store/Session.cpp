@@ -1,7 +1,9 @@
-// What each engine's session must be told once it is open, in one table keyed by the driver's DBMS name.
+// What each engine's session must be told once it is open, in one table keyed by the driver's DBMS name, and
+// what must be true of the store behind it.
 #include <sys/stat.h>
 
 #include <array>
+#include <charconv>
 #include <filesystem>
 #include <span>
 #include <system_error>
@@ -9,6 +11,7 @@
 #include <fmt/format.h>
 
 #include "store/Odbc.h"
+#include "store/Tables.h"
 
 namespace korvane::store {
 
@@ -44,6 +47,28 @@ void AttachTrapFile(Connection::Impl& link) {
   statement.ExecuteDirect(fmt::format("ATTACH DATABASE '{}' AS traps", quoted));
   statement.ExecuteDirect("PRAGMA traps.journal_mode = WAL");
   statement.ExecuteDirect("PRAGMA traps.synchronous = NORMAL");
+}
+
+bool TellsOfMissingTable(const DatabaseError& error) {
+  return error.SqlState() == "42S02" || error.SqlState() == "42P01" ||
+         std::string_view(error.what()).find("no such table") != std::string_view::npos;
+}
+
+std::int32_t VersionOf(Connection::Impl& link) {
+  Statement statement(link);
+  std::string text;
+  try {
+    statement.ExecuteDirect(fmt::format("SELECT Schema_Version FROM {}", kStoreInfo));
+    if (statement.Fetch()) statement.AppendCell(1, text);
+  } catch (const DatabaseError& error) {
+    if (!TellsOfMissingTable(error)) throw;
+    // The first release did not write it down.  Where there is no store at all this fails too.
+    statement.ExecuteDirect(fmt::format("SELECT 1 FROM {} WHERE 1 = 0", kEventStructure));
+    return 1;
+  }
+  std::int32_t version = 0;
+  std::from_chars(text.data(), text.data() + text.size(), version);
+  return version;
 }
 
 struct SessionProfile {
@@ -89,6 +114,17 @@ void SetUpSession(Connection::Impl& link) {
     if (profile.Further != nullptr) profile.Further(link);
     return;
   }
+}
+
+void RequireVersion(Connection::Impl& link) {
+  const std::int32_t version = VersionOf(link);
+  if (version == kStoreVersion) return;
+  throw DatabaseError(
+      fmt::format("The trap store is of version {}, and this program works with version {}. {}", version,
+                  kStoreVersion,
+                  version < kStoreVersion ? "Bring it up to date with \"make-store --upgrade\"."
+                                          : "It was brought up to date for a later release of this program."),
+      "55000", 0, {});
 }
 
 }  // namespace korvane::store

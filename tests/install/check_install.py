@@ -5,6 +5,7 @@
 
 import os
 import pathlib
+import re
 import shutil
 import sqlite3
 import subprocess
@@ -17,6 +18,7 @@ sys.dont_write_bytecode = True
 from stores import INSTALL, ServerStore, SqliteStore, data_source  # noqa: E402
 
 LOADER = INSTALL / "load-trap-names"
+OLD = pathlib.Path(__file__).resolve().parent / "stores" / "1"
 HEADER = "EnterpriseOid\tRequestType\tSpecificTrap\tName\tTrapDescription"
 
 # Notification OIDs, their names and the names of their enterprises.
@@ -159,6 +161,48 @@ class TrapNames(InFolder):
             self.assertEqual((done.returncode, fault in done.stderr), (1, True), done.stderr)
         for name in ("elsewhere", "second-traps.db", "typo.db"):
             self.assertFalse((self.folder / name).exists(), name)
+
+
+class Upgrades(InFolder):
+    """Stores of earlier releases, made by the tables of tests/install/stores."""
+
+    def test_a_store_of_the_first_release_becomes_what_a_new_one_is_and_keeps_its_rows(self):
+        servers = [ServerStore(engine, STATE, "upgraded") for engine in ("postgresql", "mariadb")]
+        for server in servers:
+            self.addCleanup(server.ask, "drop")
+        for store in (SqliteStore(self.folder), *servers):
+            with self.subTest(store.engine):
+                new = self.tables(store)
+                self.make_old(store)
+                self.upgrade(store, 0, "from version 1 to version 2")
+                self.assertEqual(self.tables(store), new)
+                self.assertEqual(store.sql("SELECT EventNotes FROM EventTrap"), [["kept"]])
+                self.upgrade(store, 0, "version 2 already")
+                store.sql("UPDATE Store_Info SET Schema_Version = 3")
+                self.upgrade(store, 1, "made for a later release")
+
+    @staticmethod
+    def tables(store):
+        dump = {"sqlite": ["sqlite3", store.address[1], ".schema"], "mariadb": ["mariadb-dump", "--no-data"],
+                "postgresql": ["pg_dump", "--schema-only", "--no-owner"]}[store.engine]
+        schema = run(*dump, *store.address[2:], *([] if store.engine == "sqlite" else [store.name])).stdout
+        return sorted(line for line in schema.splitlines() if re.match(r" +\w|CREATE|ALTER", line))
+
+    @staticmethod
+    def make_old(store):
+        if store.engine == "sqlite":
+            for file, tables in ((store.main, "sqlite"), (store.traps, "sqlite-traps")):
+                file.unlink()
+                run("sqlite3", "-bail", file, input=(OLD / f"{tables}.sql").read_text())
+        else:
+            store.sql("DROP SCHEMA public CASCADE; CREATE SCHEMA public" if store.engine == "postgresql" else
+                      f"DROP DATABASE {store.name}; CREATE DATABASE {store.name} CHARACTER SET utf8mb4")
+            store.sql((OLD / f"{store.engine}.sql").read_text())
+        store.sql("INSERT INTO EventTrap (EventTime, EventNotes) VALUES (1, 'kept')")
+
+    def upgrade(self, store, status, words):
+        done = run(INSTALL / "make-store", "--upgrade", *store.address)
+        self.assertEqual((done.returncode, words in done.stdout + done.stderr), (status, True), done)
 
 
 class RegistryFile(InFolder):

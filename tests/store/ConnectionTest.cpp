@@ -2,6 +2,7 @@
 #include "store/Connection.h"
 
 #include <fmt/format.h>
+#include <gmock/gmock.h>
 
 #include <array>
 #include <chrono>
@@ -110,6 +111,19 @@ TEST(MissingStoreTest, FailsAtTheFirstReadAndIsNotMade) {
   OpenDatabase(connection);
   EXPECT_THROW(connection.OpenRecordset(kSystemTable), DatabaseError);
   EXPECT_FALSE(std::filesystem::exists(made.MainFile()));
+}
+
+TEST_P(ConnectionTest, AStoreOfAnotherVersionIsRefusedInPlainWords) {
+  for (const auto& [change, words] :
+       {std::pair("UPDATE Store_Info SET Schema_Version = 99", "for a later release"),
+        {"DROP TABLE Store_Info", "of version 1, and this program works with version 2. Bring it up to date"},
+        {"DROP TABLE EventStructure", "tructure"}}) {  // no store at all
+    Made->Execute(change);
+    Connection other;
+    EXPECT_THAT([&] { Made->Connect(other); },
+                testing::ThrowsMessage<DatabaseError>(testing::HasSubstr(words)));
+    EXPECT_FALSE(other.IsOpen());
+  }
 }
 
 TEST_P(ConnectionTest, RecordsetsWriteTheFieldsThatWereSetOfTheirOwnRowOnly) {
