@@ -80,8 +80,7 @@ void MeasureReading(int count) {
     }));
     Expect(rows == static_cast<std::size_t>(3 * count + 2 * count * kTrapsOfCategory),
            "the fetch did not see every row");
-    reading.push_back(
-        bench::Milliseconds([&] { Expect(categories.ReloadCategoryInformation(connection), "not read"); }));
+    reading.push_back(bench::Milliseconds([&] { categories.ReloadCategoryInformation(connection); }));
     Expect(categories.Categories().size() == static_cast<std::size_t>(count) &&
                categories.Categories().back().Criteria.size() == kTrapsOfCategory,
            "definitions are missing");

@@ -128,8 +128,13 @@ int main(int argc, char** argv) {
   test::LoadedWorld world;
   const auto clock = platform::MakeClock();
   Desk desk{world.State, world.Prompt, world.Busy, world.DebugLog, *clock, world.Platform.Settings};
-  reports::ReportServices services{desk,         world.Connection, world.ForReports.OpenConnection,
-                                   world.Names,  world.Categories, world.SystemList,
+  reports::ReportServices services{desk,
+                                   world.Connection,
+                                   world.ForReports.OpenConnection,
+                                   world.Names,
+                                   world.Categories,
+                                   world.Filters,
+                                   world.SystemList,
                                    world.Printer};
   bench::AddNames(world.Store);
   bench::AddRules(world.Store);

@@ -48,7 +48,7 @@ void AlertsForm::Saved() {
 
 bool AlertsForm::Remove(std::size_t row) {
   if (row >= alerts_.size() ||
-      services_.Prompt.Ask("Are you sure you want to remove the selected Alert.", PromptButtons::YesNo,
+      services_.Prompt.Ask("Are you sure you want to remove the selected Alert.", PromptButtons::NoYes,
                            PromptIcon::Question) != PromptAnswer::Yes) {
     return false;
   }

@@ -27,6 +27,7 @@ struct ConsoleApp::WindowServices {
               .Connection = app.store_.Database,
               .Names = app.store_.Names,
               .Categories = app.store_.Categories,
+              .Filters = app.store_.Filters,
               .Bounds = app.bounds_,
               .Stored = app.stored_,
               .Acknowledge = app.acknowledge_,
@@ -36,6 +37,7 @@ struct ConsoleApp::WindowServices {
                 .OpenConnection = OpenOwnConnection,
                 .Names = app.store_.Names,
                 .Categories = app.store_.Categories,
+                .Filters = app.store_.Filters,
                 .SystemList = app.store_.SystemList,
                 .Printer = Printer} {}
 
@@ -61,6 +63,7 @@ StartupResult ConsoleApp::Start(std::string_view commandLine) {
                   .Sockets = host_.Sockets,
                   .Clock = host_.Clock,
                   .Prompt = host_.Prompt,
+                  .DebugLog = log_,
                   .State = state_,
                   .Store = store_,
                   .Splash = splash_,

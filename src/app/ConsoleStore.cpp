@@ -10,16 +10,16 @@ void ConsoleStore::OpenDatabase() {
   store::OpenDatabase(Database);
 }
 
-bool ConsoleStore::LoadSystems() {
-  return SystemList.LoadSystems(Database);
+void ConsoleStore::LoadSystems() {
+  SystemList.LoadSystems(Database);
 }
 
-bool ConsoleStore::ReloadCategoryInformation() {
-  return Categories.ReloadCategoryInformation(Database);
+void ConsoleStore::ReloadCategoryInformation() {
+  Categories.ReloadCategoryInformation(Database);
 }
 
-bool ConsoleStore::LoadFilters() {
-  return Filters.LoadFilters(Database);
+void ConsoleStore::LoadFilters() {
+  Filters.LoadFilters(Database);
 }
 
 void ConsoleStore::SaveSystems() {

@@ -21,9 +21,9 @@ class ConsoleStore : public SharedStore {
   ConsoleStore();
 
   void OpenDatabase() override;
-  bool LoadSystems() override;
-  bool ReloadCategoryInformation() override;
-  bool LoadFilters() override;
+  void LoadSystems() override;
+  void ReloadCategoryInformation() override;
+  void LoadFilters() override;
   void SaveSystems() override;
   void Execute(std::string_view statement) override;
   void CloseDatabase() override;

@@ -39,7 +39,7 @@ void Shutdown::Unload(MainWindow& window) {
 
 void Shutdown::AskToAcknowledge() {
   const PromptAnswer answer = services_.Prompt.Ask("Do you want to acknowledge all traps?",
-                                                   PromptButtons::YesNo, PromptIcon::Question);
+                                                   PromptButtons::NoYes, PromptIcon::Question);
   services_.State.gAckAllAnswer = static_cast<std::int16_t>(answer);
 }
 

@@ -3,12 +3,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdio>
 
 #include "app/StartupChecks.h"
 #include "common/RegistryValues.h"
 #include "common/Services.h"
+#include "common/Text.h"
 #include "mainwnd/FrameCaption.h"
 #include "platform/ApplicationTitle.h"
+#include "store/DatabaseError.h"
 
 namespace korvane::app {
 
@@ -59,14 +62,17 @@ StartupResult Startup::LeaveToPreviousInstance() {
   return StartupResult::PreviousInstance;
 }
 
-StartupResult Startup::Fail(std::string_view text) {
+StartupResult Startup::Fail(std::string_view text, std::string_view cause) {
   services_.Splash.Close();
-  services_.Prompt.Show(text, PromptIcon::Critical);
+  const std::string line = VisibleText(fmt::format("{}{}{}", text, cause.empty() ? "" : " ", cause));
+  std::fprintf(stderr, "%s\n", line.c_str());
+  services_.DebugLog.TryWriteLog(line);
+  services_.Prompt.ShowFailure(text, cause);
   return StartupResult::Failed;
 }
 
-StartupResult Startup::FailForSupport(std::string_view reason) {
-  return Fail(fmt::format("{}{}", reason, SupportSentence()));
+StartupResult Startup::FailForSupport(std::string_view reason, std::string_view cause) {
+  return Fail(fmt::format("{}{}", reason, SupportSentence()), cause);
 }
 
 StartupResult Startup::LoadMainWindow(MainWindow& window) {
@@ -79,14 +85,19 @@ StartupResult Startup::LoadMainWindow(MainWindow& window) {
   }
   SharedStore& store = services_.Store;
   store.OpenDatabase();
-  if (!store.LoadSystems()) {
-    return FailForSupport("Could not read system information from the Database. ");
-  }
-  if (!store.ReloadCategoryInformation()) {
-    return FailForSupport("Could not read category information from the Database. ");
-  }
-  if (!store.LoadFilters()) {
-    return FailForSupport("Could not read filter information from the Database. ");
+  struct Reading {
+    void (SharedStore::*Read)();
+    std::string_view Failure;
+  };
+  for (const Reading& reading :
+       {Reading{&SharedStore::LoadSystems, "Could not read system information from the Database. "},
+        {&SharedStore::ReloadCategoryInformation, "Could not read category information from the Database. "},
+        {&SharedStore::LoadFilters, "Could not read filter information from the Database. "}}) {
+    try {
+      (store.*reading.Read)();
+    } catch (const store::DatabaseError& error) {
+      return FailForSupport(reading.Failure, error.what());
+    }
   }
   return StartupResult::Running;
 }

@@ -1,12 +1,14 @@
 // The start of the console: from the splash window to the shown main window, in a fixed order.  A step that
 // fails shows its one message, with the splash closed before it, and nothing after it is done; nothing is
-// retried.  Called once by ConsoleApp, on the user-interface thread.
+// retried.  Message and cause go to stderr too, for whoever starts it by a script, and to the log.  Called
+// once by ConsoleApp, on the user-interface thread.
 #pragma once
 
 #include <string>
 #include <string_view>
 
 #include "app/StartupParts.h"
+#include "common/Log.h"
 #include "common/ProcessState.h"
 #include "common/Prompts.h"
 #include "platform/Platform.h"
@@ -22,6 +24,7 @@ struct StartupServices {
   platform::Sockets& Sockets;
   platform::Clock& Clock;
   Prompts& Prompt;
+  Log& DebugLog;
   ProcessState& State;
   SharedStore& Store;
   SplashWindow& Splash;
@@ -40,8 +43,8 @@ class Startup {
 
  private:
   StartupResult LeaveToPreviousInstance();
-  StartupResult Fail(std::string_view text);
-  StartupResult FailForSupport(std::string_view reason);
+  StartupResult Fail(std::string_view text, std::string_view cause = {});
+  StartupResult FailForSupport(std::string_view reason, std::string_view cause = {});
   StartupResult LoadMainWindow(MainWindow& window);
   void InitialiseState();
 

@@ -49,10 +49,10 @@ class SystemsWindow {
 class SharedStore {
  public:
   virtual ~SharedStore() = default;
-  virtual void OpenDatabase() = 0;  // a failure shows as that of the next read
-  virtual bool LoadSystems() = 0;
-  virtual bool ReloadCategoryInformation() = 0;
-  virtual bool LoadFilters() = 0;
+  virtual void OpenDatabase() = 0;                       // a failure shows as that of the next read
+  virtual void LoadSystems() = 0;                        // throws DatabaseError
+  virtual void ReloadCategoryInformation() = 0;          // throws DatabaseError
+  virtual void LoadFilters() = 0;                        // throws DatabaseError
   virtual void SaveSystems() = 0;                        // throws DatabaseError
   virtual void Execute(std::string_view statement) = 0;  // throws DatabaseError
   virtual void CloseDatabase() = 0;                      // recordsets first

@@ -154,7 +154,7 @@ bool CategoriesForm::DeleteCategory() {
   }
   const std::string name(SelectedName());
   if (services_.Prompt.Ask(fmt::format("Do you want to remove the selected Category - '{}'?", name),
-                           PromptButtons::YesNo, PromptIcon::Question) != PromptAnswer::Yes) {
+                           PromptButtons::NoYes, PromptIcon::Question) != PromptAnswer::Yes) {
     return false;
   }
   try {
@@ -205,7 +205,7 @@ std::optional<std::size_t> CategoriesForm::EditTrap(std::size_t row) {
 
 bool CategoriesForm::RemoveTrap(std::size_t row) {
   if (row >= Traps().size() ||
-      services_.Prompt.Ask("Are you sure you want to remove selected Trap Detail?", PromptButtons::YesNo,
+      services_.Prompt.Ask("Are you sure you want to remove selected Trap Detail?", PromptButtons::NoYes,
                            PromptIcon::Question) != PromptAnswer::Yes) {
     return false;
   }

@@ -11,7 +11,8 @@
 namespace korvane {
 
 enum class PromptIcon { None, Information, Question, Exclamation, Critical };
-enum class PromptButtons { Ok, YesNo, YesNoCancel };
+// NoYes has the buttons of YesNo, but its default is No: for what can't be taken back.
+enum class PromptButtons { Ok, YesNo, NoYes, YesNoCancel };
 
 // The numbers are those of the desktop's message boxes; gAckAllAnswer keeps them as they are.
 enum class PromptAnswer : std::int16_t { Ok = 1, Cancel = 2, Yes = 6, No = 7 };
@@ -29,6 +30,8 @@ class Prompts {
   virtual ~Prompts() = default;
   // Shows the text with an OK button and returns when it was dismissed.
   virtual void Show(std::string_view text, PromptIcon icon) = 0;
+  // A failure (the icon is Critical) and, as details of the same box, what caused it: a driver's words, say.
+  virtual void ShowFailure(std::string_view text, std::string_view cause) = 0;
   virtual PromptAnswer Ask(std::string_view text, PromptButtons buttons, PromptIcon icon) = 0;
   // An input box; nothing when it was cancelled.
   virtual std::optional<std::string> AskText(std::string_view prompt, std::string_view initial) = 0;

@@ -15,6 +15,8 @@ namespace korvane::intake {
 enum class ViewOption : int { NotAsked = 0, ShowOnlyNewTraps = 14, LoadRecentTraps = 15 };
 
 struct LoadBounds {
+  // Until the Systems window's first load has settled the rest, nothing can be loaded.
+  bool Settled = false;
   ViewOption Option = ViewOption::NotAsked;
   std::int32_t StartMark = 0;  // the newest EventTime when the console started
   // The largest SequenceNumber before the first load began: the receiver link delivers all that is stored

@@ -20,7 +20,11 @@ StoredTraps::StoredTraps(Desk& desk, store::Connection& connection, store::TrapN
                          LoadBounds& bounds)
     : desk_(desk), connection_(connection), names_(names), systems_(systems), bounds_(bounds) {}
 
-bool StoredTraps::ReadsWhole(StoredTrapsTakers takers) {
+void StoredTraps::ReadAll(StoredTrapsTakers takers, LoadOutcome& outcome) {
+  if (!bounds_.Settled) {
+    outcome.Failure = "The store could not be read when the console started.";
+    return;
+  }
   const LoadRange range = RangeOfLoad(bounds_, desk_.State.gLastTrapTime);
   const std::string statement = range.Lower ? store::TrapsLoadStatement(range.Upper, *range.Lower)
                                             : store::TrapsLoadStatement(range.Upper);
@@ -29,35 +33,36 @@ bool StoredTraps::ReadsWhole(StoredTrapsTakers takers) {
     expected = std::max(expected, taker->ExpectedTraps());
   }
   try {
-    Read(range, statement, expected, takers);
-    return true;
+    outcome.Unacknowledged = Read(range, statement, expected, takers);
   } catch (const store::DatabaseError& error) {
     desk_.DebugLog.TryWriteLog(error.what());
-    return false;
+    outcome.Failure = error.what();
   }
 }
 
-void StoredTraps::Read(const LoadRange& range, std::string_view statement, std::int64_t expected,
-                       StoredTrapsTakers takers) {
+std::int64_t StoredTraps::Read(const LoadRange& range, std::string_view statement, std::int64_t expected,
+                               StoredTrapsTakers takers) {
   store::TrapReader reader(connection_, statement);
   store::IncomingTrap trap;
+  std::int64_t wanted = 0;
   for (std::int64_t read = 1; reader.Next(trap); ++read) {
     if (read % kRowsPerProgress == 0) {
       desk_.Busy.ShowProgress(read, expected > 0 ? std::max(expected, read) : 0);
     }
+    if (!range.Wants(bounds_, trap.EventTime, trap.SequenceNumber)) {
+      continue;
+    }
+    ++wanted;
     const auto mayTake = [&trap](const StoredTrapsTaker* taker) { return taker->MayTake(trap); };
-    if (!range.Wants(bounds_, trap.EventTime, trap.SequenceNumber) ||
-        std::none_of(takers.begin(), takers.end(), mayTake)) {
+    if (std::none_of(takers.begin(), takers.end(), mayTake)) {
       continue;
     }
     CompleteStoredTrap(trap, systems_, names_);
-    if (trap.Filtered) {
-      continue;
-    }
     for (StoredTrapsTaker* taker : takers) {
-      taker->TakeStored(trap);
+      trap.Filtered ? taker->TakeHidden(trap) : taker->TakeStored(trap);
     }
   }
+  return wanted;
 }
 
 void StoredTraps::Load(StoredTrapsTakers takers) {
@@ -66,12 +71,34 @@ void StoredTraps::Load(StoredTrapsTakers takers) {
   }
   const BusyScope busy(desk_.Busy, "Loading Trap(s)");
   for (StoredTrapsTaker* taker : takers) {
+    Forget(*taker);
     taker->LoadBegins();
   }
-  const bool whole = ReadsWhole(takers);
-  for (StoredTrapsTaker* taker : takers) {
-    taker->LoadEnds(whole);
+  LoadOutcome outcome;
+  ReadAll(takers, outcome);
+  if (!outcome.Whole()) {
+    again_.insert(again_.end(), takers.begin(), takers.end());
+    retry_.Failed(desk_.Clock.MonotonicMilliseconds());
+  } else if (again_.empty()) {
+    retry_.Succeeded();
   }
+  for (StoredTrapsTaker* taker : takers) {
+    taker->LoadEnds(outcome);
+  }
+}
+
+void StoredTraps::LoadAgain() {
+  if (bounds_.Settled && retry_.IsDue(desk_.Clock.MonotonicMilliseconds())) {
+    LoadAllAgain();
+  }
+}
+
+void StoredTraps::LoadAllAgain() {
+  Load(std::vector<StoredTrapsTaker*>(again_));
+}
+
+void StoredTraps::Forget(const StoredTrapsTaker& taker) {
+  std::erase(again_, &taker);
 }
 
 }  // namespace korvane::intake

@@ -1,19 +1,30 @@
 // One read of the stored traps for everything that shows them: each trap is read and completed once and
-// offered to the Systems window's counts and to every Traps window that loads.  User-interface thread.
+// offered to the Systems window's counts and to every Traps window that loads.  What could not be loaded is
+// loaded again, all of it by one read, as soon as the store can be read.  User-interface thread.
 #pragma once
 
 #include <cstdint>
 #include <span>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "common/Desk.h"
 #include "intake/LoadBounds.h"
+#include "intake/RetryPause.h"
 #include "intake/Systems.h"
 #include "store/Connection.h"
 #include "store/TrapNames.h"
 #include "store/TrapRecord.h"
 
 namespace korvane::intake {
+
+struct LoadOutcome {
+  std::int64_t Unacknowledged = 0;  // traps that were read, whoever kept them
+  std::string Failure;              // why there are not all of them: the database's text; empty: all
+
+  bool Whole() const { return Failure.empty(); }
+};
 
 class StoredTrapsTaker {
  public:
@@ -26,8 +37,9 @@ class StoredTrapsTaker {
   virtual bool MayTake(const store::IncomingTrap& trap) const = 0;
   // A complete trap that is not filtered; the taker decides by itself whether it keeps it.
   virtual void TakeStored(const store::IncomingTrap& trap) = 0;
-  // whole: false when a statement failed before the last trap.
-  virtual void LoadEnds(bool whole) = 0;
+  // A complete trap that a filter hides.
+  virtual void TakeHidden(const store::IncomingTrap&) {}
+  virtual void LoadEnds(const LoadOutcome& outcome) = 0;
 };
 
 using StoredTrapsTakers = std::span<StoredTrapsTaker* const>;
@@ -38,22 +50,32 @@ class StoredTraps {
   StoredTraps(Desk& desk, store::Connection& connection, store::TrapNames& names, Systems& systems,
               LoadBounds& bounds);
 
-  // Reads the statement's traps that belong to the range.  expected: as above.  Throws DatabaseError.
-  void Read(const LoadRange& range, std::string_view statement, std::int64_t expected,
-            StoredTrapsTakers takers);
+  // Reads the statement's traps that belong to the range; how many they were.  expected: as above.  Throws
+  // DatabaseError.
+  std::int64_t Read(const LoadRange& range, std::string_view statement, std::int64_t expected,
+                    StoredTrapsTakers takers);
 
   // Loads all of them anew within the bounds of the loads, under one busy text.  A failing statement is
-  // logged.
+  // logged, and its takers load again.
   void Load(StoredTrapsTakers takers);
 
+  // For every tick: loads what could not be loaded, when its time has come.
+  void LoadAgain();
+  // The same at once: the store is there, and so are the bounds.
+  void LoadAllAgain();
+  // For a taker that goes.
+  void Forget(const StoredTrapsTaker& taker);
+
  private:
-  bool ReadsWhole(StoredTrapsTakers takers);
+  void ReadAll(StoredTrapsTakers takers, LoadOutcome& outcome);
 
   Desk& desk_;
   store::Connection& connection_;
   store::TrapNames& names_;
   Systems& systems_;
   LoadBounds& bounds_;
+  std::vector<StoredTrapsTaker*> again_;  // those whose last load failed
+  RetryPause retry_;
 };
 
 }  // namespace korvane::intake

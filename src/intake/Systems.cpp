@@ -125,30 +125,25 @@ void Systems::Clear() {
   impl_ = std::make_unique<Impl>();
 }
 
-bool Systems::LoadSystems(store::Connection& connection) {
+void Systems::LoadSystems(store::Connection& connection) {
   auto read = std::make_unique<Impl>();
-  try {
-    auto rows = connection.OpenRecordset(store::kSystemTable);
-    while (rows.Next()) {
-      read->AddStored({.Name = rows.Text(kNameColumn),
-                       .Address = rows.Text(kAddressColumn),
-                       .Type = rows.Text(kTypeColumn),
-                       .Modules = {},
-                       .Sources = {}});
+  auto rows = connection.OpenRecordset(store::kSystemTable);
+  while (rows.Next()) {
+    read->AddStored({.Name = rows.Text(kNameColumn),
+                     .Address = rows.Text(kAddressColumn),
+                     .Type = rows.Text(kTypeColumn),
+                     .Modules = {},
+                     .Sources = {}});
+  }
+  rows.Close();
+  auto modules = connection.OpenRecordset(store::kModuleTable);
+  while (modules.Next()) {
+    const std::size_t index = read->FindFolded(modules.Text(kNameColumn));
+    if (index != kNone) {
+      read->List[index].Modules.push_back(modules.Text(kModuleColumn));
     }
-    rows.Close();
-    auto modules = connection.OpenRecordset(store::kModuleTable);
-    while (modules.Next()) {
-      const std::size_t index = read->FindFolded(modules.Text(kNameColumn));
-      if (index != kNone) {
-        read->List[index].Modules.push_back(modules.Text(kModuleColumn));
-      }
-    }
-  } catch (const store::DatabaseError&) {
-    return false;
   }
   impl_ = std::move(read);
-  return true;
 }
 
 void Systems::Impl::Save(store::Connection& connection, std::size_t index, TextSet& storedNames) {

@@ -32,9 +32,9 @@ class Systems : public intake::SystemDirectory {
   Systems();
   ~Systems() override;
 
-  // Fills the list from System_Table and Module_Table; false when a database call failed,
-  // which leaves the list as it was.
-  bool LoadSystems(store::Connection& connection);
+  // Fills the list from System_Table and Module_Table.  Throws DatabaseError, which leaves the list as it
+  // was.
+  void LoadSystems(store::Connection& connection);
   // Writes back what changed and what is new (as "Manual"), in one transaction; deletes nothing, since other
   // products share the tables.  A row of theirs keeps its name.  A row that the database refuses does not
   // keep the others from being saved; its DatabaseError is thrown at the end.

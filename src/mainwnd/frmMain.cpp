@@ -263,7 +263,7 @@ void frmMain::OpenFirstWindows() {
 }
 
 void frmMain::OpenSystemsWindow() {
-  systems_ = new systems::frmDevices(services_.Systems, services_.Desk, *this);
+  systems_ = new systems::frmDevices(services_.Systems, services_.Desk, services_.Filters, *this);
   connect(systems_, &systems::frmDevices::PopUpMenuRequested, this, &frmMain::ShowSystemsPopUp);
   ui_->mdiChildren->Add(systems_, *systems_)->BringUp();
   systems_->Load();

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "store/Codes.h"
-#include "store/DatabaseError.h"
 #include "store/Recordset.h"
 #include "store/Tables.h"
 
@@ -122,17 +121,13 @@ std::vector<CategoryCriterion> CriteriaOf(const CategoryTables& tables, const st
 
 }  // namespace
 
-bool CategoryInformation::ReloadCategoryInformation(store::Connection& connection) {
+void CategoryInformation::ReloadCategoryInformation(store::Connection& connection) {
   CategoryTables tables;
-  try {
-    ReadMaster(connection, tables);
-    ReadGroupDetail(connection, tables);
-    ReadGroup(connection, tables);
-    ReadMembers(connection, tables);
-    ReadDefinitions(connection, tables);
-  } catch (const store::DatabaseError&) {
-    return false;
-  }
+  ReadMaster(connection, tables);
+  ReadGroupDetail(connection, tables);
+  ReadGroup(connection, tables);
+  ReadMembers(connection, tables);
+  ReadDefinitions(connection, tables);
   std::vector<Category> categories;
   for (std::string& name : tables.MasterNames) {
     if (HasTrapGroup(tables, name)) {
@@ -141,7 +136,6 @@ bool CategoryInformation::ReloadCategoryInformation(store::Connection& connectio
     }
   }
   Assign(std::move(categories));
-  return true;
 }
 
 void CategoryInformation::Clear() {

@@ -35,9 +35,9 @@ struct Category {
 
 class CategoryInformation {
  public:
-  // Reads all trap categories anew, each table once; false when a database call failed: the categories that
-  // were there stay in force.
-  bool ReloadCategoryInformation(store::Connection& connection);
+  // Reads all trap categories anew, each table once.  Throws DatabaseError: the categories that were there
+  // stay in force.
+  void ReloadCategoryInformation(store::Connection& connection);
   void Clear();
 
   const std::vector<Category>& Categories() const { return categories_; }

@@ -67,7 +67,7 @@ void FiltersForm::Replace(std::size_t row, FilterValues filter) {
 }
 
 bool FiltersForm::Remove(std::size_t row) {
-  if (services_.Prompt.Ask("Are you sure you want to remove the selected Trap Filter?", PromptButtons::YesNo,
+  if (services_.Prompt.Ask("Are you sure you want to remove the selected Trap Filter?", PromptButtons::NoYes,
                            PromptIcon::Question) != PromptAnswer::Yes) {
     return false;
   }
@@ -182,9 +182,11 @@ std::optional<std::size_t> FiltersForm::FirstUnsaved() const {
 }
 
 void FiltersForm::Apply() {
-  if (!services_.Filters.LoadFilters(services_.Connection)) {
-    services_.Prompt.Show("Could not read filter information from the Database. " + SupportSentence(),
-                          PromptIcon::Critical);
+  try {
+    services_.Filters.LoadFilters(services_.Connection);
+  } catch (const store::DatabaseError& error) {
+    services_.Prompt.ShowFailure("Could not read filter information from the Database. " + SupportSentence(),
+                                 error.what());
   }
   services_.Names.ClearCache();
   services_.Windows.FiltersChanged();

@@ -1,29 +1,29 @@
 #include "params/TrapFilters.h"
 
+#include <fmt/format.h>
+
 #include <utility>
 
 #include "params/FilterStore.h"
 #include "store/Codes.h"
-#include "store/DatabaseError.h"
 
 namespace korvane::params {
 
-bool TrapFilters::LoadFilters(store::Connection& connection) {
+void TrapFilters::LoadFilters(store::Connection& connection) {
   std::vector<TrapFilter> filters;
-  try {
-    for (StoredFilter& stored : FilterStore(connection).ReadFilters()) {
-      FilterValues& values = stored.Values;
-      filters.push_back({.SourceAgent = std::move(values.SourceAgent),
-                         .GenericTrap = values.GenericTrap,
-                         .EnterpriseOid = std::move(values.EnterpriseOid),
-                         .SpecificTrap = values.SpecificTrap,
-                         .VarBinds = CaseInsensitiveNeedle(values.VarBinds)});
-    }
-  } catch (const store::DatabaseError&) {
-    return false;
+  for (StoredFilter& stored : FilterStore(connection).ReadFilters()) {
+    FilterValues& values = stored.Values;
+    filters.push_back({.SourceAgent = std::move(values.SourceAgent),
+                       .GenericTrap = values.GenericTrap,
+                       .EnterpriseOid = std::move(values.EnterpriseOid),
+                       .SpecificTrap = values.SpecificTrap,
+                       .VarBinds = CaseInsensitiveNeedle(values.VarBinds)});
   }
   Assign(std::move(filters));
-  return true;
+}
+
+std::string FiltersInForceText(std::size_t filters) {
+  return filters == 0 ? std::string() : fmt::format("Filters In Force: {} ", filters);
 }
 
 void TrapFilters::Clear() {

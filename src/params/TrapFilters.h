@@ -24,8 +24,8 @@ struct TrapFilter {
 class TrapFilters {
  public:
   // Rebuilds the list from the two tables, each read once; a group row without a detail row is skipped.
-  // False when a database call failed: the filters that were there stay in force.
-  bool LoadFilters(store::Connection& connection);
+  // Throws DatabaseError: the filters that were there stay in force.
+  void LoadFilters(store::Connection& connection);
   void Clear();
   const std::vector<TrapFilter>& Filters() const { return filters_; }  // in load order
   // Grows with every change of the list: what was derived from the list holds while this stays the same.
@@ -36,6 +36,9 @@ class TrapFilters {
   std::vector<TrapFilter> filters_;
   std::uint64_t revision_ = 0;
 };
+
+// "Filters In Force: 2 " below a list that filters may hide traps from; empty when there are none.
+std::string FiltersInForceText(std::size_t filters);
 
 // A filter's source is the system's name in any letter case, or the trap's source text exactly as stored:
 // names are typed by people, source texts are identifiers.

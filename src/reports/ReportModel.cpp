@@ -44,6 +44,8 @@ void ReportModel::Reset() {
   batch_.reset();
   ResetRows();
   read_ = 0;
+  anyHidden_ = false;
+  filtersInForce_ = services_.Filters.Filters().size();
   failure_.clear();
   savedNotes_.clear();
   state_ = ReportState::Loading;
@@ -106,7 +108,9 @@ bool ReportModel::CompleteUntil(std::int64_t milliseconds) {
     intake::CompleteStoredTrap(trap, services_.SystemList, services_.Names);
     ++nextRow_;
     ++read_;
-    if (!trap.Filtered && matcher_.TrapMatchesWindow(trap)) {
+    if (trap.Filtered) {
+      anyHidden_ = anyHidden_ || matcher_.TrapMatchesWindow(trap);
+    } else if (matcher_.TrapMatchesWindow(trap)) {
       completed_.push_back(trap);
     }
     if (nextRow_ % kRowsPerLook == 0 && services_.Desk.Clock.MonotonicMilliseconds() >= milliseconds) {
@@ -158,6 +162,11 @@ void ReportModel::End(ReportState state, std::string_view failure) {
     services_.Desk.DebugLog.TryWriteLog(failure_);
   }
   events_.StateChanged();
+}
+
+traplist::WhyEmpty ReportModel::Emptiness() const {
+  using traplist::WhyEmpty;
+  return anyHidden_ ? WhyEmpty::Hidden : read_ > 0 ? WhyEmpty::NotSelected : WhyEmpty::NoTraps;
 }
 
 std::string ReportModel::TotalTrapsText() const {

@@ -23,6 +23,7 @@
 #include "traplist/TrapBatch.h"
 #include "traplist/TrapRows.h"
 #include "traplist/TrapRowsListener.h"
+#include "traplist/WhyEmpty.h"
 
 namespace korvane::reports {
 
@@ -67,6 +68,10 @@ class ReportModel {
   const traplist::TrapRows& Rows() const { return rows_; }
   const params::ReportParameters& Parameters() const { return parameters_; }
 
+  // Of a list without rows that is complete.
+  traplist::WhyEmpty Emptiness() const;
+  std::size_t FiltersInForce() const { return filtersInForce_; }  // when it was loaded
+
   std::string TotalTrapsText() const;
   // What the window says of a list that is not complete; empty when it is, or still loads.
   std::string Notice() const;
@@ -92,7 +97,9 @@ class ReportModel {
   ReportState state_ = ReportState::NotLoaded;
   std::string failure_;
   traplist::TrapRows rows_;
-  std::int64_t read_ = 0;  // of the range, whether the list shows them or not
+  std::int64_t read_ = 0;   // of the range, whether the list shows them or not
+  bool anyHidden_ = false;  // a filter hid what the list would have shown
+  std::size_t filtersInForce_ = 0;
   params::WindowMatcher matcher_;
   // The batch in hand, null between two of them, and its first row that is not completed yet.
   std::unique_ptr<traplist::TrapBatch> batch_;

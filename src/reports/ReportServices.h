@@ -7,6 +7,7 @@
 #include "common/Desk.h"
 #include "intake/Systems.h"
 #include "params/CategoryInformation.h"
+#include "params/TrapFilters.h"
 #include "store/Connection.h"
 #include "store/TrapNames.h"
 #include "traplist/PrintedReport.h"
@@ -20,6 +21,7 @@ struct ReportServices {
   std::function<std::unique_ptr<store::Connection>(store::ConnectionOptions)> OpenConnection;
   store::TrapNames& Names;
   params::CategoryInformation& Categories;
+  params::TrapFilters& Filters;
   intake::Systems& SystemList;
   traplist::ReportPrinter& Printer;
 };

@@ -3,8 +3,8 @@
 #include <QLabel>
 #include <utility>
 
-#include "common/qt/Icons.h"
 #include "common/qt/ListHabits.h"
+#include "common/qt/NoticeBar.h"
 #include "common/qt/QtText.h"
 #include "params/ParametersLists.h"
 #include "reports/frmSetReport.h"
@@ -25,9 +25,6 @@ constexpr std::chrono::milliseconds kTakingTurn{15};
 // A list that fills its screen many times over grows in fewer and larger steps: each one paints the screen.
 constexpr std::size_t kLongList = 20'000;
 constexpr std::chrono::milliseconds kLongListTurn{30};
-constexpr int kNoticeIcon = 20;
-// A database may have much to say; the list below has its rights.
-constexpr qsizetype kNoticeLength = 300;
 
 }  // namespace
 
@@ -43,19 +40,20 @@ frmReport::frmReport(ReportServices& services, intake::ViewWindows& windows,
   setWindowTitle(ToQString(model_.Parameters().Window.WindowName));
   selectedTrap_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
   totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
+  filters_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblFilters"));
   list_ = std::make_unique<traps::TrapsList>(*ui_->lvTraps, table_, services.Desk.Settings,
                                              std::string(kReportWidthsSetting), EmptyText(),
                                              traps::TrapsList::Kind::Report);
   findBar_ = new traps::FindBar(*ui_->lvTraps, table_, *list_, this);
   ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1, findBar_);
   setFocusProxy(ui_->lvTraps);
-  ui_->fraNotice->setAutoFillBackground(true);
-  ui_->fraNotice->setBackgroundRole(QPalette::AlternateBase);
+  notice_ = new NoticeBar(tr("Load Again"), this);
+  ui_->rows->insertWidget(0, notice_);
   model_.UseListener(&table_);
   turn_.setSingleShot(true);
 
   connect(&turn_, &QTimer::timeout, this, &frmReport::TakeTurn);
-  connect(ui_->cmdLoadAgain, &QPushButton::clicked, this, &frmReport::Reset);
+  connect(notice_, &NoticeBar::WayOutTaken, this, &frmReport::Reset);
   connect(list_.get(), &traps::TrapsList::SelectionMoved, this, &frmReport::UpdateStatusBar);
   connect(list_.get(), &traps::TrapsList::Activated, this, &frmReport::ShowTrapDetail);
   connect(list_.get(), &traps::TrapsList::ContextMenuRequested, this, &frmReport::ContextMenuRequested);
@@ -90,7 +88,14 @@ QString frmReport::EmptyText() const {
     case ReportState::Loading:
       return tr("Loading…");
     case ReportState::Complete:
-      return tr("No traps in this time range");
+      switch (model_.Emptiness()) {
+        case traplist::WhyEmpty::Hidden:
+          return tr("All that this report would show is hidden by filters");
+        case traplist::WhyEmpty::NotSelected:
+          return tr("No trap in this time range is what this report selects");
+        default:
+          return tr("No traps in this time range");
+      }
     case ReportState::Stopped:
     case ReportState::Failed:
       break;
@@ -99,14 +104,9 @@ QString frmReport::EmptyText() const {
 }
 
 void frmReport::ShowState() {
-  const QString notice = ToVisibleQString(model_.Notice());
-  const bool fits = notice.size() <= kNoticeLength;
-  ui_->fraNotice->setVisible(!notice.isEmpty());
-  ui_->lblNotice->setText(fits ? notice : notice.left(kNoticeLength) + QChar(0x2026));
-  ui_->lblNotice->setToolTip(fits ? QString() : Qt::convertFromPlainText(notice));
-  const bool failed = model_.State() == ReportState::Failed;
-  ui_->imgNotice->setPixmap(MessageIcon(failed ? MessagePicture::Exclamation : MessagePicture::Information)
-                                .pixmap(QSize(kNoticeIcon, kNoticeIcon), devicePixelRatioF()));
+  notice_->Say(ToVisibleQString(model_.Notice()), model_.State() == ReportState::Failed
+                                                      ? MessagePicture::Exclamation
+                                                      : MessagePicture::Information);
   SetEmptyText(*ui_->lvTraps, EmptyText());
   table_.SetLoading(model_.State() == ReportState::Loading);
   UpdateStatusBar();
@@ -121,6 +121,7 @@ void frmReport::UpdateStatusBar() {
   selectedTrap_->setText(
       ToQString(traps::TrapsModel::SelectedTrapText(selected ? static_cast<std::size_t>(*selected) + 1 : 0)));
   totalTraps_->setText(ToQString(model_.TotalTrapsText()));
+  filters_->setText(ToQString(params::FiltersInForceText(model_.FiltersInForce())));
 }
 
 void frmReport::ShowTrapDetail() {

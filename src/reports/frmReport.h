@@ -21,6 +21,10 @@ namespace Ui {
 class frmReport;
 }
 
+namespace korvane {
+class NoticeBar;
+}
+
 namespace korvane::traps {
 class FindBar;
 class TrapsList;
@@ -79,6 +83,8 @@ class frmReport : public QWidget, public traps::TrapListWindow {
   traps::FindBar* findBar_ = nullptr;
   QLabel* selectedTrap_ = nullptr;
   QLabel* totalTraps_ = nullptr;
+  QLabel* filters_ = nullptr;
+  NoticeBar* notice_ = nullptr;
 };
 
 }  // namespace korvane::reports

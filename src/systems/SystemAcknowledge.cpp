@@ -56,7 +56,7 @@ SystemAcknowledgement SystemAcknowledge::Ask(intake::ViewWindows& windows, const
                                              const std::function<std::int32_t()>& beforeTime) {
   const std::string question =
       fmt::format("Do you want to acknowledge all traps for '{}'?", VisibleText(shownAs));
-  if (desk_.Prompt.Ask(question, PromptButtons::YesNo, PromptIcon::Question) != PromptAnswer::Yes) {
+  if (desk_.Prompt.Ask(question, PromptButtons::NoYes, PromptIcon::Question) != PromptAnswer::Yes) {
     return SystemAcknowledgement::Declined;
   }
   std::optional<std::string> failure;

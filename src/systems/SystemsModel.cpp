@@ -15,8 +15,6 @@ namespace korvane::systems {
 namespace {
 
 constexpr std::string_view kBusyInitializing = "Initializing...";
-constexpr std::int64_t kFirstPause = 3000;  // milliseconds, until a failed load is tried again
-constexpr std::int64_t kLongestPause = 60'000;
 constexpr std::size_t kNamesPerTick = 32;  // a round trip to the library each; more would be felt
 
 constexpr std::int32_t kCritical = 5;
@@ -68,7 +66,9 @@ SystemsModel::SystemsModel(Desk& desk, store::Connection& connection, intake::Sy
       library_(library),
       question_(question) {}
 
-SystemsModel::~SystemsModel() = default;
+SystemsModel::~SystemsModel() {
+  stored_.Forget(*this);
+}
 
 std::uint32_t SystemsModel::Counts::RowOf(std::size_t system) const {
   return system < RowOfIndex.size() ? RowOfIndex[system] : kNoRow;
@@ -85,15 +85,19 @@ std::uint32_t SystemsModel::Counts::AddRow(const SystemRow& row) {
 }
 
 void SystemsModel::Load() {
+  firstLoad_.Succeeded();  // the question below lets ticks come, which must not begin it once more
   try {
     const BusyScope busy(desk_.Busy, kBusyInitializing);
     LoadAtStart();
+    bounds_.Settled = true;
   } catch (const store::DatabaseError& error) {
     desk_.DebugLog.TryWriteLog(error.what());
-    LoadLater();
+    firstLoad_.Failed(desk_.Clock.MonotonicMilliseconds());
+    return;
   }
   RefreshStatus();
   started_ = true;
+  stored_.LoadAllAgain();
   if (intake_ != nullptr) {
     intake_->StartIntake(bounds_.StartMark);
   }
@@ -153,15 +157,11 @@ void SystemsModel::TakeStored(const store::IncomingTrap& trap) {
   Count(loading_, trap, !bounds_.InitialLoad || trap.SequenceNumber > bounds_.StartNumber);
 }
 
-void SystemsModel::LoadEnds(bool whole) {
+void SystemsModel::LoadEnds(const intake::LoadOutcome& outcome) {
   Counts fresh = std::exchange(loading_, {});
-  if (!whole) {
-    LoadLater();
-    return;
+  if (outcome.Whole()) {
+    Replace(std::move(fresh));
   }
-  loadAgainAt_.reset();
-  pause_ = 0;
-  Replace(std::move(fresh));
 }
 
 // A row whose counts came down to zero by acknowledging stays; one whose traps are all hidden by a filter
@@ -205,22 +205,19 @@ void SystemsModel::Replace(Counts fresh) {
   RefreshStatus();
 }
 
-// A database that fails now may be back in a moment: the counts would stay wrong for the whole shift if
-// nobody asked again.
-void SystemsModel::LoadLater() {
-  pause_ = std::clamp(pause_ * 2, kFirstPause, kLongestPause);
-  loadAgainAt_ = desk_.Clock.MonotonicMilliseconds() + pause_;
-}
-
 void SystemsModel::CheckTraps() {
-  if (desk_.State.gShuttingDown || !started_ || intake_ == nullptr) {
+  if (desk_.State.gShuttingDown || intake_ == nullptr) {
+    return;
+  }
+  if (firstLoad_.IsDue(desk_.Clock.MonotonicMilliseconds())) {
+    Load();
+  }
+  if (!started_) {
     return;
   }
   bounds_.InitialLoad = false;
   intake_->CheckTraps();
-  if (loadAgainAt_ && desk_.Clock.MonotonicMilliseconds() >= *loadAgainAt_) {
-    Reset();
-  }
+  stored_.LoadAgain();
 }
 
 void SystemsModel::ResolveNames() {

@@ -20,6 +20,7 @@
 #include "intake/Intake.h"
 #include "intake/LoadBounds.h"
 #include "intake/ReceiverLibrary.h"
+#include "intake/RetryPause.h"
 #include "intake/StoredTraps.h"
 #include "intake/Systems.h"
 #include "store/Connection.h"
@@ -77,8 +78,8 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   void AttachIntake(intake::Intake& intake) { intake_ = &intake; }
   void SetListener(SystemsListener* listener) { listener_ = listener; }
 
-  // At start-up, once: counts, asks, sets the bounds of all loads and the high-water mark, loads the counts,
-  // starts the receiver link.
+  // At start-up: counts, asks, sets the bounds of all loads and the high-water mark, loads the counts, starts
+  // the receiver link.  When the store fails, a later tick does all of it, and has the Traps windows loaded.
   void Load();
   // Counts again from the store.  Rows keep their places; one whose traps are all hidden now goes.
   void Reset();
@@ -87,7 +88,7 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   void LoadBegins() override;
   bool MayTake(const store::IncomingTrap&) const override { return true; }
   void TakeStored(const store::IncomingTrap& trap) override;
-  void LoadEnds(bool whole) override;
+  void LoadEnds(const intake::LoadOutcome& outcome) override;
 
   // One tick of tmrCheckTraps; nothing while shutting down.
   void CheckTraps();
@@ -142,7 +143,6 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   void MarkChanged(std::size_t row);
   void TellListener();
   void TakeAnswer(std::size_t index, bool isName, const std::string& answer);
-  void LoadLater();
   std::size_t IndexOf(const intake::System& system) const;
 
   Desk& desk_;
@@ -161,8 +161,7 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   std::size_t changedFirst_ = 0;  // of the rows told
   std::size_t changedEnd_ = 0;    // at or before changedFirst_: nothing changed
   std::size_t nextToResolve_ = 0;
-  std::optional<std::int64_t> loadAgainAt_;  // monotonic milliseconds; set while a load has failed
-  std::int64_t pause_ = 0;
+  intake::RetryPause firstLoad_;
 };
 
 }  // namespace korvane::systems

@@ -33,10 +33,12 @@ constexpr int kCountWidth = 88;
 
 }  // namespace
 
-frmDevices::frmDevices(SystemsModel& model, Desk& desk, intake::ViewWindows& windows, QWidget* parent)
+frmDevices::frmDevices(SystemsModel& model, Desk& desk, const params::TrapFilters& filters,
+                       intake::ViewWindows& windows, QWidget* parent)
     : QWidget(parent),
       model_(model),
       desk_(desk),
+      filters_(filters),
       windows_(windows),
       ui_(std::make_unique<Ui::frmDevices>()),
       table_(new SystemsTableModel(model, this)) {
@@ -89,6 +91,7 @@ void frmDevices::SetUpStatusBar() {
   for (std::size_t i = 0; i < statusLabels_.size(); ++i) {
     statusLabels_[i] = AddStatusText(*ui_->sbDevicesInfo, QStringLiteral("sbDevicesInfoText%1").arg(i + 1));
   }
+  filtersLabel_ = AddStatusText(*ui_->sbDevicesInfo, QStringLiteral("lblFilters"));
   connect(table_, &SystemsTableModel::StatusTextsChanged, this, &frmDevices::ShowStatus);
   ShowStatus();
 }
@@ -191,6 +194,7 @@ void frmDevices::ShowStatus() {
   for (std::size_t i = 0; i < texts.size(); ++i) {
     statusLabels_[i]->setText(ToQString(texts[i]));
   }
+  filtersLabel_->setText(ToQString(params::FiltersInForceText(filters_.Filters().size())));
 }
 
 void frmDevices::ClearNewsOfSelection() {

@@ -13,6 +13,7 @@
 #include "common/Desk.h"
 #include "common/OpenForms.h"
 #include "intake/ViewWindows.h"
+#include "params/TrapFilters.h"
 #include "systems/SystemsModel.h"
 
 class QLabel;
@@ -36,7 +37,8 @@ class frmDevices : public QWidget, public Form {
 
  public:
   // Both timers run from here on.  The model has its intake attached.
-  frmDevices(SystemsModel& model, Desk& desk, intake::ViewWindows& windows, QWidget* parent = nullptr);
+  frmDevices(SystemsModel& model, Desk& desk, const params::TrapFilters& filters,
+             intake::ViewWindows& windows, QWidget* parent = nullptr);
   ~frmDevices() override;
 
   // Counts what is stored, may ask for the view option, and starts the receiver link: to be called once,
@@ -81,6 +83,7 @@ class frmDevices : public QWidget, public Form {
 
   SystemsModel& model_;
   Desk& desk_;
+  const params::TrapFilters& filters_;
   intake::ViewWindows& windows_;
   std::unique_ptr<Ui::frmDevices> ui_;
   std::unique_ptr<ColumnWidths> widths_;
@@ -88,6 +91,7 @@ class frmDevices : public QWidget, public Form {
   QTimer* tmrCheckTraps_ = nullptr;
   QTimer* tmrResolve_ = nullptr;
   std::array<QLabel*, kStatusTexts> statusLabels_{};
+  QLabel* filtersLabel_ = nullptr;
 
   // What the operator had before the rows were loaded again.
   std::vector<const intake::System*> selectedBefore_;

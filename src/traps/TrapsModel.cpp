@@ -65,7 +65,9 @@ TrapsModel::TrapsModel(TrapsServices& services, intake::ViewWindows& windows, Wi
   }
 }
 
-TrapsModel::~TrapsModel() = default;
+TrapsModel::~TrapsModel() {
+  services_.Stored.Forget(*this);
+}
 
 std::size_t TrapsModel::Limit() const {
   return static_cast<std::size_t>(std::max(services_.Desk.State.gMaxViewTraps, 1));
@@ -87,21 +89,22 @@ bool TrapsModel::IsKnown(std::int32_t sequenceNumber) const {
          pending_.Find(sequenceNumber).has_value();
 }
 
-void TrapsModel::Hold(const store::IncomingTrap& trap) {
-  pending_.Append(trap);
-  highestSequence_ = std::max(highestSequence_, trap.SequenceNumber);
+void TrapsModel::Hold(traplist::TrapRows& rows, const store::IncomingTrap& trap) const {
+  rows.Append(trap);
   // In a storm most of a tick's traps would be dropped again at its end.
-  if (pending_.Count() > Limit()) {
-    pending_.DropFront(1);
+  if (rows.Count() > Limit()) {
+    rows.DropFront(1);
   }
 }
 
 void TrapsModel::PublicAddTraps(const store::IncomingTrap& trap) {
+  anyOffered_ = true;
   if (kind_ == WindowKind::NoLiveTraps || !Takes(trap) || IsKnown(trap.SequenceNumber) ||
       services_.Bounds.Acknowledged.Contains(trap.SequenceNumber)) {
     return;
   }
-  Hold(trap);
+  highestSequence_ = std::max(highestSequence_, trap.SequenceNumber);
+  Hold(pending_, trap);
 }
 
 void TrapsModel::UpdateStatusBar() {
@@ -158,8 +161,9 @@ void TrapsModel::Reset() {
 }
 
 void TrapsModel::LoadBegins() {
-  ResetRows();
+  loading_.Clear();
   taken_.clear();
+  loadingHidden_ = false;
 }
 
 // A per-system window looks at nothing but the source, so most rows need no name.
@@ -170,13 +174,46 @@ bool TrapsModel::MayTake(const store::IncomingTrap& trap) const {
 void TrapsModel::TakeStored(const store::IncomingTrap& trap) {
   if (Takes(trap)) {
     taken_.push_back(trap.SequenceNumber);
-    Hold(trap);
+    Hold(loading_, trap);
   }
 }
 
-void TrapsModel::LoadEnds(bool) {
-  loaded_.Assign(std::exchange(taken_, {}));
+void TrapsModel::TakeHidden(const store::IncomingTrap& trap) {
+  loadingHidden_ = loadingHidden_ || Takes(trap);
+}
+
+void TrapsModel::LoadEnds(const intake::LoadOutcome& outcome) {
+  failure_ = outcome.Failure;
+  traplist::TrapRows read = std::exchange(loading_, {});
+  std::vector<std::int32_t> taken = std::exchange(taken_, {});
+  if (outcome.Whole() || rows_.Empty()) {
+    ResetRows();
+    anyHidden_ = loadingHidden_;
+    anyOffered_ = outcome.Unacknowledged > 0;
+    if (!taken.empty()) {
+      highestSequence_ = *std::max_element(taken.begin(), taken.end());
+    }
+    loaded_.Assign(std::move(taken));
+    pending_ = std::move(read);
+  }
+  listener_->BatchBegins();  // for what the window says beside its rows
   InsertPending();
+  listener_->BatchEnds();
+}
+
+traplist::WhyEmpty TrapsModel::Emptiness() const {
+  using traplist::WhyEmpty;
+  if (!failure_.empty()) {
+    return WhyEmpty::NotLoaded;
+  }
+  if (anyHidden_) {
+    return WhyEmpty::Hidden;
+  }
+  if (anyOffered_) {
+    return WhyEmpty::NotSelected;
+  }
+  const bool onlyNew = services_.Bounds.Option == intake::ViewOption::ShowOnlyNewTraps;
+  return onlyNew ? WhyEmpty::NoNewTraps : WhyEmpty::NoTraps;
 }
 
 std::string TrapsModel::MaximumTrapsText() const {

@@ -20,6 +20,7 @@
 #include "store/TrapRecord.h"
 #include "traplist/TrapRows.h"
 #include "traplist/TrapRowsListener.h"
+#include "traplist/WhyEmpty.h"
 #include "traps/TrapsServices.h"
 
 namespace korvane::traps {
@@ -44,20 +45,26 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
   void PublicAddTraps(const store::IncomingTrap& trap) override;
   void UpdateStatusBar() override;
 
-  // Empties the list and loads it from the store; also the first load.  A failing statement leaves the rows
-  // read so far and is written to the log.  The list is empty while it loads and filled in one batch.
+  // Loads the list anew from the store; also the first load.  The rows change in one batch at its end.  When
+  // a statement fails the rows that were there stay, or where there were none those read so far, and
+  // intake::StoredTraps loads the window again.
   void Reset();
 
   // The steps of a Reset, for one read of the store that serves several windows.
   void LoadBegins() override;
   bool MayTake(const store::IncomingTrap& trap) const override;
   void TakeStored(const store::IncomingTrap& trap) override;
-  void LoadEnds(bool whole) override;
+  void TakeHidden(const store::IncomingTrap& trap) override;
+  void LoadEnds(const intake::LoadOutcome& outcome) override;
 
   const traplist::TrapRows& Rows() const { return rows_; }
   WindowKind Kind() const { return kind_; }
   const params::WindowParameters& Parameters() const { return matcher_.Parameters(); }
   const intake::System* PerSystem() const { return system_; }
+
+  // Why the list may lack traps: the database's text; empty after a load that went well.
+  const std::string& LoadFailure() const { return failure_; }
+  traplist::WhyEmpty Emptiness() const;  // of a list without rows
 
   std::string MaximumTrapsText() const;
   static std::string SelectedTrapText(std::size_t position);  // from 1; 0: none
@@ -85,7 +92,7 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
  private:
   bool Takes(const store::IncomingTrap& trap) const;
   bool IsKnown(std::int32_t sequenceNumber) const;
-  void Hold(const store::IncomingTrap& trap);
+  void Hold(traplist::TrapRows& rows, const store::IncomingTrap& trap) const;
   void InsertPending();
   void RemoveRows(std::span<const std::uint32_t> rows);
   template <class Leaves>
@@ -103,7 +110,14 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
 
   traplist::TrapRows rows_;
   traplist::TrapRows pending_;
-  std::vector<std::int32_t> taken_;  // by the load that is going on
+  // By the load that is going on.
+  traplist::TrapRows loading_;
+  std::vector<std::int32_t> taken_;
+  bool loadingHidden_ = false;
+
+  std::string failure_;
+  bool anyHidden_ = false;   // a filter hid what the last load would have taken
+  bool anyOffered_ = false;  // there were traps, though not for this window
   intake::SequenceSet
       loaded_;  // taken by the last load, also those that the limit or an acknowledgement removed
   std::int32_t highestSequence_ = std::numeric_limits<std::int32_t>::min();  // of everything taken

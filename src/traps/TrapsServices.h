@@ -5,6 +5,7 @@
 #include "intake/LoadBounds.h"
 #include "intake/StoredTraps.h"
 #include "params/CategoryInformation.h"
+#include "params/TrapFilters.h"
 #include "store/Connection.h"
 #include "store/TrapNames.h"
 #include "systems/SystemAcknowledge.h"
@@ -17,6 +18,7 @@ struct TrapsServices {
   store::Connection& Connection;
   store::TrapNames& Names;
   params::CategoryInformation& Categories;
+  params::TrapFilters& Filters;
   intake::LoadBounds& Bounds;
   intake::StoredTraps& Stored;
   systems::SystemAcknowledge& Acknowledge;

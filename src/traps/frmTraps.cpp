@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "common/qt/ListHabits.h"
+#include "common/qt/NoticeBar.h"
 #include "common/qt/QtText.h"
 #include "params/ParametersLists.h"
 #include "params/frmNewWindParams.h"
@@ -34,18 +35,22 @@ frmTraps::frmTraps(TrapsServices& services, intake::ViewWindows& windows, Window
   maximumTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblMaximumTraps"));
   selectedTrap_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
   totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
+  filters_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblFilters"));
   list_ = std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Desk.Settings,
-                                      std::string(kTrapsWidthsSetting), tr("No unacknowledged traps"));
+                                      std::string(kTrapsWidthsSetting), EmptyText());
+  notice_ = new NoticeBar(tr("Load Again"), this);
+  ui_->rows->insertWidget(0, notice_);
   ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1,
                           new FindBar(*ui_->lvTraps, table_, *list_, this));
   setFocusProxy(ui_->lvTraps);
   model_.UseListener(&table_);
 
+  connect(notice_, &NoticeBar::WayOutTaken, this, &frmTraps::Reset);
   connect(list_.get(), &TrapsList::SelectionMoved, this, &frmTraps::ShowStatus);
   connect(list_.get(), &TrapsList::Activated, this, &frmTraps::ShowTrapDetail);
   connect(list_.get(), &TrapsList::ContextMenuRequested, this, &frmTraps::ContextMenuRequested);
-  connect(&table_, &TrapsTableModel::BatchChanged, this, &frmTraps::ShowStatus);
-  ShowStatus();
+  connect(&table_, &TrapsTableModel::BatchChanged, this, &frmTraps::ShowState);
+  ShowState();
 }
 
 frmTraps::~frmTraps() {
@@ -62,6 +67,34 @@ void frmTraps::PublicAddTraps(const store::IncomingTrap& trap) {
 
 void frmTraps::UpdateStatusBar() {
   model_.UpdateStatusBar();
+  ShowState();
+}
+
+QString frmTraps::EmptyText() const {
+  using traplist::WhyEmpty;
+  switch (model_.Emptiness()) {
+    case WhyEmpty::NotLoaded:
+      return tr("Not loaded");
+    case WhyEmpty::Hidden:
+      return tr("All that this window would show is hidden by filters");
+    case WhyEmpty::NotSelected:
+      return tr("No unacknowledged trap is what this window selects");
+    case WhyEmpty::NoNewTraps:
+      return tr("No new traps yet");
+    case WhyEmpty::NoTraps:
+      break;
+  }
+  return tr("No unacknowledged traps");
+}
+
+void frmTraps::ShowState() {
+  const QString failure = ToVisibleQString(model_.LoadFailure());
+  notice_->Say(
+      failure.isEmpty()
+          ? QString()
+          : tr("These traps could not be loaded, and are as soon as the store can be read: %1").arg(failure),
+      MessagePicture::Exclamation);
+  SetEmptyText(*ui_->lvTraps, EmptyText());
   ShowStatus();
 }
 
@@ -71,6 +104,7 @@ void frmTraps::ShowStatus() {
   selectedTrap_->setText(
       ToQString(TrapsModel::SelectedTrapText(selected ? static_cast<std::size_t>(*selected) + 1 : 0)));
   totalTraps_->setText(ToQString(model_.TotalTrapsText()));
+  filters_->setText(ToQString(params::FiltersInForceText(services_.Filters.Filters().size())));
 }
 
 void frmTraps::Reset() {

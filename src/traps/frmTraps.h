@@ -22,6 +22,10 @@ namespace Ui {
 class frmTraps;
 }
 
+namespace korvane {
+class NoticeBar;
+}
+
 namespace korvane::traps {
 
 class TrapsList;
@@ -70,6 +74,8 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
 
  private:
   void ShowStatus();
+  void ShowState();  // the same, and what is said beside the rows
+  QString EmptyText() const;
   bool HasTraps();
 
   TrapsServices& services_;
@@ -81,6 +87,8 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
   QLabel* maximumTraps_;
   QLabel* selectedTrap_;
   QLabel* totalTraps_;
+  QLabel* filters_;
+  NoticeBar* notice_;
 };
 
 }  // namespace korvane::traps

@@ -39,6 +39,7 @@ struct FakeConsole : app::SharedStore,
                          .Sockets = Machine.Sockets,
                          .Clock = Machine.Clock,
                          .Prompt = Prompt,
+                         .DebugLog = DebugLog,
                          .State = State,
                          .Store = *this,
                          .Splash = *this,
@@ -60,9 +61,9 @@ struct FakeConsole : app::SharedStore,
   }
 
   void OpenDatabase() override { Calls.emplace_back("OpenDatabase"); }
-  bool LoadSystems() override { return Read("LoadSystems"); }
-  bool ReloadCategoryInformation() override { return Read("ReloadCategoryInformation"); }
-  bool LoadFilters() override { return Read("LoadFilters"); }
+  void LoadSystems() override { Read("LoadSystems"); }
+  void ReloadCategoryInformation() override { Read("ReloadCategoryInformation"); }
+  void LoadFilters() override { Read("LoadFilters"); }
   void SaveSystems() override { Write("SaveSystems"); }
   void Execute(std::string_view statement) override { Write("Execute " + std::string(statement)); }
   void CloseDatabase() override { Calls.emplace_back("CloseDatabase"); }
@@ -90,9 +91,11 @@ struct FakeConsole : app::SharedStore,
     return intake::kReceiverThreadOk + 1;  // that it did not stop holds nothing up
   }
 
-  bool Read(const std::string& name) {
+  void Read(const std::string& name) {
     Calls.push_back(name);
-    return name != FailingRead;
+    if (name == FailingRead) {
+      throw store::DatabaseError("no such table", "HY000", 1, name);
+    }
   }
   void Write(const std::string& call) {
     Calls.push_back(call);
@@ -167,6 +170,7 @@ TEST(StartupTest, AStepThatFailsShowsItsMessageAndEndsEverything) {
     step.Break(console);
     EXPECT_EQ(console.Main(), StartupResult::Failed);
     EXPECT_THAT(console.Calls.back(), testing::StartsWith("Show: " + step.Message));
+    EXPECT_EQ(console.Prompt.Cause, step.Message.starts_with("Could not read") ? "no such table" : "");
     console.Calls.pop_back();
     const std::size_t end = kWholeStart.find(step.LastCall) + step.LastCall.size();
     EXPECT_EQ(CallsOf(console), kWholeStart.substr(0, end) + "; Close");

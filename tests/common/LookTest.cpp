@@ -118,10 +118,11 @@ QMessageBox& Box(QDialog& dialog) {
 }
 
 TEST(QtPromptsTest, ShowsPlainTextAndAnswersWhatIsPressed) {
-  // NoButton is the Escape key.
+  // NoButton is the Escape key, Ignore the Return key.
   for (const auto& row : {std::tuple(PromptButtons::Ok, QMessageBox::NoButton, PromptAnswer::Ok),
                           {PromptButtons::YesNo, QMessageBox::Yes, PromptAnswer::Yes},
-                          {PromptButtons::YesNo, QMessageBox::No, PromptAnswer::No},
+                          {PromptButtons::NoYes, QMessageBox::Ignore, PromptAnswer::No},
+                          {PromptButtons::NoYes, QMessageBox::Yes, PromptAnswer::Yes},
                           {PromptButtons::YesNo, QMessageBox::NoButton, PromptAnswer::No},
                           {PromptButtons::YesNoCancel, QMessageBox::Cancel, PromptAnswer::Cancel},
                           {PromptButtons::YesNoCancel, QMessageBox::NoButton, PromptAnswer::Cancel}}) {
@@ -134,8 +135,8 @@ TEST(QtPromptsTest, ShowsPlainTextAndAnswersWhatIsPressed) {
           EXPECT_EQ(Box(open).text(), QStringLiteral("<b>'a&b\n%1</b>"));
           EXPECT_EQ(Box(open).textFormat(), Qt::PlainText);
           EXPECT_EQ(Box(open).icon(), QMessageBox::Warning);
-          if (press == QMessageBox::NoButton) {
-            QTest::keyClick(&open, Qt::Key_Escape);
+          if (press == QMessageBox::NoButton || press == QMessageBox::Ignore) {
+            QTest::keyClick(&open, press == QMessageBox::Ignore ? Qt::Key_Return : Qt::Key_Escape);
           } else {
             QTest::mouseClick(Box(open).button(press), Qt::LeftButton);
           }
@@ -143,9 +144,9 @@ TEST(QtPromptsTest, ShowsPlainTextAndAnswersWhatIsPressed) {
   }
   // One that fits no screen is offered as details.
   for (const QString& text : {QStringLiteral("line\n").repeated(500), QString(70000, QLatin1Char('x'))}) {
-    test::InDialog([&] { QtPrompts().Show(text.toStdString(), PromptIcon::Critical); },
+    test::InDialog([&] { QtPrompts().ShowFailure(text.toStdString(), "why"); },
                    [&](QDialog& open) {
-                     EXPECT_EQ(Box(open).detailedText(), text);
+                     EXPECT_EQ(Box(open).detailedText(), text + QStringLiteral("\n\nwhy"));
                      EXPECT_LE(open.height(), 700);
                      open.close();
                    });

@@ -218,7 +218,7 @@ TEST_F(SystemsTest, ASystemIsOneUnderItsNameItsAddressesAndEveryLetterCase) {
   Store.AddSystem("Router1", "10.0.0.1", "Switch");
   Store.AddSystem("router1", "10.0.0.2", "Switch");
   Store.AddSystem("Émile", "", "Manual");
-  ASSERT_TRUE(SystemList.LoadSystems(Connection));
+  SystemList.LoadSystems(Connection);
   ASSERT_EQ(SystemList.Count(), 2U);
   const std::vector<std::string> sources = {"Router1", "ROUTER1", "10.0.0.1", "10.0.0.2"};
   for (const std::string& text : sources) {
@@ -242,7 +242,7 @@ TEST_F(SystemsTest, ASystemIsOneUnderItsNameItsAddressesAndEveryLetterCase) {
 
   Store.AddSystem("core", "10.0.0.3");
   Store.Execute("DROP TABLE Module_Table");
-  EXPECT_FALSE(SystemList.LoadSystems(Connection));
+  EXPECT_THROW(SystemList.LoadSystems(Connection), store::DatabaseError);
   EXPECT_EQ(SystemList.Count(), 4U) << "a read that fails leaves the list as it was";
 }
 
@@ -254,7 +254,7 @@ TEST_F(SystemsTest, WritesBackWhatIsNewOrChangedAndDeletesNothing) {
   Store.Execute("INSERT INTO Module_Table (System_Name, Module_ID) VALUES ('10.0.0.4', 1)");
   Store.Execute(
       "INSERT INTO System_Table (System_Name, IP_Address, System_Type) VALUES ('o''brien', '', 'Manual')");
-  ASSERT_TRUE(SystemList.LoadSystems(Connection));
+  SystemList.LoadSystems(Connection);
   for (const auto& [address, name] :
        {std::pair("10.0.0.2", "two"), {"10.0.0.3", "three"}, {"10.0.0.4", "4"}}) {
     SystemList.Rename(SystemList.FindSystem(address), name);

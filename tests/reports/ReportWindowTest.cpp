@@ -55,7 +55,7 @@ class ReportWindowTest : public testing::Test, public test::LoadedWorld {
 
 TEST_F(ReportWindowTest, SaysWhatItHoldsAndWhatIsMissing) {
   Store.AddSystem("Core Router", "10.0.0.3");
-  ASSERT_TRUE(SystemList.LoadSystems(Connection));
+  SystemList.LoadSystems(Connection);
   Open(1003, 1300);
   window_->Reset();
   ASSERT_TRUE(Ends(ReportState::Complete));
@@ -78,6 +78,10 @@ TEST_F(ReportWindowTest, SaysWhatItHoldsAndWhatIsMissing) {
   window_->List().SelectPosition(4);
   EXPECT_EQ(TextOf(*window_, "lblSelectedTrap") + TextOf(*window_, "lblTotalTraps"),
             "Selected Trap: 5 Total Traps In Window: 298 ");
+  HideSource("10.0.0.3");
+  window_->Reset();
+  ASSERT_TRUE(Ends(ReportState::Complete));
+  EXPECT_EQ(TextOf(*window_, "lblEmptyList"), "All that this report would show is hidden by filters");
 }
 
 TEST_F(ReportWindowTest, NothingMovesUnderTheReaderWhileRowsArrive) {

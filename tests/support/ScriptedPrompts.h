@@ -39,6 +39,10 @@ class ScriptedPrompts : public Prompts {
     messages_.push_back({std::string(text), icon, PromptButtons::Ok});
     Record(Calls, "Show: " + std::string(text));
   }
+  void ShowFailure(std::string_view text, std::string_view cause) override {
+    Show(text, PromptIcon::Critical);
+    Cause = cause;
+  }
   PromptAnswer Ask(std::string_view text, PromptButtons buttons, PromptIcon icon) override {
     questions_.push_back({std::string(text), icon, buttons});
     if (const auto happens = std::exchange(WhileAsked, nullptr)) {
@@ -48,7 +52,7 @@ class ScriptedPrompts : public Prompts {
     EXPECT_TRUE(answer == PromptAnswer::Ok
                     ? buttons == PromptButtons::Ok
                     : buttons == PromptButtons::YesNoCancel ||
-                          (buttons == PromptButtons::YesNo && answer != PromptAnswer::Cancel))
+                          (buttons != PromptButtons::Ok && answer != PromptAnswer::Cancel))
         << "no such button under: " << text;
     return answer;
   }
@@ -87,6 +91,7 @@ class ScriptedPrompts : public Prompts {
   }
 
   std::function<void()> WhileAsked;  // what happens while the next question of Ask is open
+  std::string Cause;                 // of the last ShowFailure
   CallLog* Calls = nullptr;          // "Show: TEXT", "Ask: TEXT", "AskText: PROMPT", "AskFile: CAPTION"
 
  private:

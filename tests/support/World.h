@@ -240,11 +240,12 @@ struct World {
   TempFolder InstallFolder;
   traplist::ReportPrinter Printer{Desk, Platform.Programs, InstallFolder.Path().string()};
   systems::SystemAcknowledge Acknowledge{Desk, Connection, Bounds};
-  traps::TrapsServices ForTraps{Desk, Connection, Names, Categories, Bounds, Stored, Acknowledge, Printer};
+  traps::TrapsServices ForTraps{Desk,   Connection, Names,       Categories, Filters,
+                                Bounds, Stored,     Acknowledge, Printer};
   reports::ReportServices ForReports{
-      Desk,   Connection, [this](store::ConnectionOptions options) { return OpenConnection(options); },
-      Names,  Categories, SystemList,
-      Printer};
+      Desk,       Connection, [this](store::ConnectionOptions options) { return OpenConnection(options); },
+      Names,      Categories, Filters,
+      SystemList, Printer};
   ScriptedViewOption Question;
   systems::SystemsModel Model{Desk, Connection, SystemList, Bounds, Stored, Library, Question};
   intake::Intake Intake{Library, Names, SystemList, Model, Windows, State, Prompt, DebugLog};
@@ -254,6 +255,7 @@ struct World {
     Store.Connect(Connection);
     Names.UseVerdicts(Verdicts);
     Model.AttachIntake(Intake);
+    Bounds.Settled = true;
   }
 };
 

@@ -34,7 +34,7 @@ TEST_P(SystemsEnginesTest, SavesEverySystemThatTheEngineTakes) {
   Model.Load();
   EXPECT_EQ(Library.StartedAt, 0) << "the mark of an empty store";
   Store.AddSystem("10.0.0.2", "10.0.0.2", "Manual");
-  ASSERT_TRUE(SystemList.LoadSystems(Connection));
+  SystemList.LoadSystems(Connection);
   SystemList.Rename(SystemList.FindSystem("10.0.0.2"), "two");
   for (const std::string& source :
        {std::string("it's \"quoted\" \\ ; --"), std::string("Router"), std::string(70'000, 'x'),
@@ -48,7 +48,7 @@ TEST_P(SystemsEnginesTest, SavesEverySystemThatTheEngineTakes) {
   }
   EXPECT_FALSE(Connection.InTransaction());
   intake::Systems again;
-  ASSERT_TRUE(again.LoadSystems(Connection));
+  again.LoadSystems(Connection);
   for (const char* name : {"two", "it's \"quoted\" \\ ; --", "router", "последний 🖧"}) {
     ASSERT_NE(again.FindSystem(name), intake::Systems::kNone) << name;
     EXPECT_EQ(again.At(again.FindSystem(name)).Type, intake::kManualSystemType);

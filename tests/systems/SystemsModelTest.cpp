@@ -120,25 +120,45 @@ TEST_F(SystemsModelTest, AResetKeepsPlacesAndNewsAndFollowsNewFilters) {
   EXPECT_THAT(RowTexts(), ElementsAre("seen 1", "grown 3 news", "cleared 0", "new 1 news", "mark 1 news"));
 }
 
-TEST_F(SystemsModelTest, AFailedResetKeepsTheCountsAndIsTriedAgain) {
+TEST_F(SystemsModelTest, WhatCanNotBeReadIsLoadedAgainWithItsWindows) {
   AddStored(3);
-  Model.Load();
-  Store.Execute("ALTER TABLE EventTrap RENAME TO Gone");
-  Model.Reset();
+  Bounds.Settled = false;
+  const auto window = Open();
+  const auto away = [&](const std::function<void()>& load) {
+    Store.Execute("ALTER TABLE EventTrap RENAME TO Gone");
+    load();
+    window->Reset();
+    EXPECT_EQ(window->Emptiness(), traplist::WhyEmpty::NotLoaded);
+    EXPECT_EQ(Busy.Depth(), 0);
+    Store.Execute("ALTER TABLE Gone RENAME TO EventTrap");
+    Model.CheckTraps();  // too early
+  };
+  const auto back = [&] {
+    Platform.Clock.Advance(5'000);
+    Model.CheckTraps();
+    EXPECT_EQ(window->LoadFailure(), "");
+  };
+  away([&] { Model.Load(); });
+  EXPECT_FALSE(Library.StartedAt) << "the link begins where the first load ends";
+  EXPECT_TRUE(window->Rows().Empty());
+  back();
   EXPECT_EQ(TotalOf("router1"), 2);
-  EXPECT_EQ(Busy.Depth(), 0);
-  Model.CheckTraps();  // too early
-  Store.Execute("ALTER TABLE Gone RENAME TO EventTrap");
+  EXPECT_THAT(test::Numbers(window->Rows()), ElementsAre(1, 2));
+  EXPECT_EQ(Library.StartedAt, 3);
+
+  away([&] { Model.Reset(); });
+  EXPECT_EQ(TotalOf("router1"), 2) << "what was counted stays";
+  EXPECT_THAT(test::Numbers(window->Rows()), ElementsAre(1, 2));
+  Deliver(1000, "router1", 1000);
   AddStored(1, 1000);
-  Library.Deliver(1000, "router1", 1000);
-  Platform.Clock.Advance(5'000);
-  Model.CheckTraps();
+  back();
   EXPECT_EQ(TotalOf("router1"), 4);
+  EXPECT_THAT(test::Numbers(window->Rows()), ElementsAre(1, 2, 3, 1000));
 }
 
 TEST_F(SystemsModelTest, AcknowledgedTrapsLeaveTheCountsOnce) {
   Store.AddSystem("core", "10.0.0.1");
-  ASSERT_TRUE(SystemList.LoadSystems(Connection));
+  SystemList.LoadSystems(Connection);
   for (std::int32_t number = 1; number <= 4; ++number) {
     Store.AddTrap({.EventTime = number, .Source = number % 2 == 0 ? "core" : "10.0.0.1"});
   }

@@ -57,7 +57,7 @@ struct SystemsWindowTest : testing::Test, test::World {
                       {header->sectionViewportPosition(section) + 20, header->height() / 2});
   }
 
-  frmDevices Window{Model, Desk, Windows};
+  frmDevices Window{Model, Desk, Filters, Windows};
   QTableView& List = test::Find<QTableView>(Window, "lvDevices");
   QAbstractItemModelTester Tester{List.model(), QAbstractItemModelTester::FailureReportingMode::Fatal};
 
@@ -117,7 +117,7 @@ TEST_F(SystemsWindowTest, ASortedListMovesOnlyWhileNobodyReadsIt) {
   EXPECT_EQ(Window.SelectedSystem()->Name, "host10") << "the selection went with its row";
   for (const char* damaged : {"9", "-2147483648", "9,2"}) {
     Platform.Settings.Values["Settings/SystemsSorting"] = damaged;
-    const frmDevices next(Model, Desk, Windows);
+    const frmDevices next(Model, Desk, Filters, Windows);
     EXPECT_EQ(test::Find<QTableView>(next).horizontalHeader()->sortIndicatorSection(), -1) << damaged;
   }
 }

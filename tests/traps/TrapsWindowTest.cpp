@@ -234,6 +234,25 @@ TEST_F(TrapsWindowTest, ShowsHostileTextsAsPlainVisibleTextAndCopiesThemWhole) {
   });
 }
 
+TEST_F(TrapsWindowTest, SaysWhyItIsEmpty) {
+  const auto says = [this](params::WindowParameters selection = {}) {
+    frmTraps window(ForTraps, Windows, WindowKind::Selected, std::move(selection));
+    window.Reset();
+    return TextOf(window, "lblEmptyList") + "|" + TextOf(window, "lblFilters");
+  };
+  Store.AddTrap(Trap(1));
+  EXPECT_EQ(says({.Source = "other"}), "No unacknowledged trap is what this window selects|");
+  HideSource("edge");
+  EXPECT_EQ(says(), "All that this window would show is hidden by filters|Filters In Force: 1 ");
+  Store.Execute("UPDATE EventTrap SET EventAck = 1");
+  Bounds.Option = intake::ViewOption::ShowOnlyNewTraps;
+  EXPECT_EQ(says(), "No new traps yet|Filters In Force: 1 ");
+  Store.Execute("ALTER TABLE EventTrap RENAME TO Gone");
+  EXPECT_EQ(says(), "Not loaded|Filters In Force: 1 ");
+  Window.Reset();
+  EXPECT_THAT(TextOf(Window, "lblNotice"), testing::EndsWith("no such table: EventTrap (1)"));
+}
+
 TEST_F(TrapsWindowTest, OpensEmptyAndClosesWhenItMay) {
   EXPECT_EQ(TextOf(Window, "lblEmptyList"), "No unacknowledged traps");
   Window.ShowTrapDetail();

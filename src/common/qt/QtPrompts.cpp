@@ -48,6 +48,7 @@ QMessageBox::StandardButtons ButtonsOf(PromptButtons buttons) {
     case PromptButtons::Ok:
       return QMessageBox::Ok;
     case PromptButtons::YesNo:
+    case PromptButtons::NoYes:
       return QMessageBox::Yes | QMessageBox::No;
     case PromptButtons::YesNoCancel:
       return QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel;
@@ -71,7 +72,8 @@ QString Beginning(const QString& text) {
   return end == text.size() ? text : text.left(end) + QChar(0x2026);
 }
 
-PromptAnswer RunBox(std::string_view text, PromptButtons buttons, PromptIcon icon) {
+PromptAnswer RunBox(std::string_view text, PromptButtons buttons, PromptIcon icon,
+                    std::string_view details = {}) {
   // Some texts part their lines by carriage returns, which a message box would not show.
   const QString whole = ToQString(text).replace(QLatin1Char('\r'), QLatin1Char('\n'));
   QMessageBox box(PromptParent());
@@ -80,12 +82,19 @@ PromptAnswer RunBox(std::string_view text, PromptButtons buttons, PromptIcon ico
   box.setTextFormat(Qt::PlainText);
   box.setIcon(IconOf(icon));
   box.setText(Beginning(whole));
+  QStringList further;
   if (box.text() != whole) {
-    box.setDetailedText(whole);
+    further.push_back(whole);
   }
+  if (!details.empty()) {
+    further.push_back(ToQString(details));
+  }
+  box.setDetailedText(further.join(QStringLiteral("\n\n")));
   box.setStandardButtons(ButtonsOf(buttons));
-  box.setDefaultButton(buttons == PromptButtons::Ok ? QMessageBox::Ok : QMessageBox::Yes);
-  if (buttons == PromptButtons::YesNo) {
+  box.setDefaultButton(buttons == PromptButtons::Ok      ? QMessageBox::Ok
+                       : buttons == PromptButtons::NoYes ? QMessageBox::No
+                                                         : QMessageBox::Yes);
+  if (buttons == PromptButtons::YesNo || buttons == PromptButtons::NoYes) {
     box.setEscapeButton(QMessageBox::No);
   }
   switch (box.exec()) {
@@ -135,6 +144,10 @@ void SetUp(QFileDialog& dialog, const FileQuestion& question) {
 
 void QtPrompts::Show(std::string_view text, PromptIcon icon) {
   RunBox(text, PromptButtons::Ok, icon);
+}
+
+void QtPrompts::ShowFailure(std::string_view text, std::string_view cause) {
+  RunBox(text, PromptButtons::Ok, PromptIcon::Critical, cause);
 }
 
 PromptAnswer QtPrompts::Ask(std::string_view text, PromptButtons buttons, PromptIcon icon) {

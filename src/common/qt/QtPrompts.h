@@ -9,6 +9,7 @@ namespace korvane {
 class QtPrompts : public Prompts {
  public:
   void Show(std::string_view text, PromptIcon icon) override;
+  void ShowFailure(std::string_view text, std::string_view cause) override;
   PromptAnswer Ask(std::string_view text, PromptButtons buttons, PromptIcon icon) override;
   std::optional<std::string> AskText(std::string_view prompt, std::string_view initial) override;
   std::optional<std::string> AskSaveFile(const FileQuestion& question) override;

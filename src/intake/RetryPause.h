@@ -1,0 +1,35 @@
+// When to try again what the store refused: after a few seconds, then after longer and longer pauses.  A
+// database that fails now may be back in a moment, and nobody else asks again for the rest of the shift.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+
+namespace korvane::intake {
+
+class RetryPause {
+ public:
+  // now: monotonic milliseconds, always of the same clock.
+  void Failed(std::int64_t now) {
+    if (at_ && now < *at_) {
+      return;  // several that fail together are one failure
+    }
+    pause_ = std::clamp(pause_ * 2, kFirst, kLongest);
+    at_ = now + pause_;
+  }
+  void Succeeded() {
+    at_.reset();
+    pause_ = 0;
+  }
+  bool IsDue(std::int64_t now) const { return at_ && now >= *at_; }
+
+ private:
+  static constexpr std::int64_t kFirst = 3000;
+  static constexpr std::int64_t kLongest = 60'000;
+
+  std::optional<std::int64_t> at_;  // set while something has failed
+  std::int64_t pause_ = 0;
+};
+
+}  // namespace korvane::intake
