@@ -15,6 +15,7 @@
 #include "common/RegistryValues.h"
 #include "receiver/Configuration.h"
 #include "receiver/clock/ClockWitness.h"
+#include "receiver/clock/MachineClocks.h"
 #include "receiver/snmp/InformTable.h"
 #include "receiver/snmp/LearntEngines.h"
 #include "receiver/snmp/Listener.h"
@@ -26,6 +27,8 @@
 #include "receiver/snmp/ValueText.h"
 #include "receiver/spool/StateFile.h"
 #include "support/FakePlatform.h"
+#include "support/PrivateBus.h"
+#include "support/Processes.h"
 #include "support/TempFolder.h"
 
 namespace korvane::receiver {
@@ -148,6 +151,16 @@ TEST(ClockWitnessTest, WhatItRemembersComesBackUnlessTheFileIsDamaged) {
     test::WriteFile(folder / "clock", damaged);
     EXPECT_EQ(ReadClockMemory(folder.Path()), std::nullopt) << damaged;
   }
+}
+
+TEST(MachineClocksTest, TheTimeServiceIsAskedAndNobodyMeansNo) {
+  const test::PrivateBus bus;
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.Address().c_str(), 1);
+  MachineClocks clocks;
+  EXPECT_FALSE(clocks.Synchronized()) << "no time service";
+  const test::Companion service({"/usr/bin/python3", "-m", "dbusmock", "--template", "timedated"});
+  EXPECT_TRUE(test::WaitUntil([&] { return clocks.Synchronized(); }, seconds(60)));
+  unsetenv("DBUS_SYSTEM_BUS_ADDRESS");
 }
 
 TEST(SnmpAccessTest, GoodLinesAreTakenAndEachBadOneIsNamed) {
