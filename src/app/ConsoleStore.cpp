@@ -10,16 +10,16 @@ void ConsoleStore::OpenDatabase() {
   store::OpenDatabase(Database);
 }
 
-void ConsoleStore::LoadSystems() {
-  SystemList.LoadSystems(Database);
+store::ReadOutcome ConsoleStore::LoadSystems() {
+  return SystemList.LoadSystems(Database);
 }
 
-void ConsoleStore::ReloadCategoryInformation() {
-  Categories.ReloadCategoryInformation(Database);
+store::ReadOutcome ConsoleStore::ReloadCategoryInformation() {
+  return Categories.ReloadCategoryInformation(Database);
 }
 
-void ConsoleStore::LoadFilters() {
-  Filters.LoadFilters(Database);
+store::ReadOutcome ConsoleStore::LoadFilters() {
+  return Filters.LoadFilters(Database);
 }
 
 void ConsoleStore::SaveSystems() {

@@ -21,9 +21,9 @@ class ConsoleStore : public SharedStore {
   ConsoleStore();
 
   void OpenDatabase() override;
-  void LoadSystems() override;
-  void ReloadCategoryInformation() override;
-  void LoadFilters() override;
+  store::ReadOutcome LoadSystems() override;
+  store::ReadOutcome ReloadCategoryInformation() override;
+  store::ReadOutcome LoadFilters() override;
   void SaveSystems() override;
   void Execute(std::string_view statement) override;
   void CloseDatabase() override;

@@ -11,7 +11,6 @@
 #include "common/Text.h"
 #include "mainwnd/FrameCaption.h"
 #include "platform/ApplicationTitle.h"
-#include "store/DatabaseError.h"
 
 namespace korvane::app {
 
@@ -86,17 +85,15 @@ StartupResult Startup::LoadMainWindow(MainWindow& window) {
   SharedStore& store = services_.Store;
   store.OpenDatabase();
   struct Reading {
-    void (SharedStore::*Read)();
+    store::ReadOutcome (SharedStore::*Read)();
     std::string_view Failure;
   };
   for (const Reading& reading :
        {Reading{&SharedStore::LoadSystems, "Could not read system information from the Database. "},
         {&SharedStore::ReloadCategoryInformation, "Could not read category information from the Database. "},
         {&SharedStore::LoadFilters, "Could not read filter information from the Database. "}}) {
-    try {
-      (store.*reading.Read)();
-    } catch (const store::DatabaseError& error) {
-      return FailForSupport(reading.Failure, error.what());
+    if (const store::ReadOutcome read = (store.*reading.Read)(); !read) {
+      return FailForSupport(reading.Failure, read.Cause());
     }
   }
   return StartupResult::Running;

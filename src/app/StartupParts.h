@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "app/WindowPlacement.h"
+#include "store/ReadOutcome.h"
 
 namespace korvane::app {
 
@@ -49,10 +50,10 @@ class SystemsWindow {
 class SharedStore {
  public:
   virtual ~SharedStore() = default;
-  virtual void OpenDatabase() = 0;                       // a failure shows as that of the next read
-  virtual void LoadSystems() = 0;                        // throws DatabaseError
-  virtual void ReloadCategoryInformation() = 0;          // throws DatabaseError
-  virtual void LoadFilters() = 0;                        // throws DatabaseError
+  virtual void OpenDatabase() = 0;  // a failure shows as that of the next read
+  virtual store::ReadOutcome LoadSystems() = 0;
+  virtual store::ReadOutcome ReloadCategoryInformation() = 0;
+  virtual store::ReadOutcome LoadFilters() = 0;
   virtual void SaveSystems() = 0;                        // throws DatabaseError
   virtual void Execute(std::string_view statement) = 0;  // throws DatabaseError
   virtual void CloseDatabase() = 0;                      // recordsets first

@@ -125,25 +125,30 @@ void Systems::Clear() {
   impl_ = std::make_unique<Impl>();
 }
 
-void Systems::LoadSystems(store::Connection& connection) {
+store::ReadOutcome Systems::LoadSystems(store::Connection& connection) {
   auto read = std::make_unique<Impl>();
-  auto rows = connection.OpenRecordset(store::kSystemTable);
-  while (rows.Next()) {
-    read->AddStored({.Name = rows.Text(kNameColumn),
-                     .Address = rows.Text(kAddressColumn),
-                     .Type = rows.Text(kTypeColumn),
-                     .Modules = {},
-                     .Sources = {}});
-  }
-  rows.Close();
-  auto modules = connection.OpenRecordset(store::kModuleTable);
-  while (modules.Next()) {
-    const std::size_t index = read->FindFolded(modules.Text(kNameColumn));
-    if (index != kNone) {
-      read->List[index].Modules.push_back(modules.Text(kModuleColumn));
+  try {
+    auto rows = connection.OpenRecordset(store::kSystemTable);
+    while (rows.Next()) {
+      read->AddStored({.Name = rows.Text(kNameColumn),
+                       .Address = rows.Text(kAddressColumn),
+                       .Type = rows.Text(kTypeColumn),
+                       .Modules = {},
+                       .Sources = {}});
     }
+    rows.Close();
+    auto modules = connection.OpenRecordset(store::kModuleTable);
+    while (modules.Next()) {
+      const std::size_t index = read->FindFolded(modules.Text(kNameColumn));
+      if (index != kNone) {
+        read->List[index].Modules.push_back(modules.Text(kModuleColumn));
+      }
+    }
+  } catch (const store::DatabaseError& error) {
+    return store::ReadOutcome(error);
   }
   impl_ = std::move(read);
+  return {};
 }
 
 void Systems::Impl::Save(store::Connection& connection, std::size_t index, TextSet& storedNames) {

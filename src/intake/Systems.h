@@ -13,6 +13,7 @@
 
 #include "intake/Intake.h"
 #include "store/Connection.h"
+#include "store/ReadOutcome.h"
 #include "store/TrapRecord.h"
 
 namespace korvane::intake {
@@ -32,9 +33,8 @@ class Systems : public intake::SystemDirectory {
   Systems();
   ~Systems() override;
 
-  // Fills the list from System_Table and Module_Table.  Throws DatabaseError, which leaves the list as it
-  // was.
-  void LoadSystems(store::Connection& connection);
+  // Fills the list from System_Table and Module_Table; a database call that fails leaves it as it was.
+  store::ReadOutcome LoadSystems(store::Connection& connection);
   // Writes back what changed and what is new (as "Manual"), in one transaction; deletes nothing, since other
   // products share the tables.  A row of theirs keeps its name.  A row that the database refuses does not
   // keep the others from being saved; its DatabaseError is thrown at the end.

@@ -121,13 +121,17 @@ std::vector<CategoryCriterion> CriteriaOf(const CategoryTables& tables, const st
 
 }  // namespace
 
-void CategoryInformation::ReloadCategoryInformation(store::Connection& connection) {
+store::ReadOutcome CategoryInformation::ReloadCategoryInformation(store::Connection& connection) {
   CategoryTables tables;
-  ReadMaster(connection, tables);
-  ReadGroupDetail(connection, tables);
-  ReadGroup(connection, tables);
-  ReadMembers(connection, tables);
-  ReadDefinitions(connection, tables);
+  try {
+    ReadMaster(connection, tables);
+    ReadGroupDetail(connection, tables);
+    ReadGroup(connection, tables);
+    ReadMembers(connection, tables);
+    ReadDefinitions(connection, tables);
+  } catch (const store::DatabaseError& error) {
+    return store::ReadOutcome(error);
+  }
   std::vector<Category> categories;
   for (std::string& name : tables.MasterNames) {
     if (HasTrapGroup(tables, name)) {
@@ -136,6 +140,7 @@ void CategoryInformation::ReloadCategoryInformation(store::Connection& connectio
     }
   }
   Assign(std::move(categories));
+  return {};
 }
 
 void CategoryInformation::Clear() {

@@ -10,6 +10,7 @@
 
 #include "common/Text.h"
 #include "store/Connection.h"
+#include "store/ReadOutcome.h"
 #include "store/TrapRecord.h"
 
 namespace korvane::params {
@@ -35,9 +36,9 @@ struct Category {
 
 class CategoryInformation {
  public:
-  // Reads all trap categories anew, each table once.  Throws DatabaseError: the categories that were there
-  // stay in force.
-  void ReloadCategoryInformation(store::Connection& connection);
+  // Reads all trap categories anew, each table once.  When a database call fails the categories that were
+  // there stay in force.
+  store::ReadOutcome ReloadCategoryInformation(store::Connection& connection);
   void Clear();
 
   const std::vector<Category>& Categories() const { return categories_; }

@@ -182,11 +182,9 @@ std::optional<std::size_t> FiltersForm::FirstUnsaved() const {
 }
 
 void FiltersForm::Apply() {
-  try {
-    services_.Filters.LoadFilters(services_.Connection);
-  } catch (const store::DatabaseError& error) {
+  if (const auto read = services_.Filters.LoadFilters(services_.Connection); !read) {
     services_.Prompt.ShowFailure("Could not read filter information from the Database. " + SupportSentence(),
-                                 error.what());
+                                 read.Cause());
   }
   services_.Names.ClearCache();
   services_.Windows.FiltersChanged();

@@ -9,17 +9,22 @@
 
 namespace korvane::params {
 
-void TrapFilters::LoadFilters(store::Connection& connection) {
+store::ReadOutcome TrapFilters::LoadFilters(store::Connection& connection) {
   std::vector<TrapFilter> filters;
-  for (StoredFilter& stored : FilterStore(connection).ReadFilters()) {
-    FilterValues& values = stored.Values;
-    filters.push_back({.SourceAgent = std::move(values.SourceAgent),
-                       .GenericTrap = values.GenericTrap,
-                       .EnterpriseOid = std::move(values.EnterpriseOid),
-                       .SpecificTrap = values.SpecificTrap,
-                       .VarBinds = CaseInsensitiveNeedle(values.VarBinds)});
+  try {
+    for (StoredFilter& stored : FilterStore(connection).ReadFilters()) {
+      FilterValues& values = stored.Values;
+      filters.push_back({.SourceAgent = std::move(values.SourceAgent),
+                         .GenericTrap = values.GenericTrap,
+                         .EnterpriseOid = std::move(values.EnterpriseOid),
+                         .SpecificTrap = values.SpecificTrap,
+                         .VarBinds = CaseInsensitiveNeedle(values.VarBinds)});
+    }
+  } catch (const store::DatabaseError& error) {
+    return store::ReadOutcome(error);
   }
   Assign(std::move(filters));
+  return {};
 }
 
 std::string FiltersInForceText(std::size_t filters) {

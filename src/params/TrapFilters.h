@@ -9,6 +9,7 @@
 
 #include "common/Text.h"
 #include "store/Connection.h"
+#include "store/ReadOutcome.h"
 #include "store/TrapRecord.h"
 
 namespace korvane::params {
@@ -24,8 +25,8 @@ struct TrapFilter {
 class TrapFilters {
  public:
   // Rebuilds the list from the two tables, each read once; a group row without a detail row is skipped.
-  // Throws DatabaseError: the filters that were there stay in force.
-  void LoadFilters(store::Connection& connection);
+  // When a database call fails the filters that were there stay in force.
+  store::ReadOutcome LoadFilters(store::Connection& connection);
   void Clear();
   const std::vector<TrapFilter>& Filters() const { return filters_; }  // in load order
   // Grows with every change of the list: what was derived from the list holds while this stays the same.

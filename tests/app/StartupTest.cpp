@@ -61,9 +61,9 @@ struct FakeConsole : app::SharedStore,
   }
 
   void OpenDatabase() override { Calls.emplace_back("OpenDatabase"); }
-  void LoadSystems() override { Read("LoadSystems"); }
-  void ReloadCategoryInformation() override { Read("ReloadCategoryInformation"); }
-  void LoadFilters() override { Read("LoadFilters"); }
+  store::ReadOutcome LoadSystems() override { return Read("LoadSystems"); }
+  store::ReadOutcome ReloadCategoryInformation() override { return Read("ReloadCategoryInformation"); }
+  store::ReadOutcome LoadFilters() override { return Read("LoadFilters"); }
   void SaveSystems() override { Write("SaveSystems"); }
   void Execute(std::string_view statement) override { Write("Execute " + std::string(statement)); }
   void CloseDatabase() override { Calls.emplace_back("CloseDatabase"); }
@@ -91,11 +91,10 @@ struct FakeConsole : app::SharedStore,
     return intake::kReceiverThreadOk + 1;  // that it did not stop holds nothing up
   }
 
-  void Read(const std::string& name) {
+  store::ReadOutcome Read(const std::string& name) {
     Calls.push_back(name);
-    if (name == FailingRead) {
-      throw store::DatabaseError("no such table", "HY000", 1, name);
-    }
+    const store::DatabaseError failure("no such table", "HY000", 1, name);
+    return name == FailingRead ? store::ReadOutcome(failure) : store::ReadOutcome();
   }
   void Write(const std::string& call) {
     Calls.push_back(call);
