@@ -13,6 +13,7 @@
 #include "categories/CategoryTransaction.h"
 #include "categories/CategoryWriter.h"
 #include "common/ReplacedFile.h"
+#include "common/Text.h"
 
 namespace korvane::categories {
 
@@ -64,9 +65,9 @@ std::vector<OfferedCategory> CategoriesOfStore(store::Connection& connection) {
 std::vector<OfferedCategory> CategoriesOfFile(std::string_view path, store::Connection& connection) {
   std::vector<OfferedCategory> offered;
   CategoryTransaction transaction(connection);
-  CategoryWriter writer(transaction);
+  const auto inUse = CategoryWriter(transaction).NamesInUse();
   for (ExchangedCategory& category : ReadCategoryFile(ReadFile(path))) {
-    const bool exists = writer.CategoryExists(category.Name);
+    const bool exists = inUse.contains(FoldCase(category.Name));
     offered.push_back({.Category = std::move(category), .Exists = exists, .Chosen = !exists});
   }
   return offered;
@@ -89,13 +90,14 @@ void StoreChosen(const std::vector<OfferedCategory>& offered, store::Connection&
   CategoryTransaction transaction(connection);
   CategoryStore categories(transaction);
   CategoryWriter writer(transaction);
+  const auto inUse = writer.NamesInUse();
   for (const OfferedCategory& each : offered) {
     if (!each.Chosen) {
       continue;
     }
     const auto& [name, details] = each.Category;
-    if (each.Exists) {
-      categories.DeleteCategoryAllKinds(name);
+    if (const auto old = inUse.find(FoldCase(name)); each.Exists && old != inUse.end()) {
+      categories.DeleteCategoryAllKinds(old->second);
     }
     try {
       writer.AddCategory(name, details.Description, details.Severity, details.Traps);

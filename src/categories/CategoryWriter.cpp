@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "common/Text.h"
 #include "params/CategoryInformation.h"
 #include "store/DatabaseError.h"
 #include "store/Recordset.h"
@@ -27,10 +28,6 @@ void CheckTexts(std::string_view name, std::span<const TrapDetail> traps) {
   }
 }
 
-bool HasRow(store::Connection& connection, std::string_view table, const std::string& filter) {
-  return connection.OpenRecordset(table, filter).Next();
-}
-
 std::int32_t LargestId(store::Connection& connection, std::string_view table) {
   store::Recordset rows = connection.OpenRecordset(fmt::format("SELECT MAX(Category_ID) FROM {}", table));
   return rows.Next() ? rows.Integer(std::size_t{0}) : 0;
@@ -38,8 +35,14 @@ std::int32_t LargestId(store::Connection& connection, std::string_view table) {
 
 }  // namespace
 
-bool CategoryWriter::CategoryExists(std::string_view name) {
-  return HasRow(Db(), store::kCategoryGroupMaster, "Category_Name = " + store::Quoted(name));
+std::map<std::string, std::string> CategoryWriter::NamesInUse() {
+  std::map<std::string, std::string> names;
+  store::Recordset rows = Db().OpenRecordset(store::kCategoryGroupMaster);
+  while (rows.Next()) {
+    std::string name = rows.Text("Category_Name");
+    names.emplace(FoldCase(name), std::move(name));
+  }
+  return names;
 }
 
 void CategoryWriter::AddCategory(std::string_view name, std::string_view description, std::int32_t severity,

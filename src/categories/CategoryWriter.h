@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -24,8 +25,8 @@ class CategoryWriter {
  public:
   explicit CategoryWriter(CategoryTransaction& transaction) : transaction_(transaction) {}
 
-  // As the database compares names.
-  bool CategoryExists(std::string_view name);
+  // The names in use by their folded texts: of two that differ in letter case only no file could hold both.
+  std::map<std::string, std::string> NamesInUse();
 
   // The category with its group of traps, the traps, and its relation to the root; may throw RelationExists.
   // After another error the same call on the same object begins anew: what the failed one wrote goes first.

@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include "common/Text.h"
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
+#include "store/Statements.h"
 
 namespace korvane::categories {
 
@@ -185,7 +187,8 @@ bool WizardForm::MayLeaveFirstPage() {
     prompts_.Show("Please assign a name to the category.", PromptIcon::Information);
     return false;
   }
-  if (writer_.CategoryExists(name_)) {
+  store::Quoted(name_);  // throws for what no statement can hold
+  if (writer_.NamesInUse().contains(FoldCase(name_))) {
     prompts_.Show(
         fmt::format("A category with this name viz. '{}' already exists. Please assign a unique name.",
                     name_),

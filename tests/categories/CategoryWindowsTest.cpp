@@ -228,9 +228,9 @@ TEST_F(CategoryWizardTest, MakesACategoryFromTheKeyboard) {
   const auto refused = [this](const char* reason) { EXPECT_EQ(Prompt.LastMessage(), reason); };
   Press(*Window, Qt::Key_Return);
   refused("Please assign a name to the category.");
-  Type(*Window, "txtCatName", "Taken");
+  Type(*Window, "txtCatName", "TAKEN");
   Press(*Window, Qt::Key_Return);
-  refused("A category with this name viz. 'Taken' already exists. Please assign a unique name.");
+  refused("A category with this name viz. 'TAKEN' already exists. Please assign a unique name.");
   Type(*Window, "txtCatDescription", "All that blows");
   Type(*Window, "txtCatName", "Fans");
   Press(*Window, Qt::Key_Return);
