@@ -52,7 +52,7 @@ class ModuleWriter {
 
  private:
   void WriteEnterprise(std::string_view oid, const std::vector<const Definition*>& definitions) {
-    const std::string name = FreeName(oid, definitions.front()->Name);
+    const std::string name = NameOf(oid, definitions.front()->Name);
     connection_.Execute(fmt::format("UPDATE {} SET Name = {} WHERE EnterpriseOid = {} AND Name <> {}",
                                     store::kEventStructure, Quoted(name), Quoted(oid), Quoted(name)));
     std::map<std::int32_t, KnownTrap> known;
@@ -77,6 +77,14 @@ class ModuleWriter {
         ++counts_.Updated;
       }
     }
+  }
+
+  // A module that gives the enterprise by its number leaves it the name that it has.
+  std::string NameOf(std::string_view oid, const std::string& name) {
+    if (name.find_first_not_of("0123456789.") != std::string::npos) return FreeName(oid, name);
+    store::Recordset known = connection_.OpenRecordset(
+        store::kEventStructure, fmt::format("EnterpriseOid = {} AND Name <> {}", Quoted(oid), Quoted(name)));
+    return known.Next() ? known.Text("Name") : name;
   }
 
   // Names are unique within a module only, and "traps" is a favourite of many makers.
