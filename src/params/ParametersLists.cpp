@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "params/CategoryInformation.h"
+#include "store/Codes.h"
 
 namespace korvane::params {
 
@@ -20,6 +21,16 @@ std::vector<std::string> StoredParametersLists::TrapNamesOf(std::string_view ent
     trapNames.push_back(std::move(trap.TrapName));
   }
   return trapNames;
+}
+
+std::optional<std::int32_t> StoredParametersLists::GenericTrapOf(std::string_view enterpriseName,
+                                                                 std::string_view trapName) {
+  for (const store::NamedTrap& trap : names_.TrapsOfEnterprise(enterpriseName)) {
+    if (trap.TrapName == trapName) {
+      return store::GenericCodeOf(store::WithoutInstance(trap.EnterpriseOid), trap.SpecificTrap);
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace korvane::params

@@ -2,6 +2,8 @@
 // User-interface thread; every call may throw DatabaseError.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +20,9 @@ class ParametersLists {
   virtual std::vector<std::string> EnterpriseNames() = 0;  // once each
   // As a trap record carries them in TrapName, since windows compare them exactly.
   virtual std::vector<std::string> TrapNamesOf(std::string_view enterpriseName) = 0;
+  // The generic code under which a standard trap is stored; nothing for a trap of its own enterprise.
+  virtual std::optional<std::int32_t> GenericTrapOf(std::string_view enterpriseName,
+                                                    std::string_view trapName) = 0;
 };
 
 // Read from the store when asked.
@@ -29,6 +34,8 @@ class StoredParametersLists : public ParametersLists {
   std::vector<std::string> CategoryNames() override;
   std::vector<std::string> EnterpriseNames() override;
   std::vector<std::string> TrapNamesOf(std::string_view enterpriseName) override;
+  std::optional<std::int32_t> GenericTrapOf(std::string_view enterpriseName,
+                                            std::string_view trapName) override;
 
  private:
   store::Connection& connection_;

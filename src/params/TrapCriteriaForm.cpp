@@ -204,6 +204,14 @@ std::string TrapCriteriaForm::OidOfEnterprise() {
 void TrapCriteriaForm::ChooseTrap(std::size_t position) {
   Choose(controls_.lvTraps, position);
   const std::size_t chosen = controls_.lvTraps.Position;
+  if (chosen != 0) {
+    const auto generic =
+        store::GenericCodeOf(traps_[chosen - 1].EnterpriseOid, traps_[chosen - 1].SpecificTrap);
+    if (generic) {
+      ChooseGeneric(static_cast<std::size_t>(*generic) + (HasAll() ? 1 : 0));
+      return;
+    }
+  }
   criteria_.EnterpriseOid = chosen == 0 ? enterpriseOid_ : traps_[chosen - 1].EnterpriseOid;
   criteria_.SpecificTrap = chosen == 0 ? 0 : traps_[chosen - 1].SpecificTrap;
 }

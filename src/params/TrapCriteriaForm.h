@@ -41,6 +41,7 @@ class TrapCriteriaForm {
   void EditSource(std::string_view text);
   void ChooseGeneric(std::size_t position);
   void ChooseEnterprise(std::size_t position);
+  // A standard trap is stored as a generic one, so it is that which is chosen then, and no enterprise.
   void ChooseTrap(std::size_t position);
   void EditVarBinds(std::string_view text);
 

@@ -138,6 +138,16 @@ void WindowParametersForm::ListTrapsOfEnterprise() {
 
 void WindowParametersForm::ChooseTrap(std::size_t position) {
   Choose(controls_.lvTraps, position);
+  if (controls_.lvTraps.Position == 0) {
+    return;
+  }
+  try {
+    if (const auto generic = lists_.GenericTrapOf(controls_.cboEnterprise.Text(), controls_.lvTraps.Text())) {
+      ChooseGeneric(static_cast<std::size_t>(*generic) + 1);  // behind "-All-"
+    }
+  } catch (const store::DatabaseError& error) {
+    ReportError(error);
+  }
 }
 
 void WindowParametersForm::EditWindowName(std::string_view text) {

@@ -15,6 +15,12 @@ std::string_view GenericTrapName(std::int32_t code) {
   return index < kGenericTrapNames.size() ? kGenericTrapNames[index] : "Unknown";
 }
 
+std::optional<std::int32_t> GenericCodeOf(std::string_view enterpriseOid, std::int32_t specificTrap) {
+  const bool standard =
+      enterpriseOid == kStandardTrapsOid && specificTrap >= 1 && specificTrap <= kEnterpriseSpecific;
+  return standard ? std::optional(specificTrap - 1) : std::nullopt;
+}
+
 std::optional<std::int32_t> StoredSpecificCode(std::string_view text) {
   const std::string_view digits = WithoutBlanks(text);
   return digits.empty() ? 0 : NumberIn<std::int32_t>(digits);

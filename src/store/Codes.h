@@ -19,6 +19,12 @@ inline constexpr std::int32_t kEnterpriseSpecific = 6;
 std::string_view SeverityName(std::int32_t code);     // any other code: "Clear"
 std::string_view GenericTrapName(std::int32_t code);  // any other code: "Unknown"
 
+// The standard notifications (RFC 3418) stand below this OID, numbered by generic code plus one.
+inline constexpr std::string_view kStandardTrapsOid = "1.3.6.1.6.3.1.1.5";
+
+// The generic code under which such a trap is stored, whoever sent it; nothing for a trap of an enterprise.
+std::optional<std::int32_t> GenericCodeOf(std::string_view enterpriseOid, std::int32_t specificTrap);
+
 // The specific code of a category's row, which is stored as a text: 0, which means any, when it is blank;
 // nothing when it is no number, so that the row describes no trap.
 std::optional<std::int32_t> StoredSpecificCode(std::string_view text);

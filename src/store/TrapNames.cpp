@@ -19,9 +19,6 @@ namespace korvane::store {
 
 namespace {
 
-// The standard notifications (RFC 3418) stand below this OID, numbered by generic code plus one.
-constexpr std::string_view kStandardTrapsOid = "1.3.6.1.6.3.1.1.5";
-
 std::string_view Normalised(std::string_view oid) {
   if (oid.starts_with('.')) oid.remove_prefix(1);
   return oid;

@@ -135,6 +135,7 @@ struct NewWindowTest : test::RulesWorld, testing::Test {
     AddCategory("Links");
     Store.AddDefinition("1.3.6.1.4.1.50", 2, "fanBack", "Acme");
     Store.AddDefinition("1.3.6.1.4.1.60", 9, "zap", "Zeta");
+    Store.AddDefinition("1.3.6.1.6.3.1.1.5", 1, "coldStart", "snmpTraps");
   }
   frmNewWindParams& Open(int mode = kModeNewWindow) {
     Record.Mode = mode;
@@ -180,7 +181,8 @@ TEST_F(NewWindowTest, AWindowIsPutTogetherAndGoingBackLeavesNoHiddenCondition) {
   Choose(dialog, "cboEnterprise", "Zeta");
   EXPECT_THAT(test::Rows(Find<QAbstractItemView>(dialog, "lvTraps")), ElementsAre("-All-", "zap"));
   Choose(dialog, "lvTraps", "zap");
-  Choose(dialog, "cboGeneric", "coldStart");
+  Choose(dialog, "cboEnterprise", "snmpTraps");
+  Choose(dialog, "lvTraps", "coldStart");  // stored as generic, of any enterprise
   Type(dialog, "txtVarBinds", "-All-");
   EXPECT_EQ(Ok(), "Fans (Custom View)||<b>ROUTER'1|0|0|||") << "never the word -All-";
   Click(dialog, "optEvtGrp");

@@ -17,6 +17,7 @@ class FakeLists : public params::ParametersLists {
     return enterpriseName == "Acme" ? std::vector<std::string>{"fanFailed", "fanBack"}
                                     : std::vector<std::string>{"zap"};
   }
+  std::optional<std::int32_t> GenericTrapOf(std::string_view, std::string_view) override { return {}; }
 };
 
 }  // namespace korvane::test
