@@ -104,6 +104,7 @@ std::unique_ptr<intake::ReceiverLibrary> ConsoleApp::MakeLibrary() {
   const auto open = [] { return OpenOwnConnection(kFeederTimeouts); };
   intake::StoreFeederOptions options;
   options.KnownNumber = [this] { return bounds_.StartNumber; };
+  options.OnlyNew = [this] { return bounds_.OnlyNew(); };
   return std::make_unique<intake::StoreFeeder>(open, host_.Names, intake::ReadMailSettings(host_.Registry),
                                                std::move(options));
 }

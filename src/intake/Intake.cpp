@@ -79,6 +79,7 @@ void Intake::CheckTraps() {
     log_.TryWriteLog(error.what());
     ++hand_.Failures;
   }
+  Show();
 }
 
 void Intake::BeginTick() {
@@ -96,9 +97,19 @@ void Intake::Drain() {
   while (hand_.Held || TakeNext()) {
     Admit(windows);
   }
-  systems_.RefreshStatus();
+}
+
+void Intake::Show() {
+  const auto guarded = [this](const auto& step) {
+    try {
+      step();
+    } catch (const std::exception& error) {
+      log_.TryWriteLog(error.what());
+    }
+  };
+  guarded([this] { systems_.RefreshStatus(); });
   for (TrapsWindow* window : windows_.InCreationOrder()) {
-    window->UpdateStatusBar();
+    guarded([window] { window->UpdateStatusBar(); });
   }
 }
 
@@ -109,6 +120,7 @@ bool Intake::TakeNext() {
   }
   hand_.Held = true;
   hand_.Notes = library_.NotesOfTrap();
+  hand_.New = library_.TrapIsNew();
   hand_.Counted = false;
   hand_.Offered.clear();
   state_.gLastTrapTime = std::max(state_.gLastTrapTime, hand_.Received.TimeKey);
@@ -123,7 +135,7 @@ void Intake::Admit(const std::vector<TrapsWindow*>& windows) {
   if (!trap.Filtered) {
     Route(trap, windows);
   }
-  ++counters_.PeriodTraps;
+  counters_.PeriodTraps += hand_.New ? 1 : 0;
   hand_.Held = false;
 }
 

@@ -68,6 +68,7 @@ class Intake {
   // One tick; nothing once the program shuts down.  Never throws: an error ends the tick, is logged, and the
   // next tick begins with the trap in hand, for those that have not taken it yet.  When that fails again the
   // trap is admitted without a definition, whoever still fails goes without it, and the list goes on.
+  // What was admitted is shown, however the tick ends.
   void CheckTraps();
 
   const IntakeCounters& Counters() const { return counters_; }
@@ -77,6 +78,7 @@ class Intake {
   struct TrapInHand {
     ReceivedTrap Received;
     std::string Notes;
+    bool New = true;    // it arrived, and was not there at the start
     bool Held = false;  // taken, and not yet handed to everyone
     int Failures = 0;
     bool Counted = false;               // by the Systems window
@@ -85,6 +87,7 @@ class Intake {
 
   void BeginTick();
   void Drain();
+  void Show();  // what was admitted, also by a tick that failed
   bool TakeNext();
   void Admit(const std::vector<TrapsWindow*>& windows);
   void Complete(store::IncomingTrap& trap);

@@ -35,6 +35,11 @@ struct LoadBounds {
   // store before it is delivered, alone or with its whole system; its delivery must not bring it back.
   SequenceSet Acknowledged{};
 
+  // Traps that were logged before the start are not shown, though some are of the same second as the mark.
+  bool OnlyNew() const {
+    return Option == ViewOption::ShowOnlyNewTraps && StartNumber != std::numeric_limits<std::int32_t>::max();
+  }
+
   // The largest SequenceNumber delivered so far.
   std::int32_t HighestDelivered = std::numeric_limits<std::int32_t>::min();
 };
@@ -46,7 +51,9 @@ struct LoadRange {
   std::optional<std::int32_t> LateBelow;  // rows at or below it count only when they were delivered
 
   bool Wants(const LoadBounds& bounds, std::int32_t eventTime, std::int32_t sequenceNumber) const {
-    return !LateBelow || eventTime > *LateBelow || bounds.LateTraps.Contains(sequenceNumber);
+    const bool logged = bounds.OnlyNew() && sequenceNumber <= bounds.StartNumber;
+    const bool late = LateBelow && eventTime <= *LateBelow;
+    return (!logged && !late) || bounds.LateTraps.Contains(sequenceNumber);
   }
 };
 

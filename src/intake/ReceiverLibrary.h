@@ -41,6 +41,9 @@ class ReceiverLibrary {
   // Not one of the library's calls: the notes stored with the trap that was handed out last, for which the
   // record has no place.  Holds until the next one; empty where whoever delivers does not know them.
   virtual std::string_view NotesOfTrap() const { return {}; }
+  // Nor is this: false when the trap handed out last was stored before the start, and comes from the list
+  // only because the first load ends below its second.  It does not count as one that arrives.
+  virtual bool TrapIsNew() const { return true; }
   // The name of a system known by its address; false when it is not known (yet): a later call may succeed.
   // Given a name instead of an address, a library may answer with the address of that name.
   virtual bool KVResolveSystemName(const std::string& address, std::string& name) = 0;

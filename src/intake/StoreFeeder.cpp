@@ -127,7 +127,9 @@ std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {
   taken_ = {};
   nextTaken_ = 0;
   shared_ = std::make_shared<Shared>();
-  const TrapFollower follower(highWaterMark, options_.Following, options_.KnownNumber());
+  knownNumber_ = options_.KnownNumber();
+  const std::int32_t mark = options_.OnlyNew() ? std::numeric_limits<std::int32_t>::max() : highWaterMark;
+  const TrapFollower follower(mark, options_.Following, knownNumber_);
   const bool started = worker_.Start([shared = shared_, open = openConnection_, follower, options = options_](
                                          std::stop_token stop, CancellableConnection& cancellable) {
     shared->Follow(open, follower, options, std::move(stop), cancellable);
@@ -153,6 +155,11 @@ std::string_view StoreFeeder::NotesOfTrap() const {
   }
   const auto notes = taken_.Notes.find(taken_.Traps[nextTaken_ - 1].SequenceNumber);
   return notes != taken_.Notes.end() ? std::string_view(notes->second) : std::string_view();
+}
+
+bool StoreFeeder::TrapIsNew() const {
+  return nextTaken_ == 0 || knownNumber_ == std::numeric_limits<std::int32_t>::max() ||
+         taken_.Traps[nextTaken_ - 1].SequenceNumber > knownNumber_;
 }
 
 std::int32_t StoreFeeder::StopRecvEvents() {

@@ -45,6 +45,8 @@ struct StoreFeederOptions {
   // Asked on starting: the largest SequenceNumber before the console loaded what was there.  Without it a row
   // that is stored with an older time between that load and the feeder's first read counts as loaded.
   std::function<std::int32_t()> KnownNumber = [] { return std::numeric_limits<std::int32_t>::max(); };
+  // Asked on starting too: nothing up to that number is delivered, whatever its time.
+  std::function<bool()> OnlyNew = [] { return false; };
   Worker::ThreadMaker MakeThread = Worker::MakeThread;
 };
 
@@ -59,6 +61,7 @@ class StoreFeeder : public ReceiverLibrary {
   std::int32_t StartRecvEvents(std::int32_t highWaterMark) override;
   std::int32_t GetEventFromList(ReceivedTrap& trap) override;
   std::string_view NotesOfTrap() const override;  // as they were when the row was read
+  bool TrapIsNew() const override;
   // Within StopPatience and a little: a call that hangs is cancelled, and when that does not help the thread
   // is left behind with what it owns, which answers 1.  What is still in the list is gone.
   std::int32_t StopRecvEvents() override;
@@ -81,6 +84,7 @@ class StoreFeeder : public ReceiverLibrary {
   std::shared_ptr<Shared> shared_;  // what the thread and this object share
   TrapFollower::Progress taken_;    // taken from the queue, not yet handed out
   std::size_t nextTaken_ = 0;
+  std::int32_t knownNumber_ = std::numeric_limits<std::int32_t>::max();
 };
 
 // The defaults of a mail action as the installation wrote them into the registry, in the strings

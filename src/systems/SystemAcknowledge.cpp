@@ -16,15 +16,24 @@ namespace korvane::systems {
 namespace {
 
 // The traps of the source that were acknowledged although nobody has been handed them yet: they are stored,
-// and still in the receiver library's list.
+// and still in the receiver library's list.  All that was acknowledged before may be very many, so it is
+// asked for by ranges that an index holds.
 void ReadUndelivered(store::Connection& connection, std::string_view source, std::int32_t beforeTime,
-                     std::int32_t highestDelivered, std::vector<std::int32_t>& numbers) {
-  store::Recordset rows = connection.OpenRecordset(
-      fmt::format("SELECT SequenceNumber FROM {}", store::kEventTrap),
-      fmt::format("EventAck = 1 AND Source = {} AND EventTime < {} AND SequenceNumber > {}",
-                  store::Quoted(source), beforeTime, highestDelivered));
-  while (rows.Next()) {
-    numbers.push_back(rows.Integer("SequenceNumber"));
+                     const intake::LoadBounds& bounds, std::vector<std::int32_t>& numbers) {
+  const bool sinceStart = bounds.Settled && bounds.HighestDelivered <= bounds.StartNumber;
+  std::vector<std::string> ranges = {
+      fmt::format("SequenceNumber > {}", sinceStart ? bounds.StartNumber : bounds.HighestDelivered)};
+  if (sinceStart) {
+    ranges.push_back(fmt::format("EventTime >= {}", bounds.StartMark));  // the first that the list brings
+  }
+  for (const std::string& range : ranges) {
+    store::Recordset rows =
+        connection.OpenRecordset(fmt::format("SELECT SequenceNumber FROM {}", store::kEventTrap),
+                                 fmt::format("EventAck = 1 AND Source = {} AND EventTime < {} AND {}",
+                                             store::Quoted(source), beforeTime, range));
+    while (rows.Next()) {
+      numbers.push_back(rows.Integer("SequenceNumber"));
+    }
   }
 }
 
@@ -39,7 +48,7 @@ std::optional<std::string> SystemAcknowledge::Acknowledge(const intake::System& 
     store::Transaction transaction(connection_);
     for (const std::string& source : sources) {
       connection_.Execute(store::AcknowledgeSourceStatement(source, beforeTime));
-      ReadUndelivered(connection_, source, beforeTime, bounds_.HighestDelivered, undelivered);
+      ReadUndelivered(connection_, source, beforeTime, bounds_, undelivered);
     }
     transaction.Commit();
   } catch (const store::DatabaseError& error) {

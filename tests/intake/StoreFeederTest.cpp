@@ -191,6 +191,7 @@ class StoreFeederTest : public testing::Test {
       for (ReceivedTrap trap; feeder.GetEventFromList(trap) != 0;) {
         numbers_.push_back(trap.SequenceNumber);
         notes_ = feeder.NotesOfTrap();
+        new_ = feeder.TrapIsNew();
       }
       return !numbers_.empty() && numbers_.back() == number;
     });
@@ -202,6 +203,7 @@ class StoreFeederTest : public testing::Test {
   std::shared_ptr<test::FakeHostNames> hosts_ = std::make_shared<test::FakeHostNames>();
   Numbers numbers_;
   std::string notes_;
+  bool new_ = true;
 };
 
 TEST_F(StoreFeederTest, DeliversWhatIsNewInOrderAndStops) {
@@ -209,11 +211,15 @@ TEST_F(StoreFeederTest, DeliversWhatIsNewInOrderAndStops) {
   store_.AddTrap({.EventTime = 20, .EventAck = 1});
   store_.AddTrap({.EventTime = 20});
   options_.MostQueuedBytes = 1;  // each trap alone is more
+  std::int32_t known = 3;
+  options_.KnownNumber = [&known] { return known; };
   StoreFeeder feeder = Feeder();
   ASSERT_EQ(feeder.StartRecvEvents(20), kReceiverThreadOk);
   ASSERT_TRUE(Arrives(feeder, 3));
+  EXPECT_FALSE(new_);
   store_.AddTrap({.EventTime = 5});
   ASSERT_TRUE(Arrives(feeder, 4));
+  EXPECT_TRUE(new_);
 
   // The file of the traps alone may be away.
   const std::string away = store_.TrapFile().string() + ".away";
@@ -229,10 +235,17 @@ TEST_F(StoreFeederTest, DeliversWhatIsNewInOrderAndStops) {
 
   AddMany(2);
   store_.AddTrap({.EventTime = 1002});
+  known = 8;
   ASSERT_EQ(feeder.StartRecvEvents(1001), kReceiverThreadOk);  // afresh, from the new mark
   ASSERT_TRUE(Arrives(feeder, 8));
-  EXPECT_EQ(numbers_, (Numbers{3, 4, 5, 8}));
   EXPECT_EQ(notes_, "");
+
+  options_.OnlyNew = [] { return true; };
+  StoreFeeder fresh = Feeder();
+  ASSERT_EQ(fresh.StartRecvEvents(0), kReceiverThreadOk);
+  store_.AddTrap({.EventTime = 1});
+  ASSERT_TRUE(Arrives(fresh, 9));
+  EXPECT_EQ(numbers_, (Numbers{3, 4, 5, 8, 9}));
 }
 
 TEST_F(StoreFeederTest, ABacklogWaitsInTheStoreAndNotInMemory) {
