@@ -22,14 +22,21 @@ class RetryPause {
     at_.reset();
     pause_ = 0;
   }
-  bool IsDue(std::int64_t now) const { return at_ && now >= *at_; }
+  // True once when the time has come: what is tried then says how it went.
+  bool TakeDue(std::int64_t now) {
+    if (!at_ || now < *at_) {
+      return false;
+    }
+    at_.reset();
+    return true;
+  }
 
  private:
   static constexpr std::int64_t kFirst = 3000;
   static constexpr std::int64_t kLongest = 60'000;
 
-  std::optional<std::int64_t> at_;  // set while something has failed
-  std::int64_t pause_ = 0;
+  std::optional<std::int64_t> at_;
+  std::int64_t pause_ = 0;  // the last one, while something has failed
 };
 
 }  // namespace korvane::intake

@@ -88,7 +88,7 @@ void StoredTraps::Load(StoredTrapsTakers takers) {
 }
 
 void StoredTraps::LoadAgain() {
-  if (bounds_.Settled && retry_.IsDue(desk_.Clock.MonotonicMilliseconds())) {
+  if (bounds_.Settled && retry_.TakeDue(desk_.Clock.MonotonicMilliseconds())) {
     LoadAllAgain();
   }
 }

@@ -85,11 +85,11 @@ std::uint32_t SystemsModel::Counts::AddRow(const SystemRow& row) {
 }
 
 void SystemsModel::Load() {
-  firstLoad_.Succeeded();  // the question below lets ticks come, which must not begin it once more
   try {
     const BusyScope busy(desk_.Busy, kBusyInitializing);
     LoadAtStart();
     bounds_.Settled = true;
+    firstLoad_.Succeeded();
   } catch (const store::DatabaseError& error) {
     desk_.DebugLog.TryWriteLog(error.what());
     firstLoad_.Failed(desk_.Clock.MonotonicMilliseconds());
@@ -209,7 +209,7 @@ void SystemsModel::CheckTraps() {
   if (desk_.State.gShuttingDown || intake_ == nullptr) {
     return;
   }
-  if (firstLoad_.IsDue(desk_.Clock.MonotonicMilliseconds())) {
+  if (firstLoad_.TakeDue(desk_.Clock.MonotonicMilliseconds())) {
     Load();
   }
   if (!started_) {

@@ -98,8 +98,11 @@ void TrapsModel::Hold(traplist::TrapRows& rows, const store::IncomingTrap& trap)
 }
 
 void TrapsModel::PublicAddTraps(const store::IncomingTrap& trap) {
-  anyOffered_ = true;
-  if (kind_ == WindowKind::NoLiveTraps || !Takes(trap) || IsKnown(trap.SequenceNumber) ||
+  if (!Takes(trap)) {
+    anyOthers_ = true;
+    return;
+  }
+  if (kind_ == WindowKind::NoLiveTraps || IsKnown(trap.SequenceNumber) ||
       services_.Bounds.Acknowledged.Contains(trap.SequenceNumber)) {
     return;
   }
@@ -189,7 +192,7 @@ void TrapsModel::LoadEnds(const intake::LoadOutcome& outcome) {
   if (outcome.Whole() || rows_.Empty()) {
     ResetRows();
     anyHidden_ = loadingHidden_;
-    anyOffered_ = outcome.Unacknowledged > 0;
+    anyOthers_ = outcome.Unacknowledged > std::ssize(taken);
     if (!taken.empty()) {
       highestSequence_ = *std::max_element(taken.begin(), taken.end());
     }
@@ -209,7 +212,7 @@ traplist::WhyEmpty TrapsModel::Emptiness() const {
   if (anyHidden_) {
     return WhyEmpty::Hidden;
   }
-  if (anyOffered_) {
+  if (anyOthers_) {
     return WhyEmpty::NotSelected;
   }
   const bool onlyNew = services_.Bounds.Option == intake::ViewOption::ShowOnlyNewTraps;

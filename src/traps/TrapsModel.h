@@ -116,8 +116,8 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
   bool loadingHidden_ = false;
 
   std::string failure_;
-  bool anyHidden_ = false;   // a filter hid what the last load would have taken
-  bool anyOffered_ = false;  // there were traps, though not for this window
+  bool anyHidden_ = false;  // a filter hid what the last load would have taken
+  bool anyOthers_ = false;  // there were traps for other windows
   intake::SequenceSet
       loaded_;  // taken by the last load, also those that the limit or an acknowledgement removed
   std::int32_t highestSequence_ = std::numeric_limits<std::int32_t>::min();  // of everything taken
