@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -96,8 +97,12 @@ void StoreChosen(const std::vector<OfferedCategory>& offered, store::Connection&
       continue;
     }
     const auto& [name, details] = each.Category;
-    if (const auto old = inUse.find(FoldCase(name)); each.Exists && old != inUse.end()) {
-      categories.DeleteCategoryAllKinds(old->second);
+    // Two may be there from before the second was refused; then it is the one of just this name.
+    const auto [first, last] = inUse.equal_range(FoldCase(name));
+    if (each.Exists && first != last) {
+      const bool exact =
+          std::any_of(first, last, [&](const auto& used) { return used.second == each.Category.Name; });
+      categories.DeleteCategoryAllKinds(exact ? name : first->second);
     }
     try {
       writer.AddCategory(name, details.Description, details.Severity, details.Traps);

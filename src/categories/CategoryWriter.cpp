@@ -35,8 +35,8 @@ std::int32_t LargestId(store::Connection& connection, std::string_view table) {
 
 }  // namespace
 
-std::map<std::string, std::string> CategoryWriter::NamesInUse() {
-  std::map<std::string, std::string> names;
+std::multimap<std::string, std::string> CategoryWriter::NamesInUse() {
+  std::multimap<std::string, std::string> names;
   store::Recordset rows = Db().OpenRecordset(store::kCategoryGroupMaster);
   while (rows.Next()) {
     std::string name = rows.Text("Category_Name");

@@ -26,7 +26,7 @@ class CategoryWriter {
   explicit CategoryWriter(CategoryTransaction& transaction) : transaction_(transaction) {}
 
   // The names in use by their folded texts: of two that differ in letter case only no file could hold both.
-  std::map<std::string, std::string> NamesInUse();
+  std::multimap<std::string, std::string> NamesInUse();
 
   // The category with its group of traps, the traps, and its relation to the root; may throw RelationExists.
   // After another error the same call on the same object begins anew: what the failed one wrote goes first.

@@ -35,6 +35,10 @@ NoticeBar::NoticeBar(const QString& wayOut, QWidget* parent)
 }
 
 void NoticeBar::Say(const QString& text, MessagePicture picture) {
+  if (text == said_) {
+    return;  // windows say so with every tick
+  }
+  said_ = text;
   const bool fits = text.size() <= kLongNotice;
   setVisible(!text.isEmpty());
   text_->setText(fits ? text : text.left(kLongNotice) + QChar(0x2026));

@@ -27,6 +27,7 @@ class NoticeBar : public QFrame {
  private:
   QLabel* picture_;
   QLabel* text_;
+  QString said_;
 };
 
 }  // namespace korvane
