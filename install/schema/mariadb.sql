@@ -34,6 +34,22 @@ CREATE TABLE Receiver_State (
   Last_Number BIGINT NOT NULL DEFAULT 0
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 
+-- What was changed in the store, by whom; written with each change, followed by every console.  Numbers holds
+-- sequence numbers as ranges ("3-7,12"); Source and Upper_Time are NULL where they bound nothing.
+CREATE TABLE Change_Log (
+  Change_ID   INTEGER AUTO_INCREMENT PRIMARY KEY,
+  Change_Time INTEGER NOT NULL,
+  Kind        INTEGER NOT NULL,
+  Operator    VARCHAR(255) NOT NULL DEFAULT '',
+  Machine     VARCHAR(255) NOT NULL DEFAULT '',
+  Writer      VARCHAR(255) NOT NULL DEFAULT '',
+  Source      VARCHAR(255),
+  Upper_Time  INTEGER,
+  Numbers     LONGTEXT NOT NULL DEFAULT '',
+  Row_Count   INTEGER
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+CREATE INDEX Change_Log_Time ON Change_Log (Change_Time);
+
 -- Names of traps.  RequestType holds the specific code and SpecificTrap the trap's name.
 CREATE TABLE EventStructure (
   Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,

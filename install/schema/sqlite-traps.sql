@@ -24,3 +24,19 @@ CREATE TABLE Receiver_State (
   Spool_ID    VARCHAR(255) NOT NULL PRIMARY KEY,
   Last_Number BIGINT NOT NULL DEFAULT 0
 );
+
+-- What was changed in the store, by whom; written with each change, followed by every console.  Numbers holds
+-- sequence numbers as ranges ("3-7,12"); Source and Upper_Time are NULL where they bound nothing.
+CREATE TABLE Change_Log (
+  Change_ID   INTEGER PRIMARY KEY AUTOINCREMENT,
+  Change_Time INTEGER NOT NULL,
+  Kind        INTEGER NOT NULL,
+  Operator    VARCHAR(255) NOT NULL DEFAULT '',
+  Machine     VARCHAR(255) NOT NULL DEFAULT '',
+  Writer      VARCHAR(255) NOT NULL DEFAULT '',
+  Source      VARCHAR(255),
+  Upper_Time  INTEGER,
+  Numbers     TEXT NOT NULL DEFAULT '',
+  Row_Count   INTEGER
+);
+CREATE INDEX Change_Log_Time ON Change_Log (Change_Time);

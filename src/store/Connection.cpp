@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "common/Text.h"
+#include "platform/Identity.h"
 #include "store/Odbc.h"
 #include "store/RecordsetImpl.h"
 
@@ -134,6 +135,18 @@ void Connection::Rollback() noexcept {
 
 bool Connection::InTransaction() const {
   return impl_->InTransaction;
+}
+
+const ChangeAuthor& Connection::Author() const {
+  if (impl_->Author.Writer.empty()) {
+    platform::Identity self = platform::ThisProcess();
+    impl_->Author = {std::move(self.Login), std::move(self.Machine), std::move(self.Process)};
+  }
+  return impl_->Author;
+}
+
+void Connection::WriteAs(ChangeAuthor author) {
+  impl_->Author = std::move(author);
 }
 
 void TakeRightToWrite(Connection& connection, std::string_view table) {

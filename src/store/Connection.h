@@ -20,6 +20,13 @@ inline constexpr std::string_view kDataSourceName = "dvldb";
 
 enum class Engine { Sqlite, PostgreSql, MariaDb, Other };
 
+// Who makes the changes of a connection, as the change log names it.
+struct ChangeAuthor {
+  std::string Operator;
+  std::string Machine;
+  std::string Writer;  // one run of one program: by it a console knows its own entries
+};
+
 struct ConnectionOptions {
   int ConnectTimeoutSeconds = 0;  // 0: the driver's own
   int CommandTimeoutSeconds = 0;
@@ -51,6 +58,10 @@ class Connection {
   void Commit();
   void Rollback() noexcept;
   bool InTransaction() const;
+
+  // The user and the process that run this program, unless said otherwise.
+  const ChangeAuthor& Author() const;
+  void WriteAs(ChangeAuthor author);
 
   // The link underneath, for the classes of this folder only.
   struct Impl;

@@ -73,6 +73,7 @@ struct Connection::Impl {
   Engine Kind = Engine::Other;
   std::string DataSource, User, Password;
   ConnectionOptions Options;
+  ChangeAuthor Author;
   odbc::Handle Environment, Link;
   std::uint64_t Session = 0;           // counts the connections made; handles of an earlier one are gone
   std::unique_ptr<Statement> Direct;   // for Execute

@@ -13,7 +13,9 @@
 #include <vector>
 
 #include "EngineTest.h"
+#include "store/Acknowledge.h"
 #include "store/BatchInsert.h"
+#include "store/ChangeLog.h"
 #include "store/DatabaseError.h"
 #include "store/NotesWrite.h"
 #include "store/Statements.h"
@@ -231,6 +233,51 @@ TEST_P(ConnectionTest, NotesAreWrittenOverNoneButThoseThatWereRead) {
   EXPECT_EQ(Count("EventNotes = 'theirs'"), 1);
   EXPECT_EQ(write("theirs", ""), "written");
   EXPECT_EQ(Count("EventNotes = ''") + Count("EventNotes = 'of another'"), 2);
+}
+
+// What one console acknowledges another one reads from the log, and taking it back leaves alone what was
+// acknowledged before, or what somebody else has made new again since.
+TEST_P(ConnectionTest, AnAcknowledgementIsNotedAndTakenBackForItsOwnRowsOnly) {
+  Made->AddTraps(Traps{{.SequenceNumber = 1, .EventTime = 10, .Source = "a"},
+                       {.SequenceNumber = 2, .EventTime = 10, .Source = "a", .EventAck = 1},
+                       {.SequenceNumber = 3, .EventTime = 10, .Source = "a"},
+                       {.SequenceNumber = 4, .EventTime = 20, .Source = "a"},
+                       {.SequenceNumber = 5, .EventTime = 10, .Source = "b"}});
+  Db.WriteAs({"o'neil", "desk", "first"});
+  const auto nothing = [](std::size_t) {};
+  const std::array<std::string, 2> sources = {"b", "a"};
+  const Acknowledgement system = AcknowledgeSources(Db, sources, 20);
+  EXPECT_EQ(NumbersText(system.Changed.Numbers), "1,3,5");
+  const Acknowledgement rows = AcknowledgeTraps(Db, std::array{4, 2, 4}, nothing);
+  EXPECT_EQ(NumbersText(rows.Changed.Numbers), "4");
+  EXPECT_EQ(NumbersText(rows.Leaving.at(0).Numbers), "2,4");
+  EXPECT_EQ(AcknowledgeTraps(Db, std::array{2}, nothing).ChangeId, 0) << "changed nothing";
+  EXPECT_THROW(AcknowledgeSources(Db, std::array<std::string, 2>{"b", "o'neil"}, 99), DatabaseError);
+  EXPECT_EQ(Count("EventAck = 0"), 0);
+
+  EXPECT_EQ(NumbersText(TakeBack(Db, rows).Numbers), "4");
+  Db.Execute("DELETE FROM EventTrap WHERE SequenceNumber = 1");
+  AcknowledgeTraps(Db, std::array{4}, nothing);
+  EXPECT_EQ(NumbersText(TakeBack(Db, rows).Numbers), "") << "new again since, and acknowledged once more";
+  EXPECT_EQ(NumbersText(TakeBack(Db, system).Numbers), "3,5");
+  std::string log;
+  for (const Change& change : ReadChanges(Db, "Change_ID > 0")) {
+    log += fmt::format("{} {} {}: {} of {}; ", static_cast<int>(change.Kind), change.Author.Operator,
+                       change.Author.Writer, NumbersText(change.Traps.Numbers), change.Rows.value_or(-1));
+  }
+  EXPECT_EQ(log,
+            "1 o'neil first: 1,3,5 of 3; 1 o'neil first: 4 of 1; 2 o'neil first: 4 of 1; "
+            "1 o'neil first: 4 of 1; 2 o'neil first: 3,5 of 2; ");
+
+  TrapSelection many;
+  for (std::int32_t number = -5; number < 9000; number += 3) many.Numbers.push_back({number, number + 1});
+  const std::int32_t last = NoteChange(Db, ChangeKind::Purged, many, 7);
+  std::vector<NumberRange> read;
+  for (const Change& change : ReadChanges(Db, fmt::format("Kind = 4 AND Change_ID <= {}", last))) {
+    EXPECT_EQ(change.Rows, read.empty() ? 7 : 0);
+    read.insert(read.end(), change.Traps.Numbers.begin(), change.Traps.Numbers.end());
+  }
+  EXPECT_EQ(read, many.Numbers);
 }
 
 // Loading completes each trap while its rows are still being read: the look-ups share the reader's

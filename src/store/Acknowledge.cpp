@@ -1,0 +1,153 @@
+#include "store/Acknowledge.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "store/ChangeLog.h"
+#include "store/Odbc.h"
+#include "store/Statements.h"
+#include "store/Tables.h"
+
+namespace korvane::store {
+namespace {
+
+constexpr std::size_t kRangesOfAStatement = 200;
+// Traps that were committed between the two statements on a source lie this close to the newest.
+constexpr std::int32_t kCommittedMeanwhile = 1000;
+
+// The unacknowledged rows of the condition, kept from everybody else until the transaction ends.
+void LockUnacknowledged(Connection& connection, std::string_view condition,
+                        std::vector<std::int32_t>& numbers) {
+  const Engine engine = connection.Internals().Kind;
+  const bool locksRows = engine == Engine::PostgreSql || engine == Engine::MariaDb;
+  Recordset rows = connection.OpenRecordset(
+      fmt::format("SELECT SequenceNumber FROM {} WHERE EventAck = 0 AND {} ORDER BY SequenceNumber{}",
+                  kEventTrap, condition, locksRows ? " FOR UPDATE" : ""));
+  while (rows.Next()) numbers.push_back(rows.Integer(std::size_t{0}));
+}
+
+std::string ConditionOf(std::span<const NumberRange> numbers) {
+  std::string condition;
+  for (const NumberRange& range : numbers) {
+    condition += fmt::format("{}SequenceNumber BETWEEN {} AND {}", condition.empty() ? "" : " OR ",
+                             range.First, range.Last);
+  }
+  return fmt::format("({})", condition);
+}
+
+template <class Each>
+void ForEachStatement(std::span<const NumberRange> numbers, Each each) {
+  while (!numbers.empty()) {
+    const auto some = numbers.first(std::min(numbers.size(), kRangesOfAStatement));
+    each(ConditionOf(some));
+    numbers = numbers.subspan(some.size());
+  }
+}
+
+std::int32_t NoteAcknowledged(Connection& connection, const TrapSelection& changed) {
+  return changed.Numbers.empty()
+             ? 0
+             : NoteChange(connection, ChangeKind::Acknowledged, changed, CountOf(changed.Numbers));
+}
+
+TrapSelection Common(const TrapSelection& selection, std::vector<std::int32_t> numbers) {
+  std::erase_if(numbers, [&](std::int32_t number) { return !selection.HasNumber(number); });
+  return SelectionOf(std::move(numbers));
+}
+
+}  // namespace
+
+Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const std::int32_t> sequenceNumbers,
+                                 const std::function<void(std::size_t done)>& done) {
+  Acknowledgement result;
+  const TrapSelection asked = SelectionOf({sequenceNumbers.begin(), sequenceNumbers.end()});
+  Transaction transaction(connection, kEventTrap);
+  std::vector<std::int32_t> fresh;
+  ForEachStatement(asked.Numbers,
+                   [&](const std::string& condition) { LockUnacknowledged(connection, condition, fresh); });
+  std::vector<std::int32_t> acknowledged;
+  try {
+    for (const std::int32_t number : sequenceNumbers) {
+      connection.Execute(AcknowledgeTrapStatement(number));
+      acknowledged.push_back(number);
+      done(acknowledged.size());
+    }
+  } catch (const DatabaseError& error) {
+    result.Failure = error.what();
+  }
+  const TrapSelection leaving = SelectionOf(std::move(acknowledged));
+  try {
+    result.Changed = Common(leaving, std::move(fresh));
+    result.ChangeId = NoteAcknowledged(connection, result.Changed);
+    transaction.Commit();
+  } catch (const DatabaseError& error) {
+    // Nothing was committed; what went wrong first says more.
+    const std::string failure = result.Failure.empty() ? error.what() : result.Failure;
+    result = {};
+    result.Failure = failure;
+    return result;
+  }
+  if (!leaving.Numbers.empty()) result.Leaving.push_back(leaving);
+  return result;
+}
+
+Acknowledgement AcknowledgeSources(Connection& connection, std::span<const std::string> sources,
+                                   std::int32_t beforeTime) {
+  constexpr NumberRange kEveryNumber{std::numeric_limits<std::int32_t>::min(),
+                                     std::numeric_limits<std::int32_t>::max()};
+  Acknowledgement result;
+  Transaction transaction(connection, kEventTrap);
+  std::vector<std::int32_t> fresh;
+  std::vector<std::int32_t> meanwhile;
+  for (const std::string& source : sources) {
+    const std::string condition = fmt::format("Source = {} AND EventTime < {}", Quoted(source), beforeTime);
+    const std::size_t before = fresh.size();
+    LockUnacknowledged(connection, condition, fresh);
+    const std::int64_t touched = connection.Execute(AcknowledgeSourceStatement(source, beforeTime));
+    if (touched > std::ssize(fresh) - static_cast<std::ptrdiff_t>(before)) {
+      // Some were committed between the two statements.  Which they are can't be told from others that were
+      // acknowledged before, so all are noted, and none is taken back.
+      Recordset rows = connection.OpenRecordset(fmt::format(
+          "SELECT SequenceNumber FROM {} WHERE EventAck = 1 AND {} ORDER BY SequenceNumber DESC LIMIT {}",
+          kEventTrap, condition, kCommittedMeanwhile));
+      while (rows.Next()) meanwhile.push_back(rows.Integer(std::size_t{0}));
+    }
+    result.Leaving.push_back({.Numbers = {kEveryNumber}, .Source = source, .BeforeTime = beforeTime});
+  }
+  meanwhile.insert(meanwhile.end(), fresh.begin(), fresh.end());
+  result.Changed = SelectionOf(std::move(fresh));
+  result.ChangeId = NoteAcknowledged(connection, SelectionOf(std::move(meanwhile)));
+  transaction.Commit();
+  return result;
+}
+
+TrapSelection TakeBack(Connection& connection, const Acknowledgement& acknowledgement) {
+  Transaction transaction(connection, kEventTrap);
+  // Whoever made some of them new again meanwhile has decided about these.
+  std::vector<Change> since =
+      ReadChanges(connection, fmt::format("Change_ID > {} AND Kind = {}", acknowledgement.ChangeId,
+                                          static_cast<std::int32_t>(ChangeKind::Unacknowledged)));
+  std::vector<std::int32_t> numbers;
+  ForEachStatement(acknowledgement.Changed.Numbers, [&](const std::string& condition) {
+    Recordset rows = connection.OpenRecordset(
+        fmt::format("SELECT SequenceNumber FROM {} WHERE EventAck = 1 AND {}", kEventTrap, condition));
+    while (rows.Next()) numbers.push_back(rows.Integer(std::size_t{0}));
+  });
+  std::erase_if(numbers, [&](std::int32_t number) {
+    return std::any_of(since.begin(), since.end(),
+                       [number](const Change& change) { return change.Traps.HasNumber(number); });
+  });
+  const TrapSelection back = SelectionOf(std::move(numbers));
+  std::int64_t rows = 0;
+  ForEachStatement(back.Numbers, [&](const std::string& condition) {
+    rows += connection.Execute(
+        fmt::format("UPDATE {} SET EventAck = 0 WHERE EventAck = 1 AND {}", kEventTrap, condition));
+  });
+  if (!back.Numbers.empty()) NoteChange(connection, ChangeKind::Unacknowledged, back, rows);
+  transaction.Commit();
+  return back;
+}
+
+}  // namespace korvane::store

@@ -1,0 +1,49 @@
+// The record of what was changed in the store, when and by whom: how a console learns what another one, the
+// receiver or the MIB compiler has changed.  Written in the transaction of the change itself, so that there
+// is no change without its entry and no entry without its change.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "store/Connection.h"
+#include "store/TrapSelection.h"
+
+namespace korvane::store {
+
+// The numbers are stored.
+enum class ChangeKind : std::int32_t {
+  Acknowledged = 1,
+  Unacknowledged = 2,
+  Notes = 3,   // of the traps
+  Purged = 4,  // the traps were deleted for their age
+  Filters = 5,
+  Categories = 6,
+  Alerts = 7,
+  TrapNames = 8,
+};
+
+struct Change {
+  std::int32_t ChangeId = 0;
+  std::int32_t Time = 0;  // seconds since 1970-01-01 00:00:00 UTC, by the writer's clock
+  ChangeKind Kind = ChangeKind::Acknowledged;
+  ChangeAuthor Author;
+  TrapSelection Traps;  // of the first four kinds
+  // How many rows were no longer, or are again, unacknowledged; nothing: the writer does not know.
+  std::optional<std::int32_t> Rows;
+};
+
+// Inside the transaction that makes the change, after its statements and right before the commit: the lower
+// of two numbers is then the earlier change of a row that both touch, and nobody waits for the log.
+// Who writes is said by the connection.  A selection with very many numbers becomes several entries; rows
+// stands in the first of them.  The largest Change_ID of them.  Throws DatabaseError.
+std::int32_t NoteChange(Connection& connection, ChangeKind kind, const TrapSelection& traps = {},
+                        std::optional<std::int64_t> rows = std::nullopt);
+
+// The entries that the condition (of a WHERE) selects, in the order of their numbers.  An entry of a kind
+// that this release does not know is left out.  Throws DatabaseError.
+std::vector<Change> ReadChanges(Connection& connection, std::string_view condition);
+
+}  // namespace korvane::store

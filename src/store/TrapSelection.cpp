@@ -1,0 +1,73 @@
+#include "store/TrapSelection.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <numeric>
+
+namespace korvane::store {
+namespace {
+
+std::optional<std::int32_t> NumberAt(std::string_view text) {
+  std::int32_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+}  // namespace
+
+bool TrapSelection::HasNumber(std::int32_t sequenceNumber) const {
+  const auto after =
+      std::upper_bound(Numbers.begin(), Numbers.end(), sequenceNumber,
+                       [](std::int32_t number, const NumberRange& range) { return number < range.First; });
+  return after != Numbers.begin() && sequenceNumber <= std::prev(after)->Last;
+}
+
+TrapSelection SelectionOf(std::vector<std::int32_t> sequenceNumbers) {
+  std::sort(sequenceNumbers.begin(), sequenceNumbers.end());
+  TrapSelection selection;
+  for (const std::int32_t number : sequenceNumbers) {
+    std::vector<NumberRange>& ranges = selection.Numbers;
+    if (!ranges.empty() && number <= ranges.back().Last) continue;
+    if (!ranges.empty() && number - 1 == ranges.back().Last) {
+      ranges.back().Last = number;
+    } else {
+      ranges.push_back({number, number});
+    }
+  }
+  return selection;
+}
+
+std::int64_t CountOf(std::span<const NumberRange> numbers) {
+  return std::accumulate(numbers.begin(), numbers.end(), std::int64_t{0},
+                         [](std::int64_t sum, const NumberRange& range) {
+                           return sum + std::int64_t{range.Last} - range.First + 1;
+                         });
+}
+
+std::string NumbersText(std::span<const NumberRange> numbers) {
+  std::string text;
+  for (const NumberRange& range : numbers) {
+    if (!text.empty()) text += ',';
+    fmt::format_to(std::back_inserter(text), "{}", range.First);
+    if (range.Last != range.First) fmt::format_to(std::back_inserter(text), "-{}", range.Last);
+  }
+  return text;
+}
+
+std::vector<NumberRange> NumbersOf(std::string_view text) {
+  std::vector<NumberRange> numbers;
+  while (!text.empty()) {
+    const std::string_view item = text.substr(0, text.find(','));
+    text.remove_prefix(std::min(item.size() + 1, text.size()));
+    const std::size_t dash = item.find('-', 1);  // one at the beginning is a sign
+    const auto first = NumberAt(item.substr(0, dash));
+    const auto last = dash == std::string_view::npos ? first : NumberAt(item.substr(dash + 1));
+    if (first && last && *first <= *last) numbers.push_back({*first, *last});
+  }
+  return numbers;
+}
+
+}  // namespace korvane::store
