@@ -127,7 +127,8 @@ int main(int argc, char** argv) {
   const QApplication application(argc, argv);
   test::LoadedWorld world;
   const auto clock = platform::MakeClock();
-  Desk desk{world.State, world.Prompt, world.Busy, world.DebugLog, *clock, world.Platform.Settings};
+  Desk desk{world.State, world.Prompt, world.Busy, world.DebugLog, *clock, world.Platform.Settings,
+            world.Strip};
   reports::ReportServices services{desk,
                                    world.Connection,
                                    world.ForReports.OpenConnection,

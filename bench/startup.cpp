@@ -55,7 +55,8 @@ double UntilTheQuestion(const test::TestStore& source) {
   categories.ReloadCategoryInformation(connection);
   filters.LoadFilters(connection);
   intake::LoadBounds bounds;
-  Desk desk{state, prompts, busy, log, machine.Clock, machine.Settings};
+  StripLines strip{machine.Clock, log};
+  Desk desk{state, prompts, busy, log, machine.Clock, machine.Settings, strip};
   intake::StoredTraps stored(desk, connection, names, systems, bounds);
   systems::SystemsModel model(desk, connection, systems, bounds, stored, library, question);
   try {

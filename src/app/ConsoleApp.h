@@ -16,6 +16,7 @@
 #include "common/Desk.h"
 #include "common/Log.h"
 #include "common/ProcessState.h"
+#include "common/StripLines.h"
 #include "intake/Intake.h"
 #include "intake/LoadBounds.h"
 #include "intake/ReceiverLibrary.h"
@@ -75,7 +76,8 @@ class ConsoleApp : private MainWindowMaker, private SystemsWindow, private mainw
   ConsoleStore store_;
   frmSplash splash_;
   mainwnd::frmWait wait_;
-  Desk desk_{state_, host_.Prompt, wait_, log_, host_.Clock, host_.Settings};
+  StripLines strip_{host_.Clock, log_};
+  Desk desk_{state_, host_.Prompt, wait_, log_, host_.Clock, host_.Settings, strip_};
   intake::LoadBounds bounds_;
   intake::StoredTraps stored_{desk_, store_.Database, store_.Names, store_.SystemList, bounds_};
   systems::SystemAcknowledge acknowledge_{desk_, store_.Database, bounds_};

@@ -6,6 +6,7 @@
 #include "common/Log.h"
 #include "common/ProcessState.h"
 #include "common/Prompts.h"
+#include "common/StripLines.h"
 #include "platform/Platform.h"
 
 namespace korvane {
@@ -17,6 +18,7 @@ struct Desk {
   Log& DebugLog;
   platform::Clock& Clock;
   platform::SettingsStore& Settings;
+  StripLines& Strip;
 };
 
 }  // namespace korvane

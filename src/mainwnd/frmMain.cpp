@@ -75,6 +75,7 @@ frmMain::frmMain(const FrameServices& services)
   menus_->Item("mnuViewToolbar").setChecked(true);
   dialogs_ = std::make_unique<FrameDialogs>(
       *this, services_, [this] { ReloadTraps(); }, [this] { RefreshTrapWindows(*forms_); });
+  ui_->fraStrip->Follow(services_.Desk.Strip, services_.Desk.Clock);
   services_.Wait.setParent(this);
   connect(ui_->mdiChildren, &QMdiArea::subWindowActivated, this, &frmMain::ChildActivated);
 }

@@ -15,6 +15,7 @@
 #include "mainwnd/CommandDispatch.h"
 #include "mainwnd/CommandTable.h"
 #include "mainwnd/FirstPlaces.h"
+#include "mainwnd/FrameStrip.h"
 #include "mainwnd/HelperPrograms.h"
 #include "mainwnd/frmWait.h"
 #include "support/FakePlatform.h"
@@ -103,6 +104,41 @@ TEST(FirstPlacesTest, WhatWasSavedComesBackAndDamageDoesNot) {
                               "0 0 99999999999 3800 0 3800 10000 10000", "a b c d e f g h"}) {
     EXPECT_EQ(mainwnd::PlacesFromText(damaged), std::nullopt) << damaged;
   }
+}
+
+TEST(FrameStripTest, SaysWhatIsSoUntilItIsOverAndWhatHappenedForAWhile) {
+  FakeClock clock;
+  ProcessState state;
+  Log log{state};
+  StripLines lines{clock, log};
+  int undone = 0;
+  mainwnd::FrameStrip strip;
+  strip.Follow(lines, clock);
+  strip.resize(800, 40);
+  strip.show();
+  const int calm = strip.minimumSizeHint().height();
+  const auto said = [&strip] {
+    std::string all;
+    for (const char* name : {"lblStoreAway", "lblReceiverSilent", "lblElsewhere", "lblTold"}) {
+      all += IsShown(strip, name) ? TextOf(strip, name) + "|" : "";
+    }
+    return all;
+  };
+  const auto tell = [&] {
+    lines.Tell("12 traps acknowledged", "Undo", [&] { ++undone, lines.Clear(StripKind::Told); });
+  };
+  tell();
+  EXPECT_LE(strip.sizeHint().height(), std::max(calm, strip.minimumHeight())) << "nothing above it moves";
+  lines.Set(StripKind::StoreAway, {.Text = "The store <is> away.", .Icon = PromptIcon::Critical});
+  EXPECT_EQ(said(), "The store <is> away.|12 traps acknowledged|");
+  Click(strip, "cmdTold");
+  EXPECT_EQ(undone, 1);
+  EXPECT_EQ(said(), "The store <is> away.|");
+  tell();
+  clock.Advance(StripLines::kToldFor);
+  lines.Clear(StripKind::StoreAway);  // whatever changes, what is over is not shown again
+  EXPECT_EQ(said(), "");
+  EXPECT_EQ(lines.NextEnd(), std::nullopt);
 }
 
 struct frmWaitTest : testing::Test {

@@ -226,7 +226,8 @@ struct World {
   Log DebugLog{State};
   ScriptedPrompts Prompt;
   RecordingBusy Busy;
-  korvane::Desk Desk{State, Prompt, Busy, DebugLog, Platform.Clock, Platform.Settings};
+  StripLines Strip{Platform.Clock, DebugLog};
+  korvane::Desk Desk{State, Prompt, Busy, DebugLog, Platform.Clock, Platform.Settings, Strip};
   store::Connection Connection;
   params::TrapFilters Filters;
   params::CategoryInformation Categories;
