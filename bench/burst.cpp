@@ -115,8 +115,8 @@ int main(int argc, char** argv) {
     systems::SystemsModel systems(world.Desk, world.Connection, world.SystemList, world.Bounds, world.Stored,
                                   world.Library, question);
     Windows windows;
-    intake::Intake intake(library, world.Names, world.SystemList, systems, windows, world.State, world.Prompt,
-                          world.DebugLog);
+    intake::Intake intake(library, world.Names, world.SystemList, systems, windows, world.Changes,
+                          world.State, world.Prompt, world.DebugLog);
     systems.AttachIntake(intake);
     systems.Load();
     std::vector<std::unique_ptr<traps::TrapsModel>> open;

@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "store/BatchInsert.h"
+#include "store/ChangeLog.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
 
@@ -120,6 +121,7 @@ std::vector<StoredCounts> TrapDefinitionTable::Store(std::span<const Module> mod
   for (const Module& module : modules) {
     counts.push_back(ModuleWriter(connection_, module).Write());
   }
+  store::NoteChange(connection_, store::ChangeKind::TrapNames);
   transaction.Commit();
   return counts;
 }

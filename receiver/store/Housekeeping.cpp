@@ -5,13 +5,17 @@
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
+#include <string_view>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "receiver/clock/UtcText.h"
 #include "receiver/spool/StateFile.h"
+#include "store/ChangeLog.h"
 #include "store/DatabaseError.h"
 #include "store/Recordset.h"
+#include "store/Statements.h"
 #include "store/Tables.h"
 
 namespace korvane::receiver {
@@ -33,13 +37,34 @@ std::string LengthText(std::int64_t seconds) {
                                            : fmt::format("{} minutes", seconds / kMinute);
 }
 
-std::string Acknowledge(std::string_view numbers) {
-  return fmt::format("UPDATE {} SET EventAck = 1 WHERE EventAck = 0 AND SequenceNumber IN ({})",
-                     store::kEventTrap, numbers);
+std::int64_t AcknowledgeOld(store::Connection& connection, const store::TrapSelection& traps) {
+  const std::int64_t rows =
+      connection.Execute(fmt::format("UPDATE {} SET EventAck = 1 WHERE EventAck = 0 AND {}",
+                                     store::kEventTrap, store::NumbersCondition(traps.Numbers)));
+  store::NoteChange(connection, store::ChangeKind::Acknowledged, traps, rows);
+  return rows;
 }
 
-std::string Purge(std::string_view numbers) {
-  return fmt::format("DELETE FROM {} WHERE SequenceNumber IN ({})", store::kEventTrap, numbers);
+std::int64_t DeleteRows(store::Connection& connection, std::string_view table, std::string_view condition) {
+  return connection.Execute(fmt::format("DELETE FROM {} WHERE {}", table, condition));
+}
+
+// In two statements, since the log says how many of them nobody had acknowledged.
+std::int64_t PurgeOld(store::Connection& connection, const store::TrapSelection& traps) {
+  const std::string condition = store::NumbersCondition(traps.Numbers);
+  const std::int64_t fresh = DeleteRows(connection, store::kEventTrap, "EventAck = 0 AND " + condition);
+  const std::int64_t others = DeleteRows(connection, store::kEventTrap, condition);
+  store::NoteChange(connection, store::ChangeKind::Purged, traps, fresh);
+  return fresh + others;
+}
+
+std::int64_t PurgeLog(store::Connection& connection, const store::TrapSelection& entries) {
+  std::string condition;
+  for (const store::NumberRange& range : entries.Numbers) {
+    condition += fmt::format("{}Change_ID BETWEEN {} AND {}", condition.empty() ? "" : " OR ", range.First,
+                             range.Last);
+  }
+  return DeleteRows(connection, store::kChangeLog, condition);
 }
 
 }  // namespace
@@ -87,6 +112,10 @@ HouseholdWork Housekeeping::Round(const std::stop_token& stop) {
   }
   if (!connection_.IsOpen()) {
     connection_.Open(dataSource_, {}, {}, kStoreOptions);
+    // Nobody did it: the traps are too old.
+    store::ChangeAuthor self = connection_.Author();
+    self.Operator.clear();
+    connection_.WriteAs(std::move(self));
   }
   if (HoldsBack("1 = 1", purgeAge_) || HoldsBack("EventAck = 0", ackAge_)) {
     AskForConfirmation();
@@ -96,14 +125,17 @@ HouseholdWork Housekeeping::Round(const std::stop_token& stop) {
     work.Purged = ChangeOlder(fmt::format("SELECT SequenceNumber FROM {} WHERE EventTime < {} "
                                           "ORDER BY EventTime, SequenceNumber LIMIT {}",
                                           store::kEventTrap, *before, options_.RowsAtOnce),
-                              Purge, stop);
+                              PurgeOld, stop);
+    ChangeOlder(fmt::format("SELECT Change_ID FROM {} WHERE Change_Time < {} ORDER BY Change_ID LIMIT {}",
+                            store::kChangeLog, *before, options_.RowsAtOnce),
+                PurgeLog, stop);
   }
   if (const auto before = Before(ackAge_)) {
     work.Acknowledged =
         ChangeOlder(fmt::format("SELECT SequenceNumber FROM {} WHERE EventAck = 0 AND EventTime < {} "
                                 "ORDER BY EventTime, SequenceNumber LIMIT {}",
                                 store::kEventTrap, *before, options_.RowsAtOnce),
-                    Acknowledge, stop);
+                    AcknowledgeOld, stop);
   }
   return work;
 }
@@ -196,16 +228,16 @@ std::int64_t Housekeeping::ChangeOlder(const std::string& select, Change change,
                                        const std::stop_token& stop) {
   std::int64_t changed = 0;
   while (!stop.stop_requested()) {
-    std::string numbers;
-    std::int32_t rows = 0;
-    for (store::Recordset old = connection_.OpenRecordset(select); old.Next(); ++rows) {
-      fmt::format_to(std::back_inserter(numbers), "{}{}", rows == 0 ? "" : ",", old.Integer(std::size_t{0}));
+    std::vector<std::int32_t> numbers;
+    for (store::Recordset old = connection_.OpenRecordset(select); old.Next();) {
+      numbers.push_back(old.Integer(std::size_t{0}));
     }
-    if (rows == 0) {
+    if (numbers.empty()) {
       break;
     }
+    const std::int64_t rows = std::ssize(numbers);
     store::Transaction transaction(connection_);
-    changed += connection_.Execute(change(numbers));
+    changed += change(connection_, store::SelectionOf(std::move(numbers)));
     transaction.Commit();
     if (rows < options_.RowsAtOnce) {
       break;

@@ -23,6 +23,7 @@
 #include "receiver/clock/ClockWitness.h"
 #include "receiver/clock/MachineClocks.h"
 #include "store/Connection.h"
+#include "store/TrapSelection.h"
 
 namespace korvane::receiver {
 
@@ -54,7 +55,9 @@ class Housekeeping {
   void ConfirmClock();
 
  private:
-  using Change = std::string (*)(std::string_view numbers);
+  // What is done to the rows of these numbers, with its entry in the change log where it has one; how many
+  // there were.
+  using Change = std::int64_t (*)(store::Connection& connection, const store::TrapSelection& rows);
   void LookAtClock();
   void RememberClock();
   // The time before which a trap is too old; nothing when none can be.

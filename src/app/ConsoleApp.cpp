@@ -30,6 +30,7 @@ struct ConsoleApp::WindowServices {
               .Filters = app.store_.Filters,
               .Bounds = app.bounds_,
               .Stored = app.stored_,
+              .Changes = app.changes_,
               .Acknowledge = app.acknowledge_,
               .Printer = Printer},
         Reports{.Desk = app.desk_,
@@ -93,8 +94,10 @@ MainWindow& ConsoleApp::CreateMainWindow(std::string_view installPath) {
                                                                 .Wait = wait_,
                                                                 .Closing = *this,
                                                                 .InstallPath = std::string(installPath)});
-  intake_ = std::make_unique<intake::Intake>(*library_, store_.Names, store_.SystemList, *systems_,
-                                             frame_->OpenTrapsWindows(), state_, host_.Prompt, log_);
+  intake_ =
+      std::make_unique<intake::Intake>(*library_, store_.Names, store_.SystemList, *systems_,
+                                       frame_->OpenTrapsWindows(), changes_, state_, host_.Prompt, log_);
+  changes_.Attach(*frame_, *systems_, frame_->OpenTrapsWindows());
   systems_->AttachIntake(*intake_);
   place_ = std::make_unique<FramePlace>(*frame_);
   return *place_;
@@ -104,6 +107,7 @@ std::unique_ptr<intake::ReceiverLibrary> ConsoleApp::MakeLibrary() {
   const auto open = [] { return OpenOwnConnection(kFeederTimeouts); };
   intake::StoreFeederOptions options;
   options.KnownNumber = [this] { return bounds_.StartNumber; };
+  options.KnownChange = [this] { return bounds_.StartChange; };
   options.OnlyNew = [this] { return bounds_.OnlyNew(); };
   return std::make_unique<intake::StoreFeeder>(open, host_.Names, intake::ReadMailSettings(host_.Registry),
                                                std::move(options));

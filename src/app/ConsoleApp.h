@@ -20,6 +20,7 @@
 #include "intake/Intake.h"
 #include "intake/LoadBounds.h"
 #include "intake/ReceiverLibrary.h"
+#include "intake/StoreChanges.h"
 #include "intake/StoredTraps.h"
 #include "mainwnd/frmMain.h"
 #include "mainwnd/frmWait.h"
@@ -80,7 +81,9 @@ class ConsoleApp : private MainWindowMaker, private SystemsWindow, private mainw
   Desk desk_{state_, host_.Prompt, wait_, log_, host_.Clock, host_.Settings, strip_};
   intake::LoadBounds bounds_;
   intake::StoredTraps stored_{desk_, store_.Database, store_.Names, store_.SystemList, bounds_};
-  systems::SystemAcknowledge acknowledge_{desk_, store_.Database, bounds_};
+  intake::StoreChanges changes_{desk_,   store_.Database, store_.Names,     store_.SystemList,
+                                bounds_, store_.Filters,  store_.Categories};
+  systems::SystemAcknowledge acknowledge_{desk_, store_.Database, changes_};
   std::unique_ptr<intake::ReceiverLibrary> library_;
   std::unique_ptr<WindowServices> windows_;
   std::unique_ptr<systems::ViewOptionQuestion> question_;

@@ -14,6 +14,7 @@ class Form {
  public:
   virtual ~Form() = default;
   virtual std::string_view FormName() const = 0;
+  virtual bool AsksOnClosing() const { return false; }
   virtual void RepaintNow() {}  // asked of Traps windows and the Systems window only
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "common/Text.h"
 
@@ -48,12 +49,14 @@ void CompleteTrap(const ReceivedTrap& received, std::string& varBinds, store::In
 }
 
 Intake::Intake(ReceiverLibrary& library, store::TrapNames& names, SystemDirectory& directory,
-               SystemCounts& systems, TrapsWindows& windows, ProcessState& state, Prompts& prompts, Log& log)
+               SystemCounts& systems, TrapsWindows& windows, NewsTaker& news, ProcessState& state,
+               Prompts& prompts, Log& log)
     : library_(library),
       names_(names),
       directory_(directory),
       systems_(systems),
       windows_(windows),
+      news_(news),
       state_(state),
       prompts_(prompts),
       log_(log) {}
@@ -94,9 +97,21 @@ void Intake::BeginTick() {
 void Intake::Drain() {
   // No window opens or closes during a tick, so they are asked for once and not for every trap.
   const std::vector<TrapsWindow*> windows = windows_.InCreationOrder();
-  while (hand_.Held || TakeNext()) {
-    Admit(windows);
+  news_.TakeNews({});  // what an earlier tick had to leave
+  do {
+    while (hand_.Held || TakeNext()) {
+      Admit(windows);
+    }
+  } while (TakeNews());
+}
+
+bool Intake::TakeNews() {
+  StoreNews news = library_.TakeNews();
+  if (news.Empty()) {
+    return false;
   }
+  news_.TakeNews(std::move(news));
+  return true;
 }
 
 void Intake::Show() {
@@ -107,6 +122,7 @@ void Intake::Show() {
       log_.TryWriteLog(error.what());
     }
   };
+  guarded([this] { news_.EndTick(); });
   guarded([this] { systems_.RefreshStatus(); });
   for (TrapsWindow* window : windows_.InCreationOrder()) {
     guarded([window] { window->UpdateStatusBar(); });

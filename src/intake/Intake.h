@@ -51,6 +51,14 @@ class TrapsWindows {
   virtual std::vector<TrapsWindow*> InCreationOrder() = 0;  // "frmTraps" forms only
 };
 
+// What was changed in the store, as the intake hands it on.
+class NewsTaker {
+ public:
+  virtual ~NewsTaker() = default;
+  virtual void TakeNews(StoreNews news) = 0;  // throws: what is left is applied by the next call
+  virtual void EndTick() = 0;
+};
+
 // Ticks and traps of the current rate period of 31 ticks, as the Systems window's status bar reads them.
 struct IntakeCounters {
   std::int16_t Ticks = 0;  // 1 to 31 once the timer ran
@@ -60,7 +68,7 @@ struct IntakeCounters {
 class Intake {
  public:
   Intake(ReceiverLibrary& library, store::TrapNames& names, SystemDirectory& directory, SystemCounts& systems,
-         TrapsWindows& windows, ProcessState& state, Prompts& prompts, Log& log);
+         TrapsWindows& windows, NewsTaker& news, ProcessState& state, Prompts& prompts, Log& log);
 
   // Starts the library's thread; a failure is shown, and the console carries on.
   void StartIntake(std::int32_t highWaterMark);
@@ -87,6 +95,7 @@ class Intake {
 
   void BeginTick();
   void Drain();
+  bool TakeNews();
   void Show();  // what was admitted, also by a tick that failed
   bool TakeNext();
   void Admit(const std::vector<TrapsWindow*>& windows);
@@ -101,6 +110,7 @@ class Intake {
   SystemDirectory& directory_;
   SystemCounts& systems_;
   TrapsWindows& windows_;
+  NewsTaker& news_;
   ProcessState& state_;
   Prompts& prompts_;
   Log& log_;

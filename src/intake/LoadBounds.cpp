@@ -49,7 +49,6 @@ LoadRange RangeOfLoad(const LoadBounds& bounds, std::int32_t intakeMark) {
 }
 
 void NoteDelivered(LoadBounds& bounds, std::int32_t eventTime, std::int32_t sequenceNumber) {
-  bounds.HighestDelivered = std::max(bounds.HighestDelivered, sequenceNumber);
   const auto lower = LowerBoundOfLaterLoads(bounds);
   if (!lower || eventTime > *lower) {
     return;

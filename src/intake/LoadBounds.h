@@ -7,6 +7,7 @@
 #include <limits>
 #include <optional>
 
+#include "intake/OwnAcknowledgements.h"
 #include "intake/SequenceSet.h"
 
 namespace korvane::intake {
@@ -22,6 +23,7 @@ struct LoadBounds {
   // The largest SequenceNumber before the first load began: the receiver link delivers all that is stored
   // later, whatever its time.
   std::int32_t StartNumber = std::numeric_limits<std::int32_t>::max();
+  std::int32_t StartChange = 0;  // the same of Change_ID: later changes are told by the change log
   std::optional<std::int32_t> LowerBound{};  // exclusive; set for LoadRecentTraps
   // Until the intake's first tick: nothing from the start mark on has been delivered before it.
   bool InitialLoad = true;
@@ -31,17 +33,12 @@ struct LoadBounds {
   SequenceSet LateTraps{};
   std::int32_t OldestLateTime = std::numeric_limits<std::int32_t>::max();
 
-  // Traps that were acknowledged, whether a window showed them or not.  A trap may be acknowledged in the
-  // store before it is delivered, alone or with its whole system; its delivery must not bring it back.
-  SequenceSet Acknowledged{};
+  OwnAcknowledgements Own{};
 
   // Traps that were logged before the start are not shown, though some are of the same second as the mark.
   bool OnlyNew() const {
     return Option == ViewOption::ShowOnlyNewTraps && StartNumber != std::numeric_limits<std::int32_t>::max();
   }
-
-  // The largest SequenceNumber delivered so far.
-  std::int32_t HighestDelivered = std::numeric_limits<std::int32_t>::min();
 };
 
 // What one load reads: the bounds of its statement, both exclusive, and the rows of it that count.

@@ -12,6 +12,8 @@ class SequenceSet {
  public:
   // False when it was there already.  Fast at the end, slower the further from it.
   bool Insert(std::int32_t number);
+  // In any order, those of them that are there; linear.
+  void Erase(std::vector<std::int32_t> numbers);
   // Replaces all of it; the numbers in any order.
   void Assign(std::vector<std::int32_t> numbers);
   bool Contains(std::int32_t number) const;

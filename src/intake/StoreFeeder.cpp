@@ -28,16 +28,16 @@ std::string RegistryText(platform::RegistryStore& registry, std::string_view val
 struct StoreFeeder::Shared {
   std::mutex Mutex;
   std::condition_variable_any Changed;
-  std::deque<TrapFollower::Progress> Queue;  // one entry for each read, never an empty one
+  std::deque<StoreFollower::Progress> Queue;  // one entry for each read, never an empty one
   std::size_t QueuedTraps = 0;
   std::size_t QueuedBytes = 0;
   std::string LastError;
 
   // Waits for room; false when the thread is to stop instead.
-  bool Put(TrapFollower::Progress read, const StoreFeederOptions& options, std::stop_token stop) {
+  bool Put(StoreFollower::Progress read, const StoreFeederOptions& options, std::stop_token stop) {
     std::unique_lock lock(Mutex);
     LastError.clear();
-    if (read.Traps.empty()) {
+    if (read.Empty()) {
       return !stop.stop_requested();
     }
     const bool room = Changed.wait(lock, stop, [&] {
@@ -52,12 +52,12 @@ struct StoreFeeder::Shared {
     return true;
   }
 
-  TrapFollower::Progress Take() {
+  StoreFollower::Progress Take() {
     const std::lock_guard lock(Mutex);
     if (Queue.empty()) {
       return {};
     }
-    TrapFollower::Progress read = std::move(Queue.front());
+    StoreFollower::Progress read = std::move(Queue.front());
     Queue.pop_front();
     QueuedTraps -= read.Traps.size();
     QueuedBytes -= read.Bytes;
@@ -75,12 +75,12 @@ struct StoreFeeder::Shared {
     LastError = text;
   }
 
-  void Follow(const OpenConnection& open, TrapFollower follower, const StoreFeederOptions& options,
+  void Follow(const OpenConnection& open, StoreFollower follower, const StoreFeederOptions& options,
               std::stop_token stop, CancellableConnection& cancellable);
 };
 
 // The thread's life.  Whatever fails, the connection is thrown away and the follower goes on where it was.
-void StoreFeeder::Shared::Follow(const OpenConnection& open, TrapFollower follower,
+void StoreFeeder::Shared::Follow(const OpenConnection& open, StoreFollower follower,
                                  const StoreFeederOptions& options, std::stop_token stop,
                                  CancellableConnection& cancellable) {
   std::shared_ptr<store::Connection> connection;
@@ -91,7 +91,7 @@ void StoreFeeder::Shared::Follow(const OpenConnection& open, TrapFollower follow
         connection = open();
         cancellable.Use(connection);
       }
-      TrapFollower::Progress read = follower.Read(*connection, std::chrono::steady_clock::now());
+      StoreFollower::Progress read = follower.Read(*connection, std::chrono::steady_clock::now());
       retry = options.FirstRetry;
       const bool more = read.More;
       if (Put(std::move(read), options, stop) && !more) {
@@ -129,7 +129,8 @@ std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {
   shared_ = std::make_shared<Shared>();
   knownNumber_ = options_.KnownNumber();
   const std::int32_t mark = options_.OnlyNew() ? std::numeric_limits<std::int32_t>::max() : highWaterMark;
-  const TrapFollower follower(mark, options_.Following, knownNumber_);
+  const StoreFollower follower(TrapFollower(mark, options_.Following, knownNumber_), options_.KnownChange(),
+                               options_.CheckInterval);
   const bool started = worker_.Start([shared = shared_, open = openConnection_, follower, options = options_](
                                          std::stop_token stop, CancellableConnection& cancellable) {
     shared->Follow(open, follower, options, std::move(stop), cancellable);
@@ -139,8 +140,11 @@ std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {
 
 std::int32_t StoreFeeder::GetEventFromList(ReceivedTrap& trap) {
   if (nextTaken_ == taken_.Traps.size()) {
+    if (!taken_.News.Empty()) {
+      return 0;  // they come before what was read later
+    }
     nextTaken_ = 0;
-    taken_ = shared_ ? shared_->Take() : TrapFollower::Progress{};
+    taken_ = shared_ ? shared_->Take() : StoreFollower::Progress{};
     if (taken_.Traps.empty()) {
       return 0;
     }
@@ -160,6 +164,10 @@ std::string_view StoreFeeder::NotesOfTrap() const {
 bool StoreFeeder::TrapIsNew() const {
   return nextTaken_ == 0 || knownNumber_ == std::numeric_limits<std::int32_t>::max() ||
          taken_.Traps[nextTaken_ - 1].SequenceNumber > knownNumber_;
+}
+
+StoreNews StoreFeeder::TakeNews() {
+  return nextTaken_ == taken_.Traps.size() ? std::exchange(taken_.News, {}) : StoreNews{};
 }
 
 std::int32_t StoreFeeder::StopRecvEvents() {

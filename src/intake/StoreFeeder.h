@@ -1,6 +1,7 @@
-// The receiver library where the platform has none: follows the trap table on a thread and a connection of
-// its own and queues what is new.  Its calls are made from the user-interface thread and touch no database.
-// A lost database shows as an empty list; the thread tries again with growing pauses and misses nothing.
+// The receiver library where the platform has none: follows the trap table and the change log on a thread and
+// a connection of its own and queues what is new.  Its calls are made from the user-interface thread and
+// touch no database. A lost database shows as an empty list; the thread tries again with growing pauses and
+// misses nothing.
 #pragma once
 
 #include <chrono>
@@ -15,6 +16,7 @@
 
 #include "intake/NameResolver.h"
 #include "intake/ReceiverLibrary.h"
+#include "intake/StoreFollower.h"
 #include "intake/StoreWorker.h"
 #include "intake/TrapFollower.h"
 #include "platform/Platform.h"
@@ -42,10 +44,13 @@ struct StoreFeederOptions {
   std::size_t MostQueuedBytes = 64U * 1024 * 1024;  // of the traps' texts
   TrapFollowerLimits Following;
   NameResolverLimits Resolving;
+  std::chrono::milliseconds CheckInterval = std::chrono::minutes(1);  // see StoreLedger
   // Asked on starting: the largest SequenceNumber before the console loaded what was there.  Without it a row
   // that is stored with an older time between that load and the feeder's first read counts as loaded.
   std::function<std::int32_t()> KnownNumber = [] { return std::numeric_limits<std::int32_t>::max(); };
-  // Asked on starting too: nothing up to that number is delivered, whatever its time.
+  // Asked on starting too: the largest Change_ID at that moment.
+  std::function<std::int32_t()> KnownChange = [] { return 0; };
+  // And this: nothing up to that number is delivered, whatever its time.
   std::function<bool()> OnlyNew = [] { return false; };
   Worker::ThreadMaker MakeThread = Worker::MakeThread;
 };
@@ -62,6 +67,7 @@ class StoreFeeder : public ReceiverLibrary {
   std::int32_t GetEventFromList(ReceivedTrap& trap) override;
   std::string_view NotesOfTrap() const override;  // as they were when the row was read
   bool TrapIsNew() const override;
+  StoreNews TakeNews() override;
   // Within StopPatience and a little: a call that hangs is cancelled, and when that does not help the thread
   // is left behind with what it owns, which answers 1.  What is still in the list is gone.
   std::int32_t StopRecvEvents() override;
@@ -82,7 +88,7 @@ class StoreFeeder : public ReceiverLibrary {
   NameResolver resolver_;
   StoreWorker worker_;
   std::shared_ptr<Shared> shared_;  // what the thread and this object share
-  TrapFollower::Progress taken_;    // taken from the queue, not yet handed out
+  StoreFollower::Progress taken_;   // taken from the queue, not yet handed out
   std::size_t nextTaken_ = 0;
   std::int32_t knownNumber_ = std::numeric_limits<std::int32_t>::max();
 };

@@ -138,6 +138,7 @@ std::size_t TrapFollower::ReadSomeGaps(store::Connection& connection, std::span<
     }
     left.push_back({open.First, row.SequenceNumber - 1, open.Noticed});
     open.First = row.SequenceNumber + 1;
+    ++progress.Rows;
     if (row.EventAck == 0) {
       Append(progress, row);
     }
@@ -178,6 +179,7 @@ bool TrapFollower::ReadRange(store::Connection& connection, std::int64_t above, 
   store::IncomingTrap row;
   while (progress.Bytes < limits_.BytesPerRead && reader.Next(row)) {
     any = true;
+    ++progress.Rows;
     const std::int64_t number = row.SequenceNumber;
     if (number > position.Last + 1) {
       position.Gaps.push_back(

@@ -47,6 +47,7 @@ class TrapFollower {
     std::vector<ReceivedTrap> Traps;
     TrapNotes Notes;
     std::size_t Bytes = 0;  // of the traps' texts and notes
+    std::int64_t Rows = 0;  // that were found, also those that are not new
     bool More = false;      // read on at once, there are more rows
   };
 

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string_view>
-#include <vector>
+
+#include "store/ChangeLog.h"
+#include "store/TrapSelection.h"
 
 namespace korvane::intake {
 
@@ -14,11 +17,15 @@ class ViewWindows {
   virtual ~ViewWindows() = default;
   // A per-system Traps window, or raises the open one.
   virtual void OpenSystemTraps(const System& system) = 0;
-  // Traps were acknowledged in the store: they leave every Traps window and the Systems window's counts.
-  virtual void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) = 0;
-  virtual void SystemAcknowledged(const System& system, std::int32_t beforeTime) = 0;
-  // The operator's notes on a trap were stored: every list that holds the trap shows them.
+  // Traps were acknowledged in the store, or are gone from it: they leave every Traps window and the Systems
+  // window's counts.
+  virtual void TrapsAcknowledged(std::span<const store::TrapSelection> traps) = 0;
+  // The notes on a trap were stored: every list that holds the trap shows them.
   virtual void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) = 0;
+  // Counts and lists once more, after what hides, grades or names traps was changed.
+  virtual void ReloadTraps() = 0;
+  // Somebody else changed what a dialog may be open on; lists and counts have it already.
+  virtual void ChangedElsewhere(const store::Change& change) = 0;
 };
 
 }  // namespace korvane::intake

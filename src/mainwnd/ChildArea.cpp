@@ -84,6 +84,9 @@ void ChildWindow::closeEvent(QCloseEvent* event) {
     showMinimized();
     return;
   }
+  if (form_.AsksOnClosing()) {
+    BringUp();  // the operator sees what the question is about
+  }
   // Kept, since a window that has agreed to close does not know its area any more.
   auto* area = qobject_cast<ChildArea*>(mdiArea());
   QMdiSubWindow::closeEvent(event);

@@ -102,6 +102,8 @@ void FrameDialogs::CategoriesChanged() {
   reload_();
 }
 
+void FrameDialogs::ChangedElsewhere(const store::Change& /*change*/) {}
+
 void FrameDialogs::ShowAbout() {
   frmAbout(services_.Registry, &frame_).exec();
 }

@@ -14,6 +14,7 @@
 #include "params/ReportParameters.h"
 #include "params/WindowParameters.h"
 #include "params/frmFilters.h"
+#include "store/ChangeLog.h"
 
 class QWidget;
 
@@ -38,6 +39,8 @@ class FrameDialogs : private params::FilteredWindows, private categories::Catego
   void ExportCategories();
   void ImportCategories();
   void ShowAbout();
+  // Somebody else changed what a dialog may be open on.
+  void ChangedElsewhere(const store::Change& change);
   // failure: what is said when there is no help.
   void ShowHelp(std::string_view failure);
   void CloseHelp();

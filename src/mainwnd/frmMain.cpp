@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QShortcut>
 #include <QTimer>
 #include <algorithm>
 #include <utility>
@@ -62,10 +63,7 @@ class frmMain::FormList : public OpenForms {
 };
 
 frmMain::frmMain(const FrameServices& services)
-    : services_(services),
-      ui_(std::make_unique<Ui::frmMain>()),
-      dispatch_(*this, services.Desk.Prompt),
-      definitions_(services.Traps.Names) {
+    : services_(services), ui_(std::make_unique<Ui::frmMain>()), dispatch_(*this, services.Desk.Prompt) {
   ui_->setupUi(this);
   setCentralWidget(ui_->fraContents);
   trapsWindows_ = std::make_unique<TrapsWindowList>(*this);
@@ -77,6 +75,7 @@ frmMain::frmMain(const FrameServices& services)
       *this, services_, [this] { ReloadTraps(); }, [this] { RefreshTrapWindows(*forms_); });
   ui_->fraStrip->Follow(services_.Desk.Strip, services_.Desk.Clock);
   services_.Wait.setParent(this);
+  new QShortcut(QKeySequence::Undo, this, [this] { services_.Desk.Strip.Press(StripKind::Told); });
   connect(ui_->mdiChildren, &QMdiArea::subWindowActivated, this, &frmMain::ChildActivated);
 }
 
@@ -132,7 +131,6 @@ void frmMain::Run(Action action) {
     case Action::WindowProperties:
       return ActiveList()->ShowWindowParameters();
     case Action::MibCompiler:
-      definitions_.Begin();
       return StartMibCompiler(services_.InstallPath, services_.Programs, services_.Desk.Prompt);
     case Action::Cascade:
       return ui_->mdiChildren->Cascade();
@@ -196,20 +194,7 @@ bool frmMain::event(QEvent* event) {
   if (seen && !opened_) {
     QTimer::singleShot(0, this, &frmMain::OpenFirstWindows);
   }
-  if (event->type() == QEvent::WindowActivate) {
-    QTimer::singleShot(0, this, &frmMain::TakeNewDefinitions);
-  }
   return done;
-}
-
-// The operator is back, perhaps from the MIB compiler.
-void frmMain::TakeNewDefinitions() {
-  const bool busy = services_.Wait.IsBusy() || QApplication::activeModalWidget() != nullptr;
-  if (closing_ || busy || !definitions_.Changed()) {
-    return;
-  }
-  services_.Traps.Names.ClearCache();
-  ReloadTraps();
 }
 
 // A maximised child would add its own caption; a later start of the console would then not find this one.
@@ -383,7 +368,7 @@ void frmMain::AcknowledgePopUpSystem() {
   }
   // Taken now: what arrives while the question is open has not been seen.
   const std::int32_t bound = services_.Systems.AcknowledgeBound(*popUpSystem_);
-  services_.Acknowledge.Ask(*this, *popUpSystem_, popUpSystem_->Name, [bound] { return bound; });
+  services_.Acknowledge.Ask(*popUpSystem_, popUpSystem_->Name, [bound] { return bound; });
 }
 
 void frmMain::ChildActivated() {
@@ -413,11 +398,15 @@ void frmMain::OpenSystemTraps(const intake::System& system) {
   OpenTraps(traps::WindowKind::PerSystem, parameters, &system);
 }
 
-void frmMain::TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) {
-  services_.Systems.TrapsAcknowledged(sequenceNumbers);
+void frmMain::TrapsAcknowledged(std::span<const store::TrapSelection> acknowledged) {
+  services_.Systems.TrapsAcknowledged(acknowledged);
   for (traps::frmTraps* traps : AllTraps()) {
-    traps->TrapsAcknowledged(sequenceNumbers);
+    traps->TrapsAcknowledged(acknowledged);
   }
+}
+
+void frmMain::ChangedElsewhere(const store::Change& change) {
+  dialogs_->ChangedElsewhere(change);
 }
 
 void frmMain::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
@@ -426,14 +415,6 @@ void frmMain::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
       list->NotesSaved(sequenceNumber, notes);
     }
   }
-}
-
-void frmMain::SystemAcknowledged(const intake::System& system, std::int32_t beforeTime) {
-  services_.Systems.SystemAcknowledged(system, beforeTime);
-  for (traps::frmTraps* traps : AllTraps()) {
-    traps->SystemAcknowledged(system, beforeTime);
-  }
-  RefreshTrapWindows(*forms_);
 }
 
 }  // namespace korvane::mainwnd

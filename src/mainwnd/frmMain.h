@@ -18,7 +18,6 @@
 #include "intake/Intake.h"
 #include "intake/ViewWindows.h"
 #include "mainwnd/CommandDispatch.h"
-#include "mainwnd/DefinitionsWatch.h"
 #include "mainwnd/FrameMenus.h"
 #include "mainwnd/FrameServices.h"
 #include "params/WindowParameters.h"
@@ -69,9 +68,10 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   const FrameMenus& Menus() const { return *menus_; }
 
   void OpenSystemTraps(const intake::System& system) override;
-  void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) override;
-  void SystemAcknowledged(const intake::System& system, std::int32_t beforeTime) override;
+  void TrapsAcknowledged(std::span<const store::TrapSelection> traps) override;
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
+  void ReloadTraps() override;
+  void ChangedElsewhere(const store::Change& change) override;
   std::optional<std::string_view> ActiveFormName() const override;
 
  protected:
@@ -87,9 +87,6 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   traps::frmTraps* ActiveTraps() const;
   reports::frmReport* ActiveReport() const;
   traps::TrapListWindow* ActiveList() const;  // either of them
-  // Counts and lists once more, after what hides or grades traps was changed.
-  void ReloadTraps();
-  void TakeNewDefinitions();
   std::vector<traps::frmTraps*> AllTraps() const;
   traps::frmTraps* OpenTraps(traps::WindowKind kind, params::WindowParameters parameters,
                              const intake::System* system = nullptr);
@@ -110,7 +107,6 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   std::unique_ptr<FrameMenus> menus_;
   std::unique_ptr<FrameDialogs> dialogs_;
   CommandDispatch dispatch_;
-  DefinitionsWatch definitions_;
   std::unique_ptr<TrapsWindowList> trapsWindows_;
   std::unique_ptr<FormList> forms_;
   QPointer<systems::frmDevices> systems_;

@@ -28,28 +28,17 @@ void LockUnacknowledged(Connection& connection, std::string_view condition,
   while (rows.Next()) numbers.push_back(rows.Integer(std::size_t{0}));
 }
 
-std::string ConditionOf(std::span<const NumberRange> numbers) {
-  std::string condition;
-  for (const NumberRange& range : numbers) {
-    condition += fmt::format("{}SequenceNumber BETWEEN {} AND {}", condition.empty() ? "" : " OR ",
-                             range.First, range.Last);
-  }
-  return fmt::format("({})", condition);
-}
-
 template <class Each>
 void ForEachStatement(std::span<const NumberRange> numbers, Each each) {
   while (!numbers.empty()) {
     const auto some = numbers.first(std::min(numbers.size(), kRangesOfAStatement));
-    each(ConditionOf(some));
+    each(NumbersCondition(some));
     numbers = numbers.subspan(some.size());
   }
 }
 
-std::int32_t NoteAcknowledged(Connection& connection, const TrapSelection& changed) {
-  return changed.Numbers.empty()
-             ? 0
-             : NoteChange(connection, ChangeKind::Acknowledged, changed, CountOf(changed.Numbers));
+std::int32_t NoteAcknowledged(Connection& connection, const TrapSelection& traps, std::int64_t changed) {
+  return traps.Numbers.empty() ? 0 : NoteChange(connection, ChangeKind::Acknowledged, traps, changed);
 }
 
 TrapSelection Common(const TrapSelection& selection, std::vector<std::int32_t> numbers) {
@@ -80,7 +69,7 @@ Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const std::in
   const TrapSelection leaving = SelectionOf(std::move(acknowledged));
   try {
     result.Changed = Common(leaving, std::move(fresh));
-    result.ChangeId = NoteAcknowledged(connection, result.Changed);
+    result.ChangeId = NoteAcknowledged(connection, result.Changed, CountOf(result.Changed.Numbers));
     transaction.Commit();
   } catch (const DatabaseError& error) {
     // Nothing was committed; what went wrong first says more.
@@ -101,11 +90,13 @@ Acknowledgement AcknowledgeSources(Connection& connection, std::span<const std::
   Transaction transaction(connection, kEventTrap);
   std::vector<std::int32_t> fresh;
   std::vector<std::int32_t> meanwhile;
+  std::int64_t changed = 0;
   for (const std::string& source : sources) {
     const std::string condition = fmt::format("Source = {} AND EventTime < {}", Quoted(source), beforeTime);
     const std::size_t before = fresh.size();
     LockUnacknowledged(connection, condition, fresh);
     const std::int64_t touched = connection.Execute(AcknowledgeSourceStatement(source, beforeTime));
+    changed += touched;
     if (touched > std::ssize(fresh) - static_cast<std::ptrdiff_t>(before)) {
       // Some were committed between the two statements.  Which they are can't be told from others that were
       // acknowledged before, so all are noted, and none is taken back.
@@ -118,7 +109,7 @@ Acknowledgement AcknowledgeSources(Connection& connection, std::span<const std::
   }
   meanwhile.insert(meanwhile.end(), fresh.begin(), fresh.end());
   result.Changed = SelectionOf(std::move(fresh));
-  result.ChangeId = NoteAcknowledged(connection, SelectionOf(std::move(meanwhile)));
+  result.ChangeId = NoteAcknowledged(connection, SelectionOf(std::move(meanwhile)), changed);
   transaction.Commit();
   return result;
 }

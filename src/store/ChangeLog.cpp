@@ -21,6 +21,12 @@ std::int32_t Now() {
   return static_cast<std::int32_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
 }
 
+ChangeKind KindOf(std::int32_t number) {
+  constexpr auto kFirst = static_cast<std::int32_t>(ChangeKind::Acknowledged);
+  constexpr auto kLast = static_cast<std::int32_t>(ChangeKind::TrapNames);
+  return number >= kFirst && number <= kLast ? static_cast<ChangeKind>(number) : ChangeKind::Unknown;
+}
+
 void AddEntry(Recordset& log, const ChangeAuthor& author, ChangeKind kind, const TrapSelection& traps,
               std::span<const NumberRange> numbers, std::optional<std::int64_t> rows) {
   log.AddNew();
@@ -58,20 +64,15 @@ std::int32_t NoteChange(Connection& connection, ChangeKind kind, const TrapSelec
   return last.Next() ? last.Integer(std::size_t{0}) : 0;
 }
 
-std::vector<Change> ReadChanges(Connection& connection, std::string_view condition) {
+std::vector<Change> ReadChanges(Connection& connection, std::string_view condition, std::size_t most) {
   Recordset rows = connection.OpenRecordset(
-      fmt::format("SELECT * FROM {} WHERE {} ORDER BY Change_ID ASC", kChangeLog, condition));
+      fmt::format("SELECT * FROM {} WHERE {} ORDER BY Change_ID ASC LIMIT {}", kChangeLog, condition, most));
   std::vector<Change> changes;
   while (rows.Next()) {
-    const std::int32_t kind = rows.Integer("Kind");
-    if (kind < static_cast<std::int32_t>(ChangeKind::Acknowledged) ||
-        kind > static_cast<std::int32_t>(ChangeKind::TrapNames)) {
-      continue;
-    }
     Change& change = changes.emplace_back();
     change.ChangeId = rows.Integer("Change_ID");
     change.Time = rows.Integer("Change_Time");
-    change.Kind = static_cast<ChangeKind>(kind);
+    change.Kind = KindOf(rows.Integer("Kind"));
     change.Author = {rows.Text("Operator"), rows.Text("Machine"), rows.Text("Writer")};
     change.Traps.Numbers = NumbersOf(rows.Text("Numbers"));
     if (!rows.IsNull("Source")) change.Traps.Source = rows.Text("Source");

@@ -3,7 +3,9 @@
 // is no change without its entry and no entry without its change.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +17,7 @@ namespace korvane::store {
 
 // The numbers are stored.
 enum class ChangeKind : std::int32_t {
+  Unknown = 0,  // of a later release
   Acknowledged = 1,
   Unacknowledged = 2,
   Notes = 3,   // of the traps
@@ -29,7 +32,7 @@ struct Change {
   std::int32_t ChangeId = 0;
   std::int32_t Time = 0;  // seconds since 1970-01-01 00:00:00 UTC, by the writer's clock
   ChangeKind Kind = ChangeKind::Acknowledged;
-  ChangeAuthor Author;
+  ChangeAuthor Author;  // without an operator: the receiver, by the traps' age
   TrapSelection Traps;  // of the first four kinds
   // How many rows were no longer, or are again, unacknowledged; nothing: the writer does not know.
   std::optional<std::int32_t> Rows;
@@ -42,8 +45,9 @@ struct Change {
 std::int32_t NoteChange(Connection& connection, ChangeKind kind, const TrapSelection& traps = {},
                         std::optional<std::int64_t> rows = std::nullopt);
 
-// The entries that the condition (of a WHERE) selects, in the order of their numbers.  An entry of a kind
-// that this release does not know is left out.  Throws DatabaseError.
-std::vector<Change> ReadChanges(Connection& connection, std::string_view condition);
+// The entries that the condition (of a WHERE) selects, in the order of their numbers, and no more than the
+// first so many of them.  Throws DatabaseError.
+std::vector<Change> ReadChanges(Connection& connection, std::string_view condition,
+                                std::size_t most = std::numeric_limits<std::int32_t>::max());
 
 }  // namespace korvane::store

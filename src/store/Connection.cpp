@@ -167,6 +167,13 @@ void Transaction::Commit() {
   done_ = true;
 }
 
+Snapshot::Snapshot(Connection& connection) : transaction_(connection) {
+  const Engine engine = connection.Internals().Kind;
+  if (engine == Engine::PostgreSql || engine == Engine::MariaDb) {
+    connection.Execute("SET TRANSACTION ISOLATION LEVEL REPEATABLE READ");
+  }
+}
+
 void OpenDatabase(Connection& connection) noexcept {
   try {
     connection.Open(kDataSourceName, {}, {});

@@ -91,6 +91,15 @@ class Transaction {
   bool done_ = false;
 };
 
+// For reading only: all that is read until the end is of one moment.
+class Snapshot {
+ public:
+  explicit Snapshot(Connection& connection);
+
+ private:
+  Transaction transaction_;
+};
+
 // Opens the shared connection with the data source's own user.  A failure is not reported here: it shows as
 // the failure of the first read.
 void OpenDatabase(Connection& connection) noexcept;

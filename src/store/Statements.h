@@ -3,8 +3,11 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
+
+#include "store/TrapSelection.h"
 
 namespace korvane::store {
 
@@ -30,5 +33,8 @@ std::string TrapsLoadStatement(std::int32_t upperBound, std::int32_t lowerBound)
 // Both bounds inclusive, acknowledged or not.
 std::string ReportStatement(std::int32_t fromTime, std::int32_t toTime);
 std::string CountReportStatement(std::int32_t fromTime, std::int32_t toTime);  // one row, one column
+
+// The rows of these numbers, for a WHERE; of a few hundred ranges at most, and of none without ranges.
+std::string NumbersCondition(std::span<const NumberRange> numbers);
 
 }  // namespace korvane::store

@@ -305,21 +305,6 @@ std::vector<NamedTrap> TrapNames::TrapsOfEnterprise(std::string_view enterpriseN
   return traps;
 }
 
-std::string TrapNames::DefinitionsMark() {
-  Recordset sums = impl_->Store.OpenRecordset(
-      fmt::format("SELECT COUNT(*) AS Definitions, SUM(LENGTH(EnterpriseOid)) AS Oids, SUM(RequestType) AS "
-                  "Codes, SUM(LENGTH(SpecificTrap)) AS Traps, SUM(LENGTH(Name)) AS Enterprises, "
-                  "SUM(LENGTH(TrapDescription)) AS Descriptions FROM {}",
-                  kEventStructure));
-  std::string mark;
-  if (sums.Next()) {
-    for (const char* sum : {"Definitions", "Oids", "Codes", "Traps", "Enterprises", "Descriptions"}) {
-      mark += sums.Text(sum) + ' ';
-    }
-  }
-  return mark;
-}
-
 void TrapNames::ClearCache() {
   impl_->Last = nullptr;
   impl_->Kinds.clear();

@@ -72,10 +72,6 @@ class TrapNames {
   std::vector<std::string> EnterpriseNames();
   std::vector<NamedTrap> TrapsOfEnterprise(std::string_view enterpriseName);
 
-  // Differs once definitions were added, removed or changed in the store, whoever did it.  A change that
-  // keeps the length of all texts together is missed.  Not cached; throws DatabaseError.
-  std::string DefinitionsMark();
-
   // After filters, categories or definitions changed.  Definitions already handed out stay valid.
   void ClearCache();
 

@@ -40,6 +40,21 @@ TrapSelection SelectionOf(std::vector<std::int32_t> sequenceNumbers) {
   return selection;
 }
 
+std::vector<NumberRange> Without(std::span<const NumberRange> numbers, std::span<const NumberRange> others) {
+  std::vector<NumberRange> left;
+  auto other = others.begin();
+  for (const NumberRange& range : numbers) {
+    std::int64_t first = range.First;
+    while (other != others.end() && other->Last < range.First) ++other;
+    for (auto cut = other; cut != others.end() && cut->First <= range.Last; ++cut) {
+      if (cut->First > first) left.push_back({static_cast<std::int32_t>(first), cut->First - 1});
+      first = std::int64_t{cut->Last} + 1;
+    }
+    if (first <= range.Last) left.push_back({static_cast<std::int32_t>(first), range.Last});
+  }
+  return left;
+}
+
 std::int64_t CountOf(std::span<const NumberRange> numbers) {
   return std::accumulate(numbers.begin(), numbers.end(), std::int64_t{0},
                          [](std::int64_t sum, const NumberRange& range) {

@@ -34,6 +34,8 @@ struct TrapSelection {
 
 // In any order, with repetitions.
 TrapSelection SelectionOf(std::vector<std::int32_t> sequenceNumbers);
+// What of the one is not in the other; both as a selection holds them.
+std::vector<NumberRange> Without(std::span<const NumberRange> numbers, std::span<const NumberRange> others);
 std::int64_t CountOf(std::span<const NumberRange> numbers);
 
 // "3-7,12", as the change log holds them.  Reading passes over what is no range.

@@ -14,10 +14,6 @@ struct CountedTrap {
   std::int32_t EventTime = 0;
   std::uint32_t System : 26 = 0;
   std::uint32_t Severity : 3 = 0;
-  // Came from the store while the intake ran, so the receiver library may still hand it out once.
-  std::uint32_t MayComeAgain : 1 = 0;
-  // No longer in any count; kept only so that it is not admitted again.
-  std::uint32_t Acknowledged : 1 = 0;
 };
 
 class CountedTraps {
@@ -28,16 +24,7 @@ class CountedTraps {
   CountedTrap* Find(std::int32_t sequenceNumber);
   void Erase(std::int32_t sequenceNumber);
 
-  template <class Visitor>
-  void ForEach(Visitor visit) const {
-    for (const auto& block : blocks_) {
-      for (const CountedTrap& trap : block) {
-        visit(trap);
-      }
-    }
-  }
-
-  // Removes what the predicate accepts; the predicate may change what it leaves.
+  // Removes what the predicate accepts.
   template <class Predicate>
   void EraseIf(Predicate accepts) {
     for (auto& block : blocks_) {

@@ -4,13 +4,12 @@
 
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
 
 #include "common/Desk.h"
-#include "intake/LoadBounds.h"
-#include "intake/ViewWindows.h"
+#include "intake/StoreChanges.h"
+#include "intake/Systems.h"
 #include "store/Connection.h"
 
 namespace korvane::systems {
@@ -19,22 +18,22 @@ enum class SystemAcknowledgement { Declined, Done, Refused };
 
 class SystemAcknowledge {
  public:
-  SystemAcknowledge(Desk& desk, store::Connection& connection, intake::LoadBounds& bounds)
-      : desk_(desk), connection_(connection), bounds_(bounds) {}
+  SystemAcknowledge(Desk& desk, store::Connection& connection, intake::StoreChanges& changes)
+      : desk_(desk), connection_(connection), changes_(changes) {}
 
   // shownAs: how the question names the system.  beforeTime: the exclusive bound, taken after a Yes.
   // One statement per source text of the system, all of them or none; a failure is reported with the
-  // database's text and leaves everything as it was.  What was done leaves every window through ViewWindows.
-  SystemAcknowledgement Ask(intake::ViewWindows& windows, const intake::System& system,
-                            std::string_view shownAs, const std::function<std::int32_t()>& beforeTime);
+  // database's text and leaves everything as it was.  What was done leaves every window.
+  SystemAcknowledgement Ask(const intake::System& system, std::string_view shownAs,
+                            const std::function<std::int32_t()>& beforeTime);
 
  private:
   // The database's text when it refused.
-  std::optional<std::string> Acknowledge(const intake::System& system, std::int32_t beforeTime);
+  std::string Acknowledge(const intake::System& system, std::int32_t beforeTime);
 
   Desk& desk_;
   store::Connection& connection_;
-  intake::LoadBounds& bounds_;
+  intake::StoreChanges& changes_;
 };
 
 }  // namespace korvane::systems

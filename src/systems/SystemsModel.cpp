@@ -112,6 +112,8 @@ void SystemsModel::LoadAtStart() {
     bounds_.Option = question_.AskViewOption(unacknowledged, limit);
     desk_.Busy.ShowBusy(kBusyInitializing);
   }
+  bounds_.StartChange =
+      FirstNumber(connection_, fmt::format("SELECT MAX(Change_ID) FROM {}", store::kChangeLog)).value_or(0);
   bounds_.StartNumber =
       FirstNumber(connection_, fmt::format("SELECT MAX(SequenceNumber) FROM {}", store::kEventTrap))
           .value_or(0);
@@ -154,7 +156,7 @@ void SystemsModel::LoadBegins() {
 }
 
 void SystemsModel::TakeStored(const store::IncomingTrap& trap) {
-  Count(loading_, trap, !bounds_.InitialLoad || trap.SequenceNumber > bounds_.StartNumber);
+  Count(loading_, trap);
 }
 
 void SystemsModel::LoadEnds(const intake::LoadOutcome& outcome) {
@@ -186,11 +188,6 @@ void SystemsModel::Replace(Counts fresh) {
       merged.AddRow(row);
     }
   }
-  shown_.Traps.ForEach([&fresh](const CountedTrap& trap) {
-    if (trap.Acknowledged) {
-      fresh.Traps.Admit(trap);
-    }
-  });
   fresh.Rows = std::move(merged.Rows);
   fresh.RowOfIndex = std::move(merged.RowOfIndex);
   if (listener_ != nullptr) {
@@ -251,16 +248,13 @@ void SystemsModel::TakeAnswer(std::size_t index, bool isName, const std::string&
   }
 }
 
-std::optional<std::uint32_t> SystemsModel::Count(Counts& counts, const store::IncomingTrap& trap,
-                                                 bool mayComeAgain) {
+std::optional<std::uint32_t> SystemsModel::Count(Counts& counts, const store::IncomingTrap& trap) {
   const std::size_t system = systems_.SystemOfSource(trap.Source);
   const std::uint32_t severity = SeverityIndex(trap.Severity);
   if (!counts.Traps.Admit({.SequenceNumber = trap.SequenceNumber,
                            .EventTime = trap.EventTime,
                            .System = static_cast<std::uint32_t>(system) & 0x3FF'FFFFU,
-                           .Severity = severity & 7U,
-                           .MayComeAgain = mayComeAgain,
-                           .Acknowledged = 0})) {
+                           .Severity = severity & 7U})) {
     return std::nullopt;
   }
   std::uint32_t place = counts.RowOf(system);
@@ -280,10 +274,10 @@ void SystemsModel::NoteDelivered(const store::IncomingTrap& trap) {
 }
 
 void SystemsModel::UpdateSystemCounts(const store::IncomingTrap& trap) {
-  if (bounds_.Acknowledged.Contains(trap.SequenceNumber)) {
+  if (bounds_.Own.Contains(trap.SequenceNumber)) {
     return;
   }
-  if (const auto row = Count(shown_, trap, false)) {
+  if (const auto row = Count(shown_, trap)) {
     MarkChanged(*row);
   }
 }
@@ -347,35 +341,34 @@ void SystemsModel::TakeOut(const CountedTrap& trap) {
   MarkChanged(row);
 }
 
-void SystemsModel::TrapsAcknowledged(std::span<const std::int32_t> sequenceNumbers) {
-  for (const std::int32_t number : sequenceNumbers) {
-    CountedTrap* trap = shown_.Traps.Find(number);
-    if (trap == nullptr) {
-      // Shown by a window that has loaded it, and still on its way here from the receiver library.
-      shown_.Traps.Admit({.SequenceNumber = number, .Acknowledged = 1});
-    } else if (!trap->Acknowledged) {
-      TakeOut(*trap);
-      if (trap->MayComeAgain) {
-        trap->Acknowledged = 1;
-      } else {
-        shown_.Traps.Erase(number);
+void SystemsModel::TakeOut(const store::TrapSelection& traps) {
+  constexpr std::int64_t kFoundOneByOne = 1000;
+  if (!traps.Source && !traps.BeforeTime && store::CountOf(traps.Numbers) <= kFoundOneByOne) {
+    for (const store::NumberRange& range : traps.Numbers) {
+      for (std::int64_t number = range.First; number <= range.Last; ++number) {
+        if (const CountedTrap* trap = shown_.Traps.Find(static_cast<std::int32_t>(number))) {
+          TakeOut(*trap);
+          shown_.Traps.Erase(static_cast<std::int32_t>(number));
+        }
       }
     }
+    return;
   }
-  UpdateColors();
-  RefreshStatus();
+  const std::size_t system = traps.Source ? systems_.FindSystem(*traps.Source) : intake::Systems::kNone;
+  shown_.Traps.EraseIf([&](const CountedTrap& trap) {
+    const bool leaves = (!traps.BeforeTime || trap.EventTime < *traps.BeforeTime) &&
+                        (!traps.Source || trap.System == system) && traps.HasNumber(trap.SequenceNumber);
+    if (leaves) {
+      TakeOut(trap);
+    }
+    return leaves;
+  });
 }
 
-void SystemsModel::SystemAcknowledged(const intake::System& system, std::int32_t beforeTime) {
-  const std::size_t index = IndexOf(system);
-  shown_.Traps.EraseIf([&](CountedTrap& trap) {
-    if (trap.Acknowledged || trap.System != index || trap.EventTime >= beforeTime) {
-      return false;
-    }
-    TakeOut(trap);
-    trap.Acknowledged = 1;
-    return !trap.MayComeAgain;
-  });
+void SystemsModel::TrapsAcknowledged(std::span<const store::TrapSelection> traps) {
+  for (const store::TrapSelection& some : traps) {
+    TakeOut(some);
+  }
   UpdateColors();
   RefreshStatus();
 }

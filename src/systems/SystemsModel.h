@@ -24,6 +24,7 @@
 #include "intake/StoredTraps.h"
 #include "intake/Systems.h"
 #include "store/Connection.h"
+#include "store/TrapSelection.h"
 #include "systems/CountedTraps.h"
 
 namespace korvane::systems {
@@ -102,10 +103,8 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   // Applies the rule of the row colour to every row: one without unacknowledged traps has no news.
   void UpdateColors();
 
-  // Traps acknowledged in the store leave the counts: those of these numbers, or those of a system that are
-  // older than the bound.
-  void TrapsAcknowledged(std::span<const std::int32_t> sequenceNumbers);
-  void SystemAcknowledged(const intake::System& system, std::int32_t beforeTime);
+  // Traps that were acknowledged in the store, or are gone from it, leave the counts.
+  void TrapsAcknowledged(std::span<const store::TrapSelection> traps);
 
   // The operator selected the row or opened its window: it has no news any more.
   void OperatorSawRow(std::size_t row);
@@ -137,7 +136,8 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
 
   void LoadAtStart();
   void FindLowerBound();
-  std::optional<std::uint32_t> Count(Counts& counts, const store::IncomingTrap& trap, bool mayComeAgain);
+  std::optional<std::uint32_t> Count(Counts& counts, const store::IncomingTrap& trap);
+  void TakeOut(const store::TrapSelection& traps);
   void Replace(Counts fresh);
   void TakeOut(const CountedTrap& trap);
   void MarkChanged(std::size_t row);

@@ -8,8 +8,8 @@
 #include "common/Text.h"
 #include "fmt/format.h"
 #include "intake/Systems.h"
+#include "store/Acknowledge.h"
 #include "store/DatabaseError.h"
-#include "store/Statements.h"
 #include "systems/SystemAcknowledge.h"
 
 namespace korvane::traps {
@@ -17,39 +17,6 @@ namespace korvane::traps {
 namespace {
 
 constexpr std::size_t kStatementsPerProgress = 500;
-
-struct Acknowledged {
-  std::vector<std::int32_t> SequenceNumbers;  // committed
-  std::string Failure;                        // the database's text; empty when all went well
-};
-
-Acknowledged AcknowledgeInOneTransaction(store::Connection& connection, BusyIndicator& busy,
-                                         std::span<const std::int32_t> sequenceNumbers) {
-  Acknowledged result;
-  try {
-    store::Transaction transaction(connection);
-    try {
-      for (const std::int32_t number : sequenceNumbers) {
-        connection.Execute(store::AcknowledgeTrapStatement(number));
-        result.SequenceNumbers.push_back(number);
-        if (result.SequenceNumbers.size() % kStatementsPerProgress == 0) {
-          busy.ShowProgress(static_cast<std::int64_t>(result.SequenceNumbers.size()),
-                            static_cast<std::int64_t>(sequenceNumbers.size()));
-        }
-      }
-    } catch (const store::DatabaseError& error) {
-      result.Failure = error.what();
-    }
-    transaction.Commit();
-  } catch (const store::DatabaseError& error) {
-    // Nothing was committed; what went wrong first says more.
-    result.SequenceNumbers.clear();
-    if (result.Failure.empty()) {
-      result.Failure = error.what();
-    }
-  }
-  return result;
-}
 
 }  // namespace
 
@@ -103,7 +70,7 @@ void TrapsModel::PublicAddTraps(const store::IncomingTrap& trap) {
     return;
   }
   if (kind_ == WindowKind::NoLiveTraps || IsKnown(trap.SequenceNumber) ||
-      services_.Bounds.Acknowledged.Contains(trap.SequenceNumber)) {
+      services_.Bounds.Own.Contains(trap.SequenceNumber)) {
     return;
   }
   highestSequence_ = std::max(highestSequence_, trap.SequenceNumber);
@@ -242,21 +209,38 @@ void TrapsModel::AcknowledgeSelected(std::span<const std::uint32_t> rows) {
   }
   std::string failure;
   {
-    const BusyScope busy(services_.Desk.Busy, "Acknowledging Trap(s)");
+    BusyIndicator& busyIndicator = services_.Desk.Busy;
+    const BusyScope busy(busyIndicator, "Acknowledging Trap(s)");
     std::vector<std::int32_t> numbers;
     numbers.reserve(rows.size());
     for (const std::uint32_t row : rows) {
       numbers.push_back(rows_.SequenceNumberAt(row));
     }
-    Acknowledged result = AcknowledgeInOneTransaction(services_.Connection, services_.Desk.Busy, numbers);
-    failure = std::move(result.Failure);
-    if (!result.SequenceNumbers.empty()) {
-      windows_.TrapsAcknowledged(result.SequenceNumbers);
+    const std::string system(SystemOf(rows));
+    const auto progress = [&](std::size_t done) {
+      if (done % kStatementsPerProgress == 0) {
+        busyIndicator.ShowProgress(static_cast<std::int64_t>(done), std::ssize(numbers));
+      }
+    };
+    try {
+      const store::Acknowledgement done = store::AcknowledgeTraps(services_.Connection, numbers, progress);
+      failure = done.Failure;
+      services_.Changes.Acknowledged(done, system);
+    } catch (const store::DatabaseError& error) {
+      failure = error.what();
     }
   }
   if (!failure.empty()) {
     services_.Desk.Prompt.Show(failure, PromptIcon::Critical);
   }
+}
+
+// The one system whose traps they are, by its name; empty when there are several.
+std::string_view TrapsModel::SystemOf(std::span<const std::uint32_t> rows) const {
+  const std::string_view source = rows_.SourceAt(rows.front());
+  const bool one =
+      std::all_of(rows.begin(), rows.end(), [&](std::uint32_t row) { return rows_.SourceAt(row) == source; });
+  return one ? rows_.At(rows.front()).SystemName : std::string_view();
 }
 
 void TrapsModel::RemoveRows(std::span<const std::uint32_t> rows) {
@@ -270,56 +254,41 @@ void TrapsModel::RemoveRows(std::span<const std::uint32_t> rows) {
   listener_->BatchEnds();
 }
 
-template <class Leaves>
-void TrapsModel::RemoveWhere(Leaves leaves) {
+void TrapsModel::RemoveAcknowledged(std::span<const store::TrapSelection> traps) {
+  std::vector<std::int32_t> gone;
   const auto leaving = [&](const traplist::TrapRows& list) {
     std::vector<std::uint32_t> rows;
     for (std::size_t row = 0; row < list.Count(); ++row) {
-      if (leaves(list, row)) {
+      const bool leaves = std::any_of(traps.begin(), traps.end(), [&](const store::TrapSelection& some) {
+        return some.Contains(list.SequenceNumberAt(row), list.SourceAt(row), list.EventTimeAt(row));
+      });
+      if (leaves) {
         rows.push_back(static_cast<std::uint32_t>(row));
+        gone.push_back(list.SequenceNumberAt(row));
       }
     }
     return rows;
   };
-  const std::vector<std::uint32_t> rows = leaving(rows_);
-  for (const std::uint32_t row : rows) {
-    services_.Bounds.Acknowledged.Insert(rows_.SequenceNumberAt(row));
-  }
   pending_.Remove(leaving(pending_));
-  RemoveRows(rows);
-}
-
-void TrapsModel::RemoveAcknowledged(std::span<const std::int32_t> sequenceNumbers) {
-  if (sequenceNumbers.empty()) {
-    return;
-  }
-  std::vector<std::int32_t> sorted(sequenceNumbers.begin(), sequenceNumbers.end());
-  std::sort(sorted.begin(), sorted.end());
-  RemoveWhere([&](const traplist::TrapRows& list, std::size_t row) {
-    const std::int32_t number = list.SequenceNumberAt(row);
-    return number >= sorted.front() && number <= sorted.back() &&
-           std::binary_search(sorted.begin(), sorted.end(), number);
-  });
-}
-
-void TrapsModel::RemoveAcknowledged(const intake::System& system, std::int32_t beforeTime) {
-  RemoveWhere([&](const traplist::TrapRows& list, std::size_t row) {
-    return list.EventTimeAt(row) < beforeTime && std::find(system.Sources.begin(), system.Sources.end(),
-                                                           list.SourceAt(row)) != system.Sources.end();
-  });
+  RemoveRows(leaving(rows_));
+  loaded_.Erase(std::move(gone));  // they may become new again
 }
 
 std::string TrapsModel::SystemSource() const {
   return system_->Sources.empty() ? system_->Name : system_->Sources.front();
 }
 
+bool TrapsModel::AsksOnClosing() const {
+  return kind_ == WindowKind::PerSystem && !services_.Desk.State.gShuttingDown;
+}
+
 bool TrapsModel::MayClose() {
-  if (kind_ != WindowKind::PerSystem || services_.Desk.State.gShuttingDown) {
+  if (!AsksOnClosing()) {
     return true;
   }
   // The newest trap seen stays, as do all that were stored after it.
   const auto beforeTime = [this] { return services_.Desk.State.gLastTrapTime; };
-  return services_.Acknowledge.Ask(windows_, *system_, SystemSource(), beforeTime) !=
+  return services_.Acknowledge.Ask(*system_, SystemSource(), beforeTime) !=
          systems::SystemAcknowledgement::Refused;
 }
 

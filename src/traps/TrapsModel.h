@@ -18,6 +18,7 @@
 #include "intake/ViewWindows.h"
 #include "params/WindowParameters.h"
 #include "store/TrapRecord.h"
+#include "store/TrapSelection.h"
 #include "traplist/TrapRows.h"
 #include "traplist/TrapRowsListener.h"
 #include "traplist/WhyEmpty.h"
@@ -72,14 +73,13 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
 
   // The rows as the list shows them from top to bottom.  One statement per trap, all in one transaction,
   // which is committed also when one of them fails: that one is reported and ends the work.  What was done
-  // leaves every window through ViewWindows.
+  // leaves every window.
   void AcknowledgeSelected(std::span<const std::uint32_t> rows);
 
-  // Traps that were acknowledged in the store, here or elsewhere, leave the list.
-  void RemoveAcknowledged(std::span<const std::int32_t> sequenceNumbers);
-  // Those of the system's source texts below the time.
-  void RemoveAcknowledged(const intake::System& system, std::int32_t beforeTime);
+  // Traps that were acknowledged in the store, here or elsewhere, or are gone from it, leave the list.
+  void RemoveAcknowledged(std::span<const store::TrapSelection> traps);
 
+  bool AsksOnClosing() const;
   // A per-system window asks whether to acknowledge its system's traps, and does so.  False: the store
   // refused, which has been reported; nothing is acknowledged and the window is to stay.
   bool MayClose();
@@ -95,8 +95,7 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
   void Hold(traplist::TrapRows& rows, const store::IncomingTrap& trap) const;
   void InsertPending();
   void RemoveRows(std::span<const std::uint32_t> rows);
-  template <class Leaves>
-  void RemoveWhere(Leaves leaves);
+  std::string_view SystemOf(std::span<const std::uint32_t> rows) const;
   void ResetRows();
   std::size_t Limit() const;
   std::string SystemSource() const;
@@ -116,10 +115,9 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
   bool loadingHidden_ = false;
 
   std::string failure_;
-  bool anyHidden_ = false;  // a filter hid what the last load would have taken
-  bool anyOthers_ = false;  // there were traps for other windows
-  intake::SequenceSet
-      loaded_;  // taken by the last load, also those that the limit or an acknowledgement removed
+  bool anyHidden_ = false;      // a filter hid what the last load would have taken
+  bool anyOthers_ = false;      // there were traps for other windows
+  intake::SequenceSet loaded_;  // taken by the last load, also those that the limit removed
   std::int32_t highestSequence_ = std::numeric_limits<std::int32_t>::min();  // of everything taken
 };
 

@@ -3,6 +3,7 @@
 
 #include "common/Desk.h"
 #include "intake/LoadBounds.h"
+#include "intake/StoreChanges.h"
 #include "intake/StoredTraps.h"
 #include "params/CategoryInformation.h"
 #include "params/TrapFilters.h"
@@ -21,6 +22,7 @@ struct TrapsServices {
   params::TrapFilters& Filters;
   intake::LoadBounds& Bounds;
   intake::StoredTraps& Stored;
+  intake::StoreChanges& Changes;
   systems::SystemAcknowledge& Acknowledge;
   traplist::ReportPrinter& Printer;
 };

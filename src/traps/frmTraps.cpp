@@ -152,12 +152,8 @@ void frmTraps::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
   model_.NotesSaved(sequenceNumber, notes);
 }
 
-void frmTraps::TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) {
-  model_.RemoveAcknowledged(sequenceNumbers);
-}
-
-void frmTraps::SystemAcknowledged(const intake::System& system, std::int32_t beforeTime) {
-  model_.RemoveAcknowledged(system, beforeTime);
+void frmTraps::TrapsAcknowledged(std::span<const store::TrapSelection> traps) {
+  model_.RemoveAcknowledged(traps);
 }
 
 void frmTraps::closeEvent(QCloseEvent* event) {
@@ -165,7 +161,7 @@ void frmTraps::closeEvent(QCloseEvent* event) {
     event->ignore();
     return;
   }
-  if (model_.Kind() == WindowKind::PerSystem && !services_.Desk.State.gShuttingDown) {
+  if (model_.AsksOnClosing()) {
     model_.Close();
   }
   event->accept();

@@ -42,6 +42,7 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
   ~frmTraps() override;
 
   std::string_view FormName() const override { return kTrapsFormName; }
+  bool AsksOnClosing() const override { return model_.AsksOnClosing(); }
   void RepaintNow() override;
 
   void PublicAddTraps(const store::IncomingTrap& trap) override;
@@ -58,8 +59,7 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
 
   // For ViewWindows: traps acknowledged somewhere leave the list.
-  void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers);
-  void SystemAcknowledged(const intake::System& system, std::int32_t beforeTime);
+  void TrapsAcknowledged(std::span<const store::TrapSelection> traps);
 
   TrapsModel& Model() { return model_; }
   TrapsTableModel& Table() { return table_; }

@@ -322,7 +322,7 @@ bool AcknowledgeAllRows(Hands&, TrapsModel& window, const intake::System&) {
 }
 
 bool AcknowledgeSystem(Hands& hands, TrapsModel&, const intake::System& system) {
-  return hands.Acknowledge.Ask(hands.Windows, system, system.Name, [] { return 2000; }) ==
+  return hands.Acknowledge.Ask(system, system.Name, [] { return 2000; }) ==
          systems::SystemAcknowledgement::Done;
 }
 

@@ -119,7 +119,7 @@ struct HeadlessConsole : RulesWorld {
   }
   intake::StoreFeeder Feeder{
       [this] { return OpenConnection(); }, std::make_shared<FakeHostNames>(), {}, Quick(Bounds)};
-  intake::Intake Link{Feeder, Names, SystemList, Model, Windows, State, Prompt, DebugLog};
+  intake::Intake Link{Feeder, Names, SystemList, Model, Windows, Changes, State, Prompt, DebugLog};
   std::vector<std::unique_ptr<traps::TrapsModel>> Opened;
 };
 

@@ -158,6 +158,8 @@ TEST_P(HousekeepingTest, OldTrapsAreAcknowledgedAndOlderOnesGoAndNotOnTheWordOfO
   EXPECT_EQ(round({.AckHours = 12, .PurgeDays = 7}, true), "26 acknowledged, 25 purged");
   EXPECT_EQ(Count(), 52);
   EXPECT_EQ(Count("EventAck = 0"), 26);
+  EXPECT_EQ(Made->Number("SELECT SUM(Row_Count) FROM Change_Log WHERE Kind = 1 AND Operator = ''"), 26);
+  EXPECT_EQ(Made->Number("SELECT SUM(Row_Count) FROM Change_Log WHERE Kind = 4"), 13);
 
   // The next run knows the clock, and one that was set meanwhile is not believed.
   Machine.Now.Wall += 100 * kDay;

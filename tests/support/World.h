@@ -18,6 +18,7 @@
 
 #include "common/Desk.h"
 #include "intake/Intake.h"
+#include "intake/StoreChanges.h"
 #include "intake/Systems.h"
 #include "intake/ViewWindows.h"
 #include "params/CategoryInformation.h"
@@ -81,25 +82,31 @@ class FakeLibrary : public intake::ReceiverLibrary {
   std::int32_t StartAnswer = intake::kReceiverThreadOk;
 };
 
+// These numbers, as an acknowledgement elsewhere names them.
+inline std::vector<store::TrapSelection> Selected(std::vector<std::int32_t> numbers) {
+  return {store::SelectionOf(std::move(numbers))};
+}
+
 // Hands what was acknowledged or written to the models that are open, as the frame does.
 class OpenModels : public intake::ViewWindows, public intake::TrapsWindows {
  public:
   void OpenSystemTraps(const intake::System& system) override { Opened.push_back(system.Name); }
-  void TrapsAcknowledged(const std::vector<std::int32_t>& sequenceNumbers) override {
-    Told.push_back(sequenceNumbers);
+  void TrapsAcknowledged(std::span<const store::TrapSelection> traps) override {
+    for (const store::TrapSelection& some : traps) {
+      Told.push_back(some.Source ? *some.Source : store::NumbersText(some.Numbers));
+    }
     for (traps::TrapsModel* model : Models) {
-      model->RemoveAcknowledged(sequenceNumbers);
+      model->RemoveAcknowledged(traps);
     }
     if (Counts != nullptr) {
-      Counts->TrapsAcknowledged(sequenceNumbers);
+      Counts->TrapsAcknowledged(traps);
     }
   }
-  void SystemAcknowledged(const intake::System& system, std::int32_t beforeTime) override {
-    SystemsTold.emplace_back(system.Name, beforeTime);
-    for (traps::TrapsModel* model : Models) {
-      model->RemoveAcknowledged(system, beforeTime);
-    }
+  void ReloadTraps() override {
+    ++Reloads;
+    Reload();
   }
+  void ChangedElsewhere(const store::Change&) override {}
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override {
     for (traps::TrapsModel* model : Models) {
       model->NotesSaved(sequenceNumber, notes);
@@ -110,8 +117,9 @@ class OpenModels : public intake::ViewWindows, public intake::TrapsWindows {
   std::vector<traps::TrapsModel*> Models;
   systems::SystemsModel* Counts = nullptr;  // told of acknowledged numbers as well, when set
   std::vector<std::string> Opened;
-  std::vector<std::vector<std::int32_t>> Told;
-  std::vector<std::pair<std::string, std::int32_t>> SystemsTold;
+  std::vector<std::string> Told;  // numbers, or the source
+  int Reloads = 0;
+  std::function<void()> Reload = [] {};
 };
 
 class ScriptedViewOption : public systems::ViewOptionQuestion {
@@ -240,22 +248,24 @@ struct World {
   OpenModels Windows;
   TempFolder InstallFolder;
   traplist::ReportPrinter Printer{Desk, Platform.Programs, InstallFolder.Path().string()};
-  systems::SystemAcknowledge Acknowledge{Desk, Connection, Bounds};
-  traps::TrapsServices ForTraps{Desk,   Connection, Names,       Categories, Filters,
-                                Bounds, Stored,     Acknowledge, Printer};
+  intake::StoreChanges Changes{Desk, Connection, Names, SystemList, Bounds, Filters, Categories};
+  systems::SystemAcknowledge Acknowledge{Desk, Connection, Changes};
+  traps::TrapsServices ForTraps{Desk,   Connection, Names,   Categories,  Filters,
+                                Bounds, Stored,     Changes, Acknowledge, Printer};
   reports::ReportServices ForReports{
       Desk,       Connection, [this](store::ConnectionOptions options) { return OpenConnection(options); },
       Names,      Categories, Filters,
       SystemList, Printer};
   ScriptedViewOption Question;
   systems::SystemsModel Model{Desk, Connection, SystemList, Bounds, Stored, Library, Question};
-  intake::Intake Intake{Library, Names, SystemList, Model, Windows, State, Prompt, DebugLog};
+  intake::Intake Intake{Library, Names, SystemList, Model, Windows, Changes, State, Prompt, DebugLog};
 
  private:
   void Begin() {
     Store.Connect(Connection);
     Names.UseVerdicts(Verdicts);
     Model.AttachIntake(Intake);
+    Changes.Attach(Windows, Model, Windows);
     Bounds.Settled = true;
   }
 };

@@ -71,7 +71,7 @@ class TrapsWindowTest : public testing::Test, public test::LoadedWorld {
     QApplication::processEvents();
   }
   void Acknowledge(const Numbers& traps) {
-    Window.TrapsAcknowledged(traps);
+    Window.TrapsAcknowledged(test::Selected(traps));
     QApplication::processEvents();
   }
 

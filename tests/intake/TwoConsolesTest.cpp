@@ -1,0 +1,155 @@
+// Two consoles on one store: what one of them, or a program that keeps no log, changes is seen by the other.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fmt/format.h>
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "intake/StoreFeeder.h"
+#include "params/FilterStore.h"
+#include "store/ChangeLog.h"
+#include "store/NotesWrite.h"
+#include "support/Processes.h"
+#include "support/World.h"
+
+namespace korvane::intake {
+namespace {
+
+using std::chrono::milliseconds;
+
+// One of the consoles, with the real receiver link and a window of all traps.
+struct Console : test::World {
+  Console(test::TestStore& store, const std::string& name) : World(store) {
+    Connection.WriteAs({name, "desk", name});
+    Model.AttachIntake(Link);
+    Windows.Counts = &Model;
+    Windows.Reload = [this] {
+      std::vector<StoredTrapsTaker*> takers = {&Model, All.get()};
+      Stored.Load(takers);
+    };
+    Model.Load();
+    All = Open();
+    All->Reset();
+  }
+  ~Console() { Feeder.StopRecvEvents(); }
+
+  // What the window holds and what is counted; they agree.
+  std::string Shown() {
+    std::string numbers;
+    for (const std::int32_t number : test::Numbers(All->Rows())) {
+      numbers += fmt::format("{} ", number);
+    }
+    EXPECT_EQ(Model.StatusTexts()[4], fmt::format("Total Traps: {} ", All->Rows().Count()));
+    return numbers;
+  }
+  // Ticks until it shows them; what it shows in the end.
+  std::string Awaits(const std::string& numbers) {
+    test::WaitUntil([&] {
+      Model.CheckTraps();
+      return Shown() == numbers;
+    });
+    return Shown();
+  }
+  std::string Others() const {
+    const StripLine* line = Strip.Line(StripKind::Elsewhere);
+    return line != nullptr ? line->Text : "";
+  }
+
+  static StoreFeederOptions Quick(const LoadBounds& bounds) {
+    StoreFeederOptions options;
+    options.KnownNumber = [&bounds] { return bounds.StartNumber; };
+    options.KnownChange = [&bounds] { return bounds.StartChange; };
+    options.PollInterval = milliseconds(10);
+    options.CheckInterval = milliseconds(30);
+    return options;
+  }
+  StoreFeeder Feeder{
+      [this] { return OpenConnection(); }, std::make_shared<test::FakeHostNames>(), {}, Quick(Bounds)};
+  intake::Intake Link{Feeder, Names, SystemList, Model, Windows, Changes, State, Prompt, DebugLog};
+  std::unique_ptr<traps::TrapsModel> All;
+};
+
+class TwoConsolesTest : public testing::TestWithParam<store::Engine> {
+ protected:
+  std::unique_ptr<test::TestStore> store_ = test::MakeStore(GetParam());
+};
+
+TEST_P(TwoConsolesTest, SeeWhatTheOtherAndWhoKeepsNoLogHaveChanged) {
+  for (std::int32_t number = 1; number <= 6; ++number) {
+    store_->AddTrap({.SequenceNumber = number,
+                     .EventTime = 100 + number,
+                     .Source = number == 6       ? "mark"
+                               : number % 2 == 0 ? "even"
+                                                 : "odd"});
+  }
+  Console anna(*store_, "anna");
+  Console ben(*store_, "ben");
+  ASSERT_EQ(anna.Awaits("1 2 3 4 5 6 "), "1 2 3 4 5 6 ");
+  ASSERT_EQ(ben.Awaits("1 2 3 4 5 6 "), "1 2 3 4 5 6 ");
+
+  anna.All->AcknowledgeSelected(std::vector<std::uint32_t>{0, 1});
+  EXPECT_EQ(anna.Shown(), "3 4 5 6 ");
+  EXPECT_EQ(ben.Awaits("3 4 5 6 "), "3 4 5 6 ");
+  EXPECT_EQ(ben.Others(), "2 traps acknowledged by anna on desk");
+  ben.Prompt.WillAnswer(PromptAnswer::Yes);
+  ben.Acknowledge.Ask(ben.SystemList.At(ben.SystemList.FindSystem("even")), "even", [] { return 1000; });
+  EXPECT_EQ(anna.Awaits("3 5 6 "), "3 5 6 ");
+
+  // Back in both, behind what stayed; and not what the other one acknowledged.
+  anna.Strip.Press(StripKind::Told);
+  EXPECT_EQ(anna.Shown(), "3 5 6 1 2 ");
+  EXPECT_EQ(ben.Awaits("3 5 6 1 2 "), "3 5 6 1 2 ");
+  EXPECT_EQ(ben.Others(), "2 traps made new again by anna on desk");
+  ben.Strip.Press(StripKind::Told);
+  EXPECT_EQ(anna.Awaits("3 5 6 1 2 4 "), "3 5 6 1 2 4 ");
+
+  // The receiver, for their age.
+  store::Connection receiver;
+  store_->Connect(receiver);
+  receiver.WriteAs({"", "server", "receiver"});
+  receiver.BeginTransaction();
+  receiver.Execute("DELETE FROM EventTrap WHERE SequenceNumber <= 3");
+  store::NoteChange(receiver, store::ChangeKind::Purged,
+                    {.Numbers = {{1, 3}}, .Source = {}, .BeforeTime = {}}, 3);
+  receiver.Commit();
+  EXPECT_EQ(anna.Awaits("5 6 4 "), "5 6 4 ");
+  EXPECT_EQ(ben.Awaits("5 6 4 "), "5 6 4 ");
+
+  store::WriteNotes(anna.Connection, 5, "", "called the site");
+  EXPECT_TRUE(test::WaitUntil([&] {
+    ben.Model.CheckTraps();
+    return ben.All->Rows().At(0).EventNotes == "called the site";
+  }));
+
+  // Somebody who keeps no log: found by counting, and everything is read anew.
+  store_->Execute("UPDATE EventTrap SET EventAck = 1 WHERE SequenceNumber = 6");
+  EXPECT_EQ(anna.Awaits("4 5 "), "4 5 ");
+  EXPECT_EQ(ben.Awaits("4 5 "), "4 5 ");
+  store_->AddFilter({.Source_Agent = "even"});
+  EXPECT_EQ(anna.Awaits("5 "), "5 ");
+  store_->AddTrap({.SequenceNumber = 7, .EventTime = 200, .Source = "odd"});
+  EXPECT_EQ(ben.Awaits("5 7 "), "5 7 ");
+  for (Console* console : {&anna, &ben}) {
+    const int reloads = console->Windows.Reloads;
+    EXPECT_FALSE(test::WaitUntil(
+        [&] {
+          console->Model.CheckTraps();
+          return console->Windows.Reloads > reloads;
+        },
+        milliseconds(200)))
+        << "the books were in order";
+    EXPECT_EQ(console->Prompt.LastMessage(), "");
+  }
+}
+
+std::string EngineOf(const testing::TestParamInfo<store::Engine>& info) {
+  return test::EngineName(info.param);
+}
+INSTANTIATE_TEST_SUITE_P(, TwoConsolesTest, testing::ValuesIn(test::kEngines), EngineOf);
+
+}  // namespace
+}  // namespace korvane::intake
