@@ -338,7 +338,7 @@ void TrapsModel::NotesSaved(std::int32_t sequenceNumber, std::string_view notes)
   }
   rows_.SetNotes(*row, notes);
   listener_->BatchBegins();
-  listener_->RowChanged(*row);
+  listener_->RowsChanged(*row, *row);
   listener_->BatchEnds();
 }
 
