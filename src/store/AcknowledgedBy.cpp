@@ -35,6 +35,7 @@ auto FirstSelecting(const List& list, std::uint32_t since, std::int32_t sequence
 }  // namespace
 
 bool AcknowledgedBy::IsNew(std::int32_t changeId) {
+  if (changeId <= 0) return true;  // told by whoever made it, before it had a number
   const auto place = std::ranges::lower_bound(seen_, changeId);
   if (place != seen_.end() && *place == changeId) return false;
   seen_.insert(place, changeId);

@@ -112,7 +112,6 @@ void TrapDetailForm::EditNotes(std::string text) {
   const std::int32_t number = shown_.Trap.SequenceNumber;
   if (text == unedited_(shown_.Trap.StoredNotes)) {
     drafts_.erase(number);
-    TakeNews();
   } else {
     drafts_.insert_or_assign(number, Draft{.Of = shown_, .Text = std::move(text)});
   }
@@ -120,29 +119,27 @@ void TrapDetailForm::EditNotes(std::string text) {
 
 bool TrapDetailForm::NotesChanged(std::int32_t sequenceNumber, std::string_view notes,
                                   const store::ChangeStamp& stamp) {
-  const bool shown = sequenceNumber == shown_.Trap.SequenceNumber;
   const auto draft = drafts_.find(sequenceNumber);
   const bool edited = draft != drafts_.end();
-  if (!shown && !edited) {
-    return false;  // its row tells when it is shown
+  // Of a trap that is neither shown nor edited its row tells when it is shown.
+  if (edited || sequenceNumber == shown_.Trap.SequenceNumber) {
+    if (notes != (edited ? draft->second.Of : shown_).Trap.StoredNotes) {
+      news_.insert_or_assign(sequenceNumber, News{.Notes = std::string(notes), .Stamp = stamp});
+    } else if (edited) {
+      news_.erase(sequenceNumber);  // they are again those that were typed over
+    }
   }
-  if (notes == (edited ? draft->second.Of : shown_).Trap.StoredNotes) {
-    news_.erase(sequenceNumber);
-    return false;
-  }
-  news_.insert_or_assign(sequenceNumber, News{.Notes = std::string(notes), .Stamp = stamp});
-  if (!edited) {
-    TakeNews();
-  }
-  return !edited;
+  return TakeNews();
 }
 
-// The notes that are shown are edited no more: they are what is stored now.
-void TrapDetailForm::TakeNews() {
+bool TrapDetailForm::TakeNews() {
   const auto news = news_.find(shown_.Trap.SequenceNumber);
-  if (news != news_.end()) {
-    shown_.Trap.StoredNotes = news->second.Notes;
+  if (news == news_.end() || drafts_.contains(shown_.Trap.SequenceNumber) ||
+      shown_.Trap.StoredNotes == news->second.Notes) {
+    return false;
   }
+  shown_.Trap.StoredNotes = news->second.Notes;
+  return true;
 }
 
 std::string TrapDetailForm::NotesNews(std::int32_t timeZoneBias) const {

@@ -115,7 +115,7 @@ class TrapDetailForm {
 
   Saved Save(std::int32_t sequenceNumber, const Draft& draft, std::string& refusal);
   std::optional<NotesChoice> Choose(const Draft& draft, const std::string& stored);
-  void TakeNews();
+  bool TakeNews();  // where the notes that are shown are not edited
 
   store::Connection& connection_;
   intake::ViewWindows& windows_;
