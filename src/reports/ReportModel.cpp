@@ -134,6 +134,11 @@ void ReportModel::AppendCompleted() {
       const auto saved = savedNotes_.find(trap.SequenceNumber);
       trap.EventNotes = saved != savedNotes_.end() ? std::string_view(saved->second) : trap.EventNotes;
     }
+    for (const store::Change& change : told_) {
+      if (change.Traps.Contains(trap.SequenceNumber, trap.Source, trap.EventTime)) {
+        trap.EventAck = change.Kind == store::ChangeKind::Acknowledged ? 1 : 0;
+      }
+    }
     rows_.Append(trap);
   }
   listener_->RowsAppended();
@@ -234,7 +239,6 @@ void ReportModel::MarkRows(const store::Change& change) {
   }
 }
 
-// The rows that came since a change was told of may be as they were before it.
 void ReportModel::TakeAcknowledgers() {
   if (auto read = loader_ ? loader_->TakeAcknowledgers() : std::nullopt) {
     acknowledgers_ = *std::move(read);
@@ -242,7 +246,6 @@ void ReportModel::TakeAcknowledgers() {
   }
   for (const store::Change& change : std::exchange(told_, {})) {
     AddAcknowledger(change);
-    MarkRows(change);
   }
 }
 
