@@ -110,12 +110,8 @@ TEST_F(ListFilesTest, HoldEveryTrapByteForByte) {
         time, router, kind, severity, kind, notes, earlier ? "Yes" : "No", i, utc,
         i + 1 == 2 * kKinds ? "\"'=anna on desk\",1970-01-01T00:01:00Z" : "\"\",");
   }
-  acknowledgers_.Add({.ChangeId = 1,
-                      .Time = 60,
-                      .Kind = store::ChangeKind::Acknowledged,
-                      .Author = {"=anna", "desk", ""},
-                      .Traps = store::SelectionOf({2 * kKinds - 1, 7}),
-                      .Rows = {}});
+  acknowledgers_.Add(
+      {1, 60, store::ChangeKind::Acknowledged, {"=anna", "desk", ""}, store::SelectionOf({19'999, 7}), {}});
   order_.Sort(TrapSorting{.Column = TrapColumn::DateTime, .Descending = false});
   EXPECT_TRUE(Print("Core (Custom View)") ==
               "Korvane - Core (Custom View)\r\nGenerated On: 2100-01-01 01:00:00\r\n" + double_ + printed[0] +
