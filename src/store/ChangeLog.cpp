@@ -43,6 +43,8 @@ void AddEntry(Recordset& log, const ChangeAuthor& author, ChangeKind kind, const
 
 std::int32_t NoteChange(Connection& connection, ChangeKind kind, const TrapSelection& traps,
                         std::optional<std::int64_t> rows) {
+  // What comes next reads: of an embedded store the log lies in a file that the change may not have touched.
+  TakeRightToWrite(connection, kChangeLog);
   const ChangeAuthor& author = connection.Author();
   Recordset log = connection.OpenRecordset(kChangeLog, "1 = 0");
   std::span<const NumberRange> numbers = traps.Numbers;

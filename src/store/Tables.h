@@ -18,6 +18,7 @@ inline constexpr std::string_view kSystemTable = "System_Table";
 inline constexpr std::string_view kModuleTable = "Module_Table";
 inline constexpr std::string_view kCategoryGroupMaster = "Category_Group_Master";
 inline constexpr std::string_view kCategoryGroup = "Category_Group";
+inline constexpr std::string_view kCategoryNumber = "Category_Number";
 inline constexpr std::string_view kCategoryGroupDetail = "Category_Group_Detail";
 inline constexpr std::string_view kCategoryRelationMaster = "Category_Relation_Master";
 inline constexpr std::string_view kTrapGroupMaster = "Trap_Group_Master";

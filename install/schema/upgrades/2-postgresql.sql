@@ -18,3 +18,30 @@ CREATE TABLE Change_Log (
   Row_Count   INTEGER
 );
 CREATE INDEX Change_Log_Time ON Change_Log (Change_Time);
+
+-- Categories, their traps and the filters stand in an order that is written down.
+ALTER TABLE Category_Group_Master ADD COLUMN Sort_Order INTEGER NOT NULL DEFAULT 2147483647;
+ALTER TABLE Trap_Group ADD COLUMN Sort_Order INTEGER NOT NULL DEFAULT 2147483647;
+ALTER TABLE Trap_Filter_Group ADD COLUMN Sort_Order INTEGER NOT NULL DEFAULT 2147483647;
+  -- An edited category has moved within its table: their numbers tell in which order they were made.
+UPDATE Category_Group_Master SET Sort_Order = o.Place FROM (
+  SELECT m.Category_Name AS Name, row_number() OVER (ORDER BY MIN(g.Category_ID), m.ctid) AS Place
+  FROM Category_Group_Master m LEFT JOIN Category_Group g ON g.Category_Name = m.Category_Name
+  GROUP BY m.Category_Name, m.ctid) o WHERE Category_Name = o.Name;
+UPDATE Trap_Group SET Sort_Order = o.Place FROM (
+  SELECT ctid AS Old, row_number() OVER (ORDER BY ctid) AS Place FROM Trap_Group) o WHERE Trap_Group.ctid = o.Old;
+UPDATE Trap_Filter_Group SET Sort_Order = o.Place FROM (
+  SELECT ctid AS Old, row_number() OVER (ORDER BY ctid) AS Place FROM Trap_Filter_Group) o WHERE Trap_Filter_Group.ctid = o.Old;
+CREATE INDEX Category_Group_Master_Order ON Category_Group_Master (Sort_Order, Category_Name);
+CREATE INDEX Category_Group_ID ON Category_Group (Category_ID);
+CREATE INDEX Trap_Group_Order ON Trap_Group (Trap_Group_Name, Sort_Order, Trap_ID);
+  -- One index over all of them would refuse long texts.
+CREATE INDEX Trap_Group_Detail_Oid ON Trap_Group_Detail (EnterpriseOid, SpecificTrap);
+CREATE INDEX Trap_Group_Detail_Source ON Trap_Group_Detail USING hash (Source_Agent) WHERE Source_Agent <> '';
+CREATE INDEX Trap_Group_Detail_Text ON Trap_Group_Detail USING hash (EventDescription)
+  WHERE EventDescription <> '';
+-- Two operators who make categories at the same time get two numbers.
+CREATE TABLE Category_Number (
+  Last_ID INTEGER NOT NULL
+);
+INSERT INTO Category_Number VALUES (0);
