@@ -37,11 +37,42 @@ FiltersForm::FiltersForm(const FilterServices& services) : services_(services), 
 
 void FiltersForm::ReadRows() {
   for (StoredFilter& filter : store_.ReadFilters()) {
-    rows_.push_back({.Values = filter.Values,
-                     .Texts = ShownTexts(filter.Values),
-                     .TrapTableId = filter.TrapTableId,
-                     .Stored = std::move(filter.Values)});
+    rows_.push_back(RowOf(std::move(filter)));
   }
+}
+
+FiltersForm::Row FiltersForm::RowOf(StoredFilter filter) {
+  return {.Values = filter.Values,
+          .Texts = ShownTexts(filter.Values),
+          .TrapTableId = filter.TrapTableId,
+          .Stored = std::move(filter.Values)};
+}
+
+void FiltersForm::StoreChanged() {
+  std::vector<StoredFilter> stored;
+  try {
+    stored = store_.ReadFilters();
+  } catch (const store::DatabaseError&) {
+    return;  // said elsewhere, and what is changed here is not lost
+  }
+  wasRead_ = true;
+  std::vector<Row> rows;
+  for (StoredFilter& filter : stored) {
+    const auto own = std::ranges::find(rows_, filter.TrapTableId, &Row::TrapTableId);
+    if (own != rows_.end()) {
+      rows.push_back(std::move(*own));
+      rows_.erase(own);
+    } else if (std::ranges::find(replaced_, filter.TrapTableId) == replaced_.end()) {
+      rows.push_back(RowOf(std::move(filter)));
+    }
+  }
+  for (Row& row : rows_) {
+    if (row.Unsaved()) {
+      row.TrapTableId = 0;
+      rows.push_back(std::move(row));
+    }
+  }
+  rows_ = std::move(rows);
 }
 
 FilterTexts FiltersForm::ShownTexts(const FilterValues& filter) {
@@ -111,6 +142,9 @@ void FiltersForm::SaveAll() {
   const BusyScope busy(services_.Busy, "Saving New Data");
   failures_.clear();
   for (Row& row : rows_) {
+    if (!row.Unsaved()) {
+      continue;
+    }
     try {
       SaveRow(row);
     } catch (const store::DatabaseError& error) {
@@ -124,11 +158,8 @@ void FiltersForm::SaveAll() {
 }
 
 void FiltersForm::SaveRow(Row& row) {
-  const std::int32_t id = store_.SaveFilter(row.Values, LineOf(row.Texts));
-  if (!row.Unsaved()) {
-    return;
-  }
-  if (row.TrapTableId != 0) {
+  const std::int32_t id = store_.SaveFilter(row.Values, LineOf(row.Texts), row.TrapTableId);
+  if (row.TrapTableId != 0 && row.TrapTableId != id) {
     replaced_.push_back(row.TrapTableId);
   }
   row.TrapTableId = id;
