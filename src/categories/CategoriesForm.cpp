@@ -124,6 +124,20 @@ bool CategoriesForm::RunWizard(WizardTask& task) {
   return !task.Cancelled || transaction_->ChangesBegun() != before;
 }
 
+// False after its message.  What a change that failed has written is there to be saved or taken back, too.
+bool CategoriesForm::Change(const std::function<void()>& change) {
+  try {
+    const BusyPointer busy(window_);
+    change();
+  } catch (const store::DatabaseError& error) {
+    modified_ = modified_ || transaction_->Changed();
+    ShowError(error);
+    return false;
+  }
+  modified_ = modified_ || transaction_->Changed();
+  return true;
+}
+
 bool CategoriesForm::CreateCategory() {
   if (!IsOpen()) {
     return false;
@@ -157,15 +171,9 @@ bool CategoriesForm::DeleteCategory() {
                            PromptButtons::NoYes, PromptIcon::Question) != PromptAnswer::Yes) {
     return false;
   }
-  try {
-    const BusyPointer busy(window_);
-    store_->DeleteCategory(name);
-  } catch (const store::DatabaseError& error) {
-    modified_ = modified_ || transaction_->Changed();
-    ShowError(error);
+  if (!Change([&] { store_->DeleteCategory(name); })) {
     return false;
   }
-  modified_ = true;
   const std::size_t position = *selected_;
   categories_.erase(categories_.begin() + static_cast<std::ptrdiff_t>(position));
   // The next one takes its place; behind the last there is the one before.
@@ -209,17 +217,82 @@ bool CategoriesForm::RemoveTrap(std::size_t row) {
                            PromptIcon::Question) != PromptAnswer::Yes) {
     return false;
   }
-  try {
-    const BusyPointer busy(window_);
-    store_->RemoveTrapDetail(SelectedName(), Traps()[row].TrapTableId);
-  } catch (const store::DatabaseError& error) {
-    modified_ = modified_ || transaction_->Changed();
-    ShowError(error);
+  if (!Change([&] { store_->RemoveTrapDetail(SelectedName(), Traps()[row].TrapTableId); })) {
     return false;
   }
-  modified_ = true;
   details_.Traps.erase(details_.Traps.begin() + static_cast<std::ptrdiff_t>(row));
   return true;
+}
+
+bool CategoriesForm::CanMoveCategory(Direction to) const {
+  return selected_ && (to == Direction::Up ? *selected_ > 0 : *selected_ + 1 < categories_.size());
+}
+
+bool CategoriesForm::MoveCategory(Direction to) {
+  if (!CanMoveCategory(to)) {
+    return false;
+  }
+  const bool up = to == Direction::Up;
+  const std::size_t other = up ? *selected_ - 1 : *selected_ + 1;
+  bool moved = false;
+  Change([&] {
+    moved = store_->MoveCategory(categories_[other], up ? Side::Behind : Side::Before, SelectedName());
+  });
+  if (moved) {
+    std::swap(categories_[*selected_], categories_[other]);
+    selected_ = other;
+  }
+  return moved;
+}
+
+bool CategoriesForm::CanMoveTraps(RowRange rows, Direction to) const {
+  return rows.First <= rows.Last && rows.Last < Traps().size() &&
+         (to == Direction::Up ? rows.First > 0 : rows.Last + 1 < Traps().size());
+}
+
+// The neighbour goes to the other side of the rows, however many these are.
+bool CategoriesForm::MoveTraps(RowRange rows, Direction to) {
+  if (!CanMoveTraps(rows, to)) {
+    return false;
+  }
+  const bool up = to == Direction::Up;
+  const auto idOf = [this](std::size_t row) { return Traps()[row].TrapTableId; };
+  bool moved = false;
+  Change([&] {
+    moved = up ? store_->MoveTrapDetail(SelectedName(), idOf(rows.First - 1), Side::Behind, idOf(rows.Last))
+               : store_->MoveTrapDetail(SelectedName(), idOf(rows.Last + 1), Side::Before, idOf(rows.First));
+  });
+  if (moved) {
+    const auto at = [this](std::size_t row) {
+      return details_.Traps.begin() + static_cast<std::ptrdiff_t>(row);
+    };
+    if (up) {
+      std::rotate(at(rows.First - 1), at(rows.First), at(rows.Last + 1));
+    } else {
+      std::rotate(at(rows.First), at(rows.Last + 1), at(rows.Last + 2));
+    }
+  }
+  return moved;
+}
+
+void CategoriesForm::StoreChanged() {
+  if (!IsOpen()) {
+    return;
+  }
+  const std::string name(SelectedName());
+  const std::size_t position = selected_.value_or(0);
+  try {
+    const BusyPointer busy(window_);
+    transaction_->ReadAnew();
+    categories_ = store_->LoadCategoryTree();
+  } catch (const store::DatabaseError&) {
+    return;  // said elsewhere, and what is changed here is not lost
+  }
+  const auto found = std::ranges::find(categories_, name);
+  // Of one that is gone the next takes its place.
+  SelectCategory(found != categories_.end() ? static_cast<std::size_t>(found - categories_.begin())
+                 : position < categories_.size() || position == 0 ? position
+                                                                  : categories_.size() - 1);
 }
 
 bool CategoriesForm::Commit() {

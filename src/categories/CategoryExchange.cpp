@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -71,7 +72,9 @@ void ImportCategories(const CategoryServices& services, QWidget* parent) {
   {
     const BusyScope busy(services.Busy, "Saving New Data");
     const std::unique_ptr<store::Connection> own = services.OpenConnection(kTimeouts);
-    StoreChosen(*offered, *own);
+    StoreChosen(*offered, *own, [&](std::size_t written, std::size_t traps) {
+      services.Busy.ShowProgress(static_cast<std::int64_t>(written), static_cast<std::int64_t>(traps));
+    });
   }
   CategoriesSaved(services);
 }
