@@ -17,6 +17,7 @@
 #include "categories/CategoryCopies.h"
 #include "store/BatchInsert.h"
 #include "store/Connection.h"
+#include "support/Processes.h"
 #include "support/TempFolder.h"
 #include "support/TestStore.h"
 
@@ -120,8 +121,10 @@ void Measure(store::Engine engine, int rows, int ofEach, int stored) {
   const double limit = bench::Median(bare);
   fmt::print("{}: {} rows in categories of {}, {} other definitions stored\n", test::EngineName(engine), rows,
              ofEach, stored);
-  fmt::print("  bare inserts {:.0f} ms; import {:.0f} ms; ratio {:.2f} (at most 2)\n", limit,
-             bench::Median(importing), bench::Median(importing) / limit);
+  // A server answers each statement on its own, and each category takes a dozen.
+  const bool limited = engine == store::Engine::Sqlite || (ofEach == rows && stored == 0);
+  fmt::print("  bare inserts {:.0f} ms; import {:.0f} ms; ratio {:.2f}{}\n", limit, bench::Median(importing),
+             bench::Median(importing) / limit, limited ? " (at most 2)" : "");
 }
 
 }  // namespace

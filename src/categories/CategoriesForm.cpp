@@ -13,7 +13,6 @@ namespace korvane::categories {
 
 namespace {
 
-constexpr store::ConnectionOptions kTimeouts = {.ConnectTimeoutSeconds = 120, .CommandTimeoutSeconds = 480};
 // Before the connection's end is taken for done: the receiver may be waiting for what it held.
 constexpr int kSettleMilliseconds = 500;
 
@@ -49,7 +48,7 @@ bool CategoriesForm::Open() {
   }
   try {
     const BusyPointer busy(window_);
-    connection_ = services_.OpenConnection(kTimeouts);
+    connection_ = services_.OpenConnection(kCategoryTimeouts);
     transaction_ = std::make_unique<CategoryTransaction>(*connection_);
     store_ = std::make_unique<CategoryStore>(*transaction_);
   } catch (const store::DatabaseError& error) {

@@ -162,13 +162,14 @@ void StoreChosen(const std::vector<OfferedCategory>& offered, store::Connection&
   const auto inUse = writer.NamesInUse();
   std::vector<const ExchangedCategory*> chosen;
   std::unordered_map<std::string_view, std::string> replaced;  // the stored name by that of the file
-  std::size_t traps = 0;
+  std::vector<TrapDetail> traps;
   for (const OfferedCategory& each : offered) {
     if (!each.Chosen) {
       continue;
     }
     chosen.push_back(&each.Category);
-    traps += each.Category.Details.Traps.size();
+    const std::vector<TrapDetail>& its = each.Category.Details.Traps;
+    traps.insert(traps.end(), its.begin(), its.end());
     // Two may be there from before the second was refused; then it is the one of just this name.
     const auto [first, last] = inUse.equal_range(FoldCase(each.Category.Name));
     if (each.Exists && first != last) {
@@ -180,8 +181,8 @@ void StoreChosen(const std::vector<OfferedCategory>& offered, store::Connection&
   transaction.BeforeChange();
   store::StoredOrder order(connection, store::kCategoryGroupMaster);
   const std::vector<std::string> before = order.Keys();
+  writer.ReportTo([&](std::size_t written) { progress(written, traps.size()); });
   writer.Expect(chosen.size(), traps);
-  writer.ReportTo([&](std::size_t written) { progress(written, traps); });
   for (const ExchangedCategory* category : chosen) {
     if (const auto old = replaced.find(category->Name); old != replaced.end()) {
       categories.DeleteCategoryAllKinds(old->second);
@@ -193,6 +194,7 @@ void StoreChosen(const std::vector<OfferedCategory>& offered, store::Connection&
       // A relation that was left behind by an earlier category of this name serves as well.
     }
   }
+  writer.Finish();
   if (!replaced.empty()) {
     order.Arrange(OrderAfterImport(before, chosen, replaced));
   }

@@ -7,6 +7,11 @@
 
 namespace korvane::categories {
 
+// For the connection of such a transaction.  Long imports take their time, but nobody's window waits long for
+// a row that another operator is just changing.
+inline constexpr store::ConnectionOptions kCategoryTimeouts = {
+    .ConnectTimeoutSeconds = 120, .CommandTimeoutSeconds = 480, .LockTimeoutSeconds = 8};
+
 class CategoryTransaction {
  public:
   // The connection must be open, outside a transaction, and used by nobody else; it must outlive this object.

@@ -40,10 +40,35 @@ std::int32_t LargestId(store::Connection& connection, std::string_view table) {
 
 }  // namespace
 
-void CategoryWriter::Expect(std::size_t categories, std::size_t traps) {
+void CategoryWriter::Expect(std::size_t categories, std::span<const TrapDetail> traps) {
+  CheckTexts({}, traps);
+  transaction_.BeforeChange();
+  expected_ = true;
+  const std::int32_t largest =
+      std::max(LargestId(Db(), store::kCategoryGroup), LargestId(Db(), store::kCategoryGroupDetail));
   numbersLeft_ = static_cast<std::int32_t>(categories);
-  nextNumber_ = 0;  // none is reserved yet
-  definitions_.Expect(traps);
+  nextNumber_ = store::TakeCategoryNumbers(Db(), largest, numbersLeft_);
+  definitions_.Expect(traps.size());
+  while (!traps.empty()) {
+    const auto some = traps.first(std::min(traps.size(), kTrapsAtOnce));
+    traps = traps.subspan(some.size());
+    definitions_.FindOrAdd(some);
+    Report(some.size());
+  }
+}
+
+void CategoryWriter::Finish() {
+  expected_ = false;
+  if (members_) {
+    members_->Flush();
+  }
+}
+
+void CategoryWriter::Report(std::size_t steps) {
+  steps_ += steps;
+  if (progress_) {
+    progress_(Written());
+  }
 }
 
 std::multimap<std::string, std::string> CategoryWriter::NamesInUse() {
@@ -124,14 +149,12 @@ void CategoryWriter::EditTrapDetail(std::string_view name, std::int32_t oldTrapT
 
 // Above all in use, whoever gave those their numbers.
 std::int32_t CategoryWriter::NewNumber() {
-  const std::int32_t largest =
-      std::max(LargestId(Db(), store::kCategoryGroup), LargestId(Db(), store::kCategoryGroupDetail));
-  if (numbersLeft_ == 0 || nextNumber_ <= largest) {
-    numbersLeft_ = std::max(numbersLeft_, 1);
-    nextNumber_ = store::TakeCategoryNumbers(Db(), largest, numbersLeft_);
+  if (numbersLeft_ > 0) {
+    --numbersLeft_;
+    return nextNumber_++;
   }
-  --numbersLeft_;
-  return nextNumber_++;
+  return store::TakeCategoryNumbers(
+      Db(), std::max(LargestId(Db(), store::kCategoryGroup), LargestId(Db(), store::kCategoryGroupDetail)));
 }
 
 // The category's number: that of its group of traps where one was left behind, else a new one.
@@ -182,8 +205,9 @@ void CategoryWriter::AddMembers(std::string_view group, std::span<const TrapDeta
     members_.emplace(Db(), store::kTrapGroup, kMemberColumns);
   }
   definitions_.Expect(traps.size());
-  std::int32_t number = store::StoredOrder(Db(), store::kTrapGroup, filter)
-                            .NumberAtEnd(static_cast<std::int32_t>(traps.size()));
+  std::int32_t number = members.empty() ? 1
+                                        : store::StoredOrder(Db(), store::kTrapGroup, filter)
+                                              .NumberAtEnd(static_cast<std::int32_t>(traps.size()));
   while (!traps.empty()) {
     const auto some = traps.first(std::min(traps.size(), kTrapsAtOnce));
     traps = traps.subspan(some.size());
@@ -192,11 +216,10 @@ void CategoryWriter::AddMembers(std::string_view group, std::span<const TrapDeta
         members_->Add(std::array<store::BatchInsert::Value, kMemberColumns.size()>{group, id, number++});
       }
     }
-    members_->Flush();
-    written_ += some.size();
-    if (progress_) {
-      progress_(written_);
+    if (!expected_) {
+      members_->Flush();
     }
+    Report(expected_ ? some.size() : 2 * some.size());
   }
 }
 

@@ -31,12 +31,13 @@ class CategoryWriter {
   explicit CategoryWriter(CategoryTransaction& transaction)
       : transaction_(transaction), definitions_(transaction.Connection()) {}
 
-  // So many categories with so many traps in all are going to be added: what they need is read and reserved
-  // at once.  Only saves time.
-  void Expect(std::size_t categories, std::size_t traps);
+  // So many categories, with these traps in all, are going to be added by AddCategory: writes the definitions
+  // at once and collects the rest, which Finish writes.
+  void Expect(std::size_t categories, std::span<const TrapDetail> traps);
+  void Finish();
   // How many traps all calls so far have written, and who is told so every thousand and after the last of a
   // call.
-  std::size_t Written() const { return written_; }
+  std::size_t Written() const { return steps_ / 2; }
   void ReportTo(std::function<void(std::size_t written)> progress) { progress_ = std::move(progress); }
 
   // The names in use by their folded texts: of two that differ in letter case only no file could hold both.
@@ -59,7 +60,7 @@ class CategoryWriter {
   void EnsureGroups(std::string_view name, std::string_view description);
   std::int32_t NewNumber();
   void AddMembers(std::string_view group, std::span<const TrapDetail> traps);
-  void AddMember(const std::string& group, std::int32_t trapId, std::int32_t number);
+  void Report(std::size_t steps);
   void RelateToRoot(std::string_view name);
 
   CategoryTransaction& transaction_;
@@ -67,7 +68,8 @@ class CategoryWriter {
   std::optional<store::BatchInsert> members_;  // prepared once
   std::int32_t nextNumber_ = 0;                // of the numbers that are reserved
   std::int32_t numbersLeft_ = 0;
-  std::size_t written_ = 0;
+  bool expected_ = false;
+  std::size_t steps_ = 0;  // two of each trap: its definition, its membership
   std::function<void(std::size_t)> progress_;
   std::string begun_;  // the category whose row is written and the rest not yet
 };

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 #include <unordered_set>
@@ -15,8 +16,9 @@ namespace korvane::categories {
 
 namespace {
 
-// One statement by the index takes as long as reading about so many rows.
-constexpr std::size_t kRowsOfAStatement = 16;
+constexpr std::size_t kFoundByAStatement = 50;
+// Looking for one by the index takes as long as reading about so many rows.
+constexpr std::size_t kRowsOfASearch = 16;
 
 constexpr std::array<std::string_view, 6> kDefinitionColumns = {
     "Source_Agent", "EnterpriseOid", "GenericTrap", "Severity", "SpecificTrap", "EventDescription"};
@@ -50,21 +52,32 @@ void TrapDefinitions::Learn(const std::string& filter) {
 }
 
 void TrapDefinitions::Expect(std::size_t count) {
-  if (!knowsAll_ && static_cast<std::size_t>(LargestKey()) <= count * kRowsOfAStatement) {
+  if (!knowsAll_ && static_cast<std::size_t>(LargestKey()) <= count * kRowsOfASearch) {
     Learn({});
     knowsAll_ = true;
   }
 }
 
-void TrapDefinitions::Find(const TrapDetail& trap) {
-  Learn(fmt::format(
-      "Source_Agent = {} AND EnterpriseOid = {} AND GenericTrap = {} AND Severity = {} AND SpecificTrap = {} "
-      "AND EventDescription = {}",
-      store::Quoted(trap.Source), store::Quoted(trap.EnterpriseOid), trap.GenericTrap, trap.Severity,
-      store::Quoted(trap.SpecificTrap), store::Quoted(trap.VarBinds)));
+void TrapDefinitions::Find(std::span<const TrapDetail> traps) {
+  while (!traps.empty()) {
+    const auto some = traps.first(std::min(traps.size(), kFoundByAStatement));
+    traps = traps.subspan(some.size());
+    std::string filter;
+    for (const TrapDetail& trap : some) {
+      filter += fmt::format(
+          "{}(Source_Agent = {} AND EnterpriseOid = {} AND GenericTrap = {} AND Severity = {} "
+          "AND SpecificTrap = {} AND EventDescription = {})",
+          filter.empty() ? "" : " OR ", store::Quoted(trap.Source), store::Quoted(trap.EnterpriseOid),
+          trap.GenericTrap, trap.Severity, store::Quoted(trap.SpecificTrap), store::Quoted(trap.VarBinds));
+    }
+    Learn(filter);
+  }
 }
 
 void TrapDefinitions::Add(std::span<const TrapDetail> missing) {
+  if (missing.empty()) {
+    return;
+  }
   if (!inserts_) {
     inserts_.emplace(connection_, store::kTrapGroupDetail, kDefinitionColumns);
   }
@@ -79,28 +92,32 @@ void TrapDefinitions::Add(std::span<const TrapDetail> missing) {
 
 std::vector<std::int32_t> TrapDefinitions::FindOrAdd(std::span<const TrapDetail> traps) {
   Expect(traps.size());
-  std::vector<TrapDetail> missing;
   std::vector<std::string> values;
-  std::unordered_set<std::string_view> wanted;
   values.reserve(traps.size());
   for (const TrapDetail& trap : traps) {
-    const std::string& all = values.emplace_back(ValuesOf(trap));
-    if (!knowsAll_ && !keys_.contains(all)) {
-      Find(trap);
-    }
-    if (!keys_.contains(all) && wanted.insert(all).second) {
-      missing.push_back(trap);
-    }
+    values.push_back(ValuesOf(trap));
   }
-  if (!missing.empty()) {
-    try {
-      Add(missing);
-    } catch (const store::DatabaseError&) {
-      // Some of them may be stored.
-      keys_.clear();
-      knowsAll_ = false;
-      throw;
+  // Each once, however often it is among them.
+  const auto unknown = [&] {
+    std::vector<TrapDetail> found;
+    std::unordered_set<std::string_view> wanted;
+    for (std::size_t i = 0; i < traps.size(); ++i) {
+      if (!keys_.contains(values[i]) && wanted.insert(values[i]).second) {
+        found.push_back(traps[i]);
+      }
     }
+    return found;
+  };
+  if (!knowsAll_) {
+    Find(unknown());
+  }
+  try {
+    Add(unknown());
+  } catch (const store::DatabaseError&) {
+    // Some of them may be stored.
+    keys_.clear();
+    knowsAll_ = false;
+    throw;
   }
   std::vector<std::int32_t> keys;
   keys.reserve(values.size());

@@ -28,7 +28,7 @@ class TrapDefinitions {
 
  private:
   void Learn(const std::string& filter);
-  void Find(const TrapDetail& trap);
+  void Find(std::span<const TrapDetail> traps);
   void Add(std::span<const TrapDetail> missing);
   std::int32_t LargestKey();
 

@@ -16,7 +16,7 @@ namespace {
 // Some twenty bytes each at most.
 constexpr std::size_t kRangesOfAnEntry = 2000;
 
-std::int32_t Now() {
+std::int32_t TimeOfChange() {
   const auto now = std::chrono::system_clock::now().time_since_epoch();
   return static_cast<std::int32_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
 }
@@ -24,7 +24,7 @@ std::int32_t Now() {
 void AddEntry(Recordset& log, const ChangeAuthor& author, ChangeKind kind, const TrapSelection& traps,
               std::span<const NumberRange> numbers, std::optional<std::int64_t> rows) {
   log.AddNew();
-  log.Set("Change_Time", Now());
+  log.Set("Change_Time", TimeOfChange());
   log.Set("Kind", static_cast<std::int32_t>(kind));
   log.Set("Operator", author.Operator);
   log.Set("Machine", author.Machine);

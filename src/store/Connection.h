@@ -30,6 +30,7 @@ struct ChangeAuthor {
 struct ConnectionOptions {
   int ConnectTimeoutSeconds = 0;  // 0: the driver's own
   int CommandTimeoutSeconds = 0;
+  int LockTimeoutSeconds = 0;  // for a row that another transaction holds; an embedded store has its own
 };
 
 class Connection {

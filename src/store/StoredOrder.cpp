@@ -1,6 +1,7 @@
 #include "store/StoredOrder.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <limits>
@@ -18,6 +19,8 @@ namespace {
 
 // What the tables give a row whose writer does not know the column: behind all that were placed.
 constexpr std::int32_t kUnplaced = std::numeric_limits<std::int32_t>::max();
+
+constexpr std::size_t kNamedKeys = 500;
 
 struct TableOrder {
   std::string_view Table;
@@ -42,6 +45,23 @@ std::string WhereOf(std::string_view filter) {
 bool NumbersAreSound(const std::vector<std::int32_t>& numbers) {
   return numbers.empty() || (numbers.back() < kUnplaced - 1 &&
                              std::ranges::adjacent_find(numbers, std::greater_equal<>()) == numbers.end());
+}
+
+// The numbers that are there for the rows in their new order, so that a move touches only what lies between;
+// numbers that leave two rows equal are replaced by 1, 2, 3.
+std::vector<std::int32_t> NumbersFor(const auto& rows) {
+  std::vector<std::int32_t> numbers;
+  numbers.reserve(rows.size());
+  for (const auto& row : rows) {
+    numbers.push_back(row.Number);
+  }
+  std::ranges::sort(numbers);
+  if (!NumbersAreSound(numbers)) {
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+      numbers[i] = static_cast<std::int32_t>(i + 1);
+    }
+  }
+  return numbers;
 }
 
 }  // namespace
@@ -73,28 +93,47 @@ std::vector<StoredOrder::Row> StoredOrder::Read() {
   return rows;
 }
 
-// Gives the numbers that are there to the rows in their new order, so that a move touches only what lies
-// between; numbers that leave two rows equal are replaced by 1, 2, 3.
-void StoredOrder::Write(std::vector<Row>& inOrder) {
-  std::vector<std::int32_t> numbers;
-  numbers.reserve(inOrder.size());
-  for (const Row& row : inOrder) {
-    numbers.push_back(row.Number);
-  }
-  std::ranges::sort(numbers);
-  if (!NumbersAreSound(numbers)) {
-    for (std::size_t i = 0; i < numbers.size(); ++i) {
-      numbers[i] = static_cast<std::int32_t>(i + 1);
+// For these keys, or all rows when they are very many.
+std::string StoredOrder::Update(const std::string& change, const std::vector<std::string>& keys) const {
+  std::string condition = filter_;
+  if (keys.size() <= kNamedKeys) {
+    std::vector<std::string> values;
+    for (const std::string& key : keys) {
+      values.push_back(keyIsText_ ? Quoted(key) : key);
     }
+    condition += fmt::format("{}{} IN ({})", filter_.empty() ? "" : " AND ", key_, fmt::join(values, ", "));
   }
-  for (std::size_t i = 0; i < inOrder.size(); ++i) {
-    Row& row = inOrder[i];
-    if (row.Number != numbers[i]) {
-      connection_.Execute(fmt::format("UPDATE {} SET {} = {} WHERE {}{}{} = {}", table_, kSortOrder,
-                                      numbers[i], filter_, filter_.empty() ? "" : " AND ", key_,
-                                      keyIsText_ ? Quoted(row.Key) : row.Key));
-      row.Number = numbers[i];
+  return fmt::format("UPDATE {} SET {} = {}{}", table_, kSortOrder, change, WhereOf(condition));
+}
+
+bool StoredOrder::Change(const Reorder& reorder) {
+  for (std::vector<Row> before = Read();;) {
+    std::vector<Row> rows = before;
+    if (!reorder(rows)) {
+      return false;
     }
+    const std::vector<std::int32_t> numbers = NumbersFor(rows);
+    std::vector<std::size_t> changed;
+    std::vector<std::string> keys;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+      if (rows[i].Number != numbers[i]) {
+        changed.push_back(i);
+        keys.push_back(rows[i].Key);
+      }
+    }
+    if (changed.empty()) {
+      return true;
+    }
+    // Holds the rows.  Whoever held them before may have moved them.
+    connection_.Execute(Update(std::string(kSortOrder), keys));
+    std::vector<Row> now = Read();
+    if (now == before) {
+      for (const std::size_t i : changed) {
+        connection_.Execute(Update(fmt::to_string(numbers[i]), {rows[i].Key}));
+      }
+      return true;
+    }
+    before = std::move(now);
   }
 }
 
@@ -113,36 +152,35 @@ std::int32_t StoredOrder::NumberAtEnd(std::int32_t rows) {
   if (last < kUnplaced - rows) {
     return last + 1;
   }
-  std::vector<Row> all = Read();
-  Write(all);
+  Change([](std::vector<Row>&) { return true; });
+  const std::vector<Row> all = Read();
   return all.empty() ? 1 : all.back().Number + 1;
 }
 
 std::int32_t StoredOrder::NumberOf(std::string_view key) {
-  std::vector<Row> rows = Read();
-  const auto found = std::ranges::find(rows, key, &Row::Key);
-  if (found == rows.end()) {
+  const auto found = [&](const std::vector<Row>& rows) { return std::ranges::find(rows, key, &Row::Key); };
+  if (!Change([&](std::vector<Row>& rows) { return found(rows) != rows.end(); })) {
     return NumberAtEnd();
   }
-  Write(rows);
-  return found->Number;
+  const std::vector<Row> rows = Read();
+  return found(rows)->Number;
 }
 
 bool StoredOrder::Move(std::string_view key, std::string_view other, std::ptrdiff_t behind) {
-  std::vector<Row> rows = Read();
-  const auto moved = std::ranges::find(rows, key, &Row::Key);
-  if (moved == rows.end() || key == other) {
-    return false;
-  }
-  Row row = std::move(*moved);
-  rows.erase(moved);
-  const auto neighbour = std::ranges::find(rows, other, &Row::Key);
-  if (neighbour == rows.end()) {
-    return false;
-  }
-  rows.insert(neighbour + behind, std::move(row));
-  Write(rows);
-  return true;
+  return key != other && Change([&](std::vector<Row>& rows) {
+           const auto moved = std::ranges::find(rows, key, &Row::Key);
+           if (moved == rows.end()) {
+             return false;
+           }
+           Row row = std::move(*moved);
+           rows.erase(moved);
+           const auto neighbour = std::ranges::find(rows, other, &Row::Key);
+           if (neighbour == rows.end()) {
+             return false;
+           }
+           rows.insert(neighbour + behind, std::move(row));
+           return true;
+         });
 }
 
 void StoredOrder::Arrange(const std::vector<std::string>& keys) {
@@ -150,13 +188,13 @@ void StoredOrder::Arrange(const std::vector<std::string>& keys) {
   for (std::size_t i = 0; i < keys.size(); ++i) {
     places.try_emplace(keys[i], i);
   }
-  const auto placeOf = [&](const Row& row) {
-    const auto found = places.find(row.Key);
-    return found == places.end() ? keys.size() : found->second;
-  };
-  std::vector<Row> rows = Read();
-  std::ranges::stable_sort(rows, {}, placeOf);
-  Write(rows);
+  Change([&](std::vector<Row>& rows) {
+    std::ranges::stable_sort(rows, {}, [&](const Row& row) {
+      const auto found = places.find(row.Key);
+      return found == places.end() ? keys.size() : found->second;
+    });
+    return true;
+  });
 }
 
 }  // namespace korvane::store

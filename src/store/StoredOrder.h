@@ -4,7 +4,9 @@
 // DatabaseError.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,7 +22,8 @@ inline constexpr std::string_view kSortOrder = "Sort_Order";
 std::string InStoredOrder(std::string_view table, std::string_view filter = {});
 
 // The order of a whole table, or of the rows that a filter names.  Rows are told by their key as text.
-// Changes are meant for a transaction that has the right to write.
+// Changes are meant for a transaction that has the right to write; on a server they wait for whoever is just
+// moving one of the same rows, and take what that one has done for their beginning.
 class StoredOrder {
  public:
   // Category_Group_Master by its names; Trap_Group of one group, and Trap_Filter_Group, by Trap_ID.
@@ -43,10 +46,14 @@ class StoredOrder {
   struct Row {
     std::string Key;
     std::int32_t Number = 0;
+    bool operator==(const Row&) const = default;
   };
 
   std::vector<Row> Read();
-  void Write(std::vector<Row>& inOrder);
+  // Puts the rows into another order; false: they stay as they are.
+  using Reorder = std::function<bool(std::vector<Row>&)>;
+  bool Change(const Reorder& reorder);
+  std::string Update(const std::string& change, const std::vector<std::string>& keys) const;
   bool Move(std::string_view key, std::string_view other, std::ptrdiff_t behind);
 
   Connection& connection_;
