@@ -60,9 +60,10 @@ frmCategories::frmCategories(const CategoryServices& services, QWidget* parent)
       // A message box has no place inside a paint event.
       traps_(form_,
              [this] { QMetaObject::invokeMethod(this, &frmCategories::ReportNames, Qt::QueuedConnection); }),
-      ui_(std::make_unique<Ui::frmCategories>()),
-      notice_(new NoticeBar(tr("&Hide"), this)) {
+      ui_(std::make_unique<Ui::frmCategories>()) {
   ui_->setupUi(this);
+  // Behind the others: a dialog whose first control is a button begins with its default button.
+  notice_ = new NoticeBar(tr("&Hide"), this);
   setSizeGripEnabled(true);
   ui_->lblHelp->setText(ToQString(kHelp));
   ShowHelpPicture();

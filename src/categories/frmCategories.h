@@ -88,7 +88,7 @@ class frmCategories : public QDialog, private CategoriesWindow {
   TrapDetailsModel traps_;
   std::unique_ptr<Ui::frmCategories> ui_;
   std::unique_ptr<ColumnWidths> widths_;
-  NoticeBar* notice_;
+  NoticeBar* notice_ = nullptr;
   bool acting_ = false;   // a question or the wizard may stand in front
   bool changed_ = false;  // elsewhere, meanwhile
   bool showing_ = false;  // the lists are being filled: what gets selected is no choice

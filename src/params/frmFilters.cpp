@@ -23,9 +23,10 @@ frmFilters::frmFilters(const FilterServices& services, QWidget* parent)
       form_(services),
       ui_(std::make_unique<Ui::frmFilters>()),
       table_(new FiltersTableModel(this)),
-      order_(new FiltersOrder(this)),
-      notice_(new NoticeBar(tr("&Hide"), this)) {
+      order_(new FiltersOrder(this)) {
   ui_->setupUi(this);
+  // Behind the others: a dialog whose first control is a button begins with its default button.
+  notice_ = new NoticeBar(tr("&Hide"), this);
   SetUpList();
   ui_->rows->insertWidget(1, notice_);
   connect(notice_, &NoticeBar::WayOutTaken, this, [this] { notice_->Say({}, MessagePicture::Information); });

@@ -59,7 +59,7 @@ class frmFilters : public QDialog {
   FiltersTableModel* table_;
   QSortFilterProxyModel* order_;
   std::unique_ptr<ColumnWidths> widths_;
-  NoticeBar* notice_;
+  NoticeBar* notice_ = nullptr;
   bool acting_ = false;   // a question or dialog may stand in front
   bool changed_ = false;  // elsewhere, meanwhile
 };

@@ -147,6 +147,7 @@ TEST_F(CategoriesWindowTest, AWizardThatFailedHalfwayAndWasCancelledIsShownAndAs
 
 TEST_F(CategoriesWindowTest, WhatIsMovedIsSavedAndWhatOthersChangeShows) {
   ShowSome();
+  EXPECT_EQ(Window.focusWidget(), &Tree);
   test::Choose(Window, "tvEvtGrps", "Doors");
   List.selectRow(0);
   Store.AddCategory("Theirs", {});
