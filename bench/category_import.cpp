@@ -78,7 +78,7 @@ void InsertBare(store::Connection& connection, const std::vector<ExchangedCatego
 
 void Import(store::Connection& connection, const std::string& path) {
   std::vector<categories::OfferedCategory> offered = categories::CategoriesOfFile(path, connection);
-  categories::StoreChosen(offered, connection, [](std::size_t, std::size_t) {});
+  categories::StoreChosen(offered, connection);
 }
 
 // What both write, not what was there.

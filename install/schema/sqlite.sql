@@ -50,12 +50,6 @@ CREATE TABLE Category_Group (
   UNIQUE (Category_Name, Category_ID)
 );
 CREATE INDEX Category_Group_ID ON Category_Group (Category_ID);
--- The last Category_ID that was given out: taken apart from the transaction that uses it, so that two who make
--- categories at the same time get two.
-CREATE TABLE Category_Number (
-  Last_ID INTEGER NOT NULL
-);
-INSERT INTO Category_Number VALUES (0);
 CREATE TABLE Category_Group_Detail (
   Category_ID   INTEGER NOT NULL DEFAULT 0,
   Category_Type INTEGER NOT NULL DEFAULT 0,

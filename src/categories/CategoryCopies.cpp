@@ -181,7 +181,9 @@ void StoreChosen(const std::vector<OfferedCategory>& offered, store::Connection&
   transaction.BeforeChange();
   store::StoredOrder order(connection, store::kCategoryGroupMaster);
   const std::vector<std::string> before = order.Keys();
-  writer.ReportTo([&](std::size_t written) { progress(written, traps.size()); });
+  if (progress) {
+    writer.ReportTo([&](std::size_t written) { progress(written, traps.size()); });
+  }
   writer.Expect(chosen.size(), traps);
   for (const ExchangedCategory* category : chosen) {
     if (const auto old = replaced.find(category->Name); old != replaced.end()) {

@@ -37,6 +37,6 @@ using ImportProgress = std::function<void(std::size_t written, std::size_t traps
 // in the order in which they were offered: those that replace on the places of the replaced, new ones before
 // the next of these or at the end.  All or nothing: throws DatabaseError.
 void StoreChosen(const std::vector<OfferedCategory>& offered, store::Connection& connection,
-                 const ImportProgress& progress);
+                 const ImportProgress& progress = {});
 
 }  // namespace korvane::categories

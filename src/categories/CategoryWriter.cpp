@@ -86,6 +86,8 @@ void CategoryWriter::AddCategory(std::string_view name, std::string_view descrip
   CheckTexts(name, traps);
   if (!begun_.empty() && begun_ == name) {
     CategoryStore(transaction_).DeleteCategory(name);
+  } else {
+    begunNumber_ = 0;
   }
   begun_.clear();
   transaction_.BeforeChange();
@@ -106,6 +108,7 @@ void CategoryWriter::AddCategory(std::string_view name, std::string_view descrip
 
 void CategoryWriter::EditCategory(std::string_view name, std::string_view description,
                                   std::int32_t severity) {
+  begunNumber_ = 0;
   const std::string quotedDescription = store::Quoted(description);
   const std::string quotedName = store::Quoted(name);
   transaction_.BeforeChange();
@@ -128,8 +131,13 @@ void CategoryWriter::EditTrapDetail(std::string_view name, std::int32_t oldTrapT
   const std::string filter = "Trap_Group_Name = " + store::Quoted(TrapGroupName(name));
   CheckTexts(name, std::span(&trap, 1));
   transaction_.BeforeChange();
-  std::int32_t number =
-      store::StoredOrder(Db(), store::kTrapGroup, filter).NumberOf(fmt::to_string(oldTrapTableId));
+  // A second try finds the old one gone already.
+  if (editedId_ != oldTrapTableId) {
+    editedNumber_ =
+        store::StoredOrder(Db(), store::kTrapGroup, filter).NumberOf(fmt::to_string(oldTrapTableId));
+    editedId_ = oldTrapTableId;
+  }
+  std::int32_t number = editedNumber_;
   Db().Execute(
       fmt::format("DELETE FROM {} WHERE {} AND Trap_ID = {}", store::kTrapGroup, filter, oldTrapTableId));
   const std::int32_t id = definitions_.FindOrAdd(std::span(&trap, 1)).front();
@@ -145,16 +153,19 @@ void CategoryWriter::EditTrapDetail(std::string_view name, std::int32_t oldTrapT
   }
   member.Set(store::kSortOrder, number);
   member.Update();
+  editedId_ = 0;
 }
 
 // Above all in use, whoever gave those their numbers.
 std::int32_t CategoryWriter::NewNumber() {
   if (numbersLeft_ > 0) {
     --numbersLeft_;
-    return nextNumber_++;
+    begunNumber_ = nextNumber_++;
+  } else if (begunNumber_ == 0) {
+    begunNumber_ = store::TakeCategoryNumbers(
+        Db(), std::max(LargestId(Db(), store::kCategoryGroup), LargestId(Db(), store::kCategoryGroupDetail)));
   }
-  return store::TakeCategoryNumbers(
-      Db(), std::max(LargestId(Db(), store::kCategoryGroup), LargestId(Db(), store::kCategoryGroupDetail)));
+  return begunNumber_;
 }
 
 // The category's number: that of its group of traps where one was left behind, else a new one.

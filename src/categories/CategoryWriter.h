@@ -51,7 +51,8 @@ class CategoryWriter {
   void EditCategory(std::string_view name, std::string_view description, std::int32_t severity);
   // Behind those that are there.
   void AddTrapDetails(std::string_view name, std::span<const TrapDetail> traps);
-  // The membership of the old definition goes, that of the edited one takes its place.
+  // The membership of the old definition goes, that of the edited one takes its place, also in a second try
+  // on the same object.
   void EditTrapDetail(std::string_view name, std::int32_t oldTrapTableId, const TrapDetail& trap);
 
  private:
@@ -72,6 +73,9 @@ class CategoryWriter {
   std::size_t steps_ = 0;  // two of each trap: its definition, its membership
   std::function<void(std::size_t)> progress_;
   std::string begun_;  // the category whose row is written and the rest not yet
+  std::int32_t begunNumber_ = 0;
+  std::int32_t editedId_ = 0;  // of the trap whose editing is begun, with its place
+  std::int32_t editedNumber_ = 0;
 };
 
 }  // namespace korvane::categories

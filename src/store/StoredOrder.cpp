@@ -98,6 +98,7 @@ std::string StoredOrder::Update(const std::string& change, const std::vector<std
   std::string condition = filter_;
   if (keys.size() <= kNamedKeys) {
     std::vector<std::string> values;
+    values.reserve(keys.size());
     for (const std::string& key : keys) {
       values.push_back(keyIsText_ ? Quoted(key) : key);
     }

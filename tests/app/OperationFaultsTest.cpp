@@ -103,7 +103,12 @@ class StoreImage {
   void Add(const std::string& table, const std::string& cells) {
     store_.Execute(fmt::format("CREATE TABLE image.\"{0}\" AS SELECT * FROM {0} ORDER BY rowid", table));
     tables_.push_back(table);
-    if (!table.ends_with("sqlite_sequence")) {
+    if (table.ends_with("Change_Log")) {
+      // What was done twice is noted twice, each time at another moment.
+      digestSelect_ +=
+          fmt::format("{}SELECT 'Noted: '||COALESCE(group_concat(DISTINCT Kind), '') AS Line FROM {}",
+                      digestSelect_.empty() ? "" : " UNION ALL ", table);
+    } else if (!table.ends_with("sqlite_sequence")) {
       digestSelect_ += fmt::format(
           "{0}SELECT '{1}: '||COALESCE(group_concat({2}, '; '), '') AS Line "
           "FROM (SELECT * FROM {1} ORDER BY rowid)",
@@ -174,7 +179,7 @@ struct Manager : categories::CategoriesWindow {
     return Left;
   }
   void RunWizard(categories::WizardTask& task, categories::CategoryTransaction& transaction) override {
-    WizardForm form(task, transaction, Operator.Names, Operator.Prompt);
+    WizardForm form(task, transaction, {Operator.Names, Operator.Prompt, Operator.Busy});
     for (int press = 0; form.WasRead() && press < 6 && !Finished; ++press) {
       if (form.NextCaption() == "&Finish") {
         Enter(form);
@@ -331,8 +336,11 @@ const Operation kOperations[] = {
      .Prepare = EditingAFilter,
      // The new one stands before the old one goes, so that no trap shows in between.
      .Partly = {{"INSERT INTO Trap_Detail (Source_Agent) VALUES ('other')",
-                 "INSERT INTO Trap_Filter_Group SELECT MAX(Trap_Table_ID), 'other, -All-, -All-, -All-, "
-                 "-All-' FROM Trap_Detail"}},
+                 "INSERT INTO Trap_Filter_Group (Trap_ID, Description) SELECT MAX(Trap_Table_ID), 'other, "
+                 "-All-, -All-, -All-, "
+                 "-All-' FROM Trap_Detail",
+                 "UPDATE Trap_Filter_Group SET Sort_Order = 1",
+                 "INSERT INTO Change_Log (Change_Time, Kind) VALUES (0, 5)"}},
      .MayBeDone = true},
     {"a filter is removed", RemovingAFilter},
     Managing(

@@ -31,8 +31,3 @@ CREATE INDEX Category_Group_ID ON Category_Group (Category_ID);
 CREATE INDEX Trap_Group_Order ON Trap_Group (Trap_Group_Name, Sort_Order, Trap_ID);
 CREATE INDEX Trap_Group_Detail_Values ON Trap_Group_Detail
   (Source_Agent, EnterpriseOid, SpecificTrap, EventDescription, GenericTrap, Severity);
--- Two operators who make categories at the same time get two numbers.
-CREATE TABLE Category_Number (
-  Last_ID INTEGER NOT NULL
-);
-INSERT INTO Category_Number VALUES (0);
