@@ -352,6 +352,9 @@ const Operation kOperations[] = {
         "a trap is edited", [](Manager& m) { return m.Form.EditTrap(0).has_value(); },
         [](WizardForm& form) { form.ChooseSeverity(1); }),
     Managing("a trap is removed", [](Manager& m) { return m.Form.RemoveTrap(0); }),
+    Managing(
+        "a category is moved",
+        [](Manager& m) { return m.Form.Selected() == 0U || m.Form.MoveCategory(categories::Direction::Up); }),
     Managing("a category is deleted", [](Manager& m) { return m.DeleteFans() && m.Ok(); }),
     {"categories are imported", Importing},
     {"an alert is added", [](Hands& hands) { return SavingAlert(hands, std::nullopt); }},
