@@ -36,6 +36,7 @@ std::string StoreProblem() {
                     {.ConnectTimeoutSeconds = 10, .CommandTimeoutSeconds = 10});
     connection.OpenRecordset(store::kEventTrap, "1 = 0").Next();
     connection.OpenRecordset("Receiver_State", "1 = 0").Next();
+    connection.OpenRecordset(store::kReceiverHeartbeat, "1 = 0").Next();
     return {};
   } catch (const store::DatabaseError& error) {
     return error.what();

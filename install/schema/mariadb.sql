@@ -34,6 +34,15 @@ CREATE TABLE Receiver_State (
   Last_Number BIGINT NOT NULL DEFAULT 0
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 
+-- Whether each receiver is alive: Beats moves with the rows it stores and every few seconds without any, Stopped
+-- is 1 after an ordered end.  The row of a receiver that is gone for good may be deleted.
+CREATE TABLE Receiver_Heartbeat (
+  Spool_ID VARCHAR(255) NOT NULL PRIMARY KEY,
+  Machine  VARCHAR(255) NOT NULL DEFAULT '',
+  Beats    INTEGER NOT NULL DEFAULT 0,
+  Stopped  INTEGER NOT NULL DEFAULT 0
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+
 -- What was changed in the store, by whom; written with each change, followed by every console.  Numbers holds
 -- sequence numbers as ranges ("3-7,12"); Source and Upper_Time are NULL where they bound nothing.
 CREATE TABLE Change_Log (

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "intake/LinkState.h"
+
 namespace korvane::intake {
 
 inline constexpr std::int32_t kReceiverThreadOk = 2000;
@@ -44,6 +46,9 @@ class ReceiverLibrary {
   // Nor is this: false when the trap handed out last was stored before the start, and comes from the list
   // only because the first load ends below its second.  It does not count as one that arrives.
   virtual bool TrapIsNew() const { return true; }
+  // Nor are these: how the link to the store is doing, and to try at once what waits for its next try.
+  virtual LinkState State() const { return {}; }
+  virtual void TryNow() {}
   // The name of a system known by its address; false when it is not known (yet): a later call may succeed.
   // Given a name instead of an address, a library may answer with the address of that name.
   virtual bool KVResolveSystemName(const std::string& address, std::string& name) = 0;

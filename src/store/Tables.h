@@ -13,6 +13,7 @@ inline constexpr std::string_view kStoreInfo = "Store_Info";
 
 inline constexpr std::string_view kEventTrap = "EventTrap";
 inline constexpr std::string_view kChangeLog = "Change_Log";
+inline constexpr std::string_view kReceiverHeartbeat = "Receiver_Heartbeat";
 inline constexpr std::string_view kEventStructure = "EventStructure";
 inline constexpr std::string_view kSystemTable = "System_Table";
 inline constexpr std::string_view kModuleTable = "Module_Table";

@@ -90,9 +90,12 @@ void SystemsModel::Load() {
     LoadAtStart();
     bounds_.Settled = true;
     firstLoad_.Succeeded();
+    firstFailure_.reset();
   } catch (const store::DatabaseError& error) {
     desk_.DebugLog.TryWriteLog(error.what());
-    firstLoad_.Failed(desk_.Clock.MonotonicMilliseconds());
+    const std::int64_t now = desk_.Clock.MonotonicMilliseconds();
+    firstLoad_.Failed(now);
+    firstFailure_ = {.Error = error, .Since = now, .NextTry = firstLoad_.NextTry().value_or(now)};
     return;
   }
   RefreshStatus();
@@ -212,12 +215,17 @@ void SystemsModel::CheckTraps() {
   if (firstLoad_.TakeDue(desk_.Clock.MonotonicMilliseconds())) {
     Load();
   }
+  link_.Look(firstFailure_ ? firstFailure_ : stored_.Failed());
   if (!started_) {
     return;
   }
   bounds_.InitialLoad = false;
   intake_->CheckTraps();
-  stored_.LoadAgain();
+  if (link_.CameBack()) {
+    stored_.LoadAllAgain();
+  } else if (!link_.StoreAway()) {  // this thread need not wait for a store that another one finds gone
+    stored_.LoadAgain();
+  }
 }
 
 void SystemsModel::ResolveNames() {

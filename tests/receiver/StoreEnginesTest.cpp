@@ -7,10 +7,12 @@
 #include <fmt/format.h>
 
 #include "KeptLog.h"
+#include "platform/Identity.h"
 #include "receiver/store/DatabaseTrapStore.h"
 #include "receiver/store/Housekeeping.h"
 #include "receiver/store/StoreWriter.h"
 #include "store/EngineTest.h"
+#include "store/Heartbeats.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"
 
@@ -90,7 +92,8 @@ TEST_P(TrapStoreTest, AWriterOutlivesItsServer) {
   Counters counters;
   const WriterOptions quick{.BatchTime = std::chrono::milliseconds(5),
                             .FirstPause = std::chrono::milliseconds(5),
-                            .LongestPause = std::chrono::milliseconds(50)};
+                            .LongestPause = std::chrono::milliseconds(50),
+                            .BeatEvery = std::chrono::milliseconds(50)};
   StoreWriter writer(spool, store, Quarantine(Folder / "quarantine.txt"), counters, Log, quick);
   std::thread thread([&] { writer.Run(); });
   int number = 0;
@@ -105,10 +108,16 @@ TEST_P(TrapStoreTest, AWriterOutlivesItsServer) {
   Made->BringBack();
   EXPECT_TRUE(test::WaitUntil([&] { return spool.Waiting() == 0; }, std::chrono::seconds(60)))
       << Log.Lines().back();
-  writer.Stop(std::chrono::seconds(5));
-  thread.join();
   Db.Close();
   Made->Connect(Db);
+  const auto beat = [&] { return store::ReadHeartbeats(Db).at(0); };
+  const store::Heartbeat idle = beat();
+  EXPECT_TRUE(test::WaitUntil([&] { return beat().Beats > idle.Beats; })) << "with nothing to store";
+  EXPECT_FALSE(idle.Stopped);
+  writer.Stop(std::chrono::seconds(5));
+  thread.join();
+  EXPECT_TRUE(beat().Stopped);
+  EXPECT_EQ(beat().Machine, platform::ThisProcess().Machine);
   EXPECT_EQ(Count(), number);
   store::Recordset rows = Db.OpenRecordset("SELECT EventDescription FROM EventTrap ORDER BY SequenceNumber");
   for (int expected = 1; rows.Next(); ++expected) {

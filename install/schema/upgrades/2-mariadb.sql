@@ -18,3 +18,11 @@ CREATE TABLE IF NOT EXISTS Change_Log (
   Row_Count   INTEGER
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE INDEX IF NOT EXISTS Change_Log_Time ON Change_Log (Change_Time);
+
+-- Receivers show that they are alive.
+CREATE TABLE IF NOT EXISTS Receiver_Heartbeat (
+  Spool_ID VARCHAR(255) NOT NULL PRIMARY KEY,
+  Machine  VARCHAR(255) NOT NULL DEFAULT '',
+  Beats    INTEGER NOT NULL DEFAULT 0,
+  Stopped  INTEGER NOT NULL DEFAULT 0
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;

@@ -18,3 +18,11 @@ CREATE TABLE @traps@.Change_Log (
   Row_Count   INTEGER
 );
 CREATE INDEX @traps@.Change_Log_Time ON Change_Log (Change_Time);
+
+-- Receivers show that they are alive.
+CREATE TABLE @traps@.Receiver_Heartbeat (
+  Spool_ID VARCHAR(255) NOT NULL PRIMARY KEY,
+  Machine  VARCHAR(255) NOT NULL DEFAULT '',
+  Beats    INTEGER NOT NULL DEFAULT 0,
+  Stopped  INTEGER NOT NULL DEFAULT 0
+);
