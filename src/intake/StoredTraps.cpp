@@ -6,6 +6,7 @@
 #include "intake/Intake.h"
 #include "intake/Systems.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 #include "store/Statements.h"
 #include "store/TrapReader.h"
 
@@ -36,7 +37,7 @@ void StoredTraps::ReadAll(StoredTrapsTakers takers, LoadOutcome& outcome) {
     outcome.Unacknowledged = Read(range, statement, expected, takers);
   } catch (const store::DatabaseError& error) {
     desk_.DebugLog.TryWriteLog(error.what());
-    outcome.Failure = error.what();
+    outcome.Failure = store::FailureInAllWords(error);
     failed_ = {.Error = error, .Since = desk_.Clock.MonotonicMilliseconds()};
   }
 }

@@ -23,7 +23,7 @@ namespace korvane::intake {
 
 struct LoadOutcome {
   std::int64_t Unacknowledged = 0;  // traps that were read, whoever kept them
-  std::string Failure;              // why there are not all of them: the database's text; empty: all
+  std::string Failure;              // why there are not all of them, on one line; empty: all
 
   bool Whole() const { return Failure.empty(); }
 };

@@ -17,6 +17,7 @@
 #include "mainwnd/frmWait.h"
 #include "reports/frmReport.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 #include "systems/SystemAcknowledge.h"
 #include "systems/frmDevices.h"
 #include "traps/frmTraps.h"
@@ -110,7 +111,8 @@ void frmMain::Execute(const Command& command) {
   try {
     Run(command.Do);
   } catch (const store::DatabaseError& error) {
-    services_.Desk.Prompt.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(services_.Desk.Prompt, "The command was not carried out to its end.", error,
+                       store::Attempt::OneOfSeveral);
   }
 }
 

@@ -53,7 +53,7 @@ class FiltersForm {
   };
   // One text of the database, with the lines of the filters it was about.
   struct Failure {
-    std::string Text;
+    store::DatabaseError Error;
     std::vector<std::string> Filters;
   };
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 #include "store/Statements.h"
 #include "store/TrapReader.h"
 
@@ -97,7 +98,7 @@ class ReportLoader::RangeRead {
       cancellable.Use(connection);
       Read(shared, *connection, batch, stop);
     } catch (const std::exception& error) {
-      failure = error.what();
+      failure = store::FailureInAllWords(error);
     }
     if (batch && batch->Count() > 0) {
       shared.Put(std::move(batch), options_, stop);

@@ -51,7 +51,7 @@ class ReportLoader {
 
   bool HasMore() const;                        // a batch can be taken now
   bool Ended() const;                          // no batch is left and none will come
-  std::optional<std::string> Failure() const;  // why it ended early, the database's text
+  std::optional<std::string> Failure() const;  // why it ended early, on one line
   std::int64_t Total() const;                  // rows of the range, 0 while not known
 
   // What was not taken is gone.  Returns at once where the store answers, and otherwise within the patience

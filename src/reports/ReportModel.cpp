@@ -8,6 +8,7 @@
 #include "fmt/format.h"
 #include "intake/Intake.h"
 #include "intake/Systems.h"
+#include "store/FailureWords.h"
 
 namespace korvane::reports {
 
@@ -74,7 +75,7 @@ bool ReportModel::TakeBatches(std::chrono::milliseconds budget) {
       }
     }
   } catch (const std::exception& error) {
-    failure = error.what();
+    failure = store::FailureInAllWords(error);
   }
   AppendCompleted();
   for (std::unique_ptr<traplist::TrapBatch>& batch : done) {

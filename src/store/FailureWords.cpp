@@ -4,6 +4,8 @@
 #include <array>
 #include <string_view>
 
+#include <fmt/format.h>
+
 #include "common/Text.h"
 
 namespace korvane::store {
@@ -28,7 +30,7 @@ constexpr std::string_view kServerFull = "the database server takes no more conn
 constexpr std::string_view kDiskFull = "the disk of the trap store is full";
 constexpr std::string_view kLocked = "another program holds the trap store locked";
 constexpr std::string_view kTooLong = "the database server took too long";
-constexpr std::string_view kNoFile = "the file of the trap store is missing, or this user may not open it";
+constexpr std::string_view kNoFile = "a file of the trap store is missing, or this user may not open it";
 constexpr std::string_view kReadOnly = "the file of the trap store may not be written";
 constexpr std::string_view kDamaged = "the file of the trap store is damaged";
 constexpr std::string_view kDiskError = "the disk of the trap store reports an error";
@@ -70,6 +72,8 @@ constexpr std::array kMeanings = {
     Meaning{"", 1142, "", kNoRight},
     Meaning{"42P01", 0, "", kNoTable},
     Meaning{"42S02", 0, "", kNoTable},
+    // The embedded store keeps its traps in a second file.
+    Meaning{"", 0, "no such table: eventtrap", kNoFile},
     Meaning{"", 0, "no such table", kNoTable},
     Meaning{"HY000", 5, "", kLocked},
     Meaning{"HY000", 6, "", kLocked},
@@ -88,6 +92,20 @@ constexpr std::array kMeanings = {
     Meaning{"", 2013, "", kUnreachable},
 };
 
+// A change that had been sent when the link went: the server may have gone on with it.
+bool MayHaveRun(const DatabaseError& error) {
+  constexpr std::array<std::string_view, 3> kStates = {"08S01", "57P0", "HYT"};
+  constexpr std::array<std::int32_t, 2> kMariaDbCodes = {2006, 2013};
+  return std::ranges::any_of(kStates, [&](auto state) { return error.SqlState().starts_with(state); }) ||
+         std::ranges::find(kMariaDbCodes, error.NativeCode()) != kMariaDbCodes.end();
+}
+
+std::string AsSentence(std::string words) {
+  if (!words.empty() && words[0] >= 'a' && words[0] <= 'z')
+    words[0] = static_cast<char>(words[0] - 'a' + 'A');
+  return words.ends_with('.') ? words : words + ".";
+}
+
 }  // namespace
 
 std::string FailureInWords(const DatabaseError& error) {
@@ -100,6 +118,26 @@ std::string FailureInWords(const DatabaseError& error) {
   };
   const auto* const found = std::ranges::find_if(kMeanings, fits);
   return std::string(found != kMeanings.end() ? found->Words : "the database reports a failure");
+}
+
+std::string FailureInAllWords(const std::exception& error) {
+  const auto* const known = dynamic_cast<const DatabaseError*>(&error);
+  const std::string driver = OnOneLine(error.what());
+  return known != nullptr ? fmt::format("{} ({})", FailureInWords(*known), driver) : driver;
+}
+
+void ShowFailure(Prompts& prompts, std::string_view what, const std::exception& error, Attempt attempt,
+                 std::string_view below) {
+  std::string text(what);
+  const auto* const known = dynamic_cast<const DatabaseError*>(&error);
+  if (known != nullptr) text += " " + AsSentence(FailureInWords(*known));
+  if (attempt == Attempt::Changing) {
+    text += known != nullptr && MayHaveRun(*known)
+                ? " It may have been done all the same: look again when the trap store is back."
+                : " Nothing was changed.";
+  }
+  if (!below.empty()) text.append("\n\n").append(below);
+  prompts.ShowFailure(text, OnOneLine(error.what()));
 }
 
 std::string OnOneLine(std::string_view text) {

@@ -225,10 +225,14 @@ TEST(ShutdownTest, FailuresAreReportedAndNothingElseIsSkipped) {
   console.WritesFail = true;
   console.Machine.Sockets.CleanupError = 10093;
   console.Quit();
-  EXPECT_THAT(console.Calls,
-              testing::IsSupersetOf({"Show: disk full: SaveSystems", "Show: disk full: Execute",
-                                     "SaveSetting MainWindowState=2", "CloseDatabase", "ReleaseLists",
-                                     "Show: Socket error 10093 occurred in Cleanup"}));
+  EXPECT_THAT(
+      console.Calls,
+      testing::IsSupersetOf(
+          {"Show: The list of systems was not saved. The database reports a failure. Nothing was changed.",
+           "Show: The traps were not acknowledged. The database reports a failure. Nothing was changed.",
+           "SaveSetting MainWindowState=2", "CloseDatabase", "ReleaseLists",
+           "Show: Socket error 10093 occurred in Cleanup"}));
+  EXPECT_THAT(console.Prompt.Causes, testing::ElementsAre("disk full: SaveSystems", "disk full: Execute"));
   EXPECT_EQ(console.Busy.Depth(), 0);
 }
 

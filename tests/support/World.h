@@ -57,6 +57,7 @@ class FakeLibrary : public intake::ReceiverLibrary {
     name = Names[address];
     return !name.empty();
   }
+  intake::LinkState State() const override { return Link; }
   intake::MailSettings GetDefaultMailSettings() override {
     return {.SmtpServer = "mail.example.net", .Recipient = "root@example.net", .Domain = "example.net"};
   }
@@ -79,6 +80,7 @@ class FakeLibrary : public intake::ReceiverLibrary {
   std::vector<std::string> Asked;
   std::optional<std::int32_t> StartedAt;
   std::int32_t StartAnswer = intake::kReceiverThreadOk;
+  intake::LinkState Link;
 };
 
 // Hands what was acknowledged or written to the models that are open, as the frame does.

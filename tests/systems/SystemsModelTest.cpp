@@ -1,6 +1,7 @@
 // What the Systems window counts, asks, loads and tells, on a real store.
 #include "systems/SystemsModel.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -132,11 +133,14 @@ TEST_F(SystemsModelTest, WhatCanNotBeReadIsLoadedAgainWithItsWindows) {
     EXPECT_EQ(Busy.Depth(), 0);
     Store.Execute("ALTER TABLE Gone RENAME TO EventTrap");
     Model.CheckTraps();  // too early
+    EXPECT_NE(Strip.Line(StripKind::StoreAway), nullptr);
   };
   const auto back = [&] {
     Platform.Clock.Advance(5'000);
     Model.CheckTraps();
     EXPECT_EQ(window->LoadFailure(), "");
+    Model.CheckTraps();
+    EXPECT_EQ(Strip.Line(StripKind::StoreAway), nullptr);
   };
   away([&] { Model.Load(); });
   EXPECT_FALSE(Library.StartedAt) << "the link begins where the first load ends";
@@ -154,6 +158,61 @@ TEST_F(SystemsModelTest, WhatCanNotBeReadIsLoadedAgainWithItsWindows) {
   back();
   EXPECT_EQ(TotalOf("router1"), 4);
   EXPECT_THAT(test::Numbers(window->Rows()), ElementsAre(1, 2, 3, 1000));
+}
+
+TEST_F(SystemsModelTest, TheStripTellsAStoreThatIsAwayAndASilentReceiverFromAQuietNetwork) {
+  Model.Load();
+  State.gTimeZoneBias = -3600;
+  test::FakeClock& clock = Platform.Clock;
+  clock.Utc = 10 * 3600;
+  const auto said = [&](StripKind kind) {
+    Model.CheckTraps();
+    const StripLine* line = Strip.Line(kind);
+    return line == nullptr ? "" : line->Text + (line->Note.empty() ? "" : " | " + line->Note);
+  };
+  const std::pair<store::DatabaseError, const char*> reasons[] = {
+      {{"Connection refused\n\tIs it running?", "08001", 101, ""}, "the database server can't be reached"},
+      {{"Can't connect to server (110)", "HY000", 2003, ""}, "the database server does not answer"},
+      {{"unable to open database file", "HY000", 14, ""},
+       "a file of the trap store is missing, or this user may not open it"}};
+  for (const auto& [error, words] : reasons) {
+    Library.Link.Away = {
+        .Error = error, .For = std::chrono::minutes(2), .NextTryIn = std::chrono::seconds(5)};
+    EXPECT_EQ(said(StripKind::StoreAway), fmt::format("The trap store has been out of reach since 10:58: {}. "
+                                                      "What is shown is as of then. | Next try at 11:00:05",
+                                                      words));
+    EXPECT_EQ(Strip.Line(StripKind::StoreAway)->Details.find('\n'), std::string::npos);
+  }
+  Library.Link.Away.reset();
+  EXPECT_EQ(said(StripKind::StoreAway), "");
+
+  auto& beats = Library.Link.Receivers;
+  // For a minute, with a look every three seconds.
+  const auto minute = [&](bool alphaMoves) {
+    for (int look = 0; look < 20; ++look, ++Library.Link.Looks) {
+      beats.at(1).Beats += alphaMoves ? 1 : 0;
+      clock.Advance(3000);
+      Model.CheckTraps();
+    }
+    return said(StripKind::ReceiverSilent);
+  };
+  beats = {{"gone", "beta", 7, false}, {"here", "alpha", 1, false}};
+  EXPECT_EQ(minute(true), "") << "beta was silent before, and alpha is heard";
+  EXPECT_EQ(minute(false),
+            "The receiver on beta has not been heard of since before 11:00. The receiver on "
+            "alpha has not been heard of since 11:01.");
+  EXPECT_EQ(minute(true), "");
+  beats[1].Stopped = true;
+  EXPECT_EQ(minute(false),
+            "The receiver on beta has not been heard of since before 11:00. The receiver on "
+            "alpha was stopped at 11:03.");
+  beats[1].Stopped = false;
+  minute(true);
+  clock.Advance(3'600'000);  // the machine slept, or the store was away
+  EXPECT_EQ(minute(true), "");
+  beats.clear();
+  EXPECT_EQ((++Library.Link.Looks, said(StripKind::ReceiverSilent)), "")
+      << "a store whose receivers show none";
 }
 
 TEST_F(SystemsModelTest, AcknowledgedTrapsLeaveTheCountsOnce) {
