@@ -228,8 +228,9 @@ TEST(ShutdownTest, FailuresAreReportedAndNothingElseIsSkipped) {
   EXPECT_THAT(
       console.Calls,
       testing::IsSupersetOf(
-          {"Show: The list of systems was not saved. The database reports a failure. Nothing was changed.",
-           "Show: The traps were not acknowledged. The database reports a failure. Nothing was changed.",
+          {"Show: The list of systems was not saved. The disk of the trap store is full. Nothing was "
+           "changed.",
+           "Show: The traps were not acknowledged. The disk of the trap store is full. Nothing was changed.",
            "SaveSetting MainWindowState=2", "CloseDatabase", "ReleaseLists",
            "Show: Socket error 10093 occurred in Cleanup"}));
   EXPECT_THAT(console.Prompt.Causes, testing::ElementsAre("disk full: SaveSystems", "disk full: Execute"));
