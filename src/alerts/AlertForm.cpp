@@ -2,6 +2,7 @@
 
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 
 namespace korvane::alerts {
 
@@ -32,7 +33,8 @@ params::TrapCriteria AlertForm::StoredCriteria(const std::optional<Alert>& alert
         PromptIcon::Exclamation);
   } catch (const store::DatabaseError& error) {
     wasRead_ = false;
-    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(services_.Prompt, "The trap details of this alert could not be read.", error,
+                       store::Attempt::Reading);
   }
   return criteria;
 }
@@ -60,7 +62,7 @@ bool AlertForm::Ok() {
                                 actions_, groupId_);
     return true;
   } catch (const store::DatabaseError& error) {
-    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(services_.Prompt, "The alert was not saved.", error, store::Attempt::Changing);
     return false;
   }
 }

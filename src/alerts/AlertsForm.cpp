@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 
 namespace korvane::alerts {
 
@@ -21,7 +22,8 @@ bool AlertsForm::Do(Work work) {
     work();
     return true;
   } catch (const store::DatabaseError& error) {
-    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(services_.Prompt, "The alerts could not be read or changed.", error,
+                       store::Attempt::OneOfSeveral);
     return false;
   }
 }

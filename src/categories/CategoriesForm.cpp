@@ -8,6 +8,7 @@
 
 #include "common/Text.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 
 namespace korvane::categories {
 
@@ -39,10 +40,6 @@ CategoriesForm::CategoriesForm(const CategoryServices& services, CategoriesWindo
 
 CategoriesForm::~CategoriesForm() = default;
 
-void CategoriesForm::ShowError(const std::exception& error) {
-  services_.Prompt.Show(error.what(), PromptIcon::Critical);
-}
-
 bool CategoriesForm::Open() {
   if (IsOpen()) {
     return true;
@@ -54,7 +51,8 @@ bool CategoriesForm::Open() {
     store_ = std::make_unique<CategoryStore>(*transaction_);
   } catch (const store::DatabaseError& error) {
     connection_.reset();
-    ShowError(error);
+    store::ShowFailure(services_.Prompt, "The categories can't be changed now.", error,
+                       store::Attempt::Reading);
     return false;
   }
   LoadCategoryTree({});
@@ -67,7 +65,7 @@ void CategoriesForm::LoadCategoryTree(std::string_view nameToSelect) {
     const BusyPointer busy(window_);
     categories_ = store_->LoadCategoryTree();
   } catch (const store::DatabaseError& error) {
-    ShowError(error);
+    store::ShowFailure(services_.Prompt, "The categories could not be read.", error, store::Attempt::Reading);
     return;
   }
   const auto found = std::ranges::find_if(
@@ -95,7 +93,8 @@ void CategoriesForm::LoadTrapDetails() {
     const BusyPointer busy(window_);
     details_ = store_->LoadTrapDetails(SelectedName());
   } catch (const store::DatabaseError& error) {
-    ShowError(error);
+    store::ShowFailure(services_.Prompt, "The traps of this category could not be read.", error,
+                       store::Attempt::Reading);
   }
 }
 
@@ -162,7 +161,9 @@ bool CategoriesForm::DeleteCategory() {
     store_->DeleteCategory(name);
   } catch (const store::DatabaseError& error) {
     modified_ = modified_ || transaction_->Changed();
-    ShowError(error);
+    store::ShowFailure(services_.Prompt,
+                       "The category could not be removed. Cancel takes back what was begun.", error,
+                       store::Attempt::OneOfSeveral);
     return false;
   }
   modified_ = true;
@@ -214,7 +215,8 @@ bool CategoriesForm::RemoveTrap(std::size_t row) {
     store_->RemoveTrapDetail(SelectedName(), Traps()[row].TrapTableId);
   } catch (const store::DatabaseError& error) {
     modified_ = modified_ || transaction_->Changed();
-    ShowError(error);
+    store::ShowFailure(services_.Prompt, "The trap could not be removed from its category.", error,
+                       store::Attempt::OneOfSeveral);
     return false;
   }
   modified_ = true;
@@ -231,7 +233,7 @@ bool CategoriesForm::Commit() {
     transaction_->Commit();
     return true;
   } catch (const store::DatabaseError& error) {
-    ShowError(error);
+    store::ShowFailure(services_.Prompt, "The changes were not saved.", error, store::Attempt::Changing);
     return false;
   }
 }

@@ -80,7 +80,6 @@ class CategoriesForm {
   void LoadTrapDetails();
   bool RunWizard(WizardTask& task);
   std::optional<std::size_t> WizardForTraps(WizardMode mode, std::int32_t trapTableId);
-  void ShowError(const std::exception& error);
 
   CategoryServices services_;
   CategoriesWindow& window_;

@@ -5,6 +5,7 @@
 #include "common/Text.h"
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 #include "store/Statements.h"
 
 namespace korvane::categories {
@@ -56,7 +57,7 @@ TrapDetail WizardForm::StoredTrap() {
     }
   } catch (const store::DatabaseError& error) {
     wasRead_ = false;
-    prompts_.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(prompts_, "The category could not be read.", error, store::Attempt::Reading);
   }
   return {};
 }
@@ -150,7 +151,7 @@ void WizardForm::Add() {
   try {
     entry.Texts = TextsOf(entry.Trap, names_);
   } catch (const store::DatabaseError& error) {
-    prompts_.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(prompts_, "The trap could not be added to the list.", error, store::Attempt::Reading);
     return;
   }
   pending_.push_back(std::move(entry));
@@ -174,7 +175,7 @@ bool WizardForm::NextOrFinish() {
       return false;
     }
   } catch (const store::DatabaseError& error) {
-    prompts_.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(prompts_, "The entries could not be saved.", error, store::Attempt::OneOfSeveral);
     return false;
   }
   task_.CategoryName = name_;

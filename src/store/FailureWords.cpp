@@ -34,6 +34,7 @@ constexpr std::string_view kNoFile = "a file of the trap store is missing, or th
 constexpr std::string_view kReadOnly = "the file of the trap store may not be written";
 constexpr std::string_view kDamaged = "the file of the trap store is damaged";
 constexpr std::string_view kDiskError = "the disk of the trap store reports an error";
+constexpr std::string_view kQuote = "a text with a single quote (') can't stand in a statement";
 constexpr std::string_view kNotSetUp =
     "the data source \"dvldb\" or its driver is not set up on this machine";
 
@@ -85,6 +86,7 @@ constexpr std::array kMeanings = {
     Meaning{"HY000", 14, "", kNoFile},
     Meaning{"HY000", 23, "", kNoRight},
     Meaning{"", 0, "connect failed", kNoFile},
+    Meaning{"42000", 0, "holds a single quote", kQuote},
     Meaning{"08", 0, "", kUnreachable},
     Meaning{"", 2002, "", kUnreachable},
     Meaning{"", 2003, "", kUnreachable},
@@ -109,15 +111,16 @@ std::string AsSentence(std::string words) {
 }  // namespace
 
 std::string FailureInWords(const DatabaseError& error) {
-  // Our own words: of a store of another version.
-  if (error.SqlState() == "55000") return OnOneLine(error.what());
+  // Our own words: of a store of another version, of a row that somebody else removed.
+  if (error.SqlState() == "55000" || error.SqlState() == "02000") return OnOneLine(error.what());
   const auto fits = [&](const Meaning& meaning) {
     return error.SqlState().starts_with(meaning.SqlState) &&
            (meaning.NativeCode == 0 || error.NativeCode() == meaning.NativeCode) &&
            (meaning.Part.empty() || ContainsIgnoreCase(error.what(), meaning.Part));
   };
   const auto* const found = std::ranges::find_if(kMeanings, fits);
-  return std::string(found != kMeanings.end() ? found->Words : "the database reports a failure");
+  if (found == kMeanings.end()) return fmt::format("the database says: {}", OnOneLine(error.what()));
+  return std::string(found->Words);
 }
 
 std::string FailureInAllWords(const std::exception& error) {
