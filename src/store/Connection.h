@@ -30,9 +30,9 @@ struct ChangeAuthor {
 struct ConnectionOptions {
   int ConnectTimeoutSeconds = 0;  // 0: the driver's own
   int CommandTimeoutSeconds = 0;
-  // A call is given up after twice as long when the server says nothing and answers nobody else either, and a
-  // connection that does not come about is after once; 0: never.  Whoever tries again in the next moments
-  // fails at once, so that a window with several statements does not wait for each.
+  // A call is given up after twice as long when the server says nothing and answers nobody else either, or
+  // when it waits for a lock; a connection that does not come about is after once; 0: never.  Whoever tries
+  // again in the next moments fails at once, so that a window with several statements does not wait for each.
   int SilenceSeconds = 0;
 };
 

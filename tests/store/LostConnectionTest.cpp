@@ -121,6 +121,12 @@ TEST_P(LostConnectionTest, AMuteServerIsGivenUpAndABusyOneIsNot) {
   Console.Open(Made->DataSource(), {}, {}, {.SilenceSeconds = 1});
   const bool postgres = GetParam() == Engine::PostgreSql;
   EXPECT_TRUE(Console.OpenRecordset(postgres ? "SELECT pg_sleep(4)" : "SELECT SLEEP(4)").Next());
+  Connection other;
+  Made->Connect(other);
+  other.BeginTransaction();
+  other.Execute("UPDATE EventTrap SET EventAck = 1");
+  EXPECT_THROW(Console.Execute("UPDATE EventTrap SET EventAck = 0"), DatabaseError) << "somebody holds them";
+  other.Rollback();
   const auto fails = [&](const auto& work) {
     const auto begun = std::chrono::steady_clock::now();
     EXPECT_THROW(work(), DatabaseError);
