@@ -42,6 +42,7 @@ constexpr std::string_view kNotSetUp =
 constexpr std::array kMeanings = {
     Meaning{"HYT", 0, "", kMute},
     Meaning{"", 0, "timeout expired", kMute},
+    Meaning{"", 0, "timed out", kMute},
     Meaning{"", 2003, "(110", kMute},
     Meaning{"", 2013, "reading initial", kMute},
     Meaning{"IM00", 0, "", kNotSetUp},

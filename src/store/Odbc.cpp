@@ -215,13 +215,21 @@ void Connection::Impl::WatchLink(const std::vector<platform::OpenSocket>& before
 }
 
 DatabaseError Connection::Impl::FailureOf(SQLSMALLINT type, SQLHANDLE handle, std::string_view statement) {
-  const auto after = Watch ? Watch->GaveUpAfter() : std::nullopt;
-  if (!after) return odbc::ErrorOf(type, handle, statement);
-  Lost = true;
-  Mute = DatabaseError(fmt::format("The database server has not answered for {} seconds.", after->count()),
-                       "HYT00", 0, std::string(statement));
-  MuteSince = Now();
-  return *Mute;
+  if (!Watch) return odbc::ErrorOf(type, handle, statement);
+  const auto after = Watch->GaveUpAfter();
+  DatabaseError error =
+      after
+          ? DatabaseError(fmt::format("The database server has not answered for {} seconds.", after->count()),
+                          "HYT00", 0, std::string(statement))
+          : odbc::ErrorOf(type, handle, statement);
+  // The system may be the first to give up.
+  const bool waited = Watch->SinceLastCall() >= std::chrono::milliseconds(kSlowFailure);
+  if (after || (waited && TellsOfSilence(error))) {
+    Lost = true;
+    Mute = error;
+    MuteSince = Now();
+  }
+  return error;
 }
 
 void Connection::Impl::Disconnect() noexcept {

@@ -47,6 +47,11 @@ void SilenceWatch::CallEnds() {
   --calls_;
 }
 
+std::chrono::milliseconds SilenceWatch::SinceLastCall() const {
+  const std::lock_guard lock(mutex_);
+  return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since_);
+}
+
 std::optional<std::chrono::seconds> SilenceWatch::GaveUpAfter() const {
   const std::lock_guard lock(mutex_);
   return gaveUpAfter_;

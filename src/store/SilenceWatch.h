@@ -41,6 +41,8 @@ class SilenceWatch {
   // Around a call that may wait for the server; may be nested.
   void CallBegins();
   void CallEnds();
+  // Since the call began that is under way, or was the last.
+  std::chrono::milliseconds SinceLastCall() const;
   // For how long the link was waited for before it was broken off; nothing while it is whole.
   std::optional<std::chrono::seconds> GaveUpAfter() const;
 
