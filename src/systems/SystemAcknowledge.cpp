@@ -42,9 +42,8 @@ void ReadUndelivered(store::Connection& connection, std::string_view source, std
 std::optional<std::string> SystemAcknowledge::Acknowledge(const intake::System& system,
                                                           std::int32_t beforeTime) {
   std::vector<std::int32_t> undelivered;
-  const std::vector<std::string> sources =
-      system.Sources.empty() ? std::vector<std::string>{system.Name} : system.Sources;
   try {
+    const std::vector<std::string> sources = intake::Systems::SourcesOf(system, connection_);
     store::Transaction transaction(connection_);
     for (const std::string& source : sources) {
       connection_.Execute(store::AcknowledgeSourceStatement(source, beforeTime));

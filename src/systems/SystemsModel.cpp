@@ -230,12 +230,13 @@ void SystemsModel::ResolveNames() {
     nextToResolve_ = (nextToResolve_ + 1) % rows;
     const std::size_t index = shown_.Rows[nextToResolve_].SystemIndex;
     const bool nameMissing = systems_.IsKnownByAddressOnly(index);
-    if (!nameMissing && !systems_.At(index).Address.empty()) {
+    const intake::System& system = systems_.At(index);
+    if (system.FurtherOf != nullptr || (!nameMissing && !system.Address.empty())) {
       continue;
     }
     ++asked;
     std::string answer;
-    if (library_.KVResolveSystemName(systems_.At(index).Name, answer)) {
+    if (library_.KVResolveSystemName(system.Name, answer)) {
       TakeAnswer(index, nameMissing, answer);
       MarkChanged(nextToResolve_);
     }

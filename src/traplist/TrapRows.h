@@ -29,6 +29,8 @@ class TrapRows {
 
   std::size_t Count() const { return count_; }
   bool Empty() const { return count_ == 0; }
+  // What the bindings take: of all that rows hold the part that a sender can make long.
+  std::size_t BindingBytes() const { return texts_.LivingBytes(); }
 
   // Copies what it keeps; only the definition stays shared, which must outlive the rows.
   void Append(const store::IncomingTrap& trap);

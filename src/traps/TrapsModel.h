@@ -99,6 +99,7 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
   void RemoveWhere(Leaves leaves);
   void ResetRows();
   std::size_t Limit() const;
+  std::size_t MostBytes() const;
   std::string SystemSource() const;
 
   TrapsServices& services_;

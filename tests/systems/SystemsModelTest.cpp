@@ -241,6 +241,34 @@ TEST_F(SystemsModelTest, NamesAreResolvedInTurnAndInBoundedNumber) {
   EXPECT_EQ(TotalOf("fifty"), 2);
 }
 
+// Senders can invent sources as they like; a system of the table is found again all the same.
+TEST_F(SystemsModelTest, SourcesBeyondTheBoundShareARow) {
+  Store.AddSystem("core", "10.0.0.1");
+  SystemList.LoadSystems(Connection);
+  for (int i = 0; i < 100; ++i) {
+    SystemList.SystemOfSource(std::string(500'000, 'x') + std::to_string(i));
+  }
+  EXPECT_THAT(SystemList.Count(), testing::AllOf(testing::Gt(15U), testing::Lt(70U)));
+  for (const char* source : {"core", "late", "(further systems)", "CORE", "late"}) {
+    Store.AddTrap({.EventTime = 1, .Source = source});
+  }
+  Store.AddTrap({.EventTime = 9, .Source = "core"});
+  Model.Load();
+  EXPECT_THAT(RowTexts(), ElementsAre("core 1 news", "(further systems) 4 news"));
+  Model.ResolveNames();
+  EXPECT_THAT(Library.Asked, testing::Each("core"));
+  const intake::System& further = Model.SystemOfRow(1);
+  const auto window = Open(traps::WindowKind::PerSystem, {}, &further);
+  window->Reset();
+  EXPECT_THAT(test::Numbers(window->Rows()), ElementsAre(2, 3, 4, 5));
+  Prompt.WillAnswer(PromptAnswer::Yes);
+  Acknowledge.Ask(Windows, further, further.Name, [] { return 5; });
+  EXPECT_TRUE(window->Rows().Empty());
+  EXPECT_EQ(Store.Number("SELECT SUM(SequenceNumber) FROM EventTrap WHERE EventAck = 0"), 1 + 6);
+  SystemList.SaveSystems(Connection);
+  EXPECT_EQ(Store.Number("SELECT COUNT(*) FROM System_Table"), SystemList.Count() - 1);
+}
+
 // Against the standard map, in orders that split blocks, empty them and insert before the first.
 TEST(CountedTrapsTest, HoldsEveryNumberOnceInAnyOrder) {
   std::mt19937 random(7);

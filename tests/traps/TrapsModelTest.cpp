@@ -74,6 +74,15 @@ TEST_F(TrapsModelTest, KeepsTheNewestUpToTheLimitAndAdmitsNoneTwice) {
   model->UpdateStatusBar();
   EXPECT_THAT(Numbers(model->Rows()), ElementsAre(8, 10, 9, 26, 27, 28, 29, 30))
       << "a storm is not held whole";
+  for (std::int32_t number = 31; number <= 34; ++number) {
+    Deliver({.SequenceNumber = number, .EventTime = 300, .EventDescription = std::string(6'000'000, 'x')},
+            {model.get()});
+    if (number >= 33) {
+      model->UpdateStatusBar();
+      EXPECT_EQ(model->Rows().BindingBytes() / 1'000'000, 12U) << number;
+    }
+  }
+  EXPECT_THAT(Numbers(model->Rows()), ElementsAre(33, 34)) << "the longest that there can be";
 }
 
 // What was done before the statement that fails stays done, nothing after it is tried.
