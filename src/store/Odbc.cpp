@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::int64_t kIdleMilliseconds = 1000;
 
-std::int64_t Now() {
+std::int64_t SteadyMilliseconds() {
   return std::chrono::duration_cast<std::chrono::milliseconds>(
              std::chrono::steady_clock::now().time_since_epoch())
       .count();
@@ -144,7 +144,7 @@ void Connection::Impl::Connect() {
     Disconnect();
     throw;
   }
-  LastUse = Now();
+  LastUse = SteadyMilliseconds();
 }
 
 void Connection::Impl::Disconnect() noexcept {
@@ -187,12 +187,12 @@ void Connection::Impl::MakeReady(bool aWrite) {
     return;
   }
   if (Link && !Lost && !FilesAreThere()) Lost = true;
-  if (Link && !Lost && aWrite && Kind != Engine::Sqlite && Now() - LastUse > kIdleMilliseconds &&
-      !AnswersProbe()) {
+  if (Link && !Lost && aWrite && Kind != Engine::Sqlite &&
+      SteadyMilliseconds() - LastUse > kIdleMilliseconds && !AnswersProbe()) {
     Lost = true;
   }
   if (!Link || Lost) Connect();
-  LastUse = Now();
+  LastUse = SteadyMilliseconds();
 }
 
 // A server that was restarted shows only when something is sent.  A reading can be repeated; before a writing
