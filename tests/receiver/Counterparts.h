@@ -64,12 +64,6 @@ inline std::string V2Message(std::string_view pdu) {
   return Ber(0x30, (BerNumber(1) + Ber(0x04, "public")).append(pdu));
 }
 
-// A v2c trap with one text.
-inline std::string V2Trap(std::string_view text) {
-  const std::string binding = Ber(0x30, Ber(0x06, "\x2B\x06\x01\x04\x01\x63\x01") + Ber(0x04, text));
-  return V2Message(NotificationPdu(kTrap2, 1, binding));
-}
-
 // As many bindings as a packet holds: 1.3 = null, seven octets each.
 inline std::string SmallestBindings(std::size_t count) {
   std::string bindings;
