@@ -175,8 +175,7 @@ const OidSet& TrapNames::Impl::KnownOids() {
   return *Oids;
 }
 
-// Some rows carry a trailing ".0" on the enterprise.  One that the table does not know is empty, and not
-// kept.
+// Some rows carry a trailing ".0" on the enterprise.  Of one that is not known nothing is kept.
 const Enterprise& TrapNames::Impl::EnterpriseOf(std::string_view oid) {
   if (const auto found = Enterprises.find(oid); found != Enterprises.end()) return found->second;
   if (!KnownOids().contains(oid)) return Unknown;
