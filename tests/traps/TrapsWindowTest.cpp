@@ -333,7 +333,7 @@ TEST_F(TrapsWindowTest, FindCountsWhatArrivesAndLeavesWithoutMovingTheList) {
 }
 
 TEST_F(TrapsWindowTest, FindLooksThroughALongListInTurns) {
-  State.gMaxViewTraps = 10'000;
+  State.gMaxViewTraps = 40'000;  // room for all of their bytes
   StoredTrap trap = Trap(1);
   trap.EventDescription = std::string(30'000, 'x');
   for (; trap.SequenceNumber < 5000; ++trap.SequenceNumber) {
