@@ -61,6 +61,9 @@ bool CheckConfiguration(const Configuration& configuration) {
   Report(
       fmt::format("{}: {}", configuration.SnmpFile.string(), access.Summary()),
       access.Problems.empty() ? "" : "a start would admit no more than that, a reload would change nothing");
+  good = Report(fmt::format("mail server {}", configuration.Mail.Server),
+                MailAccessProblem(configuration.Mail)) &&
+         good;
   return Report("trap store", StoreProblem()) && good;
 }
 

@@ -193,6 +193,30 @@ CREATE TABLE Trap_Notification_Master (
   Custom_ID     INTEGER NOT NULL DEFAULT 1
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 
+-- Alerts that are switched off, by Trap_Group_ID: the receiver passes them over.
+CREATE TABLE Alert_Off (
+  Trap_Group_ID INTEGER NOT NULL PRIMARY KEY
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+-- What became of each alert, as the receivers tell it.  Times are UTC seconds, 0: never.
+CREATE TABLE Alert_State (
+  Trap_Group_ID INTEGER NOT NULL PRIMARY KEY,
+  Last_Acted    INTEGER NOT NULL DEFAULT 0,
+  Last_Failure  INTEGER NOT NULL DEFAULT 0,
+  Reason        TEXT NOT NULL DEFAULT ''
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+-- Alerts that a console wants tried.  The receiver that takes one puts its machine into Taken_By, and what
+-- became of it into Result.
+CREATE TABLE Alert_Test (
+  Test_ID       INTEGER AUTO_INCREMENT PRIMARY KEY,
+  Trap_Group_ID INTEGER NOT NULL DEFAULT 0,
+  Asked_Time    INTEGER NOT NULL DEFAULT 0,
+  Operator      VARCHAR(255) NOT NULL DEFAULT '',
+  Machine       VARCHAR(255) NOT NULL DEFAULT '',
+  Taken_By      VARCHAR(255) NOT NULL DEFAULT '',
+  Done          INTEGER NOT NULL DEFAULT 0,
+  Result        TEXT NOT NULL DEFAULT ''
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+
 -- Alert actions.  Row 1 of each means "no action"; its values are such that no action an operator can enter
 -- equals it (an alert with empty beep fields stores zeros).
 CREATE TABLE Beep_Detail (

@@ -40,3 +40,23 @@ CREATE TABLE Change_Log (
   Row_Count   INTEGER
 );
 CREATE INDEX Change_Log_Time ON Change_Log (Change_Time);
+
+-- What became of each alert, as the receivers tell it.  Times are UTC seconds, 0: never.
+CREATE TABLE Alert_State (
+  Trap_Group_ID INTEGER NOT NULL PRIMARY KEY,
+  Last_Acted    INTEGER NOT NULL DEFAULT 0,
+  Last_Failure  INTEGER NOT NULL DEFAULT 0,
+  Reason        TEXT NOT NULL DEFAULT ''
+);
+-- Alerts that a console wants tried.  The receiver that takes one puts its machine into Taken_By, and what
+-- became of it into Result.
+CREATE TABLE Alert_Test (
+  Test_ID       INTEGER PRIMARY KEY AUTOINCREMENT,
+  Trap_Group_ID INTEGER NOT NULL DEFAULT 0,
+  Asked_Time    INTEGER NOT NULL DEFAULT 0,
+  Operator      VARCHAR(255) NOT NULL DEFAULT '',
+  Machine       VARCHAR(255) NOT NULL DEFAULT '',
+  Taken_By      VARCHAR(255) NOT NULL DEFAULT '',
+  Done          INTEGER NOT NULL DEFAULT 0,
+  Result        TEXT NOT NULL DEFAULT ''
+);

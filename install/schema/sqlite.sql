@@ -134,6 +134,11 @@ CREATE TABLE Trap_Notification_Master (
   Custom_ID     INTEGER NOT NULL DEFAULT 1
 );
 
+-- Alerts that are switched off, by Trap_Group_ID: the receiver passes them over.
+CREATE TABLE Alert_Off (
+  Trap_Group_ID INTEGER NOT NULL PRIMARY KEY
+);
+
 -- Alert actions.  Row 1 of each means "no action"; its values are such that no action an operator can enter
 -- equals it (an alert with empty beep fields stores zeros).
 CREATE TABLE Beep_Detail (

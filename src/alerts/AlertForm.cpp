@@ -1,5 +1,8 @@
 #include "alerts/AlertForm.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
 
@@ -8,6 +11,7 @@ namespace korvane::alerts {
 AlertForm::AlertForm(const AlertServices& services, const std::optional<Alert>& alert)
     : services_(services),
       store_(services.Connection),
+      opened_(alert),
       groupId_(alert ? std::optional(alert->GroupId) : std::nullopt),
       description_(alert ? alert->Description : std::string()),
       actions_(alert && alert->Actions ? *alert->Actions : ActionIds()),
@@ -37,6 +41,24 @@ params::TrapCriteria AlertForm::StoredCriteria(const std::optional<Alert>& alert
   return criteria;
 }
 
+bool AlertForm::MayReplace() {
+  if (!opened_) {
+    return true;
+  }
+  const std::vector<Alert> alerts = store_.LoadAlertList();
+  const auto stored = std::find_if(alerts.begin(), alerts.end(),
+                                   [&](const Alert& alert) { return alert.GroupId == opened_->GroupId; });
+  // One that is gone is refused by the store; being switched on or off is not part of the dialog.
+  if (stored == alerts.end() || (stored->Description == opened_->Description &&
+                                 stored->TrapId == opened_->TrapId && stored->Actions == opened_->Actions)) {
+    return true;
+  }
+  return services_.Prompt.Ask(
+             "Another console has changed this alert since you opened it. Do you want to replace it by what "
+             "stands here?",
+             PromptButtons::NoYes, PromptIcon::Exclamation) == PromptAnswer::Yes;
+}
+
 bool AlertForm::Ok() {
   if (description_.empty()) {
     services_.Prompt.Show("Alert description should not be empty.", PromptIcon::Information);
@@ -49,6 +71,9 @@ bool AlertForm::Ok() {
           "Alert description is not unique. An alert with the same name exists. Please modify alert "
           "description.",
           PromptIcon::Information);
+      return false;
+    }
+    if (!MayReplace()) {
       return false;
     }
     groupId_ = store_.SaveAlert(description_,

@@ -40,9 +40,13 @@ class AlertForm {
 
  private:
   params::TrapCriteria StoredCriteria(const std::optional<Alert>& alert);
+  // False when another console has changed the alert meanwhile and the operator does not want to replace
+  // that.
+  bool MayReplace();
 
   AlertServices services_;
   AlertStore store_;
+  std::optional<Alert> opened_;  // as the dialog found it
   std::optional<std::int32_t> groupId_;
   std::string description_;
   ActionIds actions_;

@@ -24,7 +24,6 @@ namespace korvane::intake {
 
 inline constexpr std::int32_t kReceiverThreadFailed = 1;
 
-inline constexpr std::string_view kSmtpServerValue = "KVSmtpServer";
 inline constexpr std::string_view kMailRecipientValue = "KVMailRecipient";
 inline constexpr std::string_view kMailDomainValue = "KVMailDomain";
 

@@ -58,7 +58,9 @@ void FrameDialogs::EditAlerts() {
                      .Prompt = services_.Desk.Prompt,
                      .Registry = services_.Registry,
                      .Settings = services_.Desk.Settings,
-                     .Library = services_.Library},
+                     .Library = services_.Library,
+                     .TimeZoneBias = services_.Desk.State.gTimeZoneBias,
+                     .SignalFailureTold = signalFailureTold_},
                     &frame_)
       .exec();
 }

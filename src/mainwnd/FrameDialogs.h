@@ -51,6 +51,7 @@ class FrameDialogs : private params::FilteredWindows, private categories::Catego
   const FrameServices& services_;
   std::function<void()> reload_;
   std::function<void()> repaint_;
+  bool signalFailureTold_ = false;  // by the Alerts window
   // Has no parent, so that the frame can be brought before it and dialogs of the frame leave it readable.
   std::unique_ptr<help::frmHelp> help_;
 };

@@ -349,10 +349,10 @@ const Operation kOperations[] = {
     {"an alert is added", [](Hands& hands) { return SavingAlert(hands, std::nullopt); }},
     {"an alert is edited", [](Hands& hands) { return SavingAlert(hands, FirstAlert(hands)); }},
     {"an alert is looked at", ReviewingAlert},
-    {"an alert is removed", InAlerts([](AlertsForm& form) { return form.Remove(0); })},
+    {"an alert is removed", InAlerts([](AlertsForm& form) { return form.Remove(1); })},
     {.Name = "an alert's actions are configured",
      .Prepare = InAlerts([](AlertsForm& form) {
-       return form.SetActions(0, {ActionKind::Beep, ActionKind::Email}, {.Beep = 2, .Email = 2});
+       return form.SetActions(1, {ActionKind::Beep, ActionKind::Email}, {.Beep = 2, .Email = 2});
      }),
      .MayBeDone = true},
     {"the four actions are saved", SavingActions},

@@ -163,6 +163,13 @@ class MailSink {
       : file_(std::move(file)),
         port_(test::FreePort(AF_INET, SOCK_STREAM)),
         process_(Spawn({"/usr/bin/python3", "-m", "aiosmtpd", "-n", "-l", Address()}, file_)) {}
+  // One that wants encryption, with the certificate of the folder, and a login, which it writes down too.
+  MailSink(std::filesystem::path file, const std::filesystem::path& folder, bool fromTheFirstOctet)
+      : file_(std::move(file)),
+        port_(test::FreePort(AF_INET, SOCK_STREAM)),
+        process_(Spawn({"/usr/bin/python3", "-c", kWithLogin, std::to_string(port_), folder,
+                        fromTheFirstOctet ? "tls" : "starttls"},
+                       file_)) {}
   ~MailSink() {
     kill(process_, SIGKILL);
     waitpid(process_, nullptr, 0);
@@ -171,10 +178,31 @@ class MailSink {
   MailSink& operator=(const MailSink&) = delete;
 
   std::string Address() const { return fmt::format("127.0.0.1:{}", port_); }
+  std::string Name() const { return fmt::format("localhost:{}", port_); }
   std::string Mails() const { return test::ReadFile(file_); }
   bool Listens() const { return LoopbackSocket(SOCK_STREAM).Connect(port_); }
 
  private:
+  static constexpr const char* kWithLogin = R"(
+import asyncio, ssl, sys
+from aiosmtpd.handlers import Debugging
+from aiosmtpd.smtp import SMTP, AuthResult
+port, folder, how = sys.argv[1:]
+context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+context.load_cert_chain(folder + '/cert', folder + '/key')
+def check(server, session, envelope, mechanism, data):
+    print('login', data.login.decode(), data.password.decode())
+    return AuthResult(success=True)
+def protocol():
+    return SMTP(Debugging(), authenticator=check, auth_required=True, require_starttls=how == 'starttls',
+                auth_require_tls=how == 'starttls', tls_context=context if how == 'starttls' else None)
+async def serve():
+    server = await asyncio.get_running_loop().create_server(
+        protocol, 'localhost', int(port), ssl=context if how == 'tls' else None)
+    await server.serve_forever()
+asyncio.run(serve())
+)";
+
   std::filesystem::path file_;
   std::uint16_t port_;
   pid_t process_;

@@ -7,9 +7,11 @@
 #include <fmt/format.h>
 
 #include "KeptLog.h"
+#include "receiver/alerts/AlertReports.h"
 #include "receiver/store/DatabaseTrapStore.h"
 #include "receiver/store/Housekeeping.h"
 #include "receiver/store/StoreWriter.h"
+#include "store/ChangeLog.h"
 #include "store/EngineTest.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"
@@ -82,6 +84,28 @@ TEST_P(TrapStoreTest, RowsAndTheirNumberMoveTogether) {
     EXPECT_STREQ(trouble(Trap(1, "x", std::string(300, 'x'))), "row");
   }
   EXPECT_STREQ(trouble(Trap(1, "x")), "none");
+}
+
+TEST_P(TrapStoreTest, OneReceiverTakesATestAndWhatBecameOfAlertsIsKept) {
+  store::Connection other;
+  Made->Connect(other);
+  const std::string mark = ChangesMark(Db);
+  store::NoteChange(other, store::ChangeKind::Notes);
+  EXPECT_EQ(ChangesMark(Db), mark);
+  store::NoteChange(other, store::ChangeKind::Alerts);
+  EXPECT_NE(ChangesMark(Db), mark);
+  Made->Execute("INSERT INTO Alert_Test (Trap_Group_ID, Operator, Machine) VALUES (7, 'ann', 'pc7')");
+  const std::vector<AskedTest> taken = TakeAskedTests(other);
+  ASSERT_EQ(taken.size(), 1U);
+  EXPECT_EQ(taken[0].AskedBy, "ann at pc7");
+  EXPECT_TRUE(TakeAskedTests(Db).empty()) << "it is the other's";
+  const TestOutcome done{.Result = "a beep: done\n", .Left = 0};
+  WriteNews(Db, {.Alerts = {{7, {.Failed = kNow, .Reason = "an e-mail: 'no' such ☃"}}},
+                 .Tests = {{taken[0].Id, done}, {99, done}}});
+  WriteNews(Db, {.Alerts = {{7, {.Acted = kNow + 1, .Reason = ""}}}, .Tests = {}});
+  EXPECT_EQ(Made->Number("SELECT COUNT(*) FROM Alert_Test WHERE Done = 1 AND Taken_By <> ''"), 1);
+  EXPECT_EQ(Made->Text("SELECT Reason FROM Alert_State WHERE Last_Acted > Last_Failure", "Reason"),
+            "an e-mail: 'no' such ☃");
 }
 
 TEST_P(TrapStoreTest, AWriterOutlivesItsServer) {

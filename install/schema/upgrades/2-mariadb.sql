@@ -18,3 +18,26 @@ CREATE TABLE IF NOT EXISTS Change_Log (
   Row_Count   INTEGER
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE INDEX IF NOT EXISTS Change_Log_Time ON Change_Log (Change_Time);
+
+-- Alerts can be switched off.
+CREATE TABLE IF NOT EXISTS Alert_Off (
+  Trap_Group_ID INTEGER NOT NULL PRIMARY KEY
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+-- The receivers note what became of each alert.
+CREATE TABLE IF NOT EXISTS Alert_State (
+  Trap_Group_ID INTEGER NOT NULL PRIMARY KEY,
+  Last_Acted    INTEGER NOT NULL DEFAULT 0,
+  Last_Failure  INTEGER NOT NULL DEFAULT 0,
+  Reason        TEXT NOT NULL DEFAULT ''
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+-- Alerts can be tried from the console.
+CREATE TABLE IF NOT EXISTS Alert_Test (
+  Test_ID       INTEGER AUTO_INCREMENT PRIMARY KEY,
+  Trap_Group_ID INTEGER NOT NULL DEFAULT 0,
+  Asked_Time    INTEGER NOT NULL DEFAULT 0,
+  Operator      VARCHAR(255) NOT NULL DEFAULT '',
+  Machine       VARCHAR(255) NOT NULL DEFAULT '',
+  Taken_By      VARCHAR(255) NOT NULL DEFAULT '',
+  Done          INTEGER NOT NULL DEFAULT 0,
+  Result        TEXT NOT NULL DEFAULT ''
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;

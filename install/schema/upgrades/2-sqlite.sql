@@ -18,3 +18,26 @@ CREATE TABLE @traps@.Change_Log (
   Row_Count   INTEGER
 );
 CREATE INDEX @traps@.Change_Log_Time ON Change_Log (Change_Time);
+
+-- Alerts can be switched off.
+CREATE TABLE Alert_Off (
+  Trap_Group_ID INTEGER NOT NULL PRIMARY KEY
+);
+-- The receivers note what became of each alert.
+CREATE TABLE @traps@.Alert_State (
+  Trap_Group_ID INTEGER NOT NULL PRIMARY KEY,
+  Last_Acted    INTEGER NOT NULL DEFAULT 0,
+  Last_Failure  INTEGER NOT NULL DEFAULT 0,
+  Reason        TEXT NOT NULL DEFAULT ''
+);
+-- Alerts can be tried from the console.
+CREATE TABLE @traps@.Alert_Test (
+  Test_ID       INTEGER PRIMARY KEY AUTOINCREMENT,
+  Trap_Group_ID INTEGER NOT NULL DEFAULT 0,
+  Asked_Time    INTEGER NOT NULL DEFAULT 0,
+  Operator      VARCHAR(255) NOT NULL DEFAULT '',
+  Machine       VARCHAR(255) NOT NULL DEFAULT '',
+  Taken_By      VARCHAR(255) NOT NULL DEFAULT '',
+  Done          INTEGER NOT NULL DEFAULT 0,
+  Result        TEXT NOT NULL DEFAULT ''
+);
