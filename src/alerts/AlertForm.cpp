@@ -25,11 +25,12 @@ params::TrapCriteria AlertForm::StoredCriteria(const std::optional<Alert>& alert
   try {
     const std::optional<AlertCriteria> stored = store_.LoadCriteria(alert->TrapId);
     if (stored) {
-      return {.SourceAgent = stored->Source,
-              .GenericTrap = stored->GenericTrap,
-              .EnterpriseOid = stored->EnterpriseOid,
-              .SpecificTrap = stored->SpecificTrap,
-              .VarBinds = stored->VarBinds};
+      openedCriteria_ = {.SourceAgent = stored->Source,
+                         .GenericTrap = stored->GenericTrap,
+                         .EnterpriseOid = stored->EnterpriseOid,
+                         .SpecificTrap = stored->SpecificTrap,
+                         .VarBinds = stored->VarBinds};
+      return *openedCriteria_;
     }
     services_.Prompt.Show(
         "The trap details of this alert are no longer in the database. Please select them again.",
@@ -39,6 +40,11 @@ params::TrapCriteria AlertForm::StoredCriteria(const std::optional<Alert>& alert
     services_.Prompt.Show(error.what(), PromptIcon::Critical);
   }
   return criteria;
+}
+
+bool AlertForm::IsAsOpened() const {
+  return opened_ && openedCriteria_ == criteria_.Criteria() && opened_->Description == description_ &&
+         opened_->Actions == actions_;
 }
 
 bool AlertForm::MayReplace() {
@@ -63,6 +69,9 @@ bool AlertForm::Ok() {
   if (description_.empty()) {
     services_.Prompt.Show("Alert description should not be empty.", PromptIcon::Information);
     return false;
+  }
+  if (IsAsOpened()) {
+    return true;
   }
   const params::TrapCriteria& criteria = criteria_.Criteria();
   try {

@@ -103,7 +103,12 @@ class StoreImage {
   void Add(const std::string& table, const std::string& cells) {
     store_.Execute(fmt::format("CREATE TABLE image.\"{0}\" AS SELECT * FROM {0} ORDER BY rowid", table));
     tables_.push_back(table);
-    if (!table.ends_with("sqlite_sequence")) {
+    if (table.ends_with("Change_Log")) {
+      // What was done twice is noted twice, each time at another moment.
+      digestSelect_ +=
+          fmt::format("{}SELECT 'Noted: '||COALESCE(group_concat(DISTINCT Kind), '') AS Line FROM {}",
+                      digestSelect_.empty() ? "" : " UNION ALL ", table);
+    } else if (!table.ends_with("sqlite_sequence")) {
       digestSelect_ += fmt::format(
           "{0}SELECT '{1}: '||COALESCE(group_concat({2}, '; '), '') AS Line "
           "FROM (SELECT * FROM {1} ORDER BY rowid)",
