@@ -14,6 +14,8 @@ constexpr std::string_view kNoSignal =
     "of this release follows the trap store and takes the change over by itself; another one does so when it "
     "is started again.";
 
+constexpr int kSkippedLooks = 30;
+
 }  // namespace
 
 AlertsForm::AlertsForm(const AlertServices& services)
@@ -130,6 +132,10 @@ void AlertsForm::Reload() {
 }
 
 bool AlertsForm::RefreshStates() {
+  if (looksToSkip_ > 0) {
+    --looksToSkip_;
+    return false;
+  }
   try {
     auto states = reports_.LoadStates();
     if (states != states_) {
@@ -138,6 +144,7 @@ bool AlertsForm::RefreshStates() {
     }
   } catch (const store::DatabaseError&) {
     // As above; what was told before is still so.
+    looksToSkip_ = kSkippedLooks;
   }
   return false;
 }

@@ -48,8 +48,10 @@ class AlertsForm {
 
   // Another console changed alerts.  What was shown stays, without a word, when the list can't be read.
   void Reload();
-  // Looks again what became of the alerts; true when it is something new.
+  // Looks again what became of the alerts; true when it is something new.  Called every second: after a
+  // failure it does not look for a while, since each look at a store that hangs holds the windows up.
   bool RefreshStates();
+  bool StoreAnswers() const { return looksToSkip_ == 0; }
 
   // Asks a receiver to carry an alert's actions out; Trial then says what becomes of it.
   void Test(std::int32_t groupId);
@@ -72,6 +74,7 @@ class AlertsForm {
   std::vector<Alert> alerts_;
   std::unordered_map<std::int32_t, AlertState> states_;
   bool changed_ = false;
+  int looksToSkip_ = 0;
 };
 
 }  // namespace korvane::alerts

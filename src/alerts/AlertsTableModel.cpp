@@ -49,8 +49,7 @@ QVariant AlertsTableModel::data(const QModelIndex& index, int role) const {
   const Alert& alert = form_.Alerts()[static_cast<std::size_t>(index.row())];
   if (role == Qt::ForegroundRole) {
     // One that is off stands back.
-    return alert.Off ? QVariant(QGuiApplication::palette().brush(QPalette::Disabled, QPalette::Text))
-                     : QVariant();
+    return alert.Off ? QVariant(QGuiApplication::palette().brush(QPalette::PlaceholderText)) : QVariant();
   }
   switch (index.column()) {
     case 0:

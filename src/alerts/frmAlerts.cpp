@@ -186,7 +186,7 @@ void frmAlerts::Follow() {
   if (form_.RefreshStates()) {
     table_->StatesChanged();
   }
-  if (form_.Trial().IsOpen()) {
+  if (form_.Trial().IsOpen() && form_.StoreAnswers()) {
     form_.Trial().Follow(std::chrono::seconds(sinceAsked_.elapsed() / 1000));
     ShowTrial();
   }

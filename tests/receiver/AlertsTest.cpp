@@ -398,7 +398,9 @@ TEST(MailActionTest, NoTextOfATrapOrAnOperatorReachesAHeader) {
   EXPECT_THAT(AlertText(*firing), HasSubstr("Received: 2023-11-14 22:13:20 UTC"));
   EXPECT_THAT(MailMessage(*Firing(MailRule("mail")), 0), HasSubstr("\r\nSubject: Alert 'Line down'"));
   EXPECT_THAT(MailMessage(*Firing(MailRule("mail", "Über")), 0), HasSubstr("\r\nSubject: =?UTF-8?B?"));
+  firing->Severity = 3;
   const std::string message = MailMessage(*firing, 1'700'000'000);
+  EXPECT_THAT(message, HasSubstr("Importance: high\r\n"));
   EXPECT_THAT(message, HasSubstr("Date: Tue, 14 Nov 2023 22:13:20 +0000\r\n"));
   EXPECT_THAT(message, HasSubstr("To: ops@example.net,\r\n night@example.net\r\n"));
   const std::string headers = message.substr(0, message.find("\r\n\r\n"));
@@ -435,7 +437,8 @@ TEST(MailActionTest, LogsInEncryptedToTheServerOfTheSiteAndToNoOther) {
                       .PasswordFile = password,
                       .CaFile = folder / "cert"};
     const auto mailed = [&](const MailAccess& with) {
-      return MailAction(with).Carry(*Firing(MailRule(sink.Name())), {});
+      return MailAction(with, {.Connect = seconds(2), .Whole = seconds(2)})
+          .Carry(*Firing(MailRule(sink.Name())), {});
     };
     EXPECT_EQ(mailed(access), "");
     EXPECT_THAT(sink.Mails(), HasSubstr("login korvane open sesame"));
