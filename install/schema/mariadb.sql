@@ -49,6 +49,7 @@ CREATE TABLE Change_Log (
   Row_Count   INTEGER
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE INDEX Change_Log_Time ON Change_Log (Change_Time);
+CREATE INDEX Change_Log_Kind ON Change_Log (Kind, Change_ID);
 
 -- Names of traps.  RequestType holds the specific code and SpecificTrap the trap's name.
 CREATE TABLE EventStructure (

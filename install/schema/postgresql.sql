@@ -46,6 +46,7 @@ CREATE TABLE Change_Log (
   Row_Count   INTEGER
 );
 CREATE INDEX Change_Log_Time ON Change_Log (Change_Time);
+CREATE INDEX Change_Log_Kind ON Change_Log (Kind, Change_ID);
 
 -- Names of traps.  RequestType holds the specific code and SpecificTrap the trap's name.
 CREATE TABLE EventStructure (

@@ -40,6 +40,7 @@ CREATE TABLE Change_Log (
   Row_Count   INTEGER
 );
 CREATE INDEX Change_Log_Time ON Change_Log (Change_Time);
+CREATE INDEX Change_Log_Kind ON Change_Log (Kind, Change_ID);
 
 -- What became of each alert, as the receivers tell it.  Times are UTC seconds, 0: never.
 CREATE TABLE Alert_State (

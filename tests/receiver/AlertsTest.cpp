@@ -246,9 +246,10 @@ TEST_F(AlertRunnerTest, EveryStoredTrapIsLookedAtOnceAndTheSpoolHoldsWhatFindsNo
   StoreTraps(3, "noisy");
   ASSERT_TRUE(test::WaitUntil(
       [&] { return test::ReadFile(Folder / "spool/alerts").find("ing 1 7 3") != std::string::npos; }));
-  Waiting = {{Firing(Rule(&AlertRule::MessageTo, "pc1"), LinkDown("waiting")), kMessageAction}};
-  const_cast<AlertRule&>(*Waiting[0].first->Rule).Id = 1;
   StopLooking();
+  AlertRule rule = Rule(&AlertRule::MessageTo, "pc1");
+  rule.Id = 1;
+  Waiting = {{Firing(rule, LinkDown("waiting")), kMessageAction}};
   StoreTraps(1, "late", "x", false);
   End();
   Waiting.clear();

@@ -18,6 +18,7 @@ CREATE TABLE IF NOT EXISTS Change_Log (
   Row_Count   INTEGER
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE INDEX IF NOT EXISTS Change_Log_Time ON Change_Log (Change_Time);
+CREATE INDEX IF NOT EXISTS Change_Log_Kind ON Change_Log (Kind, Change_ID);
 
 -- Alerts can be switched off.
 CREATE TABLE IF NOT EXISTS Alert_Off (

@@ -18,6 +18,7 @@ CREATE TABLE @traps@.Change_Log (
   Row_Count   INTEGER
 );
 CREATE INDEX @traps@.Change_Log_Time ON Change_Log (Change_Time);
+CREATE INDEX @traps@.Change_Log_Kind ON Change_Log (Kind, Change_ID);
 
 -- Alerts can be switched off.
 CREATE TABLE Alert_Off (
