@@ -19,8 +19,8 @@ using std::chrono::steady_clock;
 
 constexpr std::size_t kLeastShare = 4096;  // of an alert's summary: room for all but the bindings
 constexpr std::size_t kNamedBytes = std::size_t{4} << 20;
-constexpr std::size_t kReadRows = 1000;
-constexpr std::size_t kReadBytes = std::size_t{4} << 20;
+constexpr std::size_t kCatchUpRows = 1000;
+constexpr std::size_t kCatchUpBytes = std::size_t{4} << 20;
 constexpr ActionSet kLimitedActions = kBeepAction | kMailAction | kMessageAction;
 constexpr auto kAfterSpoolFailure = std::chrono::seconds(30);
 // While there is no alert nothing is lost by an old mark but the time to read a little more.
@@ -140,7 +140,7 @@ void AlertRunner::ReadFromSpool(const std::stop_token& stop) {
 
 std::optional<std::vector<SpooledTrap>> AlertRunner::StoredTraps(const std::stop_token& stop) {
   try {
-    return spool_.ReadAgain(place_, looked_, kReadRows, kReadBytes);
+    return spool_.ReadAgain(place_, looked_, kCatchUpRows, kCatchUpBytes);
   } catch (const std::system_error& error) {
     log_.Error(fmt::format("the alerts can't read the spool: {}", error.what()));
   }
