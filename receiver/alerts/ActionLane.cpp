@@ -11,25 +11,27 @@ ActionLane::ActionLane(std::unique_ptr<AlertAction> action, ServiceLog& log, Rep
                        ActionLaneOptions options)
     : action_(std::move(action)), log_(log), report_(std::move(report)), options_(options) {}
 
-void ActionLane::Add(Firing firing) {
+void ActionLane::Add(const Firing& firing) {
   if ((firing->Actions & ActionsOf(*firing->Rule) & action_->Kind()) == 0) {
     return;
   }
+  bool fits = false;
   {
     const std::lock_guard lock(mutex_);
     const std::size_t bytes = BytesOf(*firing);
-    if (waiting_.size() < options_.Firings && (bytes_ == 0 || bytes_ + bytes <= options_.Bytes)) {
+    fits = waiting_.size() < options_.Firings && (bytes_ == 0 || bytes_ + bytes <= options_.Bytes);
+    if (fits) {
       bytes_ += bytes;
-      waiting_.push_back(std::move(firing));
+      waiting_.push_back(firing);
     } else {
       ++dropped_;
     }
   }
-  if (firing) {
+  if (fits) {
+    changed_.notify_one();
+  } else {
     report_(*firing, action_->Name(), "too many others were waiting");
-    return;
   }
-  changed_.notify_one();
 }
 
 ActionLane::Firing ActionLane::Take(const std::stop_token& stop) {

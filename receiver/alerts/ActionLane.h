@@ -38,7 +38,7 @@ class ActionLane {
              ActionLaneOptions options = {});
 
   ActionSet Kind() const { return action_->Kind(); }
-  void Add(Firing firing);
+  void Add(const Firing& firing);
   // Until the stop is asked for.
   void Run(const std::stop_token& stop);
   // What is not done yet, the one in hand first.  After Run it is what the next run is to do.
