@@ -1,6 +1,6 @@
 # What every target of the project shares: warnings, sanitizers, ccache, and the shape of a test.
 
-option(KORVANE_SANITIZE "Address and undefined-behaviour sanitizers" OFF)
+set(KORVANE_SANITIZE "" CACHE STRING "The sanitizers to build with: \"address,undefined\", \"thread\" or none")
 
 find_program(KORVANE_CCACHE ccache)
 if(KORVANE_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
@@ -21,17 +21,18 @@ target_compile_definitions(korvane_options INTERFACE
 target_compile_options(korvane_options INTERFACE $<$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>:-Wno-subobject-linkage>)
 if(KORVANE_SANITIZE)
   target_compile_options(korvane_options INTERFACE
-    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  target_link_options(korvane_options INTERFACE -fsanitize=address,undefined)
+    -fsanitize=${KORVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(korvane_options INTERFACE -fsanitize=${KORVANE_SANITIZE})
 endif()
 
-# korvane_test(NAME SOURCES... [LIBS ...] [LABELS ...] [PROPERTIES ...]): one GoogleTest program, its cases found
-# by CTest.  Without LIBS it links the logic library alone; without LABELS it has its folder's name.
+# All programs that test windows, for a build that wants nothing else.
+add_custom_target(window_tests)
+
+# korvane_test(NAME SOURCES... [LIBS ...] [PROPERTIES ...]): one GoogleTest program, its cases found by CTest and
+# labelled with the folder's name.  Without LIBS it links the logic library alone.
 function(korvane_test name)
-  cmake_parse_arguments(arg "" "" "SOURCES;LIBS;LABELS;PROPERTIES" ${ARGN})
-  if(NOT arg_LABELS)
-    get_filename_component(arg_LABELS ${CMAKE_CURRENT_SOURCE_DIR} NAME)
-  endif()
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBS;PROPERTIES" ${ARGN})
+  get_filename_component(label ${CMAKE_CURRENT_SOURCE_DIR} NAME)
   add_executable(${name} ${arg_SOURCES})
   if(NOT arg_LIBS)
     set(arg_LIBS korvane_core GTest::gtest_main)
@@ -39,13 +40,11 @@ function(korvane_test name)
   target_link_libraries(${name} PRIVATE korvane_options korvane_test_support ${arg_LIBS} GTest::gtest GTest::gmock)
   # Fixtures and helpers of one source have the names of another's.
   set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
-  # An empty value would be dropped on its way and shift every property behind it.
-  set(labels)
-  if(arg_LABELS)
-    set(labels LABELS "${arg_LABELS}")
+  if(korvane_windows_test IN_LIST arg_LIBS)
+    add_dependencies(window_tests ${name})
   endif()
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
-    PROPERTIES TIMEOUT 120 ${labels}
+    PROPERTIES TIMEOUT 120 LABELS ${label}
     ENVIRONMENT "QT_QPA_PLATFORM=offscreen" ${arg_PROPERTIES})
 endfunction()
 

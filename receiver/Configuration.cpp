@@ -40,6 +40,37 @@ std::int32_t NumberValue(platform::RegistryStore& registry, std::string_view nam
   return NumberIn<std::int32_t>(TrimAtNul(data->Bytes)).value_or(0);
 }
 
+MailAccess ReadMailAccess(platform::RegistryStore& registry) {
+  MailAccess access;
+  if (const std::string server = TextValue(registry, kSmtpServerValue); !server.empty()) {
+    access.Server = server;
+  }
+  const std::string tls = TextValue(registry, kSmtpTlsValue);
+  access.Tls = MailTlsOf(tls).value_or(MailTls::None);
+  access.User = TextValue(registry, kSmtpUserValue);
+  access.PasswordFile = TextValue(registry, kSmtpPasswordFileValue);
+  access.CaFile = TextValue(registry, kSmtpCaFileValue);
+  if (!MailTlsOf(tls)) {
+    access.Problem = fmt::format("{} is '{}', and must be none, starttls or tls", kSmtpTlsValue, tls);
+  } else if (!access.User.empty() && access.Tls == MailTls::None) {
+    access.Problem = fmt::format("{} asks for a login, and without {} the password would go in plain text",
+                                 kSmtpUserValue, kSmtpTlsValue);
+  }
+  return access;
+}
+
+AlertPace ReadAlertPace(platform::RegistryStore& registry) {
+  AlertPace pace;
+  const auto read = [&](std::string_view name, std::int32_t& number) {
+    const std::int32_t value = NumberValue(registry, name);
+    number = value > 0 ? value : number;
+  };
+  read(kAlertsPerSourceValue, pace.PerSource);
+  read(kAlertsPerMinuteValue, pace.PerMinute);
+  read(kProgramsPerMinuteValue, pace.ProgramsPerMinute);
+  return pace;
+}
+
 }  // namespace
 
 std::vector<std::string> SplitAddresses(std::string_view list) {
@@ -68,6 +99,8 @@ Configuration ReadConfiguration(platform::RegistryStore& registry) {
   }
   configuration.Ages = {.AckHours = NumberValue(registry, kAckFrequencyValue),
                         .PurgeDays = NumberValue(registry, kPurgeFrequencyValue)};
+  configuration.Mail = ReadMailAccess(registry);
+  configuration.Pace = ReadAlertPace(registry);
   return configuration;
 }
 

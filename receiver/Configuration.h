@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/Platform.h"
+#include "receiver/alerts/MailAccess.h"
 #include "receiver/snmp/SnmpAccess.h"
 #include "store/Connection.h"
 
@@ -25,6 +26,16 @@ inline constexpr std::string_view kListenAddressesValue = "KVListenAddresses";
 inline constexpr std::string_view kSpoolFolderValue = "KVSpoolDir";
 inline constexpr std::string_view kSnmpFileValue = "KVSnmpConfig";
 
+// Of the mails of alerts.
+inline constexpr std::string_view kSmtpTlsValue = "KVSmtpTls";
+inline constexpr std::string_view kSmtpUserValue = "KVSmtpUser";
+inline constexpr std::string_view kSmtpPasswordFileValue = "KVSmtpPasswordFile";
+inline constexpr std::string_view kSmtpCaFileValue = "KVSmtpCaFile";
+// Numbers: how often an alert acts within a minute.  Below 1 they have their defaults.
+inline constexpr std::string_view kAlertsPerSourceValue = "KVAlertsPerSource";
+inline constexpr std::string_view kAlertsPerMinuteValue = "KVAlertsPerMinute";
+inline constexpr std::string_view kProgramsPerMinuteValue = "KVProgramsPerMinute";
+
 inline constexpr std::string_view kDefaultSnmpFile = "/etc/korvane/receiver.conf";
 
 // Ages at which traps are acknowledged and deleted.  Nothing is done for a number below 1: a value that is
@@ -34,11 +45,20 @@ struct Intervals {
   std::int32_t PurgeDays = 0;
 };
 
+// Of one alert.
+struct AlertPace {
+  std::int32_t PerSource = 10;           // beeps, mails and messages for the traps of one source
+  std::int32_t PerMinute = 50;           // for those of all sources
+  std::int32_t ProgramsPerMinute = 600;  // runs of a custom program
+};
+
 struct Configuration {
   std::vector<std::string> ListenAddresses = {"udp:162", "udp6:162"};
   std::filesystem::path SpoolFolder = "/var/spool/korvane";
   std::filesystem::path SnmpFile = kDefaultSnmpFile;
   Intervals Ages;
+  MailAccess Mail;
+  AlertPace Pace;
 };
 
 Configuration ReadConfiguration(platform::RegistryStore& registry);

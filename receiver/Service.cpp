@@ -116,7 +116,7 @@ Service::Service(const Configuration& configuration, platform::RegistryStore& re
       timer_(MinuteTimer()),
       spool_(configuration.SpoolFolder),
       library_(configuration.SpoolFolder, spool_.State(), log),
-      alerts_(std::string(store::kDataSourceName), registry, log),
+      alerts_(std::string(store::kDataSourceName), registry, spool_, configuration, log),
       writer_(spool_, store_, Quarantine(configuration.SpoolFolder / "quarantine.txt"), counters_, log,
               {.Stored = [this](std::span<const SpooledTrap> traps) { alerts_.Offer(traps); }}),
       housekeeping_(std::string(store::kDataSourceName), configuration.Ages, clocks_,
@@ -131,6 +131,9 @@ Service::Service(const Configuration& configuration, platform::RegistryStore& re
 
 void Service::Run() {
   ReadAccess(false);
+  if (const std::string problem = MailAccessProblem(configuration_.Mail); !problem.empty()) {
+    log_.Error(fmt::format("no mail of an alert goes to {}: {}", configuration_.Mail.Server, problem));
+  }
   listener_.RememberInforms(spool_.EarlierInforms());
   ListenAll();
   if (spool_.LostIdentity()) {

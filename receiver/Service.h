@@ -14,8 +14,9 @@
 //    16  answers to informs (InformTable), and 2 for the tokens of those that are not safe yet
 //    12  the batch being stored, as read, as sent and as statements (WriterOptions); the rest is in the spool
 //    24  traps that wait for the alerts, and the newest for each summary (AlertRunnerOptions)
-//     4  names of traps that alerts were about (AlertRunner)
-//    16  firings that wait for the four kinds of action (ActionLaneOptions)
+//     6  sources of a storm, and names of traps that alerts were about (AlertLimiter, AlertRunner)
+//    16  firings that wait for the four kinds of action (ActionLaneOptions), and while they are written down
+//        for the next run as much again, twice (AlertMemory)
 //    10  engines and keys of SNMPv3 senders (SnmpLibrary)
 // and for moments some 11 for each packet that is decoded.  The receive buffers of the sockets are the
 // kernel's, which counts them as the service's too.

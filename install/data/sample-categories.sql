@@ -1,11 +1,11 @@
 -- Five categories to begin with: they give the everyday notifications a severity.  For an empty store of any engine;
 -- severities: 1 Minor, 2 Information, 3 Major, 4 Warning, 5 Critical.
-INSERT INTO Category_Group_Master (Category_Name, Category_Desc, Severity) VALUES
-  ('Links', 'Interfaces that go down and come back', 3),
-  ('Routing', 'Routing neighbours lost and found', 5),
-  ('Power', 'UPS and power over Ethernet', 5),
-  ('Access', 'Failed logins to agents', 4),
-  ('Restarts', 'Agents that started again', 1);
+INSERT INTO Category_Group_Master (Category_Name, Category_Desc, Severity, Sort_Order) VALUES
+  ('Links', 'Interfaces that go down and come back', 3, 1),
+  ('Routing', 'Routing neighbours lost and found', 5, 2),
+  ('Power', 'UPS and power over Ethernet', 5, 3),
+  ('Access', 'Failed logins to agents', 4, 4),
+  ('Restarts', 'Agents that started again', 1, 5);
 INSERT INTO Category_Group (Category_Name, Category_ID) VALUES
   ('Links', 1), ('Routing', 2), ('Power', 3), ('Access', 4), ('Restarts', 5);
 INSERT INTO Category_Group_Detail (Category_ID, Category_Type, Group_Name) VALUES

@@ -34,6 +34,15 @@ CREATE TABLE Receiver_State (
   Last_Number BIGINT NOT NULL DEFAULT 0
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 
+-- Whether each receiver is alive: Beats moves with the rows it stores and every few seconds without any, Stopped
+-- is 1 after an ordered end.  The row of a receiver that is gone for good may be deleted.
+CREATE TABLE Receiver_Heartbeat (
+  Spool_ID VARCHAR(255) NOT NULL PRIMARY KEY,
+  Machine  VARCHAR(255) NOT NULL DEFAULT '',
+  Beats    INTEGER NOT NULL DEFAULT 0,
+  Stopped  INTEGER NOT NULL DEFAULT 0
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+
 -- What was changed in the store, by whom; written with each change, followed by every console.  Numbers holds
 -- sequence numbers as ranges ("3-7,12"); Source and Upper_Time are NULL where they bound nothing.
 CREATE TABLE Change_Log (
@@ -49,6 +58,7 @@ CREATE TABLE Change_Log (
   Row_Count   INTEGER
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE INDEX Change_Log_Time ON Change_Log (Change_Time);
+CREATE INDEX Change_Log_Kind ON Change_Log (Kind, Change_ID);
 
 -- Names of traps.  RequestType holds the specific code and SpecificTrap the trap's name.
 CREATE TABLE EventStructure (
@@ -79,18 +89,30 @@ CREATE TABLE Module_Table (
 
 -- Categories.  A group is named after its category with one of "_Trap", "_Event", "_File", "_Registry"
 -- appended, hence the longer columns.
+-- Sort_Order says where a category, a trap of a category or a filter stands among the others, small numbers first;
+-- rows of one number stand by their names or keys.  The first row that accepts a trap decides about it.  Whoever
+-- adds a row without a number leaves it behind all that have one.
 CREATE TABLE Category_Group_Master (
   Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Category_Name VARCHAR(255) NOT NULL UNIQUE,
   Category_Desc LONGTEXT NOT NULL DEFAULT '',
-  Severity      INTEGER NOT NULL DEFAULT 0
+  Severity      INTEGER NOT NULL DEFAULT 0,
+  Sort_Order    INTEGER NOT NULL DEFAULT 2147483647
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+CREATE INDEX Category_Group_Master_Order ON Category_Group_Master (Sort_Order, Category_Name);
 CREATE TABLE Category_Group (
   Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Category_Name VARCHAR(255) NOT NULL DEFAULT '',
   Category_ID   INTEGER NOT NULL DEFAULT 0,
   UNIQUE (Category_Name, Category_ID)
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+CREATE INDEX Category_Group_ID ON Category_Group (Category_ID);
+-- The last Category_ID that was given out: taken apart from the transaction that uses it, so that two who make
+-- categories at the same time get two.
+CREATE TABLE Category_Number (
+  Last_ID INTEGER NOT NULL
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+INSERT INTO Category_Number VALUES (0);
 CREATE TABLE Category_Group_Detail (
   Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Category_ID   INTEGER NOT NULL DEFAULT 0,
@@ -116,8 +138,10 @@ CREATE TABLE Trap_Group (
   Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Trap_Group_Name VARCHAR(270) NOT NULL DEFAULT '',
   Trap_ID         INTEGER NOT NULL DEFAULT 0,
+  Sort_Order      INTEGER NOT NULL DEFAULT 2147483647,
   UNIQUE (Trap_Group_Name, Trap_ID)
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+CREATE INDEX Trap_Group_Order ON Trap_Group (Trap_Group_Name, Sort_Order, Trap_ID);
 CREATE TABLE Trap_Group_Detail (
   Trap_Table_ID    INTEGER AUTO_INCREMENT PRIMARY KEY,
   Source_Agent     VARCHAR(255) NOT NULL DEFAULT '',
@@ -127,6 +151,9 @@ CREATE TABLE Trap_Group_Detail (
   EventDescription LONGTEXT NOT NULL DEFAULT '',
   Severity         INTEGER NOT NULL DEFAULT 0
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+-- A trap that is added is looked for by all its values.
+CREATE INDEX Trap_Group_Detail_Values ON Trap_Group_Detail
+  (Source_Agent(100), EnterpriseOid(200), SpecificTrap(20), EventDescription(200), GenericTrap, Severity);
 
 -- The groups of sibling products: only ever deleted from here, when a category is removed whole.
 CREATE TABLE File_Group_Master (
@@ -177,7 +204,8 @@ CREATE TABLE Trap_Detail (
 CREATE TABLE Trap_Filter_Group (
   Row_ID INTEGER AUTO_INCREMENT INVISIBLE PRIMARY KEY,
   Trap_ID     INTEGER NOT NULL UNIQUE,
-  Description LONGTEXT NOT NULL DEFAULT ''
+  Description LONGTEXT NOT NULL DEFAULT '',
+  Sort_Order  INTEGER NOT NULL DEFAULT 2147483647
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 CREATE TABLE Trap_Action_Group (
   Trap_Group_ID INTEGER AUTO_INCREMENT PRIMARY KEY,
@@ -191,6 +219,30 @@ CREATE TABLE Trap_Notification_Master (
   Email_ID      INTEGER NOT NULL DEFAULT 1,
   Message_ID    INTEGER NOT NULL DEFAULT 1,
   Custom_ID     INTEGER NOT NULL DEFAULT 1
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+
+-- Alerts that are switched off, by Trap_Group_ID: the receiver passes them over.
+CREATE TABLE Alert_Off (
+  Trap_Group_ID INTEGER NOT NULL PRIMARY KEY
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+-- What became of each alert, as the receivers tell it.  Times are UTC seconds, 0: never.
+CREATE TABLE Alert_State (
+  Trap_Group_ID INTEGER NOT NULL PRIMARY KEY,
+  Last_Acted    INTEGER NOT NULL DEFAULT 0,
+  Last_Failure  INTEGER NOT NULL DEFAULT 0,
+  Reason        TEXT NOT NULL DEFAULT ''
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+-- Alerts that a console wants tried.  The receiver that takes one puts its machine into Taken_By, and what
+-- became of it into Result.
+CREATE TABLE Alert_Test (
+  Test_ID       INTEGER AUTO_INCREMENT PRIMARY KEY,
+  Trap_Group_ID INTEGER NOT NULL DEFAULT 0,
+  Asked_Time    INTEGER NOT NULL DEFAULT 0,
+  Operator      VARCHAR(255) NOT NULL DEFAULT '',
+  Machine       VARCHAR(255) NOT NULL DEFAULT '',
+  Taken_By      VARCHAR(255) NOT NULL DEFAULT '',
+  Done          INTEGER NOT NULL DEFAULT 0,
+  Result        TEXT NOT NULL DEFAULT ''
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 
 -- Alert actions.  Row 1 of each means "no action"; its values are such that no action an operator can enter

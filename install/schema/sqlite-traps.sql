@@ -25,6 +25,15 @@ CREATE TABLE Receiver_State (
   Last_Number BIGINT NOT NULL DEFAULT 0
 );
 
+-- Whether each receiver is alive: Beats moves with the rows it stores and every few seconds without any, Stopped
+-- is 1 after an ordered end.  The row of a receiver that is gone for good may be deleted.
+CREATE TABLE Receiver_Heartbeat (
+  Spool_ID VARCHAR(255) NOT NULL PRIMARY KEY,
+  Machine  VARCHAR(255) NOT NULL DEFAULT '',
+  Beats    INTEGER NOT NULL DEFAULT 0,
+  Stopped  INTEGER NOT NULL DEFAULT 0
+);
+
 -- What was changed in the store, by whom; written with each change, followed by every console.  Numbers holds
 -- sequence numbers as ranges ("3-7,12"); Source and Upper_Time are NULL where they bound nothing.
 CREATE TABLE Change_Log (
@@ -40,3 +49,24 @@ CREATE TABLE Change_Log (
   Row_Count   INTEGER
 );
 CREATE INDEX Change_Log_Time ON Change_Log (Change_Time);
+CREATE INDEX Change_Log_Kind ON Change_Log (Kind, Change_ID);
+
+-- What became of each alert, as the receivers tell it.  Times are UTC seconds, 0: never.
+CREATE TABLE Alert_State (
+  Trap_Group_ID INTEGER NOT NULL PRIMARY KEY,
+  Last_Acted    INTEGER NOT NULL DEFAULT 0,
+  Last_Failure  INTEGER NOT NULL DEFAULT 0,
+  Reason        TEXT NOT NULL DEFAULT ''
+);
+-- Alerts that a console wants tried.  The receiver that takes one puts its machine into Taken_By, and what
+-- became of it into Result.
+CREATE TABLE Alert_Test (
+  Test_ID       INTEGER PRIMARY KEY AUTOINCREMENT,
+  Trap_Group_ID INTEGER NOT NULL DEFAULT 0,
+  Asked_Time    INTEGER NOT NULL DEFAULT 0,
+  Operator      VARCHAR(255) NOT NULL DEFAULT '',
+  Machine       VARCHAR(255) NOT NULL DEFAULT '',
+  Taken_By      VARCHAR(255) NOT NULL DEFAULT '',
+  Done          INTEGER NOT NULL DEFAULT 0,
+  Result        TEXT NOT NULL DEFAULT ''
+);

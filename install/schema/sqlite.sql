@@ -34,16 +34,22 @@ CREATE TABLE Module_Table (
 
 -- Categories.  A group is named after its category with one of "_Trap", "_Event", "_File", "_Registry"
 -- appended, hence the longer columns.
+-- Sort_Order says where a category, a trap of a category or a filter stands among the others, small numbers first;
+-- rows of one number stand by their names or keys.  The first row that accepts a trap decides about it.  Whoever
+-- adds a row without a number leaves it behind all that have one.
 CREATE TABLE Category_Group_Master (
   Category_Name VARCHAR(255) NOT NULL UNIQUE,
   Category_Desc TEXT NOT NULL DEFAULT '',
-  Severity      INTEGER NOT NULL DEFAULT 0
+  Severity      INTEGER NOT NULL DEFAULT 0,
+  Sort_Order    INTEGER NOT NULL DEFAULT 2147483647
 );
+CREATE INDEX Category_Group_Master_Order ON Category_Group_Master (Sort_Order, Category_Name);
 CREATE TABLE Category_Group (
   Category_Name VARCHAR(255) NOT NULL DEFAULT '',
   Category_ID   INTEGER NOT NULL DEFAULT 0,
   UNIQUE (Category_Name, Category_ID)
 );
+CREATE INDEX Category_Group_ID ON Category_Group (Category_ID);
 CREATE TABLE Category_Group_Detail (
   Category_ID   INTEGER NOT NULL DEFAULT 0,
   Category_Type INTEGER NOT NULL DEFAULT 0,
@@ -65,8 +71,10 @@ CREATE TABLE Trap_Group_Master (
 CREATE TABLE Trap_Group (
   Trap_Group_Name VARCHAR(270) NOT NULL DEFAULT '',
   Trap_ID         INTEGER NOT NULL DEFAULT 0,
+  Sort_Order      INTEGER NOT NULL DEFAULT 2147483647,
   UNIQUE (Trap_Group_Name, Trap_ID)
 );
+CREATE INDEX Trap_Group_Order ON Trap_Group (Trap_Group_Name, Sort_Order, Trap_ID);
 CREATE TABLE Trap_Group_Detail (
   Trap_Table_ID    INTEGER PRIMARY KEY AUTOINCREMENT,
   Source_Agent     VARCHAR(255) NOT NULL DEFAULT '',
@@ -76,6 +84,9 @@ CREATE TABLE Trap_Group_Detail (
   EventDescription TEXT NOT NULL DEFAULT '',
   Severity         INTEGER NOT NULL DEFAULT 0
 );
+-- A trap that is added is looked for by all its values.
+CREATE INDEX Trap_Group_Detail_Values ON Trap_Group_Detail
+  (Source_Agent, EnterpriseOid, SpecificTrap, EventDescription, GenericTrap, Severity);
 
 -- The groups of sibling products: only ever deleted from here, when a category is removed whole.
 CREATE TABLE File_Group_Master (
@@ -119,7 +130,8 @@ CREATE TABLE Trap_Detail (
 );
 CREATE TABLE Trap_Filter_Group (
   Trap_ID     INTEGER NOT NULL UNIQUE,
-  Description TEXT NOT NULL DEFAULT ''
+  Description TEXT NOT NULL DEFAULT '',
+  Sort_Order  INTEGER NOT NULL DEFAULT 2147483647
 );
 CREATE TABLE Trap_Action_Group (
   Trap_Group_ID INTEGER PRIMARY KEY AUTOINCREMENT,
@@ -132,6 +144,11 @@ CREATE TABLE Trap_Notification_Master (
   Email_ID      INTEGER NOT NULL DEFAULT 1,
   Message_ID    INTEGER NOT NULL DEFAULT 1,
   Custom_ID     INTEGER NOT NULL DEFAULT 1
+);
+
+-- Alerts that are switched off, by Trap_Group_ID: the receiver passes them over.
+CREATE TABLE Alert_Off (
+  Trap_Group_ID INTEGER NOT NULL PRIMARY KEY
 );
 
 -- Alert actions.  Row 1 of each means "no action"; its values are such that no action an operator can enter

@@ -1,15 +1,19 @@
 // Carries the actions of one kind out, one after the other, on a thread of its own.  What can't be done is
-// logged with its reason; what comes faster than it can be done is counted and dropped.  Add may be called
-// from any thread and never waits.
+// logged with its reason; what comes faster than it can be done is counted and dropped.  Add and Waiting may
+// be called from any thread and never wait.
 #pragma once
 
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <stop_token>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "receiver/ServiceLog.h"
 #include "receiver/alerts/AlertAction.h"
@@ -25,22 +29,34 @@ struct ActionLaneOptions {
 
 class ActionLane {
  public:
-  ActionLane(std::unique_ptr<AlertAction> action, ServiceLog& log, ActionLaneOptions options = {});
+  using Firing = std::shared_ptr<const AlertFiring>;
+  // Told of everything that was carried out or given up, on the lane's thread or that of Add; must not wait.
+  // failure: empty when it was done.
+  using Report = std::function<void(const AlertFiring&, std::string_view action, const std::string& failure)>;
 
-  void Add(std::shared_ptr<const AlertFiring> firing);
-  // Until the stop is asked for; what still waits then is dropped and logged.
+  ActionLane(std::unique_ptr<AlertAction> action, ServiceLog& log, Report report,
+             ActionLaneOptions options = {});
+
+  ActionSet Kind() const { return action_->Kind(); }
+  void Add(const Firing& firing);
+  // Until the stop is asked for.
   void Run(const std::stop_token& stop);
+  // What is not done yet, the one in hand first.  After Run it is what the next run is to do.
+  std::vector<Firing> Waiting() const;
 
  private:
-  std::shared_ptr<const AlertFiring> Take(const std::stop_token& stop);
-  void Release(const AlertFiring& firing);
+  Firing Take(const std::stop_token& stop);
+  void Carry(const Firing& firing, const std::stop_token& stop);
+  void TellDropped();
 
   const std::unique_ptr<AlertAction> action_;
   ServiceLog& log_;
+  const Report report_;
   const ActionLaneOptions options_;
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   std::condition_variable_any changed_;
-  std::deque<std::shared_ptr<const AlertFiring>> waiting_;
+  std::deque<Firing> waiting_;
+  Firing inHand_;
   std::size_t bytes_ = 0;      // of those and of the one in hand
   std::uint64_t dropped_ = 0;  // not yet logged
 };

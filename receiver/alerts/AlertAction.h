@@ -14,8 +14,8 @@ namespace korvane::receiver {
 class AlertAction {
  public:
   virtual ~AlertAction() = default;
+  virtual ActionSet Kind() const = 0;         // one of them
   virtual std::string_view Name() const = 0;  // "e-mail"
-  virtual bool Wanted(const AlertRule& rule) const = 0;
   // An empty text: done; else why not.
   virtual std::string Carry(const AlertFiring& firing, const std::stop_token& stop) = 0;
 };

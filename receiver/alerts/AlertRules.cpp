@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "store/Recordset.h"
@@ -31,6 +32,15 @@ std::unordered_map<std::int32_t, Actions> ReadNotifications(store::Connection& c
                                                                .Custom = rows.Integer("Custom_ID")});
   }
   return byAlert;
+}
+
+std::unordered_set<std::int32_t> ReadSwitchedOff(store::Connection& connection) {
+  std::unordered_set<std::int32_t> off;
+  store::Recordset rows = connection.OpenRecordset(store::kAlertOff);
+  while (rows.Next()) {
+    off.insert(rows.Integer("Trap_Group_ID"));
+  }
+  return off;
 }
 
 // Hands the row with the key to take; false when an action is named that is not there.
@@ -90,12 +100,15 @@ bool ReadActions(store::Connection& connection, const Actions& ids, AlertRule& r
 
 std::vector<AlertRule> ReadAlertRules(store::Connection& connection, std::vector<std::string>& problems) {
   const std::unordered_map<std::int32_t, Actions> notifications = ReadNotifications(connection);
+  const std::unordered_set<std::int32_t> off = ReadSwitchedOff(connection);
   std::vector<AlertRule> rules;
-  store::Recordset alerts = connection.OpenRecordset(store::kTrapActionGroup);
+  store::Recordset alerts = connection.OpenRecordset(
+      fmt::format("SELECT * FROM {} ORDER BY Trap_Group_ID", store::kTrapActionGroup));
   while (alerts.Next()) {
     AlertRule rule;
     rule.Id = alerts.Integer("Trap_Group_ID");
     rule.Description = alerts.Text("Description");
+    rule.Off = off.contains(rule.Id);
     const auto actions = notifications.find(rule.Id);
     if (actions == notifications.end()) {
       continue;

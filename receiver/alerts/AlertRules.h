@@ -31,6 +31,7 @@ struct AlertMail {
 struct AlertRule {
   std::int32_t Id = 0;
   std::string Description;
+  bool Off = false;  // switched off: it is about no trap, and can still be tried
 
   std::string Source;                                  // empty: any
   std::string EnterpriseOid;                           // empty: any
@@ -46,8 +47,8 @@ struct AlertRule {
   bool HasActions() const { return Beep || Mail || !MessageTo.empty() || !Program.empty(); }
 };
 
-// The alerts that have something to do.  An alert whose criteria or action row is gone is left out, or does
-// without that action, and is named among the problems.  Throws DatabaseError.
+// The alerts that have something to do, by their keys.  An alert whose criteria or action row is gone is left
+// out, or does without that action, and is named among the problems.  Throws DatabaseError.
 std::vector<AlertRule> ReadAlertRules(store::Connection& connection, std::vector<std::string>& problems);
 
 bool AlertMatches(const AlertRule& rule, const TrapRow& trap);

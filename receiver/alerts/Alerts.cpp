@@ -9,16 +9,55 @@
 
 namespace korvane::receiver {
 
-Alerts::Alerts(std::string dataSource, platform::RegistryStore& registry, ServiceLog& log)
-    : runner_(std::move(dataSource), registry, log, [this](const std::shared_ptr<const AlertFiring>& firing) {
-        for (const auto& lane : lanes_) {
-          lane->Add(firing);
-        }
-      }) {
-  lanes_.push_back(std::make_unique<ActionLane>(std::make_unique<BeepAction>(), log));
-  lanes_.push_back(std::make_unique<ActionLane>(std::make_unique<MailAction>(), log));
-  lanes_.push_back(std::make_unique<ActionLane>(std::make_unique<MessageAction>(), log));
-  lanes_.push_back(std::make_unique<ActionLane>(std::make_unique<ProgramAction>(), log));
+namespace {
+
+// A program is started for every trap that its alert is about, as long as it keeps up.
+constexpr ActionLaneOptions kProgramLane{.Firings = 2000};
+
+AlertRunnerOptions RunnerOptions(const AlertPace& pace) {
+  return {
+      .Limits = {.PerSource = pace.PerSource, .PerAlert = pace.PerMinute},
+      .ProgramLimits = {
+          .PerSource = pace.ProgramsPerMinute, .PerAlert = pace.ProgramsPerMinute, .StormsStayQuiet = false}};
+}
+
+}  // namespace
+
+Alerts::Alerts(std::string dataSource, platform::RegistryStore& registry, Spool& spool,
+               const Configuration& configuration, ServiceLog& log)
+    : runner_(std::move(dataSource), registry, spool, outcomes_, log, ForRunner(),
+              RunnerOptions(configuration.Pace)) {
+  const auto add = [&](std::unique_ptr<AlertAction> action, ActionLaneOptions options = {}) {
+    lanes_.push_back(std::make_unique<ActionLane>(
+        std::move(action), log,
+        [this](const AlertFiring& firing, std::string_view name, const std::string& failure) {
+          outcomes_.Note(firing, name, failure);
+        },
+        options));
+  };
+  add(std::make_unique<BeepAction>());
+  add(std::make_unique<MailAction>(configuration.Mail));
+  add(std::make_unique<MessageAction>());
+  add(std::make_unique<ProgramAction>(), kProgramLane);
+}
+
+AlertRunner::Lanes Alerts::ForRunner() {
+  return {.Act =
+              [this](const AlertRunner::Firing& firing) {
+                for (const auto& lane : lanes_) {
+                  lane->Add(firing);
+                }
+              },
+          .Waiting =
+              [this] {
+                std::vector<std::pair<AlertRunner::Firing, ActionSet>> waiting;
+                for (const auto& lane : lanes_) {
+                  for (ActionLane::Firing& firing : lane->Waiting()) {
+                    waiting.emplace_back(std::move(firing), lane->Kind());
+                  }
+                }
+                return waiting;
+              }};
 }
 
 Alerts::~Alerts() {
@@ -49,6 +88,7 @@ bool Alerts::EndBy(std::chrono::steady_clock::time_point until) {
       return false;
     }
   }
+  runner_.RememberForNextRun();
   return true;
 }
 

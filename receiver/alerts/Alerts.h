@@ -13,16 +13,20 @@
 #include <vector>
 
 #include "platform/Platform.h"
+#include "receiver/Configuration.h"
 #include "receiver/ServiceLog.h"
 #include "receiver/alerts/ActionLane.h"
+#include "receiver/alerts/AlertOutcomes.h"
 #include "receiver/alerts/AlertRunner.h"
-#include "receiver/spool/SpoolRecord.h"
+#include "receiver/spool/Spool.h"
 
 namespace korvane::receiver {
 
 class Alerts {
  public:
-  Alerts(std::string dataSource, platform::RegistryStore& registry, ServiceLog& log);
+  // spool: the one that the traps are stored from; must outlive this.
+  Alerts(std::string dataSource, platform::RegistryStore& registry, Spool& spool,
+         const Configuration& configuration, ServiceLog& log);
   ~Alerts();
   Alerts(const Alerts&) = delete;
   Alerts& operator=(const Alerts&) = delete;
@@ -30,7 +34,8 @@ class Alerts {
   void Offer(std::span<const SpooledTrap> traps) { runner_.Offer(traps); }
   void Start();
   void RequestStop() { stop_.request_stop(); }
-  // False: something still hangs; its threads can't be joined.
+  // False: something still hangs; its threads can't be joined.  Else what is left is remembered for the next
+  // run.
   bool EndBy(std::chrono::steady_clock::time_point until);
 
  private:
@@ -38,8 +43,10 @@ class Alerts {
     std::future<void> Ended;
     std::thread Running;
   };
+  AlertRunner::Lanes ForRunner();
   void Begin(std::function<void(std::stop_token)> body);
 
+  AlertOutcomes outcomes_;
   std::vector<std::unique_ptr<ActionLane>> lanes_;
   AlertRunner runner_;
   std::stop_source stop_;

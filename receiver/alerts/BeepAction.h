@@ -10,8 +10,8 @@ namespace korvane::receiver {
 
 class BeepAction : public AlertAction {
  public:
+  ActionSet Kind() const override { return kBeepAction; }
   std::string_view Name() const override { return "a beep"; }
-  bool Wanted(const AlertRule& rule) const override { return rule.Beep.has_value(); }
   std::string Carry(const AlertFiring& firing, const std::stop_token& stop) override;
 };
 

@@ -9,16 +9,16 @@
 #include <ctime>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <random>
+#include <utility>
 
 #include "common/Text.h"
-#include "receiver/alerts/MessageAction.h"
 #include "receiver/clock/UtcText.h"
 
 namespace korvane::receiver {
 namespace {
 
-constexpr std::string_view kSmtpPort = "25";
 constexpr std::size_t kEncodedWordBytes = 39;  // of the text in one encoded word: 52 letters of base64
 constexpr std::size_t kBodyLineBytes = 57;     // 76 letters
 
@@ -79,6 +79,23 @@ std::string Joined(const std::vector<std::string>& addresses) {
   return text;
 }
 
+// RFC 2156, section 5.3.4, and what mail programs made of it.
+struct Urgency {
+  std::string_view Importance;
+  int Priority;
+};
+Urgency UrgencyOf(std::int32_t severity) {
+  switch (severity) {
+    case 5:  // Critical
+    case 3:  // Major
+      return {"high", 1};
+    case 2:  // Information
+      return {"low", 5};
+    default:
+      return {"normal", 3};
+  }
+}
+
 struct Upload {
   std::string Message;
   std::size_t Sent = 0;
@@ -103,9 +120,43 @@ void StartLibrary() {
 using Transfer = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
 using Recipients = std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)>;
 
+// Empty, or why the server can't be used as the site wants it.
+std::string UseAccess(CURL* curl, const MailAccess& access) {
+  if (!access.Problem.empty()) {
+    return access.Problem;
+  }
+  if (access.Tls != MailTls::None) {
+    curl_easy_setopt(curl, CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
+    curl_easy_setopt(curl, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
+    if (!access.CaFile.empty()) {
+      curl_easy_setopt(curl, CURLOPT_CAINFO, access.CaFile.c_str());
+    }
+  }
+  if (access.User.empty()) {
+    return {};
+  }
+  const MailPassword password = ReadMailPassword(access.PasswordFile);
+  curl_easy_setopt(curl, CURLOPT_USERNAME, access.User.c_str());
+  curl_easy_setopt(curl, CURLOPT_PASSWORD, password.Text.c_str());
+  return password.Problem;
+}
+
+// stop must outlive the transfer.
+void BoundInTime(CURL* curl, const MailTimes& times, const std::stop_token& stop) {
+  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(curl, CURLOPT_PROXY, "");
+  curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, static_cast<long>(times.Connect.count()));
+  curl_easy_setopt(curl, CURLOPT_TIMEOUT, static_cast<long>(times.Whole.count()));
+  // The time for the whole does not bound the goodbye to a server that is silent; it would wait two minutes.
+  curl_easy_setopt(curl, CURLOPT_FTP_RESPONSE_TIMEOUT, static_cast<long>(times.Whole.count()));
+  curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
+  curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, EndWhenStopped);
+  curl_easy_setopt(curl, CURLOPT_XFERINFODATA, const_cast<std::stop_token*>(&stop));
+}
+
 }  // namespace
 
-MailAction::MailAction(MailTimes times) : times_(times) {
+MailAction::MailAction(MailAccess access, MailTimes times) : access_(std::move(access)), times_(times) {
   StartLibrary();
 }
 
@@ -122,25 +173,11 @@ std::vector<std::string> MailAddresses(std::string_view list) {
   return addresses;
 }
 
-std::optional<std::string> SmtpUrl(std::string_view server) {
-  const MachineAddress machine = SplitMachine(server, kSmtpPort);
-  const auto isAllowed = [](char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
-           c == '-' || c == '_' || c == ':';
-  };
-  if (machine.Host.empty() || !std::all_of(machine.Host.begin(), machine.Host.end(), isAllowed) ||
-      machine.Port.empty() || machine.Port.find_first_not_of("0123456789") != std::string::npos) {
-    return std::nullopt;
-  }
-  const bool isAddress = machine.Host.find(':') != std::string::npos;
-  return isAddress ? fmt::format("smtp://[{}]:{}", machine.Host, machine.Port)
-                   : fmt::format("smtp://{}:{}", machine.Host, machine.Port);
-}
-
 std::string MailMessage(const AlertFiring& firing, std::int64_t time) {
   const AlertMail& mail = *firing.Rule->Mail;
   const std::vector<std::string> from = MailAddresses(mail.From);
   std::string subject = mail.Subject;
+  const Urgency urgency = UrgencyOf(firing.Severity);
   subject += (subject.empty() ? "" : ": ") + AlertLine(firing);
   std::string message = fmt::format(
       "Date: {}\r\n"
@@ -148,13 +185,15 @@ std::string MailMessage(const AlertFiring& firing, std::int64_t time) {
       "To: {}\r\n"
       "Message-ID: {}\r\n"
       "Subject: {}\r\n"
+      "Importance: {}\r\n"
+      "X-Priority: {}\r\n"
       "Auto-Submitted: auto-generated\r\n"
       "MIME-Version: 1.0\r\n"
       "Content-Type: text/plain; charset=UTF-8\r\n"
       "Content-Transfer-Encoding: base64\r\n"
       "\r\n",
       Rfc5322Text(time), from.empty() ? "" : from.front(), Joined(MailAddresses(mail.To)), MessageId(),
-      HeaderText(subject));
+      HeaderText(subject), urgency.Importance, urgency.Priority);
   std::string body;
   for (const char c : AlertText(firing)) {
     body.append(c == '\n' ? "\r\n" : std::string(1, c));
@@ -167,10 +206,10 @@ std::string MailMessage(const AlertFiring& firing, std::int64_t time) {
 
 std::string MailAction::Carry(const AlertFiring& firing, const std::stop_token& stop) {
   const AlertMail& mail = *firing.Rule->Mail;
-  const std::optional<std::string> url = SmtpUrl(mail.Server);
+  const std::optional<MailServer> server = MailServerOf(mail.Server, access_);
   const std::vector<std::string> from = MailAddresses(mail.From);
   const std::vector<std::string> to = MailAddresses(mail.To);
-  if (!url) {
+  if (!server) {
     return fmt::format("'{}' names no mail server", mail.Server);
   }
   if (from.size() != 1 || to.empty()) {
@@ -184,27 +223,24 @@ std::string MailAction::Carry(const AlertFiring& firing, const std::stop_token& 
   Upload upload{.Message = MailMessage(firing, std::time(nullptr))};
   std::array<char, CURL_ERROR_SIZE> reason{};
   CURL* curl = transfer.get();
-  curl_easy_setopt(curl, CURLOPT_URL, url->c_str());
+  curl_easy_setopt(curl, CURLOPT_URL, server->Url.c_str());
   curl_easy_setopt(curl, CURLOPT_MAIL_FROM, from.front().c_str());
   curl_easy_setopt(curl, CURLOPT_MAIL_RCPT, recipients.get());
   curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
   curl_easy_setopt(curl, CURLOPT_READFUNCTION, ReadMessage);
   curl_easy_setopt(curl, CURLOPT_READDATA, &upload);
-  curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(curl, CURLOPT_PROXY, "");
-  curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT, static_cast<long>(times_.Connect.count()));
-  curl_easy_setopt(curl, CURLOPT_TIMEOUT, static_cast<long>(times_.Whole.count()));
-  // The time for the whole does not bound the goodbye to a server that is silent; it would wait two minutes.
-  curl_easy_setopt(curl, CURLOPT_FTP_RESPONSE_TIMEOUT, static_cast<long>(times_.Whole.count()));
-  curl_easy_setopt(curl, CURLOPT_NOPROGRESS, 0L);
-  curl_easy_setopt(curl, CURLOPT_XFERINFOFUNCTION, EndWhenStopped);
-  curl_easy_setopt(curl, CURLOPT_XFERINFODATA, const_cast<std::stop_token*>(&stop));
   curl_easy_setopt(curl, CURLOPT_ERRORBUFFER, reason.data());
+  if (server->Access != nullptr) {
+    if (std::string problem = UseAccess(curl, *server->Access); !problem.empty()) {
+      return problem;
+    }
+  }
+  BoundInTime(curl, times_, stop);
   const CURLcode result = curl_easy_perform(curl);
   if (result == CURLE_OK) {
     return {};
   }
-  return fmt::format("{}: {}", *url, reason[0] != '\0' ? reason.data() : curl_easy_strerror(result));
+  return fmt::format("{}: {}", server->Url, reason[0] != '\0' ? reason.data() : curl_easy_strerror(result));
 }
 
 }  // namespace korvane::receiver

@@ -19,19 +19,26 @@ namespace korvane::receiver {
 namespace {
 
 constexpr std::string_view kSyslogPort = "514";
-// Facility local0, severity warning.
-constexpr int kPriority = 16 * 8 + 4;
+constexpr int kLocal0 = 16 * 8;
 // What every receiver must take (RFC 5424, section 6.1).
 constexpr std::size_t kMostBytes = 2048;
+
+// The severities of alarms as RFC 5674, section 2, maps them.  A trap that nobody graded is a warning:
+// somebody wanted to hear of it.
+int SyslogSeverity(std::int32_t severity) {
+  constexpr std::array<int, 6> kSeverities = {4, 3, 6, 2, 4, 1};  // Clear, Minor, Information, Major, ...
+  const auto code = static_cast<std::size_t>(severity);
+  return kSeverities[code < kSeverities.size() ? code : 0];
+}
 
 std::string SyslogLine(const AlertFiring& firing) {
   std::array<char, 256> host{"-"};
   gethostname(host.data(), host.size() - 1);
   std::string text = AlertText(firing);
   std::replace(text.begin(), text.end(), '\n', ' ');
-  std::string line = fmt::format("<{}>1 {} {} kvreceiver {} alert - \xEF\xBB\xBF{} {}", kPriority,
-                                 Rfc3339Text(std::time(nullptr)), host[0] == '\0' ? "-" : host.data(),
-                                 getpid(), AlertLine(firing), text);
+  std::string line = fmt::format("<{}>1 {} {} kvreceiver {} alert - \xEF\xBB\xBF{} {}",
+                                 kLocal0 + SyslogSeverity(firing.Severity), Rfc3339Text(std::time(nullptr)),
+                                 host[0] == '\0' ? "-" : host.data(), getpid(), AlertLine(firing), text);
   if (line.size() > kMostBytes) {
     std::size_t end = kMostBytes;
     while ((static_cast<unsigned char>(line[end]) & 0xC0U) == 0x80U) {

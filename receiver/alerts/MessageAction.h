@@ -1,5 +1,6 @@
 // Sends a message to a machine: one line to its syslog service (RFC 5424 over UDP, RFC 5426), which every
-// system can receive.  The destination is a name or address, with ":port" behind it where it is not 514.
+// system can receive, with the trap's severity as its priority.  The destination is a name or address, with
+// ":port" behind it where it is not 514.
 #pragma once
 
 #include <string>
@@ -10,8 +11,8 @@ namespace korvane::receiver {
 
 class MessageAction : public AlertAction {
  public:
+  ActionSet Kind() const override { return kMessageAction; }
   std::string_view Name() const override { return "a message"; }
-  bool Wanted(const AlertRule& rule) const override { return !rule.MessageTo.empty(); }
   std::string Carry(const AlertFiring& firing, const std::stop_token& stop) override;
 };
 

@@ -57,6 +57,10 @@ Spool::Spool(const fs::path& folder, SpoolOptions options) : folder_(folder), op
   storedNumber_ = rememberedStored_;
 }
 
+std::uint64_t Spool::StartOfRun(std::uint64_t number) {
+  return number >> kBitsPerRun << kBitsPerRun;
+}
+
 void Spool::LockFolder() {
   lock_ = OpenFileOrThrow(folder_ / "lock", O_RDWR | O_CREAT);
   if (flock(lock_.Number(), LOCK_EX | LOCK_NB) != 0) {
@@ -234,58 +238,72 @@ std::optional<Spool::Segment> Spool::SegmentAfter(std::uint64_t number) const {
 }
 
 // A file that can't be read any more is passed over: the store gets everything else.
-bool Spool::EnterSegment(const Segment& segment) {
-  if (reader_ && readerFirst_ == segment.First) {
+bool Spool::EnterSegment(SpoolPlace& place, const Segment& segment, std::uint64_t& damaged) {
+  if (place.reader_ && place.first_ == segment.First) {
     return true;
   }
   try {
-    reader_.emplace(segment.Path);
+    place.reader_.emplace(segment.Path);
   } catch (const std::system_error& error) {
     if (error.code() != std::errc::no_such_file_or_directory) {
       throw;
     }
-    ++damaged_;
+    ++damaged;
     return false;
   }
-  readerFirst_ = segment.First;
+  place.first_ = segment.First;
   return true;
 }
 
 std::vector<SpooledTrap> Spool::Read(std::uint64_t after, std::size_t maxRows, std::size_t maxBytes) {
-  if (after != readUpTo_) {
-    reader_.reset();
+  std::uint64_t damaged = 0;
+  std::vector<SpooledTrap> traps = ReadFrom(place_, after, maxRows, maxBytes, damaged);
+  damaged_ += damaged;
+  return traps;
+}
+
+std::vector<SpooledTrap> Spool::ReadAgain(SpoolPlace& place, std::uint64_t after, std::size_t maxRows,
+                                          std::size_t maxBytes) {
+  std::uint64_t counted = 0;  // by Read
+  return ReadFrom(place, after, maxRows, maxBytes, counted);
+}
+
+std::vector<SpooledTrap> Spool::ReadFrom(SpoolPlace& place, std::uint64_t after, std::size_t maxRows,
+                                         std::size_t maxBytes, std::uint64_t& damaged) {
+  if (after != place.upTo_) {
+    place.reader_.reset();
   }
-  readUpTo_ = after;
+  place.upTo_ = after;
   std::vector<SpooledTrap> traps;
   std::size_t bytes = 0;
   std::optional<Segment> segment;
   while (traps.size() < maxRows && bytes < maxBytes) {
-    if (!segment || readUpTo_ >= segment->Last) {
-      segment = SegmentAfter(readUpTo_);
+    if (!segment || place.upTo_ >= segment->Last) {
+      segment = SegmentAfter(place.upTo_);
       if (!segment) {
         break;
       }
     }
     std::optional<SpooledTrap> next;
-    if (EnterSegment(*segment)) {
-      const std::uint64_t damagesBefore = reader_->Damages();
-      next = reader_->Next(segment->Bytes);
+    if (EnterSegment(place, *segment, damaged)) {
+      const std::uint64_t damagesBefore = place.reader_->Damages();
+      next = place.reader_->Next(segment->Bytes);
       // Those of earlier runs were counted when the files were found.
-      damaged_ += segment->First > runStart_ ? reader_->Damages() - damagesBefore : 0;
+      damaged += segment->First > runStart_ ? place.reader_->Damages() - damagesBefore : 0;
     }
     if (!next) {
       // The records this file should still hold are unreadable; what follows is elsewhere.
-      reader_.reset();
-      readUpTo_ = segment->Last;
-    } else if (next->Number > readUpTo_) {
-      readUpTo_ = next->Number;
+      place.reader_.reset();
+      place.upTo_ = segment->Last;
+    } else if (next->Number > place.upTo_) {
+      place.upTo_ = next->Number;
       bytes += BytesOf(next->Row);
       traps.push_back(std::move(*next));
     }
   }
   if (traps.empty()) {
-    ReadFromMemory(readUpTo_, maxRows, traps);
-    readUpTo_ = traps.empty() ? readUpTo_ : traps.back().Number;
+    ReadFromMemory(place.upTo_, maxRows, traps);
+    place.upTo_ = traps.empty() ? place.upTo_ : traps.back().Number;
   }
   return traps;
 }
@@ -342,7 +360,9 @@ void Spool::Tidy() {
       continue;
     }
     kept += segment.Bytes;
-    if (kept > options_.KeptBytes || now - segment.Written > options_.KeptTime) {
+    const bool looked = segment.Last <= lookedNumber_;
+    if (kept > (looked ? options_.KeptBytes : options_.UnlookedBytes) ||
+        (looked && now - segment.Written > options_.KeptTime)) {
       std::error_code error;
       fs::remove(segment.Path, error);
       segments_.erase(segments_.begin() + static_cast<std::ptrdiff_t>(i));

@@ -6,8 +6,9 @@
 // with the rows themselves, in one transaction; that number, not the state of the files, decides what is
 // stored again, so nothing is lost or doubled wherever the process dies.
 //
-// Append and Sync belong to one thread, Read and MarkStored to another; the rest is safe from any.  What
-// can't be written (disk full) is kept in memory in its place in the order and written later.
+// Append and Sync belong to one thread, Read and MarkStored to another; the rest is safe from any, a place by
+// one at a time.  What can't be written (disk full) is kept in memory in its place in the order and written
+// later.
 #pragma once
 
 #include <atomic>
@@ -37,9 +38,20 @@ struct SpoolOptions {
   // does not sync each of them) then gets those traps again.
   std::uint64_t KeptBytes = std::uint64_t{64} << 20;
   std::chrono::seconds KeptTime{600};
+  // What is stored and was not looked at for alerts stays longer than that, up to so much.
+  std::uint64_t UnlookedBytes = std::uint64_t{512} << 20;
   // Stands in for pwrite and fdatasync where a test wants them to fail; 0 or an errno.
   std::function<int(const FileDescriptor&, std::string_view, std::uint64_t)> Write = WriteAt;
   std::function<int(const FileDescriptor&)> SyncFile = SyncData;
+};
+
+// Where somebody reads a spool.
+class SpoolPlace {
+ private:
+  friend class Spool;
+  std::optional<SegmentReader> reader_;
+  std::uint64_t first_ = 0;  // which segment the reader is in
+  std::uint64_t upTo_ = 0;   // the last number that was given out
 };
 
 class Spool {
@@ -54,6 +66,8 @@ class Spool {
   bool LostIdentity() const { return lostIdentity_; }
   // Every number of this run is greater; every number of an earlier run is not.
   std::uint64_t RunStart() const { return runStart_; }
+  // The same of the run that a number is of: the first after it is one more.
+  static std::uint64_t StartOfRun(std::uint64_t number);
   // Keys of the informs that earlier runs received last, found when the files were opened; the oldest first.
   const std::vector<std::uint64_t>& EarlierInforms() const { return earlierInforms_; }
   // What the file beside the spool remembers as stored, for a store that knows nothing of this spool.
@@ -69,8 +83,14 @@ class Spool {
 
   // The traps after a number, in order, up to either limit (but at least one).  Throws std::system_error.
   std::vector<SpooledTrap> Read(std::uint64_t after, std::size_t maxRows, std::size_t maxBytes);
+  // The same at another place, for somebody who reads again what was read before.
+  std::vector<SpooledTrap> ReadAgain(SpoolPlace& place, std::uint64_t after, std::size_t maxRows,
+                                     std::size_t maxBytes);
   // Everything up to the number is in the trap store.
   void MarkStored(std::uint64_t number);
+  // What was stored up to this number needs not be kept for the alerts.
+  void MarkLooked(std::uint64_t number) { lookedNumber_ = number; }
+  const std::filesystem::path& Folder() const { return folder_; }
   // Waits until so many traps after the number are there, the time is over, or somebody calls Wake.
   void WaitForMore(std::uint64_t after, std::uint64_t count, std::chrono::milliseconds longest);
   void WaitForWake(std::chrono::milliseconds longest);
@@ -107,7 +127,9 @@ class Spool {
   int SyncCurrent();
   void Tidy();
   std::optional<Segment> SegmentAfter(std::uint64_t number) const;
-  bool EnterSegment(const Segment& segment);
+  bool EnterSegment(SpoolPlace& place, const Segment& segment, std::uint64_t& damaged);
+  std::vector<SpooledTrap> ReadFrom(SpoolPlace& place, std::uint64_t after, std::size_t maxRows,
+                                    std::size_t maxBytes, std::uint64_t& damaged);
   void ReadFromMemory(std::uint64_t after, std::size_t maxRows, std::vector<SpooledTrap>& traps) const;
 
   const std::filesystem::path folder_;
@@ -128,6 +150,7 @@ class Spool {
 
   std::atomic<std::uint64_t> lastNumber_ = 0;
   std::atomic<std::uint64_t> storedNumber_ = 0;
+  std::atomic<std::uint64_t> lookedNumber_ = ~std::uint64_t{0};  // nobody looks
   std::atomic<std::uint64_t> damaged_ = 0;
   std::atomic<std::size_t> unwrittenBytes_ = 0;
   std::atomic<int> lastError_ = 0;
@@ -138,9 +161,7 @@ class Spool {
   bool needsSync_ = false;
 
   // Of the reading thread.
-  std::optional<SegmentReader> reader_;
-  std::uint64_t readerFirst_ = 0;  // which segment the reader is in
-  std::uint64_t readUpTo_ = 0;     // the last number Read gave out
+  SpoolPlace place_;
   std::chrono::steady_clock::time_point lastTidy_;
 };
 

@@ -6,6 +6,8 @@
 #include <array>
 #include <charconv>
 
+#include "platform/Identity.h"
+#include "store/Heartbeats.h"
 #include "store/Recordset.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
@@ -27,6 +29,7 @@ std::uint64_t DatabaseTrapStore::Open(std::string_view spoolId, std::uint64_t hi
   Close();
   spoolId_ = spoolId;
   connection_.Open(dataSource_, {}, {}, kStoreOptions);
+  machine_ = platform::ThisProcess().Machine;
   const std::string condition = "Spool_ID = " + store::Quoted(spoolId_);
   std::string text;
   {
@@ -76,6 +79,7 @@ void DatabaseTrapStore::Store(std::span<const SpooledTrap> traps, std::uint64_t 
   }
   batch_->Flush();
   MoveStoredNumber(previous, traps.back().Number);
+  Beat(false);
   transaction.Commit();
 }
 
@@ -89,6 +93,10 @@ void DatabaseTrapStore::Probe() {
   store::Transaction transaction(connection_);
   Insert(TrapRow{});
   batch_->Flush();
+}
+
+void DatabaseTrapStore::Beat(bool stopped) {
+  store::Beat(connection_, spoolId_, machine_, stopped);
 }
 
 void DatabaseTrapStore::Close() noexcept {

@@ -1,5 +1,6 @@
 // The trap store in the database of the data source.  Beside EventTrap it uses one row of Receiver_State,
-// which holds how far this spool is stored and moves in the same transaction as the rows.
+// which holds how far this spool is stored and moves in the same transaction as the rows, and one of
+// Receiver_Heartbeat.
 #pragma once
 
 #include <optional>
@@ -20,6 +21,7 @@ class DatabaseTrapStore : public TrapStore {
   void Store(std::span<const SpooledTrap> traps, std::uint64_t previous) override;
   void Skip(std::uint64_t number, std::uint64_t previous) override;
   void Probe() override;
+  void Beat(bool stopped) override;
   void Close() noexcept override;
 
  private:
@@ -28,6 +30,7 @@ class DatabaseTrapStore : public TrapStore {
 
   std::string dataSource_;
   std::string spoolId_;
+  std::string machine_;
   store::Connection connection_;
   std::optional<store::BatchInsert> batch_;
 };

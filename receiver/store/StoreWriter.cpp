@@ -56,6 +56,7 @@ void StoreWriter::Run() {
       Pause();
     }
   }
+  SayThatItEnds();
   store_.Close();
 }
 
@@ -76,8 +77,33 @@ bool StoreWriter::Turn() {
   if (Fill()) {
     return StoreBatch();
   }
+  if (steady_clock::now() - lastBeat_ >= options_.BeatEvery && !ShowAlive()) {
+    return false;
+  }
   NoteAvailable();
   return true;
+}
+
+bool StoreWriter::ShowAlive() {
+  try {
+    store_.Beat(false);
+  } catch (const store::DatabaseError& error) {
+    return GiveUp(error);
+  }
+  lastBeat_ = steady_clock::now();
+  return true;
+}
+
+// So that nobody takes it for dead.  Nothing is lost when it can't be said.
+void StoreWriter::SayThatItEnds() {
+  if (!connected_) {
+    return;
+  }
+  try {
+    store_.Beat(true);
+  } catch (const store::DatabaseError& error) {
+    log_.Warning(fmt::format("the trap store could not be told that the receiver ends: {}", Describe(error)));
+  }
 }
 
 bool StoreWriter::Connect() {
@@ -149,6 +175,7 @@ void StoreWriter::TellStored(std::span<const SpooledTrap> traps) const {
 
 void StoreWriter::Advance(std::uint64_t number, std::size_t rows) {
   stored_ = number;
+  lastBeat_ = steady_clock::now();
   batch_.erase(batch_.begin(), batch_.begin() + static_cast<std::ptrdiff_t>(rows));
   failures_ = 0;
   troubles_ = 0;

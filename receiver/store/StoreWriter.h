@@ -30,6 +30,7 @@ struct WriterOptions {
   std::chrono::milliseconds BatchTime{200};
   std::chrono::milliseconds FirstPause{250};  // after a failure; doubled up to the longest
   std::chrono::milliseconds LongestPause{5000};
+  std::chrono::milliseconds BeatEvery{5000};  // while there is nothing to store
   // Failures of one row alone, while the store takes others, before it is put into quarantine; the second
   // number for errors that rather speak of the store than of the row.
   int RowFailures = 3;
@@ -61,6 +62,9 @@ class StoreWriter {
   bool Connect();
   bool Fill();
   bool StoreBatch();
+  // Between batches: false when the store does not take it.
+  bool ShowAlive();
+  void SayThatItEnds();
   bool AfterFailure(const store::DatabaseError& error, std::size_t rows);
   bool PutIntoQuarantine(const std::string& reason);
   // With the number that the store has reached.
@@ -97,6 +101,7 @@ class StoreWriter {
   int failures_ = 0;               // in a row, of the first trap of the batch alone
   std::chrono::milliseconds pause_{0};
   std::chrono::steady_clock::time_point lastReminder_;
+  std::chrono::steady_clock::time_point lastBeat_;
   int troubles_ = 0;   // of the store, in a row
   std::string aside_;  // what is to be said of the first trap of the batch once it is known to be skipped
 

@@ -27,6 +27,8 @@ class TrapStore {
   virtual void Skip(std::uint64_t number, std::uint64_t previous) = 0;
   // Adds a harmless row and takes it back: succeeds when the store can take rows at all.
   virtual void Probe() = 0;
+  // Shows that this receiver is alive, or that it ends in order.  Storing traps shows the first as well.
+  virtual void Beat(bool stopped) = 0;
   virtual void Close() noexcept = 0;
 };
 

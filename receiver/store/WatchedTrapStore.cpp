@@ -66,6 +66,11 @@ void WatchedTrapStore::Probe() {
   store_.Probe();
 }
 
+void WatchedTrapStore::Beat(bool stopped) {
+  const Call call(*this);
+  store_.Beat(stopped);
+}
+
 void WatchedTrapStore::Close() noexcept {
   const Call call(*this);
   store_.Close();

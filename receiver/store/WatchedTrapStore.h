@@ -30,6 +30,7 @@ class WatchedTrapStore : public TrapStore {
   void Store(std::span<const SpooledTrap> traps, std::uint64_t previous) override;
   void Skip(std::uint64_t number, std::uint64_t previous) override;
   void Probe() override;
+  void Beat(bool stopped) override;
   void Close() noexcept override;
 
  private:

@@ -7,6 +7,7 @@
 
 #include "common/Number.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 #include "store/Tables.h"
 
 namespace korvane::alerts {
@@ -42,7 +43,8 @@ void ActionsForm::AddTab(ActionKind kind, std::int32_t id) {
   try {
     Load(kind, id);
   } catch (const store::DatabaseError& error) {
-    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(services_.Prompt, "The action of this alert could not be read.", error,
+                       store::Attempt::Reading);
   }
 }
 
@@ -143,7 +145,7 @@ std::optional<ActionKind> ActionsForm::Ok() {
     }
     transaction.Commit();
   } catch (const store::DatabaseError& error) {
-    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(services_.Prompt, "The actions were not saved.", error, store::Attempt::Changing);
     return current;
   } catch (const std::invalid_argument& error) {
     services_.Prompt.Show(error.what(), PromptIcon::Information);

@@ -1,13 +1,18 @@
 #include "alerts/AlertForm.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 
 namespace korvane::alerts {
 
 AlertForm::AlertForm(const AlertServices& services, const std::optional<Alert>& alert)
     : services_(services),
       store_(services.Connection),
+      opened_(alert),
       groupId_(alert ? std::optional(alert->GroupId) : std::nullopt),
       description_(alert ? alert->Description : std::string()),
       actions_(alert && alert->Actions ? *alert->Actions : ActionIds()),
@@ -21,26 +26,54 @@ params::TrapCriteria AlertForm::StoredCriteria(const std::optional<Alert>& alert
   try {
     const std::optional<AlertCriteria> stored = store_.LoadCriteria(alert->TrapId);
     if (stored) {
-      return {.SourceAgent = stored->Source,
-              .GenericTrap = stored->GenericTrap,
-              .EnterpriseOid = stored->EnterpriseOid,
-              .SpecificTrap = stored->SpecificTrap,
-              .VarBinds = stored->VarBinds};
+      openedCriteria_ = {.SourceAgent = stored->Source,
+                         .GenericTrap = stored->GenericTrap,
+                         .EnterpriseOid = stored->EnterpriseOid,
+                         .SpecificTrap = stored->SpecificTrap,
+                         .VarBinds = stored->VarBinds};
+      return *openedCriteria_;
     }
     services_.Prompt.Show(
         "The trap details of this alert are no longer in the database. Please select them again.",
         PromptIcon::Exclamation);
   } catch (const store::DatabaseError& error) {
     wasRead_ = false;
-    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(services_.Prompt, "The trap details of this alert could not be read.", error,
+                       store::Attempt::Reading);
   }
   return criteria;
+}
+
+bool AlertForm::IsAsOpened() const {
+  return opened_ && openedCriteria_ == criteria_.Criteria() && opened_->Description == description_ &&
+         opened_->Actions == actions_;
+}
+
+bool AlertForm::MayReplace() {
+  if (!opened_) {
+    return true;
+  }
+  const std::vector<Alert> alerts = store_.LoadAlertList();
+  const auto stored = std::find_if(alerts.begin(), alerts.end(),
+                                   [&](const Alert& alert) { return alert.GroupId == opened_->GroupId; });
+  // One that is gone is refused by the store; being switched on or off is not part of the dialog.
+  if (stored == alerts.end() || (stored->Description == opened_->Description &&
+                                 stored->TrapId == opened_->TrapId && stored->Actions == opened_->Actions)) {
+    return true;
+  }
+  return services_.Prompt.Ask(
+             "Another console has changed this alert since you opened it. Do you want to replace it by what "
+             "stands here?",
+             PromptButtons::NoYes, PromptIcon::Exclamation) == PromptAnswer::Yes;
 }
 
 bool AlertForm::Ok() {
   if (description_.empty()) {
     services_.Prompt.Show("Alert description should not be empty.", PromptIcon::Information);
     return false;
+  }
+  if (IsAsOpened()) {
+    return true;
   }
   const params::TrapCriteria& criteria = criteria_.Criteria();
   try {
@@ -49,6 +82,9 @@ bool AlertForm::Ok() {
           "Alert description is not unique. An alert with the same name exists. Please modify alert "
           "description.",
           PromptIcon::Information);
+      return false;
+    }
+    if (!MayReplace()) {
       return false;
     }
     groupId_ = store_.SaveAlert(description_,
@@ -60,7 +96,7 @@ bool AlertForm::Ok() {
                                 actions_, groupId_);
     return true;
   } catch (const store::DatabaseError& error) {
-    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(services_.Prompt, "The alert was not saved.", error, store::Attempt::Changing);
     return false;
   }
 }

@@ -40,13 +40,20 @@ class AlertForm {
 
  private:
   params::TrapCriteria StoredCriteria(const std::optional<Alert>& alert);
+  // Nothing was edited, so there is nothing to write.
+  bool IsAsOpened() const;
+  // False when another console has changed the alert meanwhile and the operator does not want to replace
+  // that.
+  bool MayReplace();
 
   AlertServices services_;
   AlertStore store_;
+  std::optional<Alert> opened_;  // as the dialog found it
   std::optional<std::int32_t> groupId_;
   std::string description_;
   ActionIds actions_;
-  bool wasRead_ = true;  // set while the next one is made
+  bool wasRead_ = true;  // this and the next are set while the last one is made
+  std::optional<params::TrapCriteria> openedCriteria_;
   params::TrapCriteriaForm criteria_;
 };
 

@@ -20,6 +20,8 @@ struct AlertServices {
   platform::RegistryStore& Registry;
   platform::SettingsStore& Settings;
   intake::ReceiverLibrary& Library;  // knows the mail settings of this machine
+  std::int32_t TimeZoneBias;         // seconds, as gTimeZoneBias
+  bool& SignalFailureTold;           // that the receiver can't be signalled is said once in a run
 };
 
 using store::kNoAction;

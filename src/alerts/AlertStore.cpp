@@ -3,9 +3,11 @@
 #include <fmt/format.h>
 
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "common/RegistryValues.h"
+#include "store/ChangeLog.h"
 #include "store/DatabaseError.h"
 #include "store/Recordset.h"
 #include "store/Statements.h"
@@ -63,8 +65,14 @@ std::vector<Alert> AlertStore::LoadAlertList() {
     }
     actions.try_emplace(notifications.Integer("Trap_Group_ID"), ids);
   }
+  std::unordered_set<std::int32_t> off;
+  store::Recordset switchedOff = connection_.OpenRecordset(store::kAlertOff);
+  while (switchedOff.Next()) {
+    off.insert(switchedOff.Integer("Trap_Group_ID"));
+  }
   std::vector<Alert> alerts;
-  store::Recordset groups = connection_.OpenRecordset(store::kTrapActionGroup);
+  store::Recordset groups = connection_.OpenRecordset(
+      fmt::format("SELECT * FROM {} ORDER BY Trap_Group_ID", store::kTrapActionGroup));
   while (groups.Next()) {
     Alert alert{.GroupId = groups.Integer("Trap_Group_ID"),
                 .Description = groups.Text("Description"),
@@ -72,6 +80,7 @@ std::vector<Alert> AlertStore::LoadAlertList() {
     if (const auto found = actions.find(alert.GroupId); found != actions.end()) {
       alert.Actions = found->second;
     }
+    alert.Off = off.contains(alert.GroupId);
     alerts.push_back(std::move(alert));
   }
   return alerts;
@@ -109,8 +118,14 @@ std::int32_t AlertStore::SaveAlert(std::string_view description, const AlertCrit
     id = AddAlert(description, trapId);
   }
   WriteActions(id, actions);
-  transaction.Commit();
+  Commit(transaction);
   return id;
+}
+
+// Consoles and receivers on other machines hear of it from the change log.
+void AlertStore::Commit(store::Transaction& transaction) {
+  store::NoteChange(connection_, store::ChangeKind::Alerts);
+  transaction.Commit();
 }
 
 void AlertStore::Require(std::int32_t groupId) {
@@ -186,7 +201,9 @@ void AlertStore::DeleteAlert(std::int32_t groupId) {
   connection_.Execute(
       fmt::format("DELETE FROM {} WHERE {}", store::kTrapNotificationMaster, OfGroup(groupId)));
   connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kTrapActionGroup, OfGroup(groupId)));
-  transaction.Commit();
+  connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kAlertOff, OfGroup(groupId)));
+  connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kAlertState, OfGroup(groupId)));
+  Commit(transaction);
 }
 
 void AlertStore::SetAlertActions(const std::vector<ActionKind>& kinds, std::int32_t groupId,
@@ -196,7 +213,7 @@ void AlertStore::SetAlertActions(const std::vector<ActionKind>& kinds, std::int3
   for (const ActionKind kind : kinds) {
     SetAlertAction(kind, groupId, IdOf(ids, kind));
   }
-  transaction.Commit();
+  Commit(transaction);
 }
 
 void AlertStore::SetAlertAction(ActionKind kind, std::int32_t groupId, std::int32_t actionId) {
@@ -209,8 +226,20 @@ void AlertStore::SetAlertAction(ActionKind kind, std::int32_t groupId, std::int3
 }
 
 void AlertStore::ClearAlertAction(ActionKind kind, std::int32_t groupId) {
+  store::Transaction transaction(connection_, store::kTrapActionGroup);
   connection_.Execute(fmt::format("UPDATE {} SET {} = 1 WHERE {}", store::kTrapNotificationMaster,
                                   ActionColumn(kind), OfGroup(groupId)));
+  Commit(transaction);
+}
+
+void AlertStore::SwitchAlert(std::int32_t groupId, bool off) {
+  store::Transaction transaction(connection_, store::kTrapActionGroup);
+  Require(groupId);
+  connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kAlertOff, OfGroup(groupId)));
+  if (off) {
+    connection_.Execute(fmt::format("INSERT INTO {} (Trap_Group_ID) VALUES ({})", store::kAlertOff, groupId));
+  }
+  Commit(transaction);
 }
 
 bool SignalActionUpdate(platform::RegistryStore& registry) {

@@ -1,6 +1,6 @@
 // The alert tables: the list of alerts, the criteria of one, and what adding, editing and removing an alert
-// writes. A change is one transaction, so nothing is ever half written.  User-interface thread; every call
-// but the last may throw DatabaseError.
+// writes. A change is one transaction, so nothing is ever half written, and stands in the change log.
+// User-interface thread; every call but the last may throw DatabaseError.
 #pragma once
 
 #include <cstdint>
@@ -30,6 +30,8 @@ struct Alert {
   std::string Description = {};
   std::int32_t TrapId = 0;                // of its criteria
   std::optional<ActionIds> Actions = {};  // nothing: no row of actions yet
+  bool Off = false;                       // switched off: the receiver passes it over
+  bool operator==(const Alert&) const = default;
 };
 
 // The four kinds of action, in the order of the list's columns.
@@ -44,7 +46,7 @@ class AlertStore {
  public:
   explicit AlertStore(store::Connection& connection) : connection_(connection) {}
 
-  std::vector<Alert> LoadAlertList();  // in table order
+  std::vector<Alert> LoadAlertList();  // in the order in which they were added
   // Nothing when the row is gone.
   std::optional<AlertCriteria> LoadCriteria(std::int32_t trapTableId);
 
@@ -60,10 +62,15 @@ class AlertStore {
   void SetAlertActions(const std::vector<ActionKind>& kinds, std::int32_t groupId, const ActionIds& ids);
   void ClearAlertAction(ActionKind kind, std::int32_t groupId);
 
+  // Stands beside the alert, in a table of its own: the tables of alerts have no place for it, and to a
+  // program that does not know of it the alert is on.
+  void SwitchAlert(std::int32_t groupId, bool off);
+
  private:
   void SetAlertAction(ActionKind kind, std::int32_t groupId, std::int32_t actionId);
   // Throws when another console has removed the alert: nothing may be written for it.
   void Require(std::int32_t groupId);
+  void Commit(store::Transaction& transaction);
   std::int32_t FindOrAddCriteria(const AlertCriteria& criteria);
   bool HasActions(std::int32_t groupId);
   void UpdateAlert(std::int32_t groupId, std::string_view description, std::int32_t trapId);

@@ -1,13 +1,29 @@
 #include "alerts/AlertsForm.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "store/DatabaseError.h"
+#include "store/EventTime.h"
+#include "store/FailureWords.h"
 
 namespace korvane::alerts {
+namespace {
 
-AlertsForm::AlertsForm(const AlertServices& services) : services_(services), store_(services.Connection) {
-  Do([this] { Load(); });
+constexpr std::string_view kNoSignal =
+    "The change is stored, but it could not be signalled to the receiver service of this machine. A receiver "
+    "of this release follows the trap store and takes the change over by itself; another one does so when it "
+    "is started again.";
+
+constexpr int kSkippedLooks = 30;
+
+}  // namespace
+
+AlertsForm::AlertsForm(const AlertServices& services)
+    : services_(services), store_(services.Connection), reports_(services.Connection) {
+  if (Do([this] { Load(); })) {
+    RefreshStates();
+  }
 }
 
 // What was shown stays when the list can't be read.
@@ -21,9 +37,22 @@ bool AlertsForm::Do(Work work) {
     work();
     return true;
   } catch (const store::DatabaseError& error) {
-    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(services_.Prompt, "The alerts could not be read or changed.", error,
+                       store::Attempt::OneOfSeveral);
     return false;
   }
+}
+
+// work writes, and then changes the alert that it is given as the list is to show it, even where the list
+// can't be read anew.
+template <typename Work>
+bool AlertsForm::Change(std::int32_t groupId, Work work) {
+  const std::optional<std::size_t> row = RowOf(groupId);
+  if (!row || !Do([&] { work(alerts_[*row]); })) {
+    return false;
+  }
+  Saved();
+  return true;
 }
 
 std::int32_t AlertsForm::ActionOf(const Alert& alert, ActionKind kind) {
@@ -41,58 +70,100 @@ std::optional<std::size_t> AlertsForm::RowOf(std::int32_t groupId) const {
                                 : std::optional(static_cast<std::size_t>(found - alerts_.begin()));
 }
 
+AlertState AlertsForm::StateOf(const Alert& alert) const {
+  const auto found = states_.find(alert.GroupId);
+  return found == states_.end() ? AlertState() : found->second;
+}
+
+std::string AlertsForm::TimeText(std::int32_t time) const {
+  return time == 0 ? std::string()
+                   : store::FormatDateTime(store::EventTimeToLocal(time, services_.TimeZoneBias));
+}
+
 void AlertsForm::Saved() {
   changed_ = true;
   Do([this] { Load(); });
 }
 
-bool AlertsForm::Remove(std::size_t row) {
-  if (row >= alerts_.size() ||
+bool AlertsForm::Remove(std::int32_t groupId) {
+  if (!RowOf(groupId) ||
       services_.Prompt.Ask("Are you sure you want to remove the selected Alert.", PromptButtons::NoYes,
                            PromptIcon::Question) != PromptAnswer::Yes) {
     return false;
   }
   return Do([&] {
-    store_.DeleteAlert(alerts_[row].GroupId);
-    alerts_.erase(alerts_.begin() + static_cast<std::ptrdiff_t>(row));
+    store_.DeleteAlert(groupId);
+    std::erase_if(alerts_, [groupId](const Alert& alert) { return alert.GroupId == groupId; });
     changed_ = true;
   });
 }
 
-bool AlertsForm::SetActions(std::size_t row, const std::vector<ActionKind>& kinds, const ActionIds& ids) {
-  return row < alerts_.size() && Do([&] {
-           store_.SetAlertActions(kinds, alerts_[row].GroupId, ids);
-           ActionIds actions = alerts_[row].Actions.value_or(ActionIds());
-           for (const ActionKind kind : kinds) {
-             IdOf(actions, kind) = IdOf(ids, kind);
-           }
-           Stored(row, actions);
-         });
-}
-
-// Shown even when the list can't be read anew, which is said.
-void AlertsForm::Stored(std::size_t row, const ActionIds& actions) {
-  alerts_[row].Actions = actions;
-  changed_ = true;
-  Do([this] { Load(); });
-}
-
-bool AlertsForm::ClearAction(std::size_t row, ActionKind kind) {
-  if (row >= alerts_.size() || !Uses(alerts_[row], kind)) {
-    return false;
-  }
-  return Do([&] {
-    store_.ClearAlertAction(kind, alerts_[row].GroupId);
-    ActionIds actions = alerts_[row].Actions.value_or(ActionIds());
-    IdOf(actions, kind) = kNoAction;
-    Stored(row, actions);
+bool AlertsForm::SetActions(std::int32_t groupId, const std::vector<ActionKind>& kinds,
+                            const ActionIds& ids) {
+  return Change(groupId, [&](Alert& alert) {
+    store_.SetAlertActions(kinds, groupId, ids);
+    ActionIds actions = alert.Actions.value_or(ActionIds());
+    for (const ActionKind kind : kinds) {
+      IdOf(actions, kind) = IdOf(ids, kind);
+    }
+    alert.Actions = actions;
   });
 }
 
+bool AlertsForm::ClearAction(std::int32_t groupId, ActionKind kind) {
+  const std::optional<std::size_t> row = RowOf(groupId);
+  return row && Uses(alerts_[*row], kind) && Change(groupId, [&](Alert& alert) {
+           store_.ClearAlertAction(kind, groupId);
+           IdOf(*alert.Actions, kind) = kNoAction;
+         });
+}
+
+bool AlertsForm::Switch(std::int32_t groupId, bool off) {
+  return Change(groupId, [&](Alert& alert) {
+    store_.SwitchAlert(groupId, off);
+    alert.Off = off;
+  });
+}
+
+void AlertsForm::Reload() {
+  try {
+    Load();
+  } catch (const store::DatabaseError&) {
+    // The frame says that the store can't be read.
+  }
+}
+
+bool AlertsForm::RefreshStates() {
+  if (looksToSkip_ > 0) {
+    --looksToSkip_;
+    return false;
+  }
+  try {
+    auto states = reports_.LoadStates();
+    if (states != states_) {
+      states_ = std::move(states);
+      return true;
+    }
+  } catch (const store::DatabaseError&) {
+    // As above; what was told before is still so.
+    looksToSkip_ = kSkippedLooks;
+  }
+  return false;
+}
+
+void AlertsForm::Test(std::int32_t groupId) {
+  if (const std::optional<std::size_t> row = RowOf(groupId)) {
+    Do([&] { trial_.Begin(groupId, alerts_[*row].Description); });
+  }
+}
+
 void AlertsForm::Close() {
-  if (changed_) {
-    SignalActionUpdate(services_.Registry);
-    changed_ = false;
+  trial_.End();
+  if (!std::exchange(changed_, false) || SignalActionUpdate(services_.Registry)) {
+    return;
+  }
+  if (!std::exchange(services_.SignalFailureTold, true)) {
+    services_.Prompt.Show(kNoSignal, PromptIcon::Exclamation);
   }
 }
 

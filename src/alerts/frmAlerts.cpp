@@ -6,18 +6,23 @@
 #include <QShortcut>
 #include <algorithm>
 #include <array>
+#include <chrono>
 
 #include "alerts/AlertsTableModel.h"
 #include "alerts/frmActions.h"
 #include "alerts/frmAlertCnfg.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
+#include "common/qt/NoticeBar.h"
+#include "common/qt/QtText.h"
 #include "ui_frmAlerts.h"
 
 namespace korvane::alerts {
 namespace {
 
-constexpr int kActionColumns = 4;
+// All but the last, which takes what is left.
+constexpr int kKeptColumns = AlertsTableModel::kFailureColumn;
+constexpr int kFollowMilliseconds = 1000;
 
 }  // namespace
 
@@ -27,13 +32,16 @@ frmAlerts::frmAlerts(const AlertServices& services, QWidget* parent)
       form_(services),
       ui_(std::make_unique<Ui::frmAlerts>()),
       table_(new AlertsTableModel(form_, this)),
-      mnuActions_(new QMenu(tr("Actions"), this)) {
+      mnuActions_(new QMenu(tr("Actions"), this)),
+      trial_(new NoticeBar(tr("&Hide"), this)) {
   ui_->setupUi(this);
   SetUpList();
   SetUpMenu();
+  SetUpTrial();
   connect(ui_->cmdAdd, &QPushButton::clicked, this, &frmAlerts::Add);
   connect(ui_->cmdEdit, &QPushButton::clicked, this, &frmAlerts::Edit);
   connect(ui_->cmdRemove, &QPushButton::clicked, this, &frmAlerts::Remove);
+  connect(ui_->cmdTest, &QPushButton::clicked, this, &frmAlerts::SendTest);
   connect(ui_->cmdOK, &QPushButton::clicked, this, &frmAlerts::reject);
   if (!form_.Alerts().empty()) {
     ui_->lvAlerts->selectRow(0);
@@ -52,10 +60,13 @@ void frmAlerts::SetUpList() {
   SetEmptyText(list, tr("No alerts: nobody is notified of any trap"));
   CopyRowsByShortcut(list);
   list.horizontalHeader()->setStretchLastSection(true);
-  widths_ = std::make_unique<ColumnWidths>(list, services_.Settings, "AlertsColumnWidths", kActionColumns);
+  widths_ = std::make_unique<ColumnWidths>(list, services_.Settings, "AlertsColumnWidths", kKeptColumns);
   if (!widths_->ByHand()) {
-    widths_->Set(std::array{360, 72, 72, 90});
+    widths_->Set(std::array{240, 60, 60, 80, 74, 130});
   }
+  connect(
+      table_, &AlertsTableModel::Switched, this, [this](std::int32_t groupId) { ShowList(groupId); },
+      Qt::QueuedConnection);  // the list still works on the click
   list.setContextMenuPolicy(Qt::CustomContextMenu);
   connect(&list, &QWidget::customContextMenuRequested, this, &frmAlerts::ShowMenu);
   connect(list.selectionModel(), &QItemSelectionModel::selectionChanged, this, &frmAlerts::EnableButtons);
@@ -85,79 +96,127 @@ void frmAlerts::SetUpMenu() {
   add("mnuAll", tr("All"), {std::begin(kActionKinds), std::end(kActionKinds)});
 }
 
-std::optional<std::size_t> frmAlerts::SelectedRow() const {
-  const QModelIndexList selected = ui_->lvAlerts->selectionModel()->selectedRows();
-  return selected.isEmpty() ? std::nullopt : std::optional(static_cast<std::size_t>(selected.first().row()));
+void frmAlerts::SetUpTrial() {
+  ui_->rows->addWidget(trial_);
+  connect(trial_, &NoticeBar::WayOutTaken, this, [this] {
+    form_.Trial().End();
+    ShowTrial();
+  });
+  connect(&follow_, &QTimer::timeout, this, &frmAlerts::Follow);
+  follow_.start(kFollowMilliseconds);
 }
 
-void frmAlerts::SelectAlert(std::int32_t groupId) {
-  if (const std::optional<std::size_t> row = form_.RowOf(groupId)) {
-    ui_->lvAlerts->selectRow(static_cast<int>(*row));
-    ui_->lvAlerts->scrollTo(ui_->lvAlerts->currentIndex());
+std::optional<Alert> frmAlerts::SelectedAlert() const {
+  const QModelIndexList selected = ui_->lvAlerts->selectionModel()->selectedRows();
+  const auto row =
+      selected.isEmpty() ? form_.Alerts().size() : static_cast<std::size_t>(selected.first().row());
+  return row < form_.Alerts().size() ? std::optional(form_.Alerts()[row]) : std::nullopt;
+}
+
+void frmAlerts::ShowList(std::optional<std::int32_t> groupId) {
+  const int column = std::max(0, ui_->lvAlerts->currentIndex().column());
+  table_->Reset();
+  const std::optional<std::size_t> row = groupId ? form_.RowOf(*groupId) : std::nullopt;
+  if (row) {
+    ui_->lvAlerts->setCurrentIndex(table_->index(static_cast<int>(*row), column));
   }
   EnableButtons();
 }
 
+void frmAlerts::SelectAlert(std::int32_t groupId) {
+  ShowList(groupId);
+  ui_->lvAlerts->scrollTo(ui_->lvAlerts->currentIndex());
+}
+
+void frmAlerts::Reload() {
+  const std::optional<Alert> selected = SelectedAlert();
+  form_.Reload();
+  form_.RefreshStates();
+  ShowList(selected ? std::optional(selected->GroupId) : std::nullopt);
+}
+
 void frmAlerts::EnableButtons() {
-  const bool selected = SelectedRow().has_value();
+  const bool selected = SelectedAlert().has_value();
   ui_->cmdEdit->setEnabled(selected);
   ui_->cmdRemove->setEnabled(selected);
+  ui_->cmdTest->setEnabled(selected);
 }
 
 void frmAlerts::Add() {
   frmAlertCnfg dialog(services_, std::nullopt, this);
   if (dialog.exec() == QDialog::Accepted) {
     form_.Saved();
-    table_->Reset();
     SelectAlert(dialog.GroupId());
   }
 }
 
 void frmAlerts::Edit() {
-  const std::optional<std::size_t> row = SelectedRow();
-  if (!row) {
+  const std::optional<Alert> alert = SelectedAlert();
+  if (!alert) {
     return;
   }
-  const Alert alert = form_.Alerts()[*row];
   frmAlertCnfg dialog(services_, alert, this);
   if (dialog.WasRead() && dialog.exec() == QDialog::Accepted) {
     form_.Saved();
-    table_->Reset();
-    SelectAlert(alert.GroupId);
+    SelectAlert(alert->GroupId);
   }
 }
 
 void frmAlerts::Remove() {
-  const std::optional<std::size_t> row = SelectedRow();
-  if (!row || !form_.Remove(*row)) {
+  const std::optional<Alert> alert = SelectedAlert();
+  const int row = ui_->lvAlerts->currentIndex().row();
+  if (!alert || !form_.Remove(alert->GroupId)) {
     return;
   }
   table_->Reset();
-  ui_->lvAlerts->selectRow(std::min(static_cast<int>(*row), table_->rowCount() - 1));
+  ui_->lvAlerts->selectRow(std::min(row, table_->rowCount() - 1));
   ui_->lvAlerts->setFocus();
   EnableButtons();
 }
 
+void frmAlerts::SendTest() {
+  if (const std::optional<Alert> alert = SelectedAlert()) {
+    form_.Test(alert->GroupId);
+    sinceAsked_.start();
+    ShowTrial();
+  }
+}
+
+void frmAlerts::Follow() {
+  if (form_.RefreshStates()) {
+    table_->StatesChanged();
+  }
+  if (form_.Trial().IsOpen() && form_.StoreAnswers()) {
+    form_.Trial().Follow(std::chrono::seconds(sinceAsked_.elapsed() / 1000));
+    ShowTrial();
+  }
+}
+
+void frmAlerts::ShowTrial() {
+  const TrialState state = form_.Trial().State();
+  trial_->Say(ToQString(form_.Trial().Text()), state == TrialState::NoAnswer || state == TrialState::Failed
+                                                   ? MessagePicture::Exclamation
+                                                   : MessagePicture::Information);
+}
+
 void frmAlerts::ConfigureActions(const std::vector<ActionKind>& kinds) {
-  const std::optional<std::size_t> row = SelectedRow();
-  if (!row) {
+  const std::optional<Alert> alert = SelectedAlert();
+  if (!alert) {
     return;
   }
-  const Alert alert = form_.Alerts()[*row];
   if (const std::optional<ActionIds> ids =
-          alerts::ConfigureActions(services_, kinds, alert.Actions.value_or(ActionIds()), this)) {
-    form_.SetActions(*row, kinds, *ids);
-    table_->Reset();
-    SelectAlert(alert.GroupId);
+          alerts::ConfigureActions(services_, kinds, alert->Actions.value_or(ActionIds()), this)) {
+    form_.SetActions(alert->GroupId, kinds, *ids);
+    SelectAlert(alert->GroupId);
   }
 }
 
 void frmAlerts::ClearCurrentAction() {
-  const std::optional<std::size_t> row = SelectedRow();
+  const std::optional<Alert> alert = SelectedAlert();
   const int column = ui_->lvAlerts->currentIndex().column() - AlertsTableModel::kFirstActionColumn;
-  if (row && column >= 0 && form_.ClearAction(*row, kActionKinds[static_cast<std::size_t>(column)])) {
-    const QModelIndex cell = ui_->lvAlerts->currentIndex();
-    Q_EMIT table_->dataChanged(cell, cell);
+  if (alert && column >= 0 && column < static_cast<int>(std::size(kActionKinds)) &&
+      form_.ClearAction(alert->GroupId, kActionKinds[static_cast<std::size_t>(column)])) {
+    ShowList(alert->GroupId);
   }
 }
 
@@ -166,7 +225,7 @@ void frmAlerts::ShowMenu(const QPoint& position) {
   if (index.isValid()) {
     ui_->lvAlerts->setCurrentIndex(index);
   }
-  if (SelectedRow()) {
+  if (SelectedAlert()) {
     mnuActions_->popup(ui_->lvAlerts->viewport()->mapToGlobal(position));
   }
 }

@@ -1,9 +1,11 @@
-// The window "Alerts": the alerts with their actions, to be added, edited and removed.  When it closes after
-// a change, the receiver service is told through the registry.  The frame runs exec(); one object per use;
-// user-interface thread.
+// The window "Alerts": the alerts with their actions, to be added, edited, switched off, tried and removed,
+// and what became of each.  When it closes after a change, the receiver service is told through the registry.
+// The frame runs exec(); one object per use; user-interface thread.
 #pragma once
 
 #include <QDialog>
+#include <QElapsedTimer>
+#include <QTimer>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -16,6 +18,10 @@
 class QMenu;
 namespace Ui {
 class frmAlerts;
+}
+
+namespace korvane {
+class NoticeBar;
 }
 
 namespace korvane::alerts {
@@ -31,15 +37,26 @@ class frmAlerts : public QDialog {
 
   void reject() override;
 
+ public Q_SLOTS:
+  // Another console changed alerts: the list is read anew, the selection stays.
+  void Reload();
+
  private:
   void SetUpList();
   void SetUpMenu();
-  std::optional<std::size_t> SelectedRow() const;
+  void SetUpTrial();
+  std::optional<Alert> SelectedAlert() const;
+  // The list as the form has it now, with this alert selected where it is still there.
+  void ShowList(std::optional<std::int32_t> groupId);
   void SelectAlert(std::int32_t groupId);
   void EnableButtons();
   void Add();
   void Edit();
   void Remove();
+  void SendTest();
+  // Looks what the receivers have told meanwhile.
+  void Follow();
+  void ShowTrial();
   void ConfigureActions(const std::vector<ActionKind>& kinds);
   // Of the action's cell that is the current one.
   void ClearCurrentAction();
@@ -51,6 +68,9 @@ class frmAlerts : public QDialog {
   AlertsTableModel* table_;
   QMenu* mnuActions_;
   std::unique_ptr<ColumnWidths> widths_;
+  NoticeBar* trial_;
+  QTimer follow_;
+  QElapsedTimer sinceAsked_;
 };
 
 }  // namespace korvane::alerts

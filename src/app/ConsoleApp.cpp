@@ -11,7 +11,9 @@ namespace {
 // So that a server that went mute is noticed by the thread that follows the trap table.
 constexpr store::ConnectionOptions kFeederTimeouts{.ConnectTimeoutSeconds = 10, .CommandTimeoutSeconds = 60};
 
+// Somebody waits for all of them.
 std::unique_ptr<store::Connection> OpenOwnConnection(store::ConnectionOptions timeouts) {
+  timeouts.SilenceSeconds = store::kSilenceSeconds;
   auto connection = std::make_unique<store::Connection>();
   connection->Open(store::kDataSourceName, {}, {}, timeouts);
   return connection;

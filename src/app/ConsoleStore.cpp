@@ -1,5 +1,7 @@
 #include "app/ConsoleStore.h"
 
+#include "store/Acknowledge.h"
+
 namespace korvane::app {
 
 ConsoleStore::ConsoleStore() {
@@ -26,8 +28,8 @@ void ConsoleStore::SaveSystems() {
   SystemList.SaveSystems(Database);
 }
 
-void ConsoleStore::Execute(std::string_view statement) {
-  Database.Execute(statement);
+void ConsoleStore::AcknowledgeAll(std::int32_t beforeTime) {
+  store::AcknowledgeAll(Database, beforeTime);
 }
 
 void ConsoleStore::CloseDatabase() {

@@ -25,7 +25,7 @@ class ConsoleStore : public SharedStore {
   store::ReadOutcome ReloadCategoryInformation() override;
   store::ReadOutcome LoadFilters() override;
   void SaveSystems() override;
-  void Execute(std::string_view statement) override;
+  void AcknowledgeAll(std::int32_t beforeTime) override;
   void CloseDatabase() override;
   void ReleaseLists() override;
 

@@ -3,7 +3,7 @@
 #include <cstddef>
 
 #include "common/Services.h"
-#include "store/Statements.h"
+#include "store/FailureWords.h"
 
 namespace korvane::app {
 
@@ -58,21 +58,18 @@ void Shutdown::SaveSystems() {
   try {
     services_.Store.SaveSystems();
   } catch (const std::exception& error) {
-    Report(error);
+    store::ShowFailure(services_.Prompt, "The list of systems was not saved.", error,
+                       store::Attempt::Changing);
   }
 }
 
 void Shutdown::AcknowledgeAll() {
   try {
     // Strictly below the mark: traps stored after the newest one that was seen here, and that one, stay new.
-    services_.Store.Execute(store::AcknowledgeAllStatement(services_.State.gLastTrapTime));
+    services_.Store.AcknowledgeAll(services_.State.gLastTrapTime);
   } catch (const std::exception& error) {
-    Report(error);
+    store::ShowFailure(services_.Prompt, "The traps were not acknowledged.", error, store::Attempt::Changing);
   }
-}
-
-void Shutdown::Report(const std::exception& error) {
-  services_.Prompt.Show(error.what(), PromptIcon::Critical);
 }
 
 }  // namespace korvane::app

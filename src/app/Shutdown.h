@@ -43,7 +43,6 @@ class Shutdown {
   void StopReceiver();
   void SaveSystems();
   void AcknowledgeAll();
-  void Report(const std::exception& error);
 
   ShutdownServices services_;
 };

@@ -8,12 +8,12 @@
 
 #include "common/Text.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 
 namespace korvane::categories {
 
 namespace {
 
-constexpr store::ConnectionOptions kTimeouts = {.ConnectTimeoutSeconds = 120, .CommandTimeoutSeconds = 480};
 // Before the connection's end is taken for done: the receiver may be waiting for what it held.
 constexpr int kSettleMilliseconds = 500;
 
@@ -39,22 +39,19 @@ CategoriesForm::CategoriesForm(const CategoryServices& services, CategoriesWindo
 
 CategoriesForm::~CategoriesForm() = default;
 
-void CategoriesForm::ShowError(const std::exception& error) {
-  services_.Prompt.Show(error.what(), PromptIcon::Critical);
-}
-
 bool CategoriesForm::Open() {
   if (IsOpen()) {
     return true;
   }
   try {
     const BusyPointer busy(window_);
-    connection_ = services_.OpenConnection(kTimeouts);
+    connection_ = services_.OpenConnection(kCategoryTimeouts);
     transaction_ = std::make_unique<CategoryTransaction>(*connection_);
     store_ = std::make_unique<CategoryStore>(*transaction_);
   } catch (const store::DatabaseError& error) {
     connection_.reset();
-    ShowError(error);
+    store::ShowFailure(services_.Prompt, "The categories can't be changed now.", error,
+                       store::Attempt::Reading);
     return false;
   }
   LoadCategoryTree({});
@@ -67,7 +64,7 @@ void CategoriesForm::LoadCategoryTree(std::string_view nameToSelect) {
     const BusyPointer busy(window_);
     categories_ = store_->LoadCategoryTree();
   } catch (const store::DatabaseError& error) {
-    ShowError(error);
+    store::ShowFailure(services_.Prompt, "The categories could not be read.", error, store::Attempt::Reading);
     return;
   }
   const auto found = std::ranges::find_if(
@@ -95,7 +92,8 @@ void CategoriesForm::LoadTrapDetails() {
     const BusyPointer busy(window_);
     details_ = store_->LoadTrapDetails(SelectedName());
   } catch (const store::DatabaseError& error) {
-    ShowError(error);
+    store::ShowFailure(services_.Prompt, "The traps of this category could not be read.", error,
+                       store::Attempt::Reading);
   }
 }
 
@@ -122,6 +120,20 @@ bool CategoriesForm::RunWizard(WizardTask& task) {
   window_.RunWizard(task, *transaction_);
   modified_ = modified_ || transaction_->Changed();
   return !task.Cancelled || transaction_->ChangesBegun() != before;
+}
+
+// False after its message.  What a change that failed has written is there to be saved or taken back, too.
+bool CategoriesForm::Change(std::string_view failure, const std::function<void()>& change) {
+  try {
+    const BusyPointer busy(window_);
+    change();
+  } catch (const store::DatabaseError& error) {
+    modified_ = modified_ || transaction_->Changed();
+    store::ShowFailure(services_.Prompt, failure, error, store::Attempt::OneOfSeveral);
+    return false;
+  }
+  modified_ = modified_ || transaction_->Changed();
+  return true;
 }
 
 bool CategoriesForm::CreateCategory() {
@@ -157,15 +169,10 @@ bool CategoriesForm::DeleteCategory() {
                            PromptButtons::NoYes, PromptIcon::Question) != PromptAnswer::Yes) {
     return false;
   }
-  try {
-    const BusyPointer busy(window_);
-    store_->DeleteCategory(name);
-  } catch (const store::DatabaseError& error) {
-    modified_ = modified_ || transaction_->Changed();
-    ShowError(error);
+  if (!Change("The category could not be removed. Cancel takes back what was begun.",
+              [&] { store_->DeleteCategory(name); })) {
     return false;
   }
-  modified_ = true;
   const std::size_t position = *selected_;
   categories_.erase(categories_.begin() + static_cast<std::ptrdiff_t>(position));
   // The next one takes its place; behind the last there is the one before.
@@ -209,17 +216,83 @@ bool CategoriesForm::RemoveTrap(std::size_t row) {
                            PromptIcon::Question) != PromptAnswer::Yes) {
     return false;
   }
-  try {
-    const BusyPointer busy(window_);
-    store_->RemoveTrapDetail(SelectedName(), Traps()[row].TrapTableId);
-  } catch (const store::DatabaseError& error) {
-    modified_ = modified_ || transaction_->Changed();
-    ShowError(error);
+  if (!Change("The trap could not be removed from its category.",
+              [&] { store_->RemoveTrapDetail(SelectedName(), Traps()[row].TrapTableId); })) {
     return false;
   }
-  modified_ = true;
   details_.Traps.erase(details_.Traps.begin() + static_cast<std::ptrdiff_t>(row));
   return true;
+}
+
+bool CategoriesForm::CanMoveCategory(Direction to) const {
+  return selected_ && (to == Direction::Up ? *selected_ > 0 : *selected_ + 1 < categories_.size());
+}
+
+bool CategoriesForm::MoveCategory(Direction to) {
+  if (!CanMoveCategory(to)) {
+    return false;
+  }
+  const bool up = to == Direction::Up;
+  const std::size_t other = up ? *selected_ - 1 : *selected_ + 1;
+  bool moved = false;
+  Change("The category could not be moved.", [&] {
+    moved = store_->MoveCategory(categories_[other], up ? Side::Behind : Side::Before, SelectedName());
+  });
+  if (moved) {
+    std::swap(categories_[*selected_], categories_[other]);
+    selected_ = other;
+  }
+  return moved;
+}
+
+bool CategoriesForm::CanMoveTraps(RowRange rows, Direction to) const {
+  return rows.First <= rows.Last && rows.Last < Traps().size() &&
+         (to == Direction::Up ? rows.First > 0 : rows.Last + 1 < Traps().size());
+}
+
+// The neighbour goes to the other side of the rows, however many these are.
+bool CategoriesForm::MoveTraps(RowRange rows, Direction to) {
+  if (!CanMoveTraps(rows, to)) {
+    return false;
+  }
+  const bool up = to == Direction::Up;
+  const auto idOf = [this](std::size_t row) { return Traps()[row].TrapTableId; };
+  bool moved = false;
+  Change("The trap could not be moved.", [&] {
+    moved = up ? store_->MoveTrapDetail(SelectedName(), idOf(rows.First - 1), Side::Behind, idOf(rows.Last))
+               : store_->MoveTrapDetail(SelectedName(), idOf(rows.Last + 1), Side::Before, idOf(rows.First));
+  });
+  if (moved) {
+    const auto at = [this](std::size_t row) {
+      return details_.Traps.begin() + static_cast<std::ptrdiff_t>(row);
+    };
+    if (up) {
+      std::rotate(at(rows.First - 1), at(rows.First), at(rows.Last + 1));
+    } else {
+      std::rotate(at(rows.First), at(rows.Last + 1), at(rows.Last + 2));
+    }
+  }
+  return moved;
+}
+
+void CategoriesForm::StoreChanged() {
+  if (!IsOpen()) {
+    return;
+  }
+  const std::string name(SelectedName());
+  const std::size_t position = selected_.value_or(0);
+  try {
+    const BusyPointer busy(window_);
+    transaction_->ReadAnew();
+    categories_ = store_->LoadCategoryTree();
+  } catch (const store::DatabaseError&) {
+    return;  // said elsewhere, and what is changed here is not lost
+  }
+  const auto found = std::ranges::find(categories_, name);
+  // Of one that is gone the next takes its place.
+  SelectCategory(found != categories_.end() ? static_cast<std::size_t>(found - categories_.begin())
+                 : position < categories_.size() || position == 0 ? position
+                                                                  : categories_.size() - 1);
 }
 
 bool CategoriesForm::Commit() {
@@ -231,7 +304,7 @@ bool CategoriesForm::Commit() {
     transaction_->Commit();
     return true;
   } catch (const store::DatabaseError& error) {
-    ShowError(error);
+    store::ShowFailure(services_.Prompt, "The changes were not saved.", error, store::Attempt::Changing);
     return false;
   }
 }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -19,6 +20,14 @@
 #include "store/Connection.h"
 
 namespace korvane::categories {
+
+enum class Direction { Up, Down };
+
+// Rows of the list that lie together; both ends belong to them.
+struct RowRange {
+  std::size_t First = 0;
+  std::size_t Last = 0;
+};
 
 // What the form has its window do.
 class CategoriesWindow {
@@ -39,7 +48,7 @@ class CategoriesForm {
   // message when there is no connection: the window is not to open.
   bool Open();
 
-  // Names in table order.
+  // Names in stored order.
   const std::vector<std::string>& Categories() const { return categories_; }
   std::optional<std::size_t> Selected() const { return selected_; }
   std::string_view SelectedName() const;
@@ -65,6 +74,18 @@ class CategoriesForm {
   std::optional<std::size_t> AddTraps();
   std::optional<std::size_t> EditTrap(std::size_t row);
   bool RemoveTrap(std::size_t row);  // true: this row, and nothing else, left the list
+  // By one place; nothing is asked.  True: the selected category has changed places with its neighbour and is
+  // still selected, the neighbour of the rows has gone to their other side.
+  bool CanMoveCategory(Direction to) const;
+  bool MoveCategory(Direction to);
+  bool CanMoveTraps(RowRange rows, Direction to) const;
+  bool MoveTraps(RowRange rows, Direction to);
+
+  // Something was changed here and is not saved.
+  bool Modified() const { return modified_; }
+  // After somebody else changed the categories: the lists are read anew, with what is changed here, and the
+  // selected category stays selected if it is still there.  When they can't be read they stay.
+  void StoreChanged();
 
   // True when the window is to close.
   bool Ok();
@@ -80,7 +101,7 @@ class CategoriesForm {
   void LoadTrapDetails();
   bool RunWizard(WizardTask& task);
   std::optional<std::size_t> WizardForTraps(WizardMode mode, std::int32_t trapTableId);
-  void ShowError(const std::exception& error);
+  bool Change(std::string_view failure, const std::function<void()>& change);
 
   CategoryServices services_;
   CategoriesWindow& window_;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -15,7 +16,6 @@
 namespace korvane::categories {
 namespace {
 
-constexpr store::ConnectionOptions kTimeouts{.ConnectTimeoutSeconds = 120, .CommandTimeoutSeconds = 480};
 constexpr std::string_view kFilesAre = "Category files";
 
 FileQuestion Question(std::string caption) {
@@ -70,8 +70,10 @@ void ImportCategories(const CategoryServices& services, QWidget* parent) {
   }
   {
     const BusyScope busy(services.Busy, "Saving New Data");
-    const std::unique_ptr<store::Connection> own = services.OpenConnection(kTimeouts);
-    StoreChosen(*offered, *own);
+    const std::unique_ptr<store::Connection> own = services.OpenConnection(kCategoryTimeouts);
+    StoreChosen(*offered, *own, [&](std::size_t written, std::size_t traps) {
+      services.Busy.ShowProgress(static_cast<std::int64_t>(written), static_cast<std::int64_t>(traps));
+    });
   }
   CategoriesSaved(services);
 }

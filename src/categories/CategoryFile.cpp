@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <optional>
 #include <unordered_set>
 #include <utility>
@@ -70,6 +71,12 @@ std::optional<int> HexDigit(char c) {
     return c - 'a' + 10;
   }
   return std::nullopt;
+}
+
+// As the store counts them.
+std::size_t Characters(std::string_view utf8) {
+  return static_cast<std::size_t>(
+      std::ranges::count_if(utf8, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
 class Reader {
@@ -206,8 +213,8 @@ class Reader {
     ExchangedCategory category;
     const std::size_t start = number_;
     category.Name = Text("category");
-    if (category.Name.empty() || category.Name.size() > kLongestName) {
-      throw CategoryFileError(start, "a category's name has 1 to 255 bytes");
+    if (category.Name.empty() || Characters(category.Name) > kLongestName) {
+      throw CategoryFileError(start, "a category's name has 1 to 255 characters");
     }
     category.Details.Description = Text("description");
     category.Details.Severity = Severity();

@@ -19,6 +19,11 @@ void CategoryNamesModel::RowGone(int row) {
   endRemoveRows();
 }
 
+void CategoryNamesModel::RowMoved(int row, Direction to) {
+  beginMoveRows({}, row, row, {}, to == Direction::Up ? row - 1 : row + 2);
+  endMoveRows();
+}
+
 int CategoryNamesModel::rowCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : count_;
 }

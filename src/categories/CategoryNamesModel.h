@@ -13,9 +13,11 @@ class CategoryNamesModel : public QAbstractListModel {
  public:
   explicit CategoryNamesModel(const CategoriesForm& form, QObject* parent = nullptr);
 
-  // After the form's list changed as a whole, or lost one category.
+  // After the form's list changed as a whole, lost one category, or had it change places with the one above
+  // or below.
   void Refresh();
   void RowGone(int row);
+  void RowMoved(int row, Direction to);
 
   int rowCount(const QModelIndex& parent = {}) const override;
   QVariant data(const QModelIndex& index, int role) const override;

@@ -8,6 +8,7 @@
 #include "params/CategoryInformation.h"
 #include "store/Recordset.h"
 #include "store/Statements.h"
+#include "store/StoredOrder.h"
 #include "store/Tables.h"
 
 namespace korvane::categories {
@@ -20,24 +21,18 @@ std::string WithSuffix(std::string_view name, std::string_view suffix) {
   return std::string(name).append(suffix);
 }
 
+std::string OfGroup(std::string_view groupName) {
+  return "Trap_Group_Name = " + store::Quoted(groupName);
+}
+
 std::vector<std::int32_t> Members(store::Connection& connection, std::string_view groupName) {
   std::vector<std::int32_t> ids;
   store::Recordset rows =
-      connection.OpenRecordset(store::kTrapGroup, "Trap_Group_Name = " + store::Quoted(groupName));
+      connection.OpenRecordset(store::InStoredOrder(store::kTrapGroup, OfGroup(groupName)));
   while (rows.Next()) {
     ids.push_back(rows.Integer("Trap_ID"));
   }
   return ids;
-}
-
-TrapDetail ReadTrapDetail(const store::Recordset& rows) {
-  return {.TrapTableId = rows.Integer("Trap_Table_ID"),
-          .Source = rows.Text("Source_Agent"),
-          .GenericTrap = rows.IsNull("GenericTrap") ? -1 : rows.Integer("GenericTrap"),
-          .EnterpriseOid = rows.Text("EnterpriseOid"),
-          .SpecificTrap = rows.Text("SpecificTrap"),
-          .VarBinds = rows.Text("EventDescription"),
-          .Severity = rows.Integer("Severity")};
 }
 
 // In the order of the numbers; a number without a row is left out.
@@ -65,6 +60,16 @@ void AppendTrapDetails(store::Connection& connection, const std::vector<std::int
 
 }  // namespace
 
+TrapDetail ReadTrapDetail(const store::Recordset& rows) {
+  return {.TrapTableId = rows.Integer("Trap_Table_ID"),
+          .Source = rows.Text("Source_Agent"),
+          .GenericTrap = rows.IsNull("GenericTrap") ? -1 : rows.Integer("GenericTrap"),
+          .EnterpriseOid = rows.Text("EnterpriseOid"),
+          .SpecificTrap = rows.Text("SpecificTrap"),
+          .VarBinds = rows.Text("EventDescription"),
+          .Severity = rows.Integer("Severity")};
+}
+
 std::string TrapGroupName(std::string_view categoryName) {
   return WithSuffix(categoryName, params::kTrapGroupSuffix);
 }
@@ -81,10 +86,11 @@ CategoryDetails CategoryStore::LoadTrapDetails(std::string_view categoryName) {
     details.Description = master.Text("Category_Desc");
     details.Severity = master.Integer("Severity");
   }
-  store::Recordset groups = Db().OpenRecordset(store::kCategoryGroup, "Category_Name =" + name);
+  store::Recordset groups =
+      Db().OpenRecordset(store::InStoredOrder(store::kCategoryGroup, "Category_Name =" + name));
   while (groups.Next()) {
-    store::Recordset kinds = Db().OpenRecordset(
-        store::kCategoryGroupDetail, fmt::format("Category_ID = {}", groups.Integer("Category_ID")));
+    store::Recordset kinds = Db().OpenRecordset(store::InStoredOrder(
+        store::kCategoryGroupDetail, fmt::format("Category_ID = {}", groups.Integer("Category_ID"))));
     while (kinds.Next()) {
       if (kinds.Integer("Category_Type") == params::kTrapGroupType) {
         AppendTrapDetails(Db(), Members(Db(), kinds.Text("Group_Name")), details.Traps);
@@ -118,6 +124,21 @@ void CategoryStore::RemoveTrapDetail(std::string_view categoryName, std::int32_t
   transaction_.BeforeChange();
   Db().Execute(fmt::format("DELETE FROM {} WHERE Trap_Group_Name = {} AND Trap_ID = {}", store::kTrapGroup,
                            group, trapTableId));
+}
+
+bool CategoryStore::MoveCategory(std::string_view name, Side side, std::string_view other) {
+  transaction_.BeforeChange();
+  store::StoredOrder order(Db(), store::kCategoryGroupMaster);
+  return side == Side::Before ? order.PutBefore(name, other) : order.PutBehind(name, other);
+}
+
+bool CategoryStore::MoveTrapDetail(std::string_view categoryName, std::int32_t trapTableId, Side side,
+                                   std::int32_t other) {
+  store::StoredOrder order(Db(), store::kTrapGroup, OfGroup(TrapGroupName(categoryName)));
+  transaction_.BeforeChange();
+  const std::string moved = fmt::to_string(trapTableId);
+  const std::string neighbour = fmt::to_string(other);
+  return side == Side::Before ? order.PutBefore(moved, neighbour) : order.PutBehind(moved, neighbour);
 }
 
 void CategoryStore::DeleteCategoryAllKinds(std::string_view categoryName) {

@@ -29,6 +29,8 @@ struct TrapDetail {
   bool operator==(const TrapDetail&) const = default;
 };
 
+enum class Side { Before, Behind };
+
 struct CategoryDetails {
   std::string Description;
   std::int32_t Severity = 0;
@@ -36,17 +38,24 @@ struct CategoryDetails {
   bool operator==(const CategoryDetails&) const = default;
 };
 
+// The definition in the current row of Trap_Group_Detail.
+TrapDetail ReadTrapDetail(const store::Recordset& rows);
+
 class CategoryStore {
  public:
   explicit CategoryStore(CategoryTransaction& transaction) : transaction_(transaction) {}
 
-  // The names of the categories with a group of traps, in table order.
+  // The names of the categories with a group of traps, in stored order.
   std::vector<std::string> LoadCategoryTree();
   CategoryDetails LoadTrapDetails(std::string_view categoryName);
 
   // Of the trap kind only; trap definitions stay, since other categories may share them.
   void DeleteCategory(std::string_view categoryName);
   void RemoveTrapDetail(std::string_view categoryName, std::int32_t trapTableId);
+  // Puts the category, or the trap of a category, directly before or behind another one: the first that
+  // accepts a trap decides.  False, and nothing is changed, when one of the two is no longer there.
+  bool MoveCategory(std::string_view name, Side side, std::string_view other);
+  bool MoveTrapDetail(std::string_view categoryName, std::int32_t trapTableId, Side side, std::int32_t other);
   // All four kinds and every relation: for a category that is replaced whole.
   void DeleteCategoryAllKinds(std::string_view categoryName);
 

@@ -1,5 +1,6 @@
 #include "categories/CategoryTransaction.h"
 
+#include "store/ChangeLog.h"
 #include "store/Tables.h"
 
 namespace korvane::categories {
@@ -22,7 +23,18 @@ void CategoryTransaction::BeforeChange() {
   ++changesBegun_;
 }
 
+void CategoryTransaction::ReadAnew() {
+  if (!changed_) {
+    connection_.Rollback();
+    connection_.BeginTransaction();
+  }
+}
+
 void CategoryTransaction::Commit() {
+  if (changed_) {
+    // Not before: the receiver writes into the file that holds the log.
+    store::NoteChange(connection_, store::ChangeKind::Categories);
+  }
   // A change that could not even begin has left nothing to commit.
   if (changed_ || connection_.InTransaction()) {
     connection_.Commit();

@@ -3,12 +3,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
+#include <unordered_set>
 
 #include "common/Text.h"
 #include "params/CategoryInformation.h"
-#include "store/DatabaseError.h"
+#include "store/CategoryNumber.h"
 #include "store/Recordset.h"
 #include "store/Statements.h"
+#include "store/StoredOrder.h"
 #include "store/Tables.h"
 
 namespace korvane::categories {
@@ -16,6 +19,8 @@ namespace korvane::categories {
 namespace {
 
 constexpr std::int32_t kRootRelationType = 1;
+constexpr std::size_t kTrapsAtOnce = 1024;
+constexpr std::array<std::string_view, 3> kMemberColumns = {"Trap_Group_Name", "Trap_ID", store::kSortOrder};
 
 // Refuses texts that can't stand in a statement before anything is written, so that a second try finds
 // everything as it was.
@@ -35,6 +40,37 @@ std::int32_t LargestId(store::Connection& connection, std::string_view table) {
 
 }  // namespace
 
+void CategoryWriter::Expect(std::size_t categories, std::span<const TrapDetail> traps) {
+  CheckTexts({}, traps);
+  transaction_.BeforeChange();
+  expected_ = true;
+  const std::int32_t largest =
+      std::max(LargestId(Db(), store::kCategoryGroup), LargestId(Db(), store::kCategoryGroupDetail));
+  numbersLeft_ = static_cast<std::int32_t>(categories);
+  nextNumber_ = store::TakeCategoryNumbers(Db(), largest, numbersLeft_);
+  definitions_.Expect(traps.size());
+  while (!traps.empty()) {
+    const auto some = traps.first(std::min(traps.size(), kTrapsAtOnce));
+    traps = traps.subspan(some.size());
+    definitions_.FindOrAdd(some);
+    Report(some.size());
+  }
+}
+
+void CategoryWriter::Finish() {
+  expected_ = false;
+  if (members_) {
+    members_->Flush();
+  }
+}
+
+void CategoryWriter::Report(std::size_t steps) {
+  steps_ += steps;
+  if (progress_) {
+    progress_(Written());
+  }
+}
+
 std::multimap<std::string, std::string> CategoryWriter::NamesInUse() {
   std::multimap<std::string, std::string> names;
   store::Recordset rows = Db().OpenRecordset(store::kCategoryGroupMaster);
@@ -50,14 +86,18 @@ void CategoryWriter::AddCategory(std::string_view name, std::string_view descrip
   CheckTexts(name, traps);
   if (!begun_.empty() && begun_ == name) {
     CategoryStore(transaction_).DeleteCategory(name);
+  } else {
+    begunNumber_ = 0;
   }
   begun_.clear();
   transaction_.BeforeChange();
-  store::Recordset master = Db().OpenRecordset(store::kCategoryGroupMaster);
+  store::Recordset master =
+      Db().OpenRecordset(store::kCategoryGroupMaster, "Category_Name = " + store::Quoted(name));
   master.AddNew();
   master.Set("Category_Name", name);
   master.Set("Category_Desc", description);
   master.Set("Severity", severity);
+  master.Set(store::kSortOrder, store::StoredOrder(Db(), store::kCategoryGroupMaster).NumberAtEnd());
   master.Update();
   begun_ = name;
   EnsureGroups(name, description);
@@ -68,6 +108,7 @@ void CategoryWriter::AddCategory(std::string_view name, std::string_view descrip
 
 void CategoryWriter::EditCategory(std::string_view name, std::string_view description,
                                   std::int32_t severity) {
+  begunNumber_ = 0;
   const std::string quotedDescription = store::Quoted(description);
   const std::string quotedName = store::Quoted(name);
   transaction_.BeforeChange();
@@ -87,15 +128,47 @@ void CategoryWriter::AddTrapDetails(std::string_view name, std::span<const TrapD
 
 void CategoryWriter::EditTrapDetail(std::string_view name, std::int32_t oldTrapTableId,
                                     const TrapDetail& trap) {
-  const std::string group = TrapGroupName(name);
+  const std::string filter = "Trap_Group_Name = " + store::Quoted(TrapGroupName(name));
   CheckTexts(name, std::span(&trap, 1));
   transaction_.BeforeChange();
-  Db().Execute(fmt::format("DELETE FROM {} WHERE Trap_Group_Name = {} AND Trap_ID = {}", store::kTrapGroup,
-                           store::Quoted(group), oldTrapTableId));
-  AddMembers(group, std::span(&trap, 1));
+  // A second try finds the old one gone already.
+  if (editedId_ != oldTrapTableId) {
+    editedNumber_ =
+        store::StoredOrder(Db(), store::kTrapGroup, filter).NumberOf(fmt::to_string(oldTrapTableId));
+    editedId_ = oldTrapTableId;
+  }
+  std::int32_t number = editedNumber_;
+  Db().Execute(
+      fmt::format("DELETE FROM {} WHERE {} AND Trap_ID = {}", store::kTrapGroup, filter, oldTrapTableId));
+  const std::int32_t id = definitions_.FindOrAdd(std::span(&trap, 1)).front();
+  store::Recordset member =
+      Db().OpenRecordset(store::kTrapGroup, fmt::format("{} AND Trap_ID = {}", filter, id));
+  if (member.Next()) {
+    // Equal to another member it is that one, and stands where the first of the two stood.
+    number = std::min(number, member.Integer(store::kSortOrder));
+  } else {
+    member.AddNew();
+    member.Set("Trap_Group_Name", TrapGroupName(name));
+    member.Set("Trap_ID", id);
+  }
+  member.Set(store::kSortOrder, number);
+  member.Update();
+  editedId_ = 0;
 }
 
-// The category's number: that of its group of traps where one was left behind, else one above all in use.
+// Above all in use, whoever gave those their numbers.
+std::int32_t CategoryWriter::NewNumber() {
+  if (numbersLeft_ > 0) {
+    --numbersLeft_;
+    begunNumber_ = nextNumber_++;
+  } else if (begunNumber_ == 0) {
+    begunNumber_ = store::TakeCategoryNumbers(
+        Db(), std::max(LargestId(Db(), store::kCategoryGroup), LargestId(Db(), store::kCategoryGroupDetail)));
+  }
+  return begunNumber_;
+}
+
+// The category's number: that of its group of traps where one was left behind, else a new one.
 std::int32_t CategoryWriter::EnsureTrapKind(std::string_view group) {
   store::Recordset rows = Db().OpenRecordset(
       store::kCategoryGroupDetail,
@@ -103,8 +176,7 @@ std::int32_t CategoryWriter::EnsureTrapKind(std::string_view group) {
   if (rows.Next()) {
     return rows.Integer("Category_ID");
   }
-  const std::int32_t id =
-      std::max(LargestId(Db(), store::kCategoryGroup), LargestId(Db(), store::kCategoryGroupDetail)) + 1;
+  const std::int32_t id = NewNumber();
   rows.AddNew();
   rows.Set("Category_ID", id);
   rows.Set("Category_Type", params::kTrapGroupType);
@@ -134,42 +206,31 @@ void CategoryWriter::EnsureGroups(std::string_view name, std::string_view descri
   }
 }
 
-std::int32_t CategoryWriter::FindOrAdd(const TrapDetail& trap) {
-  const std::string filter = fmt::format(
-      "Source_Agent = {} AND EnterpriseOid = {} AND GenericTrap = {} AND Severity = {} AND SpecificTrap = {} "
-      "AND EventDescription = {}",
-      store::Quoted(trap.Source), store::Quoted(trap.EnterpriseOid), trap.GenericTrap, trap.Severity,
-      store::Quoted(trap.SpecificTrap), store::Quoted(trap.VarBinds));
-  store::Recordset rows = Db().OpenRecordset(store::kTrapGroupDetail, filter);
-  if (rows.Next()) {
-    return rows.Integer("Trap_Table_ID");
-  }
-  rows.AddNew();
-  rows.Set("Source_Agent", trap.Source);
-  rows.Set("EnterpriseOid", trap.EnterpriseOid);
-  rows.Set("GenericTrap", trap.GenericTrap);
-  rows.Set("Severity", trap.Severity);
-  rows.Set("SpecificTrap", trap.SpecificTrap);
-  rows.Set("EventDescription", trap.VarBinds);
-  rows.Update();
-  store::Recordset added = Db().OpenRecordset(store::kTrapGroupDetail, filter);
-  if (!added.Next()) {
-    throw store::DatabaseError("The trap that was just added is not there.", "02000", 0, filter);
-  }
-  return added.Integer("Trap_Table_ID");
-}
-
 void CategoryWriter::AddMembers(std::string_view group, std::span<const TrapDetail> traps) {
-  for (const TrapDetail& trap : traps) {
-    const std::int32_t id = FindOrAdd(trap);
-    store::Recordset members = Db().OpenRecordset(
-        store::kTrapGroup, fmt::format("Trap_Group_Name = {} AND Trap_ID = {}", store::Quoted(group), id));
-    if (!members.Next()) {
-      members.AddNew();
-      members.Set("Trap_Group_Name", group);
-      members.Set("Trap_ID", id);
-      members.Update();
+  const std::string filter = "Trap_Group_Name = " + store::Quoted(group);
+  std::unordered_set<std::int32_t> members;
+  for (store::Recordset rows = Db().OpenRecordset(store::kTrapGroup, filter); rows.Next();) {
+    members.insert(rows.Integer("Trap_ID"));
+  }
+  if (!members_) {
+    members_.emplace(Db(), store::kTrapGroup, kMemberColumns);
+  }
+  definitions_.Expect(traps.size());
+  std::int32_t number = members.empty() ? 1
+                                        : store::StoredOrder(Db(), store::kTrapGroup, filter)
+                                              .NumberAtEnd(static_cast<std::int32_t>(traps.size()));
+  while (!traps.empty()) {
+    const auto some = traps.first(std::min(traps.size(), kTrapsAtOnce));
+    traps = traps.subspan(some.size());
+    for (const std::int32_t id : definitions_.FindOrAdd(some)) {
+      if (members.insert(id).second) {
+        members_->Add(std::array<store::BatchInsert::Value, kMemberColumns.size()>{group, id, number++});
+      }
     }
+    if (!expected_) {
+      members_->Flush();
+    }
+    Report(expected_ ? some.size() : 2 * some.size());
   }
 }
 

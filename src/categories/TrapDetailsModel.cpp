@@ -35,6 +35,15 @@ void TrapDetailsModel::RowGone(int row) {
   endRemoveRows();
 }
 
+void TrapDetailsModel::RowsMoved(RowRange rows, Direction to) {
+  const int first = static_cast<int>(rows.First);
+  const int last = static_cast<int>(rows.Last);
+  textsRow_ = -1;
+  beginMoveRows({}, first, last, {}, to == Direction::Up ? first - 1 : last + 2);
+  textsRow_ = -1;
+  endMoveRows();
+}
+
 int TrapDetailsModel::rowCount(const QModelIndex& parent) const {
   return parent.isValid() ? 0 : count_;
 }

@@ -19,9 +19,10 @@ class TrapDetailsModel : public QAbstractTableModel {
   // namesNotRead is called while painting; the form's TakeNamesError has what to say.
   TrapDetailsModel(CategoriesForm& form, std::function<void()> namesNotRead, QObject* parent = nullptr);
 
-  // After the form's list changed as a whole, or lost one row.
+  // After the form's list changed as a whole, lost one row, or had rows that lie together moved by one place.
   void Refresh();
   void RowGone(int row);
+  void RowsMoved(RowRange rows, Direction to);
 
   int rowCount(const QModelIndex& parent = {}) const override;
   int columnCount(const QModelIndex& parent = {}) const override;

@@ -5,6 +5,7 @@
 #include "common/Text.h"
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 #include "store/Statements.h"
 
 namespace korvane::categories {
@@ -23,19 +24,19 @@ params::TrapCriteria CriteriaOf(const TrapDetail& trap) {
 
 }  // namespace
 
-WizardForm::WizardForm(WizardTask& task, CategoryTransaction& transaction, store::TrapNames& names,
-                       Prompts& prompts)
+WizardForm::WizardForm(WizardTask& task, CategoryTransaction& transaction, const WizardServices& services)
     : task_(task),
       transaction_(transaction),
       writer_(transaction),
-      names_(names),
-      prompts_(prompts),
+      names_(services.Names),
+      prompts_(services.Prompt),
+      busy_(services.Busy),
       page_(task.Mode == WizardMode::AddCategory || task.Mode == WizardMode::EditCategory
                 ? WizardPage::Category
                 : WizardPage::Traps),
       name_(task.CategoryName),
       edited_(StoredTrap()),
-      criteria_(CriteriaOf(edited_), names, prompts, params::GenericChoice::OneOrAll, {}) {
+      criteria_(CriteriaOf(edited_), names_, prompts_, params::GenericChoice::OneOrAll, {}) {
   severity_.Items.assign(store::kSeverityNames.begin(), store::kSeverityNames.end());
   params::Choose(severity_, static_cast<std::size_t>(edited_.Severity));
 }
@@ -56,7 +57,7 @@ TrapDetail WizardForm::StoredTrap() {
     }
   } catch (const store::DatabaseError& error) {
     wasRead_ = false;
-    prompts_.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(prompts_, "The category could not be read.", error, store::Attempt::Reading);
   }
   return {};
 }
@@ -150,7 +151,7 @@ void WizardForm::Add() {
   try {
     entry.Texts = TextsOf(entry.Trap, names_);
   } catch (const store::DatabaseError& error) {
-    prompts_.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(prompts_, "The trap could not be added to the list.", error, store::Attempt::Reading);
     return;
   }
   pending_.push_back(std::move(entry));
@@ -170,11 +171,12 @@ bool WizardForm::NextOrFinish() {
       }
       return false;
     }
-    if (!OperatorAgrees() || !Write()) {
+    if (!OperatorAgrees()) {
       return false;
     }
+    Write();
   } catch (const store::DatabaseError& error) {
-    prompts_.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(prompts_, "The entries could not be saved.", error, store::Attempt::OneOfSeveral);
     return false;
   }
   task_.CategoryName = name_;
@@ -217,31 +219,40 @@ bool WizardForm::OperatorAgrees() {
   return true;
 }
 
-bool WizardForm::Write() {
+void WizardForm::Write() {
   std::vector<TrapDetail> traps;
   for (const PendingTrap& entry : pending_) {
     traps.push_back(entry.Trap);
   }
+  try {
+    const BusyScope busy(busy_, "Saving New Data");
+    const std::size_t before = writer_.Written();
+    writer_.ReportTo([&](std::size_t written) {
+      busy_.ShowProgress(static_cast<std::int64_t>(written - before),
+                         static_cast<std::int64_t>(traps.size()));
+    });
+    WriteTask(traps);
+  } catch (const RelationExists& error) {
+    // The category is written; only its place below the root was taken already.
+    prompts_.Show(error.what(), PromptIcon::Critical);
+  }
+}
+
+void WizardForm::WriteTask(const std::vector<TrapDetail>& traps) {
   switch (task_.Mode) {
     case WizardMode::AddCategory:
-      try {
-        writer_.AddCategory(name_, description_, traps.empty() ? 0 : traps.front().Severity, traps);
-      } catch (const RelationExists& error) {
-        // The category is written; only its place below the root was taken already.
-        prompts_.Show(error.what(), PromptIcon::Critical);
-      }
-      return true;
+      writer_.AddCategory(name_, description_, traps.empty() ? 0 : traps.front().Severity, traps);
+      break;
     case WizardMode::EditCategory:
       writer_.EditCategory(name_, description_, categorySeverity_);
-      return true;
+      break;
     case WizardMode::AddTrapDetails:
       writer_.AddTrapDetails(name_, traps);
-      return true;
+      break;
     case WizardMode::EditTrapDetail:
       writer_.EditTrapDetail(name_, task_.TrapTableId, EnteredTrap());
-      return true;
+      break;
   }
-  return false;
 }
 
 }  // namespace korvane::categories

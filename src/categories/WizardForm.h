@@ -13,6 +13,7 @@
 #include "categories/CategoryWriter.h"
 #include "categories/TrapDetailTexts.h"
 #include "categories/WizardTask.h"
+#include "common/BusyIndicator.h"
 #include "common/Prompts.h"
 #include "params/FormControls.h"
 #include "params/TrapCriteriaForm.h"
@@ -27,10 +28,16 @@ struct PendingTrap {
   TrapDetailTexts Texts;  // as the list shows it
 };
 
+struct WizardServices {
+  store::TrapNames& Names;
+  Prompts& Prompt;
+  BusyIndicator& Busy;
+};
+
 class WizardForm {
  public:
   // Everything must outlive the form.
-  WizardForm(WizardTask& task, CategoryTransaction& transaction, store::TrapNames& names, Prompts& prompts);
+  WizardForm(WizardTask& task, CategoryTransaction& transaction, const WizardServices& services);
 
   // False when what is to be edited could not be read: the wizard is not to show, since Finish would write
   // its empty fields over it.
@@ -67,13 +74,15 @@ class WizardForm {
   bool EnteredIsComplete();
   bool MayLeaveFirstPage();
   bool OperatorAgrees();
-  bool Write();
+  void Write();
+  void WriteTask(const std::vector<TrapDetail>& traps);
 
   WizardTask& task_;
   CategoryTransaction& transaction_;
   CategoryWriter writer_;
   store::TrapNames& names_;
   Prompts& prompts_;
+  BusyIndicator& busy_;
   WizardPage page_;
   std::string name_;
   std::string description_;

@@ -3,12 +3,14 @@
 #include <QCloseEvent>
 #include <QGuiApplication>
 #include <QHeaderView>
-#include <QKeyEvent>
-#include <QMenu>
+#include <QItemSelection>
 #include <QPushButton>
 #include <QScreen>
+#include <QScrollBar>
 #include <algorithm>
 #include <array>
+#include <unordered_set>
+#include <utility>
 
 #include "categories/frmTrpCatWiz.h"
 #include "common/NumberList.h"
@@ -17,6 +19,7 @@
 #include "common/qt/Icons.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
+#include "common/qt/NoticeBar.h"
 #include "common/qt/QtText.h"
 #include "traps/TrapCellDelegate.h"
 #include "ui_frmCategories.h"
@@ -59,12 +62,15 @@ frmCategories::frmCategories(const CategoryServices& services, QWidget* parent)
              [this] { QMetaObject::invokeMethod(this, &frmCategories::ReportNames, Qt::QueuedConnection); }),
       ui_(std::make_unique<Ui::frmCategories>()) {
   ui_->setupUi(this);
+  // Behind the others: a dialog whose first control is a button begins with its default button.
+  notice_ = new NoticeBar(tr("&Hide"), this);
   setSizeGripEnabled(true);
   ui_->lblHelp->setText(ToQString(kHelp));
   ShowHelpPicture();
   SetUpLists();
-  SetUpButtons();
-  SetUpMenus();
+  SetUpCommands();
+  ui_->rows->insertWidget(1, notice_);
+  connect(notice_, &NoticeBar::WayOutTaken, this, [this] { notice_->Say({}, MessagePicture::Information); });
   RestorePlace();
   ShowCategories();
 }
@@ -92,7 +98,6 @@ void frmCategories::SetUpLists() {
   SetEmptyText(*ui_->tvEvtGrps, tr("No categories yet"));
   connect(ui_->tvEvtGrps->selectionModel(), &QItemSelectionModel::currentRowChanged, this,
           &frmCategories::CategoryChosen);
-  connect(ui_->tvEvtGrps, &QAbstractItemView::doubleClicked, this, &frmCategories::Edit);
 
   QTableView& list = *ui_->lvEvtDetails;
   list.setModel(&traps_);
@@ -109,63 +114,81 @@ void frmCategories::SetUpLists() {
     widths_->Set(kTrapColumnWidths);
   }
   connect(list.selectionModel(), &QItemSelectionModel::selectionChanged, this, &frmCategories::ShowCommands);
-  connect(&list, &QAbstractItemView::doubleClicked, this, &frmCategories::EditTrap);
-  ui_->tvEvtGrps->installEventFilter(this);
-  list.installEventFilter(this);
 }
 
-void frmCategories::SetUpButtons() {
+void frmCategories::SetUpCommands() {
+  const auto doing = [this](void (frmCategories::*act)()) {
+    return [this, act] { Do([&] { (this->*act)(); }); };
+  };
+  new PaneCommands(*ui_->tvEvtGrps, QStringLiteral("EvtGrp"),
+                   {.New = doing(&frmCategories::Create),
+                    .Edit = doing(&frmCategories::Edit),
+                    .Remove = doing(&frmCategories::Delete),
+                    .Move = [this](Direction to) { Do([&] { MoveCategory(to); }); },
+                    .CanAdd = [] { return true; },
+                    .CanMove = [this](Direction to) { return form_.CanMoveCategory(to); }});
+  new PaneCommands(*ui_->lvEvtDetails, QStringLiteral("EvtDet"),
+                   {.New = doing(&frmCategories::AddTraps),
+                    .Edit = doing(&frmCategories::EditTrap),
+                    .Remove = doing(&frmCategories::RemoveTrap),
+                    .Move = [this](Direction to) { Do([&] { MoveTraps(to); }); },
+                    .CanAdd = [this] { return form_.Selected().has_value(); },
+                    .CanMove =
+                        [this](Direction to) {
+                          const auto rows = SelectedRows();
+                          return rows && form_.CanMoveTraps(*rows, to);
+                        }});
+  const std::pair<QPushButton*, void (frmCategories::*)()> buttons[] = {
+      {ui_->cmdCreateEvtGrp, &frmCategories::Create}, {ui_->cmdEditEvtGrp, &frmCategories::Edit},
+      {ui_->cmdDeleteEvtGrp, &frmCategories::Delete}, {ui_->cmdAddEvtDet, &frmCategories::AddTraps},
+      {ui_->cmdEditEvtDet, &frmCategories::EditTrap}, {ui_->cmdRemoveEvtDet, &frmCategories::RemoveTrap}};
+  for (const auto& [button, act] : buttons) {
+    connect(button, &QPushButton::clicked, this, doing(act));
+  }
+  connect(ui_->tvEvtGrps, &QAbstractItemView::doubleClicked, this, doing(&frmCategories::Edit));
+  connect(ui_->lvEvtDetails, &QAbstractItemView::doubleClicked, this, doing(&frmCategories::EditTrap));
   AddOkAndCancel(*ui_->buttons, tr("&Cancel"));
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmCategories::accept);
   connect(ui_->buttons, &QDialogButtonBox::rejected, this, &frmCategories::reject);
-  connect(ui_->cmdCreateEvtGrp, &QPushButton::clicked, this, &frmCategories::Create);
-  connect(ui_->cmdEditEvtGrp, &QPushButton::clicked, this, &frmCategories::Edit);
-  connect(ui_->cmdDeleteEvtGrp, &QPushButton::clicked, this, &frmCategories::Delete);
-  connect(ui_->cmdAddEvtDet, &QPushButton::clicked, this, &frmCategories::AddTraps);
-  connect(ui_->cmdEditEvtDet, &QPushButton::clicked, this, &frmCategories::EditTrap);
-  connect(ui_->cmdRemoveEvtDet, &QPushButton::clicked, this, &frmCategories::RemoveTrap);
 }
 
-QAction* frmCategories::AddItem(QMenu& menu, const QString& caption, const char* name,
-                                void (frmCategories::*act)()) {
-  QAction* item = menu.addAction(caption, this, act);
-  item->setObjectName(QString::fromLatin1(name));
-  return item;
-}
-
-void frmCategories::SetUpMenus() {
-  mnuPopEvtGrp_ = new QMenu(this);
-  mnuPopEvtGrp_->setObjectName(QStringLiteral("mnuPopEvtGrp"));
-  mnuPopNewEvtGrp_ = AddItem(*mnuPopEvtGrp_, tr("New"), "mnuPopNewEvtGrp", &frmCategories::Create);
-  mnuPopEditEvtGrp_ = AddItem(*mnuPopEvtGrp_, tr("Edit"), "mnuPopEditEvtGrp", &frmCategories::Edit);
-  mnuPopRemEvtGrp_ = AddItem(*mnuPopEvtGrp_, tr("Remove"), "mnuPopRemEvtGrp", &frmCategories::Delete);
-  mnuPopEvtDet_ = new QMenu(this);
-  mnuPopEvtDet_->setObjectName(QStringLiteral("mnuPopEvtDet"));
-  mnuPopNewEvtDet_ = AddItem(*mnuPopEvtDet_, tr("New"), "mnuPopNewEvtDet", &frmCategories::AddTraps);
-  mnuPopEditEvtDet_ = AddItem(*mnuPopEvtDet_, tr("Edit"), "mnuPopEditEvtDet", &frmCategories::EditTrap);
-  mnuPopRemEvtDet_ = AddItem(*mnuPopEvtDet_, tr("Remove"), "mnuPopRemEvtDet", &frmCategories::RemoveTrap);
-  connect(ui_->tvEvtGrps, &QWidget::customContextMenuRequested, this, &frmCategories::PopUpTree);
-  connect(ui_->lvEvtDetails, &QWidget::customContextMenuRequested, this, &frmCategories::PopUpList);
-}
-
-void frmCategories::PopUpTree(const QPoint& position) {
-  const bool overNode = ui_->tvEvtGrps->indexAt(position).isValid();
-  mnuPopEditEvtGrp_->setEnabled(overNode);
-  mnuPopRemEvtGrp_->setEnabled(overNode);
-  mnuPopEvtGrp_->popup(ui_->tvEvtGrps->viewport()->mapToGlobal(position));
-}
-
-void frmCategories::PopUpList(const QPoint& position) {
-  const QModelIndex cell = ui_->lvEvtDetails->indexAt(position);
-  const bool overRow = cell.isValid();
-  if (overRow) {
-    // What the menu is about, when several rows are selected.
-    ui_->lvEvtDetails->selectRow(cell.row());
+void frmCategories::Do(const std::function<void()>& act) {
+  acting_ = true;
+  act();
+  acting_ = false;
+  if (std::exchange(changed_, false) && isVisible()) {
+    StoreChanged();
   }
-  mnuPopNewEvtDet_->setEnabled(form_.Selected().has_value());
-  mnuPopEditEvtDet_->setEnabled(overRow);
-  mnuPopRemEvtDet_->setEnabled(overRow);
-  mnuPopEvtDet_->popup(ui_->lvEvtDetails->viewport()->mapToGlobal(position));
+}
+
+void frmCategories::StoreChanged() {
+  if (acting_) {
+    changed_ = true;
+    return;
+  }
+  std::unordered_set<std::int32_t> selected;
+  for (const auto& [first, last] : SelectedRanges(*ui_->lvEvtDetails)) {
+    for (int row = first; row <= last; ++row) {
+      selected.insert(form_.Traps()[static_cast<std::size_t>(row)].TrapTableId);
+    }
+  }
+  const int top = ui_->lvEvtDetails->verticalScrollBar()->value();
+  form_.StoreChanged();
+  ShowCategories();
+  QItemSelection rows;
+  for (int row = 0; row < traps_.rowCount(); ++row) {
+    if (selected.contains(form_.Traps()[static_cast<std::size_t>(row)].TrapTableId)) {
+      rows.select(traps_.index(row, 0), traps_.index(row, traps_.columnCount() - 1));
+    }
+  }
+  ui_->lvEvtDetails->selectionModel()->select(rows, QItemSelectionModel::Select);
+  ui_->lvEvtDetails->verticalScrollBar()->setValue(top);
+  if (form_.Modified()) {
+    notice_->Say(
+        tr("The categories were changed at another console. The lists show them as they are now, with "
+           "your own changes, which OK saves."),
+        MessagePicture::Information);
+  }
 }
 
 bool frmCategories::Open() {
@@ -179,7 +202,7 @@ int frmCategories::exec() {
 }
 
 void frmCategories::RunWizard(WizardTask& task, CategoryTransaction& transaction) {
-  frmTrpCatWiz wizard(task, transaction, services_.Names, services_.Prompt, this);
+  frmTrpCatWiz wizard(task, transaction, {services_.Names, services_.Prompt, services_.Busy}, this);
   if (wizard.WasRead()) {
     wizard.exec();
   }
@@ -257,11 +280,16 @@ void frmCategories::CategoryChosen() {
   ShowTraps();
 }
 
-std::optional<int> frmCategories::SelectedRow() const {
+std::optional<RowRange> frmCategories::SelectedRows() const {
   const auto ranges = SelectedRanges(*ui_->lvEvtDetails);
-  return ranges.size() == 1 && ranges.front().first == ranges.front().second
-             ? std::optional(ranges.front().first)
-             : std::nullopt;
+  return ranges.size() == 1 ? std::optional(RowRange{.First = static_cast<std::size_t>(ranges.front().first),
+                                                     .Last = static_cast<std::size_t>(ranges.front().second)})
+                            : std::nullopt;
+}
+
+std::optional<int> frmCategories::SelectedRow() const {
+  const auto rows = SelectedRows();
+  return rows && rows->First == rows->Last ? std::optional(static_cast<int>(rows->First)) : std::nullopt;
 }
 
 void frmCategories::SelectTrap(int row) {
@@ -318,71 +346,43 @@ void frmCategories::RemoveTrap() {
   }
 }
 
+void frmCategories::MoveCategory(Direction to) {
+  const auto from = form_.Selected();
+  if (form_.MoveCategory(to)) {
+    names_.RowMoved(static_cast<int>(*from), to);
+    ui_->tvEvtGrps->scrollTo(ui_->tvEvtGrps->currentIndex());
+  }
+}
+
+void frmCategories::MoveTraps(Direction to) {
+  const auto rows = SelectedRows();
+  if (rows && form_.MoveTraps(*rows, to)) {
+    traps_.RowsMoved(*rows, to);
+    ui_->lvEvtDetails->scrollTo(
+        traps_.index(static_cast<int>(to == Direction::Up ? rows->First - 1 : rows->Last + 1), 0));
+  }
+}
+
 void frmCategories::ReportNames() {
   if (const auto error = form_.TakeNamesError()) {
     services_.Prompt.Show(*error, PromptIcon::Critical);
   }
 }
 
-bool frmCategories::eventFilter(QObject* watched, QEvent* event) {
-  if (event->type() == QEvent::KeyPress) {
-    const auto& key = *static_cast<QKeyEvent*>(event);
-    const Qt::KeyboardModifiers modifiers = key.modifiers() & ~Qt::KeypadModifier;
-    if (modifiers == Qt::NoModifier &&
-        (watched == ui_->tvEvtGrps ? TreeKey(key.key()) : ListKey(key.key()))) {
-      return true;
-    }
-  }
-  return QDialog::eventFilter(watched, event);
-}
-
-// Enter is taken in any case: it must not reach OK from a list.
-bool frmCategories::TreeKey(int key) {
-  switch (key) {
-    case Qt::Key_Return:
-    case Qt::Key_Enter:
-    case Qt::Key_F2:
-      Edit();
-      return true;
-    case Qt::Key_Insert:
-      Create();
-      return true;
-    case Qt::Key_Delete:
-      Delete();
-      return true;
-    default:
-      return false;
-  }
-}
-
-bool frmCategories::ListKey(int key) {
-  switch (key) {
-    case Qt::Key_Return:
-    case Qt::Key_Enter:
-    case Qt::Key_F2:
-      EditTrap();
-      return true;
-    case Qt::Key_Insert:
-      AddTraps();
-      return true;
-    case Qt::Key_Delete:
-      RemoveTrap();
-      return true;
-    default:
-      return false;
-  }
-}
-
 void frmCategories::accept() {
-  if (form_.Ok()) {
-    QDialog::accept();
-  }
+  Do([this] {
+    if (form_.Ok()) {
+      QDialog::accept();
+    }
+  });
 }
 
 void frmCategories::reject() {
-  if (form_.Cancel()) {
-    QDialog::reject();
-  }
+  Do([this] {
+    if (form_.Cancel()) {
+      QDialog::reject();
+    }
+  });
 }
 
 void frmCategories::closeEvent(QCloseEvent* event) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <QDialog>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -11,12 +12,13 @@
 #include "categories/CategoriesForm.h"
 #include "categories/CategoryNamesModel.h"
 #include "categories/CategoryServices.h"
+#include "categories/PaneCommands.h"
 #include "categories/TrapDetailsModel.h"
 #include "common/qt/ColumnWidths.h"
 
-class QAction;
-class QMenu;
-class QPushButton;
+namespace korvane {
+class NoticeBar;
+}
 namespace Ui {
 class frmCategories;
 }
@@ -39,13 +41,16 @@ class frmCategories : public QDialog, private CategoriesWindow {
   // Of the first category of that name; nothing when there is none.
   void LoadTrapDetails(std::string_view categoryName);
 
+  // The categories were changed elsewhere: shows the lists anew, with what is not saved here, and keeps the
+  // selection.  Waits until the question or wizard is answered that stands in front.
+  void StoreChanged();
+
   void accept() override;  // OK
   void reject() override;  // Cancel and Escape
   void done(int result) override;
 
  protected:
   void closeEvent(QCloseEvent* event) override;  // the close box
-  bool eventFilter(QObject* watched, QEvent* event) override;
   void changeEvent(QEvent* event) override;
 
  private:
@@ -54,13 +59,8 @@ class frmCategories : public QDialog, private CategoriesWindow {
 
   void RestorePlace();
   void SetUpLists();
-  void SetUpButtons();
-  void SetUpMenus();
-  QAction* AddItem(QMenu& menu, const QString& caption, const char* name, void (frmCategories::*act)());
-  void PopUpTree(const QPoint& position);
-  void PopUpList(const QPoint& position);
-  bool TreeKey(int key);
-  bool ListKey(int key);
+  void SetUpCommands();
+  void Do(const std::function<void()>& act);
 
   void Create();
   void Edit();
@@ -68,8 +68,11 @@ class frmCategories : public QDialog, private CategoriesWindow {
   void AddTraps();
   void EditTrap();
   void RemoveTrap();
+  void MoveCategory(Direction to);
+  void MoveTraps(Direction to);
 
-  std::optional<int> SelectedRow() const;  // the one selected trap
+  std::optional<RowRange> SelectedRows() const;  // when they lie together
+  std::optional<int> SelectedRow() const;        // the one selected trap
   void CategoryChosen();
   void ShowCategories();
   void ShowSelected();
@@ -85,14 +88,9 @@ class frmCategories : public QDialog, private CategoriesWindow {
   TrapDetailsModel traps_;
   std::unique_ptr<Ui::frmCategories> ui_;
   std::unique_ptr<ColumnWidths> widths_;
-  QMenu* mnuPopEvtGrp_ = nullptr;
-  QMenu* mnuPopEvtDet_ = nullptr;
-  QAction* mnuPopNewEvtGrp_ = nullptr;
-  QAction* mnuPopEditEvtGrp_ = nullptr;
-  QAction* mnuPopRemEvtGrp_ = nullptr;
-  QAction* mnuPopNewEvtDet_ = nullptr;
-  QAction* mnuPopEditEvtDet_ = nullptr;
-  QAction* mnuPopRemEvtDet_ = nullptr;
+  NoticeBar* notice_ = nullptr;
+  bool acting_ = false;   // a question or the wizard may stand in front
+  bool changed_ = false;  // elsewhere, meanwhile
   bool showing_ = false;  // the lists are being filled: what gets selected is no choice
 };
 

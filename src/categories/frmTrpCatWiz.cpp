@@ -26,10 +26,10 @@ constexpr std::array kMemberColumnWidths = {90, 130, 110, 110, 90};  // severity
 
 }  // namespace
 
-frmTrpCatWiz::frmTrpCatWiz(WizardTask& task, CategoryTransaction& transaction, store::TrapNames& names,
-                           Prompts& prompts, QWidget* parent)
+frmTrpCatWiz::frmTrpCatWiz(WizardTask& task, CategoryTransaction& transaction, const WizardServices& services,
+                           QWidget* parent)
     : QDialog(parent),
-      form_(task, transaction, names, prompts),
+      form_(task, transaction, services),
       ui_(std::make_unique<Ui::frmTrpCatWiz>()),
       criteria_(nullptr),
       pending_(new QStandardItemModel(this)),
@@ -97,7 +97,7 @@ void frmTrpCatWiz::ConnectControls() {
           [this](int index) { form_.ChooseSeverity(params::ToPosition(index)); });
   connect(ui_->cmdAdd, &QPushButton::clicked, this, [this] {
     form_.Add();
-    ShowPending();
+    ShowAdded();
     ui_->lvTraps->scrollToBottom();
   });
   connect(ui_->cmdRemove, &QPushButton::clicked, this, &frmTrpCatWiz::RemovePending);
@@ -131,9 +131,9 @@ void frmTrpCatWiz::ShowTrapDescription() {
                                               : tr("This trap has no description"));
 }
 
-void frmTrpCatWiz::ShowPending() {
-  pending_->removeRows(0, pending_->rowCount());
-  for (const PendingTrap& entry : form_.Pending()) {
+void frmTrpCatWiz::ShowAdded() {
+  for (auto place = static_cast<std::size_t>(pending_->rowCount()); place < form_.Pending().size(); ++place) {
+    const PendingTrap& entry = form_.Pending()[place];
     QList<QStandardItem*> row;
     for (const std::string& text : entry.Texts) {
       const QString shown = ShownText(text);
@@ -147,7 +147,6 @@ void frmTrpCatWiz::ShowPending() {
     row.last()->setIcon(SeverityIcon(entry.Trap.Severity));
     pending_->appendRow(row);
   }
-  ShowCommands();
 }
 
 // The button hands its focus on when it is disabled, and it must not be Finish that gets it.
@@ -164,7 +163,7 @@ void frmTrpCatWiz::RemovePending() {
   if (!selected.isEmpty()) {
     const int row = selected.first().row();
     form_.RemovePending(static_cast<std::size_t>(row));
-    ShowPending();
+    pending_->removeRow(row);
     ui_->lvTraps->selectRow(std::min(row, pending_->rowCount() - 1));
   }
 }

@@ -9,8 +9,6 @@
 #include "categories/CategoryTransaction.h"
 #include "categories/WizardForm.h"
 #include "categories/WizardTask.h"
-#include "common/Prompts.h"
-#include "store/TrapNames.h"
 
 class QPushButton;
 class QStandardItemModel;
@@ -28,7 +26,7 @@ class frmTrpCatWiz : public QDialog {
 
  public:
   // transaction: the opener's.  All of it must outlive the dialog.
-  frmTrpCatWiz(WizardTask& task, CategoryTransaction& transaction, store::TrapNames& names, Prompts& prompts,
+  frmTrpCatWiz(WizardTask& task, CategoryTransaction& transaction, const WizardServices& services,
                QWidget* parent = nullptr);
   ~frmTrpCatWiz() override;
 
@@ -40,7 +38,7 @@ class frmTrpCatWiz : public QDialog {
   void ConnectControls();
   void ShowPage();
   void ShowTrapDescription();
-  void ShowPending();
+  void ShowAdded();
   void RemovePending();
   void ShowCommands();
   void NextOrFinish();

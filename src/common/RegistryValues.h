@@ -18,6 +18,7 @@ inline constexpr std::string_view kAckFrequencyValue = "KVAckFreqHours";
 inline constexpr std::string_view kPurgeFrequencyValue = "KVPurgeFreqDays";
 inline constexpr std::string_view kMaxViewTrapsValue = "MaxViewTraps";
 inline constexpr std::string_view kActionUpdateValue = "KVActionUpdate";
+inline constexpr std::string_view kSmtpServerValue = "KVSmtpServer";
 inline constexpr std::string_view kLocalRootDirValue = "LocalRootDir";
 
 inline constexpr std::int32_t kDefaultMaxViewTraps = 1000;

@@ -15,7 +15,7 @@ bool LooksTheSame(const StripLine& a, const StripLine& b) {
 void StripLines::Set(StripKind kind, StripLine line) {
   std::optional<StripLine>& place = At(kind);
   const bool same = place && LooksTheSame(*place, line);
-  if (line.Button.empty() && (!place || place->Text != line.Text)) {
+  if (kind != StripKind::Told && (!place || place->Text != line.Text)) {
     log_.TryWriteLog(line.Text);
   }
   place = std::move(line);
@@ -26,7 +26,7 @@ void StripLines::Set(StripKind kind, StripLine line) {
 
 void StripLines::Clear(StripKind kind) {
   if (std::optional<StripLine> gone = std::exchange(At(kind), std::nullopt)) {
-    if (gone->Button.empty()) {
+    if (kind != StripKind::Told) {
       log_.TryWriteLog("No longer: " + gone->Text);
     }
     TellListener();

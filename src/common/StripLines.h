@@ -39,8 +39,8 @@ class StripLines {
   // Both outlive it.
   StripLines(platform::Clock& clock, Log& log) : clock_(clock), log_(log) {}
 
-  // Takes the place of the kind's line.  The log has the texts as they come, change and go; of a line without
-  // a button, since what an operator did is no failure.
+  // Takes the place of the kind's line.  The log has the texts as they come, change and go, but for what the
+  // operator did.
   void Set(StripKind kind, StripLine line);
   void Clear(StripKind kind);
   // Something that happened, for the next kToldFor.

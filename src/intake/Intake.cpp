@@ -26,6 +26,7 @@ void FillFromRecord(const ReceivedTrap& received, std::string& varBinds, store::
           .DescriptionLength = descriptionLength,
           .EventNotes = {},
           .Definition = nullptr,
+          .OwnName = {},
           .SpecificTrap = received.SpecificTrap,
           .GenericTrap = received.GenericTrap,
           .Severity = 0,

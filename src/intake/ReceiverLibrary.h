@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "intake/LinkState.h"
 #include "intake/StoreNews.h"
 
 namespace korvane::intake {
@@ -49,6 +50,9 @@ class ReceiverLibrary {
   // Nor this: once the list is empty, what was changed in the store meanwhile; asked until there is nothing.
   // The list may go on after it.
   virtual StoreNews TakeNews() { return {}; }
+  // Nor are these: how the link to the store is doing, and to try at once what waits for its next try.
+  virtual LinkState State() const { return {}; }
+  virtual void TryNow() {}
   // The name of a system known by its address; false when it is not known (yet): a later call may succeed.
   // Given a name instead of an address, a library may answer with the address of that name.
   virtual bool KVResolveSystemName(const std::string& address, std::string& name) = 0;

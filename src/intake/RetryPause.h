@@ -22,6 +22,8 @@ class RetryPause {
     at_.reset();
     pause_ = 0;
   }
+  // Nothing while there is nothing to try again.
+  std::optional<std::int64_t> NextTry() const { return at_; }
   // True once when the time has come: what is tried then says how it went.
   bool TakeDue(std::int64_t now) {
     if (!at_ || now < *at_) {

@@ -74,8 +74,18 @@ void StoreChanges::Acknowledged(const store::Acknowledgement& done, std::string_
   if (changed == 0) {
     return;
   }
+  TellOwn(store::ChangeKind::Acknowledged, done.ChangeId, done.Changed);
   desk_.Strip.Tell(fmt::format("{} acknowledged", TrapsText(changed, ofSystem)), "Undo",
                    [this, done, system = std::string(ofSystem)] { TakeBack(done, system); });
+}
+
+void StoreChanges::TellOwn(store::ChangeKind kind, std::int32_t changeId, const store::TrapSelection& traps) {
+  windows_->Changed({.ChangeId = changeId,
+                     .Time = static_cast<std::int32_t>(desk_.Clock.UtcSeconds()),
+                     .Kind = kind,
+                     .Author = connection_.Author(),
+                     .Traps = traps,
+                     .Rows = {}});
 }
 
 void StoreChanges::TakeBack(const store::Acknowledgement& done, const std::string& ofSystem) {
@@ -83,6 +93,7 @@ void StoreChanges::TakeBack(const store::Acknowledgement& done, const std::strin
     const BusyScope busy(desk_.Busy, "Making Trap(s) New Again");
     const store::TrapSelection back = store::TakeBack(connection_, done);
     bounds_.Own.Withdraw(back);
+    TellOwn(store::ChangeKind::Unacknowledged, 0, back);
     const std::int64_t asked = store::CountOf(done.Changed.Numbers);
     const std::int64_t count = store::CountOf(back.Numbers);
     desk_.Strip.Tell(fmt::format("{} {} new again{}", TrapsText(count, ofSystem), count == 1 ? "is" : "are",
@@ -132,7 +143,7 @@ void StoreChanges::Apply(const store::Change& change) {
       Readmit(change.Traps);
       break;
     case ChangeKind::Notes:
-      ReadNotes(change.Traps);
+      ReadNotes(change);
       break;
     case ChangeKind::Filters:
       rereadFilters_ = reload_ = true;
@@ -148,7 +159,7 @@ void StoreChanges::Apply(const store::Change& change) {
       break;
   }
   TellOfOthers(change);
-  windows_->ChangedElsewhere(change);
+  windows_->Changed(change);
 }
 
 void StoreChanges::TellOfOthers(const store::Change& change) {
@@ -197,12 +208,12 @@ void StoreChanges::Admit(store::IncomingTrap& trap) {
   }
 }
 
-void StoreChanges::ReadNotes(const store::TrapSelection& traps) {
+void StoreChanges::ReadNotes(const store::Change& change) {
   store::Recordset rows =
       connection_.OpenRecordset(fmt::format("SELECT SequenceNumber, EventNotes FROM {}", store::kEventTrap),
-                                store::NumbersCondition(traps.Numbers));
+                                store::NumbersCondition(change.Traps.Numbers));
   while (rows.Next()) {
-    windows_->NotesSaved(rows.Integer("SequenceNumber"), rows.Text("EventNotes"));
+    windows_->NotesChanged(rows.Integer("SequenceNumber"), rows.Text("EventNotes"), store::StampOf(change));
   }
 }
 

@@ -49,7 +49,8 @@ class StoreChanges : public NewsTaker {
   // Reads what is unacknowledged among them and has everybody take it like a trap that arrives.
   void Readmit(const store::TrapSelection& traps);
   void Admit(store::IncomingTrap& trap);
-  void ReadNotes(const store::TrapSelection& traps);
+  void ReadNotes(const store::Change& change);
+  void TellOwn(store::ChangeKind kind, std::int32_t changeId, const store::TrapSelection& traps);
   void TellOfOthers(const store::Change& change);
 
   Desk& desk_;

@@ -10,6 +10,8 @@
 #include <utility>
 
 #include "common/RegistryValues.h"
+#include "store/DatabaseError.h"
+#include "store/Heartbeats.h"
 
 namespace korvane::intake {
 
@@ -31,12 +33,12 @@ struct StoreFeeder::Shared {
   std::deque<StoreFollower::Progress> Queue;  // one entry for each read, never an empty one
   std::size_t QueuedTraps = 0;
   std::size_t QueuedBytes = 0;
-  std::string LastError;
+  bool Hurry = false;  // the pause that goes on ends now
+  LinkBoard Link;
 
   // Waits for room; false when the thread is to stop instead.
   bool Put(StoreFollower::Progress read, const StoreFeederOptions& options, std::stop_token stop) {
     std::unique_lock lock(Mutex);
-    LastError.clear();
     if (read.Empty()) {
       return !stop.stop_requested();
     }
@@ -67,12 +69,18 @@ struct StoreFeeder::Shared {
 
   void Pause(std::chrono::milliseconds length, std::stop_token stop) {
     std::unique_lock lock(Mutex);
-    Changed.wait_for(lock, stop, length, [] { return false; });
+    Changed.wait_for(lock, stop, length, [this] { return Hurry; });
+    Hurry = false;
   }
 
-  void NoteError(std::string_view text) {
-    const std::lock_guard lock(Mutex);
-    LastError = text;
+  void LookAtReceivers(store::Connection& connection) {
+    try {
+      Link.ReceiversRead(store::ReadHeartbeats(connection));
+    } catch (const store::DatabaseError&) {
+      if (!connection.IsOpen()) {
+        throw;
+      }
+    }
   }
 
   void Follow(const OpenConnection& open, StoreFollower follower, const StoreFeederOptions& options,
@@ -85,20 +93,27 @@ void StoreFeeder::Shared::Follow(const OpenConnection& open, StoreFollower follo
                                  CancellableConnection& cancellable) {
   std::shared_ptr<store::Connection> connection;
   std::chrono::milliseconds retry = options.FirstRetry;
+  std::chrono::steady_clock::time_point nextLook;
   while (!stop.stop_requested()) {
     try {
       if (!connection) {
         connection = open();
         cancellable.Use(connection);
       }
-      StoreFollower::Progress read = follower.Read(*connection, std::chrono::steady_clock::now());
+      const auto now = std::chrono::steady_clock::now();
+      if (now >= nextLook) {
+        LookAtReceivers(*connection);
+        nextLook = now + options.ReceiversEvery;
+      }
+      StoreFollower::Progress read = follower.Read(*connection, now);  // last: what it read is not read again
+      Link.Works();
       retry = options.FirstRetry;
       const bool more = read.More;
       if (Put(std::move(read), options, stop) && !more) {
         Pause(options.PollInterval, stop);
       }
     } catch (const std::exception& error) {
-      NoteError(error.what());
+      Link.Failed(error, retry);
       cancellable.Use(nullptr);
       connection.reset();
       Pause(retry, stop);
@@ -183,12 +198,16 @@ bool StoreFeeder::KVResolveSystemName(const std::string& address, std::string& n
   return resolver_.Resolve(address, name);
 }
 
-std::string StoreFeeder::LastError() const {
-  if (!shared_) {
-    return {};
+LinkState StoreFeeder::State() const {
+  return shared_ ? shared_->Link.State() : LinkState{};
+}
+
+void StoreFeeder::TryNow() {
+  if (shared_) {
+    const std::lock_guard lock(shared_->Mutex);
+    shared_->Hurry = true;
+    shared_->Changed.notify_all();
   }
-  const std::lock_guard lock(shared_->Mutex);
-  return shared_->LastError;
 }
 
 MailSettings StoreFeeder::GetDefaultMailSettings() {

@@ -26,7 +26,6 @@ namespace korvane::intake {
 
 inline constexpr std::int32_t kReceiverThreadFailed = 1;
 
-inline constexpr std::string_view kSmtpServerValue = "KVSmtpServer";
 inline constexpr std::string_view kMailRecipientValue = "KVMailRecipient";
 inline constexpr std::string_view kMailDomainValue = "KVMailDomain";
 
@@ -40,6 +39,7 @@ struct StoreFeederOptions {
   std::chrono::milliseconds FirstRetry{1000};  // doubled after each failure
   std::chrono::milliseconds LongestRetry{30'000};
   std::chrono::milliseconds StopPatience{5000};
+  std::chrono::milliseconds ReceiversEvery{3000};   // how often the receivers' heartbeats are read
   std::size_t MostQueuedTraps = 20'000;             // beyond either bound the thread waits
   std::size_t MostQueuedBytes = 64U * 1024 * 1024;  // of the traps' texts
   TrapFollowerLimits Following;
@@ -76,8 +76,8 @@ class StoreFeeder : public ReceiverLibrary {
   // until it is known and where there is none), and "root" at the domain.
   MailSettings GetDefaultMailSettings() override;
 
-  // Why the list stays empty: the text of the database's last failure; empty while following works.
-  std::string LastError() const;
+  LinkState State() const override;
+  void TryNow() override;
 
  private:
   struct Shared;

@@ -6,6 +6,7 @@
 #include "intake/Intake.h"
 #include "intake/Systems.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 #include "store/Statements.h"
 #include "store/TrapReader.h"
 
@@ -36,7 +37,8 @@ void StoredTraps::ReadAll(StoredTrapsTakers takers, LoadOutcome& outcome) {
     outcome.Unacknowledged = Read(range, statement, expected, takers);
   } catch (const store::DatabaseError& error) {
     desk_.DebugLog.TryWriteLog(error.what());
-    outcome.Failure = error.what();
+    outcome.Failure = store::FailureInAllWords(error);
+    failed_ = {.Error = error, .Since = desk_.Clock.MonotonicMilliseconds()};
   }
 }
 
@@ -79,8 +81,12 @@ void StoredTraps::Load(StoredTrapsTakers takers) {
   if (!outcome.Whole()) {
     again_.insert(again_.end(), takers.begin(), takers.end());
     retry_.Failed(desk_.Clock.MonotonicMilliseconds());
+    if (failed_) {
+      failed_->NextTry = retry_.NextTry().value_or(0);
+    }
   } else if (again_.empty()) {
     retry_.Succeeded();
+    failed_.reset();
   }
   for (StoredTrapsTaker* taker : takers) {
     taker->LoadEnds(outcome);
@@ -99,6 +105,9 @@ void StoredTraps::LoadAllAgain() {
 
 void StoredTraps::Forget(const StoredTrapsTaker& taker) {
   std::erase(again_, &taker);
+  if (again_.empty()) {
+    failed_.reset();  // it stands again where the load that begins fails too
+  }
 }
 
 }  // namespace korvane::intake

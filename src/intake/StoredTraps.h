@@ -4,12 +4,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "common/Desk.h"
+#include "intake/LinkWatch.h"
 #include "intake/LoadBounds.h"
 #include "intake/RetryPause.h"
 #include "intake/Systems.h"
@@ -21,7 +23,7 @@ namespace korvane::intake {
 
 struct LoadOutcome {
   std::int64_t Unacknowledged = 0;  // traps that were read, whoever kept them
-  std::string Failure;              // why there are not all of them: the database's text; empty: all
+  std::string Failure;              // why there are not all of them, on one line; empty: all
 
   bool Whole() const { return Failure.empty(); }
 };
@@ -63,6 +65,8 @@ class StoredTraps {
   void LoadAgain();
   // The same at once: the store is there, and so are the bounds.
   void LoadAllAgain();
+  // The last load, while it is to be made up for.
+  const std::optional<FailedLoad>& Failed() const { return failed_; }
   // For a taker that goes.
   void Forget(const StoredTrapsTaker& taker);
 
@@ -76,6 +80,7 @@ class StoredTraps {
   LoadBounds& bounds_;
   std::vector<StoredTrapsTaker*> again_;  // those whose last load failed
   RetryPause retry_;
+  std::optional<FailedLoad> failed_;
 };
 
 }  // namespace korvane::intake

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <functional>
 #include <optional>
 #include <unordered_map>
@@ -22,9 +23,13 @@ constexpr std::string_view kAddressColumn = "IP_Address";
 constexpr std::string_view kTypeColumn = "System_Type";
 constexpr std::string_view kModuleColumn = "Module_ID";
 
-// Spellings of known systems that are remembered although no counted trap has them; enough for any network,
-// and a bound for one that varies its letter case on purpose.
-constexpr std::size_t kMostSpellings = 100'000;
+// Of spellings of known systems that are remembered although no counted trap has them: enough for any
+// network, and a bound for one that varies its letter case on purpose.
+constexpr std::size_t kMostSpellingBytes = std::size_t{8} << 20U;
+
+// Of a text in an index, and of a system with what is kept beside it; a little more than measured.
+constexpr std::size_t kIndexedBytes = 128;
+constexpr std::size_t kSystemBytes = 512;
 
 struct TextHash {
   using is_transparent = void;
@@ -95,6 +100,8 @@ struct Systems::Impl {
     const std::size_t index = List.size();
     List.push_back(std::move(system));
     Stored.emplace_back();
+    // The name stands in the list, in its index, and stored.
+    Bytes += kSystemBytes + 3 * (List.back().Name.size() + List.back().Address.size());
     Index(List.back().Name, index);
     Index(List.back().Address, index);
     return index;
@@ -116,6 +123,9 @@ struct Systems::Impl {
   std::deque<std::optional<StoredSystem>> Stored;  // the row as it was last read or written
   TextMap<std::size_t> ByFoldedText;               // names, addresses and source texts
   TextMap<Spelling> BySpelling;                    // exact source texts
+  std::size_t Bytes = 0;                           // of systems and listed texts
+  std::size_t SpellingBytes = 0;                   // of those in BySpelling that are not listed
+  std::size_t Further = kNone;
 };
 
 Systems::Systems() : impl_(std::make_unique<Impl>()) {}
@@ -154,6 +164,9 @@ store::ReadOutcome Systems::LoadSystems(store::Connection& connection) {
 void Systems::Impl::Save(store::Connection& connection, std::size_t index, TextSet& storedNames) {
   const System& system = List[index];
   std::optional<StoredSystem>& stored = Stored[index];
+  if (system.FurtherOf != nullptr) {
+    return;
+  }
   if (!stored) {
     if (!system.Name.empty() && storedNames.insert(FoldCase(system.Name)).second) {
       AddRow(connection, system);
@@ -218,7 +231,8 @@ std::size_t Systems::FindSystem(std::string_view nameOrAddressOrSource) const {
     return spelling->second.Index;
   }
   const std::size_t index = impl_->FindFolded(nameOrAddressOrSource);
-  if (index != kNone && impl_->BySpelling.size() < impl_->List.size() + kMostSpellings) {
+  if (index != kNone && impl_->SpellingBytes < kMostSpellingBytes) {
+    impl_->SpellingBytes += kIndexedBytes + nameOrAddressOrSource.size();
     impl_->BySpelling.try_emplace(std::string(nameOrAddressOrSource),
                                   Impl::Spelling{.Index = index, .Listed = false});
   }
@@ -229,6 +243,19 @@ std::size_t Systems::SystemOfSource(std::string_view source) {
   const auto spelling = impl_->BySpelling.find(source);
   if (spelling != impl_->BySpelling.end() && spelling->second.Listed) {
     return spelling->second.Index;
+  }
+  if (IsFurther(source)) {
+    if (impl_->Further == kNone) {
+      impl_->Further = impl_->List.size();
+      impl_->List.push_back({.Name = std::string(kFurtherSystems),
+                             .Address = {},
+                             .Type = std::string(kManualSystemType),
+                             .Modules = {},
+                             .Sources = {},
+                             .FurtherOf = this});
+      impl_->Stored.emplace_back();
+    }
+    return impl_->Further;
   }
   const std::string_view name = TrimAtNul(source);
   std::size_t index = FindSystem(name);
@@ -241,7 +268,41 @@ std::size_t Systems::SystemOfSource(std::string_view source) {
   }
   impl_->List[index].Sources.emplace_back(source);
   impl_->BySpelling.insert_or_assign(std::string(source), Impl::Spelling{.Index = index, .Listed = true});
+  impl_->Bytes += kIndexedBytes + 2 * source.size();
   return index;
+}
+
+// The first text of each system finds room, so that those of the table keep what is theirs.
+bool Systems::IsFurther(std::string_view source) const {
+  if (impl_->Bytes < kMostBytes) {
+    return false;
+  }
+  const auto spelling = impl_->BySpelling.find(source);
+  if (spelling != impl_->BySpelling.end() && spelling->second.Listed) {
+    return false;
+  }
+  const std::size_t index = FindSystem(TrimAtNul(source));
+  return index == kNone || !impl_->List[index].Sources.empty();
+}
+
+std::vector<std::string> Systems::SourcesOf(const System& system, store::Connection& connection) {
+  if (system.FurtherOf == nullptr) {
+    return system.Sources.empty() ? std::vector<std::string>{system.Name} : system.Sources;
+  }
+  std::vector<std::string> sources;
+  store::Recordset rows = connection.OpenRecordset(
+      fmt::format("SELECT DISTINCT Source FROM {} WHERE EventAck = 0", store::kEventTrap));
+  while (rows.Next()) {
+    if (std::string source = rows.Text("Source"); system.Sends(source)) {
+      sources.push_back(std::move(source));
+    }
+  }
+  return sources;
+}
+
+bool System::Sends(std::string_view source) const {
+  return FurtherOf != nullptr ? FurtherOf->IsFurther(source)
+                              : std::find(Sources.begin(), Sources.end(), source) != Sources.end();
 }
 
 void Systems::Rename(std::size_t index, std::string_view name) {

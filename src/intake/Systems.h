@@ -20,13 +20,23 @@ namespace korvane::intake {
 
 inline constexpr std::string_view kManualSystemType = "Manual";
 
+class Systems;
+
 struct System {
+  // Whether a trap of exactly this source text is one of its own.
+  bool Sends(std::string_view source) const;
+
   std::string Name;
   std::string Address;
   std::string Type;
   std::vector<std::string> Modules;
   std::vector<std::string> Sources;  // exact source texts of its traps, in the order they were first seen
+  // Of the one system that stands for all further sources, whose texts nobody keeps.
+  const Systems* FurtherOf = nullptr;
 };
+
+// What the one is called that stands for the sources beyond the bound.
+inline constexpr std::string_view kFurtherSystems = "(further systems)";
 
 class Systems : public intake::SystemDirectory {
  public:
@@ -44,8 +54,14 @@ class Systems : public intake::SystemDirectory {
   // Never adds a system: a source that is not known keeps its own text as name and address.
   void NameSystem(store::IncomingTrap& trap) override;
 
-  // Index of the system of this source; adds one of type "Manual" when there is none.
+  // Index of the system of this source; adds one of type "Manual" when there is none.  Sources are the
+  // senders' invention: once systems and texts take this much, about, every further text belongs to one
+  // system more, kFurtherSystems.  A system of the table is never one of those, however many there are.
+  static constexpr std::size_t kMostBytes = std::size_t{32} << 20U;
   std::size_t SystemOfSource(std::string_view source);
+  bool IsFurther(std::string_view source) const;
+  // The texts under which unacknowledged traps of the system may be stored.  Throws DatabaseError.
+  static std::vector<std::string> SourcesOf(const System& system, store::Connection& connection);
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
   std::size_t FindSystem(std::string_view nameOrAddressOrSource) const;
 

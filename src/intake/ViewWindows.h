@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "store/ChangeLog.h"
+#include "store/ChangeStamp.h"
 #include "store/TrapSelection.h"
 
 namespace korvane::intake {
@@ -24,8 +25,12 @@ class ViewWindows {
   virtual void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) = 0;
   // Counts and lists once more, after what hides, grades or names traps was changed.
   virtual void ReloadTraps() = 0;
-  // Somebody else changed what a dialog may be open on; lists and counts have it already.
-  virtual void ChangedElsewhere(const store::Change& change) = 0;
+  // Somebody else stored them: an open dialog is told as well.
+  virtual void NotesChanged(std::int32_t sequenceNumber, std::string_view notes,
+                            const store::ChangeStamp& stamp) = 0;
+  // What else follows a change, made here or elsewhere: reports, and dialogs that are open on the same thing.
+  // Live lists and counts have it already.
+  virtual void Changed(const store::Change& change) = 0;
 };
 
 }  // namespace korvane::intake

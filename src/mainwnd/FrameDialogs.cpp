@@ -11,6 +11,7 @@
 #include "mainwnd/frmAbout.h"
 #include "params/frmNewWindParams.h"
 #include "reports/frmSetReport.h"
+#include "traps/frmTrapDetail.h"
 
 namespace korvane::mainwnd {
 
@@ -58,7 +59,9 @@ void FrameDialogs::EditAlerts() {
                      .Prompt = services_.Desk.Prompt,
                      .Registry = services_.Registry,
                      .Settings = services_.Desk.Settings,
-                     .Library = services_.Library},
+                     .Library = services_.Library,
+                     .TimeZoneBias = services_.Desk.State.gTimeZoneBias,
+                     .SignalFailureTold = signalFailureTold_},
                     &frame_)
       .exec();
 }
@@ -102,7 +105,33 @@ void FrameDialogs::CategoriesChanged() {
   reload_();
 }
 
-void FrameDialogs::ChangedElsewhere(const store::Change& /*change*/) {}
+void FrameDialogs::Changed(const store::Change& change) {
+  using store::ChangeKind;
+  const auto tell = [this]<class Dialog>(void (Dialog::*what)()) {
+    if (auto* dialog = frame_.findChild<Dialog*>()) {
+      (dialog->*what)();
+    }
+  };
+  switch (change.Kind) {
+    case ChangeKind::Acknowledged:
+    case ChangeKind::Unacknowledged:
+      if (auto* dialog = frame_.findChild<traps::frmTrapDetail*>()) {
+        dialog->ApplyChange(change);
+      }
+      return;
+    case ChangeKind::Filters:
+      return tell(&params::frmFilters::StoreChanged);
+    case ChangeKind::Categories:
+      return tell(&categories::frmCategories::StoreChanged);
+    case ChangeKind::Alerts:
+      return tell(&alerts::frmAlerts::Reload);
+    case ChangeKind::Notes:
+    case ChangeKind::Purged:
+    case ChangeKind::TrapNames:
+    case ChangeKind::Unknown:
+      return;
+  }
+}
 
 void FrameDialogs::ShowAbout() {
   frmAbout(services_.Registry, &frame_).exec();

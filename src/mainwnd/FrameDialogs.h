@@ -39,8 +39,8 @@ class FrameDialogs : private params::FilteredWindows, private categories::Catego
   void ExportCategories();
   void ImportCategories();
   void ShowAbout();
-  // Somebody else changed what a dialog may be open on.
-  void ChangedElsewhere(const store::Change& change);
+  // Tells the dialog that is open on it.
+  void Changed(const store::Change& change);
   // failure: what is said when there is no help.
   void ShowHelp(std::string_view failure);
   void CloseHelp();
@@ -54,6 +54,7 @@ class FrameDialogs : private params::FilteredWindows, private categories::Catego
   const FrameServices& services_;
   std::function<void()> reload_;
   std::function<void()> repaint_;
+  bool signalFailureTold_ = false;  // by the Alerts window
   // Has no parent, so that the frame can be brought before it and dialogs of the frame leave it readable.
   std::unique_ptr<help::frmHelp> help_;
 };

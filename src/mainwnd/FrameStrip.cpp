@@ -112,7 +112,7 @@ class FrameStrip::Row : public QWidget {
   QPushButton* const Button;
 };
 
-FrameStrip::FrameStrip(QWidget* parent) : QFrame(parent), end_(new QTimer(this)) {
+FrameStrip::FrameStrip(QWidget* parent) : QFrame(parent), empty_(new QWidget(this)), end_(new QTimer(this)) {
   setAccessibleName(tr("Notices"));
   setAutoFillBackground(true);
   setBackgroundRole(QPalette::AlternateBase);
@@ -123,6 +123,7 @@ FrameStrip::FrameStrip(QWidget* parent) : QFrame(parent), end_(new QTimer(this))
     rows_[i] = new Row(kRowNames[i], this);
     layout->addWidget(rows_[i]);
   }
+  layout->addWidget(empty_);
   KeepRoom();
   end_->setSingleShot(true);
   connect(end_, &QTimer::timeout, this, &FrameStrip::DropWhatHasHadItsTime);
@@ -153,6 +154,7 @@ void FrameStrip::ShowLines() {
       QAccessible::updateAccessibility(&alert);
     }
   }
+  KeepRoom();
   DropWhatHasHadItsTime();
 }
 
@@ -171,8 +173,14 @@ void FrameStrip::DropWhatHasHadItsTime() {
   end_->start(static_cast<int>(std::min<std::int64_t>(left, StripLines::kToldFor)));
 }
 
+// One empty row stands in for those that are not there.
 void FrameStrip::KeepRoom() {
-  setMinimumHeight(rows_[0]->Button->sizeHint().height() + 2 * kStripEdge);
+  const int height = rows_[0]->Button->sizeHint().height();
+  for (QWidget* row : rows_) {
+    row->setMinimumHeight(height);
+  }
+  empty_->setMinimumHeight(height);
+  empty_->setVisible(std::ranges::all_of(rows_, [](const QWidget* row) { return row->isHidden(); }));
 }
 
 void FrameStrip::changeEvent(QEvent* event) {

@@ -36,6 +36,7 @@ class FrameStrip : public QFrame {
   StripLines* lines_ = nullptr;
   platform::Clock* clock_ = nullptr;
   std::array<Row*, kStripKinds> rows_{};
+  QWidget* empty_;
   QTimer* end_ = nullptr;
 };
 

@@ -18,8 +18,10 @@
 #include "mainwnd/frmWait.h"
 #include "reports/frmReport.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 #include "systems/SystemAcknowledge.h"
 #include "systems/frmDevices.h"
+#include "traps/frmTrapDetail.h"
 #include "traps/frmTraps.h"
 #include "ui_frmMain.h"
 
@@ -109,7 +111,8 @@ void frmMain::Execute(const Command& command) {
   try {
     Run(command.Do);
   } catch (const store::DatabaseError& error) {
-    services_.Desk.Prompt.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(services_.Desk.Prompt, "The command was not carried out to its end.", error,
+                       store::Attempt::OneOfSeveral);
   }
 }
 
@@ -369,6 +372,7 @@ void frmMain::AcknowledgePopUpSystem() {
   // Taken now: what arrives while the question is open has not been seen.
   const std::int32_t bound = services_.Systems.AcknowledgeBound(*popUpSystem_);
   services_.Acknowledge.Ask(*popUpSystem_, popUpSystem_->Name, [bound] { return bound; });
+  RefreshTrapWindows(*forms_);
 }
 
 void frmMain::ChildActivated() {
@@ -405,8 +409,21 @@ void frmMain::TrapsAcknowledged(std::span<const store::TrapSelection> acknowledg
   }
 }
 
-void frmMain::ChangedElsewhere(const store::Change& change) {
-  dialogs_->ChangedElsewhere(change);
+void frmMain::NotesChanged(std::int32_t sequenceNumber, std::string_view notes,
+                           const store::ChangeStamp& stamp) {
+  NotesSaved(sequenceNumber, notes);
+  if (auto* dialog = findChild<traps::frmTrapDetail*>()) {
+    dialog->NotesChanged(sequenceNumber, notes, stamp);
+  }
+}
+
+void frmMain::Changed(const store::Change& change) {
+  for (const ChildWindow* child : ui_->mdiChildren->InCreationOrder()) {
+    if (auto* report = qobject_cast<reports::frmReport*>(child->widget())) {
+      report->ApplyChange(change);
+    }
+  }
+  dialogs_->Changed(change);
 }
 
 void frmMain::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {

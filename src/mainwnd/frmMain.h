@@ -71,7 +71,9 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   void TrapsAcknowledged(std::span<const store::TrapSelection> traps) override;
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
   void ReloadTraps() override;
-  void ChangedElsewhere(const store::Change& change) override;
+  void NotesChanged(std::int32_t sequenceNumber, std::string_view notes,
+                    const store::ChangeStamp& stamp) override;
+  void Changed(const store::Change& change) override;
   std::optional<std::string_view> ActiveFormName() const override;
 
  protected:

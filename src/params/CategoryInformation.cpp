@@ -7,6 +7,7 @@
 
 #include "store/Codes.h"
 #include "store/Recordset.h"
+#include "store/StoredOrder.h"
 #include "store/Tables.h"
 
 namespace korvane::params {
@@ -24,14 +25,14 @@ struct CategoryTables {
 };
 
 void ReadMaster(store::Connection& connection, CategoryTables& tables) {
-  store::Recordset rows = connection.OpenRecordset(store::kCategoryGroupMaster);
+  store::Recordset rows = connection.OpenRecordset(store::InStoredOrder(store::kCategoryGroupMaster));
   while (rows.Next()) {
     tables.MasterNames.push_back(rows.Text("Category_Name"));
   }
 }
 
 void ReadGroupDetail(store::Connection& connection, CategoryTables& tables) {
-  store::Recordset rows = connection.OpenRecordset(store::kCategoryGroupDetail);
+  store::Recordset rows = connection.OpenRecordset(store::InStoredOrder(store::kCategoryGroupDetail));
   while (rows.Next()) {
     std::string groupName = rows.Text("Group_Name");
     if (rows.Integer("Category_Type") == kTrapGroupType) {
@@ -42,15 +43,15 @@ void ReadGroupDetail(store::Connection& connection, CategoryTables& tables) {
 }
 
 void ReadGroup(store::Connection& connection, CategoryTables& tables) {
-  store::Recordset rows = connection.OpenRecordset(store::kCategoryGroup);
+  store::Recordset rows = connection.OpenRecordset(store::InStoredOrder(store::kCategoryGroup));
   while (rows.Next()) {
     tables.IdsOfCategory[rows.Text("Category_Name")].push_back(rows.Integer("Category_ID"));
   }
 }
 
 void ReadMembers(store::Connection& connection, CategoryTables& tables) {
-  store::Recordset rows = connection.OpenRecordset(store::kTrapGroup);
-  // Members of one group mostly lie together: the last group found saves most look-ups.
+  store::Recordset rows = connection.OpenRecordset(store::InStoredOrder(store::kTrapGroup));
+  // Members of one group lie together: the last group found saves the look-ups.
   const std::string* lastName = nullptr;
   std::vector<std::int32_t>* lastMembers = nullptr;
   while (rows.Next()) {

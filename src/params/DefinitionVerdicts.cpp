@@ -41,6 +41,8 @@ class FilterRules {
                                   [&](const TrapFilter* filter) { return TrapMatchesFilter(trap, *filter); });
   }
 
+  std::size_t Bytes() const { return rest_.capacity() * sizeof(void*); }
+
  private:
   bool always_ = false;
   std::vector<const TrapFilter*> rest_;
@@ -67,6 +69,8 @@ class SeverityRules {
     }
     return otherwise_;
   }
+
+  std::size_t Bytes() const { return rest_.capacity() * sizeof(void*); }
 
  private:
   std::vector<const CategoryCriterion*> rest_;
@@ -95,6 +99,10 @@ class KindVerdict : public store::TrapVerdict {
     return severityRules_.Of(trap);
   }
 
+  std::size_t Bytes() const override {
+    return sizeof *this + oid_.size() + filterRules_.Bytes() + severityRules_.Bytes();
+  }
+
  private:
   const TrapFilters& filters_;
   IndexedCategories& categories_;
@@ -121,6 +129,36 @@ std::unique_ptr<store::TrapVerdict> DefinitionVerdicts::VerdictFor(std::string_v
                                                                    std::int32_t specificTrap,
                                                                    std::int32_t genericTrap) {
   return std::make_unique<KindVerdict>(filters_, categories_, enterpriseOid, specificTrap, genericTrap);
+}
+
+void DefinitionVerdicts::ReadNamed() {
+  const Revisions now(filters_.Revision(), categoryList_.Revision());
+  if (read_ == now) {
+    return;
+  }
+  namedOids_.clear();
+  namedSpecifics_.clear();
+  const auto read = [this](const auto& rules) {
+    for (const auto& rule : rules) {
+      namedOids_.insert(rule.EnterpriseOid);
+      namedSpecifics_.insert(rule.SpecificTrap);
+    }
+  };
+  read(filters_.Filters());
+  for (const Category& category : categoryList_.Categories()) {
+    read(category.Criteria);
+  }
+  read_ = now;
+}
+
+bool DefinitionVerdicts::NamesEnterprise(std::string_view enterpriseOid) {
+  ReadNamed();
+  return namedOids_.contains(enterpriseOid);
+}
+
+bool DefinitionVerdicts::NamesSpecific(std::int32_t specificTrap) {
+  ReadNamed();
+  return namedSpecifics_.contains(specificTrap);
 }
 
 }  // namespace korvane::params

@@ -5,6 +5,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
 
 #include "params/CategoryInformation.h"
 #include "params/CriteriaIndex.h"
@@ -31,14 +34,24 @@ class DefinitionVerdicts : public store::TrapVerdicts {
   // Both must outlive this, and this the verdicts it made.  A verdict notices when either list was reloaded
   // and works itself out anew, so it never answers by rules that are gone.
   DefinitionVerdicts(const TrapFilters& filters, const CategoryInformation& categories)
-      : filters_(filters), categories_(categories) {}
+      : filters_(filters), categoryList_(categories), categories_(categories) {}
 
   std::unique_ptr<store::TrapVerdict> VerdictFor(std::string_view enterpriseOid, std::int32_t specificTrap,
                                                  std::int32_t genericTrap) override;
+  bool NamesEnterprise(std::string_view enterpriseOid) override;
+  bool NamesSpecific(std::int32_t specificTrap) override;
 
  private:
+  using Revisions = std::pair<std::uint64_t, std::uint64_t>;
+  void ReadNamed();
+
   const TrapFilters& filters_;
+  const CategoryInformation& categoryList_;
   IndexedCategories categories_;
+  // What the rules name, as long as both lists stay as they are: the texts are theirs.
+  std::optional<Revisions> read_;
+  std::unordered_set<std::string_view> namedOids_;
+  std::unordered_set<std::int32_t> namedSpecifics_;
 };
 
 }  // namespace korvane::params

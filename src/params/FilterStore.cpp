@@ -6,9 +6,11 @@
 #include <unordered_map>
 #include <utility>
 
+#include "store/ChangeLog.h"
 #include "store/DatabaseError.h"
 #include "store/Recordset.h"
 #include "store/Statements.h"
+#include "store/StoredOrder.h"
 #include "store/Tables.h"
 
 namespace korvane::params {
@@ -41,7 +43,7 @@ std::string OfId(std::int32_t trapTableId) {
 
 std::vector<StoredFilter> FilterStore::ReadFilters() {
   const std::vector<std::int32_t> ids =
-      ReadIds(connection_.OpenRecordset(store::kTrapFilterGroup), "Trap_ID");
+      ReadIds(connection_.OpenRecordset(store::InStoredOrder(store::kTrapFilterGroup)), "Trap_ID");
   std::unordered_map<std::int32_t, std::optional<FilterValues>> wanted;
   for (const std::int32_t id : ids) {
     wanted.try_emplace(id);
@@ -82,7 +84,8 @@ bool FilterStore::IsFilter(std::int32_t trapTableId) {
   return connection_.OpenRecordset(store::kTrapFilterGroup, OfId(trapTableId)).Next();
 }
 
-std::int32_t FilterStore::SaveFilter(const FilterValues& values, std::string_view description) {
+std::int32_t FilterStore::SaveFilter(const FilterValues& values, std::string_view description,
+                                     std::int32_t replaced) {
   const std::string filter = fmt::format(
       "Source_Agent = {} AND GenericTrap = {} AND EnterpriseOid = {} AND SpecificTrap = {}"
       " AND EventDescription = {}",
@@ -99,22 +102,29 @@ std::int32_t FilterStore::SaveFilter(const FilterValues& values, std::string_vie
     id = id == 0 ? found : id;
   }
   store::Recordset group = connection_.OpenRecordset(store::kTrapFilterGroup, OfId(id));
-  // What is read comes before it: SQLite refuses to write in a transaction that has read, once somebody else
-  // has written.
-  store::Transaction transaction(connection_);
+  store::StoredOrder order(connection_, store::kTrapFilterGroup);
+  store::Transaction transaction(connection_, store::kTrapFilterGroup);
   if (id == 0) {
     id = AddCondition(conditions, filter, values);
   }
   group.AddNew();
   group.Set("Trap_ID", id);
   group.Set("Description", description);
+  group.Set(store::kSortOrder, order.NumberOf(fmt::to_string(replaced)));
   group.Update();
+  store::NoteChange(connection_, store::ChangeKind::Filters);
   transaction.Commit();
   return id;
 }
 
 void FilterStore::RemoveFilter(std::int32_t trapTableId) {
+  if (!IsFilter(trapTableId)) {
+    return;  // removed by somebody else
+  }
+  store::Transaction transaction(connection_);
   connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kTrapFilterGroup, OfId(trapTableId)));
+  store::NoteChange(connection_, store::ChangeKind::Filters);
+  transaction.Commit();
 }
 
 }  // namespace korvane::params

@@ -25,16 +25,17 @@ class FilterStore {
  public:
   explicit FilterStore(store::Connection& connection) : connection_(connection) {}
 
-  // In the order of Trap_Filter_Group; a group row without a detail row is skipped.  Each table is read once.
+  // In stored order; a group row without a detail row is skipped.  Each table is read once.
   std::vector<StoredFilter> ReadFilters();
 
   // Uses the rows that are there and adds those that are missing, all of them or none; the filter's
-  // TrapTableId.  Not inside a transaction.  The description
-  // is that of a group row that has to be added.  Refuses a text with a single quote or a NUL before anything
-  // is sent (see store::Quoted).
-  std::int32_t SaveFilter(const FilterValues& values, std::string_view description);
+  // TrapTableId.  Not inside a transaction.  The description is that of a group row that has to be added,
+  // which stands behind all others, or where the filter stands that it is going to replace.  Refuses a text
+  // with a single quote or a NUL before anything is sent (see store::Quoted).
+  std::int32_t SaveFilter(const FilterValues& values, std::string_view description,
+                          std::int32_t replaced = 0);
 
-  // The condition stays, since others may share it.
+  // The condition stays, since others may share it.  Not inside a transaction.
   void RemoveFilter(std::int32_t trapTableId);
 
  private:

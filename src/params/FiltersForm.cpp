@@ -3,7 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
+
+#include "store/FailureWords.h"
 
 namespace korvane::params {
 
@@ -12,15 +15,21 @@ namespace {
 // A message names this many filters at most.
 constexpr std::size_t kNamedFilters = 5;
 
-std::string MessageOf(const std::string& text, const std::vector<std::string>& filters) {
-  std::string message = text;
+std::string_view MessageOf(std::size_t filters) {
+  return filters == 0   ? "A trap filter that was replaced is still there."
+         : filters == 1 ? "This trap filter was not saved."
+                        : "These trap filters were not saved.";
+}
+
+std::string LinesOf(const std::vector<std::string>& filters) {
+  std::string lines;
   for (std::size_t i = 0; i < std::min(filters.size(), kNamedFilters); ++i) {
-    message += fmt::format("{}{}", i == 0 ? "\n\n" : "\n", filters[i]);
+    lines += fmt::format("{}{}", i == 0 ? "" : "\n", filters[i]);
   }
   if (filters.size() > kNamedFilters) {
-    message += fmt::format("\n({} more)", filters.size() - kNamedFilters);
+    lines += fmt::format("\n({} more)", filters.size() - kNamedFilters);
   }
-  return message;
+  return lines;
 }
 
 }  // namespace
@@ -30,18 +39,50 @@ FiltersForm::FiltersForm(const FilterServices& services) : services_(services), 
     ReadRows();
     wasRead_ = true;
   } catch (const store::DatabaseError& error) {
-    services_.Prompt.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(services_.Prompt, "The trap filters could not be read.", error,
+                       store::Attempt::Reading);
   }
   namesKnown_ = true;
 }
 
 void FiltersForm::ReadRows() {
   for (StoredFilter& filter : store_.ReadFilters()) {
-    rows_.push_back({.Values = filter.Values,
-                     .Texts = ShownTexts(filter.Values),
-                     .TrapTableId = filter.TrapTableId,
-                     .Stored = std::move(filter.Values)});
+    rows_.push_back(RowOf(std::move(filter)));
   }
+}
+
+FiltersForm::Row FiltersForm::RowOf(StoredFilter filter) {
+  return {.Values = filter.Values,
+          .Texts = ShownTexts(filter.Values),
+          .TrapTableId = filter.TrapTableId,
+          .Stored = std::move(filter.Values)};
+}
+
+void FiltersForm::StoreChanged() {
+  std::vector<StoredFilter> stored;
+  try {
+    stored = store_.ReadFilters();
+  } catch (const store::DatabaseError&) {
+    return;  // said elsewhere, and what is changed here is not lost
+  }
+  wasRead_ = true;
+  std::vector<Row> rows;
+  for (StoredFilter& filter : stored) {
+    const auto own = std::ranges::find(rows_, filter.TrapTableId, &Row::TrapTableId);
+    if (own != rows_.end()) {
+      rows.push_back(std::move(*own));
+      rows_.erase(own);
+    } else if (std::ranges::find(replaced_, filter.TrapTableId) == replaced_.end()) {
+      rows.push_back(RowOf(std::move(filter)));
+    }
+  }
+  for (Row& row : rows_) {
+    if (row.Unsaved()) {
+      row.TrapTableId = 0;
+      rows.push_back(std::move(row));
+    }
+  }
+  rows_ = std::move(rows);
 }
 
 FilterTexts FiltersForm::ShownTexts(const FilterValues& filter) {
@@ -50,7 +91,9 @@ FilterTexts FiltersForm::ShownTexts(const FilterValues& filter) {
       return TextsOf(filter, services_.Names);
     } catch (const store::DatabaseError& error) {
       namesKnown_ = false;  // one message is enough
-      services_.Prompt.Show(error.what(), PromptIcon::Critical);
+      store::ShowFailure(services_.Prompt,
+                         "The names of the traps could not be read, so the list shows numbers.", error,
+                         store::Attempt::Reading);
     }
   }
   return PlainTextsOf(filter);
@@ -75,7 +118,8 @@ bool FiltersForm::Remove(std::size_t row) {
     try {
       store_.RemoveFilter(id);
     } catch (const store::DatabaseError& error) {
-      services_.Prompt.Show(error.what(), PromptIcon::Critical);
+      store::ShowFailure(services_.Prompt, "The trap filter was not removed.", error,
+                         store::Attempt::Changing);
       return false;
     }
   }
@@ -111,6 +155,9 @@ void FiltersForm::SaveAll() {
   const BusyScope busy(services_.Busy, "Saving New Data");
   failures_.clear();
   for (Row& row : rows_) {
+    if (!row.Unsaved()) {
+      continue;
+    }
     try {
       SaveRow(row);
     } catch (const store::DatabaseError& error) {
@@ -124,11 +171,8 @@ void FiltersForm::SaveAll() {
 }
 
 void FiltersForm::SaveRow(Row& row) {
-  const std::int32_t id = store_.SaveFilter(row.Values, LineOf(row.Texts));
-  if (!row.Unsaved()) {
-    return;
-  }
-  if (row.TrapTableId != 0) {
+  const std::int32_t id = store_.SaveFilter(row.Values, LineOf(row.Texts), row.TrapTableId);
+  if (row.TrapTableId != 0 && row.TrapTableId != id) {
     replaced_.push_back(row.TrapTableId);
   }
   row.TrapTableId = id;
@@ -157,9 +201,10 @@ bool FiltersForm::IsInUse(std::int32_t trapTableId) const {
 }
 
 void FiltersForm::NoteFailure(const store::DatabaseError& error, std::string filter) {
-  auto failure = std::ranges::find(failures_, error.what(), &Failure::Text);
+  auto failure = std::ranges::find_if(
+      failures_, [&](const Failure& noted) { return std::string_view(noted.Error.what()) == error.what(); });
   if (failure == failures_.end()) {
-    failure = failures_.insert(failures_.end(), {.Text = error.what(), .Filters = {}});
+    failure = failures_.insert(failures_.end(), {.Error = error, .Filters = {}});
   }
   if (!filter.empty()) {
     failure->Filters.push_back(std::move(filter));
@@ -168,7 +213,8 @@ void FiltersForm::NoteFailure(const store::DatabaseError& error, std::string fil
 
 void FiltersForm::ReportFailures() {
   for (const Failure& failure : failures_) {
-    services_.Prompt.Show(MessageOf(failure.Text, failure.Filters), PromptIcon::Critical);
+    store::ShowFailure(services_.Prompt, MessageOf(failure.Filters.size()), failure.Error,
+                       store::Attempt::OneOfSeveral, LinesOf(failure.Filters));
   }
 }
 

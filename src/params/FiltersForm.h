@@ -32,11 +32,17 @@ class FiltersForm {
   // Asks first.  False when the row stays: the answer was No, or the database refused, which was shown.
   bool Remove(std::size_t row);
 
-  // Saves every row, then takes away what edited rows have replaced.  A row that fails is reported and does
-  // not stop the others, unless the database is gone.  While new or edited filters are not stored, the
+  // After somebody else changed the filters: the list is that of the store, with the rows that were added or
+  // edited here.  An edited one stays where the filter stands that it replaces; where that is gone it is a
+  // new one.  When they can't be read the list stays.
+  void StoreChanged();
+
+  // Saves what was added or edited here, then takes away what edited rows have replaced.  Other rows are not
+  // written: somebody else may have removed them meanwhile.  A row that fails is reported and does not stop
+  // the others, unless the database is gone.  While new or edited filters are not stored, the
   // operator may try again, give them up, or go back to the list; true: the dialog is to close.
   bool Save();
-  // The first row that the last Save did not store.
+  // The first row that is not stored as it stands.
   std::optional<std::size_t> FirstUnsaved() const;
 
   // Once the dialog closes: reads the filters anew and passes the change on.
@@ -53,11 +59,12 @@ class FiltersForm {
   };
   // One text of the database, with the lines of the filters it was about.
   struct Failure {
-    std::string Text;
+    store::DatabaseError Error;
     std::vector<std::string> Filters;
   };
 
   void ReadRows();
+  Row RowOf(StoredFilter filter);
   FilterTexts ShownTexts(const FilterValues& filter);
   void SaveAll();
   void SaveRow(Row& row);

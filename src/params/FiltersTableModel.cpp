@@ -1,6 +1,7 @@
 #include "params/FiltersTableModel.h"
 
 #include <optional>
+#include <utility>
 
 #include "common/qt/CellText.h"
 #include "common/qt/ListHabits.h"
@@ -8,6 +9,12 @@
 #include "params/FormControls.h"
 
 namespace korvane::params {
+
+void FiltersTableModel::Show(std::vector<FilterTexts> rows) {
+  beginResetModel();
+  rows_ = std::move(rows);
+  endResetModel();
+}
 
 void FiltersTableModel::Append(const FilterTexts& texts) {
   const int row = rowCount();

@@ -16,6 +16,7 @@ class FiltersTableModel : public QAbstractTableModel {
  public:
   using QAbstractTableModel::QAbstractTableModel;
 
+  void Show(std::vector<FilterTexts> rows);
   void Append(const FilterTexts& texts);
   void Set(int row, const FilterTexts& texts);
   void Remove(int row);

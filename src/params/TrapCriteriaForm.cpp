@@ -7,6 +7,7 @@
 
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 
 namespace korvane::params {
 
@@ -97,7 +98,8 @@ void TrapCriteriaForm::ShowEnterprise() {
       traps_ = TrapsOf(names_, initialTexts_[kEnterpriseColumn]);
     }
   } catch (const store::DatabaseError& error) {
-    prompts_.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(prompts_, "The enterprises to choose from could not be read.", error,
+                       store::Attempt::Reading);
   }
   auto shown = std::ranges::find(enterprise.Items, initialTexts_[kEnterpriseColumn]);
   if (shown == enterprise.Items.end()) {
@@ -178,7 +180,8 @@ void TrapCriteriaForm::TakeEnterprise(std::size_t position) {
       }
     }
   } catch (const store::DatabaseError& error) {
-    prompts_.Show(error.what(), PromptIcon::Critical);
+    store::ShowFailure(prompts_, "The traps of this enterprise could not be read.", error,
+                       store::Attempt::Reading);
   }
   if (enterpriseOid_.empty()) {
     // Without its OID the enterprise can't be a condition, and none may look like it.

@@ -4,6 +4,7 @@
 
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 
 namespace korvane::params {
 
@@ -35,7 +36,8 @@ void WindowParametersForm::FillLists() {
     Append(controls_.cboEvtGrps.Items, lists_.CategoryNames());
     Append(controls_.cboEnterprise.Items, lists_.EnterpriseNames());
   } catch (const store::DatabaseError& error) {
-    ReportError(error);
+    store::ShowFailure(prompts_, "The categories and enterprises to choose from could not be read.", error,
+                       store::Attempt::Reading);
   }
 }
 
@@ -132,7 +134,8 @@ void WindowParametersForm::ListTrapsOfEnterprise() {
   try {
     Append(controls_.lvTraps.Items, lists_.TrapNamesOf(controls_.cboEnterprise.Text()));
   } catch (const store::DatabaseError& error) {
-    ReportError(error);
+    store::ShowFailure(prompts_, "The traps of this enterprise could not be read.", error,
+                       store::Attempt::Reading);
   }
 }
 
@@ -146,7 +149,8 @@ void WindowParametersForm::ChooseTrap(std::size_t position) {
       ChooseGeneric(static_cast<std::size_t>(*generic) + 1);  // behind "-All-"
     }
   } catch (const store::DatabaseError& error) {
-    ReportError(error);
+    store::ShowFailure(prompts_, "The generic trap of this trap could not be read.", error,
+                       store::Attempt::Reading);
   }
 }
 
@@ -183,10 +187,6 @@ void WindowParametersForm::Ok() {
   parameters_.Source = ConditionOf(controls_.txtSource.Text);
   parameters_.VarBindsMatch = ConditionOf(controls_.txtVarBinds.Text);
   parameters_.Cancelled = false;
-}
-
-void WindowParametersForm::ReportError(const std::exception& error) {
-  prompts_.Show(error.what(), PromptIcon::Critical);
 }
 
 }  // namespace korvane::params

@@ -67,7 +67,6 @@ class WindowParametersForm {
   void ShowRecord();
   void ListTrapsOfEnterprise();
   std::string NameSuffix() const;
-  void ReportError(const std::exception& error);
 
   WindowParameters& parameters_;
   ParametersLists& lists_;

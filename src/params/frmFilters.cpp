@@ -5,9 +5,12 @@
 #include <QShortcut>
 #include <algorithm>
 #include <array>
+#include <utility>
+#include <vector>
 
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
+#include "common/qt/NoticeBar.h"
 #include "params/FiltersTableModel.h"
 #include "params/frmFilterInfo.h"
 #include "ui_frmFilters.h"
@@ -22,10 +25,14 @@ frmFilters::frmFilters(const FilterServices& services, QWidget* parent)
       table_(new FiltersTableModel(this)),
       order_(new FiltersOrder(this)) {
   ui_->setupUi(this);
+  // Behind the others: a dialog whose first control is a button begins with its default button.
+  notice_ = new NoticeBar(tr("&Hide"), this);
   SetUpList();
-  connect(ui_->cmdAdd, &QPushButton::clicked, this, &frmFilters::AddFilter);
-  connect(ui_->cmdEdit, &QPushButton::clicked, this, &frmFilters::EditFilter);
-  connect(ui_->cmdRemove, &QPushButton::clicked, this, &frmFilters::RemoveFilter);
+  ui_->rows->insertWidget(1, notice_);
+  connect(notice_, &NoticeBar::WayOutTaken, this, [this] { notice_->Say({}, MessagePicture::Information); });
+  connect(ui_->cmdAdd, &QPushButton::clicked, this, [this] { Do(&frmFilters::AddFilter); });
+  connect(ui_->cmdEdit, &QPushButton::clicked, this, [this] { Do(&frmFilters::EditFilter); });
+  connect(ui_->cmdRemove, &QPushButton::clicked, this, [this] { Do(&frmFilters::RemoveFilter); });
   connect(ui_->cmdOK, &QPushButton::clicked, this, &frmFilters::reject);
   if (form_.RowCount() > 0) {
     SelectRow(0);
@@ -37,9 +44,7 @@ frmFilters::~frmFilters() = default;
 
 void frmFilters::SetUpList() {
   QTableView& list = *ui_->lvEvtFilters;
-  for (std::size_t row = 0; row < form_.RowCount(); ++row) {
-    table_->Append(form_.TextsAt(row));
-  }
+  ShowRows();
   order_->setSourceModel(table_);
   StyleTable(list);
   list.setSelectionMode(QAbstractItemView::SingleSelection);
@@ -62,15 +67,59 @@ void frmFilters::SetUpList() {
   }
 
   connect(list.selectionModel(), &QItemSelectionModel::selectionChanged, this, &frmFilters::EnableButtons);
-  connect(&list, &QTableView::doubleClicked, this, &frmFilters::EditFilter);
+  connect(&list, &QTableView::doubleClicked, this, [this] { Do(&frmFilters::EditFilter); });
   const auto onKey = [&](Qt::Key key, void (frmFilters::*act)()) {
     auto* shortcut = new QShortcut(QKeySequence(key), &list);
     shortcut->setContext(Qt::WidgetShortcut);
-    connect(shortcut, &QShortcut::activated, this, act);
+    connect(shortcut, &QShortcut::activated, this, [this, act] { Do(act); });
   };
   onKey(Qt::Key_Return, &frmFilters::EditFilter);
   onKey(Qt::Key_Enter, &frmFilters::EditFilter);
   onKey(Qt::Key_Delete, &frmFilters::RemoveFilter);
+}
+
+void frmFilters::ShowRows() {
+  std::vector<FilterTexts> rows;
+  for (std::size_t row = 0; row < form_.RowCount(); ++row) {
+    rows.push_back(form_.TextsAt(row));
+  }
+  table_->Show(std::move(rows));
+}
+
+void frmFilters::Do(void (frmFilters::*act)()) {
+  acting_ = true;
+  (this->*act)();
+  acting_ = false;
+  if (std::exchange(changed_, false) && isVisible()) {
+    StoreChanged();
+  }
+}
+
+void frmFilters::StoreChanged() {
+  if (acting_) {
+    changed_ = true;
+    return;
+  }
+  const std::optional<std::size_t> row = SelectedRow();
+  const FilterValues selected = row ? form_.FilterAt(*row) : FilterValues{};
+  form_.StoreChanged();
+  ShowRows();
+  for (std::size_t now = 0; row && now < form_.RowCount(); ++now) {
+    if (form_.FilterAt(now) == selected) {
+      SelectRow(now);
+      break;
+    }
+  }
+  EnableButtons();
+  if (form_.WasRead()) {
+    SetEmptyText(*ui_->lvEvtFilters, tr("No filters: every trap is shown"));
+  }
+  if (form_.FirstUnsaved()) {
+    notice_->Say(
+        tr("The filters were changed at another console. The list shows them as they are now, with your "
+           "own changes, which are saved when you close it."),
+        MessagePicture::Information);
+  }
 }
 
 std::optional<FilterValues> frmFilters::AskForFilter(const FilterValues& filter) {
@@ -132,6 +181,10 @@ void frmFilters::EnableButtons() {
 }
 
 void frmFilters::reject() {
+  Do(&frmFilters::SaveAndClose);
+}
+
+void frmFilters::SaveAndClose() {
   if (!form_.Save()) {
     if (const std::optional<std::size_t> row = form_.FirstUnsaved()) {
       SelectRow(*row);

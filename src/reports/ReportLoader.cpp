@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 #include "store/Statements.h"
 #include "store/TrapReader.h"
 
@@ -37,6 +38,7 @@ struct ReportLoader::Shared {
   bool ReadAll = false;
   bool Stopped = false;  // nothing is taken any more
   std::optional<std::string> Failure;
+  std::optional<store::AcknowledgedBy> Acknowledgers;
 
   std::unique_ptr<traplist::TrapBatch> EmptyBatch() {
     const std::lock_guard lock(Mutex);
@@ -96,8 +98,12 @@ class ReportLoader::RangeRead {
       const std::shared_ptr<store::Connection> connection = open_();
       cancellable.Use(connection);
       Read(shared, *connection, batch, stop);
+      if (batch && batch->Count() > 0) {
+        shared.Put(std::exchange(batch, nullptr), options_, stop);
+      }
+      ReadAcknowledgers(shared, *connection, stop);
     } catch (const std::exception& error) {
-      failure = error.what();
+      failure = store::FailureInAllWords(error);
     }
     if (batch && batch->Count() > 0) {
       shared.Put(std::move(batch), options_, stop);
@@ -135,6 +141,20 @@ class ReportLoader::RangeRead {
         Count(shared, connection);
       }
       begun = Clock::now();
+    }
+  }
+
+  // After the rows: what is noted later than a row was read is told to whoever shows it.
+  void ReadAcknowledgers(Shared& shared, store::Connection& connection, const std::stop_token& stop) const {
+    store::AcknowledgedBy acknowledgers;
+    try {
+      acknowledgers.Read(connection, fromTime_, [&stop] { return !stop.stop_requested(); });
+    } catch (const store::DatabaseError&) {
+      return;  // all rows are there; nobody is named as who acknowledged them
+    }
+    const std::lock_guard lock(shared.Mutex);
+    if (!stop.stop_requested()) {
+      shared.Acknowledgers = std::move(acknowledgers);
     }
   }
 
@@ -209,6 +229,11 @@ std::optional<std::string> ReportLoader::Failure() const {
 std::int64_t ReportLoader::Total() const {
   const std::lock_guard lock(shared_->Mutex);
   return shared_->Total;
+}
+
+std::optional<store::AcknowledgedBy> ReportLoader::TakeAcknowledgers() {
+  const std::lock_guard lock(shared_->Mutex);
+  return std::exchange(shared_->Acknowledgers, std::nullopt);
 }
 
 void ReportLoader::Stop() {

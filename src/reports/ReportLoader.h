@@ -1,7 +1,7 @@
-// Reads the traps of a time range on a thread and a connection of its own and hands them over in batches, so
-// that neither the shared connection nor a window waits for a long read.  The first batch is small and comes
-// at once, the others grow.  One object per load; the calls are made on one thread, the user-interface
-// thread, and none of them waits for the store.
+// Reads the traps of a time range, and who acknowledged them, on a thread and a connection of its own and
+// hands them over in batches, so that neither the shared connection nor a window waits for a long read.  The
+// first batch is small and comes at once, the others grow.  One object per load; the calls are made on one
+// thread, the user-interface thread, and none of them waits for the store.
 #pragma once
 
 #include <chrono>
@@ -13,6 +13,7 @@
 #include <string>
 
 #include "intake/StoreWorker.h"
+#include "store/AcknowledgedBy.h"
 #include "store/Connection.h"
 #include "traplist/TrapBatch.h"
 
@@ -51,8 +52,10 @@ class ReportLoader {
 
   bool HasMore() const;                        // a batch can be taken now
   bool Ended() const;                          // no batch is left and none will come
-  std::optional<std::string> Failure() const;  // why it ended early, the database's text
+  std::optional<std::string> Failure() const;  // why it ended early, on one line
   std::int64_t Total() const;                  // rows of the range, 0 while not known
+  // Who acknowledged which of them, read after the rows.  Once, after the end; nothing: that was not read.
+  std::optional<store::AcknowledgedBy> TakeAcknowledgers();
 
   // What was not taken is gone.  Returns at once where the store answers, and otherwise within the patience
   // and a little; a thread that hangs in the driver is left behind.

@@ -8,6 +8,7 @@
 #include "fmt/format.h"
 #include "intake/Intake.h"
 #include "intake/Systems.h"
+#include "store/FailureWords.h"
 
 namespace korvane::reports {
 
@@ -48,6 +49,9 @@ void ReportModel::Reset() {
   filtersInForce_ = services_.Filters.Filters().size();
   failure_.clear();
   savedNotes_.clear();
+  told_.clear();
+  acknowledgers_ = store::AcknowledgedBy();
+  knowsAcknowledgers_ = false;
   state_ = ReportState::Loading;
   work_ = services_.Desk.Busy.ShowWork("Loading Trap(s)", [this] { Stop(); });
   events_.StateChanged();
@@ -74,7 +78,7 @@ bool ReportModel::TakeBatches(std::chrono::milliseconds budget) {
       }
     }
   } catch (const std::exception& error) {
-    failure = error.what();
+    failure = store::FailureInAllWords(error);
   }
   AppendCompleted();
   for (std::unique_ptr<traplist::TrapBatch>& batch : done) {
@@ -131,6 +135,11 @@ void ReportModel::AppendCompleted() {
       const auto saved = savedNotes_.find(trap.SequenceNumber);
       trap.EventNotes = saved != savedNotes_.end() ? std::string_view(saved->second) : trap.EventNotes;
     }
+    for (const store::Change& change : told_) {
+      if (change.Traps.Contains(trap.SequenceNumber, trap.Source, trap.EventTime)) {
+        trap.EventAck = change.Kind == store::ChangeKind::Acknowledged ? 1 : 0;
+      }
+    }
     rows_.Append(trap);
   }
   listener_->RowsAppended();
@@ -153,6 +162,7 @@ void ReportModel::Stop() {
 void ReportModel::End(ReportState state, std::string_view failure) {
   state_ = state;
   failure_ = failure;
+  TakeAcknowledgers();
   loader_.reset();
   work_.reset();
   savedNotes_.clear();
@@ -192,6 +202,54 @@ std::string ReportModel::Notice() const {
   return {};
 }
 
+void ReportModel::ApplyChange(const store::Change& change) {
+  if (change.Kind != store::ChangeKind::Acknowledged && change.Kind != store::ChangeKind::Unacknowledged) {
+    return;
+  }
+  if (state_ == ReportState::Loading) {
+    told_.push_back(change);
+  } else {
+    AddAcknowledger(change);
+  }
+  MarkRows(change);
+}
+
+void ReportModel::AddAcknowledger(const store::Change& change) {
+  // Without those before it this one would be named for what they acknowledged.
+  if (knowsAcknowledgers_) {
+    acknowledgers_.Add(change);
+  }
+}
+
+void ReportModel::MarkRows(const store::Change& change) {
+  const bool acknowledged = change.Kind == store::ChangeKind::Acknowledged;
+  std::optional<std::size_t> first;
+  std::size_t last = 0;
+  for (std::size_t row = 0; row < rows_.Count(); ++row) {
+    if (rows_.IsAcknowledgedAt(row) != acknowledged &&
+        change.Traps.Contains(rows_.SequenceNumberAt(row), rows_.SourceAt(row), rows_.EventTimeAt(row))) {
+      rows_.SetAcknowledged(row, acknowledged);
+      first = first.value_or(row);
+      last = row;
+    }
+  }
+  if (first) {
+    listener_->BatchBegins();
+    listener_->RowsChanged(*first, last);
+    listener_->BatchEnds();
+  }
+}
+
+void ReportModel::TakeAcknowledgers() {
+  if (auto read = loader_ ? loader_->TakeAcknowledgers() : std::nullopt) {
+    acknowledgers_ = *std::move(read);
+    knowsAcknowledgers_ = true;
+  }
+  for (const store::Change& change : std::exchange(told_, {})) {
+    AddAcknowledger(change);
+  }
+}
+
 void ReportModel::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
   if (state_ == ReportState::Loading) {
     savedNotes_.insert_or_assign(sequenceNumber, std::string(notes));
@@ -202,7 +260,7 @@ void ReportModel::NotesSaved(std::int32_t sequenceNumber, std::string_view notes
     if (rows_.SequenceNumberAt(row) == sequenceNumber) {
       rows_.SetNotes(row, notes);
       listener_->BatchBegins();
-      listener_->RowChanged(row);
+      listener_->RowsChanged(row, row);
       listener_->BatchEnds();
       return;
     }

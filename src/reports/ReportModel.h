@@ -19,6 +19,8 @@
 #include "params/WindowParameters.h"
 #include "reports/ReportLoader.h"
 #include "reports/ReportServices.h"
+#include "store/AcknowledgedBy.h"
+#include "store/ChangeLog.h"
 #include "store/TrapRecord.h"
 #include "traplist/TrapBatch.h"
 #include "traplist/TrapRows.h"
@@ -76,6 +78,12 @@ class ReportModel {
   // What the window says of a list that is not complete; empty when it is, or still loads.
   std::string Notice() const;
 
+  // Who acknowledged which of its traps, as far as it is known: once the list is complete.
+  const store::AcknowledgedBy& Acknowledgers() const { return acknowledgers_; }
+
+  // Traps were acknowledged or made new again, here or elsewhere; changes of other kinds are not for it.
+  void ApplyChange(const store::Change& change);
+
   // The operator's notes on a trap were saved; nothing happens when it isn't in the list.
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes);
 
@@ -86,6 +94,9 @@ class ReportModel {
   bool CompleteUntil(std::int64_t milliseconds);
   void AppendCompleted();
   void ShowProgress();
+  void MarkRows(const store::Change& change);
+  void AddAcknowledger(const store::Change& change);
+  void TakeAcknowledgers();
   void End(ReportState state, std::string_view failure = {});
 
   ReportServices& services_;
@@ -108,6 +119,10 @@ class ReportModel {
   std::vector<store::IncomingTrap> completed_;
   // Notes saved while the list loads: the reader may see rows as they were before.
   std::unordered_map<std::int32_t, std::string> savedNotes_;
+  // Changes told of while it loads, in their order, for the same reason.
+  std::vector<store::Change> told_;
+  store::AcknowledgedBy acknowledgers_;
+  bool knowsAcknowledgers_ = false;       // the log was read
   std::unique_ptr<ReportLoader> loader_;  // while loading
   std::unique_ptr<WorkInProgress> work_;
 };

@@ -49,6 +49,7 @@ frmReport::frmReport(ReportServices& services, intake::ViewWindows& windows,
   setFocusProxy(ui_->lvTraps);
   notice_ = new NoticeBar(tr("Load Again"), this);
   ui_->rows->insertWidget(0, notice_);
+  table_.UseAcknowledgers(model_.Acknowledgers());
   model_.UseListener(&table_);
   turn_.setSingleShot(true);
 

@@ -56,6 +56,8 @@ class frmReport : public QWidget, public traps::TrapListWindow {
   void CopySelection();
   void SelectAllTraps();
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
+  // Acknowledged or made new again, here or elsewhere: its rows follow.
+  void ApplyChange(const store::Change& change) { model_.ApplyChange(change); }
 
   ReportModel& Model() { return model_; }
   traps::TrapsTableModel& Table() { return table_; }

@@ -14,6 +14,9 @@ namespace korvane::store {
 namespace {
 
 constexpr std::size_t kRangesOfAStatement = 200;
+constexpr std::size_t kSourcesTold = 20;  // of more, lists look for the numbers instead
+constexpr NumberRange kEveryNumber{std::numeric_limits<std::int32_t>::min(),
+                                   std::numeric_limits<std::int32_t>::max()};
 // Traps that were committed between the two statements on a source lie this close to the newest.
 constexpr std::int32_t kCommittedMeanwhile = 1000;
 
@@ -40,6 +43,40 @@ void ForEachStatement(std::span<const NumberRange> numbers, Each each) {
 std::int32_t NoteAcknowledged(Connection& connection, const TrapSelection& traps, std::int64_t changed) {
   return traps.Numbers.empty() ? 0 : NoteChange(connection, ChangeKind::Acknowledged, traps, changed);
 }
+
+// Statements on all traps of a condition.
+class Acknowledging {
+ public:
+  explicit Acknowledging(Connection& connection) : connection_(connection) {}
+
+  void Do(const std::string& statement, const std::string& condition) {
+    const std::ptrdiff_t before = std::ssize(fresh_);
+    LockUnacknowledged(connection_, condition, fresh_);
+    const std::int64_t touched = connection_.Execute(statement);
+    rows_ += touched;
+    if (touched <= std::ssize(fresh_) - before) return;
+    // Some were committed between the two statements.  Which they are can't be told from others that were
+    // acknowledged before, so all are noted, and none is taken back.
+    Recordset rows = connection_.OpenRecordset(fmt::format(
+        "SELECT SequenceNumber FROM {} WHERE EventAck = 1 AND {} ORDER BY SequenceNumber DESC LIMIT {}",
+        kEventTrap, condition, kCommittedMeanwhile));
+    while (rows.Next()) meanwhile_.push_back(rows.Integer(std::size_t{0}));
+  }
+
+  void Note(Acknowledgement& result) {
+    meanwhile_.insert(meanwhile_.end(), fresh_.begin(), fresh_.end());
+    result.Changed = SelectionOf(std::move(fresh_));
+    TrapSelection acknowledged = SelectionOf(std::move(meanwhile_));
+    result.ChangeId = NoteAcknowledged(connection_, acknowledged, rows_);
+    if (result.Leaving.empty()) result.Leaving.push_back(std::move(acknowledged));
+  }
+
+ private:
+  Connection& connection_;
+  std::vector<std::int32_t> fresh_;
+  std::vector<std::int32_t> meanwhile_;
+  std::int64_t rows_ = 0;
+};
 
 TrapSelection Common(const TrapSelection& selection, std::vector<std::int32_t> numbers) {
   std::erase_if(numbers, [&](std::int32_t number) { return !selection.HasNumber(number); });
@@ -84,32 +121,27 @@ Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const std::in
 
 Acknowledgement AcknowledgeSources(Connection& connection, std::span<const std::string> sources,
                                    std::int32_t beforeTime) {
-  constexpr NumberRange kEveryNumber{std::numeric_limits<std::int32_t>::min(),
-                                     std::numeric_limits<std::int32_t>::max()};
-  Acknowledgement result;
   Transaction transaction(connection, kEventTrap);
-  std::vector<std::int32_t> fresh;
-  std::vector<std::int32_t> meanwhile;
-  std::int64_t changed = 0;
+  Acknowledging work(connection);
+  Acknowledgement result;
   for (const std::string& source : sources) {
-    const std::string condition = fmt::format("Source = {} AND EventTime < {}", Quoted(source), beforeTime);
-    const std::size_t before = fresh.size();
-    LockUnacknowledged(connection, condition, fresh);
-    const std::int64_t touched = connection.Execute(AcknowledgeSourceStatement(source, beforeTime));
-    changed += touched;
-    if (touched > std::ssize(fresh) - static_cast<std::ptrdiff_t>(before)) {
-      // Some were committed between the two statements.  Which they are can't be told from others that were
-      // acknowledged before, so all are noted, and none is taken back.
-      Recordset rows = connection.OpenRecordset(fmt::format(
-          "SELECT SequenceNumber FROM {} WHERE EventAck = 1 AND {} ORDER BY SequenceNumber DESC LIMIT {}",
-          kEventTrap, condition, kCommittedMeanwhile));
-      while (rows.Next()) meanwhile.push_back(rows.Integer(std::size_t{0}));
+    work.Do(AcknowledgeSourceStatement(source, beforeTime),
+            fmt::format("Source = {} AND EventTime < {}", Quoted(source), beforeTime));
+    if (sources.size() <= kSourcesTold) {
+      result.Leaving.push_back({.Numbers = {kEveryNumber}, .Source = source, .BeforeTime = beforeTime});
     }
-    result.Leaving.push_back({.Numbers = {kEveryNumber}, .Source = source, .BeforeTime = beforeTime});
   }
-  meanwhile.insert(meanwhile.end(), fresh.begin(), fresh.end());
-  result.Changed = SelectionOf(std::move(fresh));
-  result.ChangeId = NoteAcknowledged(connection, SelectionOf(std::move(meanwhile)), changed);
+  work.Note(result);
+  transaction.Commit();
+  return result;
+}
+
+Acknowledgement AcknowledgeAll(Connection& connection, std::int32_t beforeTime) {
+  Transaction transaction(connection, kEventTrap);
+  Acknowledging work(connection);
+  work.Do(AcknowledgeAllStatement(beforeTime), fmt::format("EventTime < {}", beforeTime));
+  Acknowledgement result;
+  work.Note(result);
   transaction.Commit();
   return result;
 }

@@ -29,6 +29,9 @@ Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const std::in
 Acknowledgement AcknowledgeSources(Connection& connection, std::span<const std::string> sources,
                                    std::int32_t beforeTime);
 
+// All traps older than the time.
+Acknowledgement AcknowledgeAll(Connection& connection, std::int32_t beforeTime);
+
 // Makes new again what the acknowledgement changed and nobody changed since.  Returns what is new again.
 // Throws DatabaseError; nothing is changed then.
 TrapSelection TakeBack(Connection& connection, const Acknowledgement& acknowledgement);

@@ -79,6 +79,8 @@ void BatchInsert::Impl::SendAll() {
       for (; Rows() - sent >= kSteps[step]; sent += kSteps[step]) Send(sent, step);
     }
   } catch (const DatabaseError&) {
+    // A statement that has failed may refuse to be run again.
+    for (std::optional<Statement>& statement : Prepared) statement.reset();
     Empty();
     throw;
   }

@@ -16,7 +16,7 @@ namespace {
 // Some twenty bytes each at most.
 constexpr std::size_t kRangesOfAnEntry = 2000;
 
-std::int32_t Now() {
+std::int32_t TimeOfChange() {
   const auto now = std::chrono::system_clock::now().time_since_epoch();
   return static_cast<std::int32_t>(std::chrono::duration_cast<std::chrono::seconds>(now).count());
 }
@@ -30,7 +30,7 @@ ChangeKind KindOf(std::int32_t number) {
 void AddEntry(Recordset& log, const ChangeAuthor& author, ChangeKind kind, const TrapSelection& traps,
               std::span<const NumberRange> numbers, std::optional<std::int64_t> rows) {
   log.AddNew();
-  log.Set("Change_Time", Now());
+  log.Set("Change_Time", TimeOfChange());
   log.Set("Kind", static_cast<std::int32_t>(kind));
   log.Set("Operator", author.Operator);
   log.Set("Machine", author.Machine);
@@ -49,6 +49,8 @@ void AddEntry(Recordset& log, const ChangeAuthor& author, ChangeKind kind, const
 
 std::int32_t NoteChange(Connection& connection, ChangeKind kind, const TrapSelection& traps,
                         std::optional<std::int64_t> rows) {
+  // What comes next reads: of an embedded store the log lies in a file that the change may not have touched.
+  TakeRightToWrite(connection, kChangeLog);
   const ChangeAuthor& author = connection.Author();
   Recordset log = connection.OpenRecordset(kChangeLog, "1 = 0");
   std::span<const NumberRange> numbers = traps.Numbers;

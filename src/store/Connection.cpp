@@ -20,6 +20,7 @@ bool IsSelect(std::string_view text) {
 }
 
 bool SetAutocommit(Connection::Impl& link, SQLULEN value) {
+  const WatchedCall watched(link.Watch.get());
   return odbc::Succeeded(SQLSetConnectAttr(link.Link.Get(), SQL_ATTR_AUTOCOMMIT,
                                            reinterpret_cast<SQLPOINTER>(value), SQL_IS_UINTEGER));  // NOLINT
 }
@@ -40,6 +41,7 @@ Connection::~Connection() = default;
 void Connection::Open(std::string_view dataSource, std::string_view user, std::string_view password,
                       ConnectionOptions options) {
   Close();
+  impl_->Watch.reset();
   impl_->DataSource = dataSource;
   impl_->User = user;
   impl_->Password = password;
@@ -103,7 +105,7 @@ void Connection::BeginTransaction() {
   if (impl_->InTransaction) throw DatabaseError("A transaction is open already.", "25001", 0, "BEGIN");
   impl_->MakeReady(true);
   if (!SetAutocommit(*impl_, SQL_AUTOCOMMIT_OFF)) {
-    const DatabaseError error = odbc::ErrorOf(SQL_HANDLE_DBC, impl_->Link.Get(), "BEGIN");
+    const DatabaseError error = impl_->FailureOf(SQL_HANDLE_DBC, impl_->Link.Get(), "BEGIN");
     impl_->NoteFailure(error);
     throw error;
   }
@@ -113,8 +115,9 @@ void Connection::BeginTransaction() {
 void Connection::Commit() {
   if (!impl_->InTransaction) throw DatabaseError("No transaction is open.", "25000", 0, "COMMIT");
   impl_->MakeReady(true);
+  const WatchedCall watched(impl_->Watch.get());
   if (!odbc::Succeeded(SQLEndTran(SQL_HANDLE_DBC, impl_->Link.Get(), SQL_COMMIT))) {
-    const DatabaseError error = odbc::ErrorOf(SQL_HANDLE_DBC, impl_->Link.Get(), "COMMIT");
+    const DatabaseError error = impl_->FailureOf(SQL_HANDLE_DBC, impl_->Link.Get(), "COMMIT");
     impl_->NoteFailure(error);
     throw error;
   }
@@ -176,7 +179,8 @@ Snapshot::Snapshot(Connection& connection) : transaction_(connection) {
 
 void OpenDatabase(Connection& connection) noexcept {
   try {
-    connection.Open(kDataSourceName, {}, {});
+    connection.Open(kDataSourceName, {}, {},
+                    {.CommandTimeoutSeconds = kLongestStatementSeconds, .SilenceSeconds = kSilenceSeconds});
   } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): the first read meets it again
   }
 }

@@ -30,6 +30,11 @@ struct ChangeAuthor {
 struct ConnectionOptions {
   int ConnectTimeoutSeconds = 0;  // 0: the driver's own
   int CommandTimeoutSeconds = 0;
+  // A call is given up after twice as long when the server says nothing and answers nobody else either, or
+  // when it waits for a lock; a connection that does not come about is after once; 0: never.  Whoever tries
+  // again in the next moments fails at once, so that a window with several statements does not wait for each.
+  int SilenceSeconds = 0;
+  int LockTimeoutSeconds = 0;  // for a row that another transaction holds; an embedded store has its own
 };
 
 class Connection {
@@ -102,6 +107,13 @@ class Snapshot {
 
 // Opens the shared connection with the data source's own user.  A failure is not reported here: it shows as
 // the failure of the first read.
+// Of connections that somebody waits for: a server that says nothing is waited for less than ten seconds, one
+// that works as long as it takes to acknowledge or read millions of traps.
+inline constexpr int kSilenceSeconds = 4;
+inline constexpr int kLongestStatementSeconds = 300;
+
+// Opens the shared connection with the data source's own user and these limits.  A failure is not reported
+// here: it shows as the failure of the first read.
 void OpenDatabase(Connection& connection) noexcept;
 
 }  // namespace korvane::store

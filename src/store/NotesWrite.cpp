@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "store/ChangeLog.h"
 #include "store/Tables.h"
 
 namespace korvane::store {
@@ -40,6 +41,7 @@ NotesResult WriteNotes(Connection& connection, std::int32_t sequenceNumber, std:
   if (auto objection = Objection(rows, expected, notes)) return *std::move(objection);
   rows.Set(kNotesColumn, notes);
   rows.Update();
+  NoteChange(connection, ChangeKind::Notes, SelectionOf({sequenceNumber}));
   transaction.Commit();
   return {NotesOutcome::Written, {}};
 }

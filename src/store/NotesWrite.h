@@ -1,4 +1,5 @@
-// Writing an operator's notes on a stored trap, unless somebody else has written others meanwhile.
+// Writing an operator's notes on a stored trap, unless somebody else has written others meanwhile.  What is
+// written is noted in the change log.
 #pragma once
 
 #include <cstdint>

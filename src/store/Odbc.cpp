@@ -14,8 +14,11 @@ namespace korvane::store {
 namespace {
 
 constexpr std::int64_t kIdleMilliseconds = 1000;
+// A connection that took longer to fail was waited for, and for how long nobody waits for it again.
+constexpr std::int64_t kSlowFailure = 1000;
+constexpr std::int64_t kMuteMemory = 3000;
 
-std::int64_t Now() {
+std::int64_t SteadyMilliseconds() {
   return std::chrono::duration_cast<std::chrono::milliseconds>(
              std::chrono::steady_clock::now().time_since_epoch())
       .count();
@@ -56,13 +59,39 @@ constexpr std::string_view kDriverAttributes =
     // MariaDB: UTF-8; an UPDATE counts the rows it found, as on the others, not only those it changed.
     ";CHARSET=utf8mb4;OPTION=2";
 
+// No server, or none that says anything; by the codes of the drivers for it.
+bool TellsOfSilence(const DatabaseError& error) {
+  constexpr std::array<std::int32_t, 4> kMariaDbCodes = {2002, 2003, 2006, 2013};
+  return TellsOfLostLink(error.SqlState()) || error.SqlState().starts_with("HYT") ||
+         std::ranges::find(kMariaDbCodes, error.NativeCode()) != kMariaDbCodes.end();
+}
+
+// Whether the server answers anybody at all.
+bool AnswersAnother(const std::string& dataSource, const std::string& user, const std::string& password,
+                    int seconds) {
+  try {
+    Connection other;
+    other.Open(dataSource, user, password, {.ConnectTimeoutSeconds = seconds});
+    return true;
+  } catch (const DatabaseError& error) {
+    return !TellsOfSilence(error);
+  }
+}
+
+int ConnectLimit(const ConnectionOptions& options) {
+  if (options.SilenceSeconds == 0 || options.ConnectTimeoutSeconds == 0) {
+    return std::max(options.SilenceSeconds, options.ConnectTimeoutSeconds);
+  }
+  return std::min(options.SilenceSeconds, options.ConnectTimeoutSeconds);
+}
+
 std::string ConnectionText(const Connection::Impl& link) {
   std::string text = fmt::format("DSN={}", link.DataSource);
   if (!link.User.empty()) text += fmt::format(";UID={}", Braced(link.User));
   if (!link.Password.empty()) text += fmt::format(";PWD={}", Braced(link.Password));
   text += kDriverAttributes;
-  if (link.Options.ConnectTimeoutSeconds > 0) {
-    text += fmt::format(";CONN_TIMEOUT={}", link.Options.ConnectTimeoutSeconds);
+  if (const int seconds = ConnectLimit(link.Options); seconds > 0) {
+    text += fmt::format(";CONN_TIMEOUT={}", seconds);
   }
   return text;
 }
@@ -111,7 +140,34 @@ Connection::Impl::~Impl() {
 }
 
 void Connection::Impl::Connect() {
+  if (Mute && SteadyMilliseconds() - MuteSince < kMuteMemory) throw DatabaseError(*Mute);
+  Mute.reset();
   Disconnect();
+  const std::int64_t begun = SteadyMilliseconds();
+  const std::vector<platform::OpenSocket> before =
+      Options.SilenceSeconds > 0 ? platform::ConnectedSockets() : std::vector<platform::OpenSocket>();
+  try {
+    Link = OpenLink();
+  } catch (const DatabaseError& error) {
+    if (Options.SilenceSeconds > 0 && SteadyMilliseconds() - begun >= kSlowFailure) {
+      Mute = error;
+      MuteSince = SteadyMilliseconds();
+    }
+    throw;
+  }
+  Lost = false;
+  try {
+    if (Options.SilenceSeconds > 0) WatchLink(before);
+    SetUpSession(*this);
+    RequireVersion(*this);
+  } catch (const DatabaseError&) {
+    Disconnect();
+    throw;
+  }
+  LastUse = SteadyMilliseconds();
+}
+
+odbc::Handle Connection::Impl::OpenLink() {
   SQLHANDLE raw = SQL_NULL_HANDLE;
   if (!odbc::Succeeded(SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &raw))) {
     throw DatabaseError("The database driver manager could not be started.", "HY001", 0, {});
@@ -122,10 +178,9 @@ void Connection::Impl::Connect() {
     throw odbc::ErrorOf(SQL_HANDLE_ENV, Environment.Get(), {});
   }
   odbc::Handle link(SQL_HANDLE_DBC, raw);
-  if (Options.ConnectTimeoutSeconds > 0) {
+  if (const int seconds = ConnectLimit(Options); seconds > 0) {
     SQLSetConnectAttr(raw, SQL_ATTR_LOGIN_TIMEOUT,
-                      reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(Options.ConnectTimeoutSeconds)),
-                      0);  // NOLINT
+                      reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(seconds)), 0);  // NOLINT
   }
   const std::string text = ConnectionText(*this);
   std::array<SQLCHAR, 1024> completed{};
@@ -135,16 +190,46 @@ void Connection::Impl::Connect() {
           static_cast<SQLSMALLINT>(completed.size()), &length, SQL_DRIVER_NOPROMPT))) {
     throw odbc::ErrorOf(SQL_HANDLE_DBC, raw, "DSN=" + DataSource);
   }
-  Link = std::move(link);
-  Lost = false;
-  try {
-    SetUpSession(*this);
-    RequireVersion(*this);
-  } catch (const DatabaseError&) {
-    Disconnect();
-    throw;
+  return link;
+}
+
+// The driver does not tell its socket: it is the one that appeared.  Another thread may have connected at the
+// same time; to the same server, it is given up with this one, and else nobody's is.
+void Connection::Impl::WatchLink(const std::vector<platform::OpenSocket>& before) {
+  std::vector<platform::OpenSocket> sockets = platform::ConnectedSockets();
+  std::erase_if(sockets,
+                [&](const auto& socket) { return std::ranges::find(before, socket) != before.end(); });
+  const auto elsewhere = [&](const auto& socket) {
+    return platform::PeerOf(socket) != platform::PeerOf(sockets.front());
+  };
+  if (std::ranges::any_of(sockets, elsewhere)) sockets.clear();
+  if (!Watch) {
+    const int seconds = Options.SilenceSeconds;
+    const std::chrono::seconds limit(seconds);
+    Watch = std::make_unique<SilenceWatch>(SilenceLimits{.Silence = limit, .Trial = limit},
+                                           [source = DataSource, user = User, password = Password, seconds] {
+                                             return AnswersAnother(source, user, password, seconds);
+                                           });
   }
-  LastUse = Now();
+  Watch->Use(std::move(sockets));
+}
+
+DatabaseError Connection::Impl::FailureOf(SQLSMALLINT type, SQLHANDLE handle, std::string_view statement) {
+  if (!Watch) return odbc::ErrorOf(type, handle, statement);
+  const auto after = Watch->GaveUpAfter();
+  DatabaseError error =
+      after
+          ? DatabaseError(fmt::format("The database server has not answered for {} seconds.", after->count()),
+                          "HYT00", 0, std::string(statement))
+          : odbc::ErrorOf(type, handle, statement);
+  // The system may be the first to give up.
+  const bool waited = Watch->SinceLastCall() >= std::chrono::milliseconds(kSlowFailure);
+  if (after || (waited && TellsOfSilence(error))) {
+    Lost = true;
+    Mute = error;
+    MuteSince = SteadyMilliseconds();
+  }
+  return error;
 }
 
 void Connection::Impl::Disconnect() noexcept {
@@ -153,7 +238,11 @@ void Connection::Impl::Disconnect() noexcept {
   for (Statement* statement : std::exchange(Statements, {})) statement->Free();
   if (Link) {
     if (InTransaction) RollBack();
-    SQLDisconnect(Link.Get());
+    {
+      const WatchedCall watched(Watch.get());
+      SQLDisconnect(Link.Get());
+    }
+    if (Watch) Watch->Use({});
     Link.Free();
     ++Session;
   }
@@ -164,6 +253,7 @@ void Connection::Impl::Disconnect() noexcept {
 
 bool Connection::Impl::RollBack() noexcept {
   const auto rollback = [this] {
+    const WatchedCall watched(Watch.get());
     return odbc::Succeeded(SQLEndTran(SQL_HANDLE_DBC, Link.Get(), SQL_ROLLBACK));
   };
   if (rollback()) return true;
@@ -187,12 +277,12 @@ void Connection::Impl::MakeReady(bool aWrite) {
     return;
   }
   if (Link && !Lost && !FilesAreThere()) Lost = true;
-  if (Link && !Lost && aWrite && Kind != Engine::Sqlite && Now() - LastUse > kIdleMilliseconds &&
-      !AnswersProbe()) {
+  if (Link && !Lost && aWrite && Kind != Engine::Sqlite &&
+      SteadyMilliseconds() - LastUse > kIdleMilliseconds && !AnswersProbe()) {
     Lost = true;
   }
   if (!Link || Lost) Connect();
-  LastUse = Now();
+  LastUse = SteadyMilliseconds();
 }
 
 // A server that was restarted shows only when something is sent.  A reading can be repeated; before a writing
@@ -235,6 +325,12 @@ Statement::Statement(Connection::Impl& link) : link_(link), session_(link.Sessio
 
 Statement::~Statement() {
   if (IsCurrent()) std::erase(link_.Statements, this);
+  Free();
+}
+
+void Statement::Free() noexcept {
+  const WatchedCall watched(link_.Watch.get());
+  handle_.Free();
 }
 
 void Statement::RequireCurrent() const {
@@ -245,7 +341,7 @@ void Statement::RequireCurrent() const {
 
 SQLRETURN Statement::Check(SQLRETURN code) {
   if (odbc::Succeeded(code) || code == SQL_NO_DATA) return code;
-  const DatabaseError error = odbc::ErrorOf(SQL_HANDLE_STMT, handle_.Get(), text_);
+  const DatabaseError error = link_.FailureOf(SQL_HANDLE_STMT, handle_.Get(), text_);
   link_.NoteFailure(error);
   throw error;
 }
@@ -265,6 +361,7 @@ void Statement::ExecuteDirect(std::string_view text) {
 void Statement::Prepare(std::string_view text) {
   CloseCursor();
   text_ = text;
+  const WatchedCall watched(link_.Watch.get());
   Check(SQLPrepare(handle_.Get(), odbc::Chars(text_), static_cast<SQLINTEGER>(text_.size())));
 }
 
@@ -304,6 +401,7 @@ std::int64_t Statement::RowCount() {
 
 SQLSMALLINT Statement::ColumnCount() {
   SQLSMALLINT count = 0;
+  const WatchedCall watched(link_.Watch.get());
   Check(SQLNumResultCols(handle_.Get(), &count));
   return count;
 }
@@ -335,7 +433,9 @@ bool Statement::AppendCell(SQLUSMALLINT number, std::string& text) {
 }
 
 void Statement::CloseCursor() noexcept {
-  if (IsCurrent()) SQLFreeStmt(handle_.Get(), SQL_CLOSE);
+  if (!IsCurrent()) return;
+  const WatchedCall watched(link_.Watch.get());  // an open cursor is closed by the server
+  SQLFreeStmt(handle_.Get(), SQL_CLOSE);
 }
 
 }  // namespace korvane::store

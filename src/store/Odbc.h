@@ -11,12 +11,14 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "store/Connection.h"
 #include "store/DatabaseError.h"
+#include "store/SilenceWatch.h"
 
 namespace korvane::store {
 
@@ -75,13 +77,16 @@ struct Connection::Impl {
   ConnectionOptions Options;
   ChangeAuthor Author;
   odbc::Handle Environment, Link;
-  std::uint64_t Session = 0;           // counts the connections made; handles of an earlier one are gone
-  std::unique_ptr<Statement> Direct;   // for Execute
-  std::vector<FileMark> Files;         // an embedded store's
-  std::int64_t LastUse = 0;            // monotonic milliseconds
-  std::mutex RunningMutex;             // held by a cancel, so that the statement is not freed meanwhile
-  SQLHSTMT Running = SQL_NULL_HSTMT;   // in a call that may take its time
-  std::vector<Statement*> Statements;  // of this session; freed before the link is, which else stays open
+  std::uint64_t Session = 0;            // counts the connections made; handles of an earlier one are gone
+  std::unique_ptr<Statement> Direct;    // for Execute
+  std::vector<FileMark> Files;          // an embedded store's
+  std::int64_t LastUse = 0;             // monotonic milliseconds
+  std::mutex RunningMutex;              // held by a cancel, so that the statement is not freed meanwhile
+  SQLHSTMT Running = SQL_NULL_HSTMT;    // in a call that may take its time
+  std::vector<Statement*> Statements;   // of this session; freed before the link is, which else stays open
+  std::unique_ptr<SilenceWatch> Watch;  // where Options want one
+  std::optional<DatabaseError> Mute;    // why the server counts as mute
+  std::int64_t MuteSince = 0;           // monotonic milliseconds
 
   Impl();
   ~Impl();
@@ -90,6 +95,8 @@ struct Connection::Impl {
 
   void Connect();
   void Disconnect() noexcept;
+  // For a driver's call that failed: its words, or that the server went mute.
+  DatabaseError FailureOf(SQLSMALLINT type, SQLHANDLE handle, std::string_view statement);
   // What is open on the link; false when the link can't do that any more.
   bool RollBack() noexcept;
   // Before anything is sent: opens a lost connection again unless a transaction was open on it.
@@ -99,12 +106,18 @@ struct Connection::Impl {
   void NoteFailure(const DatabaseError& error) noexcept;
   bool FilesAreThere() const;
   bool AnswersProbe();
+
+ private:
+  odbc::Handle OpenLink();
+  void WatchLink(const std::vector<platform::OpenSocket>& before);
 };
 
 // Around a driver call that may hang: what Connection::Cancel from another thread finds.
 class RunningCall {
  public:
-  RunningCall(Connection::Impl& link, SQLHSTMT statement) : link_(link) { Set(statement); }
+  RunningCall(Connection::Impl& link, SQLHSTMT statement) : watched_(link.Watch.get()), link_(link) {
+    Set(statement);
+  }
   ~RunningCall() { Set(SQL_NULL_HSTMT); }
   RunningCall(const RunningCall&) = delete;
   RunningCall& operator=(const RunningCall&) = delete;
@@ -115,6 +128,7 @@ class RunningCall {
     link_.Running = statement;
   }
 
+  const WatchedCall watched_;
   Connection::Impl& link_;
 };
 
@@ -146,7 +160,7 @@ class Statement {
   // Throws for anything but success (or no data).
   SQLRETURN Check(SQLRETURN code);
   // Before the link is closed.
-  void Free() noexcept { handle_.Free(); }
+  void Free() noexcept;
 
  private:
   // Another statement may have found the link lost and made it anew: the handle, or what now has its number,

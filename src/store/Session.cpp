@@ -71,11 +71,14 @@ std::int32_t VersionOf(Connection::Impl& link) {
   return version;
 }
 
+constexpr std::string_view kMariaDbLockTimeout = "SET SESSION innodb_lock_wait_timeout = {}";
+
 struct SessionProfile {
   std::string_view DbmsName;
   Engine Kind;
   std::span<const std::string_view> Statements;
   std::string_view CommandTimeout;  // with the seconds; empty: the driver has none
+  std::string_view LockTimeout;     // the same, for what somebody else holds
   void (*Further)(Connection::Impl&);
 };
 
@@ -89,10 +92,12 @@ constexpr std::array<std::string_view, 2> kMariaDbSetUp = {
     "SET SESSION TRANSACTION ISOLATION LEVEL READ COMMITTED"};
 
 const std::array<SessionProfile, 4> kProfiles = {{
-    {"SQLite", Engine::Sqlite, {}, "", AttachTrapFile},
-    {"PostgreSQL", Engine::PostgreSql, kPostgreSqlSetUp, "SET statement_timeout TO '{}s'", nullptr},
-    {"MariaDB", Engine::MariaDb, kMariaDbSetUp, "SET SESSION max_statement_time = {}", nullptr},
-    {"MySQL", Engine::MariaDb, kMariaDbSetUp, "", nullptr},
+    {"SQLite", Engine::Sqlite, {}, "", "", AttachTrapFile},
+    {"PostgreSQL", Engine::PostgreSql, kPostgreSqlSetUp, "SET statement_timeout TO '{}s'",
+     "SET lock_timeout TO '{}s'", nullptr},
+    {"MariaDB", Engine::MariaDb, kMariaDbSetUp, "SET SESSION max_statement_time = {}", kMariaDbLockTimeout,
+     nullptr},
+    {"MySQL", Engine::MariaDb, kMariaDbSetUp, "", kMariaDbLockTimeout, nullptr},
 }};
 
 }  // namespace
@@ -107,10 +112,13 @@ void SetUpSession(Connection::Impl& link) {
     link.Kind = profile.Kind;
     Statement statement(link);
     for (const std::string_view text : profile.Statements) statement.ExecuteDirect(text);
-    if (link.Options.CommandTimeoutSeconds > 0 && !profile.CommandTimeout.empty()) {
-      statement.ExecuteDirect(
-          fmt::format(fmt::runtime(profile.CommandTimeout), link.Options.CommandTimeoutSeconds));
-    }
+    const auto limit = [&statement](std::string_view text, int seconds) {
+      if (seconds > 0 && !text.empty()) statement.ExecuteDirect(fmt::format(fmt::runtime(text), seconds));
+    };
+    limit(profile.CommandTimeout, link.Options.CommandTimeoutSeconds);
+    // A lock is silence too, for whoever waits.
+    const int lock = link.Options.LockTimeoutSeconds;
+    limit(profile.LockTimeout, lock > 0 ? lock : 2 * link.Options.SilenceSeconds);
     if (profile.Further != nullptr) profile.Further(link);
     return;
   }

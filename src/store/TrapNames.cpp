@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <tuple>
 #include <unordered_map>
@@ -33,6 +34,9 @@ bool IsOid(std::string_view text) {
 bool IsGeneric(std::int32_t code) {
   return code >= 0 && code < kEnterpriseSpecific;
 }
+
+constexpr std::string_view kInstance = ".0";
+constexpr std::string_view kNotificationOid = "{}.0.{}";
 
 std::size_t Mixed(std::size_t seed, std::size_t value) {
   return seed ^ (value + 0x9e3779b97f4a7c15U + (seed << 6U) + (seed >> 2U));
@@ -69,28 +73,36 @@ struct Kind {
   const TrapDefinition* Definition = nullptr;
   std::unique_ptr<TrapVerdict> Verdict;
 
-  void Complete(IncomingTrap& trap) const {
+  // ownName holds the trap's own name where it has one.
+  void Complete(IncomingTrap& trap, std::string& ownName) const {
     trap.Definition = Definition;
+    ownName.clear();
+    if (Definition->TrapName.empty()) NameItself(trap, ownName);
+    trap.OwnName = ownName;
     trap.Severity = Verdict ? Verdict->SeverityOf(trap) : 0;
     trap.Filtered = Verdict && Verdict->TrapIsFiltered(trap);
   }
+
+  static void NameItself(const IncomingTrap& trap, std::string& name) {
+    if (IsGeneric(trap.GenericTrap) || trap.EnterpriseOid.empty()) {
+      name = GenericTrapName(trap.GenericTrap);
+    } else {
+      fmt::format_to(std::back_inserter(name), kNotificationOid, trap.EnterpriseOid, trap.SpecificTrap);
+    }
+  }
 };
 
-// An enterprise as its rows tell: once it is known, a specific code without a row costs no query for a row of
-// its own any more, however far a sender counts its codes up.
+// An enterprise as its rows tell.  A code's definition is read when it is first met.
 struct Enterprise {
   std::string Name;
-  std::unordered_set<std::int32_t> Codes;
+  std::unordered_map<std::int32_t, const TrapDefinition*> Codes;  // null: not read yet
 };
 
-// Entries of one cache, far more than any network has.  A full one begins anew, so that a hostile sender
-// costs queries and no further memory; the definitions stay all the same, since rows point at them.
-constexpr std::size_t kMostCached = std::size_t{1} << 17U;
-
-template <typename Cache>
-void MakeRoom(Cache& cache) {
-  if (cache.size() >= kMostCached) cache.clear();
-}
+struct OidHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view oid) const { return std::hash<std::string_view>()(oid); }
+};
+using OidSet = std::unordered_set<std::string, OidHash, std::equal_to<>>;
 
 struct DefinitionHash {
   std::size_t operator()(const TrapDefinition& definition) const {
@@ -107,123 +119,170 @@ struct DefinitionEqual {
   }
 };
 
-std::string NameWithoutRow(std::string_view oid, std::int32_t specificTrap, std::int32_t genericTrap) {
-  if (IsGeneric(genericTrap) || oid.empty()) return std::string(GenericTrapName(genericTrap));
-  return NotificationOid(oid, specificTrap);
-}
-
 }  // namespace
 
 std::string_view WithoutInstance(std::string_view enterpriseOid) {
-  constexpr std::string_view kInstance = ".0";
   return enterpriseOid.ends_with(kInstance) ? enterpriseOid.substr(0, enterpriseOid.size() - kInstance.size())
                                             : enterpriseOid;
 }
 
 std::string NotificationOid(std::string_view enterpriseOid, std::int32_t specificTrap) {
-  return fmt::format("{}.0.{}", enterpriseOid, specificTrap);
+  return fmt::format(kNotificationOid, enterpriseOid, specificTrap);
 }
 
 struct TrapNames::Impl {
+  using Key = KindKey<std::string_view>;
   explicit Impl(Connection& connection) : Store(connection) {}
 
-  std::optional<TrapDefinition> FirstRow(const std::string& filter);
-  std::optional<TrapDefinition> RowOf(std::string_view oid, std::int32_t code);
+  const OidSet& KnownOids();
   const Enterprise& EnterpriseOf(std::string_view oid);
+  const TrapDefinition* RowOf(std::string_view oid, std::int32_t code);
   const std::string& OidOf(std::string_view enterpriseName);
-  TrapDefinition LookUp(std::string_view oid, std::int32_t specificTrap, std::int32_t genericTrap);
-  Kind MakeKind(TrapDefinition definition, const KindKey<std::string_view>& key);
-  const Kind* Cached(const KindKey<std::string_view>& key);
+  const TrapDefinition* Kept(TrapDefinition definition);
+  const TrapDefinition* LookUp(const Key& key);
+  Key Shared(const Key& key);
+  Kind MakeKind(const TrapDefinition* definition, const Key& key);
+  const Kind* Cached(const Key& key);
+  void Keep(const Key& key, Kind kind);
+  void ClearKinds();
 
   Connection& Store;
   TrapVerdicts* Verdicts = nullptr;
   std::unordered_map<KindKey<std::string>, Kind, KindHash, KindEqual> Kinds;
+  std::size_t KindBytes = 0;
   const std::pair<const KindKey<std::string>, Kind>* Last = nullptr;  // traps of one kind come in runs
   std::unordered_set<TrapDefinition, DefinitionHash, DefinitionEqual> Definitions;
-  std::unordered_map<std::string, std::string> Specifics;
-  std::unordered_map<std::string, Enterprise> Enterprises;  // by OID
-  std::unordered_map<std::string, std::string> Oids;        // by the enterprise's name
+  std::optional<OidSet> Oids;  // of EventStructure, as they stand there and without their instance
+  std::unordered_map<std::string, Enterprise, OidHash, std::equal_to<>> Enterprises;  // by OID
+  std::unordered_map<std::string, std::string> OidsOfNames;
+  const Enterprise Unknown;
+  std::string OwnName;
 };
 
-// The first row that the filter finds, its three texts as they stand.
-std::optional<TrapDefinition> TrapNames::Impl::FirstRow(const std::string& filter) {
-  Recordset rows = Store.OpenRecordset(kEventStructure, filter);
-  if (!rows.Next()) return std::nullopt;
-  return TrapDefinition{rows.Text("SpecificTrap"), rows.Text("Name"), rows.Text("TrapDescription")};
-}
-
-// Some rows carry a trailing ".0" on the enterprise.
-std::optional<TrapDefinition> TrapNames::Impl::RowOf(std::string_view oid, std::int32_t code) {
-  const auto known = Enterprises.find(std::string(oid));
-  if (known != Enterprises.end() && !known->second.Codes.contains(code)) return std::nullopt;
-  auto row = FirstRow(fmt::format("EnterpriseOid = {} AND RequestType = {}", Quoted(oid), code));
-  if (!row) {
-    row = FirstRow(
-        fmt::format("EnterpriseOid = {} AND RequestType = {}", Quoted(fmt::format("{}.0", oid)), code));
+const OidSet& TrapNames::Impl::KnownOids() {
+  if (!Oids) {
+    OidSet read;
+    Recordset rows =
+        Store.OpenRecordset(fmt::format("SELECT DISTINCT EnterpriseOid FROM {}", kEventStructure));
+    while (rows.Next()) {
+      std::string oid = rows.Text("EnterpriseOid");
+      if (!IsOid(oid)) continue;
+      read.emplace(WithoutInstance(oid));
+      read.insert(std::move(oid));
+    }
+    Oids = std::move(read);
   }
-  return row;
+  return *Oids;
 }
 
+// Some rows carry a trailing ".0" on the enterprise.  Of one that is not known nothing is kept.
 const Enterprise& TrapNames::Impl::EnterpriseOf(std::string_view oid) {
-  std::string key(oid);
-  if (const auto found = Enterprises.find(key); found != Enterprises.end()) return found->second;
+  if (const auto found = Enterprises.find(oid); found != Enterprises.end()) return found->second;
+  if (!KnownOids().contains(oid)) return Unknown;
   Enterprise enterprise;
   bool named = false;
-  for (const std::string_view instance : {"", ".0"}) {
-    Recordset rows = Store.OpenRecordset(
-        kEventStructure, fmt::format("EnterpriseOid = {}", Quoted(fmt::format("{}{}", oid, instance))));
+  for (const std::string& stored : {std::string(oid), fmt::format("{}{}", oid, kInstance)}) {
+    Recordset rows = Store.OpenRecordset(kEventStructure, fmt::format("EnterpriseOid = {}", Quoted(stored)));
     while (rows.Next()) {
       if (!std::exchange(named, true)) enterprise.Name = rows.Text("Name");
-      enterprise.Codes.insert(rows.Integer("RequestType"));
+      enterprise.Codes.try_emplace(rows.Integer("RequestType"));
     }
   }
-  MakeRoom(Enterprises);
-  return Enterprises.emplace(std::move(key), std::move(enterprise)).first->second;
+  return Enterprises.emplace(oid, std::move(enterprise)).first->second;
+}
+
+// Null when there is no row of just this trap.
+const TrapDefinition* TrapNames::Impl::RowOf(std::string_view oid, std::int32_t code) {
+  const auto& codes = EnterpriseOf(oid).Codes;
+  const auto known = codes.find(code);
+  if (known == codes.end() || known->second != nullptr) return known == codes.end() ? nullptr : known->second;
+  for (const std::string& stored : {std::string(oid), fmt::format("{}{}", oid, kInstance)}) {
+    Recordset rows = Store.OpenRecordset(
+        kEventStructure, fmt::format("EnterpriseOid = {} AND RequestType = {}", Quoted(stored), code));
+    if (rows.Next()) {
+      const TrapDefinition* const row =
+          Kept({rows.Text("SpecificTrap"), rows.Text("Name"), rows.Text("TrapDescription")});
+      Enterprises.find(oid)->second.Codes[code] = row;
+      return row;
+    }
+  }
+  return nullptr;
 }
 
 const std::string& TrapNames::Impl::OidOf(std::string_view enterpriseName) {
   std::string key(enterpriseName);
-  if (const auto found = Oids.find(key); found != Oids.end()) return found->second;
+  if (const auto found = OidsOfNames.find(key); found != OidsOfNames.end()) return found->second;
   Recordset rows = Store.OpenRecordset(kEventStructure, fmt::format("Name = {}", Quoted(enterpriseName)));
   std::string oid = rows.Next() ? rows.Text("EnterpriseOid") : std::string();
-  return Oids.emplace(std::move(key), std::move(oid)).first->second;
+  return OidsOfNames.emplace(std::move(key), std::move(oid)).first->second;
+}
+
+const TrapDefinition* TrapNames::Impl::Kept(TrapDefinition definition) {
+  return &*Definitions.insert(std::move(definition)).first;
 }
 
 // A generic trap reaches the store under its sender's enterprise with specific code 0, so its own row is
 // looked for first and that of the standard notification next; the enterprise stays the sender's.
-TrapDefinition TrapNames::Impl::LookUp(std::string_view oid, std::int32_t specificTrap,
-                                       std::int32_t genericTrap) {
+const TrapDefinition* TrapNames::Impl::LookUp(const Key& key) {
+  if (const TrapDefinition* const own = RowOf(key.EnterpriseOid, key.SpecificTrap)) return own;
   TrapDefinition definition;
-  if (IsOid(oid)) {
-    if (auto own = RowOf(oid, specificTrap)) {
-      definition = *std::move(own);
-    } else {
-      if (IsGeneric(genericTrap)) {
-        if (auto standard = RowOf(kStandardTrapsOid, genericTrap + 1)) definition = *std::move(standard);
-      }
-      definition.EnterpriseName = EnterpriseOf(oid).Name;
+  if (IsGeneric(key.GenericTrap)) {
+    if (const TrapDefinition* const standard = RowOf(kStandardTrapsOid, key.GenericTrap + 1)) {
+      definition = *standard;
     }
   }
-  if (definition.TrapName.empty()) definition.TrapName = NameWithoutRow(oid, specificTrap, genericTrap);
-  if (definition.EnterpriseName.empty()) definition.EnterpriseName = oid;
-  return definition;
+  definition.EnterpriseName = EnterpriseOf(key.EnterpriseOid).Name;
+  return Kept(std::move(definition));
 }
 
-Kind TrapNames::Impl::MakeKind(TrapDefinition definition, const KindKey<std::string_view>& key) {
+// The kind that stands for all that neither the table nor a rule can tell from this one.
+TrapNames::Impl::Key TrapNames::Impl::Shared(const Key& key) {
+  Key shared = key;
+  const auto& codes = EnterpriseOf(key.EnterpriseOid).Codes;
+  if (codes.empty() && (Verdicts == nullptr || !Verdicts->NamesEnterprise(key.EnterpriseOid))) {
+    shared.EnterpriseOid = {};
+  }
+  if (!codes.contains(key.SpecificTrap) && !codes.contains(0) &&
+      (Verdicts == nullptr || !Verdicts->NamesSpecific(key.SpecificTrap))) {
+    shared.SpecificTrap = 0;
+  }
+  return shared;
+}
+
+Kind TrapNames::Impl::MakeKind(const TrapDefinition* definition, const Key& key) {
   Kind kind;
-  kind.Definition = &*Definitions.insert(std::move(definition)).first;
+  kind.Definition = definition;
   if (Verdicts != nullptr) {
     kind.Verdict = Verdicts->VerdictFor(key.EnterpriseOid, key.SpecificTrap, key.GenericTrap);
   }
   return kind;
 }
 
-const Kind* TrapNames::Impl::Cached(const KindKey<std::string_view>& key) {
+const Kind* TrapNames::Impl::Cached(const Key& key) {
   if (Last != nullptr && KindEqual()(Last->first, key)) return &Last->second;
   const auto found = Kinds.find(key);
   if (found == Kinds.end()) return nullptr;
   Last = &*found;
   return &found->second;
+}
+
+// A kind that has completed a trap.
+void TrapNames::Impl::Keep(const Key& key, Kind kind) {
+  const std::size_t bytes = sizeof(Kind) + sizeof(KindKey<std::string>) + key.EnterpriseOid.size() +
+                            (kind.Verdict ? kind.Verdict->Bytes() : 0);
+  if (KindBytes + bytes > kMostKindBytes) ClearKinds();
+  if (bytes > kMostKindBytes) return;
+  KindBytes += bytes;
+  Last =
+      &*Kinds
+            .try_emplace({std::string(key.EnterpriseOid), key.SpecificTrap, key.GenericTrap}, std::move(kind))
+            .first;
+}
+
+void TrapNames::Impl::ClearKinds() {
+  Last = nullptr;
+  Kinds.clear();
+  KindBytes = 0;
 }
 
 TrapNames::TrapNames(Connection& connection) : impl_(std::make_unique<Impl>(connection)) {}
@@ -236,42 +295,33 @@ void TrapNames::UseVerdicts(TrapVerdicts& verdicts) {
 }
 
 void TrapNames::GetTrapName(IncomingTrap& trap) {
-  const KindKey<std::string_view> key{Normalised(trap.EnterpriseOid), trap.SpecificTrap, trap.GenericTrap};
+  const Impl::Key key{Normalised(trap.EnterpriseOid), trap.SpecificTrap, trap.GenericTrap};
   const Kind* kind = impl_->Cached(key);
   if (kind == nullptr) {
-    Kind made = impl_->MakeKind(impl_->LookUp(key.EnterpriseOid, key.SpecificTrap, key.GenericTrap), key);
-    impl_->Last = nullptr;
-    MakeRoom(impl_->Kinds);
-    const auto placed = impl_->Kinds.try_emplace(
-        {std::string(key.EnterpriseOid), key.SpecificTrap, key.GenericTrap}, std::move(made));
-    impl_->Last = &*placed.first;
-    kind = &impl_->Last->second;
+    const Impl::Key shared = impl_->Shared(key);
+    kind = impl_->Cached(shared);
+    if (kind == nullptr) {
+      Kind made = impl_->MakeKind(impl_->LookUp(shared), shared);
+      trap.EnterpriseOid = key.EnterpriseOid;
+      made.Complete(trap, impl_->OwnName);
+      return impl_->Keep(shared, std::move(made));
+    }
   }
   trap.EnterpriseOid = key.EnterpriseOid;
-  kind->Complete(trap);
+  kind->Complete(trap, impl_->OwnName);
 }
 
 void TrapNames::NameWithoutDefinition(IncomingTrap& trap) {
-  const KindKey<std::string_view> key{Normalised(trap.EnterpriseOid), trap.SpecificTrap, trap.GenericTrap};
+  const Impl::Key key{Normalised(trap.EnterpriseOid), trap.SpecificTrap, trap.GenericTrap};
   trap.EnterpriseOid = key.EnterpriseOid;
-  if (const Kind* known = impl_->Cached(key)) return known->Complete(trap);
+  if (const Kind* known = impl_->Cached(key)) return known->Complete(trap, impl_->OwnName);
   // Not cached: the next trap of its kind may find the database well again.
-  impl_
-      ->MakeKind({NameWithoutRow(key.EnterpriseOid, key.SpecificTrap, key.GenericTrap),
-                  std::string(key.EnterpriseOid),
-                  {}},
-                 key)
-      .Complete(trap);
+  impl_->MakeKind(impl_->Kept({}), key).Complete(trap, impl_->OwnName);
 }
 
 std::string TrapNames::GetTrapSpecific(std::string_view enterpriseOid, std::int32_t specificCode) {
-  const std::string_view oid = Normalised(enterpriseOid);
-  if (!IsOid(oid)) return {};
-  const std::string key = fmt::format("{}.{}", specificCode, oid);
-  if (const auto found = impl_->Specifics.find(key); found != impl_->Specifics.end()) return found->second;
-  MakeRoom(impl_->Specifics);
-  const auto row = impl_->RowOf(oid, specificCode);
-  return impl_->Specifics.emplace(key, row ? row->TrapName : std::string()).first->second;
+  const TrapDefinition* const row = impl_->RowOf(Normalised(enterpriseOid), specificCode);
+  return row != nullptr ? row->TrapName : std::string();
 }
 
 std::string TrapNames::TranslateOidName(std::string_view text) {
@@ -298,6 +348,8 @@ std::vector<NamedTrap> TrapNames::TrapsOfEnterprise(std::string_view enterpriseN
       impl_->Store.OpenRecordset(kEventStructure, fmt::format("Name = {}", Quoted(enterpriseName)));
   while (rows.Next()) {
     traps.push_back({rows.Text("SpecificTrap"), rows.Text("EnterpriseOid"), rows.Integer("RequestType")});
+    // It came meanwhile: who chooses it wants it named.
+    if (impl_->Oids && !impl_->Oids->contains(traps.back().EnterpriseOid)) impl_->Oids.reset();
   }
   std::ranges::sort(traps, {}, [](const NamedTrap& trap) {
     return std::tuple(FoldCase(trap.TrapName), trap.TrapName, trap.EnterpriseOid, trap.SpecificTrap);
@@ -306,11 +358,14 @@ std::vector<NamedTrap> TrapNames::TrapsOfEnterprise(std::string_view enterpriseN
 }
 
 void TrapNames::ClearCache() {
-  impl_->Last = nullptr;
-  impl_->Kinds.clear();
-  impl_->Specifics.clear();
+  impl_->ClearKinds();
+  impl_->Oids.reset();
   impl_->Enterprises.clear();
-  impl_->Oids.clear();
+  impl_->OidsOfNames.clear();
+}
+
+std::size_t TrapNames::KindBytes() const {
+  return impl_->KindBytes;
 }
 
 }  // namespace korvane::store

@@ -1,6 +1,7 @@
 // Names, severity and filter verdict of traps, from the trap-name table EventStructure and the rules of the
-// categories and filters.  Everything is cached, so a burst costs one query per kind of trap.
-// Belongs to the user-interface thread, like the connection it reads from.
+// categories and filters.  Which enterprises the table knows is kept, and what it says of them once it was
+// asked: a burst costs one query per kind of trap that there is, an enterprise or code that there is not
+// costs none. Belongs to the user-interface thread, like the connection it reads from.
 #pragma once
 
 #include <cstdint>
@@ -21,6 +22,8 @@ class TrapVerdict {
   virtual ~TrapVerdict() = default;
   virtual bool TrapIsFiltered(const IncomingTrap& trap) const = 0;
   virtual std::int32_t SeverityOf(const IncomingTrap& trap) const = 0;
+  // Of memory, about, once it was asked for the first time.
+  virtual std::size_t Bytes() const = 0;
 };
 
 class TrapVerdicts {
@@ -28,6 +31,10 @@ class TrapVerdicts {
   virtual ~TrapVerdicts() = default;
   virtual std::unique_ptr<TrapVerdict> VerdictFor(std::string_view enterpriseOid, std::int32_t specificTrap,
                                                   std::int32_t genericTrap) = 0;
+  // False when no filter and no category row names it: then all enterprises, or all codes, of which that
+  // holds have one verdict, that of an empty OID or of code 0.
+  virtual bool NamesEnterprise(std::string_view enterpriseOid) = 0;
+  virtual bool NamesSpecific(std::int32_t specificTrap) = 0;
 };
 
 // One trap of an enterprise, for the dialogs that offer them.
@@ -57,8 +64,8 @@ class TrapNames {
   // dots (no query then).
   std::string GetTrapSpecific(std::string_view enterpriseOid, std::int32_t specificCode);
 
-  // Fills Definition, Severity and Filtered.  Without a definition the trap is named by its generic code,
-  // or for enterprise traps by its notification OID.
+  // Fills Definition, OwnName, Severity and Filtered.  Without a definition the trap is named by its generic
+  // code, or for enterprise traps by its notification OID.
   // Throws DatabaseError; the trap is then unchanged.
   void GetTrapName(IncomingTrap& trap);
 
@@ -68,12 +75,17 @@ class TrapNames {
   // OID to enterprise name when the text holds a ".", else enterprise name to OID; empty when unknown.
   std::string TranslateOidName(std::string_view text);
 
-  // Enterprise names once each, sorted; and the traps of one of them.
+  // Enterprise names once each, sorted; and the traps of one of them.  Not cached.
   std::vector<std::string> EnterpriseNames();
   std::vector<NamedTrap> TrapsOfEnterprise(std::string_view enterpriseName);
 
   // After filters, categories or definitions changed.  Definitions already handed out stay valid.
   void ClearCache();
+
+  // What the kinds of traps met so far take, about: those that senders can make up with codes and enterprises
+  // that rules name.  At the bound the cache begins anew, which costs no query.
+  static constexpr std::size_t kMostKindBytes = std::size_t{16} << 20U;
+  std::size_t KindBytes() const;
 
  private:
   struct Impl;

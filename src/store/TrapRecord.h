@@ -10,10 +10,11 @@
 namespace korvane::store {
 
 // What the trap-name table says of one kind of trap.  Owned by TrapNames and never freed before it, so rows
-// keep a pointer; equal definitions share one object.
+// keep a pointer; equal definitions share one object.  It holds nothing of the trap's own, so there are as
+// many as the table has, whatever senders invent.
 struct TrapDefinition {
-  std::string TrapName;
-  std::string EnterpriseName;  // the OID when the enterprise is not known
+  std::string TrapName;        // empty: each trap has a name of its own
+  std::string EnterpriseName;  // empty: the enterprise is not known, its OID stands for it
   std::string FurtherDescription;
 };
 
@@ -26,6 +27,8 @@ struct IncomingTrap {
   std::size_t DescriptionLength = 0;  // how much of it is EventDescription; of a stored or delivered trap
   std::string_view EventNotes;        // of a trap from the link: as far as the link knows them
   const TrapDefinition* Definition = nullptr;  // set by TrapNames, never null afterwards
+  // Where the definition has no name; as TrapNames set it, it holds until that names the next trap.
+  std::string_view OwnName;
   std::int32_t SpecificTrap = 0;
   std::int32_t GenericTrap = 0;
   std::int32_t Severity = 0;
@@ -36,8 +39,10 @@ struct IncomingTrap {
 
   std::string_view EventDescription() const { return VarBinds.substr(0, DescriptionLength); }
   std::string_view Event_ExtDescr() const { return VarBinds.substr(DescriptionLength); }
-  std::string_view TrapName() const { return Definition->TrapName; }
-  std::string_view EnterpriseName() const { return Definition->EnterpriseName; }
+  std::string_view TrapName() const { return Definition->TrapName.empty() ? OwnName : Definition->TrapName; }
+  std::string_view EnterpriseName() const {
+    return Definition->EnterpriseName.empty() ? EnterpriseOid : Definition->EnterpriseName;
+  }
   std::string_view FurtherDescription() const { return Definition->FurtherDescription; }
 };
 

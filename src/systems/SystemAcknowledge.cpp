@@ -11,9 +11,8 @@
 namespace korvane::systems {
 
 std::string SystemAcknowledge::Acknowledge(const intake::System& system, std::int32_t beforeTime) {
-  const std::vector<std::string> sources =
-      system.Sources.empty() ? std::vector<std::string>{system.Name} : system.Sources;
   try {
+    const std::vector<std::string> sources = intake::Systems::SourcesOf(system, connection_);
     const store::Acknowledgement done = store::AcknowledgeSources(connection_, sources, beforeTime);
     changes_.Acknowledged(done, system.Name);
     return {};

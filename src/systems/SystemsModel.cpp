@@ -90,9 +90,12 @@ void SystemsModel::Load() {
     LoadAtStart();
     bounds_.Settled = true;
     firstLoad_.Succeeded();
+    firstFailure_.reset();
   } catch (const store::DatabaseError& error) {
     desk_.DebugLog.TryWriteLog(error.what());
-    firstLoad_.Failed(desk_.Clock.MonotonicMilliseconds());
+    const std::int64_t now = desk_.Clock.MonotonicMilliseconds();
+    firstLoad_.Failed(now);
+    firstFailure_ = {.Error = error, .Since = now, .NextTry = firstLoad_.NextTry().value_or(now)};
     return;
   }
   RefreshStatus();
@@ -209,12 +212,17 @@ void SystemsModel::CheckTraps() {
   if (firstLoad_.TakeDue(desk_.Clock.MonotonicMilliseconds())) {
     Load();
   }
+  link_.Look(firstFailure_ ? firstFailure_ : stored_.Failed());
   if (!started_) {
     return;
   }
   bounds_.InitialLoad = false;
   intake_->CheckTraps();
-  stored_.LoadAgain();
+  if (link_.CameBack()) {
+    stored_.LoadAllAgain();
+  } else if (!link_.StoreAway()) {  // this thread need not wait for a store that another one finds gone
+    stored_.LoadAgain();
+  }
 }
 
 void SystemsModel::ResolveNames() {
@@ -227,12 +235,13 @@ void SystemsModel::ResolveNames() {
     nextToResolve_ = (nextToResolve_ + 1) % rows;
     const std::size_t index = shown_.Rows[nextToResolve_].SystemIndex;
     const bool nameMissing = systems_.IsKnownByAddressOnly(index);
-    if (!nameMissing && !systems_.At(index).Address.empty()) {
+    const intake::System& system = systems_.At(index);
+    if (system.FurtherOf != nullptr || (!nameMissing && !system.Address.empty())) {
       continue;
     }
     ++asked;
     std::string answer;
-    if (library_.KVResolveSystemName(systems_.At(index).Name, answer)) {
+    if (library_.KVResolveSystemName(system.Name, answer)) {
       TakeAnswer(index, nameMissing, answer);
       MarkChanged(nextToResolve_);
     }
@@ -354,7 +363,7 @@ void SystemsModel::TakeOut(const store::TrapSelection& traps) {
     }
     return;
   }
-  const std::size_t system = traps.Source ? systems_.FindSystem(*traps.Source) : intake::Systems::kNone;
+  const std::size_t system = traps.Source ? systems_.SystemOfSource(*traps.Source) : intake::Systems::kNone;
   shown_.Traps.EraseIf([&](const CountedTrap& trap) {
     const bool leaves = (!traps.BeforeTime || trap.EventTime < *traps.BeforeTime) &&
                         (!traps.Source || trap.System == system) && traps.HasNumber(trap.SequenceNumber);

@@ -18,6 +18,7 @@
 
 #include "common/Desk.h"
 #include "intake/Intake.h"
+#include "intake/LinkWatch.h"
 #include "intake/LoadBounds.h"
 #include "intake/ReceiverLibrary.h"
 #include "intake/RetryPause.h"
@@ -162,6 +163,8 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   std::size_t changedEnd_ = 0;    // at or before changedFirst_: nothing changed
   std::size_t nextToResolve_ = 0;
   intake::RetryPause firstLoad_;
+  std::optional<intake::FailedLoad> firstFailure_;
+  intake::LinkWatch link_{desk_, library_};
 };
 
 }  // namespace korvane::systems

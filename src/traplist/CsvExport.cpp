@@ -24,10 +24,12 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kExtension = "csv";
 constexpr std::size_t kLongestName = 100;  // bytes; file systems take 255 with whatever is put behind it
 
-constexpr std::string_view kHeader[] = {"Date / Time",    "Source",          "Trap Name",        "Variables",
-                                        "IP Address",     "Severity",        "Generic",          "Enterprise",
-                                        "Enterprise OID", "Specific",        "More Information", "User Notes",
-                                        "Acknowledged",   "Sequence Number", "Event Time (UTC)"};
+constexpr std::string_view kHeader[] = {
+    "Date / Time",          "Source",          "Trap Name",        "Variables",
+    "IP Address",           "Severity",        "Generic",          "Enterprise",
+    "Enterprise OID",       "Specific",        "More Information", "User Notes",
+    "Acknowledged",         "Sequence Number", "Event Time (UTC)", "Acknowledged By",
+    "Acknowledged At (UTC)"};
 
 // ISO 8601, which sorts as text and means the same everywhere.
 std::string IsoUtc(const store::LocalDateTime& utc) {
@@ -63,6 +65,9 @@ class TrapLines {
     line_.AddText(trap.EventAck != 0 ? "Yes" : "No");
     line_.AddNumber(trap.SequenceNumber);
     line_.AddOwn(utcTimes_.Of(trap.EventTime));
+    const auto by = traps_.AcknowledgedBy(trap);
+    line_.AddText(by ? store::WhoText(*by) : std::string());
+    line_.AddOwn(by && by->Time != 0 ? IsoUtc(store::EventTimeToLocal(by->Time, 0)) : std::string());
     return line_.End();
   }
 

@@ -25,6 +25,8 @@ class TextArena {
   Stored Add(std::string_view text);
   void Release(const Stored& text);
 
+  std::size_t LivingBytes() const { return living_; }
+
   // True when so much of it is holes that copying the living texts into a new arena pays.
   bool IsSparse() const { return allocated_ > 2 * living_ + 4 * kChunkBytes; }
 

@@ -34,6 +34,7 @@ struct OriginHash {
 
 struct KindKey {
   std::string_view EnterpriseOid;
+  std::string_view OwnName;
   const store::TrapDefinition* Definition;
   std::int32_t SpecificTrap;
   std::int32_t GenericTrap;
@@ -44,12 +45,14 @@ struct Kind {
   Kind() = default;
   explicit Kind(const KindKey& key)
       : EnterpriseOid(key.EnterpriseOid),
+        OwnName(key.OwnName),
         Definition(key.Definition),
         SpecificTrap(key.SpecificTrap),
         GenericTrap(key.GenericTrap) {}
-  KindKey Key() const { return {EnterpriseOid, Definition, SpecificTrap, GenericTrap}; }
+  KindKey Key() const { return {EnterpriseOid, OwnName, Definition, SpecificTrap, GenericTrap}; }
 
   std::string EnterpriseOid;
+  std::string OwnName;
   const store::TrapDefinition* Definition = nullptr;
   std::int32_t SpecificTrap = 0;
   std::int32_t GenericTrap = 0;
@@ -98,7 +101,8 @@ void TrapRows::Append(const store::IncomingTrap& trap) {
   row.SequenceNumber = trap.SequenceNumber;
   row.EventTime = trap.EventTime;
   row.Origin = origins_->Add({trap.Source, trap.SystemName, trap.SystemAddress});
-  row.Kind = kinds_->Add({trap.EnterpriseOid, trap.Definition, trap.SpecificTrap, trap.GenericTrap});
+  row.Kind =
+      kinds_->Add({trap.EnterpriseOid, trap.OwnName, trap.Definition, trap.SpecificTrap, trap.GenericTrap});
   row.Severity = trap.Severity;
   row.Acknowledged = trap.EventAck != 0;
   row.HasNotes = !trap.EventNotes.empty();
@@ -201,6 +205,7 @@ store::IncomingTrap TrapRows::At(std::size_t row) const {
     trap.EventNotes = notes != notes_.end() ? std::string_view(notes->second) : std::string_view();
   }
   trap.Definition = kind.Definition;
+  trap.OwnName = kind.OwnName;
   trap.SpecificTrap = kind.SpecificTrap;
   trap.GenericTrap = kind.GenericTrap;
   trap.Severity = stored.Severity;
@@ -219,7 +224,8 @@ std::string_view TrapRows::SystemNameAt(std::size_t row) const {
 }
 
 std::string_view TrapRows::TrapNameAt(std::size_t row) const {
-  return kinds_->At(Row(row).Kind).Definition->TrapName;
+  const Kind& kind = kinds_->At(Row(row).Kind);
+  return kind.Definition->TrapName.empty() ? kind.OwnName : kind.Definition->TrapName;
 }
 
 std::size_t TrapRows::OriginBound() const {

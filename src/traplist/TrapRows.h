@@ -29,6 +29,8 @@ class TrapRows {
 
   std::size_t Count() const { return count_; }
   bool Empty() const { return count_ == 0; }
+  // What the bindings take: of all that rows hold the part that a sender can make long.
+  std::size_t BindingBytes() const { return texts_.LivingBytes(); }
 
   // Copies what it keeps; only the definition stays shared, which must outlive the rows.
   void Append(const store::IncomingTrap& trap);
@@ -45,6 +47,8 @@ class TrapRows {
   std::int32_t SequenceNumberAt(std::size_t row) const { return Row(row).SequenceNumber; }
   std::int32_t EventTimeAt(std::size_t row) const { return Row(row).EventTime; }
   std::int32_t SeverityAt(std::size_t row) const { return Row(row).Severity; }
+  bool IsAcknowledgedAt(std::size_t row) const { return Row(row).Acknowledged; }
+  bool HasNotesAt(std::size_t row) const { return Row(row).HasNotes; }
   std::string_view VarBindsAt(std::size_t row) const { return Row(row).VarBinds.View(); }
   std::string_view SourceAt(std::size_t row) const;
   std::string_view SystemNameAt(std::size_t row) const;
@@ -61,6 +65,7 @@ class TrapRows {
   std::optional<std::size_t> Find(std::int32_t sequenceNumber) const;
 
   void SetNotes(std::size_t row, std::string_view notes);
+  void SetAcknowledged(std::size_t row, bool acknowledged) { Row(row).Acknowledged = acknowledged; }
 
  private:
   struct StoredRow {

@@ -23,7 +23,8 @@ class TrapRowsListener {
   virtual void RowsAppended() = 0;
   virtual void RowsAboutToBeReset() = 0;
   virtual void RowsReset() = 0;
-  virtual void RowChanged(std::size_t row) = 0;
+  // Some of the rows between these two, both included.
+  virtual void RowsChanged(std::size_t first, std::size_t last) = 0;
 };
 
 // The one listener of a model, which nobody need be.
@@ -47,7 +48,7 @@ class OneTrapRowsListener {
     void RowsAppended() override {}
     void RowsAboutToBeReset() override {}
     void RowsReset() override {}
-    void RowChanged(std::size_t) override {}
+    void RowsChanged(std::size_t, std::size_t) override {}
   };
 
   Nobody nobody_;

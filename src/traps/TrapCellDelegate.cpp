@@ -19,6 +19,16 @@ QPalette::ColorGroup GroupOf(QStyle::State state) {
   return state.testFlag(QStyle::State_Active) ? QPalette::Active : QPalette::Inactive;
 }
 
+QPalette::ColorRole TextRole(bool selected, int marks) {
+  if (selected) {
+    return QPalette::HighlightedText;
+  }
+  return (marks & kMarkAcknowledged) != 0 ? QPalette::PlaceholderText : QPalette::Text;
+}
+
+constexpr int kMarkSize = 16;
+constexpr int kMarkGap = 2;
+
 using Marks = QList<QTextLayout::FormatRange>;
 
 // Where the marked text stands in a text of which a cell shows only the beginning; the sign that it was cut
@@ -59,6 +69,25 @@ void DrawMarked(QPainter& painter, const QPoint& base, const QString& text, cons
 
 }  // namespace
 
+int TrapCellDelegate::PaintMarks(QPainter& painter, const QRect& cell, int marks, QIcon::Mode mode) const {
+  int taken = 0;
+  int place = kMarkGap;
+  const auto paint = [&](const QIcon& icon, bool shown) {
+    place += kMarkSize;
+    if (shown) {
+      const QPoint corner(cell.right() + 1 - place, cell.top() + (cell.height() - kMarkSize) / 2);
+      icon.paint(&painter, QRect(corner, QSize(kMarkSize, kMarkSize)), Qt::AlignCenter, mode);
+      taken = place;
+    }
+    place += kMarkGap;
+  };
+  if (acknowledgedPlace_) {
+    paint(acknowledged_, (marks & kMarkAcknowledged) != 0);
+  }
+  paint(notes_, (marks & kMarkNotes) != 0);
+  return taken;
+}
+
 void TrapCellDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
                              const QModelIndex& index) const {
   QStyleOptionViewItem cell = option;
@@ -76,20 +105,23 @@ void TrapCellDelegate::paint(QPainter* painter, const QStyleOptionViewItem& opti
   const QRect textRect = style->subElementRect(QStyle::SE_ItemViewItemText, &cell, widget);
   const QRect iconRect = style->subElementRect(QStyle::SE_ItemViewItemDecoration, &cell, widget);
 
+  const int trapMarks = index.data(kTrapMarksRole).toInt();
+  const QIcon::Mode mode = selected ? QIcon::Selected : QIcon::Normal;
+
   painter->save();
   painter->setClipRect(cell.rect);
   style->drawPrimitive(QStyle::PE_PanelItemViewItem, &cell, painter, widget);
   if (!cell.icon.isNull()) {
-    cell.icon.paint(painter, iconRect, Qt::AlignCenter, selected ? QIcon::Selected : QIcon::Normal);
+    cell.icon.paint(painter, iconRect, Qt::AlignCenter, mode);
   }
+  const int taken = index.column() == 0 ? PaintMarks(*painter, cell.rect, trapMarks, mode) : 0;
   const int margin = style->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, widget) + 1;
   const QRect line = QRect(QPoint(textRect.left(), cell.rect.top()), cell.rect.bottomRight())
-                         .adjusted(margin, 0, -margin, 0);
+                         .adjusted(margin, 0, -margin - taken, 0);
   const QFontMetrics& metrics = cell.fontMetrics;
   const int base = line.top() + (line.height() - metrics.height()) / 2 + metrics.ascent();
   painter->setFont(cell.font);
-  painter->setPen(
-      cell.palette.color(GroupOf(cell.state), selected ? QPalette::HighlightedText : QPalette::Text));
+  painter->setPen(cell.palette.color(GroupOf(cell.state), TextRole(selected, trapMarks)));
   const QString shown = metrics.elidedText(text, Qt::ElideRight, line.width());
   const Marks marks = marked_.isEmpty() ? Marks() : MarksIn(text, shown, marked_, cell.palette);
   if (marks.isEmpty()) {

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "store/Codes.h"
@@ -13,32 +14,61 @@ namespace korvane::traps {
 
 namespace {
 
-constexpr std::string_view kYourText = "---------- your text ----------";
+constexpr const char* kNotAcknowledged = "No";
+constexpr std::string_view kBetweenTexts = "----------";
 
-std::string BothTexts(const std::string& stored, const std::string& typed) {
-  if (stored.empty() || typed.empty()) {
-    return stored + typed;
+// The first line, without its end; the text goes on behind it.
+std::string_view TakeLine(std::string_view& text) {
+  const std::size_t end = std::min(text.find('\n'), text.size());
+  std::string_view line = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  if (line.ends_with('\r')) {
+    line.remove_suffix(1);
   }
-  return fmt::format("{}{}{}\n{}", stored, stored.ends_with('\n') ? "" : "\n", kYourText, typed);
+  return line;
 }
 
-std::string_view ConflictText(std::string_view stored, std::string_view typed) {
-  if (stored.empty()) {
-    return "The notes on this trap were removed meanwhile. Choose OK again to write yours.";
+// What of the text stands behind the lines with which both begin: mostly those that both writers have read.
+std::string_view BehindCommonLines(std::string_view text, std::string_view other) {
+  while (!text.empty() && !other.empty()) {
+    std::string_view rest = text;
+    if (TakeLine(rest) != TakeLine(other)) {
+      break;
+    }
+    text = rest;
   }
-  if (typed.empty()) {
-    return "The notes on this trap were changed meanwhile, so they were not removed. They are shown now.";
-  }
-  return "The notes on this trap were changed meanwhile. Nothing was written yet: both texts are shown now, "
-         "yours below the line. Make one text of them and choose OK again.";
+  return text;
+}
+
+std::string AcknowledgedText(const std::optional<store::ChangeStamp>& by, std::int32_t timeZoneBias) {
+  const std::string known = by ? store::WhoAndWhenText(*by, timeZoneBias) : std::string();
+  return known.empty() ? "Yes" : fmt::format("By {}", known);
+}
+
+std::string AcknowledgedText(const traplist::ShownTraps& list, const store::IncomingTrap& trap) {
+  return trap.EventAck == 0 ? kNotAcknowledged
+                            : AcknowledgedText(list.AcknowledgedBy(trap), list.TimeZoneBias);
 }
 
 }  // namespace
 
+std::string BothNotes(std::string_view theirs, std::string_view mine) {
+  if (theirs.empty()) {
+    return std::string(mine);
+  }
+  const std::string_view added = BehindCommonLines(mine, theirs);
+  if (added.empty()) {
+    return std::string(theirs);
+  }
+  return fmt::format("{}{}{}\n{}", theirs, theirs.ends_with('\n') ? "" : "\n", kBetweenTexts, added);
+}
+
 TrapDetail DetailOf(const traplist::ShownTraps& list, std::size_t position) {
   const store::IncomingTrap trap = list.At(position);
   return {.SequenceNumber = trap.SequenceNumber,
+          .EventTime = trap.EventTime,
           .SeverityCode = trap.Severity,
+          .StoredSource = std::string(trap.Source),
           .DateTime = store::FormatDateTime(store::EventTimeToLocal(trap.EventTime, list.TimeZoneBias)),
           .Source = std::string(list.SourceText(trap)),
           .IPAddress = std::string(trap.SystemAddress),
@@ -46,17 +76,28 @@ TrapDetail DetailOf(const traplist::ShownTraps& list, std::size_t position) {
           .Enterprise = fmt::format("{} ({})", trap.EnterpriseName(), trap.EnterpriseOid),
           .Generic = std::string(store::GenericTrapName(trap.GenericTrap)),
           .TrapID = fmt::format("{} ({})", trap.TrapName(), trap.SpecificTrap),
+          .IsAcknowledged = trap.EventAck != 0,
+          .Acknowledged = AcknowledgedText(list, trap),
           .VarBinds = std::string(trap.VarBinds),
           .MoreInformation = std::string(trap.FurtherDescription()),
           .StoredNotes = std::string(trap.EventNotes)};
 }
 
 TrapDetailForm::TrapDetailForm(store::Connection& connection, intake::ViewWindows& windows, Prompts& prompts,
-                               Unedited unedited)
-    : connection_(connection), windows_(windows), prompts_(prompts), unedited_(std::move(unedited)) {}
+                               Unedited unedited, AskChoice askChoice)
+    : connection_(connection),
+      windows_(windows),
+      prompts_(prompts),
+      unedited_(std::move(unedited)),
+      askChoice_(std::move(askChoice)) {}
 
 void TrapDetailForm::Show(const traplist::ShownTraps& list, std::size_t position) {
   shown_ = {.Trap = DetailOf(list, position), .Place = FollowedTrap(list, position)};
+  const auto draft = drafts_.find(shown_.Trap.SequenceNumber);
+  if (draft != drafts_.end()) {
+    // The list may show others since: what was typed was typed over these.
+    shown_.Trap.StoredNotes = draft->second.Of.Trap.StoredNotes;
+  }
 }
 
 std::string_view TrapDetailForm::Notes() const {
@@ -65,6 +106,9 @@ std::string_view TrapDetailForm::Notes() const {
 }
 
 void TrapDetailForm::EditNotes(std::string text) {
+  if (inOk_) {
+    return;
+  }
   const std::int32_t number = shown_.Trap.SequenceNumber;
   if (text == unedited_(shown_.Trap.StoredNotes)) {
     drafts_.erase(number);
@@ -73,53 +117,131 @@ void TrapDetailForm::EditNotes(std::string text) {
   }
 }
 
-std::optional<TrapDetailForm::Refusal> TrapDetailForm::Save(std::int32_t sequenceNumber, const Draft& draft) {
-  try {
-    store::NotesResult result =
-        store::WriteNotes(connection_, sequenceNumber, draft.Of.Trap.StoredNotes, draft.Text);
-    switch (result.Outcome) {
-      case store::NotesOutcome::Written:
-        windows_.NotesSaved(sequenceNumber, draft.Text);
-        break;
-      case store::NotesOutcome::NoSuchTrap:
-        break;
-      case store::NotesOutcome::ChangedMeanwhile:
-        windows_.NotesSaved(sequenceNumber, result.Stored);
-        return Refusal{std::string(ConflictText(result.Stored, draft.Text)), PromptIcon::Exclamation,
-                       std::move(result.Stored)};
+bool TrapDetailForm::NotesChanged(std::int32_t sequenceNumber, std::string_view notes,
+                                  const store::ChangeStamp& stamp) {
+  const auto draft = drafts_.find(sequenceNumber);
+  const bool edited = draft != drafts_.end();
+  // Of a trap that is neither shown nor edited its row tells when it is shown.
+  if (edited || sequenceNumber == shown_.Trap.SequenceNumber) {
+    if (notes != (edited ? draft->second.Of : shown_).Trap.StoredNotes) {
+      news_.insert_or_assign(sequenceNumber, News{.Notes = std::string(notes), .Stamp = stamp});
+    } else if (edited) {
+      news_.erase(sequenceNumber);  // they are again those that were typed over
     }
+  }
+  return TakeNews();
+}
+
+bool TrapDetailForm::TakeNews() {
+  const auto news = news_.find(shown_.Trap.SequenceNumber);
+  if (news == news_.end() || drafts_.contains(shown_.Trap.SequenceNumber) ||
+      shown_.Trap.StoredNotes == news->second.Notes) {
+    return false;
+  }
+  shown_.Trap.StoredNotes = news->second.Notes;
+  return true;
+}
+
+std::string TrapDetailForm::NotesNews(std::int32_t timeZoneBias) const {
+  const auto news = news_.find(shown_.Trap.SequenceNumber);
+  if (news == news_.end()) {
+    return {};
+  }
+  const std::string known = store::WhoAndWhenText(news->second.Stamp, timeZoneBias);
+  const std::string by = known.empty() ? "meanwhile" : fmt::format("by {}", known);
+  return drafts_.contains(shown_.Trap.SequenceNumber)
+             ? fmt::format("The stored notes were changed {}. OK shows both texts.", by)
+             : fmt::format("Changed {}.", by);
+}
+
+bool TrapDetailForm::ApplyChange(const store::Change& change, std::int32_t timeZoneBias) {
+  TrapDetail& trap = shown_.Trap;
+  const bool acknowledged = change.Kind == store::ChangeKind::Acknowledged;
+  if ((!acknowledged && change.Kind != store::ChangeKind::Unacknowledged) ||
+      trap.IsAcknowledged == acknowledged ||
+      !change.Traps.Contains(trap.SequenceNumber, trap.StoredSource, trap.EventTime)) {
+    return false;
+  }
+  trap.IsAcknowledged = acknowledged;
+  trap.Acknowledged =
+      acknowledged ? AcknowledgedText(store::StampOf(change), timeZoneBias) : kNotAcknowledged;
+  return true;
+}
+
+std::optional<NotesChoice> TrapDetailForm::Choose(const Draft& draft, const std::string& stored) {
+  if (!asking_) {
     return std::nullopt;
+  }
+  const std::int32_t number = draft.Of.Trap.SequenceNumber;
+  const auto told = news_.find(number);
+  if (told == news_.end() || told->second.Notes != stored) {
+    news_.insert_or_assign(number, News{.Notes = stored, .Stamp = {}});
+  }
+  const store::ChangeStamp stamp = news_[number].Stamp;
+  const auto choice =
+      askChoice_({.Trap = draft.Of.Trap, .Theirs = stored, .Mine = draft.Text, .TheirStamp = stamp});
+  asking_ = choice.has_value();
+  return choice;
+}
+
+TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, const Draft& draft,
+                                           std::string& refusal) {
+  std::string seen = draft.Of.Trap.StoredNotes;
+  std::string text = draft.Text;
+  try {
+    while (true) {
+      store::NotesResult result = store::WriteNotes(connection_, sequenceNumber, seen, text);
+      if (result.Outcome != store::NotesOutcome::ChangedMeanwhile) {
+        if (result.Outcome == store::NotesOutcome::Written) {
+          windows_.NotesSaved(sequenceNumber, text);
+        }
+        return Saved::Yes;
+      }
+      seen = std::move(result.Stored);
+      windows_.NotesSaved(sequenceNumber, seen);
+      const std::optional<NotesChoice> choice = Choose(draft, seen);
+      if (!choice) {
+        return Saved::Undecided;
+      }
+      // Theirs are written as well, over themselves: that shows whether they still are what is stored.
+      text = *choice == NotesChoice::Mine     ? draft.Text
+             : *choice == NotesChoice::Theirs ? seen
+                                              : BothNotes(seen, draft.Text);
+    }
   } catch (const store::DatabaseError& error) {
-    return Refusal{error.what(), PromptIcon::Critical, std::nullopt};
+    refusal = error.what();
+    return Saved::Refused;
   }
 }
 
 bool TrapDetailForm::Ok(const traplist::ShownTraps& list) {
-  std::optional<Refusal> first;
+  inOk_ = asking_ = true;
+  std::string refusal;
+  std::optional<Viewed> left;
   // One trap's notes that are not written must not keep the others from it.
   for (auto at = drafts_.begin(); at != drafts_.end();) {
-    auto refusal = Save(at->first, at->second);
-    if (!refusal) {
+    std::string refused;
+    const Saved saved = Save(at->first, at->second, refused);
+    if (saved == Saved::Yes) {
+      news_.erase(at->first);
       at = drafts_.erase(at);
       continue;
     }
-    if (!first) {
-      first = std::move(refusal);
+    if (!left || (saved == Saved::Refused && refusal.empty())) {
+      left = at->second.Of;
+      refusal = std::move(refused);
     }
     ++at;
   }
-  if (!first) {
+  inOk_ = false;
+  if (!left) {
     return true;
   }
-  // The others are left as they are: nobody would see what became of them.
-  Draft& draft = drafts_.begin()->second;
-  if (first->Stored) {
-    draft.Text = BothTexts(*first->Stored, draft.Text);
-    draft.Of.Trap.StoredNotes = *std::move(first->Stored);
-  }
-  shown_ = draft.Of;
+  shown_ = *std::move(left);
   shown_.Place.ListChanged(list);
-  prompts_.Show(first->Text, first->Icon);
+  if (!refusal.empty()) {
+    prompts_.Show(refusal, PromptIcon::Critical);
+  }
   return false;
 }
 

@@ -1,6 +1,7 @@
 // What the trap detail dialog does without its widgets: which texts it shows of a trap, where Previous and
-// Next lead, the notes that were edited on the way, and saving them.  A trap is shown from its row alone;
-// only Ok asks the store.  Made for one run of the dialog; user-interface thread only.
+// Next lead, the notes that were edited on the way, saving them, and what others change meanwhile.  A trap is
+// shown from its row alone; only Ok asks the store.  Made for one run of the dialog; user-interface thread
+// only.
 #pragma once
 
 #include <cstddef>
@@ -13,6 +14,8 @@
 
 #include "common/Prompts.h"
 #include "intake/ViewWindows.h"
+#include "store/ChangeLog.h"
+#include "store/ChangeStamp.h"
 #include "store/Connection.h"
 #include "traplist/ShownTraps.h"
 #include "traps/FollowedTrap.h"
@@ -23,7 +26,9 @@ namespace korvane::traps {
 // makes visible what could mislead.
 struct TrapDetail {
   std::int32_t SequenceNumber = 0;
+  std::int32_t EventTime = 0;
   std::int32_t SeverityCode = 0;
+  std::string StoredSource;
   std::string DateTime;
   std::string Source;
   std::string IPAddress;
@@ -31,6 +36,8 @@ struct TrapDetail {
   std::string Enterprise;
   std::string Generic;
   std::string TrapID;
+  bool IsAcknowledged = false;
+  std::string Acknowledged;
   std::string VarBinds;
   std::string MoreInformation;
   std::string StoredNotes;
@@ -38,14 +45,28 @@ struct TrapDetail {
 
 TrapDetail DetailOf(const traplist::ShownTraps& list, std::size_t position);
 
+// Two operators wrote notes on one trap, from what both have read.
+struct NotesConflict {
+  const TrapDetail& Trap;
+  std::string_view Theirs;  // stored
+  std::string_view Mine;
+  store::ChangeStamp TheirStamp;  // as far as it is known
+};
+enum class NotesChoice { Theirs, Mine, Both };
+
+// Theirs, and below a line what mine add to it: lines with which both begin stand there once.
+std::string BothNotes(std::string_view theirs, std::string_view mine);
+
 class TrapDetailForm {
  public:
   // The text that the notes' editor gives back when nobody edits it: an editor has line ends of its own and
   // no room for broken bytes.  Stored notes are replaced only by a text that differs from this one.
   using Unedited = std::function<std::string(std::string_view stored)>;
+  // Asks the operator; nothing: neither, for now.  Events may be dealt with meanwhile.
+  using AskChoice = std::function<std::optional<NotesChoice>(const NotesConflict&)>;
 
   TrapDetailForm(store::Connection& connection, intake::ViewWindows& windows, Prompts& prompts,
-                 Unedited unedited);
+                 Unedited unedited, AskChoice askChoice);
 
   // The list must hold the position.
   void Show(const traplist::ShownTraps& list, std::size_t position);
@@ -56,13 +77,24 @@ class TrapDetailForm {
 
   // What the notes' editor is to hold: what was typed before, else what is stored.
   std::string_view Notes() const;
-  // What it holds now.  To be called before another trap is shown and before Ok; kept until then.
+  // What it holds now.  To be called before another trap is shown, before Ok and before NotesChanged; kept
+  // until then.  Nothing while Ok asks.
   void EditNotes(std::string text);
 
-  // Writes the notes that were edited, of every trap; one that is no longer stored is passed over.  False:
-  // some were not written and are kept; the first of their traps is the one shown now, and why has been
-  // reported.  Either the store refused them, or it holds other notes than those that were seen: the text
-  // then is both of them, for the operator to settle, and the next Ok writes it.
+  // Somebody else stored other notes on a trap.  They take the place of those that nobody edits here, and
+  // leave what is edited alone.  True: the editor is to show Notes() anew.
+  bool NotesChanged(std::int32_t sequenceNumber, std::string_view notes, const store::ChangeStamp& stamp);
+  // What is to be said of such notes of the trap that is shown; empty when there is nothing.
+  std::string NotesNews(std::int32_t timeZoneBias) const;
+
+  // Traps were acknowledged or made new again; other kinds are passed over.  True: the trap that is shown is
+  // one of them.
+  bool ApplyChange(const store::Change& change, std::int32_t timeZoneBias);
+
+  // Writes the notes that were edited, of every trap; one that is no longer stored is passed over.  Where the
+  // store holds other notes than those that were seen, it asks which are to be kept, and asks again when
+  // these have changed meanwhile as well.  False: some were not written and are kept, since the store refused
+  // them, which has been reported, or the operator was not sure; the first of their traps is shown now.
   bool Ok(const traplist::ShownTraps& list);
 
  private:
@@ -74,21 +106,27 @@ class TrapDetailForm {
     Viewed Of;
     std::string Text;
   };
-
-  struct Refusal {
-    std::string Text;
-    PromptIcon Icon = PromptIcon::Critical;
-    std::optional<std::string> Stored;  // the notes that somebody else has written
+  struct News {
+    std::string Notes;
+    store::ChangeStamp Stamp;
   };
 
-  std::optional<Refusal> Save(std::int32_t sequenceNumber, const Draft& draft);
+  enum class Saved { Yes, Refused, Undecided };
+
+  Saved Save(std::int32_t sequenceNumber, const Draft& draft, std::string& refusal);
+  std::optional<NotesChoice> Choose(const Draft& draft, const std::string& stored);
+  bool TakeNews();  // where the notes that are shown are not edited
 
   store::Connection& connection_;
   intake::ViewWindows& windows_;
   Prompts& prompts_;
   Unedited unedited_;
+  AskChoice askChoice_;
   Viewed shown_;
-  std::map<std::int32_t, Draft> drafts_;  // by SequenceNumber
+  bool inOk_ = false;
+  bool asking_ = true;                    // no conflict was left undecided in this Ok
+  std::map<std::int32_t, Draft> drafts_;  // by SequenceNumber, as are these
+  std::map<std::int32_t, News> news_;
 };
 
 }  // namespace korvane::traps

@@ -20,7 +20,11 @@ TrapsList::TrapsList(QTableView& view, TrapsTableModel& model, platform::Setting
     : view_(view), model_(model), kind_(kind), following_(kind == Kind::Live) {
   StyleTable(view_);
   view_.setModel(&model_);
-  view_.setItemDelegate(new TrapCellDelegate(&view_));
+  auto* delegate = new TrapCellDelegate(&view_);
+  if (kind_ == Kind::Report) {
+    delegate->KeepAcknowledgedPlace();
+  }
+  view_.setItemDelegate(delegate);
   SetEmptyText(view_, emptyText);
   SetUpColumns(settings, std::move(widthsSetting));
   SetUpKeys();
@@ -79,7 +83,7 @@ void TrapsList::SetUpColumns(platform::SettingsStore& settings, std::string widt
       std::make_unique<ColumnWidths>(view_, settings, std::move(widthsSetting), traplist::kTrapColumns - 1);
   if (!widths_->ByHand()) {
     const QFontMetrics metrics = view_.fontMetrics();
-    const std::array widths = {metrics.horizontalAdvance(QStringLiteral("00/00/0000 00:00:00 MM")) + 40,
+    const std::array widths = {metrics.horizontalAdvance(QStringLiteral("00/00/0000 00:00:00 MM")) + 76,
                                metrics.averageCharWidth() * 26, metrics.averageCharWidth() * 34};
     widths_->Set(widths);
   }

@@ -40,9 +40,17 @@ std::size_t TrapsModel::Limit() const {
   return static_cast<std::size_t>(std::max(services_.Desk.State.gMaxViewTraps, 1));
 }
 
+// Many times what traps take, so that only a flood of the longest loses rows before the limit of rows is
+// reached.
+std::size_t TrapsModel::MostBytes() const {
+  constexpr std::size_t kBytesOfAny = std::size_t{16} << 20U;
+  constexpr std::size_t kBytesOfEach = 4096;
+  return kBytesOfAny + Limit() * kBytesOfEach;
+}
+
 bool TrapsModel::Takes(const store::IncomingTrap& trap) const {
   if (kind_ == WindowKind::PerSystem) {
-    return std::find(system_->Sources.begin(), system_->Sources.end(), trap.Source) != system_->Sources.end();
+    return system_->Sends(trap.Source);
   }
   return matcher_.TrapMatchesWindow(trap);
 }
@@ -59,7 +67,7 @@ bool TrapsModel::IsKnown(std::int32_t sequenceNumber) const {
 void TrapsModel::Hold(traplist::TrapRows& rows, const store::IncomingTrap& trap) const {
   rows.Append(trap);
   // In a storm most of a tick's traps would be dropped again at its end.
-  if (rows.Count() > Limit()) {
+  while (rows.Count() > Limit() || (rows.BindingBytes() > MostBytes() && rows.Count() > 1)) {
     rows.DropFront(1);
   }
 }
@@ -87,7 +95,12 @@ void TrapsModel::InsertPending() {
     pending_.DropFront(pending_.Count() - limit);
   }
   const std::size_t total = rows_.Count() + pending_.Count();
-  const std::size_t dropped = std::min(total > limit ? total - limit : 0, rows_.Count());
+  std::size_t dropped = std::min(total > limit ? total - limit : 0, rows_.Count());
+  std::size_t bytes = rows_.BindingBytes() + pending_.BindingBytes();
+  for (std::size_t row = 0; row < rows_.Count() && (row < dropped || bytes > MostBytes()); ++row) {
+    bytes -= rows_.VarBindsAt(row).size();
+    dropped = std::max(dropped, row + 1);
+  }
   if (dropped == 0 && pending_.Empty()) {
     return;
   }
@@ -307,7 +320,7 @@ void TrapsModel::NotesSaved(std::int32_t sequenceNumber, std::string_view notes)
   }
   rows_.SetNotes(*row, notes);
   listener_->BatchBegins();
-  listener_->RowChanged(*row);
+  listener_->RowsChanged(*row, *row);
   listener_->BatchEnds();
 }
 

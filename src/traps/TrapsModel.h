@@ -98,6 +98,7 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
   std::string_view SystemOf(std::span<const std::uint32_t> rows) const;
   void ResetRows();
   std::size_t Limit() const;
+  std::size_t MostBytes() const;
   std::string SystemSource() const;
 
   TrapsServices& services_;

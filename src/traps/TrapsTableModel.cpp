@@ -14,6 +14,7 @@
 #include "store/Codes.h"
 #include "store/DateTimeText.h"
 #include "store/EventTime.h"
+#include "traps/TrapCellDelegate.h"
 
 namespace korvane::traps {
 namespace {
@@ -98,11 +99,37 @@ CellWriter TrapsTableModel::CellTexts() const {
   };
 }
 
+// For screen readers, before the first cell's own text.
+QString TrapsTableModel::SpokenMarks(std::size_t row) const {
+  QString marks = ToQString(store::SeverityName(rows_.SeverityAt(row))) % QLatin1String(", ");
+  if (rows_.IsAcknowledgedAt(row)) {
+    marks += tr("acknowledged") % QLatin1String(", ");
+  }
+  if (rows_.HasNotesAt(row)) {
+    marks += tr("has notes") % QLatin1String(", ");
+  }
+  return marks;
+}
+
+// What icon and marks of the first cell stand for.
+QString TrapsTableModel::FirstToolTip(const store::IncomingTrap& trap) const {
+  QString text = ToQString(store::SeverityName(trap.Severity));
+  if (trap.EventAck != 0) {
+    const auto by = Shown().AcknowledgedBy(trap);
+    const QString known = by ? ToVisibleQString(store::WhoAndWhenText(*by, state_.gTimeZoneBias)) : QString();
+    text += QLatin1Char('\n') % (known.isEmpty() ? tr("Acknowledged") : tr("Acknowledged by %1").arg(known));
+  }
+  if (!trap.EventNotes.empty()) {
+    text += QLatin1Char('\n') % tr("Notes:") % QLatin1Char('\n') % FirstLines(trap.EventNotes);
+  }
+  return text;
+}
+
 QString TrapsTableModel::ToolTip(std::size_t row, traplist::TrapColumn column) const {
   const store::IncomingTrap trap = rows_.At(row);
   switch (column) {
     case traplist::TrapColumn::DateTime:
-      return PlainToolTip(ToQString(store::SeverityName(trap.Severity)));
+      return PlainToolTip(FirstToolTip(trap));
     case traplist::TrapColumn::Source:
       return PlainToolTip(ShownText(trap.SystemName) % QLatin1String(" (") % ShownText(trap.SystemAddress) %
                           QLatin1Char(')'));
@@ -137,9 +164,10 @@ QVariant TrapsTableModel::data(const QModelIndex& index, int role) const {
       return ToolTip(row, column);
     case Qt::AccessibleTextRole: {
       const QString text = ShownText(WholeText(row, column, made));
-      return first ? ToQString(store::SeverityName(rows_.SeverityAt(row))) % QLatin1String(", ") % text
-                   : text;
+      return first ? SpokenMarks(row) % text : text;
     }
+    case kTrapMarksRole:
+      return (rows_.HasNotesAt(row) ? kMarkNotes : 0) | (rows_.IsAcknowledgedAt(row) ? kMarkAcknowledged : 0);
     default:
       return {};
   }
@@ -305,9 +333,14 @@ void TrapsTableModel::RowsReset() {
   endResetModel();
 }
 
-void TrapsTableModel::RowChanged(std::size_t row) {
-  const int position = PositionOf(row);
-  Q_EMIT dataChanged(index(position, 0), index(position, traplist::kTrapColumns - 1));
+void TrapsTableModel::RowsChanged(std::size_t first, std::size_t last) {
+  int top = PositionOf(first);
+  int bottom = PositionOf(last);
+  if (first != last && !IsArrivalOrder()) {
+    top = 0;
+    bottom = rowCount() - 1;
+  }
+  Q_EMIT dataChanged(index(top, 0), index(bottom, traplist::kTrapColumns - 1));
 }
 
 }  // namespace korvane::traps

@@ -55,8 +55,14 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public t
   const traplist::TrapRows& Rows() const { return rows_; }
   // The list as it is shown, until it changes.
   traplist::ShownTraps Shown() const {
-    return {.Rows = rows_, .Order = order_, .Source = shown_, .TimeZoneBias = state_.gTimeZoneBias};
+    return {.Rows = rows_,
+            .Order = order_,
+            .Source = shown_,
+            .TimeZoneBias = state_.gTimeZoneBias,
+            .Acknowledgers = acknowledgers_};
   }
+  // Of a list that has acknowledged traps; they must outlive it.
+  void UseAcknowledgers(const store::AcknowledgedBy& acknowledgers) { acknowledgers_ = &acknowledgers; }
 
   // The whole text of a cell, visible symbols for what could mislead.
   QString CellText(int position, traplist::TrapColumn column) const;
@@ -70,7 +76,7 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public t
   void RowsAppended() override;
   void RowsAboutToBeReset() override;
   void RowsReset() override;
-  void RowChanged(std::size_t row) override;
+  void RowsChanged(std::size_t first, std::size_t last) override;
 
  Q_SIGNALS:
   // Around the signals of one batch; sorting is the operator's own act and none.
@@ -86,11 +92,14 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public t
   void TakeSorted();
   // As received; made holds what is not stored as text.
   std::string_view WholeText(std::size_t row, traplist::TrapColumn column, std::string& made) const;
+  QString SpokenMarks(std::size_t row) const;
+  QString FirstToolTip(const store::IncomingTrap& trap) const;
   QString ToolTip(std::size_t row, traplist::TrapColumn column) const;
 
   const traplist::TrapRows& rows_;
   const ProcessState& state_;
   traplist::SourceShown shown_;
+  const store::AcknowledgedBy* acknowledgers_ = nullptr;
   traplist::TrapOrder order_;
   bool loading_ = false;
   bool sortChosen_ = false;  // the turns go on because the operator has just chosen the column

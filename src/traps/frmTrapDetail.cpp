@@ -10,8 +10,10 @@
 #include "common/NumberList.h"
 #include "common/qt/DialogButtons.h"
 #include "common/qt/Icons.h"
+#include "common/qt/QtText.h"
 #include "traps/TrapsList.h"
 #include "traps/TrapsTableModel.h"
+#include "traps/frmNotesConflict.h"
 #include "ui_frmTrapDetail.h"
 
 namespace korvane::traps {
@@ -36,7 +38,8 @@ frmTrapDetail::frmTrapDetail(Desk& desk, store::Connection& connection, intake::
       table_(table),
       list_(list),
       ui_(std::make_unique<Ui::frmTrapDetail>()),
-      form_(connection, windows, desk.Prompt, NotesEdit::Unedited) {
+      form_(connection, windows, desk.Prompt, NotesEdit::Unedited,
+            [this](const NotesConflict& conflict) { return AskChoice(conflict); }) {
   ui_->setupUi(this);
   setSizeGripEnabled(true);
   for (QLabel* caption : {ui_->capVarBinds, ui_->capMoreInformation, ui_->capUserNotes}) {
@@ -112,14 +115,52 @@ void frmTrapDetail::ShowTrap() {
   ui_->lblTrapID->SetValue(trap.TrapID);
   ui_->txtVarBinds->SetText(trap.VarBinds);
   ui_->txtMoreInformation->SetText(trap.MoreInformation);
-  ui_->txtUserNotes->SetNotes(form_.Notes());
-  ShowSeverityIcon();
+  ui_->lblAcknowledged->SetValue(trap.Acknowledged);
+  ShowNotes();
+  ShowIcons();
   ShowPlace();
 }
 
-void frmTrapDetail::ShowSeverityIcon() {
-  const QIcon icon = SeverityIcon(form_.Trap().SeverityCode);
-  ui_->imgSeverity->setPixmap(icon.pixmap(QSize(kIconSize, kIconSize), devicePixelRatio()));
+void frmTrapDetail::ShowNotes() {
+  ui_->txtUserNotes->SetNotes(form_.Notes());
+  ShowNews();
+}
+
+void frmTrapDetail::ShowNews() {
+  const QString news = ToVisibleQString(form_.NotesNews(desk_.State.gTimeZoneBias));
+  ui_->lblNotesNews->setText(news);
+  for (QLabel* each : {ui_->imgNotesNews, ui_->lblNotesNews}) {
+    each->setVisible(!news.isEmpty());
+  }
+  ui_->txtUserNotes->setAccessibleDescription(news);
+}
+
+void frmTrapDetail::NotesChanged(std::int32_t sequenceNumber, std::string_view notes,
+                                 const store::ChangeStamp& stamp) {
+  form_.EditNotes(ui_->txtUserNotes->Notes());
+  if (form_.NotesChanged(sequenceNumber, notes, stamp)) {
+    ShowNotes();
+  } else {
+    ShowNews();
+  }
+}
+
+void frmTrapDetail::ApplyChange(const store::Change& change) {
+  if (form_.ApplyChange(change, desk_.State.gTimeZoneBias)) {
+    ui_->lblAcknowledged->SetValue(form_.Trap().Acknowledged);
+  }
+}
+
+std::optional<NotesChoice> frmTrapDetail::AskChoice(const NotesConflict& conflict) {
+  frmNotesConflict question(conflict, desk_.State.gTimeZoneBias, this);
+  question.exec();
+  return question.Choice();
+}
+
+void frmTrapDetail::ShowIcons() {
+  const QSize size(kIconSize, kIconSize);
+  ui_->imgSeverity->setPixmap(SeverityIcon(form_.Trap().SeverityCode).pixmap(size, devicePixelRatio()));
+  ui_->imgNotesNews->setPixmap(NotesIcon().pixmap(size, devicePixelRatio()));
 }
 
 void frmTrapDetail::ShowPlace() {
@@ -175,7 +216,7 @@ void frmTrapDetail::keyPressEvent(QKeyEvent* event) {
 
 void frmTrapDetail::changeEvent(QEvent* event) {
   if (event->type() == QEvent::PaletteChange) {
-    ShowSeverityIcon();
+    ShowIcons();
   }
   QDialog::changeEvent(event);
 }

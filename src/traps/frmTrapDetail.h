@@ -6,6 +6,7 @@
 #include <QDialog>
 #include <memory>
 #include <optional>
+#include <string_view>
 
 #include "traps/TrapDetailForm.h"
 
@@ -39,7 +40,13 @@ class frmTrapDetail : public QDialog {
                 TrapsTableModel& table, TrapsList& list, int position, QWidget* parent = nullptr);
   ~frmTrapDetail() override;
 
-  // Saves the notes; stays open when the store refuses them.
+  // Somebody else stored notes on a trap: told by the frame, which finds the open dialog among its children.
+  void NotesChanged(std::int32_t sequenceNumber, std::string_view notes, const store::ChangeStamp& stamp);
+
+  // Traps were acknowledged or made new again: told as well.
+  void ApplyChange(const store::Change& change);
+
+  // Saves the notes; stays open when the store refuses them, or the operator does not settle a conflict.
   void accept() override;
   void done(int result) override;
 
@@ -54,8 +61,11 @@ class frmTrapDetail : public QDialog {
   void ShowPrevious();
   void ShowNext();
   void ShowTrap();
-  void ShowSeverityIcon();
+  void ShowIcons();
   void ShowPlace();
+  void ShowNotes();
+  void ShowNews();
+  std::optional<NotesChoice> AskChoice(const NotesConflict& conflict);
 
   Desk& desk_;
   TrapsTableModel& table_;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "alerts/ActionStore.h"
+#include "alerts/AlertReports.h"
 #include "store/DatabaseError.h"
 #include "store/EngineTest.h"
 
@@ -35,11 +36,24 @@ TEST_P(AlertStoreTest, AlertsShareTheirCriteriaAndKeepTheirActions) {
   EXPECT_FALSE(alerts_.IsUnique("Line down", std::nullopt) || alerts_.IsUnique("Line down", second));
   EXPECT_TRUE(alerts_.IsUnique("Line down", first)) << "its own name";
 
+  alerts_.SwitchAlert(first, true);
+  alerts_.SwitchAlert(first, true);
+  EXPECT_TRUE(alerts_.LoadAlertList()[0].Off);
   EXPECT_EQ(alerts_.SaveAlert("Anything", {}, {.Custom = 9}, first), first);
   EXPECT_EQ(Rows("Trap_Action_Group WHERE Description = 'Anything'"), 1);
   alerts_.DeleteAlert(first);
   EXPECT_EQ(Rows("Trap_Action_Group") + Rows("Trap_Notification_Master"), 2);
   EXPECT_EQ(Rows("Trap_Detail"), 2) << "criteria stay";
+  EXPECT_EQ(Rows("Alert_Off"), 0);
+  EXPECT_EQ(Rows("Change_Log WHERE Kind = 7"), 6);
+
+  // A test is known by its number, and gone when it is withdrawn.
+  AlertReports reports(Db);
+  const std::int32_t test = reports.AskTest(second);
+  EXPECT_NE(reports.AskTest(second), test);
+  EXPECT_EQ(reports.LoadTest(test)->TakenBy, "");
+  reports.WithdrawTest(test);
+  EXPECT_EQ(reports.LoadTest(test), std::nullopt);
 
   // One action at a time, also where the row of actions is missing.
   Made->Execute("DELETE FROM Trap_Notification_Master");

@@ -32,6 +32,8 @@ struct AlertWindowsTest : test::RulesWorld, testing::Test {
     Store.AddDefinition("1.3.6.1.4.1.9", 7, "fanFailed", "acme");
     Store.AddDefinition("1.3.6.1.4.1.9.5", 8, "fanFailed", "acme");
   }
+  static std::vector<std::string> Shown(const QTableView& list) { return test::Rows(list, {0, 1, 2, 3, 4}); }
+  AlertReports Reports{Connection};
   // The window opens, something is done in it, and it closes: whether the receiver was told.
   bool ToldAfter(const std::function<void(frmAlerts&, QTableView&)>& work) {
     Platform.Registry.Remove(kManagerKey, kActionUpdateValue);
@@ -73,7 +75,7 @@ TEST_F(AlertWindowsTest, AnOperatorAddsEditsAndRemovesAnAlertAndTheReceiverIsTol
                      Type(dialog, "txtVarBinds", "its");
                      test::Press(dialog, Qt::Key_Return);
                    });
-    EXPECT_THAT(test::Rows(list), ElementsAre("Line down|No|No|Yes|No"));
+    EXPECT_THAT(Shown(list), ElementsAre("Line down|No|No|Yes|No"));
   }));
   EXPECT_FALSE(ToldAfter([&](frmAlerts& window, QTableView&) {
     test::InDialog([&] { Click(window, "cmdAdd"); },
@@ -102,12 +104,12 @@ TEST_F(AlertWindowsTest, AnOperatorAddsEditsAndRemovesAnAlertAndTheReceiverIsTol
                      Type(actions, "cboCustom", "/opt/tool");
                      Click(actions, "cmdOK");
                    });
-    EXPECT_THAT(test::Rows(list), ElementsAre("Line down|No|No|Yes|Yes"));
+    EXPECT_THAT(Shown(list), ElementsAre("Line down|No|No|Yes|Yes"));
   }));
   EXPECT_TRUE(ToldAfter([&](frmAlerts&, QTableView& list) {
     list.setCurrentIndex(list.model()->index(0, 4));
     QTest::keyClick(&list, Qt::Key_Delete);
-    EXPECT_THAT(test::Rows(list), ElementsAre("Line down|No|No|Yes|No"));
+    EXPECT_THAT(Shown(list), ElementsAre("Line down|No|No|Yes|No"));
   }));
   // Our own table refuses NULL; that of a store that was made by other means need not.
   Store.Execute("ALTER TABLE Trap_Detail RENAME TO Strict");
@@ -124,6 +126,63 @@ TEST_F(AlertWindowsTest, AnOperatorAddsEditsAndRemovesAnAlertAndTheReceiverIsTol
               removed);
   }
   EXPECT_EQ(Rows("Trap_Detail"), 2) << "the criteria stay";
+}
+
+TEST_F(AlertWindowsTest, AlertsAreSwitchedOffAndTriedAndAnotherConsolesChangesComeIn) {
+  AlertStore elsewhere(Connection);
+  const std::int32_t first = elsewhere.SaveAlert("First", {.GenericTrap = 2}, {.Message = 2}, std::nullopt);
+  const std::int32_t second = elsewhere.SaveAlert("Second", {}, {.Message = 2}, std::nullopt);
+  EXPECT_TRUE(ToldAfter([&](frmAlerts& window, QTableView& list) {
+    list.selectRow(1);
+    Click(window, "cmdTest");
+    EXPECT_THAT(TextOf(window, "lblNotice"), testing::HasSubstr("waiting for a receiver"));
+    EXPECT_EQ(Rows(fmt::format("Alert_Test WHERE Trap_Group_ID = {} AND Taken_By = ''", second)), 1);
+    Store.Execute(
+        "UPDATE Alert_Test SET Taken_By = 'pc7', Done = 1, Result = 'a message: failed: no route\n'");
+    Store.Execute(
+        fmt::format("INSERT INTO Alert_State VALUES ({}, 0, 86400, 'a message: no route')", second));
+    ASSERT_TRUE(test::WaitFor([&] {
+      return TextOf(window, "lblNotice").find("all of \"Second\": a message: failed: no route") !=
+             std::string::npos;
+    }));
+    EXPECT_EQ(Rows("Alert_Test"), 0);
+    EXPECT_THAT(test::Cell(list, 1, 6), testing::HasSubstr("a message: no route"));
+    list.setCurrentIndex(list.model()->index(1, 0));
+    QTest::keyClick(&list, Qt::Key_Space);
+    EXPECT_EQ(Rows(fmt::format("Alert_Off WHERE Trap_Group_ID = {}", second)), 1);
+
+    // Another console removes the first one, and changes the second while it is open here.
+    QCoreApplication::processEvents();
+    elsewhere.DeleteAlert(first);
+    window.Reload();
+    EXPECT_THAT(Shown(list), ElementsAre("Second|No|No|Yes|No"));
+    EXPECT_EQ(list.currentIndex().row(), 0) << "still the selected one";
+    test::InDialog([&] { Click(window, "cmdEdit"); },
+                   [&](QDialog& dialog) {
+                     elsewhere.SaveAlert("Theirs", {}, {.Message = 2}, second);
+                     Prompt.WillAnswer(PromptAnswer::No);
+                     Type(dialog, "txtAlertDesc", "Ours");
+                     Click(dialog, "cmdOK");
+                     Prompt.WillAnswer(PromptAnswer::Yes);
+                     Click(dialog, "cmdOK");
+                   });
+    EXPECT_THAT(Shown(list), ElementsAre("Ours|No|No|Yes|No"));
+    Click(window, "cmdTest");
+  }));
+  EXPECT_EQ(Rows("Alert_Test"), 0) << "withdrawn with its window";
+  EXPECT_EQ(Rows("Change_Log WHERE Kind = 7"), 6);
+  AlertTrial trial(Reports);
+  trial.Begin(second, "Ours");
+  trial.Follow(std::chrono::seconds(20));
+  EXPECT_EQ(trial.State(), TrialState::NoAnswer);
+  // A signal that can't be written is reported once.
+  test::FakeRegistry noKey;
+  for (const bool off : {false, true}) {
+    AlertsForm form({Connection, Names, Prompt, noKey, Platform.Settings, Library, 0, SignalFailureTold});
+    form.Switch(second, off);
+    form.Close();
+  }
+  EXPECT_EQ(Prompt.Messages().size(), 1U);
 }
 
 TEST_F(AlertWindowsTest, ActionsAreCheckedTabByTabAndSavedTogether) {

@@ -24,6 +24,8 @@
 #include "mainwnd/frmWait.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/qt/QtRunningInstance.h"
+#include "store/ChangeLog.h"
+#include "store/Tables.h"
 #include "support/FakePlatform.h"
 #include "support/Processes.h"
 #include "support/ScriptedPrompts.h"
@@ -322,28 +324,39 @@ TEST_F(FrameTest, AFilterTakesItsTrapsFromEveryWindow) {
   EXPECT_THAT(Rows(ListIn(0), {0}), ElementsAre("a"));
 }
 
-// The MIB compiler is a program of its own: what it stored is there when the operator comes back from it.
-TEST_F(FrameTest, DefinitionsThatWereCompiledMeanwhileShowWhenTheOperatorIsBack) {
-  StartWith({{.EnterpriseOid = "1.3.6.1.4.1.99", .SpecificTrap = 1}});
-  const std::string number = "1.3.6.1.4.1.99.0.1";
-  const auto nameWhenBack = [this] {
-    QEvent back(QEvent::WindowActivate);
-    QApplication::sendEvent(&Frame(), &back);
-    QApplication::processEvents();
-    return Rows(ListIn(1), {2}).front();
+// The receiver, the MIB compiler and other consoles write to the same store.
+TEST_F(FrameTest, WhatOthersChangeReachesListsAndTheDialogThatIsOpen) {
+  StartWith({{.Source = "a", .EnterpriseOid = "1.3.6.1.4.1.99", .SpecificTrap = 1}, {.Source = "b"}});
+  store::Connection other;
+  Store.Connect(other);
+  other.WriteAs({"ben", "desk2", "another console"});
+  const auto change = [&other](store::ChangeKind kind, const std::function<void()>& work) {
+    store::Transaction transaction(other, store::kEventTrap);
+    work();
+    store::NoteChange(other, kind, store::SelectionOf({1}));
+    transaction.Commit();
   };
-  Command("mnuToolsMibCompiler");
-  EXPECT_EQ(nameWhenBack(), number) << "nothing was compiled yet";
-  Store.AddDefinition("1.3.6.1.4.1.99", 1, "doorOpen", "acme");
-  EXPECT_EQ(nameWhenBack(), "doorOpen");
-  InDialog([this] { Command("mnuHelpAbout"); },
+  change(store::ChangeKind::TrapNames, [&] {
+    other.Execute("INSERT INTO EventStructure VALUES ('1.3.6.1.4.1.99', 1, 'doorOpen', 'acme', '')");
+  });
+  EXPECT_TRUE(TickUntil([this] { return Rows(ListIn(1), {2}).front() == "doorOpen"; }));
+  ListIn(1).selectRow(0);
+  InDialog([this] { Command("tbTrapDetails"); },
            [&](QDialog& dialog) {
-             Store.Execute("UPDATE EventStructure SET SpecificTrap = 'doorOpened' WHERE RequestType = 1");
-             EXPECT_EQ(nameWhenBack(), "doorOpen") << "nothing changes below a dialog";
+             change(store::ChangeKind::Notes,
+                    [&] { other.Execute("UPDATE EventTrap SET EventNotes = 'theirs'"); });
+             const auto& notes = Find<QPlainTextEdit>(dialog, "txtUserNotes");
+             EXPECT_TRUE(TickUntil([&] { return notes.toPlainText() == QLatin1String("theirs"); }));
              dialog.close();
            });
-  EXPECT_EQ(nameWhenBack(), "doorOpened") << "and each time";
-  EXPECT_EQ(RowsIn(1), 1);
+  InDialog([this] { Command("mnuOptionsFilters"); },
+           [&](QDialog& dialog) {
+             change(store::ChangeKind::Filters, [this] { Store.AddFilter({.Source_Agent = "b"}); });
+             EXPECT_TRUE(TickUntil(
+                 [&] { return Find<QTableView>(dialog, "lvEvtFilters").model()->rowCount() == 1; }));
+             dialog.close();
+           });
+  EXPECT_THAT(Rows(ListIn(0), {0}), ElementsAre("a"));
 }
 
 // The real program, offscreen, with settings and a run-time directory of its own.

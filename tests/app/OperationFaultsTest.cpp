@@ -103,7 +103,12 @@ class StoreImage {
   void Add(const std::string& table, const std::string& cells) {
     store_.Execute(fmt::format("CREATE TABLE image.\"{0}\" AS SELECT * FROM {0} ORDER BY rowid", table));
     tables_.push_back(table);
-    if (!table.ends_with("sqlite_sequence")) {
+    if (table.ends_with("Change_Log")) {
+      // What was done twice is noted twice, each time at another moment.
+      digestSelect_ +=
+          fmt::format("{}SELECT 'Noted: '||COALESCE(group_concat(DISTINCT Kind), '') AS Line FROM {}",
+                      digestSelect_.empty() ? "" : " UNION ALL ", table);
+    } else if (!table.ends_with("sqlite_sequence")) {
       digestSelect_ += fmt::format(
           "{0}SELECT '{1}: '||COALESCE(group_concat({2}, '; '), '') AS Line "
           "FROM (SELECT * FROM {1} ORDER BY rowid)",
@@ -174,7 +179,7 @@ struct Manager : categories::CategoriesWindow {
     return Left;
   }
   void RunWizard(categories::WizardTask& task, categories::CategoryTransaction& transaction) override {
-    WizardForm form(task, transaction, Operator.Names, Operator.Prompt);
+    WizardForm form(task, transaction, {Operator.Names, Operator.Prompt, Operator.Busy});
     for (int press = 0; form.WasRead() && press < 6 && !Finished; ++press) {
       if (form.NextCaption() == "&Finish") {
         Enter(form);
@@ -226,7 +231,7 @@ Work Importing(Hands& hands) {
       for (categories::OfferedCategory& each : offered) {
         each.Chosen = true;
       }
-      categories::StoreChosen(offered, *hands.OpenConnection());
+      categories::StoreChosen(offered, *hands.OpenConnection(), [](std::size_t, std::size_t) {});
       return true;
     } catch (const store::DatabaseError& error) {  // as the frame does
       hands.Prompt.Show(error.what(), PromptIcon::Critical);
@@ -292,6 +297,8 @@ Work SavingActions(Hands& hands) {
   return {.Do = [form] { return !form->Ok(); }};
 }
 
+constexpr const char* kNoted = "INSERT INTO Change_Log (Change_Time, Kind) VALUES (0, 1)";
+
 std::string Acknowledged(int count) {
   return fmt::format("UPDATE EventTrap SET EventAck = 1 WHERE SequenceNumber <= {}", count);
 }
@@ -331,8 +338,11 @@ const Operation kOperations[] = {
      .Prepare = EditingAFilter,
      // The new one stands before the old one goes, so that no trap shows in between.
      .Partly = {{"INSERT INTO Trap_Detail (Source_Agent) VALUES ('other')",
-                 "INSERT INTO Trap_Filter_Group SELECT MAX(Trap_Table_ID), 'other, -All-, -All-, -All-, "
-                 "-All-' FROM Trap_Detail"}},
+                 "INSERT INTO Trap_Filter_Group (Trap_ID, Description) SELECT MAX(Trap_Table_ID), 'other, "
+                 "-All-, -All-, -All-, "
+                 "-All-' FROM Trap_Detail",
+                 "UPDATE Trap_Filter_Group SET Sort_Order = 1",
+                 "INSERT INTO Change_Log (Change_Time, Kind) VALUES (0, 5)"}},
      .MayBeDone = true},
     {"a filter is removed", RemovingAFilter},
     Managing(
@@ -344,22 +354,28 @@ const Operation kOperations[] = {
         "a trap is edited", [](Manager& m) { return m.Form.EditTrap(0).has_value(); },
         [](WizardForm& form) { form.ChooseSeverity(1); }),
     Managing("a trap is removed", [](Manager& m) { return m.Form.RemoveTrap(0); }),
+    Managing(
+        "a category is moved",
+        [](Manager& m) { return m.Form.Selected() == 0U || m.Form.MoveCategory(categories::Direction::Up); }),
     Managing("a category is deleted", [](Manager& m) { return m.DeleteFans() && m.Ok(); }),
     {"categories are imported", Importing},
     {"an alert is added", [](Hands& hands) { return SavingAlert(hands, std::nullopt); }},
     {"an alert is edited", [](Hands& hands) { return SavingAlert(hands, FirstAlert(hands)); }},
     {"an alert is looked at", ReviewingAlert},
-    {"an alert is removed", InAlerts([](AlertsForm& form) { return form.Remove(0); })},
+    {"an alert is removed", InAlerts([](AlertsForm& form) { return form.Remove(1); })},
     {.Name = "an alert's actions are configured",
      .Prepare = InAlerts([](AlertsForm& form) {
-       return form.SetActions(0, {ActionKind::Beep, ActionKind::Email}, {.Beep = 2, .Email = 2});
+       return form.SetActions(1, {ActionKind::Beep, ActionKind::Email}, {.Beep = 2, .Email = 2});
      }),
      .MayBeDone = true},
     {"the four actions are saved", SavingActions},
     {.Name = "rows are acknowledged",
      .Prepare = Acknowledging(AcknowledgeAllRows),
-     .Partly =
-         {{Acknowledged(1)}, {Acknowledged(2)}, {Acknowledged(3)}, {Acknowledged(4)}, {Acknowledged(5)}}},
+     .Partly = {{Acknowledged(1), kNoted},
+                {Acknowledged(2), kNoted},
+                {Acknowledged(3), kNoted},
+                {Acknowledged(4), kNoted},
+                {Acknowledged(5), kNoted}}},
     {"a system is acknowledged", Acknowledging(AcknowledgeSystem)},
 };
 
@@ -406,7 +422,11 @@ class OperationFaultsTest : public testing::TestWithParam<Fault> {
       texts.emplace_back(HasSubstr("The connection to the database was lost"));
     }
     using Shown = ScriptedPrompts::Shown;
-    EXPECT_THAT(hands.Prompt.Messages(), Contains(Field(&Shown::Text, testing::AnyOfArray(texts))));
+    std::vector<std::string> said = hands.Prompt.Causes;
+    for (const Shown& message : hands.Prompt.Messages()) {
+      said.push_back(message.Text);
+    }
+    EXPECT_THAT(said, Contains(testing::AnyOfArray(texts)));
     EXPECT_THAT(hands.Prompt.Messages(), testing::Each(Field(&Shown::Icon, PromptIcon::Critical)));
   }
 

@@ -65,7 +65,7 @@ struct FakeConsole : app::SharedStore,
   store::ReadOutcome ReloadCategoryInformation() override { return Read("ReloadCategoryInformation"); }
   store::ReadOutcome LoadFilters() override { return Read("LoadFilters"); }
   void SaveSystems() override { Write("SaveSystems"); }
-  void Execute(std::string_view statement) override { Write("Execute " + std::string(statement)); }
+  void AcknowledgeAll(std::int32_t time) override { Write(fmt::format("AcknowledgeAll {}", time)); }
   void CloseDatabase() override { Calls.emplace_back("CloseDatabase"); }
   void ReleaseLists() override { Calls.emplace_back("ReleaseLists"); }
 
@@ -197,8 +197,7 @@ TEST(ShutdownTest, AcknowledgesWhatIsPendingOnlyWhenTheOperatorSaysSo) {
   };
   const std::string asked = "Ask: Do you want to acknowledge all traps?; ";
   const std::string busy = "ShowBusy: Acknowledging Trap(s); ";
-  const std::string execute =
-      "Execute UPDATE EventTrap SET EventAck = 1 WHERE EventAck = 0 AND EventTime < 1234; ";
+  const std::string execute = "AcknowledgeAll 1234; ";
   const Case cases[] = {{{0, 0}, {}, "", ""},
                         {{0, 0, 3}, PromptAnswer::No, asked, busy + "ShowFree; "},
                         {{3, 0}, PromptAnswer::Yes, asked, busy + execute + "ShowFree; "}};
@@ -225,10 +224,16 @@ TEST(ShutdownTest, FailuresAreReportedAndNothingElseIsSkipped) {
   console.WritesFail = true;
   console.Machine.Sockets.CleanupError = 10093;
   console.Quit();
-  EXPECT_THAT(console.Calls,
-              testing::IsSupersetOf({"Show: disk full: SaveSystems", "Show: disk full: Execute",
-                                     "SaveSetting MainWindowState=2", "CloseDatabase", "ReleaseLists",
-                                     "Show: Socket error 10093 occurred in Cleanup"}));
+  EXPECT_THAT(
+      console.Calls,
+      testing::IsSupersetOf(
+          {"Show: The list of systems was not saved. The disk of the trap store is full. Nothing was "
+           "changed.",
+           "Show: The traps were not acknowledged. The disk of the trap store is full. Nothing was changed.",
+           "SaveSetting MainWindowState=2", "CloseDatabase", "ReleaseLists",
+           "Show: Socket error 10093 occurred in Cleanup"}));
+  EXPECT_THAT(console.Prompt.Causes,
+              testing::ElementsAre("disk full: SaveSystems", "disk full: AcknowledgeAll"));
   EXPECT_EQ(console.Busy.Depth(), 0);
 }
 

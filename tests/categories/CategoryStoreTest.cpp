@@ -8,9 +8,12 @@
 #include <utility>
 #include <vector>
 
+#include "categories/CategoryCopies.h"
 #include "categories/CategoryWriter.h"
+#include "params/CategoryInformation.h"
 #include "store/DatabaseError.h"
 #include "store/EngineTest.h"
+#include "support/TempFolder.h"
 
 namespace korvane::categories {
 namespace {
@@ -49,6 +52,20 @@ struct CategoryStoreTest : store::EngineTest {
   CategoryDetails Details(const std::string& name) {
     CategoryTransaction transaction(own_);
     return CategoryStore(transaction).LoadTrapDetails(name);
+  }
+  // The categories with the sources of their traps, as they are asked for the severity of a trap.
+  std::string Order() {
+    params::CategoryInformation information;
+    EXPECT_TRUE(information.ReloadCategoryInformation(Db));
+    std::string order;
+    for (const params::Category& category : information.Categories()) {
+      order += category.Name;
+      for (const params::CategoryCriterion& row : category.Criteria) {
+        order += " " + row.SourceAgent;
+      }
+      order += ";";
+    }
+    return order;
   }
   int Rows(const std::string& table) { return Made->Number("SELECT COUNT(*) FROM " + table); }
 
@@ -128,7 +145,8 @@ TEST_P(CategoryStoreTest, RemovingACategoryLeavesDefinitionsAndSiblingsAlone) {
     Made->Execute("INSERT INTO Trap_Group_Detail (GenericTrap) SELECT 3 FROM Trap_Group_Detail");
   }
   Made->Execute(
-      "INSERT INTO Trap_Group SELECT 'B_Trap', Trap_Table_ID FROM Trap_Group_Detail WHERE GenericTrap = 3");
+      "INSERT INTO Trap_Group (Trap_Group_Name, Trap_ID) SELECT 'B_Trap', Trap_Table_ID FROM "
+      "Trap_Group_Detail WHERE GenericTrap = 3");
   const CategoryDetails big = Details("B");
   ASSERT_EQ(big.Traps.size(), 1023U) << "one of many members is read whole";
   EXPECT_EQ(big.Traps.back().TrapTableId, Made->Number("SELECT MAX(Trap_Table_ID) FROM Trap_Group_Detail"));
@@ -153,9 +171,9 @@ TEST_P(CategoryStoreTest, TheTransactionLivesOnAfterAnError) {
     EXPECT_THROW(writer.AddTrapDetails("Kept", std::vector{LinkDown("it's")}), store::DatabaseError);
     const std::vector traps = {LinkDown("a"), LinkDown(std::string(300, 'x'))};
     EXPECT_THROW(writer.AddCategory("New", "old", 5, traps), store::DatabaseError);
-    EXPECT_EQ(CategoryStore(transaction).LoadTrapDetails("New").Traps.size(), 1U)
+    EXPECT_EQ(CategoryStore(transaction).LoadTrapDetails("New").Description, "old")
         << "what was written counts";
-    writer.AddCategory("New", "new", 3, std::vector{LinkDown("b")});
+    writer.AddCategory("New", "new", 3, std::vector{LinkDown("b"), LinkDown("a")});
     for (int tries = 0; tries < 2; ++tries) {
       EXPECT_THROW(writer.AddCategory("Kept", "", 0, {}), store::DatabaseError) << "not ours to replace";
     }
@@ -164,7 +182,8 @@ TEST_P(CategoryStoreTest, TheTransactionLivesOnAfterAnError) {
     }
   }
   EXPECT_THAT(Tree(), ElementsAre("Kept", "Ghost", "New"));
-  EXPECT_EQ(Shown("Kept") + Shown("New"), "/0: keptnew/3: b");
+  EXPECT_EQ(Shown("Kept") + Shown("New"), "/0: keptnew/3: b a");
+  EXPECT_EQ(Rows("Trap_Group_Detail"), 3) << "the one that the failed try has added serves again";
   EXPECT_EQ(Rows("Category_Group_Master"), 3) << "what was not committed is gone";
   EXPECT_EQ(Rows("Category_Relation_Master"), 3);
 }
@@ -179,8 +198,76 @@ TEST_P(CategoryStoreTest, ReadingForMinutesHoldsNobodyUpAndNobodySpoilsTheFirstC
   const std::int32_t number = Made->AddTrap({.EventTime = 5});
   Made->Execute(fmt::format("UPDATE EventTrap SET EventAck = 1 WHERE SequenceNumber = {}", number));
   EXPECT_EQ(Rows("Category_Group_Master"), 0) << "nobody sees what is not committed";
+  const bool together = GetParam() != store::Engine::Sqlite;  // where only one at a time may write
+  if (together) {
+    store::Connection theirs;
+    Made->Connect(theirs);
+    CategoryTransaction other(theirs);
+    CategoryWriter(other).AddCategory("Theirs", "", 0, std::vector{LinkDown("t")});
+    other.Commit();
+  }
   transaction.Commit();
-  EXPECT_THAT(Tree(), ElementsAre("Mine"));
+  EXPECT_EQ(Tree().size(), together ? 2U : 1U);
+  EXPECT_EQ(Shown("Mine"), "/0: ") << "the traps of the other one are not among them";
+  EXPECT_EQ(Rows("Change_Log WHERE Kind = 6"), together ? 2 : 1);
+}
+
+TEST_P(CategoryStoreTest, TheOrderThatDecidesIsKeptMovedAndCarriedByFiles) {
+  Write([](CategoryWriter& writer, CategoryStore&) {
+    writer.AddCategory("Zulu", "", 0, std::vector{LinkDown("c"), LinkDown("a"), LinkDown("b")});
+    writer.AddCategory("Mike", "", 0, std::vector{LinkDown("b"), LinkDown("c")});
+    writer.AddCategory("Alpha", "", 0, {});
+  });
+  const auto idOf = [&](const char* source) {
+    return Made->Number(
+        fmt::format("SELECT Trap_Table_ID FROM Trap_Group_Detail WHERE Source_Agent = '{}'", source));
+  };
+  Write([&](CategoryWriter& writer, CategoryStore&) {
+    writer.EditCategory("Zulu", "edited", 3);
+    writer.EditTrapDetail("Zulu", idOf("a"), LinkDown("x"));
+  });
+  EXPECT_EQ(Order(), "Zulu c x b;Mike b c;Alpha;") << "what is edited keeps its place";
+  Write([&](CategoryWriter& writer, CategoryStore&) {
+    writer.EditTrapDetail("Zulu", idOf("c"), LinkDown("b"));
+  });
+  // By writers that know of no order.
+  Made->AddCategory("Beta", {});
+  Made->Execute(
+      fmt::format("INSERT INTO Trap_Group (Trap_Group_Name, Trap_ID) VALUES ('Zulu_Trap', {})", idOf("a")));
+  EXPECT_EQ(Order(), "Zulu b x a;Mike b c;Alpha;Beta;");
+  Write([&](CategoryWriter& writer, CategoryStore& categories) {
+    writer.AddTrapDetails("Zulu", std::vector{LinkDown("n"), LinkDown("x")});
+    writer.AddCategory("New", "", 0, {});
+    EXPECT_TRUE(categories.MoveCategory("Zulu", Side::Behind, "Mike"));
+    EXPECT_TRUE(categories.MoveTrapDetail("Zulu", idOf("a"), Side::Before, idOf("b")));
+    EXPECT_FALSE(categories.MoveCategory("Zulu", Side::Before, "gone"));
+  });
+  EXPECT_EQ(Order(), "Mike b c;Zulu a b x n;Alpha;Beta;New;");
+
+  const test::TempFolder folder;
+  const std::string path = (folder / "order.dvcat").string();
+  EXPECT_EQ(WriteChosen(CategoriesOfStore(Db), path), "");
+  Write([&](CategoryWriter& writer, CategoryStore& categories) {
+    writer.AddCategory("Own", "", 0, {});
+    categories.DeleteCategory("Alpha");
+    categories.MoveCategory("New", Side::Before, "Mike");
+    categories.MoveTrapDetail("Zulu", idOf("n"), Side::Before, idOf("a"));
+  });
+  Made->AddCategory("MIKE", {});  // as the first release allowed
+  std::vector<OfferedCategory> offered = CategoriesOfFile(path, Db);
+  for (OfferedCategory& each : offered) {
+    each.Chosen = true;
+  }
+  std::size_t reported = 0;
+  StoreChosen(offered, own_, [&](std::size_t written, std::size_t) { reported = written; });
+  EXPECT_EQ(reported, 6U);
+  EXPECT_EQ(Order(), "Mike b c;Zulu a b x n;Alpha;Beta;New;Own;MIKE;");
+  offered = CategoriesOfStore(Db);
+  EXPECT_FALSE(offered.back().Chosen) << "of two that differ in letter case one file holds one";
+  EXPECT_EQ(WriteChosen(offered, path), "");
+  EXPECT_EQ(CategoriesOfFile(path, Db).size(), 6U);
+  offered.back().Chosen = true;
+  EXPECT_THAT(WriteChosen(offered, path), testing::HasSubstr("\"Mike\" and \"MIKE\""));
 }
 
 }  // namespace

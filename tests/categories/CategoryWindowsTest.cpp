@@ -1,4 +1,5 @@
 // "Manage Categories", its wizard and the two commands for category files, used as an operator does.
+#include <fmt/ranges.h>
 #include <gmock/gmock.h>
 
 #include <QAbstractItemModelTester>
@@ -144,6 +145,47 @@ TEST_F(CategoriesWindowTest, AWizardThatFailedHalfwayAndWasCancelledIsShownAndAs
   EXPECT_EQ(Rows("Category_Group_Master") + Rows("Trap_Group"), 6) << "as it was";
 }
 
+TEST_F(CategoriesWindowTest, WhatIsMovedIsSavedAndWhatOthersChangeShows) {
+  ShowSome();
+  EXPECT_EQ(Window.focusWidget(), &Tree);
+  test::Choose(Window, "tvEvtGrps", "Doors");
+  List.selectRow(0);
+  Store.AddCategory("Theirs", {});
+  InDialog([&] { QTest::keyClick(&List, Qt::Key_F2); },
+           [&](QDialog& wizard) {
+             Window.StoreChanged();
+             EXPECT_EQ(Tree.model()->rowCount(), 3) << "not below the wizard";
+             Press(wizard, Qt::Key_Escape);
+           });
+  EXPECT_THAT(test::Rows(Tree), ElementsAre("Lines", "Doors", "Walls", "Theirs"));
+  EXPECT_EQ(TextOf(Window, "lblTitle1"), "Doors");
+  EXPECT_EQ(List.selectionModel()->selectedRows().size(), 1);
+  auto& notice = Find<QWidget>(Window, "fraNotice");
+  EXPECT_FALSE(notice.isVisible());
+
+  test::Choose(Window, "tvEvtGrps", "Lines");
+  for (const auto& [key, order] : {std::pair{Qt::Key_Down, "Doors Lines Walls"},
+                                   {Qt::Key_Down, "Doors Walls Lines"},
+                                   {Qt::Key_Up, "Doors Lines Walls"}}) {
+    QTest::keyClick(&Tree, key, Qt::AltModifier);
+    EXPECT_EQ(fmt::format("{}", fmt::join(test::Rows(Tree), " ")), fmt::format("{} Theirs", order));
+    EXPECT_EQ(TextOf(Window, "lblTitle1"), "Lines");
+  }
+  List.selectRow(0);
+  QTest::keyClick(&List, Qt::Key_Up, Qt::AltModifier);
+  test::RightClick(List, test::CentreOf(List, 0));
+  EXPECT_FALSE(Find<QAction>(Window, "mnuPopUpEvtDet").isEnabled());
+  Find<QAction>(Window, "mnuPopDownEvtDet").trigger();
+  Find<QMenu>(Window, "mnuPopEvtDet").close();
+  EXPECT_THAT(test::Rows(List, {0}), ElementsAre("b", "a"));
+  EXPECT_EQ(List.currentIndex().row(), 1);
+  Window.StoreChanged();
+  EXPECT_TRUE(notice.isVisible());
+  EXPECT_THAT(test::Rows(List, {0}), ElementsAre("b", "a")) << "what is not saved shows, too";
+  Click(Window, "cmdOK");
+  EXPECT_EQ(Categories.Categories()[1].Name + Categories.Categories()[1].Criteria[0].SourceAgent, "Linesb");
+}
+
 TEST_F(CategoriesWindowTest, TheCloseBoxDiscardsAndTheBarIsRemembered) {
   Window.resize(680, 500);
   ShowSome();
@@ -176,7 +218,7 @@ struct CategoryWizardTest : test::RulesWorld, testing::Test {
   }
   void Show(WizardTask task) {
     Task = std::move(task);
-    Window = std::make_unique<frmTrpCatWiz>(Task, Transaction, Names, Prompt);
+    Window = std::make_unique<frmTrpCatWiz>(Task, Transaction, WizardServices{Names, Prompt, Busy});
     test::ShowActive(*Window);
   }
   CategoryDetails Stored(const char* category) {
@@ -259,6 +301,7 @@ TEST_F(CategoryWizardTest, MakesACategoryFromTheKeyboard) {
               ElementsAre(fan, fan, "r|linkDown|-All-|-All-||Major", "o|linkDown|-All-|-All-||Major"));
   list.selectRow(2);
   Click(*Window, "cmdRemove");
+  list.setFocus();
   QTest::keyClick(&list, Qt::Key_Delete);
   EXPECT_THAT(test::Rows(list), ElementsAre(fan, fan)) << "the next row was selected";
   EXPECT_TRUE(Task.Cancelled);

@@ -56,6 +56,7 @@ TEST(LookTest, SeveritiesAreToldApartWithoutColourAndEveryTextIsReadable) {
                                        {QPalette::HighlightedText, QPalette::Highlight},
                                        {QPalette::ToolTipText, QPalette::ToolTipBase},
                                        {QPalette::PlaceholderText, QPalette::Base},
+                                       {QPalette::PlaceholderText, QPalette::AlternateBase},
                                        {QPalette::Link, QPalette::Base}}) {
       EXPECT_GE(ContrastRatio(palette.color(text), palette.color(ground)), 4.5)
           << "role " << text << " on " << ground;

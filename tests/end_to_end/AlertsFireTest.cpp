@@ -100,8 +100,14 @@ TEST_F(AlertsFireTest, WithAllFourActionsAndForTheirTrapsOnly) {
   ASSERT_TRUE(Eventually([&] { return mails_.Listens(); }));
   ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
   ASSERT_TRUE(Logs("0 alerts are watched")) << receiver_.Log();
-  alerts::AlertServices services{console_.Connection,        console_.Names,  console_.Prompt, *registry_,
-                                 console_.Platform.Settings, console_.Library};
+  alerts::AlertServices services{console_.Connection,
+                                 console_.Names,
+                                 console_.Prompt,
+                                 *registry_,
+                                 console_.Platform.Settings,
+                                 console_.Library,
+                                 0,
+                                 console_.SignalFailureTold};
   alerts::frmAlerts window(services);
   InDialog([&] { window.exec(); },
            [&](QDialog& open) {

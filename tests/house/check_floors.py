@@ -18,7 +18,7 @@ FLOORS = {
 }
 # The receiver's rooms; what lies at its top (service, configuration, counters, log) belongs to all of them.
 RECEIVER_FLOORS = {"clock": 0, "spool": 1, "snmp": 2, "store": 2, "alerts": 2}
-COMPANIONS = {"receiver": 2, "mibc": 2}  # the highest floor each may use
+COMPANIONS = {"receiver": 3, "mibc": 2}  # the highest floor each may use
 INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>)', re.M)
 SOURCES = {".h", ".cpp"}
 

@@ -166,6 +166,8 @@ class TrapNames(InFolder):
 class Upgrades(InFolder):
     """Stores of earlier releases, made by the tables of tests/install/stores."""
 
+    ordered = (("Category_Group_Master", "Category_Name"), ("Trap_Group", "Trap_ID"), ("Trap_Filter_Group", "Trap_ID"))
+
     def test_a_store_of_the_first_release_becomes_what_a_new_one_is_and_keeps_its_rows(self):
         servers = [ServerStore(engine, STATE, "upgraded") for engine in ("postgresql", "mariadb")]
         for server in servers:
@@ -177,6 +179,9 @@ class Upgrades(InFolder):
                 self.upgrade(store, 0, "from version 1 to version 2")
                 self.assertEqual(self.tables(store), new)
                 self.assertEqual(store.sql("SELECT EventNotes FROM EventTrap"), [["kept"]])
+                for table, key in self.ordered:
+                    rows = store.sql(f"SELECT {key} FROM {table} ORDER BY Sort_Order")
+                    self.assertEqual(rows, [["7"], ["3"]], "in the order in which they were made")
                 self.upgrade(store, 0, "version 2 already")
                 store.sql("UPDATE Store_Info SET Schema_Version = 3")
                 self.upgrade(store, 1, "made for a later release")
@@ -186,7 +191,9 @@ class Upgrades(InFolder):
         dump = {"sqlite": ["sqlite3", store.address[1], ".schema"], "mariadb": ["mariadb-dump", "--no-data"],
                 "postgresql": ["pg_dump", "--schema-only", "--no-owner"]}[store.engine]
         schema = run(*dump, *store.address[2:], *([] if store.engine == "sqlite" else [store.name])).stdout
-        return sorted(line for line in schema.splitlines() if re.match(r" +\w|CREATE|ALTER", line))
+        # One engine writes an added column behind the comma of the one before.
+        lines = (line for line in schema.splitlines() if re.match(r" +\w|,|CREATE|ALTER", line))
+        return sorted(" ".join(part.split()) for line in lines for part in re.split("[,();]", line) if part.strip())
 
     @staticmethod
     def make_old(store):
@@ -199,6 +206,11 @@ class Upgrades(InFolder):
                       f"DROP DATABASE {store.name}; CREATE DATABASE {store.name} CHARACTER SET utf8mb4")
             store.sql((OLD / f"{store.engine}.sql").read_text())
         store.sql("INSERT INTO EventTrap (EventTime, EventNotes) VALUES (1, 'kept')")
+        for number, key in enumerate((7, 3)):
+            store.sql(f"INSERT INTO Category_Group (Category_Name, Category_ID) VALUES ('{key}', {number})")
+            for table, column in Upgrades.ordered:
+                store.sql(f"INSERT INTO {table} ({column}) VALUES ('{key}')")
+        store.sql("UPDATE Category_Group_Master SET Category_Desc = 'edited' WHERE Category_Name = '7'")
 
     def upgrade(self, store, status, words):
         done = run(INSTALL / "make-store", "--upgrade", *store.address)

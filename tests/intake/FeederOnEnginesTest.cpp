@@ -48,13 +48,13 @@ TEST_P(FeederOnEnginesTest, LosesAndDoublesNothingWhateverTheStoreDoes) {
     if (first) {
       ASSERT_EQ(Feeder->StartRecvEvents(0), intake::kReceiverThreadOk);
     }
-    EXPECT_TRUE(test::WaitUntil([&] { return !Feeder->LastError().empty(); }));
+    EXPECT_TRUE(test::WaitUntil([&] { return Feeder->State().Away.has_value(); }));
     Made->BringBack();
     ASSERT_TRUE(Arrive(static_cast<std::size_t>(Made->AddTraps(batch))));
     Made->AddTraps(batch);  // read before the store goes, or after it is back
   }
   ASSERT_TRUE(Arrive(120));
-  EXPECT_TRUE(test::WaitUntil([&] { return Feeder->LastError().empty(); }));
+  EXPECT_TRUE(test::WaitUntil([&] { return !Feeder->State().Away; }));
   std::vector<std::int32_t> expected(120);
   std::iota(expected.begin(), expected.end(), 1);
   EXPECT_EQ(Numbers, expected);

@@ -85,8 +85,8 @@ class IntakeTest : public testing::Test, public test::World {
   Partners partners_;
   NotingWindow a_{"A", partners_};
   NotingWindow b_{"B", partners_};
-  intake::Intake intake_{partners_, Names, SystemList, partners_, partners_,
-                         Changes,   State, Prompt,     DebugLog};
+  intake::Intake intake_{partners_,      Names, SystemList, partners_, partners_,
+                         ChangesOfStore, State, Prompt,     DebugLog};
 };
 
 TEST_F(IntakeTest, ATickDrainsTheListAndThenRefreshesInCreationOrder) {

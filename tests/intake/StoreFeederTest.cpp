@@ -225,7 +225,7 @@ TEST_F(StoreFeederTest, DeliversWhatIsNewInOrderAndStops) {
   const std::string away = store_.TrapFile().string() + ".away";
   store_.Db().Close();  // the last one out tidies the files up
   std::filesystem::rename(store_.TrapFile(), away);
-  EXPECT_TRUE(WaitUntil([&] { return !feeder.LastError().empty(); }));
+  EXPECT_TRUE(WaitUntil([&] { return feeder.State().Away.has_value(); }));
   std::filesystem::rename(away, store_.TrapFile());
   store_.Connect(store_.Db());
   store_.AddTrap({.EventTime = 30, .EventNotes = "seen by Anna"});

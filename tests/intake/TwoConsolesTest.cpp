@@ -69,7 +69,7 @@ struct Console : test::World {
   }
   StoreFeeder Feeder{
       [this] { return OpenConnection(); }, std::make_shared<test::FakeHostNames>(), {}, Quick(Bounds)};
-  intake::Intake Link{Feeder, Names, SystemList, Model, Windows, Changes, State, Prompt, DebugLog};
+  intake::Intake Link{Feeder, Names, SystemList, Model, Windows, ChangesOfStore, State, Prompt, DebugLog};
   std::unique_ptr<traps::TrapsModel> All;
 };
 

@@ -163,22 +163,43 @@ TEST_F(FiltersTest, EditedFiltersReplaceTheirOldRowsAndNoOthers) {
   form.Replace(3, {.SourceAgent = "y"});
   form.Replace(3, {.SourceAgent = "d"});  // and back
   EXPECT_TRUE(form.Save());
-  EXPECT_EQ(Stored(), "a b d x ");
+  EXPECT_EQ(Stored(), "a b x d ") << "on the place of what it replaces";
   EXPECT_EQ(Rows("Trap_Detail"), 5) << "the condition of c stays";
   form.Replace(2, {.SourceAgent = "it's"});
   Prompt.WillAnswer(PromptAnswer::No);
   EXPECT_TRUE(form.Save());
-  EXPECT_EQ(Stored(), "a b d x ") << "kept, since nothing could take its place";
+  EXPECT_EQ(Stored(), "a b x d ") << "kept, since nothing could take its place";
 
   form.Replace(2, {.SourceAgent = "z"});
   Store.Execute(
       "CREATE TRIGGER refuse BEFORE DELETE ON Trap_Filter_Group BEGIN SELECT RAISE(ABORT, 'refused'); END");
   Prompt.WillAnswer(PromptAnswer::Cancel);
   EXPECT_FALSE(form.Save());
-  EXPECT_EQ(Stored(), "a b d x z ");
+  EXPECT_EQ(Stored(), "a b x z d ");
   Store.Execute("DROP TRIGGER refuse");
   EXPECT_TRUE(form.Save());
-  EXPECT_EQ(Stored(), "a b d z ");
+  EXPECT_EQ(Stored(), "a b z d ");
+
+  // Another console removes what this one shows, and what it edits, and adds one.
+  const int changes = Rows("Change_Log");
+  FilterStore others(Connection);
+  const std::vector<StoredFilter> stored = others.ReadFilters();
+  form.Replace(1, {.SourceAgent = "edited"});
+  form.Add({.SourceAgent = "mine"});
+  others.RemoveFilter(stored[0].TrapTableId);
+  others.RemoveFilter(stored[1].TrapTableId);
+  others.RemoveFilter(stored[1].TrapTableId);
+  others.SaveFilter({.SourceAgent = "theirs"}, "");
+  form.StoreChanged();
+  std::string shown;
+  for (std::size_t row = 0; row < form.RowCount(); ++row) {
+    shown += form.FilterAt(row).SourceAgent + " ";
+  }
+  EXPECT_EQ(shown, "z d theirs edited mine ");
+  EXPECT_TRUE(form.Save());
+  EXPECT_EQ(Stored(), shown);
+  EXPECT_TRUE(form.Save());
+  EXPECT_EQ(Rows("Change_Log WHERE Kind = 5") - changes, 5) << "each change is noted, and nothing else";
 }
 
 }  // namespace

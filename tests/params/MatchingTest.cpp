@@ -137,9 +137,12 @@ TEST(MatchingTest, EveryTrapGetsItsExactAnswerAlsoAfterAReload) {
     categories.Assign(std::move(groups));
     for (int i = 0; i < 60; ++i) {
       const store::IncomingTrap trap = dice.Trap();
-      auto& verdict = cache[{std::string(trap.EnterpriseOid), trap.SpecificTrap, trap.GenericTrap}];
+      // What no rule names shares its verdict.
+      const std::string oid(verdicts.NamesEnterprise(trap.EnterpriseOid) ? trap.EnterpriseOid : "");
+      const std::int32_t specific = verdicts.NamesSpecific(trap.SpecificTrap) ? trap.SpecificTrap : 0;
+      auto& verdict = cache[{oid, specific, trap.GenericTrap}];
       if (!verdict) {
-        verdict = verdicts.VerdictFor(trap.EnterpriseOid, trap.SpecificTrap, trap.GenericTrap);
+        verdict = verdicts.VerdictFor(oid, specific, trap.GenericTrap);
       }
       const bool filtered =
           std::ranges::any_of(hiding, [&](const Rule& rule) { return Holds(rule, trap, true); });

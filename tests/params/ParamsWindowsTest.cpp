@@ -127,7 +127,7 @@ TEST_F(FiltersWindowTest, RowsAreFoundInAnyOrderAndEveryWayOutSaves) {
   for (const TrapFilter& filter : Filters.Filters()) {
     stored += filter.SourceAgent + " ";
   }
-  EXPECT_EQ(stored, "c d<b>bold\x01 z ");
+  EXPECT_EQ(stored, "z c d<b>bold\x01 ");
 }
 
 struct NewWindowTest : test::RulesWorld, testing::Test {

@@ -46,15 +46,18 @@ TEST_F(StoredRulesTest, CategoriesAndFiltersAreJoinedInStoredOrder) {
          {"1, '', 1", "2, ' 12 ', 2", "3, '-3', 3", "4, '7', 4", "5, '0', 5", "6, '7x', 6",
           "7, '99999999999', 7"});
   // Zulu has two IDs, the later one first; Siblings other kinds only; Alpha shares a definition with Zulu.
-  Insert("Category_Group_Master (Category_Name)", {"'Zulu'", "'Siblings'", "'Alpha'", "'Empty'"});
+  Insert("Category_Group_Master (Category_Name, Sort_Order)",
+         {"'Late', 9", "'Alpha', 3", "'Zulu', 1", "'Siblings', 2"});
+  Insert("Category_Group_Master (Category_Name)", {"'Empty'"});  // by a writer that knows of no order
   Insert("Category_Group_Detail", {"7, 4, 'Zulu_Trap'", "9, 1, 'Siblings_Event'", "3, 4, 'Alpha_Trap'",
                                    "3, 2, 'Zulu_Trap'",  // a kind that is not traps leads nowhere
                                    "5, 4, 'Extra'", "8, 4, 'Empty_Trap'"});
   Insert("Category_Group", {"'Zulu', 5", "'Zulu', 7", "'Siblings', 9", "'Alpha', 3", "'Empty', 8"});
-  Insert("Trap_Group", {"'Zulu_Trap', 4", "'Alpha_Trap', 5", "'Zulu_Trap', 2", "'Extra', 1",
-                        "'Alpha_Trap', 99",  // its definition is gone
-                        "'Alpha_Trap', 4", "'Alpha_Trap', 3", "'Alpha_Trap', 6",
-                        "'Alpha_Trap', 7"});  // no number: describes no trap
+  Insert("Trap_Group",
+         {"'Zulu_Trap', 2, 2", "'Alpha_Trap', 5, 1", "'Zulu_Trap', 4, 1", "'Extra', 1, 1",
+          "'Alpha_Trap', 99, 2",                                               // its definition is gone
+          "'Alpha_Trap', 6, 6", "'Alpha_Trap', 4, 2", "'Alpha_Trap', 7, 6"});  // no number: describes no trap
+  Insert("Trap_Group (Trap_Group_Name, Trap_ID)", {"'Alpha_Trap', 3"});
   categories_.ReloadCategoryInformation(connection_);
   EXPECT_EQ(RowsOf("Zulu"), "1/0 4/7 2/12 ");
   EXPECT_EQ(RowsOf("alpha"), "5/0 4/7 3/-3 ");
@@ -62,7 +65,7 @@ TEST_F(StoredRulesTest, CategoriesAndFiltersAreJoinedInStoredOrder) {
   EXPECT_THAT(TrapCategoryNames(connection_), ElementsAre("Zulu", "Alpha", "Empty"));
 
   Insert("Trap_Detail (Trap_Table_ID, Source_Agent)", {"1, 'last'", "2, 'first'", "50, 'an alert'"});
-  Insert("Trap_Filter_Group (Trap_ID)", {"2", "100", "1"});  // one of them has no detail row
+  Insert("Trap_Filter_Group (Trap_ID, Sort_Order)", {"1, 5", "2, 4", "100, 1"});  // one has no detail row
   filters_.LoadFilters(connection_);
   ASSERT_EQ(filters_.Filters().size(), 2U);
   EXPECT_EQ(filters_.Filters()[0].SourceAgent + filters_.Filters()[1].SourceAgent, "firstlast");

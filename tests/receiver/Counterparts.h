@@ -64,12 +64,6 @@ inline std::string V2Message(std::string_view pdu) {
   return Ber(0x30, (BerNumber(1) + Ber(0x04, "public")).append(pdu));
 }
 
-// A v2c trap with one text.
-inline std::string V2Trap(std::string_view text) {
-  const std::string binding = Ber(0x30, Ber(0x06, "\x2B\x06\x01\x04\x01\x63\x01") + Ber(0x04, text));
-  return V2Message(NotificationPdu(kTrap2, 1, binding));
-}
-
 // As many bindings as a packet holds: 1.3 = null, seven octets each.
 inline std::string SmallestBindings(std::size_t count) {
   std::string bindings;
@@ -163,6 +157,13 @@ class MailSink {
       : file_(std::move(file)),
         port_(test::FreePort(AF_INET, SOCK_STREAM)),
         process_(Spawn({"/usr/bin/python3", "-m", "aiosmtpd", "-n", "-l", Address()}, file_)) {}
+  // One that wants encryption, with the certificate of the folder, and a login, which it writes down too.
+  MailSink(std::filesystem::path file, const std::filesystem::path& folder, bool fromTheFirstOctet)
+      : file_(std::move(file)),
+        port_(test::FreePort(AF_INET, SOCK_STREAM)),
+        process_(Spawn({"/usr/bin/python3", "-c", kWithLogin, std::to_string(port_), folder,
+                        fromTheFirstOctet ? "tls" : "starttls"},
+                       file_)) {}
   ~MailSink() {
     kill(process_, SIGKILL);
     waitpid(process_, nullptr, 0);
@@ -171,10 +172,31 @@ class MailSink {
   MailSink& operator=(const MailSink&) = delete;
 
   std::string Address() const { return fmt::format("127.0.0.1:{}", port_); }
+  std::string Name() const { return fmt::format("localhost:{}", port_); }
   std::string Mails() const { return test::ReadFile(file_); }
   bool Listens() const { return LoopbackSocket(SOCK_STREAM).Connect(port_); }
 
  private:
+  static constexpr const char* kWithLogin = R"(
+import asyncio, ssl, sys
+from aiosmtpd.handlers import Debugging
+from aiosmtpd.smtp import SMTP, AuthResult
+port, folder, how = sys.argv[1:]
+context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+context.load_cert_chain(folder + '/cert', folder + '/key')
+def check(server, session, envelope, mechanism, data):
+    print('login', data.login.decode(), data.password.decode())
+    return AuthResult(success=True)
+def protocol():
+    return SMTP(Debugging(), authenticator=check, auth_required=True, require_starttls=how == 'starttls',
+                auth_require_tls=how == 'starttls', tls_context=context if how == 'starttls' else None)
+async def serve():
+    server = await asyncio.get_running_loop().create_server(
+        protocol, 'localhost', int(port), ssl=context if how == 'tls' else None)
+    await server.serve_forever()
+asyncio.run(serve())
+)";
+
   std::filesystem::path file_;
   std::uint16_t port_;
   pid_t process_;

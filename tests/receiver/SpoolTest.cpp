@@ -196,6 +196,7 @@ class FaultyStore : public TrapStore {
   void Probe() override {
     Operation([] {});
   }
+  void Beat(bool) override {}
   void Close() noexcept override {}
   bool FaultHappened() const { return operations_ >= FailAt; }
 

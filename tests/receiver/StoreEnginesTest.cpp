@@ -7,10 +7,14 @@
 #include <fmt/format.h>
 
 #include "KeptLog.h"
+#include "platform/Identity.h"
+#include "receiver/alerts/AlertReports.h"
 #include "receiver/store/DatabaseTrapStore.h"
 #include "receiver/store/Housekeeping.h"
 #include "receiver/store/StoreWriter.h"
+#include "store/ChangeLog.h"
 #include "store/EngineTest.h"
+#include "store/Heartbeats.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"
 
@@ -84,13 +88,36 @@ TEST_P(TrapStoreTest, RowsAndTheirNumberMoveTogether) {
   EXPECT_STREQ(trouble(Trap(1, "x")), "none");
 }
 
+TEST_P(TrapStoreTest, OneReceiverTakesATestAndWhatBecameOfAlertsIsKept) {
+  store::Connection other;
+  Made->Connect(other);
+  const std::string mark = ChangesMark(Db);
+  store::NoteChange(other, store::ChangeKind::Notes);
+  EXPECT_EQ(ChangesMark(Db), mark);
+  store::NoteChange(other, store::ChangeKind::Alerts);
+  EXPECT_NE(ChangesMark(Db), mark);
+  Made->Execute("INSERT INTO Alert_Test (Trap_Group_ID, Operator, Machine) VALUES (7, 'ann', 'pc7')");
+  const std::vector<AskedTest> taken = TakeAskedTests(other);
+  ASSERT_EQ(taken.size(), 1U);
+  EXPECT_EQ(taken[0].AskedBy, "ann at pc7");
+  EXPECT_TRUE(TakeAskedTests(Db).empty()) << "it is the other's";
+  const TestOutcome done{.Result = "a beep: done\n", .Left = 0};
+  WriteNews(Db, {.Alerts = {{7, {.Failed = kNow, .Reason = "an e-mail: 'no' such ☃"}}},
+                 .Tests = {{taken[0].Id, done}, {99, done}}});
+  WriteNews(Db, {.Alerts = {{7, {.Acted = kNow + 1, .Reason = ""}}}, .Tests = {}});
+  EXPECT_EQ(Made->Number("SELECT COUNT(*) FROM Alert_Test WHERE Done = 1 AND Taken_By <> ''"), 1);
+  EXPECT_EQ(Made->Text("SELECT Reason FROM Alert_State WHERE Last_Acted > Last_Failure", "Reason"),
+            "an e-mail: 'no' such ☃");
+}
+
 TEST_P(TrapStoreTest, AWriterOutlivesItsServer) {
   DatabaseTrapStore store(Made->DataSource());
   Spool spool(Folder.Path());
   Counters counters;
   const WriterOptions quick{.BatchTime = std::chrono::milliseconds(5),
                             .FirstPause = std::chrono::milliseconds(5),
-                            .LongestPause = std::chrono::milliseconds(50)};
+                            .LongestPause = std::chrono::milliseconds(50),
+                            .BeatEvery = std::chrono::milliseconds(50)};
   StoreWriter writer(spool, store, Quarantine(Folder / "quarantine.txt"), counters, Log, quick);
   std::thread thread([&] { writer.Run(); });
   int number = 0;
@@ -105,10 +132,16 @@ TEST_P(TrapStoreTest, AWriterOutlivesItsServer) {
   Made->BringBack();
   EXPECT_TRUE(test::WaitUntil([&] { return spool.Waiting() == 0; }, std::chrono::seconds(60)))
       << Log.Lines().back();
-  writer.Stop(std::chrono::seconds(5));
-  thread.join();
   Db.Close();
   Made->Connect(Db);
+  const auto beat = [&] { return store::ReadHeartbeats(Db).at(0); };
+  const store::Heartbeat idle = beat();
+  EXPECT_TRUE(test::WaitUntil([&] { return beat().Beats > idle.Beats; })) << "with nothing to store";
+  EXPECT_FALSE(idle.Stopped);
+  writer.Stop(std::chrono::seconds(5));
+  thread.join();
+  EXPECT_TRUE(beat().Stopped);
+  EXPECT_EQ(beat().Machine, platform::ThisProcess().Machine);
   EXPECT_EQ(Count(), number);
   store::Recordset rows = Db.OpenRecordset("SELECT EventDescription FROM EventTrap ORDER BY SequenceNumber");
   for (int expected = 1; rows.Next(); ++expected) {

@@ -5,9 +5,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fmt/format.h>
+
+#include <array>
 #include <future>
 #include <numeric>
 
+#include "store/Acknowledge.h"
 #include "support/Processes.h"
 #include "support/World.h"
 
@@ -63,6 +67,19 @@ class ReportModelTest : public testing::TestWithParam<store::Engine>, public tes
     EXPECT_EQ(test::Numbers(report.Rows()), expected);
   }
 
+  // The acknowledged traps, and by whom.
+  static std::string Acknowledged(const ReportModel& report) {
+    std::string list;
+    for (std::size_t row = 0; row < report.Rows().Count(); ++row) {
+      const store::IncomingTrap trap = report.Rows().At(row);
+      if (trap.EventAck != 0) {
+        const auto by = report.Acknowledgers().Of(trap.SequenceNumber, trap.Source, trap.EventTime);
+        list += fmt::format("{} {}{}", trap.SequenceNumber, by ? by->Operator : "", by ? " " : "");
+      }
+    }
+    return list;
+  }
+
   int stateChanges_ = 0;
 };
 
@@ -83,6 +100,27 @@ TEST_P(ReportModelTest, HoldsTheTrapsOfItsRangeOldestFirst) {
   auto report = Report(200, 300);
   EXPECT_THAT(Load(*report), ElementsAre(2, 4, 5, 1));
   EXPECT_EQ(report->Rows().At(1).EventNotes, "seen");
+  EXPECT_EQ(Acknowledged(*report), "2 ");
+  // Told of, in the order in which it happened.
+  const std::array four = {4};
+  const store::Acknowledgement done = store::AcknowledgeTraps(Connection, four, [](std::size_t) {});
+  store::TakeBack(Connection, done);
+  store::AcknowledgeSources(Connection, std::array<std::string, 1>{"10.0.0.1"}, 300);
+  const std::vector<store::Change> changes = store::ReadChanges(Connection, "1 = 1");
+  const std::string by = " " + Connection.Author().Operator;
+  std::string states;
+  for (const store::Change& change : changes) {
+    report->ApplyChange(change);
+    states += Acknowledged(*report) + "; ";
+  }
+  EXPECT_EQ(states, fmt::format("2 4{0} ; 2 ; 2 4{0} ; ", by));
+  // Also while it loads, before the reader comes to these rows or the log.
+  report->Reset();
+  for (const store::Change& change : changes) {
+    report->ApplyChange(change);
+  }
+  ASSERT_TRUE(Finish(*report));
+  EXPECT_EQ(Acknowledged(*report), fmt::format("2 4{} ", by));
   EXPECT_THAT(Load(*Report(250, 250)), ElementsAre(4, 5));
   EXPECT_THAT(Load(*Report(300, 200)), ElementsAre());
   EXPECT_THAT(Load(*Report(0, 2000, {.Source = "core router", .VarBindsMatch = "LINK"})), ElementsAre(1));

@@ -14,6 +14,7 @@
 
 #include "EngineTest.h"
 #include "store/Acknowledge.h"
+#include "store/AcknowledgedBy.h"
 #include "store/BatchInsert.h"
 #include "store/ChangeLog.h"
 #include "store/DatabaseError.h"
@@ -219,6 +220,8 @@ TEST_P(ConnectionTest, NotesAreWrittenOverNoneButThoseThatWereRead) {
     EXPECT_EQ(write(read, "mine"), "holds it's Ä") << read;
   }
   EXPECT_EQ(write("something else", "it's Ä"), "written") << "both wrote the same";
+  EXPECT_EQ(Made->Number("SELECT COUNT(*) FROM Change_Log WHERE Kind = 3 AND Numbers = '1'"), 1)
+      << "what was written is noted, and nothing else";
   EXPECT_FALSE(Db.InTransaction());
 
   // The second hand is writing just now.
@@ -278,6 +281,45 @@ TEST_P(ConnectionTest, AnAcknowledgementIsNotedAndTakenBackForItsOwnRowsOnly) {
     read.insert(read.end(), change.Traps.Numbers.begin(), change.Traps.Numbers.end());
   }
   EXPECT_EQ(read, many.Numbers);
+}
+
+// Whoever came first acknowledged it: an entry that selects by time selects as well what others had
+// acknowledged before.
+TEST(AcknowledgedByTest, NamesTheFirstSinceItWasNewAndNobodyWhereItDoesNotKnow) {
+  constexpr auto kAcknowledged = ChangeKind::Acknowledged;
+  std::int32_t id = 0;
+  const auto change = [&id](const char* who, ChangeKind kind, TrapSelection traps) {
+    ++id;
+    return Change{id, id, kind, {who, "", ""}, std::move(traps), {}};
+  };
+  const std::vector<Change> changes = {
+      change("anna", kAcknowledged, {.Numbers = {{5, 9}, {20, 20}}, .Source = {}, .BeforeTime = {}}),
+      change("age", kAcknowledged, {.Numbers = {{-9, 30}}, .Source = {}, .BeforeTime = 100}),
+      change("bob", kAcknowledged, {.Numbers = {{-9, 40}}, .Source = "core", .BeforeTime = 200}),
+      change("anna", ChangeKind::Unacknowledged, {.Numbers = {{7, 7}}, .Source = {}, .BeforeTime = {}}),
+      change("carl", kAcknowledged, {.Numbers = {{1, 50}}, .Source = {}, .BeforeTime = {}}),
+      change("age", kAcknowledged, {.Numbers = {{INT32_MIN, INT32_MAX}}, .Source = {}, .BeforeTime = 150}),
+      change("later", ChangeKind::Notes, {.Numbers = {{60, 60}}, .Source = {}, .BeforeTime = {}})};
+  AcknowledgedBy known;
+  for (const int times : {1, 2}) {
+    for (const Change& each : changes) {
+      known.Add(each);
+    }
+    const auto who = [&](std::int32_t number, std::int32_t time, std::string_view source = "edge") {
+      const auto stamp = known.Of(number, source, time);
+      return stamp ? fmt::format("{}{}", stamp->Operator, stamp->Time) : "";
+    };
+    EXPECT_EQ(who(5, 50) + who(9, 50) + who(10, 50) + who(20, 500), "anna1anna1age2anna1") << times;
+    EXPECT_EQ(who(10, 100) + who(10, 100, "core") + who(40, 50, "core"), "carl5bob3bob3");
+    EXPECT_EQ(who(7, 50) + who(7, 50, "core"), "carl5carl5") << "new again after the others";
+    EXPECT_EQ(who(51, 149) + who(INT32_MAX, 0) + who(INT32_MIN, 0) + who(51, 150) + who(60, 150),
+              "age6age6age6");
+  }
+  AcknowledgedBy small(200);
+  for (const Change& each : changes) {
+    small.Add(each);
+  }
+  EXPECT_FALSE(small.Of(5, "edge", 50));
 }
 
 // Loading completes each trap while its rows are still being read: the look-ups share the reader's

@@ -3,9 +3,11 @@
 #include <fmt/format.h>
 
 #include <array>
+#include <chrono>
 #include <filesystem>
 #include <iterator>
 #include <string>
+#include <thread>
 
 #include "EngineTest.h"
 #include "store/BatchInsert.h"
@@ -15,6 +17,7 @@
 #include "store/Tables.h"
 #include "store/TrapReader.h"
 #include "support/OdbcFaults.h"
+#include "support/Processes.h"
 
 namespace korvane::store {
 
@@ -111,6 +114,42 @@ TEST_P(LostConnectionTest, ATransactionIsLostWholeAndTheNextOneWorks) {
   EXPECT_FALSE(Console.InTransaction());
   batch(2000);
   EXPECT_EQ(Count(), 2 + 100 + 100);
+}
+
+TEST_P(LostConnectionTest, AMuteServerIsGivenUpAndABusyOneIsNot) {
+  if (GetParam() == Engine::Sqlite) return;  // has no server
+  Console.Open(Made->DataSource(), {}, {}, {.SilenceSeconds = 1});
+  const bool postgres = GetParam() == Engine::PostgreSql;
+  EXPECT_TRUE(Console.OpenRecordset(postgres ? "SELECT pg_sleep(4)" : "SELECT SLEEP(4)").Next());
+  Connection other;
+  Made->Connect(other);
+  other.BeginTransaction();
+  other.Execute("UPDATE EventTrap SET EventAck = 1");
+  EXPECT_THROW(Console.Execute("UPDATE EventTrap SET EventAck = 0"), DatabaseError) << "somebody holds them";
+  other.Rollback();
+  const auto fails = [&](const auto& work) {
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_THROW(work(), DatabaseError);
+    return std::chrono::steady_clock::now() - begun;
+  };
+  {
+    Transaction change(Console);
+    Add(3);
+    Made->Freeze();
+    EXPECT_LT(fails([&] { change.Commit(); }), std::chrono::seconds(10));
+  }
+  EXPECT_LT(fails([&] { Console.OpenRecordset(kEventTrap); }), std::chrono::milliseconds(500))
+      << "nobody waits twice";
+  std::this_thread::sleep_for(std::chrono::seconds(4));  // now it is tried again
+  EXPECT_LT(fails([&] { Console.OpenRecordset(kEventTrap); }), std::chrono::seconds(10));
+  Made->Thaw();
+  EXPECT_TRUE(test::WaitUntil([&] {
+    try {
+      return Console.OpenRecordset(kEventTrap).Next();
+    } catch (const DatabaseError&) {
+      return false;
+    }
+  }));
 }
 
 // Another file under the same name is another store: restored from a backup, say.

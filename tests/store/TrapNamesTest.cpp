@@ -9,6 +9,7 @@
 #include <ctime>
 #include <limits>
 #include <optional>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -83,42 +84,51 @@ TEST_F(TrapNamesTest, AskOncePerKindAndAgainAfterClearing) {
   const TrapDefinition* const definition = known.Definition;
   const auto others = [this] {
     return Names.GetTrapSpecific(".1.3.6.1.4.1.20", 3) + " " + Names.TranslateOidName("tenMIB") + " " +
-           Names.TranslateOidName("1.3.6.1.4.1.20") + Names.TranslateOidName("noMIB");
+           Names.TranslateOidName("1.3.6.1.4.1.20") + Names.TranslateOidName("noMIB") +
+           Names.TranslateOidName("1.3.6.1.4.1.99");
   };
   EXPECT_EQ(others(), "twentyThree 1.3.6.1.4.1.10 twentyMIB");
   Made.Execute("DELETE FROM EventStructure");
-  Made.AddDefinition("1.3.6.1.4.1.99", 1, "late", "noMIB", "");  // that there was none is known too
+  Made.AddDefinition("1.3.6.1.4.1.99", 1, "late", "lateMIB", "");  // that there was none is known too
   Names.GetTrapName(known);
   EXPECT_EQ(known.Definition, definition);
   EXPECT_EQ(others(), "twentyThree 1.3.6.1.4.1.10 twentyMIB");
+  EXPECT_EQ(Names.TrapsOfEnterprise("lateMIB").size(), 1U);  // a dialog that offers it will want it named
+  EXPECT_EQ(others(), "twentyThree 1.3.6.1.4.1.10 twentyMIBlateMIB");
   Names.ClearCache();
   Names.GetTrapName(known);
   EXPECT_EQ(known.TrapName(), "1.3.6.1.4.1.10.0.3");
   EXPECT_EQ(definition->TrapName, "tenThree");  // rows still point at it
-  EXPECT_EQ(others(), "  1.3.6.1.4.1.99");
+  EXPECT_EQ(others(), "  lateMIB");
 }
 
-// Nor does a sender that counts its codes up, which makes a kind of each trap, cost queries.
+// Nor does a sender that counts its codes or enterprises up cost queries or definitions.
 TEST_F(TrapNamesTest, AHostileOidReachesNoStatement) {
-  for (const char* oid : {"1.3.6.1.4.1.20", "1.3.6.1.4.1.30"}) NameOf(oid, 1000);
   EXPECT_EQ(NameOf("1.3.6.1.4.1.20", 3), "twentyThree");
+  NameOf("1.3.6.1.4.1.30", 0);
+  std::set<const TrapDefinition*> definitions;
   Made.Execute("DROP TABLE EventStructure");  // any query would throw
   for (std::int32_t code = 1001; code < 1200; ++code) {
-    const std::string oid = code % 2 == 0 ? "1.3.6.1.4.1.20" : "1.3.6.1.4.1.30";
-    EXPECT_EQ(NameOf(oid, code), oid + ".0." + std::to_string(code));
+    const std::string oid = code % 2 == 0 ? "1.3.6.1.4.1.20" : fmt::format("1.3.6.1.4.1.{}", code);
+    IncomingTrap trap = Trap(oid, code);
+    Names.GetTrapName(trap);
+    EXPECT_EQ(trap.TrapName(), oid + ".0." + std::to_string(code));
+    EXPECT_EQ(trap.EnterpriseName(), code % 2 == 0 ? "twentyMIB" : oid);
+    definitions.insert(trap.Definition);
     EXPECT_EQ(Names.GetTrapSpecific(oid, code), "");
   }
+  EXPECT_EQ(definitions.size(), 2U);
   for (const std::string& oid : {std::string("1.3' OR '1' = '1"), std::string("1.3.\0.6", 7),
                                  std::string("1.3.6\xff"), std::string(70000, 'x'), std::string("..")}) {
     EXPECT_NE(NameOf(oid, 1), "");
     EXPECT_EQ(Names.GetTrapSpecific(oid, 1), "");
     EXPECT_EQ(Names.TranslateOidName("." + oid), "");
   }
-  IncomingTrap unread = Trap(".1.3.6.1.4.1.40", 7, 6);  // its look-up fails, so it is named without one
+  IncomingTrap unread = Trap(".1.3.6.1.4.1.10", 3, 6);  // its look-up fails, so it is named without one
   EXPECT_THROW(Names.GetTrapName(unread), DatabaseError);
   Names.NameWithoutDefinition(unread);
-  EXPECT_EQ(unread.TrapName(), "1.3.6.1.4.1.40.0.7");
-  EXPECT_EQ(unread.EnterpriseName(), "1.3.6.1.4.1.40");
+  EXPECT_EQ(unread.TrapName(), "1.3.6.1.4.1.10.0.3");
+  EXPECT_EQ(unread.EnterpriseName(), "1.3.6.1.4.1.10");
   using Row = std::pair<std::string_view, std::optional<std::int32_t>>;
   for (const auto& [text, code] : {Row{" -7 ", -7}, Row{"  ", 0}, Row{"7x", {}}, Row{"99999999999", {}}}) {
     EXPECT_EQ(StoredSpecificCode(text), code) << text;
@@ -129,6 +139,7 @@ TEST_F(TrapNamesTest, AHostileOidReachesNoStatement) {
 struct SourceVerdict : TrapVerdict {
   bool TrapIsFiltered(const IncomingTrap& trap) const override { return trap.Source == "hidden"; }
   std::int32_t SeverityOf(const IncomingTrap& trap) const override { return trap.Source == "bad" ? 5 : 1; }
+  std::size_t Bytes() const override { return 1'000'000; }
 };
 struct NotingVerdicts : TrapVerdicts {
   std::unique_ptr<TrapVerdict> VerdictFor(std::string_view oid, std::int32_t specific,
@@ -136,6 +147,8 @@ struct NotingVerdicts : TrapVerdicts {
     Asked += fmt::format("{}/{}/{} ", oid, specific, generic);
     return std::make_unique<SourceVerdict>();
   }
+  bool NamesEnterprise(std::string_view oid) override { return oid.starts_with("1.3.6.1.4.1.10"); }
+  bool NamesSpecific(std::int32_t) override { return true; }
   std::string Asked;
 };
 
@@ -155,6 +168,16 @@ TEST_F(TrapNamesTest, EveryTrapGetsTheVerdictOfItsKindOnItself) {
   Names.ClearCache();
   Names.GetTrapName(trap);
   EXPECT_EQ(verdicts.Asked, "1.3.6.1.4.1.10/3/6 1.3.6.1.4.1.10/3/2 1.3.6.1.4.1.10/3/2 ");
+  verdicts.Asked.clear();
+  std::set<std::size_t> bytes;
+  for (std::int32_t i = 0; i < 100; ++i) {  // one verdict for what no rule names; the others fill the cache
+    EXPECT_EQ(NameOf(fmt::format("1.3.6.1.4.1.7{}", i), 7), fmt::format("1.3.6.1.4.1.7{}.0.7", i));
+    NameOf(fmt::format("1.3.6.1.4.1.10{}", i), 7);
+    bytes.insert(Names.KindBytes());
+  }
+  EXPECT_TRUE(verdicts.Asked.starts_with("/7/6 1.3.6.1.4.1.100/7/6 1.3.6.1.4.1.101/7/6 ")) << verdicts.Asked;
+  EXPECT_GT(*bytes.rbegin(), TrapNames::kMostKindBytes - 1'100'000);
+  EXPECT_LE(*bytes.rbegin(), TrapNames::kMostKindBytes);
 }
 
 using Limits = std::numeric_limits<std::int32_t>;

@@ -63,17 +63,15 @@ class FakeRegistry : public platform::RegistryStore, public Logging {
   }
 
   std::optional<platform::RegistryData> QueryValue(platform::RegistryHive, std::string_view keyPath,
-                                                   std::string_view valueName, std::uint32_t accessMask,
+                                                   std::string_view valueName, std::uint32_t,
                                                    std::size_t maxBytes) override {
     Note("QueryValue", valueName);
-    Masks.push_back(accessMask);
     const auto data = Find(keyPath, valueName);
     return !data || data->Bytes.size() > maxBytes ? std::nullopt : data;
   }
   bool SetDword(platform::RegistryHive, std::string_view keyPath, std::string_view valueName,
-                std::uint32_t value, std::uint32_t accessMask) override {
+                std::uint32_t value, std::uint32_t) override {
     Note("SetDword", std::string(valueName) + "=" + std::to_string(value));
-    Masks.push_back(accessMask);
     if (!keys_.contains(FoldCase(keyPath))) {
       return false;
     }
@@ -82,7 +80,6 @@ class FakeRegistry : public platform::RegistryStore, public Logging {
     return true;
   }
 
-  std::vector<std::uint32_t> Masks;       // of every access, in order
   std::vector<std::string> WrittenNames;  // of every write that succeeded, in order
 
  private:

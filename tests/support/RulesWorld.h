@@ -41,7 +41,9 @@ struct RulesWorld : World, params::FilteredWindows, categories::CategorisedWindo
       Prompt,         Busy,
       Platform.Clock, Platform.Settings,
       *this};
-  alerts::AlertServices ForAlerts{Connection, Names, Prompt, Platform.Registry, Platform.Settings, Library};
+  bool SignalFailureTold = false;
+  alerts::AlertServices ForAlerts{Connection,        Names,   Prompt, Platform.Registry,
+                                  Platform.Settings, Library, 0,      SignalFailureTold};
 };
 
 }  // namespace korvane::test

@@ -42,6 +42,7 @@ class ScriptedPrompts : public Prompts {
   void ShowFailure(std::string_view text, std::string_view cause) override {
     Show(text, PromptIcon::Critical);
     Cause = cause;
+    Causes.emplace_back(cause);
   }
   PromptAnswer Ask(std::string_view text, PromptButtons buttons, PromptIcon icon) override {
     questions_.push_back({std::string(text), icon, buttons});
@@ -92,6 +93,7 @@ class ScriptedPrompts : public Prompts {
 
   std::function<void()> WhileAsked;  // what happens while the next question of Ask is open
   std::string Cause;                 // of the last ShowFailure
+  std::vector<std::string> Causes;   // of all of them
   CallLog* Calls = nullptr;          // "Show: TEXT", "Ask: TEXT", "AskText: PROMPT", "AskFile: CAPTION"
 
  private:

@@ -95,6 +95,8 @@ class ServerStore : public TestStore {
 
   void TakeAway() override { Ask("halt"); }
   void BringBack() override { Ask("resume"); }
+  void Freeze() override { Ask("freeze"); }
+  void Thaw() override { Ask("thaw"); }
 
  private:
   void Ask(const std::string& verb) {

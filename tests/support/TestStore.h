@@ -70,6 +70,9 @@ class TestStore {
   // Takes the store from everybody (the server stops, the files are moved away) and gives it back as it was.
   virtual void TakeAway() = 0;
   virtual void BringBack() = 0;
+  // A server stands still: whoever asks it gets no answer, not even a refusal, until it goes on.
+  virtual void Freeze() {}
+  virtual void Thaw() {}
 
   // A category with a "_Trap" group of these members, and a filter.
   void AddCategory(std::string_view name, std::span<const StoredCriterion> members);

@@ -58,6 +58,7 @@ class FakeLibrary : public intake::ReceiverLibrary {
     name = Names[address];
     return !name.empty();
   }
+  intake::LinkState State() const override { return Link; }
   intake::MailSettings GetDefaultMailSettings() override {
     return {.SmtpServer = "mail.example.net", .Recipient = "root@example.net", .Domain = "example.net"};
   }
@@ -80,6 +81,7 @@ class FakeLibrary : public intake::ReceiverLibrary {
   std::vector<std::string> Asked;
   std::optional<std::int32_t> StartedAt;
   std::int32_t StartAnswer = intake::kReceiverThreadOk;
+  intake::LinkState Link;
 };
 
 // These numbers, as an acknowledgement elsewhere names them.
@@ -106,7 +108,10 @@ class OpenModels : public intake::ViewWindows, public intake::TrapsWindows {
     ++Reloads;
     Reload();
   }
-  void ChangedElsewhere(const store::Change&) override {}
+  void NotesChanged(std::int32_t sequenceNumber, std::string_view notes, const store::ChangeStamp&) override {
+    NotesSaved(sequenceNumber, notes);
+  }
+  void Changed(const store::Change&) override {}
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override {
     for (traps::TrapsModel* model : Models) {
       model->NotesSaved(sequenceNumber, notes);
@@ -248,24 +253,24 @@ struct World {
   OpenModels Windows;
   TempFolder InstallFolder;
   traplist::ReportPrinter Printer{Desk, Platform.Programs, InstallFolder.Path().string()};
-  intake::StoreChanges Changes{Desk, Connection, Names, SystemList, Bounds, Filters, Categories};
-  systems::SystemAcknowledge Acknowledge{Desk, Connection, Changes};
-  traps::TrapsServices ForTraps{Desk,   Connection, Names,   Categories,  Filters,
-                                Bounds, Stored,     Changes, Acknowledge, Printer};
+  intake::StoreChanges ChangesOfStore{Desk, Connection, Names, SystemList, Bounds, Filters, Categories};
+  systems::SystemAcknowledge Acknowledge{Desk, Connection, ChangesOfStore};
+  traps::TrapsServices ForTraps{Desk,   Connection, Names,          Categories,  Filters,
+                                Bounds, Stored,     ChangesOfStore, Acknowledge, Printer};
   reports::ReportServices ForReports{
       Desk,       Connection, [this](store::ConnectionOptions options) { return OpenConnection(options); },
       Names,      Categories, Filters,
       SystemList, Printer};
   ScriptedViewOption Question;
   systems::SystemsModel Model{Desk, Connection, SystemList, Bounds, Stored, Library, Question};
-  intake::Intake Intake{Library, Names, SystemList, Model, Windows, Changes, State, Prompt, DebugLog};
+  intake::Intake Intake{Library, Names, SystemList, Model, Windows, ChangesOfStore, State, Prompt, DebugLog};
 
  private:
   void Begin() {
     Store.Connect(Connection);
     Names.UseVerdicts(Verdicts);
     Model.AttachIntake(Intake);
-    Changes.Attach(Windows, Model, Windows);
+    ChangesOfStore.Attach(Windows, Model, Windows);
     Bounds.Settled = true;
   }
 };

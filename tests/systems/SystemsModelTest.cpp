@@ -1,6 +1,7 @@
 // What the Systems window counts, asks, loads and tells, on a real store.
 #include "systems/SystemsModel.h"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -47,20 +48,14 @@ TEST_F(SystemsModelTest, AsksOnlyAboveTheLimit) {
   EXPECT_EQ(TotalOf("router1"), 10);
 }
 
-TEST(SystemsLoadTest, TakesTheNewestAndLeavesNothingOutForManyAtTheMark) {
-  for (const auto& [stored, atTheMark, total] : {std::array{12, 0, 10}, std::array{4, 20, 4}}) {
-    test::World world;
-    world.State.gMaxViewTraps = 10;
-    world.AddStored(stored);
-    for (int i = 0; i < atTheMark; ++i) {
-      world.Store.AddTrap({.EventTime = 5});
-    }
-    world.Question.Meanwhile = [&] { world.Model.CheckTraps(); };
-    world.Model.Load();
-    EXPECT_EQ(world.Question.Asked.size(), 1U);
-    EXPECT_EQ(world.TotalOf("router1"), total);
-    EXPECT_EQ(world.Intake.Counters().Ticks, 0) << "a tick while it asks changes nothing";
-  }
+TEST_F(SystemsModelTest, LeavesNothingOutForManyAtTheMark) {
+  AddStored(4);
+  Store.AddTraps(std::vector<test::StoredTrap>(20, {.EventTime = 5}));
+  Question.Meanwhile = [&] { Model.CheckTraps(); };
+  Model.Load();
+  EXPECT_EQ(Question.Asked.size(), 1U);
+  EXPECT_EQ(TotalOf("router1"), 4);
+  EXPECT_EQ(Intake.Counters().Ticks, 0) << "a tick while it asks changes nothing";
 }
 
 TEST_F(SystemsModelTest, ATrapIsCountedOnceHoweverOftenItComes) {
@@ -132,11 +127,14 @@ TEST_F(SystemsModelTest, WhatCanNotBeReadIsLoadedAgainWithItsWindows) {
     EXPECT_EQ(Busy.Depth(), 0);
     Store.Execute("ALTER TABLE Gone RENAME TO EventTrap");
     Model.CheckTraps();  // too early
+    EXPECT_NE(Strip.Line(StripKind::StoreAway), nullptr);
   };
   const auto back = [&] {
     Platform.Clock.Advance(5'000);
     Model.CheckTraps();
     EXPECT_EQ(window->LoadFailure(), "");
+    Model.CheckTraps();
+    EXPECT_EQ(Strip.Line(StripKind::StoreAway), nullptr);
   };
   away([&] { Model.Load(); });
   EXPECT_FALSE(Library.StartedAt) << "the link begins where the first load ends";
@@ -154,6 +152,61 @@ TEST_F(SystemsModelTest, WhatCanNotBeReadIsLoadedAgainWithItsWindows) {
   back();
   EXPECT_EQ(TotalOf("router1"), 4);
   EXPECT_THAT(test::Numbers(window->Rows()), ElementsAre(1, 2, 3, 1000));
+}
+
+TEST_F(SystemsModelTest, TheStripTellsAStoreThatIsAwayAndASilentReceiverFromAQuietNetwork) {
+  Model.Load();
+  State.gTimeZoneBias = -3600;
+  test::FakeClock& clock = Platform.Clock;
+  clock.Utc = 10 * 3600;
+  const auto said = [&](StripKind kind) {
+    Model.CheckTraps();
+    const StripLine* line = Strip.Line(kind);
+    return line == nullptr ? "" : line->Text + (line->Note.empty() ? "" : " | " + line->Note);
+  };
+  const std::pair<store::DatabaseError, const char*> reasons[] = {
+      {{"Connection refused\n\tIs it running?", "08001", 101, ""}, "the database server can't be reached"},
+      {{"Can't connect to server (110)", "HY000", 2003, ""}, "the database server does not answer"},
+      {{"unable to open database file", "HY000", 14, ""},
+       "a file of the trap store is missing, or this user may not open it"}};
+  for (const auto& [error, words] : reasons) {
+    Library.Link.Away = {
+        .Error = error, .For = std::chrono::minutes(2), .NextTryIn = std::chrono::seconds(5)};
+    EXPECT_EQ(said(StripKind::StoreAway), fmt::format("The trap store has been out of reach since 10:58: {}. "
+                                                      "What is shown is as of then. | Next try at 11:00:05",
+                                                      words));
+    EXPECT_EQ(Strip.Line(StripKind::StoreAway)->Details.find('\n'), std::string::npos);
+  }
+  Library.Link.Away.reset();
+  EXPECT_EQ(said(StripKind::StoreAway), "");
+
+  auto& beats = Library.Link.Receivers;
+  // For a minute, with a look every three seconds.
+  const auto minute = [&](bool alphaMoves) {
+    for (int look = 0; look < 20; ++look, ++Library.Link.Looks) {
+      beats.at(1).Beats += alphaMoves ? 1 : 0;
+      clock.Advance(3000);
+      Model.CheckTraps();
+    }
+    return said(StripKind::ReceiverSilent);
+  };
+  beats = {{"gone", "beta", 7, false}, {"here", "alpha", 1, false}};
+  EXPECT_EQ(minute(true), "") << "beta was silent before, and alpha is heard";
+  EXPECT_EQ(minute(false),
+            "The receiver on beta has not been heard of since before 11:00. The receiver on "
+            "alpha has not been heard of since 11:01.");
+  EXPECT_EQ(minute(true), "");
+  beats[1].Stopped = true;
+  EXPECT_EQ(minute(false),
+            "The receiver on beta has not been heard of since before 11:00. The receiver on "
+            "alpha was stopped at 11:03.");
+  beats[1].Stopped = false;
+  minute(true);
+  clock.Advance(3'600'000);  // the machine slept, or the store was away
+  EXPECT_EQ(minute(true), "");
+  beats.clear();
+  EXPECT_EQ((++Library.Link.Looks, said(StripKind::ReceiverSilent)), "")
+      << "a store whose receivers show none";
 }
 
 TEST_F(SystemsModelTest, AcknowledgedTrapsLeaveTheCountsOnce) {
@@ -242,6 +295,34 @@ TEST_F(SystemsModelTest, NamesAreResolvedInTurnAndInBoundedNumber) {
   EXPECT_EQ(TotalOf("fifty"), 2);
 }
 
+// Senders can invent sources as they like; a system of the table is found again all the same.
+TEST_F(SystemsModelTest, SourcesBeyondTheBoundShareARow) {
+  Store.AddSystem("core", "10.0.0.1");
+  SystemList.LoadSystems(Connection);
+  for (int i = 0; i < 100; ++i) {
+    SystemList.SystemOfSource(std::string(500'000, 'x') + std::to_string(i));
+  }
+  EXPECT_THAT(SystemList.Count(), testing::AllOf(testing::Gt(15U), testing::Lt(70U)));
+  for (const char* source : {"core", "late", "(further systems)", "CORE", "late"}) {
+    Store.AddTrap({.EventTime = 1, .Source = source});
+  }
+  Store.AddTrap({.EventTime = 9, .Source = "core"});
+  Model.Load();
+  EXPECT_THAT(RowTexts(), ElementsAre("core 1 news", "(further systems) 4 news"));
+  Model.ResolveNames();
+  EXPECT_THAT(Library.Asked, testing::Each("core"));
+  const intake::System& further = Model.SystemOfRow(1);
+  const auto window = Open(traps::WindowKind::PerSystem, {}, &further);
+  window->Reset();
+  EXPECT_THAT(test::Numbers(window->Rows()), ElementsAre(2, 3, 4, 5));
+  Prompt.WillAnswer(PromptAnswer::Yes);
+  Acknowledge.Ask(further, further.Name, [] { return 5; });
+  EXPECT_TRUE(window->Rows().Empty());
+  EXPECT_EQ(Store.Number("SELECT SUM(SequenceNumber) FROM EventTrap WHERE EventAck = 0"), 1 + 6);
+  SystemList.SaveSystems(Connection);
+  EXPECT_EQ(Store.Number("SELECT COUNT(*) FROM System_Table"), SystemList.Count() - 1);
+}
+
 // Against the standard map, in orders that split blocks, empty them and insert before the first.
 TEST(CountedTrapsTest, HoldsEveryNumberOnceInAnyOrder) {
   std::mt19937 random(7);
@@ -264,10 +345,11 @@ TEST(CountedTrapsTest, HoldsEveryNumberOnceInAnyOrder) {
     }
     traps.EraseIf([](const CountedTrap& trap) { return trap.SequenceNumber > 4'000; });
     std::erase_if(expected, [](const auto& trap) { return trap.first > 4'000; });
-    std::vector<std::pair<const std::int32_t, std::int32_t>> held;
-    traps.ForEach([&](const CountedTrap& trap) { held.emplace_back(trap.SequenceNumber, trap.EventTime); });
-    EXPECT_TRUE(std::ranges::equal(held, expected));
     EXPECT_EQ(traps.Size(), expected.size());
+    for (const auto& [number, time] : expected) {
+      const CountedTrap* trap = traps.Find(number);
+      ASSERT_TRUE(trap != nullptr && trap->SequenceNumber == number && trap->EventTime == time) << number;
+    }
     EXPECT_TRUE(traps.Admit({.SequenceNumber = 5'000}));
   }
 }

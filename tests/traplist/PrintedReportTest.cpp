@@ -37,7 +37,11 @@ class ListFilesTest : public testing::Test {
   ListFilesTest() { world_.Platform.Clock.Utc = 1'700'003'600; }
 
   ShownTraps Shown(SourceShown source) {
-    return {.Rows = rows_, .Order = order_, .Source = source, .TimeZoneBias = bias_};
+    return {.Rows = rows_,
+            .Order = order_,
+            .Source = source,
+            .TimeZoneBias = bias_,
+            .Acknowledgers = &acknowledgers_};
   }
   std::string Print(std::string_view caption) {
     world_.Printer.Print(caption, Shown(SourceShown::SystemName));
@@ -53,6 +57,7 @@ class ListFilesTest : public testing::Test {
   TrapRows rows_;
   TrapOrder order_{rows_, SourceShown::SourceText};
   std::int32_t bias_ = 0;
+  store::AcknowledgedBy acknowledgers_;
   const fs::path printed_ = world_.InstallFolder / "WindowPrint.txt";
   const fs::path exported_ = world_.InstallFolder / "traps.csv";
   const std::string double_ = "\r\n" + std::string(40, '=') + "\r\n";
@@ -61,7 +66,8 @@ class ListFilesTest : public testing::Test {
   const std::string header_ =
       "\xEF\xBB\xBF\"Date / Time\",\"Source\",\"Trap Name\",\"Variables\",\"IP Address\",\"Severity\","
       "\"Generic\",\"Enterprise\",\"Enterprise OID\",\"Specific\",\"More Information\",\"User Notes\","
-      "\"Acknowledged\",\"Sequence Number\",\"Event Time (UTC)\"\r\n";
+      "\"Acknowledged\",\"Sequence Number\",\"Event Time (UTC)\",\"Acknowledged By\","
+      "\"Acknowledged At (UTC)\"\r\n";
 };
 
 // As the window shows them from top to bottom; with more systems and kinds than are kept ready, each twice
@@ -100,9 +106,12 @@ TEST_F(ListFilesTest, HoldEveryTrapByteForByte) {
                                             definitions[kind].TrapName, "the link downport 4", kStill, notes);
     exported[earlier ? 0 : 1] += fmt::format(
         "\"{}\",\"{}\",\"trap{}\",\"the link downport 4\",\"192.0.2.7\",\"{}\",\"enterpriseSpecific\","
-        "\"Acme\",\"1.3.6.1.4.1.99999.1\",{},\"A fan stands still.\",\"{}\",\"{}\",{},{}\r\n",
-        time, router, kind, severity, kind, notes, earlier ? "Yes" : "No", i, utc);
+        "\"Acme\",\"1.3.6.1.4.1.99999.1\",{},\"A fan stands still.\",\"{}\",\"{}\",{},{},{}\r\n",
+        time, router, kind, severity, kind, notes, earlier ? "Yes" : "No", i, utc,
+        i + 1 == 2 * kKinds ? "\"'=anna on desk\",1970-01-01T00:01:00Z" : "\"\",");
   }
+  acknowledgers_.Add(
+      {1, 60, store::ChangeKind::Acknowledged, {"=anna", "desk", ""}, store::SelectionOf({19'999, 7}), {}});
   order_.Sort(TrapSorting{.Column = TrapColumn::DateTime, .Descending = false});
   EXPECT_TRUE(Print("Core (Custom View)") ==
               "Korvane - Core (Custom View)\r\nGenerated On: 2100-01-01 01:00:00\r\n" + double_ + printed[0] +
@@ -177,7 +186,7 @@ TEST_F(ListFilesTest, HostileTextStaysInItsCellAndIsNoFormula) {
             header_ +
                 "\"2023-11-14 22:13:20\",\"'=s\",\"'=t\",\"'=v\",\"'=a\",\"Major\",\"enterpriseSpecific\","
                 "\"'=e\",\"'=o\",17,\"'=i\",\"said \"\"no\"\"\n'=2\nthree\n\n'\u2409 "
-                "-5\n\",\"No\",42,2023-11-14T22:13:20Z\r\n");
+                "-5\n\",\"No\",42,2023-11-14T22:13:20Z,\"\",\r\n");
   fs::remove(exported_);
   fs::create_directory(exported_);
   world_.Prompt.WillAnswerFiles({exported_.string()});

@@ -146,8 +146,11 @@ struct TrapList {
     systemAddress_ = fmt::format("10.0.0.{}", row.Number % 4 == 0 ? 1 : row.Number);
     enterpriseOid_ = fmt::format("1.3.6.1.4.1.{}", row.Number % 4 == 0 ? 1 : row.Number);
     store::TrapDefinition& definition = definitions_[{row.Name, row.Number % 2}];
-    definition.TrapName = row.Name;
     store::IncomingTrap trap;
+    // Some names are the trap's own.
+    definition.TrapName = row.Number % 2 == 0 ? row.Name : "";
+    ownName_ = row.Number % 2 == 0 ? "" : row.Name;
+    trap.OwnName = ownName_;
     trap.Source = row.Source;
     trap.SystemName = systemName_;
     trap.SystemAddress = systemAddress_;
@@ -174,6 +177,7 @@ struct TrapList {
   std::string systemName_;
   std::string systemAddress_;
   std::string enterpriseOid_;
+  std::string ownName_;
   std::map<std::pair<std::string, std::int32_t>, store::TrapDefinition> definitions_;
 };
 

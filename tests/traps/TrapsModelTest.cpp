@@ -52,9 +52,9 @@ TEST_F(TrapsModelTest, KeepsTheNewestUpToTheLimitAndAdmitsNoneTwice) {
   auto model = Open();
   model->Reset();
   EXPECT_THAT(Numbers(model->Rows()), ElementsAre(4, 5, 6, 7, 8));
-  // In the list; dropped by the limit while loading; acknowledged since.
-  model->RemoveAcknowledged(test::Selected({5}));
-  for (const std::int32_t number : {6, 8, 1, 3, 7}) {
+  // In the list; dropped by the limit while loading.
+  model->RemoveAcknowledged(test::Selected({7}));
+  for (const std::int32_t number : {6, 8, 1, 3}) {
     Arrive(number, number, *model);
   }
   // Numbers of traps that were committed late are smaller, yet new.
@@ -74,6 +74,15 @@ TEST_F(TrapsModelTest, KeepsTheNewestUpToTheLimitAndAdmitsNoneTwice) {
   model->UpdateStatusBar();
   EXPECT_THAT(Numbers(model->Rows()), ElementsAre(8, 10, 9, 26, 27, 28, 29, 30))
       << "a storm is not held whole";
+  for (std::int32_t number = 31; number <= 34; ++number) {
+    Deliver({.SequenceNumber = number, .EventTime = 300, .EventDescription = std::string(6'000'000, 'x')},
+            {model.get()});
+    if (number >= 33) {
+      model->UpdateStatusBar();
+      EXPECT_EQ(model->Rows().BindingBytes() / 1'000'000, 12U) << number;
+    }
+  }
+  EXPECT_THAT(Numbers(model->Rows()), ElementsAre(33, 34)) << "the longest that there can be";
 }
 
 // What was done before the statement that fails stays done, nothing after it is tried.
@@ -252,7 +261,20 @@ class TrapDetailFormTest : public TrapsModelTest {
   traplist::TrapOrder order_{model_->Rows(), traplist::SourceShown::SourceText};
   traplist::ShownTraps List{.Rows = model_->Rows(), .Order = order_};
   TrapDetailForm form_{Connection, Windows, Prompt,
-                       [](std::string_view stored) { return std::string(stored); }};
+                       [](std::string_view stored) { return std::string(stored); },
+                       [this](const NotesConflict& conflict) { return Choose(conflict); }};
+  // What the operator sees and answers, one after the other; while seeing it others may act.
+  std::optional<NotesChoice> Choose(const NotesConflict& conflict) {
+    seen_.push_back(fmt::format("{}: {} or {} by {}", conflict.Trap.SequenceNumber, conflict.Theirs,
+                                conflict.Mine, conflict.TheirStamp.Operator));
+    const auto [answer, meanwhile] = answers_.at(seen_.size() - 1);
+    if (meanwhile) {
+      meanwhile();
+    }
+    return answer;
+  }
+  std::vector<std::string> seen_;
+  std::vector<std::pair<std::optional<NotesChoice>, std::function<void()>>> answers_;
 };
 
 TEST_F(TrapDetailFormTest, OkWritesTheNotesThatWereEditedAndKeepsWhatTheStoreRefuses) {
@@ -289,38 +311,50 @@ TEST_F(TrapDetailFormTest, OkWritesTheNotesThatWereEditedAndKeepsWhatTheStoreRef
 }
 
 TEST_F(TrapDetailFormTest, NotesThatAnotherHandWroteAreNotWrittenOver) {
-  Load({"read", "read", ""});
   const auto theyWrite = [this](const char* notes, const char* numbers) {
     Store.Execute(
         fmt::format("UPDATE EventTrap SET EventNotes = '{}' WHERE SequenceNumber IN ({})", notes, numbers));
   };
-  for (std::size_t position = 0; position < 3; ++position) {
+  Load({"read", "read", "read\r\nboth", "read", "read"});
+  Edit(2, "read\nboth\nmine");
+  for (const std::size_t position : {0, 1, 3}) {
     Edit(position, "mine");
   }
-  theyWrite("theirs", "1, 2");
-  // One after the other is shown with both texts, so that none is written unseen.
-  for (const std::int32_t number : {1, 2}) {
-    EXPECT_FALSE(form_.Ok(List));
-    EXPECT_EQ(StoredNotes()[static_cast<std::size_t>(number) - 1], "theirs");
-    EXPECT_EQ(form_.Trap().SequenceNumber, number);
-    EXPECT_EQ(form_.Notes(), "theirs\n---------- your text ----------\nmine");
-    EXPECT_EQ(Prompt.Messages().size(), static_cast<std::size_t>(number));
-    EXPECT_EQ(NotesInList(static_cast<std::size_t>(number) - 1), "theirs");
-    form_.EditNotes("settled");
-  }
-  EXPECT_THAT(StoredNotes(), ElementsAre("settled", "theirs", "mine"));
-  theyWrite("", "2");  // they go on while this is settled
-  EXPECT_FALSE(form_.Ok(List));
-  EXPECT_EQ(form_.Notes(), "settled");
-  EXPECT_TRUE(form_.Ok(List));
-  EXPECT_EQ(StoredNotes()[1], "settled");
-
-  // Emptied here, written there: what was written stays and is shown.
-  Edit(2, "");
-  theyWrite("theirs", "3");
-  EXPECT_FALSE(form_.Ok(List));
+  form_.Show(List, 4);
+  theyWrite("theirs", "1, 2, 4, 5");
+  theyWrite("read\nboth\ntheirs", "3");
+  const store::ChangeStamp anna{.Operator = "anna", .Machine = "desk", .Time = 0};
+  EXPECT_FALSE(form_.NotesChanged(1, "theirs", anna));
+  // What nobody edits is replaced, what somebody does stays, and is not taken for typed over the new text.
+  EXPECT_TRUE(form_.NotesChanged(5, "theirs", anna));
   EXPECT_EQ(form_.Notes(), "theirs");
-  EXPECT_EQ(StoredNotes()[2], "theirs");
+  EXPECT_EQ(form_.NotesNews(0), "Changed by anna on desk.");
+  model_->NotesSaved(1, "theirs");
+  form_.Show(List, 0);
+  form_.EditNotes("mine!");
+  EXPECT_EQ(form_.NotesNews(0), "The stored notes were changed by anna on desk. OK shows both texts.");
+
+  answers_ = {{NotesChoice::Mine, [&] { theyWrite("third", "1"); }},  // and once more while this is asked
+              {NotesChoice::Mine, nullptr},
+              {NotesChoice::Theirs, nullptr},
+              {NotesChoice::Both, [&] { form_.EditNotes("not in the dialog"); }},
+              {std::nullopt, nullptr}};
+  EXPECT_FALSE(form_.Ok(List));
+  const std::string merged = "read\nboth\ntheirs";
+  EXPECT_THAT(seen_,
+              ElementsAre("1: theirs or mine! by anna", "1: third or mine! by ", "2: theirs or mine by ",
+                          "3: " + merged + " or read\nboth\nmine by ", "4: theirs or mine by "));
+  EXPECT_THAT(StoredNotes(),
+              ElementsAre("mine!", "theirs", merged + "\n----------\nmine", "theirs", "theirs"));
+  EXPECT_EQ(NotesInList(3), "theirs");
+  EXPECT_EQ(form_.Trap().SequenceNumber, 4) << "the one that is left undecided";
+  EXPECT_EQ(form_.Notes(), "mine");
+  form_.EditNotes("read");                       // given up: it is as it was read
+  EXPECT_TRUE(form_.NotesChanged(9, "", anna));  // so theirs are shown, and not taken for edited
+  form_.EditNotes(std::string(form_.Notes()));
+  EXPECT_TRUE(form_.Ok(List));
+  EXPECT_EQ(StoredNotes()[3], "theirs");
+  EXPECT_TRUE(Prompt.Messages().empty());
 }
 
 }  // namespace

@@ -17,10 +17,12 @@
 #include <QTest>
 #include <QTextBlock>
 
+#include "common/qt/QtText.h"
 #include "support/WindowDriver.h"
 #include "support/World.h"
 #include "traps/FindBar.h"
 #include "traps/TrapsList.h"
+#include "traps/frmTrapDetail.h"
 #include "traps/frmTraps.h"
 
 namespace korvane::traps {
@@ -203,6 +205,13 @@ TEST_F(TrapsWindowTest, ShowsHostileTextsAsPlainVisibleTextAndCopiesThemWhole) {
   const QString tip = cell.data(Qt::ToolTipRole).toString();
   EXPECT_FALSE(tip.contains(QLatin1String("<b>")));
   EXPECT_TRUE(Qt::mightBeRichText(tip)) << "a tool tip that is taken for plain text shows its escapes";
+  Window.NotesSaved(1, "<b>seen</b>\r\n\nwho?\t" + std::string(5000, 'n') + "\nbehind\n1\n2\n3");
+  const QModelIndex first = Window.Table().index(0, 0);
+  const QString notes = first.data(Qt::ToolTipRole).toString();
+  EXPECT_TRUE(notes.contains(QStringLiteral("<br>&lt;b&gt;seen&lt;/b&gt;<br><br>who?␉nnn"))) << ToUtf8(notes);
+  EXPECT_TRUE(notes.contains(QStringLiteral("…<br>behind<br>1<br>2<br>…</p>"))) << ToUtf8(notes);
+  EXPECT_LE(notes.size(), 600);
+  EXPECT_TRUE(first.data(Qt::AccessibleTextRole).toString().startsWith(QStringLiteral("Clear, has notes, ")));
   QTest::keyClick(&List, Qt::Key_A, Qt::ControlModifier);
   QTest::keyClick(&List, Qt::Key_C, Qt::ControlModifier);
   const QStringList lines = QApplication::clipboard()->text().split(QLatin1Char('\n'), Qt::SkipEmptyParts);
@@ -250,7 +259,7 @@ TEST_F(TrapsWindowTest, SaysWhyItIsEmpty) {
   Store.Execute("ALTER TABLE EventTrap RENAME TO Gone");
   EXPECT_EQ(says(), "Not loaded|Filters In Force: 1 ");
   Window.Reset();
-  EXPECT_THAT(TextOf(Window, "lblNotice"), testing::EndsWith("no such table: EventTrap (1)"));
+  EXPECT_THAT(TextOf(Window, "lblNotice"), testing::EndsWith("(no such table: EventTrap (1))"));
 }
 
 TEST_F(TrapsWindowTest, OpensEmptyAndClosesWhenItMay) {
@@ -333,7 +342,7 @@ TEST_F(TrapsWindowTest, FindCountsWhatArrivesAndLeavesWithoutMovingTheList) {
 }
 
 TEST_F(TrapsWindowTest, FindLooksThroughALongListInTurns) {
-  State.gMaxViewTraps = 10'000;
+  State.gMaxViewTraps = 40'000;  // room for all of their bytes
   StoredTrap trap = Trap(1);
   trap.EventDescription = std::string(30'000, 'x');
   for (; trap.SequenceNumber < 5000; ++trap.SequenceNumber) {
@@ -400,6 +409,30 @@ TEST_F(TrapsWindowTest, DetailsSaveNotesExactlyOrStayOpen) {
     test::Click(dialog, "cmdOK");
   });
   EXPECT_EQ(StoredNotes(2), "");
+
+  // A colleague writes and acknowledges while the dialog is open, and writes again before OK.
+  const store::ChangeStamp anna{.Operator = "anna", .Machine = "desk", .Time = 60};
+  store::Change change{.ChangeId = 7, .Time = 60, .Author = {"anna", "desk", ""}, .Traps = {}, .Rows = {}};
+  change.Traps.Numbers = {{2, 2}};
+  InDetail([&](QDialog& dialog) {
+    auto& details = dynamic_cast<frmTrapDetail&>(dialog);
+    details.NotesChanged(2, "theirs", anna);
+    EXPECT_EQ(TextOf(dialog, "txtUserNotes") + TextOf(dialog, "lblNotesNews"),
+              "theirsChanged by anna on desk, 1970-01-01 00:01:00.");
+    details.ApplyChange(change);
+    EXPECT_EQ(TextOf(dialog, "lblAcknowledged"), "By anna on desk, 1970-01-01 00:01:00");
+    Notes(dialog).setPlainText(QStringLiteral("mine"));
+    details.NotesChanged(2, "newer", anna);
+    EXPECT_EQ(TextOf(dialog, "txtUserNotes"), "mine");
+    Store.Execute("UPDATE EventTrap SET EventNotes = 'newer' WHERE SequenceNumber = 2");
+    const auto ok = [&] { test::Click(dialog, "cmdOK"); };
+    test::InDialog(ok, [](QDialog& conflict) { Press(conflict, Qt::Key_Escape); });
+    test::InDialog(ok, [](QDialog& conflict) {
+      EXPECT_EQ(TextOf(conflict, "txtTheirs") + TextOf(conflict, "txtMine"), "newermine");
+      Press(conflict, Qt::Key_Return);
+    });
+  });
+  EXPECT_EQ(StoredNotes(2), "newer\n----------\nmine");
 }
 
 TEST_F(TrapsWindowTest, DetailsLetTheListChangeUnderThem) {

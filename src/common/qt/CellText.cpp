@@ -13,22 +13,45 @@ namespace {
 // No screen shows more of a line.
 constexpr std::size_t kShownBytes = 1024;
 constexpr qsizetype kToolTipLine = 100;
+// What a glance takes in.
+constexpr int kMostLines = 6;
+constexpr std::size_t kLongestFirstLine = 300;
 
 bool ContinuesCharacter(char c) {
   return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
 }
 
-}  // namespace
-
-QString ShownText(std::string_view text) {
-  if (text.size() <= kShownBytes) {
+// Cut between two characters where it is longer.
+QString Beginning(std::string_view text, std::size_t bytes) {
+  if (text.size() <= bytes) {
     return ToVisibleQString(text);
   }
-  std::size_t end = kShownBytes;
-  while (end > kShownBytes - 4 && ContinuesCharacter(text[end])) {
+  std::size_t end = bytes;
+  while (end > bytes - 4 && ContinuesCharacter(text[end])) {
     --end;
   }
   return ToVisibleQString(text.substr(0, end)) % QChar(0x2026);
+}
+
+}  // namespace
+
+QString ShownText(std::string_view text) {
+  return Beginning(text, kShownBytes);
+}
+
+QString FirstLines(std::string_view text) {
+  QString lines;
+  for (int count = 0; count < kMostLines; ++count) {
+    const std::size_t end = std::min(text.find_first_of("\r\n"), text.size());
+    lines += Beginning(text.substr(0, end), kLongestFirstLine);
+    const std::string_view behind = text.substr(end);
+    text = behind.substr(behind.starts_with("\r\n") ? 2 : std::min<std::size_t>(behind.size(), 1));
+    if (text.empty()) {
+      return lines;
+    }
+    lines += QLatin1Char('\n');
+  }
+  return lines % QChar(0x2026);
 }
 
 // A tool tip itself breaks lines only between words.

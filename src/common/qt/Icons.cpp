@@ -89,6 +89,14 @@ QIcon ToolbarIcon(std::string_view key) {
   return found == kToolbarPictures.end() ? QIcon() : SvgIcon(found->Picture, SvgInk::ButtonText);
 }
 
+QIcon NotesIcon() {
+  return SvgIcon("trap-notes", SvgInk::ButtonText);
+}
+
+QIcon AcknowledgedIcon() {
+  return SvgIcon("trap-acknowledged", SvgInk::ButtonText);
+}
+
 QIcon ActionIcon(bool used) {
   return SvgIcon(used ? "action-yes" : "action-no", SvgInk::KeylineOnSelection);
 }

@@ -24,6 +24,10 @@ QColor SeverityTextColour(std::int32_t code, const QPalette& palette);
 // other key: a null icon.
 QIcon ToolbarIcon(std::string_view key);
 
+// The marks of a trap in a list: it has notes, it is acknowledged.
+QIcon NotesIcon();
+QIcon AcknowledgedIcon();
+
 // Whether an alert uses an action: a tick or a dash.
 QIcon ActionIcon(bool used);
 

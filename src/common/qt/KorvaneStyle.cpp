@@ -90,7 +90,8 @@ void DrawTitleButton(QPainter& painter, const QStyleOptionTitleBar& bar, QStyle:
 
 // Fusion derives outlines by darkening the window, which leaves none to see on a dark one.
 void OutlineOnDark(QStyle::PrimitiveElement element, const QStyleOption& option, QPainter& painter) {
-  const bool box = element == QStyle::PE_IndicatorCheckBox;
+  const bool box =
+      element == QStyle::PE_IndicatorCheckBox || element == QStyle::PE_IndicatorItemViewItemCheck;
   const bool circle = element == QStyle::PE_IndicatorRadioButton;
   const bool field = element == QStyle::PE_FrameLineEdit && !option.state.testFlag(QStyle::State_HasFocus);
   const bool frame = element == QStyle::PE_Frame;

@@ -1,0 +1,144 @@
+#include "intake/LinkWatch.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+
+#include "store/EventTime.h"
+#include "store/FailureWords.h"
+
+namespace korvane::intake {
+namespace {
+
+// Between two looks no more than this counts: what is longer, the machine slept.
+constexpr std::int64_t kLongestStep = 10'000;
+constexpr std::int64_t kSecondsUntilDated = 20 * 3600;
+
+}  // namespace
+
+void LinkWatch::Look(const std::optional<FailedLoad>& failedLoad) {
+  const LinkState state = library_.State();
+  LookAtStore(failedLoad, state);
+  LookAtReceivers(state);
+}
+
+void LinkWatch::LookAtStore(const std::optional<FailedLoad>& failedLoad, const LinkState& state) {
+  const bool wasAway = std::exchange(away_, state.Away.has_value());
+  cameBack_ = wasAway && !away_;
+  if (!state.Away && !failedLoad) {
+    awaySince_.reset();
+    desk_.Strip.Clear(StripKind::StoreAway);
+    return;
+  }
+  const std::int64_t now = desk_.Clock.MonotonicMilliseconds();
+  const std::int64_t utc = desk_.Clock.UtcSeconds();
+  std::int64_t ago = failedLoad ? now - failedLoad->Since : 0;
+  std::optional<std::int64_t> next = failedLoad ? std::optional(failedLoad->NextTry - now) : std::nullopt;
+  if (state.Away) {
+    ago = std::max<std::int64_t>(ago, state.Away->For.count());
+    next = state.Away->NextTryIn ? std::optional<std::int64_t>(state.Away->NextTryIn->count()) : std::nullopt;
+  }
+  // Told once, so that a clock that is put right does not change it.
+  awaySince_ = awaySince_.value_or(utc - ago / 1000);
+  const store::DatabaseError& error = state.Away ? state.Away->Error : failedLoad->Error;
+  const std::string reason = store::FailureInWords(error);
+  const std::string since = TimeOf(*awaySince_);
+  std::string note = "Trying again";
+  if (next && *next > 0) {
+    // Rounded to the same second at every look.
+    const std::int64_t at = utc + (*next + 999) / 1000;
+    shownNext_ = std::abs(at - shownNext_) <= 1 ? shownNext_ : at;
+    note = fmt::format("Next try at {}", TimeOf(shownNext_, true));
+  }
+  desk_.Strip.Set(
+      StripKind::StoreAway,
+      {.Text = state.Away ? fmt::format("The trap store has been out of reach since {}: {}. What is shown is "
+                                        "as of then.",
+                                        since, reason)
+                          : fmt::format("Traps could not be loaded at {}: {}.", since, reason),
+       .Icon = PromptIcon::Critical,
+       .Note = std::move(note),
+       .Details = store::OnOneLine(error.what()),
+       .Button = state.Away ? "Try Now" : "",
+       .Action = [this] { library_.TryNow(); }});
+}
+
+void LinkWatch::LookAtReceivers(const LinkState& state) {
+  if (state.Looks == looks_) {
+    return;  // nothing was read since
+  }
+  looks_ = state.Looks;
+  const std::int64_t now = desk_.Clock.MonotonicMilliseconds();
+  if (lastLook_) {
+    watched_ += std::min(now - *lastLook_, kLongestStep);
+  }
+  lastLook_ = now;
+  firstLook_ = firstLook_.value_or(desk_.Clock.UtcSeconds());
+  Take(state.Receivers);
+  const bool another = std::ranges::any_of(
+      receivers_, [this](const Receiver& receiver) { return receiver.Heard() && !IsSilent(receiver); });
+  std::string all;
+  for (const Receiver& receiver : receivers_) {
+    const std::string sentence = Sentence(receiver, another);
+    all += (all.empty() || sentence.empty() ? "" : " ") + sentence;
+  }
+  if (all.empty()) {
+    desk_.Strip.Clear(StripKind::ReceiverSilent);
+  } else {
+    desk_.Strip.Set(
+        StripKind::ReceiverSilent,
+        {.Text = std::move(all),
+         .Icon = PromptIcon::Exclamation,
+         .Details = "Nothing is stored while no receiver runs: a quiet list does not mean a quiet network."});
+  }
+}
+
+void LinkWatch::Take(const std::vector<store::Heartbeat>& read) {
+  std::vector<Receiver> taken;
+  for (const store::Heartbeat& beat : read) {
+    const auto before = std::ranges::find_if(
+        receivers_, [&](const Receiver& receiver) { return receiver.Seen.SpoolId == beat.SpoolId; });
+    Receiver receiver = before != receivers_.end() ? *before : Receiver{.Seen = beat, .MovedAt = watched_};
+    if (receiver.Seen.Beats != beat.Beats) {
+      receiver.MovedAt = watched_;
+      receiver.HeardAt = desk_.Clock.UtcSeconds();
+    }
+    receiver.Seen = beat;
+    taken.push_back(std::move(receiver));
+  }
+  receivers_ = std::move(taken);
+}
+
+std::string LinkWatch::Sentence(const Receiver& receiver, bool another) const {
+  const std::string& machine = receiver.Seen.Machine;
+  if (!receiver.HeardAt) {
+    if (another || (!receiver.Seen.Stopped && !IsSilent(receiver))) {
+      return {};
+    }
+    return receiver.Seen.Stopped ? fmt::format("The receiver on {} is stopped.", machine)
+                                 : fmt::format("The receiver on {} has not been heard of since before {}.",
+                                               machine, TimeOf(*firstLook_));
+  }
+  if (receiver.Seen.Stopped) {
+    return fmt::format("The receiver on {} was stopped at {}.", machine, TimeOf(*receiver.HeardAt));
+  }
+  return IsSilent(receiver) ? fmt::format("The receiver on {} has not been heard of since {}.", machine,
+                                          TimeOf(*receiver.HeardAt))
+                            : std::string();
+}
+
+std::string LinkWatch::TimeOf(std::int64_t utcSeconds, bool seconds) const {
+  const store::LocalDateTime local = store::EventTimeToLocal(utcSeconds, desk_.State.gTimeZoneBias);
+  std::string text = fmt::format("{:02}:{:02}", local.Hour, local.Minute);
+  if (seconds) {
+    text += fmt::format(":{:02}", local.Second);
+  }
+  if (desk_.Clock.UtcSeconds() - utcSeconds > kSecondsUntilDated) {
+    text += fmt::format(" on {:04}-{:02}-{:02}", local.Year, local.Month, local.Day);
+  }
+  return text;
+}
+
+}  // namespace korvane::intake

@@ -1,0 +1,48 @@
+#include "store/Heartbeats.h"
+
+#include <fmt/format.h>
+
+#include "store/Statements.h"
+#include "store/Tables.h"
+
+namespace korvane::store {
+
+namespace {
+
+constexpr std::string_view kNameless = "(unnamed)";
+
+// A host may have any name; one that can't stand in a statement is no reason to store no traps.
+std::string_view FitForStatement(std::string_view machine) {
+  return machine.find_first_of("'\\") == std::string_view::npos ? machine : kNameless;
+}
+
+}  // namespace
+
+void Beat(Connection& connection, std::string_view spoolId, std::string_view machine, bool stopped) {
+  const std::string id = Quoted(spoolId);
+  // The number starts again below its end.
+  const std::int64_t moved = connection.Execute(fmt::format(
+      "UPDATE {} SET Beats = CASE WHEN Beats < 2000000000 THEN Beats + 1 ELSE 1 END, Machine = {}, Stopped = "
+      "{} WHERE Spool_ID = {}",
+      kReceiverHeartbeat, Quoted(FitForStatement(machine)), stopped ? 1 : 0, id));
+  if (moved == 0) {
+    connection.Execute(
+        fmt::format("INSERT INTO {} (Spool_ID, Machine, Beats, Stopped) VALUES ({}, {}, 1, {})",
+                    kReceiverHeartbeat, id, Quoted(FitForStatement(machine)), stopped ? 1 : 0));
+  }
+}
+
+std::vector<Heartbeat> ReadHeartbeats(Connection& connection) {
+  std::vector<Heartbeat> found;
+  Recordset rows = connection.OpenRecordset(fmt::format(
+      "SELECT Spool_ID, Machine, Beats, Stopped FROM {} ORDER BY Machine, Spool_ID", kReceiverHeartbeat));
+  while (rows.Next()) {
+    found.push_back({.SpoolId = std::string(rows.Text("Spool_ID")),
+                     .Machine = std::string(rows.Text("Machine")),
+                     .Beats = rows.Integer("Beats"),
+                     .Stopped = rows.Integer("Stopped") != 0});
+  }
+  return found;
+}
+
+}  // namespace korvane::store
