@@ -54,9 +54,9 @@ class SharedStore {
   virtual store::ReadOutcome LoadSystems() = 0;
   virtual store::ReadOutcome ReloadCategoryInformation() = 0;
   virtual store::ReadOutcome LoadFilters() = 0;
-  virtual void SaveSystems() = 0;                        // throws DatabaseError
+  virtual void SaveSystems() = 0;                            // throws DatabaseError
   virtual void AcknowledgeAll(std::int32_t beforeTime) = 0;  // throws DatabaseError
-  virtual void CloseDatabase() = 0;                      // recordsets first
+  virtual void CloseDatabase() = 0;                          // recordsets first
   virtual void ReleaseLists() = 0;
 };
 

@@ -101,7 +101,7 @@ Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const std::in
       done(acknowledged.size());
     }
   } catch (const DatabaseError& error) {
-    result.Failure = error.what();
+    result.Failure = error;
   }
   const TrapSelection leaving = SelectionOf(std::move(acknowledged));
   try {
@@ -110,7 +110,7 @@ Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const std::in
     transaction.Commit();
   } catch (const DatabaseError& error) {
     // Nothing was committed; what went wrong first says more.
-    const std::string failure = result.Failure.empty() ? error.what() : result.Failure;
+    const DatabaseError failure = result.Failure.value_or(error);
     result = {};
     result.Failure = failure;
     return result;
@@ -162,7 +162,7 @@ TrapSelection TakeBack(Connection& connection, const Acknowledgement& acknowledg
     return std::any_of(since.begin(), since.end(),
                        [number](const Change& change) { return change.Traps.HasNumber(number); });
   });
-  const TrapSelection back = SelectionOf(std::move(numbers));
+  TrapSelection back = SelectionOf(std::move(numbers));
   std::int64_t rows = 0;
   ForEachStatement(back.Numbers, [&](const std::string& condition) {
     rows += connection.Execute(

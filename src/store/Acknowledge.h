@@ -4,20 +4,22 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "store/Connection.h"
+#include "store/DatabaseError.h"
 #include "store/TrapSelection.h"
 
 namespace korvane::store {
 
 struct Acknowledgement {
-  std::vector<TrapSelection> Leaving;  // all of it is acknowledged now, whoever did it: it leaves the lists
-  TrapSelection Changed;               // the rows that this acknowledgement changed, by their numbers
-  std::int32_t ChangeId = 0;           // of its last entry in the change log; 0: it changed nothing
-  std::string Failure;  // the database's text when a statement was refused: what came before it is done
+  std::vector<TrapSelection> Leaving;    // all of it is acknowledged now, whoever did it: it leaves the lists
+  TrapSelection Changed;                 // the rows that this acknowledgement changed, by their numbers
+  std::int32_t ChangeId = 0;             // of its last entry in the change log; 0: it changed nothing
+  std::optional<DatabaseError> Failure;  // a statement was refused: what came before it is done
 };
 
 // One statement for each number, committed also when one of them fails, which ends the work.  done: told how

@@ -2,22 +2,24 @@
 
 #include <fmt/format.h>
 
+#include <string>
 #include <vector>
 
 #include "common/Text.h"
 #include "store/Acknowledge.h"
-#include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 
 namespace korvane::systems {
 
-std::string SystemAcknowledge::Acknowledge(const intake::System& system, std::int32_t beforeTime) {
+std::optional<store::DatabaseError> SystemAcknowledge::Acknowledge(const intake::System& system,
+                                                                   std::int32_t beforeTime) {
   try {
     const std::vector<std::string> sources = intake::Systems::SourcesOf(system, connection_);
     const store::Acknowledgement done = store::AcknowledgeSources(connection_, sources, beforeTime);
     changes_.Acknowledged(done, system.Name);
-    return {};
+    return std::nullopt;
   } catch (const store::DatabaseError& error) {
-    return error.what();
+    return error;
   }
 }
 
@@ -28,15 +30,16 @@ SystemAcknowledgement SystemAcknowledge::Ask(const intake::System& system, std::
   if (desk_.Prompt.Ask(question, PromptButtons::NoYes, PromptIcon::Question) != PromptAnswer::Yes) {
     return SystemAcknowledgement::Declined;
   }
-  std::string failure;
+  std::optional<store::DatabaseError> failure;
   {
     const BusyScope busy(desk_.Busy, "Acknowledging Trap(s)");
     failure = Acknowledge(system, beforeTime());
   }
-  if (failure.empty()) {
+  if (!failure) {
     return SystemAcknowledgement::Done;
   }
-  desk_.Prompt.Show(failure, PromptIcon::Critical);
+  store::ShowFailure(desk_.Prompt, "The traps of this system were not acknowledged.", *failure,
+                     store::Attempt::Changing);
   return SystemAcknowledgement::Refused;
 }
 

@@ -4,13 +4,14 @@
 
 #include <cstdint>
 #include <functional>
-#include <string>
+#include <optional>
 #include <string_view>
 
 #include "common/Desk.h"
 #include "intake/StoreChanges.h"
 #include "intake/Systems.h"
 #include "store/Connection.h"
+#include "store/DatabaseError.h"
 
 namespace korvane::systems {
 
@@ -28,8 +29,8 @@ class SystemAcknowledge {
                             const std::function<std::int32_t()>& beforeTime);
 
  private:
-  // The database's text when it refused.
-  std::string Acknowledge(const intake::System& system, std::int32_t beforeTime);
+  // Why not, when the database refused.
+  std::optional<store::DatabaseError> Acknowledge(const intake::System& system, std::int32_t beforeTime);
 
   Desk& desk_;
   store::Connection& connection_;

@@ -6,8 +6,8 @@
 #include <utility>
 
 #include "store/Codes.h"
-#include "store/DatabaseError.h"
 #include "store/EventTime.h"
+#include "store/FailureWords.h"
 #include "store/NotesWrite.h"
 
 namespace korvane::traps {
@@ -185,7 +185,7 @@ std::optional<NotesChoice> TrapDetailForm::Choose(const Draft& draft, const std:
 }
 
 TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, const Draft& draft,
-                                           std::string& refusal) {
+                                           std::optional<store::DatabaseError>& refusal) {
   std::string seen = draft.Of.Trap.StoredNotes;
   std::string text = draft.Text;
   try {
@@ -209,25 +209,25 @@ TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, const Dr
                                               : BothNotes(seen, draft.Text);
     }
   } catch (const store::DatabaseError& error) {
-    refusal = error.what();
+    refusal = error;
     return Saved::Refused;
   }
 }
 
 bool TrapDetailForm::Ok(const traplist::ShownTraps& list) {
   inOk_ = asking_ = true;
-  std::string refusal;
+  std::optional<store::DatabaseError> refusal;
   std::optional<Viewed> left;
   // One trap's notes that are not written must not keep the others from it.
   for (auto at = drafts_.begin(); at != drafts_.end();) {
-    std::string refused;
+    std::optional<store::DatabaseError> refused;
     const Saved saved = Save(at->first, at->second, refused);
     if (saved == Saved::Yes) {
       news_.erase(at->first);
       at = drafts_.erase(at);
       continue;
     }
-    if (!left || (saved == Saved::Refused && refusal.empty())) {
+    if (!left || (saved == Saved::Refused && !refusal)) {
       left = at->second.Of;
       refusal = std::move(refused);
     }
@@ -239,8 +239,8 @@ bool TrapDetailForm::Ok(const traplist::ShownTraps& list) {
   }
   shown_ = *std::move(left);
   shown_.Place.ListChanged(list);
-  if (!refusal.empty()) {
-    prompts_.Show(refusal, PromptIcon::Critical);
+  if (refusal) {
+    store::ShowFailure(prompts_, "The notes were not saved.", *refusal, store::Attempt::OneOfSeveral);
   }
   return false;
 }

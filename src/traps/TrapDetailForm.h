@@ -17,6 +17,7 @@
 #include "store/ChangeLog.h"
 #include "store/ChangeStamp.h"
 #include "store/Connection.h"
+#include "store/DatabaseError.h"
 #include "traplist/ShownTraps.h"
 #include "traps/FollowedTrap.h"
 
@@ -113,7 +114,7 @@ class TrapDetailForm {
 
   enum class Saved { Yes, Refused, Undecided };
 
-  Saved Save(std::int32_t sequenceNumber, const Draft& draft, std::string& refusal);
+  Saved Save(std::int32_t sequenceNumber, const Draft& draft, std::optional<store::DatabaseError>& refusal);
   std::optional<NotesChoice> Choose(const Draft& draft, const std::string& stored);
   bool TakeNews();  // where the notes that are shown are not edited
 

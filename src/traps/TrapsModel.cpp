@@ -10,6 +10,7 @@
 #include "intake/Systems.h"
 #include "store/Acknowledge.h"
 #include "store/DatabaseError.h"
+#include "store/FailureWords.h"
 #include "systems/SystemAcknowledge.h"
 
 namespace korvane::traps {
@@ -220,7 +221,8 @@ void TrapsModel::AcknowledgeSelected(std::span<const std::uint32_t> rows) {
   if (rows.empty()) {
     return;
   }
-  std::string failure;
+  std::optional<store::DatabaseError> failure;
+  bool some = false;
   {
     BusyIndicator& busyIndicator = services_.Desk.Busy;
     const BusyScope busy(busyIndicator, "Acknowledging Trap(s)");
@@ -238,13 +240,16 @@ void TrapsModel::AcknowledgeSelected(std::span<const std::uint32_t> rows) {
     try {
       const store::Acknowledgement done = store::AcknowledgeTraps(services_.Connection, numbers, progress);
       failure = done.Failure;
+      some = !done.Leaving.empty();
       services_.Changes.Acknowledged(done, system);
     } catch (const store::DatabaseError& error) {
-      failure = error.what();
+      failure = error;
     }
   }
-  if (!failure.empty()) {
-    services_.Desk.Prompt.Show(failure, PromptIcon::Critical);
+  if (failure) {
+    store::ShowFailure(services_.Desk.Prompt,
+                       some ? "Some of the traps were not acknowledged." : "The traps were not acknowledged.",
+                       *failure, some ? store::Attempt::OneOfSeveral : store::Attempt::Changing);
   }
 }
 

@@ -97,7 +97,7 @@ TEST_F(TrapsModelTest, AcknowledgesUpToTheStatementThatFails) {
   EXPECT_THAT(Acknowledged(), ElementsAre(1, 5));
   EXPECT_THAT(Numbers(model->Rows()), ElementsAre(2, 3, 4, 6));
   EXPECT_THAT(Windows.Told, ElementsAre("1,5"));
-  EXPECT_THAT(Prompt.LastMessage(), HasSubstr("this row is refused"));
+  EXPECT_THAT(Prompt.Cause, HasSubstr("this row is refused"));
   EXPECT_FALSE(Connection.InTransaction());
   EXPECT_THAT(Numbers(other->Rows()), ElementsAre(2, 3, 4, 6));
   EXPECT_EQ(Busy.Depth(), 0);
@@ -302,7 +302,7 @@ TEST_F(TrapDetailFormTest, OkWritesTheNotesThatWereEditedAndKeepsWhatTheStoreRef
   EXPECT_EQ(NotesInList(4), "old") << "nothing was saved of a trap that is gone";
   EXPECT_EQ(form_.Trap().SequenceNumber, 5) << "shown, although the list has it no more";
   EXPECT_EQ(form_.Notes(), "refused");
-  EXPECT_THAT(Prompt.LastMessage(), HasSubstr("this row is refused"));
+  EXPECT_THAT(Prompt.Cause, HasSubstr("this row is refused"));
   Store.Execute("DROP TRIGGER traps.refuse");
   form_.EditNotes("refused no more");
   Edit(3, "");
