@@ -10,25 +10,25 @@
 
 namespace korvane::categories {
 
-PaneCommands::PaneCommands(QAbstractItemView& list, const QString& suffix, PaneActs acts)
-    : QObject(&list), list_(list), suffix_(suffix), acts_(std::move(acts)), menu_(new QMenu(&list)) {
-  menu_->setObjectName(QStringLiteral("mnuPop") + suffix);
-  new_ = AddItem("New", tr("New"), Qt::Key_Insert, acts_.New);
-  edit_ = AddItem("Edit", tr("Edit"), Qt::Key_F2, acts_.Edit);
-  remove_ = AddItem("Rem", tr("Remove"), Qt::Key_Delete, acts_.Remove);
+PaneCommands::PaneCommands(QAbstractItemView& list, const PaneNames& names, PaneActs acts)
+    : QObject(&list), list_(list), acts_(std::move(acts)), menu_(new QMenu(&list)) {
+  menu_->setObjectName(QString::fromLatin1(names.Menu));
+  new_ = AddItem(names.New, tr("New"), Qt::Key_Insert, acts_.New);
+  edit_ = AddItem(names.Edit, tr("Edit"), Qt::Key_F2, acts_.Edit);
+  remove_ = AddItem(names.Remove, tr("Remove"), Qt::Key_Delete, acts_.Remove);
   menu_->addSeparator();
-  up_ = AddItem("Up", tr("Move Up"), int{Qt::ALT} | Qt::Key_Up, [this] { acts_.Move(Direction::Up); });
-  down_ =
-      AddItem("Down", tr("Move Down"), int{Qt::ALT} | Qt::Key_Down, [this] { acts_.Move(Direction::Down); });
+  up_ = AddItem(names.Up, tr("Move Up"), int{Qt::ALT} | Qt::Key_Up, [this] { acts_.Move(Direction::Up); });
+  down_ = AddItem(names.Down, tr("Move Down"), int{Qt::ALT} | Qt::Key_Down,
+                  [this] { acts_.Move(Direction::Down); });
   connect(&list_, &QWidget::customContextMenuRequested, this, &PaneCommands::PopUp);
   list_.installEventFilter(this);
 }
 
 // The key is only shown: it acts where the list has the focus, not in the menu's window.
-QAction* PaneCommands::AddItem(const char* verb, const QString& caption, int key,
+QAction* PaneCommands::AddItem(const char* name, const QString& caption, int key,
                                const std::function<void()>& act) {
   QAction* item = menu_->addAction(caption, this, act);
-  item->setObjectName(QStringLiteral("mnuPop") + QString::fromLatin1(verb) + suffix_);
+  item->setObjectName(QString::fromLatin1(name));
   item->setShortcut(QKeySequence(key));
   item->setShortcutContext(Qt::WidgetShortcut);
   item->setShortcutVisibleInContextMenu(true);

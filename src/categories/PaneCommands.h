@@ -23,24 +23,32 @@ struct PaneActs {
   std::function<bool(Direction)> CanMove;
 };
 
+// Of the menu and its items.
+struct PaneNames {
+  const char* Menu;
+  const char* New;
+  const char* Edit;
+  const char* Remove;
+  const char* Up;
+  const char* Down;
+};
+
 class PaneCommands : public QObject {
   Q_OBJECT
 
  public:
-  // suffix: of the names of the menu (mnuPop...) and of its items (mnuPopNew..., mnuPopEdit..., mnuPopRem...,
-  // mnuPopUp..., mnuPopDown...).  The list outlives this object, which is its child.
-  PaneCommands(QAbstractItemView& list, const QString& suffix, PaneActs acts);
+  // The list outlives this object, which is its child.
+  PaneCommands(QAbstractItemView& list, const PaneNames& names, PaneActs acts);
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;
 
  private:
-  QAction* AddItem(const char* verb, const QString& caption, int key, const std::function<void()>& act);
+  QAction* AddItem(const char* name, const QString& caption, int key, const std::function<void()>& act);
   void PopUp(const QPoint& position);
   bool Key(int key, bool alt);
 
   QAbstractItemView& list_;
-  QString suffix_;
   PaneActs acts_;
   QMenu* menu_;
   QAction* new_;

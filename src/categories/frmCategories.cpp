@@ -27,6 +27,19 @@
 namespace korvane::categories {
 namespace {
 
+constexpr PaneNames kCategoryCommands{.Menu = "mnuPopEvtGrp",
+                                      .New = "mnuPopNewEvtGrp",
+                                      .Edit = "mnuPopEditEvtGrp",
+                                      .Remove = "mnuPopRemEvtGrp",
+                                      .Up = "mnuPopUpEvtGrp",
+                                      .Down = "mnuPopDownEvtGrp"};
+constexpr PaneNames kTrapCommands{.Menu = "mnuPopEvtDet",
+                                  .New = "mnuPopNewEvtDet",
+                                  .Edit = "mnuPopEditEvtDet",
+                                  .Remove = "mnuPopRemEvtDet",
+                                  .Up = "mnuPopUpEvtDet",
+                                  .Down = "mnuPopDownEvtDet"};
+
 constexpr std::string_view kPlaceSetting = "CategoriesPlace";  // width, height, bar between the lists
 constexpr char kColumnsSetting[] = "CategoriesColumns";
 constexpr std::array kTrapColumnWidths = {105, 140, 115, 115, 100};
@@ -120,14 +133,14 @@ void frmCategories::SetUpCommands() {
   const auto doing = [this](void (frmCategories::*act)()) {
     return [this, act] { Do([&] { (this->*act)(); }); };
   };
-  new PaneCommands(*ui_->tvEvtGrps, QStringLiteral("EvtGrp"),
+  new PaneCommands(*ui_->tvEvtGrps, kCategoryCommands,
                    {.New = doing(&frmCategories::Create),
                     .Edit = doing(&frmCategories::Edit),
                     .Remove = doing(&frmCategories::Delete),
                     .Move = [this](Direction to) { Do([&] { MoveCategory(to); }); },
                     .CanAdd = [] { return true; },
                     .CanMove = [this](Direction to) { return form_.CanMoveCategory(to); }});
-  new PaneCommands(*ui_->lvEvtDetails, QStringLiteral("EvtDet"),
+  new PaneCommands(*ui_->lvEvtDetails, kTrapCommands,
                    {.New = doing(&frmCategories::AddTraps),
                     .Edit = doing(&frmCategories::EditTrap),
                     .Remove = doing(&frmCategories::RemoveTrap),

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <exception>
 #include <iterator>
 #include <span>
 #include <utility>
@@ -116,13 +117,23 @@ void StoreChanges::TakeNews(StoreNews news) {
     // Nobody knows what was changed, so all of it is read again.
     left_.clear();
     rereadFilters_ = rereadCategories_ = reload_ = true;
-    desk_.DebugLog.TryWriteLog(
-        "The store was changed by a program that keeps no log; all of it is read again.");
+    desk_.Strip.Set(StripKind::Elsewhere,
+                    {.Text = "Another program has changed the trap store; everything was read again",
+                     .Until = desk_.Clock.MonotonicMilliseconds() + StripLines::kToldFor});
   }
   left_.insert(left_.end(), std::make_move_iterator(news.Changes.begin()),
                std::make_move_iterator(news.Changes.end()));
   while (!left_.empty()) {
-    Apply(left_.front());
+    try {
+      Apply(left_.front());
+    } catch (const std::exception& error) {
+      if (!std::exchange(failed_, true)) {
+        throw;
+      }
+      desk_.DebugLog.TryWriteLog(error.what());
+      reload_ = true;
+    }
+    failed_ = false;
     left_.pop_front();
   }
 }
@@ -217,18 +228,27 @@ void StoreChanges::ReadNotes(const store::Change& change) {
   }
 }
 
+bool StoreChanges::RulesAreRead() {
+  rereadFilters_ = rereadFilters_ && !filters_.LoadFilters(connection_);
+  if (!rereadFilters_) {
+    rereadCategories_ = rereadCategories_ && !categories_.ReloadCategoryInformation(connection_);
+  }
+  return !rereadFilters_ && !rereadCategories_;
+}
+
 void StoreChanges::EndTick() {
-  if (rereadFilters_ && filters_.LoadFilters(connection_)) {
-    rereadFilters_ = false;
+  const std::int64_t now = desk_.Clock.MonotonicMilliseconds();
+  if (!reload_ || (reread_.NextTry() && !reread_.TakeDue(now))) {
+    return;
   }
-  if (rereadCategories_ && categories_.ReloadCategoryInformation(connection_)) {
-    rereadCategories_ = false;
+  if (!RulesAreRead()) {
+    reread_.Failed(now);
+    return;
   }
-  if (reload_ && !rereadFilters_ && !rereadCategories_) {
-    reload_ = false;
-    names_.ClearCache();
-    windows_->ReloadTraps();
-  }
+  reread_.Succeeded();
+  reload_ = false;
+  names_.ClearCache();
+  windows_->ReloadTraps();
 }
 
 }  // namespace korvane::intake

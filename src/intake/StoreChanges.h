@@ -11,6 +11,7 @@
 #include "common/Desk.h"
 #include "intake/Intake.h"
 #include "intake/LoadBounds.h"
+#include "intake/RetryPause.h"
 #include "intake/StoreNews.h"
 #include "intake/Systems.h"
 #include "intake/ViewWindows.h"
@@ -36,15 +37,17 @@ class StoreChanges : public NewsTaker {
   // back.  ofSystem: the one system whose traps they are; empty where there are several.
   void Acknowledged(const store::Acknowledgement& done, std::string_view ofSystem);
 
-  // In a tick, between two traps: applies them, after those that are left from an earlier call.  Throws
-  // DatabaseError; what was not applied is left for the next call.
+  // In a tick, between two traps: applies them, after those that are left from an earlier call.  Throws when
+  // one can't be applied; it is left for the next call.  One that fails again is passed over, and everything
+  // is loaded anew instead.
   void TakeNews(StoreNews news) override;
-  // At the end of a tick: what filters, categories and names of traps ask for, all of it by one load.  A
-  // failure is logged, and the next tick tries again.
+  // At the end of a tick: what filters, categories and names of traps ask for, all of it by one load.  What
+  // can't be read is tried again after a growing pause.
   void EndTick() override;
 
  private:
   void Apply(const store::Change& change);
+  bool RulesAreRead();
   void TakeBack(const store::Acknowledgement& done, const std::string& ofSystem);
   // Reads what is unacknowledged among them and has everybody take it like a trap that arrives.
   void Readmit(const store::TrapSelection& traps);
@@ -64,6 +67,8 @@ class StoreChanges : public NewsTaker {
   SystemCounts* counts_ = nullptr;
   TrapsWindows* traps_ = nullptr;
   std::deque<store::Change> left_;
+  bool failed_ = false;  // the first of them, once
+  RetryPause reread_;
   bool rereadFilters_ = false;
   bool rereadCategories_ = false;
   bool reload_ = false;  // names, counts and lists
