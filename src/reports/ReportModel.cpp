@@ -115,6 +115,10 @@ bool ReportModel::CompleteUntil(std::int64_t milliseconds) {
     if (trap.Filtered) {
       anyHidden_ = anyHidden_ || matcher_.TrapMatchesWindow(trap);
     } else if (matcher_.TrapMatchesWindow(trap)) {
+      if (!trap.OwnName.empty()) {
+        ownNames_.emplace_back(trap.OwnName);  // it holds only until the next trap is named
+        trap.OwnName = ownNames_.back();
+      }
       completed_.push_back(trap);
     }
     if (nextRow_ % kRowsPerLook == 0 && services_.Desk.Clock.MonotonicMilliseconds() >= milliseconds) {
@@ -145,6 +149,7 @@ void ReportModel::AppendCompleted() {
   listener_->RowsAppended();
   listener_->BatchEnds();
   completed_.clear();
+  ownNames_.clear();
 }
 
 void ReportModel::ShowProgress() {
@@ -167,6 +172,7 @@ void ReportModel::End(ReportState state, std::string_view failure) {
   work_.reset();
   savedNotes_.clear();
   completed_ = {};
+  ownNames_ = {};
   batch_.reset();
   if (state_ == ReportState::Failed) {
     services_.Desk.DebugLog.TryWriteLog(failure_);

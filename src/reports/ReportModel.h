@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -117,6 +118,7 @@ class ReportModel {
   std::size_t nextRow_ = 0;
   // Traps of the batches in hand that belong into the list, their texts still in the batches.
   std::vector<store::IncomingTrap> completed_;
+  std::deque<std::string> ownNames_;
   // Notes saved while the list loads: the reader may see rows as they were before.
   std::unordered_map<std::int32_t, std::string> savedNotes_;
   // Changes told of while it loads, in their order, for the same reason.

@@ -91,7 +91,7 @@ TEST_P(ReportModelTest, HoldsTheTrapsOfItsRangeOldestFirst) {
   SystemList.LoadSystems(Connection);
   Store.AddTraps(std::vector<StoredTrap>{
       {.SequenceNumber = 1, .EventTime = 300, .Source = "10.0.0.1", .Event_ExtDescr = " of the Link"},
-      {.SequenceNumber = 2, .EventTime = 200, .EventAck = 1},
+      {.SequenceNumber = 2, .EventTime = 200, .EnterpriseOid = "1.3.6.1.4.1.99", .EventAck = 1},
       {.SequenceNumber = 3, .EventTime = 199},
       {.SequenceNumber = 5, .EventTime = 250, .Event_ExtDescr = " of the link"},
       {.SequenceNumber = 4, .EventTime = 250, .Source = "10.0.0.1", .EventNotes = "seen"},
@@ -100,6 +100,8 @@ TEST_P(ReportModelTest, HoldsTheTrapsOfItsRangeOldestFirst) {
   auto report = Report(200, 300);
   EXPECT_THAT(Load(*report), ElementsAre(2, 4, 5, 1));
   EXPECT_EQ(report->Rows().At(1).EventNotes, "seen");
+  EXPECT_TRUE(report->Rows().At(0).TrapName().starts_with("1.3.6.1.4.1.99.0."))
+      << "of its own, not the next's";
   EXPECT_EQ(Acknowledged(*report), "2 ");
   // Told of, in the order in which it happened.
   const std::array four = {4};
