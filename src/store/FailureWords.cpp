@@ -76,6 +76,7 @@ constexpr std::array kMeanings = {
     Meaning{"42S02", 0, "", kNoTable},
     // The embedded store keeps its traps in a second file.
     Meaning{"", 0, "no such table: eventtrap", kNoFile},
+    Meaning{"", 0, "no such table: change_log", kNoFile},
     Meaning{"", 0, "no such table", kNoTable},
     Meaning{"HY000", 5, "", kLocked},
     Meaning{"HY000", 6, "", kLocked},
