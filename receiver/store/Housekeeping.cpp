@@ -59,12 +59,7 @@ std::int64_t PurgeOld(store::Connection& connection, const store::TrapSelection&
 }
 
 std::int64_t PurgeLog(store::Connection& connection, const store::TrapSelection& entries) {
-  std::string condition;
-  for (const store::NumberRange& range : entries.Numbers) {
-    condition += fmt::format("{}Change_ID BETWEEN {} AND {}", condition.empty() ? "" : " OR ", range.First,
-                             range.Last);
-  }
-  return DeleteRows(connection, store::kChangeLog, condition);
+  return DeleteRows(connection, store::kChangeLog, store::NumbersCondition(entries.Numbers, "Change_ID"));
 }
 
 }  // namespace

@@ -33,24 +33,7 @@ void SequenceSet::Assign(std::vector<std::int32_t> numbers) {
 }
 
 void SequenceSet::Erase(std::vector<std::int32_t> numbers) {
-  std::sort(numbers.begin(), numbers.end());
-  std::vector<Run> left;
-  auto number = numbers.begin();
-  for (Run run : runs_) {
-    number = std::lower_bound(number, numbers.end(), run.First);
-    bool any = true;
-    for (; any && number != numbers.end() && *number <= run.Last; ++number) {
-      if (run.First < *number) {
-        left.push_back({run.First, *number - 1});
-      }
-      any = *number < run.Last;
-      run.First = any ? *number + 1 : run.First;
-    }
-    if (any) {
-      left.push_back(run);
-    }
-  }
-  runs_ = std::move(left);
+  runs_ = store::Without(runs_, store::SelectionOf(std::move(numbers)).Numbers);
 }
 
 bool SequenceSet::Insert(std::int32_t number) {

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "store/TrapSelection.h"
+
 namespace korvane::intake {
 
 class SequenceSet {
@@ -22,10 +24,7 @@ class SequenceSet {
   std::size_t Runs() const { return runs_.size(); }
 
  private:
-  struct Run {
-    std::int32_t First;
-    std::int32_t Last;  // inclusive
-  };
+  using Run = store::NumberRange;
   // The first run that ends at the number or behind it.
   std::vector<Run>::const_iterator RunFor(std::int32_t number) const;
 

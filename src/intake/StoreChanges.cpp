@@ -103,9 +103,7 @@ void StoreChanges::TakeBack(const store::Acknowledgement& done, const std::strin
   } catch (const store::DatabaseError& error) {
     desk_.Prompt.ShowFailure("The acknowledgement could not be taken back.", error.what());
   }
-  if (std::exchange(reload_, false)) {
-    windows_->ReloadTraps();
-  }
+  EndTick();
   counts_->RefreshStatus();
   for (TrapsWindow* window : traps_->InCreationOrder()) {
     window->UpdateStatusBar();

@@ -75,11 +75,11 @@ std::string CountReportStatement(std::int32_t fromTime, std::int32_t toTime) {
                      fromTime, toTime);
 }
 
-std::string NumbersCondition(std::span<const NumberRange> numbers) {
+std::string NumbersCondition(std::span<const NumberRange> numbers, std::string_view column) {
   std::string condition;
   for (const NumberRange& range : numbers) {
-    condition += fmt::format("{}SequenceNumber BETWEEN {} AND {}", condition.empty() ? "" : " OR ",
-                             range.First, range.Last);
+    condition += fmt::format("{}{} BETWEEN {} AND {}", condition.empty() ? "" : " OR ", column, range.First,
+                             range.Last);
   }
   return fmt::format("({})", condition.empty() ? "1 = 0" : condition);
 }

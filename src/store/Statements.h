@@ -35,6 +35,7 @@ std::string ReportStatement(std::int32_t fromTime, std::int32_t toTime);
 std::string CountReportStatement(std::int32_t fromTime, std::int32_t toTime);  // one row, one column
 
 // The rows of these numbers, for a WHERE; of a few hundred ranges at most, and of none without ranges.
-std::string NumbersCondition(std::span<const NumberRange> numbers);
+std::string NumbersCondition(std::span<const NumberRange> numbers,
+                             std::string_view column = "SequenceNumber");
 
 }  // namespace korvane::store
