@@ -8,6 +8,7 @@
 #include <utility>
 
 #include <fmt/format.h>
+#include <odbcinst.h>
 
 namespace korvane::store {
 
@@ -96,6 +97,17 @@ std::string ConnectionText(const Connection::Impl& link) {
   return text;
 }
 
+// The driver manager notes where its files are the first time it is asked, without a lock: done here once, so
+// that two threads that connect at the same time only read it.
+void FindDriverFiles() {
+  static std::once_flag found;
+  std::call_once(found, [] {
+    std::array<char, 16> ignored{};
+    SQLGetPrivateProfileString("ODBC", "Trace", "", ignored.data(), static_cast<int>(ignored.size()),
+                               "odbc.ini");
+  });
+}
+
 }  // namespace
 
 namespace odbc {
@@ -168,6 +180,7 @@ void Connection::Impl::Connect() {
 }
 
 odbc::Handle Connection::Impl::OpenLink() {
+  FindDriverFiles();
   SQLHANDLE raw = SQL_NULL_HANDLE;
   if (!odbc::Succeeded(SQLAllocHandle(SQL_HANDLE_ENV, SQL_NULL_HANDLE, &raw))) {
     throw DatabaseError("The database driver manager could not be started.", "HY001", 0, {});
