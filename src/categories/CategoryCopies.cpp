@@ -121,13 +121,21 @@ std::vector<OfferedCategory> CategoriesOfStore(store::Connection& connection) {
   return offered;
 }
 
-std::vector<OfferedCategory> CategoriesOfFile(std::string_view path, store::Connection& connection) {
+std::vector<OfferedCategory> CategoriesOfFile(std::string_view path) {
   std::vector<OfferedCategory> offered;
+  for (ExchangedCategory& category : ReadCategoryFile(ReadFile(path))) {
+    offered.push_back({.Category = std::move(category)});
+  }
+  return offered;
+}
+
+std::vector<OfferedCategory> CategoriesOfFile(std::string_view path, store::Connection& connection) {
+  std::vector<OfferedCategory> offered = CategoriesOfFile(path);
   CategoryTransaction transaction(connection);
   const auto inUse = CategoryWriter(transaction).NamesInUse();
-  for (ExchangedCategory& category : ReadCategoryFile(ReadFile(path))) {
-    const bool exists = inUse.contains(FoldCase(category.Name));
-    offered.push_back({.Category = std::move(category), .Exists = exists, .Chosen = !exists});
+  for (OfferedCategory& each : offered) {
+    each.Exists = inUse.contains(FoldCase(each.Category.Name));
+    each.Chosen = !each.Exists;
   }
   return offered;
 }

@@ -26,7 +26,7 @@ def lines_of(folder):
 def main():
     root, limit = pathlib.Path(sys.argv[1]), float(sys.argv[2])
     tests = {folder: lines_of(folder) for folder in sorted((root / "tests").iterdir()) if folder.is_dir()}
-    code = {name: lines_of(root / name) for name in ("src", "receiver", "mibc")}
+    code = {name: lines_of(root / name) for name in ("src", "receiver", "mibc", "tools")}
     share = 100 * sum(tests.values()) / sum(code.values())
     for folder, lines in tests.items():
         print(f"{lines:7} tests/{folder.name}")
