@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -18,15 +19,23 @@ namespace {
 
 constexpr std::string_view kFilesAre = "Category files";
 
-FileQuestion Question(std::string caption) {
+constexpr std::string_view kProposedName = "Categories.dvcat";
+
+FileQuestion Question(std::string caption, std::string_view path = {}) {
   return {.Caption = std::move(caption),
-          .Path = {},
+          .Path = std::string(path),
           .Kind = std::string(kFilesAre),
           .Extension = std::string(kCategoryFileExtension)};
 }
 
 bool AskWhich(CategoryChoice choice, std::vector<OfferedCategory>& offered, QWidget* parent) {
   return frmCategoryChoice(choice, offered, parent).exec() == QDialog::Accepted;
+}
+
+// "1 category was", "5 categories were".
+std::string ChosenText(const std::vector<OfferedCategory>& offered) {
+  const auto count = std::ranges::count(offered, true, &OfferedCategory::Chosen);
+  return fmt::format("{} {}", count, count == 1 ? "category was" : "categories were");
 }
 
 // What is in the file, or nothing after its message.
@@ -48,7 +57,8 @@ void ExportCategories(const CategoryServices& services, QWidget* parent) {
   if (!AskWhich(CategoryChoice::Export, offered, parent)) {
     return;
   }
-  const std::optional<std::string> path = services.Prompt.AskSaveFile(Question("Export Categories"));
+  const std::optional<std::string> path =
+      services.Prompt.AskSaveFile(Question("Export Categories", kProposedName));
   if (!path) {
     return;
   }
@@ -56,7 +66,10 @@ void ExportCategories(const CategoryServices& services, QWidget* parent) {
     services.Prompt.Show(
         fmt::format("The categories could not be written to the file \"{}\".\n{}", *path, failure),
         PromptIcon::Exclamation);
+    return;
   }
+  services.Prompt.Show(fmt::format("{} written to the file \"{}\".", ChosenText(offered), *path),
+                       PromptIcon::Information);
 }
 
 void ImportCategories(const CategoryServices& services, QWidget* parent) {
@@ -76,6 +89,7 @@ void ImportCategories(const CategoryServices& services, QWidget* parent) {
     });
   }
   CategoriesSaved(services);
+  services.Prompt.Show(fmt::format("{} imported.", ChosenText(*offered)), PromptIcon::Information);
 }
 
 }  // namespace korvane::categories

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "common/Text.h"
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
@@ -22,6 +24,11 @@ params::TrapCriteria CriteriaOf(const TrapDetail& trap) {
           .VarBinds = trap.VarBinds};
 }
 
+bool IsDistinguished(const TrapDetail& trap) {
+  return !trap.Source.empty() || !trap.VarBinds.empty() || trap.GenericTrap != -1 ||
+         !trap.EnterpriseOid.empty();
+}
+
 }  // namespace
 
 WizardForm::WizardForm(WizardTask& task, CategoryTransaction& transaction, const WizardServices& services)
@@ -39,6 +46,7 @@ WizardForm::WizardForm(WizardTask& task, CategoryTransaction& transaction, const
       criteria_(CriteriaOf(edited_), names_, prompts_, params::GenericChoice::OneOrAll, {}) {
   severity_.Items.assign(store::kSeverityNames.begin(), store::kSeverityNames.end());
   params::Choose(severity_, static_cast<std::size_t>(edited_.Severity));
+  added_ = EnteredTrap();
 }
 
 // The trap to edit; also reads the description of a category to edit.
@@ -50,10 +58,16 @@ TrapDetail WizardForm::StoredTrap() {
     const CategoryDetails details = CategoryStore(transaction_).LoadTrapDetails(task_.CategoryName);
     description_ = details.Description;
     categorySeverity_ = details.Severity;
-    for (const TrapDetail& trap : details.Traps) {
-      if (trap.TrapTableId == task_.TrapTableId) {
-        return trap;
-      }
+    const auto trap = std::ranges::find(details.Traps, task_.TrapTableId, &TrapDetail::TrapTableId);
+    if (trap != details.Traps.end()) {
+      return *trap;
+    }
+    const bool category = task_.Mode == WizardMode::EditCategory;
+    if (!category || !writer_.NamesInUse().contains(FoldCase(task_.CategoryName))) {
+      wasRead_ = false;
+      prompts_.Show(category ? "This category was removed meanwhile."
+                             : "This trap was removed from its category meanwhile.",
+                    PromptIcon::Information);
     }
   } catch (const store::DatabaseError& error) {
     wasRead_ = false;
@@ -130,9 +144,13 @@ TrapDetail WizardForm::EnteredTrap() const {
           .Severity = static_cast<std::int32_t>(severity_.Position)};
 }
 
-bool WizardForm::EnteredIsComplete() {
+bool WizardForm::Unadded() const {
   const TrapDetail trap = EnteredTrap();
-  if (trap.Source.empty() && trap.VarBinds.empty() && trap.GenericTrap == -1 && trap.EnterpriseOid.empty()) {
+  return page_ == WizardPage::Traps && ListShows() && IsDistinguished(trap) && trap != added_;
+}
+
+bool WizardForm::EnteredIsComplete() {
+  if (!IsDistinguished(EnteredTrap())) {
     prompts_.Show("Please select atleast one unique property.", PromptIcon::Information);
     return false;
   }
@@ -154,6 +172,7 @@ void WizardForm::Add() {
     store::ShowFailure(prompts_, "The trap could not be added to the list.", error, store::Attempt::Reading);
     return;
   }
+  added_ = entry.Trap;
   pending_.push_back(std::move(entry));
 }
 
@@ -171,7 +190,7 @@ bool WizardForm::NextOrFinish() {
       }
       return false;
     }
-    if (!OperatorAgrees()) {
+    if (!FieldsAreSettled() || !OperatorAgrees()) {
       return false;
     }
     Write();
@@ -198,6 +217,26 @@ bool WizardForm::MayLeaveFirstPage() {
     return false;
   }
   return true;
+}
+
+// While nothing is listed the question about that says as much.
+bool WizardForm::FieldsAreSettled() {
+  if (pending_.empty() || !Unadded()) {
+    return true;
+  }
+  const std::size_t before = pending_.size();
+  switch (prompts_.Ask(
+      "The trap that the fields describe is not in the list. Select 'Yes' to add it, or 'No' to finish "
+      "without it.",
+      PromptButtons::YesNoCancel, PromptIcon::Question)) {
+    case PromptAnswer::Yes:
+      Add();
+      return pending_.size() > before;
+    case PromptAnswer::No:
+      return true;
+    default:
+      return false;
+  }
 }
 
 bool WizardForm::OperatorAgrees() {

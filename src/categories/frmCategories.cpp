@@ -42,7 +42,7 @@ constexpr PaneNames kTrapCommands{.Menu = "mnuPopEvtDet",
 
 constexpr std::string_view kPlaceSetting = "CategoriesPlace";  // width, height, bar between the lists
 constexpr char kColumnsSetting[] = "CategoriesColumns";
-constexpr std::array kTrapColumnWidths = {105, 140, 115, 115, 100};
+constexpr std::array kTrapColumnWidths = {80, 115, 115, 180, 95};
 constexpr int kHelpPicture = 16;
 
 constexpr std::string_view kHelp =
@@ -115,6 +115,7 @@ void frmCategories::SetUpLists() {
   QTableView& list = *ui_->lvEvtDetails;
   list.setModel(&traps_);
   StyleTable(list);
+  list.setFrameShape(QFrame::StyledPanel);
   ui_->tvEvtGrps->setItemDelegate(
       new NodeDelegate(list.verticalHeader()->defaultSectionSize(), ui_->tvEvtGrps));
   list.setItemDelegate(new traps::TrapCellDelegate(&list));
