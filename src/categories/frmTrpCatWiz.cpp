@@ -125,14 +125,17 @@ void frmTrpCatWiz::ConnectControls() {
 
 void frmTrpCatWiz::ShowPage() {
   const bool first = form_.Page() == WizardPage::Category;
-  ui_->pages->setCurrentWidget(first ? ui_->pagCategory : ui_->pagTraps);
+  QWidget* const page = first ? ui_->pagCategory : ui_->pagTraps;
+  if (page != ui_->pages->currentWidget() || !isVisible()) {
+    ui_->pages->setCurrentWidget(page);
+    GiveRoom();
+  }
   (first ? ui_->lblInfo1 : ui_->lblInfo2)->setText(ToQString(form_.InfoText()));
   cmdNextFinish_->setText(ToQString(form_.NextCaption()));
   criteria_->Show();
   ShowTrapDescription();
   ShowCommands();
   ShowDefault();
-  GiveRoom();
   QWidget* firstField = first ? (form_.NameIsFixed() ? static_cast<QWidget*>(ui_->txtCatDescription)
                                                      : static_cast<QWidget*>(ui_->txtCatName))
                               : static_cast<QWidget*>(ui_->txtSource);
@@ -203,11 +206,8 @@ void frmTrpCatWiz::GiveRoom() {
   const bool first = form_.Page() == WizardPage::Category;
   const auto policy = first ? QSizePolicy::Ignored : QSizePolicy::Preferred;
   ui_->pagTraps->setSizePolicy(policy, policy);
-  if (first && !isVisible()) {
-    resize(width(), kFirstPageHeight);
-  } else if (!first && height() < fullHeight_) {
-    resize(width(), std::min(fullHeight_, screen()->availableSize().height() - kTitleBar));
-  }
+  const int wanted = first ? kFirstPageHeight : std::max(height(), fullHeight_);
+  resize(width(), std::min(wanted, screen()->availableSize().height() - kTitleBar));
 }
 
 }  // namespace korvane::categories
