@@ -2,6 +2,7 @@
 // installation, which begins with the starter categories, and for scripts.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -36,6 +37,8 @@ constexpr std::string_view kUsage =
     "Without an option a store that has categories is left alone. The file is by default the one of the\n"
     "starter categories, which grade the standard notifications. The store is the data source \"dvldb\".\n"
     "Exit status: 0 done, or nothing was to be done; 1 it failed, and nothing was changed; 2 wrong call.\n";
+
+constexpr std::string_view kHasSome = "The store has its categories already; nothing was changed.\n";
 
 enum class Task { Begin, Add, Replace, Check, Export };
 
@@ -77,16 +80,25 @@ std::vector<categories::OfferedCategory> Reading(const std::string& file, const 
 void Store(store::Connection& connection, const Call& call) {
   std::vector<categories::OfferedCategory> offered =
       Reading(call.File, [&] { return categories::CategoriesOfFile(call.File, connection); });
-  if (call.What == Task::Begin && !categories::CategoriesOfStore(connection).empty()) {
-    fmt::print("The store has categories already; nothing was changed.\n");
+  const auto hasSome = [&] {
+    return call.What == Task::Begin && !categories::CategoriesOfStore(connection).empty();
+  };
+  for (categories::OfferedCategory& each : offered) {
+    each.Chosen = each.Chosen || call.What == Task::Replace;
+  }
+  if (hasSome() || std::ranges::none_of(offered, &categories::OfferedCategory::Chosen)) {
+    fmt::print("{}", kHasSome);
     return;
   }
-  if (call.What == Task::Replace) {
-    for (categories::OfferedCategory& each : offered) {
-      each.Chosen = true;
+  try {
+    categories::StoreChosen(offered, connection);
+  } catch (const store::DatabaseError&) {
+    if (!hasSome()) {
+      throw;
     }
+    fmt::print("{}", kHasSome);  // by another one that was started at the same time
+    return;
   }
-  categories::StoreChosen(offered, connection);
   fmt::print("Stored {}.\n", CountsText(offered, true));
 }
 
