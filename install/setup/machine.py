@@ -7,6 +7,7 @@ import os
 import pathlib
 import pwd
 import shutil
+import signal
 import subprocess
 import sys
 
@@ -85,18 +86,26 @@ class Machine:
 
     def run(self, *command, account=None, text=None, timeout=None, **variables):
         """What the command printed.  Its own words are the reason when it fails."""
+        name = pathlib.Path(str(command[0])).name
         try:
-            done = subprocess.run([str(word) for word in command], input=text, capture_output=True, text=True,
-                                  check=False, cwd="/", timeout=timeout, env=self.environment(**variables),
-                                  stdin=subprocess.DEVNULL if text is None else None, **identity(account))
+            started = subprocess.Popen([str(word) for word in command], text=True, cwd="/", start_new_session=True,
+                                       stdin=subprocess.DEVNULL if text is None else subprocess.PIPE,
+                                       stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                       env=self.environment(**variables), **identity(account))
         except FileNotFoundError:
-            raise Refused(f"the program {command[0]} is not installed") from None
-        except subprocess.TimeoutExpired:
-            raise Refused(f"{pathlib.Path(str(command[0])).name} gave no answer in {timeout:g} seconds") from None
-        if done.returncode:
-            words = (done.stderr.strip() or done.stdout.strip() or f"status {done.returncode}")
-            raise Refused(f"{pathlib.Path(str(command[0])).name} failed:\n{words}")
-        return done.stdout
+            raise Refused(f"the program {name} is not installed") from None
+        try:
+            said, complained = started.communicate(text, timeout)
+        except BaseException as reason:  # what it started ends with it
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(started.pid, signal.SIGKILL)
+            started.communicate()
+            if isinstance(reason, subprocess.TimeoutExpired):
+                raise Refused(f"{name} gave no answer in {timeout:g} seconds") from None
+            raise
+        if started.returncode:
+            raise Refused(f"{name} failed:\n{complained.strip() or said.strip() or f'status {started.returncode}'}")
+        return said
 
     def tries(self, *command):
         try:

@@ -36,7 +36,9 @@ class Present:
 
     def __init__(self, machine):
         self.own = datasource.own_text(machine.data_source)
-        self.text = self.own if self.own is not None else datasource.machine_text(machine.old_data_source)
+        in_own = self.own is not None and datasource.NAME in datasource.sections(self.own)
+        self.text = self.own if in_own else datasource.machine_text(machine.old_data_source)
+        self.file = machine.data_source if in_own else machine.old_data_source
         self.values = datasource.values(self.text) if self.text else {}
         self.engine = engine_of(self.values.get("driver", ""))
 
@@ -85,6 +87,9 @@ class Wanted:
                  "database": chosen("database", "dvldb"), "user": chosen("user", "dvl")}
         local = place["host"] in LOCAL_HOSTS
         place["tls"] = chosen("tls", "prefer" if local else "require")
+        place["tls_ca"] = chosen("tls_ca", "")
+        if place["tls_ca"] and (self.engine != "mariadb" or not os.path.isabs(place["tls_ca"])):
+            raise Refused("--tls-ca is for MariaDB and names a file by its whole path")
         usual_peer = ("127.0.0.1" if place["host"] == "127.0.0.1" else "localhost") if local else "%"
         place["allow_from"] = options.allow_from or usual_peer
         for what, pattern in (("host", HOST), ("database", NAME), ("user", NAME), ("allow_from", PEER)):
@@ -136,12 +141,7 @@ class SetUp:
         if self.options.start and not self.machine.service_manager():
             raise Refused("no service manager runs here: leave --start out, and start kvreceiver by other means")
         if getattr(self.store, "administrator", None) is not None:
-            try:
-                self.store.as_administrator("SELECT 1;")
-            except Refused as error:
-                local = self.store.administrator == ""
-                hint = f"\nNo server on this machine? sudo apt install {self.store.server_package}" if local else ""
-                raise Refused(f"{error}{hint}") from None
+            self.store.look_at_server()
         if self.receiver_here:
             self.machine.program("kvreceiver")
             self.look_at_ports()
@@ -311,14 +311,13 @@ def upgrade(machine, steps):
     steps.take("Load the names of standard traps", lambda: store.load_names(steps))
     if machine.service_runs():
         steps.take("Restart the receiver", lambda: machine.run("systemctl", "restart", SERVICE))
-    print("Consoles that are open must be started again.")
+    steps.tell("Consoles that are open must be started again.")
 
 
 def check(machine, steps):
     present = Present(machine)
     store = store_of(machine, present)
-    source = machine.data_source if present.own is not None else machine.old_data_source
-    print(f"The data source is in {source}, the trap store in {store.place()}.")
+    print(f"The data source is in {present.file}, the trap store in {store.place()}.")
     state = store.state()
     if state != "current":
         hint = ": korvane-setup --upgrade" if state == "older" else ""
@@ -356,8 +355,9 @@ class Questions:
             self.fill_server(options, present)
         invited = os.environ.get("SUDO_USER", "")
         usual = invited if invited not in ("", "root") and not present.engine else ""
-        options.operator += self.ask("Operators to admit, by user name (- for none)", usual or "-").replace("-", " ").split() \
-            if not options.operator else []
+        if not options.operator:
+            named = self.ask("Operators to admit, by user name (- for none)", usual or "-").split()
+            options.operator = [name for name in named if name != "-"]
         for user in options.operator:
             if account_exists(user) and administrators() not in groups_of(user):
                 options.make_administrators |= self.agreed(

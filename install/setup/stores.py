@@ -117,7 +117,7 @@ class Server(Store):
         self.host, self.database, self.user = place["host"], place["database"], place["user"]
         self.port = int(place["port"] or self.port)
         self.password, self.password_known = place["password"], place["password"] is not None
-        self.tls = place["tls"]
+        self.tls, self.tls_ca = place["tls"], place.get("tls_ca", "")
         if self.password is None:
             self.password = secrets.token_urlsafe(24)
         self.administrator, self.administrator_password = administrator, administrator_password
@@ -141,6 +141,19 @@ class Server(Store):
             return self.client(self.local_options(), self.system_database, statements, account=self.local_account)
         return self.client(self.options(self.administrator), self.system_database, statements,
                            **self.secret(self.administrator_password))
+
+    def look_at_server(self):
+        """Whether its administrator's word is taken; on this machine without a password."""
+        try:
+            port = self.as_administrator(self.port_asked).strip()
+        except Refused as error:
+            answers = "denied" in str(error).lower() or "authentication" in str(error).lower()
+            local = self.administrator == "" and not answers
+            hint = f"\nNo server on this machine? sudo apt install {self.server_package}" if local else ""
+            raise Refused(f"{error}{hint}") from None
+        if self.administrator == "" and port != str(self.port):
+            raise Refused(f"the server of this machine answers on port {port}. For the one on port {self.port} name who "
+                          "may make user and database there: --admin-user")
 
     def make_place(self, steps):
         if self.administrator is None:
@@ -172,6 +185,7 @@ class PostgreSql(Server):
     names = {"host": "Servername", "port": "Port", "database": "Database", "user": "UserName", "password": "Password",
              "tls": "SSLmode"}
     system_database, local_account = "postgres", "postgres"
+    port_asked = "SHOW port;"
 
     def options(self, user):
         return ["-w", "-h", self.host, "-p", str(self.port), "-U", user]
@@ -214,22 +228,25 @@ class MariaDb(Server):
     needs = (("mariadb", "mariadb-client"),)
     driver, driver_package, server_package = "MariaDB Unicode", "odbc-mariadb", "mariadb-server"
     names = {"host": "SERVER", "port": "PORT", "database": "DATABASE", "user": "UID", "password": "PWD",
-             "tls": "FORCETLS"}
+             "tls": "SSLVERIFY", "tls_ca": "SSLCA"}
     system_database = "information_schema"
+    port_asked = "SELECT @@port;"
 
     def options(self, user):
-        encryption = ["--ssl"] if self.tls == "require" else []
+        encryption = ["--ssl-verify-server-cert"] if self.tls == "require" else []
+        encryption += [f"--ssl-ca={self.tls_ca}"] if self.tls_ca else []
         return ["--protocol=tcp", f"--host={self.host}", f"--port={self.port}", f"--user={user}",
                 "--connect-timeout=5", *encryption]
 
     def local_options(self):
-        return ["--protocol=socket", f"--port={self.port}"]
+        return ["--protocol=socket"]  # with a port this client would go by the network
 
     def secret(self, password):
         return {"MYSQL_PWD": password} if password else {}
 
     def encryption(self):
-        return {"FORCETLS": "1" if self.tls == "require" else ""}
+        """Nothing less makes this driver refuse a connection in plain text (3.1.15; it passes over FORCETLS)."""
+        return {"SSLVERIFY": "1" if self.tls == "require" else "", "SSLCA": self.tls_ca}
 
     def client(self, options, database, statements, **how):
         return self.machine.run("mariadb", *options, "--default-character-set=utf8mb4", "-N", "-B", database,
