@@ -107,9 +107,9 @@ class Machine:
             raise Refused(f"{name} failed:\n{complained.strip() or said.strip() or f'status {started.returncode}'}")
         return said
 
-    def tries(self, *command):
+    def tries(self, *command, account=None):
         try:
-            self.run(*command)
+            self.run(*command, account=account)
         except Refused:
             return False
         return True

@@ -14,6 +14,8 @@ from .stores import ENGINES, LOCAL_HOSTS, Embedded, engine_of
 NAME = re.compile(r"[A-Za-z_][A-Za-z0-9_-]{0,62}")
 HOST = re.compile(r"[A-Za-z0-9][A-Za-z0-9.:_-]{0,252}|::1")
 PEER = re.compile(r"[A-Za-z0-9.:%_/-]{1,255}")
+AT_SERVER = ("host", "port", "database", "user", "password_file", "admin_user", "admin_password_file", "allow_from",
+             "tls", "tls_ca")
 SHIPPED_LISTEN = "udp:162,udp6:162"
 
 
@@ -72,6 +74,8 @@ class Wanted:
         if self.engine == Embedded.engine:
             if options.console_only:
                 raise Refused("a console on a machine of its own needs a store at a server")
+            if any(getattr(options, name) for name in AT_SERVER):
+                raise Refused("the trap store of this machine is embedded: name the server's kind, --postgresql or --mariadb")
             self.store = Embedded(machine, present.values.get("database") if self.same_engine else None)
         else:
             self.store = self.server(machine, options, present)
@@ -145,6 +149,12 @@ class SetUp:
         if self.receiver_here:
             self.machine.program("kvreceiver")
             self.look_at_ports()
+
+    def is_older(self):
+        try:
+            return self.wanted.same_engine and self.store.state() == "older"
+        except Refused:  # it is not there, or does not answer: the steps will say
+            return False
 
     def look_at_ports(self):
         listen = self.options.listen or (
@@ -387,6 +397,8 @@ def set_up(machine, options, steps):
         Questions().fill(options, Present(machine))
     work = SetUp(machine, options, steps)
     work.look_first()
+    if asks and work.is_older() and Questions().agreed("The trap store is of an earlier release. Bring it up to date?"):
+        upgrade(machine, steps)
     if asks and not options.dry_run and not options.yes:
         planned = SetUp(machine, options, type(steps)(True))
         print("This is going to happen:")

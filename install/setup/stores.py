@@ -100,6 +100,12 @@ class Embedded(Store):
         return self.machine.run("sqlite3", "-batch", "-bail", "-init", "/dev/null", "-cmd", ".timeout 10000",
                                 str(self.traps if traps else self.main), text=statements, account=self.account)
 
+    def make_tables(self, steps):
+        made = super().make_tables(steps)
+        if not made:  # operators must be able to write what is there
+            self.machine.tries("chmod", "0660", "--", self.main, self.traps, account=self.account)
+        return made
+
     def remove_tables(self):
         files = [f"{file}{ending}" for file in (self.main, self.traps) for ending in ("", "-wal", "-shm")]
         self.machine.run("rm", "-f", "--", *files, account=self.account)
