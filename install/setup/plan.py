@@ -75,7 +75,8 @@ class Wanted:
             if options.console_only:
                 raise Refused("a console on a machine of its own needs a store at a server")
             if any(getattr(options, name) for name in AT_SERVER):
-                raise Refused("the trap store of this machine is embedded: name the server's kind, --postgresql or --mariadb")
+                raise Refused("the trap store of this machine is embedded: say of which kind the server is, "
+                              "--postgresql or --mariadb")
             self.store = Embedded(machine, present.values.get("database") if self.same_engine else None)
         else:
             self.store = self.server(machine, options, present)
@@ -289,8 +290,11 @@ class SetUp:
             self.steps.take("Start the receiver, now and at every boot", self.start)
 
     def restart(self):
-        self.steps.undo.insert(0, ("Restarting the receiver", lambda: self.machine.run("systemctl", "restart", SERVICE)))
-        self.machine.run("systemctl", "restart", SERVICE)
+        def action():
+            self.machine.run("systemctl", "restart", SERVICE)
+
+        self.steps.undo.insert(0, ("Restarting the receiver", action))  # with what was written back before
+        action()
 
     def start(self):
         self.steps.when_undone("Stopping the receiver",

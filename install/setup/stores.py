@@ -61,7 +61,8 @@ class Store:
         if before == "newer":
             raise Refused(f"{self.place()} was brought up to date for a later release of this program")
         if before == "older":
-            raise Refused(f"{self.place()} is of an earlier release. Bring it up to date first: korvane-setup --upgrade")
+            raise Refused(f"{self.place()} is of an earlier release. Bring it up to date first: "
+                          "korvane-setup --upgrade")
         if before == "current":
             steps.tell("It is there already and stays as it is.")
             return False
@@ -158,8 +159,8 @@ class Server(Store):
             hint = f"\nNo server on this machine? sudo apt install {self.server_package}" if local else ""
             raise Refused(f"{error}{hint}") from None
         if self.administrator == "" and port != str(self.port):
-            raise Refused(f"the server of this machine answers on port {port}. For the one on port {self.port} name who "
-                          "may make user and database there: --admin-user")
+            raise Refused(f"the server of this machine answers on port {port}. For the one on port {self.port} name "
+                          "who may make user and database there: --admin-user")
 
     def make_place(self, steps):
         if self.administrator is None:

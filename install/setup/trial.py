@@ -162,12 +162,12 @@ def send_and_find(machine, store, listen):
     condition = f"FROM EventTrap WHERE EventTime > {int(time.time()) - 3600} AND EventDescription LIKE '%{mark}%'"
     while not (found := store.ask(f"SELECT SequenceNumber {condition};", traps=True).strip()):
         if time.monotonic() > begun + STORE_SECONDS:
-            raise Refused(f"a trap sent to {target[0]}, port {port}, was not in the store after {STORE_SECONDS} seconds. "
-                          f"The receiver's words: journalctl -u {SERVICE}; who listens there: "
+            raise Refused(f"a trap sent to {target[0]}, port {port}, was not in the store after {STORE_SECONDS} "
+                          f"seconds. The receiver's words: journalctl -u {SERVICE}; who listens there: "
                           f"sudo ss -ulpn sport = :{port}")
         time.sleep(0.05)
     took = time.monotonic() - begun
-    store.ask(f"DELETE FROM EventTrap WHERE SequenceNumber = {int(found)};", traps=True)
+    store.ask(f"DELETE FROM EventTrap WHERE SequenceNumber IN ({', '.join(found.split())});", traps=True)
     return took
 
 
