@@ -299,7 +299,7 @@ class SettingUp(InFolder):
         before = self.files()
         self.set_up(1, *options[2:], "--listen", "udp:127.0.0.1:16299", programs=self.broken, words="no spool")
         self.assertEqual(self.files(), before)
-        self.set_up(0, words="has categories")
+        self.set_up(0, words="categories already")
         self.assertEqual((self.files(), ask(counts)), (before, [str(names), "1"]))
         self.set_up(0, "--check", words="taken out again")
 
