@@ -1,15 +1,14 @@
 # What makes a fault in a released program a crash instead of a way in.  The receiver takes packets of anybody, and
 # the console shows what they hold.  tests/install/check_hardening looks at the finished programs.
 #
-# Not in debug builds: fortified calls need the optimiser, and sanitizers look at the same calls themselves.
+# Only in released builds: fortified calls need the optimiser, and sanitizers look at the same calls themselves.
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)  # links position-independent programs as such
 
-string(TOUPPER "${CMAKE_BUILD_TYPE}" build_type)
-set(KORVANE_HARDENED ON)
-if(build_type STREQUAL "DEBUG" OR KORVANE_SANITIZE)
-  set(KORVANE_HARDENED OFF)
+set(KORVANE_HARDENED OFF)
+if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT KORVANE_SANITIZE)
+  set(KORVANE_HARDENED ON)
 endif()
 
 if(KORVANE_HARDENED)
