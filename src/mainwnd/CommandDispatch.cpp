@@ -14,8 +14,6 @@ bool Accepts(ActiveWindow needed, std::string_view formName) {
       return formName == kTrapsFormName;
     case ActiveWindow::TrapsOrReport:
       return formName == kTrapsFormName || formName == kReportFormName;
-    case ActiveWindow::Report:
-      return formName == kReportFormName;
   }
   return false;
 }

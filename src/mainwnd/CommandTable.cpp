@@ -107,6 +107,7 @@ constexpr auto kCommands = std::to_array<Command>({
 
     {.Name = "mnufrmTrapsPopUpMenuTrapDetails",
      .Caption = "Trap Details",
+     .AccessKey = "T",
      .Do = TrapDetails,
      .Icon = "Trap Details",
      .Needs = ActiveWindow::TrapsOrReport,
@@ -114,12 +115,14 @@ constexpr auto kCommands = std::to_array<Command>({
      .WrongKind = kDetailsWrongKind},
     {.Name = "mnufrmTrapsPopUpMenuAcknowledge",
      .Caption = "Clear / Acknowledge Trap(s)",
+     .AccessKey = "A",
      .Do = AcknowledgeTraps,
      .Needs = ActiveWindow::Traps,
      .NoWindow = kNothingToAcknowledge,
      .WrongKind = kAcknowledgeWrongKind},
     {.Name = "mnufrmTrapsPopUpMenuWindowProperties",
      .Caption = "Window Properties",
+     .AccessKey = "W",
      .Do = WindowProperties,
      .Needs = ActiveWindow::TrapsOrReport,
      .NoWindow = kNoProperties,
@@ -130,19 +133,27 @@ constexpr auto kCommands = std::to_array<Command>({
      .Caption = "Clear / Acknowledge Trap(s)",
      .Do = AcknowledgeSystem},
 
-    {.Name = "mnufrmReportPopUpMenuFind",
-     .Caption = "Find...",
+    // Their keys are the windows' own.
+    {.Name = "mnufrmTrapsPopUpMenuFind",
+     .Caption = "&Find...",
      .Do = FindTraps,
-     .Needs = ActiveWindow::Report},
-    {.Name = "mnufrmReportPopUpMenuCopy", .Caption = "Copy", .Do = CopyTraps, .Needs = ActiveWindow::Report},
-    {.Name = "mnufrmReportPopUpMenuSelectAll",
-     .Caption = "Select All",
+     .Shortcuts = "Ctrl+F",
+     .Needs = ActiveWindow::TrapsOrReport},
+    {.Name = "mnufrmTrapsPopUpMenuCopy",
+     .Caption = "&Copy",
+     .Do = CopyTraps,
+     .Shortcuts = "Ctrl+C",
+     .Needs = ActiveWindow::TrapsOrReport},
+    {.Name = "mnufrmTrapsPopUpMenuSelectAll",
+     .Caption = "&Select All",
      .Do = SelectAllTraps,
-     .Needs = ActiveWindow::Report},
-    {.Name = "mnufrmReportPopUpMenuExport",
-     .Caption = "Export to CSV...",
+     .Shortcuts = "Ctrl+A",
+     .Needs = ActiveWindow::TrapsOrReport},
+    {.Name = "mnufrmTrapsPopUpMenuExport",
+     .Caption = "&Export to CSV...",
      .Do = ExportTraps,
-     .Needs = ActiveWindow::Report},
+     .Shortcuts = "Ctrl+E",
+     .Needs = ActiveWindow::TrapsOrReport},
 
     {.Name = "tbTrapDetails",
      .Caption = "Trap Details",
@@ -175,10 +186,12 @@ constexpr std::string_view kHelp[] = {"mnuHelpContents", "mnuHelpSupport", kBar,
 
 constexpr std::string_view kTrapsPopUpItems[] = {"mnufrmTrapsPopUpMenuTrapDetails",
                                                  "mnufrmTrapsPopUpMenuAcknowledge",
-                                                 "mnufrmTrapsPopUpMenuWindowProperties"};
-constexpr std::string_view kReportItems[] = {"mnufrmReportPopUpMenuFind", "mnufrmReportPopUpMenuCopy",
-                                             "mnufrmReportPopUpMenuSelectAll", kBar,
-                                             "mnufrmReportPopUpMenuExport"};
+                                                 "mnufrmTrapsPopUpMenuWindowProperties",
+                                                 kBar,
+                                                 "mnufrmTrapsPopUpMenuFind",
+                                                 "mnufrmTrapsPopUpMenuCopy",
+                                                 "mnufrmTrapsPopUpMenuSelectAll",
+                                                 "mnufrmTrapsPopUpMenuExport"};
 constexpr std::string_view kSystemsPopUpItems[] = {"mnufrmDevicesPopUpMenuViewTraps",
                                                    "mnufrmDevicesPopUpMenuAcknowledge"};
 
@@ -186,9 +199,7 @@ constexpr Menu kMenuBar[] = {{"mnuFile", "&File", kFile},          {"mnuEdit", "
                              {"mnuView", "&View", kView},          {"mnuOptions", "&Options", kOptions},
                              {"mnuReports", "&Reports", kReports}, {"mnuTools", "&Tools", kTools},
                              {"mnuWindow", "&Window", kWindow},    {"mnuHelp", "&Help", kHelp}};
-constexpr Menu kPopUpMenus[] = {{kTrapsPopUp, {}, kTrapsPopUpItems},
-                                {kReportPopUpItems, {}, kReportItems},
-                                {kSystemsPopUp, {}, kSystemsPopUpItems}};
+constexpr Menu kPopUpMenus[] = {{kTrapsPopUp, {}, kTrapsPopUpItems}, {kSystemsPopUp, {}, kSystemsPopUpItems}};
 
 constexpr std::string_view kToolbar[] = {"tbTrapDetails", "tbTrapCategories", "tbAlerts",
                                          "tbFilters",     "tbReport",         "tbHelp"};

@@ -115,6 +115,7 @@ void FrameDialogs::Changed(const store::Change& change) {
   switch (change.Kind) {
     case ChangeKind::Acknowledged:
     case ChangeKind::Unacknowledged:
+    case ChangeKind::Purged:
       if (auto* dialog = frame_.findChild<traps::frmTrapDetail*>()) {
         dialog->ApplyChange(change);
       }
@@ -126,7 +127,6 @@ void FrameDialogs::Changed(const store::Change& change) {
     case ChangeKind::Alerts:
       return tell(&alerts::frmAlerts::Reload);
     case ChangeKind::Notes:
-    case ChangeKind::Purged:
     case ChangeKind::TrapNames:
     case ChangeKind::Unknown:
       return;

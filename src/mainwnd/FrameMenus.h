@@ -28,7 +28,7 @@ class FrameMenus {
 
  private:
   QMenu* MakeMenu(const Menu& menu);
-  void MakeReportPopUp();
+  void ShowKeys(const Menu& popUp);
   QAction* MakeItem(const Command& command, QObject* owner);
   QIcon Picture(std::string_view key);
 

@@ -21,6 +21,7 @@
 #include "store/FailureWords.h"
 #include "systems/SystemAcknowledge.h"
 #include "systems/frmDevices.h"
+#include "traps/ListTools.h"
 #include "traps/frmTrapDetail.h"
 #include "traps/frmTraps.h"
 #include "ui_frmMain.h"
@@ -170,13 +171,13 @@ void frmMain::Run(Action action) {
       return dialogs_->ShowHelp(
           "Unable to display Help Contents. There is no Help associated with this project.");
     case Action::FindTraps:
-      return ActiveReport()->ShowFindBar();
+      return ActiveList()->Tools().Find();
     case Action::CopyTraps:
-      return ActiveReport()->CopySelection();
+      return ActiveList()->Tools().Copy();
     case Action::SelectAllTraps:
-      return ActiveReport()->SelectAllTraps();
+      return ActiveList()->Tools().SelectAll();
     case Action::ExportTraps:
-      return ActiveReport()->ExportToCsv();
+      return ActiveList()->Tools().Export();
     case Action::Alerts:
       return dialogs_->EditAlerts();
     case Action::Configuration:
@@ -280,11 +281,6 @@ traps::frmTraps* frmMain::ActiveTraps() const {
   return active == nullptr ? nullptr : qobject_cast<traps::frmTraps*>(active->widget());
 }
 
-reports::frmReport* frmMain::ActiveReport() const {
-  const ChildWindow* active = ui_->mdiChildren->Active();
-  return active == nullptr ? nullptr : qobject_cast<reports::frmReport*>(active->widget());
-}
-
 traps::TrapListWindow* frmMain::ActiveList() const {
   const ChildWindow* active = ui_->mdiChildren->Active();
   return active == nullptr ? nullptr : dynamic_cast<traps::TrapListWindow*>(active->widget());
@@ -313,7 +309,7 @@ void frmMain::AskForReport() {
   }
   auto* report = new reports::frmReport(services_.Reports, *this, *std::move(parameters));
   connect(report, &reports::frmReport::ContextMenuRequested, this,
-          [this](const QPoint& position) { ShowPopUp(kReportPopUpItems, position); });
+          [this](const QPoint& position) { ShowPopUp(kTrapsPopUp, position); });
   ui_->mdiChildren->Add(report, *report)->BringUp();
   report->Reset();
 }

@@ -87,7 +87,6 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
 
   void Run(Action action);
   traps::frmTraps* ActiveTraps() const;
-  reports::frmReport* ActiveReport() const;
   traps::TrapListWindow* ActiveList() const;  // either of them
   std::vector<traps::frmTraps*> AllTraps() const;
   traps::frmTraps* OpenTraps(traps::WindowKind kind, params::WindowParameters parameters,

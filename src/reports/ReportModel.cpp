@@ -185,15 +185,15 @@ traplist::WhyEmpty ReportModel::Emptiness() const {
   return anyHidden_ ? WhyEmpty::Hidden : read_ > 0 ? WhyEmpty::NotSelected : WhyEmpty::NoTraps;
 }
 
-std::string ReportModel::TotalTrapsText() const {
-  return fmt::format("Total Traps In Window: {} ", rows_.Count());
+std::string ReportModel::TotalTrapsText(NumberText number) const {
+  return fmt::format("Total Traps In Window: {} ", number(static_cast<std::int64_t>(rows_.Count())));
 }
 
-std::string ReportModel::Notice() const {
-  const std::size_t count = rows_.Count();
+std::string ReportModel::Notice(NumberText number) const {
+  const auto count = static_cast<std::int64_t>(rows_.Count());
   std::string held = "none of the traps";
   if (count > 0) {
-    held = count == 1 ? "the first trap" : fmt::format("the first {} traps", count);
+    held = count == 1 ? "the first trap" : fmt::format("the first {} traps", number(count));
   }
   switch (state_) {
     case ReportState::Stopped:

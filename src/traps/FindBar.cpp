@@ -5,6 +5,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QShortcut>
 #include <QTableView>
 #include <QToolButton>
@@ -221,7 +222,8 @@ QString FindBar::CountText() const {
   if (!finder_.HasText()) {
     return {};
   }
-  const QString hits = QString::number(finder_.Hits());
+  const QLocale locale;
+  const QString hits = locale.toString(static_cast<qulonglong>(finder_.Hits()));
   if (looking_) {
     return tr("Searching… %1").arg(hits);
   }
@@ -232,7 +234,7 @@ QString FindBar::CountText() const {
   const std::size_t number =
       selected ? finder_.NumberOf(table_.Shown(), static_cast<std::size_t>(*selected)) : 0;
   if (number > 0) {
-    return tr("%1 of %2").arg(QString::number(number), hits);
+    return tr("%1 of %2").arg(locale.toString(static_cast<qulonglong>(number)), hits);
   }
   return finder_.Hits() == 1 ? tr("1 trap found") : tr("%1 traps found").arg(hits);
 }

@@ -15,6 +15,8 @@ namespace korvane::traps {
 namespace {
 
 constexpr const char* kNotAcknowledged = "No";
+constexpr const char* kByNobodyKnown = "Yes";
+constexpr const char* kNotStored = "No longer in the store";
 constexpr std::string_view kBetweenTexts = "----------";
 
 // The first line, without its end; the text goes on behind it.
@@ -42,7 +44,7 @@ std::string_view BehindCommonLines(std::string_view text, std::string_view other
 
 std::string AcknowledgedText(const std::optional<store::ChangeStamp>& by, std::int32_t timeZoneBias) {
   const std::string known = by ? store::WhoAndWhenText(*by, timeZoneBias) : std::string();
-  return known.empty() ? "Yes" : fmt::format("By {}", known);
+  return known.empty() ? kByNobodyKnown : fmt::format("By {}", known);
 }
 
 std::string AcknowledgedText(const traplist::ShownTraps& list, const store::IncomingTrap& trap) {
@@ -69,6 +71,7 @@ TrapDetail DetailOf(const traplist::ShownTraps& list, std::size_t position) {
           .EventTime = trap.EventTime,
           .SeverityCode = trap.Severity,
           .StoredSource = std::string(trap.Source),
+          .SystemName = std::string(trap.SystemName),
           .DateTime = store::FormatDateTime(store::EventTimeToLocal(trap.EventTime, list.TimeZoneBias)),
           .Source = std::string(list.SourceText(trap)),
           .IPAddress = std::string(trap.SystemAddress),
@@ -77,6 +80,7 @@ TrapDetail DetailOf(const traplist::ShownTraps& list, std::size_t position) {
           .Generic = std::string(store::GenericTrapName(trap.GenericTrap)),
           .TrapID = fmt::format("{} ({})", trap.TrapName(), trap.SpecificTrap),
           .IsAcknowledged = trap.EventAck != 0,
+          .IsGone = false,
           .Acknowledged = AcknowledgedText(list, trap),
           .VarBinds = std::string(trap.VarBinds),
           .MoreInformation = std::string(trap.FurtherDescription()),
@@ -84,12 +88,13 @@ TrapDetail DetailOf(const traplist::ShownTraps& list, std::size_t position) {
 }
 
 TrapDetailForm::TrapDetailForm(store::Connection& connection, intake::ViewWindows& windows, Prompts& prompts,
-                               Unedited unedited, AskChoice askChoice)
+                               Unedited unedited, AskChoice askChoice, AcknowledgeTrap acknowledge)
     : connection_(connection),
       windows_(windows),
       prompts_(prompts),
       unedited_(std::move(unedited)),
-      askChoice_(std::move(askChoice)) {}
+      askChoice_(std::move(askChoice)),
+      acknowledge_(std::move(acknowledge)) {}
 
 void TrapDetailForm::Show(const traplist::ShownTraps& list, std::size_t position) {
   shown_ = {.Trap = DetailOf(list, position), .Place = FollowedTrap(list, position)};
@@ -155,11 +160,21 @@ std::string TrapDetailForm::NotesNews(std::int32_t timeZoneBias) const {
 }
 
 bool TrapDetailForm::ApplyChange(const store::Change& change, std::int32_t timeZoneBias) {
+  using store::ChangeKind;
   TrapDetail& trap = shown_.Trap;
-  const bool acknowledged = change.Kind == store::ChangeKind::Acknowledged;
-  if ((!acknowledged && change.Kind != store::ChangeKind::Unacknowledged) ||
-      trap.IsAcknowledged == acknowledged ||
-      !change.Traps.Contains(trap.SequenceNumber, trap.StoredSource, trap.EventTime)) {
+  const bool acknowledged = change.Kind == ChangeKind::Acknowledged;
+  const bool known =
+      acknowledged || change.Kind == ChangeKind::Unacknowledged || change.Kind == ChangeKind::Purged;
+  if (!known || !change.Traps.Contains(trap.SequenceNumber, trap.StoredSource, trap.EventTime)) {
+    return false;
+  }
+  if (change.Kind == ChangeKind::Purged) {
+    trap.IsGone = true;
+    trap.Acknowledged = kNotStored;
+    return true;
+  }
+  // That it is acknowledged may be known before it is known who did it.
+  if (trap.IsAcknowledged == acknowledged && trap.Acknowledged != kByNobodyKnown) {
     return false;
   }
   trap.IsAcknowledged = acknowledged;
@@ -184,7 +199,7 @@ std::optional<NotesChoice> TrapDetailForm::Choose(const Draft& draft, const std:
   return choice;
 }
 
-TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, const Draft& draft,
+TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, Draft& draft,
                                            std::optional<store::DatabaseError>& refusal) {
   std::string seen = draft.Of.Trap.StoredNotes;
   std::string text = draft.Text;
@@ -194,6 +209,7 @@ TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, const Dr
       if (result.Outcome != store::NotesOutcome::ChangedMeanwhile) {
         if (result.Outcome == store::NotesOutcome::Written) {
           windows_.NotesSaved(sequenceNumber, text);
+          draft.Of.Trap.StoredNotes = std::move(text);
         }
         return Saved::Yes;
       }
@@ -215,14 +231,21 @@ TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, const Dr
 }
 
 bool TrapDetailForm::Ok(const traplist::ShownTraps& list) {
+  return SaveDrafts(drafts_.begin(), drafts_.end(), list);
+}
+
+bool TrapDetailForm::SaveDrafts(Drafts::iterator at, Drafts::iterator end, const traplist::ShownTraps& list) {
   inOk_ = asking_ = true;
   std::optional<store::DatabaseError> refusal;
   std::optional<Viewed> left;
   // One trap's notes that are not written must not keep the others from it.
-  for (auto at = drafts_.begin(); at != drafts_.end();) {
+  while (at != end) {
     std::optional<store::DatabaseError> refused;
     const Saved saved = Save(at->first, at->second, refused);
     if (saved == Saved::Yes) {
+      if (at->first == shown_.Trap.SequenceNumber) {
+        shown_.Trap.StoredNotes = at->second.Of.Trap.StoredNotes;
+      }
       news_.erase(at->first);
       at = drafts_.erase(at);
       continue;
@@ -237,12 +260,38 @@ bool TrapDetailForm::Ok(const traplist::ShownTraps& list) {
   if (!left) {
     return true;
   }
-  shown_ = *std::move(left);
+  if (left->Trap.SequenceNumber != shown_.Trap.SequenceNumber) {
+    shown_ = *std::move(left);
+  }
   shown_.Place.ListChanged(list);
   if (refusal) {
     store::ShowFailure(prompts_, "The notes were not saved.", *refusal, store::Attempt::OneOfSeveral);
   }
   return false;
+}
+
+bool TrapDetailForm::Acknowledge(const traplist::ShownTraps& list) {
+  if (!MayAcknowledge()) {
+    return false;
+  }
+  const auto [draft, behind] = drafts_.equal_range(shown_.Trap.SequenceNumber);
+  if (!SaveDrafts(draft, behind, list)) {
+    return false;
+  }
+  TrapDetail& trap = shown_.Trap;
+  if (!MayAcknowledge()) {
+    return trap.IsAcknowledged;  // others did so while the operator was asked
+  }
+  const AcknowledgeOutcome outcome = acknowledge_(trap.SequenceNumber, trap.SystemName);
+  if (outcome == AcknowledgeOutcome::Gone) {
+    trap.IsGone = true;
+    trap.Acknowledged = kNotStored;
+  } else if (outcome == AcknowledgeOutcome::Done && !trap.IsAcknowledged) {
+    // Somebody else was first; who that was comes a moment later.
+    trap.IsAcknowledged = true;
+    trap.Acknowledged = kByNobodyKnown;
+  }
+  return outcome == AcknowledgeOutcome::Done;
 }
 
 }  // namespace korvane::traps

@@ -125,14 +125,21 @@ QString TrapsTableModel::FirstToolTip(const store::IncomingTrap& trap) const {
   return text;
 }
 
+// A system without a name goes by its address.
+QString TrapsTableModel::SourceToolTip(const store::IncomingTrap& trap) {
+  const QString name = ShownText(trap.SystemName);
+  const bool more = !trap.SystemAddress.empty() && trap.SystemAddress != trap.SystemName;
+  return PlainToolTip(
+      more ? QString(name % QLatin1String(" (") % ShownText(trap.SystemAddress) % QLatin1Char(')')) : name);
+}
+
 QString TrapsTableModel::ToolTip(std::size_t row, traplist::TrapColumn column) const {
   const store::IncomingTrap trap = rows_.At(row);
   switch (column) {
     case traplist::TrapColumn::DateTime:
       return PlainToolTip(FirstToolTip(trap));
     case traplist::TrapColumn::Source:
-      return PlainToolTip(ShownText(trap.SystemName) % QLatin1String(" (") % ShownText(trap.SystemAddress) %
-                          QLatin1Char(')'));
+      return SourceToolTip(trap);
     case traplist::TrapColumn::TrapName:
       return PlainToolTip(ShownText(trap.TrapName()) % QLatin1Char('\n') % ShownText(trap.EnterpriseName()) %
                           QLatin1String(" (") % ShownText(trap.EnterpriseOid) % QLatin1Char(')'));

@@ -94,6 +94,7 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public t
   std::string_view WholeText(std::size_t row, traplist::TrapColumn column, std::string& made) const;
   QString SpokenMarks(std::size_t row) const;
   QString FirstToolTip(const store::IncomingTrap& trap) const;
+  static QString SourceToolTip(const store::IncomingTrap& trap);
   QString ToolTip(std::size_t row, traplist::TrapColumn column) const;
 
   const traplist::TrapRows& rows_;

@@ -7,10 +7,13 @@
 #include "common/qt/ListHabits.h"
 #include "common/qt/NoticeBar.h"
 #include "common/qt/QtText.h"
+#include "common/qt/StatusText.h"
 #include "params/ParametersLists.h"
 #include "params/frmNewWindParams.h"
 #include "traplist/PrintedReport.h"
+#include "traps/Acknowledging.h"
 #include "traps/FindBar.h"
+#include "traps/ListTools.h"
 #include "traps/TrapsList.h"
 #include "traps/frmTrapDetail.h"
 #include "ui_frmTraps.h"
@@ -40,8 +43,8 @@ frmTraps::frmTraps(TrapsServices& services, intake::ViewWindows& windows, Window
                                       std::string(kTrapsWidthsSetting), EmptyText());
   notice_ = new NoticeBar(tr("Load Again"), this);
   ui_->rows->insertWidget(0, notice_);
-  ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1,
-                          new FindBar(*ui_->lvTraps, table_, *list_, this));
+  tools_ = std::make_unique<ListTools>(*ui_->lvTraps, table_, *list_, services.Desk, *this);
+  ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1, tools_->Bar());
   setFocusProxy(ui_->lvTraps);
   model_.UseListener(&table_);
 
@@ -100,10 +103,10 @@ void frmTraps::ShowState() {
 
 void frmTraps::ShowStatus() {
   const auto selected = list_->SelectedPosition();
-  maximumTraps_->setText(ToQString(model_.MaximumTrapsText()));
-  selectedTrap_->setText(
-      ToQString(TrapsModel::SelectedTrapText(selected ? static_cast<std::size_t>(*selected) + 1 : 0)));
-  totalTraps_->setText(ToQString(model_.TotalTrapsText()));
+  maximumTraps_->setText(ToQString(model_.MaximumTrapsText(GroupedNumber)));
+  selectedTrap_->setText(ToQString(
+      TrapsModel::SelectedTrapText(selected ? static_cast<std::size_t>(*selected) + 1 : 0, GroupedNumber)));
+  totalTraps_->setText(ToQString(model_.TotalTrapsText(GroupedNumber)));
   filters_->setText(ToQString(params::FiltersInForceText(services_.Filters.Filters().size())));
 }
 
@@ -124,9 +127,13 @@ bool frmTraps::HasTraps() {
 }
 
 void frmTraps::ShowTrapDetail() {
-  if (HasTraps()) {
-    ShowTrapDetailDialog(services_.Desk, services_.Connection, windows_, table_, *list_, this);
+  if (!HasTraps()) {
+    return;
   }
+  const auto acknowledge = [this](std::int32_t number, std::string_view ofSystem) {
+    return AcknowledgeOne(services_, number, ofSystem);
+  };
+  ShowTrapDetailDialog({services_.Desk, services_.Connection, windows_, acknowledge}, table_, *list_, this);
 }
 
 void frmTraps::Printable() {

@@ -13,6 +13,7 @@
 #include "store/EventTime.h"
 #include "traplist/TrapFinder.h"
 #include "traplist/TrapOrder.h"
+#include "traplist/VariableBindings.h"
 
 namespace korvane::traplist {
 namespace {
@@ -182,6 +183,28 @@ struct TrapList {
 };
 
 // Through everything that happens to a list, also between two steps of the finder.
+// Values hold what stands between bindings, texts are cut anywhere or no bindings at all.
+TEST(VariableBindingsTest, AreReadFromTheTextTheyWereStoredAs) {
+  const std::pair<const char*, std::vector<VariableBinding>> cases[] = {
+      {"ifIndex.2 = 2; ifDescr.2 = Gi0/1; up = down; 1.3.6.1.4.1.9.1 = hex 00 FF",
+       {{"ifIndex.2", "2"}, {"ifDescr.2", "Gi0/1"}, {"up", "down"}, {"1.3.6.1.4.1.9.1", "hex 00 FF"}}},
+      {"a.0 = x; not a name = y;z; ; b = ", {{"a.0", "x; not a name = y;z; "}, {"b", ""}}},
+      {"a.0 = line\r\nb.0 = 1; ", {{"a.0", "line\r\nb.0 = 1; "}}},
+      {"a.0 = 1; b.0 =", {{"a.0", "1; b.0 ="}}},
+      {"fan 3 = stopped", {}},
+      {" = 1", {}},
+      {"", {}}};
+  for (const auto& [text, bindings] : cases) {
+    EXPECT_EQ(VariableBindingsOf(text), bindings) << text;
+  }
+  std::string many = "a = 1";
+  for (std::size_t count = 1; count < kMostBindings; ++count) {
+    many += "; a = 1";
+  }
+  EXPECT_EQ(VariableBindingsOf(many).size(), kMostBindings);
+  EXPECT_THAT(VariableBindingsOf(many + "; a = 1"), testing::IsEmpty()) << "shown as its text";
+}
+
 TEST(TrapRowsTest, AgreeWithPlainRowsUnderRandomOperations) {
   const std::string_view texts[] = {"1",   "R2",         "trap3",     "down on IF", "0:0",       "",
                                     "x=1", "name of ro", "STRASSE ü", "needle",     "tab\there", "␉HERE␊",

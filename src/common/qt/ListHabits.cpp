@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "common/qt/QtText.h"
+#include "common/qt/StatusText.h"
 #include "common/qt/WaitPointer.h"
 
 namespace korvane {
@@ -184,9 +185,8 @@ void CopyRowsByShortcut(QTableView& table) {
 }
 
 QLabel* AddStatusText(QStatusBar& bar, const QString& name) {
-  auto* label = new QLabel(&bar);
+  auto* label = new StatusText(&bar);
   label->setObjectName(name);
-  label->setTextFormat(Qt::PlainText);
   bar.addWidget(label);
   return label;
 }

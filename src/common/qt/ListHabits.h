@@ -49,7 +49,8 @@ void CopySelectedRows(const QTableView& table);
 // list of a million rows can be copied whole.
 QByteArray SelectedRowsText(const QTableView& table);
 
-// A text in the status bar below a list; what it says may come from the network.
+// A text in the status bar below a list, whose words give way before its number; what it says may come from
+// the network.
 QLabel* AddStatusText(QStatusBar& bar, const QString& name);
 
 // Ctrl+1, Ctrl+2 ... do what a click on the header of that column does.
