@@ -153,10 +153,10 @@ std::string WriteFile(BusyIndicator& indicator, const std::string& path, const S
 std::optional<std::string> ExportTraps(Desk& desk, std::string_view caption, const ShownTraps& traps) {
   const store::LocalDateTime today =
       store::EventTimeToLocal(desk.Clock.UtcSeconds(), desk.State.gTimeZoneBias);
-  const std::optional<std::string> path = desk.Prompt.AskSaveFile({.Caption = "Export Trap(s)",
-                                                                   .Path = SuggestedName(caption, today),
-                                                                   .Kind = "CSV files",
-                                                                   .Extension = std::string(kExtension)});
+  std::optional<std::string> path = desk.Prompt.AskSaveFile({.Caption = "Export Trap(s)",
+                                                             .Path = SuggestedName(caption, today),
+                                                             .Kind = "CSV files",
+                                                             .Extension = std::string(kExtension)});
   if (!path) {
     return std::nullopt;
   }

@@ -94,19 +94,21 @@ class WrappedCell : public QStyledItemDelegate {
     QStyleOptionViewItem cell = option;
     initStyleOption(&cell, index);
     QTextLayout layout(cell.text, cell.font);
-    const int lines = std::clamp(LayOut(layout, cell.rect.width()), 1, kMostLines);
+    const int lines = std::clamp(LayOut(layout, cell), 1, kMostLines);
     return {cell.rect.width(), lines * cell.fontMetrics.height() + 2 * kCellEdge};
   }
 
  private:
-  static int LayOut(QTextLayout& layout, int width) {
+  static int LayOut(QTextLayout& layout, const QStyleOptionViewItem& cell) {
     QTextOption option;
-    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    // Between the numbers of an OID there are boundaries of words, which would end its first line at once.
+    option.setWrapMode(cell.index.column() == 0 ? QTextOption::WrapAnywhere
+                                                : QTextOption::WrapAtWordBoundaryOrAnywhere);
     layout.setTextOption(option);
     layout.beginLayout();
     for (QTextLine line = layout.createLine(); line.isValid() && layout.lineCount() <= kMostLines + 1;
          line = layout.createLine()) {
-      line.setLineWidth(std::max(width - 2 * kTextEdge, 1));
+      line.setLineWidth(std::max(cell.rect.width() - 2 * kTextEdge, 1));
     }
     layout.endLayout();
     return layout.lineCount();
@@ -116,7 +118,7 @@ class WrappedCell : public QStyledItemDelegate {
     const int height = cell.fontMetrics.height();
     const int room = std::max((cell.rect.height() - 2 * kCellEdge) / height, 1);
     QTextLayout layout(text, cell.font, painter.device());
-    const int lines = LayOut(layout, cell.rect.width());
+    const int lines = LayOut(layout, cell);
     for (int i = 0; i < std::min(lines, room); ++i) {
       const QTextLine line = layout.lineAt(i);
       QString part = text.mid(line.textStart(), line.textLength());
@@ -179,13 +181,13 @@ void VarBindsTable::resizeEvent(QResizeEvent* event) {
   FitNames();
 }
 
-// Names take what they need up to half of the room.
+// Names take what they need up to two fifths of the room.
 void VarBindsTable::FitNames() {
   int names = 0;
   for (int row = 0; row < std::min(bindings_->rowCount(), kMostFitted); ++row) {
     names = std::max(names, fontMetrics().horizontalAdvance(bindings_->index(row, 0).data().toString()));
   }
-  setColumnWidth(0, std::clamp(names + 4 * kTextEdge, 1, std::max(viewport()->width() / 2, 1)));
+  setColumnWidth(0, std::clamp(names + 4 * kTextEdge, 1, std::max(viewport()->width() * 2 / 5, 1)));
 }
 
 void VarBindsTable::FitLines() {

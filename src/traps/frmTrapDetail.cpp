@@ -32,6 +32,8 @@ void ShowTrapDetailDialog(const DetailServices& services, TrapsTableModel& table
                           QWidget* parent) {
   frmTrapDetail dialog(services, table, list, list.SelectedPosition().value_or(0), parent);
   dialog.exec();
+  // Two dialogs that close at once, as after a conflict of notes, leave some desktops without an active window.
+  parent->window()->activateWindow();
 }
 
 frmTrapDetail::frmTrapDetail(const DetailServices& services, TrapsTableModel& table, TrapsList& list,
