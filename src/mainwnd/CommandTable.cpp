@@ -128,9 +128,13 @@ constexpr auto kCommands = std::to_array<Command>({
      .NoWindow = kNoProperties,
      .WrongKind = kPropertiesWrongKind},
 
-    {.Name = "mnufrmDevicesPopUpMenuViewTraps", .Caption = "View Traps", .Do = ViewSystemTraps},
+    {.Name = "mnufrmDevicesPopUpMenuViewTraps",
+     .Caption = "View Traps",
+     .AccessKey = "V",
+     .Do = ViewSystemTraps},
     {.Name = "mnufrmDevicesPopUpMenuAcknowledge",
      .Caption = "Clear / Acknowledge Trap(s)",
+     .AccessKey = "A",
      .Do = AcknowledgeSystem},
 
     // Their keys are the windows' own.

@@ -20,14 +20,6 @@ QString ToolTip(const Command& command, const QString& keys) {
   return keys.isEmpty() ? text : text + QStringLiteral(" (") + keys + QLatin1Char(')');
 }
 
-QString CaptionOf(const Command& command) {
-  QString caption = ToQString(command.Caption);
-  if (!command.AccessKey.empty()) {
-    caption.insert(caption.indexOf(ToQString(command.AccessKey)), QLatin1Char('&'));
-  }
-  return caption;
-}
-
 // The keys that the menu item of the same action shows.
 QKeySequence KeysOfAction(Action action) {
   for (const Command& command : Commands()) {
@@ -62,6 +54,13 @@ FrameMenus::FrameMenus(QMainWindow& frame, QToolBar& tbToolbar, Run run)
   }
 }
 
+QString FrameMenus::WithAccessKey(const Command& command, QString caption) {
+  if (!command.AccessKey.empty()) {
+    caption.insert(caption.indexOf(ToQString(command.AccessKey)), QLatin1Char('&'));
+  }
+  return caption;
+}
+
 QMenu* FrameMenus::MakeMenu(const Menu& menu) {
   auto* made = new QMenu(ToQString(menu.Caption), &frame_);
   made->setObjectName(ToQString(menu.Name));
@@ -86,7 +85,7 @@ void FrameMenus::ShowKeys(const Menu& popUp) {
 }
 
 QAction* FrameMenus::MakeItem(const Command& command, QObject* owner) {
-  auto* item = new QAction(CaptionOf(command), owner);
+  auto* item = new QAction(WithAccessKey(command, ToQString(command.Caption)), owner);
   item->setObjectName(ToQString(command.Name));
   item->setMenuRole(QAction::NoRole);
   if (!command.Icon.empty()) {

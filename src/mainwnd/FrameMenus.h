@@ -23,6 +23,9 @@ class FrameMenus {
 
   FrameMenus(QMainWindow& frame, QToolBar& tbToolbar, Run run);
 
+  // The caption with the command's access key marked in it.
+  static QString WithAccessKey(const Command& command, QString caption);
+
   QAction& Item(std::string_view name) const { return *items_.at(name); }
   QMenu& PopUp(std::string_view name) const { return *popUps_.at(name); }
 

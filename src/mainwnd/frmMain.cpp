@@ -352,12 +352,12 @@ void frmMain::ShowPopUp(std::string_view name, const QPoint& position) {
 void frmMain::ShowSystemsPopUp(const QPoint& position, const intake::System* system) {
   popUpSystem_ = system;
   const std::string name = system == nullptr ? std::string() : system->Name;
-  QAction& view = menus_->Item("mnufrmDevicesPopUpMenuViewTraps");
-  QAction& acknowledge = menus_->Item("mnufrmDevicesPopUpMenuAcknowledge");
-  view.setText(ItemText(ViewTrapsCaption(name)));
-  acknowledge.setText(ItemText(AcknowledgeCaption(name)));
-  view.setEnabled(system != nullptr);
-  acknowledge.setEnabled(system != nullptr);
+  const auto show = [&](std::string_view item, const std::string& caption) {
+    menus_->Item(item).setText(FrameMenus::WithAccessKey(*FindCommand(item), ItemText(caption)));
+    menus_->Item(item).setEnabled(system != nullptr);
+  };
+  show("mnufrmDevicesPopUpMenuViewTraps", ViewTrapsCaption(name));
+  show("mnufrmDevicesPopUpMenuAcknowledge", AcknowledgeCaption(name));
   ShowPopUp(kSystemsPopUp, position);
 }
 

@@ -275,8 +275,8 @@ TEST_F(FrameTest, WhatIsAcknowledgedLeavesEveryWindowUpToWhatWasShownAsTheQuesti
              {.EventTime = 20, .Source = "R&D"},
              {.EventTime = 20, .Source = "b"}});
   OpenSystem("R&D");
-  EXPECT_EQ(SystemsPopUp().actions()[0]->text(), QStringLiteral("View Traps For 'R&&D'"));
-  EXPECT_EQ(SystemsPopUp().actions()[1]->text(), QStringLiteral("Clear / Acknowledge Trap(s) For 'R&&D'"));
+  EXPECT_EQ(SystemsPopUp().actions()[0]->text(), QStringLiteral("&View Traps For 'R&&D'"));
+  EXPECT_EQ(SystemsPopUp().actions()[1]->text(), QStringLiteral("Clear / &Acknowledge Trap(s) For 'R&&D'"));
   Child(1).BringUp();
   OpenSystem("R&D");
   EXPECT_EQ(Children().size(), 3U) << "opened once and brought up again";
