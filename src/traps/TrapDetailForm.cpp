@@ -209,8 +209,8 @@ TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, Draft& d
       if (result.Outcome != store::NotesOutcome::ChangedMeanwhile) {
         if (result.Outcome == store::NotesOutcome::Written) {
           windows_.NotesSaved(sequenceNumber, text);
-          draft.Of.Trap.StoredNotes = std::move(text);
         }
+        draft.Of.Trap.StoredNotes = std::move(text);  // also of a trap that is gone: what was typed stays
         return Saved::Yes;
       }
       seen = std::move(result.Stored);

@@ -358,8 +358,10 @@ TEST_F(TrapDetailFormTest, AcknowledgesWhatIsShownOnceItsNotesAreWritten) {
   EXPECT_TRUE(form_.ApplyChange(anna, 0)) << "who it was comes later";
   order_.RowsReset();
   form_.Show(List, 0);
+  form_.EditNotes("in vain");
   Store.Execute("DELETE FROM EventTrap WHERE SequenceNumber = 2");
   EXPECT_FALSE(form_.Acknowledge(List));
+  EXPECT_EQ(form_.Notes(), "in vain");
   EXPECT_EQ(form_.Trap().Acknowledged, "No longer in the store");
   EXPECT_FALSE(form_.MayAcknowledge());
 }
