@@ -312,7 +312,8 @@ bool Connection::Impl::AnswersProbe() {
 bool Connection::Impl::FilesAreThere() const {
   return std::ranges::all_of(Files, [](const FileMark& mark) {
     struct stat now {};
-    return stat(mark.Path.c_str(), &now) == 0 && now.st_ino == mark.Inode && now.st_dev == mark.Device;
+    const bool found = stat(mark.Path.c_str(), &now) == 0;
+    return found != mark.Missing && (!found || (now.st_ino == mark.Inode && now.st_dev == mark.Device));
   });
 }
 
