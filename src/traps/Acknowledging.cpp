@@ -11,8 +11,9 @@ namespace korvane::traps {
 namespace {
 
 // What was done, the refusal in it.
-store::Acknowledgement Carry(TrapsServices& services, std::span<const std::int32_t> numbers,
-                             std::string_view ofSystem, const std::function<void(std::size_t done)>& done) {
+store::Acknowledgement CarryOut(TrapsServices& services, std::span<const std::int32_t> numbers,
+                                std::string_view ofSystem,
+                                const std::function<void(std::size_t done)>& done) {
   store::Acknowledgement result;
   try {
     result = store::AcknowledgeTraps(services.Connection, numbers, done);
@@ -24,7 +25,7 @@ store::Acknowledgement Carry(TrapsServices& services, std::span<const std::int32
 }
 
 // As far as can be seen: without an answer nothing is claimed of it.
-bool IsGone(store::Connection& connection, std::int32_t number) {
+bool HasLeftStore(store::Connection& connection, std::int32_t number) {
   try {
     return !connection
                 .OpenRecordset(fmt::format("SELECT SequenceNumber FROM {}", store::kEventTrap),
@@ -43,7 +44,7 @@ bool AcknowledgeNumbers(TrapsServices& services, std::span<const std::int32_t> n
   bool some = false;
   {
     const BusyScope busy(services.Desk.Busy, "Acknowledging Trap(s)");
-    const store::Acknowledgement result = Carry(services, numbers, ofSystem, done);
+    const store::Acknowledgement result = CarryOut(services, numbers, ofSystem, done);
     failure = result.Failure;
     some = !result.Leaving.empty();
   }
@@ -56,15 +57,15 @@ bool AcknowledgeNumbers(TrapsServices& services, std::span<const std::int32_t> n
 }
 
 AcknowledgeOutcome AcknowledgeOne(TrapsServices& services, std::int32_t number, std::string_view ofSystem) {
-  const store::Acknowledgement done = Carry(services, std::span(&number, 1), ofSystem, [](std::size_t) {});
+  const store::Acknowledgement done = CarryOut(services, std::span(&number, 1), ofSystem, [](std::size_t) {});
   if (done.Failure) {
     store::ShowFailure(services.Desk.Prompt, "The trap was not acknowledged.", *done.Failure,
                        store::Attempt::Changing);
     return AcknowledgeOutcome::Refused;
   }
   const bool changed = !done.Changed.Numbers.empty();
-  return !changed && IsGone(services.Connection, number) ? AcknowledgeOutcome::Gone
-                                                         : AcknowledgeOutcome::Done;
+  return !changed && HasLeftStore(services.Connection, number) ? AcknowledgeOutcome::Gone
+                                                               : AcknowledgeOutcome::Done;
 }
 
 }  // namespace korvane::traps

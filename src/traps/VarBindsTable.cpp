@@ -63,7 +63,7 @@ class VarBindsModel : public QAbstractTableModel {
 
 namespace {
 
-constexpr int kMostLines = 12;    // of a cell; the whole text is a key away
+constexpr int kMostCellLines = 12;  // of a cell; the whole text is a key away
 constexpr int kMostFitted = 200;  // lines of the table that are as high as their text; those behind have one
 constexpr int kCellEdge = 3;      // above and below a cell's text
 constexpr int kTextEdge = 4;      // beside it
@@ -94,7 +94,7 @@ class WrappedCell : public QStyledItemDelegate {
     QStyleOptionViewItem cell = option;
     initStyleOption(&cell, index);
     QTextLayout layout(cell.text, cell.font);
-    const int lines = std::clamp(LayOut(layout, cell), 1, kMostLines);
+    const int lines = std::clamp(LayOut(layout, cell), 1, kMostCellLines);
     return {cell.rect.width(), lines * cell.fontMetrics.height() + 2 * kCellEdge};
   }
 
@@ -106,7 +106,7 @@ class WrappedCell : public QStyledItemDelegate {
                                                 : QTextOption::WrapAtWordBoundaryOrAnywhere);
     layout.setTextOption(option);
     layout.beginLayout();
-    for (QTextLine line = layout.createLine(); line.isValid() && layout.lineCount() <= kMostLines + 1;
+    for (QTextLine line = layout.createLine(); line.isValid() && layout.lineCount() <= kMostCellLines + 1;
          line = layout.createLine()) {
       line.setLineWidth(std::max(cell.rect.width() - 2 * kTextEdge, 1));
     }
