@@ -1,7 +1,10 @@
 #include "app/ConsoleApp.h"
 
+#include <QApplication>
 #include <utility>
 
+#include "common/RegistryValues.h"
+#include "intake/FirstTrap.h"
 #include "intake/StoreFeeder.h"
 #include "systems/frmDevices.h"
 
@@ -34,7 +37,8 @@ struct ConsoleApp::WindowServices {
               .Stored = app.stored_,
               .Changes = app.changes_,
               .Acknowledge = app.acknowledge_,
-              .Printer = Printer},
+              .Printer = Printer,
+              .HowToSend = intake::HowToSendATrap(app.ListenAddresses())},
         Reports{.Desk = app.desk_,
                 .Connection = app.store_.Database,
                 .OpenConnection = OpenOwnConnection,
@@ -80,6 +84,9 @@ MainWindow& ConsoleApp::CreateMainWindow(std::string_view installPath) {
   question_ = std::make_unique<systems::ViewOptionsDialog>([this] { return frame_.get(); });
   systems_ = std::make_unique<systems::SystemsModel>(desk_, store_.Database, store_.SystemList, bounds_,
                                                      stored_, *library_, *question_);
+  systems::ConsoleFront& front = *this;
+  news_ = std::make_unique<systems::CriticalNews>(desk_, host_.Notifications, front);
+  systems_->AttachNews(*news_);
   frame_ =
       std::make_unique<mainwnd::frmMain>(mainwnd::FrameServices{.Desk = desk_,
                                                                 .Traps = windows_->Traps,
@@ -87,6 +94,7 @@ MainWindow& ConsoleApp::CreateMainWindow(std::string_view installPath) {
                                                                 .Stored = stored_,
                                                                 .Acknowledge = acknowledge_,
                                                                 .Systems = *systems_,
+                                                                .News = *news_,
                                                                 .Library = *library_,
                                                                 .Lists = store_.ParametersLists,
                                                                 .Filters = store_.Filters,
@@ -132,6 +140,28 @@ void ConsoleApp::CloseConsole() {
                      .Library = *library_});
   shutdown.QueryUnload(*this);
   shutdown.Unload(*place_);
+}
+
+std::string ConsoleApp::ListenAddresses() const {
+  std::string addresses;
+  GetRegistryValue(host_.Registry, platform::RegistryHive::LocalMachine, kManagerKey, kListenAddressesValue,
+                   addresses);
+  return addresses;
+}
+
+// Any of the console's windows, the guide's too.
+bool ConsoleApp::InFront() const {
+  return QApplication::activeWindow() != nullptr;
+}
+
+void ConsoleApp::AskForAttention() {
+  QApplication::alert(frame_.get());
+}
+
+void ConsoleApp::BringToFront() {
+  frame_->setWindowState(frame_->windowState() & ~Qt::WindowMinimized);
+  frame_->raise();
+  frame_->activateWindow();
 }
 
 void ConsoleApp::EndProcess() {

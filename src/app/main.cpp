@@ -8,6 +8,7 @@
 #include "common/qt/QtText.h"
 #include "platform/ApplicationTitle.h"
 #include "platform/linux/LinuxPlatform.h"
+#include "platform/qt/QtNotifications.h"
 #include "platform/qt/QtRunningInstance.h"
 #include "platform/qt/QtSettings.h"
 
@@ -43,6 +44,7 @@ int main(int argc, char** argv) {
   const auto clock = platform::MakeClock();
   platform::QtSettings settings;
   platform::QtRunningInstance instance;
+  platform::QtNotifications notifications;
   QtPrompts prompts;
   app::ConsoleApp console({.Registry = *registry,
                            .Settings = settings,
@@ -54,6 +56,7 @@ int main(int argc, char** argv) {
                            .Directories = *directories,
                            .Clock = *clock,
                            .Names = platform::MakeHostNames(),
+                           .Notifications = notifications,
                            .Prompt = prompts,
                            .End = [] { QCoreApplication::exit(0); }});
   switch (console.Start(commandLine)) {

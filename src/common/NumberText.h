@@ -1,5 +1,5 @@
 // How counts stand in texts for the operator.  The logic composes such texts and knows no locale; the windows
-// hand it theirs.
+// hand it theirs, and Desk has it for texts that go elsewhere.
 #pragma once
 
 #include <cstdint>

@@ -167,7 +167,7 @@ void Intake::Complete(store::IncomingTrap& trap) {
 
 void Intake::Route(const store::IncomingTrap& trap, const std::vector<TrapsWindow*>& windows) {
   if (!hand_.Counted) {
-    Succeeds([&] { systems_.UpdateSystemCounts(trap); });
+    Succeeds([&] { systems_.UpdateSystemCounts(trap, hand_.New ? Arrival::Live : Arrival::Stored); });
     hand_.Counted = true;
   }
   for (TrapsWindow* window : windows) {

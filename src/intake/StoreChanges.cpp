@@ -20,19 +20,19 @@ namespace {
 // More than these are quicker loaded with everything else, and stand in their place then.
 constexpr std::int64_t kMostReadmitted = 500;
 
-std::string TrapsText(std::int64_t count, std::string_view ofSystem) {
-  std::string text = fmt::format("{} trap{}", count, count == 1 ? "" : "s");
+std::string TrapsText(const Desk& desk, std::int64_t count, std::string_view ofSystem) {
+  std::string text = fmt::format("{} trap{}", desk.WriteNumber(count), count == 1 ? "" : "s");
   return ofSystem.empty() ? text : fmt::format("{} of {}", text, VisibleText(ofSystem));
 }
 
-std::string WhatChanged(const store::Change& change) {
+std::string WhatChanged(const Desk& desk, const store::Change& change) {
   using store::ChangeKind;
   const std::int64_t rows = change.Rows.value_or(0);
   switch (change.Kind) {
     case ChangeKind::Acknowledged:
-      return rows > 0 ? fmt::format("{} acknowledged", TrapsText(rows, {})) : std::string();
+      return rows > 0 ? fmt::format("{} acknowledged", TrapsText(desk, rows, {})) : std::string();
     case ChangeKind::Unacknowledged:
-      return rows > 0 ? fmt::format("{} made new again", TrapsText(rows, {})) : std::string();
+      return rows > 0 ? fmt::format("{} made new again", TrapsText(desk, rows, {})) : std::string();
     case ChangeKind::Filters:
       return "Trap filters changed";
     case ChangeKind::Categories:
@@ -76,7 +76,7 @@ void StoreChanges::Acknowledged(const store::Acknowledgement& done, std::string_
     return;
   }
   TellOwn(store::ChangeKind::Acknowledged, done.ChangeId, done.Changed);
-  desk_.Strip.Tell(fmt::format("{} acknowledged", TrapsText(changed, ofSystem)), "Undo",
+  desk_.Strip.Tell(fmt::format("{} acknowledged", TrapsText(desk_, changed, ofSystem)), "Undo",
                    [this, done, system = std::string(ofSystem)] { TakeBack(done, system); });
 }
 
@@ -97,7 +97,8 @@ void StoreChanges::TakeBack(const store::Acknowledgement& done, const std::strin
     TellOwn(store::ChangeKind::Unacknowledged, 0, back);
     const std::int64_t asked = store::CountOf(done.Changed.Numbers);
     const std::int64_t count = store::CountOf(back.Numbers);
-    desk_.Strip.Tell(fmt::format("{} {} new again{}", TrapsText(count, ofSystem), count == 1 ? "is" : "are",
+    desk_.Strip.Tell(fmt::format("{} {} new again{}", TrapsText(desk_, count, ofSystem),
+                                 count == 1 ? "is" : "are",
                                  count < asked ? "; others were changed by somebody else since" : ""));
     Readmit(back);
   } catch (const store::DatabaseError& error) {
@@ -172,7 +173,7 @@ void StoreChanges::Apply(const store::Change& change) {
 }
 
 void StoreChanges::TellOfOthers(const store::Change& change) {
-  const std::string what = change.Author.Operator.empty() ? std::string() : WhatChanged(change);
+  const std::string what = change.Author.Operator.empty() ? std::string() : WhatChanged(desk_, change);
   if (!what.empty()) {
     desk_.Strip.Set(StripKind::Elsewhere,
                     {.Text = fmt::format("{} by {} on {}", what, VisibleText(change.Author.Operator),
@@ -211,7 +212,7 @@ void StoreChanges::Admit(store::IncomingTrap& trap) {
   if (trap.Filtered) {
     return;
   }
-  counts_->UpdateSystemCounts(trap);
+  counts_->UpdateSystemCounts(trap, Arrival::Stored);
   for (TrapsWindow* window : traps_->InCreationOrder()) {
     window->PublicAddTraps(trap);
   }

@@ -70,6 +70,12 @@ constexpr auto kCommands = std::to_array<Command>({
      .NoWindow = kNoProperties,
      .WrongKind = kPropertiesWrongKind},
 
+    {.Name = "mnuViewNotifications",
+     .Caption = "Desktop &Notifications",
+     .Do = ToggleNotifications,
+     .Shortcuts = "Ctrl+Shift+N",
+     .Tick = true},
+
     {.Name = "mnuOptionsFilters", .Caption = "&Filters", .Do = Filters, .Icon = "Filters"},
     {.Name = "mnuOptionsAlerts", .Caption = "&Alerts", .Do = Alerts, .Icon = "Alerts"},
     {.Name = "mnuOptionsConfiguration", .Caption = "&Configuration", .Do = Configuration},
@@ -175,8 +181,8 @@ constexpr auto kCommands = std::to_array<Command>({
 
 constexpr std::string_view kFile[] = {"mnuFileNewWindow", kBar, "mnuFilePrintPreview", kBar, "mnuFileExit"};
 constexpr std::string_view kEdit[] = {"mnuEditRenameWindow", kBar, "mnuEditAcknowledge"};
-constexpr std::string_view kView[] = {"mnuViewToolbar", kBar, "mnuViewTrapDetails",
-                                      "mnuViewWindowProperties"};
+constexpr std::string_view kView[] = {"mnuViewToolbar",          kBar, "mnuViewTrapDetails",
+                                      "mnuViewWindowProperties", kBar, "mnuViewNotifications"};
 constexpr std::string_view kOptions[] = {"mnuOptionsFilters", "mnuOptionsAlerts", kBar,
                                          "mnuOptionsConfiguration"};
 constexpr std::string_view kReports[] = {"mnuReportsReport",           kBar,

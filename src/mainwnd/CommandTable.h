@@ -17,6 +17,7 @@ enum class Action : std::uint8_t {
   RenameWindow,
   AcknowledgeTraps,
   ToggleToolbar,
+  ToggleNotifications,
   TrapDetails,
   WindowProperties,
   Filters,

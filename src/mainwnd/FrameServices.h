@@ -36,6 +36,7 @@ struct FrameServices {
   intake::StoredTraps& Stored;
   systems::SystemAcknowledge& Acknowledge;
   systems::SystemsModel& Systems;
+  systems::CriticalNews& News;
   intake::ReceiverLibrary& Library;
   params::ParametersLists& Lists;
   params::TrapFilters& Filters;

@@ -74,6 +74,7 @@ frmMain::frmMain(const FrameServices& services)
   menus_ = std::make_unique<FrameMenus>(*this, *ui_->tbToolbar,
                                         [this](const Command& command) { Execute(command); });
   menus_->Item("mnuViewToolbar").setChecked(true);
+  menus_->Item("mnuViewNotifications").setChecked(services_.News.Notifies());
   dialogs_ = std::make_unique<FrameDialogs>(
       *this, services_, [this] { ReloadTraps(); }, [this] { RefreshTrapWindows(*forms_); });
   ui_->fraStrip->Follow(services_.Desk.Strip, services_.Desk.Clock);
@@ -131,6 +132,10 @@ void frmMain::Run(Action action) {
     case Action::ToggleToolbar:
       ui_->picToolbar->setVisible(ui_->picToolbar->isHidden());
       menus_->Item("mnuViewToolbar").setChecked(!ui_->picToolbar->isHidden());
+      return;
+    case Action::ToggleNotifications:
+      services_.News.SwitchNotifications(!services_.News.Notifies());
+      menus_->Item("mnuViewNotifications").setChecked(services_.News.Notifies());
       return;
     case Action::WindowProperties:
       return ActiveList()->ShowWindowParameters();
@@ -254,6 +259,7 @@ void frmMain::OpenFirstWindows() {
 
 void frmMain::OpenSystemsWindow() {
   systems_ = new systems::frmDevices(services_.Systems, services_.Desk, services_.Filters, *this);
+  systems_->SayHowToSend(services_.Traps.HowToSend);
   connect(systems_, &systems::frmDevices::PopUpMenuRequested, this, &frmMain::ShowSystemsPopUp);
   ui_->mdiChildren->Add(systems_, *systems_)->BringUp();
   systems_->Load();

@@ -3,6 +3,7 @@
 #include <optional>
 #include <utility>
 
+#include "common/SourceOrder.h"
 #include "common/qt/CellText.h"
 #include "common/qt/ListHabits.h"
 #include "common/qt/QtText.h"
@@ -75,7 +76,16 @@ QVariant FiltersOrder::headerData(int section, Qt::Orientation orientation, int 
 }
 
 bool FiltersOrder::lessThan(const QModelIndex& left, const QModelIndex& right) const {
-  return QString::localeAwareCompare(left.data().toString(), right.data().toString()) < 0;
+  const QString a = left.data().toString();
+  const QString b = right.data().toString();
+  if (left.column() == 0) {  // Source
+    const SourceKey keyA(ToUtf8(a));
+    const SourceKey keyB(ToUtf8(b));
+    if (keyA != keyB) {
+      return keyA < keyB;
+    }
+  }
+  return QString::localeAwareCompare(a, b) < 0;
 }
 
 }  // namespace korvane::params

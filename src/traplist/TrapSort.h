@@ -1,6 +1,6 @@
-// Sorting the rows of a list of traps by a column, all at once or, for a list of a million rows, in portions
-// between which the window paints.  Orders row numbers and copies no row; the rows must outlive it.
-// User-interface thread only.
+// Sorting the rows of a list of traps by a column or by severity, all at once or, for a list of a million
+// rows, in portions between which the window paints.  Orders row numbers and copies no row; the rows must
+// outlive it. User-interface thread only.
 #pragma once
 
 #include <cstddef>
@@ -15,8 +15,10 @@
 
 namespace korvane::traplist {
 
-enum class TrapColumn : int { DateTime = 0, Source = 1, TrapName = 2, Variables = 3 };
-inline constexpr int kTrapColumns = 4;
+// Severity is the picture at the beginning of a row and has no column of its own, but rows sort by it.
+enum class TrapColumn : int { DateTime = 0, Source = 1, TrapName = 2, Variables = 3, Severity = 4 };
+inline constexpr int kTrapColumns = 4;  // that are shown
+inline constexpr int kTrapSortKeys = 5;
 
 // What the "Source" column shows: Traps windows the source text, reports the system's name.
 enum class SourceShown { SourceText, SystemName };

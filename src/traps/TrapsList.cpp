@@ -12,6 +12,7 @@
 #include "common/qt/ColumnWidths.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
+#include "traps/SeverityHeading.h"
 #include "traps/TrapCellDelegate.h"
 
 namespace korvane::traps {
@@ -121,6 +122,7 @@ void TrapsList::SetUpKeys() {
   CopyRowsByShortcut(view_);
   SortByShortcuts(view_);
   SetUpEnds();
+  new SeverityHeading(view_);  // the header owns it
   view_.setContextMenuPolicy(Qt::CustomContextMenu);
   connect(&view_, &QWidget::customContextMenuRequested, this, [this](const QPoint& position) {
     Q_EMIT ContextMenuRequested(view_.viewport()->mapToGlobal(position));

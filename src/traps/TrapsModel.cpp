@@ -194,6 +194,9 @@ traplist::WhyEmpty TrapsModel::Emptiness() const {
   if (anyOthers_) {
     return WhyEmpty::NotSelected;
   }
+  if (services_.Desk.State.gLastTrapTime == 0) {
+    return WhyEmpty::NoneEver;
+  }
   const bool onlyNew = services_.Bounds.Option == intake::ViewOption::ShowOnlyNewTraps;
   return onlyNew ? WhyEmpty::NoNewTraps : WhyEmpty::NoTraps;
 }

@@ -1,6 +1,7 @@
 #include "traps/TrapsTableModel.h"
 
 #include <QElapsedTimer>
+#include <QPixmap>
 #include <QStringBuilder>
 #include <algorithm>
 #include <string>
@@ -19,8 +20,9 @@
 namespace korvane::traps {
 namespace {
 
-constexpr std::string_view kCaptions[traplist::kTrapColumns] = {"Date / Time", "Source", "Trap Name",
-                                                                "Variables"};
+// The last one is no column: the pictures at the beginning of the rows, by which they sort.
+constexpr std::string_view kCaptions[traplist::kTrapSortKeys] = {"Date / Time", "Source", "Trap Name",
+                                                                 "Variables", "Severity"};
 
 // From here on sorting takes long enough to be noticed.
 constexpr std::size_t kManyRows = 200'000;
@@ -40,6 +42,9 @@ TrapsTableModel::TrapsTableModel(const traplist::TrapRows& rows, const ProcessSt
   for (std::size_t code = 0; code < severityIcons_.size(); ++code) {
     severityIcons_[code] = SeverityIcon(static_cast<std::int32_t>(code));
   }
+  QPixmap space(16, 16);
+  space.fill(Qt::transparent);
+  pictureSpace_ = QIcon(space);
   sortTurn_.setSingleShot(true);
   connect(&sortTurn_, &QTimer::timeout, this, &TrapsTableModel::SortTurn);
 }
@@ -53,12 +58,18 @@ int TrapsTableModel::columnCount(const QModelIndex& parent) const {
 }
 
 QVariant TrapsTableModel::headerData(int section, Qt::Orientation orientation, int role) const {
-  if (orientation != Qt::Horizontal || section < 0 || section >= traplist::kTrapColumns) {
+  if (orientation != Qt::Horizontal || section < 0 || section >= traplist::kTrapSortKeys) {
     return {};
   }
   const QString caption = ToQString(kCaptions[section]);
   if (role == Qt::DisplayRole) {
     return caption;
+  }
+  if (role == Qt::InitialSortOrderRole && section == traplist::kTrapColumns) {
+    return static_cast<int>(Qt::DescendingOrder);  // the worst first
+  }
+  if (role == Qt::DecorationRole && section == 0) {
+    return pictureSpace_;
   }
   std::optional<Qt::SortOrder> sortedBy;
   if (const auto& sorting = order_.SortedBy(); sorting && static_cast<int>(sorting->Column) == section) {
@@ -79,6 +90,8 @@ std::string_view TrapsTableModel::WholeText(std::size_t row, traplist::TrapColum
       return rows_.TrapNameAt(row);
     case traplist::TrapColumn::Variables:
       return rows_.VarBindsAt(row);
+    case traplist::TrapColumn::Severity:
+      return store::SeverityName(rows_.SeverityAt(row));
   }
   return {};
 }
@@ -145,6 +158,8 @@ QString TrapsTableModel::ToolTip(std::size_t row, traplist::TrapColumn column) c
                           QLatin1String(" (") % ShownText(trap.EnterpriseOid) % QLatin1Char(')'));
     case traplist::TrapColumn::Variables:
       return trap.VarBinds.empty() ? QString() : PlainToolTip(ShownText(trap.VarBinds));
+    case traplist::TrapColumn::Severity:
+      break;
   }
   return {};
 }
@@ -203,7 +218,7 @@ void TrapsTableModel::ChangeLayout(Change change) {
 
 void TrapsTableModel::sort(int column, Qt::SortOrder order) {
   std::optional<traplist::TrapOrder::Sorting> sorting;
-  if (column >= 0 && column < traplist::kTrapColumns) {
+  if (column >= 0 && column < traplist::kTrapSortKeys) {
     sorting = {.Column = static_cast<traplist::TrapColumn>(column),
                .Descending = order == Qt::DescendingOrder};
   }

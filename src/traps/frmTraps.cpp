@@ -22,6 +22,7 @@ namespace korvane::traps {
 namespace {
 
 constexpr std::string_view kTrapsWidthsSetting = "TrapsColumnWidths";
+constexpr std::string_view kTrapsSortingSetting = "TrapsSorting";
 
 }  // namespace
 
@@ -41,6 +42,7 @@ frmTraps::frmTraps(TrapsServices& services, intake::ViewWindows& windows, Window
   filters_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblFilters"));
   list_ = std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Desk.Settings,
                                       std::string(kTrapsWidthsSetting), EmptyText());
+  KeepSorting(*ui_->lvTraps, services.Desk.Settings, std::string(kTrapsSortingSetting));
   notice_ = new NoticeBar(tr("Load Again"), this);
   ui_->rows->insertWidget(0, notice_);
   tools_ = std::make_unique<ListTools>(*ui_->lvTraps, table_, *list_, services.Desk, *this);
@@ -82,6 +84,8 @@ QString frmTraps::EmptyText() const {
       return tr("All that this window would show is hidden by filters");
     case WhyEmpty::NotSelected:
       return tr("No unacknowledged trap is what this window selects");
+    case WhyEmpty::NoneEver:
+      return tr("No traps yet") + QStringLiteral("\n\n") + ToQString(services_.HowToSend);
     case WhyEmpty::NoNewTraps:
       return tr("No new traps yet");
     case WhyEmpty::NoTraps:

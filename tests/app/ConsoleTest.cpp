@@ -60,6 +60,7 @@ class ConsoleTest : public testing::Test {
                                                                  .Directories = Machine.Directories,
                                                                  .Clock = Machine.Clock,
                                                                  .Names = std::make_shared<FakeHostNames>(),
+                                                                 .Notifications = Machine.Notifications,
                                                                  .Prompt = Prompt,
                                                                  .End = [this] { ++Ended; }});
     ASSERT_EQ(Console->Start(""), app::StartupResult::Running);

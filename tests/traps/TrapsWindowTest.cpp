@@ -292,6 +292,26 @@ TEST_F(TrapsWindowTest, OpensEmptyAndClosesWhenItMay) {
   EXPECT_TRUE(own.close());
 }
 
+TEST_F(TrapsWindowTest, SortsBySeverityAndKeepsTheOrderForTheNextWindow) {
+  UseSpecificCodesAsSeverities();
+  for (std::int32_t number = 1; number <= 7; ++number) {
+    StoredTrap trap = Trap(number);
+    trap.SpecificTrap = number;  // 6 and 7 are in no category
+    Deliver(trap, {&Window});
+  }
+  Window.UpdateStatusBar();
+  const auto click = [this] {
+    test::Click(Window, "cmdSortBySeverity");
+    return TrapsAt(0, 7);
+  };
+  EXPECT_THAT(click(), ElementsAre(5, 3, 1, 4, 2, 6, 7)) << "the worst first";
+  const frmTraps next(ForTraps, Windows, WindowKind::Selected, {});
+  EXPECT_EQ(Find<QWidget>(next, "cmdSortBySeverity").accessibleName().toStdString(),
+            "Severity, sorted descending");
+  EXPECT_THAT(click(), ElementsAre(6, 7, 2, 4, 1, 3, 5));
+  EXPECT_THAT(click(), ElementsAre(1, 2, 3, 4, 5, 6, 7));
+}
+
 TEST_F(TrapsWindowTest, FindIsWorkedByTheKeyboard) {
   Load(100);
   // In the narrowest window the numbers still stand there, and a file says where it went.

@@ -47,7 +47,8 @@ constexpr auto kToolbarPictures = std::to_array<ToolbarPicture>({{"Trap Details"
                                                                  {"Next", "go-down"},
                                                                  {"Close", "close"},
                                                                  {"Larger Text", "text-larger"},
-                                                                 {"Smaller Text", "text-smaller"}});
+                                                                 {"Smaller Text", "text-smaller"},
+                                                                 {"Sort by Severity", "sort-severity"}});
 
 const SeverityLook& LookOf(std::int32_t code) {
   const bool known = code >= 0 && code < static_cast<std::int32_t>(imlSeverity.size());

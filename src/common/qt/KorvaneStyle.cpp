@@ -114,6 +114,17 @@ void OutlineOnDark(QStyle::PrimitiveElement element, const QStyleOption& option,
   painter.restore();
 }
 
+// The toolkit calls what ascends "down", after where the list grows.  People read the arrow as the direction
+// of the values: up, they grow from the top on.
+QStyleOptionHeader WithTurnedArrow(const QStyleOptionHeader& header) {
+  QStyleOptionHeader turned = header;
+  if (header.sortIndicator != QStyleOptionHeader::None) {
+    turned.sortIndicator = header.sortIndicator == QStyleOptionHeader::SortUp ? QStyleOptionHeader::SortDown
+                                                                              : QStyleOptionHeader::SortUp;
+  }
+  return turned;
+}
+
 // Numbers, times, dates, and lists into which one types: outlined with their buttons.
 bool IsFieldWithButtons(QStyle::ComplexControl control, const QStyleOptionComplex& option) {
   if (control == QStyle::CC_SpinBox) {
@@ -225,6 +236,12 @@ QIcon KorvaneStyle::standardIcon(StandardPixmap picture, const QStyleOption* opt
 
 void KorvaneStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                                  const QWidget* widget) const {
+  if (const auto* header = qstyleoption_cast<const QStyleOptionHeader*>(option);
+      element == PE_IndicatorHeaderArrow && header != nullptr) {
+    const QStyleOptionHeader turned = WithTurnedArrow(*header);
+    QProxyStyle::drawPrimitive(element, &turned, painter, widget);
+    return;
+  }
   if (element != PE_FrameWindow) {
     QProxyStyle::drawPrimitive(element, option, painter, widget);
     OutlineOnDark(element, *option, *painter);
