@@ -3,7 +3,6 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <string_view>
 
@@ -13,7 +12,10 @@ namespace korvane {
 struct SourceKey {
   explicit SourceKey(std::string_view source);
   bool IsAddress() const { return Kind != kName; }
-  auto operator<=>(const SourceKey&) const = default;
+  bool operator==(const SourceKey&) const = default;
+  bool operator<(const SourceKey& other) const {
+    return Kind == other.Kind ? Bytes < other.Bytes : Kind < other.Kind;
+  }
 
   static constexpr std::uint8_t kName = 2;
   std::uint8_t Kind = kName;  // 0: IPv4, 1: IPv6

@@ -262,6 +262,19 @@ int CompareTexts(std::string_view a, std::string_view b) {
 TrapSort::TrapSort(const TrapRows& rows, SourceShown shown, TrapSorting sorting)
     : rows_(&rows), shown_(shown), sorting_(sorting) {}
 
+// Reading an address costs more than comparing two, and a row is compared many times.
+SourceKey TrapSort::KeyOfSource(std::uint32_t row) const {
+  const std::uint32_t origin = rows_->OriginAt(row);
+  if (origin >= sources_.size()) {
+    sources_.resize(rows_->OriginBound());
+  }
+  std::optional<SourceKey>& key = sources_[origin];
+  if (!key) {
+    key.emplace(TextAt(*rows_, shown_, TrapColumn::Source, row));
+  }
+  return *key;
+}
+
 int TrapSort::Compare(std::uint32_t a, std::uint32_t b) const {
   if (sorting_.Descending) {
     std::swap(a, b);
@@ -279,7 +292,7 @@ int TrapSort::Compare(std::uint32_t a, std::uint32_t b) const {
       if (rows_->OriginAt(a) == rows_->OriginAt(b)) {
         return 0;
       }
-      return CompareSourceTexts({SourceKey(textAt(a)), textAt(a)}, {SourceKey(textAt(b)), textAt(b)});
+      return CompareSourceTexts({KeyOfSource(a), textAt(a)}, {KeyOfSource(b), textAt(b)});
     case TrapColumn::TrapName:
     case TrapColumn::Variables:
       break;

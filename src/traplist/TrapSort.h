@@ -6,11 +6,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "common/SourceOrder.h"
 #include "traplist/TrapRows.h"
 
 namespace korvane::traplist {
@@ -29,6 +31,7 @@ struct TrapSorting {
   bool operator==(const TrapSorting&) const = default;
 };
 
+// For as long as no row goes.
 class TrapSort {
  public:
   TrapSort(const TrapRows& rows, SourceShown shown, TrapSorting sorting);
@@ -41,9 +44,12 @@ class TrapSort {
   bool Precedes(std::uint32_t a, std::uint32_t b) const { return Compare(a, b) < 0; }
 
  private:
+  SourceKey KeyOfSource(std::uint32_t row) const;
+
   const TrapRows* rows_;
   SourceShown shown_;
   TrapSorting sorting_;
+  mutable std::vector<std::optional<SourceKey>> sources_;  // by origin, as far as they were compared
 };
 
 // The first rows of a list in the order that one sort of them all would give.  They are dealt out to parts of
