@@ -67,7 +67,7 @@ void SeverityHeading::paintEvent(QPaintEvent*) {
   painter.drawComplexControl(QStyle::CC_ToolButton, button);
   const QHeaderView* header = view_.horizontalHeader();
   const bool sorted = header->sortIndicatorSection() == kSeverityKey;
-  const int left = sorted ? 1 : kPictureLeft;
+  const int left = sorted ? 2 : kPictureLeft;
   picture_.paint(&painter, QRect(left, (height() - kPictureSize) / 2, kPictureSize, kPictureSize));
   if (sorted) {
     QStyleOptionHeader arrow;

@@ -16,7 +16,7 @@ class SeverityHeading : public QToolButton {
  public:
   explicit SeverityHeading(QTableView& view);
 
-  static constexpr int kWidth = 22;  // up to the caption
+  static constexpr int kWidth = 24;  // up to the caption
 
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override;

@@ -14,6 +14,7 @@ namespace {
 
 constexpr int kSubWindowFrame = 3;
 constexpr int kTitlePadding = 10;
+constexpr int kRowPictureMargin = 4;  // beyond that of a heading
 
 QColor Mix(const QColor& a, const QColor& b, double shareOfB) {
   const auto mix = [shareOfB](float x, float y) { return static_cast<float>(x + (y - x) * shareOfB); };
@@ -118,6 +119,7 @@ void OutlineOnDark(QStyle::PrimitiveElement element, const QStyleOption& option,
 // of the values: up, they grow from the top on.
 QStyleOptionHeader WithTurnedArrow(const QStyleOptionHeader& header) {
   QStyleOptionHeader turned = header;
+  turned.version = QStyleOptionHeader::Version;  // whatever it is a part of
   if (header.sortIndicator != QStyleOptionHeader::None) {
     turned.sortIndicator = header.sortIndicator == QStyleOptionHeader::SortUp ? QStyleOptionHeader::SortDown
                                                                               : QStyleOptionHeader::SortUp;
@@ -232,6 +234,24 @@ QIcon KorvaneStyle::standardIcon(StandardPixmap picture, const QStyleOption* opt
     default:
       return QProxyStyle::standardIcon(picture, option, widget);
   }
+}
+
+// A picture in a heading stands over the pictures of the rows, and so does the text behind it.
+void KorvaneStyle::drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                               const QWidget* widget) const {
+  const auto* header = qstyleoption_cast<const QStyleOptionHeader*>(option);
+  if (element != CE_HeaderLabel || header == nullptr || header->icon.isNull()) {
+    return QProxyStyle::drawControl(element, option, painter, widget);
+  }
+  QStyleOptionHeaderV2 moved;
+  if (const auto* whole = qstyleoption_cast<const QStyleOptionHeaderV2*>(option)) {
+    moved = *whole;
+  } else {
+    moved.QStyleOptionHeader::operator=(*header);
+  }
+  const bool leftToRight = header->direction == Qt::LeftToRight;
+  moved.rect.adjust(leftToRight ? kRowPictureMargin : 0, 0, leftToRight ? 0 : -kRowPictureMargin, 0);
+  QProxyStyle::drawControl(element, &moved, painter, widget);
 }
 
 void KorvaneStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
