@@ -53,12 +53,12 @@ std::size_t CommonLength(std::string_view a, std::string_view b, std::size_t fro
 }
 
 // A source as it is compared with many others.
-struct SourceText {
+struct ComparedSource {
   SourceKey Key;
   std::string_view Text;
 };
 
-int CompareSourceTexts(const SourceText& a, const SourceText& b) {
+int CompareSources(const ComparedSource& a, const ComparedSource& b) {
   if (a.Key != b.Key) {
     return a.Key < b.Key ? -1 : 1;
   }
@@ -220,13 +220,13 @@ std::string_view TextAt(const TrapRows& rows, SourceShown shown, TrapColumn colu
 }
 
 std::vector<std::uint32_t> RanksOfSources(const std::vector<std::string_view>& texts) {
-  std::vector<SourceText> sources;
+  std::vector<ComparedSource> sources;
   sources.reserve(texts.size());
   for (const std::string_view text : texts) {
     sources.push_back({SourceKey(text), text});
   }
   return Ranks(texts,
-               [&](std::uint32_t a, std::uint32_t b) { return CompareSourceTexts(sources[a], sources[b]); });
+               [&](std::uint32_t a, std::uint32_t b) { return CompareSources(sources[a], sources[b]); });
 }
 
 // Texts that rows share are compared once each, not once per row.
@@ -292,7 +292,7 @@ int TrapSort::Compare(std::uint32_t a, std::uint32_t b) const {
       if (rows_->OriginAt(a) == rows_->OriginAt(b)) {
         return 0;
       }
-      return CompareSourceTexts({KeyOfSource(a), textAt(a)}, {KeyOfSource(b), textAt(b)});
+      return CompareSources({KeyOfSource(a), textAt(a)}, {KeyOfSource(b), textAt(b)});
     case TrapColumn::TrapName:
     case TrapColumn::Variables:
       break;
