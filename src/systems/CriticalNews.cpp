@@ -60,13 +60,17 @@ void CriticalNews::Arrived(std::string_view system, std::string_view trapName) {
   }
 }
 
+void CriticalNews::NothingUnseen() {
+  if (shown_ > 0) {
+    notifications_.Withdraw();
+  }
+  unseen_ = {};
+  asked_ = shown_ = 0;
+}
+
 void CriticalNews::EndTick() {
   if (front_.InFront()) {
-    if (shown_ > 0) {
-      notifications_.Withdraw();
-    }
-    unseen_ = {};
-    asked_ = shown_ = 0;
+    NothingUnseen();
     return;
   }
   if (unseen_.Traps > asked_) {

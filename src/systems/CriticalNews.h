@@ -36,6 +36,8 @@ class CriticalNews {
 
   // A critical trap has come in; the texts are the network's.
   void Arrived(std::string_view system, std::string_view trapName);
+  // All of them were seen, or acknowledged by a colleague meanwhile.
+  void NothingUnseen();
   void EndTick();
 
   bool Notifies() const { return notifies_; }

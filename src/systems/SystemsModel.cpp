@@ -393,6 +393,9 @@ void SystemsModel::TrapsAcknowledged(std::span<const store::TrapSelection> traps
   for (const store::TrapSelection& some : traps) {
     TakeOut(some);
   }
+  if (news_ != nullptr && shown_.Totals[kCritical] == 0) {
+    news_->NothingUnseen();
+  }
   UpdateColors();
   RefreshStatus();
 }

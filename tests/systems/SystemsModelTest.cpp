@@ -278,6 +278,9 @@ TEST_F(SystemsModelTest, CriticalTrapsCallTheOperatorBackOnceInTenSecondsUntilHe
   arrive({});
   EXPECT_THAT(arrive({}),
               testing::MatchesRegex("6 critical traps . evil.*, b, c and others[.] The newest: .*"));
+  const store::TrapSelection all{.Numbers = {{0, 99}}, .Source = {}, .BeforeTime = {}};
+  Model.TrapsAcknowledged(std::span(&all, 1));
+  EXPECT_EQ(desktop.Shown, "") << "a colleague was faster";
   desktop.Chosen();
   EXPECT_EQ(arrive({"f"}), "") << "he looks";
   front.Front = false;
