@@ -11,7 +11,6 @@ namespace korvane {
 // Decides between addresses, and between them and names; between two names all of it is equal.
 struct SourceKey {
   explicit SourceKey(std::string_view source);
-  bool IsAddress() const { return Kind != kName; }
   bool operator==(const SourceKey&) const = default;
   bool operator<(const SourceKey& other) const {
     return Kind == other.Kind ? Bytes < other.Bytes : Kind < other.Kind;
