@@ -407,8 +407,10 @@ void frmCategories::closeEvent(QCloseEvent* event) {
 }
 
 void frmCategories::done(int result) {
-  services_.Settings.SaveSetting(platform::kSettingsSection, kPlaceSetting,
-                                 NumberListText(std::array{width(), height(), ui_->panes->Position()}));
+  const QSize size = isMaximized() || isFullScreen() ? normalGeometry().size() : this->size();
+  services_.Settings.SaveSetting(
+      platform::kSettingsSection, kPlaceSetting,
+      NumberListText(std::array{size.width(), size.height(), ui_->panes->Position()}));
   QDialog::done(result);
   form_.Unload();
 }

@@ -3,6 +3,7 @@
 #include <QLabel>
 #include <utility>
 
+#include "common/qt/Caption.h"
 #include "common/qt/ListHabits.h"
 #include "common/qt/NoticeBar.h"
 #include "common/qt/QtText.h"
@@ -37,7 +38,7 @@ frmReport::frmReport(ReportServices& services, intake::ViewWindows& windows,
       table_(model_.Rows(), services.Desk.State, traplist::SourceShown::SystemName),
       ui_(std::make_unique<Ui::frmReport>()) {
   ui_->setupUi(this);
-  setWindowTitle(ToQString(model_.Parameters().Window.WindowName));
+  SetCaption(*this, model_.Parameters().Window.WindowName);
   selectedTrap_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
   totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
   filters_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblFilters"));
@@ -145,12 +146,12 @@ void frmReport::ShowWindowParameters() {
 
 void frmReport::Printable() {
   table_.FinishSorting();
-  services_.Printer.Print(ToUtf8(windowTitle()), table_.Shown());
+  services_.Printer.Print(CaptionOf(*this), table_.Shown());
 }
 
 void frmReport::ExportToCsv() {
   table_.FinishSorting();
-  traplist::ExportTraps(services_.Desk, ToUtf8(windowTitle()), table_.Shown());
+  traplist::ExportTraps(services_.Desk, CaptionOf(*this), table_.Shown());
 }
 
 void frmReport::Custom_Activate() {

@@ -4,6 +4,7 @@
 #include <QLabel>
 #include <utility>
 
+#include "common/qt/Caption.h"
 #include "common/qt/ListHabits.h"
 #include "common/qt/NoticeBar.h"
 #include "common/qt/QtText.h"
@@ -31,7 +32,7 @@ frmTraps::frmTraps(TrapsServices& services, intake::ViewWindows& windows, Window
       table_(model_.Rows(), services.Desk.State, traplist::SourceShown::SourceText),
       ui_(std::make_unique<Ui::frmTraps>()) {
   ui_->setupUi(this);
-  setWindowTitle(ToQString(model_.Parameters().WindowName));
+  SetCaption(*this, model_.Parameters().WindowName);
   maximumTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblMaximumTraps"));
   selectedTrap_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
   totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
@@ -131,7 +132,7 @@ void frmTraps::ShowTrapDetail() {
 
 void frmTraps::Printable() {
   if (HasTraps()) {
-    services_.Printer.Print(ToUtf8(windowTitle()), table_.Shown());
+    services_.Printer.Print(CaptionOf(*this), table_.Shown());
   }
 }
 
