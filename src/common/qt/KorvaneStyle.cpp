@@ -13,7 +13,9 @@ namespace korvane {
 namespace {
 
 constexpr int kSubWindowFrame = 3;
+constexpr int kPutAsideWidth = 260;
 constexpr int kTitlePadding = 10;
+constexpr int kTitleGap = 8;  // between icon, caption and buttons
 
 QColor Mix(const QColor& a, const QColor& b, double shareOfB) {
   const auto mix = [shareOfB](float x, float y) { return static_cast<float>(x + (y - x) * shareOfB); };
@@ -180,6 +182,8 @@ int KorvaneStyle::pixelMetric(PixelMetric metric, const QStyleOption* option, co
       const QFontMetrics font = option != nullptr ? option->fontMetrics : QFontMetrics(QApplication::font());
       return font.height() + kTitlePadding;
     }
+    case PM_MdiSubWindowMinimizedWidth:
+      return kPutAsideWidth;
     case PM_MdiSubWindowFrameWidth:
       return kSubWindowFrame;
     case PM_ToolBarIconSize:
@@ -240,6 +244,22 @@ void KorvaneStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* o
   painter->restore();
 }
 
+// The picture of a highlighted menu item is asked for as one under the pointer, which on a toolbar keeps its
+// ink; on the highlight it would be as good as gone.
+void KorvaneStyle::drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                               const QWidget* widget) const {
+  const auto* item = qstyleoption_cast<const QStyleOptionMenuItem*>(option);
+  if (element != CE_MenuItem || item == nullptr || item->icon.isNull() ||
+      !item->state.testFlag(State_Selected) || !item->state.testFlag(State_Enabled)) {
+    return QProxyStyle::drawControl(element, option, painter, widget);
+  }
+  const int side = pixelMetric(PM_SmallIconSize, option, widget);
+  QStyleOptionMenuItem highlighted = *item;
+  highlighted.icon =
+      QIcon(item->icon.pixmap(QSize(side, side), painter->device()->devicePixelRatioF(), QIcon::Selected));
+  QProxyStyle::drawControl(element, &highlighted, painter, widget);
+}
+
 void KorvaneStyle::drawComplexControl(ComplexControl control, const QStyleOptionComplex* option,
                                       QPainter* painter, const QWidget* widget) const {
   const auto* bar = qstyleoption_cast<const QStyleOptionTitleBar*>(option);
@@ -257,11 +277,14 @@ void KorvaneStyle::drawComplexControl(ComplexControl control, const QStyleOption
   painter->save();
   painter->fillRect(bar->rect, TitleColour(bar->palette, active));
   painter->setRenderHint(QPainter::Antialiasing);
-  const QRect icon = proxy()->subControlRect(CC_TitleBar, bar, SC_TitleBarSysMenu, widget);
+  QRect icon = proxy()->subControlRect(CC_TitleBar, bar, SC_TitleBarSysMenu, widget);
+  QRect label = proxy()->subControlRect(CC_TitleBar, bar, SC_TitleBarLabel, widget);
+  label.adjust(kTitleGap, 0, -kTitleGap, 0);
   if (bar->titleBarFlags.testFlag(Qt::WindowSystemMenuHint) && !bar->icon.isNull()) {
-    bar->icon.paint(painter, icon);
+    const int side = pixelMetric(PM_SmallIconSize, bar, widget);
+    icon.moveLeft(icon.left() + kTitleGap / 2);
+    bar->icon.paint(painter, alignedRect(Qt::LeftToRight, Qt::AlignCenter, QSize(side, side), icon));
   }
-  QRect label = proxy()->subControlRect(CC_TitleBar, bar, SC_TitleBarLabel, widget).adjusted(4, 0, -4, 0);
   painter->setPen(ink);
   painter->drawText(label, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
                     bar->fontMetrics.elidedText(bar->text, Qt::ElideRight, label.width()));
