@@ -37,7 +37,7 @@ QString KeysOfAction(Action action) {
 FrameMenus::FrameMenus(QMainWindow& frame, QToolBar& tbToolbar, Run run)
     : frame_(frame), run_(std::move(run)) {
   for (const Menu& menu : MenuBar()) {
-    frame_.menuBar()->addMenu(MakeMenu(menu));
+    frame_.menuBar()->addMenu(menus_.emplace(menu.Name, MakeMenu(menu)).first->second);
   }
   for (const Menu& menu : PopUpMenus()) {
     popUps_.emplace(menu.Name, MakeMenu(menu));

@@ -24,6 +24,7 @@ class FrameMenus {
   FrameMenus(QMainWindow& frame, QToolBar& tbToolbar, Run run);
 
   QAction& Item(std::string_view name) const { return *items_.at(name); }
+  QMenu& MenuOf(std::string_view name) const { return *menus_.at(name); }  // of the menu bar
   QMenu& PopUp(std::string_view name) const { return *popUps_.at(name); }
 
  private:
@@ -36,6 +37,7 @@ class FrameMenus {
   Run run_;
   std::map<std::string_view, QIcon> imlToolbarIcons;
   std::map<std::string_view, QAction*> items_;
+  std::map<std::string_view, QMenu*> menus_;
   std::map<std::string_view, QMenu*> popUps_;
 };
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "common/Text.h"
+#include "common/qt/Caption.h"
 #include "common/qt/QtText.h"
 #include "intake/StoredTraps.h"
 #include "intake/Systems.h"
@@ -15,6 +16,7 @@
 #include "mainwnd/FrameCaption.h"
 #include "mainwnd/FrameDialogs.h"
 #include "mainwnd/HelperPrograms.h"
+#include "mainwnd/WindowListMenu.h"
 #include "mainwnd/frmWait.h"
 #include "reports/frmReport.h"
 #include "store/DatabaseError.h"
@@ -30,6 +32,8 @@ namespace {
 
 constexpr std::string_view kAllTrapsCaption = "All Traps ";
 constexpr std::string_view kPlacesSetting = "ChildWindows";
+constexpr std::string_view kToolbarSetting = "Toolbar";
+constexpr std::string_view kToolbarHidden = "0";
 
 QString ItemText(const std::string& text) {
   return ToVisibleQString(text).replace(QLatin1Char('&'), QLatin1String("&&"));
@@ -72,7 +76,9 @@ frmMain::frmMain(const FrameServices& services)
   forms_ = std::make_unique<FormList>(*ui_->mdiChildren);
   menus_ = std::make_unique<FrameMenus>(*this, *ui_->tbToolbar,
                                         [this](const Command& command) { Execute(command); });
-  menus_->Item("mnuViewToolbar").setChecked(true);
+  windowList_ = std::make_unique<WindowListMenu>(menus_->MenuOf("mnuWindow"), *ui_->mdiChildren);
+  ShowToolbar(services_.Desk.Settings.GetSetting(platform::kSettingsSection, kToolbarSetting, {}) !=
+              kToolbarHidden);
   dialogs_ = std::make_unique<FrameDialogs>(
       *this, services_, [this] { ReloadTraps(); }, [this] { RefreshTrapWindows(*forms_); });
   ui_->fraStrip->Follow(services_.Desk.Strip, services_.Desk.Clock);
@@ -128,8 +134,9 @@ void frmMain::Run(Action action) {
     case Action::AcknowledgeTraps:
       return ActiveTraps()->AcknowledgeTrap();
     case Action::ToggleToolbar:
-      ui_->picToolbar->setVisible(ui_->picToolbar->isHidden());
-      menus_->Item("mnuViewToolbar").setChecked(!ui_->picToolbar->isHidden());
+      ShowToolbar(ui_->picToolbar->isHidden());
+      services_.Desk.Settings.SaveSetting(platform::kSettingsSection, kToolbarSetting,
+                                          ui_->picToolbar->isHidden() ? kToolbarHidden : "1");
       return;
     case Action::WindowProperties:
       return ActiveList()->ShowWindowParameters();
@@ -227,6 +234,11 @@ void frmMain::closeEvent(QCloseEvent* event) {
   closed_ = true;
   event->accept();
   services_.Closing.EndProcess();
+}
+
+void frmMain::ShowToolbar(bool shown) {
+  ui_->picToolbar->setVisible(shown);
+  menus_->Item("mnuViewToolbar").setChecked(shown);
 }
 
 // As with the frame's own place: an icon keeps what was saved before.
@@ -328,15 +340,20 @@ void frmMain::ReloadTraps() {
 
 void frmMain::RenameActive() {
   const QPointer<QWidget> form(ui_->mdiChildren->Active()->widget());
-  const std::optional<std::string> name =
-      services_.Desk.Prompt.AskText("Enter New Name: ", ToUtf8(form->windowTitle()));
+  const std::optional<std::string> name = services_.Desk.Prompt.AskText("Enter New Name: ", CaptionOf(*form));
   if (name && !name->empty() && form) {
-    form->setWindowTitle(ToQString(*name));
+    SetCaption(*form, *name);
   }
 }
 
+// The command keeps a report, as an icon; its close box closes it.
 void frmMain::CloseActive() {
-  ui_->mdiChildren->Active()->close();
+  ChildWindow* active = ui_->mdiChildren->Active();
+  if (active->ShownForm().FormName() == kTrapsFormName) {
+    active->close();
+  } else {
+    active->showMinimized();
+  }
 }
 
 void frmMain::CloseAll() {
@@ -344,7 +361,7 @@ void frmMain::CloseAll() {
   for (auto child = children.rbegin(); child != children.rend(); ++child) {
     const std::string_view form = (*child)->ShownForm().FormName();
     if (form == kTrapsFormName || form == kReportFormName) {
-      (*child)->CloseForGood();
+      (*child)->close();
     }
   }
 }

@@ -41,6 +41,7 @@ namespace korvane::mainwnd {
 
 class ChildWindow;
 class FrameDialogs;
+class WindowListMenu;
 namespace Ui {
 class frmMain;
 }
@@ -94,6 +95,7 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
                              const intake::System* system = nullptr);
   void OpenSystemsWindow();
   void KeepFirstPlaces();
+  void ShowToolbar(bool shown);
   void AskForNewWindow();
   void AskForReport();
   void RenameActive();
@@ -107,6 +109,7 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   FrameServices services_;
   std::unique_ptr<Ui::frmMain> ui_;
   std::unique_ptr<FrameMenus> menus_;
+  std::unique_ptr<WindowListMenu> windowList_;
   std::unique_ptr<FrameDialogs> dialogs_;
   CommandDispatch dispatch_;
   std::unique_ptr<TrapsWindowList> trapsWindows_;
