@@ -1,5 +1,8 @@
 #include "app/ConsoleApp.h"
 
+#include <QApplication>
+#include <QDialog>
+#include <QMessageBox>
 #include <utility>
 
 #include "intake/StoreFeeder.h"
@@ -10,6 +13,19 @@ namespace {
 
 // So that a server that went mute is noticed by the thread that follows the trap table.
 constexpr store::ConnectionOptions kFeederTimeouts{.ConnectTimeoutSeconds = 10, .CommandTimeoutSeconds = 60};
+
+constexpr int kTryToEndEvery = 50;  // milliseconds
+
+// A message box by the answer of its Escape key, any other dialog as by its Cancel; none gets to ask whether
+// that is meant.
+void Leave(QWidget& modal) {
+  if (auto* dialog = qobject_cast<QDialog*>(&modal);
+      dialog != nullptr && !qobject_cast<QMessageBox*>(&modal)) {
+    dialog->done(QDialog::Rejected);
+  } else {
+    modal.close();
+  }
+}
 
 // Somebody waits for all of them.
 std::unique_ptr<store::Connection> OpenOwnConnection(store::ConnectionOptions timeouts) {
@@ -49,7 +65,10 @@ struct ConsoleApp::WindowServices {
   reports::ReportServices Reports;
 };
 
-ConsoleApp::ConsoleApp(ConsoleHost host) : host_(std::move(host)) {}
+ConsoleApp::ConsoleApp(ConsoleHost host) : host_(std::move(host)) {
+  ending_.setInterval(kTryToEndEvery);
+  QObject::connect(&ending_, &QTimer::timeout, &ending_, [this] { TryToEnd(); });
+}
 
 ConsoleApp::~ConsoleApp() {
   if (frame_) {
@@ -121,10 +140,26 @@ void ConsoleApp::DisableTimers() {
   }
 }
 
-void ConsoleApp::CloseConsole() {
+void ConsoleApp::EndUnasked() {
+  ending_.start();
+}
+
+// Dialogs return into the code that opened them, one within the other, before the console can be closed.
+void ConsoleApp::TryToEnd() {
+  if (QWidget* popUp = QApplication::activePopupWidget()) {
+    popUp->close();
+  } else if (QWidget* modal = QApplication::activeModalWidget()) {
+    Leave(*modal);
+  } else if (frame_ && frame_->CloseUnasked()) {
+    ending_.stop();
+  }
+}
+
+void ConsoleApp::CloseConsole(bool unasked) {
+  UnaskedPrompts nobody(log_);
   Shutdown shutdown({.Settings = host_.Settings,
                      .Sockets = host_.Sockets,
-                     .Prompt = host_.Prompt,
+                     .Prompt = unasked ? nobody : host_.Prompt,
                      .Busy = wait_,
                      .DebugLog = log_,
                      .State = state_,

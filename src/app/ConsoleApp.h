@@ -3,6 +3,7 @@
 // loop; tests give it fakes.  User-interface thread only.
 #pragma once
 
+#include <QTimer>
 #include <functional>
 #include <memory>
 #include <string>
@@ -12,6 +13,7 @@
 #include "app/FramePlace.h"
 #include "app/Shutdown.h"
 #include "app/Startup.h"
+#include "app/UnaskedPrompts.h"
 #include "app/frmSplash.h"
 #include "common/Desk.h"
 #include "common/Log.h"
@@ -55,6 +57,11 @@ class ConsoleApp : private MainWindowMaker, private SystemsWindow, private mainw
   // Anything but Running: there is nothing to run.
   StartupResult Start(std::string_view commandLine);
 
+  // Closes as the operator would but asks nothing, as when the session ends: leaves open dialogs as their
+  // Cancel does, saves, and ends the event loop.  Returns at once; the rest happens as soon as nothing is in
+  // the way.
+  void EndUnasked();
+
   // Null before start-up came that far.
   mainwnd::frmMain* Frame() const { return frame_.get(); }
   const ProcessState& State() const { return state_; }
@@ -66,7 +73,8 @@ class ConsoleApp : private MainWindowMaker, private SystemsWindow, private mainw
   void DisableTimers() override;
   std::size_t RowCount() const override { return systems_->RowCount(); }
   bool RowHasTraps(std::size_t row) const override { return systems_->Row(row).Total() != 0; }
-  void CloseConsole() override;
+  void CloseConsole(bool unasked) override;
+  void TryToEnd();
   void EndProcess() override;
   std::unique_ptr<intake::ReceiverLibrary> MakeLibrary();
 
@@ -91,6 +99,7 @@ class ConsoleApp : private MainWindowMaker, private SystemsWindow, private mainw
   std::unique_ptr<mainwnd::frmMain> frame_;
   std::unique_ptr<intake::Intake> intake_;
   std::unique_ptr<FramePlace> place_;
+  QTimer ending_;
 };
 
 }  // namespace korvane::app

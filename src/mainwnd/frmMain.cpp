@@ -230,10 +230,15 @@ void frmMain::closeEvent(QCloseEvent* event) {
   closing_ = true;
   KeepFirstPlaces();
   dialogs_->CloseHelp();
-  services_.Closing.CloseConsole();
+  services_.Closing.CloseConsole(unasked_);
   closed_ = true;
   event->accept();
   services_.Closing.EndProcess();
+}
+
+bool frmMain::CloseUnasked() {
+  unasked_ = true;
+  return closed_ || (close() && closed_);
 }
 
 void frmMain::ShowToolbar(bool shown) {

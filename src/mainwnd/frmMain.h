@@ -64,6 +64,10 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   // Without asking any of them; nothing opens afterwards.
   void DestroyChildren();
 
+  // Closes as the operator would, but puts no question; what it then saves is on disk when it returns.  False
+  // while a dialog is open or long work goes on: to be called again.
+  bool CloseUnasked();
+
   // What a click on the command's item does: the check of the active window, then the command.
   void Execute(const Command& command);
   const FrameMenus& Menus() const { return *menus_; }
@@ -118,6 +122,7 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   const intake::System* popUpSystem_ = nullptr;  // whose items the Systems pop-up shows
   bool opened_ = false;
   bool closing_ = false;
+  bool unasked_ = false;
   bool closed_ = false;
 };
 

@@ -18,6 +18,7 @@
 
 #include "app/StartupChecks.h"
 #include "common/RegistryValues.h"
+#include "common/qt/Caption.h"
 #include "common/qt/KorvaneStyle.h"
 #include "mainwnd/ChildArea.h"
 #include "mainwnd/FrameCaption.h"
@@ -88,13 +89,25 @@ class ConsoleTest : public testing::Test {
   std::vector<std::string> Captions() {
     std::vector<std::string> captions;
     for (const auto* child : Children()) {
-      captions.push_back(child->widget()->windowTitle().toStdString());
+      captions.push_back(CaptionOf(*child->widget()));
     }
     return captions;
   }
   QTableView& ListIn(std::size_t child) { return Find<QTableView>(Child(child)); }
   int RowsIn(std::size_t child) { return ListIn(child).model()->rowCount(); }
   void Command(const char* name) { Frame().Menus().Item(name).trigger(); }
+
+  // What the Window menu lists below its fixed items when it opens.
+  std::vector<std::string> WindowList() {
+    QMenu& menu = Frame().Menus().MenuOf("mnuWindow");
+    Q_EMIT menu.aboutToShow();
+    std::vector<std::string> texts;
+    const QList<QAction*> items = menu.actions();
+    for (auto item = items.rbegin(); !(*item)->isSeparator(); ++item) {
+      texts.insert(texts.begin(), (*item)->text().toStdString());
+    }
+    return texts;
+  }
 
   QMenu& SystemsPopUp() { return Frame().Menus().PopUp(mainwnd::kSystemsPopUp); }
   // Opens the pop-up of a system in the Systems window and leaves it by Escape; its items stay as they were.
@@ -168,6 +181,24 @@ TEST_F(ConsoleTest, ClosingWaitsForDialogsAndLongWork) {
   EXPECT_EQ(Ended, 1);
 }
 
+TEST_F(ConsoleTest, WhenItsSessionEndsItLeavesDialogsAndSavesWithoutAQuestion) {
+  StartWith({{.EventTime = 10, .Source = "a"}, {.EventTime = 20, .Source = "b"}});
+  const auto isGone = [](const QDialog& dialog) { return WaitFor([&] { return !dialog.isVisible(); }); };
+  InDialog([this] { Command("mnuOptionsFilters"); },
+           [&](QDialog& filters) {
+             InDialog([&] { Click(filters, "cmdAdd"); },
+                      [&](QDialog& filter) {
+                        Console->EndUnasked();
+                        EXPECT_TRUE(isGone(filter));
+                      });
+             EXPECT_TRUE(isGone(filters));
+           });
+  EXPECT_TRUE(WaitFor([this] { return Ended == 1; }));
+  EXPECT_TRUE(Prompt.Questions().empty());
+  EXPECT_EQ(Unacknowledged("a"), 1);
+  EXPECT_EQ(Store.Number("SELECT COUNT(*) FROM System_Table"), 2);
+}
+
 TEST_F(ConsoleTest, ItsWindowsComeBackWhereTheyWereOrOntoAScreen) {
   auto& settings = Machine.Settings.Values;
   settings = {
@@ -181,12 +212,16 @@ TEST_F(ConsoleTest, ItsWindowsComeBackWhereTheyWereOrOntoAScreen) {
   settings["Settings/MainHeight"] = "7500";
   Start();
   EXPECT_EQ(QRect(Frame().pos(), Frame().size()), QRect(20, 30, 600, 500));
+  const int height = Area().height();
+  Command("mnuViewToolbar");
+  ASSERT_TRUE(WaitFor([&] { return Area().height() > height; }));
   Command("mnuWindowTileVertical");
   const QRect traps = Child(1).geometry();
   Frame().close();
   const auto saved = settings;
   Start();
   EXPECT_EQ(Child(1).geometry(), traps);
+  EXPECT_FALSE(IsShown(Frame(), "picToolbar") || Frame().Menus().Item("mnuViewToolbar").isChecked());
   Frame().showMinimized();
   Frame().close();
   EXPECT_EQ(settings, saved) << "nobody moved anything, and an icon's place is none";
@@ -224,19 +259,35 @@ TEST_F(FrameTest, OpensRenamesAndClosesWindowsButTheSystemsWindow) {
                Press(dialog, Qt::Key_Return);
              });
     EXPECT_EQ(Area().Active(), &Child(2));
-    for (const char* name : {"", "<b>Core</b> & 'edge' "}) {
+    for (const char* name : {"", "<b>Core</b> & [*] 'edge' "}) {
       Prompt.WillAnswerText(name);
       Command("mnuEditRenameWindow");
       EXPECT_THAT(Captions().back(), HasSubstr(*name == '\0' ? "Mine" : name));
     }
     ShowActive(Frame());
+    EXPECT_EQ(WindowList().back(), "&3  <b>Core</b> && [*] 'edge'");
     QTest::keyClick(&Frame(), closing, Qt::ControlModifier);
     ASSERT_EQ(Children().size(), 2U);
     Child(0).BringUp();
     QTest::keyClick(&Frame(), closing, Qt::ControlModifier);
     EXPECT_EQ(Children().size(), 2U);
     EXPECT_TRUE(Child(0).isMinimized());
+    EXPECT_EQ(Area().Active(), &Child(1)) << "commands act on what can be seen";
+    EXPECT_THAT(WindowList(), ElementsAre("&1  Systems (put aside)", "&2  All Traps"));
   }
+  OpenReport();
+  Command("mnuWindowClose");
+  ASSERT_EQ(Children().size(), 3U) << "the command keeps a report";
+  EXPECT_EQ(Area().Active(), &Child(1));
+  Child(2).close();
+  EXPECT_EQ(Children().size(), 2U) << "its close box does not";
+  Child(1).close();
+  EXPECT_TRUE(Child(0).isMinimized()) << "nothing comes back by itself";
+  Command("mnuEditRenameWindow");
+  EXPECT_EQ(Prompt.LastMessage(), "There is no active window that can be renamed.");
+  WindowList();
+  Frame().Menus().MenuOf("mnuWindow").actions().back()->trigger();
+  EXPECT_EQ(Area().Active(), &Child(0));
 }
 
 TEST_F(FrameTest, CloseAllAsksFromTheLastToTheFirstAndKeepsTheSystemsWindow) {
@@ -376,15 +427,17 @@ TEST(ProgramTest, TheSecondCopyBringsUpTheFirstAndEnds) {
       QStringLiteral(KORVANE_CONSOLE)};
   QProcess first;
   first.start(QStringLiteral("env"), command);
-  platform::QtRunningInstance later(folder.path(), 500);
+  platform::QtRunningInstance later(platform::MakeUserLock(folder.path().toStdString()), folder.path(), 500);
   EXPECT_TRUE(WaitFor([&] { return later.FindTopLevelWindow(mainwnd::kFrameCaption); }));
   QProcess second;
   second.start(QStringLiteral("env"), command);
   EXPECT_TRUE(second.waitForFinished());
   EXPECT_EQ(second.exitCode(), 0);
   EXPECT_EQ(first.state(), QProcess::Running);
-  first.kill();
-  first.waitForFinished();
+  first.terminate();
+  EXPECT_TRUE(first.waitForFinished());
+  EXPECT_EQ(first.exitStatus(), QProcess::NormalExit);
+  EXPECT_EQ(first.exitCode(), 0);
 }
 
 }  // namespace
