@@ -17,14 +17,7 @@ namespace {
 constexpr std::string_view kMailName = "Korvane";
 
 std::int32_t Number(const std::string& text) {
-  if (text.empty()) {
-    return 0;
-  }
-  const auto number = NumberIn<std::int32_t>(text);
-  if (!number || *number < 0) {
-    throw std::invalid_argument(fmt::format("'{}' is not a whole number.", text));
-  }
-  return *number;
+  return text.empty() ? 0 : TypedNumber(text, 0);
 }
 
 }  // namespace

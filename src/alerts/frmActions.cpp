@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QDir>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -12,6 +13,8 @@
 
 #include "common/qt/DialogButtons.h"
 #include "common/qt/QtText.h"
+#include "common/qt/TextLength.h"
+#include "store/ColumnLengths.h"
 #include "ui_frmActions.h"
 
 namespace korvane::alerts {
@@ -52,6 +55,7 @@ frmActions::frmActions(const AlertServices& services, QWidget* parent)
   for (QLineEdit* number : {ui_->txtBeepCount, ui_->txtDuration, ui_->txtDelay, ui_->txtFreq}) {
     TakeDigitsOnly(*number);
   }
+  LimitLengths();
   AddOkAndCancel(*ui_->buttons, tr("Cancel"));
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmActions::Ok);
   connect(ui_->buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
@@ -74,6 +78,15 @@ void frmActions::AddField(QWidget* editor, QLabel* help, const QString& text) {
 void frmActions::TakeDigitsOnly(QLineEdit& edit) {
   edit.setValidator(new QRegularExpressionValidator(QRegularExpression(QStringLiteral("[0-9]*")), &edit));
   connect(&edit, &QLineEdit::inputRejected, this, [] { QApplication::beep(); });
+}
+
+void frmActions::LimitLengths() {
+  using store::LengthOf;
+  LimitLength(*ui_->txtBeepDesc, LengthOf(store::kBeepDetail, "Description"));
+  LimitLength(*ui_->cboSMTPServer->lineEdit(), LengthOf(store::kEmailDetail, "Smtp_Server"));
+  LimitLength(*ui_->cboEmailTo->lineEdit(), LengthOf(store::kEmailDetail, "Email_To"));
+  LimitLength(*ui_->txtEmailFrom, LengthOf(store::kEmailDetail, "Email_From"));
+  LimitLength(*ui_->cboMsgDest->lineEdit(), LengthOf(store::kMessageDetail, "Destination"));
 }
 
 bool frmActions::eventFilter(QObject* watched, QEvent* event) {
@@ -193,7 +206,7 @@ void frmActions::Browse() {
                                      .Kind = {},
                                      .Extension = {}});
   if (!files.empty()) {
-    ui_->cboCustom->setEditText(ToQString(files.front()));
+    ui_->cboCustom->setEditText(QDir::toNativeSeparators(ToQString(files.front())));
   }
 }
 

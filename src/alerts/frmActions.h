@@ -51,6 +51,7 @@ class frmActions : public QDialog {
   };
   void AddField(QWidget* editor, QLabel* help, const QString& text);
   void TakeDigitsOnly(QLineEdit& edit);
+  void LimitLengths();
   QWidget* FirstFieldOf(ActionKind kind) const;
   void AddTab(ActionKind kind, std::int32_t id, QWidget* page, const QString& caption);
   void ShowPages();

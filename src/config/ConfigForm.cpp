@@ -9,7 +9,6 @@
 #include "common/Number.h"
 #include "common/RegistryValues.h"
 #include "common/Services.h"
-#include "common/Text.h"
 
 namespace korvane::config {
 
@@ -23,14 +22,6 @@ std::string ReadOr(platform::RegistryStore& registry, std::string_view valueName
   return GetRegistryValue(registry, platform::RegistryHive::LocalMachine, kManagerKey, valueName, text)
              ? text
              : std::string(otherwise);
-}
-
-std::int32_t ToNumber(std::string_view text) {
-  const auto number = NumberIn<std::int32_t>(WithoutBlanks(text));
-  if (!number) {
-    throw std::invalid_argument(fmt::format("'{}' is not a whole number.", text));
-  }
-  return *number;
 }
 
 }  // namespace
@@ -57,6 +48,14 @@ bool ConfigForm::OperatorAgrees(const ConfigValues& shown) {
                                               PromptIcon::Question) == PromptAnswer::Yes;
 }
 
+bool ConfigForm::SwitchesPurgingOff(std::string_view days) {
+  try {
+    return TypedNumber(days) < 1;
+  } catch (const std::invalid_argument&) {
+    return false;  // OK will say so
+  }
+}
+
 bool ConfigForm::Ok(const ConfigValues& shown) {
   struct Write {
     std::string_view ValueName;
@@ -70,9 +69,9 @@ bool ConfigForm::Ok(const ConfigValues& shown) {
     return false;
   }
   try {
-    writes[0].Number = ToNumber(shown.AckHours);
-    writes[1].Number = ToNumber(shown.PurgeDays);
-    writes[2].Number = ToNumber(shown.MaxViewTraps);
+    writes[0].Number = TypedNumber(shown.AckHours);
+    writes[1].Number = TypedNumber(shown.PurgeDays);
+    writes[2].Number = TypedNumber(shown.MaxViewTraps);
   } catch (const std::invalid_argument& error) {
     services_.Prompt.Show(error.what(), PromptIcon::Critical);
     return false;

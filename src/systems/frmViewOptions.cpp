@@ -1,6 +1,7 @@
 #include "systems/frmViewOptions.h"
 
 #include <QApplication>
+#include <QLocale>
 #include <QPushButton>
 
 #include "ui_frmViewOptions.h"
@@ -11,11 +12,13 @@ frmViewOptions::frmViewOptions(std::int64_t unacknowledgedTraps, std::int32_t ma
     : QDialog(parent), ui_(std::make_unique<Ui::frmViewOptions>()) {
   ui_->setupUi(this);
   setWindowFlag(Qt::WindowContextHelpButtonHint, false);
+  const QLocale locale;
   ui_->lblMessage->setText(QStringLiteral("There are %1 unacknowledged traps. Loading all may cause delay.\n"
                                           "Please select a view option.")
-                               .arg(unacknowledgedTraps));
+                               .arg(locale.toString(static_cast<qlonglong>(unacknowledgedTraps))));
   ui_->optLoadRecentTraps->setText(
-      QStringLiteral("Load Recent Traps (upto maximum traps view limit, currently: %1)").arg(maxViewTraps));
+      QStringLiteral("Load Recent Traps (upto maximum traps view limit, currently: %1)")
+          .arg(locale.toString(maxViewTraps)));
   QPushButton* cmdOK = ui_->buttons->addButton(QStringLiteral("OK"), QDialogButtonBox::AcceptRole);
   cmdOK->setObjectName(QStringLiteral("cmdOK"));
   cmdOK->setDefault(true);

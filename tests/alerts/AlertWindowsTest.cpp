@@ -200,6 +200,9 @@ TEST_F(AlertWindowsTest, ActionsAreCheckedTabByTabAndSavedTogether) {
     EXPECT_EQ(tabs.currentIndex(), tab) << field;
     Type(dialog, field, text);
   };
+  Type(dialog, "txtBeepDesc", std::string(255, 'x') + "yz");
+  EXPECT_EQ(TextOf(dialog, "txtBeepDesc"), std::string(255, 'x')) << "what its column takes";
+  Type(dialog, "txtBeepDesc", "");
   refused(0, "txtBeepDesc", "three short ones");
   Type(dialog, "txtBeepCount", "3x-1");
   EXPECT_EQ(TextOf(dialog, "txtBeepCount"), "31") << "digits only";

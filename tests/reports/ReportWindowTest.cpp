@@ -158,6 +158,10 @@ TEST_F(SetReportTest, ARangeAndItsConditionsAreTypedAndReadAgain) {
   Pick("DTPToDate", "2024-02-09");
   Pick("DTPFromDate", "2024-02-08");
   EXPECT_FALSE(test::IsShown(dialog, "lblReversed"));
+  for (const char* field : {"DTPFromTime", "DTPToDate", "DTPToTime", "txtWindowName"}) {
+    test::Press(dialog, Qt::Key_Tab);
+    EXPECT_EQ(dialog.focusWidget()->objectName().toStdString(), field) << "one Tab for each field";
+  }
   Pick("DTPFromTime", "23:59:58");
   test::Type(dialog, "txtWindowName", "Night");
   Click(dialog, "optCustom");

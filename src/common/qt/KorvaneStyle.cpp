@@ -7,6 +7,7 @@
 #include <QTableView>
 
 #include "common/qt/DesktopScheme.h"
+#include "common/qt/DialogStyle.h"
 #include "common/qt/Icons.h"
 
 namespace korvane {
@@ -164,7 +165,7 @@ QPalette PaletteOf(const PaletteColours& c) {
 
 }  // namespace
 
-KorvaneStyle::KorvaneStyle() : QProxyStyle(QStringLiteral("fusion")) {}
+KorvaneStyle::KorvaneStyle() : QProxyStyle(new DialogStyle) {}
 
 int KorvaneStyle::pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const {
   switch (metric) {
