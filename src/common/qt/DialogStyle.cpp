@@ -8,6 +8,7 @@
 #include <QLineEdit>
 #include <QScreen>
 #include <QStyleOptionFrame>
+#include <QWindow>
 #include <algorithm>
 
 namespace korvane {
@@ -15,6 +16,8 @@ namespace {
 
 // What a window manager puts around a dialog.
 constexpr QSize kWindowFrame(8, 40);
+// Milliseconds; whatever moves a dialog later is the operator.
+constexpr qint64 kPlacedWithin = 1000;
 
 QString NameOf(const QWidget& field) {
   const QList<QLabel*> labels = field.window()->findChildren<QLabel*>();
@@ -35,6 +38,19 @@ void NameInnerEdit(const QWidget& field) {
 void FitOnScreen(QDialog& dialog) {
   if (dialog.isWindow() && dialog.testAttribute(Qt::WA_Resized)) {
     dialog.resize(dialog.size().boundedTo(dialog.screen()->availableSize() - kWindowFrame));
+  }
+}
+
+// Dialogs open in the middle of their window, and how high its frame is shows only once it is there: a high
+// one would have its caption above the screen.
+void KeepCaptionOnScreen(const QDialog& dialog) {
+  QWindow* const window = dialog.windowHandle();
+  if (window != nullptr) {
+    const QPoint place = window->framePosition();
+    const int top = window->screen()->availableGeometry().top();
+    if (place.y() < top) {
+      window->setFramePosition(QPoint(place.x(), top));
+    }
   }
 }
 
@@ -70,9 +86,15 @@ void DialogStyle::polish(QWidget* widget) {
 
 // When it is polished a field may not have its label yet, nor a dialog its size.
 bool DialogStyle::eventFilter(QObject* watched, QEvent* event) {
-  if (event->type() == QEvent::Show) {
-    if (auto* dialog = qobject_cast<QDialog*>(watched)) {
+  auto* const dialog = qobject_cast<QDialog*>(watched);
+  if (event->type() == QEvent::Move && dialog != nullptr && dialog == opening_ &&
+      !sinceShown_.hasExpired(kPlacedWithin)) {
+    KeepCaptionOnScreen(*dialog);
+  } else if (event->type() == QEvent::Show) {
+    if (dialog != nullptr) {
       FitOnScreen(*dialog);
+      opening_ = dialog;
+      sinceShown_.start();
     } else if (const auto* field = qobject_cast<const QWidget*>(watched)) {
       NameInnerEdit(*field);
     }

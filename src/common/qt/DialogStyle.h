@@ -5,6 +5,9 @@
 // as large as the screen.  KorvaneStyle stands on it.
 #pragma once
 
+#include <QDialog>
+#include <QElapsedTimer>
+#include <QPointer>
 #include <QProxyStyle>
 
 namespace korvane {
@@ -24,6 +27,10 @@ class DialogStyle : public QProxyStyle {
   using QProxyStyle::polish;
   void polish(QWidget* widget) override;
   bool eventFilter(QObject* watched, QEvent* event) override;
+
+ private:
+  QPointer<QDialog> opening_;  // the one that was shown last
+  QElapsedTimer sinceShown_;
 };
 
 }  // namespace korvane
