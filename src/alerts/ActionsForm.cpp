@@ -103,6 +103,15 @@ std::string ActionsForm::Missing(ActionKind kind) const {
   return {};
 }
 
+bool ActionsForm::IsNumber(const std::string& text) {
+  try {
+    Number(text);
+    return true;
+  } catch (const std::invalid_argument&) {
+    return false;
+  }
+}
+
 std::int32_t ActionsForm::Save(ActionKind kind) {
   switch (kind) {
     case ActionKind::Beep:

@@ -146,6 +146,24 @@ QWidget* frmActions::FirstFieldOf(ActionKind kind) const {
   return ui_->cboCustom;
 }
 
+QWidget* frmActions::FieldToMend(ActionKind kind) const {
+  if (kind == ActionKind::Beep && !ui_->txtBeepDesc->text().isEmpty()) {
+    for (QLineEdit* number : {ui_->txtBeepCount, ui_->txtDuration, ui_->txtDelay, ui_->txtFreq}) {
+      if (!ActionsForm::IsNumber(ToUtf8(number->text()))) {
+        return number;
+      }
+    }
+  } else if (kind == ActionKind::Email && !ui_->cboSMTPServer->currentText().isEmpty()) {
+    if (ui_->cboEmailTo->currentText().isEmpty()) {
+      return ui_->cboEmailTo;
+    }
+    if (ui_->txtEmailFrom->text().isEmpty()) {
+      return ui_->txtEmailFrom;
+    }
+  }
+  return FirstFieldOf(kind);
+}
+
 void frmActions::AddTab(ActionKind kind, std::int32_t id, QWidget* page, const QString& caption) {
   form_.AddTab(kind, id);
   ui_->tabActions->addTab(page, caption);
@@ -220,7 +238,7 @@ void frmActions::Ok() {
   }
   const auto tab = std::find(form_.Tabs().begin(), form_.Tabs().end(), *failed);
   ui_->tabActions->setCurrentIndex(static_cast<int>(tab - form_.Tabs().begin()));
-  FirstFieldOf(*failed)->setFocus();
+  FieldToMend(*failed)->setFocus();
 }
 
 std::optional<ActionIds> ConfigureActions(const AlertServices& services, const std::vector<ActionKind>& kinds,
