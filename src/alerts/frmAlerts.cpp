@@ -128,6 +128,7 @@ void frmAlerts::ShowList(std::optional<std::int32_t> groupId) {
 void frmAlerts::SelectAlert(std::int32_t groupId) {
   ShowList(groupId);
   ui_->lvAlerts->scrollTo(ui_->lvAlerts->currentIndex());
+  ui_->lvAlerts->setFocus();  // for the keys that act on it
 }
 
 void frmAlerts::Reload() {

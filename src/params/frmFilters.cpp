@@ -174,6 +174,7 @@ void frmFilters::SelectRow(std::size_t row) {
   const QModelIndex index = order_->mapFromSource(table_->index(static_cast<int>(row), 0));
   ui_->lvEvtFilters->selectRow(index.row());
   ui_->lvEvtFilters->scrollTo(index);
+  ui_->lvEvtFilters->setFocus();  // for the keys that act on it
 }
 
 void frmFilters::EnableButtons() {
