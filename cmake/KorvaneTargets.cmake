@@ -1,5 +1,6 @@
-# What every target of the project shares: warnings, sanitizers, ccache, and the shape of a test.
+# What every target of the project shares: warnings, hardening, sanitizers, ccache, and the shape of a test.
 
+option(KORVANE_WERROR "Stop at the first warning; off for builders whose compiler knows other ones" ON)
 set(KORVANE_SANITIZE "" CACHE STRING "The sanitizers to build with: \"address,undefined\", \"thread\" or none")
 
 find_program(KORVANE_CCACHE ccache)
@@ -9,7 +10,7 @@ endif()
 
 add_library(korvane_options INTERFACE)
 target_compile_options(korvane_options INTERFACE
-  -Wall -Wextra -Wpedantic -Werror -Wshadow -Wconversion -Wno-sign-conversion -Wnon-virtual-dtor
+  -Wall -Wextra -Wpedantic $<$<BOOL:${KORVANE_WERROR}>:-Werror> -Wshadow -Wconversion -Wno-sign-conversion -Wnon-virtual-dtor
   -Woverloaded-virtual -Wcast-align -Wundef -Wimplicit-fallthrough)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
   # When it optimises, g++ 12 reports std::optional, std::string and std::vector objects that are sound.
@@ -24,6 +25,7 @@ if(KORVANE_SANITIZE)
     -fsanitize=${KORVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(korvane_options INTERFACE -fsanitize=${KORVANE_SANITIZE})
 endif()
+include(KorvaneHardening)
 
 # All programs that test windows, for a build that wants nothing else.
 add_custom_target(window_tests)

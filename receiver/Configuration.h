@@ -21,8 +21,7 @@ inline constexpr std::uint32_t kReadAccess = 0x20019;
 inline constexpr store::ConnectionOptions kStoreOptions = {.ConnectTimeoutSeconds = 10,
                                                            .CommandTimeoutSeconds = 60};
 
-// Strings below the manager's key; an absent or empty one has its default.
-inline constexpr std::string_view kListenAddressesValue = "KVListenAddresses";
+// Strings below the manager's key, beside kListenAddressesValue; an absent or empty one has its default.
 inline constexpr std::string_view kSpoolFolderValue = "KVSpoolDir";
 inline constexpr std::string_view kSnmpFileValue = "KVSnmpConfig";
 

@@ -11,10 +11,6 @@
 namespace korvane::mibc {
 namespace {
 
-constexpr std::int32_t kGood = 0;     // a green ring with a tick
-constexpr std::int32_t kNothing = 2;  // a grey circle
-constexpr std::int32_t kRefused = 5;  // a red octagon
-
 QString FaultLines(const std::vector<Fault>& faults) {
   QStringList lines;
   for (const Fault& fault : faults) {
@@ -53,7 +49,7 @@ QVariant ModulesModel::data(const QModelIndex& index, int role) const {
     return index.column() == ModuleColumn ? row.Module : index.column() == FileColumn ? row.File : row.Result;
   }
   if (role == Qt::DecorationRole && index.column() == ModuleColumn) {
-    return SeverityIcon(row.Refused ? kRefused : row.HasTraps ? kGood : kNothing);
+    return row.Refused ? MessageIcon(MessagePicture::Critical) : ActionIcon(row.HasTraps);
   }
   if (role == Qt::ToolTipRole) {
     return index.column() == FileColumn ? row.Path : index.column() == ResultColumn ? row.Result : QString();

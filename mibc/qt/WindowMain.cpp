@@ -5,6 +5,7 @@
 
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/QtText.h"
+#include "common/qt/TextTranslator.h"
 #include "frmMibCompiler.h"
 #include "platform/ApplicationTitle.h"
 #include "store/Connection.h"
@@ -22,6 +23,7 @@ int ShowWindow(int argc, char** argv) {
   QApplication::setApplicationName(ToQString(platform::kApplicationTitle));
   QApplication::setDesktopFileName(QStringLiteral("korvane-console"));
   ApplyKorvaneStyle(application);
+  InstallTranslations(application);
   frmMibCompiler window(
       {.Reader = {.Folders = StandardFolders()}, .DataSource = std::string(store::kDataSourceName)});
   window.show();

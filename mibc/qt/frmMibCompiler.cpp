@@ -34,6 +34,7 @@ frmMibCompiler::frmMibCompiler(RunSettings settings, QWidget* parent)
   setAcceptDrops(true);
   ui_->lvModules->setModel(&modules_);
   StyleTable(*ui_->lvModules);
+  ui_->lvModules->setFrameShape(QFrame::StyledPanel);
   SetEmptyText(*ui_->lvModules, tr("Choose MIB files or a folder, or drop them here."));
   CopyRowsByShortcut(*ui_->lvModules);
   QHeaderView* header = ui_->lvModules->horizontalHeader();

@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "common/Number.h"
+#include "common/Translation.h"
 #include "store/DatabaseError.h"
 #include "store/FailureWords.h"
 #include "store/Tables.h"
@@ -17,14 +18,7 @@ namespace {
 constexpr std::string_view kMailName = "Korvane";
 
 std::int32_t Number(const std::string& text) {
-  if (text.empty()) {
-    return 0;
-  }
-  const auto number = NumberIn<std::int32_t>(text);
-  if (!number || *number < 0) {
-    throw std::invalid_argument(fmt::format("'{}' is not a whole number.", text));
-  }
-  return *number;
+  return text.empty() ? 0 : TypedNumber(text, 0);
 }
 
 }  // namespace
@@ -43,7 +37,7 @@ void ActionsForm::AddTab(ActionKind kind, std::int32_t id) {
   try {
     Load(kind, id);
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(services_.Prompt, "The action of this alert could not be read.", error,
+    store::ShowFailure(services_.Prompt, Translated("The action of this alert could not be read."), error,
                        store::Attempt::Reading);
   }
 }
@@ -93,21 +87,30 @@ void ActionsForm::LoadEmail(std::int32_t id) {
 std::string ActionsForm::Missing(ActionKind kind) const {
   switch (kind) {
     case ActionKind::Beep:
-      return Beep.Description.empty() ? "Beep description should not be empty." : "";
+      return Beep.Description.empty() ? Translated("Beep description should not be empty.") : "";
     case ActionKind::Email:
       if (Email.Mail.SmtpServer.empty()) {
-        return "SMTP Server address should not be empty.";
+        return Translated("SMTP Server address should not be empty.");
       }
       if (Email.Mail.To.empty()) {
-        return "Destination Email address should not be empty.";
+        return Translated("Destination Email address should not be empty.");
       }
-      return Email.Mail.From.empty() ? "Source Email address should not be empty." : "";
+      return Email.Mail.From.empty() ? Translated("Source Email address should not be empty.") : "";
     case ActionKind::Message:
-      return Message.Text.empty() ? "Message destination should not be empty." : "";
+      return Message.Text.empty() ? Translated("Message destination should not be empty.") : "";
     case ActionKind::Custom:
-      return Custom.Text.empty() ? "You have not configured Custom details." : "";
+      return Custom.Text.empty() ? Translated("You have not configured Custom details.") : "";
   }
   return {};
+}
+
+bool ActionsForm::IsNumber(const std::string& text) {
+  try {
+    Number(text);
+    return true;
+  } catch (const std::invalid_argument&) {
+    return false;
+  }
 }
 
 std::int32_t ActionsForm::Save(ActionKind kind) {
@@ -145,7 +148,8 @@ std::optional<ActionKind> ActionsForm::Ok() {
     }
     transaction.Commit();
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(services_.Prompt, "The actions were not saved.", error, store::Attempt::Changing);
+    store::ShowFailure(services_.Prompt, Translated("The actions were not saved."), error,
+                       store::Attempt::Changing);
     return current;
   } catch (const std::invalid_argument& error) {
     services_.Prompt.Show(error.what(), PromptIcon::Information);

@@ -50,6 +50,8 @@ class ActionsForm {
   HistoryPage Message;
   HistoryPage Custom;
 
+  // Whether OK takes it for a number of a beep.
+  static bool IsNumber(const std::string& text);
   // Checks and saves each tab in order, all of them or none.  The first that fails has had its message: it is
   // answered, and the dialog stays.  Nothing: all is saved.
   std::optional<ActionKind> Ok();

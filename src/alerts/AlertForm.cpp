@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "common/Translation.h"
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
 #include "store/FailureWords.h"
@@ -34,12 +35,12 @@ params::TrapCriteria AlertForm::StoredCriteria(const std::optional<Alert>& alert
       return *openedCriteria_;
     }
     services_.Prompt.Show(
-        "The trap details of this alert are no longer in the database. Please select them again.",
+        Translated("The trap details of this alert are no longer in the database. Please select them again."),
         PromptIcon::Exclamation);
   } catch (const store::DatabaseError& error) {
     wasRead_ = false;
-    store::ShowFailure(services_.Prompt, "The trap details of this alert could not be read.", error,
-                       store::Attempt::Reading);
+    store::ShowFailure(services_.Prompt, Translated("The trap details of this alert could not be read."),
+                       error, store::Attempt::Reading);
   }
   return criteria;
 }
@@ -61,15 +62,15 @@ bool AlertForm::MayReplace() {
                                  stored->TrapId == opened_->TrapId && stored->Actions == opened_->Actions)) {
     return true;
   }
-  return services_.Prompt.Ask(
-             "Another console has changed this alert since you opened it. Do you want to replace it by what "
-             "stands here?",
-             PromptButtons::NoYes, PromptIcon::Exclamation) == PromptAnswer::Yes;
+  return services_.Prompt.Ask(Translated("Another console has changed this alert since you opened it. Do you "
+                                         "want to replace it by what "
+                                         "stands here?"),
+                              PromptButtons::NoYes, PromptIcon::Exclamation) == PromptAnswer::Yes;
 }
 
 bool AlertForm::Ok() {
   if (description_.empty()) {
-    services_.Prompt.Show("Alert description should not be empty.", PromptIcon::Information);
+    services_.Prompt.Show(Translated("Alert description should not be empty."), PromptIcon::Information);
     return false;
   }
   if (IsAsOpened()) {
@@ -79,8 +80,9 @@ bool AlertForm::Ok() {
   try {
     if (!store_.IsUnique(description_, groupId_)) {
       services_.Prompt.Show(
-          "Alert description is not unique. An alert with the same name exists. Please modify alert "
-          "description.",
+          Translated(
+              "Alert description is not unique. An alert with the same name exists. Please modify alert "
+              "description."),
           PromptIcon::Information);
       return false;
     }
@@ -96,7 +98,8 @@ bool AlertForm::Ok() {
                                 actions_, groupId_);
     return true;
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(services_.Prompt, "The alert was not saved.", error, store::Attempt::Changing);
+    store::ShowFailure(services_.Prompt, Translated("The alert was not saved."), error,
+                       store::Attempt::Changing);
     return false;
   }
 }

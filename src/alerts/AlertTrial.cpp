@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "common/Text.h"
+#include "common/Translation.h"
 #include "store/DatabaseError.h"
 
 namespace korvane::alerts {
@@ -87,19 +88,19 @@ std::string AlertTrial::Text() const {
     case TrialState::None:
       break;
     case TrialState::Asked:
-      return fmt::format("Testing \"{}\": waiting for a receiver ...", name);
+      return Phrase("Testing \"{}\": waiting for a receiver ...", name);
     case TrialState::NoAnswer:
-      return fmt::format(
+      return Phrase(
           "Testing \"{}\": no receiver answers{}. Alerts are carried out by the service KVReceiver, which "
           "must be running and reach this trap store.",
-          name, IsOpen() ? " yet" : "; the test was withdrawn");
+          name, IsOpen() ? " yet" : Translated("; the test was withdrawn"));
     case TrialState::UnderWay:
-      return fmt::format("Testing \"{}\": the receiver on {} is carrying it out{} ...", name, on, result);
+      return Phrase("Testing \"{}\": the receiver on {} is carrying it out{} ...", name, on, result);
     case TrialState::Done:
-      return fmt::format("The receiver on {} has carried out \"{}\"{}", on, name, result);
+      return Phrase("The receiver on {} has carried out \"{}\"{}", on, name, result);
     case TrialState::Failed:
-      return fmt::format("The receiver on {} could not carry out all of \"{}\"{}", on, name,
-                         result.empty() ? ": it gave no further answer" : result);
+      return Phrase("The receiver on {} could not carry out all of \"{}\"{}", on, name,
+                    result.empty() ? Translated(": it gave no further answer") : result);
   }
   return {};
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/Translation.h"
 #include "store/DatabaseError.h"
 #include "store/EventTime.h"
 #include "store/FailureWords.h"
@@ -10,10 +11,10 @@
 namespace korvane::alerts {
 namespace {
 
-constexpr std::string_view kNoSignal =
+constexpr std::string_view kNoSignal = Translatable(
     "The change is stored, but it could not be signalled to the receiver service of this machine. A receiver "
     "of this release follows the trap store and takes the change over by itself; another one does so when it "
-    "is started again.";
+    "is started again.");
 
 constexpr int kSkippedLooks = 30;
 
@@ -37,7 +38,7 @@ bool AlertsForm::Do(Work work) {
     work();
     return true;
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(services_.Prompt, "The alerts could not be read or changed.", error,
+    store::ShowFailure(services_.Prompt, Translated("The alerts could not be read or changed."), error,
                        store::Attempt::OneOfSeveral);
     return false;
   }
@@ -87,8 +88,8 @@ void AlertsForm::Saved() {
 
 bool AlertsForm::Remove(std::int32_t groupId) {
   if (!RowOf(groupId) ||
-      services_.Prompt.Ask("Are you sure you want to remove the selected Alert.", PromptButtons::NoYes,
-                           PromptIcon::Question) != PromptAnswer::Yes) {
+      services_.Prompt.Ask(Translated("Are you sure you want to remove the selected Alert."),
+                           PromptButtons::NoYes, PromptIcon::Question) != PromptAnswer::Yes) {
     return false;
   }
   return Do([&] {
@@ -163,7 +164,7 @@ void AlertsForm::Close() {
     return;
   }
   if (!std::exchange(services_.SignalFailureTold, true)) {
-    services_.Prompt.Show(kNoSignal, PromptIcon::Exclamation);
+    services_.Prompt.Show(Translated(kNoSignal), PromptIcon::Exclamation);
   }
 }
 

@@ -4,6 +4,7 @@
 #include <QPalette>
 #include <array>
 
+#include "common/Translation.h"
 #include "common/qt/CellText.h"
 #include "common/qt/Icons.h"
 #include "common/qt/QtText.h"
@@ -11,8 +12,10 @@
 namespace korvane::alerts {
 namespace {
 
-constexpr std::array<std::string_view, 7> kCaptions = {"Description", "Beep",       "Email",       "Message",
-                                                       "Custom",      "Last Acted", "Last Failure"};
+constexpr std::array<std::string_view, 7> kCaptions = {
+    Translatable("Description"), Translatable("Beep"),   Translatable("Email"),
+    Translatable("Message"),     Translatable("Custom"), Translatable("Last Acted"),
+    Translatable("Last Failure")};
 
 ActionKind KindOf(int column) {
   return kActionKinds[static_cast<std::size_t>(column - AlertsTableModel::kFirstActionColumn)];
@@ -39,7 +42,7 @@ QVariant AlertsTableModel::headerData(int section, Qt::Orientation orientation, 
   if (orientation != Qt::Horizontal || role != Qt::DisplayRole || section < 0 || section >= columnCount()) {
     return {};
   }
-  return ToQString(kCaptions[static_cast<std::size_t>(section)]);
+  return ToQString(Translated(kCaptions[static_cast<std::size_t>(section)]));
 }
 
 QVariant AlertsTableModel::data(const QModelIndex& index, int role) const {

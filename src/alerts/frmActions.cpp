@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QDir>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
@@ -10,8 +11,11 @@
 #include <QStringList>
 #include <algorithm>
 
+#include "common/Translation.h"
 #include "common/qt/DialogButtons.h"
 #include "common/qt/QtText.h"
+#include "common/qt/TextLength.h"
+#include "store/ColumnLengths.h"
 #include "ui_frmActions.h"
 
 namespace korvane::alerts {
@@ -52,6 +56,7 @@ frmActions::frmActions(const AlertServices& services, QWidget* parent)
   for (QLineEdit* number : {ui_->txtBeepCount, ui_->txtDuration, ui_->txtDelay, ui_->txtFreq}) {
     TakeDigitsOnly(*number);
   }
+  LimitLengths();
   AddOkAndCancel(*ui_->buttons, tr("Cancel"));
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmActions::Ok);
   connect(ui_->buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
@@ -74,6 +79,15 @@ void frmActions::AddField(QWidget* editor, QLabel* help, const QString& text) {
 void frmActions::TakeDigitsOnly(QLineEdit& edit) {
   edit.setValidator(new QRegularExpressionValidator(QRegularExpression(QStringLiteral("[0-9]*")), &edit));
   connect(&edit, &QLineEdit::inputRejected, this, [] { QApplication::beep(); });
+}
+
+void frmActions::LimitLengths() {
+  using store::LengthOf;
+  LimitLength(*ui_->txtBeepDesc, LengthOf(store::kBeepDetail, "Description"));
+  LimitLength(*ui_->cboSMTPServer->lineEdit(), LengthOf(store::kEmailDetail, "Smtp_Server"));
+  LimitLength(*ui_->cboEmailTo->lineEdit(), LengthOf(store::kEmailDetail, "Email_To"));
+  LimitLength(*ui_->txtEmailFrom, LengthOf(store::kEmailDetail, "Email_From"));
+  LimitLength(*ui_->cboMsgDest->lineEdit(), LengthOf(store::kMessageDetail, "Destination"));
 }
 
 bool frmActions::eventFilter(QObject* watched, QEvent* event) {
@@ -133,6 +147,24 @@ QWidget* frmActions::FirstFieldOf(ActionKind kind) const {
   return ui_->cboCustom;
 }
 
+QWidget* frmActions::FieldToMend(ActionKind kind) const {
+  if (kind == ActionKind::Beep && !ui_->txtBeepDesc->text().isEmpty()) {
+    for (QLineEdit* number : {ui_->txtBeepCount, ui_->txtDuration, ui_->txtDelay, ui_->txtFreq}) {
+      if (!ActionsForm::IsNumber(ToUtf8(number->text()))) {
+        return number;
+      }
+    }
+  } else if (kind == ActionKind::Email && !ui_->cboSMTPServer->currentText().isEmpty()) {
+    if (ui_->cboEmailTo->currentText().isEmpty()) {
+      return ui_->cboEmailTo;
+    }
+    if (ui_->txtEmailFrom->text().isEmpty()) {
+      return ui_->txtEmailFrom;
+    }
+  }
+  return FirstFieldOf(kind);
+}
+
 void frmActions::AddTab(ActionKind kind, std::int32_t id, QWidget* page, const QString& caption) {
   form_.AddTab(kind, id);
   ui_->tabActions->addTab(page, caption);
@@ -188,12 +220,12 @@ void frmActions::TakePages() {
 
 void frmActions::Browse() {
   const std::vector<std::string> files =
-      services_.Prompt.AskOpenFiles({.Caption = "Select a file to execute",
+      services_.Prompt.AskOpenFiles({.Caption = Translated("Select a file to execute"),
                                      .Path = ToUtf8(ui_->cboCustom->currentText()),
                                      .Kind = {},
                                      .Extension = {}});
   if (!files.empty()) {
-    ui_->cboCustom->setEditText(ToQString(files.front()));
+    ui_->cboCustom->setEditText(QDir::toNativeSeparators(ToQString(files.front())));
   }
 }
 
@@ -207,7 +239,7 @@ void frmActions::Ok() {
   }
   const auto tab = std::find(form_.Tabs().begin(), form_.Tabs().end(), *failed);
   ui_->tabActions->setCurrentIndex(static_cast<int>(tab - form_.Tabs().begin()));
-  FirstFieldOf(*failed)->setFocus();
+  FieldToMend(*failed)->setFocus();
 }
 
 std::optional<ActionIds> ConfigureActions(const AlertServices& services, const std::vector<ActionKind>& kinds,

@@ -51,7 +51,10 @@ class frmActions : public QDialog {
   };
   void AddField(QWidget* editor, QLabel* help, const QString& text);
   void TakeDigitsOnly(QLineEdit& edit);
+  void LimitLengths();
   QWidget* FirstFieldOf(ActionKind kind) const;
+  // Where what OK refused is to be mended; the first field when it was nothing of the page.
+  QWidget* FieldToMend(ActionKind kind) const;
   void AddTab(ActionKind kind, std::int32_t id, QWidget* page, const QString& caption);
   void ShowPages();
   void TakePages();

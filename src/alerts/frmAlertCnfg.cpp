@@ -6,7 +6,9 @@
 #include "alerts/frmActions.h"
 #include "common/qt/DialogButtons.h"
 #include "common/qt/QtText.h"
+#include "common/qt/TextLength.h"
 #include "params/ShownCriteria.h"
+#include "store/ColumnLengths.h"
 #include "ui_frmAlertCnfg.h"
 
 namespace korvane::alerts {
@@ -19,6 +21,7 @@ frmAlertCnfg::frmAlertCnfg(const AlertServices& services, const std::optional<Al
   ui_->setupUi(this);
   ui_->txtAlertDesc->setText(ToQString(form_.Description()));
   ui_->txtAlertDesc->setCursorPosition(0);
+  LimitLength(*ui_->txtAlertDesc, store::LengthOf(store::kTrapActionGroup, "Description"));
   AddOkAndCancel(*ui_->buttons, tr("&Cancel"));
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, &frmAlertCnfg::Ok);
   connect(ui_->buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
@@ -35,9 +38,20 @@ frmAlertCnfg::frmAlertCnfg(const AlertServices& services, const std::optional<Al
   criteria->Show();
   ConnectActions();
   ShowActions();
+  LineUp();
 }
 
 frmAlertCnfg::~frmAlertCnfg() = default;
+
+// The description stands above the fields of the frame below it.
+void frmAlertCnfg::LineUp() {
+  ui_->rows->activate();
+  ui_->grid->activate();
+  const QRect label = ui_->lblSource->geometry();
+  const QRect field = ui_->txtSource->geometry();
+  ui_->descRow->setContentsMargins(label.left(), 0, ui_->fraTrap->width() - field.right() - 1, 0);
+  ui_->lblAlertDesc->setMinimumWidth(field.left() - label.left() - ui_->descRow->spacing());
+}
 
 void frmAlertCnfg::ConnectActions() {
   for (const ActionKind kind : kActionKinds) {

@@ -34,6 +34,7 @@ class frmAlertCnfg : public QDialog {
  private:
   QCheckBox* BoxOf(ActionKind kind) const;
   void ConnectActions();
+  void LineUp();
   void ShowActions();
   void ActionClicked(ActionKind kind, bool checked);
   void EditActions();

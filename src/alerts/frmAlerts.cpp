@@ -11,6 +11,7 @@
 #include "alerts/AlertsTableModel.h"
 #include "alerts/frmActions.h"
 #include "alerts/frmAlertCnfg.h"
+#include "common/qt/DialogButtons.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
 #include "common/qt/NoticeBar.h"
@@ -35,6 +36,7 @@ frmAlerts::frmAlerts(const AlertServices& services, QWidget* parent)
       mnuActions_(new QMenu(tr("Actions"), this)),
       trial_(new NoticeBar(tr("&Hide"), this)) {
   ui_->setupUi(this);
+  SetButtonGap(*ui_->buttons);
   SetUpList();
   SetUpMenu();
   SetUpTrial();
@@ -88,12 +90,12 @@ void frmAlerts::SetUpMenu() {
     item->setObjectName(QString::fromLatin1(name));
     connect(item, &QAction::triggered, this, [this, kinds = std::move(kinds)] { ConfigureActions(kinds); });
   };
-  add("mnuBeep", tr("Beep"), {ActionKind::Beep});
-  add("mnuEmail", tr("EMail"), {ActionKind::Email});
-  add("mnuMessage", tr("Message"), {ActionKind::Message});
-  add("mnuCustom", tr("Custom"), {ActionKind::Custom});
+  add("mnuBeep", tr("&Beep"), {ActionKind::Beep});
+  add("mnuEmail", tr("&EMail"), {ActionKind::Email});
+  add("mnuMessage", tr("&Message"), {ActionKind::Message});
+  add("mnuCustom", tr("&Custom"), {ActionKind::Custom});
   mnuActions_->addSeparator()->setObjectName(QStringLiteral("mnuSep1"));
-  add("mnuAll", tr("All"), {std::begin(kActionKinds), std::end(kActionKinds)});
+  add("mnuAll", tr("&All"), {std::begin(kActionKinds), std::end(kActionKinds)});
 }
 
 void frmAlerts::SetUpTrial() {
@@ -126,6 +128,7 @@ void frmAlerts::ShowList(std::optional<std::int32_t> groupId) {
 void frmAlerts::SelectAlert(std::int32_t groupId) {
   ShowList(groupId);
   ui_->lvAlerts->scrollTo(ui_->lvAlerts->currentIndex());
+  ui_->lvAlerts->setFocus();  // for the keys that act on it
 }
 
 void frmAlerts::Reload() {

@@ -1,7 +1,12 @@
 #include "app/ConsoleApp.h"
 
+#include <QApplication>
+#include <QDialog>
+#include <QMessageBox>
 #include <utility>
 
+#include "common/RegistryValues.h"
+#include "intake/FirstTrap.h"
 #include "intake/StoreFeeder.h"
 #include "systems/frmDevices.h"
 
@@ -10,6 +15,19 @@ namespace {
 
 // So that a server that went mute is noticed by the thread that follows the trap table.
 constexpr store::ConnectionOptions kFeederTimeouts{.ConnectTimeoutSeconds = 10, .CommandTimeoutSeconds = 60};
+
+constexpr int kTryToEndEvery = 50;  // milliseconds
+
+// A message box by the answer of its Escape key, any other dialog as by its Cancel; none gets to ask whether
+// that is meant.
+void Leave(QWidget& modal) {
+  if (auto* dialog = qobject_cast<QDialog*>(&modal);
+      dialog != nullptr && !qobject_cast<QMessageBox*>(&modal)) {
+    dialog->done(QDialog::Rejected);
+  } else {
+    modal.close();
+  }
+}
 
 // Somebody waits for all of them.
 std::unique_ptr<store::Connection> OpenOwnConnection(store::ConnectionOptions timeouts) {
@@ -34,7 +52,8 @@ struct ConsoleApp::WindowServices {
               .Stored = app.stored_,
               .Changes = app.changes_,
               .Acknowledge = app.acknowledge_,
-              .Printer = Printer},
+              .Printer = Printer,
+              .HowToSend = intake::HowToSendATrap(app.ListenAddresses())},
         Reports{.Desk = app.desk_,
                 .Connection = app.store_.Database,
                 .OpenConnection = OpenOwnConnection,
@@ -49,7 +68,10 @@ struct ConsoleApp::WindowServices {
   reports::ReportServices Reports;
 };
 
-ConsoleApp::ConsoleApp(ConsoleHost host) : host_(std::move(host)) {}
+ConsoleApp::ConsoleApp(ConsoleHost host) : host_(std::move(host)) {
+  ending_.setInterval(kTryToEndEvery);
+  QObject::connect(&ending_, &QTimer::timeout, &ending_, [this] { TryToEnd(); });
+}
 
 ConsoleApp::~ConsoleApp() {
   if (frame_) {
@@ -80,6 +102,9 @@ MainWindow& ConsoleApp::CreateMainWindow(std::string_view installPath) {
   question_ = std::make_unique<systems::ViewOptionsDialog>([this] { return frame_.get(); });
   systems_ = std::make_unique<systems::SystemsModel>(desk_, store_.Database, store_.SystemList, bounds_,
                                                      stored_, *library_, *question_);
+  systems::ConsoleFront& front = *this;
+  news_ = std::make_unique<systems::CriticalNews>(desk_, host_.Notifications, front);
+  systems_->AttachNews(*news_);
   frame_ =
       std::make_unique<mainwnd::frmMain>(mainwnd::FrameServices{.Desk = desk_,
                                                                 .Traps = windows_->Traps,
@@ -87,6 +112,7 @@ MainWindow& ConsoleApp::CreateMainWindow(std::string_view installPath) {
                                                                 .Stored = stored_,
                                                                 .Acknowledge = acknowledge_,
                                                                 .Systems = *systems_,
+                                                                .News = *news_,
                                                                 .Library = *library_,
                                                                 .Lists = store_.ParametersLists,
                                                                 .Filters = store_.Filters,
@@ -121,10 +147,26 @@ void ConsoleApp::DisableTimers() {
   }
 }
 
-void ConsoleApp::CloseConsole() {
+void ConsoleApp::EndUnasked() {
+  ending_.start();
+}
+
+// Dialogs return into the code that opened them, one within the other, before the console can be closed.
+void ConsoleApp::TryToEnd() {
+  if (QWidget* popUp = QApplication::activePopupWidget()) {
+    popUp->close();
+  } else if (QWidget* modal = QApplication::activeModalWidget()) {
+    Leave(*modal);
+  } else if (frame_ && frame_->CloseUnasked()) {
+    ending_.stop();
+  }
+}
+
+void ConsoleApp::CloseConsole(bool unasked) {
+  UnaskedPrompts nobody(log_);
   Shutdown shutdown({.Settings = host_.Settings,
                      .Sockets = host_.Sockets,
-                     .Prompt = host_.Prompt,
+                     .Prompt = unasked ? nobody : host_.Prompt,
                      .Busy = wait_,
                      .DebugLog = log_,
                      .State = state_,
@@ -132,6 +174,28 @@ void ConsoleApp::CloseConsole() {
                      .Library = *library_});
   shutdown.QueryUnload(*this);
   shutdown.Unload(*place_);
+}
+
+std::string ConsoleApp::ListenAddresses() const {
+  std::string addresses;
+  GetRegistryValue(host_.Registry, platform::RegistryHive::LocalMachine, kManagerKey, kListenAddressesValue,
+                   addresses);
+  return addresses;
+}
+
+// Any of the console's windows, the guide's too.
+bool ConsoleApp::InFront() const {
+  return QApplication::activeWindow() != nullptr;
+}
+
+void ConsoleApp::AskForAttention() {
+  QApplication::alert(frame_.get());
+}
+
+void ConsoleApp::BringToFront() {
+  frame_->setWindowState(frame_->windowState() & ~Qt::WindowMinimized);
+  frame_->raise();
+  frame_->activateWindow();
 }
 
 void ConsoleApp::EndProcess() {

@@ -3,6 +3,7 @@
 // loop; tests give it fakes.  User-interface thread only.
 #pragma once
 
+#include <QTimer>
 #include <functional>
 #include <memory>
 #include <string>
@@ -12,11 +13,13 @@
 #include "app/FramePlace.h"
 #include "app/Shutdown.h"
 #include "app/Startup.h"
+#include "app/UnaskedPrompts.h"
 #include "app/frmSplash.h"
 #include "common/Desk.h"
 #include "common/Log.h"
 #include "common/ProcessState.h"
 #include "common/StripLines.h"
+#include "common/qt/StatusText.h"
 #include "intake/Intake.h"
 #include "intake/LoadBounds.h"
 #include "intake/ReceiverLibrary.h"
@@ -24,7 +27,9 @@
 #include "intake/StoredTraps.h"
 #include "mainwnd/frmMain.h"
 #include "mainwnd/frmWait.h"
+#include "platform/Notifications.h"
 #include "platform/Platform.h"
+#include "systems/CriticalNews.h"
 #include "systems/SystemAcknowledge.h"
 #include "systems/SystemsModel.h"
 #include "systems/frmViewOptions.h"
@@ -43,17 +48,26 @@ struct ConsoleHost {
   platform::Directories& Directories;
   platform::Clock& Clock;
   std::shared_ptr<platform::HostNames> Names;
+  platform::Notifications& Notifications;
   Prompts& Prompt;
   std::function<void()> End;  // ends the event loop
 };
 
-class ConsoleApp : private MainWindowMaker, private SystemsWindow, private mainwnd::CloseSteps {
+class ConsoleApp : private MainWindowMaker,
+                   private SystemsWindow,
+                   private mainwnd::CloseSteps,
+                   private systems::ConsoleFront {
  public:
   explicit ConsoleApp(ConsoleHost host);
   ~ConsoleApp() override;
 
   // Anything but Running: there is nothing to run.
   StartupResult Start(std::string_view commandLine);
+
+  // Closes as the operator would but asks nothing, as when the session ends: leaves open dialogs as their
+  // Cancel does, saves, and ends the event loop.  Returns at once; the rest happens as soon as nothing is in
+  // the way.
+  void EndUnasked();
 
   // Null before start-up came that far.
   mainwnd::frmMain* Frame() const { return frame_.get(); }
@@ -66,9 +80,14 @@ class ConsoleApp : private MainWindowMaker, private SystemsWindow, private mainw
   void DisableTimers() override;
   std::size_t RowCount() const override { return systems_->RowCount(); }
   bool RowHasTraps(std::size_t row) const override { return systems_->Row(row).Total() != 0; }
-  void CloseConsole() override;
+  void CloseConsole(bool unasked) override;
+  void TryToEnd();
   void EndProcess() override;
+  bool InFront() const override;
+  void AskForAttention() override;
+  void BringToFront() override;
   std::unique_ptr<intake::ReceiverLibrary> MakeLibrary();
+  std::string ListenAddresses() const;  // empty: the receiver's defaults
 
   // In the order of construction: each needs what stands above it.
   ConsoleHost host_;
@@ -78,7 +97,7 @@ class ConsoleApp : private MainWindowMaker, private SystemsWindow, private mainw
   frmSplash splash_;
   mainwnd::frmWait wait_;
   StripLines strip_{host_.Clock, log_};
-  Desk desk_{state_, host_.Prompt, wait_, log_, host_.Clock, host_.Settings, strip_};
+  Desk desk_{state_, host_.Prompt, wait_, log_, host_.Clock, host_.Settings, strip_, GroupedNumber};
   intake::LoadBounds bounds_;
   intake::StoredTraps stored_{desk_, store_.Database, store_.Names, store_.SystemList, bounds_};
   intake::StoreChanges changes_{desk_,   store_.Database, store_.Names,     store_.SystemList,
@@ -87,10 +106,12 @@ class ConsoleApp : private MainWindowMaker, private SystemsWindow, private mainw
   std::unique_ptr<intake::ReceiverLibrary> library_;
   std::unique_ptr<WindowServices> windows_;
   std::unique_ptr<systems::ViewOptionQuestion> question_;
+  std::unique_ptr<systems::CriticalNews> news_;
   std::unique_ptr<systems::SystemsModel> systems_;
   std::unique_ptr<mainwnd::frmMain> frame_;
   std::unique_ptr<intake::Intake> intake_;
   std::unique_ptr<FramePlace> place_;
+  QTimer ending_;
 };
 
 }  // namespace korvane::app

@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "common/Services.h"
+#include "common/Translation.h"
 #include "store/FailureWords.h"
 
 namespace korvane::app {
@@ -16,7 +17,7 @@ void Shutdown::QueryUnload(SystemsWindow& systems) {
   if (services_.State.gTrapsPending) {
     AskToAcknowledge();
   }
-  const BusyScope busy(services_.Busy, "Saving New Data");
+  const BusyScope busy(services_.Busy, Translated("Saving New Data"));
   // Before anything is written or closed: the receiver's thread reads the same store.
   StopReceiver();
   SaveSystems();
@@ -24,12 +25,12 @@ void Shutdown::QueryUnload(SystemsWindow& systems) {
 
 void Shutdown::Unload(MainWindow& window) {
   if (services_.State.gTrapsPending) {
-    const BusyScope busy(services_.Busy, "Acknowledging Trap(s)");
+    const BusyScope busy(services_.Busy, Translated("Acknowledging Trap(s)"));
     if (services_.State.gAckAllAnswer == static_cast<std::int16_t>(PromptAnswer::Yes)) {
       AcknowledgeAll();
     }
   }
-  const BusyScope busy(services_.Busy, "Unloading...");
+  const BusyScope busy(services_.Busy, Translated("Unloading..."));
   SavePlacement(services_.Settings, window.Placement());
   window.DestroyChildren();
   services_.Store.CloseDatabase();
@@ -38,7 +39,7 @@ void Shutdown::Unload(MainWindow& window) {
 }
 
 void Shutdown::AskToAcknowledge() {
-  const PromptAnswer answer = services_.Prompt.Ask("Do you want to acknowledge all traps?",
+  const PromptAnswer answer = services_.Prompt.Ask(Translated("Do you want to acknowledge all traps?"),
                                                    PromptButtons::NoYes, PromptIcon::Question);
   services_.State.gAckAllAnswer = static_cast<std::int16_t>(answer);
 }
@@ -58,7 +59,7 @@ void Shutdown::SaveSystems() {
   try {
     services_.Store.SaveSystems();
   } catch (const std::exception& error) {
-    store::ShowFailure(services_.Prompt, "The list of systems was not saved.", error,
+    store::ShowFailure(services_.Prompt, Translated("The list of systems was not saved."), error,
                        store::Attempt::Changing);
   }
 }
@@ -68,7 +69,8 @@ void Shutdown::AcknowledgeAll() {
     // Strictly below the mark: traps stored after the newest one that was seen here, and that one, stay new.
     services_.Store.AcknowledgeAll(services_.State.gLastTrapTime);
   } catch (const std::exception& error) {
-    store::ShowFailure(services_.Prompt, "The traps were not acknowledged.", error, store::Attempt::Changing);
+    store::ShowFailure(services_.Prompt, Translated("The traps were not acknowledged."), error,
+                       store::Attempt::Changing);
   }
 }
 

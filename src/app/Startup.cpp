@@ -9,6 +9,7 @@
 #include "common/RegistryValues.h"
 #include "common/Services.h"
 #include "common/Text.h"
+#include "common/Translation.h"
 #include "mainwnd/FrameCaption.h"
 #include "platform/ApplicationTitle.h"
 
@@ -20,22 +21,22 @@ StartupResult Startup::Main(std::string_view commandLine) {
     return LeaveToPreviousInstance();
   }
   if (!IsUserAdministrator(services_.Groups)) {
-    return Fail("You must have 'Administrator' privileges to run this program.");
+    return Fail(Translated("You must have 'Administrator' privileges to run this program."));
   }
   std::string installPath;
   if (!GetRegistryValue(services_.Registry, platform::RegistryHive::LocalMachine, kManagerKey,
                         kInstallPathValue, installPath)) {
-    return FailForSupport(
+    return FailForSupport(Translated(
         "Could not retrieve the install path. This could be due to a failed / incomplete install or a "
         "corrupt "
-        "registry. ");
+        "registry. "));
   }
   // Every relative file name from here on (log, help, printed window) resolves against this directory.
   if (!services_.Directories.SetCurrentDirectory(installPath)) {
-    return FailForSupport(
+    return FailForSupport(Translated(
         "Could not set the 'Working Directory'. This could be due to a failed / incomplete install or a "
         "corrupt "
-        "registry. ");
+        "registry. "));
   }
   services_.State.gDebugMode = AsksForDebugMode(commandLine);
 
@@ -51,11 +52,11 @@ StartupResult Startup::Main(std::string_view commandLine) {
 StartupResult Startup::LeaveToPreviousInstance() {
   services_.Splash.Close();
   if (!ActivatePreviousInstance(services_.Instance)) {
-    services_.Prompt.Show(fmt::format("You are already running an instance of '"
-                                      "{}"
-                                      "'. Please switch to it manually as there was an error while trying to "
-                                      "switch to the previous instance.",
-                                      platform::kApplicationTitle),
+    services_.Prompt.Show(Phrase("You are already running an instance of '"
+                                 "{}"
+                                 "'. Please switch to it manually as there was an error while trying to "
+                                 "switch to the previous instance.",
+                                 platform::kApplicationTitle),
                           PromptIcon::Exclamation);
   }
   return StartupResult::PreviousInstance;
@@ -89,9 +90,11 @@ StartupResult Startup::LoadMainWindow(MainWindow& window) {
     std::string_view Failure;
   };
   for (const Reading& reading :
-       {Reading{&SharedStore::LoadSystems, "Could not read system information from the Database. "},
-        {&SharedStore::ReloadCategoryInformation, "Could not read category information from the Database. "},
-        {&SharedStore::LoadFilters, "Could not read filter information from the Database. "}}) {
+       {Reading{&SharedStore::LoadSystems,
+                Translated("Could not read system information from the Database. ")},
+        {&SharedStore::ReloadCategoryInformation,
+         Translated("Could not read category information from the Database. ")},
+        {&SharedStore::LoadFilters, Translated("Could not read filter information from the Database. ")}}) {
     if (const store::ReadOutcome read = (store.*reading.Read)(); !read) {
       return FailForSupport(reading.Failure, read.Cause());
     }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "common/Text.h"
+#include "common/Translation.h"
 #include "store/DatabaseError.h"
 #include "store/FailureWords.h"
 
@@ -17,9 +18,9 @@ namespace {
 // Before the connection's end is taken for done: the receiver may be waiting for what it held.
 constexpr int kSettleMilliseconds = 500;
 
-constexpr std::string_view kUndoQuestion =
+constexpr std::string_view kUndoQuestion = Translatable(
     "This action will undo the changes you have made. Select 'Yes' to save the changes and exit or select "
-    "'No' to exit without saving the changes.";
+    "'No' to exit without saving the changes.");
 
 class BusyPointer {
  public:
@@ -50,7 +51,7 @@ bool CategoriesForm::Open() {
     store_ = std::make_unique<CategoryStore>(*transaction_);
   } catch (const store::DatabaseError& error) {
     connection_.reset();
-    store::ShowFailure(services_.Prompt, "The categories can't be changed now.", error,
+    store::ShowFailure(services_.Prompt, Translated("The categories can't be changed now."), error,
                        store::Attempt::Reading);
     return false;
   }
@@ -64,7 +65,8 @@ void CategoriesForm::LoadCategoryTree(std::string_view nameToSelect) {
     const BusyPointer busy(window_);
     categories_ = store_->LoadCategoryTree();
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(services_.Prompt, "The categories could not be read.", error, store::Attempt::Reading);
+    store::ShowFailure(services_.Prompt, Translated("The categories could not be read."), error,
+                       store::Attempt::Reading);
     return;
   }
   const auto found = std::ranges::find_if(
@@ -92,7 +94,7 @@ void CategoriesForm::LoadTrapDetails() {
     const BusyPointer busy(window_);
     details_ = store_->LoadTrapDetails(SelectedName());
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(services_.Prompt, "The traps of this category could not be read.", error,
+    store::ShowFailure(services_.Prompt, Translated("The traps of this category could not be read."), error,
                        store::Attempt::Reading);
   }
 }
@@ -165,11 +167,11 @@ bool CategoriesForm::DeleteCategory() {
     return false;
   }
   const std::string name(SelectedName());
-  if (services_.Prompt.Ask(fmt::format("Do you want to remove the selected Category - '{}'?", name),
+  if (services_.Prompt.Ask(Phrase("Do you want to remove the selected Category - '{}'?", name),
                            PromptButtons::NoYes, PromptIcon::Question) != PromptAnswer::Yes) {
     return false;
   }
-  if (!Change("The category could not be removed. Cancel takes back what was begun.",
+  if (!Change(Translated("The category could not be removed. Cancel takes back what was begun."),
               [&] { store_->DeleteCategory(name); })) {
     return false;
   }
@@ -212,11 +214,11 @@ std::optional<std::size_t> CategoriesForm::EditTrap(std::size_t row) {
 
 bool CategoriesForm::RemoveTrap(std::size_t row) {
   if (row >= Traps().size() ||
-      services_.Prompt.Ask("Are you sure you want to remove selected Trap Detail?", PromptButtons::NoYes,
-                           PromptIcon::Question) != PromptAnswer::Yes) {
+      services_.Prompt.Ask(Translated("Are you sure you want to remove selected Trap Detail?"),
+                           PromptButtons::NoYes, PromptIcon::Question) != PromptAnswer::Yes) {
     return false;
   }
-  if (!Change("The trap could not be removed from its category.",
+  if (!Change(Translated("The trap could not be removed from its category."),
               [&] { store_->RemoveTrapDetail(SelectedName(), Traps()[row].TrapTableId); })) {
     return false;
   }
@@ -235,7 +237,7 @@ bool CategoriesForm::MoveCategory(Direction to) {
   const bool up = to == Direction::Up;
   const std::size_t other = up ? *selected_ - 1 : *selected_ + 1;
   bool moved = false;
-  Change("The category could not be moved.", [&] {
+  Change(Translated("The category could not be moved."), [&] {
     moved = store_->MoveCategory(categories_[other], up ? Side::Behind : Side::Before, SelectedName());
   });
   if (moved) {
@@ -258,7 +260,7 @@ bool CategoriesForm::MoveTraps(RowRange rows, Direction to) {
   const bool up = to == Direction::Up;
   const auto idOf = [this](std::size_t row) { return Traps()[row].TrapTableId; };
   bool moved = false;
-  Change("The trap could not be moved.", [&] {
+  Change(Translated("The trap could not be moved."), [&] {
     moved = up ? store_->MoveTrapDetail(SelectedName(), idOf(rows.First - 1), Side::Behind, idOf(rows.Last))
                : store_->MoveTrapDetail(SelectedName(), idOf(rows.Last + 1), Side::Before, idOf(rows.First));
   });
@@ -304,7 +306,8 @@ bool CategoriesForm::Commit() {
     transaction_->Commit();
     return true;
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(services_.Prompt, "The changes were not saved.", error, store::Attempt::Changing);
+    store::ShowFailure(services_.Prompt, Translated("The changes were not saved."), error,
+                       store::Attempt::Changing);
     return false;
   }
 }
@@ -315,7 +318,8 @@ bool CategoriesForm::Ok() {
 
 bool CategoriesForm::Cancel() {
   if (modified_) {
-    switch (services_.Prompt.Ask(kUndoQuestion, PromptButtons::YesNoCancel, PromptIcon::Information)) {
+    switch (services_.Prompt.Ask(Translated(kUndoQuestion), PromptButtons::YesNoCancel,
+                                 PromptIcon::Information)) {
       case PromptAnswer::Yes:
         return Commit();
       case PromptAnswer::No:

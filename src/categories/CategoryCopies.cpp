@@ -18,6 +18,7 @@
 #include "categories/CategoryWriter.h"
 #include "common/ReplacedFile.h"
 #include "common/Text.h"
+#include "common/Translation.h"
 #include "store/Codes.h"
 #include "store/StoredOrder.h"
 #include "store/Tables.h"
@@ -43,7 +44,7 @@ std::string ReadFile(std::string_view path) {
   while (const std::size_t got = std::fread(block.data(), 1, block.size(), file.get())) {
     text.append(block.data(), got);
     if (text.size() > kLongestFile) {
-      throw std::runtime_error("The file is too long for a category file.");
+      throw std::runtime_error(Translated("The file is too long for a category file."));
     }
   }
   if (std::ferror(file.get()) != 0) {
@@ -63,7 +64,7 @@ std::string WhyNotInOneFile(const std::vector<ExchangedCategory>& categories) {
   for (const ExchangedCategory& category : categories) {
     const auto [other, added] = names.try_emplace(FoldCase(category.Name), category.Name);
     if (!added) {
-      return fmt::format(
+      return Phrase(
           "The names \"{}\" and \"{}\" differ in letter case only, and one file can't hold both. Export "
           "them one after the other.",
           VisibleText(other->second), VisibleText(category.Name));
@@ -121,13 +122,21 @@ std::vector<OfferedCategory> CategoriesOfStore(store::Connection& connection) {
   return offered;
 }
 
-std::vector<OfferedCategory> CategoriesOfFile(std::string_view path, store::Connection& connection) {
+std::vector<OfferedCategory> CategoriesOfFile(std::string_view path) {
   std::vector<OfferedCategory> offered;
+  for (ExchangedCategory& category : ReadCategoryFile(ReadFile(path))) {
+    offered.push_back({.Category = std::move(category)});
+  }
+  return offered;
+}
+
+std::vector<OfferedCategory> CategoriesOfFile(std::string_view path, store::Connection& connection) {
+  std::vector<OfferedCategory> offered = CategoriesOfFile(path);
   CategoryTransaction transaction(connection);
   const auto inUse = CategoryWriter(transaction).NamesInUse();
-  for (ExchangedCategory& category : ReadCategoryFile(ReadFile(path))) {
-    const bool exists = inUse.contains(FoldCase(category.Name));
-    offered.push_back({.Category = std::move(category), .Exists = exists, .Chosen = !exists});
+  for (OfferedCategory& each : offered) {
+    each.Exists = inUse.contains(FoldCase(each.Category.Name));
+    each.Chosen = !each.Exists;
   }
   return offered;
 }
@@ -146,7 +155,7 @@ std::string WriteChosen(const std::vector<OfferedCategory>& offered, std::string
   try {
     ReadCategoryFile(text);
   } catch (const CategoryFileError& error) {
-    return fmt::format("No console could import the file. {}", error.what());
+    return Phrase("No console could import the file. {}", error.what());
   }
   ReplacedFile file(path);
   file.Write(text);

@@ -23,8 +23,11 @@ struct OfferedCategory {
 // All trap categories of the store in their order, none of them with a code that no file may hold.  Of names
 // that differ in letter case only the first one is chosen.  Throws DatabaseError.
 std::vector<OfferedCategory> CategoriesOfStore(store::Connection& connection);
-// Those of a file, each with whether the store has it; one that it has is not chosen.  Throws
-// CategoryFileError, DatabaseError, or std::runtime_error when the file can't be read.
+// Those of a file, all of them chosen.  Throws CategoryFileError, or std::runtime_error when the file can't
+// be read.
+std::vector<OfferedCategory> CategoriesOfFile(std::string_view path);
+// The same, each with whether the store has it; one that it has is not chosen.  Throws
+// DatabaseError as well.
 std::vector<OfferedCategory> CategoriesOfFile(std::string_view path, store::Connection& connection);
 
 // The chosen ones, as a file that can be imported.  Empty: written; else why not, and a file that was there

@@ -9,6 +9,7 @@
 
 #include "common/Number.h"
 #include "common/Text.h"
+#include "common/Translation.h"
 #include "store/Codes.h"
 
 namespace korvane::categories {
@@ -91,8 +92,8 @@ class Reader {
     NextLine();
     if (line_ != kFirstLine) {
       Refuse(line_.starts_with("Korvane category file, version ")
-                 ? "this version of the file is not known"
-                 : fmt::format("the file does not begin with \"{}\"", kFirstLine));
+                 ? Translated("this version of the file is not known")
+                 : Phrase("the file does not begin with \"{}\"", kFirstLine));
     }
     NextLine();
     std::vector<ExchangedCategory> categories;
@@ -100,13 +101,13 @@ class Reader {
     while (line_ != kLastLine) {
       ExchangedCategory category = ReadCategory();
       if (!names.insert(FoldCase(category.Name)).second) {
-        Refuse(fmt::format("the category \"{}\" is there twice", VisibleText(category.Name)));
+        Refuse(Phrase("the category \"{}\" is there twice", VisibleText(category.Name)));
       }
       categories.push_back(std::move(category));
     }
     if (rest_.find_first_not_of("\r\n") != std::string_view::npos) {
       NextLine();
-      Refuse("there is text behind the end of the file");
+      Refuse(Translated("there is text behind the end of the file"));
     }
     return categories;
   }
@@ -119,7 +120,7 @@ class Reader {
     do {
       if (rest_.empty()) {
         ++number_;
-        Refuse("the file ends too early");
+        Refuse(Translated("the file ends too early"));
       }
       const std::size_t end = std::min(rest_.find('\n'), rest_.size());
       line_ = rest_.substr(0, end);
@@ -135,7 +136,7 @@ class Reader {
   // What stands behind the keyword and one blank.
   std::string_view Value(std::string_view keyword) {
     if (!line_.starts_with(keyword) || line_.size() <= keyword.size() || line_[keyword.size()] != ' ') {
-      Refuse(fmt::format("\"{}\" is expected here", keyword));
+      Refuse(Phrase("\"{}\" is expected here", keyword));
     }
     return line_.substr(keyword.size() + 1);
   }
@@ -143,7 +144,7 @@ class Reader {
   std::string Text(std::string_view keyword) {
     std::string_view value = Value(keyword);
     if (value.size() < 2 || value.front() != '"' || value.back() != '"') {
-      Refuse("a text must stand between double quotes");
+      Refuse(Translated("a text must stand between double quotes"));
     }
     value.remove_prefix(1);
     value.remove_suffix(1);
@@ -152,12 +153,12 @@ class Reader {
       const char c = value.front();
       value.remove_prefix(1);
       if (c == '"') {
-        Refuse("a double quote inside a text needs a backslash before it");
+        Refuse(Translated("a double quote inside a text needs a backslash before it"));
       }
       if (c == '\\') {
         text += Escaped(value);
       } else if (static_cast<unsigned char>(c) < 0x20) {
-        Refuse("a control character inside a text");
+        Refuse(Translated("a control character inside a text"));
       } else {
         text += c;
       }
@@ -168,7 +169,7 @@ class Reader {
 
   char Escaped(std::string_view& value) {
     if (value.empty()) {
-      Refuse("a backslash at the end of a text");
+      Refuse(Translated("a backslash at the end of a text"));
     }
     const char c = value.front();
     value.remove_prefix(1);
@@ -186,20 +187,20 @@ class Reader {
         const auto high = value.size() < 2 ? std::nullopt : HexDigit(value[0]);
         const auto low = value.size() < 2 ? std::nullopt : HexDigit(value[1]);
         if (!high || !low) {
-          Refuse("\\x needs two hexadecimal digits in lower case");
+          Refuse(Translated("\\x needs two hexadecimal digits in lower case"));
         }
         value.remove_prefix(2);
         return static_cast<char>(*high * 16 + *low);
       }
       default:
-        Refuse(fmt::format("\\{} stands for nothing", VisibleText(std::string_view(&c, 1))));
+        Refuse(Phrase("\\{} stands for nothing", VisibleText(std::string_view(&c, 1))));
     }
   }
 
   std::int32_t Number(std::string_view keyword, std::int32_t least, std::int32_t most) {
     const auto number = NumberIn<std::int32_t>(Value(keyword));
     if (!number || *number < least || *number > most) {
-      Refuse(fmt::format("a number from {} to {} is expected here", least, most));
+      Refuse(Phrase("a number from {} to {} is expected here", least, most));
     }
     NextLine();
     return *number;
@@ -214,7 +215,7 @@ class Reader {
     const std::size_t start = number_;
     category.Name = Text("category");
     if (category.Name.empty() || Characters(category.Name) > kLongestName) {
-      throw CategoryFileError(start, "a category's name has 1 to 255 characters");
+      throw CategoryFileError(start, Translated("a category's name has 1 to 255 characters"));
     }
     category.Details.Description = Text("description");
     category.Details.Severity = Severity();
@@ -223,7 +224,7 @@ class Reader {
       category.Details.Traps.push_back(ReadTrap());
     }
     if (line_ != "end") {
-      Refuse("\"trap\" or \"end\" is expected here");
+      Refuse(Translated("\"trap\" or \"end\" is expected here"));
     }
     NextLine();
     return category;
@@ -248,7 +249,7 @@ class Reader {
 }  // namespace
 
 CategoryFileError::CategoryFileError(std::size_t line, std::string_view reason)
-    : std::runtime_error(fmt::format("Line {}: {}.", line, reason)), line_(line) {}
+    : std::runtime_error(Phrase("Line {}: {}.", line, reason)), line_(line) {}
 
 std::string WriteCategoryFile(const std::vector<ExchangedCategory>& categories) {
   std::string file(kFirstLine);

@@ -3,6 +3,8 @@
 #include <QAbstractItemView>
 #include <QLabel>
 #include <QMouseEvent>
+#include <QTextLayout>
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
@@ -12,6 +14,9 @@ namespace korvane::categories {
 namespace {
 
 constexpr int kTitlePadding = 8;
+constexpr int kMostTitleLines = 3;
+constexpr int kRoomForLongTitle = 280;  // in lower panes one line must do
+constexpr qsizetype kLongestTitle = 1000;
 // The bar is thin; the pointer may miss it by this much.
 constexpr int kGrip = 2;
 
@@ -23,6 +28,26 @@ int ToPixels(int twips) {
 QRect Place(const Span& span, int top, int height) {
   const int left = ToPixels(span.Left);
   return {left, top, ToPixels(span.Left + span.Width) - left, height};
+}
+
+// In lines of this width; what the last of them has no room for is cut off at its end.
+QStringList WrappedTitle(const QString& title, const QFont& font, int width, int mostLines) {
+  const QString text = title.left(kLongestTitle);
+  QStringList lines;
+  QTextLayout layout(text, font);
+  layout.beginLayout();
+  while (lines.size() < mostLines) {
+    QTextLine line = layout.createLine();
+    if (!line.isValid()) {
+      break;
+    }
+    line.setLineWidth(width);
+    const bool last = lines.size() + 1 == mostLines;
+    lines.append(last ? QFontMetrics(font).elidedText(text.mid(line.textStart()), Qt::ElideRight, width)
+                      : text.mid(line.textStart(), line.textLength()).trimmed());
+  }
+  layout.endLayout();
+  return lines;
 }
 
 }  // namespace
@@ -52,7 +77,12 @@ void CategoryPanes::LayOut() {
     return;
   }
   const CategoryLayout layout = categories::SizeControls(position_, WindowWidth());
-  const int titleHeight = parts_.TreeTitle->fontMetrics().height() + kTitlePadding;
+  const QStringList title =
+      WrappedTitle(listTitle_, parts_.ListTitle->font(), ToPixels(layout.ListTitle.Width),
+                   height() < kRoomForLongTitle ? 1 : kMostTitleLines);
+  titleLines_ = std::max(titleLines_, static_cast<int>(title.size()));
+  const int line = parts_.TreeTitle->fontMetrics().lineSpacing();
+  const int titleHeight = titleLines_ * line + kTitlePadding;
   const int listHeight = height() - titleHeight;
   parts_.TreeTitle->setGeometry(Place(layout.TreeTitle, 0, titleHeight));
   parts_.ListTitle->setGeometry(Place(layout.ListTitle, 0, titleHeight));
@@ -61,8 +91,10 @@ void CategoryPanes::LayOut() {
   const Span bar = {.Left = layout.SplitterLeft, .Width = layout.List.Left - layout.SplitterLeft};
   parts_.Splitter->setGeometry(Place(bar, titleHeight, listHeight).adjusted(-kGrip, 0, kGrip, 0));
   parts_.Splitter->raise();
-  ShowTitle(*parts_.TreeTitle, treeTitle_);
-  ShowTitle(*parts_.ListTitle, listTitle_);
+  ShowTitle(
+      *parts_.TreeTitle, treeTitle_,
+      parts_.TreeTitle->fontMetrics().elidedText(treeTitle_, Qt::ElideRight, parts_.TreeTitle->width()));
+  ShowTitle(*parts_.ListTitle, listTitle_, title.join(QLatin1Char('\n')));
 }
 
 void CategoryPanes::SetTitles(const QString& tree, const QString& list) {
@@ -71,10 +103,9 @@ void CategoryPanes::SetTitles(const QString& tree, const QString& list) {
   LayOut();
 }
 
-void CategoryPanes::ShowTitle(QLabel& label, const QString& title) const {
-  const QString shown = label.fontMetrics().elidedText(title, Qt::ElideRight, label.width());
+void CategoryPanes::ShowTitle(QLabel& label, const QString& title, const QString& shown) {
   label.setText(shown);
-  label.setToolTip(shown == title ? QString() : PlainToolTip(title));
+  label.setToolTip(shown.simplified() == title.simplified() ? QString() : PlainToolTip(title));
   label.setAccessibleName(title);
 }
 
@@ -111,6 +142,7 @@ bool CategoryPanes::eventFilter(QObject* watched, QEvent* event) {
 
 void CategoryPanes::resizeEvent(QResizeEvent* event) {
   QWidget::resizeEvent(event);
+  titleLines_ = 1;
   LayOut();
 }
 

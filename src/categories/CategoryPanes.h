@@ -35,7 +35,8 @@ class CategoryPanes : public QWidget {
   int Position() const { return position_; }
   // One of an earlier run, before this widget has its size.
   void KeepPosition(int position) { position_ = position; }
-  // Cut at their ends where the place is too small; the tool tips have them whole.
+  // Cut at their ends where the place is too small; the tool tips have them whole.  That of the list takes up
+  // to three lines, and keeps their room for the next one: lists that are walked through stay where they are.
   void SetTitles(const QString& tree, const QString& list);
 
   QSize sizeHint() const override;
@@ -49,7 +50,7 @@ class CategoryPanes : public QWidget {
  private:
   int WindowWidth() const;
   void LayOut();
-  void ShowTitle(QLabel& label, const QString& title) const;
+  static void ShowTitle(QLabel& label, const QString& title, const QString& shown);
   void Drag(int pointerOffset);
 
   Parts parts_ = {};
@@ -58,6 +59,7 @@ class CategoryPanes : public QWidget {
   bool dragging_ = false;
   QString treeTitle_;
   QString listTitle_;
+  int titleLines_ = 1;
 };
 
 }  // namespace korvane::categories

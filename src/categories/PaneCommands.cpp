@@ -13,12 +13,12 @@ namespace korvane::categories {
 PaneCommands::PaneCommands(QAbstractItemView& list, const PaneNames& names, PaneActs acts)
     : QObject(&list), list_(list), acts_(std::move(acts)), menu_(new QMenu(&list)) {
   menu_->setObjectName(QString::fromLatin1(names.Menu));
-  new_ = AddItem(names.New, tr("New"), Qt::Key_Insert, acts_.New);
-  edit_ = AddItem(names.Edit, tr("Edit"), Qt::Key_F2, acts_.Edit);
-  remove_ = AddItem(names.Remove, tr("Remove"), Qt::Key_Delete, acts_.Remove);
+  new_ = AddItem(names.New, tr("&New"), Qt::Key_Insert, acts_.New);
+  edit_ = AddItem(names.Edit, tr("&Edit"), Qt::Key_F2, acts_.Edit);
+  remove_ = AddItem(names.Remove, tr("&Remove"), Qt::Key_Delete, acts_.Remove);
   menu_->addSeparator();
-  up_ = AddItem(names.Up, tr("Move Up"), int{Qt::ALT} | Qt::Key_Up, [this] { acts_.Move(Direction::Up); });
-  down_ = AddItem(names.Down, tr("Move Down"), int{Qt::ALT} | Qt::Key_Down,
+  up_ = AddItem(names.Up, tr("Move &Up"), int{Qt::ALT} | Qt::Key_Up, [this] { acts_.Move(Direction::Up); });
+  down_ = AddItem(names.Down, tr("Move &Down"), int{Qt::ALT} | Qt::Key_Down,
                   [this] { acts_.Move(Direction::Down); });
   connect(&list_, &QWidget::customContextMenuRequested, this, &PaneCommands::PopUp);
   list_.installEventFilter(this);

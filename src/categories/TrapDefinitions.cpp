@@ -7,6 +7,7 @@
 #include <string_view>
 #include <unordered_set>
 
+#include "common/Translation.h"
 #include "store/DatabaseError.h"
 #include "store/Recordset.h"
 #include "store/Statements.h"
@@ -124,7 +125,7 @@ std::vector<std::int32_t> TrapDefinitions::FindOrAdd(std::span<const TrapDetail>
   for (const std::string& all : values) {
     const auto found = keys_.find(all);
     if (found == keys_.end()) {
-      throw store::DatabaseError("The trap that was just added is not there.", "02000", 0, {});
+      throw store::DatabaseError(Translated("The trap that was just added is not there."), "02000", 0, {});
     }
     keys.push_back(found->second);
   }

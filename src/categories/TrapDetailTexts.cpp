@@ -3,6 +3,7 @@
 #include <optional>
 #include <utility>
 
+#include "common/Translation.h"
 #include "params/FormControls.h"
 #include "store/Codes.h"
 
@@ -26,7 +27,7 @@ TrapDetailTexts PlainTextsOf(const TrapDetail& trap) {
           store::StoredSpecificCode(trap.SpecificTrap) == 0 ? std::string(params::kAll)
                                                             : OrAll(trap.SpecificTrap),
           trap.VarBinds,
-          std::string(store::SeverityName(trap.Severity))};
+          Translated(store::SeverityName(trap.Severity))};
 }
 
 TrapDetailTexts TextsOf(const TrapDetail& trap, store::TrapNames& names) {

@@ -7,12 +7,14 @@
 #include <string_view>
 
 #include "categories/CategoryStore.h"
+#include "common/Translation.h"
 #include "store/TrapNames.h"
 
 namespace korvane::categories {
 
 inline constexpr std::array<std::string_view, 6> kTrapDetailColumns = {
-    "Source", "Generic", "Enterprise Name", "Trap Name", "Variables", "Severity"};
+    Translatable("Source"),    Translatable("Generic"),   Translatable("Enterprise Name"),
+    Translatable("Trap Name"), Translatable("Variables"), Translatable("Severity")};
 using TrapDetailTexts = std::array<std::string, kTrapDetailColumns.size()>;
 
 // What is any reads "-All-"; what names nothing stands as its OID or number.  Throws DatabaseError.

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "common/Translation.h"
 #include "common/qt/CellText.h"
 #include "common/qt/Icons.h"
 #include "common/qt/QtText.h"
@@ -56,7 +57,7 @@ QVariant TrapDetailsModel::headerData(int section, Qt::Orientation orientation, 
   if (orientation != Qt::Horizontal || role != Qt::DisplayRole || section < 0 || section >= columnCount()) {
     return {};
   }
-  return ToQString(kTrapDetailColumns[static_cast<std::size_t>(section)]);
+  return ToQString(Translated(kTrapDetailColumns[static_cast<std::size_t>(section)]));
 }
 
 const TrapDetailTexts& TrapDetailsModel::TextsOfRow(int row) const {

@@ -2,7 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "common/Text.h"
+#include "common/Translation.h"
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
 #include "store/FailureWords.h"
@@ -22,6 +25,11 @@ params::TrapCriteria CriteriaOf(const TrapDetail& trap) {
           .VarBinds = trap.VarBinds};
 }
 
+bool IsDistinguished(const TrapDetail& trap) {
+  return !trap.Source.empty() || !trap.VarBinds.empty() || trap.GenericTrap != -1 ||
+         !trap.EnterpriseOid.empty();
+}
+
 }  // namespace
 
 WizardForm::WizardForm(WizardTask& task, CategoryTransaction& transaction, const WizardServices& services)
@@ -39,6 +47,7 @@ WizardForm::WizardForm(WizardTask& task, CategoryTransaction& transaction, const
       criteria_(CriteriaOf(edited_), names_, prompts_, params::GenericChoice::OneOrAll, {}) {
   severity_.Items.assign(store::kSeverityNames.begin(), store::kSeverityNames.end());
   params::Choose(severity_, static_cast<std::size_t>(edited_.Severity));
+  added_ = EnteredTrap();
 }
 
 // The trap to edit; also reads the description of a category to edit.
@@ -50,14 +59,21 @@ TrapDetail WizardForm::StoredTrap() {
     const CategoryDetails details = CategoryStore(transaction_).LoadTrapDetails(task_.CategoryName);
     description_ = details.Description;
     categorySeverity_ = details.Severity;
-    for (const TrapDetail& trap : details.Traps) {
-      if (trap.TrapTableId == task_.TrapTableId) {
-        return trap;
-      }
+    const auto trap = std::ranges::find(details.Traps, task_.TrapTableId, &TrapDetail::TrapTableId);
+    if (trap != details.Traps.end()) {
+      return *trap;
+    }
+    const bool category = task_.Mode == WizardMode::EditCategory;
+    if (!category || !writer_.NamesInUse().contains(FoldCase(task_.CategoryName))) {
+      wasRead_ = false;
+      prompts_.Show(category ? Translated("This category was removed meanwhile.")
+                             : Translated("This trap was removed from its category meanwhile."),
+                    PromptIcon::Information);
     }
   } catch (const store::DatabaseError& error) {
     wasRead_ = false;
-    store::ShowFailure(prompts_, "The category could not be read.", error, store::Attempt::Reading);
+    store::ShowFailure(prompts_, Translated("The category could not be read."), error,
+                       store::Attempt::Reading);
   }
   return {};
 }
@@ -65,34 +81,35 @@ TrapDetail WizardForm::StoredTrap() {
 std::string_view WizardForm::Title() const {
   switch (task_.Mode) {
     case WizardMode::AddCategory:
-      return "Add Category";
+      return Translated("Add Category");
     case WizardMode::EditCategory:
-      return "Edit Category";
+      return Translated("Edit Category");
     case WizardMode::AddTrapDetails:
-      return "Add Trap Detail";
+      return Translated("Add Trap Detail");
     case WizardMode::EditTrapDetail:
       break;
   }
-  return "Edit Trap Detail";
+  return Translated("Edit Trap Detail");
 }
 
 std::string_view WizardForm::NextCaption() const {
-  return task_.Mode == WizardMode::AddCategory && page_ == WizardPage::Category ? "&Next >" : "&Finish";
+  return task_.Mode == WizardMode::AddCategory && page_ == WizardPage::Category ? Translated("&Next >")
+                                                                                : Translated("&Finish");
 }
 
 std::string WizardForm::InfoText() const {
   if (page_ == WizardPage::Category) {
     return task_.Mode == WizardMode::EditCategory
-               ? "Edit the description for this category."
-               : "Provide information about new trap category that you want to create.";
+               ? Translated("Edit the description for this category.")
+               : Translated("Provide information about new trap category that you want to create.");
   }
   if (task_.Mode == WizardMode::EditTrapDetail) {
-    return fmt::format(
-        "Edit Trap information. Note that Enterprise can be selected only when Generic is '{}'.",
-        store::GenericTrapName(store::kEnterpriseSpecific));
+    return Phrase("Edit Trap information. Note that Enterprise can be selected only when Generic is '{}'.",
+                  store::GenericTrapName(store::kEnterpriseSpecific));
   }
-  return "Add Traps to the category. Note that Enterprise can be selected only when Generic is "
-         "'enterpriseSpecific'.";
+  return Translated(
+      "Add Traps to the category. Note that Enterprise can be selected only when Generic is "
+      "'enterpriseSpecific'.");
 }
 
 bool WizardForm::NameIsFixed() const {
@@ -130,14 +147,18 @@ TrapDetail WizardForm::EnteredTrap() const {
           .Severity = static_cast<std::int32_t>(severity_.Position)};
 }
 
-bool WizardForm::EnteredIsComplete() {
+bool WizardForm::Unadded() const {
   const TrapDetail trap = EnteredTrap();
-  if (trap.Source.empty() && trap.VarBinds.empty() && trap.GenericTrap == -1 && trap.EnterpriseOid.empty()) {
-    prompts_.Show("Please select atleast one unique property.", PromptIcon::Information);
+  return page_ == WizardPage::Traps && ListShows() && IsDistinguished(trap) && trap != added_;
+}
+
+bool WizardForm::EnteredIsComplete() {
+  if (!IsDistinguished(EnteredTrap())) {
+    prompts_.Show(Translated("Please select atleast one unique property."), PromptIcon::Information);
     return false;
   }
   if (severity_.Position == kClearPosition) {
-    prompts_.Show("Severity should be other than the default 'Clear'.", PromptIcon::Information);
+    prompts_.Show(Translated("Severity should be other than the default 'Clear'."), PromptIcon::Information);
     return false;
   }
   return true;
@@ -151,9 +172,11 @@ void WizardForm::Add() {
   try {
     entry.Texts = TextsOf(entry.Trap, names_);
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(prompts_, "The trap could not be added to the list.", error, store::Attempt::Reading);
+    store::ShowFailure(prompts_, Translated("The trap could not be added to the list."), error,
+                       store::Attempt::Reading);
     return;
   }
+  added_ = entry.Trap;
   pending_.push_back(std::move(entry));
 }
 
@@ -171,12 +194,13 @@ bool WizardForm::NextOrFinish() {
       }
       return false;
     }
-    if (!OperatorAgrees()) {
+    if (!FieldsAreSettled() || !OperatorAgrees()) {
       return false;
     }
     Write();
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(prompts_, "The entries could not be saved.", error, store::Attempt::OneOfSeveral);
+    store::ShowFailure(prompts_, Translated("The entries could not be saved."), error,
+                       store::Attempt::OneOfSeveral);
     return false;
   }
   task_.CategoryName = name_;
@@ -186,18 +210,38 @@ bool WizardForm::NextOrFinish() {
 
 bool WizardForm::MayLeaveFirstPage() {
   if (name_.empty()) {
-    prompts_.Show("Please assign a name to the category.", PromptIcon::Information);
+    prompts_.Show(Translated("Please assign a name to the category."), PromptIcon::Information);
     return false;
   }
   store::Quoted(name_);  // throws for what no statement can hold
   if (writer_.NamesInUse().contains(FoldCase(name_))) {
     prompts_.Show(
-        fmt::format("A category with this name viz. '{}' already exists. Please assign a unique name.",
-                    name_),
+        Phrase("A category with this name viz. '{}' already exists. Please assign a unique name.", name_),
         PromptIcon::Information);
     return false;
   }
   return true;
+}
+
+// While nothing is listed the question about that says as much.
+bool WizardForm::FieldsAreSettled() {
+  if (pending_.empty() || !Unadded()) {
+    return true;
+  }
+  const std::size_t before = pending_.size();
+  switch (prompts_.Ask(
+      Translated(
+          "The trap that the fields describe is not in the list. Select 'Yes' to add it, or 'No' to finish "
+          "without it."),
+      PromptButtons::YesNoCancel, PromptIcon::Question)) {
+    case PromptAnswer::Yes:
+      Add();
+      return pending_.size() > before;
+    case PromptAnswer::No:
+      return true;
+    default:
+      return false;
+  }
 }
 
 bool WizardForm::OperatorAgrees() {
@@ -206,11 +250,11 @@ bool WizardForm::OperatorAgrees() {
   }
   switch (task_.Mode) {
     case WizardMode::AddCategory:
-      return prompts_.Ask(fmt::format("Do you want to proceed without adding any members to '{}'?", name_),
+      return prompts_.Ask(Phrase("Do you want to proceed without adding any members to '{}'?", name_),
                           PromptButtons::YesNo, PromptIcon::Question) == PromptAnswer::Yes;
     case WizardMode::AddTrapDetails:
-      return prompts_.Ask("Do you want to proceed without adding any new members?", PromptButtons::YesNo,
-                          PromptIcon::Question) == PromptAnswer::Yes;
+      return prompts_.Ask(Translated("Do you want to proceed without adding any new members?"),
+                          PromptButtons::YesNo, PromptIcon::Question) == PromptAnswer::Yes;
     case WizardMode::EditTrapDetail:
       return EnteredIsComplete();
     case WizardMode::EditCategory:
@@ -225,7 +269,7 @@ void WizardForm::Write() {
     traps.push_back(entry.Trap);
   }
   try {
-    const BusyScope busy(busy_, "Saving New Data");
+    const BusyScope busy(busy_, Translated("Saving New Data"));
     const std::size_t before = writer_.Written();
     writer_.ReportTo([&](std::size_t written) {
       busy_.ShowProgress(static_cast<std::int64_t>(written - before),

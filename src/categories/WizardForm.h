@@ -62,6 +62,9 @@ class WizardForm {
   std::string TrapDescription();
 
   const std::vector<PendingTrap>& Pending() const { return pending_; }
+  // What the fields describe is neither listed nor described by what was listed last: Add would take it, and
+  // Finish asks about it.
+  bool Unadded() const;
   void Add();
   void RemovePending(std::size_t row);
 
@@ -73,6 +76,7 @@ class WizardForm {
   TrapDetail EnteredTrap() const;
   bool EnteredIsComplete();
   bool MayLeaveFirstPage();
+  bool FieldsAreSettled();
   bool OperatorAgrees();
   void Write();
   void WriteTask(const std::vector<TrapDetail>& traps);
@@ -92,6 +96,7 @@ class WizardForm {
   params::TrapCriteriaForm criteria_;
   params::ListControl severity_;
   std::vector<PendingTrap> pending_;
+  TrapDetail added_;  // what the fields described when they were last settled
 };
 
 }  // namespace korvane::categories

@@ -14,6 +14,7 @@
 
 #include "categories/frmTrpCatWiz.h"
 #include "common/NumberList.h"
+#include "common/Translation.h"
 #include "common/qt/CellText.h"
 #include "common/qt/DialogButtons.h"
 #include "common/qt/Icons.h"
@@ -42,14 +43,14 @@ constexpr PaneNames kTrapCommands{.Menu = "mnuPopEvtDet",
 
 constexpr std::string_view kPlaceSetting = "CategoriesPlace";  // width, height, bar between the lists
 constexpr char kColumnsSetting[] = "CategoriesColumns";
-constexpr std::array kTrapColumnWidths = {105, 140, 115, 115, 100};
+constexpr std::array kTrapColumnWidths = {80, 115, 115, 180, 95};
 constexpr int kHelpPicture = 16;
 
-constexpr std::string_view kHelp =
+constexpr std::string_view kHelp = Translatable(
     "Categories are used to organize traps in an ordered and user friendly"
     " manner. Category Management is used extensively in Reports showing only the"
     " traps that you find interesting. This interface provides you with"
-    " all the tools required to create, manipulate and manage Categories.";
+    " all the tools required to create, manipulate and manage Categories.");
 
 // The rows of both lists are of one height.
 class NodeDelegate : public traps::TrapCellDelegate {
@@ -78,7 +79,7 @@ frmCategories::frmCategories(const CategoryServices& services, QWidget* parent)
   // Behind the others: a dialog whose first control is a button begins with its default button.
   notice_ = new NoticeBar(tr("&Hide"), this);
   setSizeGripEnabled(true);
-  ui_->lblHelp->setText(ToQString(kHelp));
+  ui_->lblHelp->setText(ToQString(Translated(kHelp)));
   ShowHelpPicture();
   SetUpLists();
   SetUpCommands();
@@ -115,6 +116,7 @@ void frmCategories::SetUpLists() {
   QTableView& list = *ui_->lvEvtDetails;
   list.setModel(&traps_);
   StyleTable(list);
+  list.setFrameShape(QFrame::StyledPanel);
   ui_->tvEvtGrps->setItemDelegate(
       new NodeDelegate(list.verticalHeader()->defaultSectionSize(), ui_->tvEvtGrps));
   list.setItemDelegate(new traps::TrapCellDelegate(&list));
@@ -407,14 +409,17 @@ void frmCategories::closeEvent(QCloseEvent* event) {
 }
 
 void frmCategories::done(int result) {
-  services_.Settings.SaveSetting(platform::kSettingsSection, kPlaceSetting,
-                                 NumberListText(std::array{width(), height(), ui_->panes->Position()}));
+  const QSize size = isMaximized() || isFullScreen() ? normalGeometry().size() : this->size();
+  services_.Settings.SaveSetting(
+      platform::kSettingsSection, kPlaceSetting,
+      NumberListText(std::array{size.width(), size.height(), ui_->panes->Position()}));
   QDialog::done(result);
   form_.Unload();
 }
 
 void frmCategories::ShowHelpPicture() {
-  ui_->imgHelp->setPixmap(ToolbarIcon("Help").pixmap(QSize(kHelpPicture, kHelpPicture), devicePixelRatio()));
+  ui_->imgHelp->setPixmap(
+      ToolbarIcon(Translated("Help")).pixmap(QSize(kHelpPicture, kHelpPicture), devicePixelRatio()));
 }
 
 void frmCategories::changeEvent(QEvent* event) {

@@ -3,6 +3,7 @@
 #include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QPushButton>
+#include <QScreen>
 #include <QShortcut>
 #include <QStandardItemModel>
 #include <algorithm>
@@ -22,6 +23,9 @@
 namespace korvane::categories {
 namespace {
 
+constexpr int kFirstPageHeight = 310;
+constexpr int kDescriptionLines = 6;
+constexpr int kTitleBar = 40;                                        // what a window manager puts above
 constexpr std::array kMemberColumnWidths = {90, 130, 110, 110, 90};  // severity takes the rest
 
 }  // namespace
@@ -35,6 +39,7 @@ frmTrpCatWiz::frmTrpCatWiz(WizardTask& task, CategoryTransaction& transaction, c
       pending_(new QStandardItemModel(this)),
       cmdNextFinish_(nullptr) {
   ui_->setupUi(this);
+  fullHeight_ = height();
   setWindowTitle(ToQString(form_.Title()));
   criteria_ = new params::ShownCriteria(form_.Criteria(),
                                         {.txtSource = *ui_->txtSource,
@@ -50,6 +55,7 @@ frmTrpCatWiz::frmTrpCatWiz(WizardTask& task, CategoryTransaction& transaction, c
     traps::ShowAsLabel(*ui_->txtCatName);
   }
   ui_->txtCatDescription->setPlainText(ToQString(form_.Description()));
+  ui_->txtCatDescription->setMaximumHeight(kDescriptionLines * fontMetrics().lineSpacing() + 2 * kMargin);
   ui_->fraPending->setVisible(form_.ListShows());
   params::ShowCombo(*ui_->cboSeverity, form_.Severity());
   for (int code = 0; code < ui_->cboSeverity->count(); ++code) {
@@ -92,13 +98,20 @@ void frmTrpCatWiz::ConnectControls() {
           [this](const QString& text) { form_.EditName(ToUtf8(text)); });
   connect(ui_->txtCatDescription, &QPlainTextEdit::textChanged, this,
           [this] { form_.EditDescription(ToUtf8(ui_->txtCatDescription->toPlainText())); });
-  connect(criteria_, &params::ShownCriteria::Chosen, this, &frmTrpCatWiz::ShowTrapDescription);
-  connect(ui_->cboSeverity, &QComboBox::currentIndexChanged, this,
-          [this](int index) { form_.ChooseSeverity(params::ToPosition(index)); });
+  connect(criteria_, &params::ShownCriteria::Chosen, this, [this] {
+    ShowTrapDescription();
+    ShowDefault();
+  });
+  connect(ui_->cboSeverity, &QComboBox::currentIndexChanged, this, [this](int index) {
+    form_.ChooseSeverity(params::ToPosition(index));
+    ShowDefault();
+  });
+  for (const QLineEdit* field : {ui_->txtSource, ui_->txtVarBinds}) {
+    connect(field, &QLineEdit::textEdited, this, &frmTrpCatWiz::ShowDefault);
+  }
   connect(ui_->cmdAdd, &QPushButton::clicked, this, [this] {
     form_.Add();
     ShowAdded();
-    ui_->lvTraps->scrollToBottom();
   });
   connect(ui_->cmdRemove, &QPushButton::clicked, this, &frmTrpCatWiz::RemovePending);
   connect(ui_->lvTraps->selectionModel(), &QItemSelectionModel::selectionChanged, this,
@@ -112,12 +125,17 @@ void frmTrpCatWiz::ConnectControls() {
 
 void frmTrpCatWiz::ShowPage() {
   const bool first = form_.Page() == WizardPage::Category;
-  ui_->pages->setCurrentWidget(first ? ui_->pagCategory : ui_->pagTraps);
+  QWidget* const page = first ? ui_->pagCategory : ui_->pagTraps;
+  if (page != ui_->pages->currentWidget() || !isVisible()) {
+    ui_->pages->setCurrentWidget(page);
+    GiveRoom();
+  }
   (first ? ui_->lblInfo1 : ui_->lblInfo2)->setText(ToQString(form_.InfoText()));
   cmdNextFinish_->setText(ToQString(form_.NextCaption()));
   criteria_->Show();
   ShowTrapDescription();
   ShowCommands();
+  ShowDefault();
   QWidget* firstField = first ? (form_.NameIsFixed() ? static_cast<QWidget*>(ui_->txtCatDescription)
                                                      : static_cast<QWidget*>(ui_->txtCatName))
                               : static_cast<QWidget*>(ui_->txtSource);
@@ -126,9 +144,8 @@ void frmTrpCatWiz::ShowPage() {
 
 void frmTrpCatWiz::ShowTrapDescription() {
   ui_->txtDescription->SetText(form_.TrapDescription());
-  ui_->txtDescription->setPlaceholderText(form_.Criteria().Controls().lvTraps.Position == 0
-                                              ? tr("Choose one of the traps to read about it here")
-                                              : tr("This trap has no description"));
+  ui_->txtDescription->setPlaceholderText(
+      form_.Criteria().Controls().lvTraps.Position == 0 ? tr("No trap chosen") : tr("No description"));
 }
 
 void frmTrpCatWiz::ShowAdded() {
@@ -146,7 +163,14 @@ void frmTrpCatWiz::ShowAdded() {
     }
     row.last()->setIcon(SeverityIcon(entry.Trap.Severity));
     pending_->appendRow(row);
+    ui_->lvTraps->scrollToBottom();
   }
+  ShowDefault();
+}
+
+// Enter adds what was entered, and finishes when all of it is in the list.
+void frmTrpCatWiz::ShowDefault() {
+  (form_.Unadded() ? ui_->cmdAdd : cmdNextFinish_)->setDefault(true);
 }
 
 // The button hands its focus on when it is disabled, and it must not be Finish that gets it.
@@ -172,8 +196,18 @@ void frmTrpCatWiz::NextOrFinish() {
   if (form_.NextOrFinish()) {
     accept();
   } else {
+    ShowAdded();
     ShowPage();
   }
+}
+
+// The first page needs half the room of the second one.
+void frmTrpCatWiz::GiveRoom() {
+  const bool first = form_.Page() == WizardPage::Category;
+  const auto policy = first ? QSizePolicy::Ignored : QSizePolicy::Preferred;
+  ui_->pagTraps->setSizePolicy(policy, policy);
+  const int wanted = first ? kFirstPageHeight : std::max(height(), fullHeight_);
+  resize(width(), std::min(wanted, screen()->availableSize().height() - kTitleBar));
 }
 
 }  // namespace korvane::categories

@@ -41,6 +41,8 @@ class frmTrpCatWiz : public QDialog {
   void ShowAdded();
   void RemovePending();
   void ShowCommands();
+  void ShowDefault();
+  void GiveRoom();
   void NextOrFinish();
 
   WizardForm form_;
@@ -48,6 +50,7 @@ class frmTrpCatWiz : public QDialog {
   params::ShownCriteria* criteria_;
   QStandardItemModel* pending_;
   QPushButton* cmdNextFinish_;
+  int fullHeight_ = 0;  // of the page of traps, as designed
 };
 
 }  // namespace korvane::categories

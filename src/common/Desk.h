@@ -4,6 +4,7 @@
 
 #include "common/BusyIndicator.h"
 #include "common/Log.h"
+#include "common/NumberText.h"
 #include "common/ProcessState.h"
 #include "common/Prompts.h"
 #include "common/StripLines.h"
@@ -19,6 +20,7 @@ struct Desk {
   platform::Clock& Clock;
   platform::SettingsStore& Settings;
   StripLines& Strip;
+  NumberText WriteNumber = PlainNumber;  // in texts that no window composes: of the strip, of notifications
 };
 
 }  // namespace korvane

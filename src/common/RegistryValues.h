@@ -19,6 +19,7 @@ inline constexpr std::string_view kPurgeFrequencyValue = "KVPurgeFreqDays";
 inline constexpr std::string_view kMaxViewTrapsValue = "MaxViewTraps";
 inline constexpr std::string_view kActionUpdateValue = "KVActionUpdate";
 inline constexpr std::string_view kSmtpServerValue = "KVSmtpServer";
+inline constexpr std::string_view kListenAddressesValue = "KVListenAddresses";
 inline constexpr std::string_view kLocalRootDirValue = "LocalRootDir";
 
 inline constexpr std::int32_t kDefaultMaxViewTraps = 1000;

@@ -4,6 +4,8 @@
 
 #include <memory>
 
+#include "common/Translation.h"
+
 namespace korvane {
 namespace {
 
@@ -16,22 +18,22 @@ constexpr int kStopAllowanceMilliseconds = 2000;
 std::string StartWinsock(platform::Sockets& sockets) {
   const platform::SocketStartup startup = sockets.Start(kRequestedVersion);
   if (!startup.Started) {
-    return "ws2_32.dll is not responding.";
+    return Translated("ws2_32.dll is not responding.");
   }
   const int major = startup.Version & 0xFF;
   const int minor = startup.Version >> 8;
   if (major < 1 || (major == 1 && minor < 1)) {
-    return fmt::format("Windows Sockets version {}.{} is not supported by ws2_32.dll ", major, minor);
+    return Phrase("Windows Sockets version {}.{} is not supported by ws2_32.dll ", major, minor);
   }
   if (startup.MaxSockets < kMinimumSockets) {
-    return fmt::format("This application requires a minimum of {} supported sockets.", kMinimumSockets);
+    return Phrase("This application requires a minimum of {} supported sockets.", kMinimumSockets);
   }
   return {};
 }
 
 void CleanupWinsock(platform::Sockets& sockets, Prompts& prompts) {
   if (const int error = sockets.Cleanup(); error != 0) {
-    prompts.Show(fmt::format("Socket error {} occurred in Cleanup", error), PromptIcon::Critical);
+    prompts.Show(Phrase("Socket error {} occurred in Cleanup", error), PromptIcon::Critical);
   }
 }
 

@@ -5,6 +5,11 @@
 namespace korvane {
 namespace {
 
+// Of what the operator does the log says nothing.
+bool IsLogged(StripKind kind) {
+  return kind != StripKind::Told && kind != StripKind::Done;
+}
+
 bool LooksTheSame(const StripLine& a, const StripLine& b) {
   return a.Text == b.Text && a.Icon == b.Icon && a.Note == b.Note && a.Details == b.Details &&
          a.Button == b.Button;
@@ -15,7 +20,7 @@ bool LooksTheSame(const StripLine& a, const StripLine& b) {
 void StripLines::Set(StripKind kind, StripLine line) {
   std::optional<StripLine>& place = At(kind);
   const bool same = place && LooksTheSame(*place, line);
-  if (kind != StripKind::Told && (!place || place->Text != line.Text)) {
+  if (IsLogged(kind) && (!place || place->Text != line.Text)) {
     log_.TryWriteLog(line.Text);
   }
   place = std::move(line);
@@ -26,7 +31,7 @@ void StripLines::Set(StripKind kind, StripLine line) {
 
 void StripLines::Clear(StripKind kind) {
   if (std::optional<StripLine> gone = std::exchange(At(kind), std::nullopt)) {
-    if (kind != StripKind::Told) {
+    if (IsLogged(kind)) {
       log_.TryWriteLog("No longer: " + gone->Text);
     }
     TellListener();
@@ -38,6 +43,10 @@ void StripLines::Tell(std::string text, std::string button, std::function<void()
                         .Button = std::move(button),
                         .Action = std::move(action),
                         .Until = clock_.MonotonicMilliseconds() + kToldFor});
+}
+
+void StripLines::Done(std::string text) {
+  Set(StripKind::Done, {.Text = std::move(text), .Until = clock_.MonotonicMilliseconds() + kToldFor});
 }
 
 void StripLines::Press(StripKind kind) {

@@ -19,8 +19,9 @@
 namespace korvane {
 
 // From the top of the strip to its bottom.
-enum class StripKind : std::uint8_t { StoreAway, ReceiverSilent, Elsewhere, Told };
-inline constexpr std::size_t kStripKinds = 4;
+// Done has what the operator did and can't take back, so that it leaves alone what can: Told.
+enum class StripKind : std::uint8_t { StoreAway, ReceiverSilent, Elsewhere, Done, Told };
+inline constexpr std::size_t kStripKinds = 5;
 
 struct StripLine {
   std::string Text = {};  // plain, whoever wrote it
@@ -45,6 +46,8 @@ class StripLines {
   void Clear(StripKind kind);
   // Something that happened, for the next kToldFor.
   void Tell(std::string text, std::string button = {}, std::function<void()> action = {});
+  // The same, of what can't be taken back.
+  void Done(std::string text);
   // The button of the kind's line; nothing where there is none.  The action may set and clear lines, its own
   // as well.
   void Press(StripKind kind);

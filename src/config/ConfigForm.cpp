@@ -9,7 +9,7 @@
 #include "common/Number.h"
 #include "common/RegistryValues.h"
 #include "common/Services.h"
-#include "common/Text.h"
+#include "common/Translation.h"
 
 namespace korvane::config {
 
@@ -25,14 +25,6 @@ std::string ReadOr(platform::RegistryStore& registry, std::string_view valueName
              : std::string(otherwise);
 }
 
-std::int32_t ToNumber(std::string_view text) {
-  const auto number = NumberIn<std::int32_t>(WithoutBlanks(text));
-  if (!number) {
-    throw std::invalid_argument(fmt::format("'{}' is not a whole number.", text));
-  }
-  return *number;
-}
-
 }  // namespace
 
 ConfigForm::ConfigForm(const ConfigServices& services)
@@ -44,17 +36,26 @@ ConfigForm::ConfigForm(const ConfigServices& services)
 bool ConfigForm::OperatorAgrees(const ConfigValues& shown) {
   std::string text;
   if (shown.AckHours != loaded_.AckHours || shown.PurgeDays != loaded_.PurgeDays) {
-    text +=
+    text += Translated(
         "You have changed acknowledge or purge frequency. This requires Korvane Manager service to be "
-        "restarted.\r";
+        "restarted.\r");
   }
   if (shown.MaxViewTraps != loaded_.MaxViewTraps) {
-    text +=
+    text += Translated(
         "You have changed the limit for maximum traps shown. You have to restart this program for this "
-        "configuration to be applied.\r";
+        "configuration to be applied.\r");
   }
-  return text.empty() || services_.Prompt.Ask(text + "Do you want to continue?", PromptButtons::YesNo,
-                                              PromptIcon::Question) == PromptAnswer::Yes;
+  return text.empty() ||
+         services_.Prompt.Ask(text + Translated("Do you want to continue?"), PromptButtons::YesNo,
+                              PromptIcon::Question) == PromptAnswer::Yes;
+}
+
+bool ConfigForm::SwitchesPurgingOff(std::string_view days) {
+  try {
+    return TypedNumber(days) < 1;
+  } catch (const std::invalid_argument&) {
+    return false;  // OK will say so
+  }
 }
 
 bool ConfigForm::Ok(const ConfigValues& shown) {
@@ -63,16 +64,17 @@ bool ConfigForm::Ok(const ConfigValues& shown) {
     std::string_view Failure;
     std::int32_t Number;
   };
-  std::array<Write, 3> writes{{{kAckFrequencyValue, "Could not set acknowledgement frequency.", 0},
-                               {kPurgeFrequencyValue, "Could not set purge frequency.", 0},
-                               {kMaxViewTrapsValue, "Could not set maximum view limit.", 0}}};
+  std::array<Write, 3> writes{
+      {{kAckFrequencyValue, Translated("Could not set acknowledgement frequency."), 0},
+       {kPurgeFrequencyValue, Translated("Could not set purge frequency."), 0},
+       {kMaxViewTrapsValue, Translated("Could not set maximum view limit."), 0}}};
   if (!OperatorAgrees(shown)) {
     return false;
   }
   try {
-    writes[0].Number = ToNumber(shown.AckHours);
-    writes[1].Number = ToNumber(shown.PurgeDays);
-    writes[2].Number = ToNumber(shown.MaxViewTraps);
+    writes[0].Number = TypedNumber(shown.AckHours);
+    writes[1].Number = TypedNumber(shown.PurgeDays);
+    writes[2].Number = TypedNumber(shown.MaxViewTraps);
   } catch (const std::invalid_argument& error) {
     services_.Prompt.Show(error.what(), PromptIcon::Critical);
     return false;
@@ -91,12 +93,12 @@ bool ConfigForm::Ok(const ConfigValues& shown) {
 void ConfigForm::Restart() {
   std::int32_t result = 0;
   {
-    const BusyScope busy(services_.Busy, "Restarting Service");
+    const BusyScope busy(services_.Busy, Translated("Restarting Service"));
     result = RestartService(services_.Services, services_.Clock, kReceiverService);
   }
   if (result != 0) {
     services_.Prompt.Show(
-        fmt::format("Failed to restart '{}' service. Please restart manually.", kReceiverService),
+        Phrase("Failed to restart '{}' service. Please restart manually.", kReceiverService),
         PromptIcon::Critical);
   }
 }

@@ -24,6 +24,9 @@ class ConfigForm {
 
   const ConfigValues& Loaded() const { return loaded_; }
 
+  // With fewer days than one the receiver deletes nothing.
+  static bool SwitchesPurgingOff(std::string_view days);
+
   // True when the dialog is to close: everything was tried, and each failure has had its message.
   bool Ok(const ConfigValues& shown);
 

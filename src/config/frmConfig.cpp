@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "common/qt/DialogButtons.h"
+#include "common/qt/Icons.h"
 #include "common/qt/QtText.h"
 #include "config/UpDown.h"
 #include "ui_frmConfig.h"
@@ -12,6 +13,7 @@ namespace korvane::config {
 namespace {
 
 constexpr int kHoursOfADay = 24;
+constexpr int kNoticePicture = 16;
 
 void SetUp(UpDown& box, const char* textBox, const QString& accessibleName, const std::string& text) {
   box.Box().setObjectName(QString::fromLatin1(textBox));
@@ -30,6 +32,9 @@ frmConfig::frmConfig(const ConfigServices& services, QWidget* parent)
   SetUp(*ui_->UpDown2, "txtPurge", tr("Days until traps are purged"), loaded.PurgeDays);
   SetUp(*ui_->UpDown1, "txtViewLimit", tr("Most traps of a window"), loaded.MaxViewTraps);
   ShowHours(loaded.AckHours);
+  ui_->imgNever->setPixmap(MessageIcon(MessagePicture::Exclamation).pixmap(kNoticePicture));
+  connect(&ui_->UpDown2->Box(), &QLineEdit::textChanged, this, &frmConfig::ShowPurging);
+  ShowPurging();
   // The boxes of both frames stand below each other.
   const int labels = std::max(ui_->lblTraps1->sizeHint().width(), ui_->lblAck1->sizeHint().width());
   ui_->lblTraps1->setMinimumWidth(labels);
@@ -53,6 +58,13 @@ void frmConfig::ShowHours(const std::string& hours) {
     ui_->cboHours->addItem(stored);  // kept until another is chosen
   }
   ui_->cboHours->setCurrentText(stored);
+}
+
+void frmConfig::ShowPurging() {
+  const bool never = ConfigForm::SwitchesPurgingOff(ToUtf8(ui_->UpDown2->text()));
+  ui_->imgNever->setVisible(never);
+  ui_->lblNever->setVisible(never);
+  ui_->UpDown2->Box().setAccessibleDescription(never ? ui_->lblNever->text() : QString());
 }
 
 void frmConfig::Ok() {

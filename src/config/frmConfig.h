@@ -23,6 +23,8 @@ class frmConfig : public QDialog {
 
  private:
   void ShowHours(const std::string& hours);
+  // Says beside the days what they mean where that is not plain.
+  void ShowPurging();
   void Ok();
 
   ConfigForm form_;

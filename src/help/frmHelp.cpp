@@ -7,6 +7,7 @@
 #include <QDialog>
 #include <QKeyEvent>
 #include <QScopedValueRollback>
+#include <QScreen>
 #include <QShortcut>
 #include <QWindow>
 #include <algorithm>
@@ -24,6 +25,10 @@ namespace {
 constexpr std::string_view kPlaceSetting = "HelpWindow";  // place, width of the contents, zoom
 constexpr int kContentsWidth = 296;
 constexpr int kMostForContents = 40;  // per cent of the window
+constexpr int kMostOfScreen = 60;     // per cent of its width, when nothing was kept
+constexpr int kLeftAbove = 120;       // of the screen: title bars, and the menus of the console
+constexpr int kFrameEdge = 8;
+constexpr int kTitleHeight = 40;  // of the window system's, which is not known before the window shows
 constexpr int kTargetRole = Qt::UserRole + 1;
 
 }  // namespace
@@ -89,8 +94,7 @@ void frmHelp::SetUpKeys() {
       {nullptr, Qt::CTRL | Qt::Key_F, [this] { OpenFind(); }},
       {ui_->cmdFindPrevious, Qt::SHIFT | Qt::Key_F3, [this] { Find(true, true); }},
       {ui_->cmdFindNext, Qt::Key_F3, [this] { Find(false, true); }},
-      {ui_->cmdFindClose, Qt::Key_Escape,
-       [this] { ui_->fraFind->isVisible() ? CloseFind() : void(close()); }},
+      {ui_->cmdFindClose, Qt::Key_Escape, [this] { CloseInnermost(); }},
   };
   for (const auto& key : keys) {
     connect(new QShortcut(key.Keys, this), &QShortcut::activated, this, key.Act);
@@ -249,6 +253,17 @@ void frmHelp::CloseFind() {
   }
 }
 
+void frmHelp::CloseInnermost() {
+  if (ui_->fraFind->isVisible()) {
+    CloseFind();
+  } else if (!ui_->txtSearch->text().isEmpty()) {
+    ui_->txtSearch->clear();
+    ui_->txtPage->setFocus();
+  } else {
+    close();
+  }
+}
+
 void frmHelp::Find(bool backwards, bool again) {
   if (ui_->fraFind->isHidden()) {
     OpenFind();
@@ -263,8 +278,32 @@ void frmHelp::RestorePlace() {
   if (place.size() == 3 && restoreGeometry(QByteArray::fromBase64(place[0].toLatin1()))) {
     contentsWidth_ = place[1].toInt();
     ui_->txtPage->SetZoom(place[2].toInt());
+  } else {
+    PlaceBesideActiveWindow();
   }
   FitContents();
+}
+
+// Without room beside it, at the lower right: the console's menus and the names of the systems stay in sight.
+void frmHelp::PlaceBesideActiveWindow() {
+  const QWidget* active = QApplication::activeWindow();
+  const QRect room = (active != nullptr ? active : this)->screen()->availableGeometry();
+  QRect place(QPoint(), QSize(std::min(width(), room.width() * kMostOfScreen / 100),
+                              std::min(height(), room.height() - kLeftAbove))
+                            .expandedTo(minimumSize()));
+  place.moveBottomRight(room.bottomRight() - QPoint(kFrameEdge, kTitleHeight));
+  if (active != nullptr && !active->isMaximized()) {
+    const QRect beside = active->frameGeometry();
+    if (room.right() - beside.right() > place.width()) {
+      place.moveTopLeft(QPoint(beside.right() + kFrameEdge, active->y()));
+    } else if (beside.left() - room.left() > place.width()) {
+      place.moveTopRight(QPoint(beside.left() - kFrameEdge, active->y()));
+    }
+    place.moveTop(std::clamp(place.top(), room.top(),
+                             std::max(room.top(), room.bottom() - place.height() - kTitleHeight)));
+  }
+  resize(place.size());
+  move(place.topLeft());
 }
 
 void frmHelp::SavePlace() {

@@ -54,7 +54,11 @@ class frmHelp : public QWidget {
   void CloseFind();
   void Find(bool backwards, bool again);
 
+  // Escape: the find bar, then the search, then the guide.
+  void CloseInnermost();
+
   void RestorePlace();
+  void PlaceBesideActiveWindow();
   void FitContents();
   void SavePlace();
 

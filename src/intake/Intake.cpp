@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "common/Text.h"
+#include "common/Translation.h"
 
 namespace korvane::intake {
 
@@ -66,7 +67,8 @@ void Intake::StartIntake(std::int32_t highWaterMark) {
   state_.gLastTrapTime = highWaterMark;
   if (library_.StartRecvEvents(highWaterMark) != kReceiverThreadOk) {
     prompts_.Show(
-        "Could not start thread to receive new traps. You may not be able to view new incoming traps. " +
+        Translated(
+            "Could not start thread to receive new traps. You may not be able to view new incoming traps. ") +
             SupportSentence(),
         PromptIcon::Critical);
   }
@@ -167,7 +169,7 @@ void Intake::Complete(store::IncomingTrap& trap) {
 
 void Intake::Route(const store::IncomingTrap& trap, const std::vector<TrapsWindow*>& windows) {
   if (!hand_.Counted) {
-    Succeeds([&] { systems_.UpdateSystemCounts(trap); });
+    Succeeds([&] { systems_.UpdateSystemCounts(trap, hand_.New ? Arrival::Live : Arrival::Stored); });
     hand_.Counted = true;
   }
   for (TrapsWindow* window : windows) {

@@ -23,6 +23,10 @@ class SystemDirectory {
   virtual void NameSystem(store::IncomingTrap& trap) = 0;
 };
 
+// Whether a trap that is counted has just arrived, or was stored before: at the start, or until its
+// acknowledgement was taken back.  Only what arrives is news.
+enum class Arrival : std::uint8_t { Stored, Live };
+
 // The Systems window as the intake needs it.
 class SystemCounts {
  public:
@@ -30,7 +34,7 @@ class SystemCounts {
   // Every trap of the link comes here first, filtered or not, and once more when its tick failed: a filter
   // may go later, and a load must then know what was delivered.
   virtual void NoteDelivered(const store::IncomingTrap& trap) = 0;
-  virtual void UpdateSystemCounts(const store::IncomingTrap& trap) = 0;
+  virtual void UpdateSystemCounts(const store::IncomingTrap& trap, Arrival arrival) = 0;
   virtual void RefreshStatus() = 0;
 };
 

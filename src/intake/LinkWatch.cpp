@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <utility>
 
+#include "common/Translation.h"
 #include "store/EventTime.h"
 #include "store/FailureWords.h"
 
@@ -45,23 +46,23 @@ void LinkWatch::LookAtStore(const std::optional<FailedLoad>& failedLoad, const L
   const store::DatabaseError& error = state.Away ? state.Away->Error : failedLoad->Error;
   const std::string reason = store::FailureInWords(error);
   const std::string since = TimeOf(*awaySince_);
-  std::string note = "Trying again";
+  std::string note = Translated("Trying again");
   if (next && *next > 0) {
     // Rounded to the same second at every look.
     const std::int64_t at = utc + (*next + 999) / 1000;
     shownNext_ = std::abs(at - shownNext_) <= 1 ? shownNext_ : at;
-    note = fmt::format("Next try at {}", TimeOf(shownNext_, true));
+    note = Phrase("Next try at {}", TimeOf(shownNext_, true));
   }
   desk_.Strip.Set(
       StripKind::StoreAway,
-      {.Text = state.Away ? fmt::format("The trap store has been out of reach since {}: {}. What is shown is "
-                                        "as of then.",
-                                        since, reason)
-                          : fmt::format("Traps could not be loaded at {}: {}.", since, reason),
+      {.Text = state.Away ? Phrase("The trap store has been out of reach since {}: {}. What is shown is "
+                                   "as of then.",
+                                   since, reason)
+                          : Phrase("Traps could not be loaded at {}: {}.", since, reason),
        .Icon = PromptIcon::Critical,
        .Note = std::move(note),
        .Details = store::OnOneLine(error.what()),
-       .Button = state.Away ? "Try Now" : "",
+       .Button = state.Away ? Translated("Try Now") : "",
        .Action = [this] { library_.TryNow(); }});
 }
 
@@ -91,7 +92,8 @@ void LinkWatch::LookAtReceivers(const LinkState& state) {
         StripKind::ReceiverSilent,
         {.Text = std::move(all),
          .Icon = PromptIcon::Exclamation,
-         .Details = "Nothing is stored while no receiver runs: a quiet list does not mean a quiet network."});
+         .Details = Translated(
+             "Nothing is stored while no receiver runs: a quiet list does not mean a quiet network.")});
   }
 }
 
@@ -117,15 +119,15 @@ std::string LinkWatch::Sentence(const Receiver& receiver, bool another) const {
     if (another || (!receiver.Seen.Stopped && !IsSilent(receiver))) {
       return {};
     }
-    return receiver.Seen.Stopped ? fmt::format("The receiver on {} is stopped.", machine)
-                                 : fmt::format("The receiver on {} has not been heard of since before {}.",
-                                               machine, TimeOf(*firstLook_));
+    return receiver.Seen.Stopped ? Phrase("The receiver on {} is stopped.", machine)
+                                 : Phrase("The receiver on {} has not been heard of since before {}.",
+                                          machine, TimeOf(*firstLook_));
   }
   if (receiver.Seen.Stopped) {
-    return fmt::format("The receiver on {} was stopped at {}.", machine, TimeOf(*receiver.HeardAt));
+    return Phrase("The receiver on {} was stopped at {}.", machine, TimeOf(*receiver.HeardAt));
   }
-  return IsSilent(receiver) ? fmt::format("The receiver on {} has not been heard of since {}.", machine,
-                                          TimeOf(*receiver.HeardAt))
+  return IsSilent(receiver) ? Phrase("The receiver on {} has not been heard of since {}.", machine,
+                                     TimeOf(*receiver.HeardAt))
                             : std::string();
 }
 
@@ -136,7 +138,7 @@ std::string LinkWatch::TimeOf(std::int64_t utcSeconds, bool seconds) const {
     text += fmt::format(":{:02}", local.Second);
   }
   if (desk_.Clock.UtcSeconds() - utcSeconds > kSecondsUntilDated) {
-    text += fmt::format(" on {:04}-{:02}-{:02}", local.Year, local.Month, local.Day);
+    text += Phrase(" on {:04}-{:02}-{:02}", local.Year, local.Month, local.Day);
   }
   return text;
 }

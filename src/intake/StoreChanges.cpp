@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "common/Text.h"
+#include "common/Translation.h"
 #include "store/DatabaseError.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
@@ -20,27 +21,27 @@ namespace {
 // More than these are quicker loaded with everything else, and stand in their place then.
 constexpr std::int64_t kMostReadmitted = 500;
 
-std::string TrapsText(std::int64_t count, std::string_view ofSystem) {
-  std::string text = fmt::format("{} trap{}", count, count == 1 ? "" : "s");
+std::string TrapsText(const Desk& desk, std::int64_t count, std::string_view ofSystem) {
+  std::string text = fmt::format("{} trap{}", desk.WriteNumber(count), count == 1 ? "" : "s");
   return ofSystem.empty() ? text : fmt::format("{} of {}", text, VisibleText(ofSystem));
 }
 
-std::string WhatChanged(const store::Change& change) {
+std::string WhatChanged(const Desk& desk, const store::Change& change) {
   using store::ChangeKind;
   const std::int64_t rows = change.Rows.value_or(0);
   switch (change.Kind) {
     case ChangeKind::Acknowledged:
-      return rows > 0 ? fmt::format("{} acknowledged", TrapsText(rows, {})) : std::string();
+      return rows > 0 ? fmt::format("{} acknowledged", TrapsText(desk, rows, {})) : std::string();
     case ChangeKind::Unacknowledged:
-      return rows > 0 ? fmt::format("{} made new again", TrapsText(rows, {})) : std::string();
+      return rows > 0 ? Phrase("{} made new again", TrapsText(desk, rows, {})) : std::string();
     case ChangeKind::Filters:
-      return "Trap filters changed";
+      return Translated("Trap filters changed");
     case ChangeKind::Categories:
-      return "Categories changed";
+      return Translated("Categories changed");
     case ChangeKind::Alerts:
-      return "Alerts changed";
+      return Translated("Alerts changed");
     case ChangeKind::TrapNames:
-      return "Names of traps changed";
+      return Translated("Names of traps changed");
     case ChangeKind::Notes:
     case ChangeKind::Purged:
     case ChangeKind::Unknown:
@@ -76,7 +77,7 @@ void StoreChanges::Acknowledged(const store::Acknowledgement& done, std::string_
     return;
   }
   TellOwn(store::ChangeKind::Acknowledged, done.ChangeId, done.Changed);
-  desk_.Strip.Tell(fmt::format("{} acknowledged", TrapsText(changed, ofSystem)), "Undo",
+  desk_.Strip.Tell(fmt::format("{} acknowledged", TrapsText(desk_, changed, ofSystem)), Translated("Undo"),
                    [this, done, system = std::string(ofSystem)] { TakeBack(done, system); });
 }
 
@@ -91,17 +92,17 @@ void StoreChanges::TellOwn(store::ChangeKind kind, std::int32_t changeId, const 
 
 void StoreChanges::TakeBack(const store::Acknowledgement& done, const std::string& ofSystem) {
   try {
-    const BusyScope busy(desk_.Busy, "Making Trap(s) New Again");
+    const BusyScope busy(desk_.Busy, Translated("Making Trap(s) New Again"));
     const store::TrapSelection back = store::TakeBack(connection_, done);
     bounds_.Own.Withdraw(back);
     TellOwn(store::ChangeKind::Unacknowledged, 0, back);
     const std::int64_t asked = store::CountOf(done.Changed.Numbers);
     const std::int64_t count = store::CountOf(back.Numbers);
-    desk_.Strip.Tell(fmt::format("{} {} new again{}", TrapsText(count, ofSystem), count == 1 ? "is" : "are",
-                                 count < asked ? "; others were changed by somebody else since" : ""));
+    desk_.Strip.Tell(Phrase("{} {} new again{}", TrapsText(desk_, count, ofSystem), count == 1 ? "is" : "are",
+                            count < asked ? Translated("; others were changed by somebody else since") : ""));
     Readmit(back);
   } catch (const store::DatabaseError& error) {
-    desk_.Prompt.ShowFailure("The acknowledgement could not be taken back.", error.what());
+    desk_.Prompt.ShowFailure(Translated("The acknowledgement could not be taken back."), error.what());
   }
   EndTick();
   counts_->RefreshStatus();
@@ -115,9 +116,10 @@ void StoreChanges::TakeNews(StoreNews news) {
     // Nobody knows what was changed, so all of it is read again.
     left_.clear();
     rereadFilters_ = rereadCategories_ = reload_ = true;
-    desk_.Strip.Set(StripKind::Elsewhere,
-                    {.Text = "Another program has changed the trap store; everything was read again",
-                     .Until = desk_.Clock.MonotonicMilliseconds() + StripLines::kToldFor});
+    desk_.Strip.Set(
+        StripKind::Elsewhere,
+        {.Text = Translated("Another program has changed the trap store; everything was read again"),
+         .Until = desk_.Clock.MonotonicMilliseconds() + StripLines::kToldFor});
   }
   left_.insert(left_.end(), std::make_move_iterator(news.Changes.begin()),
                std::make_move_iterator(news.Changes.end()));
@@ -172,11 +174,11 @@ void StoreChanges::Apply(const store::Change& change) {
 }
 
 void StoreChanges::TellOfOthers(const store::Change& change) {
-  const std::string what = change.Author.Operator.empty() ? std::string() : WhatChanged(change);
+  const std::string what = change.Author.Operator.empty() ? std::string() : WhatChanged(desk_, change);
   if (!what.empty()) {
     desk_.Strip.Set(StripKind::Elsewhere,
-                    {.Text = fmt::format("{} by {} on {}", what, VisibleText(change.Author.Operator),
-                                         VisibleText(change.Author.Machine)),
+                    {.Text = Phrase("{} by {} on {}", what, VisibleText(change.Author.Operator),
+                                    VisibleText(change.Author.Machine)),
                      .Until = desk_.Clock.MonotonicMilliseconds() + StripLines::kToldFor});
   }
 }
@@ -211,7 +213,7 @@ void StoreChanges::Admit(store::IncomingTrap& trap) {
   if (trap.Filtered) {
     return;
   }
-  counts_->UpdateSystemCounts(trap);
+  counts_->UpdateSystemCounts(trap, Arrival::Stored);
   for (TrapsWindow* window : traps_->InCreationOrder()) {
     window->PublicAddTraps(trap);
   }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "common/Translation.h"
 #include "intake/Intake.h"
 #include "intake/Systems.h"
 #include "store/DatabaseError.h"
@@ -23,7 +24,7 @@ StoredTraps::StoredTraps(Desk& desk, store::Connection& connection, store::TrapN
 
 void StoredTraps::ReadAll(StoredTrapsTakers takers, LoadOutcome& outcome) {
   if (!bounds_.Settled) {
-    outcome.Failure = "The store could not be read when the console started.";
+    outcome.Failure = Translated("The store could not be read when the console started.");
     return;
   }
   const LoadRange range = RangeOfLoad(bounds_, desk_.State.gLastTrapTime);
@@ -71,7 +72,7 @@ void StoredTraps::Load(StoredTrapsTakers takers) {
   if (takers.empty()) {
     return;
   }
-  const BusyScope busy(desk_.Busy, "Loading Trap(s)");
+  const BusyScope busy(desk_.Busy, Translated("Loading Trap(s)"));
   for (StoredTrapsTaker* taker : takers) {
     Forget(*taker);
     taker->LoadBegins();

@@ -4,6 +4,7 @@
 #include <QCloseEvent>
 #include <QKeySequence>
 #include <QMenu>
+#include <QPainter>
 #include <QScopedValueRollback>
 #include <QStyle>
 #include <algorithm>
@@ -12,6 +13,7 @@ namespace korvane::mainwnd {
 namespace {
 
 constexpr double kFreeShare = 0.7;  // of either side, for a window in a cascade
+constexpr int kHintMargin = 24;
 
 bool IsPlain(const QMdiSubWindow& window) {
   return !window.isHidden() && !window.isMinimized() && !window.isMaximized() && !window.isShaded();
@@ -60,11 +62,6 @@ ChildWindow::ChildWindow(QWidget* widget, Form& form) : form_(form) {
   }
 }
 
-void ChildWindow::CloseForGood() {
-  const QScopedValueRollback guard(forGood_, true);
-  close();
-}
-
 void ChildWindow::BringUp() {
   if (isMinimized() || isShaded()) {
     showNormal();
@@ -79,7 +76,7 @@ void ChildWindow::BringUp() {
 }
 
 void ChildWindow::closeEvent(QCloseEvent* event) {
-  if (form_.FormName() != kTrapsFormName && !forGood_) {
+  if (form_.FormName() == kSystemsFormName) {
     event->ignore();
     showMinimized();
     return;
@@ -99,15 +96,18 @@ ChildArea::ChildArea(QWidget* parent) : QMdiArea(parent) {
   setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
   setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
   setActivationOrder(QMdiArea::CreationOrder);
+  connect(this, &QMdiArea::subWindowActivated, this, &ChildArea::Activated);
 }
 
 ChildWindow* ChildArea::Add(QWidget* widget, Form& form) {
   auto* child = new ChildWindow(widget, form);
   addSubWindow(child);
+  connect(
+      child, &QMdiSubWindow::windowStateChanged, this,
+      [this, child](Qt::WindowStates before, Qt::WindowStates now) { StateChanged(*child, before, now); });
   if (added_ < firstWindows_.size()) {
-    placedIn_ = viewport()->rect();
-    child->setGeometry(InPixels(firstPlaces_[added_], placedIn_));
-    firstWindows_[added_++] = child;
+    firstWindows_[added_] = child;
+    PlaceFirst(added_++);
   } else {
     child->setGeometry(CascadePlace(RoomForTiles(), CascadeStep(), children_.size()));
   }
@@ -117,11 +117,92 @@ ChildWindow* ChildArea::Add(QWidget* widget, Form& form) {
 
 ChildWindow* ChildArea::Active() const {
   auto* current = qobject_cast<ChildWindow*>(currentSubWindow());
-  return std::ranges::find(children_, current) == children_.end() ? nullptr : current;
+  const bool ours = std::ranges::find(children_, current) != children_.end();
+  return ours && !current->isMinimized() ? current : nullptr;
 }
 
 void ChildArea::Forget(ChildWindow* child) {
   std::erase(children_, child);
+  QMetaObject::invokeMethod(this, &ChildArea::FollowRoom, Qt::QueuedConnection);
+}
+
+void ChildArea::StateChanged(ChildWindow& child, Qt::WindowStates before, Qt::WindowStates now) {
+  const bool aside = now.testFlag(Qt::WindowMinimized);
+  if (aside == before.testFlag(Qt::WindowMinimized)) {
+    return;
+  }
+  if (aside) {
+    ActivateAnother();
+  } else {
+    setActiveSubWindow(&child);
+    child.widget()->setFocus();
+  }
+  // Only now are the icons where they belong.
+  QMetaObject::invokeMethod(this, &ChildArea::FollowRoom, Qt::QueuedConnection);
+}
+
+bool ChildArea::eventFilter(QObject* watched, QEvent* event) {
+  const QScopedValueRollback guard(byKeys_,
+                                   event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease);
+  return QMdiArea::eventFilter(watched, event);  // its keys go from window to window
+}
+
+// Going through the windows by keys leads to icons too, which is how one gets them back.  Otherwise an icon
+// stays one: the toolkit activates what is put aside, whichever comes next when a window closes, and what a
+// mouse presses on that may be about to move it.
+void ChildArea::Activated(QMdiSubWindow* window) {
+  auto* child = qobject_cast<ChildWindow*>(window);
+  if (child != nullptr && child->isMinimized() && std::ranges::count(children_, child) != 0) {
+    if (byKeys_) {
+      child->BringUp();
+    } else {
+      ActivateAnother();
+    }
+  }
+  RaiseIcons();
+  viewport()->update();  // with or without the hint
+}
+
+// The one that was active last and can be seen.
+void ChildArea::ActivateAnother() {
+  const QList<QMdiSubWindow*> windows = subWindowList(QMdiArea::ActivationHistoryOrder);
+  const auto next = std::find_if(windows.rbegin(), windows.rend(), [](const QMdiSubWindow* window) {
+    return !window->isHidden() && !window->isMinimized();
+  });
+  setActiveSubWindow(next == windows.rend() ? nullptr : *next);
+  if (next != windows.rend()) {
+    (*next)->widget()->setFocus();
+  }
+}
+
+void ChildArea::RaiseIcons() {
+  if (const ChildWindow* active = Active(); active != nullptr && active->isMaximized()) {
+    return;
+  }
+  for (ChildWindow* child : children_) {
+    if (child->isMinimized()) {
+      child->raise();
+    }
+  }
+}
+
+bool ChildArea::AllPutAside() const {
+  return !children_.empty() && std::ranges::all_of(children_, [](const ChildWindow* child) {
+    return child->isHidden() || child->isMinimized();
+  });
+}
+
+void ChildArea::paintEvent(QPaintEvent* event) {
+  QMdiArea::paintEvent(event);
+  if (!AllPutAside()) {
+    return;
+  }
+  QPainter painter(viewport());
+  painter.setPen(palette().color(QPalette::WindowText));
+  const QRect room = RoomForTiles().adjusted(kHintMargin, kHintMargin, -kHintMargin, -kHintMargin);
+  painter.drawText(room, Qt::AlignCenter | Qt::TextWordWrap,
+                   tr("All windows are put aside.\n\nDouble-click a title below to bring its window back, or "
+                      "choose it from the Window menu. Ctrl+N opens a new window."));
 }
 
 void ChildArea::DestroyAll() {
@@ -210,28 +291,40 @@ QRect ChildArea::RoomForTiles() const {
   return room;
 }
 
+// One that is an icon keeps the place it goes back to.
 bool ChildArea::FirstWindowsUntouched() const {
   for (std::size_t i = 0; i < firstWindows_.size(); ++i) {
     const ChildWindow* window = firstWindows_[i];
-    if (window != nullptr &&
-        (!IsPlain(*window) || window->geometry() != InPixels(firstPlaces_[i], placedIn_))) {
+    if (window != nullptr && !window->isMinimized() &&
+        (!IsPlain(*window) || window->geometry() != placedAt_[i])) {
       return false;
     }
   }
   return true;
 }
 
+void ChildArea::PlaceFirst(std::size_t i) {
+  placedAt_[i] = InPixels(firstPlaces_[i], RoomForTiles());
+  firstWindows_[i]->setGeometry(placedAt_[i]);
+}
+
+void ChildArea::FollowRoom() {
+  if (FirstWindowsUntouched()) {
+    for (std::size_t i = 0; i < firstWindows_.size(); ++i) {
+      if (firstWindows_[i] && !firstWindows_[i]->isMinimized()) {
+        PlaceFirst(i);
+      }
+    }
+  }
+  RaiseIcons();
+  viewport()->update();
+}
+
 void ChildArea::resizeEvent(QResizeEvent* event) {
   const bool follow = FirstWindowsUntouched();
   QMdiArea::resizeEvent(event);
-  if (!follow) {
-    return;
-  }
-  placedIn_ = viewport()->rect();
-  for (std::size_t i = 0; i < firstWindows_.size(); ++i) {
-    if (firstWindows_[i]) {
-      firstWindows_[i]->setGeometry(InPixels(firstPlaces_[i], placedIn_));
-    }
+  if (follow) {
+    FollowRoom();
   }
 }
 

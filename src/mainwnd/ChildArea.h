@@ -1,5 +1,7 @@
 // The middle of the frame window: its child windows, in the order they were created, and the layouts they can
 // be put into.  Owns the sub-windows; a form inside one lives as long as its sub-window does.
+// A window that was put aside, an icon at the bottom, is never the active one: another takes its place, or
+// none.  Icons stay in front of all windows but a maximised one.
 // User-interface thread only.
 #pragma once
 
@@ -15,8 +17,8 @@
 
 namespace korvane::mainwnd {
 
-// A sub-window and the rule of its close box: a Traps window closes (it may ask first), any other is put
-// aside as an icon.
+// A sub-window and the rule of its close box: a Traps window (it may ask first) and a report close, the
+// Systems window is put aside as an icon.
 class ChildWindow : public QMdiSubWindow {
   Q_OBJECT
 
@@ -25,8 +27,6 @@ class ChildWindow : public QMdiSubWindow {
   ChildWindow(QWidget* widget, Form& form);
 
   Form& ShownForm() const { return form_; }
-  // Closes whatever the kind, as when all windows are closed; the form may still refuse.
-  void CloseForGood();
   // Un-minimised, in front and active.
   void BringUp();
 
@@ -35,7 +35,6 @@ class ChildWindow : public QMdiSubWindow {
 
  private:
   Form& form_;
-  bool forGood_ = false;
 };
 
 class ChildArea : public QMdiArea {
@@ -47,7 +46,8 @@ class ChildArea : public QMdiArea {
   // The widget must be the form.  The sub-window is not shown yet.
   ChildWindow* Add(QWidget* widget, Form& form);
   const std::vector<ChildWindow*>& InCreationOrder() const { return children_; }
-  // The one commands act on, also while a menu or dialog has the focus; null when there is none.
+  // The one commands act on, also while a menu or dialog has the focus; null when there is none.  Never an
+  // icon.
   ChildWindow* Active() const;
   // A child that has agreed to close and is deleted a moment later.
   void Forget(ChildWindow* child);
@@ -64,19 +64,29 @@ class ChildArea : public QMdiArea {
   void TileVertical();    // side by side
 
  protected:
+  bool eventFilter(QObject* watched, QEvent* event) override;
   void resizeEvent(QResizeEvent* event) override;
+  void paintEvent(QPaintEvent* event) override;
 
  private:
   int CascadeStep() const;
   QRect RoomForTiles() const;
   bool FirstWindowsUntouched() const;
+  void PlaceFirst(std::size_t i);
+  void FollowRoom();
   std::vector<ChildWindow*> Tiles();
+  void StateChanged(ChildWindow& child, Qt::WindowStates before, Qt::WindowStates now);
+  void Activated(QMdiSubWindow* window);
+  void ActivateAnother();
+  void RaiseIcons();
+  bool AllPutAside() const;
 
   std::vector<ChildWindow*> children_;
   std::array<QPointer<ChildWindow>, 2> firstWindows_;
   FirstPlaces firstPlaces_ = kFreshPlaces;
-  QRect placedIn_;  // the room when they were placed last
+  std::array<QRect, 2> placedAt_;  // where they were put last; an icon goes back there
   std::size_t added_ = 0;
+  bool byKeys_ = false;
 };
 
 }  // namespace korvane::mainwnd

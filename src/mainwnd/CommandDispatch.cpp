@@ -1,6 +1,7 @@
 #include "mainwnd/CommandDispatch.h"
 
 #include "common/OpenForms.h"
+#include "common/Translation.h"
 
 namespace korvane::mainwnd {
 namespace {
@@ -14,8 +15,6 @@ bool Accepts(ActiveWindow needed, std::string_view formName) {
       return formName == kTrapsFormName;
     case ActiveWindow::TrapsOrReport:
       return formName == kTrapsFormName || formName == kReportFormName;
-    case ActiveWindow::Report:
-      return formName == kReportFormName;
   }
   return false;
 }
@@ -36,9 +35,9 @@ bool CommandDispatch::CheckActiveWindow(const Command& command) const {
   }
   const std::optional<std::string_view> active = windows_.ActiveFormName();
   if (!active) {
-    return Refuse(command.NoWindow);
+    return Refuse(Translated(command.NoWindow));
   }
-  return Accepts(command.Needs, *active) || Refuse(command.WrongKind);
+  return Accepts(command.Needs, *active) || Refuse(Translated(command.WrongKind));
 }
 
 }  // namespace korvane::mainwnd

@@ -13,7 +13,7 @@ namespace korvane::mainwnd {
 class ChildWindows {
  public:
   virtual ~ChildWindows() = default;
-  // The form name of the active child window; a minimised one may be the active one too.
+  // The form name of the active child window, which is never a minimised one.
   virtual std::optional<std::string_view> ActiveFormName() const = 0;
 };
 

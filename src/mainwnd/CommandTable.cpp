@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <array>
 
+#include "common/Translation.h"
+
 namespace korvane::mainwnd {
 namespace {
 
@@ -13,155 +15,198 @@ using enum Action;
 constexpr std::string_view kBar;
 
 constexpr std::string_view kNothingToAcknowledge =
-    "There is no active window from where the selected traps can be acknowledged / cleared.";
-constexpr std::string_view kAcknowledgeWrongKind =
+    Translatable("There is no active window from where the selected traps can be acknowledged / cleared.");
+constexpr std::string_view kAcknowledgeWrongKind = Translatable(
     "The current active window should be a 'Traps' window from where selected traps will be acknowledged / "
-    "cleared.";
+    "cleared.");
 constexpr std::string_view kNoDetails =
-    "There is no active window from where the selected trap's detail can be shown.";
-constexpr std::string_view kDetailsWrongKind =
+    Translatable("There is no active window from where the selected trap's detail can be shown.");
+constexpr std::string_view kDetailsWrongKind = Translatable(
     "The current active window should be a 'Traps' or 'Report / History' window from where selected trap's "
-    "detail will be shown.";
-constexpr std::string_view kNoProperties = "There is no active window.";
+    "detail will be shown.");
+constexpr std::string_view kNoProperties = Translatable("There is no active window.");
 constexpr std::string_view kPropertiesWrongKind =
-    "The current active window should be a 'Traps' or 'Report / History' window.";
+    Translatable("The current active window should be a 'Traps' or 'Report / History' window.");
 
 constexpr auto kCommands = std::to_array<Command>({
-    {.Name = "mnuFileNewWindow", .Caption = "&New Window", .Do = NewWindow, .Shortcuts = "Ctrl+N"},
+    {.Name = "mnuFileNewWindow",
+     .Caption = Translatable("&New Window"),
+     .Do = NewWindow,
+     .Shortcuts = "Ctrl+N"},
     {.Name = "mnuFilePrintPreview",
-     .Caption = "&Print Preview",
+     .Caption = Translatable("&Print Preview"),
      .Do = PrintPreview,
      .Shortcuts = "Ctrl+P",
      .Needs = ActiveWindow::TrapsOrReport,
-     .NoWindow = "There is no active window from where the traps can be printed.",
-     .WrongKind =
+     .NoWindow = Translatable("There is no active window from where the traps can be printed."),
+     .WrongKind = Translatable(
          "The current active window should be a 'Traps' or 'Report / History' window from where traps "
-         "will be printed."},
-    {.Name = "mnuFileExit", .Caption = "E&xit", .Do = Exit, .Shortcuts = "Ctrl+Q"},
+         "will be printed.")},
+    {.Name = "mnuFileExit", .Caption = Translatable("E&xit"), .Do = Exit, .Shortcuts = "Ctrl+Q"},
 
     {.Name = "mnuEditRenameWindow",
-     .Caption = "Re&name Window",
+     .Caption = Translatable("Re&name Window"),
      .Do = RenameWindow,
      .Shortcuts = "F2",
      .Needs = ActiveWindow::Any,
-     .NoWindow = "There is no active window that can be renamed."},
+     .NoWindow = Translatable("There is no active window that can be renamed.")},
     {.Name = "mnuEditAcknowledge",
-     .Caption = "Clear / &Acknowledge Trap(s)",
+     .Caption = Translatable("Clear / &Acknowledge Trap(s)"),
      .Do = AcknowledgeTraps,
      .Shortcuts = "Ctrl+Shift+A",
      .Needs = ActiveWindow::Traps,
      .NoWindow = kNothingToAcknowledge,
      .WrongKind = kAcknowledgeWrongKind},
 
-    {.Name = "mnuViewToolbar", .Caption = "&Toolbar", .Do = ToggleToolbar, .Tick = true},
+    {.Name = "mnuViewToolbar", .Caption = Translatable("&Toolbar"), .Do = ToggleToolbar, .Tick = true},
     {.Name = "mnuViewTrapDetails",
-     .Caption = "&Trap Details",
+     .Caption = Translatable("&Trap Details"),
      .Do = TrapDetails,
      .Shortcuts = "Ctrl+D",
-     .Icon = "Trap Details",
+     .Icon = Translatable("Trap Details"),
      .Needs = ActiveWindow::TrapsOrReport,
      .NoWindow = kNoDetails,
      .WrongKind = kDetailsWrongKind},
     {.Name = "mnuViewWindowProperties",
-     .Caption = "&Window Properties",
+     .Caption = Translatable("&Window Properties"),
      .Do = WindowProperties,
      .Shortcuts = "Alt+Return",
      .Needs = ActiveWindow::TrapsOrReport,
      .NoWindow = kNoProperties,
      .WrongKind = kPropertiesWrongKind},
 
-    {.Name = "mnuOptionsFilters", .Caption = "&Filters", .Do = Filters, .Icon = "Filters"},
-    {.Name = "mnuOptionsAlerts", .Caption = "&Alerts", .Do = Alerts, .Icon = "Alerts"},
-    {.Name = "mnuOptionsConfiguration", .Caption = "&Configuration", .Do = Configuration},
+    {.Name = "mnuViewNotifications",
+     .Caption = Translatable("Desktop &Notifications"),
+     .Do = ToggleNotifications,
+     .Shortcuts = "Ctrl+Shift+N",
+     .Tick = true},
+
+    {.Name = "mnuOptionsFilters",
+     .Caption = Translatable("&Filters"),
+     .Do = Filters,
+     .Icon = Translatable("Filters")},
+    {.Name = "mnuOptionsAlerts",
+     .Caption = Translatable("&Alerts"),
+     .Do = Alerts,
+     .Icon = Translatable("Alerts")},
+    {.Name = "mnuOptionsConfiguration", .Caption = Translatable("&Configuration"), .Do = Configuration},
 
     {.Name = "mnuReportsReport",
-     .Caption = "&Report / History",
+     .Caption = Translatable("&Report / History"),
      .Do = Report,
      .Shortcuts = "Ctrl+R",
-     .Icon = "Report"},
-    {.Name = "mnuReportsCategories", .Caption = "&Categories", .Do = Categories, .Icon = "Trap Categories"},
-    {.Name = "mnuReportsExportCategories", .Caption = "&Export Categories", .Do = ExportCategories},
-    {.Name = "mnuReportsImportCategories", .Caption = "&Import Categories", .Do = ImportCategories},
+     .Icon = Translatable("Report")},
+    {.Name = "mnuReportsCategories",
+     .Caption = Translatable("&Categories"),
+     .Do = Categories,
+     .Icon = Translatable("Trap Categories")},
+    {.Name = "mnuReportsExportCategories",
+     .Caption = Translatable("&Export Categories"),
+     .Do = ExportCategories},
+    {.Name = "mnuReportsImportCategories",
+     .Caption = Translatable("&Import Categories"),
+     .Do = ImportCategories},
 
-    {.Name = "mnuToolsMibCompiler", .Caption = "Mib &Compiler", .Do = MibCompiler},
+    {.Name = "mnuToolsMibCompiler", .Caption = Translatable("Mib &Compiler"), .Do = MibCompiler},
 
-    {.Name = "mnuWindowNewWindow", .Caption = "&New Window", .Do = NewWindow},
-    {.Name = "mnuWindowCascade", .Caption = "Ca&scade", .Do = Cascade},
-    {.Name = "mnuWindowTileHorizontal", .Caption = "Tile &Horizontal", .Do = TileHorizontal},
-    {.Name = "mnuWindowTileVertical", .Caption = "Tile &Vertical", .Do = TileVertical},
+    {.Name = "mnuWindowNewWindow", .Caption = Translatable("&New Window"), .Do = NewWindow},
+    {.Name = "mnuWindowCascade", .Caption = Translatable("Ca&scade"), .Do = Cascade},
+    {.Name = "mnuWindowTileHorizontal", .Caption = Translatable("Tile &Horizontal"), .Do = TileHorizontal},
+    {.Name = "mnuWindowTileVertical", .Caption = Translatable("Tile &Vertical"), .Do = TileVertical},
     {.Name = "mnuWindowClose",
-     .Caption = "&Close",
+     .Caption = Translatable("&Close"),
      .Do = CloseWindow,
-     .Shortcuts = "Ctrl+W; Ctrl+F4",
+     .Shortcuts = Translatable("Ctrl+W; Ctrl+F4"),
      .Needs = ActiveWindow::Any,
-     .NoWindow = "There is no active window that can be closed."},
-    {.Name = "mnuWindowCloseAll", .Caption = "Close &All", .Do = CloseAll, .Shortcuts = "Ctrl+Shift+W"},
+     .NoWindow = Translatable("There is no active window that can be closed.")},
+    {.Name = "mnuWindowCloseAll",
+     .Caption = Translatable("Close &All"),
+     .Do = CloseAll,
+     .Shortcuts = "Ctrl+Shift+W"},
 
     {.Name = "mnuHelpContents",
-     .Caption = "&Contents",
+     .Caption = Translatable("&Contents"),
      .Do = HelpContents,
      .Shortcuts = "F1",
-     .Icon = "Help"},
-    {.Name = "mnuHelpSupport", .Caption = "&Support", .Do = Support},
-    {.Name = "mnuHelpAbout", .Caption = "&About", .Do = About},
+     .Icon = Translatable("Help")},
+    {.Name = "mnuHelpSupport", .Caption = Translatable("&Support"), .Do = Support},
+    {.Name = "mnuHelpAbout", .Caption = Translatable("&About"), .Do = About},
 
     {.Name = "mnufrmTrapsPopUpMenuTrapDetails",
-     .Caption = "Trap Details",
+     .Caption = Translatable("Trap Details"),
+     .AccessKey = "T",
      .Do = TrapDetails,
-     .Icon = "Trap Details",
+     .Icon = Translatable("Trap Details"),
      .Needs = ActiveWindow::TrapsOrReport,
      .NoWindow = kNoDetails,
      .WrongKind = kDetailsWrongKind},
     {.Name = "mnufrmTrapsPopUpMenuAcknowledge",
-     .Caption = "Clear / Acknowledge Trap(s)",
+     .Caption = Translatable("Clear / Acknowledge Trap(s)"),
+     .AccessKey = "A",
      .Do = AcknowledgeTraps,
      .Needs = ActiveWindow::Traps,
      .NoWindow = kNothingToAcknowledge,
      .WrongKind = kAcknowledgeWrongKind},
     {.Name = "mnufrmTrapsPopUpMenuWindowProperties",
-     .Caption = "Window Properties",
+     .Caption = Translatable("Window Properties"),
+     .AccessKey = "W",
      .Do = WindowProperties,
      .Needs = ActiveWindow::TrapsOrReport,
      .NoWindow = kNoProperties,
      .WrongKind = kPropertiesWrongKind},
 
-    {.Name = "mnufrmDevicesPopUpMenuViewTraps", .Caption = "View Traps", .Do = ViewSystemTraps},
+    {.Name = "mnufrmDevicesPopUpMenuViewTraps",
+     .Caption = Translatable("View Traps"),
+     .AccessKey = "V",
+     .Do = ViewSystemTraps},
     {.Name = "mnufrmDevicesPopUpMenuAcknowledge",
-     .Caption = "Clear / Acknowledge Trap(s)",
+     .Caption = Translatable("Clear / Acknowledge Trap(s)"),
+     .AccessKey = "A",
      .Do = AcknowledgeSystem},
 
-    {.Name = "mnufrmReportPopUpMenuFind",
-     .Caption = "Find...",
+    // Their keys are the windows' own.
+    {.Name = "mnufrmTrapsPopUpMenuFind",
+     .Caption = Translatable("&Find..."),
      .Do = FindTraps,
-     .Needs = ActiveWindow::Report},
-    {.Name = "mnufrmReportPopUpMenuCopy", .Caption = "Copy", .Do = CopyTraps, .Needs = ActiveWindow::Report},
-    {.Name = "mnufrmReportPopUpMenuSelectAll",
-     .Caption = "Select All",
+     .Shortcuts = "Ctrl+F",
+     .Needs = ActiveWindow::TrapsOrReport},
+    {.Name = "mnufrmTrapsPopUpMenuCopy",
+     .Caption = Translatable("&Copy"),
+     .Do = CopyTraps,
+     .Shortcuts = "Ctrl+C",
+     .Needs = ActiveWindow::TrapsOrReport},
+    {.Name = "mnufrmTrapsPopUpMenuSelectAll",
+     .Caption = Translatable("&Select All"),
      .Do = SelectAllTraps,
-     .Needs = ActiveWindow::Report},
-    {.Name = "mnufrmReportPopUpMenuExport",
-     .Caption = "Export to CSV...",
+     .Shortcuts = "Ctrl+A",
+     .Needs = ActiveWindow::TrapsOrReport},
+    {.Name = "mnufrmTrapsPopUpMenuExport",
+     .Caption = Translatable("&Export to CSV..."),
      .Do = ExportTraps,
-     .Needs = ActiveWindow::Report},
+     .Shortcuts = "Ctrl+E",
+     .Needs = ActiveWindow::TrapsOrReport},
 
     {.Name = "tbTrapDetails",
-     .Caption = "Trap Details",
+     .Caption = Translatable("Trap Details"),
      .Do = TrapDetails,
-     .Icon = "Trap Details",
+     .Icon = Translatable("Trap Details"),
      .Needs = ActiveWindow::TrapsOrReport,
      .NoWindow = kNoDetails,
      .WrongKind = kDetailsWrongKind},
-    {.Name = "tbTrapCategories", .Caption = "Trap Categories", .Do = Categories, .Icon = "Trap Categories"},
-    {.Name = "tbAlerts", .Caption = "Alerts", .Do = Alerts, .Icon = "Alerts"},
-    {.Name = "tbFilters", .Caption = "Filters", .Do = Filters, .Icon = "Filters"},
-    {.Name = "tbReport", .Caption = "Report", .Do = Report, .Icon = "Report"},
-    {.Name = "tbHelp", .Caption = "Help", .Do = ToolbarHelp, .Icon = "Help"},
+    {.Name = "tbTrapCategories",
+     .Caption = Translatable("Trap Categories"),
+     .Do = Categories,
+     .Icon = Translatable("Trap Categories")},
+    {.Name = "tbAlerts", .Caption = Translatable("Alerts"), .Do = Alerts, .Icon = Translatable("Alerts")},
+    {.Name = "tbFilters", .Caption = Translatable("Filters"), .Do = Filters, .Icon = Translatable("Filters")},
+    {.Name = "tbReport", .Caption = Translatable("Report"), .Do = Report, .Icon = Translatable("Report")},
+    {.Name = "tbHelp", .Caption = Translatable("Help"), .Do = ToolbarHelp, .Icon = Translatable("Help")},
 });
 
 constexpr std::string_view kFile[] = {"mnuFileNewWindow", kBar, "mnuFilePrintPreview", kBar, "mnuFileExit"};
 constexpr std::string_view kEdit[] = {"mnuEditRenameWindow", kBar, "mnuEditAcknowledge"};
-constexpr std::string_view kView[] = {"mnuViewToolbar", kBar, "mnuViewTrapDetails",
-                                      "mnuViewWindowProperties"};
+constexpr std::string_view kView[] = {"mnuViewToolbar",          kBar, "mnuViewTrapDetails",
+                                      "mnuViewWindowProperties", kBar, "mnuViewNotifications"};
 constexpr std::string_view kOptions[] = {"mnuOptionsFilters", "mnuOptionsAlerts", kBar,
                                          "mnuOptionsConfiguration"};
 constexpr std::string_view kReports[] = {"mnuReportsReport",           kBar,
@@ -175,20 +220,21 @@ constexpr std::string_view kHelp[] = {"mnuHelpContents", "mnuHelpSupport", kBar,
 
 constexpr std::string_view kTrapsPopUpItems[] = {"mnufrmTrapsPopUpMenuTrapDetails",
                                                  "mnufrmTrapsPopUpMenuAcknowledge",
-                                                 "mnufrmTrapsPopUpMenuWindowProperties"};
-constexpr std::string_view kReportItems[] = {"mnufrmReportPopUpMenuFind", "mnufrmReportPopUpMenuCopy",
-                                             "mnufrmReportPopUpMenuSelectAll", kBar,
-                                             "mnufrmReportPopUpMenuExport"};
+                                                 "mnufrmTrapsPopUpMenuWindowProperties",
+                                                 kBar,
+                                                 "mnufrmTrapsPopUpMenuFind",
+                                                 "mnufrmTrapsPopUpMenuCopy",
+                                                 "mnufrmTrapsPopUpMenuSelectAll",
+                                                 "mnufrmTrapsPopUpMenuExport"};
 constexpr std::string_view kSystemsPopUpItems[] = {"mnufrmDevicesPopUpMenuViewTraps",
                                                    "mnufrmDevicesPopUpMenuAcknowledge"};
 
-constexpr Menu kMenuBar[] = {{"mnuFile", "&File", kFile},          {"mnuEdit", "&Edit", kEdit},
-                             {"mnuView", "&View", kView},          {"mnuOptions", "&Options", kOptions},
-                             {"mnuReports", "&Reports", kReports}, {"mnuTools", "&Tools", kTools},
-                             {"mnuWindow", "&Window", kWindow},    {"mnuHelp", "&Help", kHelp}};
-constexpr Menu kPopUpMenus[] = {{kTrapsPopUp, {}, kTrapsPopUpItems},
-                                {kReportPopUpItems, {}, kReportItems},
-                                {kSystemsPopUp, {}, kSystemsPopUpItems}};
+constexpr Menu kMenuBar[] = {
+    {"mnuFile", Translatable("&File"), kFile},          {"mnuEdit", Translatable("&Edit"), kEdit},
+    {"mnuView", Translatable("&View"), kView},          {"mnuOptions", Translatable("&Options"), kOptions},
+    {"mnuReports", Translatable("&Reports"), kReports}, {"mnuTools", Translatable("&Tools"), kTools},
+    {"mnuWindow", Translatable("&Window"), kWindow},    {"mnuHelp", Translatable("&Help"), kHelp}};
+constexpr Menu kPopUpMenus[] = {{kTrapsPopUp, {}, kTrapsPopUpItems}, {kSystemsPopUp, {}, kSystemsPopUpItems}};
 
 constexpr std::string_view kToolbar[] = {"tbTrapDetails", "tbTrapCategories", "tbAlerts",
                                          "tbFilters",     "tbReport",         "tbHelp"};
@@ -217,12 +263,12 @@ std::span<const std::string_view> ToolbarButtons() {
 }
 
 std::string ViewTrapsCaption(std::string_view systemName) {
-  return systemName.empty() ? "View Traps" : fmt::format("View Traps For '{}'", systemName);
+  return systemName.empty() ? Translated("View Traps") : Phrase("View Traps For '{}'", systemName);
 }
 
 std::string AcknowledgeCaption(std::string_view systemName) {
-  return systemName.empty() ? "Clear / Acknowledge Trap(s)"
-                            : fmt::format("Clear / Acknowledge Trap(s) For '{}'", systemName);
+  return systemName.empty() ? Translated("Clear / Acknowledge Trap(s)")
+                            : Phrase("Clear / Acknowledge Trap(s) For '{}'", systemName);
 }
 
 }  // namespace korvane::mainwnd

@@ -17,6 +17,7 @@ enum class Action : std::uint8_t {
   RenameWindow,
   AcknowledgeTraps,
   ToggleToolbar,
+  ToggleNotifications,
   TrapDetails,
   WindowProperties,
   Filters,
@@ -45,11 +46,12 @@ enum class Action : std::uint8_t {
 };
 
 // Which child window must be the active one.
-enum class ActiveWindow : std::uint8_t { NotAsked, Any, Traps, TrapsOrReport, Report };
+enum class ActiveWindow : std::uint8_t { NotAsked, Any, Traps, TrapsOrReport };
 
 struct Command {
-  std::string_view Name;     // object name of the menu item or tool button
-  std::string_view Caption;  // "&" marks the access key
+  std::string_view Name;            // object name of the menu item or tool button
+  std::string_view Caption;         // "&" marks the access key
+  std::string_view AccessKey = {};  // of a caption that is fixed without one: its letter
   Action Do;
   std::string_view Shortcuts = {};  // portable key texts separated by "; ", the first one shown
   std::string_view Icon = {};       // key of a toolbar picture
@@ -74,8 +76,6 @@ std::span<const Menu> PopUpMenus();                  // shown by child windows o
 std::span<const std::string_view> ToolbarButtons();  // names, from left to right
 
 inline constexpr std::string_view kTrapsPopUp = "mnufrmTrapsPopUpMenu";
-// What a report's pop-up offers below the items of kTrapsPopUp.
-inline constexpr std::string_view kReportPopUpItems = "mnufrmReportPopUpMenu";
 inline constexpr std::string_view kSystemsPopUp = "mnufrmDevicesPopUpMenu";
 
 // The two captions of the Systems pop-up; an empty name: no system is selected.

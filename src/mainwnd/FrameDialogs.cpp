@@ -1,5 +1,6 @@
 #include "mainwnd/FrameDialogs.h"
 
+#include <QDialog>
 #include <QWidget>
 #include <string>
 #include <utility>
@@ -21,32 +22,36 @@ FrameDialogs::FrameDialogs(QWidget& frame, const FrameServices& services, std::f
 
 FrameDialogs::~FrameDialogs() = default;
 
+// Whatever the dialog showed last, a message or the busy box, the keys go on to the frame.
+void FrameDialogs::Run(QDialog&& dialog) {
+  dialog.exec();
+  frame_.activateWindow();
+}
+
 std::optional<params::WindowParameters> FrameDialogs::AskForNewWindow() {
   params::WindowParameters parameters;
   parameters.Mode = params::kModeNewWindow;
-  params::frmNewWindParams(parameters, services_.Lists, services_.Desk.Prompt, &frame_).exec();
+  Run(params::frmNewWindParams(parameters, services_.Lists, services_.Desk.Prompt, &frame_));
   return parameters.Cancelled ? std::nullopt : std::optional(std::move(parameters));
 }
 
 std::optional<params::ReportParameters> FrameDialogs::AskForReport() {
   params::ReportParameters parameters;
   parameters.Window.Mode = params::kModeNewWindow;
-  reports::frmSetReport(parameters, services_.Lists, services_.Desk.Prompt, services_.Desk.Clock,
-                        services_.Desk.State.gTimeZoneBias, &frame_)
-      .exec();
+  Run(reports::frmSetReport(parameters, services_.Lists, services_.Desk.Prompt, services_.Desk.Clock,
+                            services_.Desk.State.gTimeZoneBias, &frame_));
   return parameters.Window.Cancelled ? std::nullopt : std::optional(std::move(parameters));
 }
 
 void FrameDialogs::EditFilters() {
-  params::frmFilters({.Connection = services_.Traps.Connection,
-                      .Names = services_.Traps.Names,
-                      .Filters = services_.Filters,
-                      .Prompt = services_.Desk.Prompt,
-                      .Busy = services_.Desk.Busy,
-                      .Settings = services_.Desk.Settings,
-                      .Windows = *this},
-                     &frame_)
-      .exec();
+  Run(params::frmFilters({.Connection = services_.Traps.Connection,
+                          .Names = services_.Traps.Names,
+                          .Filters = services_.Filters,
+                          .Prompt = services_.Desk.Prompt,
+                          .Busy = services_.Desk.Busy,
+                          .Settings = services_.Desk.Settings,
+                          .Windows = *this},
+                         &frame_));
 }
 
 void FrameDialogs::FiltersChanged() {
@@ -54,26 +59,24 @@ void FrameDialogs::FiltersChanged() {
 }
 
 void FrameDialogs::EditAlerts() {
-  alerts::frmAlerts({.Connection = services_.Traps.Connection,
-                     .Names = services_.Traps.Names,
-                     .Prompt = services_.Desk.Prompt,
-                     .Registry = services_.Registry,
-                     .Settings = services_.Desk.Settings,
-                     .Library = services_.Library,
-                     .TimeZoneBias = services_.Desk.State.gTimeZoneBias,
-                     .SignalFailureTold = signalFailureTold_},
-                    &frame_)
-      .exec();
+  Run(alerts::frmAlerts({.Connection = services_.Traps.Connection,
+                         .Names = services_.Traps.Names,
+                         .Prompt = services_.Desk.Prompt,
+                         .Registry = services_.Registry,
+                         .Settings = services_.Desk.Settings,
+                         .Library = services_.Library,
+                         .TimeZoneBias = services_.Desk.State.gTimeZoneBias,
+                         .SignalFailureTold = signalFailureTold_},
+                        &frame_));
 }
 
 void FrameDialogs::Configure() {
-  config::frmConfig({.Registry = services_.Registry,
-                     .Services = services_.Services,
-                     .Clock = services_.Desk.Clock,
-                     .Prompt = services_.Desk.Prompt,
-                     .Busy = services_.Desk.Busy},
-                    &frame_)
-      .exec();
+  Run(config::frmConfig({.Registry = services_.Registry,
+                         .Services = services_.Services,
+                         .Clock = services_.Desk.Clock,
+                         .Prompt = services_.Desk.Prompt,
+                         .Busy = services_.Desk.Busy},
+                        &frame_));
 }
 
 categories::CategoryServices FrameDialogs::ForCategories() {
@@ -89,7 +92,7 @@ categories::CategoryServices FrameDialogs::ForCategories() {
 }
 
 void FrameDialogs::ManageCategories() {
-  categories::frmCategories(ForCategories(), &frame_).exec();
+  Run(categories::frmCategories(ForCategories(), &frame_));
 }
 
 void FrameDialogs::ExportCategories() {
@@ -115,6 +118,7 @@ void FrameDialogs::Changed(const store::Change& change) {
   switch (change.Kind) {
     case ChangeKind::Acknowledged:
     case ChangeKind::Unacknowledged:
+    case ChangeKind::Purged:
       if (auto* dialog = frame_.findChild<traps::frmTrapDetail*>()) {
         dialog->ApplyChange(change);
       }
@@ -126,7 +130,6 @@ void FrameDialogs::Changed(const store::Change& change) {
     case ChangeKind::Alerts:
       return tell(&alerts::frmAlerts::Reload);
     case ChangeKind::Notes:
-    case ChangeKind::Purged:
     case ChangeKind::TrapNames:
     case ChangeKind::Unknown:
       return;
@@ -134,7 +137,7 @@ void FrameDialogs::Changed(const store::Change& change) {
 }
 
 void FrameDialogs::ShowAbout() {
-  frmAbout(services_.Registry, &frame_).exec();
+  Run(frmAbout(services_.Registry, &frame_));
 }
 
 void FrameDialogs::ShowHelp(std::string_view failure) {

@@ -16,6 +16,7 @@
 #include "params/frmFilters.h"
 #include "store/ChangeLog.h"
 
+class QDialog;
 class QWidget;
 
 namespace korvane::mainwnd {
@@ -46,6 +47,7 @@ class FrameDialogs : private params::FilteredWindows, private categories::Catego
   void CloseHelp();
 
  private:
+  void Run(QDialog&& dialog);
   void FiltersChanged() override;
   void CategoriesChanged() override;
   categories::CategoryServices ForCategories();

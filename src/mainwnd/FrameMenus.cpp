@@ -7,6 +7,7 @@
 #include <QToolButton>
 #include <utility>
 
+#include "common/Translation.h"
 #include "common/qt/Icons.h"
 #include "common/qt/QtText.h"
 
@@ -16,17 +17,15 @@ namespace {
 constexpr int kToolbarIconSize = 20;
 
 QString ToolTip(const Command& command, const QString& keys) {
-  const QString text = ToQString(command.Caption).remove(QLatin1Char('&'));
+  const QString text = ToQString(Translated(command.Caption)).remove(QLatin1Char('&'));
   return keys.isEmpty() ? text : text + QStringLiteral(" (") + keys + QLatin1Char(')');
 }
 
 // The keys that the menu item of the same action shows.
-QString KeysOfAction(Action action) {
+QKeySequence KeysOfAction(Action action) {
   for (const Command& command : Commands()) {
     if (command.Do == action && !command.Shortcuts.empty()) {
-      return QKeySequence::listFromString(ToQString(command.Shortcuts))
-          .value(0)
-          .toString(QKeySequence::NativeText);
+      return QKeySequence::listFromString(ToQString(command.Shortcuts)).value(0);
     }
   }
   return {};
@@ -37,17 +36,17 @@ QString KeysOfAction(Action action) {
 FrameMenus::FrameMenus(QMainWindow& frame, QToolBar& tbToolbar, Run run)
     : frame_(frame), run_(std::move(run)) {
   for (const Menu& menu : MenuBar()) {
-    frame_.menuBar()->addMenu(MakeMenu(menu));
+    frame_.menuBar()->addMenu(menus_.emplace(menu.Name, MakeMenu(menu)).first->second);
   }
   for (const Menu& menu : PopUpMenus()) {
     popUps_.emplace(menu.Name, MakeMenu(menu));
+    ShowKeys(menu);
   }
-  MakeReportPopUp();
   tbToolbar.setIconSize(QSize(kToolbarIconSize, kToolbarIconSize));
   for (const std::string_view name : ToolbarButtons()) {
     const Command& command = *FindCommand(name);
     QAction* item = MakeItem(command, &tbToolbar);
-    item->setToolTip(ToolTip(command, KeysOfAction(command.Do)));
+    item->setToolTip(ToolTip(command, KeysOfAction(command.Do).toString(QKeySequence::NativeText)));
     tbToolbar.addAction(item);
     if (QWidget* button = tbToolbar.widgetForAction(item)) {
       button->setObjectName(item->objectName() + QStringLiteral("Button"));
@@ -56,8 +55,15 @@ FrameMenus::FrameMenus(QMainWindow& frame, QToolBar& tbToolbar, Run run)
   }
 }
 
+QString FrameMenus::WithAccessKey(const Command& command, QString caption) {
+  if (!command.AccessKey.empty()) {
+    caption.insert(caption.indexOf(ToQString(command.AccessKey)), QLatin1Char('&'));
+  }
+  return caption;
+}
+
 QMenu* FrameMenus::MakeMenu(const Menu& menu) {
-  auto* made = new QMenu(ToQString(menu.Caption), &frame_);
+  auto* made = new QMenu(ToQString(Translated(menu.Caption)), &frame_);
   made->setObjectName(ToQString(menu.Name));
   for (const std::string_view name : menu.Items) {
     if (name.empty()) {
@@ -69,16 +75,18 @@ QMenu* FrameMenus::MakeMenu(const Menu& menu) {
   return made;
 }
 
-// A report's pop-up begins with the items of the Traps windows' and goes on with its own.
-void FrameMenus::MakeReportPopUp() {
-  QMenu& menu = *popUps_.at(kReportPopUpItems);
-  QAction* first = menu.actions().constFirst();
-  menu.insertActions(first, popUps_.at(kTrapsPopUp)->actions());
-  menu.insertSeparator(first);
+// The keys stand in a pop-up to be learnt: they are those of the menu bar and of the windows, and since a
+// pop-up belongs to no menu the toolkit passes over those that are set here.
+void FrameMenus::ShowKeys(const Menu& popUp) {
+  for (const std::string_view name : popUp.Items) {
+    if (const Command* command = FindCommand(name)) {
+      Item(name).setShortcut(KeysOfAction(command->Do));
+    }
+  }
 }
 
 QAction* FrameMenus::MakeItem(const Command& command, QObject* owner) {
-  auto* item = new QAction(ToQString(command.Caption), owner);
+  auto* item = new QAction(WithAccessKey(command, ToQString(Translated(command.Caption))), owner);
   item->setObjectName(ToQString(command.Name));
   item->setMenuRole(QAction::NoRole);
   if (!command.Icon.empty()) {

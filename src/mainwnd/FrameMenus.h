@@ -23,12 +23,16 @@ class FrameMenus {
 
   FrameMenus(QMainWindow& frame, QToolBar& tbToolbar, Run run);
 
+  // The caption with the command's access key marked in it.
+  static QString WithAccessKey(const Command& command, QString caption);
+
   QAction& Item(std::string_view name) const { return *items_.at(name); }
+  QMenu& MenuOf(std::string_view name) const { return *menus_.at(name); }  // of the menu bar
   QMenu& PopUp(std::string_view name) const { return *popUps_.at(name); }
 
  private:
   QMenu* MakeMenu(const Menu& menu);
-  void MakeReportPopUp();
+  void ShowKeys(const Menu& popUp);
   QAction* MakeItem(const Command& command, QObject* owner);
   QIcon Picture(std::string_view key);
 
@@ -36,6 +40,7 @@ class FrameMenus {
   Run run_;
   std::map<std::string_view, QIcon> imlToolbarIcons;
   std::map<std::string_view, QAction*> items_;
+  std::map<std::string_view, QMenu*> menus_;
   std::map<std::string_view, QMenu*> popUps_;
 };
 

@@ -23,8 +23,8 @@ class CloseSteps {
  public:
   virtual ~CloseSteps() = default;
   // All of it, in order, while the frame is still there: questions, saving, releasing.  May destroy the
-  // frame's child windows.
-  virtual void CloseConsole() = 0;
+  // frame's child windows.  unasked: shows nothing that waits for an answer, which is no.
+  virtual void CloseConsole(bool unasked) = 0;
   // The frame is gone from the screen.
   virtual void EndProcess() = 0;
 };
@@ -36,6 +36,7 @@ struct FrameServices {
   intake::StoredTraps& Stored;
   systems::SystemAcknowledge& Acknowledge;
   systems::SystemsModel& Systems;
+  systems::CriticalNews& News;
   intake::ReceiverLibrary& Library;
   params::ParametersLists& Lists;
   params::TrapFilters& Filters;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "common/RegistryValues.h"
+#include "common/Translation.h"
 
 namespace korvane::mainwnd {
 namespace {
@@ -22,14 +23,14 @@ bool StartFromSharedDirectory(platform::RegistryStore& registry, platform::Progr
 
 void StartMibCompiler(std::string_view installPath, platform::Programs& programs, Prompts& prompts) {
   if (!programs.Start(fmt::format("{}\\mibc.exe", installPath), {})) {
-    prompts.Show("Could not start 'Mib Compiler'.", PromptIcon::Exclamation);
+    prompts.Show(Translated("Could not start 'Mib Compiler'."), PromptIcon::Exclamation);
   }
 }
 
 void StartSupportTool(platform::RegistryStore& registry, platform::Programs& programs, Prompts& prompts) {
   if (!StartFromSharedDirectory(registry, programs) &&
       !programs.Start(fmt::format(".\\{}", kSupportTool), {})) {
-    prompts.Show("Please email " + SupportContact(), PromptIcon::Information);
+    prompts.Show(Translated("Please email ") + SupportContact(), PromptIcon::Information);
   }
 }
 

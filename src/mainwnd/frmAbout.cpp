@@ -4,6 +4,7 @@
 #include <string>
 
 #include "common/RegistryValues.h"
+#include "common/Version.h"
 #include "common/qt/Icons.h"
 #include "common/qt/QtText.h"
 #include "platform/ApplicationTitle.h"
@@ -28,8 +29,11 @@ frmAbout::frmAbout(platform::RegistryStore& registry, QWidget* parent)
 
   std::string version;
   GetRegistryValue(registry, platform::RegistryHive::LocalMachine, kManagerKey, kVersionValue, version);
-  ui_->lblVersion->setText(version.empty() ? tr("Version not known")
-                                           : tr("Version %1").arg(ToVisibleQString(version)));
+  const QString own = ToQString(ProgramVersion());
+  const QString installed = version.empty() ? own : ToVisibleQString(version);
+  ui_->lblVersion->setText(tr("Version %1").arg(installed));
+  ui_->lblProgramVersion->setText(tr("This program is version %1.").arg(own));
+  ui_->lblProgramVersion->setVisible(installed != own);
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
 }
 

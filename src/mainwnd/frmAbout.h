@@ -1,4 +1,5 @@
-// The About box: the product's title and the version that the installation wrote into the registry.
+// The About box: the product's title and the version that the installation wrote into the registry, beside
+// the program's own where that is another.
 // One object per use; user-interface thread.
 #pragma once
 

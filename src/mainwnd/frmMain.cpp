@@ -8,6 +8,8 @@
 #include <utility>
 
 #include "common/Text.h"
+#include "common/Translation.h"
+#include "common/qt/Caption.h"
 #include "common/qt/QtText.h"
 #include "intake/StoredTraps.h"
 #include "intake/Systems.h"
@@ -15,12 +17,14 @@
 #include "mainwnd/FrameCaption.h"
 #include "mainwnd/FrameDialogs.h"
 #include "mainwnd/HelperPrograms.h"
+#include "mainwnd/WindowListMenu.h"
 #include "mainwnd/frmWait.h"
 #include "reports/frmReport.h"
 #include "store/DatabaseError.h"
 #include "store/FailureWords.h"
 #include "systems/SystemAcknowledge.h"
 #include "systems/frmDevices.h"
+#include "traps/ListTools.h"
 #include "traps/frmTrapDetail.h"
 #include "traps/frmTraps.h"
 #include "ui_frmMain.h"
@@ -28,8 +32,10 @@
 namespace korvane::mainwnd {
 namespace {
 
-constexpr std::string_view kAllTrapsCaption = "All Traps ";
+constexpr std::string_view kAllTrapsCaption = Translatable("All Traps ");
 constexpr std::string_view kPlacesSetting = "ChildWindows";
+constexpr std::string_view kToolbarSetting = "Toolbar";
+constexpr std::string_view kToolbarHidden = "0";
 
 QString ItemText(const std::string& text) {
   return ToVisibleQString(text).replace(QLatin1Char('&'), QLatin1String("&&"));
@@ -72,7 +78,10 @@ frmMain::frmMain(const FrameServices& services)
   forms_ = std::make_unique<FormList>(*ui_->mdiChildren);
   menus_ = std::make_unique<FrameMenus>(*this, *ui_->tbToolbar,
                                         [this](const Command& command) { Execute(command); });
-  menus_->Item("mnuViewToolbar").setChecked(true);
+  menus_->Item("mnuViewNotifications").setChecked(services_.News.Notifies());
+  windowList_ = std::make_unique<WindowListMenu>(menus_->MenuOf("mnuWindow"), *ui_->mdiChildren);
+  ShowToolbar(services_.Desk.Settings.GetSetting(platform::kSettingsSection, kToolbarSetting, {}) !=
+              kToolbarHidden);
   dialogs_ = std::make_unique<FrameDialogs>(
       *this, services_, [this] { ReloadTraps(); }, [this] { RefreshTrapWindows(*forms_); });
   ui_->fraStrip->Follow(services_.Desk.Strip, services_.Desk.Clock);
@@ -111,8 +120,8 @@ void frmMain::Execute(const Command& command) {
   try {
     Run(command.Do);
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(services_.Desk.Prompt, "The command was not carried out to its end.", error,
-                       store::Attempt::OneOfSeveral);
+    store::ShowFailure(services_.Desk.Prompt, Translated("The command was not carried out to its end."),
+                       error, store::Attempt::OneOfSeveral);
   }
 }
 
@@ -128,8 +137,13 @@ void frmMain::Run(Action action) {
     case Action::AcknowledgeTraps:
       return ActiveTraps()->AcknowledgeTrap();
     case Action::ToggleToolbar:
-      ui_->picToolbar->setVisible(ui_->picToolbar->isHidden());
-      menus_->Item("mnuViewToolbar").setChecked(!ui_->picToolbar->isHidden());
+      ShowToolbar(ui_->picToolbar->isHidden());
+      services_.Desk.Settings.SaveSetting(platform::kSettingsSection, kToolbarSetting,
+                                          ui_->picToolbar->isHidden() ? kToolbarHidden : "1");
+      return;
+    case Action::ToggleNotifications:
+      services_.News.SwitchNotifications(!services_.News.Notifies());
+      menus_->Item("mnuViewNotifications").setChecked(services_.News.Notifies());
       return;
     case Action::WindowProperties:
       return ActiveList()->ShowWindowParameters();
@@ -165,18 +179,18 @@ void frmMain::Run(Action action) {
     case Action::Report:
       return AskForReport();
     case Action::HelpContents:
-      return dialogs_->ShowHelp("Unable to display Help Contents.");
+      return dialogs_->ShowHelp(Translated("Unable to display Help Contents."));
     case Action::ToolbarHelp:
       return dialogs_->ShowHelp(
-          "Unable to display Help Contents. There is no Help associated with this project.");
+          Translated("Unable to display Help Contents. There is no Help associated with this project."));
     case Action::FindTraps:
-      return ActiveReport()->ShowFindBar();
+      return ActiveList()->Tools().Find();
     case Action::CopyTraps:
-      return ActiveReport()->CopySelection();
+      return ActiveList()->Tools().Copy();
     case Action::SelectAllTraps:
-      return ActiveReport()->SelectAllTraps();
+      return ActiveList()->Tools().SelectAll();
     case Action::ExportTraps:
-      return ActiveReport()->ExportToCsv();
+      return ActiveList()->Tools().Export();
     case Action::Alerts:
       return dialogs_->EditAlerts();
     case Action::Configuration:
@@ -223,10 +237,20 @@ void frmMain::closeEvent(QCloseEvent* event) {
   closing_ = true;
   KeepFirstPlaces();
   dialogs_->CloseHelp();
-  services_.Closing.CloseConsole();
+  services_.Closing.CloseConsole(unasked_);
   closed_ = true;
   event->accept();
   services_.Closing.EndProcess();
+}
+
+bool frmMain::CloseUnasked() {
+  unasked_ = true;
+  return closed_ || (close() && closed_);
+}
+
+void frmMain::ShowToolbar(bool shown) {
+  ui_->picToolbar->setVisible(shown);
+  menus_->Item("mnuViewToolbar").setChecked(shown);
 }
 
 // As with the frame's own place: an icon keeps what was saved before.
@@ -246,13 +270,14 @@ void frmMain::OpenFirstWindows() {
   ui_->mdiChildren->PlaceFirstWindows(PlacesFromText(places).value_or(kFreshPlaces));
   OpenSystemsWindow();
   params::WindowParameters allTraps;
-  allTraps.WindowName = kAllTrapsCaption;
+  allTraps.WindowName = Translated(kAllTrapsCaption);
   allTraps.Cancelled = false;
   OpenTraps(traps::WindowKind::Selected, allTraps);
 }
 
 void frmMain::OpenSystemsWindow() {
   systems_ = new systems::frmDevices(services_.Systems, services_.Desk, services_.Filters, *this);
+  systems_->SayHowToSend(services_.Traps.HowToSend);
   connect(systems_, &systems::frmDevices::PopUpMenuRequested, this, &frmMain::ShowSystemsPopUp);
   ui_->mdiChildren->Add(systems_, *systems_)->BringUp();
   systems_->Load();
@@ -278,11 +303,6 @@ traps::frmTraps* frmMain::OpenTraps(traps::WindowKind kind, params::WindowParame
 traps::frmTraps* frmMain::ActiveTraps() const {
   const ChildWindow* active = ui_->mdiChildren->Active();
   return active == nullptr ? nullptr : qobject_cast<traps::frmTraps*>(active->widget());
-}
-
-reports::frmReport* frmMain::ActiveReport() const {
-  const ChildWindow* active = ui_->mdiChildren->Active();
-  return active == nullptr ? nullptr : qobject_cast<reports::frmReport*>(active->widget());
 }
 
 traps::TrapListWindow* frmMain::ActiveList() const {
@@ -313,7 +333,7 @@ void frmMain::AskForReport() {
   }
   auto* report = new reports::frmReport(services_.Reports, *this, *std::move(parameters));
   connect(report, &reports::frmReport::ContextMenuRequested, this,
-          [this](const QPoint& position) { ShowPopUp(kReportPopUpItems, position); });
+          [this](const QPoint& position) { ShowPopUp(kTrapsPopUp, position); });
   ui_->mdiChildren->Add(report, *report)->BringUp();
   report->Reset();
 }
@@ -329,14 +349,20 @@ void frmMain::ReloadTraps() {
 void frmMain::RenameActive() {
   const QPointer<QWidget> form(ui_->mdiChildren->Active()->widget());
   const std::optional<std::string> name =
-      services_.Desk.Prompt.AskText("Enter New Name: ", ToUtf8(form->windowTitle()));
+      services_.Desk.Prompt.AskText(Translated("Enter New Name: "), CaptionOf(*form));
   if (name && !name->empty() && form) {
-    form->setWindowTitle(ToQString(*name));
+    SetCaption(*form, *name);
   }
 }
 
+// The command keeps a report, as an icon; its close box closes it.
 void frmMain::CloseActive() {
-  ui_->mdiChildren->Active()->close();
+  ChildWindow* active = ui_->mdiChildren->Active();
+  if (active->ShownForm().FormName() == kTrapsFormName) {
+    active->close();
+  } else {
+    active->showMinimized();
+  }
 }
 
 void frmMain::CloseAll() {
@@ -344,7 +370,7 @@ void frmMain::CloseAll() {
   for (auto child = children.rbegin(); child != children.rend(); ++child) {
     const std::string_view form = (*child)->ShownForm().FormName();
     if (form == kTrapsFormName || form == kReportFormName) {
-      (*child)->CloseForGood();
+      (*child)->close();
     }
   }
 }
@@ -356,12 +382,12 @@ void frmMain::ShowPopUp(std::string_view name, const QPoint& position) {
 void frmMain::ShowSystemsPopUp(const QPoint& position, const intake::System* system) {
   popUpSystem_ = system;
   const std::string name = system == nullptr ? std::string() : system->Name;
-  QAction& view = menus_->Item("mnufrmDevicesPopUpMenuViewTraps");
-  QAction& acknowledge = menus_->Item("mnufrmDevicesPopUpMenuAcknowledge");
-  view.setText(ItemText(ViewTrapsCaption(name)));
-  acknowledge.setText(ItemText(AcknowledgeCaption(name)));
-  view.setEnabled(system != nullptr);
-  acknowledge.setEnabled(system != nullptr);
+  const auto show = [&](std::string_view item, const std::string& caption) {
+    menus_->Item(item).setText(FrameMenus::WithAccessKey(*FindCommand(item), ItemText(caption)));
+    menus_->Item(item).setEnabled(system != nullptr);
+  };
+  show("mnufrmDevicesPopUpMenuViewTraps", ViewTrapsCaption(name));
+  show("mnufrmDevicesPopUpMenuAcknowledge", AcknowledgeCaption(name));
   ShowPopUp(kSystemsPopUp, position);
 }
 
@@ -396,7 +422,7 @@ void frmMain::OpenSystemTraps(const intake::System& system) {
     }
   }
   params::WindowParameters parameters;
-  parameters.WindowName = "Traps On '" + VisibleText(system.Name) + "' ";
+  parameters.WindowName = Translated("Traps On '") + VisibleText(system.Name) + "' ";
   parameters.Source = system.Name;
   parameters.Cancelled = false;
   OpenTraps(traps::WindowKind::PerSystem, parameters, &system);

@@ -41,6 +41,7 @@ namespace korvane::mainwnd {
 
 class ChildWindow;
 class FrameDialogs;
+class WindowListMenu;
 namespace Ui {
 class frmMain;
 }
@@ -62,6 +63,10 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   void OpenFirstWindows();
   // Without asking any of them; nothing opens afterwards.
   void DestroyChildren();
+
+  // Closes as the operator would, but puts no question; what it then saves is on disk when it returns.  False
+  // while a dialog is open or long work goes on: to be called again.
+  bool CloseUnasked();
 
   // What a click on the command's item does: the check of the active window, then the command.
   void Execute(const Command& command);
@@ -87,13 +92,13 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
 
   void Run(Action action);
   traps::frmTraps* ActiveTraps() const;
-  reports::frmReport* ActiveReport() const;
   traps::TrapListWindow* ActiveList() const;  // either of them
   std::vector<traps::frmTraps*> AllTraps() const;
   traps::frmTraps* OpenTraps(traps::WindowKind kind, params::WindowParameters parameters,
                              const intake::System* system = nullptr);
   void OpenSystemsWindow();
   void KeepFirstPlaces();
+  void ShowToolbar(bool shown);
   void AskForNewWindow();
   void AskForReport();
   void RenameActive();
@@ -107,6 +112,7 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   FrameServices services_;
   std::unique_ptr<Ui::frmMain> ui_;
   std::unique_ptr<FrameMenus> menus_;
+  std::unique_ptr<WindowListMenu> windowList_;
   std::unique_ptr<FrameDialogs> dialogs_;
   CommandDispatch dispatch_;
   std::unique_ptr<TrapsWindowList> trapsWindows_;
@@ -115,6 +121,7 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   const intake::System* popUpSystem_ = nullptr;  // whose items the Systems pop-up shows
   bool opened_ = false;
   bool closing_ = false;
+  bool unasked_ = false;
   bool closed_ = false;
 };
 

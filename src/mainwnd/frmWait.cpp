@@ -18,6 +18,7 @@ namespace korvane::mainwnd {
 namespace {
 
 constexpr int kNarrowest = 300;
+constexpr int kRoomBeside = 60;  // margins, and some of the frame
 constexpr int kPaintEveryMilliseconds = 40;
 
 // The middle of the frame; where a dialog covers that, below the dialog or, without room there, above it.
@@ -106,7 +107,9 @@ std::unique_ptr<WorkInProgress> frmWait::ShowWork(std::string_view text, std::fu
 }
 
 void frmWait::ShowText() {
-  ui_->lblInfo->setText(ToQString(texts_.back()));
+  const int room = parentWidget() != nullptr ? parentWidget()->width() - 2 * kRoomBeside : QWIDGETSIZE_MAX;
+  ui_->lblInfo->setText(ui_->lblInfo->fontMetrics().elidedText(ToQString(texts_.back()), Qt::ElideRight,
+                                                               std::max(room, kNarrowest)));
   ui_->prgWait->hide();
   ui_->lblCount->hide();
   PlaceAndPaint();

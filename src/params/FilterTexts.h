@@ -7,13 +7,15 @@
 #include <string>
 #include <string_view>
 
+#include "common/Translation.h"
 #include "params/FilterStore.h"
 #include "store/TrapNames.h"
 
 namespace korvane::params {
 
-inline constexpr std::array<std::string_view, 5> kFilterColumns = {"Source", "Generic", "Enterprise Name",
-                                                                   "Trap Name", "Variables"};
+inline constexpr std::array<std::string_view, 5> kFilterColumns = {
+    Translatable("Source"), Translatable("Generic"), Translatable("Enterprise Name"),
+    Translatable("Trap Name"), Translatable("Variables")};
 inline constexpr std::size_t kEnterpriseColumn = 2;
 inline constexpr std::size_t kTrapColumn = 3;
 using FilterTexts = std::array<std::string, kFilterColumns.size()>;

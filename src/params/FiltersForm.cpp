@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "common/Translation.h"
 #include "store/FailureWords.h"
 
 namespace korvane::params {
@@ -16,9 +17,9 @@ namespace {
 constexpr std::size_t kNamedFilters = 5;
 
 std::string_view MessageOf(std::size_t filters) {
-  return filters == 0   ? "A trap filter that was replaced is still there."
-         : filters == 1 ? "This trap filter was not saved."
-                        : "These trap filters were not saved.";
+  return filters == 0   ? Translated("A trap filter that was replaced is still there.")
+         : filters == 1 ? Translated("This trap filter was not saved.")
+                        : Translated("These trap filters were not saved.");
 }
 
 std::string LinesOf(const std::vector<std::string>& filters) {
@@ -27,7 +28,7 @@ std::string LinesOf(const std::vector<std::string>& filters) {
     lines += fmt::format("{}{}", i == 0 ? "" : "\n", filters[i]);
   }
   if (filters.size() > kNamedFilters) {
-    lines += fmt::format("\n({} more)", filters.size() - kNamedFilters);
+    lines += Phrase("\n({} more)", filters.size() - kNamedFilters);
   }
   return lines;
 }
@@ -39,7 +40,7 @@ FiltersForm::FiltersForm(const FilterServices& services) : services_(services), 
     ReadRows();
     wasRead_ = true;
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(services_.Prompt, "The trap filters could not be read.", error,
+    store::ShowFailure(services_.Prompt, Translated("The trap filters could not be read."), error,
                        store::Attempt::Reading);
   }
   namesKnown_ = true;
@@ -92,8 +93,8 @@ FilterTexts FiltersForm::ShownTexts(const FilterValues& filter) {
     } catch (const store::DatabaseError& error) {
       namesKnown_ = false;  // one message is enough
       store::ShowFailure(services_.Prompt,
-                         "The names of the traps could not be read, so the list shows numbers.", error,
-                         store::Attempt::Reading);
+                         Translated("The names of the traps could not be read, so the list shows numbers."),
+                         error, store::Attempt::Reading);
     }
   }
   return PlainTextsOf(filter);
@@ -110,15 +111,15 @@ void FiltersForm::Replace(std::size_t row, FilterValues filter) {
 }
 
 bool FiltersForm::Remove(std::size_t row) {
-  if (services_.Prompt.Ask("Are you sure you want to remove the selected Trap Filter?", PromptButtons::NoYes,
-                           PromptIcon::Question) != PromptAnswer::Yes) {
+  if (services_.Prompt.Ask(Translated("Are you sure you want to remove the selected Trap Filter?"),
+                           PromptButtons::NoYes, PromptIcon::Question) != PromptAnswer::Yes) {
     return false;
   }
   if (const std::int32_t id = rows_[row].TrapTableId; id != 0) {
     try {
       store_.RemoveFilter(id);
     } catch (const store::DatabaseError& error) {
-      store::ShowFailure(services_.Prompt, "The trap filter was not removed.", error,
+      store::ShowFailure(services_.Prompt, Translated("The trap filter was not removed."), error,
                          store::Attempt::Changing);
       return false;
     }
@@ -135,11 +136,11 @@ bool FiltersForm::Save() {
     if (unsaved == 0) {
       return true;
     }
-    const std::string question = fmt::format(
+    const std::string question = Phrase(
         "{} could not be saved. Do you want to try again?\n\nNo closes the list and gives up what is not "
         "saved; "
         "Cancel goes back to the list.",
-        unsaved == 1 ? std::string("1 filter") : fmt::format("{} filters", unsaved));
+        unsaved == 1 ? std::string(Translated("1 filter")) : fmt::format("{} filters", unsaved));
     switch (services_.Prompt.Ask(question, PromptButtons::YesNoCancel, PromptIcon::Question)) {
       case PromptAnswer::Yes:
         break;
@@ -152,7 +153,7 @@ bool FiltersForm::Save() {
 }
 
 void FiltersForm::SaveAll() {
-  const BusyScope busy(services_.Busy, "Saving New Data");
+  const BusyScope busy(services_.Busy, Translated("Saving New Data"));
   failures_.clear();
   for (Row& row : rows_) {
     if (!row.Unsaved()) {
@@ -229,8 +230,9 @@ std::optional<std::size_t> FiltersForm::FirstUnsaved() const {
 
 void FiltersForm::Apply() {
   if (const auto read = services_.Filters.LoadFilters(services_.Connection); !read) {
-    services_.Prompt.ShowFailure("Could not read filter information from the Database. " + SupportSentence(),
-                                 read.Cause());
+    services_.Prompt.ShowFailure(
+        Translated("Could not read filter information from the Database. ") + SupportSentence(),
+        read.Cause());
   }
   services_.Names.ClearCache();
   services_.Windows.FiltersChanged();

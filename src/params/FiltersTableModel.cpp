@@ -3,6 +3,8 @@
 #include <optional>
 #include <utility>
 
+#include "common/SourceOrder.h"
+#include "common/Translation.h"
 #include "common/qt/CellText.h"
 #include "common/qt/ListHabits.h"
 #include "common/qt/QtText.h"
@@ -66,7 +68,7 @@ QVariant FiltersOrder::headerData(int section, Qt::Orientation orientation, int 
   if (orientation != Qt::Horizontal || section < 0 || section >= columnCount()) {
     return {};
   }
-  const QString caption = ToQString(kFilterColumns[static_cast<std::size_t>(section)]);
+  const QString caption = ToQString(Translated(kFilterColumns[static_cast<std::size_t>(section)]));
   if (role == Qt::DisplayRole) {
     return caption;
   }
@@ -75,7 +77,16 @@ QVariant FiltersOrder::headerData(int section, Qt::Orientation orientation, int 
 }
 
 bool FiltersOrder::lessThan(const QModelIndex& left, const QModelIndex& right) const {
-  return QString::localeAwareCompare(left.data().toString(), right.data().toString()) < 0;
+  const QString a = left.data().toString();
+  const QString b = right.data().toString();
+  if (left.column() == 0) {  // Source
+    const SourceKey keyA(ToUtf8(a));
+    const SourceKey keyB(ToUtf8(b));
+    if (keyA != keyB) {
+      return keyA < keyB;
+    }
+  }
+  return QString::localeAwareCompare(a, b) < 0;
 }
 
 }  // namespace korvane::params

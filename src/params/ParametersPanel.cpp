@@ -5,32 +5,18 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QListView>
-#include <QPalette>
 #include <QRadioButton>
 #include <QStringListModel>
 
 #include "common/qt/Icons.h"
 #include "common/qt/QtText.h"
+#include "params/ReadOnlyLook.h"
 #include "params/ShownControls.h"
 #include "params/WindowParametersForm.h"
 #include "store/Codes.h"
 #include "ui_ParametersPanel.h"
 
 namespace korvane::params {
-
-namespace {
-
-// Controls that can't be used but are there to be read: their texts keep the contrast of usable ones.
-QPalette ReadableWhenDisabled(QPalette palette) {
-  for (const QPalette::ColorRole role : {QPalette::Text, QPalette::WindowText, QPalette::ButtonText}) {
-    palette.setBrush(QPalette::Disabled, role, palette.brush(QPalette::Active, role));
-  }
-  palette.setBrush(QPalette::Disabled, QPalette::HighlightedText,
-                   palette.brush(QPalette::Active, QPalette::Text));
-  return palette;
-}
-
-}  // namespace
 
 ParametersPanel::ParametersPanel(QWidget* parent)
     : QGroupBox(parent),
@@ -47,7 +33,7 @@ ParametersPanel::~ParametersPanel() = default;
 void ParametersPanel::SetForm(WindowParametersForm& form) {
   form_ = &form;
   if (form.ReadOnly()) {
-    setPalette(ReadableWhenDisabled(palette()));
+    ShowAsReadOnly(*this);
   }
   ShowForm();
   const int firstSeverity = 1;  // behind "-All-"

@@ -4,13 +4,15 @@
 #include <limits>
 #include <string_view>
 
+#include "common/Translation.h"
+
 namespace korvane::params {
 namespace {
 
 using Limits = std::numeric_limits<std::int32_t>;
 
-constexpr std::string_view kFrom = "From:";
-constexpr std::string_view kTo = "To:";
+constexpr std::string_view kFrom = Translatable("From:");
+constexpr std::string_view kTo = Translatable("To:");
 
 std::int32_t Now(platform::Clock& clock) {
   return static_cast<std::int32_t>(
@@ -25,16 +27,16 @@ std::int32_t TimeRangeToEventTime(const store::LocalDateTime& picked, std::int32
 
 ReportTimeForm::ReportTimeForm(ReportParameters& parameters, platform::Clock& clock, std::int32_t biasSeconds)
     : parameters_(parameters), bias_(biasSeconds) {
-  controls_.lblFrom = kFrom;
-  controls_.lblTo = kTo;
+  controls_.lblFrom = Translated(kFrom);
+  controls_.lblTo = Translated(kTo);
   controls_.PickersShown = parameters_.Window.Mode != kModeShowParameters;
   if (controls_.PickersShown) {
-    controls_.FrameCaption = "Select Time Range:";
+    controls_.FrameCaption = Translated("Select Time Range:");
     controls_.To = store::EventTimeToLocal(Now(clock), bias_);
     controls_.From = {.Year = controls_.To.Year, .Month = controls_.To.Month, .Day = controls_.To.Day};
     return;
   }
-  controls_.FrameCaption = "Time Range:";
+  controls_.FrameCaption = Translated("Time Range:");
   controls_.From = store::EventTimeToLocal(parameters_.FromTime, bias_);
   controls_.To = store::EventTimeToLocal(parameters_.ToTime, bias_);
   controls_.lblFrom += " " + store::FormatDateTime(controls_.From);

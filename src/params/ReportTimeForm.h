@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 
+#include "common/Translation.h"
 #include "params/ReportParameters.h"
 #include "params/WindowParametersForm.h"
 #include "platform/Platform.h"
@@ -15,10 +16,10 @@
 namespace korvane::params {
 
 inline constexpr ParametersCaptions kReportCaptions = {
-    .NewForm = "Select Report / History Parameters",
-    .NewFrame = "Select View Parameters:",
-    .ReadOnlyForm = "Report / History Parameters",
-    .ReadOnlyFrame = "Report / History Parameters (Read Only):"};
+    .NewForm = Translatable("Select Report / History Parameters"),
+    .NewFrame = Translatable("Select View Parameters:"),
+    .ReadOnlyForm = Translatable("Report / History Parameters"),
+    .ReadOnlyFrame = Translatable("Report / History Parameters (Read Only):")};
 
 // The EventTime of a moment that was picked as day, month, year, hour, minute and second of local time;
 // beyond what an EventTime can hold, the nearest that it can.

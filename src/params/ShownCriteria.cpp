@@ -8,8 +8,10 @@
 #include <QStringListModel>
 
 #include "common/qt/QtText.h"
+#include "common/qt/TextLength.h"
 #include "params/ShownControls.h"
 #include "params/TrapCriteriaForm.h"
+#include "store/ColumnLengths.h"
 
 namespace korvane::params {
 
@@ -17,6 +19,7 @@ ShownCriteria::ShownCriteria(TrapCriteriaForm& form, const CriteriaControls& con
     : QObject(parent), form_(form), controls_(controls), traps_(new QStringListModel(this)) {
   controls_.lvTraps.setModel(traps_);
   SelectAllOnEntering(controls_.txtSource);
+  LimitLength(controls_.txtSource, store::LengthOf(store::kTrapDetail, "Source_Agent"));
   Connect();
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/Translation.h"
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
 #include "store/FailureWords.h"
@@ -98,7 +99,7 @@ void TrapCriteriaForm::ShowEnterprise() {
       traps_ = TrapsOf(names_, initialTexts_[kEnterpriseColumn]);
     }
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(prompts_, "The enterprises to choose from could not be read.", error,
+    store::ShowFailure(prompts_, Translated("The enterprises to choose from could not be read."), error,
                        store::Attempt::Reading);
   }
   auto shown = std::ranges::find(enterprise.Items, initialTexts_[kEnterpriseColumn]);
@@ -175,12 +176,12 @@ void TrapCriteriaForm::TakeEnterprise(std::size_t position) {
       enterpriseOid_ = OidOfEnterprise();
       if (enterpriseOid_.empty()) {
         prompts_.Show(
-            fmt::format("The trap definitions of '{}' are no longer in the database.", enterprise.Text()),
+            Phrase("The trap definitions of '{}' are no longer in the database.", enterprise.Text()),
             PromptIcon::Exclamation);
       }
     }
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(prompts_, "The traps of this enterprise could not be read.", error,
+    store::ShowFailure(prompts_, Translated("The traps of this enterprise could not be read."), error,
                        store::Attempt::Reading);
   }
   if (enterpriseOid_.empty()) {

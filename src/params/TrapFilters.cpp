@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "common/Translation.h"
 #include "params/FilterStore.h"
 #include "store/Codes.h"
 
@@ -28,7 +29,7 @@ store::ReadOutcome TrapFilters::LoadFilters(store::Connection& connection) {
 }
 
 std::string FiltersInForceText(std::size_t filters) {
-  return filters == 0 ? std::string() : fmt::format("Filters In Force: {} ", filters);
+  return filters == 0 ? std::string() : Phrase("Filters In Force: {} ", filters);
 }
 
 void TrapFilters::Clear() {

@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "common/Translation.h"
 #include "store/Codes.h"
 #include "store/DatabaseError.h"
 #include "store/FailureWords.h"
@@ -11,8 +12,8 @@ namespace korvane::params {
 WindowParametersForm::WindowParametersForm(WindowParameters& parameters, ParametersLists& lists,
                                            Prompts& prompts, const ParametersCaptions& captions)
     : parameters_(parameters), lists_(lists), prompts_(prompts) {
-  controls_.FormCaption = ReadOnly() ? captions.ReadOnlyForm : captions.NewForm;
-  controls_.FrameCaption = ReadOnly() ? captions.ReadOnlyFrame : captions.NewFrame;
+  controls_.FormCaption = Translated(ReadOnly() ? captions.ReadOnlyForm : captions.NewForm);
+  controls_.FrameCaption = Translated(ReadOnly() ? captions.ReadOnlyFrame : captions.NewFrame);
   controls_.txtWindowName.Text = parameters_.WindowName;
   for (ListControl* list : {&controls_.cboEvtGrps, &controls_.cboEnterprise, &controls_.lvTraps}) {
     list->Items = {std::string(kAll)};
@@ -36,7 +37,8 @@ void WindowParametersForm::FillLists() {
     Append(controls_.cboEvtGrps.Items, lists_.CategoryNames());
     Append(controls_.cboEnterprise.Items, lists_.EnterpriseNames());
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(prompts_, "The categories and enterprises to choose from could not be read.", error,
+    store::ShowFailure(prompts_,
+                       Translated("The categories and enterprises to choose from could not be read."), error,
                        store::Attempt::Reading);
   }
 }
@@ -134,7 +136,7 @@ void WindowParametersForm::ListTrapsOfEnterprise() {
   try {
     Append(controls_.lvTraps.Items, lists_.TrapNamesOf(controls_.cboEnterprise.Text()));
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(prompts_, "The traps of this enterprise could not be read.", error,
+    store::ShowFailure(prompts_, Translated("The traps of this enterprise could not be read."), error,
                        store::Attempt::Reading);
   }
 }
@@ -149,7 +151,7 @@ void WindowParametersForm::ChooseTrap(std::size_t position) {
       ChooseGeneric(static_cast<std::size_t>(*generic) + 1);  // behind "-All-"
     }
   } catch (const store::DatabaseError& error) {
-    store::ShowFailure(prompts_, "The generic trap of this trap could not be read.", error,
+    store::ShowFailure(prompts_, Translated("The generic trap of this trap could not be read."), error,
                        store::Attempt::Reading);
   }
 }
@@ -168,10 +170,10 @@ void WindowParametersForm::EditVarBinds(std::string_view text) {
 
 std::string WindowParametersForm::NameSuffix() const {
   if (controls_.optCustom.Checked) {
-    return " (Custom View)";
+    return Translated(" (Custom View)");
   }
   const std::string& category = controls_.cboEvtGrps.Text();
-  return category == kAll ? " (No Custom Selection)" : " (" + category + ")";
+  return category == kAll ? Translated(" (No Custom Selection)") : " (" + category + ")";
 }
 
 void WindowParametersForm::Ok() {

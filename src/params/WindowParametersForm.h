@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "common/Prompts.h"
+#include "common/Translation.h"
 #include "params/FormControls.h"
 #include "params/ParametersLists.h"
 #include "params/WindowParameters.h"
@@ -16,10 +17,10 @@
 namespace korvane::params {
 
 struct ParametersCaptions {
-  std::string_view NewForm = "Select Window Parameters";
-  std::string_view NewFrame = "Select View Parameters:";
-  std::string_view ReadOnlyForm = "Window Parameters";
-  std::string_view ReadOnlyFrame = "Window Parameters (Read Only):";
+  std::string_view NewForm = Translatable("Select Window Parameters");
+  std::string_view NewFrame = Translatable("Select View Parameters:");
+  std::string_view ReadOnlyForm = Translatable("Window Parameters");
+  std::string_view ReadOnlyFrame = Translatable("Window Parameters (Read Only):");
 };
 
 struct ParametersControls {

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/qt/DialogButtons.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
 #include "common/qt/NoticeBar.h"
@@ -25,6 +26,7 @@ frmFilters::frmFilters(const FilterServices& services, QWidget* parent)
       table_(new FiltersTableModel(this)),
       order_(new FiltersOrder(this)) {
   ui_->setupUi(this);
+  SetButtonGap(*ui_->buttons);
   // Behind the others: a dialog whose first control is a button begins with its default button.
   notice_ = new NoticeBar(tr("&Hide"), this);
   SetUpList();
@@ -172,6 +174,7 @@ void frmFilters::SelectRow(std::size_t row) {
   const QModelIndex index = order_->mapFromSource(table_->index(static_cast<int>(row), 0));
   ui_->lvEvtFilters->selectRow(index.row());
   ui_->lvEvtFilters->scrollTo(index);
+  ui_->lvEvtFilters->setFocus();  // for the keys that act on it
 }
 
 void frmFilters::EnableButtons() {

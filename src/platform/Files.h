@@ -1,10 +1,13 @@
-// What writing files in a folder that others may write asks of the machine beyond the standard library.
-// linux/ implements it.
-// Safe from any thread; never throws, errno says why something failed.
+// What files in folders that others may write, and files that others must not have written, ask of the
+// machine beyond the standard library. linux/ implements it. Safe from any thread; never throws, errno says
+// why something failed.
 #pragma once
 
+#include <cstddef>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
+#include <string>
 
 namespace korvane::platform {
 
@@ -24,6 +27,10 @@ std::FILE* CreateFileLike(const std::filesystem::path& path, const std::filesyst
 // followed: null for a link, for a file with a second name, and for what is no regular file.
 std::FILE* OpenSharedToAppend(const std::filesystem::path& path);
 std::FILE* OpenSharedToRewrite(const std::filesystem::path& path);
+
+// The bytes of a regular file that nobody but the administrator and this user can change or exchange; nothing
+// for any other, for one that can't be read, and for a larger one.
+std::optional<std::string> ReadTrustedFile(const std::filesystem::path& path, std::size_t mostBytes);
 
 // On disk when the call returns: a file's flushed contents, the names in a folder.
 bool SyncFile(std::FILE* file);

@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "common/Translation.h"
 #include "fmt/format.h"
 #include "intake/Intake.h"
 #include "intake/Systems.h"
@@ -53,12 +54,12 @@ void ReportModel::Reset() {
   acknowledgers_ = store::AcknowledgedBy();
   knowsAcknowledgers_ = false;
   state_ = ReportState::Loading;
-  work_ = services_.Desk.Busy.ShowWork("Loading Trap(s)", [this] { Stop(); });
+  work_ = services_.Desk.Busy.ShowWork(Translated("Loading Trap(s)"), [this] { Stop(); });
   events_.StateChanged();
   loader_ = std::make_unique<ReportLoader>(options_);
   const auto open = [connect = services_.OpenConnection] { return connect(kLongRead); };
   if (!loader_->Start(open, parameters_.FromTime, parameters_.ToTime, events_.BatchesReady)) {
-    End(ReportState::Failed, "The system has no thread left for reading.");
+    End(ReportState::Failed, Translated("The system has no thread left for reading."));
   }
 }
 
@@ -185,21 +186,21 @@ traplist::WhyEmpty ReportModel::Emptiness() const {
   return anyHidden_ ? WhyEmpty::Hidden : read_ > 0 ? WhyEmpty::NotSelected : WhyEmpty::NoTraps;
 }
 
-std::string ReportModel::TotalTrapsText() const {
-  return fmt::format("Total Traps In Window: {} ", rows_.Count());
+std::string ReportModel::TotalTrapsText(NumberText number) const {
+  return Phrase("Total Traps In Window: {} ", number(static_cast<std::int64_t>(rows_.Count())));
 }
 
-std::string ReportModel::Notice() const {
-  const std::size_t count = rows_.Count();
-  std::string held = "none of the traps";
+std::string ReportModel::Notice(NumberText number) const {
+  const auto count = static_cast<std::int64_t>(rows_.Count());
+  std::string held = Translated("none of the traps");
   if (count > 0) {
-    held = count == 1 ? "the first trap" : fmt::format("the first {} traps", count);
+    held = count == 1 ? Translated("the first trap") : Phrase("the first {} traps", number(count));
   }
   switch (state_) {
     case ReportState::Stopped:
-      return fmt::format("Stopped: the list holds {} of the range.", held);
+      return Phrase("Stopped: the list holds {} of the range.", held);
     case ReportState::Failed:
-      return fmt::format("The list is not complete, it holds {} of the range: {}", held, failure_);
+      return Phrase("The list is not complete, it holds {} of the range: {}", held, failure_);
     case ReportState::NotLoaded:
     case ReportState::Loading:
     case ReportState::Complete:

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "common/BusyIndicator.h"
+#include "common/NumberText.h"
 #include "params/ReportParameters.h"
 #include "params/WindowParameters.h"
 #include "reports/ReportLoader.h"
@@ -75,9 +76,9 @@ class ReportModel {
   traplist::WhyEmpty Emptiness() const;
   std::size_t FiltersInForce() const { return filtersInForce_; }  // when it was loaded
 
-  std::string TotalTrapsText() const;
+  std::string TotalTrapsText(NumberText number = PlainNumber) const;
   // What the window says of a list that is not complete; empty when it is, or still loads.
-  std::string Notice() const;
+  std::string Notice(NumberText number = PlainNumber) const;
 
   // Who acknowledged which of its traps, as far as it is known: once the list is complete.
   const store::AcknowledgedBy& Acknowledgers() const { return acknowledgers_; }

@@ -40,9 +40,11 @@ QString TimeFormat(const QLocale& locale) {
 
 // A full section moves the cursor on by itself, and the separator that is typed next would move it once more:
 // "02:30:00" would be read as 02:00:30.  So a separator right behind such a move is dropped.
+// Tab leaves the picker at once instead of visiting each of its sections, which the arrow keys do.
 class TypedAsShown : public QObject {
  public:
-  explicit TypedAsShown(QDateTimeEdit& picker) : QObject(&picker), line_(picker.findChild<QLineEdit*>()) {
+  explicit TypedAsShown(QDateTimeEdit& picker)
+      : QObject(&picker), picker_(picker), line_(picker.findChild<QLineEdit*>()) {
     picker.installEventFilter(this);
   }
 
@@ -51,6 +53,11 @@ class TypedAsShown : public QObject {
       afterDigit_ = false;
     }
     if (event->type() != QEvent::KeyPress) {
+      return false;
+    }
+    const int key = static_cast<const QKeyEvent*>(event)->key();
+    if (key == Qt::Key_Tab || key == Qt::Key_Backtab) {
+      picker_.setCurrentSectionIndex(key == Qt::Key_Tab ? picker_.sectionCount() - 1 : 0);
       return false;
     }
     const QString text = static_cast<const QKeyEvent*>(event)->text();
@@ -63,6 +70,7 @@ class TypedAsShown : public QObject {
   }
 
  private:
+  QDateTimeEdit& picker_;
   QLineEdit* line_;
   bool afterDigit_ = false;
 };

@@ -3,14 +3,17 @@
 #include <QLabel>
 #include <utility>
 
+#include "common/Translation.h"
+#include "common/qt/Caption.h"
 #include "common/qt/ListHabits.h"
 #include "common/qt/NoticeBar.h"
 #include "common/qt/QtText.h"
+#include "common/qt/StatusText.h"
 #include "params/ParametersLists.h"
 #include "reports/frmSetReport.h"
-#include "traplist/CsvExport.h"
 #include "traplist/PrintedReport.h"
 #include "traps/FindBar.h"
+#include "traps/ListTools.h"
 #include "traps/TrapsList.h"
 #include "traps/TrapsModel.h"
 #include "traps/frmTrapDetail.h"
@@ -37,15 +40,15 @@ frmReport::frmReport(ReportServices& services, intake::ViewWindows& windows,
       table_(model_.Rows(), services.Desk.State, traplist::SourceShown::SystemName),
       ui_(std::make_unique<Ui::frmReport>()) {
   ui_->setupUi(this);
-  setWindowTitle(ToQString(model_.Parameters().Window.WindowName));
+  SetCaption(*this, model_.Parameters().Window.WindowName);
   selectedTrap_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
   totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
   filters_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblFilters"));
   list_ = std::make_unique<traps::TrapsList>(*ui_->lvTraps, table_, services.Desk.Settings,
                                              std::string(kReportWidthsSetting), EmptyText(),
                                              traps::TrapsList::Kind::Report);
-  findBar_ = new traps::FindBar(*ui_->lvTraps, table_, *list_, this);
-  ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1, findBar_);
+  tools_ = std::make_unique<traps::ListTools>(*ui_->lvTraps, table_, *list_, services.Desk, *this);
+  ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1, tools_->Bar());
   setFocusProxy(ui_->lvTraps);
   notice_ = new NoticeBar(tr("Load Again"), this);
   ui_->rows->insertWidget(0, notice_);
@@ -105,9 +108,9 @@ QString frmReport::EmptyText() const {
 }
 
 void frmReport::ShowState() {
-  notice_->Say(ToVisibleQString(model_.Notice()), model_.State() == ReportState::Failed
-                                                      ? MessagePicture::Exclamation
-                                                      : MessagePicture::Information);
+  notice_->Say(ToVisibleQString(model_.Notice(GroupedNumber)), model_.State() == ReportState::Failed
+                                                                   ? MessagePicture::Exclamation
+                                                                   : MessagePicture::Information);
   SetEmptyText(*ui_->lvTraps, EmptyText());
   table_.SetLoading(model_.State() == ReportState::Loading);
   UpdateStatusBar();
@@ -119,18 +122,19 @@ void frmReport::Reset() {
 
 void frmReport::UpdateStatusBar() {
   const auto selected = list_->SelectedPosition();
-  selectedTrap_->setText(
-      ToQString(traps::TrapsModel::SelectedTrapText(selected ? static_cast<std::size_t>(*selected) + 1 : 0)));
-  totalTraps_->setText(ToQString(model_.TotalTrapsText()));
+  selectedTrap_->setText(ToQString(traps::TrapsModel::SelectedTrapText(
+      selected ? static_cast<std::size_t>(*selected) + 1 : 0, GroupedNumber)));
+  totalTraps_->setText(ToQString(model_.TotalTrapsText(GroupedNumber)));
   filters_->setText(ToQString(params::FiltersInForceText(model_.FiltersInForce())));
 }
 
 void frmReport::ShowTrapDetail() {
   if (model_.Rows().Empty()) {
-    services_.Desk.Prompt.Show(traps::kNoTrapsInWindow, PromptIcon::Information);
+    services_.Desk.Prompt.Show(Translated(traps::kNoTrapsInWindow), PromptIcon::Information);
     return;
   }
-  traps::ShowTrapDetailDialog(services_.Desk, services_.Connection, windows_, table_, *list_, this);
+  // A report shows what was, settled or not: nothing is acknowledged from there.
+  traps::ShowTrapDetailDialog({services_.Desk, services_.Connection, windows_, {}}, table_, *list_, this);
 }
 
 void frmReport::ShowWindowParameters() {
@@ -145,28 +149,11 @@ void frmReport::ShowWindowParameters() {
 
 void frmReport::Printable() {
   table_.FinishSorting();
-  services_.Printer.Print(ToUtf8(windowTitle()), table_.Shown());
-}
-
-void frmReport::ExportToCsv() {
-  table_.FinishSorting();
-  traplist::ExportTraps(services_.Desk, ToUtf8(windowTitle()), table_.Shown());
+  services_.Printer.Print(CaptionOf(*this), table_.Shown());
 }
 
 void frmReport::Custom_Activate() {
   UpdateStatusBar();
-}
-
-void frmReport::ShowFindBar() {
-  findBar_->Open();
-}
-
-void frmReport::CopySelection() {
-  CopySelectedRows(*ui_->lvTraps);
-}
-
-void frmReport::SelectAllTraps() {
-  ui_->lvTraps->selectAll();
 }
 
 void frmReport::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {

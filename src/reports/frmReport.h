@@ -26,7 +26,7 @@ class NoticeBar;
 }
 
 namespace korvane::traps {
-class FindBar;
+class ListTools;
 class TrapsList;
 }  // namespace korvane::traps
 
@@ -48,13 +48,10 @@ class frmReport : public QWidget, public traps::TrapListWindow {
   // With an empty list this only says so.
   void ShowTrapDetail() override;
   void ShowWindowParameters() override;
-  // These two write what the list holds, be it nothing, also while it loads.
+  // Writes what the list holds, be it nothing, also while it loads.
   void Printable() override;
-  void ExportToCsv();
   void Custom_Activate() override;
-  void ShowFindBar();
-  void CopySelection();
-  void SelectAllTraps();
+  traps::ListTools& Tools() override { return *tools_; }
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
   // Acknowledged or made new again, here or elsewhere: its rows follow.
   void ApplyChange(const store::Change& change) { model_.ApplyChange(change); }
@@ -82,7 +79,7 @@ class frmReport : public QWidget, public traps::TrapListWindow {
   traps::TrapsTableModel table_;
   std::unique_ptr<Ui::frmReport> ui_;
   std::unique_ptr<traps::TrapsList> list_;
-  traps::FindBar* findBar_ = nullptr;
+  std::unique_ptr<traps::ListTools> tools_;
   QLabel* selectedTrap_ = nullptr;
   QLabel* totalTraps_ = nullptr;
   QLabel* filters_ = nullptr;

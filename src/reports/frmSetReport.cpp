@@ -2,10 +2,9 @@
 
 #include <QDateEdit>
 #include <QDialogButtonBox>
-#include <QGridLayout>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
-#include <QSizePolicy>
 #include <QTimeEdit>
 
 #include "common/qt/DialogButtons.h"
@@ -82,7 +81,7 @@ void frmSetReport::FillPickers() {
   if (controls.PickersShown) {
     LayOutPickers();
   }
-  ui_->lblReversed->hide();
+  ShowRange();
 
   const auto from = [this] {
     range_.PickFrom(Picked(*ui_->DTPFromDate, *ui_->DTPFromTime));
@@ -99,15 +98,11 @@ void frmSetReport::FillPickers() {
 }
 
 void frmSetReport::LayOutPickers() {
-  // They stand above the fields of the other frame.
+  // They begin where the fields of the other frame do.
   ui_->rows->activate();
-  const int left = ui_->freTimeRange->contentsMargins().left() + ui_->rangeRows->contentsMargins().left() +
-                   ui_->rangeGrid->horizontalSpacing();
-  ui_->rangeGrid->setColumnMinimumWidth(0, ui_->freParameters->FieldsLeft() - left);
-  // The hint's line stays free for it, so that nothing moves when it comes and goes.
-  QSizePolicy policy = ui_->lblReversed->sizePolicy();
-  policy.setRetainSizeWhenHidden(true);
-  ui_->lblReversed->setSizePolicy(policy);
+  const int left = ui_->freTimeRange->contentsMargins().left() + ui_->range->contentsMargins().left() +
+                   ui_->range->spacing();
+  ui_->lblFrom->setMinimumWidth(ui_->freParameters->FieldsLeft() - left);
 }
 
 void frmSetReport::ShowRange() {

@@ -12,8 +12,11 @@ ChangeStamp StampOf(const Change& change) {
 }
 
 std::string WhoText(const ChangeStamp& stamp) {
-  if (stamp.Operator.empty() || stamp.Machine.empty()) {
-    return stamp.Operator + stamp.Machine;
+  if (stamp.Machine.empty()) {
+    return stamp.Operator;
+  }
+  if (stamp.Operator.empty()) {
+    return "the receiver on " + stamp.Machine;
   }
   return fmt::format("{} on {}", stamp.Operator, stamp.Machine);
 }

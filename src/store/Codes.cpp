@@ -10,6 +10,12 @@ std::string_view SeverityName(std::int32_t code) {
   return index < kSeverityNames.size() ? kSeverityNames[index] : kSeverityNames[0];
 }
 
+std::int32_t SeverityRank(std::int32_t code) {
+  constexpr std::array<std::int32_t, kSeverityNames.size()> kRanks = {0, 3, 1, 4, 2, 5};
+  const auto index = static_cast<std::uint32_t>(code);
+  return index < kRanks.size() ? kRanks[index] : 0;
+}
+
 std::string_view GenericTrapName(std::int32_t code) {
   const auto index = static_cast<std::uint32_t>(code);
   return index < kGenericTrapNames.size() ? kGenericTrapNames[index] : "Unknown";

@@ -8,7 +8,7 @@
 
 namespace korvane::store {
 
-// In code order, which is no ranking.
+// In code order, which is no ranking: SeverityRank ranks them.
 inline constexpr std::array<std::string_view, 6> kSeverityNames = {"Clear", "Minor",   "Information",
                                                                    "Major", "Warning", "Critical"};
 inline constexpr std::array<std::string_view, 7> kGenericTrapNames = {
@@ -18,6 +18,10 @@ inline constexpr std::int32_t kEnterpriseSpecific = 6;
 
 std::string_view SeverityName(std::int32_t code);     // any other code: "Clear"
 std::string_view GenericTrapName(std::int32_t code);  // any other code: "Unknown"
+
+// How bad a severity is, as operators know it: 5 for Critical, then Major, Minor, Warning (the perceived
+// severities of ITU-T X.733), Information, and 0 for Clear and any other code.  A larger rank is worse.
+std::int32_t SeverityRank(std::int32_t code);
 
 // The standard notifications (RFC 3418) stand below this OID, numbered by generic code plus one.
 inline constexpr std::string_view kStandardTrapsOid = "1.3.6.1.6.3.1.1.5";

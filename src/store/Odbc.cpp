@@ -10,6 +10,8 @@
 #include <fmt/format.h>
 #include <odbcinst.h>
 
+#include "store/DataSource.h"
+
 namespace korvane::store {
 
 namespace {
@@ -38,15 +40,6 @@ std::string_view WithoutLayers(std::string_view text) {
 // The SQLSTATEs by which the drivers say that the link itself is gone.
 bool TellsOfLostLink(std::string_view state) {
   return state.starts_with("08") || state.starts_with("57P0");
-}
-
-std::string Braced(std::string_view value) {
-  std::string result = "{";
-  for (const char c : value) {
-    result += c;
-    if (c == '}') result += c;
-  }
-  return result + "}";
 }
 
 // What the console relies on is asked for here rather than left to the data source.  Each line is one
@@ -87,14 +80,14 @@ int ConnectLimit(const ConnectionOptions& options) {
 }
 
 std::string ConnectionText(const Connection::Impl& link) {
-  std::string text = fmt::format("DSN={}", link.DataSource);
-  if (!link.User.empty()) text += fmt::format(";UID={}", Braced(link.User));
-  if (!link.Password.empty()) text += fmt::format(";PWD={}", Braced(link.Password));
-  text += kDriverAttributes;
+  std::string asked;
+  if (!link.User.empty()) asked += fmt::format(";UID={}", Braced(link.User));
+  if (!link.Password.empty()) asked += fmt::format(";PWD={}", Braced(link.Password));
+  asked += kDriverAttributes;
   if (const int seconds = ConnectLimit(link.Options); seconds > 0) {
-    text += fmt::format(";CONN_TIMEOUT={}", seconds);
+    asked += fmt::format(";CONN_TIMEOUT={}", seconds);
   }
-  return text;
+  return ConnectionWords(link.DataSource, asked) + asked;
 }
 
 // The driver manager notes where its files are the first time it is asked, without a lock: done here once, so
@@ -312,7 +305,8 @@ bool Connection::Impl::AnswersProbe() {
 bool Connection::Impl::FilesAreThere() const {
   return std::ranges::all_of(Files, [](const FileMark& mark) {
     struct stat now {};
-    return stat(mark.Path.c_str(), &now) == 0 && now.st_ino == mark.Inode && now.st_dev == mark.Device;
+    const bool found = stat(mark.Path.c_str(), &now) == 0;
+    return found != mark.Missing && (!found || (now.st_ino == mark.Inode && now.st_dev == mark.Device));
   });
 }
 

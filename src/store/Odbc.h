@@ -61,6 +61,7 @@ inline SQLCHAR* Chars(std::string_view text) {
 // numbers, only that it is there; a system like that doesn't let an open file be moved).
 struct FileMark {
   std::string Path;
+  bool Missing = false;  // when the connection was made: it is made anew once the file is there
   dev_t Device = 0;
   ino_t Inode = 0;
 };

@@ -33,9 +33,9 @@ void AttachTrapFile(Connection::Impl& link) {
   if (main.empty()) return;
   const auto mark = [&link](const std::string& path) {
     struct stat found {};
-    if (stat(path.c_str(), &found) != 0) return false;
-    link.Files.push_back({path, found.st_dev, found.st_ino});
-    return true;
+    const bool missing = stat(path.c_str(), &found) != 0;
+    link.Files.push_back({path, missing, found.st_dev, found.st_ino});
+    return !missing;
   };
   mark(main);
   const std::filesystem::path file = main;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "common/Text.h"
+#include "common/Translation.h"
 #include "store/Acknowledge.h"
 #include "store/FailureWords.h"
 
@@ -25,20 +26,19 @@ std::optional<store::DatabaseError> SystemAcknowledge::Acknowledge(const intake:
 
 SystemAcknowledgement SystemAcknowledge::Ask(const intake::System& system, std::string_view shownAs,
                                              const std::function<std::int32_t()>& beforeTime) {
-  const std::string question =
-      fmt::format("Do you want to acknowledge all traps for '{}'?", VisibleText(shownAs));
+  const std::string question = Phrase("Do you want to acknowledge all traps for '{}'?", VisibleText(shownAs));
   if (desk_.Prompt.Ask(question, PromptButtons::NoYes, PromptIcon::Question) != PromptAnswer::Yes) {
     return SystemAcknowledgement::Declined;
   }
   std::optional<store::DatabaseError> failure;
   {
-    const BusyScope busy(desk_.Busy, "Acknowledging Trap(s)");
+    const BusyScope busy(desk_.Busy, Translated("Acknowledging Trap(s)"));
     failure = Acknowledge(system, beforeTime());
   }
   if (!failure) {
     return SystemAcknowledgement::Done;
   }
-  store::ShowFailure(desk_.Prompt, "The traps of this system were not acknowledged.", *failure,
+  store::ShowFailure(desk_.Prompt, Translated("The traps of this system were not acknowledged."), *failure,
                      store::Attempt::Changing);
   return SystemAcknowledgement::Refused;
 }

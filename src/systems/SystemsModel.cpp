@@ -7,6 +7,8 @@
 #include <numeric>
 #include <utility>
 
+#include "common/Translation.h"
+#include "store/Codes.h"
 #include "store/DatabaseError.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
@@ -14,7 +16,7 @@
 namespace korvane::systems {
 namespace {
 
-constexpr std::string_view kBusyInitializing = "Initializing...";
+constexpr std::string_view kBusyInitializing = Translatable("Initializing...");
 constexpr std::size_t kNamesPerTick = 32;  // a round trip to the library each; more would be felt
 
 constexpr std::int32_t kCritical = 5;
@@ -86,7 +88,7 @@ std::uint32_t SystemsModel::Counts::AddRow(const SystemRow& row) {
 
 void SystemsModel::Load() {
   try {
-    const BusyScope busy(desk_.Busy, kBusyInitializing);
+    const BusyScope busy(desk_.Busy, Translated(kBusyInitializing));
     LoadAtStart();
     bounds_.Settled = true;
     firstLoad_.Succeeded();
@@ -113,7 +115,7 @@ void SystemsModel::LoadAtStart() {
   if (unacknowledged > limit) {
     desk_.Busy.ShowFree();  // the busy box would lie over the question
     bounds_.Option = question_.AskViewOption(unacknowledged, limit);
-    desk_.Busy.ShowBusy(kBusyInitializing);
+    desk_.Busy.ShowBusy(Translated(kBusyInitializing));
   }
   bounds_.StartChange =
       FirstNumber(connection_, fmt::format("SELECT MAX(Change_ID) FROM {}", store::kChangeLog)).value_or(0);
@@ -159,7 +161,11 @@ void SystemsModel::LoadBegins() {
 }
 
 void SystemsModel::TakeStored(const store::IncomingTrap& trap) {
-  Count(loading_, trap);
+  Count(loading_, trap, started_);  // what is there at the start is no news
+}
+
+void SystemsModel::TakeHidden(const store::IncomingTrap&) {
+  loading_.AnyHidden = true;
 }
 
 void SystemsModel::LoadEnds(const intake::LoadOutcome& outcome) {
@@ -218,6 +224,9 @@ void SystemsModel::CheckTraps() {
   }
   bounds_.InitialLoad = false;
   intake_->CheckTraps();
+  if (news_ != nullptr) {
+    news_->EndTick();
+  }
   if (link_.CameBack()) {
     stored_.LoadAllAgain();
   } else if (!link_.StoreAway()) {  // this thread need not wait for a store that another one finds gone
@@ -257,7 +266,7 @@ void SystemsModel::TakeAnswer(std::size_t index, bool isName, const std::string&
   }
 }
 
-std::optional<std::uint32_t> SystemsModel::Count(Counts& counts, const store::IncomingTrap& trap) {
+std::optional<std::uint32_t> SystemsModel::Count(Counts& counts, const store::IncomingTrap& trap, bool news) {
   const std::size_t system = systems_.SystemOfSource(trap.Source);
   const std::uint32_t severity = SeverityIndex(trap.Severity);
   if (!counts.Traps.Admit({.SequenceNumber = trap.SequenceNumber,
@@ -268,26 +277,33 @@ std::optional<std::uint32_t> SystemsModel::Count(Counts& counts, const store::In
   }
   std::uint32_t place = counts.RowOf(system);
   if (place == kNoRow) {
-    place = counts.AddRow({.SystemIndex = system, .Counts = {}, .NewestTime = std::nullopt, .News = true});
+    place = counts.AddRow({.SystemIndex = system, .Counts = {}, .NewestTime = std::nullopt, .News = false});
   }
   SystemRow& row = counts.Rows[place];
   ++row.Counts[severity];
   ++counts.Totals[severity];
   row.NewestTime = std::max(row.NewestTime, std::optional(trap.EventTime));
-  row.News = true;
+  row.News = row.News || news;
   return place;
 }
 
 void SystemsModel::NoteDelivered(const store::IncomingTrap& trap) {
   intake::NoteDelivered(bounds_, trap.EventTime, trap.SequenceNumber);
+  shown_.AnyHidden = shown_.AnyHidden || trap.Filtered;
 }
 
-void SystemsModel::UpdateSystemCounts(const store::IncomingTrap& trap) {
+void SystemsModel::UpdateSystemCounts(const store::IncomingTrap& trap, intake::Arrival arrival) {
   if (bounds_.Own.Contains(trap.SequenceNumber)) {
     return;
   }
-  if (const auto row = Count(shown_, trap)) {
-    MarkChanged(*row);
+  const bool live = arrival == intake::Arrival::Live;
+  const auto row = Count(shown_, trap, live);
+  if (!row) {
+    return;
+  }
+  MarkChanged(*row);
+  if (live && trap.Severity == kCritical && news_ != nullptr) {
+    news_->Arrived(trap.SystemName, trap.TrapName());
   }
 }
 
@@ -378,6 +394,9 @@ void SystemsModel::TrapsAcknowledged(std::span<const store::TrapSelection> traps
   for (const store::TrapSelection& some : traps) {
     TakeOut(some);
   }
+  if (news_ != nullptr && shown_.Totals[kCritical] == 0) {
+    news_->NothingUnseen();
+  }
   UpdateColors();
   RefreshStatus();
 }
@@ -407,10 +426,27 @@ std::optional<std::size_t> SystemsModel::RowOfSystem(const intake::System& syste
 
 std::optional<std::int32_t> SystemsModel::RowSeverity(std::size_t row) const {
   const auto& counts = shown_.Rows[row].Counts;
-  const auto* found = std::ranges::find_if(kCountColumnSeverities, [&counts](std::int32_t severity) {
-    return counts[static_cast<std::size_t>(severity)] > 0;
-  });
-  return found == kCountColumnSeverities.end() ? std::nullopt : std::optional(*found);
+  std::optional<std::int32_t> worst;
+  for (const std::int32_t severity : kCountColumnSeverities) {
+    const bool worse = !worst || store::SeverityRank(severity) > store::SeverityRank(*worst);
+    if (worse && counts[static_cast<std::size_t>(severity)] > 0) {
+      worst = severity;
+    }
+  }
+  return worst;
+}
+
+NoRows SystemsModel::WhyNoRows() const {
+  if (!bounds_.Settled) {
+    return NoRows::NotLoaded;
+  }
+  if (desk_.State.gLastTrapTime == 0) {
+    return NoRows::NoneEver;
+  }
+  if (shown_.AnyHidden) {
+    return NoRows::Hidden;
+  }
+  return bounds_.Option == intake::ViewOption::ShowOnlyNewTraps ? NoRows::NoNewTraps : NoRows::NoTraps;
 }
 
 std::int32_t SystemsModel::AcknowledgeBound(const intake::System& system) const {
@@ -430,14 +466,14 @@ std::int64_t SystemsModel::TrapsPerMinute() const {
   return (std::int64_t{intake_->Counters().PeriodTraps} * 40 + ticks) / (2 * ticks);
 }
 
-std::array<std::string, kStatusTexts> SystemsModel::StatusTexts() const {
+std::array<std::string, kStatusTexts> SystemsModel::StatusTexts(NumberText number) const {
   const auto total = std::accumulate(shown_.Totals.begin(), shown_.Totals.end(), std::int64_t{0});
-  return {fmt::format("Total Systems: {} ", shown_.Rows.size()),
-          fmt::format("Critical Traps: {} ", shown_.Totals[kCritical]),
-          fmt::format("Warning Traps: {} ", shown_.Totals[kWarning]),
-          fmt::format("Major Traps: {} ", shown_.Totals[kMajor]),
-          fmt::format("Total Traps: {} ", total),
-          fmt::format("Trap Rate: {} Trap(s) / Minute ", TrapsPerMinute())};
+  return {Phrase("Total Systems: {} ", number(static_cast<std::int64_t>(shown_.Rows.size()))),
+          Phrase("Critical Traps: {} ", number(shown_.Totals[kCritical])),
+          Phrase("Warning Traps: {} ", number(shown_.Totals[kWarning])),
+          Phrase("Major Traps: {} ", number(shown_.Totals[kMajor])),
+          Phrase("Total Traps: {} ", number(total)),
+          Phrase("Trap Rate: {} Trap(s) / Minute ", number(TrapsPerMinute()))};
 }
 
 }  // namespace korvane::systems

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "common/Desk.h"
+#include "common/Translation.h"
 #include "intake/Intake.h"
 #include "intake/LinkWatch.h"
 #include "intake/LoadBounds.h"
@@ -27,11 +28,14 @@
 #include "store/Connection.h"
 #include "store/TrapSelection.h"
 #include "systems/CountedTraps.h"
+#include "systems/CriticalNews.h"
 
 namespace korvane::systems {
 
 inline constexpr std::array<std::string_view, 8> kSystemsCaptions = {
-    "System Name", "IP Address", "Critical", "Warning", "Major", "Information", "Minor", "Clear"};
+    Translatable("System Name"), Translatable("IP Address"), Translatable("Critical"),
+    Translatable("Warning"),     Translatable("Major"),      Translatable("Information"),
+    Translatable("Minor"),       Translatable("Clear")};
 inline constexpr std::size_t kFirstCountColumn = 2;
 // Severity codes of the count columns, from the left.
 inline constexpr std::array<std::int32_t, 6> kCountColumnSeverities = {5, 4, 3, 2, 1, 0};
@@ -41,11 +45,20 @@ inline constexpr std::array<std::uint8_t, 3> kNewsColour = {253, 116, 4};
 
 inline constexpr std::size_t kStatusTexts = 6;
 
+// What can be said of the window while it has no rows.
+enum class NoRows {
+  NotLoaded,
+  NoneEver,    // no trap has ever come in, as far as the store knows
+  NoNewTraps,  // and those that were stored before the start are not asked for
+  Hidden,      // filters hide all there are
+  NoTraps,
+};
+
 struct SystemRow {
   std::size_t SystemIndex = 0;             // in Systems
   std::array<std::int32_t, 6> Counts{};    // by severity code
   std::optional<std::int32_t> NewestTime;  // of all traps counted since the start, acknowledged or not
-  bool News = false;
+  bool News = false;                       // a trap has arrived that nobody has looked at
 
   std::int64_t Total() const;
 };
@@ -78,6 +91,8 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
 
   // Before Load; the intake is constructed after this object, because it is given this object.
   void AttachIntake(intake::Intake& intake) { intake_ = &intake; }
+  // Without one nobody is called when critical traps arrive.
+  void AttachNews(CriticalNews& news) { news_ = &news; }
   void SetListener(SystemsListener* listener) { listener_ = listener; }
 
   // At start-up: counts, asks, sets the bounds of all loads and the high-water mark, loads the counts, starts
@@ -90,6 +105,7 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   void LoadBegins() override;
   bool MayTake(const store::IncomingTrap&) const override { return true; }
   void TakeStored(const store::IncomingTrap& trap) override;
+  void TakeHidden(const store::IncomingTrap& trap) override;
   void LoadEnds(const intake::LoadOutcome& outcome) override;
 
   // One tick of tmrCheckTraps; nothing while shutting down.
@@ -99,7 +115,7 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   void ResolveNames();
 
   void NoteDelivered(const store::IncomingTrap& trap) override;
-  void UpdateSystemCounts(const store::IncomingTrap& trap) override;
+  void UpdateSystemCounts(const store::IncomingTrap& trap, intake::Arrival arrival) override;
   void RefreshStatus() override;  // also hands the changes since the last call to the listener
   // Applies the rule of the row colour to every row: one without unacknowledged traps has no news.
   void UpdateColors();
@@ -114,13 +130,15 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   const SystemRow& Row(std::size_t row) const { return shown_.Rows[row]; }
   const intake::System& SystemOfRow(std::size_t row) const;
   std::optional<std::size_t> RowOfSystem(const intake::System& system) const;
-  // The severity whose icon the row shows: of the first count from the left that is not zero.
+  // The severity whose icon the row shows: the worst one that has a count.
   std::optional<std::int32_t> RowSeverity(std::size_t row) const;
 
   // The exclusive time bound that acknowledges everything counted for the system.
   std::int32_t AcknowledgeBound(const intake::System& system) const;
 
-  std::array<std::string, kStatusTexts> StatusTexts() const;
+  NoRows WhyNoRows() const;
+
+  std::array<std::string, kStatusTexts> StatusTexts(NumberText number = PlainNumber) const;
   std::int64_t TrapsPerMinute() const;
 
  private:
@@ -129,6 +147,7 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
     std::vector<std::uint32_t> RowOfIndex;  // by index in Systems; kNoRow
     CountedTraps Traps;
     std::array<std::int64_t, 6> Totals{};  // by severity code
+    bool AnyHidden = false;                // by a filter
 
     std::uint32_t RowOf(std::size_t system) const;
     std::uint32_t AddRow(const SystemRow& row);
@@ -137,7 +156,7 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
 
   void LoadAtStart();
   void FindLowerBound();
-  std::optional<std::uint32_t> Count(Counts& counts, const store::IncomingTrap& trap);
+  std::optional<std::uint32_t> Count(Counts& counts, const store::IncomingTrap& trap, bool news);
   void TakeOut(const store::TrapSelection& traps);
   void Replace(Counts fresh);
   void TakeOut(const CountedTrap& trap);
@@ -154,6 +173,7 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   intake::ReceiverLibrary& library_;
   ViewOptionQuestion& question_;
   intake::Intake* intake_ = nullptr;
+  CriticalNews* news_ = nullptr;
   SystemsListener* listener_ = nullptr;
   bool started_ = false;  // the receiver link; ticks before it do nothing
   Counts shown_;

@@ -13,6 +13,8 @@
 #include <optional>
 #include <utility>
 
+#include "common/SourceOrder.h"
+#include "common/Translation.h"
 #include "common/qt/Icons.h"
 #include "common/qt/ListHabits.h"
 #include "common/qt/QtText.h"
@@ -37,7 +39,16 @@ std::int32_t CountIn(const SystemRow& row, int column) {
   return row.Counts[static_cast<std::size_t>(SeverityOf(column))];
 }
 
-// Numbers inside names and addresses count as numbers: router9 before router10.  The plain "C" locale has no
+// Addresses by their numbers, then names.
+struct NameKey {
+  SourceKey Address;
+  QCollatorSortKey Name;
+  bool operator<(const NameKey& other) const {
+    return Address == other.Address ? Name < other.Name : Address < other.Address;
+  }
+};
+
+// Numbers inside names count as numbers: router9 before router10.  The plain "C" locale has no
 // such order.
 QCollator NameOrder() {
   const QLocale locale;
@@ -88,6 +99,23 @@ QModelIndex SystemsTableModel::IndexOf(std::size_t row) const {
   return row < placeOf_.size() ? index(placeOf_[row], kNameColumn) : QModelIndex();
 }
 
+QModelIndex SystemsTableModel::NextWithTraps(int place, std::optional<std::int32_t> severity) const {
+  const int places = rowCount();
+  QModelIndex next;
+  for (int step = 1; step <= places; ++step) {
+    const QModelIndex candidate = index((place + step) % places, kNameColumn);
+    const SystemRow& row = systems_.Row(RowOf(candidate));
+    if ((severity ? row.Counts[static_cast<std::size_t>(*severity)] : row.Total()) == 0) {
+      continue;
+    }
+    if (row.News) {
+      return candidate;
+    }
+    next = next.isValid() ? next : candidate;
+  }
+  return next;
+}
+
 QString SystemsTableModel::TextOf(std::size_t row, int column) const {
   const intake::System& system = systems_.SystemOfRow(row);
   return ToVisibleQString(column == kNameColumn ? system.Name : system.Address);
@@ -110,8 +138,8 @@ QVariant SystemsTableModel::CountData(std::size_t row, int column, int role) con
       return static_cast<int>(Qt::AlignCenter);
     case Qt::AccessibleTextRole:
       return QStringLiteral("%1 %2").arg(count).arg(ToQString(store::SeverityName(SeverityOf(column))));
-    default:
-      return RowData(row, role);
+    default:  // a zero stays dim, also where there is news
+      return count == 0 ? QVariant() : RowData(row, role);
   }
 }
 
@@ -155,13 +183,14 @@ QVariant SystemsTableModel::headerData(int section, Qt::Orientation orientation,
   }
   switch (role) {
     case Qt::DisplayRole:
-      return ToQString(kSystemsCaptions[static_cast<std::size_t>(section)]);
+      return ToQString(Translated(kSystemsCaptions[static_cast<std::size_t>(section)]));
     case Qt::TextAlignmentRole:
       return static_cast<int>(IsCount(section) ? Qt::AlignCenter : Qt::AlignLeft | Qt::AlignVCenter);
     case Qt::InitialSortOrderRole:  // the most traps first
       return static_cast<int>(IsCount(section) ? Qt::DescendingOrder : Qt::AscendingOrder);
     default:
-      return HeaderHint(section, role, ToQString(kSystemsCaptions[static_cast<std::size_t>(section)]),
+      return HeaderHint(section, role,
+                        ToQString(Translated(kSystemsCaptions[static_cast<std::size_t>(section)])),
                         section == sortColumn_ ? std::optional(sortOrder_) : std::nullopt);
   }
 }
@@ -187,9 +216,10 @@ std::vector<int> SystemsTableModel::SortedOrder(std::size_t rows) const {
     sortBy(keys);
   } else {
     const QCollator nameOrder = NameOrder();
-    std::vector<QCollatorSortKey> keys;
+    std::vector<NameKey> keys;
     for (std::size_t row = 0; row < order.size(); ++row) {
-      keys.push_back(nameOrder.sortKey(TextOf(row, sortColumn_)));
+      const QString name = TextOf(row, sortColumn_);
+      keys.push_back({SourceKey(ToUtf8(name)), nameOrder.sortKey(name)});
     }
     sortBy(keys);
   }

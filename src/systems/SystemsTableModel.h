@@ -7,6 +7,8 @@
 #pragma once
 
 #include <QAbstractTableModel>
+#include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "systems/SystemsModel.h"
@@ -29,6 +31,10 @@ class SystemsTableModel : public QAbstractTableModel, public SystemsListener {
 
   std::size_t RowOf(const QModelIndex& index) const;  // in SystemsModel
   QModelIndex IndexOf(std::size_t row) const;         // column 0; invalid for a row not told yet
+
+  // The next system below this place that has traps of the severity, or any where none is given, going round
+  // at the end of the list; those with news come before all others.  Invalid when there is none.
+  QModelIndex NextWithTraps(int place, std::optional<std::int32_t> severity) const;
 
   void KeepPlaces(bool keep) { keepPlaces_ = keep; }
 

@@ -5,17 +5,19 @@
 #include <QKeySequence>
 #include <QLabel>
 #include <QShortcut>
+#include <QStatusBar>
 #include <QTimer>
 #include <algorithm>
-#include <charconv>
-#include <cstdlib>
+#include <iterator>
 #include <string>
 
+#include "common/Translation.h"
 #include "common/qt/ColumnWidths.h"
 #include "common/qt/CountPillDelegate.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
 #include "common/qt/QtText.h"
+#include "common/qt/StatusText.h"
 #include "systems/SystemsTableModel.h"
 #include "ui_frmDevices.h"
 
@@ -30,6 +32,18 @@ constexpr int kMostNameWidth = 380;
 constexpr int kLeastAddressWidth = 150;
 constexpr int kMostAddressWidth = 290;  // the longest IPv6 address
 constexpr int kCountWidth = 88;
+
+// The status texts that lead to what they count.
+struct TotalText {
+  std::size_t Text;
+  std::optional<std::int32_t> Severity;  // none: any
+  std::string_view Hint;
+};
+constexpr TotalText kTotals[] = {
+    {1, 5, Translatable("Select the next system that has critical traps, those with news first")},
+    {2, 4, Translatable("Select the next system that has warnings, those with news first")},
+    {3, 3, Translatable("Select the next system that has major traps, those with news first")},
+    {4, {}, Translatable("Select the next system that has traps, those with news first")}};
 
 }  // namespace
 
@@ -59,16 +73,12 @@ void frmDevices::SetUpList() {
     list.setItemDelegateForColumn(static_cast<int>(kFirstCountColumn + i),
                                   new CountPillDelegate(kCountColumnSeverities[i], &list));
   }
-  QHeaderView& header = *list.horizontalHeader();
-  header.setSortIndicatorClearable(true);
-  RestoreSorting();
-  list.setSortingEnabled(true);
-  connect(&header, &QHeaderView::sortIndicatorChanged, this, &frmDevices::SaveSorting);
+  KeepSorting(list, desk_.Settings, std::string(kSortingSetting));
   widths_ = std::make_unique<ColumnWidths>(list, desk_.Settings, "SystemsColumnWidths",
                                            static_cast<int>(kSystemsCaptions.size()));
   FillWidth();
   list.viewport()->installEventFilter(this);
-  SetEmptyText(list, QStringLiteral("No traps from any system yet"));
+  SetEmptyText(list, EmptyText());
   CopyRowsByShortcut(list);
   SortByShortcuts(list);
 
@@ -88,10 +98,21 @@ void frmDevices::SetUpList() {
 }
 
 void frmDevices::SetUpStatusBar() {
-  for (std::size_t i = 0; i < statusLabels_.size(); ++i) {
-    statusLabels_[i] = AddStatusText(*ui_->sbDevicesInfo, QStringLiteral("sbDevicesInfoText%1").arg(i + 1));
+  QStatusBar& bar = *ui_->sbDevicesInfo;
+  for (std::size_t i = 0; i < showStatusText_.size(); ++i) {
+    const QString name = QStringLiteral("sbDevicesInfoText%1").arg(i + 1);
+    const auto* total = std::ranges::find(kTotals, i, &TotalText::Text);
+    if (total == std::end(kTotals)) {
+      QLabel* label = AddStatusText(bar, name);
+      showStatusText_[i] = [label](const QString& text) { label->setText(text); };
+      continue;
+    }
+    StatusButton* button = AddStatusButton(bar, name, ToQString(Translated(total->Hint)));
+    connect(button, &QAbstractButton::clicked, this,
+            [this, severity = total->Severity] { SelectNext(severity); });
+    showStatusText_[i] = [button](const QString& text) { button->setText(text); };
   }
-  filtersLabel_ = AddStatusText(*ui_->sbDevicesInfo, QStringLiteral("lblFilters"));
+  filtersLabel_ = AddStatusText(bar, QStringLiteral("lblFilters"));
   connect(table_, &SystemsTableModel::StatusTextsChanged, this, &frmDevices::ShowStatus);
   ShowStatus();
 }
@@ -164,24 +185,6 @@ void frmDevices::FillWidth() {
   widths_->Set(widths);
 }
 
-// The order the operator left: the column from 1, negative when descending, 0 for the order of arrival.
-void frmDevices::RestoreSorting() {
-  const std::string text = desk_.Settings.GetSetting(platform::kSettingsSection, kSortingSetting, {});
-  int kept = 0;
-  std::from_chars(text.data(), text.data() + text.size(), kept);
-  const int columns = table_->columnCount();
-  if (kept < -columns || kept > columns) {
-    kept = 0;
-  }
-  ui_->lvDevices->horizontalHeader()->setSortIndicator(std::abs(kept) - 1,
-                                                       kept < 0 ? Qt::DescendingOrder : Qt::AscendingOrder);
-}
-
-void frmDevices::SaveSorting(int column, Qt::SortOrder order) {
-  const int kept = order == Qt::DescendingOrder ? -(column + 1) : column + 1;
-  desk_.Settings.SaveSetting(platform::kSettingsSection, kSortingSetting, std::to_string(kept));
-}
-
 // Whoever points into the list, or works in it by keyboard with a row selected, must find the row where it
 // is.
 bool frmDevices::OperatorReads() const {
@@ -190,11 +193,46 @@ bool frmDevices::OperatorReads() const {
 }
 
 void frmDevices::ShowStatus() {
-  const auto texts = model_.StatusTexts();
+  const auto texts = model_.StatusTexts(GroupedNumber);
   for (std::size_t i = 0; i < texts.size(); ++i) {
-    statusLabels_[i]->setText(ToQString(texts[i]));
+    showStatusText_[i](ToQString(texts[i]));
   }
   filtersLabel_->setText(ToQString(params::FiltersInForceText(filters_.Filters().size())));
+  SetEmptyText(*ui_->lvDevices, EmptyText());
+}
+
+void frmDevices::SayHowToSend(const std::string& words) {
+  howToSend_ = ToQString(words);
+  SetEmptyText(*ui_->lvDevices, EmptyText());
+}
+
+QString frmDevices::EmptyText() const {
+  switch (model_.WhyNoRows()) {
+    case NoRows::NotLoaded:
+      return tr("Not loaded");
+    case NoRows::NoneEver:
+      return tr("No traps from any system yet") + QStringLiteral("\n\n") + howToSend_;
+    case NoRows::NoNewTraps:
+      return tr("No new traps from any system yet");
+    case NoRows::Hidden:
+      return tr("All unacknowledged traps are hidden by filters");
+    case NoRows::NoTraps:
+      break;
+  }
+  return tr("No unacknowledged traps from any system");
+}
+
+// The list has the keyboard afterwards: Enter opens the system's window.
+void frmDevices::SelectNext(std::optional<std::int32_t> severity) {
+  QTableView& list = *ui_->lvDevices;
+  const QModelIndex current = list.selectionModel()->hasSelection() ? list.currentIndex() : QModelIndex();
+  const QModelIndex next = table_->NextWithTraps(current.row(), severity);
+  if (next.isValid()) {
+    list.selectionModel()->setCurrentIndex(next,
+                                           QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+    list.scrollTo(next);
+    list.setFocus();
+  }
 }
 
 void frmDevices::ClearNewsOfSelection() {

@@ -7,7 +7,11 @@
 #include <QPoint>
 #include <QWidget>
 #include <array>
+#include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 #include <vector>
 
 #include "common/Desk.h"
@@ -48,6 +52,9 @@ class frmDevices : public QWidget, public Form {
   void Custom_Activate();  // this window became the active child
   void StopTimers();
 
+  // What the empty list says before the first trap, below that there is none: see intake/FirstTrap.h.
+  void SayHowToSend(const std::string& words);
+
   // The system of the selected row; null when no row is selected.
   const intake::System* SelectedSystem() const;
   // Opens the Traps window of the selected system; nothing without one.
@@ -68,10 +75,10 @@ class frmDevices : public QWidget, public Form {
   void SetUpStatusBar();
   void SetUpTimers();
   void FillWidth();
-  void RestoreSorting();
-  void SaveSorting(int column, Qt::SortOrder order);
   void RequestPopUp(const QPoint& position);
   void ShowStatus();
+  QString EmptyText() const;
+  void SelectNext(std::optional<std::int32_t> severity);
   void ClearNewsOfSelection();
   void KeepSelection();
   void RestoreSelection();
@@ -90,8 +97,10 @@ class frmDevices : public QWidget, public Form {
   SystemsTableModel* table_ = nullptr;
   QTimer* tmrCheckTraps_ = nullptr;
   QTimer* tmrResolve_ = nullptr;
-  std::array<QLabel*, kStatusTexts> statusLabels_{};
+  // Into labels, and into buttons where what is counted can be looked for.
+  std::array<std::function<void(const QString&)>, kStatusTexts> showStatusText_;
   QLabel* filtersLabel_ = nullptr;
+  QString howToSend_;
 
   // What the operator had before the rows were loaded again.
   std::vector<const intake::System*> selectedBefore_;

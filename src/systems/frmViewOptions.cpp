@@ -11,12 +11,12 @@ frmViewOptions::frmViewOptions(std::int64_t unacknowledgedTraps, std::int32_t ma
     : QDialog(parent), ui_(std::make_unique<Ui::frmViewOptions>()) {
   ui_->setupUi(this);
   setWindowFlag(Qt::WindowContextHelpButtonHint, false);
-  ui_->lblMessage->setText(QStringLiteral("There are %1 unacknowledged traps. Loading all may cause delay.\n"
-                                          "Please select a view option.")
+  ui_->lblMessage->setText(tr("There are %L1 unacknowledged traps. Loading all may cause delay.\n"
+                              "Please select a view option.")
                                .arg(unacknowledgedTraps));
   ui_->optLoadRecentTraps->setText(
-      QStringLiteral("Load Recent Traps (upto maximum traps view limit, currently: %1)").arg(maxViewTraps));
-  QPushButton* cmdOK = ui_->buttons->addButton(QStringLiteral("OK"), QDialogButtonBox::AcceptRole);
+      tr("Load Recent Traps (upto maximum traps view limit, currently: %L1)").arg(maxViewTraps));
+  QPushButton* cmdOK = ui_->buttons->addButton(tr("OK"), QDialogButtonBox::AcceptRole);
   cmdOK->setObjectName(QStringLiteral("cmdOK"));
   cmdOK->setDefault(true);
   connect(ui_->buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);

@@ -10,8 +10,10 @@
 #include "common/Prompts.h"
 #include "common/ReplacedFile.h"
 #include "common/Text.h"
+#include "common/Translation.h"
 #include "store/Codes.h"
 #include "store/DateTimeText.h"
+#include "store/EventTime.h"
 #include "traplist/CsvLine.h"
 #include "traplist/SharedLines.h"
 
@@ -113,8 +115,8 @@ class TrapLines {
   CsvLine line_;
 };
 
-// A name that every common file system takes, made from a window's caption.
-std::string SuggestedName(std::string_view caption) {
+// A name that every common file system takes, made from a window's caption, with the day.
+std::string SuggestedName(std::string_view caption, const store::LocalDateTime& today) {
   std::string name = VisibleText(caption);
   std::size_t end = std::min(name.size(), kLongestName);
   while (end < name.size() && (static_cast<unsigned char>(name[end]) & 0xC0U) == 0x80U) {
@@ -126,12 +128,13 @@ std::string SuggestedName(std::string_view caption) {
   // A dot in front hides a file, blanks and dots at its end get lost on some systems.
   name.erase(0, name.find_first_not_of(" ."));
   name.erase(name.find_last_not_of(" .") + 1);
-  return fmt::format("{}.{}", name.empty() ? "Traps" : name, kExtension);
+  return fmt::format("{} {:04}-{:02}-{:02}.{}", name.empty() ? "Traps" : name, today.Year, today.Month,
+                     today.Day, kExtension);
 }
 
 // Empty, or why the file could not be written.
 std::string WriteFile(BusyIndicator& indicator, const std::string& path, const ShownTraps& traps) {
-  const BusyScope busy(indicator, "Exporting Trap(s)");
+  const BusyScope busy(indicator, Translated("Exporting Trap(s)"));
   ReplacedFile file(path);
   TrapLines lines(traps);
   file.Write(kByteOrderMark);
@@ -148,18 +151,22 @@ std::string WriteFile(BusyIndicator& indicator, const std::string& path, const S
 
 }  // namespace
 
-void ExportTraps(Desk& desk, std::string_view caption, const ShownTraps& traps) {
-  const std::optional<std::string> path = desk.Prompt.AskSaveFile({.Caption = "Export Trap(s)",
-                                                                   .Path = SuggestedName(caption),
-                                                                   .Kind = "CSV files",
-                                                                   .Extension = std::string(kExtension)});
+std::optional<std::string> ExportTraps(Desk& desk, std::string_view caption, const ShownTraps& traps) {
+  const store::LocalDateTime today =
+      store::EventTimeToLocal(desk.Clock.UtcSeconds(), desk.State.gTimeZoneBias);
+  std::optional<std::string> path = desk.Prompt.AskSaveFile({.Caption = Translated("Export Trap(s)"),
+                                                             .Path = SuggestedName(caption, today),
+                                                             .Kind = Translated("CSV files"),
+                                                             .Extension = std::string(kExtension)});
   if (!path) {
-    return;
+    return std::nullopt;
   }
   if (const std::string error = WriteFile(desk.Busy, *path, traps); !error.empty()) {
     desk.Prompt.Show(fmt::format("The traps could not be exported to the file \"{}\".\n{}.", *path, error),
                      PromptIcon::Exclamation);
+    return std::nullopt;
   }
+  return path;
 }
 
 }  // namespace korvane::traplist

@@ -2,6 +2,8 @@
 // spreadsheet would run as a formula is defused.  User-interface thread.
 #pragma once
 
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "common/Desk.h"
@@ -9,8 +11,8 @@
 
 namespace korvane::traplist {
 
-// Asks where to, writes with progress, and says what went wrong; a file that was there is replaced only by a
-// whole new one.
-void ExportTraps(Desk& desk, std::string_view caption, const ShownTraps& traps);
+// Asks where to, proposing a name of the caption and today's date, writes with progress, and says what went
+// wrong; a file that was there is replaced only by a whole new one.  The path of what was written.
+std::optional<std::string> ExportTraps(Desk& desk, std::string_view caption, const ShownTraps& traps);
 
 }  // namespace korvane::traplist

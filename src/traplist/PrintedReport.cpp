@@ -7,6 +7,7 @@
 
 #include "common/ReplacedFile.h"
 #include "common/Text.h"
+#include "common/Translation.h"
 #include "store/Codes.h"
 #include "store/DateTimeText.h"
 #include "store/EventTime.h"
@@ -41,9 +42,9 @@ class ReportText {
   }
 
   void AddHeader(std::string_view caption, std::int64_t now) {
-    Text += "Korvane - ";
+    Text += Translated("Korvane - ");
     AppendVisible(Text, caption);
-    Text += "\r\nGenerated On: ";
+    Text += Translated("\r\nGenerated On: ");
     Text += store::FormatDateTime(store::EventTimeToLocal(now, traps_.TimeZoneBias));
     Text += "\r\n\r\n";
     Text += kDoubleLine;
@@ -59,10 +60,10 @@ class ReportText {
       Text += "\r\n";
       Text += kSingleLine;
     }
-    Text += "\r\nDate & Time:\t\t";
+    Text += Translated("\r\nDate & Time:\t\t");
     Text += dates_.Of(trap.EventTime);
     Text += afterDate;
-    Text += store::SeverityName(trap.Severity);
+    Text += Translated(store::SeverityName(trap.Severity));
     Text += kind.AfterSeverity;
     AppendVisible(Text, trap.VarBinds);
     Text += kind.AfterBindings;
@@ -84,26 +85,26 @@ class ReportText {
   };
 
   std::string LinesAfterDate(const store::IncomingTrap& trap) const {
-    std::string lines = "\r\nSource:\t\t\t";
+    std::string lines = Translated("\r\nSource:\t\t\t");
     AppendVisible(lines, traps_.SourceText(trap));
-    lines += "\r\nIP Address:\t\t";
+    lines += Translated("\r\nIP Address:\t\t");
     AppendVisible(lines, trap.SystemAddress);
-    lines += "\r\nSeverity:\t\t";
+    lines += Translated("\r\nSeverity:\t\t");
     return lines;
   }
 
   static KindLines LinesOfKind(const store::IncomingTrap& trap) {
     KindLines lines;
-    lines.AfterSeverity = "\r\nGeneric:\t\t";
+    lines.AfterSeverity = Translated("\r\nGeneric:\t\t");
     lines.AfterSeverity += store::GenericTrapName(trap.GenericTrap);
-    lines.AfterSeverity += "\r\nEnterprise:\t\t";
+    lines.AfterSeverity += Translated("\r\nEnterprise:\t\t");
     AppendVisible(lines.AfterSeverity, trap.EnterpriseName());
-    lines.AfterSeverity += "\r\nTrap Name:\t\t";
+    lines.AfterSeverity += Translated("\r\nTrap Name:\t\t");
     AppendVisible(lines.AfterSeverity, trap.TrapName());
-    lines.AfterSeverity += "\r\nVariable Binds:\t\t";
-    lines.AfterBindings = "\r\nMore Information:\t";
+    lines.AfterSeverity += Translated("\r\nVariable Binds:\t\t");
+    lines.AfterBindings = Translated("\r\nMore Information:\t");
     AppendIndented(lines.AfterBindings, trap.FurtherDescription());
-    lines.AfterBindings += "\r\nUser Notes:\t\t";
+    lines.AfterBindings += Translated("\r\nUser Notes:\t\t");
     return lines;
   }
 
@@ -116,7 +117,7 @@ class ReportText {
 // Empty, or why the file could not be written.
 std::string WriteReport(Desk& desk, const std::string& path, std::string_view caption,
                         const ShownTraps& traps) {
-  const BusyScope busy(desk.Busy, "Generating...");
+  const BusyScope busy(desk.Busy, Translated("Generating..."));
   ReplacedFile file(path, FileUse::Scratch);
   ReportText report(traps);
   report.AddHeader(caption, desk.Clock.UtcSeconds());
@@ -145,13 +146,13 @@ ReportPrinter::ReportPrinter(Desk& desk, platform::Programs& programs, std::stri
 void ReportPrinter::Print(std::string_view caption, const ShownTraps& traps) {
   const std::string path = fmt::format("{}/{}", installPath_, kPrintFile);
   if (const std::string error = WriteReport(desk_, path, caption, traps); !error.empty()) {
-    desk_.Prompt.Show(fmt::format("The report could not be written to the file \"{}\".\n{}.", path, error),
+    desk_.Prompt.Show(Phrase("The report could not be written to the file \"{}\".\n{}.", path, error),
                       PromptIcon::Exclamation);
     return;
   }
   if (!programs_.Start(kEditor, {path})) {
     desk_.Prompt.Show(
-        fmt::format("Could not load 'NOTEPAD.EXE'. Please open the file \"{}\" in a text editor.", path),
+        Phrase("Could not load 'NOTEPAD.EXE'. Please open the file \"{}\" in a text editor.", path),
         PromptIcon::Exclamation);
   }
 }

@@ -7,6 +7,9 @@
 #include <random>
 #include <utility>
 
+#include "common/SourceOrder.h"
+#include "store/Codes.h"
+
 namespace korvane::traplist {
 
 namespace {
@@ -49,21 +52,34 @@ std::size_t CommonLength(std::string_view a, std::string_view b, std::size_t fro
   return at;
 }
 
+// A source as it is compared with many others.
+struct ComparedSource {
+  SourceKey Key;
+  std::string_view Text;
+};
+
+int CompareSources(const ComparedSource& a, const ComparedSource& b) {
+  if (a.Key != b.Key) {
+    return a.Key < b.Key ? -1 : 1;
+  }
+  return CompareTexts(a.Text, b.Text);
+}
+
 // Numbers in the order of the texts that stand behind them, equal texts with equal numbers.
 // texts[i].data() == nullptr: not in use.
-std::vector<std::uint32_t> Ranks(const std::vector<std::string_view>& texts) {
+template <class Compare>
+std::vector<std::uint32_t> Ranks(const std::vector<std::string_view>& texts, Compare compare) {
   std::vector<std::uint32_t> used;
   for (std::uint32_t i = 0; i < texts.size(); ++i) {
     if (texts[i].data() != nullptr) {
       used.push_back(i);
     }
   }
-  std::sort(used.begin(), used.end(),
-            [&](std::uint32_t a, std::uint32_t b) { return CompareTexts(texts[a], texts[b]) < 0; });
+  std::sort(used.begin(), used.end(), [&](std::uint32_t a, std::uint32_t b) { return compare(a, b) < 0; });
   std::vector<std::uint32_t> ranks(texts.size());
   std::uint32_t rank = 0;
   for (std::size_t i = 0; i < used.size(); ++i) {
-    if (i > 0 && CompareTexts(texts[used[i - 1]], texts[used[i]]) != 0) {
+    if (i > 0 && compare(used[i - 1], used[i]) != 0) {
       ++rank;
     }
     ranks[used[i]] = rank;
@@ -197,9 +213,20 @@ std::string_view TextAt(const TrapRows& rows, SourceShown shown, TrapColumn colu
     case TrapColumn::Variables:
       return rows.VarBindsAt(row);
     case TrapColumn::DateTime:
+    case TrapColumn::Severity:
       break;
   }
   return {};
+}
+
+std::vector<std::uint32_t> RanksOfSources(const std::vector<std::string_view>& texts) {
+  std::vector<ComparedSource> sources;
+  sources.reserve(texts.size());
+  for (const std::string_view text : texts) {
+    sources.push_back({SourceKey(text), text});
+  }
+  return Ranks(texts,
+               [&](std::uint32_t a, std::uint32_t b) { return CompareSources(sources[a], sources[b]); });
 }
 
 // Texts that rows share are compared once each, not once per row.
@@ -213,7 +240,10 @@ void SetSharedKeys(const TrapRows& rows, SourceShown shown, TrapColumn column, K
       text = TextAt(rows, shown, column, entry.Row);
     }
   }
-  const std::vector<std::uint32_t> ranks = Ranks(texts);
+  const std::vector<std::uint32_t> ranks =
+      source
+          ? RanksOfSources(texts)
+          : Ranks(texts, [&](std::uint32_t a, std::uint32_t b) { return CompareTexts(texts[a], texts[b]); });
   for (Keyed& entry : keyed) {
     entry.Key = ranks[shareOf(entry.Row)];
   }
@@ -232,16 +262,42 @@ int CompareTexts(std::string_view a, std::string_view b) {
 TrapSort::TrapSort(const TrapRows& rows, SourceShown shown, TrapSorting sorting)
     : rows_(&rows), shown_(shown), sorting_(sorting) {}
 
+// Reading an address costs more than comparing two, and a row is compared many times.
+SourceKey TrapSort::KeyOfSource(std::uint32_t row) const {
+  const std::uint32_t origin = rows_->OriginAt(row);
+  if (origin >= sources_.size()) {
+    sources_.resize(rows_->OriginBound());
+  }
+  std::optional<SourceKey>& key = sources_[origin];
+  if (!key) {
+    key.emplace(TextAt(*rows_, shown_, TrapColumn::Source, row));
+  }
+  return *key;
+}
+
 int TrapSort::Compare(std::uint32_t a, std::uint32_t b) const {
   if (sorting_.Descending) {
     std::swap(a, b);
   }
-  if (sorting_.Column == TrapColumn::DateTime) {
-    const std::int32_t timeA = rows_->EventTimeAt(a);
-    const std::int32_t timeB = rows_->EventTimeAt(b);
-    return timeA == timeB ? 0 : (timeA < timeB ? -1 : 1);
+  const auto numbers = [](std::int32_t ofA, std::int32_t ofB) {
+    return ofA == ofB ? 0 : (ofA < ofB ? -1 : 1);
+  };
+  const auto textAt = [this](std::uint32_t row) { return TextAt(*rows_, shown_, sorting_.Column, row); };
+  switch (sorting_.Column) {
+    case TrapColumn::DateTime:
+      return numbers(rows_->EventTimeAt(a), rows_->EventTimeAt(b));
+    case TrapColumn::Severity:
+      return numbers(store::SeverityRank(rows_->SeverityAt(a)), store::SeverityRank(rows_->SeverityAt(b)));
+    case TrapColumn::Source:
+      if (rows_->OriginAt(a) == rows_->OriginAt(b)) {
+        return 0;
+      }
+      return CompareSources({KeyOfSource(a), textAt(a)}, {KeyOfSource(b), textAt(b)});
+    case TrapColumn::TrapName:
+    case TrapColumn::Variables:
+      break;
   }
-  return CompareTexts(TextAt(*rows_, shown_, sorting_.Column, a), TextAt(*rows_, shown_, sorting_.Column, b));
+  return CompareTexts(textAt(a), textAt(b));
 }
 
 void TrapSort::Sort(std::span<std::uint32_t> rows) const {
@@ -255,6 +311,12 @@ void TrapSort::Sort(std::span<std::uint32_t> rows) const {
       for (Keyed& entry : keyed) {
         // The sign turned, so that times before 1970 come first.
         entry.Key = static_cast<std::uint32_t>(rows_->EventTimeAt(entry.Row)) ^ 0x80000000U;
+      }
+      SortByKey(keyed, sorting_.Descending);
+      break;
+    case TrapColumn::Severity:
+      for (Keyed& entry : keyed) {
+        entry.Key = static_cast<std::uint64_t>(store::SeverityRank(rows_->SeverityAt(entry.Row)));
       }
       SortByKey(keyed, sorting_.Descending);
       break;

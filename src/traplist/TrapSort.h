@@ -1,22 +1,26 @@
-// Sorting the rows of a list of traps by a column, all at once or, for a list of a million rows, in portions
-// between which the window paints.  Orders row numbers and copies no row; the rows must outlive it.
-// User-interface thread only.
+// Sorting the rows of a list of traps by a column or by severity, all at once or, for a list of a million
+// rows, in portions between which the window paints.  Orders row numbers and copies no row; the rows must
+// outlive it. User-interface thread only.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "common/SourceOrder.h"
 #include "traplist/TrapRows.h"
 
 namespace korvane::traplist {
 
-enum class TrapColumn : int { DateTime = 0, Source = 1, TrapName = 2, Variables = 3 };
-inline constexpr int kTrapColumns = 4;
+// Severity is the picture at the beginning of a row and has no column of its own, but rows sort by it.
+enum class TrapColumn : int { DateTime = 0, Source = 1, TrapName = 2, Variables = 3, Severity = 4 };
+inline constexpr int kTrapColumns = 4;  // that are shown
+inline constexpr int kTrapSortKeys = 5;
 
 // What the "Source" column shows: Traps windows the source text, reports the system's name.
 enum class SourceShown { SourceText, SystemName };
@@ -27,6 +31,7 @@ struct TrapSorting {
   bool operator==(const TrapSorting&) const = default;
 };
 
+// For as long as no row goes.
 class TrapSort {
  public:
   TrapSort(const TrapRows& rows, SourceShown shown, TrapSorting sorting);
@@ -39,9 +44,12 @@ class TrapSort {
   bool Precedes(std::uint32_t a, std::uint32_t b) const { return Compare(a, b) < 0; }
 
  private:
+  SourceKey KeyOfSource(std::uint32_t row) const;
+
   const TrapRows* rows_;
   SourceShown shown_;
   TrapSorting sorting_;
+  mutable std::vector<std::optional<SourceKey>> sources_;  // by origin, as far as they were compared
 };
 
 // The first rows of a list in the order that one sort of them all would give.  They are dealt out to parts of

@@ -5,12 +5,14 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QShortcut>
 #include <QTableView>
 #include <QToolButton>
 #include <algorithm>
 #include <chrono>
 
+#include "common/Translation.h"
 #include "common/qt/Icons.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/QtText.h"
@@ -70,15 +72,15 @@ void FindBar::SetUpControls() {
   noHits_->setObjectName(QStringLiteral("actNoHits"));
   noHits_->setToolTip(tr("No traps found"));
   noHits_->setVisible(false);
-  previous_ =
-      AddButton(QStringLiteral("cmdFindPrevious"), ToolbarIcon("Previous"), tr("Previous"), tr("Shift+F3"));
-  next_ = AddButton(QStringLiteral("cmdFindNext"), ToolbarIcon("Next"), tr("Next"), tr("F3"));
+  previous_ = AddButton(QStringLiteral("cmdFindPrevious"), ToolbarIcon(Translated("Previous")),
+                        tr("Previous"), tr("Shift+F3"));
+  next_ = AddButton(QStringLiteral("cmdFindNext"), ToolbarIcon(Translated("Next")), tr("Next"), tr("F3"));
   count_ = new QLabel(this);
   count_->setObjectName(QStringLiteral("lblFound"));
   count_->setTextFormat(Qt::PlainText);
   count_->setMinimumWidth(1);
   QToolButton* close =
-      AddButton(QStringLiteral("cmdFindClose"), ToolbarIcon("Close"), tr("Close"), tr("Esc"));
+      AddButton(QStringLiteral("cmdFindClose"), ToolbarIcon(Translated("Close")), tr("Close"), tr("Esc"));
 
   auto* row = new QHBoxLayout(this);
   row->setContentsMargins(kSpacing, kSpacing, kSpacing, kSpacing);
@@ -221,7 +223,8 @@ QString FindBar::CountText() const {
   if (!finder_.HasText()) {
     return {};
   }
-  const QString hits = QString::number(finder_.Hits());
+  const QLocale locale;
+  const QString hits = locale.toString(static_cast<qulonglong>(finder_.Hits()));
   if (looking_) {
     return tr("Searching… %1").arg(hits);
   }
@@ -232,7 +235,7 @@ QString FindBar::CountText() const {
   const std::size_t number =
       selected ? finder_.NumberOf(table_.Shown(), static_cast<std::size_t>(*selected)) : 0;
   if (number > 0) {
-    return tr("%1 of %2").arg(QString::number(number), hits);
+    return tr("%1 of %2").arg(locale.toString(static_cast<qulonglong>(number)), hits);
   }
   return finder_.Hits() == 1 ? tr("1 trap found") : tr("%1 traps found").arg(hits);
 }

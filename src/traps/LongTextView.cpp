@@ -74,12 +74,24 @@ BrokenText Broken(std::string_view text) {
 
 }  // namespace
 
+QSize LeastTextBox(const QPlainTextEdit& box) {
+  constexpr int kLeastLines = 2;
+  constexpr int kLeastCharacters = 20;
+  const QFontMetrics metrics = box.fontMetrics();
+  const int edge = 2 * (box.frameWidth() + static_cast<int>(box.document()->documentMargin()));
+  return {metrics.averageCharWidth() * kLeastCharacters + edge, metrics.lineSpacing() * kLeastLines + edge};
+}
+
 LongTextView::LongTextView(QWidget* parent) : QPlainTextEdit(parent) {
   setReadOnly(true);
   setUndoRedoEnabled(false);
   setTabChangesFocus(true);
   viewport()->setBackgroundRole(QPalette::Window);  // nothing can be typed here
   setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+}
+
+QSize LongTextView::minimumSizeHint() const {
+  return LeastTextBox(*this);
 }
 
 void LongTextView::SetText(std::string_view text) {

@@ -8,6 +8,9 @@
 
 namespace korvane::traps {
 
+// Two lines of a text box of several: a dialog that has no more room goes on to be of use.
+QSize LeastTextBox(const QPlainTextEdit& box);
+
 class LongTextView : public QPlainTextEdit {
   Q_OBJECT
 
@@ -15,6 +18,8 @@ class LongTextView : public QPlainTextEdit {
   explicit LongTextView(QWidget* parent = nullptr);
 
   void SetText(std::string_view text);
+
+  QSize minimumSizeHint() const override;
 
  protected:
   QMimeData* createMimeDataFromSelection() const override;

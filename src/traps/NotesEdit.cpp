@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "common/qt/QtText.h"
+#include "traps/LongTextView.h"
 
 namespace korvane::traps {
 namespace {
@@ -37,6 +38,10 @@ std::string TextOf(const QTextDocument& document) {
 
 NotesEdit::NotesEdit(QWidget* parent) : QPlainTextEdit(parent) {
   setTabChangesFocus(true);
+}
+
+QSize NotesEdit::minimumSizeHint() const {
+  return LeastTextBox(*this);
 }
 
 void NotesEdit::SetNotes(std::string_view notes) {

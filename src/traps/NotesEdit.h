@@ -20,6 +20,8 @@ class NotesEdit : public QPlainTextEdit {
   // What it would hold of these notes: broken bytes and other line breaks do not come back as they were.
   static std::string Unedited(std::string_view notes);
 
+  QSize minimumSizeHint() const override;
+
  protected:
   void insertFromMimeData(const QMimeData* source) override;
 

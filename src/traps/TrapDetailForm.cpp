@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/Translation.h"
 #include "store/Codes.h"
 #include "store/EventTime.h"
 #include "store/FailureWords.h"
@@ -14,7 +15,9 @@ namespace korvane::traps {
 
 namespace {
 
-constexpr const char* kNotAcknowledged = "No";
+constexpr std::string_view kNotAcknowledged = Translatable("No");
+constexpr std::string_view kByNobodyKnown = Translatable("Yes");
+constexpr std::string_view kNotStored = Translatable("No longer in the store");
 constexpr std::string_view kBetweenTexts = "----------";
 
 // The first line, without its end; the text goes on behind it.
@@ -42,11 +45,11 @@ std::string_view BehindCommonLines(std::string_view text, std::string_view other
 
 std::string AcknowledgedText(const std::optional<store::ChangeStamp>& by, std::int32_t timeZoneBias) {
   const std::string known = by ? store::WhoAndWhenText(*by, timeZoneBias) : std::string();
-  return known.empty() ? "Yes" : fmt::format("By {}", known);
+  return known.empty() ? Translated(kByNobodyKnown) : Phrase("By {}", known);
 }
 
 std::string AcknowledgedText(const traplist::ShownTraps& list, const store::IncomingTrap& trap) {
-  return trap.EventAck == 0 ? kNotAcknowledged
+  return trap.EventAck == 0 ? Translated(kNotAcknowledged)
                             : AcknowledgedText(list.AcknowledgedBy(trap), list.TimeZoneBias);
 }
 
@@ -69,14 +72,16 @@ TrapDetail DetailOf(const traplist::ShownTraps& list, std::size_t position) {
           .EventTime = trap.EventTime,
           .SeverityCode = trap.Severity,
           .StoredSource = std::string(trap.Source),
+          .SystemName = std::string(trap.SystemName),
           .DateTime = store::FormatDateTime(store::EventTimeToLocal(trap.EventTime, list.TimeZoneBias)),
           .Source = std::string(list.SourceText(trap)),
           .IPAddress = std::string(trap.SystemAddress),
-          .Severity = std::string(store::SeverityName(trap.Severity)),
+          .Severity = Translated(store::SeverityName(trap.Severity)),
           .Enterprise = fmt::format("{} ({})", trap.EnterpriseName(), trap.EnterpriseOid),
           .Generic = std::string(store::GenericTrapName(trap.GenericTrap)),
           .TrapID = fmt::format("{} ({})", trap.TrapName(), trap.SpecificTrap),
           .IsAcknowledged = trap.EventAck != 0,
+          .IsGone = false,
           .Acknowledged = AcknowledgedText(list, trap),
           .VarBinds = std::string(trap.VarBinds),
           .MoreInformation = std::string(trap.FurtherDescription()),
@@ -84,12 +89,13 @@ TrapDetail DetailOf(const traplist::ShownTraps& list, std::size_t position) {
 }
 
 TrapDetailForm::TrapDetailForm(store::Connection& connection, intake::ViewWindows& windows, Prompts& prompts,
-                               Unedited unedited, AskChoice askChoice)
+                               Unedited unedited, AskChoice askChoice, AcknowledgeTrap acknowledge)
     : connection_(connection),
       windows_(windows),
       prompts_(prompts),
       unedited_(std::move(unedited)),
-      askChoice_(std::move(askChoice)) {}
+      askChoice_(std::move(askChoice)),
+      acknowledge_(std::move(acknowledge)) {}
 
 void TrapDetailForm::Show(const traplist::ShownTraps& list, std::size_t position) {
   shown_ = {.Trap = DetailOf(list, position), .Place = FollowedTrap(list, position)};
@@ -150,21 +156,31 @@ std::string TrapDetailForm::NotesNews(std::int32_t timeZoneBias) const {
   const std::string known = store::WhoAndWhenText(news->second.Stamp, timeZoneBias);
   const std::string by = known.empty() ? "meanwhile" : fmt::format("by {}", known);
   return drafts_.contains(shown_.Trap.SequenceNumber)
-             ? fmt::format("The stored notes were changed {}. OK shows both texts.", by)
-             : fmt::format("Changed {}.", by);
+             ? Phrase("The stored notes were changed {}. OK shows both texts.", by)
+             : Phrase("Changed {}.", by);
 }
 
 bool TrapDetailForm::ApplyChange(const store::Change& change, std::int32_t timeZoneBias) {
+  using store::ChangeKind;
   TrapDetail& trap = shown_.Trap;
-  const bool acknowledged = change.Kind == store::ChangeKind::Acknowledged;
-  if ((!acknowledged && change.Kind != store::ChangeKind::Unacknowledged) ||
-      trap.IsAcknowledged == acknowledged ||
-      !change.Traps.Contains(trap.SequenceNumber, trap.StoredSource, trap.EventTime)) {
+  const bool acknowledged = change.Kind == ChangeKind::Acknowledged;
+  const bool known =
+      acknowledged || change.Kind == ChangeKind::Unacknowledged || change.Kind == ChangeKind::Purged;
+  if (!known || !change.Traps.Contains(trap.SequenceNumber, trap.StoredSource, trap.EventTime)) {
+    return false;
+  }
+  if (change.Kind == ChangeKind::Purged) {
+    trap.IsGone = true;
+    trap.Acknowledged = Translated(kNotStored);
+    return true;
+  }
+  // That it is acknowledged may be known before it is known who did it.
+  if (trap.IsAcknowledged == acknowledged && trap.Acknowledged != Translated(kByNobodyKnown)) {
     return false;
   }
   trap.IsAcknowledged = acknowledged;
   trap.Acknowledged =
-      acknowledged ? AcknowledgedText(store::StampOf(change), timeZoneBias) : kNotAcknowledged;
+      acknowledged ? AcknowledgedText(store::StampOf(change), timeZoneBias) : Translated(kNotAcknowledged);
   return true;
 }
 
@@ -184,7 +200,7 @@ std::optional<NotesChoice> TrapDetailForm::Choose(const Draft& draft, const std:
   return choice;
 }
 
-TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, const Draft& draft,
+TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, Draft& draft,
                                            std::optional<store::DatabaseError>& refusal) {
   std::string seen = draft.Of.Trap.StoredNotes;
   std::string text = draft.Text;
@@ -195,6 +211,7 @@ TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, const Dr
         if (result.Outcome == store::NotesOutcome::Written) {
           windows_.NotesSaved(sequenceNumber, text);
         }
+        draft.Of.Trap.StoredNotes = std::move(text);  // also of a trap that is gone: what was typed stays
         return Saved::Yes;
       }
       seen = std::move(result.Stored);
@@ -215,14 +232,21 @@ TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, const Dr
 }
 
 bool TrapDetailForm::Ok(const traplist::ShownTraps& list) {
+  return SaveDrafts(drafts_.begin(), drafts_.end(), list);
+}
+
+bool TrapDetailForm::SaveDrafts(Drafts::iterator at, Drafts::iterator end, const traplist::ShownTraps& list) {
   inOk_ = asking_ = true;
   std::optional<store::DatabaseError> refusal;
   std::optional<Viewed> left;
   // One trap's notes that are not written must not keep the others from it.
-  for (auto at = drafts_.begin(); at != drafts_.end();) {
+  while (at != end) {
     std::optional<store::DatabaseError> refused;
     const Saved saved = Save(at->first, at->second, refused);
     if (saved == Saved::Yes) {
+      if (at->first == shown_.Trap.SequenceNumber) {
+        shown_.Trap.StoredNotes = at->second.Of.Trap.StoredNotes;
+      }
       news_.erase(at->first);
       at = drafts_.erase(at);
       continue;
@@ -237,12 +261,39 @@ bool TrapDetailForm::Ok(const traplist::ShownTraps& list) {
   if (!left) {
     return true;
   }
-  shown_ = *std::move(left);
+  if (left->Trap.SequenceNumber != shown_.Trap.SequenceNumber) {
+    shown_ = *std::move(left);
+  }
   shown_.Place.ListChanged(list);
   if (refusal) {
-    store::ShowFailure(prompts_, "The notes were not saved.", *refusal, store::Attempt::OneOfSeveral);
+    store::ShowFailure(prompts_, Translated("The notes were not saved."), *refusal,
+                       store::Attempt::OneOfSeveral);
   }
   return false;
+}
+
+bool TrapDetailForm::Acknowledge(const traplist::ShownTraps& list) {
+  if (!MayAcknowledge()) {
+    return false;
+  }
+  const auto [draft, behind] = drafts_.equal_range(shown_.Trap.SequenceNumber);
+  if (!SaveDrafts(draft, behind, list)) {
+    return false;
+  }
+  TrapDetail& trap = shown_.Trap;
+  if (!MayAcknowledge()) {
+    return trap.IsAcknowledged;  // others did so while the operator was asked
+  }
+  const AcknowledgeOutcome outcome = acknowledge_(trap.SequenceNumber, trap.SystemName);
+  if (outcome == AcknowledgeOutcome::Gone) {
+    trap.IsGone = true;
+    trap.Acknowledged = Translated(kNotStored);
+  } else if (outcome == AcknowledgeOutcome::Done && !trap.IsAcknowledged) {
+    // Somebody else was first; who that was comes a moment later.
+    trap.IsAcknowledged = true;
+    trap.Acknowledged = Translated(kByNobodyKnown);
+  }
+  return outcome == AcknowledgeOutcome::Done;
 }
 
 }  // namespace korvane::traps

@@ -1,7 +1,7 @@
 // What the trap detail dialog does without its widgets: which texts it shows of a trap, where Previous and
 // Next lead, the notes that were edited on the way, saving them, and what others change meanwhile.  A trap is
-// shown from its row alone; only Ok asks the store.  Made for one run of the dialog; user-interface thread
-// only.
+// shown from its row alone; only Ok and Acknowledge ask the store.  Made for one run of the dialog;
+// user-interface thread only.
 #pragma once
 
 #include <cstddef>
@@ -19,6 +19,7 @@
 #include "store/Connection.h"
 #include "store/DatabaseError.h"
 #include "traplist/ShownTraps.h"
+#include "traps/Acknowledging.h"
 #include "traps/FollowedTrap.h"
 
 namespace korvane::traps {
@@ -30,6 +31,7 @@ struct TrapDetail {
   std::int32_t EventTime = 0;
   std::int32_t SeverityCode = 0;
   std::string StoredSource;
+  std::string SystemName;
   std::string DateTime;
   std::string Source;
   std::string IPAddress;
@@ -38,6 +40,7 @@ struct TrapDetail {
   std::string Generic;
   std::string TrapID;
   bool IsAcknowledged = false;
+  bool IsGone = false;  // no longer stored
   std::string Acknowledged;
   std::string VarBinds;
   std::string MoreInformation;
@@ -65,9 +68,13 @@ class TrapDetailForm {
   using Unedited = std::function<std::string(std::string_view stored)>;
   // Asks the operator; nothing: neither, for now.  Events may be dealt with meanwhile.
   using AskChoice = std::function<std::optional<NotesChoice>(const NotesConflict&)>;
+  // Acknowledges a trap of this system; what comes of it reaches the form like any other change.
+  using AcknowledgeTrap =
+      std::function<AcknowledgeOutcome(std::int32_t sequenceNumber, std::string_view ofSystem)>;
 
+  // acknowledge: none where traps are only looked at.
   TrapDetailForm(store::Connection& connection, intake::ViewWindows& windows, Prompts& prompts,
-                 Unedited unedited, AskChoice askChoice);
+                 Unedited unedited, AskChoice askChoice, AcknowledgeTrap acknowledge = {});
 
   // The list must hold the position.
   void Show(const traplist::ShownTraps& list, std::size_t position);
@@ -88,8 +95,8 @@ class TrapDetailForm {
   // What is to be said of such notes of the trap that is shown; empty when there is nothing.
   std::string NotesNews(std::int32_t timeZoneBias) const;
 
-  // Traps were acknowledged or made new again; other kinds are passed over.  True: the trap that is shown is
-  // one of them.
+  // Traps were acknowledged, made new again, or deleted; other kinds are passed over.  True: the trap that is
+  // shown is one of them.
   bool ApplyChange(const store::Change& change, std::int32_t timeZoneBias);
 
   // Writes the notes that were edited, of every trap; one that is no longer stored is passed over.  Where the
@@ -97,6 +104,13 @@ class TrapDetailForm {
   // these have changed meanwhile as well.  False: some were not written and are kept, since the store refused
   // them, which has been reported, or the operator was not sure; the first of their traps is shown now.
   bool Ok(const traplist::ShownTraps& list);
+
+  bool MayAcknowledge() const { return acknowledge_ && !shown_.Trap.IsAcknowledged && !shown_.Trap.IsGone; }
+  // Acknowledges the trap that is shown, wherever the list has it.  Notes on it that were edited are written
+  // first, as Ok does: who acknowledges has done with it, and would look for it in vain to write them later.
+  // True: it is acknowledged, whoever did it.  False: it is not, which has been reported, or its notes could
+  // not be written.
+  bool Acknowledge(const traplist::ShownTraps& list);
 
  private:
   struct Viewed {
@@ -114,7 +128,10 @@ class TrapDetailForm {
 
   enum class Saved { Yes, Refused, Undecided };
 
-  Saved Save(std::int32_t sequenceNumber, const Draft& draft, std::optional<store::DatabaseError>& refusal);
+  using Drafts = std::map<std::int32_t, Draft>;  // by SequenceNumber
+
+  bool SaveDrafts(Drafts::iterator at, Drafts::iterator end, const traplist::ShownTraps& list);
+  Saved Save(std::int32_t sequenceNumber, Draft& draft, std::optional<store::DatabaseError>& refusal);
   std::optional<NotesChoice> Choose(const Draft& draft, const std::string& stored);
   bool TakeNews();  // where the notes that are shown are not edited
 
@@ -123,11 +140,12 @@ class TrapDetailForm {
   Prompts& prompts_;
   Unedited unedited_;
   AskChoice askChoice_;
+  AcknowledgeTrap acknowledge_;
   Viewed shown_;
   bool inOk_ = false;
-  bool asking_ = true;                    // no conflict was left undecided in this Ok
-  std::map<std::int32_t, Draft> drafts_;  // by SequenceNumber, as are these
-  std::map<std::int32_t, News> news_;
+  bool asking_ = true;  // no conflict was left undecided in this Ok
+  Drafts drafts_;
+  std::map<std::int32_t, News> news_;  // by SequenceNumber
 };
 
 }  // namespace korvane::traps

@@ -3,6 +3,7 @@
 #include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QScrollBar>
+#include <QShortcut>
 #include <QTableView>
 #include <algorithm>
 #include <array>
@@ -11,6 +12,7 @@
 #include "common/qt/ColumnWidths.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
+#include "traps/SeverityHeading.h"
 #include "traps/TrapCellDelegate.h"
 
 namespace korvane::traps {
@@ -89,9 +91,38 @@ void TrapsList::SetUpColumns(platform::SettingsStore& settings, std::string widt
   }
 }
 
+// By itself the view goes to the ends of the row, and to the ends of the list only beside Ctrl, which selects
+// nothing.
+void TrapsList::SetUpEnds() {
+  const auto onKey = [this](const QKeySequence& key, auto act) {
+    auto* shortcut = new QShortcut(key, &view_);
+    shortcut->setContext(Qt::WidgetShortcut);
+    connect(shortcut, &QShortcut::activated, this, [this, act] {
+      if (model_.rowCount() > 0) {
+        act();
+      }
+    });
+  };
+  onKey(QKeySequence(Qt::Key_Home), [this] { SelectPosition(0); });
+  onKey(QKeySequence(Qt::Key_End), [this] { SelectPosition(model_.rowCount() - 1); });
+  onKey(QKeySequence(Qt::SHIFT | Qt::Key_Home), [this] { SelectUpTo(0); });
+  onKey(QKeySequence(Qt::SHIFT | Qt::Key_End), [this] { SelectUpTo(model_.rowCount() - 1); });
+}
+
+void TrapsList::SelectUpTo(int position) {
+  const int from = std::max(view_.currentIndex().row(), 0);
+  const QItemSelection between(model_.index(std::min(from, position), 0),
+                               model_.index(std::max(from, position), traplist::kTrapColumns - 1));
+  view_.selectionModel()->select(between, QItemSelectionModel::ClearAndSelect);
+  view_.selectionModel()->setCurrentIndex(model_.index(position, 0), QItemSelectionModel::NoUpdate);
+  view_.scrollTo(view_.currentIndex());
+}
+
 void TrapsList::SetUpKeys() {
   CopyRowsByShortcut(view_);
   SortByShortcuts(view_);
+  SetUpEnds();
+  new SeverityHeading(view_);  // the header owns it
   view_.setContextMenuPolicy(Qt::CustomContextMenu);
   connect(&view_, &QWidget::customContextMenuRequested, this, [this](const QPoint& position) {
     Q_EMIT ContextMenuRequested(view_.viewport()->mapToGlobal(position));

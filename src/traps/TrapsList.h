@@ -61,8 +61,10 @@ class TrapsList : public QObject {
   };
 
   void SetUpColumns(platform::SettingsStore& settings, std::string widthsSetting);
+  void SetUpEnds();
   void SetUpKeys();
   void SelectAlone(int position);
+  void SelectUpTo(int position);  // from the current row
   void RememberPlace();
   void RememberTraps();
   void RestorePlace();

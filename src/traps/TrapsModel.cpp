@@ -6,12 +6,11 @@
 #include <utility>
 
 #include "common/Text.h"
+#include "common/Translation.h"
 #include "fmt/format.h"
 #include "intake/Systems.h"
-#include "store/Acknowledge.h"
-#include "store/DatabaseError.h"
-#include "store/FailureWords.h"
 #include "systems/SystemAcknowledge.h"
+#include "traps/Acknowledging.h"
 
 namespace korvane::traps {
 
@@ -196,61 +195,44 @@ traplist::WhyEmpty TrapsModel::Emptiness() const {
   if (anyOthers_) {
     return WhyEmpty::NotSelected;
   }
+  if (services_.Desk.State.gLastTrapTime == 0) {
+    return WhyEmpty::NoneEver;
+  }
   const bool onlyNew = services_.Bounds.Option == intake::ViewOption::ShowOnlyNewTraps;
   return onlyNew ? WhyEmpty::NoNewTraps : WhyEmpty::NoTraps;
 }
 
-std::string TrapsModel::MaximumTrapsText() const {
-  return fmt::format("Maximum Traps Shown: {} ", services_.Desk.State.gMaxViewTraps);
+std::string TrapsModel::MaximumTrapsText(NumberText number) const {
+  return Phrase("Maximum Traps Shown: {} ", number(services_.Desk.State.gMaxViewTraps));
 }
 
-std::string TrapsModel::SelectedTrapText(std::size_t position) {
-  return fmt::format("Selected Trap: {} ", position);
+std::string TrapsModel::SelectedTrapText(std::size_t position, NumberText number) {
+  return Phrase("Selected Trap: {} ", number(static_cast<std::int64_t>(position)));
 }
 
-std::string TrapsModel::TotalTrapsText() const {
-  return fmt::format("Total Traps In Window: {} ", rows_.Count());
+std::string TrapsModel::TotalTrapsText(NumberText number) const {
+  return Phrase("Total Traps In Window: {} ", number(static_cast<std::int64_t>(rows_.Count())));
 }
 
 void TrapsModel::AcknowledgeSelected(std::span<const std::uint32_t> rows) {
   if (rows_.Empty()) {
-    services_.Desk.Prompt.Show("There are no traps that can be acknowledged / cleared.",
+    services_.Desk.Prompt.Show(Translated("There are no traps that can be acknowledged / cleared."),
                                PromptIcon::Information);
     return;
   }
   if (rows.empty()) {
     return;
   }
-  std::optional<store::DatabaseError> failure;
-  bool some = false;
-  {
-    BusyIndicator& busyIndicator = services_.Desk.Busy;
-    const BusyScope busy(busyIndicator, "Acknowledging Trap(s)");
-    std::vector<std::int32_t> numbers;
-    numbers.reserve(rows.size());
-    for (const std::uint32_t row : rows) {
-      numbers.push_back(rows_.SequenceNumberAt(row));
-    }
-    const std::string system(SystemOf(rows));
-    const auto progress = [&](std::size_t done) {
-      if (done % kStatementsPerProgress == 0) {
-        busyIndicator.ShowProgress(static_cast<std::int64_t>(done), std::ssize(numbers));
-      }
-    };
-    try {
-      const store::Acknowledgement done = store::AcknowledgeTraps(services_.Connection, numbers, progress);
-      failure = done.Failure;
-      some = !done.Leaving.empty();
-      services_.Changes.Acknowledged(done, system);
-    } catch (const store::DatabaseError& error) {
-      failure = error;
-    }
+  std::vector<std::int32_t> numbers;
+  numbers.reserve(rows.size());
+  for (const std::uint32_t row : rows) {
+    numbers.push_back(rows_.SequenceNumberAt(row));
   }
-  if (failure) {
-    store::ShowFailure(services_.Desk.Prompt,
-                       some ? "Some of the traps were not acknowledged." : "The traps were not acknowledged.",
-                       *failure, some ? store::Attempt::OneOfSeveral : store::Attempt::Changing);
-  }
+  AcknowledgeNumbers(services_, numbers, std::string(SystemOf(rows)), [&](std::size_t done) {
+    if (done % kStatementsPerProgress == 0) {
+      services_.Desk.Busy.ShowProgress(static_cast<std::int64_t>(done), std::ssize(numbers));
+    }
+  });
 }
 
 // The one system whose traps they are, by its name; empty when there are several.
@@ -311,7 +293,7 @@ bool TrapsModel::MayClose() {
 }
 
 void TrapsModel::Close() {
-  const BusyScope busy(services_.Desk.Busy, "Closing Window");
+  const BusyScope busy(services_.Desk.Busy, Translated("Closing Window"));
   ResetRows();
 }
 

@@ -12,6 +12,8 @@
 #include <string_view>
 #include <vector>
 
+#include "common/NumberText.h"
+#include "common/Translation.h"
 #include "intake/Intake.h"
 #include "intake/SequenceSet.h"
 #include "intake/StoredTraps.h"
@@ -26,7 +28,7 @@
 
 namespace korvane::traps {
 
-inline constexpr std::string_view kNoTrapsInWindow = "There are no traps in the active window.";
+inline constexpr std::string_view kNoTrapsInWindow = Translatable("There are no traps in the active window.");
 
 // 2 and 3 are the numbers that the kinds have always had; Selected windows take what their parameters accept.
 enum class WindowKind : int { Selected = 1, PerSystem = 2, NoLiveTraps = 3 };
@@ -67,13 +69,12 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
   const std::string& LoadFailure() const { return failure_; }
   traplist::WhyEmpty Emptiness() const;  // of a list without rows
 
-  std::string MaximumTrapsText() const;
-  static std::string SelectedTrapText(std::size_t position);  // from 1; 0: none
-  std::string TotalTrapsText() const;
+  std::string MaximumTrapsText(NumberText number = PlainNumber) const;
+  static std::string SelectedTrapText(std::size_t position,
+                                      NumberText number = PlainNumber);  // from 1; 0: none
+  std::string TotalTrapsText(NumberText number = PlainNumber) const;
 
-  // The rows as the list shows them from top to bottom.  One statement per trap, all in one transaction,
-  // which is committed also when one of them fails: that one is reported and ends the work.  What was done
-  // leaves every window.
+  // The rows as the list shows them from top to bottom; see AcknowledgeNumbers.
   void AcknowledgeSelected(std::span<const std::uint32_t> rows);
 
   // Traps that were acknowledged in the store, here or elsewhere, or are gone from it, leave the list.

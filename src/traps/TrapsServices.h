@@ -1,6 +1,8 @@
 // What a Traps window is given by the frame beside the windows that are open.
 #pragma once
 
+#include <string>
+
 #include "common/Desk.h"
 #include "intake/LoadBounds.h"
 #include "intake/StoreChanges.h"
@@ -25,6 +27,7 @@ struct TrapsServices {
   intake::StoreChanges& Changes;
   systems::SystemAcknowledge& Acknowledge;
   traplist::ReportPrinter& Printer;
+  std::string HowToSend = {};  // what an empty window says before the first trap: see intake/FirstTrap.h
 };
 
 }  // namespace korvane::traps

@@ -1,6 +1,7 @@
 #include "traps/TrapsTableModel.h"
 
 #include <QElapsedTimer>
+#include <QPixmap>
 #include <QStringBuilder>
 #include <algorithm>
 #include <string>
@@ -8,6 +9,7 @@
 #include <utility>
 
 #include "common/Text.h"
+#include "common/Translation.h"
 #include "common/qt/CellText.h"
 #include "common/qt/QtText.h"
 #include "common/qt/WaitPointer.h"
@@ -19,8 +21,10 @@
 namespace korvane::traps {
 namespace {
 
-constexpr std::string_view kCaptions[traplist::kTrapColumns] = {"Date / Time", "Source", "Trap Name",
-                                                                "Variables"};
+// The last one is no column: the pictures at the beginning of the rows, by which they sort.
+constexpr std::string_view kCaptions[traplist::kTrapSortKeys] = {
+    Translatable("Date / Time"), Translatable("Source"), Translatable("Trap Name"), Translatable("Variables"),
+    Translatable("Severity")};
 
 // From here on sorting takes long enough to be noticed.
 constexpr std::size_t kManyRows = 200'000;
@@ -40,6 +44,9 @@ TrapsTableModel::TrapsTableModel(const traplist::TrapRows& rows, const ProcessSt
   for (std::size_t code = 0; code < severityIcons_.size(); ++code) {
     severityIcons_[code] = SeverityIcon(static_cast<std::int32_t>(code));
   }
+  QPixmap space(16, 16);
+  space.fill(Qt::transparent);
+  pictureSpace_ = QIcon(space);
   sortTurn_.setSingleShot(true);
   connect(&sortTurn_, &QTimer::timeout, this, &TrapsTableModel::SortTurn);
 }
@@ -53,12 +60,18 @@ int TrapsTableModel::columnCount(const QModelIndex& parent) const {
 }
 
 QVariant TrapsTableModel::headerData(int section, Qt::Orientation orientation, int role) const {
-  if (orientation != Qt::Horizontal || section < 0 || section >= traplist::kTrapColumns) {
+  if (orientation != Qt::Horizontal || section < 0 || section >= traplist::kTrapSortKeys) {
     return {};
   }
-  const QString caption = ToQString(kCaptions[section]);
+  const QString caption = ToQString(Translated(kCaptions[section]));
   if (role == Qt::DisplayRole) {
     return caption;
+  }
+  if (role == Qt::InitialSortOrderRole && section == traplist::kTrapColumns) {
+    return static_cast<int>(Qt::DescendingOrder);  // the worst first
+  }
+  if (role == Qt::DecorationRole && section == 0) {
+    return pictureSpace_;
   }
   std::optional<Qt::SortOrder> sortedBy;
   if (const auto& sorting = order_.SortedBy(); sorting && static_cast<int>(sorting->Column) == section) {
@@ -79,6 +92,8 @@ std::string_view TrapsTableModel::WholeText(std::size_t row, traplist::TrapColum
       return rows_.TrapNameAt(row);
     case traplist::TrapColumn::Variables:
       return rows_.VarBindsAt(row);
+    case traplist::TrapColumn::Severity:
+      return store::SeverityName(rows_.SeverityAt(row));
   }
   return {};
 }
@@ -101,7 +116,7 @@ CellWriter TrapsTableModel::CellTexts() const {
 
 // For screen readers, before the first cell's own text.
 QString TrapsTableModel::SpokenMarks(std::size_t row) const {
-  QString marks = ToQString(store::SeverityName(rows_.SeverityAt(row))) % QLatin1String(", ");
+  QString marks = ToQString(Translated(store::SeverityName(rows_.SeverityAt(row)))) % QLatin1String(", ");
   if (rows_.IsAcknowledgedAt(row)) {
     marks += tr("acknowledged") % QLatin1String(", ");
   }
@@ -113,7 +128,7 @@ QString TrapsTableModel::SpokenMarks(std::size_t row) const {
 
 // What icon and marks of the first cell stand for.
 QString TrapsTableModel::FirstToolTip(const store::IncomingTrap& trap) const {
-  QString text = ToQString(store::SeverityName(trap.Severity));
+  QString text = ToQString(Translated(store::SeverityName(trap.Severity)));
   if (trap.EventAck != 0) {
     const auto by = Shown().AcknowledgedBy(trap);
     const QString known = by ? ToVisibleQString(store::WhoAndWhenText(*by, state_.gTimeZoneBias)) : QString();
@@ -125,19 +140,28 @@ QString TrapsTableModel::FirstToolTip(const store::IncomingTrap& trap) const {
   return text;
 }
 
+// A system without a name goes by its address.
+QString TrapsTableModel::SourceToolTip(const store::IncomingTrap& trap) {
+  const QString name = ShownText(trap.SystemName);
+  const bool more = !trap.SystemAddress.empty() && trap.SystemAddress != trap.SystemName;
+  return PlainToolTip(
+      more ? QString(name % QLatin1String(" (") % ShownText(trap.SystemAddress) % QLatin1Char(')')) : name);
+}
+
 QString TrapsTableModel::ToolTip(std::size_t row, traplist::TrapColumn column) const {
   const store::IncomingTrap trap = rows_.At(row);
   switch (column) {
     case traplist::TrapColumn::DateTime:
       return PlainToolTip(FirstToolTip(trap));
     case traplist::TrapColumn::Source:
-      return PlainToolTip(ShownText(trap.SystemName) % QLatin1String(" (") % ShownText(trap.SystemAddress) %
-                          QLatin1Char(')'));
+      return SourceToolTip(trap);
     case traplist::TrapColumn::TrapName:
       return PlainToolTip(ShownText(trap.TrapName()) % QLatin1Char('\n') % ShownText(trap.EnterpriseName()) %
                           QLatin1String(" (") % ShownText(trap.EnterpriseOid) % QLatin1Char(')'));
     case traplist::TrapColumn::Variables:
       return trap.VarBinds.empty() ? QString() : PlainToolTip(ShownText(trap.VarBinds));
+    case traplist::TrapColumn::Severity:
+      break;
   }
   return {};
 }
@@ -196,7 +220,7 @@ void TrapsTableModel::ChangeLayout(Change change) {
 
 void TrapsTableModel::sort(int column, Qt::SortOrder order) {
   std::optional<traplist::TrapOrder::Sorting> sorting;
-  if (column >= 0 && column < traplist::kTrapColumns) {
+  if (column >= 0 && column < traplist::kTrapSortKeys) {
     sorting = {.Column = static_cast<traplist::TrapColumn>(column),
                .Descending = order == Qt::DescendingOrder};
   }

@@ -36,7 +36,7 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public t
   int columnCount(const QModelIndex& parent = {}) const override;
   QVariant data(const QModelIndex& index, int role = Qt::DisplayRole) const override;
   QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
-  // Column -1: as they arrived.
+  // Column -1: as they arrived; the one behind the last: by severity.
   void sort(int column, Qt::SortOrder order = Qt::AscendingOrder) override;
 
   // While rows are appended by the thousand, those of a sorted list wait at its end until it pays to put them
@@ -94,6 +94,7 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public t
   std::string_view WholeText(std::size_t row, traplist::TrapColumn column, std::string& made) const;
   QString SpokenMarks(std::size_t row) const;
   QString FirstToolTip(const store::IncomingTrap& trap) const;
+  static QString SourceToolTip(const store::IncomingTrap& trap);
   QString ToolTip(std::size_t row, traplist::TrapColumn column) const;
 
   const traplist::TrapRows& rows_;
@@ -105,6 +106,7 @@ class TrapsTableModel : public QAbstractTableModel, public WritesCells, public t
   bool sortChosen_ = false;  // the turns go on because the operator has just chosen the column
   QTimer sortTurn_;
   std::array<QIcon, 6> severityIcons_;  // by severity code
+  QIcon pictureSpace_;                  // before the first caption: SeverityHeading lies there
 };
 
 }  // namespace korvane::traps

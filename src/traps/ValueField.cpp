@@ -1,13 +1,17 @@
 #include "traps/ValueField.h"
 
+#include <QHelpEvent>
 #include <QPainter>
+#include <QToolTip>
 
+#include "common/qt/CellText.h"
 #include "common/qt/QtText.h"
 
 namespace korvane::traps {
 namespace {
 
 constexpr int kMostCharacters = 32'000;
+constexpr int kMostOfToolTip = 1000;
 constexpr int kTextMargin = 2;  // as the line editor has it on both sides
 
 }  // namespace
@@ -38,8 +42,23 @@ QSize ValueField::minimumSizeHint() const {
   return {fontMetrics().averageCharWidth() * 6, QLineEdit::minimumSizeHint().height()};
 }
 
+QRect ValueField::TextPlace() const {
+  return contentsRect().marginsRemoved(textMargins()).adjusted(kTextMargin, 0, -kTextMargin, 0);
+}
+
+bool ValueField::event(QEvent* event) {
+  if (event->type() == QEvent::ToolTip) {
+    const QString most = text().left(kMostOfToolTip);
+    if (fontMetrics().horizontalAdvance(most) > TextPlace().width()) {
+      QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), PlainToolTip(most), this);
+      return true;
+    }
+  }
+  return QLineEdit::event(event);
+}
+
 void ValueField::paintEvent(QPaintEvent* event) {
-  const QRect place = contentsRect().marginsRemoved(textMargins()).adjusted(kTextMargin, 0, -kTextMargin, 0);
+  const QRect place = TextPlace();
   const QFontMetrics metrics = fontMetrics();
   // No place shows more, and measuring a text takes as long as it is.
   const int fitting = place.width() / 2;

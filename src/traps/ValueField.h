@@ -1,6 +1,7 @@
 // A value of one line in a dialog that only shows it: looks like a label, can be selected and copied by mouse
 // and keyboard, and leaves out its middle when it is too long for its place, since the ends say most.  The
-// whole value appears, to be scrolled through, once the field has the focus.  User-interface thread.
+// whole value appears, to be scrolled through, once the field has the focus, and as the tool tip.
+// User-interface thread.
 #pragma once
 
 #include <QLineEdit>
@@ -23,7 +24,11 @@ class ValueField : public QLineEdit {
   QSize minimumSizeHint() const override;
 
  protected:
+  bool event(QEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
+
+ private:
+  QRect TextPlace() const;
 };
 
 }  // namespace korvane::traps

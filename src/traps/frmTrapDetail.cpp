@@ -20,32 +20,41 @@ namespace korvane::traps {
 namespace {
 
 constexpr std::string_view kSizeSetting = "TrapDetailSize";
+constexpr std::string_view kGoOnSetting = "TrapDetailGoOn";
+constexpr std::string_view kAsTextSetting = "TrapDetailVarBindsAsText";
 constexpr int kIconSize = 16;
-constexpr int kTextTop = 5;  // of a box, so that its caption stands on its first line
+constexpr QSize kFrameOfWindow(8, 36);  // what a desktop puts around a dialog
+constexpr int kTextTop = 5;             // of a box, so that its caption stands on its first line
 
 }  // namespace
 
-void ShowTrapDetailDialog(Desk& desk, store::Connection& connection, intake::ViewWindows& windows,
-                          TrapsTableModel& table, TrapsList& list, QWidget* parent) {
-  frmTrapDetail dialog(desk, connection, windows, table, list, list.SelectedPosition().value_or(0), parent);
+void ShowTrapDetailDialog(const DetailServices& services, TrapsTableModel& table, TrapsList& list,
+                          QWidget* parent) {
+  frmTrapDetail dialog(services, table, list, list.SelectedPosition().value_or(0), parent);
   dialog.exec();
+  // Two dialogs that close at once, as after a conflict of notes, leave some desktops without an active
+  // window.
+  parent->window()->activateWindow();
 }
 
-frmTrapDetail::frmTrapDetail(Desk& desk, store::Connection& connection, intake::ViewWindows& windows,
-                             TrapsTableModel& table, TrapsList& list, int position, QWidget* parent)
+frmTrapDetail::frmTrapDetail(const DetailServices& services, TrapsTableModel& table, TrapsList& list,
+                             int position, QWidget* parent)
     : QDialog(parent),
-      desk_(desk),
+      desk_(services.Desk),
       table_(table),
       list_(list),
       ui_(std::make_unique<Ui::frmTrapDetail>()),
-      form_(connection, windows, desk.Prompt, NotesEdit::Unedited,
-            [this](const NotesConflict& conflict) { return AskChoice(conflict); }) {
+      form_(
+          services.Connection, services.Windows, services.Desk.Prompt, NotesEdit::Unedited,
+          [this](const NotesConflict& conflict) { return AskChoice(conflict); }, services.Acknowledge) {
   ui_->setupUi(this);
   setSizeGripEnabled(true);
   for (QLabel* caption : {ui_->capVarBinds, ui_->capMoreInformation, ui_->capUserNotes}) {
     caption->setContentsMargins(0, kTextTop, 0, 0);
   }
   SetUpButtons();
+  SetUpAcknowledge();
+  SetUpVarBinds();
   RestoreSize();
   connect(&table_, &TrapsTableModel::BatchChanged, this, [this] {
     form_.ListChanged(table_.Shown());
@@ -78,12 +87,40 @@ void frmTrapDetail::SetUpButtons() {
   ui_->cmdNext->setToolTip(tr("Ctrl+Down"));
 }
 
+void frmTrapDetail::SetUpAcknowledge() {
+  // The row stays as high while the button is away.
+  ui_->lblAcknowledged->setMinimumHeight(ui_->cmdAcknowledge->sizeHint().height());
+  ui_->chkGoOn->setChecked(IsKept(kGoOnSetting));
+  connect(ui_->chkGoOn, &QCheckBox::toggled, this, [this](bool on) { Keep(kGoOnSetting, on); });
+  connect(ui_->cmdAcknowledge, &QPushButton::clicked, this, &frmTrapDetail::Acknowledge);
+  const QKeySequence key(Qt::CTRL | Qt::SHIFT | Qt::Key_A);
+  auto* shortcut = new QShortcut(key, this);
+  shortcut->setAutoRepeat(false);  // a key held too long must not run through the list
+  connect(shortcut, &QShortcut::activated, this, &frmTrapDetail::Acknowledge);
+  ui_->cmdAcknowledge->setToolTip(
+      tr("Saves the notes and acknowledges the trap (%1)").arg(key.toString(QKeySequence::NativeText)));
+}
+
+void frmTrapDetail::SetUpVarBinds() {
+  ui_->chkAsText->setChecked(IsKept(kAsTextSetting));
+  connect(ui_->chkAsText, &QCheckBox::clicked, this, [this](bool asText) {
+    Keep(kAsTextSetting, asText);
+    ShowVarBinds();
+  });
+}
+
+bool frmTrapDetail::IsKept(std::string_view setting) const {
+  return desk_.Settings.GetSetting(platform::kSettingsSection, setting, {}) == "1";
+}
+
+void frmTrapDetail::Keep(std::string_view setting, bool value) {
+  desk_.Settings.SaveSetting(platform::kSettingsSection, setting, value ? "1" : "0");
+}
+
 void frmTrapDetail::RestoreSize() {
   const auto size = ParseNumberList(desk_.Settings.GetSetting(platform::kSettingsSection, kSizeSetting, {}));
-  if (size && size->size() == 2) {
-    const QSize kept(size->front(), size->back());
-    resize(kept.boundedTo(screen()->availableSize()).expandedTo(minimumSizeHint()));
-  }
+  const QSize kept = size && size->size() == 2 ? QSize(size->front(), size->back()) : this->size();
+  resize(kept.boundedTo(screen()->availableSize() - kFrameOfWindow).expandedTo(minimumSizeHint()));
 }
 
 void frmTrapDetail::ShowPrevious() {
@@ -104,6 +141,19 @@ void frmTrapDetail::StepTo(std::optional<std::size_t> position) {
   ShowTrap();
 }
 
+void frmTrapDetail::Acknowledge() {
+  const bool byButton = ui_->cmdAcknowledge->hasFocus();
+  form_.EditNotes(ui_->txtUserNotes->Notes());
+  const bool done = form_.Acknowledge(table_.Shown());
+  ShowTrap();
+  if (done && ui_->chkGoOn->isChecked()) {
+    ShowNext();
+  }
+  if (byButton && form_.MayAcknowledge()) {
+    ui_->cmdAcknowledge->setFocus();  // it was away for a moment
+  }
+}
+
 void frmTrapDetail::ShowTrap() {
   const TrapDetail& trap = form_.Trap();
   ui_->lblDateTime->SetValue(trap.DateTime);
@@ -114,11 +164,33 @@ void frmTrapDetail::ShowTrap() {
   ui_->lblGeneric->SetValue(trap.Generic);
   ui_->lblTrapID->SetValue(trap.TrapID);
   ui_->txtVarBinds->SetText(trap.VarBinds);
+  ui_->chkAsText->setEnabled(ui_->lvVarBinds->SetBindings(trap.VarBinds));
   ui_->txtMoreInformation->SetText(trap.MoreInformation);
-  ui_->lblAcknowledged->SetValue(trap.Acknowledged);
+  ShowVarBinds();
+  ShowAcknowledged();
   ShowNotes();
   ShowIcons();
   ShowPlace();
+}
+
+// What is no list of bindings is shown as the text that it is.
+void frmTrapDetail::ShowVarBinds() {
+  const bool asText = ui_->chkAsText->isChecked() || !ui_->chkAsText->isEnabled();
+  QWidget* shown = asText ? static_cast<QWidget*>(ui_->txtVarBinds) : ui_->lvVarBinds;
+  ui_->stkVarBinds->setCurrentWidget(shown);
+  ui_->capVarBinds->setBuddy(shown);
+}
+
+void frmTrapDetail::ShowAcknowledged() {
+  ui_->lblAcknowledged->SetValue(form_.Trap().Acknowledged);
+  const bool may = form_.MayAcknowledge();
+  // Where the focus goes by itself the next blank might close the dialog.
+  if (!may && (ui_->cmdAcknowledge->hasFocus() || ui_->chkGoOn->hasFocus())) {
+    QWidget* next = ui_->cmdNext;
+    (next->isEnabled() ? next : ui_->lblAcknowledged)->setFocus();
+  }
+  ui_->cmdAcknowledge->setVisible(may);
+  ui_->chkGoOn->setVisible(may);
 }
 
 void frmTrapDetail::ShowNotes() {
@@ -147,7 +219,7 @@ void frmTrapDetail::NotesChanged(std::int32_t sequenceNumber, std::string_view n
 
 void frmTrapDetail::ApplyChange(const store::Change& change) {
   if (form_.ApplyChange(change, desk_.State.gTimeZoneBias)) {
-    ui_->lblAcknowledged->SetValue(form_.Trap().Acknowledged);
+    ShowAcknowledged();
   }
 }
 
@@ -197,8 +269,9 @@ void frmTrapDetail::accept() {
 }
 
 void frmTrapDetail::done(int result) {
+  const QSize size = isMaximized() || isFullScreen() ? normalGeometry().size() : this->size();
   desk_.Settings.SaveSetting(platform::kSettingsSection, kSizeSetting,
-                             NumberListText(std::array{width(), height()}));
+                             NumberListText(std::array{size.width(), size.height()}));
   QDialog::done(result);
 }
 

@@ -4,13 +4,18 @@
 #include <QLabel>
 #include <utility>
 
+#include "common/Translation.h"
+#include "common/qt/Caption.h"
 #include "common/qt/ListHabits.h"
 #include "common/qt/NoticeBar.h"
 #include "common/qt/QtText.h"
+#include "common/qt/StatusText.h"
 #include "params/ParametersLists.h"
 #include "params/frmNewWindParams.h"
 #include "traplist/PrintedReport.h"
+#include "traps/Acknowledging.h"
 #include "traps/FindBar.h"
+#include "traps/ListTools.h"
 #include "traps/TrapsList.h"
 #include "traps/frmTrapDetail.h"
 #include "ui_frmTraps.h"
@@ -19,6 +24,7 @@ namespace korvane::traps {
 namespace {
 
 constexpr std::string_view kTrapsWidthsSetting = "TrapsColumnWidths";
+constexpr std::string_view kTrapsSortingSetting = "TrapsSorting";
 
 }  // namespace
 
@@ -31,17 +37,18 @@ frmTraps::frmTraps(TrapsServices& services, intake::ViewWindows& windows, Window
       table_(model_.Rows(), services.Desk.State, traplist::SourceShown::SourceText),
       ui_(std::make_unique<Ui::frmTraps>()) {
   ui_->setupUi(this);
-  setWindowTitle(ToQString(model_.Parameters().WindowName));
+  SetCaption(*this, model_.Parameters().WindowName);
   maximumTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblMaximumTraps"));
   selectedTrap_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblSelectedTrap"));
   totalTraps_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblTotalTraps"));
   filters_ = AddStatusText(*ui_->sbTrapsInfo, QStringLiteral("lblFilters"));
   list_ = std::make_unique<TrapsList>(*ui_->lvTraps, table_, services.Desk.Settings,
                                       std::string(kTrapsWidthsSetting), EmptyText());
+  KeepSorting(*ui_->lvTraps, services.Desk.Settings, std::string(kTrapsSortingSetting));
   notice_ = new NoticeBar(tr("Load Again"), this);
   ui_->rows->insertWidget(0, notice_);
-  ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1,
-                          new FindBar(*ui_->lvTraps, table_, *list_, this));
+  tools_ = std::make_unique<ListTools>(*ui_->lvTraps, table_, *list_, services.Desk, *this);
+  ui_->rows->insertWidget(ui_->rows->indexOf(ui_->lvTraps) + 1, tools_->Bar());
   setFocusProxy(ui_->lvTraps);
   model_.UseListener(&table_);
 
@@ -79,6 +86,8 @@ QString frmTraps::EmptyText() const {
       return tr("All that this window would show is hidden by filters");
     case WhyEmpty::NotSelected:
       return tr("No unacknowledged trap is what this window selects");
+    case WhyEmpty::NoneEver:
+      return tr("No traps yet") + QStringLiteral("\n\n") + ToQString(services_.HowToSend);
     case WhyEmpty::NoNewTraps:
       return tr("No new traps yet");
     case WhyEmpty::NoTraps:
@@ -100,10 +109,10 @@ void frmTraps::ShowState() {
 
 void frmTraps::ShowStatus() {
   const auto selected = list_->SelectedPosition();
-  maximumTraps_->setText(ToQString(model_.MaximumTrapsText()));
-  selectedTrap_->setText(
-      ToQString(TrapsModel::SelectedTrapText(selected ? static_cast<std::size_t>(*selected) + 1 : 0)));
-  totalTraps_->setText(ToQString(model_.TotalTrapsText()));
+  maximumTraps_->setText(ToQString(model_.MaximumTrapsText(GroupedNumber)));
+  selectedTrap_->setText(ToQString(
+      TrapsModel::SelectedTrapText(selected ? static_cast<std::size_t>(*selected) + 1 : 0, GroupedNumber)));
+  totalTraps_->setText(ToQString(model_.TotalTrapsText(GroupedNumber)));
   filters_->setText(ToQString(params::FiltersInForceText(services_.Filters.Filters().size())));
 }
 
@@ -119,19 +128,23 @@ bool frmTraps::HasTraps() {
   if (!model_.Rows().Empty()) {
     return true;
   }
-  services_.Desk.Prompt.Show(kNoTrapsInWindow, PromptIcon::Information);
+  services_.Desk.Prompt.Show(Translated(kNoTrapsInWindow), PromptIcon::Information);
   return false;
 }
 
 void frmTraps::ShowTrapDetail() {
-  if (HasTraps()) {
-    ShowTrapDetailDialog(services_.Desk, services_.Connection, windows_, table_, *list_, this);
+  if (!HasTraps()) {
+    return;
   }
+  const auto acknowledge = [this](std::int32_t number, std::string_view ofSystem) {
+    return AcknowledgeOne(services_, number, ofSystem);
+  };
+  ShowTrapDetailDialog({services_.Desk, services_.Connection, windows_, acknowledge}, table_, *list_, this);
 }
 
 void frmTraps::Printable() {
   if (HasTraps()) {
-    services_.Printer.Print(ToUtf8(windowTitle()), table_.Shown());
+    services_.Printer.Print(CaptionOf(*this), table_.Shown());
   }
 }
 

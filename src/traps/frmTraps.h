@@ -28,6 +28,7 @@ class NoticeBar;
 
 namespace korvane::traps {
 
+class ListTools;
 class TrapsList;
 
 class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWindow {
@@ -56,6 +57,7 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
   void Printable() override;
   void ShowWindowParameters() override;
   void Custom_Activate() override;
+  ListTools& Tools() override { return *tools_; }
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
 
   // For ViewWindows: traps acknowledged somewhere leave the list.
@@ -84,6 +86,7 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
   TrapsTableModel table_;
   std::unique_ptr<Ui::frmTraps> ui_;
   std::unique_ptr<TrapsList> list_;
+  std::unique_ptr<ListTools> tools_;
   QLabel* maximumTraps_;
   QLabel* selectedTrap_;
   QLabel* totalTraps_;

@@ -7,6 +7,7 @@
 
 #include "alerts/ActionStore.h"
 #include "alerts/AlertReports.h"
+#include "store/ColumnLengths.h"
 #include "store/DatabaseError.h"
 #include "store/EngineTest.h"
 
@@ -101,6 +102,11 @@ TEST_P(AlertStoreTest, EqualActionsAreOneRowAndNoneTakesThePlaceOfALostNoActionR
   EXPECT_NE(actions_.SaveEmail(mail), mailId);
   EXPECT_THAT(actions_.SmtpServers(), ElementsAre("mail"));
   EXPECT_THAT(actions_.Recipients(), ElementsAre("ops@example.net"));
+  std::string longest;
+  for (int i = 0; i < store::LengthOf(store::kMessageDetail, "Destination"); ++i) {
+    longest += "😀";
+  }
+  EXPECT_EQ(actions_.LoadMessage(actions_.SaveMessage(longest)), longest) << "counted as the dialogs count";
   const std::int32_t message = actions_.SaveMessage("pc1");
   EXPECT_GT(message, kNoAction);
   EXPECT_EQ(actions_.SaveMessage("pc1"), message);

@@ -200,9 +200,15 @@ TEST_F(AlertWindowsTest, ActionsAreCheckedTabByTabAndSavedTogether) {
     EXPECT_EQ(tabs.currentIndex(), tab) << field;
     Type(dialog, field, text);
   };
+  Type(dialog, "txtBeepDesc", std::string(255, 'x') + "yz");
+  EXPECT_EQ(TextOf(dialog, "txtBeepDesc"), std::string(255, 'x')) << "what its column takes";
+  Type(dialog, "txtBeepDesc", "");
   refused(0, "txtBeepDesc", "three short ones");
   Type(dialog, "txtBeepCount", "3x-1");
   EXPECT_EQ(TextOf(dialog, "txtBeepCount"), "31") << "digits only";
+  Type(dialog, "txtDelay", "99999999999");
+  Click(dialog, "cmdOK");
+  EXPECT_EQ(dialog.focusWidget()->objectName(), QLatin1String("txtDelay")) << "too large";
   Type(dialog, "txtDelay", "0");
   EXPECT_EQ(TextOf(dialog, "cboSMTPServer"), "mail.example.net") << "the machine's own";
   tabs.setCurrentIndex(1);

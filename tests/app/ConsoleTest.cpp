@@ -7,21 +7,30 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QLineEdit>
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QScreen>
+#include <QTabBar>
 #include <QTableView>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
+#include <clocale>
+#include <set>
 
 #include "app/StartupChecks.h"
 #include "common/RegistryValues.h"
+#include "common/qt/Caption.h"
 #include "common/qt/KorvaneStyle.h"
+#include "common/qt/TextTranslator.h"
 #include "mainwnd/ChildArea.h"
 #include "mainwnd/FrameCaption.h"
 #include "mainwnd/frmWait.h"
+#include "platform/ApplicationTitle.h"
+#include "platform/Translations.h"
 #include "platform/linux/LinuxPlatform.h"
 #include "platform/qt/QtRunningInstance.h"
 #include "store/ChangeLog.h"
@@ -60,6 +69,7 @@ class ConsoleTest : public testing::Test {
                                                                  .Directories = Machine.Directories,
                                                                  .Clock = Machine.Clock,
                                                                  .Names = std::make_shared<FakeHostNames>(),
+                                                                 .Notifications = Machine.Notifications,
                                                                  .Prompt = Prompt,
                                                                  .End = [this] { ++Ended; }});
     ASSERT_EQ(Console->Start(""), app::StartupResult::Running);
@@ -88,13 +98,25 @@ class ConsoleTest : public testing::Test {
   std::vector<std::string> Captions() {
     std::vector<std::string> captions;
     for (const auto* child : Children()) {
-      captions.push_back(child->widget()->windowTitle().toStdString());
+      captions.push_back(CaptionOf(*child->widget()));
     }
     return captions;
   }
   QTableView& ListIn(std::size_t child) { return Find<QTableView>(Child(child)); }
   int RowsIn(std::size_t child) { return ListIn(child).model()->rowCount(); }
   void Command(const char* name) { Frame().Menus().Item(name).trigger(); }
+
+  // What the Window menu lists below its fixed items when it opens.
+  std::vector<std::string> WindowList() {
+    QMenu& menu = Frame().Menus().MenuOf("mnuWindow");
+    Q_EMIT menu.aboutToShow();
+    std::vector<std::string> texts;
+    const QList<QAction*> items = menu.actions();
+    for (auto item = items.rbegin(); !(*item)->isSeparator(); ++item) {
+      texts.insert(texts.begin(), (*item)->text().toStdString());
+    }
+    return texts;
+  }
 
   QMenu& SystemsPopUp() { return Frame().Menus().PopUp(mainwnd::kSystemsPopUp); }
   // Opens the pop-up of a system in the Systems window and leaves it by Escape; its items stay as they were.
@@ -124,6 +146,42 @@ class ConsoleTest : public testing::Test {
 };
 
 using FrameTest = ConsoleTest;
+
+// The menu of a child window's frame and the calendar, whose texts are the toolkit's.
+bool IsToolkits(const QObject& object) {
+  return object.inherits("QCalendarWidget") ||
+         (object.inherits("QMenu") && object.parent() != nullptr &&
+          object.parent()->inherits("QMdiSubWindow")) ||
+         (object.parent() != nullptr && IsToolkits(*object.parent()));
+}
+
+// What a window and all in it show of their own: captions, labels, buttons, menus, headings; not what a list
+// or a field holds.
+std::vector<std::string> TextsIn(const QObject& window) {
+  QStringList texts;
+  QList<const QObject*> children = window.findChildren<const QObject*>();
+  children.append(&window);
+  for (const QObject* child : children) {
+    if (IsToolkits(*child)) continue;
+    for (const char* property : {"text", "title", "windowTitle", "toolTip", "placeholderText"}) {
+      const bool held =
+          qobject_cast<const QLineEdit*>(child) != nullptr && std::string_view(property) == "text";
+      if (!held) texts.append(child->property(property).toString());
+    }
+    if (const auto* tabs = qobject_cast<const QTabBar*>(child)) {
+      for (int i = 0; i < tabs->count(); ++i) texts.append(tabs->tabText(i));
+    }
+    if (const auto* list = qobject_cast<const QTableView*>(child)) {
+      for (int i = 0; i < list->model()->columnCount(); ++i) {
+        texts.append(list->model()->headerData(i, Qt::Horizontal).toString());
+      }
+    }
+  }
+  texts = texts.filter(QRegularExpression(QStringLiteral("[A-Za-z]{3}")));
+  std::vector<std::string> found;
+  for (const QString& text : texts) found.push_back(text.toStdString());
+  return found;
+}
 
 // A receiver that catches up stores old times, also between the first load and the start of the receiver
 // link.
@@ -168,6 +226,24 @@ TEST_F(ConsoleTest, ClosingWaitsForDialogsAndLongWork) {
   EXPECT_EQ(Ended, 1);
 }
 
+TEST_F(ConsoleTest, WhenItsSessionEndsItLeavesDialogsAndSavesWithoutAQuestion) {
+  StartWith({{.EventTime = 10, .Source = "a"}, {.EventTime = 20, .Source = "b"}});
+  const auto isGone = [](const QDialog& dialog) { return WaitFor([&] { return !dialog.isVisible(); }); };
+  InDialog([this] { Command("mnuOptionsFilters"); },
+           [&](QDialog& filters) {
+             InDialog([&] { Click(filters, "cmdAdd"); },
+                      [&](QDialog& filter) {
+                        Console->EndUnasked();
+                        EXPECT_TRUE(isGone(filter));
+                      });
+             EXPECT_TRUE(isGone(filters));
+           });
+  EXPECT_TRUE(WaitFor([this] { return Ended == 1; }));
+  EXPECT_TRUE(Prompt.Questions().empty());
+  EXPECT_EQ(Unacknowledged("a"), 1);
+  EXPECT_EQ(Store.Number("SELECT COUNT(*) FROM System_Table"), 2);
+}
+
 TEST_F(ConsoleTest, ItsWindowsComeBackWhereTheyWereOrOntoAScreen) {
   auto& settings = Machine.Settings.Values;
   settings = {
@@ -181,12 +257,16 @@ TEST_F(ConsoleTest, ItsWindowsComeBackWhereTheyWereOrOntoAScreen) {
   settings["Settings/MainHeight"] = "7500";
   Start();
   EXPECT_EQ(QRect(Frame().pos(), Frame().size()), QRect(20, 30, 600, 500));
+  const int height = Area().height();
+  Command("mnuViewToolbar");
+  ASSERT_TRUE(WaitFor([&] { return Area().height() > height; }));
   Command("mnuWindowTileVertical");
   const QRect traps = Child(1).geometry();
   Frame().close();
   const auto saved = settings;
   Start();
   EXPECT_EQ(Child(1).geometry(), traps);
+  EXPECT_FALSE(IsShown(Frame(), "picToolbar") || Frame().Menus().Item("mnuViewToolbar").isChecked());
   Frame().showMinimized();
   Frame().close();
   EXPECT_EQ(settings, saved) << "nobody moved anything, and an icon's place is none";
@@ -224,19 +304,35 @@ TEST_F(FrameTest, OpensRenamesAndClosesWindowsButTheSystemsWindow) {
                Press(dialog, Qt::Key_Return);
              });
     EXPECT_EQ(Area().Active(), &Child(2));
-    for (const char* name : {"", "<b>Core</b> & 'edge' "}) {
+    for (const char* name : {"", "<b>Core</b> & [*] 'edge' "}) {
       Prompt.WillAnswerText(name);
       Command("mnuEditRenameWindow");
       EXPECT_THAT(Captions().back(), HasSubstr(*name == '\0' ? "Mine" : name));
     }
     ShowActive(Frame());
+    EXPECT_EQ(WindowList().back(), "&3  <b>Core</b> && [*] 'edge'");
     QTest::keyClick(&Frame(), closing, Qt::ControlModifier);
     ASSERT_EQ(Children().size(), 2U);
     Child(0).BringUp();
     QTest::keyClick(&Frame(), closing, Qt::ControlModifier);
     EXPECT_EQ(Children().size(), 2U);
     EXPECT_TRUE(Child(0).isMinimized());
+    EXPECT_EQ(Area().Active(), &Child(1)) << "commands act on what can be seen";
+    EXPECT_THAT(WindowList(), ElementsAre("&1  Systems (put aside)", "&2  All Traps"));
   }
+  OpenReport();
+  Command("mnuWindowClose");
+  ASSERT_EQ(Children().size(), 3U) << "the command keeps a report";
+  EXPECT_EQ(Area().Active(), &Child(1));
+  Child(2).close();
+  EXPECT_EQ(Children().size(), 2U) << "its close box does not";
+  Child(1).close();
+  EXPECT_TRUE(Child(0).isMinimized()) << "nothing comes back by itself";
+  Command("mnuEditRenameWindow");
+  EXPECT_EQ(Prompt.LastMessage(), "There is no active window that can be renamed.");
+  WindowList();
+  Frame().Menus().MenuOf("mnuWindow").actions().back()->trigger();
+  EXPECT_EQ(Area().Active(), &Child(0));
 }
 
 TEST_F(FrameTest, CloseAllAsksFromTheLastToTheFirstAndKeepsTheSystemsWindow) {
@@ -275,8 +371,8 @@ TEST_F(FrameTest, WhatIsAcknowledgedLeavesEveryWindowUpToWhatWasShownAsTheQuesti
              {.EventTime = 20, .Source = "R&D"},
              {.EventTime = 20, .Source = "b"}});
   OpenSystem("R&D");
-  EXPECT_EQ(SystemsPopUp().actions()[0]->text(), QStringLiteral("View Traps For 'R&&D'"));
-  EXPECT_EQ(SystemsPopUp().actions()[1]->text(), QStringLiteral("Clear / Acknowledge Trap(s) For 'R&&D'"));
+  EXPECT_EQ(SystemsPopUp().actions()[0]->text(), QStringLiteral("&View Traps For 'R&&D'"));
+  EXPECT_EQ(SystemsPopUp().actions()[1]->text(), QStringLiteral("Clear / &Acknowledge Trap(s) For 'R&&D'"));
   Child(1).BringUp();
   OpenSystem("R&D");
   EXPECT_EQ(Children().size(), 3U) << "opened once and brought up again";
@@ -322,6 +418,43 @@ TEST_F(FrameTest, AFilterTakesItsTrapsFromEveryWindow) {
   EXPECT_EQ(RowsIn(1), 1);
   EXPECT_EQ(RowsIn(2), 0);
   EXPECT_THAT(Rows(ListIn(0), {0}), ElementsAre("a"));
+}
+
+// With a translation that puts a mark before every line, whatever has none comes by another road than it
+// should.
+TEST_F(FrameTest, EveryTextOfItsWindowsCanBeTranslated) {
+  ASSERT_NE(std::setlocale(LC_MESSAGES, "C.UTF-8"), nullptr);
+  qputenv("LANGUAGE", "qq");
+  platform::LookForTranslations(KORVANE_MARKED_TEXTS);
+  TextTranslator translator;
+  QCoreApplication::installTranslator(&translator);
+  std::set<std::string> unmarked;
+  const auto look = [&](const QObject& window) {
+    for (const std::string& text : TextsIn(window)) {
+      if (!text.starts_with("~") && text.find("sender.example") == std::string::npos &&
+          text.find(platform::kApplicationTitle) == std::string::npos)
+        unmarked.insert(text);
+    }
+  };
+  StartWith({{.Source = "sender.example"}});
+  OpenSystem("sender.example");
+  for (const char* opens : {"mnuFileNewWindow", "mnuReportsReport", "mnuOptionsFilters", "mnuOptionsAlerts",
+                            "mnuOptionsConfiguration", "mnuReportsCategories", "mnuHelpAbout"}) {
+    InDialog([&] { Command(opens); },
+             [&](QDialog& dialog) {
+               look(dialog);
+               dialog.close();
+             });
+  }
+  ListIn(1).selectRow(0);
+  InDialog([&] { Command("tbTrapDetails"); },
+           [&](QDialog& dialog) {
+             look(dialog);
+             dialog.close();
+           });
+  look(Frame());
+  EXPECT_THAT(unmarked, testing::IsEmpty());
+  QCoreApplication::removeTranslator(&translator);
 }
 
 // The receiver, the MIB compiler and other consoles write to the same store.
@@ -376,15 +509,17 @@ TEST(ProgramTest, TheSecondCopyBringsUpTheFirstAndEnds) {
       QStringLiteral(KORVANE_CONSOLE)};
   QProcess first;
   first.start(QStringLiteral("env"), command);
-  platform::QtRunningInstance later(folder.path(), 500);
+  platform::QtRunningInstance later(platform::MakeUserLock(folder.path().toStdString()), folder.path(), 500);
   EXPECT_TRUE(WaitFor([&] { return later.FindTopLevelWindow(mainwnd::kFrameCaption); }));
   QProcess second;
   second.start(QStringLiteral("env"), command);
   EXPECT_TRUE(second.waitForFinished());
   EXPECT_EQ(second.exitCode(), 0);
   EXPECT_EQ(first.state(), QProcess::Running);
-  first.kill();
-  first.waitForFinished();
+  first.terminate();
+  EXPECT_TRUE(first.waitForFinished());
+  EXPECT_EQ(first.exitStatus(), QProcess::NormalExit);
+  EXPECT_EQ(first.exitCode(), 0);
 }
 
 }  // namespace

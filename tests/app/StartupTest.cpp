@@ -6,6 +6,7 @@
 
 #include <functional>
 
+#include "app/CommandLine.h"
 #include "app/Shutdown.h"
 #include "app/Startup.h"
 #include "app/StartupChecks.h"
@@ -186,6 +187,23 @@ TEST(StartupTest, OneOfTheGroupsMustBearTheAdministratorsName) {
   groups.Names = {"sudo", ""};
   groups.Administrators.reset();
   EXPECT_FALSE(app::IsUserAdministrator(groups));
+}
+
+TEST(CommandLineTest, IsAnsweredAtOnceUnlessItIsTheConsolesOrTheToolkits) {
+  using Arguments = std::vector<std::string>;
+  for (const Arguments& starts :
+       {Arguments{}, {"/dEbUG", "xdebugx"}, {"-platform", "--what", "--style=fusion"}}) {
+    EXPECT_EQ(app::AnswerAtOnce(starts), std::nullopt);
+  }
+  const std::pair<Arguments, int> ends[] = {
+      {{"Debug", "--version"}, 0}, {{"--help"}, 0}, {{"--styles"}, 2},
+      {{"-style=x", "file"}, 2},   {{"--a\nb"}, 2}, {{"-reverse=1"}, 2}};
+  for (const auto& [arguments, status] : ends) {
+    const auto answer = app::AnswerAtOnce(arguments);
+    ASSERT_TRUE(answer) << arguments.back();
+    EXPECT_EQ(answer->Status, status) << arguments.back();
+    EXPECT_TRUE(status == 0 || std::ranges::count(answer->Text, '\n') == 1) << "one sentence";
+  }
 }
 
 TEST(ShutdownTest, AcknowledgesWhatIsPendingOnlyWhenTheOperatorSaysSo) {

@@ -4,6 +4,10 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,8 +15,11 @@
 #include "categories/CategoryCopies.h"
 #include "categories/CategoryWriter.h"
 #include "params/CategoryInformation.h"
+#include "params/DefinitionVerdicts.h"
+#include "store/Codes.h"
 #include "store/DatabaseError.h"
 #include "store/EngineTest.h"
+#include "store/TrapNames.h"
 #include "support/TempFolder.h"
 
 namespace korvane::categories {
@@ -268,6 +275,89 @@ TEST_P(CategoryStoreTest, TheOrderThatDecidesIsKeptMovedAndCarriedByFiles) {
   EXPECT_EQ(CategoriesOfFile(path, Db).size(), 6U);
   offered.back().Chosen = true;
   EXPECT_THAT(WriteChosen(offered, path), testing::HasSubstr("\"Mike\" and \"MIKE\""));
+}
+
+// Enterprise and specific code of a standard notification by its name, as the shipped list has them.
+using StandardTraps = std::multimap<std::string, std::pair<std::string, std::int32_t>>;
+
+StandardTraps ShippedNames() {
+  StandardTraps names;
+  std::ifstream file(KORVANE_SOURCE_DIR "/install/data/standard-traps.tsv");
+  for (std::string line; std::getline(file, line);) {
+    std::istringstream columns(line);
+    std::string oid;
+    std::string name;
+    std::int32_t code = 0;
+    if (columns >> oid >> code >> name) {
+      names.emplace(name, std::pair(oid, code));
+    }
+  }
+  return names;
+}
+
+TEST_P(CategoryStoreTest, TheStarterCategoriesGradeEveryStandardNotification) {
+  const std::string path = KORVANE_SOURCE_DIR "/install/data/starter-categories.dvcat";
+  const StandardTraps shipped = ShippedNames();
+  ASSERT_GT(shipped.size(), 400U);
+  if (GetParam() == store::Engine::Sqlite) {  // the program knows one data source
+    for (int run = 0; run < 2; ++run) {
+      test::RunProgram({KORVANE_CATEGORIES_PROGRAM});
+    }
+    EXPECT_EQ(Rows("Change_Log WHERE Kind = 6"), 1) << "a second run changes nothing";
+  } else {
+    StoreChosen(CategoriesOfFile(path, own_), own_);
+  }
+
+  // Each row is of the notification that the comment above it names.
+  std::vector<std::string> comments;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with("  # ")) {
+      comments.push_back(line.substr(4, line.find(':') - 4));
+    }
+  }
+  auto comment = comments.begin();
+  for (const OfferedCategory& each : CategoriesOfStore(own_)) {
+    EXPECT_LE(each.Category.Details.Description.size(), 255U) << each.Category.Name;
+    for (const TrapDetail& trap : each.Category.Details.Traps) {
+      ASSERT_NE(comment, comments.end());
+      const bool standard = trap.GenericTrap != store::kEnterpriseSpecific;
+      const std::pair said(standard ? std::string(store::kStandardTrapsOid) : trap.EnterpriseOid,
+                           standard ? trap.GenericTrap + 1 : std::stoi(trap.SpecificTrap));
+      const auto [first, last] = shipped.equal_range(*comment);
+      EXPECT_TRUE(std::any_of(first, last, [&](const auto& row) { return row.second == said; })) << *comment;
+      ++comment;
+    }
+  }
+  EXPECT_EQ(comment, comments.end());
+
+  params::CategoryInformation information;
+  ASSERT_TRUE(information.ReloadCategoryInformation(Db));
+  params::TrapFilters none;
+  params::DefinitionVerdicts verdicts(none, information);
+  store::TrapNames names(Db);
+  names.UseVerdicts(verdicts);
+  const auto severity = [&](std::string_view oid, std::int32_t code, std::string_view bindings = {}) {
+    const std::int32_t generic = store::GenericCodeOf(oid, code).value_or(store::kEnterpriseSpecific);
+    store::IncomingTrap trap;
+    trap.EnterpriseOid = oid;
+    trap.VarBinds = bindings;
+    trap.GenericTrap = generic;
+    trap.SpecificTrap = generic == store::kEnterpriseSpecific ? code : 0;
+    names.GetTrapName(trap);
+    return trap.Severity;
+  };
+  std::map<std::string_view, int> counts;
+  for (const auto& [name, trap] : shipped) {
+    ++counts[store::SeverityName(severity(trap.first, trap.second))];
+  }
+  EXPECT_THAT(counts,
+              ElementsAre(std::pair("Critical", 6), std::pair("Information", 71), std::pair("Major", 47),
+                          std::pair("Minor", 154), std::pair("Warning", 144)));
+  EXPECT_EQ(severity("1.3.6.1.6.3.1.1.5", 3), 3) << "linkDown is Major";
+  EXPECT_EQ(severity("1.3.6.1.6.3.1.1.5", 4), 2) << "linkUp is Information";
+  EXPECT_EQ(severity("1.3.6.1.2.1.33.2", 3, "upsAlarmDescr.1 = 1.3.6.1.2.1.33.1.6.3.3"), 5) << "low battery";
+  EXPECT_EQ(severity("1.3.6.1.2.1.33.2", 3, "upsAlarmDescr.1 = 1.3.6.1.2.1.33.1.6.3.16"), 3) << "fan";
 }
 
 }  // namespace

@@ -293,7 +293,7 @@ TEST_F(CategoryWizardTest, MakesACategoryFromTheKeyboard) {
   test::Choose(*Window, "cboGeneric", "linkDown");
   for (const char* source : {"r", "o"}) {
     Type(*Window, "txtSource", source);
-    Click(*Window, "cmdAdd");
+    Press(*Window, Qt::Key_Return);  // adds
   }
   auto& list = Find<QTableView>(*Window, "lvTraps");
   const std::string fan = "-All-|enterpriseSpecific|acme|fanFailed||Major";
@@ -304,8 +304,13 @@ TEST_F(CategoryWizardTest, MakesACategoryFromTheKeyboard) {
   list.setFocus();
   QTest::keyClick(&list, Qt::Key_Delete);
   EXPECT_THAT(test::Rows(list), ElementsAre(fan, fan)) << "the next row was selected";
-  EXPECT_TRUE(Task.Cancelled);
-  QTest::keyClick(Window.get(), Qt::Key_Return);
+  Type(*Window, "txtVarBinds", "typed and not added");
+  for (const PromptAnswer answer : {PromptAnswer::Cancel, PromptAnswer::No}) {
+    EXPECT_TRUE(Task.Cancelled && Window->isVisible());
+    Prompt.WillAnswer(answer);
+    Click(*Window, "cmdNextFinish");
+    EXPECT_THAT(Prompt.Questions().back().Text, HasSubstr("is not in the list"));
+  }
   EXPECT_FALSE(Window->isVisible());
   EXPECT_FALSE(Task.Cancelled);
   EXPECT_EQ(Task.CategoryName, "Fans");
@@ -314,6 +319,22 @@ TEST_F(CategoryWizardTest, MakesACategoryFromTheKeyboard) {
   EXPECT_EQ(fans.Severity, 3) << "that of its first trap";
   ASSERT_EQ(fans.Traps.size(), 1U) << "two equal ones are one";
   EXPECT_EQ(fans.Traps[0].SpecificTrap, "7");
+
+  Show({.Mode = WizardMode::AddTrapDetails, .CategoryName = "Fans"});
+  test::Choose(*Window, "cboSeverity", "Minor");
+  Type(*Window, "txtSource", "listed");
+  Press(*Window, Qt::Key_Return);
+  Type(*Window, "txtSource", "asked");
+  Prompt.WillAnswer(PromptAnswer::Yes);
+  Click(*Window, "cmdNextFinish");
+  EXPECT_EQ(Stored("Fans").Traps.size(), 3U) << "one was added by Enter and one by the question";
+  const std::int32_t gone = Stored("Fans").Traps[0].TrapTableId;
+  CategoryStore(Transaction).DeleteCategory("Fans");
+  for (const WizardMode mode : {WizardMode::EditCategory, WizardMode::EditTrapDetail}) {
+    Task = {.Mode = mode, .CategoryName = "Fans", .TrapTableId = gone};
+    EXPECT_FALSE(frmTrpCatWiz(Task, Transaction, {Names, Prompt, Busy}).WasRead());
+    EXPECT_THAT(Prompt.LastMessage(), HasSubstr("removed")) << "nothing is written over it";
+  }
 }
 
 struct CategoryExchangeTest : test::RulesWorld, testing::Test {
@@ -352,6 +373,7 @@ TEST_F(CategoryExchangeTest, WhatIsExportedDeletedAndImportedIsTheSame) {
     offered.setData(offered.index(2, 0), Qt::Unchecked, Qt::CheckStateRole);
   };
   EXPECT_FALSE(Run(ExportCategories, unchecked)) << "all that can be exported is there";
+  EXPECT_THAT(Prompt.LastMessage(), HasSubstr("2 categories were written to the file"));
   {
     CategoryTransaction transaction(Connection);
     CategoryStore(transaction).DeleteCategory("Lines");

@@ -1,6 +1,7 @@
 // What can be told apart and read, measured on what is painted; the desktop's colour scheme; prompts.
 #include <gtest/gtest.h>
 
+#include <QApplication>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusVariant>
@@ -11,15 +12,20 @@
 #include <QMessageBox>
 #include <QPainter>
 #include <QPushButton>
+#include <QStyleOptionHeader>
 #include <QTest>
 #include <optional>
 #include <string>
 #include <tuple>
+#include <utility>
+#include <vector>
 
 #include "common/qt/DesktopScheme.h"
 #include "common/qt/Icons.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/QtPrompts.h"
+#include "common/qt/StatusText.h"
+#include "platform/qt/QtNotifications.h"
 #include "support/PrivateBus.h"
 #include "support/WindowDriver.h"
 
@@ -64,6 +70,69 @@ TEST(LookTest, SeveritiesAreToldApartWithoutColourAndEveryTextIsReadable) {
   }
 }
 
+TEST(LookTest, AscendingPointsUpAndStatusTextsLoseWordsBeforeTheirNumbers) {
+  QImage image(9, 9, QImage::Format_RGB32);
+  image.fill(Qt::white);
+  QPainter painter(&image);
+  QStyleOptionHeader header;
+  header.rect = image.rect();
+  header.palette = LightPalette();
+  header.sortIndicator = QStyleOptionHeader::SortDown;  // what the toolkit calls ascending
+  KorvaneStyle().drawPrimitive(QStyle::PE_IndicatorHeaderArrow, &header, &painter, nullptr);
+  painter.end();
+  std::vector<int> inked;
+  for (int y = 0; y < image.height(); ++y) {
+    inked.push_back(0);
+    for (int x = 0; x < image.width(); ++x) {
+      inked.back() += image.pixelColor(x, y).lightness() < 230 ? 1 : 0;
+    }
+  }
+  std::erase(inked, 0);
+  EXPECT_LT(inked.front(), inked.back()) << "its tip is above";
+
+  const QFontMetrics metrics(QApplication::font());
+  const QString text = QStringLiteral("Trap Rate: 43,008 Trap(s) / Minute ");
+  for (int width = metrics.horizontalAdvance(text) + 9; width > 80; width -= 10) {
+    const QString shown = ShortStatusText(text, metrics, width);
+    EXPECT_TRUE(shown.contains(QLatin1String("43,008"))) << width;
+    EXPECT_LE(metrics.horizontalAdvance(shown.trimmed()), width);
+  }
+}
+
+// The desktop's notification service: what it is asked for, and an answer to each call.
+class NotificationService : public QDBusVirtualObject {
+ public:
+  explicit NotificationService(QDBusConnection bus) : bus_(std::move(bus)) {
+    bus_.registerVirtualObject(QStringLiteral("/org/freedesktop/Notifications"), this);
+    bus_.registerService(QStringLiteral("org.freedesktop.Notifications"));
+  }
+  QString introspect(const QString&) const override { return {}; }
+  bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
+    const QVariantList arguments = message.arguments();
+    if (message.member() == QStringLiteral("GetCapabilities")) {
+      return connection.send(message.createReply(QStringList{QStringLiteral("body-markup")}));
+    }
+    if (message.member() == QStringLiteral("Notify")) {
+      Asked.push_back(QStringLiteral("%1 %2: %3")
+                          .arg(arguments[1].toUInt())
+                          .arg(arguments[3].toString(), arguments[4].toString()));
+      return connection.send(message.createReply(7U));
+    }
+    Asked.push_back(message.member() + QString::number(arguments.value(0).toUInt()));
+    return connection.send(message.createReply());
+  }
+  void Choose() {
+    QDBusMessage signal = QDBusMessage::createSignal(QStringLiteral("/org/freedesktop/Notifications"),
+                                                     QStringLiteral("org.freedesktop.Notifications"),
+                                                     QStringLiteral("ActionInvoked"));
+    bus_.send(signal << 7U << QStringLiteral("default"));
+  }
+  QStringList Asked;
+
+ private:
+  QDBusConnection bus_;
+};
+
 // The desktop's settings portal, with one setting.
 class Portal : public QDBusVirtualObject {
  public:
@@ -72,6 +141,7 @@ class Portal : public QDBusVirtualObject {
     bus_.registerVirtualObject(QStringLiteral("/org/freedesktop/portal/desktop"), this);
     bus_.registerService(QStringLiteral("org.freedesktop.portal.Desktop"));
   }
+  QDBusConnection Bus() const { return bus_; }
   ~Portal() override { QDBusConnection::disconnectFromBus(QStringLiteral("portal")); }
 
   void Announce(const char* group, uint scheme) {
@@ -94,8 +164,10 @@ class Portal : public QDBusVirtualObject {
 };
 
 // One test: the toolkit reaches for the session bus once in a process.
-TEST(DesktopSchemeTest, FollowsThePortalAndItsChanges) {
+TEST(DesktopTest, ItsSchemeIsFollowedAndItsNotificationsAreUsedWithoutWaiting) {
   qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+  platform::QtNotifications notifications;
+  notifications.Show({"nobody", "sees it"});
   EXPECT_TRUE(DesktopScheme(true).Dark()) << "without a bus the start decides";
   const test::PrivateBus bus;
   qputenv("DBUS_SESSION_BUS_ADDRESS", bus.Address().c_str());
@@ -112,6 +184,25 @@ TEST(DesktopSchemeTest, FollowsThePortalAndItsChanges) {
   portal.Announce("org.freedesktop.appearance", 1);
   EXPECT_TRUE(test::WaitFor([&scheme] { return scheme.Dark(); }));
   EXPECT_EQ(changes, 3);
+
+  notifications.Show({"nobody", "listens"});
+  notifications.Withdraw();
+  NotificationService service(portal.Bus());
+  bool chosen = false;
+  notifications.SetListener([&chosen] { chosen = true; });
+  const auto asked = [&service](const char* call) {
+    return test::WaitFor([&] { return service.Asked.contains(QLatin1String(call)); });
+  };
+  EXPECT_TRUE(test::WaitFor([&] {
+    notifications.Show({"first", ""});
+    return !service.Asked.isEmpty();
+  }));
+  notifications.Show({"2 critical traps", "<b>a & b"});
+  EXPECT_TRUE(asked("7 2 critical traps: &lt;b&gt;a &amp; b")) << "in the place of the first";
+  service.Choose();
+  EXPECT_TRUE(test::WaitFor([&chosen] { return chosen; }));
+  notifications.Withdraw();
+  EXPECT_TRUE(asked("CloseNotification7"));
 }
 
 QMessageBox& Box(QDialog& dialog) {

@@ -40,10 +40,13 @@ TEST_F(ConfigTest, AsksAboutWhatWasChangedAndWritesItInOrder) {
     EXPECT_EQ(question.find("acknowledge or purge frequency") != question.npos, frequency);
     EXPECT_EQ(question.find("the limit for maximum traps") != question.npos, limit);
   }
-  for (const char* text : {"", "12x", "99999999999"}) {
+  for (const auto& [text, fault] : {std::pair("", "' is not a whole number."),
+                                    {"12x", "' is not a whole number."},
+                                    {"99999999999", "' is too large. The largest number is 2,147,483,647."},
+                                    {"-99999999999", "' is too small."}}) {
     Prompt.WillAnswer(PromptAnswer::Yes);
     EXPECT_FALSE(Open().Ok({"6", "30", text}));
-    EXPECT_EQ(Prompt.LastMessage(), "'" + std::string(text) + "' is not a whole number.");
+    EXPECT_EQ(Prompt.LastMessage(), std::string("'") + text + fault);
   }
   EXPECT_THAT(Registry.WrittenNames, IsEmpty());
   EXPECT_THAT(Machine.Clock.Sleeps, IsEmpty()) << "nothing was restarted";
@@ -83,6 +86,10 @@ TEST_F(ConfigTest, AnOperatorChangesTheIntervalsByKeyboard) {
   };
   step("UpDown2", Qt::Key_Down);
   EXPECT_EQ(TextOf(dialog, "txtPurge"), "1") << "the least";
+  test::Type(dialog, "txtPurge", "0");
+  EXPECT_TRUE(test::IsShown(dialog, "lblNever"));
+  test::Type(dialog, "txtPurge", "1");
+  EXPECT_FALSE(test::IsShown(dialog, "lblNever"));
   step("UpDown1", Qt::Key_Up);
   EXPECT_EQ(TextOf(dialog, "txtViewLimit"), "4000");
   test::Type(dialog, "txtViewLimit", "12345");

@@ -89,7 +89,8 @@ TEST_F(GuideTest, AMissingOrDamagedFileIsNone) {
   for (const std::size_t length : {std::size_t(0), std::size_t(3), std::size_t(4), whole.size() - 1}) {
     EXPECT_FALSE(Read(whole.substr(0, length))) << length;
   }
-  for (std::size_t at = 0; at < whole.size(); at += at < 8 ? 1 : whole.size() / 37) {
+  // But for the checksum at the end and the byte before it, of which some bits only fill up.
+  for (std::size_t at = 0; at + 5 < whole.size(); at += at < 8 ? 1 : whole.size() / 37) {
     std::string flipped = whole;
     flipped[at] = static_cast<char>(flipped[at] ^ 0x10);
     EXPECT_FALSE(Read(flipped)) << at;

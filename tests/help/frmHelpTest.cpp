@@ -74,7 +74,7 @@ TEST_F(frmHelpTest, LeadsByLinksTheSearchOfAllPagesAndTheFindBar) {
     Press(*Window, Qt::Key_F3, modifiers);
     found += ", " + TextOf(*Window, "lblFound");
   }
-  EXPECT_EQ(found, "1 of 3, 2 of 3, 3 of 3, 2 of 3");
+  EXPECT_EQ(found, "1 of 4, 2 of 4, 3 of 4, 2 of 4");
   Press(*Window, Qt::Key_Escape);
   EXPECT_FALSE(IsShown(*Window, "fraFind"));
   EXPECT_TRUE(Window->isVisible());

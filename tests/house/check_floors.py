@@ -18,7 +18,7 @@ FLOORS = {
 }
 # The receiver's rooms; what lies at its top (service, configuration, counters, log) belongs to all of them.
 RECEIVER_FLOORS = {"clock": 0, "spool": 1, "snmp": 2, "store": 2, "alerts": 2}
-COMPANIONS = {"receiver": 3, "mibc": 2}  # the highest floor each may use
+COMPANIONS = {"receiver": 3, "mibc": 2, "tools": 9}  # the highest floor each may use
 INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>)', re.M)
 SOURCES = {".h", ".cpp"}
 
@@ -84,7 +84,7 @@ def wrong_floor(root, file, target, folder, floor, companion):
 def unbuilt(root):
     """Sources that no list of theirs names: they would be neither compiled nor run."""
     found = []
-    for file in (f for folder in ("src", "receiver", "mibc", "tests") for f in files_of(root, folder)):
+    for file in (f for folder in ("src", "receiver", "mibc", "tools", "tests") for f in files_of(root, folder)):
         lists = [p for above in file.parents if above.is_relative_to(root) and above != root
                  for p in [*above.glob("CMakeLists.txt"), *above.glob("*.cmake")]]
         if file.suffix == ".cpp" and not any(re.search(rf"\b{file.name}\b", p.read_text()) for p in lists):

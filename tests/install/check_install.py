@@ -1,12 +1,14 @@
-"""What an administrator sets a machine up with: trap names and their loader, data sources, registry file, folders.
+"""What an administrator sets a machine up with: the set-up, trap names, data sources, registry file, folders.
 
-  check_install.py STATE      STATE: what database-servers wrote when it started the two servers
+  check_install.py STATE PROGRAMS
+      STATE: what database-servers wrote when it started the two servers; PROGRAMS: the folder of kvreceiver
 """
 
 import os
 import pathlib
 import re
 import shutil
+import socket
 import sqlite3
 import subprocess
 import sys
@@ -217,6 +219,117 @@ class Upgrades(InFolder):
         self.assertEqual((done.returncode, words in done.stdout + done.stderr), (status, True), done)
 
 
+class SettingUp(InFolder):
+    """korvane-setup, everything below a root of its own, with the real receiver or one that never starts."""
+
+    others = "[payroll]\nDriver=SQLite3\nPWD=theirs\n"
+    place = ("--database", "kv_setup", "--user", "kv_user")
+    secret = "p+%}#;'\" \\x"
+
+    def setUp(self):
+        if not (pathlib.Path(PROGRAMS) / "kvreceiver").exists():
+            self.skipTest("needs a build with the receiver")
+        super().setUp()
+        self.root, self.broken = self.folder / "root", self.folder / "broken"
+        (self.root / "etc").mkdir(parents=True)
+        (self.root / "etc/odbc.ini").write_text(self.others)
+        self.broken.mkdir()
+        (self.broken / "kvreceiver").write_text("#!/bin/sh\necho no spool >&2; exit 1\n")
+        (self.broken / "kvreceiver").chmod(0o755)
+        (self.broken / "korvane-categories").symlink_to(pathlib.Path(PROGRAMS).resolve() / "korvane-categories")
+        (self.folder / "secret").write_text(self.secret + "\n")
+        self.source = self.root / "etc/korvane-store/odbc.ini"
+
+    def set_up(self, status, *options, programs=None, words=""):
+        done = run(INSTALL / "korvane-setup", "--root", self.root, "--programs", programs or PROGRAMS, *options)
+        said = done.stdout + done.stderr
+        self.assertEqual((done.returncode, words in said, self.secret in said), (status, True, False), said)
+        return said
+
+    def files(self):
+        return {file.relative_to(self.root): file.read_bytes() for file in self.root.rglob("*")
+                if file.is_file() and "spool" not in file.parts and file.suffix not in (".lock", ".db")}
+
+    def test_every_engine_is_set_up_and_again_and_a_failed_step_leaves_what_was_there(self):
+        for engine in ("sqlite", "postgresql", "mariadb"):
+            with self.subTest(engine), socket.socket(type=socket.SOCK_DGRAM) as wire:
+                self.setUp()
+                wire.bind(("127.0.0.1", 0))
+                options = ["--listen", f"udp:127.0.0.1:{wire.getsockname()[1]}"]
+                wire.close()
+                if engine == "sqlite":
+                    options.append("--embedded")
+                    def ask(statement):
+                        return run("sqlite3", self.root / "var/lib/korvane/dvldb.db", statement).stdout.split()
+                    def left():
+                        return [file for file in self.root.rglob("*.db")]
+                else:
+                    beside = ServerStore(engine, STATE, "beside")
+                    self.addCleanup(beside.ask, "drop")
+                    options += [f"--{engine}", "--port", beside.access["Port"], *self.place, "--admin-user", "dvl",
+                                "--password-file", self.folder / "secret"]
+                    def ask(statement, client=beside.client):
+                        return run(*client[:-1], "kv_setup", input=statement).stdout.split()
+                    def left(beside=beside):
+                        return [row for table, name in
+                                ((("pg_roles", "rolname"), ("pg_database", "datname")) if beside.engine == "postgresql"
+                                 else (("mysql.user", "User"), ("information_schema.SCHEMATA", "SCHEMA_NAME")))
+                                for row in beside.sql(f"SELECT 1 FROM {table} WHERE {name} LIKE 'kv%';")]
+                self.story(options, ask, left)
+                if engine != "sqlite":
+                    names = ("DATABASE kv_setup", "ROLE kv_user" if engine == "postgresql" else "USER kv_user@'127.0.0.1'")
+                    for name in names:
+                        beside.sql(f"DROP {name};")
+
+    def story(self, options, ask, left):
+        before = self.files()
+        self.set_up(1, *options, programs=self.broken, words="no spool")
+        self.assertEqual((self.files(), left()), (before, []), "all is undone")
+
+        self.set_up(0, *options, words="went through a receiver started for it")
+        self.assertEqual(self.source.stat().st_mode & 0o777, 0o640)
+        self.assertEqual((self.root / "etc/odbc.ini").read_text(), self.others)
+        counts = "SELECT COUNT(*) FROM EventStructure; SELECT COUNT(*) FROM Category_Group_Master;"
+        names, categories = map(int, ask(counts))
+        self.assertTrue(names > 400 and categories > 4)
+
+        # An operator's categories, and a file that the administrator has added to, outlive what comes after.
+        ask("DELETE FROM Category_Group_Master WHERE Sort_Order > 1;")
+        self.source.write_text(self.source.read_text() + "# kept\n")
+        before = self.files()
+        self.set_up(1, *options[2:], "--listen", "udp:127.0.0.1:16299", programs=self.broken, words="no spool")
+        self.assertEqual(self.files(), before)
+        self.set_up(0, words="categories already")
+        self.assertEqual((self.files(), ask(counts)), (before, [str(names), "1"]))
+        self.set_up(0, "--check", words="taken out again")
+
+    def test_an_older_store_of_the_machines_data_source_is_told_upgraded_and_taken_over(self):
+        store = SqliteStore(self.folder)
+        Upgrades.make_old(store)
+        data_source(self.root / "etc", store)
+        before = (self.root / "etc/odbc.ini").read_text()
+        self.assertEqual(self.set_up(3, "--check-store"), "")
+        self.set_up(1, "--no-check", words="korvane-setup --upgrade")
+        self.assertFalse(self.source.exists())
+        self.set_up(0, "--upgrade", words="from version 1 to version 2")
+        self.set_up(0, "--no-check", words="stays as it is")
+        self.assertIn(f"Database={store.main}", self.source.read_text())
+        self.assertEqual((self.set_up(0, "--check-store"), (self.root / "etc/odbc.ini").read_text()), ("", before))
+
+    def test_what_is_not_the_products_is_left_alone(self):
+        self.source.parent.mkdir(parents=True)
+        main = self.root / "var/lib/korvane/dvldb.db"
+        main.parent.mkdir(parents=True)
+        for plant, words in ((lambda: self.source.write_text("[dvldb]\nDriver=SQLite3\n" + self.others), "of others"),
+                             (lambda: self.source.symlink_to("/etc/odbc.ini"), "symbolic link"),
+                             (lambda: sqlite3.connect(main).execute("CREATE TABLE theirs (a)"), "something else")):
+            self.source.unlink(missing_ok=True)
+            plant()
+            before = self.source.is_symlink(), self.files()
+            self.set_up(1, "--embedded", words=words)
+            self.assertEqual((self.source.is_symlink(), self.files()), before)
+
+
 class RegistryFile(InFolder):
     def setUp(self):
         super().setUp()
@@ -305,7 +418,8 @@ class Folders(InFolder):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) != 2:
+    if len(sys.argv) != 3:
         sys.exit(__doc__)
+    PROGRAMS = sys.argv.pop()
     STATE = sys.argv.pop()
     unittest.main()

@@ -36,7 +36,8 @@ class Partners : public test::FakeLibrary, public SystemCounts, public TrapsWind
   std::string_view NotesOfTrap() const override { return "known beside the record"; }
   bool TrapIsNew() const override { return New; }
   void NoteDelivered(const store::IncomingTrap& trap) override { Delivered.push_back(trap.SequenceNumber); }
-  void UpdateSystemCounts(const store::IncomingTrap& trap) override {
+  void UpdateSystemCounts(const store::IncomingTrap& trap, Arrival arrival) override {
+    EXPECT_EQ(arrival, New ? Arrival::Live : Arrival::Stored);
     Call("counts", "count " + std::to_string(trap.SequenceNumber));
     Counted = trap;
   }

@@ -57,7 +57,7 @@ TEST(CommandDispatchTest, ACommandRefusesAMissingWindowAndAWrongKindInItsOwnWord
       {"mnuFilePrintPreview", {kTrapsFormName, kReportFormName}},
       {"mnuEditAcknowledge", {kTrapsFormName}},
       {"mnuWindowClose", {kTrapsFormName, kReportFormName, kSystemsFormName}},
-      {"mnufrmReportPopUpMenuExport", {kReportFormName}}};
+      {"mnufrmTrapsPopUpMenuExport", {kTrapsFormName, kReportFormName}}};
   OneActiveWindow windows;
   ScriptedPrompts prompts;
   const mainwnd::CommandDispatch dispatch(windows, prompts);

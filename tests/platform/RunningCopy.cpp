@@ -1,11 +1,12 @@
-// A copy of the console as far as later starts can tell: RunningCopy FOLDER TITLE.  Writes "first" or
-// "second"; the first one shows a minimised window, writes its state all the time and lives until it is
+// A copy of the console as far as later starts can tell: RunningCopy FOLDER USERFOLDER TITLE.  Writes "first"
+// or "second"; the first one shows a minimised window, writes its state all the time and lives until it is
 // killed.
 #include <QApplication>
 #include <QTimer>
 #include <QWidget>
 #include <cstdio>
 
+#include "platform/linux/LinuxPlatform.h"
 #include "platform/qt/QtRunningInstance.h"
 
 int main(int argc, char** argv) {
@@ -13,14 +14,15 @@ int main(int argc, char** argv) {
   const QStringList arguments = QApplication::arguments();
   std::setbuf(stdout, nullptr);
   std::getchar();  // all copies of one test try at the same moment: when their input says so
-  korvane::platform::QtRunningInstance instance(arguments.at(1));
+  using namespace korvane::platform;
+  QtRunningInstance instance(MakeUserLock(arguments.at(2).toStdString()), arguments.at(1));
   if (instance.PreviousInstanceExists()) {
     std::puts("second");
     return 0;
   }
   std::puts("first");
   QWidget window;
-  window.setWindowTitle(arguments.at(2));
+  window.setWindowTitle(arguments.at(3));
   window.showMinimized();
   QTimer states;
   QObject::connect(&states, &QTimer::timeout, &window, [&window] {

@@ -6,11 +6,13 @@
 #include <QElapsedTimer>
 #include <QLocalSocket>
 #include <QProcess>
+#include <QTemporaryDir>
 #include <algorithm>
 #include <csignal>
 #include <memory>
 #include <vector>
 
+#include "platform/linux/LinuxPlatform.h"
 #include "support/TempFolder.h"
 
 namespace korvane::platform {
@@ -23,12 +25,17 @@ class RunningInstanceTest : public testing::Test {
   ~RunningInstanceTest() override { KillCopies(); }
 
   QString Folder() const { return QString::fromStdString(folder_.Path().string()); }
+  // A start with that folder of its session, and one of the user that all sessions share.
+  QtRunningInstance StartIn(const QString& session) {
+    return QtRunningInstance(MakeUserLock(Folder().toStdString()), session, 500);
+  }
   // Starts copies, which then try at once; how many say that they are the first, which is the last in the
   // list.
   int Launch(int copies) {
     for (int i = 0; i < copies; ++i) {
       copies_.push_back(std::make_unique<QProcess>());
-      copies_.back()->start(QStringLiteral(RUNNING_COPY_PROGRAM), {Folder(), QString::fromLatin1(kTitle)});
+      copies_.back()->start(QStringLiteral(RUNNING_COPY_PROGRAM),
+                            {Folder(), Folder(), QString::fromLatin1(kTitle)});
       EXPECT_TRUE(copies_.back()->waitForStarted());
     }
     for (const auto& copy : copies_) {
@@ -63,8 +70,11 @@ class RunningInstanceTest : public testing::Test {
 };
 
 TEST_F(RunningInstanceTest, OfCopiesStartedAtOnceOneRunsAndIsRaisedMaximisedAndNotHarmed) {
-  QtRunningInstance nowhere(Folder() + QStringLiteral("/missing"));
-  EXPECT_FALSE(nowhere.PreviousInstanceExists()) << "a folder without a lock keeps nobody out";
+  {
+    const QString missing = Folder() + QStringLiteral("/missing");
+    QtRunningInstance nowhere(MakeUserLock(missing.toStdString()), missing);
+    EXPECT_FALSE(nowhere.PreviousInstanceExists()) << "a folder without a lock keeps nobody out";
+  }
   EXPECT_EQ(Launch(5), 1);
   KillCopies();
   EXPECT_TRUE(QDir(Folder()).exists(QStringLiteral("korvane-console.lock"))) << "nothing was left behind";
@@ -80,7 +90,11 @@ TEST_F(RunningInstanceTest, OfCopiesStartedAtOnceOneRunsAndIsRaisedMaximisedAndN
     socket.write(nonsense);
     socket.waitForBytesWritten(2000);
   }
-  QtRunningInstance later(Folder(), 500);
+  const QTemporaryDir otherSession;
+  QtRunningInstance elsewhere = StartIn(otherSession.path());
+  ASSERT_TRUE(elsewhere.PreviousInstanceExists());
+  EXPECT_FALSE(elsewhere.FindTopLevelWindow(kTitle)) << "it is on a screen that nobody here sees";
+  QtRunningInstance later = StartIn(Folder());
   ASSERT_TRUE(later.PreviousInstanceExists());
   EXPECT_FALSE(later.BringToForeground()) << "no window was found yet";
   for (const char* other : {"korvane manager console ", ""}) EXPECT_FALSE(later.FindTopLevelWindow(other));
@@ -99,6 +113,10 @@ TEST_F(RunningInstanceTest, OfCopiesStartedAtOnceOneRunsAndIsRaisedMaximisedAndN
   EXPECT_LT(waited.elapsed(), 20000);
   kill(static_cast<pid_t>(first.processId()), SIGCONT);
   EXPECT_TRUE(later.FindTopLevelWindow(kTitle));
+  qputenv("DISPLAY", "elsewhere:1");
+  EXPECT_FALSE(later.FindTopLevelWindow(kTitle));
+  KillCopies();
+  EXPECT_FALSE(elsewhere.PreviousInstanceExists()) << "what a killed copy left locks nobody out";
 }
 
 }  // namespace

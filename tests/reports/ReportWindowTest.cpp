@@ -14,6 +14,7 @@
 #include "support/FakeLists.h"
 #include "support/WindowDriver.h"
 #include "support/World.h"
+#include "traps/ListTools.h"
 #include "traps/TrapsList.h"
 
 namespace korvane::reports {
@@ -72,12 +73,19 @@ TEST_F(ReportWindowTest, SaysWhatItHoldsAndWhatIsMissing) {
   EXPECT_FALSE(test::IsShown(*window_, "fraNotice"));
   EXPECT_EQ(FirstOnScreen(), 1003);
   EXPECT_EQ(test::Cell(*list_, 0, 1), "Core Router");
-  window_->ShowFindBar();
+  window_->Tools().Find();
   test::Type(*window_, "txtFind", "router");
   EXPECT_EQ(TextOf(*window_, "lblFound"), "1 of 298");
   window_->List().SelectPosition(4);
   EXPECT_EQ(TextOf(*window_, "lblSelectedTrap") + TextOf(*window_, "lblTotalTraps"),
             "Selected Trap: 5 Total Traps In Window: 298 ");
+  test::InDialog([this] { window_->ShowTrapDetail(); },
+                 [](QDialog& dialog) {
+                   EXPECT_FALSE(test::IsShown(dialog, "cmdAcknowledge")) << "a report shows what was";
+                   test::Press(dialog, Qt::Key_A, Qt::ControlModifier | Qt::ShiftModifier);
+                   EXPECT_EQ(TextOf(dialog, "lblAcknowledged"), "No");
+                   test::Press(dialog, Qt::Key_Escape);
+                 });
   HideSource("10.0.0.3");
   window_->Reset();
   ASSERT_TRUE(Ends(ReportState::Complete));
@@ -158,6 +166,10 @@ TEST_F(SetReportTest, ARangeAndItsConditionsAreTypedAndReadAgain) {
   Pick("DTPToDate", "2024-02-09");
   Pick("DTPFromDate", "2024-02-08");
   EXPECT_FALSE(test::IsShown(dialog, "lblReversed"));
+  for (const char* field : {"DTPFromTime", "DTPToDate", "DTPToTime", "txtWindowName"}) {
+    test::Press(dialog, Qt::Key_Tab);
+    EXPECT_EQ(dialog.focusWidget()->objectName().toStdString(), field) << "one Tab for each field";
+  }
   Pick("DTPFromTime", "23:59:58");
   test::Type(dialog, "txtWindowName", "Night");
   Click(dialog, "optCustom");

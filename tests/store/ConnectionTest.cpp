@@ -3,10 +3,12 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include <array>
 #include <chrono>
 #include <clocale>
+#include <cstdlib>
 #include <future>
 #include <string>
 #include <tuple>
@@ -17,12 +19,15 @@
 #include "store/AcknowledgedBy.h"
 #include "store/BatchInsert.h"
 #include "store/ChangeLog.h"
+#include "store/DataSource.h"
 #include "store/DatabaseError.h"
 #include "store/NotesWrite.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
 #include "store/TrapNames.h"
 #include "store/TrapReader.h"
+#include "support/Processes.h"
+#include "support/TempFolder.h"
 
 namespace korvane::store {
 
@@ -114,6 +119,29 @@ TEST(MissingStoreTest, FailsAtTheFirstReadAndIsNotMade) {
   OpenDatabase(connection);
   EXPECT_THROW(connection.OpenRecordset(kSystemTable), DatabaseError);
   EXPECT_FALSE(std::filesystem::exists(made.MainFile()));
+}
+
+TEST(DataSourceTest, IsTakenFromTheProductsFileWhenNobodyElseCouldHaveWrittenIt) {
+  const test::TempFolder folder;
+  const auto file = folder / "odbc.ini";
+  test::WriteFile(
+      file,
+      "[other]\nDriver=Evil\n# note\n[dvldb]\r\n\tDriver\t= MariaDB Unicode\r\n; Port=1\n\nPWD=a}b;c=\n"
+      "Timeout=9\nDATABASE=\n[last]\nUID=x\n");
+  const std::string_view asked = ";StepAPI=1;TIMEOUT=2000";
+  const auto words = [&](mode_t mode, const char* environment = nullptr) {
+    EXPECT_EQ(chmod(file.c_str(), mode), 0);
+    EXPECT_TRUE(test::EndedWell(test::InChild([&] {
+      unsetenv("ODBCSYSINI");
+      environment != nullptr ? setenv("ODBCINI", environment, 1) : unsetenv("ODBCINI");
+      test::WriteFile(folder / "found", ConnectionWords("dvldb", asked, file));
+      return true;
+    })));
+    return test::ReadFile(folder / "found");
+  };
+  EXPECT_EQ(words(0640), "Driver={MariaDB Unicode};PWD={a}}b;c=}");
+  EXPECT_EQ(words(0640, "/own"), "DSN=dvldb");
+  EXPECT_EQ(words(0660), "DSN=dvldb");  // it could name a library of anybody's
 }
 
 TEST_P(ConnectionTest, AStoreOfAnotherVersionIsRefusedInPlainWords) {

@@ -162,6 +162,15 @@ TEST(LostEmbeddedStoreTest, AFileThatWasReplacedIsNoticed) {
   made.TakeAway();
   test::RunProgram({KORVANE_SOURCE_DIR "/install/make-store", "sqlite", made.MainFile()});
   EXPECT_FALSE(console.OpenRecordset(kEventTrap).Next());
+  // The traps' file alone is away while the connection is made anew.
+  made.Connect(made.Db());
+  made.AddTrap({});
+  made.Db().Close();
+  const std::filesystem::path away = made.TrapFile().string() + ".away";
+  std::filesystem::rename(made.TrapFile(), away);
+  EXPECT_THROW(console.OpenRecordset(kEventTrap), DatabaseError);
+  std::filesystem::rename(away, made.TrapFile());
+  EXPECT_TRUE(console.OpenRecordset(kEventTrap).Next());
 }
 
 // SQLite takes a transaction back by itself for lack of room: the driver then neither rolls back nor closes.

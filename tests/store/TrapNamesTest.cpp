@@ -15,9 +15,11 @@
 #include <vector>
 
 #include "store/Codes.h"
+#include "store/ColumnLengths.h"
 #include "store/DatabaseError.h"
 #include "store/DateTimeText.h"
 #include "store/EventTime.h"
+#include "support/Processes.h"
 #include "support/TempFolder.h"
 #include "support/TestStore.h"
 
@@ -213,6 +215,22 @@ TEST(EventTimeTest, IsWrittenInTheLocale) {
   }
   std::setlocale(LC_TIME, "C");
   unsetenv("LOCPATH");
+}
+
+TEST(ColumnLengthsTest, AreThoseOfEveryEnginesTables) {
+  for (const char* engine : {"sqlite", "postgresql", "mariadb"}) {
+    const std::string schema =
+        test::ReadFile(fmt::format("{}/install/schema/{}.sql", KORVANE_SOURCE_DIR, engine));
+    for (const ColumnLength& length : kColumnLengths) {
+      const std::size_t table = schema.find(fmt::format("CREATE TABLE {} (", length.Table));
+      const std::size_t column = schema.find(fmt::format("\n  {} ", length.Column), table);
+      ASSERT_NE(column, std::string::npos) << engine << length.Table << length.Column;
+      EXPECT_NE(schema.substr(column, schema.find('\n', column + 1) - column)
+                    .find(fmt::format(" VARCHAR({}) ", length.Characters)),
+                std::string::npos)
+          << engine << length.Table << length.Column;
+    }
+  }
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -15,6 +16,7 @@
 #include <vector>
 
 #include "common/Text.h"
+#include "platform/Notifications.h"
 #include "platform/Platform.h"
 #include "support/CallLog.h"
 
@@ -222,6 +224,19 @@ struct FakeHostNames : platform::HostNames {
   std::string Domain = "example.net";
 };
 
+struct FakeNotifications : platform::Notifications {
+  void Show(const platform::Notification& notification) override {
+    Shown = notification.Title + " | " + notification.Text;
+    ++Shows;
+  }
+  void Withdraw() override { Shown.clear(); }
+  void SetListener(std::function<void()> chosen) override { Chosen = std::move(chosen); }
+
+  std::string Shown;
+  int Shows = 0;
+  std::function<void()> Chosen;
+};
+
 struct FakePlatform {
   FakePlatform() {
     Registry.Calls = Settings.Calls = Groups.Calls = Instance.Calls = Services.Calls = Sockets.Calls =
@@ -241,6 +256,7 @@ struct FakePlatform {
   FakeDirectories Directories;
   FakeClock Clock;
   FakeHostNames HostNames;
+  FakeNotifications Notifications;
 };
 
 }  // namespace korvane::test

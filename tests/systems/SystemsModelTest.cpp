@@ -88,11 +88,18 @@ TEST_F(SystemsModelTest, SeveritiesGoToTheirCountsAndUnknownOnesToClear) {
   odd.Source = "a";
   odd.SequenceNumber = 1000;
   odd.Severity = -7;
-  Model.UpdateSystemCounts(odd);
+  Model.UpdateSystemCounts(odd, intake::Arrival::Live);
   EXPECT_THAT(Model.Row(0).Counts, ElementsAre(2, 1, 1, 1, 1, 2));
   EXPECT_THAT(Model.StatusTexts(),
               ElementsAre("Total Systems: 1 ", "Critical Traps: 2 ", "Warning Traps: 1 ", "Major Traps: 1 ",
                           "Total Traps: 8 ", "Trap Rate: 0 Trap(s) / Minute "));
+  // The row's icon goes by how bad they are, which neither the codes nor the columns say.
+  std::vector<std::int32_t> worst;
+  for (const std::vector<std::int32_t>& traps : {{}, {1, 2}, {4}, {6}, {3}, {5}, std::vector{7, 8, 1000}}) {
+    Model.TrapsAcknowledged(test::Selected(traps));
+    worst.push_back(Model.RowSeverity(0).value_or(-1));
+  }
+  EXPECT_THAT(worst, ElementsAre(5, 3, 1, 4, 2, 0, -1));
 }
 
 TEST_F(SystemsModelTest, AResetKeepsPlacesAndNewsAndFollowsNewFilters) {
@@ -102,9 +109,6 @@ TEST_F(SystemsModelTest, AResetKeepsPlacesAndNewsAndFollowsNewFilters) {
   AddStored(2, 7, "hidden");
   AddStored(1, 9, "mark");
   Model.Load();
-  for (const std::size_t row : {0U, 1U, 3U}) {
-    Model.OperatorSawRow(row);
-  }
   Model.TrapsAcknowledged(test::Selected({2, 5, 6}));
   Store.Execute("UPDATE EventTrap SET EventAck = 1 WHERE SequenceNumber IN (2, 5, 6)");
   Store.AddTrap({.SequenceNumber = 20, .EventTime = 4, .Source = "grown"});
@@ -222,16 +226,70 @@ TEST_F(SystemsModelTest, AcknowledgedTrapsLeaveTheCountsOnce) {
   for (int i = 0; i < 2; ++i) {
     Model.TrapsAcknowledged(test::Selected({2, 2, 4, 77}));
   }
-  EXPECT_THAT(RowTexts(), ElementsAre("core 2 news", "other 1 news"));
+  EXPECT_THAT(RowTexts(), ElementsAre("core 2", "other 1")) << "what was there at the start is no news";
   const auto older = [this](std::int32_t time) {
     store::TrapSelection all{.Numbers = {{0, 99}}, .Source = "10.0.0.1", .BeforeTime = time};
     Model.TrapsAcknowledged(std::span(&all, 1));
   };
   older(3);
-  EXPECT_THAT(RowTexts(), ElementsAre("core 1 news", "other 1 news")) << "strictly older: 1, not 3";
+  EXPECT_THAT(RowTexts(), ElementsAre("core 1", "other 1")) << "strictly older: 1, not 3";
   EXPECT_EQ(Model.AcknowledgeBound(core), 5);
   older(5);
-  EXPECT_THAT(RowTexts(), ElementsAre("core 0", "other 1 news"));
+  EXPECT_THAT(RowTexts(), ElementsAre("core 0", "other 1"));
+}
+
+struct FakeFront : ConsoleFront {
+  bool InFront() const override { return Front; }
+  void AskForAttention() override { ++Asked; }
+  void BringToFront() override { Front = true; }
+  bool Front = false;
+  int Asked = 0;
+};
+
+TEST_F(SystemsModelTest, CriticalTrapsCallTheOperatorBackOnceInTenSecondsUntilHeLooks) {
+  UseSpecificCodesAsSeverities();
+  FakeFront front;
+  test::FakeNotifications& desktop = Platform.Notifications;
+  std::optional<CriticalNews> news(std::in_place, Desk, desktop, front);
+  Model.AttachNews(*news);
+  Store.AddTrap({.EventTime = 1, .Source = "old", .SpecificTrap = 5});
+  Store.AddTrap({.EventTime = 9});
+  Model.Load();
+  std::int32_t number = 10;
+  const auto arrive = [&](const std::vector<std::string>& sources, std::int32_t severity = 5) {
+    for (const std::string& source : sources) {
+      ++number;
+      Library.Deliver(number, source, number);
+      Library.List.back().SpecificTrap = severity;
+    }
+    Platform.Clock.Advance(3'000);
+    Model.CheckTraps();
+    return desktop.Shown;
+  };
+  EXPECT_EQ(arrive({"a"}, 3), "") << "neither what was stored nor what is less";
+  EXPECT_EQ(front.Asked, 0);
+  EXPECT_THAT(
+      arrive({"evil\nname" + std::string(500, 'x')}),
+      testing::AllOf(testing::StartsWith("Critical trap from evil␊name"), testing::SizeIs(testing::Lt(150))));
+  arrive({"b", "c", "b", "d"});
+  arrive({"e"});
+  EXPECT_EQ(desktop.Shows, 1);
+  EXPECT_EQ(front.Asked, 3);
+  arrive({});
+  EXPECT_THAT(arrive({}),
+              testing::MatchesRegex("6 critical traps . evil.*, b, c and others[.] The newest: .*"));
+  const store::TrapSelection all{.Numbers = {{0, 99}}, .Source = {}, .BeforeTime = {}};
+  Model.TrapsAcknowledged(std::span(&all, 1));
+  EXPECT_EQ(desktop.Shown, "") << "a colleague was faster";
+  desktop.Chosen();
+  EXPECT_EQ(arrive({"f"}), "") << "he looks";
+  front.Front = false;
+  arrive({});
+  EXPECT_EQ(desktop.Shows, 2);
+  news->SwitchNotifications(false);
+  EXPECT_EQ(arrive({"f"}), "");
+  EXPECT_EQ(front.Asked, 4) << "the taskbar asks all the same";
+  EXPECT_FALSE(news.emplace(Desk, desktop, front).Notifies()) << "kept";
 }
 
 // What was acknowledged here may still come from the library, until the log has brought the acknowledgement;
@@ -308,7 +366,7 @@ TEST_F(SystemsModelTest, SourcesBeyondTheBoundShareARow) {
   }
   Store.AddTrap({.EventTime = 9, .Source = "core"});
   Model.Load();
-  EXPECT_THAT(RowTexts(), ElementsAre("core 1 news", "(further systems) 4 news"));
+  EXPECT_THAT(RowTexts(), ElementsAre("core 1", "(further systems) 4"));
   Model.ResolveNames();
   EXPECT_THAT(Library.Asked, testing::Each("core"));
   const intake::System& further = Model.SystemOfRow(1);

@@ -10,6 +10,7 @@
 #include <QTest>
 #include <QTimer>
 
+#include "intake/FirstTrap.h"
 #include "support/WindowDriver.h"
 #include "support/World.h"
 #include "systems/frmDevices.h"
@@ -66,7 +67,12 @@ struct SystemsWindowTest : testing::Test, test::World {
 };
 
 TEST_F(SystemsWindowTest, ShowsWhoSentTrapsAndWhatIsNews) {
+  Window.SayHowToSend(intake::HowToSendATrap("udp6:[fd00::1]:1162, udp:1162 udp:162,udp6:162"));
   Window.Load();
+  EXPECT_THAT(test::TextOf(List, "lblEmptyList"),
+              testing::AllOf(testing::HasSubstr("No traps from any system yet"),
+                             testing::HasSubstr("UDP port 1162 of fd00::1, UDP port 1162 and UDP port 162."),
+                             testing::HasSubstr(" public 'udp6:[fd00::1]:1162' ''")));
   QSignalSpy inserted(List.model(), &QAbstractItemModel::rowsInserted);
   Arrive({{"10.0.0.1", 5}, {"evil\nname\t", 0}, {"c", 3}, {"10.0.0.1", 5}});
   EXPECT_THAT(Rows(List),
@@ -74,6 +80,10 @@ TEST_F(SystemsWindowTest, ShowsWhoSentTrapsAndWhatIsNews) {
   Click(0);
   EXPECT_FALSE(HasNewsColour(0));
   EXPECT_TRUE(HasNewsColour(1));
+  const auto colourOf = [this](int column) {
+    return List.model()->index(2, column).data(Qt::ForegroundRole);
+  };
+  EXPECT_TRUE(colourOf(4).isValid() && !colourOf(3).isValid()) << "a zero stays dim where there is news";
   Arrive({{"c", 1}, {"10.0.0.1", 1}, {"d", 1}, {"e", 1}});
   EXPECT_EQ(inserted.size(), 2) << "one batch in a tick";
   EXPECT_TRUE(HasNewsColour(0));
@@ -115,11 +125,42 @@ TEST_F(SystemsWindowTest, ASortedListMovesOnlyWhileNobodyReadsIt) {
   Arrive({{"Host9", 5}});
   EXPECT_THAT(Names(), ElementsAre("c", "host10", "Host9"));
   EXPECT_EQ(Window.SelectedSystem()->Name, "host10") << "the selection went with its row";
+  Arrive({{"fd00::10", 1}, {"10.20.1.3", 1}, {"fd00::9", 1}, {"9.20.1.10", 1}});
+  List.sortByColumn(0, Qt::AscendingOrder);
+  EXPECT_THAT(Names(), ElementsAre("9.20.1.10", "10.20.1.3", "fd00::9", "fd00::10", "c", "Host9", "host10"));
   for (const char* damaged : {"9", "-2147483648", "9,2"}) {
     Platform.Settings.Values["Settings/SystemsSorting"] = damaged;
     const frmDevices next(Model, Desk, Filters, Windows);
     EXPECT_EQ(test::Find<QTableView>(next).horizontalHeader()->sortIndicatorSection(), -1) << damaged;
   }
+}
+
+// What came in while nobody looked comes first, wherever it stands; then all that have such traps, in turn.
+TEST_F(SystemsWindowTest, ATotalLeadsToTheNextSystemThatHasSuchTraps) {
+  for (const char* source : {"a", "b", "c"}) {
+    Store.AddTrap({.SequenceNumber = *source,
+                   .EventTime = 1,
+                   .Source = source,
+                   .SpecificTrap = *source == 'b' ? 3 : 5});
+  }
+  Store.AddTrap({.EventTime = 9, .EventAck = 1});
+  Window.Load();
+  EXPECT_FALSE(HasNewsColour(0)) << "the highlight begins with the first live trap";
+  Arrive({{"d", 5}});
+  const auto next = [this](const char* total) {
+    test::Click(Window, total);
+    return Window.SelectedSystem()->Name;
+  };
+  std::string visited;
+  // Critical four times, Major twice, Warning, which nobody has, and any.
+  for (const char text : {'2', '2', '2', '2', '4', '4', '3', '5'}) {
+    visited += next((std::string("sbDevicesInfoText") + text).c_str());
+  }
+  EXPECT_EQ(visited, "dacdbbbc") << "without such a system the selection stays";
+  EXPECT_TRUE(List.hasFocus()) << "Enter opens the window";
+  test::Press(Window, Qt::Key_Tab);
+  test::Press(Window, Qt::Key_Space);
+  EXPECT_EQ(Window.SelectedSystem()->Name, "d") << "by keyboard: the next one with critical traps";
 }
 
 TEST_F(SystemsWindowTest, AResetKeepsSelectionPlaceAndNews) {

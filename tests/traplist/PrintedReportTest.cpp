@@ -190,9 +190,9 @@ TEST_F(ListFilesTest, HostileTextStaysInItsCellAndIsNoFormula) {
   fs::remove(exported_);
   fs::create_directory(exported_);
   world_.Prompt.WillAnswerFiles({exported_.string()});
-  ExportTraps(world_.Desk, "", Shown(SourceShown::SourceText));
+  EXPECT_EQ(ExportTraps(world_.Desk, "", Shown(SourceShown::SourceText)), std::nullopt);
   EXPECT_THAT(world_.Prompt.LastMessage(), testing::EndsWith("\nIs a directory."));
-  EXPECT_EQ(world_.Prompt.FileQuestions().front().Path, "_.._etc_a_b__c__d____e\u240Af.csv");
+  EXPECT_EQ(world_.Prompt.FileQuestions().front().Path, "_.._etc_a_b__c__d____e\u240Af 2023-11-14.csv");
   EXPECT_EQ(world_.Busy.Depth(), 0);
 }
 

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <map>
 #include <numeric>
 #include <random>
@@ -13,6 +15,7 @@
 #include "store/EventTime.h"
 #include "traplist/TrapFinder.h"
 #include "traplist/TrapOrder.h"
+#include "traplist/VariableBindings.h"
 
 namespace korvane::traplist {
 namespace {
@@ -52,7 +55,8 @@ struct TrapList {
           "ifIndex=1" + std::string(Below(20), '\0') + (OneIn(2) ? "7" : ""),
           OneIn(2) ? "Straße Über \xFF" : "tab\there\nend",
           fmt::format("{}={}", OneIn(2) ? "linkDown on ifIndex" : "LINKDOWN on IFINDEX", Below(3000))};
-      Plain.push_back({.Source = fmt::format("{}{}", OneIn(3) ? "Router" : "router", Below(20)),
+      constexpr std::array kSources = {"Router{}", "router{}", "10.20.{}.3", "9.9.9.{}", "fd00::{}", "10.{}"};
+      Plain.push_back({.Source = fmt::format(fmt::runtime(kSources[Below(kSources.size())]), Below(20)),
                        .Name = fmt::format("trap{}", Below(5)),
                        .VarBinds = texts[std::min<std::size_t>(Below(12), 4)],
                        .Time = static_cast<std::int32_t>(Below(50) * 5000 + Below(2)) - 100'000,
@@ -93,7 +97,8 @@ struct TrapList {
       std::vector<std::string> keys;
       std::ranges::transform(Plain, std::back_inserter(keys), [&](const PlainRow& row) {
         const std::string texts[] = {fmt::format("{:09}", row.Time + 1'000'000),
-                                     std::string(Shown.SourceText(TrapOf(row))), row.Name, row.VarBinds};
+                                     SourceOrder(std::string(Shown.SourceText(TrapOf(row)))), row.Name,
+                                     row.VarBinds, std::string(1, "031425"[row.Number % 6])};
         return FoldCase(texts[static_cast<int>(sorting->Column)]);
       });
       std::ranges::stable_sort(expected, [&](std::uint32_t a, std::uint32_t b) {
@@ -105,6 +110,18 @@ struct TrapList {
       shown.push_back(static_cast<std::uint32_t>(Order.RowAt(position)));
     }
     ASSERT_EQ(shown, expected);
+  }
+
+  // Addresses by their numbers, IPv4 first, names behind them.
+  static std::string SourceOrder(const std::string& source) {
+    unsigned a = 0;
+    unsigned b = 0;
+    unsigned c = 0;
+    unsigned d = 0;
+    if (std::sscanf(source.c_str(), "%u.%u.%u.%u", &a, &b, &c, &d) == 4) {
+      return fmt::format("0 {:03}.{:03}.{:03}.{:03}", a, b, c, d);
+    }
+    return source.starts_with("fd00::") ? fmt::format("1 {:0>4}", source.substr(6)) : "2 " + source;
   }
 
   // The finder's hits are those that the texts of the cells have, one by one, in every direction; and what it
@@ -182,6 +199,28 @@ struct TrapList {
 };
 
 // Through everything that happens to a list, also between two steps of the finder.
+// Values hold what stands between bindings, texts are cut anywhere or no bindings at all.
+TEST(VariableBindingsTest, AreReadFromTheTextTheyWereStoredAs) {
+  const std::pair<const char*, std::vector<VariableBinding>> cases[] = {
+      {"ifIndex.2 = 2; ifDescr.2 = Gi0/1; up = down; 1.3.6.1.4.1.9.1 = hex 00 FF",
+       {{"ifIndex.2", "2"}, {"ifDescr.2", "Gi0/1"}, {"up", "down"}, {"1.3.6.1.4.1.9.1", "hex 00 FF"}}},
+      {"a.0 = x; not a name = y;z; ; b = ", {{"a.0", "x; not a name = y;z; "}, {"b", ""}}},
+      {"a.0 = line\r\nb.0 = 1; ", {{"a.0", "line\r\nb.0 = 1; "}}},
+      {"a.0 = 1; b.0 =", {{"a.0", "1; b.0 ="}}},
+      {"fan 3 = stopped", {}},
+      {" = 1", {}},
+      {"", {}}};
+  for (const auto& [text, bindings] : cases) {
+    EXPECT_EQ(VariableBindingsOf(text), bindings) << text;
+  }
+  std::string many = "a = 1";
+  for (std::size_t count = 1; count < kMostBindings; ++count) {
+    many += "; a = 1";
+  }
+  EXPECT_EQ(VariableBindingsOf(many).size(), kMostBindings);
+  EXPECT_THAT(VariableBindingsOf(many + "; a = 1"), testing::IsEmpty()) << "shown as its text";
+}
+
 TEST(TrapRowsTest, AgreeWithPlainRowsUnderRandomOperations) {
   const std::string_view texts[] = {"1",   "R2",         "trap3",     "down on IF", "0:0",       "",
                                     "x=1", "name of ro", "STRASSE ü", "needle",     "tab\there", "␉HERE␊",
@@ -220,9 +259,9 @@ TEST(TrapRowsTest, AgreeWithPlainRowsUnderRandomOperations) {
           }
           break;
         case 5:
-          list.Order.Sort(list.OneIn(4)
-                              ? std::nullopt
-                              : std::optional(TrapSorting{TrapColumn{int(list.Below(4))}, list.OneIn(2)}));
+          list.Order.Sort(list.OneIn(4) ? std::nullopt
+                                        : std::optional(TrapSorting{
+                                              TrapColumn{int(list.Below(kTrapSortKeys))}, list.OneIn(2)}));
           break;
         case 6:  // typed on, or another text
           text = list.OneIn(2) ? text + std::to_string(list.Below(3)) : texts[list.Below(std::size(texts))];

@@ -260,9 +260,14 @@ class TrapDetailFormTest : public TrapsModelTest {
   std::unique_ptr<TrapsModel> model_ = Open();
   traplist::TrapOrder order_{model_->Rows(), traplist::SourceShown::SourceText};
   traplist::ShownTraps List{.Rows = model_->Rows(), .Order = order_};
-  TrapDetailForm form_{Connection, Windows, Prompt,
+  TrapDetailForm form_{Connection,
+                       Windows,
+                       Prompt,
                        [](std::string_view stored) { return std::string(stored); },
-                       [this](const NotesConflict& conflict) { return Choose(conflict); }};
+                       [this](const NotesConflict& conflict) { return Choose(conflict); },
+                       [this](std::int32_t number, std::string_view ofSystem) {
+                         return AcknowledgeOne(ForTraps, number, ofSystem);
+                       }};
   // What the operator sees and answers, one after the other; while seeing it others may act.
   std::optional<NotesChoice> Choose(const NotesConflict& conflict) {
     seen_.push_back(fmt::format("{}: {} or {} by {}", conflict.Trap.SequenceNumber, conflict.Theirs,
@@ -308,6 +313,57 @@ TEST_F(TrapDetailFormTest, OkWritesTheNotesThatWereEditedAndKeepsWhatTheStoreRef
   Edit(3, "");
   EXPECT_TRUE(form_.Ok(List));
   EXPECT_THAT(StoredNotes(), ElementsAre(odd, "newer", "newer", "", "refused no more"));
+}
+
+TEST_F(TrapDetailFormTest, AcknowledgesWhatIsShownOnceItsNotesAreWritten) {
+  Load({"", "", "", "read"});
+  form_.Show(List, 1);
+  form_.EditNotes("of another");
+  form_.Show(List, 0);
+  form_.EditNotes("done");
+  RefuseToUpdate(1);
+  EXPECT_FALSE(form_.Acknowledge(List));
+  EXPECT_THAT(Prompt.LastMessage(), testing::StartsWith("The notes were not saved."));
+  Store.Execute("DROP TRIGGER traps.refuse");
+  Store.Execute(
+      "CREATE TRIGGER traps.refuse BEFORE UPDATE ON EventTrap WHEN NEW.EventAck = 1 "
+      "BEGIN SELECT RAISE(ABORT, 'this row is refused'); END");
+  EXPECT_FALSE(form_.Acknowledge(List));
+  EXPECT_THAT(Prompt.LastMessage(), testing::StartsWith("The trap was not acknowledged."));
+  EXPECT_TRUE(form_.MayAcknowledge());
+  Store.Execute("DROP TRIGGER traps.refuse");
+  EXPECT_TRUE(form_.Acknowledge(List));
+  EXPECT_THAT(StoredNotes(), ElementsAre("done", "", "", "read"));
+  EXPECT_THAT(Acknowledged(), ElementsAre(1));
+  EXPECT_THAT(Numbers(model_->Rows()), ElementsAre(2, 3, 4));
+  EXPECT_EQ(Strip.Line(StripKind::Told)->Text, "1 trap of router1 acknowledged");
+
+  // Another console is first, while the operator is asked, or unheard of; a row is deleted.
+  order_.RowsReset();
+  form_.Show(List, 2);
+  form_.EditNotes("mine");
+  Store.Execute("UPDATE EventTrap SET EventNotes = 'theirs' WHERE SequenceNumber = 4");
+  store::Change anna{.ChangeId = 7, .Time = 60, .Author = {"anna", "desk", ""}, .Traps = {}, .Rows = {}};
+  anna.Traps.Numbers = {{4, 4}};
+  answers_ = {{NotesChoice::Both, [&] { form_.ApplyChange(anna, 0); }}};
+  EXPECT_TRUE(form_.Acknowledge(List));
+  EXPECT_EQ(form_.Trap().Acknowledged, "By anna on desk, 1970-01-01 00:01:00");
+  EXPECT_EQ(form_.Notes(), "theirs\n----------\nmine");
+  EXPECT_THAT(Acknowledged(), ElementsAre(1)) << "nothing was left to do";
+  form_.Show(List, 1);
+  Store.Execute("UPDATE EventTrap SET EventAck = 1 WHERE SequenceNumber = 3");
+  EXPECT_TRUE(form_.Acknowledge(List));
+  EXPECT_EQ(form_.Trap().Acknowledged, "Yes");
+  anna.Traps.Numbers = {{3, 3}};
+  EXPECT_TRUE(form_.ApplyChange(anna, 0)) << "who it was comes later";
+  order_.RowsReset();
+  form_.Show(List, 0);
+  form_.EditNotes("in vain");
+  Store.Execute("DELETE FROM EventTrap WHERE SequenceNumber = 2");
+  EXPECT_FALSE(form_.Acknowledge(List));
+  EXPECT_EQ(form_.Notes(), "in vain");
+  EXPECT_EQ(form_.Trap().Acknowledged, "No longer in the store");
+  EXPECT_FALSE(form_.MayAcknowledge());
 }
 
 TEST_F(TrapDetailFormTest, NotesThatAnotherHandWroteAreNotWrittenOver) {

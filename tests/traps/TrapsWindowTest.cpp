@@ -188,6 +188,13 @@ TEST_F(TrapsWindowTest, SelectionAndCurrentRowFollowTheirTraps) {
             "Selected Trap: 0 Total Traps In Window: 198 ");
   Reset();
   EXPECT_EQ(TrapAt(List.currentIndex().row()), 161);
+
+  QTest::keyClick(&List, Qt::Key_Home);
+  EXPECT_THAT(Selected(), ElementsAre(TrapAt(0)));
+  QTest::keyClick(&List, Qt::Key_End);
+  QTest::keyClick(&List, Qt::Key_Up);
+  QTest::keyClick(&List, Qt::Key_End, Qt::ShiftModifier);
+  EXPECT_THAT(Selected(), testing::SizeIs(2));
 }
 
 TEST_F(TrapsWindowTest, ShowsHostileTextsAsPlainVisibleTextAndCopiesThemWhole) {
@@ -285,8 +292,39 @@ TEST_F(TrapsWindowTest, OpensEmptyAndClosesWhenItMay) {
   EXPECT_TRUE(own.close());
 }
 
+TEST_F(TrapsWindowTest, SortsBySeverityAndKeepsTheOrderForTheNextWindow) {
+  UseSpecificCodesAsSeverities();
+  for (std::int32_t number = 1; number <= 7; ++number) {
+    StoredTrap trap = Trap(number);
+    trap.SpecificTrap = number;  // 6 and 7 are in no category
+    Deliver(trap, {&Window});
+  }
+  Window.UpdateStatusBar();
+  const auto click = [this] {
+    test::Click(Window, "cmdSortBySeverity");
+    return TrapsAt(0, 7);
+  };
+  EXPECT_THAT(click(), ElementsAre(5, 3, 1, 4, 2, 6, 7)) << "the worst first";
+  const frmTraps next(ForTraps, Windows, WindowKind::Selected, {});
+  EXPECT_EQ(Find<QWidget>(next, "cmdSortBySeverity").accessibleName().toStdString(),
+            "Severity, sorted descending");
+  EXPECT_THAT(click(), ElementsAre(6, 7, 2, 4, 1, 3, 5));
+  EXPECT_THAT(click(), ElementsAre(1, 2, 3, 4, 5, 6, 7));
+}
+
 TEST_F(TrapsWindowTest, FindIsWorkedByTheKeyboard) {
   Load(100);
+  // In the narrowest window the numbers still stand there, and a file says where it went.
+  Window.resize(10, 320);
+  auto& total = Find<QWidget>(Window, "lblTotalTraps");
+  EXPECT_LT(total.width(), total.sizeHint().width());
+  EXPECT_GE(total.width(), total.fontMetrics().horizontalAdvance(QStringLiteral("… 100 ")));
+  Window.resize(700, 320);
+  const test::TempFolder folder;
+  Prompt.WillAnswerFiles({(folder / "traps.csv").string()});
+  QTest::keyClick(&List, Qt::Key_E, Qt::ControlModifier);
+  EXPECT_EQ(Strip.Line(StripKind::Done)->Text,
+            "100 traps were exported to " + (folder / "traps.csv").string());
   List.selectRow(33);
   List.setFocus();
   QTest::keyClick(&List, Qt::Key_F, Qt::ControlModifier);
@@ -379,14 +417,54 @@ TEST_F(TrapsWindowTest, DetailsStepThroughTheListFromTheTrapTheyWereOpenedOn) {
                    test::Click(dialog, "cmdCancel");
                  });
   EXPECT_EQ(StoredNotes(59), "") << "Cancel discards what was typed on the way";
+
+  // Down the list with one key, to its end; the way of going on is remembered.
+  Window.List().SelectPosition(57);
+  const auto acknowledge = [](QDialog& dialog) {
+    Press(dialog, Qt::Key_A, Qt::ControlModifier | Qt::ShiftModifier);
+    return StateOf(dialog) + ", " + TextOf(dialog, "lblAcknowledged");
+  };
+  InDetail([&](QDialog& dialog) {
+    Notes(dialog).setPlainText(QStringLiteral("seen"));
+    EXPECT_EQ(acknowledge(dialog), "value 58, No longer in the list, Previous, Next, Yes");
+    EXPECT_FALSE(test::IsShown(dialog, "cmdAcknowledge"));
+    Press(dialog, Qt::Key_Up, Qt::ControlModifier);
+    test::Click(dialog, "chkGoOn");
+    EXPECT_EQ(acknowledge(dialog), "value 59, Trap 57 of 58, Previous, Next, No");
+    Press(dialog, Qt::Key_Escape);
+  });
+  EXPECT_EQ(StoredNotes(58), "seen");
+  InDetail([&](QDialog& dialog) {
+    EXPECT_EQ(acknowledge(dialog), "value 60, Trap 57 of 57, Previous, No");
+    EXPECT_EQ(acknowledge(dialog), "value 60, No longer in the list, Previous, Yes");
+    EXPECT_EQ(acknowledge(dialog), "value 60, No longer in the list, Previous, Yes");
+    Press(dialog, Qt::Key_Escape);
+  });
+  EXPECT_FALSE(IsAcknowledged(56)) << "only what was asked for";
 }
 
 TEST_F(TrapsWindowTest, DetailsSaveNotesExactlyOrStayOpen) {
-  Store.AddTrap({.SequenceNumber = 1, .EventNotes = "two\r\nlines \xff"});
+  Store.AddTrap({.SequenceNumber = 1,
+                 .EventDescription = "a.1 = <b>one</b>\n; b.1 = " + std::string(9000, 'x'),
+                 .EventNotes = "two\r\nlines \xff"});
   Store.AddTrap({.SequenceNumber = 2, .EventNotes = "no\u00A0break"});
   Reset();
   InDetail([&](QDialog& dialog) {
+    auto& bindings = Find<QTableView>(dialog, "lvVarBinds");
+    const auto copied = [&] {
+      QTest::keyClick(&bindings, Qt::Key_C, Qt::ControlModifier);
+      return ToUtf8(QApplication::clipboard()->text());
+    };
+    EXPECT_LE(bindings.rowHeight(1), 15 * bindings.fontMetrics().height()) << "the rest is a key away";
+    QTest::mouseClick(bindings.viewport(), Qt::LeftButton, {}, test::CentreOf(bindings, 0, 1));
+    EXPECT_EQ(copied(), "<b>one</b>␊");
+    bindings.selectAll();
+    EXPECT_EQ(copied(), "a.1\t<b>one</b>␊\nb.1\t" + std::string(9000, 'x'));
+    test::Click(dialog, "chkAsText");
+    EXPECT_TRUE(test::IsShown(dialog, "txtVarBinds"));
     Press(dialog, Qt::Key_Down, Qt::ControlModifier);
+    EXPECT_FALSE(test::IsEnabled(dialog, "chkAsText")) << "no bindings: only the text can be shown";
+    Notes(dialog).setFocus();
     Notes(dialog).moveCursor(QTextCursor::End);
     Press(dialog, Qt::Key_Return);
     Notes(dialog).insertPlainText(QStringLiteral("it's \"🔥\""));

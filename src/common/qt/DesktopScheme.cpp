@@ -5,8 +5,8 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
-#include <QFile>
-#include <QStandardPaths>
+
+#include "platform/qt/SessionBus.h"
 
 namespace korvane {
 namespace {
@@ -30,14 +30,6 @@ QString SchemeKey() {
   return QStringLiteral("color-scheme");
 }
 
-// Without a session bus the bus library would try to start one; a console started over a bare X connection
-// must not.
-bool SessionBusThere() {
-  return qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS") ||
-         QFile::exists(QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation) +
-                       QStringLiteral("/bus"));
-}
-
 // The portal wraps its answer in one variant or, from its older call, in two.
 QVariant Unwrapped(QVariant value) {
   while (value.canConvert<QDBusVariant>()) {
@@ -50,7 +42,7 @@ QVariant Unwrapped(QVariant value) {
 
 DesktopScheme::DesktopScheme(bool darkAtStart, QObject* parent)
     : QObject(parent), darkAtStart_(darkAtStart), dark_(darkAtStart) {
-  if (SessionBusThere()) {
+  if (platform::SessionBusThere()) {
     AskPortal();
   }
 }

@@ -1,7 +1,10 @@
 #include "common/qt/DialogButtons.h"
 
 #include <QDialogButtonBox>
+#include <QLayout>
 #include <QPushButton>
+
+#include "common/qt/KorvaneStyle.h"
 
 namespace korvane {
 
@@ -12,6 +15,10 @@ QPushButton* AddOkAndCancel(QDialogButtonBox& buttons, const QString& cancelCapt
   QPushButton* cancel = buttons.addButton(cancelCaption, QDialogButtonBox::RejectRole);
   cancel->setObjectName(QStringLiteral("cmdCancel"));
   return ok;
+}
+
+void SetButtonGap(QLayout& buttons) {
+  buttons.setSpacing(kSpacing);
 }
 
 }  // namespace korvane

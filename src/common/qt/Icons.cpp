@@ -15,14 +15,15 @@ static void NameIconResources() {
 namespace korvane {
 namespace {
 
-// In code order: Clear, Minor, Information, Major, Warning, Critical.
+// In code order: Clear, Minor, Information, Major, Warning, Critical.  Clear is what nobody has graded, so
+// nothing of it may say that all is well.
 struct SeverityLook {
   const char* Picture;
   QRgb OnLight;
   QRgb OnDark;
 };
 
-constexpr std::array<SeverityLook, 6> imlSeverity = {{{"severity-clear", 0xFF2E7D32, 0xFF66BB6A},
+constexpr std::array<SeverityLook, 6> imlSeverity = {{{"severity-clear", 0xFFD3D9DD, 0xFF4C555C},
                                                       {"severity-minor", 0xFFFBC02D, 0xFFFFD54F},
                                                       {"severity-information", 0xFF546E7A, 0xFF9FB3BD},
                                                       {"severity-major", 0xFFF57C00, 0xFFFF9F40},
@@ -47,7 +48,8 @@ constexpr auto kToolbarPictures = std::to_array<ToolbarPicture>({{"Trap Details"
                                                                  {"Next", "go-down"},
                                                                  {"Close", "close"},
                                                                  {"Larger Text", "text-larger"},
-                                                                 {"Smaller Text", "text-smaller"}});
+                                                                 {"Smaller Text", "text-smaller"},
+                                                                 {"Sort by Severity", "sort-severity"}});
 
 const SeverityLook& LookOf(std::int32_t code) {
   const bool known = code >= 0 && code < static_cast<std::int32_t>(imlSeverity.size());

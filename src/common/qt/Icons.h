@@ -20,8 +20,8 @@ QColor SeverityColour(std::int32_t code, const QPalette& palette);
 QColor SeverityTextColour(std::int32_t code, const QPalette& palette);
 
 // By the toolbar's keys: "Trap Details", "Trap Categories", "Alerts", "Filters", "Report", "Help"; and of
-// small buttons: "Back", "Forward", "Home", "Previous", "Next", "Close", "Larger Text", "Smaller Text". Any
-// other key: a null icon.
+// small buttons: "Back", "Forward", "Home", "Previous", "Next", "Close", "Larger Text", "Smaller Text",
+// "Sort by Severity".  Any other key: a null icon.
 QIcon ToolbarIcon(std::string_view key);
 
 // The marks of a trap in a list: it has notes, it is acknowledged.

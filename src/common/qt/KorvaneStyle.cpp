@@ -7,13 +7,17 @@
 #include <QTableView>
 
 #include "common/qt/DesktopScheme.h"
+#include "common/qt/DialogStyle.h"
 #include "common/qt/Icons.h"
 
 namespace korvane {
 namespace {
 
 constexpr int kSubWindowFrame = 3;
+constexpr int kPutAsideWidth = 260;
 constexpr int kTitlePadding = 10;
+constexpr int kTitleGap = 8;          // between icon, caption and buttons
+constexpr int kRowPictureMargin = 4;  // beyond that of a heading
 
 QColor Mix(const QColor& a, const QColor& b, double shareOfB) {
   const auto mix = [shareOfB](float x, float y) { return static_cast<float>(x + (y - x) * shareOfB); };
@@ -114,6 +118,18 @@ void OutlineOnDark(QStyle::PrimitiveElement element, const QStyleOption& option,
   painter.restore();
 }
 
+// The toolkit calls what ascends "down", after where the list grows.  People read the arrow as the direction
+// of the values: up, they grow from the top on.
+QStyleOptionHeader WithTurnedArrow(const QStyleOptionHeader& header) {
+  QStyleOptionHeader turned = header;
+  turned.version = QStyleOptionHeader::Version;  // whatever it is a part of
+  if (header.sortIndicator != QStyleOptionHeader::None) {
+    turned.sortIndicator = header.sortIndicator == QStyleOptionHeader::SortUp ? QStyleOptionHeader::SortDown
+                                                                              : QStyleOptionHeader::SortUp;
+  }
+  return turned;
+}
+
 // Numbers, times, dates, and lists into which one types: outlined with their buttons.
 bool IsFieldWithButtons(QStyle::ComplexControl control, const QStyleOptionComplex& option) {
   if (control == QStyle::CC_SpinBox) {
@@ -162,9 +178,22 @@ QPalette PaletteOf(const PaletteColours& c) {
   return palette;
 }
 
+// The picture of a heading stands where those of the rows below it do.
+QStyleOptionHeaderV2 OverThePicturesOfRows(const QStyleOptionHeader& header) {
+  QStyleOptionHeaderV2 moved;
+  if (const auto* whole = qstyleoption_cast<const QStyleOptionHeaderV2*>(&header)) {
+    moved = *whole;
+  } else {
+    moved.QStyleOptionHeader::operator=(header);
+  }
+  const bool leftToRight = header.direction == Qt::LeftToRight;
+  moved.rect.adjust(leftToRight ? kRowPictureMargin : 0, 0, leftToRight ? 0 : -kRowPictureMargin, 0);
+  return moved;
+}
+
 }  // namespace
 
-KorvaneStyle::KorvaneStyle() : QProxyStyle(QStringLiteral("fusion")) {}
+KorvaneStyle::KorvaneStyle() : QProxyStyle(new DialogStyle) {}
 
 int KorvaneStyle::pixelMetric(PixelMetric metric, const QStyleOption* option, const QWidget* widget) const {
   switch (metric) {
@@ -180,6 +209,8 @@ int KorvaneStyle::pixelMetric(PixelMetric metric, const QStyleOption* option, co
       const QFontMetrics font = option != nullptr ? option->fontMetrics : QFontMetrics(QApplication::font());
       return font.height() + kTitlePadding;
     }
+    case PM_MdiSubWindowMinimizedWidth:
+      return kPutAsideWidth;
     case PM_MdiSubWindowFrameWidth:
       return kSubWindowFrame;
     case PM_ToolBarIconSize:
@@ -223,8 +254,36 @@ QIcon KorvaneStyle::standardIcon(StandardPixmap picture, const QStyleOption* opt
   }
 }
 
+// A picture in a heading stands over the pictures of the rows, and so does the text behind it.
+void KorvaneStyle::drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
+                               const QWidget* widget) const {
+  const auto* header = qstyleoption_cast<const QStyleOptionHeader*>(option);
+  const auto* item = qstyleoption_cast<const QStyleOptionMenuItem*>(option);
+  if (element == CE_HeaderLabel && header != nullptr && !header->icon.isNull()) {
+    const QStyleOptionHeaderV2 moved = OverThePicturesOfRows(*header);
+    QProxyStyle::drawControl(element, &moved, painter, widget);
+  } else if (element == CE_MenuItem && item != nullptr && !item->icon.isNull() &&
+             item->state.testFlag(State_Selected) && item->state.testFlag(State_Enabled)) {
+    // The picture of a highlighted item is asked for as one under the pointer, which on a toolbar keeps its
+    // ink; on the highlight it would be as good as gone.
+    const int side = pixelMetric(PM_SmallIconSize, option, widget);
+    QStyleOptionMenuItem highlighted = *item;
+    highlighted.icon =
+        QIcon(item->icon.pixmap(QSize(side, side), painter->device()->devicePixelRatioF(), QIcon::Selected));
+    QProxyStyle::drawControl(element, &highlighted, painter, widget);
+  } else {
+    QProxyStyle::drawControl(element, option, painter, widget);
+  }
+}
+
 void KorvaneStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* option, QPainter* painter,
                                  const QWidget* widget) const {
+  if (const auto* header = qstyleoption_cast<const QStyleOptionHeader*>(option);
+      element == PE_IndicatorHeaderArrow && header != nullptr) {
+    const QStyleOptionHeader turned = WithTurnedArrow(*header);
+    QProxyStyle::drawPrimitive(element, &turned, painter, widget);
+    return;
+  }
   if (element != PE_FrameWindow) {
     QProxyStyle::drawPrimitive(element, option, painter, widget);
     OutlineOnDark(element, *option, *painter);
@@ -257,11 +316,14 @@ void KorvaneStyle::drawComplexControl(ComplexControl control, const QStyleOption
   painter->save();
   painter->fillRect(bar->rect, TitleColour(bar->palette, active));
   painter->setRenderHint(QPainter::Antialiasing);
-  const QRect icon = proxy()->subControlRect(CC_TitleBar, bar, SC_TitleBarSysMenu, widget);
+  QRect icon = proxy()->subControlRect(CC_TitleBar, bar, SC_TitleBarSysMenu, widget);
+  QRect label = proxy()->subControlRect(CC_TitleBar, bar, SC_TitleBarLabel, widget);
+  label.adjust(kTitleGap, 0, -kTitleGap, 0);
   if (bar->titleBarFlags.testFlag(Qt::WindowSystemMenuHint) && !bar->icon.isNull()) {
-    bar->icon.paint(painter, icon);
+    const int side = pixelMetric(PM_SmallIconSize, bar, widget);
+    icon.moveLeft(icon.left() + kTitleGap / 2);
+    bar->icon.paint(painter, alignedRect(Qt::LeftToRight, Qt::AlignCenter, QSize(side, side), icon));
   }
-  QRect label = proxy()->subControlRect(CC_TitleBar, bar, SC_TitleBarLabel, widget).adjusted(4, 0, -4, 0);
   painter->setPen(ink);
   painter->drawText(label, Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
                     bar->fontMetrics.elidedText(bar->text, Qt::ElideRight, label.width()));

@@ -1,20 +1,25 @@
 #include "common/qt/ListHabits.h"
 
+#include <QActionGroup>
 #include <QApplication>
 #include <QClipboard>
 #include <QEvent>
 #include <QHeaderView>
 #include <QItemSelectionModel>
 #include <QLabel>
+#include <QMenu>
 #include <QMimeData>
 #include <QShortcut>
-#include <QStatusBar>
 #include <QTableView>
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 #include <vector>
 
+#include "common/Number.h"
+#include "common/Translation.h"
 #include "common/qt/QtText.h"
+#include "common/qt/StatusText.h"
 #include "common/qt/WaitPointer.h"
 
 namespace korvane {
@@ -29,7 +34,8 @@ constexpr qsizetype kManyRows = 100'000;
 // Follows the size of the viewport it lies on and the rows of the model it speaks for.
 class EmptyText : public QLabel {
  public:
-  EmptyText(QAbstractItemView& view, const QString& text) : QLabel(text, view.viewport()), view_(view) {
+  EmptyText(QAbstractItemView& view, const QString& text)
+      : QLabel(view.viewport()), view_(view), whole_(text) {
     setObjectName(kEmptyTextName);
     setTextFormat(Qt::PlainText);
     setAlignment(Qt::AlignCenter);
@@ -44,6 +50,13 @@ class EmptyText : public QLabel {
     Follow();
   }
 
+  void Say(const QString& text) {
+    if (whole_ != text) {
+      whole_ = text;
+      Follow();
+    }
+  }
+
  protected:
   bool eventFilter(QObject* watched, QEvent* event) override {
     if (event->type() == QEvent::Resize) {
@@ -54,11 +67,17 @@ class EmptyText : public QLabel {
 
  private:
   void Follow() {
-    setGeometry(view_.viewport()->rect());
+    const QRect room = view_.viewport()->rect();
+    setText(whole_);
+    if (heightForWidth(room.width()) > room.height()) {
+      setText(whole_.section(QLatin1String("\n\n"), 0, 0));
+    }
+    setGeometry(room);
     setVisible(view_.model()->rowCount() == 0);
   }
 
   QAbstractItemView& view_;
+  QString whole_;
 };
 
 std::vector<int> ShownColumns(const QTableView& table) {
@@ -78,21 +97,50 @@ Qt::SortOrder FirstOrder(const QAbstractItemModel& model, int column) {
   return order.isValid() ? static_cast<Qt::SortOrder>(order.toInt()) : Qt::AscendingOrder;
 }
 
-// As the header itself does on a click: one order, the other, arrival order.
-void SortByNextOrder(QTableView& table, int column) {
-  QHeaderView& header = *table.horizontalHeader();
-  const Qt::SortOrder first = FirstOrder(*table.model(), column);
-  if (header.sortIndicatorSection() != column) {
-    header.setSortIndicator(column, first);
-  } else if (header.sortIndicatorOrder() == first) {
-    header.setSortIndicator(column, first == Qt::AscendingOrder ? Qt::DescendingOrder : Qt::AscendingOrder);
-  } else {
-    header.setSortIndicator(-1, Qt::AscendingOrder);
-  }
+// The columns, and what the model sorts by besides.
+int SortKeys(const QAbstractItemModel& model) {
+  const int columns = model.columnCount();
+  return columns + (model.headerData(columns, Qt::Horizontal).isValid() ? 1 : 0);
 }
 
-QKeySequence SortKey(int column) {
-  return QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + column));
+// Marks the first letter that no item of the menu has yet.
+QString WithAccessKey(QString caption, QString& taken) {
+  for (qsizetype place = 0; place < caption.size(); ++place) {
+    const QChar letter = caption[place].toLower();
+    if (letter.isLetter() && !taken.contains(letter)) {
+      taken += letter;
+      return caption.insert(place, QLatin1Char('&'));
+    }
+  }
+  return caption;
+}
+
+QMenu* MakeSortMenu(QTableView& table) {
+  auto* menu = new QMenu(&table);
+  menu->setAttribute(Qt::WA_DeleteOnClose);
+  menu->setObjectName(QStringLiteral("mnuSort"));
+  const QAbstractItemModel& model = *table.model();
+  const int sortedBy = table.horizontalHeader()->sortIndicatorSection();
+  auto* choices = new QActionGroup(menu);
+  QString taken;
+  for (int column = 0; column < SortKeys(model); ++column) {
+    const QString caption = model.headerData(column, Qt::Horizontal).toString();
+    QAction* item = menu->addAction(ToQString(Translated("Sort by ")) + WithAccessKey(caption, taken),
+                                    [&table, column] { SortByNextOrder(table, column); });
+    item->setShortcut(SortKey(column));  // shown only: the list has its own
+    item->setShortcutVisibleInContextMenu(true);
+    item->setCheckable(true);
+    choices->addAction(item);
+    item->setChecked(column == sortedBy);
+  }
+  menu->addSeparator();
+  QAction* arrival =
+      menu->addAction(WithAccessKey(ToQString(Translated("Order of Arrival")), taken),
+                      [&table] { table.horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder); });
+  arrival->setCheckable(true);
+  choices->addAction(arrival);
+  arrival->setChecked(sortedBy < 0);
+  return menu;
 }
 
 CellWriter CellTexts(const QAbstractItemModel& model) {
@@ -135,7 +183,7 @@ std::vector<std::pair<int, int>> SelectedRanges(const QTableView& table) {
 
 void SetEmptyText(QAbstractItemView& view, const QString& text) {
   if (auto* shown = view.viewport()->findChild<QLabel*>(kEmptyTextName)) {
-    shown->setText(text);
+    static_cast<EmptyText*>(shown)->Say(text);  // nobody else makes one of this name
     return;
   }
   new EmptyText(view, text);  // the viewport owns it
@@ -183,33 +231,64 @@ void CopyRowsByShortcut(QTableView& table) {
   QObject::connect(copy, &QShortcut::activated, &table, [&table] { CopySelectedRows(table); });
 }
 
-QLabel* AddStatusText(QStatusBar& bar, const QString& name) {
-  auto* label = new QLabel(&bar);
-  label->setObjectName(name);
-  label->setTextFormat(Qt::PlainText);
-  bar.addWidget(label);
-  return label;
+QKeySequence SortKey(int column) {
+  return QKeySequence(Qt::CTRL | static_cast<Qt::Key>(Qt::Key_1 + column));
+}
+
+void SortByNextOrder(QTableView& table, int column) {
+  QHeaderView& header = *table.horizontalHeader();
+  const Qt::SortOrder first = FirstOrder(*table.model(), column);
+  if (header.sortIndicatorSection() != column) {
+    header.setSortIndicator(column, first);
+  } else if (header.sortIndicatorOrder() == first) {
+    header.setSortIndicator(column, first == Qt::AscendingOrder ? Qt::DescendingOrder : Qt::AscendingOrder);
+  } else {
+    header.setSortIndicator(-1, Qt::AscendingOrder);
+  }
 }
 
 void SortByShortcuts(QTableView& table) {
-  for (int column = 0; column < table.model()->columnCount(); ++column) {
+  for (int column = 0; column < SortKeys(*table.model()); ++column) {
     auto* sort = new QShortcut(SortKey(column), &table);
     sort->setContext(Qt::WidgetShortcut);
     QObject::connect(sort, &QShortcut::activated, &table,
                      [&table, column] { SortByNextOrder(table, column); });
   }
+  QHeaderView* header = table.horizontalHeader();
+  header->setContextMenuPolicy(Qt::CustomContextMenu);
+  QObject::connect(header, &QWidget::customContextMenuRequested, &table, [&table](const QPoint& place) {
+    MakeSortMenu(table)->popup(table.horizontalHeader()->viewport()->mapToGlobal(place));
+  });
+}
+
+// The column from 1, negative when descending, 0 for the order of arrival.
+void KeepSorting(QTableView& table, platform::SettingsStore& settings, const std::string& name) {
+  const std::string text = settings.GetSetting(platform::kSettingsSection, name, {});
+  const int kept = NumberIn<std::int16_t>(text).value_or(0);
+  const bool known = kept != 0 && std::abs(kept) <= SortKeys(*table.model());
+  QHeaderView* header = table.horizontalHeader();
+  header->setSortIndicatorClearable(true);
+  header->setSortIndicator(known ? std::abs(kept) - 1 : -1,
+                           kept < 0 ? Qt::DescendingOrder : Qt::AscendingOrder);
+  table.setSortingEnabled(true);
+  QObject::connect(
+      header, &QHeaderView::sortIndicatorChanged, &table, [&settings, name](int column, Qt::SortOrder order) {
+        settings.SaveSetting(platform::kSettingsSection, name,
+                             std::to_string(order == Qt::DescendingOrder ? -(column + 1) : column + 1));
+      });
 }
 
 QVariant HeaderHint(int column, int role, const QString& caption, std::optional<Qt::SortOrder> sortedBy) {
   switch (role) {
     case Qt::ToolTipRole:
-      return QStringLiteral("Sort (%1)").arg(SortKey(column).toString(QKeySequence::NativeText));
+      return ToQString(Translated("Sort (%1)")).arg(SortKey(column).toString(QKeySequence::NativeText));
     case Qt::AccessibleTextRole:
       if (!sortedBy) {
         return caption;
       }
-      return QString(caption + (*sortedBy == Qt::AscendingOrder ? QLatin1String(", sorted ascending")
-                                                                : QLatin1String(", sorted descending")));
+      return QString(caption + (*sortedBy == Qt::AscendingOrder
+                                    ? ToQString(Translated(", sorted ascending"))
+                                    : ToQString(Translated(", sorted descending"))));
     default:
       return {};
   }

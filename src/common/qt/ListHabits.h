@@ -1,9 +1,10 @@
 // Habits that the product's lists share beyond their looks: what an empty list says, how its selection is
-// copied, how it is sorted without a mouse.  Called once by a window for its table view; user-interface
+// copied, how it is sorted and keeps its order.  Called once by a window for its table view; user-interface
 // thread only.
 #pragma once
 
 #include <QByteArray>
+#include <QKeySequence>
 #include <QString>
 #include <QVariant>
 #include <functional>
@@ -12,9 +13,9 @@
 #include <utility>
 #include <vector>
 
+#include "platform/Platform.h"
+
 class QAbstractItemView;
-class QLabel;
-class QStatusBar;
 class QTableView;
 
 namespace korvane {
@@ -35,8 +36,8 @@ class WritesCells {
 // Selected rows as ranges, first and last, from the top and without overlaps: cheap for any selection.
 std::vector<std::pair<int, int>> SelectedRanges(const QTableView& table);
 
-// Shows the text in the middle of the list while its model has no rows.  The model must be set before; a
-// later call changes the text.
+// Shows the text in the middle of the list while its model has no rows, its first paragraph alone where there
+// is no room for all.  The model must be set before; a later call changes the text.
 void SetEmptyText(QAbstractItemView& view, const QString& text);
 
 // Ctrl+C copies the selected rows, top to bottom, as lines of tab-separated texts of the shown columns.
@@ -49,11 +50,17 @@ void CopySelectedRows(const QTableView& table);
 // list of a million rows can be copied whole.
 QByteArray SelectedRowsText(const QTableView& table);
 
-// A text in the status bar below a list; what it says may come from the network.
-QLabel* AddStatusText(QStatusBar& bar, const QString& name);
-
-// Ctrl+1, Ctrl+2 ... do what a click on the header of that column does.
+// Ctrl+1, Ctrl+2 ... do what a click on the header of that column does, and a right click on the header
+// offers the same by name.  What a model can be sorted by beside its columns it names in the header data
+// behind the last one, and takes as that column in sort.
 void SortByShortcuts(QTableView& table);
+QKeySequence SortKey(int column);  // of these
+// One order, the other, the order of arrival: as a click on the column's header, or on what stands for the
+// further key.
+void SortByNextOrder(QTableView& table, int column);
+
+// Sorts the list as the operator left it, and keeps from then on how it is sorted.  name: of the setting.
+void KeepSorting(QTableView& table, platform::SettingsStore& settings, const std::string& name);
 
 // What a header says beside its caption: the tool tip names the key that sorts by it, and screen readers hear
 // how the list is sorted.  For headerData; sortedBy: when the list is sorted by this column.

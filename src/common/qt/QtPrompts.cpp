@@ -8,8 +8,10 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QScreen>
 #include <QStandardPaths>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "common/qt/QtText.h"
 #include "platform/ApplicationTitle.h"
@@ -21,6 +23,17 @@ namespace {
 // shows their beginning and offers the whole text as details.
 constexpr qsizetype kLongText = 1200;
 constexpr qsizetype kManyLines = 24;
+constexpr qsizetype kShortText = 80;
+constexpr qsizetype kLongWord = 60;  // letters
+constexpr qsizetype kPiece = 6;      // of a long word
+// In logical pixels, as the toolkit lays message boxes out.
+constexpr int kWidestBox = 500;
+constexpr int kNarrowestText = 240;
+constexpr int kBesideBox = 480;   // of the screen's width
+constexpr int kBesideText = 100;  // picture and margins
+constexpr int kBelowText = 160;   // title, buttons and margins
+constexpr int kDetails = 170;
+constexpr int kLowestText = 60;
 
 QWidget* PromptParent() {
   QWidget* modal = QApplication::activeModalWidget();
@@ -56,6 +69,51 @@ QMessageBox::StandardButtons ButtonsOf(PromptButtons buttons) {
   return QMessageBox::Ok;
 }
 
+// What the toolkit leaves for the text of a message box, so that the box with its buttons, and its details
+// when they are shown, stays on the screen.
+QSize RoomForText(bool withDetails) {
+  const QWidget* parent = PromptParent();
+  const QScreen* screen = parent != nullptr ? parent->screen() : QGuiApplication::primaryScreen();
+  const QSize whole = screen != nullptr ? screen->availableSize() : QSize(kWidestBox, kWidestBox);
+  return {std::clamp(whole.width() - kBesideBox, kNarrowestText, kWidestBox) - kBesideText,
+          std::max(whole.height() - kBelowText - (withDetails ? kDetails : 0), kLowestText)};
+}
+
+bool Fits(const QString& text, const QSize& room) {
+  const QRect rows(0, 0, room.width(), QWIDGETSIZE_MAX);
+  return QFontMetrics(QApplication::font("QMessageBox"))
+             .boundingRect(rows, Qt::TextWordWrap, text)
+             .height() <= room.height();
+}
+
+// A name from the network may be one word of any length, which would make the box as wide.
+QString WithPlacesToBreak(const QString& text) {
+  QString broken;
+  qsizetype word = 0;  // where it began
+  for (qsizetype i = 0; i <= text.size(); ++i) {
+    if (i < text.size() && !text[i].isSpace()) {
+      continue;
+    }
+    const qsizetype piece = i - word > kLongWord ? kPiece : std::max<qsizetype>(i - word, 1);
+    for (qsizetype from = word; from < i; from += piece) {
+      broken += from > word ? QStringLiteral("\u200B") : QString();
+      broken += text.mid(from, std::min(piece, i - from));
+    }
+    broken += text.mid(i, 1);
+    word = i + 1;
+  }
+  return broken;
+}
+
+QString Fitting(QString text, bool withDetails) {
+  const QString whole = text;
+  while (text.size() > kShortText &&
+         !Fits(WithPlacesToBreak(text), RoomForText(withDetails || text.size() < whole.size()))) {
+    text = whole.left(text.size() * 9 / 10) + QChar(0x2026);
+  }
+  return text;
+}
+
 // The text that fits a box, or the whole text.
 QString Beginning(const QString& text) {
   qsizetype end = text.size() > kLongText ? kLongText : text.size();
@@ -81,9 +139,10 @@ PromptAnswer RunBox(std::string_view text, PromptButtons buttons, PromptIcon ico
   box.setWindowTitle(ToQString(platform::kApplicationTitle));
   box.setTextFormat(Qt::PlainText);
   box.setIcon(IconOf(icon));
-  box.setText(Beginning(whole));
+  const QString beginning = Fitting(Beginning(whole), !details.empty());
+  box.setText(WithPlacesToBreak(beginning));
   QStringList further;
-  if (box.text() != whole) {
+  if (beginning != whole) {
     further.push_back(whole);
   }
   if (!details.empty()) {

@@ -1,5 +1,4 @@
 #include <grp.h>
-#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -51,34 +50,13 @@ bool GroupExists(const char* name) {
   return exists;
 }
 
-// The groups that the account database gives the user.  Those of the process may be others: it keeps what it
-// was started with, which from a service manager is often the first group alone.
-std::vector<gid_t> GroupsOfUser() {
-  std::vector<gid_t> groups;
-  WithGrowingBuffer([&](std::vector<char>& buffer) {
-    passwd entry{};
-    passwd* found = nullptr;
-    const int error = getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found);
-    if (error == 0 && found != nullptr) {
-      int count = kMostGroups;
-      groups.resize(kMostGroups);
-      if (getgrouplist(found->pw_name, found->pw_gid, groups.data(), &count) < 0) {
-        count = kMostGroups;  // there are more; the first ones were filled in
-      }
-      groups.resize(static_cast<std::size_t>(std::min(count, kMostGroups)));
-    }
-    return error;
-  });
-  return groups;
-}
-
+// What the session was given, which is what the process may do: the account database may know of less (a
+// directory service's groups, newgrp's) and of more (what was added after the log-in, or given up since).
 std::vector<gid_t> GroupsOfProcess() {
-  std::vector<gid_t> groups = {getegid()};
-  const int count = getgroups(0, nullptr);
-  if (count > 0) {
-    groups.resize(static_cast<std::size_t>(count));
-    groups.resize(static_cast<std::size_t>(std::max(0, getgroups(count, groups.data()))));
-  }
+  std::vector<gid_t> groups(static_cast<std::size_t>(std::max(0, getgroups(0, nullptr))));
+  const int count = getgroups(static_cast<int>(groups.size()), groups.data());
+  groups.resize(static_cast<std::size_t>(std::max(0, count)));
+  groups.insert(groups.begin(), getegid());  // newgrp's, which need not be among them
   groups.resize(std::min<std::size_t>(groups.size(), kMostGroups));
   return groups;
 }
@@ -91,11 +69,7 @@ class LinuxAccountGroups : public AccountGroups {
         geteuid() == 0 && administrators) {
       names.push_back(*administrators);
     }
-    std::vector<gid_t> groups = GroupsOfUser();
-    if (groups.empty()) {  // a user without an account entry, as containers have them
-      groups = GroupsOfProcess();
-    }
-    for (const gid_t id : groups) {
+    for (const gid_t id : GroupsOfProcess()) {
       if (std::optional<std::string> name = GroupName(id)) {
         names.push_back(std::move(*name));
       }

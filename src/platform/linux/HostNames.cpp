@@ -6,6 +6,7 @@
 #include <array>
 #include <memory>
 
+#include "platform/Addresses.h"
 #include "platform/linux/LinuxPlatform.h"
 
 namespace korvane::platform {
@@ -70,17 +71,27 @@ class LinuxHostNames : public HostNames {
 
 }  // namespace
 
-bool IsAddressText(std::string_view text) {
+AddressBytes BytesOfAddress(std::string_view text) {
   // An IPv6 address may name its zone behind a percent sign (RFC 4007).
   const std::size_t percent = text.find('%');
-  const std::string address(text.substr(0, percent));
-  if (text.empty() || text.find('\0') != std::string_view::npos || percent == text.size() - 1) {
-    return false;
+  const std::string_view address = text.substr(0, percent);
+  std::array<char, INET6_ADDRSTRLEN> terminated{};
+  AddressBytes bytes;
+  if (address.empty() || address.size() >= terminated.size() ||
+      address.find('\0') != std::string_view::npos || percent == text.size() - 1) {
+    return bytes;
   }
-  in_addr four{};
-  in6_addr six{};
-  return (percent == std::string_view::npos && inet_pton(AF_INET, address.c_str(), &four) == 1) ||
-         inet_pton(AF_INET6, address.c_str(), &six) == 1;
+  address.copy(terminated.data(), address.size());
+  if (address.find(':') != std::string_view::npos) {
+    bytes.Length = inet_pton(AF_INET6, terminated.data(), bytes.Bytes.data()) == 1 ? sizeof(in6_addr) : 0;
+  } else if (percent == std::string_view::npos) {
+    bytes.Length = inet_pton(AF_INET, terminated.data(), bytes.Bytes.data()) == 1 ? sizeof(in_addr) : 0;
+  }
+  return bytes;
+}
+
+bool IsAddressText(std::string_view text) {
+  return text.find('\0') == std::string_view::npos && BytesOfAddress(text).Length != 0;
 }
 
 std::unique_ptr<HostNames> MakeHostNames() {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "platform/Platform.h"
+#include "platform/UserLock.h"
 
 namespace korvane::platform {
 
@@ -27,5 +28,13 @@ std::unique_ptr<Programs> MakePrograms(std::string ownFolder = OwnFolder());
 std::unique_ptr<Directories> MakeDirectories();
 std::unique_ptr<Clock> MakeClock();
 std::unique_ptr<HostNames> MakeHostNames();
+
+// folder: of the user, the same in all sessions; it must exist.
+std::unique_ptr<UserLock> MakeUserLock(const std::string& folder);
+
+// From now on a request to end (SIGTERM, SIGINT, SIGHUP) does not end the process: it makes the descriptor
+// readable that this returns, and which stays open for the rest of the process.  A request that the process
+// was started to ignore stays ignored.  -1: could not be set up.  Called once.
+int CatchEndSignals();
 
 }  // namespace korvane::platform

@@ -11,11 +11,13 @@
 #include <QWidget>
 #include <utility>
 
+#include "platform/ApplicationTitle.h"
+
 namespace korvane::platform {
 namespace {
 
 // One request a line, one answer a line; the connection remembers the window that was found.
-constexpr char kFind[] = "find ";              // and the title, Base64 of its UTF-8
+constexpr char kFind[] = "find ";              // and the title and the display, Base64 of their UTF-8
 constexpr char kForeground[] = "foreground ";  // and the asking copy's activation token, Base64
 constexpr char kMaximise[] = "maximise";
 constexpr char kDone[] = "done\n";
@@ -32,6 +34,11 @@ QWidget* TopLevelWindowTitled(const QString& title) {
     }
   }
   return nullptr;
+}
+
+// A window on another display would come to the front where nobody sees it.
+QByteArray Display() {
+  return qgetenv("WAYLAND_DISPLAY") + ' ' + qgetenv("DISPLAY");
 }
 
 // A window under Wayland may come to the front only with the token that the desktop gave to whoever the user
@@ -62,8 +69,10 @@ bool Carry(QLocalSocket& connection, const QByteArray& request) {
   auto* found = connection.property(kFoundWindow).value<QWidget*>();
   const QPointer<QWidget> window(QApplication::topLevelWidgets().contains(found) ? found : nullptr);
   if (request.startsWith(kFind)) {
-    const QByteArray title = QByteArray::fromBase64(request.mid(sizeof(kFind) - 1));
-    QWidget* match = TopLevelWindowTitled(QString::fromUtf8(title));
+    const QByteArrayList parts = request.mid(sizeof(kFind) - 1).split(' ');
+    const bool here = parts.size() == 2 && QByteArray::fromBase64(parts[1]) == Display();
+    QWidget* match =
+        here ? TopLevelWindowTitled(QString::fromUtf8(QByteArray::fromBase64(parts[0]))) : nullptr;
     connection.setProperty(kFoundWindow, QVariant::fromValue(match));
     return match != nullptr;
   }
@@ -75,9 +84,11 @@ bool Carry(QLocalSocket& connection, const QByteArray& request) {
 
 }  // namespace
 
-QtRunningInstance::QtRunningInstance(const QString& folder, int answerMilliseconds)
+QtRunningInstance::QtRunningInstance(std::unique_ptr<UserLock> userLock, const QString& folder,
+                                     int answerMilliseconds)
     : socketPath_(folder + QStringLiteral("/korvane-console.socket")),
       answerMilliseconds_(answerMilliseconds),
+      userLock_(std::move(userLock)),
       lock_(std::make_unique<QLockFile>(folder + QStringLiteral("/korvane-console.lock"))) {
   // A lock is stale when its process is gone, never by age: a console runs for months.
   lock_->setStaleLockTime(0);
@@ -96,13 +107,27 @@ QString QtRunningInstance::DefaultFolder() {
   return cache;
 }
 
+QString QtRunningInstance::UserFolder() {
+  const QString title = QString::fromUtf8(kApplicationTitle.data(), kApplicationTitle.size());
+  QString folder = QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u'/' + title;
+  QDir().mkpath(folder);
+  return folder;
+}
+
 bool QtRunningInstance::PreviousInstanceExists() {
   if (lock_->isLocked()) {
     return false;
   }
-  if (!lock_->tryLock(0)) {
+  if (!lock_->tryLock(0) && lock_->error() == QLockFile::LockFailedError) {
+    return true;
+  }
+  if (userLock_->HeldByAnother()) {
+    lock_->unlock();
+    return true;
+  }
+  if (!lock_->isLocked()) {
     // A folder that takes no lock file tells nothing about another copy; it must not keep the console shut.
-    return lock_->error() == QLockFile::LockFailedError;
+    return false;
   }
   // Whatever lies at the socket's path was left by a copy that was killed: this one holds the lock.
   QLocalServer::removeServer(socketPath_);
@@ -134,7 +159,7 @@ void QtRunningInstance::AnswerRequests(QLocalSocket& connection) {
 
 bool QtRunningInstance::FindTopLevelWindow(std::string_view title) {
   const QByteArray utf8(title.data(), static_cast<qsizetype>(title.size()));
-  return AskRunningCopy(kFind + utf8.toBase64());
+  return AskRunningCopy(kFind + utf8.toBase64() + ' ' + Display().toBase64());
 }
 
 bool QtRunningInstance::BringToForeground() {

@@ -1,6 +1,8 @@
-// The one copy of the console per user: a lock file says that it runs, a local socket lets a later start ask
-// it to come to the front.  The running copy answers from its event loop, so it must outlive neither the
-// QApplication nor its windows; a later start waits a bounded time for each answer.
+// The one copy of the console per user: a lock file says that it runs, a local socket lets a later start of
+// the same session ask it to come to the front.  One of another session is found by a second lock, and can't
+// be asked: its window is on a screen that nobody here sees.  The running copy answers from its event loop,
+// so it must outlive neither the QApplication nor its windows; a later start waits a bounded time for each
+// answer.
 #pragma once
 
 #include <QObject>
@@ -9,6 +11,7 @@
 #include <string_view>
 
 #include "platform/Platform.h"
+#include "platform/UserLock.h"
 
 class QLocalServer;
 class QLocalSocket;
@@ -20,9 +23,10 @@ class QtRunningInstance : public QObject, public RunningInstance {
   Q_OBJECT
 
  public:
-  // folder: where lock and socket are kept, private to the user.  answerMilliseconds: the longest wait for
-  // the running copy's answer to one step.
-  explicit QtRunningInstance(const QString& folder = DefaultFolder(), int answerMilliseconds = 3000);
+  // folder: where lock and socket of the session are kept, private to the user.  answerMilliseconds: the
+  // longest wait for the running copy's answer to one step.
+  explicit QtRunningInstance(std::unique_ptr<UserLock> userLock, const QString& folder = DefaultFolder(),
+                             int answerMilliseconds = 3000);
   ~QtRunningInstance() override;
 
   bool PreviousInstanceExists() override;
@@ -31,6 +35,8 @@ class QtRunningInstance : public QObject, public RunningInstance {
   bool ShowMaximised() override;
 
   static QString DefaultFolder();
+  // Of the user's settings, which all sessions share; made when it is missing.
+  static QString UserFolder();
 
  private:
   void AcceptConnections();
@@ -39,6 +45,7 @@ class QtRunningInstance : public QObject, public RunningInstance {
 
   QString socketPath_;
   int answerMilliseconds_;
+  std::unique_ptr<UserLock> userLock_;
   std::unique_ptr<QLockFile> lock_;
   std::unique_ptr<QLocalServer> server_;  // of the running copy
   std::unique_ptr<QLocalSocket> asking_;  // of a later start
