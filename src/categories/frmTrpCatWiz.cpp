@@ -14,8 +14,10 @@
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/ListHabits.h"
 #include "common/qt/QtText.h"
+#include "common/qt/TextLength.h"
 #include "params/ShownControls.h"
 #include "params/ShownCriteria.h"
+#include "store/ColumnLengths.h"
 #include "traps/TrapCellDelegate.h"
 #include "traps/ValueField.h"
 #include "ui_frmTrpCatWiz.h"
@@ -40,6 +42,7 @@ frmTrpCatWiz::frmTrpCatWiz(WizardTask& task, CategoryTransaction& transaction, c
       cmdNextFinish_(nullptr) {
   ui_->setupUi(this);
   fullHeight_ = height();
+  LimitLength(*ui_->txtCatName, store::LengthOf(store::kCategoryGroupMaster, "Category_Name"));
   setWindowTitle(ToQString(form_.Title()));
   criteria_ = new params::ShownCriteria(form_.Criteria(),
                                         {.txtSource = *ui_->txtSource,

@@ -14,6 +14,7 @@
 #include "alerts/frmAlerts.h"
 #include "categories/frmCategories.h"
 #include "categories/frmCategoryChoice.h"
+#include "categories/frmTrpCatWiz.h"
 #include "common/qt/DialogStyle.h"
 #include "common/qt/KorvaneStyle.h"
 #include "config/frmConfig.h"
@@ -91,6 +92,13 @@ TEST(DialogsTest, EveryDialogFitsASmallScreenAndNamesItsFields) {
   LookAt(*std::make_unique<systems::frmViewOptions>(43'008, 10'000));
   LookAt(*std::make_unique<mainwnd::frmAbout>(world.Platform.Registry));
   LookAt(*std::make_unique<categories::frmCategories>(world.ForCategories));
+  categories::CategoryTransaction transaction(world.Connection);
+  categories::WizardTask task;
+  categories::frmTrpCatWiz wizard(task, transaction, {world.Names, world.Prompt, world.Busy});
+  LookAt(wizard);
+  test::Type(wizard, "txtCatName", "Fans");
+  test::Click(wizard, "cmdNextFinish");
+  LookAt(wizard);
   std::vector<categories::OfferedCategory> offered;
   LookAt(*std::make_unique<categories::frmCategoryChoice>(categories::CategoryChoice::Export, offered));
 }
