@@ -233,10 +233,10 @@ void frmAlerts::ShowMenu(const QPoint& position) {
   }
 }
 
-// Close, Escape and the close box are one.
-void frmAlerts::reject() {
+// Close, Escape, the close box and the end of the session are one: the receiver learns of the changes.
+void frmAlerts::done(int result) {
   form_.Close();
-  QDialog::reject();
+  QDialog::done(result);
 }
 
 }  // namespace korvane::alerts

@@ -35,7 +35,7 @@ class frmAlerts : public QDialog {
   explicit frmAlerts(const AlertServices& services, QWidget* parent = nullptr);
   ~frmAlerts() override;
 
-  void reject() override;
+  void done(int result) override;
 
  public Q_SLOTS:
   // Another console changed alerts: the list is read anew, the selection stays.

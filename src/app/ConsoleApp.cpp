@@ -70,6 +70,7 @@ struct ConsoleApp::WindowServices {
 
 ConsoleApp::ConsoleApp(ConsoleHost host) : host_(std::move(host)) {
   ending_.setInterval(kTryToEndEvery);
+  ending_.setSingleShot(true);
   QObject::connect(&ending_, &QTimer::timeout, &ending_, [this] { TryToEnd(); });
 }
 
@@ -151,8 +152,11 @@ void ConsoleApp::EndUnasked() {
   ending_.start();
 }
 
-// Dialogs return into the code that opened them, one within the other, before the console can be closed.
+// Dialogs return into the code that opened them, one within the other, before the console can be closed.  One
+// that is left may put a message up in its turn: the next try must come while this one waits for it, which a
+// repeating timer does not do.
 void ConsoleApp::TryToEnd() {
+  ending_.start();
   if (QWidget* popUp = QApplication::activePopupWidget()) {
     popUp->close();
   } else if (QWidget* modal = QApplication::activeModalWidget()) {

@@ -418,8 +418,7 @@ void frmCategories::done(int result) {
 }
 
 void frmCategories::ShowHelpPicture() {
-  ui_->imgHelp->setPixmap(
-      ToolbarIcon(Translated("Help")).pixmap(QSize(kHelpPicture, kHelpPicture), devicePixelRatio()));
+  ui_->imgHelp->setPixmap(ToolbarIcon("Help").pixmap(QSize(kHelpPicture, kHelpPicture), devicePixelRatio()));
 }
 
 void frmCategories::changeEvent(QEvent* event) {

@@ -31,7 +31,7 @@ std::string WhatChanged(const Desk& desk, const store::Change& change) {
   const std::int64_t rows = change.Rows.value_or(0);
   switch (change.Kind) {
     case ChangeKind::Acknowledged:
-      return rows > 0 ? fmt::format("{} acknowledged", TrapsText(desk, rows, {})) : std::string();
+      return rows > 0 ? Phrase("{} acknowledged", TrapsText(desk, rows, {})) : std::string();
     case ChangeKind::Unacknowledged:
       return rows > 0 ? Phrase("{} made new again", TrapsText(desk, rows, {})) : std::string();
     case ChangeKind::Filters:
@@ -77,7 +77,7 @@ void StoreChanges::Acknowledged(const store::Acknowledgement& done, std::string_
     return;
   }
   TellOwn(store::ChangeKind::Acknowledged, done.ChangeId, done.Changed);
-  desk_.Strip.Tell(fmt::format("{} acknowledged", TrapsText(desk_, changed, ofSystem)), Translated("Undo"),
+  desk_.Strip.Tell(Phrase("{} acknowledged", TrapsText(desk_, changed, ofSystem)), Translated("Undo"),
                    [this, done, system = std::string(ofSystem)] { TakeBack(done, system); });
 }
 

@@ -56,8 +56,9 @@ FrameMenus::FrameMenus(QMainWindow& frame, QToolBar& tbToolbar, Run run)
 }
 
 QString FrameMenus::WithAccessKey(const Command& command, QString caption) {
-  if (!command.AccessKey.empty()) {
-    caption.insert(caption.indexOf(ToQString(command.AccessKey)), QLatin1Char('&'));
+  const qsizetype place = command.AccessKey.empty() ? -1 : caption.indexOf(ToQString(command.AccessKey));
+  if (place >= 0) {  // a translation may be without the letter
+    caption.insert(place, QLatin1Char('&'));
   }
   return caption;
 }

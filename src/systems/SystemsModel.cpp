@@ -336,6 +336,10 @@ void SystemsModel::TellListener() {
 }
 
 void SystemsModel::RefreshStatus() {
+  // However they went: acknowledged, deleted, graded anew, or no longer there when all was read again.
+  if (news_ != nullptr && shown_.Totals[kCritical] == 0) {
+    news_->NothingUnseen();
+  }
   TellListener();
   if (listener_ != nullptr) {
     listener_->StatusChanged();
@@ -393,9 +397,6 @@ void SystemsModel::TakeOut(const store::TrapSelection& traps) {
 void SystemsModel::TrapsAcknowledged(std::span<const store::TrapSelection> traps) {
   for (const store::TrapSelection& some : traps) {
     TakeOut(some);
-  }
-  if (news_ != nullptr && shown_.Totals[kCritical] == 0) {
-    news_->NothingUnseen();
   }
   UpdateColors();
   RefreshStatus();

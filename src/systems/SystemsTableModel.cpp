@@ -137,7 +137,8 @@ QVariant SystemsTableModel::CountData(std::size_t row, int column, int role) con
     case Qt::TextAlignmentRole:
       return static_cast<int>(Qt::AlignCenter);
     case Qt::AccessibleTextRole:
-      return QStringLiteral("%1 %2").arg(count).arg(ToQString(store::SeverityName(SeverityOf(column))));
+      return QStringLiteral("%1 %2").arg(count).arg(
+          ToQString(Translated(store::SeverityName(SeverityOf(column)))));
     default:  // a zero stays dim, also where there is news
       return count == 0 ? QVariant() : RowData(row, role);
   }

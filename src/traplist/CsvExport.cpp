@@ -162,7 +162,7 @@ std::optional<std::string> ExportTraps(Desk& desk, std::string_view caption, con
     return std::nullopt;
   }
   if (const std::string error = WriteFile(desk.Busy, *path, traps); !error.empty()) {
-    desk.Prompt.Show(fmt::format("The traps could not be exported to the file \"{}\".\n{}.", *path, error),
+    desk.Prompt.Show(Phrase("The traps could not be exported to the file \"{}\".\n{}.", *path, error),
                      PromptIcon::Exclamation);
     return std::nullopt;
   }

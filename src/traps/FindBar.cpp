@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <chrono>
 
-#include "common/Translation.h"
 #include "common/qt/Icons.h"
 #include "common/qt/KorvaneStyle.h"
 #include "common/qt/QtText.h"
@@ -72,15 +71,15 @@ void FindBar::SetUpControls() {
   noHits_->setObjectName(QStringLiteral("actNoHits"));
   noHits_->setToolTip(tr("No traps found"));
   noHits_->setVisible(false);
-  previous_ = AddButton(QStringLiteral("cmdFindPrevious"), ToolbarIcon(Translated("Previous")),
-                        tr("Previous"), tr("Shift+F3"));
-  next_ = AddButton(QStringLiteral("cmdFindNext"), ToolbarIcon(Translated("Next")), tr("Next"), tr("F3"));
+  previous_ =
+      AddButton(QStringLiteral("cmdFindPrevious"), ToolbarIcon("Previous"), tr("Previous"), tr("Shift+F3"));
+  next_ = AddButton(QStringLiteral("cmdFindNext"), ToolbarIcon("Next"), tr("Next"), tr("F3"));
   count_ = new QLabel(this);
   count_->setObjectName(QStringLiteral("lblFound"));
   count_->setTextFormat(Qt::PlainText);
   count_->setMinimumWidth(1);
   QToolButton* close =
-      AddButton(QStringLiteral("cmdFindClose"), ToolbarIcon(Translated("Close")), tr("Close"), tr("Esc"));
+      AddButton(QStringLiteral("cmdFindClose"), ToolbarIcon("Close"), tr("Close"), tr("Esc"));
 
   auto* row = new QHBoxLayout(this);
   row->setContentsMargins(kSpacing, kSpacing, kSpacing, kSpacing);

@@ -7,7 +7,6 @@
 #include <QStylePainter>
 #include <QTableView>
 
-#include "common/Translation.h"
 #include "common/qt/Icons.h"
 #include "common/qt/ListHabits.h"
 #include "traplist/TrapSort.h"
@@ -25,7 +24,7 @@ constexpr int kArrowWidth = 7;
 SeverityHeading::SeverityHeading(QTableView& view)
     : QToolButton(view.horizontalHeader()->viewport()),
       view_(view),
-      picture_(ToolbarIcon(Translated("Sort by Severity"))) {
+      picture_(ToolbarIcon("Sort by Severity")) {
   setObjectName(QStringLiteral("cmdSortBySeverity"));
   setAutoRaise(true);
   setFocusPolicy(Qt::NoFocus);

@@ -154,7 +154,7 @@ std::string TrapDetailForm::NotesNews(std::int32_t timeZoneBias) const {
     return {};
   }
   const std::string known = store::WhoAndWhenText(news->second.Stamp, timeZoneBias);
-  const std::string by = known.empty() ? "meanwhile" : fmt::format("by {}", known);
+  const std::string by = known.empty() ? Translated("meanwhile") : Phrase("by {}", known);
   return drafts_.contains(shown_.Trap.SequenceNumber)
              ? Phrase("The stored notes were changed {}. OK shows both texts.", by)
              : Phrase("Changed {}.", by);
