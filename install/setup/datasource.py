@@ -7,6 +7,7 @@ the operators' group reads it.
 
 import grp
 import os
+import pathlib
 import re
 import secrets
 import stat
@@ -65,8 +66,9 @@ def own_text(path):
 
 
 def machine_text(path):
-    """The section of the product in the data sources of the machine, where earlier releases had it."""
-    text = read_plain(path)
+    """The section of the product in the data sources of the machine, where earlier releases had it.  Sites link that
+    file to another place; the folder is root's, so the link is to be trusted."""
+    text = read_plain(pathlib.Path(os.path.realpath(path)))
     lines = sections(text).get(NAME) if text is not None else None
     return "\n".join(lines).rstrip() + "\n" if lines else None
 

@@ -16,6 +16,7 @@ HOST = re.compile(r"[A-Za-z0-9][A-Za-z0-9.:_-]{0,252}|::1")
 PEER = re.compile(r"[A-Za-z0-9.:%_/-]{1,255}")
 AT_SERVER = ("host", "port", "database", "user", "password_file", "admin_user", "admin_password_file", "allow_from",
              "tls", "tls_ca")
+UNPROTECTED = ("disable", "allow", "prefer")
 SHIPPED_LISTEN = "udp:162,udp6:162"
 
 
@@ -51,6 +52,9 @@ class Present:
         place["password"] = datasource.decoded(self.engine, place["password"])
         if self.engine == "mariadb":
             place["tls"] = "require" if place["tls"] == "1" else "prefer"
+        else:  # its driver has no value of its own for it
+            proof = re.search(r"\bsslrootcert=([^\s{}]+)", self.values.get("pqopt", ""))
+            place["tls_ca"] = proof[1] if proof else ""
         return place
 
 
@@ -92,8 +96,11 @@ class Wanted:
                  "database": chosen("database", "dvldb"), "user": chosen("user", "dvl")}
         local = place["host"] in LOCAL_HOSTS
         place["tls"] = chosen("tls", "prefer" if local else "require")
+        moves = place["host"] != now.get("host")
+        if moves and not local and not options.tls and place["tls"] in UNPROTECTED:
+            place["tls"] = "require"  # what did for this machine does not for another
         place["tls_ca"] = chosen("tls_ca", "")
-        if place["tls_ca"] and (self.engine != "mariadb" or not os.path.isabs(place["tls_ca"])):
+        if options.tls_ca and (self.engine != "mariadb" or not os.path.isabs(options.tls_ca)):
             raise Refused("--tls-ca is for MariaDB and names a file by its whole path")
         usual_peer = ("127.0.0.1" if place["host"] == "127.0.0.1" else "localhost") if local else "%"
         place["allow_from"] = options.allow_from or usual_peer
@@ -297,8 +304,9 @@ class SetUp:
         action()
 
     def start(self):
-        self.steps.when_undone("Stopping the receiver",
-                               lambda: self.machine.run("systemctl", "disable", "--now", SERVICE))
+        enabled = self.machine.tries("systemctl", "is-enabled", "--quiet", SERVICE)
+        undo = ("stop",) if enabled else ("disable", "--now")
+        self.steps.when_undone("Stopping the receiver", lambda: self.machine.run("systemctl", *undo, SERVICE))
         self.machine.run("systemctl", "enable", "--now", SERVICE)
 
     def last_words(self):
@@ -410,6 +418,7 @@ def set_up(machine, options, steps):
         if not Questions().agreed("Do it?"):
             raise Refused("nothing was changed")
     work.run()
+    steps.undo.clear()  # it works: no answer and no lost terminal takes it back from here on
     if asks and work.receiver_here and machine.service_manager() and not machine.service_runs() \
             and not options.dry_run and Questions().agreed("Start the receiver, now and at every boot?"):
         steps.take("Start the receiver", work.start)

@@ -29,6 +29,7 @@ class Store:
     def __init__(self, machine):
         self.machine, self.address, self.variables = machine, [], {}
         self.made_place = False  # in this run: the database and all in it is ours to take back
+        self.made_tables = False  # in this run
 
     def missing_packages(self):
         lacking = [package for program, package in self.needs if not self.has_program(program)]
@@ -57,7 +58,8 @@ class Store:
     def make_tables(self, steps):
         before = self.state()
         if before == "other":
-            raise Refused(f"{self.place()} holds tables of something else; it is left alone. Name another one")
+            raise Refused(f"{self.place()} holds something else, or a part of a trap store; it is left alone. "
+                          "Name another place, or put the store back from its copy")
         if before == "newer":
             raise Refused(f"{self.place()} was brought up to date for a later release of this program")
         if before == "older":
@@ -69,6 +71,7 @@ class Store:
         if not self.made_place:
             steps.when_undone(f"Removing the tables made in {self.place()}", self.remove_tables)
         self.script("make-store")
+        self.made_tables = True
         return True
 
     def load_names(self, steps):
@@ -201,7 +204,8 @@ class PostgreSql(Server):
         return ["-w", "-p", str(self.port)]
 
     def secret(self, password):
-        return {"PGPASSWORD": password, "PGSSLMODE": self.tls, "PGCONNECT_TIMEOUT": "5"}
+        proof = {"PGSSLROOTCERT": self.tls_ca} if self.tls_ca else {}
+        return {"PGPASSWORD": password, "PGSSLMODE": self.tls, "PGCONNECT_TIMEOUT": "5"} | proof
 
     def encryption(self):
         return {"SSLmode": self.tls}

@@ -322,12 +322,14 @@ class SettingUp(InFolder):
         main.parent.mkdir(parents=True)
         for plant, words in ((lambda: self.source.write_text("[dvldb]\nDriver=SQLite3\n" + self.others), "of others"),
                              (lambda: self.source.symlink_to("/etc/odbc.ini"), "symbolic link"),
-                             (lambda: sqlite3.connect(main).execute("CREATE TABLE theirs (a)"), "something else")):
+                             (lambda: sqlite3.connect(main).execute("CREATE TABLE theirs (a)"), "something else"),
+                             (lambda: main.rename(main.with_name("dvldb-traps.db")), "a part of a trap store")):
             self.source.unlink(missing_ok=True)
             plant()
             before = self.source.is_symlink(), self.files()
             self.set_up(1, "--embedded", words=words)
             self.assertEqual((self.source.is_symlink(), self.files()), before)
+        self.assertEqual([file.name for file in main.parent.glob("*.db")], ["dvldb-traps.db"])
 
 
 class RegistryFile(InFolder):
