@@ -194,7 +194,13 @@ void frmFilters::SaveAndClose() {
     }
     return;
   }
-  QDialog::reject();
+  QDialog::done(QDialog::Rejected);
+  form_.Apply();
+}
+
+void frmFilters::done(int result) {
+  form_.Save();
+  QDialog::done(result);
   form_.Apply();
 }
 

@@ -39,6 +39,8 @@ class frmFilters : public QDialog {
   void StoreChanged();
 
   void reject() override;  // the one way out: Close, Escape and the close box
+  // Without a way back, as when the session ends: what can be saved is.
+  void done(int result) override;
 
  private:
   void SetUpList();

@@ -42,9 +42,9 @@ class ReportText {
   }
 
   void AddHeader(std::string_view caption, std::int64_t now) {
-    Text += Translated("Korvane - ");
+    Text += "Korvane - ";
     AppendVisible(Text, caption);
-    Text += Translated("\r\nGenerated On: ");
+    Text += "\r\nGenerated On: ";
     Text += store::FormatDateTime(store::EventTimeToLocal(now, traps_.TimeZoneBias));
     Text += "\r\n\r\n";
     Text += kDoubleLine;
@@ -60,10 +60,10 @@ class ReportText {
       Text += "\r\n";
       Text += kSingleLine;
     }
-    Text += Translated("\r\nDate & Time:\t\t");
+    Text += "\r\nDate & Time:\t\t";
     Text += dates_.Of(trap.EventTime);
     Text += afterDate;
-    Text += Translated(store::SeverityName(trap.Severity));
+    Text += store::SeverityName(trap.Severity);
     Text += kind.AfterSeverity;
     AppendVisible(Text, trap.VarBinds);
     Text += kind.AfterBindings;
@@ -85,26 +85,26 @@ class ReportText {
   };
 
   std::string LinesAfterDate(const store::IncomingTrap& trap) const {
-    std::string lines = Translated("\r\nSource:\t\t\t");
+    std::string lines = "\r\nSource:\t\t\t";
     AppendVisible(lines, traps_.SourceText(trap));
-    lines += Translated("\r\nIP Address:\t\t");
+    lines += "\r\nIP Address:\t\t";
     AppendVisible(lines, trap.SystemAddress);
-    lines += Translated("\r\nSeverity:\t\t");
+    lines += "\r\nSeverity:\t\t";
     return lines;
   }
 
   static KindLines LinesOfKind(const store::IncomingTrap& trap) {
     KindLines lines;
-    lines.AfterSeverity = Translated("\r\nGeneric:\t\t");
+    lines.AfterSeverity = "\r\nGeneric:\t\t";
     lines.AfterSeverity += store::GenericTrapName(trap.GenericTrap);
-    lines.AfterSeverity += Translated("\r\nEnterprise:\t\t");
+    lines.AfterSeverity += "\r\nEnterprise:\t\t";
     AppendVisible(lines.AfterSeverity, trap.EnterpriseName());
-    lines.AfterSeverity += Translated("\r\nTrap Name:\t\t");
+    lines.AfterSeverity += "\r\nTrap Name:\t\t";
     AppendVisible(lines.AfterSeverity, trap.TrapName());
-    lines.AfterSeverity += Translated("\r\nVariable Binds:\t\t");
-    lines.AfterBindings = Translated("\r\nMore Information:\t");
+    lines.AfterSeverity += "\r\nVariable Binds:\t\t";
+    lines.AfterBindings = "\r\nMore Information:\t";
     AppendIndented(lines.AfterBindings, trap.FurtherDescription());
-    lines.AfterBindings += Translated("\r\nUser Notes:\t\t");
+    lines.AfterBindings += "\r\nUser Notes:\t\t";
     return lines;
   }
 

@@ -93,6 +93,7 @@ void frmTrapDetail::SetUpAcknowledge() {
   ui_->chkGoOn->setChecked(IsKept(kGoOnSetting));
   connect(ui_->chkGoOn, &QCheckBox::toggled, this, [this](bool on) { Keep(kGoOnSetting, on); });
   connect(ui_->cmdAcknowledge, &QPushButton::clicked, this, &frmTrapDetail::Acknowledge);
+  ui_->cmdAcknowledge->installEventFilter(this);
   const QKeySequence key(Qt::CTRL | Qt::SHIFT | Qt::Key_A);
   auto* shortcut = new QShortcut(key, this);
   shortcut->setAutoRepeat(false);  // a key held too long must not run through the list
@@ -273,6 +274,12 @@ void frmTrapDetail::done(int result) {
   desk_.Settings.SaveSetting(platform::kSettingsSection, kSizeSetting,
                              NumberListText(std::array{size.width(), size.height()}));
   QDialog::done(result);
+}
+
+// The second click of a double one is not meant for the trap that came up in between.
+bool frmTrapDetail::eventFilter(QObject* watched, QEvent* event) {
+  return (watched == ui_->cmdAcknowledge && event->type() == QEvent::MouseButtonDblClick) ||
+         QDialog::eventFilter(watched, event);
 }
 
 void frmTrapDetail::keyPressEvent(QKeyEvent* event) {
