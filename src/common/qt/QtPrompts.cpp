@@ -97,9 +97,9 @@ QString WithPlacesToBreak(const QString& text) {
     const qsizetype piece = i - word > kLongWord ? kPiece : std::max<qsizetype>(i - word, 1);
     for (qsizetype from = word; from < i; from += piece) {
       broken += from > word ? QStringLiteral("\u200B") : QString();
-      broken += text.mid(from, std::min(piece, i - from));
+      broken += QStringView(text).mid(from, std::min(piece, i - from));
     }
-    broken += text.mid(i, 1);
+    broken += QStringView(text).mid(i, 1);
     word = i + 1;
   }
   return broken;
