@@ -81,7 +81,11 @@ class Intake {
   // next tick begins with the trap in hand, for those that have not taken it yet.  When that fails again the
   // trap is admitted without a definition, whoever still fails goes without it, and the list goes on.
   // What was admitted is shown, however the tick ends.
-  void CheckTraps();
+  // True when it took a portion of a longer list: TakeMore goes on with it, best as soon as the windows have
+  // been painted.
+  bool CheckTraps();
+  // What the tick left of the list, without being a tick of its own; answers as CheckTraps does.
+  bool TakeMore();
 
   const IntakeCounters& Counters() const { return counters_; }
 
@@ -98,7 +102,7 @@ class Intake {
   };
 
   void BeginTick();
-  void Drain();
+  bool Drain();
   bool TakeNews();
   void Show();  // what was admitted, also by a tick that failed
   bool TakeNext();

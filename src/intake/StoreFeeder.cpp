@@ -185,6 +185,14 @@ StoreNews StoreFeeder::TakeNews() {
   return nextTaken_ == taken_.Traps.size() ? std::exchange(taken_.News, {}) : StoreNews{};
 }
 
+bool StoreFeeder::PortionEnds() const {
+  if (nextTaken_ == 0 || nextTaken_ < taken_.Traps.size() || !shared_) {
+    return false;
+  }
+  const std::lock_guard lock(shared_->Mutex);
+  return taken_.More || !shared_->Queue.empty();
+}
+
 std::int32_t StoreFeeder::StopRecvEvents() {
   const bool ended = worker_.Stop(options_.StopPatience);
   shared_.reset();

@@ -211,19 +211,19 @@ void SystemsModel::Replace(Counts fresh) {
   RefreshStatus();
 }
 
-void SystemsModel::CheckTraps() {
+bool SystemsModel::CheckTraps() {
   if (desk_.State.gShuttingDown || intake_ == nullptr) {
-    return;
+    return false;
   }
   if (firstLoad_.TakeDue(desk_.Clock.MonotonicMilliseconds())) {
     Load();
   }
   link_.Look(firstFailure_ ? firstFailure_ : stored_.Failed());
   if (!started_) {
-    return;
+    return false;
   }
   bounds_.InitialLoad = false;
-  intake_->CheckTraps();
+  const bool more = intake_->CheckTraps();
   if (news_ != nullptr) {
     news_->EndTick();
   }
@@ -232,6 +232,11 @@ void SystemsModel::CheckTraps() {
   } else if (!link_.StoreAway()) {  // this thread need not wait for a store that another one finds gone
     stored_.LoadAgain();
   }
+  return more;
+}
+
+bool SystemsModel::TakeMoreTraps() {
+  return started_ && intake_->TakeMore();
 }
 
 void SystemsModel::ResolveNames() {

@@ -108,8 +108,10 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   void TakeHidden(const store::IncomingTrap& trap) override;
   void LoadEnds(const intake::LoadOutcome& outcome) override;
 
-  // One tick of tmrCheckTraps; nothing while shutting down.
-  void CheckTraps();
+  // One tick of tmrCheckTraps; nothing while shutting down.  True when TakeMoreTraps should follow soon, see
+  // Intake.
+  bool CheckTraps();
+  bool TakeMoreTraps();
   // One tick of tmrResolve: asks for a bounded number of names of systems known by address only, and of
   // addresses of those known by name only.
   void ResolveNames();
