@@ -59,6 +59,10 @@ bool Connection::IsOpen() const {
   return impl_->Link && !impl_->Lost;
 }
 
+Engine Connection::Kind() const {
+  return impl_->Kind;
+}
+
 std::int64_t Connection::Execute(std::string_view text) {
   impl_->MakeReady(true);
   if (!impl_->Direct) impl_->Direct = std::make_unique<Statement>(*impl_);
