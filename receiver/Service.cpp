@@ -100,7 +100,8 @@ class Service {
   SnmpLibrary library_;
   TrapQueue queue_{kQueueBytes};
   AnswerQueue answers_;
-  DatabaseTrapStore store_{std::string(store::kDataSourceName)};
+  DatabaseTrapStore store_{std::string(store::kDataSourceName),
+                           [this](const std::string& text) { log_.Warning(text); }};
   Alerts alerts_;
   StoreWriter writer_;
   MachineClocks clocks_;
@@ -120,7 +121,7 @@ Service::Service(const Configuration& configuration, platform::RegistryStore& re
       writer_(spool_, store_, Quarantine(configuration.SpoolFolder / "quarantine.txt"), counters_, log,
               {.Stored = [this](std::span<const SpooledTrap> traps) { alerts_.Offer(traps); }}),
       housekeeping_(std::string(store::kDataSourceName), configuration.Ages, clocks_,
-                    configuration.SpoolFolder, log),
+                    configuration.SpoolFolder, log, {.Waiting = [this] { return spool_.Waiting(); }}),
       spooler_(
           queue_, spool_, log, [this](const std::vector<std::uint64_t>& tokens) { answers_.Add(tokens); },
           [this] { return writer_.StoreAvailable(); }),
