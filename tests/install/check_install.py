@@ -184,7 +184,9 @@ class Upgrades(InFolder):
                     self.make_old(store, release)
                     self.upgrade(store, 0, f"from version {release} to version 3")
                     self.assertEqual(self.tables(store), new)
-                    self.assertEqual(store.sql("SELECT EventNotes FROM EventTrap"), [["kept"]])
+                    store.sql("INSERT INTO EventTrap (EventTime, EventNotes) VALUES (2, 'new')")
+                    self.assertEqual(store.sql("SELECT SequenceNumber, EventNotes FROM EventTrap ORDER BY 1"),
+                                     [["1", "kept"], ["2", "new"]])
                     self.assertGreater(len(store.sql("SELECT Store_Identity FROM Store_Info")[0][0]), 30)
                     if release == 1:
                         for table, key in self.ordered:
