@@ -8,6 +8,7 @@
 #include "platform/Identity.h"
 #include "receiver/Configuration.h"
 #include "receiver/spool/StateFile.h"
+#include "receiver/store/Partitions.h"
 #include "store/Heartbeats.h"
 #include "store/Recordset.h"
 #include "store/Retry.h"
@@ -93,6 +94,19 @@ void DatabaseTrapStore::Move(std::uint64_t from, std::uint64_t to) {
 }
 
 void DatabaseTrapStore::Store(std::span<const SpooledTrap> traps, std::uint64_t previous) {
+  try {
+    StoreAll(traps, previous);
+  } catch (const store::DatabaseError& error) {
+    if (!LacksPartition(error)) {
+      throw;
+    }
+    // The numbers went further than anybody could foresee.
+    MakePartitions(connection_);
+    StoreAll(traps, previous);
+  }
+}
+
+void DatabaseTrapStore::StoreAll(std::span<const SpooledTrap> traps, std::uint64_t previous) {
   const std::uint64_t last = traps.back().Number;
   if (embedded_) {
     RequireMoved(embedded_->Store(traps, MoveStatements(previous, last)));

@@ -33,6 +33,7 @@ class DatabaseTrapStore : public TrapStore {
 
  private:
   void Insert(const TrapRow& row);
+  void StoreAll(std::span<const SpooledTrap> traps, std::uint64_t previous);
   std::vector<std::string> MoveStatements(std::uint64_t from, std::uint64_t to) const;
   void Move(std::uint64_t from, std::uint64_t to);
 

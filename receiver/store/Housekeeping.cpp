@@ -28,6 +28,10 @@ constexpr std::int64_t kSecondsOfADay = 86400;
 
 constexpr std::int64_t kMinute = 60;
 
+// A trap may outlive the age at which it is deleted by this part of it, when it can then be dropped with a
+// whole partition: an hour for each day.
+constexpr std::int64_t kGraceShare = 24;
+
 // 0 for a number that says never.
 std::int64_t AgeOf(std::int32_t count, std::int64_t seconds) {
   return count < 1 ? 0 : count * seconds;
@@ -134,6 +138,7 @@ Housekeeping::Housekeeping(std::string dataSource, Intervals intervals, Clocks& 
       log_(log),
       options_(std::move(options)),
       portion_(options_.RowsAtFirst, options_.MostRows, options_.PortionTime),
+      partitions_(log),
       witness_(std::chrono::seconds(std::max({purgeAge_, ackAge_, kSecondsOfADay})),
                ReadClockMemory(folder_)) {}
 
@@ -163,9 +168,6 @@ void Housekeeping::Run(const std::stop_token& stop) {
 HouseholdWork Housekeeping::Round(const std::stop_token& stop) {
   LookAtClock();
   HouseholdWork work;
-  if (purgeAge_ == 0 && ackAge_ == 0) {
-    return work;
-  }
   if (!connection_.IsOpen()) {
     connection_.Open(dataSource_, {}, {}, kStoreOptions);
     // Nobody did it: the traps are too old.
@@ -173,17 +175,21 @@ HouseholdWork Housekeeping::Round(const std::stop_token& stop) {
     self.Operator.clear();
     connection_.WriteAs(std::move(self));
   }
+  partitions_.MakeAhead(connection_);
   if (HoldsBack("1 = 1", purgeAge_) || HoldsBack("EventAck = 0", ackAge_)) {
     AskForConfirmation();
   }
   // What is to go need not be acknowledged first.
   if (const auto before = Before(purgeAge_)) {
-    work.Purged = ChangeOlder({.Table = std::string(store::kEventTrap),
-                               .Number = "SequenceNumber",
-                               .Time = "EventTime",
-                               .Gap = kPurgeGap,
-                               .Do = PurgeOld},
-                              *before, stop);
+    for (const PurgeTable& table : partitions_.Purge(connection_, *before, purgeAge_ / kGraceShare)) {
+      work.Purged += ChangeOlder({.Table = table.Name,
+                                  .Number = "SequenceNumber",
+                                  .Time = "EventTime",
+                                  .Condition = table.Unacknowledged ? "EventAck = 0 AND " : "",
+                                  .Gap = kPurgeGap,
+                                  .Do = PurgeOld},
+                                 *before, stop);
+    }
     ChangeOlder({.Table = std::string(store::kChangeLog),
                  .Number = "Change_ID",
                  .Time = "Change_Time",

@@ -24,6 +24,7 @@
 #include "receiver/ServiceLog.h"
 #include "receiver/clock/ClockWitness.h"
 #include "receiver/clock/MachineClocks.h"
+#include "receiver/store/Partitions.h"
 #include "receiver/store/PortionSize.h"
 #include "store/Connection.h"
 #include "store/TrapSelection.h"
@@ -100,6 +101,7 @@ class Housekeeping {
   HousekeepingOptions options_;
   store::Connection connection_;
   PortionSize portion_;
+  Partitions partitions_;
   std::mutex mutex_;
   std::condition_variable_any changed_;
   bool confirmed_ = false;  // by the administrator, not yet passed on
