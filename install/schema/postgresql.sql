@@ -39,7 +39,7 @@ CREATE TABLE Receiver_State (
   Last_Number BIGINT NOT NULL DEFAULT 0
 );
 
--- Whether each receiver is alive: Beats moves with the rows it stores and every few seconds without any, Stopped
+-- Whether each receiver is alive: Beats moves every few seconds, Stopped
 -- is 1 after an ordered end.  Dropped: packets lost since it started, the first of them at the UTC second
 -- Dropped_Since.  Disk_Used: per cent of the file system of an embedded store, else of the spool; 0: not known.
 -- The row of a receiver that is gone for good may be deleted.

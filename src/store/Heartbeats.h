@@ -1,6 +1,6 @@
-// How the receivers of a store show that they are alive: each moves a counter, with the rows it stores and
-// every few seconds without any.  Whoever looks judges by a clock of its own whether the counter moves; no
-// time is stored, since no machine's clock is to be trusted on another.
+// How the receivers of a store show that they are alive: each moves a counter every few seconds.  Whoever
+// looks judges by a clock of its own whether the counter moves; no time is stored, since no machine's clock is
+// to be trusted on another.
 #pragma once
 
 #include <cstdint>
