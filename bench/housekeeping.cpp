@@ -37,7 +37,7 @@ struct TrueClock : receiver::Clocks {
 
 class Sender {
  public:
-  explicit Sender(const test::TestStore& made) : store_(made.DataSource()) {
+  Sender(const test::TestStore& made, receiver::WriteTurns& turns) : store_(made.DataSource(), {}, &turns) {
     number_ = store_.Open("sender", ~std::uint64_t{0} >> 1, 0);
   }
 
@@ -77,14 +77,15 @@ struct Rates {
 
 Rates Measure(store::Engine engine, std::int32_t traps, receiver::Intervals ages, bool storing) {
   const auto made = test::MakeStore(engine);
-  Sender sender(*made);
+  receiver::WriteTurns turns;
+  Sender sender(*made, turns);
   for (std::int32_t stored = 0; stored < traps; stored += static_cast<std::int32_t>(kBatch)) {
     sender.StoreBatch(kNow - 10 * kDay + stored / 5000);
   }
   receiver::KeptLog log;
   TrueClock clock;
   const test::TempFolder folder;
-  receiver::Housekeeping keeper(made->DataSource(), ages, clock, folder.Path(), log);
+  receiver::Housekeeping keeper(made->DataSource(), ages, clock, folder.Path(), log, {.Turns = &turns});
   std::atomic<bool> ended = !storing;
   std::int64_t batches = 0;
   std::thread other([&] {
@@ -113,7 +114,8 @@ int main(int argc, char** argv) {
   double limit = 0;
   {
     const auto made = test::MakeStore(engine);
-    Sender sender(*made);
+    receiver::WriteTurns turns;
+    Sender sender(*made, turns);
     limit = traps / Seconds([&] {
               for (std::int32_t stored = 0; stored < traps; stored += static_cast<std::int32_t>(kBatch)) {
                 sender.StoreBatch(kNow);

@@ -100,8 +100,9 @@ class Service {
   SnmpLibrary library_;
   TrapQueue queue_{kQueueBytes};
   AnswerQueue answers_;
+  WriteTurns turns_;
   DatabaseTrapStore store_{std::string(store::kDataSourceName),
-                           [this](const std::string& text) { log_.Warning(text); }};
+                           [this](const std::string& text) { log_.Warning(text); }, &turns_};
   Alerts alerts_;
   StoreWriter writer_;
   MachineClocks clocks_;
@@ -121,7 +122,8 @@ Service::Service(const Configuration& configuration, platform::RegistryStore& re
       writer_(spool_, store_, Quarantine(configuration.SpoolFolder / "quarantine.txt"), counters_, log,
               {.Stored = [this](std::span<const SpooledTrap> traps) { alerts_.Offer(traps); }}),
       housekeeping_(std::string(store::kDataSourceName), configuration.Ages, clocks_,
-                    configuration.SpoolFolder, log, {.Waiting = [this] { return spool_.Waiting(); }}),
+                    configuration.SpoolFolder, log,
+                    {.Waiting = [this] { return spool_.Waiting(); }, .Turns = &turns_}),
       spooler_(
           queue_, spool_, log, [this](const std::vector<std::uint64_t>& tokens) { answers_.Add(tokens); },
           [this] { return writer_.StoreAvailable(); }),

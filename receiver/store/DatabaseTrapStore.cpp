@@ -60,7 +60,7 @@ std::uint64_t DatabaseTrapStore::Open(std::string_view spoolId, std::uint64_t hi
     Move(*known, remembered);
   }
   if (connection_.Kind() == store::Engine::Sqlite) {
-    embedded_.emplace(connection_, warn_);
+    embedded_.emplace(connection_, warn_, turns_);
   } else {
     batch_.emplace(connection_, store::kEventTrap, kColumns);
   }

@@ -18,9 +18,11 @@ namespace korvane::receiver {
 
 class DatabaseTrapStore : public TrapStore {
  public:
-  // warn: told what an administrator should know of an embedded store's files, on the calling thread.
-  explicit DatabaseTrapStore(std::string dataSource, EmbeddedInsert::Warn warn = {})
-      : dataSource_(std::move(dataSource)), warn_(std::move(warn)) {}
+  // Of an embedded store: warn is told what an administrator should know of its files, on the calling thread;
+  // turns are those of all who write to it in this process.
+  explicit DatabaseTrapStore(std::string dataSource, EmbeddedInsert::Warn warn = {},
+                             WriteTurns* turns = nullptr)
+      : dataSource_(std::move(dataSource)), warn_(std::move(warn)), turns_(turns) {}
 
   std::uint64_t Open(std::string_view spoolId, std::uint64_t highestPossible,
                      std::uint64_t remembered) override;
@@ -39,6 +41,7 @@ class DatabaseTrapStore : public TrapStore {
 
   std::string dataSource_;
   EmbeddedInsert::Warn warn_;
+  WriteTurns* turns_;
   std::string spoolId_;
   std::string machine_;
   // Numbers of traps are given again: what consoles hold by number is void, and Store_Info has to say so.

@@ -99,7 +99,8 @@ class EmbeddedInsert::Transaction {
   EmbeddedInsert& insert_;
 };
 
-EmbeddedInsert::EmbeddedInsert(store::Connection& connection, Warn warn) : warn_(std::move(warn)) {
+EmbeddedInsert::EmbeddedInsert(store::Connection& connection, Warn warn, WriteTurns* turns)
+    : warn_(std::move(warn)), turns_(turns) {
   std::vector<std::pair<std::string, std::string>> files;
   store::Recordset rows = connection.OpenRecordset("SELECT name, file FROM pragma_database_list");
   while (rows.Next()) {
@@ -168,6 +169,7 @@ void EmbeddedInsert::RequireFiles() {
 std::optional<std::string> EmbeddedInsert::Store(std::span<const SpooledTrap> traps,
                                                  std::span<const std::string> statements) {
   RequireFiles();
+  const WriteTurns::Turn turn(turns_);
   {
     Transaction transaction(*this);
     Insert(traps);
@@ -185,6 +187,7 @@ std::optional<std::string> EmbeddedInsert::Store(std::span<const SpooledTrap> tr
 
 void EmbeddedInsert::Probe() {
   RequireFiles();
+  const WriteTurns::Turn turn(turns_);
   const Transaction transaction(*this);
   const SpooledTrap row;
   Insert({&row, 1});

@@ -20,6 +20,7 @@
 #include <string_view>
 
 #include "receiver/spool/SpoolRecord.h"
+#include "receiver/store/WriteTurns.h"
 #include "store/Connection.h"
 
 struct sqlite3;
@@ -32,8 +33,9 @@ class EmbeddedInsert {
   // What must not be silent: a journal that grows and grows.
   using Warn = std::function<void(const std::string& text)>;
 
-  // Opens the files that the connection, whose engine this is, has open, and with its settings.
-  EmbeddedInsert(store::Connection& connection, Warn warn);
+  // Opens the files that the connection, whose engine this is, has open, and with its settings.  turns: may
+  // be null.
+  EmbeddedInsert(store::Connection& connection, Warn warn, WriteTurns* turns);
   ~EmbeddedInsert();
   EmbeddedInsert(const EmbeddedInsert&) = delete;
   EmbeddedInsert& operator=(const EmbeddedInsert&) = delete;
@@ -72,6 +74,7 @@ class EmbeddedInsert {
   void KeepShort(const std::string& name, Journal& journal);
 
   const Warn warn_;
+  WriteTurns* const turns_;
   std::filesystem::path folder_;
   std::map<std::string, Journal, std::less<>> journals_;  // by the name of the file's schema
   std::unique_ptr<sqlite3, Freed> link_;

@@ -311,14 +311,19 @@ std::int64_t Housekeeping::ChangeOlder(const OldRows& rows, std::int64_t before,
       selection.BeforeTime = static_cast<std::int32_t>(before);
     }
     from = found.back().Time;
-    const auto begun = std::chrono::steady_clock::now();
-    changed += store::RetriedOnce(connection_, [&] {
-      store::Transaction transaction(connection_);
-      const std::int64_t done = rows.Do(connection_, selection);
-      transaction.Commit();
-      return done;
-    });
-    const auto took = std::chrono::steady_clock::now() - begun;
+    std::chrono::steady_clock::duration took{};
+    {
+      const bool embedded = connection_.Kind() == store::Engine::Sqlite;
+      const WriteTurns::Turn turn(embedded ? options_.Turns : nullptr);
+      const auto begun = std::chrono::steady_clock::now();
+      changed += store::RetriedOnce(connection_, [&] {
+        store::Transaction transaction(connection_);
+        const std::int64_t done = rows.Do(connection_, selection);
+        transaction.Commit();
+        return done;
+      });
+      took = std::chrono::steady_clock::now() - begun;
+    }
     portion_.Took(std::ssize(found), took);
     if (last && found.size() == read) {
       break;

@@ -26,6 +26,7 @@
 #include "receiver/clock/MachineClocks.h"
 #include "receiver/store/Partitions.h"
 #include "receiver/store/PortionSize.h"
+#include "receiver/store/WriteTurns.h"
 #include "store/Connection.h"
 #include "store/TrapSelection.h"
 
@@ -40,6 +41,7 @@ struct HousekeepingOptions {
   std::function<std::uint64_t()> Waiting = {};
   std::uint64_t ManyWaiting = 10'000;
   std::chrono::milliseconds Patience{500};
+  WriteTurns* Turns = nullptr;  // of an embedded store
   std::chrono::minutes Every{1};
   std::chrono::seconds AfterFailure{5};
 };
