@@ -312,20 +312,23 @@ std::int64_t Housekeeping::ChangeOlder(const OldRows& rows, std::int64_t before,
     }
     from = found.back().Time;
     std::chrono::steady_clock::duration took{};
+    std::int64_t done = 0;
     {
       const bool embedded = connection_.Kind() == store::Engine::Sqlite;
       const WriteTurns::Turn turn(embedded ? options_.Turns : nullptr);
       const auto begun = std::chrono::steady_clock::now();
-      changed += store::RetriedOnce(connection_, [&] {
+      done = store::RetriedOnce(connection_, [&] {
         store::Transaction transaction(connection_);
-        const std::int64_t done = rows.Do(connection_, selection);
+        const std::int64_t touched = rows.Do(connection_, selection);
         transaction.Commit();
-        return done;
+        return touched;
       });
       took = std::chrono::steady_clock::now() - begun;
     }
+    changed += done;
     portion_.Took(std::ssize(found), took);
-    if (last && found.size() == read) {
+    // None of them: somebody else deals with the same rows, or drops them with their partition.
+    if (done == 0 || (last && found.size() == read)) {
       break;
     }
     Pause(std::max(options_.Breath, std::chrono::duration_cast<std::chrono::milliseconds>(took / 4)), stop);
