@@ -182,6 +182,8 @@ class Upgrades(InFolder):
             for release in (1, 2):
                 with self.subTest(store.engine, release=release):
                     self.make_old(store, release)
+                    if store.engine == "postgresql":
+                        store.sql("GRANT SELECT ON EventTrap TO PUBLIC; GRANT UPDATE (EventAck) ON EventTrap TO PUBLIC")
                     self.upgrade(store, 0, f"from version {release} to version 3")
                     self.assertEqual(self.tables(store), new)
                     store.sql("INSERT INTO EventTrap (EventTime, EventNotes) VALUES (2, 'new')")
@@ -198,6 +200,9 @@ class Upgrades(InFolder):
                         numbers = [int(row[0]) for row in store.sql(f"SELECT {key} FROM {table} ORDER BY 1")]
                         self.assertEqual((len(numbers), numbers[0]), (2, 1))
                         self.assertEqual(store.sql(f"SELECT {reference} FROM Trap_Notification_Master"), [["1"]])
+            if store.engine == "postgresql":
+                self.assertEqual(store.sql("SELECT has_table_privilege('public', 'EventTrap', 'SELECT'), "
+                                           "has_column_privilege('public', 'EventTrap', 'eventack', 'UPDATE')"), [["t", "t"]])
             self.upgrade(store, 0, "version 3 already")
             before = store.sql("SELECT Store_Identity FROM Store_Info")
             self.assertEqual(run(INSTALL / "make-store", "--new-identity", *store.address).returncode, 0)
