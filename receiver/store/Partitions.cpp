@@ -37,7 +37,9 @@ constexpr std::string_view kLeavingMark = "korvane deletes this: ";
 // What two receivers must not do at the same time; the first number is of this program alone.
 constexpr std::string_view kMakingLock = "1263943236, 1";
 constexpr std::string_view kDroppingLock = "1263943236, 2";
-constexpr std::string_view kLockTime = "2s";
+// Who finishes a dropping holds a lock while it waits that making wants too: making outlasts it.
+constexpr std::string_view kDroppingLockTime = "1s";
+constexpr std::string_view kMakingLockTime = "10s";
 constexpr std::string_view kLockNotAvailable = "55P03";
 constexpr int kRoundsOfPatience = 10;
 
@@ -96,7 +98,7 @@ class DroppingTurn {
         held_(AnswerOf(connection, fmt::format("CASE WHEN pg_try_advisory_lock({}) THEN 1 ELSE 0 END",
                                                kDroppingLock)) == "1"),
         before_(AnswerOf(connection, "current_setting('lock_timeout')")) {
-    connection_.Execute(fmt::format("SET lock_timeout TO '{}'", kLockTime));
+    connection_.Execute(fmt::format("SET lock_timeout TO '{}'", kDroppingLockTime));
   }
   ~DroppingTurn() {
     try {
@@ -241,7 +243,7 @@ void MakePartitions(Connection& connection) {
     return;
   }
   store::Transaction transaction(connection);
-  connection.Execute(fmt::format("SET LOCAL lock_timeout TO '{}'", kLockTime));
+  connection.Execute(fmt::format("SET LOCAL lock_timeout TO '{}'", kMakingLockTime));
   AnswerOf(connection, fmt::format("pg_advisory_xact_lock({})", kMakingLock));
   for (const Partition& partition : ReadMissing(connection)) {
     MakePartition(connection, partition);
@@ -258,12 +260,15 @@ void Partitions::MakeAhead(Connection& connection) {
 }
 
 std::vector<PurgeTable> Partitions::Purge(Connection& connection, std::int64_t before, std::int64_t grace) {
-  const std::optional<Attached> attached = ReadAttached(connection);
-  if (!attached) {
+  if (!ReadAttached(connection)) {
     return {{.Name = std::string(kEventTrap)}};
   }
-  const std::int64_t last = LastGivenNumber(connection);
   const DroppingTurn turn(connection);
+  const std::optional<Attached> attached = ReadAttached(connection);  // now that nobody else drops one
+  if (!attached) {
+    return {};
+  }
+  const std::int64_t last = LastGivenNumber(connection);
   Outcome dropping = turn.IsMine() ? FinishDropping(connection, attached->Parts, before) : Outcome::Busy;
   std::vector<PurgeTable> left;
   for (const Partition& partition : attached->Parts) {
@@ -272,6 +277,9 @@ std::vector<PurgeTable> Partitions::Purge(Connection& connection, std::int64_t b
     }
     // Nothing comes to a full one any more.
     const bool full = partition.To <= last && attached->Default.empty();
+    if (full && !turn.IsMine()) {
+      continue;  // another receiver is at it, and may drop it now
+    }
     const std::optional<std::int64_t> newest = full ? NewestTime(connection, partition.Name) : std::nullopt;
     if (!full || (newest && *newest >= before + grace)) {
       left.push_back({.Name = partition.Name});
