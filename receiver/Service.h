@@ -13,7 +13,7 @@
 //    72  traps that the disk refuses (SpoolerOptions); then the queue fills
 //    16  answers to informs (InformTable), and 2 for the tokens of those that are not safe yet
 //    12  the batch being stored, as read, as sent and as statements (WriterOptions); the rest is in the spool
-//    16  pages of an embedded store (EmbeddedInsert)
+//    32  pages of an embedded store (EmbeddedInsert)
 //    24  traps that wait for the alerts, and the newest for each summary (AlertRunnerOptions)
 //     6  sources of a storm, and names of traps that alerts were about (AlertLimiter, AlertRunner)
 //    16  firings that wait for the four kinds of action (ActionLaneOptions), and while they are written down

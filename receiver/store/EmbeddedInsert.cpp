@@ -22,7 +22,7 @@ using std::chrono::steady_clock;
 constexpr int kLockMilliseconds = 4000;
 // Traps of thousands of systems come in any order, so each row touches a page of its own in the index on the
 // source: these pages want to be at hand, and written once for many transactions.
-constexpr int kCacheKilobytes = 16 * 1024;
+constexpr int kCacheKilobytes = 32 * 1024;
 constexpr std::int64_t kFramesAtRest = 4096;  // pages in the journal before they go to the store
 // From here on readers are waited for, shortly, so that the journal can begin again.
 constexpr std::int64_t kFramesTooMany = 16384;

@@ -100,7 +100,7 @@ std::vector<OldRow> ReadOldest(store::Connection& connection, const OldRows& row
   return found;
 }
 
-std::vector<store::NumberRange> WithoutGaps(std::vector<store::NumberRange> ranges, std::int32_t gap) {
+std::vector<store::NumberRange> WithoutGaps(const std::vector<store::NumberRange>& ranges, std::int32_t gap) {
   std::vector<store::NumberRange> whole;
   for (const store::NumberRange& range : ranges) {
     if (!whole.empty() && range.First - whole.back().Last <= gap) {
@@ -118,7 +118,7 @@ store::TrapSelection Portion(std::vector<OldRow>& rows, std::int32_t gap) {
     std::vector<std::int32_t> numbers;
     std::ranges::transform(rows, std::back_inserter(numbers), &OldRow::Number);
     store::TrapSelection selection = store::SelectionOf(std::move(numbers));
-    selection.Numbers = WithoutGaps(std::move(selection.Numbers), gap);
+    selection.Numbers = WithoutGaps(selection.Numbers, gap);
     if (selection.Numbers.size() <= kMostRanges) {
       return selection;
     }

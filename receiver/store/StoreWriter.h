@@ -103,6 +103,7 @@ class StoreWriter {
   // Of the writing thread.
   bool connected_ = false;
   bool everConnected_ = false;
+  std::int32_t diskUsed_ = 0;
   std::uint64_t stored_ = 0;       // as the trap store has it
   std::uint64_t countedUpTo_ = 0;  // traps up to here are in spooledBefore_ or did not wait
   // Read from the spool; those before the start are stored.
@@ -110,13 +111,12 @@ class StoreWriter {
   std::size_t batchStart_ = 0;
   std::size_t limit_ = 0;  // rows of the next transaction; less than a batch after a failure
   int failures_ = 0;       // in a row, of the first trap of the batch alone
+  int troubles_ = 0;       // of the store, in a row
   std::chrono::milliseconds pause_{0};
   std::chrono::steady_clock::time_point lastReminder_;
   std::chrono::steady_clock::time_point lastBeat_;
   DiskWatch disks_;
-  std::int32_t diskUsed_ = 0;
   std::chrono::steady_clock::time_point lastLookAtDisks_;
-  int troubles_ = 0;   // of the store, in a row
   std::string aside_;  // what is to be said of the first trap of the batch once it is known to be skipped
 
   WatchedTrapStore store_;  // the last: its thread uses the others
