@@ -14,6 +14,7 @@
 #include "store/Retry.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
+#include "store/TrapNumbers.h"
 
 namespace korvane::receiver {
 namespace {
@@ -97,6 +98,9 @@ void DatabaseTrapStore::Store(std::span<const SpooledTrap> traps, std::uint64_t 
   try {
     StoreAll(traps, previous);
   } catch (const store::DatabaseError& error) {
+    if (store::TellsOfUsedUpNumbers(error)) {
+      throw store::UsedUpNumbers(error);
+    }
     if (!LacksPartition(error)) {
       throw;
     }

@@ -4,7 +4,6 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <limits>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "store/DatabaseError.h"
 #include "store/Recordset.h"
 #include "store/Tables.h"
+#include "store/TrapNumbers.h"
 
 namespace korvane::receiver {
 namespace {
@@ -43,14 +43,6 @@ std::string InsertStatement(std::size_t rows) {
     text += kInsertRow;
   }
   return text;
-}
-
-// The engine's numbers go on where those of the programs end.
-void RequireNumber(std::int64_t number) {
-  if (number > std::numeric_limits<std::int32_t>::max()) {
-    throw store::DatabaseError("The numbers of the traps are used up.", "HY000", SQLITE_FULL,
-                               std::string(kInsertHead));
-  }
 }
 
 std::string QuotedFile(std::string_view file) {
@@ -171,7 +163,7 @@ std::optional<std::string> EmbeddedInsert::Store(std::span<const SpooledTrap> tr
   {
     Transaction transaction(*this);
     Insert(traps);
-    RequireNumber(sqlite3_last_insert_rowid(link_.get()));
+    store::RequireTrapNumber(sqlite3_last_insert_rowid(link_.get()));
     for (const std::string& statement : statements) {
       if (Run(statement) != 1) {
         return statement;

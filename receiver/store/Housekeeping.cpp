@@ -37,12 +37,6 @@ std::int64_t AgeOf(std::int32_t count, std::int64_t seconds) {
   return count < 1 ? 0 : count * seconds;
 }
 
-std::string LengthText(std::int64_t seconds) {
-  return seconds >= 2 * kSecondsOfADay     ? fmt::format("{} days", seconds / kSecondsOfADay)
-         : seconds >= 2 * kSecondsOfAnHour ? fmt::format("{} hours", seconds / kSecondsOfAnHour)
-                                           : fmt::format("{} minutes", seconds / kMinute);
-}
-
 // A sum is no column: the rows are found by their numbers, and not by walking all that nobody has
 // acknowledged, or all that are older.
 constexpr std::string_view kFreshOnes = "EventAck + 0 = 0";
@@ -176,6 +170,7 @@ HouseholdWork Housekeeping::Round(const std::stop_token& stop) {
     connection_.WriteAs(std::move(self));
   }
   partitions_.MakeAhead(connection_);
+  numbers_.Look(connection_, clock_.Elapsed, log_);
   if (HoldsBack("1 = 1", purgeAge_) || HoldsBack("EventAck = 0", ackAge_)) {
     AskForConfirmation();
   }

@@ -1,8 +1,9 @@
 // Keeps the trap store from growing for ever: acknowledges traps older than so many hours and deletes those
-// older than so many days.  A thread of its own with a connection of its own; every transaction is as large
-// as fits into a short time, there is a pause after each, and a longer one while traps wait to be stored: so
-// neither the storing of traps nor a console waits for it, and in a storm that lasts for days it still keeps
-// up.  A store that can't be used, or is in use for too long, is tried again soon.
+// older than so many days; and watches how far its numbers are used.  A thread of its own with a connection
+// of its own; every transaction is as large as fits into a short time, there is a pause after each, and a
+// longer one while traps wait to be stored: so neither the storing of traps nor a console waits for it, and
+// in a storm that lasts for days it still keeps up.  A store that can't be used, or is in use for too long,
+// is tried again soon.
 //
 // How old a trap is says the wall clock, and it is not believed alone: see ClockWitness.  Where it would have
 // traps go that nothing else calls old, they stay, the machine's time service is asked, and the log says once
@@ -24,6 +25,7 @@
 #include "receiver/ServiceLog.h"
 #include "receiver/clock/ClockWitness.h"
 #include "receiver/clock/MachineClocks.h"
+#include "receiver/store/NumberWatch.h"
 #include "receiver/store/Partitions.h"
 #include "receiver/store/PortionSize.h"
 #include "store/Connection.h"
@@ -108,6 +110,7 @@ class Housekeeping {
 
   // Of the running thread.
   ClockWitness witness_;
+  NumberWatch numbers_;
   ClockReading clock_;                      // at the last look
   std::optional<std::int64_t> remembered_;  // elapsed time at which the clock was written down
   std::optional<std::int64_t> reminded_;    // and of the last words on what is held back

@@ -15,6 +15,8 @@
 #include "store/ChangeLog.h"
 #include "store/EngineTest.h"
 #include "store/Heartbeats.h"
+#include "store/Renumbering.h"
+#include "store/TrapNumbers.h"
 #include "support/OdbcFaults.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"
@@ -262,6 +264,125 @@ TEST_P(HousekeepingTest, OldTrapsAreAcknowledgedAndOlderOnesGoAndNotOnTheWordOfO
   Machine.Now.Wall += 100 * kDay;
   EXPECT_EQ(round({0, 7}, false), nothing);
   EXPECT_EQ(round({0, 7}, true), "0 acknowledged, 52 purged");
+}
+
+class EndOfNumbersTest : public TrapStoreTest {
+ protected:
+  // The next trap gets this number.
+  void SetCounter(std::int64_t next) {
+    if (GetParam() == store::Engine::MariaDb) {
+      Made->Execute(fmt::format("ALTER TABLE EventTrap AUTO_INCREMENT = {}", next));
+    } else if (GetParam() == store::Engine::Sqlite) {
+      Made->Execute("DELETE FROM traps.sqlite_sequence WHERE name = 'EventTrap'");
+      Made->Execute(fmt::format("INSERT INTO traps.sqlite_sequence VALUES ('EventTrap', {})", next - 1));
+    } else {
+      Made->Execute(fmt::format("ALTER TABLE EventTrap ALTER COLUMN SequenceNumber RESTART WITH {}", next));
+      Made->Execute(
+          "CREATE TABLE IF NOT EXISTS EventTrap_2140000000 PARTITION OF EventTrap "
+          "FOR VALUES FROM (2140000000) TO (MAXVALUE)");
+    }
+  }
+  std::string Identity() { return Made->Text("SELECT Store_Identity FROM Store_Info", "Store_Identity"); }
+};
+KORVANE_ON_EVERY_ENGINE(EndOfNumbersTest);
+
+TEST_P(EndOfNumbersTest, TrapsWaitAndNumbersAreFreeAgainWithoutLosingOrHidingAny) {
+  constexpr std::int64_t kFirst = store::kLastTrapNumber - 999;
+  SetCounter(kFirst);
+  DatabaseTrapStore store(Made->DataSource());
+  Spool spool(Folder.Path());
+  Counters counters;
+  StoreWriter writer(spool, store, Quarantine(Folder / "quarantine.txt"), counters, Log,
+                     {.BatchTime = std::chrono::milliseconds(5),
+                      .FirstPause = std::chrono::milliseconds(5),
+                      .LongestPause = std::chrono::milliseconds(50)});
+  std::thread thread([&] { writer.Run(); });
+  std::shared_ptr<void> running(nullptr, [&](void*) {
+    writer.Stop(std::chrono::seconds(5));
+    thread.join();
+  });
+  int taken = 0;
+  const auto take = [&](int count) {
+    for (; count > 0; --count) {
+      spool.Append(std::vector{Trap(1, fmt::format("{:05}", ++taken)).Row});
+      spool.Append(std::vector{Trap(1, fmt::format("{:05}", ++taken)).Row});
+    }
+  };
+  take(400);
+  EXPECT_TRUE(test::WaitUntil([&] { return spool.Waiting() == 0; }));
+  TestClocks clocks;
+  Housekeeping(Made->DataSource(), {}, clocks, Folder.Path(), Log).Round({});
+  EXPECT_TRUE(Log.Holds("has used 99 % of its numbers, 200 are left")) << Log.Lines().back();
+  take(400);
+  EXPECT_TRUE(test::WaitUntil([&] { return Log.Holds("numbers of the trap store are used up"); }));
+  EXPECT_LE(store::NewestTrapNumber(Db), store::kLastTrapNumber);
+  EXPECT_GE(spool.Waiting(), 600U);
+
+  // The first hundred are purged, and somebody acknowledges before and during the work.
+  const auto acknowledge = [&](std::int32_t number) {
+    Made->Execute(fmt::format(
+        "UPDATE EventTrap SET EventAck = 1, EventNotes = 'it''s' WHERE SequenceNumber = {}", number));
+    store::NoteChange(Db, store::ChangeKind::Acknowledged, store::SelectionOf({number}), 1);
+  };
+  Made->Execute(fmt::format("DELETE FROM EventTrap WHERE SequenceNumber < {}", kFirst + 100));
+  store::NoteChange(Db, store::ChangeKind::Purged,
+                    {.Numbers = {{kFirst, kFirst + 99}}, .Source = {}, .BeforeTime = {}});
+  acknowledge(kFirst + 105);
+  const std::string identity = Identity();
+  store::Connection own;
+  Made->Connect(own);
+  const auto renumber = [&](auto at) {
+    store::Renumbering work(own);
+    const store::RenumberPlan plan = work.Plan();
+    EXPECT_EQ(plan.Objection(), "");
+    return work.Run(plan, [&](store::RenumberStage stage, double) { return at(stage); });
+  };
+  // Broken off in order, and killed: everything is as before.
+  const auto last = store::RenumberStage::Closed;
+  EXPECT_FALSE(renumber([&](auto stage) { return stage != last; }));
+  EXPECT_THROW(renumber([&](auto stage) { return stage == last ? throw std::string("killed") : true; }),
+               std::string);
+  own.Close();
+  Made->Connect(own);
+  EXPECT_NE(store::Renumbering(own).Plan().Objection(), "");
+  store::Renumbering(own).ClearUp();
+  EXPECT_EQ(Count(fmt::format("SequenceNumber >= {}", kFirst)), Count());
+  EXPECT_EQ(Identity(), identity);
+
+  EXPECT_TRUE(renumber([&](auto stage) {
+    if (stage == store::RenumberStage::Copying) {
+      acknowledge(kFirst + 110);
+      Made->Execute(fmt::format("DELETE FROM EventTrap WHERE SequenceNumber = {}", kFirst + 120));
+    }
+    return true;
+  }));
+  EXPECT_TRUE(test::WaitUntil([&] { return spool.Waiting() == 0; }, std::chrono::seconds(60)))
+      << Log.Lines().back();
+  running.reset();
+  EXPECT_EQ(counters.Quarantined, 0U);
+  EXPECT_NE(Identity(), identity);
+  EXPECT_EQ(Count(), taken - 101);
+  EXPECT_EQ(Count(fmt::format("SequenceNumber < 1 OR SequenceNumber > {}", taken)), 0);
+  store::Recordset rows = Db.OpenRecordset(
+      "SELECT SequenceNumber, EventDescription, EventAck FROM EventTrap ORDER BY SequenceNumber");
+  for (int expected = 101; rows.Next(); ++expected) {
+    if (expected == 121) ++expected;
+    ASSERT_EQ(rows.Text("EventDescription"), fmt::format("{:05}", expected)) << "out of order";
+    ASSERT_EQ(rows.Integer("EventAck"), expected == 106 || expected == 111 ? 1 : 0);
+  }
+  EXPECT_EQ(Made->Text("SELECT Numbers FROM Change_Log ORDER BY Change_ID", "Numbers"), "6");
+  EXPECT_EQ(Made->Number("SELECT COUNT(*) FROM Change_Log"), 2) << "who purged what is gone is gone too";
+  EXPECT_NE(store::Renumbering(own).Plan().Objection(), "") << "nothing would be gained";
+
+  if (GetParam() == store::Engine::Sqlite) {  // an earlier release went on behind the end
+    Made->Execute("UPDATE EventTrap SET SequenceNumber = SequenceNumber + 3000000000");
+    EXPECT_THROW(store.Store(std::vector{Trap(1, "x")}, 0), store::DatabaseError);
+    EXPECT_TRUE(renumber([](auto) { return true; }));
+    EXPECT_EQ(Count("SequenceNumber > 0 AND SequenceNumber < 2000"), taken - 101);
+    EXPECT_EQ(Made->Number(
+                  "SELECT COUNT(*) FROM traps.sqlite_master WHERE tbl_name = 'EventTrap' AND type = 'index'"),
+              3);
+  }
 }
 
 }  // namespace
