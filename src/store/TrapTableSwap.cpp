@@ -51,6 +51,8 @@ class SqliteSwap : public TrapTableSwap {
     const bool apart =
         LongOf(connection, "SELECT COUNT(*) AS Found FROM pragma_database_list WHERE name = 'traps'") > 0;
     schema_ = apart ? "traps" : "main";
+    // Sorting for the indices, and comparing two tables, go through memory.
+    connection.Execute(fmt::format("PRAGMA {}.cache_size = -{}", schema_, kCacheKibibytes));
   }
 
   Size Measure() override {
@@ -133,6 +135,8 @@ class SqliteSwap : public TrapTableSwap {
   std::vector<std::string> Texts(std::string_view type) { return Select("sql", type); }
   std::vector<std::string> Names(std::string_view type) { return Select("name", type); }
 
+  static constexpr int kCacheKibibytes = 128 * 1024;
+
   Connection& connection_;
   std::string schema_;
 };
@@ -157,9 +161,7 @@ class PostgreSqlSwap : public TrapTableSwap {
                                            kEventTrap));
   }
 
-  bool Unfinished() override {
-    return !ValueOf(connection_, fmt::format("SELECT to_regclass('{}') AS Found", kTrapsAside)).empty();
-  }
+  bool Unfinished() override { return Exists(kTrapsAside); }
 
   void MakeAside(std::int64_t last, const std::string& /*identity*/) override {
     connection_.Execute(
@@ -198,7 +200,8 @@ class PostgreSqlSwap : public TrapTableSwap {
     }
     for (std::int64_t first = 0; first < room_; first += kNumbersOfAPartition) {
       const std::string aside = fmt::format("{}_{}", kTrapsAside, first);
-      const std::string part = fmt::format("{}_{}", kEventTrap, first);
+      std::string part = fmt::format("{}_{}", kEventTrap, first);
+      while (Exists(part)) part += '_';  // somebody has kept one
       for (const std::string& statement :
            {fmt::format("ALTER TABLE {} DETACH PARTITION {}", kTrapsAside, aside),
             fmt::format("ALTER TABLE {} RENAME TO {}", aside, part),
@@ -220,6 +223,10 @@ class PostgreSqlSwap : public TrapTableSwap {
   }
 
  private:
+  bool Exists(std::string_view table) {
+    return !ValueOf(connection_, fmt::format("SELECT to_regclass('{}')::text AS Found", table)).empty();
+  }
+
   // As the schema and the receiver make them.
   static constexpr std::int64_t kNumbersOfAPartition = 10'000'000;
   static constexpr std::string_view kRoom = "Renumber_Room";
