@@ -159,6 +159,7 @@ bool Renumbering::Run(const RenumberPlan& plan, const Progress& progress) {
     const std::string identity = NewIdentity();
     swap_->MakeAside(plan.NewLast(), identity);
     if (Copy(std::string(kEventTrap), plan, RenumberStage::Copying, progress)) {
+      swap_->Complete();
       const std::string from = Patiently([this] {
         connection_.Rollback();
         return swap_->Close();

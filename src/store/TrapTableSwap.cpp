@@ -165,15 +165,27 @@ class PostgreSqlSwap : public TrapTableSwap {
 
   void MakeAside(std::int64_t last, const std::string& /*identity*/) override {
     connection_.Execute(
-        fmt::format("CREATE TABLE {} (LIKE {} INCLUDING DEFAULTS INCLUDING CONSTRAINTS INCLUDING INDEXES) "
+        fmt::format("CREATE TABLE {} (LIKE {} INCLUDING DEFAULTS INCLUDING CONSTRAINTS) "
                     "PARTITION BY RANGE (SequenceNumber)",
                     kTrapsAside, kEventTrap));
     MakeRoom(last);
   }
 
-  std::string Close() override {
-    // Without figures of its rows the server would read the whole table for each portion.
+  // The indices are those of the traps, whichever these are; without figures of its rows the server would
+  // read the whole table for each portion.
+  void Complete() override {
+    connection_.Execute(fmt::format("ALTER TABLE {} ADD PRIMARY KEY (SequenceNumber)", kTrapsAside));
+    for (const std::string& text :
+         ValuesOf(connection_, fmt::format("SELECT pg_get_indexdef(indexrelid) AS Found FROM pg_index WHERE "
+                                           "indrelid = '{}'::regclass AND NOT indisprimary",
+                                           kEventTrap))) {
+      connection_.Execute(
+          fmt::format("CREATE INDEX ON {}{}", kTrapsAside, text.substr(text.find(" USING "))));
+    }
     connection_.Execute(fmt::format("ANALYZE {}", kTrapsAside));
+  }
+
+  std::string Close() override {
     connection_.BeginTransaction();
     connection_.Execute(fmt::format("LOCK TABLE {} IN EXCLUSIVE MODE", kEventTrap));
     return std::string(kEventTrap);

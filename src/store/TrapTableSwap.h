@@ -1,5 +1,6 @@
 // How a table of traps that was filled aside takes the place of EventTrap, on each engine.  Used by
-// Renumbering alone, which calls in this order: MakeAside, Close, Swap.  Everything throws DatabaseError.
+// Renumbering alone, which calls in this order: MakeAside, Complete, Close, MakeRoom, Swap.  Everything
+// throws DatabaseError.
 #pragma once
 
 #include <cstdint>
@@ -30,6 +31,8 @@ class TrapTableSwap {
 
   // An empty table aside with room for numbers up to the last, which will stand under that identity.
   virtual void MakeAside(std::int64_t last, const std::string& identity) = 0;
+  // What is done at once when the traps are copied, and no longer with each of them.
+  virtual void Complete() {}
   // From here on nobody writes to the traps, until Swap or TakeBack.  The table aside may have to hold
   // numbers up to the last by now.  The name under which the traps are to be read.
   virtual std::string Close() = 0;

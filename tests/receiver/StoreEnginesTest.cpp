@@ -373,6 +373,14 @@ TEST_P(EndOfNumbersTest, TrapsWaitAndNumbersAreFreeAgainWithoutLosingOrHidingAny
   EXPECT_EQ(Made->Text("SELECT Numbers FROM Change_Log ORDER BY Change_ID", "Numbers"), "6");
   EXPECT_EQ(Made->Number("SELECT COUNT(*) FROM Change_Log"), 2) << "who purged what is gone is gone too";
   EXPECT_NE(store::Renumbering(own).Plan().Objection(), "") << "nothing would be gained";
+  if (GetParam() == store::Engine::PostgreSql) {
+    EXPECT_EQ(Made->Number("SELECT COUNT(*) FROM pg_inherits i JOIN pg_index x ON x.indrelid = i.inhrelid "
+                           "WHERE i.inhparent = 'EventTrap'::regclass AND x.indisvalid"),
+              Made->Number("SELECT COUNT(*) * (SELECT COUNT(*) FROM pg_index WHERE indrelid = "
+                           "'EventTrap'::regclass AND indisvalid) FROM pg_inherits WHERE inhparent = "
+                           "'EventTrap'::regclass"))
+        << "each partition has the indices of the whole";
+  }
 
   if (GetParam() == store::Engine::Sqlite) {  // an earlier release went on behind the end
     Made->Execute("UPDATE EventTrap SET SequenceNumber = SequenceNumber + 3000000000");
