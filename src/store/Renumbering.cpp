@@ -146,7 +146,8 @@ RenumberPlan Renumbering::Plan() {
   };
   plan.First = number("MIN");
   plan.Last = number("MAX");
-  plan.Given = std::max(swap_->LastGiven(), plan.Last);
+  // One engine counts on behind the end.
+  plan.Given = std::max(std::min(swap_->LastGiven(), kLastTrapNumber), plan.Last);
   const TrapTableSwap::Size size = swap_->Measure();
   plan.Bytes = size.Bytes;
   plan.BytesNeeded = size.Needed;
