@@ -30,14 +30,14 @@ std::string ValueOf(Connection& connection, const std::string& select) {
   return values.empty() ? std::string() : values.front();
 }
 
-std::int64_t NumberIn(std::string_view text) {
+std::int64_t ParsedNumber(std::string_view text) {
   std::int64_t number = 0;
   std::from_chars(text.data(), text.data() + text.size(), number);
   return number;
 }
 
 std::int64_t LongOf(Connection& connection, const std::string& select) {
-  return NumberIn(ValueOf(connection, select));
+  return ParsedNumber(ValueOf(connection, select));
 }
 
 void WriteIdentity(Connection& connection, const std::string& identity) {
@@ -61,7 +61,7 @@ class SqliteSwap : public TrapTableSwap {
       statement.ExecuteDirect(fmt::format("PRAGMA {}.{}", schema_, pragma));
       std::string text;
       if (statement.Fetch()) statement.AppendCell(1, text);
-      return NumberIn(text);
+      return ParsedNumber(text);
     };
     const std::int64_t page = pages("page_size");
     const std::int64_t unused = pages("freelist_count") * page;
