@@ -57,6 +57,11 @@ void KeepMemoryLow() {
   mallopt(M_TRIM_THRESHOLD, 32 << 20);
 }
 
+// For those who look with "top -H"; the thread of the SNMP library has the process's name.
+void NameThread(const char* name) {
+  pthread_setname_np(pthread_self(), name);
+}
+
 sigset_t ServiceSignals() {
   sigset_t signals;
   sigemptyset(&signals);
@@ -158,14 +163,19 @@ void Service::Run() {
   std::promise<void> written;
   std::future<void> allWritten = written.get_future();
   std::thread writing([this, &written] {
+    NameThread("writing");
     writer_.Run();
     written.set_value();
   });
-  std::thread spooling([this] { spooler_.Run(); });
+  std::thread spooling([this] {
+    NameThread("spooling");
+    spooler_.Run();
+  });
   std::stop_source stopKeeping;
   std::promise<void> kept;
   const std::future<void> allKept = kept.get_future();
   std::thread keeping([this, &stopKeeping, &kept] {
+    NameThread("keeping");
     housekeeping_.Run(stopKeeping.get_token());
     kept.set_value();
   });

@@ -10,7 +10,8 @@
 //   (ActionLane)
 //
 // What the network can make it hold is bounded in bytes, by less than 600 MiB in all.  In MiB, at most:
-//   256  the ring of packets, a setting, and 12 of its blocks (PacketRing); when it is full packets are dropped
+//   256  the ring of packets, a setting, and 12 of its blocks (PacketRing); when it is full packets are
+//   dropped
 //     4  for each socket, what is being captured (Capture)
 //    64  the trap queue, and 16 of it on the way to the spool (TrapQueue); when it is full nothing is decoded
 //    72  traps that the disk refuses (SpoolerOptions); then the queue fills

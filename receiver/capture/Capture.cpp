@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <linux/sock_diag.h>
 #include <poll.h>
+#include <pthread.h>
 #include <sys/eventfd.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -185,6 +186,7 @@ PacketLosses Capture::Losses() {
 }
 
 void Capture::Run() {
+  pthread_setname_np(pthread_self(), "capturing");
   TellPriority();
   auto lastTurn = steady_clock::now();
   auto lastLosses = lastTurn;
