@@ -35,6 +35,8 @@ constexpr auto kGather = std::chrono::microseconds(500);
 constexpr auto kSteady = std::chrono::milliseconds(1);
 constexpr auto kLastTime = std::chrono::milliseconds(300);
 constexpr auto kLossesPause = std::chrono::seconds(1);
+// More than this between two clocks is no drift: the wall clock was set.
+constexpr auto kClockStep = std::chrono::milliseconds(50);
 
 std::int64_t RealTime() {
   timespec now{};
@@ -58,6 +60,31 @@ std::uint64_t KernelDrops(int socket) {
 
 }  // namespace
 
+// The kernel's times of reception on a clock that nobody sets, so that packets of two sockets can be
+// compared.
+class Capture::TimeLine {
+ public:
+  // Once in a while, lest it follows a clock that was set.
+  void Adjust() {
+    const auto before = steady_clock::now();
+    const auto offset = before.time_since_epoch() - std::chrono::nanoseconds(RealTime());
+    now_ = steady_clock::now();
+    const bool sure = now_ - before < kClockStep / 2;
+    if (sure && std::chrono::abs(offset - offset_) > kClockStep) {
+      offset_ = offset;
+    }
+  }
+  // One that seems to come from the future was taken in before the clock was set back.
+  steady_clock::time_point At(std::int64_t receivedAt) const {
+    const steady_clock::time_point time(std::chrono::nanoseconds(receivedAt) + offset_);
+    return std::min(time, now_ + 2 * kClockStep);
+  }
+
+ private:
+  steady_clock::duration offset_{};
+  steady_clock::time_point now_;
+};
+
 // One socket, with the packets that were taken from it and are not in the ring yet.
 class Capture::Source {
  public:
@@ -74,13 +101,16 @@ class Capture::Source {
 
   int Descriptor() const { return descriptor_; }
   bool Empty() const { return next_ == pending_.size(); }
-  // By the clock that nobody sets; ascending.
+  // Since the last turn; its predecessors may have come to another socket after that was read.
+  bool Fresh() const { return fresh_; }
+  void Settle() { fresh_ = false; }
+  // On the time line; ascending.
   steady_clock::time_point First() const { return pending_[next_].Came; }
   steady_clock::time_point Last() const { return pending_.back().Came; }
   CapturedPacket Pop() { return pending_[next_++].Packet; }
 
-  // Only while it is empty.  False when the kernel may hold more.
-  bool Fill() {
+  // Only while it is empty.
+  void Fill(const TimeLine& timeLine) {
     for (std::size_t i = 0; i < kPacketsAtOnce; ++i) {
       messages_[i].msg_hdr = {.msg_name = &senders_[i],
                               .msg_namelen = sizeof senders_[i],
@@ -94,16 +124,13 @@ class Capture::Source {
     pending_.clear();
     next_ = 0;
     const std::int64_t now = RealTime();
-    const auto steadyNow = steady_clock::now();
     auto came = steady_clock::time_point::min();
     for (int i = 0; i < got; ++i) {
       const CapturedPacket packet = Packet(static_cast<std::size_t>(i), now);
-      // The wall clock may have been set meanwhile.
-      const auto age = std::chrono::nanoseconds(std::max<std::int64_t>(0, now - packet.Head.ReceivedAt));
-      came = std::max(came, steadyNow - age);
+      came = std::max(came, timeLine.At(packet.Head.ReceivedAt));
       pending_.push_back({packet, came});
     }
-    return got < static_cast<int>(kPacketsAtOnce);
+    fresh_ = got > 0;
   }
 
  private:
@@ -142,10 +169,14 @@ class Capture::Source {
   std::array<mmsghdr, kPacketsAtOnce> messages_{};
   std::vector<Pending> pending_;
   std::size_t next_ = 0;
+  bool fresh_ = false;
 };
 
 Capture::Capture(PacketRing& ring, ServiceLog& log)
-    : ring_(ring), log_(log), stop_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
+    : ring_(ring),
+      log_(log),
+      stop_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      timeLine_(std::make_unique<TimeLine>()) {
   if (!stop_.IsOpen()) {
     throw std::system_error(errno, std::generic_category(), "eventfd");
   }
@@ -197,6 +228,9 @@ void Capture::Run() {
       Losses();
       lastLosses = now;
     }
+    if (Pending()) {
+      continue;
+    }
     const bool fewAtATime = any && turn_.size() < kPacketsAtOnce / 2 && now - lastTurn < kSteady;
     lastTurn = any ? now : lastTurn;
     // Nothing after a wait means that the kernel refuses: not to be asked without end.
@@ -209,6 +243,9 @@ void Capture::Run() {
   }
   const auto until = steady_clock::now() + kLastTime;
   while (Turn() && steady_clock::now() < until) {
+  }
+  for (const auto& source : sources_) {
+    source->Settle();
   }
   PassOn(steady_clock::time_point::max());
   ring_.Close();
@@ -224,16 +261,24 @@ void Capture::TellPriority() {
   }
 }
 
-// Fills each source at most once, and then passes on in order what can have no predecessor any more: nothing
-// later than the turn's beginning, nor than the last packet of a source that may hold more in the kernel.
+// Reads the sources that have no packet at hand, and then passes on in order what can have no predecessor any
+// more: a packet that the turn before has read, and that is not later than the last one of another source
+// that was not read now, nor than the first of one that was.
 bool Capture::Turn() {
-  auto upTo = steady_clock::now();
+  timeLine_->Adjust();
+  auto upTo = steady_clock::time_point::max();
   bool any = false;
   for (const auto& source : sources_) {
-    const bool exhausted = source->Empty() && source->Fill();
+    source->Settle();
+    if (source->Empty()) {
+      source->Fill(*timeLine_);
+    }
+    if (sources_.size() == 1) {
+      source->Settle();
+    }
     if (!source->Empty()) {
       any = true;
-      upTo = exhausted ? upTo : std::min(upTo, source->Last());
+      upTo = std::min(upTo, source->Fresh() ? source->First() : source->Last());
     }
   }
   PassOn(upTo);
@@ -251,7 +296,7 @@ void Capture::PassOn(steady_clock::time_point upTo) {
 Capture::Source* Capture::Earliest(steady_clock::time_point upTo) const {
   Source* earliest = nullptr;
   for (const auto& source : sources_) {
-    if (!source->Empty() && source->First() <= upTo) {
+    if (!source->Empty() && !source->Fresh() && source->First() <= upTo) {
       upTo = source->First();
       earliest = source.get();
     }
@@ -268,12 +313,14 @@ void Capture::Gather() const {
 void Capture::Wait() {
   entries_.clear();
   entries_.push_back({.fd = stop_.Number(), .events = POLLIN, .revents = 0});
-  bool pending = false;
   for (const auto& source : sources_) {
     entries_.push_back({.fd = source->Descriptor(), .events = POLLIN, .revents = 0});
-    pending = pending || !source->Empty();
   }
-  poll(entries_.data(), entries_.size(), pending ? 0 : -1);
+  poll(entries_.data(), entries_.size(), -1);
+}
+
+bool Capture::Pending() const {
+  return std::any_of(sources_.begin(), sources_.end(), [](const auto& source) { return !source->Empty(); });
 }
 
 std::size_t EnlargeReceiveBuffer(int socket) {

@@ -46,6 +46,7 @@ class Capture {
   PacketLosses Losses();
 
  private:
+  class TimeLine;
   class Source;
 
   void Run();
@@ -54,6 +55,7 @@ class Capture {
   bool Turn();
   void PassOn(std::chrono::steady_clock::time_point upTo);
   Source* Earliest(std::chrono::steady_clock::time_point upTo) const;
+  bool Pending() const;
   void Gather() const;
   void Wait();
 
@@ -65,6 +67,7 @@ class Capture {
   std::atomic<bool> stopping_ = false;
 
   // Of the thread.
+  std::unique_ptr<TimeLine> timeLine_;
   std::vector<CapturedPacket> turn_;
   std::vector<pollfd> entries_;
 
