@@ -8,10 +8,12 @@
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <future>
+#include <limits>
 #include <stdexcept>
 #include <stop_token>
 #include <system_error>
@@ -100,6 +102,7 @@ class Service {
   void ReactToSignal();
   void Drain();
   void LogCounters();
+  store::ReceiverCondition Condition();
 
   const Configuration& configuration_;
   ServiceLog& log_;
@@ -132,7 +135,8 @@ Service::Service(const Configuration& configuration, platform::RegistryStore& re
       ring_(configuration.CaptureBytes),
       alerts_(std::string(store::kDataSourceName), registry, spool_, configuration, log),
       writer_(spool_, store_, Quarantine(configuration.SpoolFolder / "quarantine.txt"), counters_, log,
-              {.Stored = [this](std::span<const SpooledTrap> traps) { alerts_.Offer(traps); }}),
+              {.Stored = [this](std::span<const SpooledTrap> traps) { alerts_.Offer(traps); },
+               .Condition = [this] { return Condition(); }}),
       housekeeping_(std::string(store::kDataSourceName), configuration.Ages, clocks_,
                     configuration.SpoolFolder, log, {.Waiting = [this] { return spool_.Waiting(); }}),
       spooler_(
@@ -304,6 +308,17 @@ void Service::Drain() {
   if (const std::uint64_t left = ring_.Waiting(); left > 0) {
     log_.Error(fmt::format("{} packets that were captured could not be taken in before the end", left));
   }
+}
+
+// For the consoles, from the writing thread.
+store::ReceiverCondition Service::Condition() {
+  const PacketLosses losses = capture_.Losses();
+  const auto cut = [](auto number) {
+    constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+    return static_cast<std::int32_t>(std::min<std::uint64_t>(kMost, static_cast<std::uint64_t>(number)));
+  };
+  return {
+      .Dropped = cut(losses.ByKernel + losses.ByFullRing), .DroppedSince = cut(losses.Since), .DiskUsed = 0};
 }
 
 void Service::LogCounters() {

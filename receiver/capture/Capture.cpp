@@ -92,6 +92,7 @@ class Capture::Source {
       : descriptor_(descriptor),
         number_(number),
         room_(std::make_unique_for_overwrite<Room[]>(kPacketsAtOnce)) {
+    // The kernel begins a moment later; until then a packet's time is that of its reading.
     const int on = 1;
     setsockopt(descriptor_, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
     for (std::size_t i = 0; i < kPacketsAtOnce; ++i) {

@@ -394,6 +394,14 @@ class RegistryFile(InFolder):
         self.assertEqual((done.returncode, done.stderr), (0, ""))
 
 
+class ReceiveBuffer(unittest.TestCase):
+    def test_the_package_allows_what_the_receiver_asks_for(self):
+        sources = INSTALL.parent
+        asked = int(re.search(r"kReceiveBufferBytes = (\d+) << 20;", (sources / "receiver/capture/Capture.cpp").read_text())[1]) << 20
+        self.assertIn(f"\nnet.core.rmem_max = {asked}\n", (INSTALL / "korvane.sysctl").read_text())
+        self.assertIn(f'"$most" -lt {asked} ', (sources / "debian/korvane.postinst").read_text())
+
+
 class Folders(InFolder):
     """The folders as the service manager's tool makes them, below a root of their own."""
 

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
+#include <cstring>
 #include <map>
 #include <string>
 #include <vector>
@@ -114,6 +116,17 @@ class CaptureTest : public testing::Test {
               static_cast<ssize_t>(packet.size()));
   }
 
+  static std::int64_t TimeOfNext(const FileDescriptor& from) {
+    std::array<char, 128> control{};
+    msghdr message{};
+    message.msg_control = control.data();
+    message.msg_controllen = control.size();
+    recvmsg(from.Number(), &message, 0);
+    timespec time{};
+    if (const cmsghdr* part = CMSG_FIRSTHDR(&message)) std::memcpy(&time, CMSG_DATA(part), sizeof time);
+    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+  }
+
   std::vector<SocketAddress> addresses_{2};
   FileDescriptor socket4_ = Bound(AF_INET, addresses_[0]);
   FileDescriptor socket6_ = Bound(AF_INET6, addresses_[1]);
@@ -127,6 +140,13 @@ TEST_F(CaptureTest, PacketsOfAllSocketsComeInOrderWithTheirTimeAndAStopTakesTheL
   Capture capture(ring, log_);
   capture.Add(socket4_.Number());
   capture.Add(socket6_.Number());
+  // The kernel begins to note times a moment after the first socket asks for them.
+  ASSERT_TRUE(test::WaitUntil([&] {
+    Send(1, "probe");
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    const std::int64_t read = RealNanoseconds();
+    return TimeOfNext(socket6_) < read - 1'000'000;
+  }));
   const std::int64_t before = RealNanoseconds();
   // Long before anybody reads, then while it runs, in runs of one socket and in turn.
   int sent = 0;
