@@ -33,7 +33,7 @@ constexpr int kPriority = -10;
 // below what the smallest receive buffer holds.
 constexpr auto kGather = std::chrono::microseconds(500);
 constexpr auto kSteady = std::chrono::milliseconds(1);
-constexpr auto kLastTime = std::chrono::milliseconds(300);
+constexpr auto kLastTime = std::chrono::seconds(5);
 constexpr auto kLossesPause = std::chrono::seconds(1);
 // More than this between two clocks is no drift: the wall clock was set.
 constexpr auto kClockStep = std::chrono::milliseconds(50);
@@ -102,7 +102,11 @@ class Capture::Source {
 
   int Descriptor() const { return descriptor_; }
   bool Empty() const { return next_ == pending_.size(); }
-  // Since the last turn; its predecessors may have come to another socket after that was read.
+  // Read in the last turn; its predecessors may have come to another socket after that was read.
+  // No more than that time's packets wait in the kernel.
+  bool ReadUpTo(steady_clock::time_point time) const {
+    return pending_.empty() || pending_.back().Came > time;
+  }
   bool Fresh() const { return fresh_; }
   void Settle() { fresh_ = false; }
   // On the time line; ascending.
@@ -242,8 +246,10 @@ void Capture::Run() {
       Wait();
     }
   }
-  const auto until = steady_clock::now() + kLastTime;
-  while (Turn() && steady_clock::now() < until) {
+  // What came before the stop is all in the kernel; what comes later in a storm would have no end.
+  const auto stopped = steady_clock::now();
+  const auto until = stopped + kLastTime;
+  while (Turn() && steady_clock::now() < until && !ReadUpTo(stopped)) {
   }
   for (const auto& source : sources_) {
     source->Settle();
@@ -318,6 +324,11 @@ void Capture::Wait() {
     entries_.push_back({.fd = source->Descriptor(), .events = POLLIN, .revents = 0});
   }
   poll(entries_.data(), entries_.size(), -1);
+}
+
+bool Capture::ReadUpTo(steady_clock::time_point time) const {
+  return std::all_of(sources_.begin(), sources_.end(),
+                     [time](const auto& source) { return source->ReadUpTo(time); });
 }
 
 bool Capture::Pending() const {

@@ -39,7 +39,7 @@ class Capture {
   // Before Start.  A bound UDP socket, which stays the caller's and must outlive this.
   void Add(int descriptor);
   void Start();
-  // Lets it take what the kernel holds now, for a part of a second at most, and then close the ring.
+  // Lets it take what the kernel holds now, for some seconds at most, and then close the ring.
   void Stop();
 
   // From any thread, after Start.
@@ -55,6 +55,7 @@ class Capture {
   bool Turn();
   void PassOn(std::chrono::steady_clock::time_point upTo);
   Source* Earliest(std::chrono::steady_clock::time_point upTo) const;
+  bool ReadUpTo(std::chrono::steady_clock::time_point time) const;
   bool Pending() const;
   void Gather() const;
   void Wait();
