@@ -183,8 +183,8 @@ void Service::Run() {
     housekeeping_.Run(stopKeeping.get_token());
     kept.set_value();
   });
-  alerts_.Start();
   capture_.Start();
+  alerts_.Start();
   log_.Info("ready");
   sd_notify(0, "READY=1");
   Loop();

@@ -258,7 +258,8 @@ void Capture::Run() {
   ring_.Close();
 }
 
-// This thread's alone; a right it was not given costs nothing but the log's word.
+// This thread's alone; a right it was not given costs nothing but the log's word.  One that was given ends
+// here: it is not for the programs that alerts start.
 void Capture::TellPriority() {
   if (setpriority(PRIO_PROCESS, static_cast<id_t>(gettid()), kPriority) == 0) {
     log_.Info(fmt::format("packets are captured at priority {}", kPriority));
@@ -266,6 +267,8 @@ void Capture::TellPriority() {
     log_.Info(fmt::format("packets are captured without a priority of their own: {}",
                           std::generic_category().message(errno)));
   }
+  const rlimit none{};
+  setrlimit(RLIMIT_NICE, &none);
 }
 
 // Reads the sources that have no packet at hand, and then passes on in order what can have no predecessor any
