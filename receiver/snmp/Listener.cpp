@@ -354,7 +354,10 @@ void Listener::Received(snmp_pdu& pdu) {
 
 // Traps of one sender often come one behind the other.
 const Peer& Listener::SenderOf(const SocketAddress& address) {
-  if (std::memcmp(&address, &lastSender_, sizeof address) != 0) {
+  const auto octets = [](const SocketAddress& of) {
+    return std::string_view(reinterpret_cast<const char*>(&of), sizeof of);
+  };
+  if (octets(address) != octets(lastSender_)) {
     lastSender_ = address;
     lastPeer_ = PeerOf(address);
   }
