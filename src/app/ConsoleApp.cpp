@@ -49,6 +49,7 @@ struct ConsoleApp::WindowServices {
               .Categories = app.store_.Categories,
               .Filters = app.store_.Filters,
               .Bounds = app.bounds_,
+              .SystemList = app.store_.SystemList,
               .Stored = app.stored_,
               .Changes = app.changes_,
               .Acknowledge = app.acknowledge_,

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <exception>
 #include <iterator>
+#include <memory>
+#include <optional>
 #include <span>
 #include <utility>
 
@@ -72,13 +74,25 @@ void StoreChanges::Attach(ViewWindows& windows, SystemCounts& counts, TrapsWindo
 void StoreChanges::Acknowledged(const store::Acknowledgement& done, std::string_view ofSystem) {
   bounds_.Own.Add(done);
   windows_->TrapsAcknowledged(done.Leaving);
-  const std::int64_t changed = store::CountOf(done.Changed.Numbers);
+  const std::int64_t changed = done.ChangedCount();
+  std::string gone;
+  if (done.Gone > 0) {
+    gone = Phrase("{} no longer stored", TrapsText(desk_, done.Gone, {}));
+  }
   if (changed == 0) {
+    if (!gone.empty()) {
+      desk_.Strip.Tell(gone);
+    }
     return;
   }
-  TellOwn(store::ChangeKind::Acknowledged, done.ChangeId, done.Changed);
-  desk_.Strip.Tell(Phrase("{} acknowledged", TrapsText(desk_, changed, ofSystem)), Translated("Undo"),
-                   [this, done, system = std::string(ofSystem)] { TakeBack(done, system); });
+  TellOwn(store::ChangeKind::Acknowledged, done.Portions.back().ChangeId, done.Changed());
+  std::string text = Phrase("{} acknowledged", TrapsText(desk_, changed, ofSystem));
+  if (!gone.empty()) {
+    text = fmt::format("{}; {}", text, gone);
+  }
+  const auto kept = std::make_shared<store::Acknowledgement>(done);
+  desk_.Strip.Tell(text, Translated("Undo"),
+                   [this, kept, system = std::string(ofSystem)] { TakeBack(*kept, system); });
 }
 
 void StoreChanges::TellOwn(store::ChangeKind kind, std::int32_t changeId, const store::TrapSelection& traps) {
@@ -91,18 +105,25 @@ void StoreChanges::TellOwn(store::ChangeKind kind, std::int32_t changeId, const 
 }
 
 void StoreChanges::TakeBack(const store::Acknowledgement& done, const std::string& ofSystem) {
+  std::optional<store::DatabaseError> failure;
   try {
     const BusyScope busy(desk_.Busy, Translated("Making Trap(s) New Again"));
-    const store::TrapSelection back = store::TakeBack(connection_, done);
+    const std::int64_t asked = done.ChangedCount();
+    const store::TakenBack taken = store::TakeBack(
+        connection_, done, [&](std::int64_t some) { return StepDone(desk_.Busy, some, asked); });
+    failure = taken.Failure;
+    const store::TrapSelection& back = taken.Traps;
     bounds_.Own.Withdraw(back);
     TellOwn(store::ChangeKind::Unacknowledged, 0, back);
-    const std::int64_t asked = store::CountOf(done.Changed.Numbers);
     const std::int64_t count = store::CountOf(back.Numbers);
     desk_.Strip.Tell(Phrase("{} {} new again{}", TrapsText(desk_, count, ofSystem), count == 1 ? "is" : "are",
                             count < asked ? Translated("; others were changed by somebody else since") : ""));
     Readmit(back);
   } catch (const store::DatabaseError& error) {
-    desk_.Prompt.ShowFailure(Translated("The acknowledgement could not be taken back."), error.what());
+    failure = error;
+  }
+  if (failure) {
+    desk_.Prompt.ShowFailure(Translated("The acknowledgement could not be taken back."), failure->what());
   }
   EndTick();
   counts_->RefreshStatus();
@@ -191,9 +212,10 @@ void StoreChanges::Readmit(const store::TrapSelection& traps) {
     reload_ = true;
     return;
   }
+  // With plain columns an engine may walk all unacknowledged traps, in this order.
   store::TrapReader reader(
       connection_,
-      fmt::format("SELECT * FROM {} WHERE EventAck = 0 AND {} ORDER BY EventTime, SequenceNumber",
+      fmt::format("SELECT * FROM {} WHERE +EventAck = 0 AND {} ORDER BY +EventTime, SequenceNumber",
                   store::kEventTrap, store::NumbersCondition(traps.Numbers)));
   const LoadRange range = RangeOfLoad(bounds_, desk_.State.gLastTrapTime);
   store::IncomingTrap trap;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
@@ -303,6 +304,21 @@ std::vector<std::string> Systems::SourcesOf(const System& system, store::Connect
     if (std::string source = rows.Text("Source"); system.Sends(source)) {
       sources.push_back(std::move(source));
     }
+  }
+  return sources;
+}
+
+std::optional<std::vector<std::string>> Systems::SourcesNamed(std::string_view nameOrAddressOrSource) const {
+  if (impl_->Further != kNone) {
+    return std::nullopt;
+  }
+  std::vector<std::string> sources;
+  for (const System& system : impl_->List) {
+    const bool whole = EqualsIgnoreCase(system.Name, nameOrAddressOrSource) ||
+                       EqualsIgnoreCase(system.Address, nameOrAddressOrSource);
+    std::ranges::copy_if(system.Sources, std::back_inserter(sources), [&](const std::string& source) {
+      return whole || EqualsIgnoreCase(source, nameOrAddressOrSource);
+    });
   }
   return sources;
 }

@@ -94,8 +94,11 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   traps::frmTraps* ActiveTraps() const;
   traps::TrapListWindow* ActiveList() const;  // either of them
   std::vector<traps::frmTraps*> AllTraps() const;
-  traps::frmTraps* OpenTraps(traps::WindowKind kind, params::WindowParameters parameters,
-                             const intake::System* system = nullptr);
+  void OpenTraps(traps::WindowKind kind, params::WindowParameters parameters,
+                 const intake::System* system = nullptr);
+  // Without loading it.
+  traps::frmTraps* AddTraps(traps::WindowKind kind, params::WindowParameters parameters,
+                            const intake::System* system = nullptr);
   void OpenSystemsWindow();
   void KeepFirstPlaces();
   void ShowToolbar(bool shown);

@@ -65,6 +65,11 @@ std::string TrapsLoadStatement(std::int32_t upperBound, std::int32_t lowerBound)
                      kEventTrap, upperBound, lowerBound, kTrapOrder);
 }
 
+std::string OfSource(std::string_view trapsLoadStatement, std::string_view source) {
+  trapsLoadStatement.remove_suffix(kTrapOrder.size());
+  return fmt::format("{} AND Source = {}{}", trapsLoadStatement, Quoted(source), kTrapOrder);
+}
+
 std::string ReportStatement(std::int32_t fromTime, std::int32_t toTime) {
   return fmt::format("SELECT * FROM {} WHERE EventTime >= {} AND EventTime <= {}{}", kEventTrap, fromTime,
                      toTime, kTrapOrder);

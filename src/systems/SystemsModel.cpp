@@ -89,8 +89,9 @@ std::uint32_t SystemsModel::Counts::AddRow(const SystemRow& row) {
 void SystemsModel::Load() {
   try {
     const BusyScope busy(desk_.Busy, Translated(kBusyInitializing));
-    LoadAtStart();
+    const std::int64_t unacknowledged = LoadAtStart();
     bounds_.Settled = true;
+    stored_.FirstLoadEnds(unacknowledged);
     firstLoad_.Succeeded();
     firstFailure_.reset();
   } catch (const store::DatabaseError& error) {
@@ -102,13 +103,12 @@ void SystemsModel::Load() {
   }
   RefreshStatus();
   started_ = true;
-  stored_.LoadAllAgain();
   if (intake_ != nullptr) {
     intake_->StartIntake(bounds_.StartMark);
   }
 }
 
-void SystemsModel::LoadAtStart() {
+std::int64_t SystemsModel::LoadAtStart() {
   const std::int32_t limit = desk_.State.gMaxViewTraps;
   const std::int64_t unacknowledged =
       FirstNumber(connection_, store::CountUnacknowledgedStatement()).value_or(0);
@@ -130,10 +130,9 @@ void SystemsModel::LoadAtStart() {
     expected = limit;
   }
   const intake::LoadRange range = intake::RangeOfLoad(bounds_, desk_.State.gLastTrapTime);
-  intake::StoredTrapsTaker* const self = this;
-  LoadBegins();
-  stored_.Read(range, LoadStatement(range), expected, std::span(&self, 1));
+  const std::int64_t read = stored_.ReadFirst(LoadStatement(range), expected, *this);
   shown_ = std::exchange(loading_, {});
+  return read;
 }
 
 // The oldest trap that finds room brings the whole of its second: a bound between two traps of one second

@@ -95,8 +95,9 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   void AttachNews(CriticalNews& news) { news_ = &news; }
   void SetListener(SystemsListener* listener) { listener_ = listener; }
 
-  // At start-up: counts, asks, sets the bounds of all loads and the high-water mark, loads the counts, starts
-  // the receiver link.  When the store fails, a later tick does all of it, and has the Traps windows loaded.
+  // At start-up: counts, asks, sets the bounds of all loads and the high-water mark, loads the counts and the
+  // Traps windows that wait, all by one read, starts the receiver link.  When the store fails, a later tick
+  // does all of it.
   void Load();
   // Counts again from the store.  Rows keep their places; one whose traps are all hidden now goes.
   void Reset();
@@ -154,7 +155,7 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   };
   static constexpr std::uint32_t kNoRow = static_cast<std::uint32_t>(-1);
 
-  void LoadAtStart();
+  std::int64_t LoadAtStart();
   void FindLowerBound();
   std::optional<std::uint32_t> Count(Counts& counts, const store::IncomingTrap& trap, bool news);
   void TakeOut(const store::TrapSelection& traps);

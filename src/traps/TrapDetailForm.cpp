@@ -200,22 +200,22 @@ std::optional<NotesChoice> TrapDetailForm::Choose(const Draft& draft, const std:
   return choice;
 }
 
-TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, Draft& draft,
-                                           std::optional<store::DatabaseError>& refusal) {
+TrapDetailForm::Saved TrapDetailForm::Save(Draft& draft, std::optional<store::DatabaseError>& refusal) {
+  const store::TrapKey trap = draft.Of.Trap.Key();
   std::string seen = draft.Of.Trap.StoredNotes;
   std::string text = draft.Text;
   try {
     while (true) {
-      store::NotesResult result = store::WriteNotes(connection_, sequenceNumber, seen, text);
+      store::NotesResult result = store::WriteNotes(connection_, trap, seen, text);
       if (result.Outcome != store::NotesOutcome::ChangedMeanwhile) {
         if (result.Outcome == store::NotesOutcome::Written) {
-          windows_.NotesSaved(sequenceNumber, text);
+          windows_.NotesSaved(trap.Number, text);
         }
         draft.Of.Trap.StoredNotes = std::move(text);  // also of a trap that is gone: what was typed stays
         return Saved::Yes;
       }
       seen = std::move(result.Stored);
-      windows_.NotesSaved(sequenceNumber, seen);
+      windows_.NotesSaved(trap.Number, seen);
       const std::optional<NotesChoice> choice = Choose(draft, seen);
       if (!choice) {
         return Saved::Undecided;
@@ -242,7 +242,7 @@ bool TrapDetailForm::SaveDrafts(Drafts::iterator at, Drafts::iterator end, const
   // One trap's notes that are not written must not keep the others from it.
   while (at != end) {
     std::optional<store::DatabaseError> refused;
-    const Saved saved = Save(at->first, at->second, refused);
+    const Saved saved = Save(at->second, refused);
     if (saved == Saved::Yes) {
       if (at->first == shown_.Trap.SequenceNumber) {
         shown_.Trap.StoredNotes = at->second.Of.Trap.StoredNotes;
@@ -284,7 +284,7 @@ bool TrapDetailForm::Acknowledge(const traplist::ShownTraps& list) {
   if (!MayAcknowledge()) {
     return trap.IsAcknowledged;  // others did so while the operator was asked
   }
-  const AcknowledgeOutcome outcome = acknowledge_(trap.SequenceNumber, trap.SystemName);
+  const AcknowledgeOutcome outcome = acknowledge_(trap.Key(), trap.SystemName);
   if (outcome == AcknowledgeOutcome::Gone) {
     trap.IsGone = true;
     trap.Acknowledged = Translated(kNotStored);

@@ -27,6 +27,8 @@ namespace korvane::traps {
 // Copied from the row, so that it stays when the row goes.  Texts as they were received: what shows them
 // makes visible what could mislead.
 struct TrapDetail {
+  store::TrapKey Key() const { return {SequenceNumber, EventTime}; }
+
   std::int32_t SequenceNumber = 0;
   std::int32_t EventTime = 0;
   std::int32_t SeverityCode = 0;
@@ -70,7 +72,7 @@ class TrapDetailForm {
   using AskChoice = std::function<std::optional<NotesChoice>(const NotesConflict&)>;
   // Acknowledges a trap of this system; what comes of it reaches the form like any other change.
   using AcknowledgeTrap =
-      std::function<AcknowledgeOutcome(std::int32_t sequenceNumber, std::string_view ofSystem)>;
+      std::function<AcknowledgeOutcome(const store::TrapKey& trap, std::string_view ofSystem)>;
 
   // acknowledge: none where traps are only looked at.
   TrapDetailForm(store::Connection& connection, intake::ViewWindows& windows, Prompts& prompts,
@@ -131,7 +133,7 @@ class TrapDetailForm {
   using Drafts = std::map<std::int32_t, Draft>;  // by SequenceNumber
 
   bool SaveDrafts(Drafts::iterator at, Drafts::iterator end, const traplist::ShownTraps& list);
-  Saved Save(std::int32_t sequenceNumber, Draft& draft, std::optional<store::DatabaseError>& refusal);
+  Saved Save(Draft& draft, std::optional<store::DatabaseError>& refusal);
   std::optional<NotesChoice> Choose(const Draft& draft, const std::string& stored);
   bool TakeNews();  // where the notes that are shown are not edited
 

@@ -136,8 +136,8 @@ void frmTraps::ShowTrapDetail() {
   if (!HasTraps()) {
     return;
   }
-  const auto acknowledge = [this](std::int32_t number, std::string_view ofSystem) {
-    return AcknowledgeOne(services_, number, ofSystem);
+  const auto acknowledge = [this](const store::TrapKey& trap, std::string_view ofSystem) {
+    return AcknowledgeOne(services_, trap, ofSystem);
   };
   ShowTrapDetailDialog({services_.Desk, services_.Connection, windows_, acknowledge}, table_, *list_, this);
 }

@@ -119,7 +119,7 @@ TEST_P(TwoConsolesTest, SeeWhatTheOtherAndWhoKeepsNoLogHaveChanged) {
   EXPECT_EQ(anna.Awaits("5 6 4 "), "5 6 4 ");
   EXPECT_EQ(ben.Awaits("5 6 4 "), "5 6 4 ");
 
-  store::WriteNotes(anna.Connection, 5, "", "called the site");
+  store::WriteNotes(anna.Connection, {5, 105}, "", "called the site");
   EXPECT_TRUE(test::WaitUntil([&] {
     ben.Model.CheckTraps();
     return ben.All->Rows().At(0).EventNotes == "called the site";

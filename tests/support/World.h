@@ -255,8 +255,8 @@ struct World {
   traplist::ReportPrinter Printer{Desk, Platform.Programs, InstallFolder.Path().string()};
   intake::StoreChanges ChangesOfStore{Desk, Connection, Names, SystemList, Bounds, Filters, Categories};
   systems::SystemAcknowledge Acknowledge{Desk, Connection, ChangesOfStore};
-  traps::TrapsServices ForTraps{Desk,   Connection, Names,          Categories,  Filters,
-                                Bounds, Stored,     ChangesOfStore, Acknowledge, Printer};
+  traps::TrapsServices ForTraps{Desk,       Connection, Names,          Categories,  Filters, Bounds,
+                                SystemList, Stored,     ChangesOfStore, Acknowledge, Printer};
   reports::ReportServices ForReports{
       Desk,       Connection, [this](store::ConnectionOptions options) { return OpenConnection(options); },
       Names,      Categories, Filters,

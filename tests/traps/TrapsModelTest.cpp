@@ -265,8 +265,8 @@ class TrapDetailFormTest : public TrapsModelTest {
                        Prompt,
                        [](std::string_view stored) { return std::string(stored); },
                        [this](const NotesConflict& conflict) { return Choose(conflict); },
-                       [this](std::int32_t number, std::string_view ofSystem) {
-                         return AcknowledgeOne(ForTraps, number, ofSystem);
+                       [this](const store::TrapKey& trap, std::string_view ofSystem) {
+                         return AcknowledgeOne(ForTraps, trap, ofSystem);
                        }};
   // What the operator sees and answers, one after the other; while seeing it others may act.
   std::optional<NotesChoice> Choose(const NotesConflict& conflict) {
