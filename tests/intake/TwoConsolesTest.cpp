@@ -5,14 +5,19 @@
 
 #include <fmt/format.h>
 
+#include <array>
+#include <atomic>
 #include <chrono>
+#include <future>
 #include <memory>
 #include <string>
 
 #include "intake/StoreFeeder.h"
 #include "params/FilterStore.h"
+#include "store/Acknowledge.h"
 #include "store/ChangeLog.h"
 #include "store/NotesWrite.h"
+#include "store/Retry.h"
 #include "support/Processes.h"
 #include "support/World.h"
 
@@ -144,6 +149,84 @@ TEST_P(TwoConsolesTest, SeeWhatTheOtherAndWhoKeepsNoLogHaveChanged) {
         << "the books were in order";
     EXPECT_EQ(console->Prompt.LastMessage(), "");
   }
+}
+
+// One acknowledges the system, the other one the same traps from a list, from the last to the first.
+TEST_P(TwoConsolesTest, AcknowledgeTheSameManyAtOnceAndEachTakesBackItsOwn) {
+  constexpr int kMany = 2400;
+  std::vector<test::StoredTrap> traps;
+  std::vector<store::TrapKey> list;
+  for (std::int32_t number = 1; number <= kMany; ++number) {
+    // Of one second there are more than a portion takes.
+    traps.push_back({.SequenceNumber = number, .EventTime = number <= 900 ? 7 : number, .Source = "a"});
+    list.insert(list.begin(), {number, traps.back().EventTime});
+  }
+  store_->AddTraps(traps);
+  store::Connection anna;
+  store::Connection ben;
+  store_->Connect(anna);
+  store_->Connect(ben);
+  anna.WriteAs({"anna", "desk", "anna"});
+  ben.WriteAs({"ben", "desk", "ben"});
+  const store::GoOn on = [](std::int64_t) { return true; };
+  const std::string unacknowledged = "SELECT COUNT(*) FROM EventTrap WHERE EventAck = 0";
+
+  auto ofAnna = std::async(std::launch::async, [&] {
+    return store::AcknowledgeSources(anna, std::array<std::string, 1>{"a"}, kMany + 1, on);
+  });
+  const store::Acknowledgement ofBen = store::AcknowledgeTraps(ben, list, on);
+  const store::Acknowledgement system = ofAnna.get();
+  EXPECT_FALSE(system.Failure) << system.Failure->what();
+  EXPECT_FALSE(ofBen.Failure) << ofBen.Failure->what();
+  EXPECT_EQ(store_->Number(unacknowledged), 0);
+  EXPECT_EQ(system.ChangedCount() + ofBen.ChangedCount(), kMany) << "none twice";
+  EXPECT_EQ(store_->Number("SELECT SUM(Row_Count) FROM Change_Log"), kMany);
+
+  EXPECT_EQ(store::TakeBack(ben, ofBen, on).Traps.Numbers, ofBen.Changed().Numbers);
+  EXPECT_EQ(store_->Number(unacknowledged), ofBen.ChangedCount());
+  EXPECT_EQ(store::TakeBack(anna, system, on).Traps.Numbers, system.Changed().Numbers);
+  EXPECT_EQ(store_->Number(unacknowledged), kMany);
+
+  // Stopped after the second portion: what is done stays, with its entries, and goes back as one.
+  int portions = 0;
+  const store::Acknowledgement some =
+      store::AcknowledgeAll(anna, kMany + 1, [&](std::int64_t) { return ++portions < 2; });
+  EXPECT_TRUE(some.Stopped);
+  EXPECT_EQ(store_->Number(unacknowledged), kMany - some.ChangedCount());
+  EXPECT_EQ(some.Portions.size(), 2U);
+  EXPECT_EQ(some.Changed().Numbers.front().First, 1) << "the oldest first";
+  EXPECT_EQ(store::TakeBack(anna, some, on).Traps.Numbers, some.Changed().Numbers);
+  EXPECT_EQ(store_->Number(unacknowledged), kMany);
+}
+
+// Each holds the row that the other one wants next: the database takes one of them back, and it runs again.
+TEST_P(TwoConsolesTest, TransactionsThatCollideAreBothDone) {
+  store_->AddTraps(std::vector<test::StoredTrap>{{.SequenceNumber = 1}, {.SequenceNumber = 2}});
+  std::atomic<int> runs = 0;
+  std::atomic<int> holding = 0;
+  const auto change = [&](int first, int second) {
+    store::Connection connection;
+    store_->Connect(connection);
+    store::RetriedOnce(connection, [&] {
+      store::Transaction transaction(connection);
+      const auto count = [&](int number) {
+        connection.Execute(fmt::format(
+            "UPDATE EventTrap SET SpecificTrap = SpecificTrap + 1 WHERE SequenceNumber = {}", number));
+      };
+      ++runs;
+      count(first);
+      ++holding;
+      test::WaitUntil([&] { return holding >= 2; }, milliseconds(500));  // SQLite keeps all but one out
+      count(second);
+      transaction.Commit();
+    });
+  };
+  auto other = std::async(std::launch::async, [&] { change(2, 1); });
+  change(1, 2);
+  other.get();
+  EXPECT_EQ(runs, GetParam() == store::Engine::Sqlite ? 2 : 3);
+  EXPECT_EQ(store_->Number("SELECT SUM(SpecificTrap) FROM EventTrap"),
+            4 + 2 * test::StoredTrap().SpecificTrap);
 }
 
 std::string EngineOf(const testing::TestParamInfo<store::Engine>& info) {
