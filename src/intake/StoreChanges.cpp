@@ -22,6 +22,8 @@ namespace {
 
 // More than these are quicker loaded with everything else, and stand in their place then.
 constexpr std::int64_t kMostReadmitted = 500;
+// Between two entries of one work; milliseconds.
+constexpr std::int64_t kSameWork = 4000;
 
 std::string TrapsText(const Desk& desk, std::int64_t count, std::string_view ofSystem) {
   std::string text = fmt::format("{} trap{}", desk.WriteNumber(count), count == 1 ? "" : "s");
@@ -90,9 +92,11 @@ void StoreChanges::Acknowledged(const store::Acknowledgement& done, std::string_
   if (!gone.empty()) {
     text = fmt::format("{}; {}", text, gone);
   }
-  const auto kept = std::make_shared<store::Acknowledgement>(done);
-  desk_.Strip.Tell(text, Translated("Undo"),
-                   [this, kept, system = std::string(ofSystem)] { TakeBack(*kept, system); });
+  OfferUndo(text, std::make_shared<store::Acknowledgement>(done), std::string(ofSystem));
+}
+
+void StoreChanges::OfferUndo(const std::string& text, const Done& done, const std::string& ofSystem) {
+  desk_.Strip.Tell(text, Translated("Undo"), [this, done, ofSystem] { TakeBack(done, ofSystem); });
 }
 
 void StoreChanges::TellOwn(store::ChangeKind kind, std::int32_t changeId, const store::TrapSelection& traps) {
@@ -104,20 +108,34 @@ void StoreChanges::TellOwn(store::ChangeKind kind, std::int32_t changeId, const 
                      .Rows = {}});
 }
 
-void StoreChanges::TakeBack(const store::Acknowledgement& done, const std::string& ofSystem) {
+void StoreChanges::TakeBack(const Done& done, const std::string& ofSystem) {
   std::optional<store::DatabaseError> failure;
   try {
     const BusyScope busy(desk_.Busy, Translated("Making Trap(s) New Again"));
-    const std::int64_t asked = done.ChangedCount();
+    const std::int64_t asked = done->ChangedCount();
     const store::TakenBack taken = store::TakeBack(
-        connection_, done, [&](std::int64_t some) { return StepDone(desk_.Busy, some, asked); });
+        connection_, *done, [&](std::int64_t some) { return StepDone(desk_.Busy, some, asked); });
     failure = taken.Failure;
     const store::TrapSelection& back = taken.Traps;
     bounds_.Own.Withdraw(back);
     TellOwn(store::ChangeKind::Unacknowledged, 0, back);
     const std::int64_t count = store::CountOf(back.Numbers);
-    desk_.Strip.Tell(Phrase("{} {} new again{}", TrapsText(desk_, count, ofSystem), count == 1 ? "is" : "are",
-                            count < asked ? Translated("; others were changed by somebody else since") : ""));
+    const bool broken = taken.Stopped || taken.Failure;
+    const std::string text =
+        Phrase("{} {} new again{}", TrapsText(desk_, count, ofSystem), count == 1 ? "is" : "are",
+               broken          ? Translated("; the rest stays acknowledged")
+               : count < asked ? Translated("; others were changed by somebody else since")
+                               : "");
+    if (broken) {
+      auto rest = std::make_shared<store::Acknowledgement>(*done);
+      for (store::AcknowledgedPortion& portion : rest->Portions) {
+        std::erase_if(portion.Changed,
+                      [&](const store::TrapKey& trap) { return back.HasNumber(trap.Number); });
+      }
+      OfferUndo(text, rest, ofSystem);
+    } else {
+      desk_.Strip.Tell(text);
+    }
     Readmit(back);
   } catch (const store::DatabaseError& error) {
     failure = error;
@@ -195,8 +213,19 @@ void StoreChanges::Apply(const store::Change& change) {
 }
 
 void StoreChanges::TellOfOthers(const store::Change& change) {
-  const std::string what = change.Author.Operator.empty() ? std::string() : WhatChanged(desk_, change);
+  // Portions of one work are told as one.
+  store::Change told = change;
+  const std::int64_t now = desk_.Clock.MonotonicMilliseconds();
+  const bool goesOn = now < toldUntil_ && change.Kind == told_.Kind && change.Rows && told_.Rows &&
+                      change.Author.Writer == told_.Author.Writer;
+  if (goesOn) {
+    *told.Rows += *told_.Rows;
+  }
+  const std::string what = change.Author.Operator.empty() ? std::string() : WhatChanged(desk_, told);
   if (!what.empty()) {
+    told.Traps = {};
+    told_ = std::move(told);
+    toldUntil_ = now + kSameWork;
     desk_.Strip.Set(StripKind::Elsewhere,
                     {.Text = Phrase("{} by {} on {}", what, VisibleText(change.Author.Operator),
                                     VisibleText(change.Author.Machine)),

@@ -18,7 +18,7 @@
 namespace korvane::store {
 namespace {
 
-constexpr std::size_t kRangesOfAStatement = 200;
+constexpr std::size_t kNumbersOfAStatement = 500;
 constexpr std::size_t kSourcesTold = 20;  // of more, lists look for the numbers instead
 constexpr int kTriesAtOneMoment = 10;
 constexpr NumberRange kEveryNumber{std::numeric_limits<std::int32_t>::min(),
@@ -67,21 +67,29 @@ void Lock(Connection& connection, std::string_view condition, LockedRows& locked
   }
 }
 
-// The statements that it takes for so many numbers.
+// The statements that it takes for so many numbers, which are ascending.  Number by number: of many ranges
+// SQLite would rather walk the whole table.
 template <class Each>
-void ForEachStatement(std::span<const NumberRange> numbers, Each each) {
-  while (!numbers.empty()) {
-    const auto some = numbers.first(std::min(numbers.size(), kRangesOfAStatement));
-    each(NumbersCondition(some));
-    numbers = numbers.subspan(some.size());
+void ForEachStatement(std::span<const TrapKey> traps, Each each) {
+  while (!traps.empty()) {
+    const auto some = traps.first(std::min(traps.size(), kNumbersOfAStatement));
+    std::string numbers;
+    for (const TrapKey& trap : some) {
+      fmt::format_to(std::back_inserter(numbers), "{}{}", numbers.empty() ? "" : ", ", trap.Number);
+    }
+    each(fmt::format("SequenceNumber IN ({})", numbers));
+    traps = traps.subspan(some.size());
   }
 }
 
 // What is stored under the numbers of these traps.
 LockedRows LockNumbers(Connection& connection, std::span<const TrapKey> traps) {
+  std::vector<TrapKey> sorted(traps.begin(), traps.end());
+  std::ranges::sort(sorted);
+  const auto twice = std::ranges::unique(sorted, {}, &TrapKey::Number);
+  sorted.erase(twice.begin(), twice.end());
   LockedRows locked;
-  ForEachStatement(SelectionOf(traps).Numbers,
-                   [&](const std::string& condition) { Lock(connection, condition, locked); });
+  ForEachStatement(sorted, [&](const std::string& condition) { Lock(connection, condition, locked); });
   return locked;
 }
 
@@ -366,7 +374,7 @@ class TakingBack {
     });
     TrapSelection taken = SelectionOf(back);
     std::int64_t rows = 0;
-    ForEachStatement(taken.Numbers, [&](const std::string& condition) {
+    ForEachStatement(back, [&](const std::string& condition) {
       // With the plain column an engine may walk all that was ever acknowledged.
       rows += connection_.Execute(
           fmt::format("UPDATE {} SET EventAck = 0 WHERE +EventAck = 1 AND {}", kEventTrap, condition));
@@ -410,7 +418,8 @@ TakenBack TakeBack(Connection& connection, const Acknowledgement& acknowledgemen
       }
       done += std::ssize(some);
       left = left.subspan(some.size());
-      if (result.Failure || !goOn(done)) {
+      result.Stopped = !result.Failure && !goOn(done);
+      if (result.Failure || result.Stopped) {
         result.Traps = SelectionOf(std::move(numbers));
         return result;
       }

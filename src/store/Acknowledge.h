@@ -55,7 +55,8 @@ Acknowledgement AcknowledgeAll(Connection& connection, std::int32_t beforeTime, 
 
 struct TakenBack {
   TrapSelection Traps;                   // these are new again
-  std::optional<DatabaseError> Failure;  // the rest is not
+  bool Stopped = false;                  // the rest was not wanted any more
+  std::optional<DatabaseError> Failure;  // a statement was refused: the rest is not
 };
 
 // Makes new again what the acknowledgement changed and nobody changed since.  Throws DatabaseError when

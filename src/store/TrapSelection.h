@@ -26,7 +26,7 @@ struct TrapKey {
   std::int32_t Number = 0;
   std::int32_t Time = 0;  // its EventTime
 
-  friend auto operator<=>(const TrapKey&, const TrapKey&) = default;
+  friend auto operator<=>(const TrapKey&, const TrapKey&) = default;  // NOLINT(modernize-use-nullptr)
 };
 
 // A trap outside of the numbers is never selected.
