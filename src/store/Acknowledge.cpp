@@ -86,8 +86,10 @@ void ForEachStatement(std::span<const TrapKey> traps, Each each) {
 LockedRows LockNumbers(Connection& connection, std::span<const TrapKey> traps) {
   std::vector<TrapKey> sorted(traps.begin(), traps.end());
   std::ranges::sort(sorted);
-  const auto twice = std::ranges::unique(sorted, {}, &TrapKey::Number);
-  sorted.erase(twice.begin(), twice.end());
+  sorted.erase(
+      std::unique(sorted.begin(), sorted.end(),
+                  [](const TrapKey& one, const TrapKey& other) { return one.Number == other.Number; }),
+      sorted.end());
   LockedRows locked;
   ForEachStatement(sorted, [&](const std::string& condition) { Lock(connection, condition, locked); });
   return locked;
