@@ -26,12 +26,17 @@ CREATE TABLE Receiver_State (
 );
 
 -- Whether each receiver is alive: Beats moves with the rows it stores and every few seconds without any, Stopped
--- is 1 after an ordered end.  The row of a receiver that is gone for good may be deleted.
+-- is 1 after an ordered end.  Dropped: packets lost since it started, the first of them at the UTC second
+-- Dropped_Since.  Disk_Used: per cent of the file system of an embedded store, else of the spool; 0: not known.
+-- The row of a receiver that is gone for good may be deleted.
 CREATE TABLE Receiver_Heartbeat (
-  Spool_ID VARCHAR(255) NOT NULL PRIMARY KEY,
-  Machine  VARCHAR(255) NOT NULL DEFAULT '',
-  Beats    INTEGER NOT NULL DEFAULT 0,
-  Stopped  INTEGER NOT NULL DEFAULT 0
+  Spool_ID      VARCHAR(255) NOT NULL PRIMARY KEY,
+  Machine       VARCHAR(255) NOT NULL DEFAULT '',
+  Beats         INTEGER NOT NULL DEFAULT 0,
+  Stopped       INTEGER NOT NULL DEFAULT 0,
+  Dropped       INTEGER NOT NULL DEFAULT 0,
+  Dropped_Since INTEGER NOT NULL DEFAULT 0,
+  Disk_Used     INTEGER NOT NULL DEFAULT 0
 );
 
 -- What was changed in the store, by whom; written with each change, followed by every console.  Numbers holds

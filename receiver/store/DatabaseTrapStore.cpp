@@ -96,7 +96,7 @@ void DatabaseTrapStore::Probe() {
 }
 
 void DatabaseTrapStore::Beat(bool stopped) {
-  store::Beat(connection_, spoolId_, machine_, stopped);
+  store::Beat(connection_, spoolId_, machine_, {}, stopped);
 }
 
 void DatabaseTrapStore::Close() noexcept {

@@ -147,7 +147,7 @@ TEST(DataSourceTest, IsTakenFromTheProductsFileWhenNobodyElseCouldHaveWrittenIt)
 TEST_P(ConnectionTest, AStoreOfAnotherVersionIsRefusedInPlainWords) {
   for (const auto& [change, words] :
        {std::pair("UPDATE Store_Info SET Schema_Version = 99", "for a later release"),
-        {"DROP TABLE Store_Info", "of version 1, and this program works with version 2. Bring it up to date"},
+        {"DROP TABLE Store_Info", "of version 1, and this program works with version 3. Bring it up to date"},
         {"DROP TABLE EventStructure", "tructure"}}) {  // no store at all
     Made->Execute(change);
     Connection other;
