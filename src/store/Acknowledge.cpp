@@ -7,6 +7,7 @@
 
 #include "store/ChangeLog.h"
 #include "store/Odbc.h"
+#include "store/Retry.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
 
@@ -83,10 +84,8 @@ TrapSelection Common(const TrapSelection& selection, std::vector<std::int32_t> n
   return SelectionOf(std::move(numbers));
 }
 
-}  // namespace
-
-Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const std::int32_t> sequenceNumbers,
-                                 const std::function<void(std::size_t done)>& done) {
+Acknowledgement TrapsInOneTransaction(Connection& connection, std::span<const std::int32_t> sequenceNumbers,
+                                      const std::function<void(std::size_t done)>& done) {
   Acknowledgement result;
   const TrapSelection asked = SelectionOf({sequenceNumbers.begin(), sequenceNumbers.end()});
   Transaction transaction(connection, kEventTrap);
@@ -101,6 +100,7 @@ Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const std::in
       done(acknowledged.size());
     }
   } catch (const DatabaseError& error) {
+    if (IsConflict(error)) throw;
     result.Failure = error;
   }
   const TrapSelection leaving = SelectionOf(std::move(acknowledged));
@@ -109,6 +109,7 @@ Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const std::in
     result.ChangeId = NoteAcknowledged(connection, result.Changed, CountOf(result.Changed.Numbers));
     transaction.Commit();
   } catch (const DatabaseError& error) {
+    if (IsConflict(error)) throw;
     // Nothing was committed; what went wrong first says more.
     const DatabaseError failure = result.Failure.value_or(error);
     result = {};
@@ -119,8 +120,8 @@ Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const std::in
   return result;
 }
 
-Acknowledgement AcknowledgeSources(Connection& connection, std::span<const std::string> sources,
-                                   std::int32_t beforeTime) {
+Acknowledgement SourcesInOneTransaction(Connection& connection, std::span<const std::string> sources,
+                                        std::int32_t beforeTime) {
   Transaction transaction(connection, kEventTrap);
   Acknowledging work(connection);
   Acknowledgement result;
@@ -136,7 +137,7 @@ Acknowledgement AcknowledgeSources(Connection& connection, std::span<const std::
   return result;
 }
 
-Acknowledgement AcknowledgeAll(Connection& connection, std::int32_t beforeTime) {
+Acknowledgement AllInOneTransaction(Connection& connection, std::int32_t beforeTime) {
   Transaction transaction(connection, kEventTrap);
   Acknowledging work(connection);
   work.Do(AcknowledgeAllStatement(beforeTime), fmt::format("EventTime < {}", beforeTime));
@@ -146,7 +147,7 @@ Acknowledgement AcknowledgeAll(Connection& connection, std::int32_t beforeTime) 
   return result;
 }
 
-TrapSelection TakeBack(Connection& connection, const Acknowledgement& acknowledgement) {
+TrapSelection BackInOneTransaction(Connection& connection, const Acknowledgement& acknowledgement) {
   Transaction transaction(connection, kEventTrap);
   // Whoever made some of them new again meanwhile has decided about these.
   std::vector<Change> since =
@@ -171,6 +172,26 @@ TrapSelection TakeBack(Connection& connection, const Acknowledgement& acknowledg
   if (!back.Numbers.empty()) NoteChange(connection, ChangeKind::Unacknowledged, back, rows);
   transaction.Commit();
   return back;
+}
+
+}  // namespace
+
+Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const std::int32_t> sequenceNumbers,
+                                 const std::function<void(std::size_t done)>& done) {
+  return RetriedOnce(connection, [&] { return TrapsInOneTransaction(connection, sequenceNumbers, done); });
+}
+
+Acknowledgement AcknowledgeSources(Connection& connection, std::span<const std::string> sources,
+                                   std::int32_t beforeTime) {
+  return RetriedOnce(connection, [&] { return SourcesInOneTransaction(connection, sources, beforeTime); });
+}
+
+Acknowledgement AcknowledgeAll(Connection& connection, std::int32_t beforeTime) {
+  return RetriedOnce(connection, [&] { return AllInOneTransaction(connection, beforeTime); });
+}
+
+TrapSelection TakeBack(Connection& connection, const Acknowledgement& acknowledgement) {
+  return RetriedOnce(connection, [&] { return BackInOneTransaction(connection, acknowledgement); });
 }
 
 }  // namespace korvane::store

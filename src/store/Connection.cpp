@@ -110,6 +110,7 @@ void Connection::BeginTransaction() {
     throw error;
   }
   impl_->InTransaction = true;
+  impl_->TakenBack = false;
 }
 
 void Connection::Commit() {

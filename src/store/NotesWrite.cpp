@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "store/ChangeLog.h"
+#include "store/Retry.h"
 #include "store/Tables.h"
 
 namespace korvane::store {
@@ -33,17 +34,19 @@ NotesResult WriteNotes(Connection& connection, std::int32_t sequenceNumber, std:
     Recordset rows = connection.OpenRecordset(kEventTrap, filter);
     if (auto objection = Objection(rows, expected, notes)) return *std::move(objection);
   }
-  Transaction transaction(connection);
-  // Keeps everybody else from the row until the end.  Comes first, since SQLite refuses to write in a
-  // transaction that has read, once somebody else has written.
-  connection.Execute(fmt::format("UPDATE {} SET EventAck = EventAck WHERE {}", kEventTrap, filter));
-  Recordset rows = connection.OpenRecordset(kEventTrap, filter);
-  if (auto objection = Objection(rows, expected, notes)) return *std::move(objection);
-  rows.Set(kNotesColumn, notes);
-  rows.Update();
-  NoteChange(connection, ChangeKind::Notes, SelectionOf({sequenceNumber}));
-  transaction.Commit();
-  return {NotesOutcome::Written, {}};
+  return RetriedOnce(connection, [&]() -> NotesResult {
+    Transaction transaction(connection);
+    // Keeps everybody else from the row until the end.  Comes first, since SQLite refuses to write in a
+    // transaction that has read, once somebody else has written.
+    connection.Execute(fmt::format("UPDATE {} SET EventAck = EventAck WHERE {}", kEventTrap, filter));
+    Recordset rows = connection.OpenRecordset(kEventTrap, filter);
+    if (auto objection = Objection(rows, expected, notes)) return *std::move(objection);
+    rows.Set(kNotesColumn, notes);
+    rows.Update();
+    NoteChange(connection, ChangeKind::Notes, SelectionOf({sequenceNumber}));
+    transaction.Commit();
+    return {NotesOutcome::Written, {}};
+  });
 }
 
 }  // namespace korvane::store
