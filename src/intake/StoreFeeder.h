@@ -1,7 +1,8 @@
 // The receiver library where the platform has none: follows the trap table and the change log on a thread and
 // a connection of its own and queues what is new.  Its calls are made from the user-interface thread and
 // touch no database. A lost database shows as an empty list; the thread tries again with growing pauses and
-// misses nothing.
+// misses nothing.  A store that is found in another state ends the thread and empties the list: its State
+// says so, and whoever uses the feeder loads everything anew and starts it again.
 #pragma once
 
 #include <chrono>
@@ -50,6 +51,8 @@ struct StoreFeederOptions {
   std::function<std::int32_t()> KnownNumber = [] { return std::numeric_limits<std::int32_t>::max(); };
   // Asked on starting too: the largest Change_ID at that moment.
   std::function<std::int32_t()> KnownChange = [] { return 0; };
+  // And this: what the store was like at that moment.
+  std::function<StoreAnchor()> KnownState = [] { return StoreAnchor(); };
   // And this: nothing up to that number is delivered, whatever its time.
   std::function<bool()> OnlyNew = [] { return false; };
   Worker::ThreadMaker MakeThread = Worker::MakeThread;

@@ -1,9 +1,11 @@
 // Everything that the store feeder reads of the store, step by step: new traps, and what was changed.  Goes
-// on where it was after the store was lost.  On the feeder's thread.
+// on where it was after the store was lost.  Where it finds the store in another state than the one that was
+// read, it says so and reads no further.  On the feeder's thread.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 
 #include "intake/ChangeFollower.h"
 #include "intake/StoreLedger.h"
@@ -22,6 +24,8 @@ class StoreFollower {
   // The news come after the traps of the same read.
   struct Progress : TrapFollower::Progress {
     StoreNews News;
+    // Every number that is held is void.  Nothing else is in this read, and it is the last.
+    bool Replaced = false;
 
     bool Empty() const { return Traps.empty() && News.Empty(); }
   };
@@ -29,13 +33,25 @@ class StoreFollower {
   // One step, of bounded size.  Throws DatabaseError; nothing is lost by that.
   Progress Read(store::Connection& connection, std::chrono::steady_clock::time_point now);
 
+  // For so long rows or entries may be missing until it is sure that nobody purged them, or that a node of a
+  // cluster has not only fallen behind the one that was asked before.
+  static constexpr std::chrono::seconds kMissingFor{3};
+
+  const TrapFollower& Traps() const { return traps_; }
+
  private:
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  StoreNews ReadChanges(store::Connection& connection, TimePoint now, bool& more);
+  bool IsInState(store::Connection& connection, TimePoint now, bool changesRead, bool& replaced);
+
   TrapFollower traps_;
   ChangeFollower changes_;
   StoreLedger ledger_;
   StoreNews news_;  // read, and not handed on yet
   std::chrono::milliseconds checkInterval_;
-  std::chrono::steady_clock::time_point nextCheck_;
+  TimePoint nextCheck_;
+  std::optional<TimePoint> missingSince_;
 };
 
 }  // namespace korvane::intake
