@@ -137,6 +137,7 @@ std::unique_ptr<intake::ReceiverLibrary> ConsoleApp::MakeLibrary() {
   intake::StoreFeederOptions options;
   options.KnownNumber = [this] { return bounds_.StartNumber; };
   options.KnownChange = [this] { return bounds_.StartChange; };
+  options.KnownState = [this] { return bounds_.StartState; };
   options.OnlyNew = [this] { return bounds_.OnlyNew(); };
   return std::make_unique<intake::StoreFeeder>(open, host_.Names, intake::ReadMailSettings(host_.Registry),
                                                std::move(options));

@@ -108,6 +108,18 @@ void Intake::Drain() {
   } while (TakeNews());
 }
 
+void Intake::StoreReplaced() {
+  hand_ = {};
+  for (TrapsWindow* window : windows_.InCreationOrder()) {
+    window->StoreReplaced();
+  }
+  news_.StoreReplaced();
+}
+
+void Intake::LoadAnew() {
+  Show();
+}
+
 bool Intake::TakeNews() {
   StoreNews news = library_.TakeNews();
   if (news.Empty()) {

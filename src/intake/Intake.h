@@ -47,6 +47,8 @@ class TrapsWindow {
   // severity, EventTime, SequenceNumber.  The window decides by itself whether it keeps it.
   virtual void PublicAddTraps(const store::IncomingTrap& trap) = 0;
   virtual void UpdateStatusBar() = 0;
+  // The store is in another state: all that is held is void and goes, and is loaded anew before long.
+  virtual void StoreReplaced() = 0;
 };
 
 class TrapsWindows {
@@ -61,6 +63,8 @@ class NewsTaker {
   virtual ~NewsTaker() = default;
   virtual void TakeNews(StoreNews news) = 0;  // throws: what is left is applied by the next call
   virtual void EndTick() = 0;
+  // The store is in another state: what is left is void, and EndTick is to load everything anew.
+  virtual void StoreReplaced() = 0;
 };
 
 // Ticks and traps of the current rate period of 31 ticks, as the Systems window's status bar reads them.
@@ -82,6 +86,12 @@ class Intake {
   // trap is admitted without a definition, whoever still fails goes without it, and the list goes on.
   // What was admitted is shown, however the tick ends.
   void CheckTraps();
+
+  // The store is in another state, and the library stopped: every window and everything that waits lets go of
+  // its traps.
+  void StoreReplaced();
+  // After it, once the bounds of the loads stand: loads rules, counts and lists.
+  void LoadAnew();
 
   const IntakeCounters& Counters() const { return counters_; }
 

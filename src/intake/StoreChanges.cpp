@@ -138,6 +138,16 @@ void StoreChanges::TakeNews(StoreNews news) {
   }
 }
 
+void StoreChanges::StoreReplaced() {
+  left_.clear();
+  failed_ = false;
+  desk_.Strip.Clear(StripKind::Told);  // what can't be taken back any more
+  desk_.Strip.Clear(StripKind::Elsewhere);
+  windows_->StoreReplaced();
+  reread_.Succeeded();
+  rereadFilters_ = rereadCategories_ = reload_ = true;
+}
+
 void StoreChanges::Apply(const store::Change& change) {
   using store::ChangeKind;
   if (change.Author.Writer == connection_.Author().Writer) {

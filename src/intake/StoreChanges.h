@@ -44,6 +44,7 @@ class StoreChanges : public NewsTaker {
   // At the end of a tick: what filters, categories and names of traps ask for, all of it by one load.  What
   // can't be read is tried again after a growing pause.
   void EndTick() override;
+  void StoreReplaced() override;
 
  private:
   void Apply(const store::Change& change);

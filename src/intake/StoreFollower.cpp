@@ -21,8 +21,9 @@ std::size_t BytesOf(const StoreNews& news) {
 
 }  // namespace
 
-StoreFollower::StoreFollower(TrapFollower traps, std::int32_t known, std::chrono::milliseconds checkInterval)
-    : traps_(std::move(traps)), changes_(known), checkInterval_(checkInterval) {}
+StoreFollower::StoreFollower(TrapFollower traps, std::int32_t known, std::chrono::milliseconds checkInterval,
+                             std::chrono::milliseconds missingFor)
+    : traps_(std::move(traps)), changes_(known), checkInterval_(checkInterval), missingFor_(missingFor) {}
 
 StoreNews StoreFollower::ReadChanges(store::Connection& connection, TimePoint now, bool& more) {
   StoreNews read = changes_.Read(connection, now, more);
@@ -46,7 +47,7 @@ bool StoreFollower::IsInState(store::Connection& connection, TimePoint now, bool
   if (changesRead) {
     missingSince_ = missingSince_.value_or(now);
   }
-  replaced = traps == Finding::Other || (missingSince_ && now - *missingSince_ >= kMissingFor);
+  replaced = traps == Finding::Other || (missingSince_ && now - *missingSince_ >= missingFor_);
   return false;
 }
 

@@ -18,8 +18,10 @@ namespace korvane::intake {
 class StoreFollower {
  public:
   // known: the largest Change_ID before the console loaded what was there.  checkInterval: how often the
-  // books are closed.
-  StoreFollower(TrapFollower traps, std::int32_t known, std::chrono::milliseconds checkInterval);
+  // books are closed.  missingFor: for so long rows or entries may be missing until it is sure that nobody
+  // purged them, and that a node of a cluster has not only fallen behind the one that was asked before.
+  StoreFollower(TrapFollower traps, std::int32_t known, std::chrono::milliseconds checkInterval,
+                std::chrono::milliseconds missingFor = std::chrono::seconds(3));
 
   // The news come after the traps of the same read.
   struct Progress : TrapFollower::Progress {
@@ -32,10 +34,6 @@ class StoreFollower {
 
   // One step, of bounded size.  Throws DatabaseError; nothing is lost by that.
   Progress Read(store::Connection& connection, std::chrono::steady_clock::time_point now);
-
-  // For so long rows or entries may be missing until it is sure that nobody purged them, or that a node of a
-  // cluster has not only fallen behind the one that was asked before.
-  static constexpr std::chrono::seconds kMissingFor{3};
 
   const TrapFollower& Traps() const { return traps_; }
 
@@ -50,6 +48,7 @@ class StoreFollower {
   StoreLedger ledger_;
   StoreNews news_;  // read, and not handed on yet
   std::chrono::milliseconds checkInterval_;
+  std::chrono::milliseconds missingFor_;
   TimePoint nextCheck_;
   std::optional<TimePoint> missingSince_;
 };

@@ -452,6 +452,17 @@ void frmMain::Changed(const store::Change& change) {
   dialogs_->Changed(change);
 }
 
+void frmMain::StoreReplaced() {
+  for (const ChildWindow* child : ui_->mdiChildren->InCreationOrder()) {
+    if (auto* report = qobject_cast<reports::frmReport*>(child->widget())) {
+      report->StoreReplaced();
+    }
+  }
+  if (auto* dialog = findChild<traps::frmTrapDetail*>()) {
+    dialog->StoreReplaced();
+  }
+}
+
 void frmMain::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
   for (const ChildWindow* child : ui_->mdiChildren->InCreationOrder()) {
     if (auto* list = dynamic_cast<traps::TrapListWindow*>(child->widget())) {

@@ -79,6 +79,7 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   void NotesChanged(std::int32_t sequenceNumber, std::string_view notes,
                     const store::ChangeStamp& stamp) override;
   void Changed(const store::Change& change) override;
+  void StoreReplaced() override;
   std::optional<std::string_view> ActiveFormName() const override;
 
  protected:

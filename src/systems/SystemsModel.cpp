@@ -89,7 +89,7 @@ std::uint32_t SystemsModel::Counts::AddRow(const SystemRow& row) {
 void SystemsModel::Load() {
   try {
     const BusyScope busy(desk_.Busy, Translated(kBusyInitializing));
-    LoadAtStart();
+    startingOver_ ? SettleAnew() : LoadAtStart();
     bounds_.Settled = true;
     firstLoad_.Succeeded();
     firstFailure_.reset();
@@ -101,10 +101,45 @@ void SystemsModel::Load() {
     return;
   }
   RefreshStatus();
+  if (std::exchange(startingOver_, false)) {
+    intake_->LoadAnew();  // before anything counts as news
+    link_.TellReplaced();
+  }
   started_ = true;
   stored_.LoadAllAgain();
   if (intake_ != nullptr) {
-    intake_->StartIntake(bounds_.StartMark);
+    intake_->StartIntake(desk_.State.gLastTrapTime);
+  }
+}
+
+// Every number that anybody holds is of another state of the store by now.  The thread that found it has
+// ended.
+void SystemsModel::StartOver() {
+  library_.StopRecvEvents();
+  started_ = false;
+  startingOver_ = true;
+  bounds_.Settled = false;
+  Put({});
+  intake_->StoreReplaced();
+  Load();
+}
+
+// The operator is not asked again: the times of the answer hold, whatever the numbers are.
+void SystemsModel::SettleAnew() {
+  const intake::LoadBounds old = std::exchange(bounds_, {});
+  bounds_.Option = old.Option;
+  bounds_.LowerBound = old.LowerBound;
+  bounds_.StartedOver = true;
+  bounds_.InitialLoad = false;
+  ReadBounds();
+  const std::int64_t unacknowledged =
+      FirstNumber(connection_, store::CountUnacknowledgedStatement()).value_or(0);
+  if (bounds_.Option == intake::ViewOption::NotAsked && unacknowledged > desk_.State.gMaxViewTraps) {
+    bounds_.Option = intake::ViewOption::LoadRecentTraps;
+    FindLowerBound();
+  }
+  if (bounds_.Option == intake::ViewOption::ShowOnlyNewTraps) {
+    bounds_.StartMark = old.StartMark;
   }
 }
 
@@ -117,13 +152,7 @@ void SystemsModel::LoadAtStart() {
     bounds_.Option = question_.AskViewOption(unacknowledged, limit);
     desk_.Busy.ShowBusy(Translated(kBusyInitializing));
   }
-  bounds_.StartChange =
-      FirstNumber(connection_, fmt::format("SELECT MAX(Change_ID) FROM {}", store::kChangeLog)).value_or(0);
-  bounds_.StartNumber =
-      FirstNumber(connection_, fmt::format("SELECT MAX(SequenceNumber) FROM {}", store::kEventTrap))
-          .value_or(0);
-  bounds_.StartMark = FirstNumber(connection_, store::NewestTimeStatement()).value_or(0);
-  desk_.State.gLastTrapTime = bounds_.StartMark;
+  ReadBounds();
   std::int64_t expected = unacknowledged;
   if (bounds_.Option == intake::ViewOption::LoadRecentTraps) {
     FindLowerBound();
@@ -134,6 +163,17 @@ void SystemsModel::LoadAtStart() {
   LoadBegins();
   stored_.Read(range, LoadStatement(range), expected, std::span(&self, 1));
   shown_ = std::exchange(loading_, {});
+}
+
+void SystemsModel::ReadBounds() {
+  bounds_.StartState = intake::StoreAnchor::Of(connection_);
+  bounds_.StartChange =
+      FirstNumber(connection_, fmt::format("SELECT MAX(Change_ID) FROM {}", store::kChangeLog)).value_or(0);
+  bounds_.StartNumber =
+      FirstNumber(connection_, fmt::format("SELECT MAX(SequenceNumber) FROM {}", store::kEventTrap))
+          .value_or(0);
+  bounds_.StartMark = FirstNumber(connection_, store::NewestTimeStatement()).value_or(0);
+  desk_.State.gLastTrapTime = bounds_.StartMark;
 }
 
 // The oldest trap that finds room brings the whole of its second: a bound between two traps of one second
@@ -199,6 +239,10 @@ void SystemsModel::Replace(Counts fresh) {
   }
   fresh.Rows = std::move(merged.Rows);
   fresh.RowOfIndex = std::move(merged.RowOfIndex);
+  Put(std::move(fresh));
+}
+
+void SystemsModel::Put(Counts fresh) {
   if (listener_ != nullptr) {
     listener_->RowsAboutToReset();
   }
@@ -219,6 +263,9 @@ void SystemsModel::CheckTraps() {
     Load();
   }
   link_.Look(firstFailure_ ? firstFailure_ : stored_.Failed());
+  if (started_ && link_.StoreReplaced()) {
+    StartOver();
+  }
   if (!started_) {
     return;
   }

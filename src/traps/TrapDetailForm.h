@@ -99,6 +99,11 @@ class TrapDetailForm {
   // shown is one of them.
   bool ApplyChange(const store::Change& change, std::int32_t timeZoneBias);
 
+  // The store is in another state: the trap that is shown is gone, whatever has its number now, and notes
+  // that were not written can't be.  Traps that are shown later are of the new state, but in a report.
+  void StoreReplaced();
+  bool Replaced() const { return replaced_; }
+
   // Writes the notes that were edited, of every trap; one that is no longer stored is passed over.  Where the
   // store holds other notes than those that were seen, it asks which are to be kept, and asks again when
   // these have changed meanwhile as well.  False: some were not written and are kept, since the store refused
@@ -143,6 +148,9 @@ class TrapDetailForm {
   AcknowledgeTrap acknowledge_;
   Viewed shown_;
   bool inOk_ = false;
+  bool replaced_ = false;  // the store, under the trap that is shown
+  bool lostNotes_ = false;
+  bool lossTold_ = false;
   bool asking_ = true;  // no conflict was left undecided in this Ok
   Drafts drafts_;
   std::map<std::int32_t, News> news_;  // by SequenceNumber

@@ -138,6 +138,12 @@ void TrapsModel::ResetRows() {
   listener_->BatchEnds();
 }
 
+void TrapsModel::StoreReplaced() {
+  failure_ = Translated("the trap store is in another state");
+  anyHidden_ = anyOthers_ = false;
+  ResetRows();
+}
+
 void TrapsModel::Reset() {
   intake::StoredTrapsTaker* const self = this;
   services_.Stored.Load(std::span(&self, 1));

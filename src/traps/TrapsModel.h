@@ -47,6 +47,7 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
 
   void PublicAddTraps(const store::IncomingTrap& trap) override;
   void UpdateStatusBar() override;
+  void StoreReplaced() override;
 
   // Loads the list anew from the store; also the first load.  The rows change in one batch at its end.  When
   // a statement fails the rows that were there stay, or where there were none those read so far, and

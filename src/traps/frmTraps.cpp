@@ -77,6 +77,11 @@ void frmTraps::UpdateStatusBar() {
   ShowState();
 }
 
+void frmTraps::StoreReplaced() {
+  model_.StoreReplaced();
+  list_->ForgetTraps();
+}
+
 QString frmTraps::EmptyText() const {
   using traplist::WhyEmpty;
   switch (model_.Emptiness()) {
@@ -139,7 +144,8 @@ void frmTraps::ShowTrapDetail() {
   const auto acknowledge = [this](std::int32_t number, std::string_view ofSystem) {
     return AcknowledgeOne(services_, number, ofSystem);
   };
-  ShowTrapDetailDialog({services_.Desk, services_.Connection, windows_, acknowledge}, table_, *list_, this);
+  ShowTrapDetailDialog({services_.Desk, services_.Connection, windows_, acknowledge, false}, table_, *list_,
+                       this);
 }
 
 void frmTraps::Printable() {

@@ -60,6 +60,7 @@ class NotingWindow : public TrapsWindow {
                    fmt::format("{} {} {} {}", name_, trap.SequenceNumber, trap.TrapName(), trap.VarBinds));
   }
   void UpdateStatusBar() override { partners_.Call(name_, name_ + " status"); }
+  void StoreReplaced() override {}
 
  private:
   std::string name_;

@@ -25,6 +25,7 @@ using std::chrono::milliseconds;
 struct Console : test::World {
   Console(test::TestStore& store, const std::string& name) : World(store) {
     Connection.WriteAs({name, "desk", name});
+    Library.Feeder = &Feeder;
     Model.AttachIntake(Link);
     Windows.Counts = &Model;
     Windows.Reload = [this] {
@@ -63,6 +64,8 @@ struct Console : test::World {
     StoreFeederOptions options;
     options.KnownNumber = [&bounds] { return bounds.StartNumber; };
     options.KnownChange = [&bounds] { return bounds.StartChange; };
+    options.KnownState = [&bounds] { return bounds.StartState; };
+    options.MissingFor = milliseconds(200);
     options.PollInterval = milliseconds(10);
     options.CheckInterval = milliseconds(30);
     return options;
@@ -144,6 +147,84 @@ TEST_P(TwoConsolesTest, SeeWhatTheOtherAndWhoKeepsNoLogHaveChanged) {
         << "the books were in order";
     EXPECT_EQ(console->Prompt.LastMessage(), "");
   }
+}
+
+// A standby takes the place of the store, or a backup is restored: other traps have the numbers that are
+// shown.
+TEST_P(TwoConsolesTest, LoadEverythingAnewWhenTheStoreIsInAnotherState) {
+  const auto add = [this](std::int32_t from, std::int32_t to, const std::string& source) {
+    std::vector<test::StoredTrap> traps;
+    for (std::int32_t number = from; number <= to; ++number) {
+      traps.push_back({.SequenceNumber = number, .EventTime = 100 + number, .Source = source});
+    }
+    store_->AddTraps(traps);
+  };
+  add(1, 6, "before");
+  Console anna(*store_, "anna");
+  ASSERT_EQ(anna.Awaits("1 2 3 4 5 6 "), "1 2 3 4 5 6 ");
+  const auto restore = [&](std::int32_t last, const std::string& source) {
+    store_->Execute("DELETE FROM EventTrap");
+    add(1, last, source);
+  };
+  const auto shown = [&](const std::string& source, const std::string& numbers) {
+    test::WaitUntil([&] {
+      anna.Model.CheckTraps();
+      return anna.TotalOf(source) > 0 && anna.Shown() == numbers;
+    });
+    for (std::size_t row = 0; row < anna.All->Rows().Count(); ++row) {
+      EXPECT_EQ(anna.All->Rows().SourceAt(row), source);
+    }
+    return anna.Shown();
+  };
+
+  anna.All->AcknowledgeSelected(std::vector<std::uint32_t>{0});
+  ASSERT_EQ(anna.Shown(), "2 3 4 5 6 ");
+  anna.Windows.Reload = [&, reload = anna.Windows.Reload] {
+    if (anna.Windows.Replaced == 1) {
+      restore(3, "again");  // while the lists are loaded
+    }
+    reload();
+  };
+  restore(4, "restored");
+  EXPECT_EQ(shown("again", "1 2 3 "), "1 2 3 ");
+  EXPECT_EQ(anna.Strip.Line(StripKind::Told), nullptr) << "what was acknowledged before can't be taken back";
+  ASSERT_NE(anna.Strip.Line(StripKind::Replaced), nullptr);
+  anna.Strip.Press(StripKind::Replaced);
+  EXPECT_EQ(anna.Strip.Line(StripKind::Replaced), nullptr);
+  add(4, 5, "again");
+  EXPECT_EQ(shown("again", "1 2 3 4 5 "), "1 2 3 4 5 ");
+  anna.All->AcknowledgeSelected(std::vector<std::uint32_t>{1});
+  EXPECT_EQ(anna.Awaits("1 3 4 5 "), "1 3 4 5 ");
+
+  // Numbered anew, and an empty table that nobody speaks of; what the receiver purges is no other state.
+  int replaced = anna.Windows.Replaced;
+  const auto isReplaced = [&](milliseconds within) {
+    const bool found = test::WaitUntil(
+        [&] {
+          anna.Model.CheckTraps();
+          return anna.Windows.Replaced > replaced;
+        },
+        within);
+    replaced = anna.Windows.Replaced;
+    return found;
+  };
+  store_->Execute("UPDATE Store_Info SET Store_Identity = 'another'");
+  EXPECT_TRUE(isReplaced(std::chrono::seconds(20)));
+  EXPECT_EQ(anna.Awaits("1 3 4 5 "), "1 3 4 5 ");
+  store::Connection receiver;
+  store_->Connect(receiver);
+  receiver.BeginTransaction();
+  receiver.Execute("DELETE FROM EventTrap");
+  store::NoteChange(receiver, store::ChangeKind::Purged,
+                    {.Numbers = {{1, 5}}, .Source = {}, .BeforeTime = {}}, 4);
+  receiver.Commit();
+  EXPECT_EQ(anna.Awaits(""), "");
+  EXPECT_FALSE(isReplaced(milliseconds(400)));
+  add(6, 7, "again");
+  EXPECT_EQ(anna.Awaits("6 7 "), "6 7 ");
+  store_->Execute("DELETE FROM EventTrap");
+  EXPECT_TRUE(isReplaced(std::chrono::seconds(20)));
+  EXPECT_EQ(anna.Awaits(""), "");
 }
 
 std::string EngineOf(const testing::TestParamInfo<store::Engine>& info) {
