@@ -143,8 +143,10 @@ std::string LinkWatch::DroppedSentence(const Receiver& receiver) const {
   const std::string count = desk_.WriteNumber(condition.Dropped);
   const std::string since = TimeOf(condition.DroppedSince);
   return condition.Dropped == 1
-             ? Phrase("1 packet was dropped on {} at {}.", receiver.Seen.Machine, since)
-             : Phrase("{} packets were dropped on {} since {}.", count, receiver.Seen.Machine, since);
+             ? Phrase("1 packet was dropped on {} at {}: the receiver was too busy to take it.",
+                      receiver.Seen.Machine, since)
+             : Phrase("{} packets were dropped on {} since {}: they came faster than they could be taken.",
+                      count, receiver.Seen.Machine, since);
 }
 
 void LinkWatch::LookAtLimits(const LinkState& state) {
@@ -155,13 +157,14 @@ void LinkWatch::LookAtLimits(const LinkState& state) {
   for (const Receiver& receiver : receivers_) {
     add(DroppedSentence(receiver));
     if (receiver.Heard() && receiver.Seen.Condition.DiskUsed >= kDiskFull) {
-      add(Phrase("The disk of the receiver on {} is {} % full.", receiver.Seen.Machine,
-                 receiver.Seen.Condition.DiskUsed));
+      add(Phrase("The disk of the receiver on {} is {} % full. Make room before traps are lost.",
+                 receiver.Seen.Machine, receiver.Seen.Condition.DiskUsed));
     }
   }
   if (state.Following.HighestNumber >= kNumbersEnd) {
-    add(Phrase("{} of {} trap numbers are used.", desk_.WriteNumber(state.Following.HighestNumber),
-               desk_.WriteNumber(std::numeric_limits<std::int32_t>::max())));
+    constexpr std::int64_t kLargest = std::numeric_limits<std::int32_t>::max();
+    add(Phrase("The trap store has used {} % of its numbers. The administrator should run korvane-renumber.",
+               std::min<std::int64_t>(state.Following.HighestNumber * 100 / kLargest, 100)));
   }
   if (all.empty()) {
     desk_.Strip.Clear(StripKind::Limits);

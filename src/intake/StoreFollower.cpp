@@ -70,6 +70,12 @@ StoreFollower::Progress StoreFollower::Read(store::Connection& connection, TimeP
     return progress;
   }
   static_cast<TrapFollower::Progress&>(progress) = traps_.Read(connection, now);
+  // The state may have changed under the reading; rows that were read then are of neither.
+  if (progress.Rows > 0 && traps_.Check(connection) == StoreAnchor::Finding::Other) {
+    Progress last;
+    last.Replaced = true;
+    return last;
+  }
   ledger_.Appeared(progress.Rows);
   progress.More = progress.More || moreChanges;
   progress.News = std::exchange(news_, {});

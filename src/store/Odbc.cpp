@@ -88,6 +88,10 @@ std::string ConnectionText(const Connection::Impl& link) {
   if (const int seconds = ConnectLimit(link.Options); seconds > 0) {
     asked += fmt::format(";CONN_TIMEOUT={}", seconds);
   }
+  // The watch tells a server that works from one that is mute; a limit of the data source can't.
+  if (link.Options.SilenceSeconds > 0 && link.Options.CommandTimeoutSeconds > 0) {
+    asked += fmt::format(";READ_TIMEOUT={}", link.Options.CommandTimeoutSeconds);
+  }
   return ConnectionWords(link.DataSource, asked) + asked;
 }
 

@@ -118,8 +118,10 @@ std::string_view TrapDetailForm::Notes() const {
 void TrapDetailForm::StoreReplaced() {
   replaced_ = true;
   lostNotes_ = lostNotes_ || !drafts_.empty();
-  drafts_.clear();
-  news_.clear();
+  if (!inOk_) {  // else they go there
+    drafts_.clear();
+    news_.clear();
+  }
   shown_.Trap.IsGone = true;
   shown_.Trap.Acknowledged = Translated(kNotStored);
   if (acknowledge_) {
@@ -236,6 +238,9 @@ TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, Draft& d
   std::string text = draft.Text;
   try {
     while (true) {
+      if (replaced_) {  // while the operator was asked
+        return Saved::Yes;
+      }
       store::NotesResult result = store::WriteNotes(connection_, sequenceNumber, seen, text);
       if (result.Outcome != store::NotesOutcome::ChangedMeanwhile) {
         if (result.Outcome == store::NotesOutcome::Written) {
@@ -262,13 +267,14 @@ TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, Draft& d
 }
 
 bool TrapDetailForm::Ok(const traplist::ShownTraps& list) {
+  const bool saved = SaveDrafts(drafts_.begin(), drafts_.end(), list);
   if (lostNotes_ && !std::exchange(lossTold_, true)) {
     prompts_.Show(Translated("Notes were not saved, since their traps are gone: the trap store is in another "
                              "state now. Copy what you need of them; the next OK closes the dialog."),
                   PromptIcon::Exclamation);
     return false;
   }
-  return SaveDrafts(drafts_.begin(), drafts_.end(), list);
+  return saved;
 }
 
 bool TrapDetailForm::SaveDrafts(Drafts::iterator at, Drafts::iterator end, const traplist::ShownTraps& list) {

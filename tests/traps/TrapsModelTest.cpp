@@ -366,6 +366,28 @@ TEST_F(TrapDetailFormTest, AcknowledgesWhatIsShownOnceItsNotesAreWritten) {
   EXPECT_FALSE(form_.MayAcknowledge());
 }
 
+TEST_F(TrapDetailFormTest, ATrapOfAnotherStateOfTheStoreIsGoneWhateverHasItsNumber) {
+  Load({"", "seen"});
+  Edit(1, "typed before");
+  form_.Show(List, 0);
+  form_.StoreReplaced();
+  form_.ListChanged(List);
+  form_.EditNotes("typed");
+  EXPECT_FALSE(form_.Place().Position());
+  EXPECT_FALSE(form_.Acknowledge(List));
+  EXPECT_FALSE(form_.Ok(List));
+  EXPECT_THAT(Prompt.LastMessage(), testing::StartsWith("Notes were not saved, since their traps are gone"));
+  EXPECT_TRUE(form_.Ok(List)) << "told once";
+  form_.Show(List, *form_.Place().Below());
+  EXPECT_TRUE(form_.MayAcknowledge()) << "that is one of the new state";
+  Edit(1, "mine");
+  Store.Execute("UPDATE EventTrap SET EventNotes = 'theirs' WHERE SequenceNumber = 2");
+  answers_ = {{NotesChoice::Mine, [&] { form_.StoreReplaced(); }}};
+  form_.Ok(List);
+  EXPECT_THAT(StoredNotes(), ElementsAre("", "theirs"));
+  EXPECT_THAT(Acknowledged(), IsEmpty());
+}
+
 TEST_F(TrapDetailFormTest, NotesThatAnotherHandWroteAreNotWrittenOver) {
   const auto theyWrite = [this](const char* notes, const char* numbers) {
     Store.Execute(
