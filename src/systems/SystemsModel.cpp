@@ -126,14 +126,15 @@ void SystemsModel::StartOver() {
 
 // The operator is not asked again: the times of the answer hold, whatever the numbers are.
 void SystemsModel::SettleAnew() {
+  const std::int64_t unacknowledged =
+      FirstNumber(connection_, store::CountUnacknowledgedStatement()).value_or(0);
   const intake::LoadBounds old = std::exchange(bounds_, {});
   bounds_.Option = old.Option;
   bounds_.LowerBound = old.LowerBound;
+  bounds_.StartMark = old.StartMark;
   bounds_.StartedOver = true;
   bounds_.InitialLoad = false;
   ReadBounds();
-  const std::int64_t unacknowledged =
-      FirstNumber(connection_, store::CountUnacknowledgedStatement()).value_or(0);
   if (bounds_.Option == intake::ViewOption::NotAsked && unacknowledged > desk_.State.gMaxViewTraps) {
     bounds_.Option = intake::ViewOption::LoadRecentTraps;
     FindLowerBound();
