@@ -312,15 +312,17 @@ std::int64_t Housekeeping::ChangeOlder(const OldRows& rows, std::int64_t before,
     }
     from = found.back().Time;
     const auto begun = std::chrono::steady_clock::now();
-    changed += store::RetriedOnce(connection_, [&] {
+    const std::int64_t done = store::RetriedOnce(connection_, [&] {
       store::Transaction transaction(connection_);
-      const std::int64_t done = rows.Do(connection_, selection);
+      const std::int64_t touched = rows.Do(connection_, selection);
       transaction.Commit();
-      return done;
+      return touched;
     });
+    changed += done;
     const auto took = std::chrono::steady_clock::now() - begun;
     portion_.Took(std::ssize(found), took);
-    if (last && found.size() == read) {
+    // None of them: somebody else deals with the same rows, or drops them with their partition.
+    if (done == 0 || (last && found.size() == read)) {
       break;
     }
     Pause(std::max(options_.Breath, std::chrono::duration_cast<std::chrono::milliseconds>(took / 4)), stop);

@@ -199,6 +199,9 @@ class Upgrades(InFolder):
                         self.assertEqual((len(numbers), numbers[0]), (2, 1))
                         self.assertEqual(store.sql(f"SELECT {reference} FROM Trap_Notification_Master"), [["1"]])
             self.upgrade(store, 0, "version 3 already")
+            before = store.sql("SELECT Store_Identity FROM Store_Info")
+            self.assertEqual(run(INSTALL / "make-store", "--new-identity", *store.address).returncode, 0)
+            self.assertNotEqual(store.sql("SELECT Store_Identity FROM Store_Info"), before)
             store.sql("UPDATE Store_Info SET Schema_Version = 4")
             self.upgrade(store, 1, "made for a later release")
 
