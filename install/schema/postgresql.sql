@@ -26,9 +26,11 @@ CREATE TABLE EventTrap (
   EventNotes       TEXT NOT NULL DEFAULT '',
   EventAck         INTEGER NOT NULL DEFAULT 0
 ) PARTITION BY RANGE (SequenceNumber);
-CREATE INDEX EventTrap_Ack_Time ON EventTrap (EventAck, EventTime, SequenceNumber);
+-- Acknowledged traps are looked for by time or number only.  An index over the sources of all traps would be what
+-- storing and deleting one costs most.
+CREATE INDEX EventTrap_Ack_Time ON EventTrap (EventAck, EventTime, SequenceNumber) WHERE EventAck = 0;
 CREATE INDEX EventTrap_Time ON EventTrap (EventTime, SequenceNumber);
-CREATE INDEX EventTrap_Source_Ack_Time ON EventTrap (Source, EventAck, EventTime);
+CREATE INDEX EventTrap_Source_Ack_Time ON EventTrap (Source, EventAck, EventTime) WHERE EventAck = 0;
 CREATE TABLE EventTrap_0 PARTITION OF EventTrap FOR VALUES FROM (MINVALUE) TO (10000000);
 CREATE TABLE EventTrap_10000000 PARTITION OF EventTrap FOR VALUES FROM (10000000) TO (20000000);
 CREATE TABLE EventTrap_20000000 PARTITION OF EventTrap FOR VALUES FROM (20000000) TO (30000000);

@@ -15,9 +15,11 @@ CREATE TABLE EventTrap (
   EventNotes       TEXT NOT NULL DEFAULT '',
   EventAck         INTEGER NOT NULL DEFAULT 0
 );
-CREATE INDEX EventTrap_Ack_Time ON EventTrap (EventAck, EventTime, SequenceNumber);
+-- Acknowledged traps are looked for by time or number only.  An index over the sources of all traps would be what
+-- storing and deleting one costs most.
+CREATE INDEX EventTrap_Ack_Time ON EventTrap (EventAck, EventTime, SequenceNumber) WHERE EventAck = 0;
 CREATE INDEX EventTrap_Time ON EventTrap (EventTime, SequenceNumber);
-CREATE INDEX EventTrap_Source_Ack_Time ON EventTrap (Source, EventAck, EventTime);
+CREATE INDEX EventTrap_Source_Ack_Time ON EventTrap (Source, EventAck, EventTime) WHERE EventAck = 0;
 
 -- How far each receiver's spool is stored; moved by the receiver together with the rows it adds to EventTrap.
 CREATE TABLE Receiver_State (

@@ -31,3 +31,8 @@ UPDATE Trap_Notification_Master SET Custom_ID = 1 WHERE Custom_ID =
 UPDATE Custom_Action_Detail SET Custom_Action_ID = 1 WHERE Custom_Action_ID =
   (SELECT MIN(Custom_Action_ID) FROM Custom_Action_Detail WHERE Custom_Action_File = '')
   AND NOT EXISTS (SELECT 1 FROM Custom_Action_Detail WHERE Custom_Action_ID = 1);
+-- Two indices leave out what is acknowledged, which makes storing and deleting cheaper.
+DROP INDEX @traps@.EventTrap_Ack_Time;
+DROP INDEX @traps@.EventTrap_Source_Ack_Time;
+CREATE INDEX @traps@.EventTrap_Ack_Time ON EventTrap (EventAck, EventTime, SequenceNumber) WHERE EventAck = 0;
+CREATE INDEX @traps@.EventTrap_Source_Ack_Time ON EventTrap (Source, EventAck, EventTime) WHERE EventAck = 0;
