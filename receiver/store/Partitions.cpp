@@ -74,15 +74,15 @@ bool TakeBounds(std::string_view text, Partition& partition) {
 }
 
 // The text of an expression; empty for NULL.
-std::string Value(Connection& connection, const std::string& expression) {
+std::string AnswerOf(Connection& connection, const std::string& expression) {
   store::Recordset rows = connection.OpenRecordset(fmt::format("SELECT {} AS Answer", expression));
   return rows.Next() ? rows.Text("Answer") : std::string();
 }
 
-std::int64_t LastNumber(Connection& connection) {
+std::int64_t LastGivenNumber(Connection& connection) {
   const std::string counter =
-      Value(connection, fmt::format("pg_get_serial_sequence('{}', 'sequencenumber')", kEventTrap));
-  const std::string text = Value(connection, fmt::format("(SELECT last_value FROM {})", counter));
+      AnswerOf(connection, fmt::format("pg_get_serial_sequence('{}', 'sequencenumber')", kEventTrap));
+  const std::string text = AnswerOf(connection, fmt::format("(SELECT last_value FROM {})", counter));
   std::int64_t number = 0;
   std::from_chars(text.data(), text.data() + text.size(), number);
   return number;
@@ -93,16 +93,16 @@ class DroppingTurn {
  public:
   explicit DroppingTurn(Connection& connection)
       : connection_(connection),
-        held_(Value(connection, fmt::format("CASE WHEN pg_try_advisory_lock({}) THEN 1 ELSE 0 END",
-                                            kDroppingLock)) == "1"),
-        before_(Value(connection, "current_setting('lock_timeout')")) {
+        held_(AnswerOf(connection, fmt::format("CASE WHEN pg_try_advisory_lock({}) THEN 1 ELSE 0 END",
+                                               kDroppingLock)) == "1"),
+        before_(AnswerOf(connection, "current_setting('lock_timeout')")) {
     connection_.Execute(fmt::format("SET lock_timeout TO '{}'", kLockTime));
   }
   ~DroppingTurn() {
     try {
       connection_.Execute(fmt::format("SET lock_timeout TO '{}'", before_));
       if (held_) {
-        Value(connection_, fmt::format("pg_advisory_unlock({})", kDroppingLock));
+        AnswerOf(connection_, fmt::format("pg_advisory_unlock({})", kDroppingLock));
       }
     } catch (const store::DatabaseError&) {  // NOLINT(bugprone-empty-catch): both end with the connection
     }
@@ -179,7 +179,7 @@ std::vector<Partition> ReadMissing(Connection& connection) {
     return {};
   }
   std::vector<Partition> missing;
-  const std::int64_t first = LastNumber(connection) / kNumbersOfPartition;
+  const std::int64_t first = LastGivenNumber(connection) / kNumbersOfPartition;
   for (std::int64_t slot = first; slot <= first + kAhead; ++slot) {
     const std::int64_t end = (slot + 1) * kNumbersOfPartition;
     const std::int64_t to = end > kLargestNumber ? kMaxValue : end;
@@ -203,9 +203,9 @@ std::vector<Partition> ReadMissing(Connection& connection) {
 }
 
 // A table by itself that is then attached: making it in its place would wait for every reader.
-void Make(Connection& connection, const Partition& partition) {
+void MakePartition(Connection& connection, const Partition& partition) {
   std::string name = fmt::format("{}_{}", kEventTrap, partition.From == kMinValue ? 0 : partition.From);
-  while (!Value(connection, fmt::format("to_regclass('{}')::text", name)).empty()) {
+  while (!AnswerOf(connection, fmt::format("to_regclass('{}')::text", name)).empty()) {
     name += '_';  // somebody has kept the earlier one
   }
   connection.Execute(
@@ -214,7 +214,7 @@ void Make(Connection& connection, const Partition& partition) {
       fmt::format("ALTER TABLE {} ATTACH PARTITION {} {}", kEventTrap, name, BoundsText(partition)));
 }
 
-void Mark(Connection& connection, const Partition& partition, std::string_view text) {
+void MarkPartition(Connection& connection, const Partition& partition, std::string_view text) {
   connection.Execute(fmt::format("COMMENT ON TABLE {} IS '{}'", partition.Name, text));
 }
 
@@ -242,9 +242,9 @@ void MakePartitions(Connection& connection) {
   }
   store::Transaction transaction(connection);
   connection.Execute(fmt::format("SET LOCAL lock_timeout TO '{}'", kLockTime));
-  Value(connection, fmt::format("pg_advisory_xact_lock({})", kMakingLock));
+  AnswerOf(connection, fmt::format("pg_advisory_xact_lock({})", kMakingLock));
   for (const Partition& partition : ReadMissing(connection)) {
-    Make(connection, partition);
+    MakePartition(connection, partition);
   }
   transaction.Commit();
 }
@@ -262,7 +262,7 @@ std::vector<PurgeTable> Partitions::Purge(Connection& connection, std::int64_t b
   if (!attached) {
     return {{.Name = std::string(kEventTrap)}};
   }
-  const std::int64_t last = LastNumber(connection);
+  const std::int64_t last = LastGivenNumber(connection);
   const DroppingTurn turn(connection);
   Outcome dropping = turn.IsMine() ? FinishDropping(connection, attached->Parts, before) : Outcome::Busy;
   std::vector<PurgeTable> left;
@@ -308,7 +308,7 @@ Partitions::Outcome Partitions::FinishDropping(Connection& connection, const std
             fmt::format("ALTER TABLE {} DETACH PARTITION {} FINALIZE", kEventTrap, partition.Name));
       });
     } else if (outcome == Outcome::Done && partition.Marked) {
-      outcome = Try(partition, [&] { Mark(connection, partition, ""); });
+      outcome = Try(partition, [&] { MarkPartition(connection, partition, ""); });
     }
   }
   for (const Partition& partition : ReadDetached(connection)) {
@@ -322,7 +322,7 @@ Partitions::Outcome Partitions::FinishDropping(Connection& connection, const std
 Partitions::Outcome Partitions::Drop(Connection& connection, const Partition& partition,
                                      std::int64_t before) {
   return Try(partition, [&] {
-    Mark(connection, partition, fmt::format("{}{}", kLeavingMark, BoundsText(partition)));
+    MarkPartition(connection, partition, fmt::format("{}{}", kLeavingMark, BoundsText(partition)));
     connection.Execute(
         fmt::format("ALTER TABLE {} DETACH PARTITION {} CONCURRENTLY", kEventTrap, partition.Name));
     DropDetached(connection, partition, before);
