@@ -63,18 +63,12 @@ const std::set<std::string> kToBeMended = {
     "SequenceNumber",
     "SELECT SequenceNumber FROM EventTrap WHERE EventAck = 0 AND (SequenceNumber BETWEEN 0 AND 0 ...) ORDER "
     "BY "
-    "SequenceNumber",
-    "SELECT SequenceNumber FROM EventTrap WHERE EventAck = 0 AND (SequenceNumber BETWEEN 0 AND 0 ...)",
-    "UPDATE EventTrap SET EventAck = 0 WHERE EventAck = 0 AND (SequenceNumber BETWEEN 0 AND 0 ...)",
-    "DELETE FROM EventTrap WHERE EventAck = 0 AND (SequenceNumber BETWEEN 0 AND 0 ...)",
-    "SELECT Change_ID FROM Change_Log WHERE Change_Time < 0 ORDER BY Change_ID LIMIT 0",
-    "SELECT SequenceNumber FROM EventTrap WHERE EventAck = 0 AND Source = ? AND EventTime < 0 ORDER BY "
-    "SequenceNumber DESC LIMIT 0"};
+    "SequenceNumber"};
 
-// Sent only when others commit at the same moment.
-const std::string kByChanceOnly[] = {
-    "SELECT SequenceNumber FROM EventTrap WHERE EventAck = 1 AND Source = '10.0.0.7' AND EventTime < 1030000 "
-    "ORDER BY SequenceNumber DESC LIMIT 1000"};
+// Sources whose statements are not of an ordinary day: catalogues and whole partitions, new numbers for the
+// whole table, rows that are added past the driver manager.
+const std::set<std::string> kApart = {"Partitions", "Renumbering", "TrapTableSwap", "TrapNumbers",
+                                      "EmbeddedInsert"};
 
 std::string ShapeOf(const std::string& statement) {
   std::string shape = std::regex_replace(statement, std::regex("'[^']*'"), "?");
@@ -237,7 +231,7 @@ class StatementPlansTest : public EngineTest {
     traps.Store(some, 0);
     traps.Skip(101, 100);
     traps.Probe();
-    traps.Beat(true);
+    traps.Beat({}, true);
 
     const test::TempFolder folder;
     receiver::KeptLog log;
@@ -246,7 +240,7 @@ class StatementPlansTest : public EngineTest {
     for (const receiver::Intervals intervals : {receiver::Intervals{.AckHours = 0, .PurgeDays = 1}, {5, 0}}) {
       // Twice: what the clock alone says is held back, until it is confirmed.
       receiver::Housekeeping keeper(Made->DataSource(), intervals, clocks, folder.Path(), log,
-                                    {.RowsAtOnce = 100, .Breath = milliseconds(0)});
+                                    {.RowsAtFirst = 100, .MostRows = 100, .Breath = milliseconds(0)});
       keeper.Round(never.get_token());
       keeper.Round(never.get_token());
     }
@@ -270,13 +264,17 @@ std::map<std::string, std::regex> StatementsOfSources() {
   for (const char* part : {"/src", "/receiver"}) {
     for (const auto& file :
          std::filesystem::recursive_directory_iterator(KORVANE_SOURCE_DIR + std::string(part))) {
-      if (file.path().extension() != ".cpp") continue;
+      if (file.path().extension() != ".cpp" || kApart.contains(file.path().stem())) continue;
       const std::string text = test::ReadFile(file.path());
       if (text.find("kEventTrap") == std::string::npos && text.find("kChangeLog") == std::string::npos)
         continue;
       for (std::sregex_iterator at(text.begin(), text.end(), literals), end; at != end; ++at) {
         std::string literal = std::regex_replace((*at)[1].str(), std::regex("\"\\s*\""), "");
-        if (!std::regex_search(literal, std::regex("^(SELECT|UPDATE|DELETE|INSERT) .*\\{\\}"))) continue;
+        if (!std::regex_search(
+                literal,
+                std::regex(
+                    "^(SELECT|UPDATE|DELETE) (?!.*(Store_Identity|EventAck = 1 AND \\{\\} ORDER)).*\\{\\}")))
+          continue;
         std::string pattern = std::regex_replace(literal, std::regex("[.()*?+|^$]"), "\\$&");
         pattern = std::regex_replace(pattern, std::regex("\\{\\}"), "[^]*");
         found.emplace(literal, std::regex(pattern + "[^]*"));
@@ -296,7 +294,6 @@ TEST_P(StatementPlansTest, NoStatementLooksAtMoreThanItReturns) {
     OtherProgram([&] { Fill(); });
     ReceiverWorks();
     sent = record.Taken();
-    sent.insert(std::begin(kByChanceOnly), std::end(kByChanceOnly));
   }
   for (const auto& [literal, pattern] : StatementsOfSources()) {
     EXPECT_TRUE(
