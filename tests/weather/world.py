@@ -35,10 +35,10 @@ def wait_until(condition, seconds=60, pause=0.05):
     return True
 
 
-def udp_socket():
+def udp_socket(host="127.0.0.1"):
     """On a free port of loopback."""
     made = socket.socket(type=socket.SOCK_DGRAM)
-    made.bind(("127.0.0.1", 0))
+    made.bind((host, 0))
     made.setblocking(False)
     return made
 
@@ -50,12 +50,12 @@ def message(kind, number, *bindings):
 class Sender:
     """Sends at a pace informs, or an inform after so many traps; repeats an inform until it is answered."""
 
-    def __init__(self, port, a_second, traps_between=0):
+    def __init__(self, port, a_second, traps_between=0, host="127.0.0.1", first=1):
         self.address, self.pause, self.traps_between = ("127.0.0.1", port), 1 / a_second, traps_between
-        self.next = 1
+        self.next = first
         self.traps, self.informs, self.answered = set(), set(), set()
         self.waiting = {}  # number: when to repeat it
-        self.socket = udp_socket()
+        self.socket = udp_socket(host)
         self.sending, self.ending = threading.Event(), threading.Event()
         self.thread = threading.Thread(target=self._work, daemon=True)
         self.thread.start()
