@@ -266,8 +266,9 @@ class SettingUp(InFolder):
                 else:
                     beside = ServerStore(engine, STATE, "beside")
                     self.addCleanup(beside.ask, "drop")
-                    options += [f"--{engine}", "--port", beside.access["Port"], *self.place, "--admin-user", "dvl",
-                                "--password-file", self.folder / "secret"]
+                    # Nobody listens on the first host of the two.
+                    options += [f"--{engine}", "--host", "127.0.0.9", "--host", "127.0.0.1", "--port", beside.access["Port"],
+                                *self.place, "--admin-user", "dvl", "--password-file", self.folder / "secret"]
                     def ask(statement, client=beside.client):
                         return run(*client[:-1], "kv_setup", input=statement).stdout.split()
                     def left(beside=beside):
@@ -301,7 +302,29 @@ class SettingUp(InFolder):
         self.assertEqual(self.files(), before)
         self.set_up(0, words="categories already")
         self.assertEqual((self.files(), ask(counts)), (before, [str(names), "1"]))
-        self.set_up(0, "--check", words="taken out again")
+        said = self.set_up(0, "--check", words="taken out again")
+        if "--host" in options:
+            self.assertRegex(said, r"127\.0\.0\.9:\d+ does not answer: (.*\n)+127\.0\.0\.1:\d+ takes writes\n")
+            # The driver's list goes with the second host; what else the administrator told the driver stays.
+            self.source.write_text(self.source.read_text().replace("pqopt=", "pqopt=keepalives=1 "))
+            self.set_up(0, "--host", "127.0.0.1", "--no-check")
+            self.assertNotRegex(self.source.read_text(), r"127\.0\.0\.9|session_attrs|(?m:^PORT=$)")
+            self.assertEqual("pqopt=keepalives=1" in self.source.read_text(), "--postgresql" in options)
+
+    def test_hosts_are_taken_in_each_form_and_kept(self):
+        sys.path.insert(0, str(INSTALL))
+        from setup import machine, stores
+        with self.assertRaises(machine.Refused):
+            stores.hosts_of("a:b", 1)
+        pairs = stores.hosts_of("a,b:7 [::1]:8,::2", 9)
+        self.assertEqual(pairs, [("a", 9), ("b", 7), ("::1", 8), ("::2", 9)])
+        self.assertEqual(stores.hosts_of(stores.hosts_text(pairs), 1), pairs)
+        for server, answer, good in ((stores.PostgreSql, "t|off", False), (stores.PostgreSql, "f|on", False),
+                                     (stores.PostgreSql, "f|off", True), (stores.MariaDb, "read_only ON", False),
+                                     (stores.MariaDb, "read_only OFF wsrep_local_state_comment Initialized", False),
+                                     (stores.MariaDb, "read_only OFF wsrep_local_state_comment Donor/Desynced", False),
+                                     (stores.MariaDb, "read_only OFF wsrep_local_state_comment Synced", True)):
+            self.assertEqual(server.verdict(answer.split())[0], good, answer)
 
     def test_an_older_store_of_the_machines_data_source_is_told_upgraded_and_taken_over(self):
         store = SqliteStore(self.folder)
