@@ -32,7 +32,8 @@ def wait_until(condition, what, seconds=120):
 
 
 class Gate:
-    """Hands connections on; closed it refuses them and drops those that are there, mute it takes all and says nothing."""
+    """Hands connections on.  Closed it refuses them and drops those that are there; mute it takes all and says nothing.
+    """
 
     def __init__(self, host, port, target):
         self.place, self.target, self.server, self.writers = (host, port), target, None, set()
@@ -98,8 +99,8 @@ class Node:
     def spawn(self, *command):
         user = {"user": self.owner, "group": self.owner, "extra_groups": []} if os.geteuid() == 0 else {}
         with (self.folder / "log").open("ab") as log:
-            return subprocess.Popen([str(word) for word in command], cwd=self.folder, stdin=subprocess.DEVNULL, stdout=log,
-                                    stderr=log, start_new_session=True, **user)
+            return subprocess.Popen([str(word) for word in command], cwd=self.folder, stdin=subprocess.DEVNULL,
+                                    stdout=log, stderr=log, start_new_session=True, **user)
 
     def work(self, *command):
         if self.spawn(*command).wait():
@@ -175,7 +176,7 @@ class Galera(Cluster):
         text = (INSTALL / "cluster" / "haproxy-galera.cfg").read_text()
         text = text.replace("127.0.0.1:3306", f"127.0.0.1:{self.front}")
         for node in self.nodes:
-            text = text.replace(f"store{node.number + 1}.example.net:3306", f"127.0.0.1:{self.ports + 10 + node.number}")
+            text = text.replace(f"store{node.number + 1}.example.net:3306", "%s:%d" % node.gate.place)
         (self.folder / "haproxy.cfg").write_text(text)
         with (self.folder / "haproxy.log").open("ab") as log:
             return subprocess.Popen(["haproxy", "-db", "-f", self.folder / "haproxy.cfg"], stdout=log, stderr=log)
@@ -215,15 +216,17 @@ class Galera(Cluster):
 
     def server(self, node):
         return ["mariadbd", "--no-defaults", f"--datadir={node.data}", f"--socket={node.folder}/socket",
-                f"--pid-file={node.folder}/pid", f"--port={node.port}", "--bind-address=127.0.0.1", "--skip-name-resolve",
-                "--character-set-server=utf8mb4", "--binlog-format=ROW", "--innodb-autoinc-lock-mode=2",
+                f"--pid-file={node.folder}/pid", f"--port={node.port}", "--bind-address=127.0.0.1",
+                "--skip-name-resolve", "--character-set-server=utf8mb4", "--binlog-format=ROW",
+                "--innodb-autoinc-lock-mode=2",
                 "--innodb-buffer-pool-size=64M", "--innodb-flush-log-at-trx-commit=2", "--innodb-flush-method=nosync",
                 "--skip-innodb-doublewrite", "--debug-no-sync", "--wsrep-on=ON",
                 "--wsrep-provider=/usr/lib/galera/libgalera_smm.so"]
 
     def state(self, node):
+        asked = "SHOW STATUS LIKE 'wsrep_local_state_comment'"
         return node.alive() and not node.frozen and run(
-            *self.client(node)[:-1], input="SHOW STATUS LIKE 'wsrep_local_state_comment'", timeout=5).split()[1:] == ["Synced"]
+            *self.client(node)[:-1], input=asked, timeout=5).split()[1:] == ["Synced"]
 
     def writable(self):
         return next((node for node in self.nodes if self.ready(node)), self.nodes[0])
@@ -275,7 +278,7 @@ class Galera(Cluster):
         time.sleep(seconds)
 
     def quorum(self, node, seconds):
-        """Two of three at once; the third stops taking statements until an administrator says that it is the cluster."""
+        """Two of three at once; the third refuses statements until an administrator says that it is the cluster."""
         for other in self.nodes:
             if other is not node:
                 other.kill()
@@ -339,8 +342,8 @@ class Postgres(Cluster):
     def start(self, node):
         node.gate.set("open")
         settings = [f"--{name}={value}" for name, value in self.settings.items() if name != "primary_conninfo"]
-        node.process = node.spawn(self.bin / "postgres", "-D", node.data, "-p", node.port, f"--cluster_name={node.name}",
-                                  *settings)
+        node.process = node.spawn(self.bin / "postgres", "-D", node.data, "-p", node.port,
+                                  f"--cluster_name={node.name}", *settings)
 
     def state(self, node):
         """A primary takes writes, a standby follows it."""
@@ -359,6 +362,7 @@ class Postgres(Cluster):
         try:
             if not node.data.exists():
                 raise RuntimeError("nothing to rewind")
+            self.ask(self.primary, "CHECKPOINT")  # before it a new primary is not known as one
             node.work(self.bin / "pg_rewind", "-D", node.data, f"--source-server={source}", "--no-sync")
         except RuntimeError:
             shutil.rmtree(node.data, ignore_errors=True)
