@@ -283,6 +283,7 @@ class Galera(Cluster):
             if other is not node:
                 other.kill()
         time.sleep(seconds)
+        wait_until(lambda: not self.ready(node), "the node to see that it is alone")
         self.set_provider(node, "pc.bootstrap=YES")
 
     def blackout(self, _node, seconds):
