@@ -131,6 +131,10 @@ class Node:
 
 
 class Cluster(contextlib.AbstractContextManager):
+    """Starts nothing before make(), so that whoever has entered it ends what was started, whatever fails."""
+
+    nodes, proxy = (), None
+
     def __exit__(self, *_):
         for node in self.nodes:
             if node.alive():
@@ -149,9 +153,12 @@ class Cluster(contextlib.AbstractContextManager):
 class Galera(Cluster):
     engine = "mariadb"
 
-    def __init__(self, folder, ports, through, _synchronous):
-        self.nodes = [Node(i, folder, ports + i, ("127.0.0.1", ports + 10 + i), "mysql") for i in range(3)]
+    def __init__(self, folder, ports, through):
         self.through, self.front, self.folder, self.ports = through, ports + 20, folder, ports
+
+    def make(self, _synchronous):
+        folder, ports = self.folder, self.ports
+        self.nodes = [Node(i, folder, ports + i, ("127.0.0.1", ports + 10 + i), "mysql") for i in range(3)]
         first = self.nodes[0]
         first.work("mariadb-install-db", "--no-defaults", f"--datadir={first.data}", "--skip-test-db",
                    "--auth-root-authentication-method=normal")
@@ -164,7 +171,8 @@ class Galera(Cluster):
         self.wait_until_whole()
         run(*self.client(first)[:-1], input="CREATE DATABASE dvldb CHARACTER SET utf8mb4")
         run(INSTALL / "make-store", self.engine, "dvldb", *self.client(first)[4:-1])
-        self.proxy = self.start_proxy() if through == "haproxy" else None
+        if self.through == "haproxy":
+            self.proxy = self.start_proxy()
 
     def __exit__(self, *details):
         if self.proxy:
@@ -303,11 +311,14 @@ class Galera(Cluster):
 class Postgres(Cluster):
     """Synchronous: two standbys, of which one has to have each commit.  Otherwise one, which may lag."""
 
-    engine, proxy = "postgresql", None
+    engine = "postgresql"
 
-    def __init__(self, folder, ports, _through, synchronous):
+    def __init__(self, folder, ports, _through):
         self.bin = sorted(pathlib.Path("/usr/lib/postgresql").glob("*/bin"))[-1]
-        self.folder, self.front, self.synchronous = folder, ports + 20, synchronous
+        self.folder, self.front, self.ports = folder, ports + 20, ports
+
+    def make(self, synchronous):
+        folder, ports = self.folder, self.ports
         self.nodes = [Node(i, folder, ports + i, (f"127.0.0.{11 + i}", self.front), "postgres")
                       for i in range(3 if synchronous else 2)]
         peers = "host={} port={} user=dvl dbname=postgres target_session_attrs=read-write connect_timeout=2".format(
