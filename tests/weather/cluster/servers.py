@@ -113,10 +113,14 @@ class Node:
         return self.process is not None and self.process.poll() is None
 
     def send(self, number):
-        """To the server and what it started."""
+        """To the server and what it started, some of which is in a group of its own."""
         self.frozen = number == signal.SIGSTOP
-        with contextlib.suppress(ProcessLookupError):
-            os.killpg(self.process.pid, number)
+        with contextlib.suppress(OSError):
+            pid = self.process.pid
+            children = pathlib.Path(f"/proc/{pid}/task/{pid}/children").read_text().split()
+            for each in [pid, *map(int, children)]:
+                with contextlib.suppress(ProcessLookupError):
+                    os.kill(each, number)
 
     def kill(self):
         self.send(signal.SIGKILL)
