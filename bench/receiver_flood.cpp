@@ -1,5 +1,5 @@
 // What a hostile sender can make of the receiver: how much memory it takes at its highest and afterwards, how
-// long a packet holds the listening thread, how many lines reach the log.  The limit beside it: the bytes
+// long a packet holds the decoding thread, how many lines reach the log.  The limit beside it: the bytes
 // that were sent.
 //
 //   bench_receiver_flood [small] [FOLDER]      small: a tenth of everything; FOLDER: a spool of its own, one
@@ -41,7 +41,7 @@ double Status(pid_t process, std::string_view name) {
 
 double CpuMilliseconds(pid_t process) {
   const std::string text = test::ReadFile(fmt::format("/proc/{}/schedstat", process));
-  return std::stod(text) / 1e6;  // of the listening thread
+  return std::stod(text) / 1e6;  // of the main thread, which decodes
 }
 
 // A v3 message without authentication.
@@ -100,8 +100,8 @@ void Run(const Flood& flood, const std::string& spool) {
         counters = running.Counters();
         const std::uint64_t seen =
             counters["received"] + counters["malformed"] + counters["informs repeated"];
-        const bool ended =
-            seen == std::exchange(before, seen) && (flood.StoreLocked || counters["waiting"] == 0);
+        const bool ended = seen == std::exchange(before, seen) && counters["captured"] == 0 &&
+                           (flood.StoreLocked || counters["waiting"] == 0);
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
         return ended;
       },
@@ -119,14 +119,14 @@ void Run(const Flood& flood, const std::string& spool) {
   const double handled = static_cast<double>(std::max<std::uint64_t>(1, before));
   fmt::print(
       "{}\n  {} packets, {:.1f} MiB, {:.1f} s; received {}, repeated {}, malformed {}, dropped by the kernel "
-      "{}, "
-      "answers {}\n  memory: highest {:.0f} MiB, at the end {:.0f} MiB; {:.3f} ms of the listening thread a "
-      "packet; "
+      "{}, by a full ring {}, answers {}\n"
+      "  memory: highest {:.0f} MiB, at the end {:.0f} MiB; {:.3f} ms of the decoding thread a packet; "
       "{} lines in the log\n",
       flood.Name, flood.Packets, sentBytes / 1048576, seconds, counters["received"],
-      counters["informs repeated"], counters["malformed"], counters["dropped by the kernel"], answers,
-      Status(running.Process(), "VmHWM:"), Status(running.Process(), "VmRSS:"),
-      (CpuMilliseconds(running.Process()) - cpuBefore) / handled, lines - counterLines);
+      counters["informs repeated"], counters["malformed"], counters["dropped by the kernel"],
+      counters["dropped by a full ring"], answers, Status(running.Process(), "VmHWM:"),
+      Status(running.Process(), "VmRSS:"), (CpuMilliseconds(running.Process()) - cpuBefore) / handled,
+      lines - counterLines);
   std::fflush(stdout);
   if (flood.StoreLocked) store.Db().Commit();
   running.End(SIGKILL);

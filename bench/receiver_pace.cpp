@@ -1,8 +1,13 @@
-// Traps at a steady pace to a receiver that stores them into an embedded store, and what became of each.  The
-// limit is taken in the same run: rows of the same size inserted into such a store by nothing but a loop.
+// Traps at a steady pace to a receiver that stores them into an embedded store, and what became of each.
+// Beside it, in the same run: rows of the same size inserted into such a store by nothing but a loop, and the
+// same packets to a bare trap daemon that only writes lines into a file (where it is installed: snmptrapd).
 //
-//   bench_receiver_pace [TRAPS_PER_SECOND [SECONDS]]      20000 and 30 unless given
+//   bench_receiver_pace [TRAPS_PER_SECOND [SECONDS [busy]]]     20000 and 30 unless given
+//   bench_receiver_pace storm      60,000/s for 60 s, the same beside two busy loops, 200,000/s for 5 s
+//
+// The sender runs on the same machine and processors.
 
+#include <sys/prctl.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -11,7 +16,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
+#include <map>
+#include <sstream>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -28,6 +38,17 @@ using namespace korvane;
 using std::chrono::steady_clock;
 
 constexpr std::string_view kNumberField = "0000000000";
+// Enough to know its pace; as many as are sent would take as long again as the run.
+constexpr std::uint64_t kMostBareRows = 300'000;
+constexpr int kMostDaemonSeconds = 10;
+
+struct Pace {
+  std::uint64_t PerSecond = 20'000;
+  int Seconds = 30;
+  bool Busy = false;  // two loops that do nothing but take processors
+
+  std::uint64_t Planned() const { return PerSecond * static_cast<std::uint64_t>(Seconds); }
+};
 
 double Since(steady_clock::time_point start) {
   return std::chrono::duration<double>(steady_clock::now() - start).count();
@@ -52,8 +73,14 @@ std::string LinkDown() {
   return receiver::Ber(0x30, receiver::Ber(0x02, "\x01") + receiver::Ber(0x04, "public") + pdu);
 }
 
+void WriteNumber(char* digits, std::uint64_t number) {
+  for (std::size_t i = kNumberField.size(); i-- > 0; number /= 10) {
+    digits[i] = static_cast<char>('0' + number % 10);
+  }
+}
+
 // Sends at the pace, a few packets every millisecond in one call; how many.
-std::uint64_t SendPaced(std::uint16_t port, std::uint64_t perSecond, int seconds) {
+std::uint64_t SendPaced(std::uint16_t port, const Pace& pace) {
   const int descriptor = socket(AF_INET, SOCK_DGRAM, 0);
   sockaddr_in to{};
   to.sin_family = AF_INET;
@@ -71,17 +98,14 @@ std::uint64_t SendPaced(std::uint16_t port, std::uint64_t perSecond, int seconds
     messages[i].msg_hdr.msg_iov = &parts[i];
     messages[i].msg_hdr.msg_iovlen = 1;
   }
-  const std::uint64_t total = perSecond * static_cast<std::uint64_t>(seconds);
   std::uint64_t sent = 0;
   const auto start = steady_clock::now();
-  while (sent < total) {
-    const auto due =
-        std::min(total, static_cast<std::uint64_t>(Since(start) * static_cast<double>(perSecond)));
+  while (sent < pace.Planned()) {
+    const auto due = std::min(pace.Planned(),
+                              static_cast<std::uint64_t>(Since(start) * static_cast<double>(pace.PerSecond)));
     while (sent < due) {
       const std::size_t count = std::min<std::size_t>(kMost, due - sent);
-      for (std::size_t i = 0; i < count; ++i) {
-        fmt::format_to(packets[i].data() + numberAt, "{:010}", sent + i);
-      }
+      for (std::size_t i = 0; i < count; ++i) WriteNumber(packets[i].data() + numberAt, sent + i);
       const int done = sendmmsg(descriptor, messages.data(), static_cast<unsigned>(count), 0);
       if (done <= 0) std::abort();
       sent += static_cast<std::uint64_t>(done);
@@ -93,8 +117,8 @@ std::uint64_t SendPaced(std::uint16_t port, std::uint64_t perSecond, int seconds
   return sent;
 }
 
-// Seconds for the same rows by a bare loop of transactions of 1,000.
-double BareInsert(std::uint64_t rows) {
+// Rows a second by a bare loop of transactions of 1,000.
+double BareInserts(std::uint64_t rows) {
   test::SqliteStore source;
   store::Connection connection;
   source.Connect(connection);
@@ -115,62 +139,191 @@ double BareInsert(std::uint64_t rows) {
     batch.Flush();
     transaction.Commit();
   }
-  return Since(start);
+  return static_cast<double>(rows) / Since(start);
 }
 
-double CpuSeconds(int who) {
-  rusage usage{};
-  getrusage(who, &usage);
-  const auto seconds = [](const timeval& time) {
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-  };
-  return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+// Seconds of processor time of each thread by its name; those of the same name together.
+std::map<std::string, double> ThreadSeconds(pid_t process) {
+  std::map<std::string, double> seconds;
+  for (const auto& thread : std::filesystem::directory_iterator(fmt::format("/proc/{}/task", process))) {
+    const bool main = thread.path().filename() == std::to_string(process);
+    std::string name = main ? "decoding" : test::ReadFile(thread.path() / "comm");
+    while (name.ends_with('\n')) name.pop_back();
+    seconds[name == "kvreceiver" ? "others" : name] +=
+        std::stod(test::ReadFile(thread.path() / "schedstat")) / 1e9;
+  }
+  return seconds;
 }
 
-}  // namespace
+class BusyLoops {
+ public:
+  explicit BusyLoops(bool wanted) {
+    for (int i = 0; wanted && i < 2; ++i) {
+      const pid_t child = fork();
+      if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        for (volatile unsigned turns = 0;;) turns = turns + 1;
+      }
+      children_.push_back(child);
+    }
+  }
+  ~BusyLoops() {
+    for (const pid_t child : children_) {
+      kill(child, SIGKILL);
+      waitpid(child, nullptr, 0);
+    }
+  }
+  BusyLoops(const BusyLoops&) = delete;
+  BusyLoops& operator=(const BusyLoops&) = delete;
 
-int main(int argc, char** argv) {
-  const std::uint64_t perSecond = argc > 1 ? std::strtoull(argv[1], nullptr, 10) : 20'000;
-  const int seconds = argc > 2 ? std::atoi(argv[2]) : 30;
-  const std::uint64_t planned = perSecond * static_cast<std::uint64_t>(seconds);
-  const double bare = BareInsert(planned);
+ private:
+  std::vector<pid_t> children_;
+};
 
+std::uint64_t LinesOf(const std::filesystem::path& file) {
+  const std::string text = test::ReadFile(file);
+  return static_cast<std::uint64_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+double Percent(std::uint64_t part, std::uint64_t whole) {
+  return 100.0 * static_cast<double>(part) / static_cast<double>(std::max<std::uint64_t>(1, whole));
+}
+
+std::string Daemon() {
+  const char* path = std::getenv("PATH");
+  std::istringstream folders(fmt::format("{}:/usr/sbin", path == nullptr ? "" : path));
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    if (std::filesystem::exists(folder + "/snmptrapd")) return folder + "/snmptrapd";
+  }
+  return {};
+}
+
+// The same packets to the daemon, with the receive buffer that the receiver asks for.
+void RunDaemon(Pace pace) {
+  const std::string program = Daemon();
+  if (program.empty()) {
+    fmt::print("snmptrapd into a file    not installed, not measured\n");
+    return;
+  }
+  pace.Seconds = std::min(pace.Seconds, kMostDaemonSeconds);
+  const test::TempFolder folder;
+  const std::filesystem::path lines = folder / "lines";
+  test::WriteFile(folder / "conf", "disableAuthorization yes\n");
+  const std::uint16_t port = test::FreePort(AF_INET);
+  const pid_t daemon = receiver::Spawn({program, "-f", "-n", "-On", "--serverRecvBuf=33554432", "-C", "-c",
+                                        (folder / "conf").string(), "-Lf", lines.string(), "-F",
+                                        "%B %N %w %q %v\n", fmt::format("udp:127.0.0.1:{}", port)});
+  std::this_thread::sleep_for(std::chrono::seconds(1));
+  const std::uint64_t before = LinesOf(lines);
+  std::uint64_t sent = 0;
+  {
+    const BusyLoops busy(pace.Busy);
+    sent = SendPaced(port, pace);
+  }
+  std::uint64_t written = 0;
+  std::uint64_t earlier = 1;
+  test::WaitUntil(
+      [&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        written = LinesOf(lines) - before;
+        return std::exchange(earlier, written) == written;
+      },
+      std::chrono::seconds(120));
+  const double cpu = std::stod(test::ReadFile(fmt::format("/proc/{}/schedstat", daemon))) / 1e9;
+  kill(daemon, SIGTERM);
+  waitpid(daemon, nullptr, 0);
+  fmt::print("snmptrapd into a file    {:>9} of {} in {} s, {:.1f} % lost; {:.1f} us a trap\n", written, sent,
+             pace.Seconds, Percent(sent - std::min(sent, written), sent),
+             cpu * 1e6 / static_cast<double>(std::max<std::uint64_t>(1, written)));
+}
+
+// True when nothing was lost.
+bool RunReceiver(const Pace& pace, double bareRows) {
   test::SqliteStore source;
   receiver::RunningReceiver running;
   if (!running.Start()) {
     fmt::print(stderr, "the receiver does not start:\n{}", running.Log());
-    return 1;
+    return false;
   }
   const auto start = steady_clock::now();
-  const std::uint64_t sent = SendPaced(running.Port(), perSecond, seconds);
+  std::uint64_t sent = 0;
+  {
+    const BusyLoops busy(pace.Busy);
+    sent = SendPaced(running.Port(), pace);
+  }
   const double sending = Since(start);
   const auto atTheEnd = running.Counters();
   auto counters = atTheEnd;
   test::WaitUntil(
       [&] {
         counters = running.Counters();
-        return counters["waiting"] == 0 && counters["received"] + counters["dropped by the kernel"] >= sent;
+        return counters["waiting"] + counters["captured"] == 0 &&
+               counters["received"] + counters["dropped by the kernel"] +
+                       counters["dropped by a full ring"] >=
+                   sent;
       },
       std::chrono::seconds(300));
   const double whole = Since(start);
+  const auto threads = ThreadSeconds(running.Process());
+  const std::string status = test::ReadFile(fmt::format("/proc/{}/status", running.Process()));
+  const int memory = std::stoi(status.substr(status.find("VmHWM:") + 6)) / 1024;
   running.End(SIGTERM);
   const auto rows = static_cast<std::uint64_t>(source.Number("SELECT COUNT(*) FROM EventTrap"));
   const auto different =
       static_cast<std::uint64_t>(source.Number("SELECT COUNT(DISTINCT EventDescription) FROM EventTrap"));
 
+  const std::uint64_t lost = sent - std::min(sent, rows);
   fmt::print("sent                     {:>9} in {:.1f} s, {:.0f} a second\n", sent, sending,
              static_cast<double>(sent) / sending);
   fmt::print("received                 {:>9}\n", counters["received"]);
   fmt::print("stored                   {:>9}, {} of them different\n", rows, different);
-  fmt::print("lost                     {:>9}, dropped by the kernel {}\n", sent - std::min(sent, rows),
-             counters["dropped by the kernel"]);
-  fmt::print("waiting at the end       {:>9}, all stored {:.1f} s later\n", atTheEnd.at("waiting"),
-             whole - sending);
-  fmt::print("receiver's CPU time      {:>9.1f} s, {:.1f} us a trap\n", CpuSeconds(RUSAGE_CHILDREN),
-             CpuSeconds(RUSAGE_CHILDREN) * 1e6 / static_cast<double>(std::max<std::uint64_t>(1, rows)));
-  fmt::print("limit: bare inserts      {:>9} in {:.1f} s, {:.0f} a second\n", planned, bare,
-             static_cast<double>(planned) / bare);
-  fmt::print("pace / limit             {:>9.2f}\n",
-             static_cast<double>(rows) / whole * bare / static_cast<double>(planned));
-  return rows == sent ? 0 : 1;
+  fmt::print("lost                     {:>9}, {:.1f} %; dropped by the kernel {}, by a full ring {}\n", lost,
+             Percent(lost, sent), counters["dropped by the kernel"], counters["dropped by a full ring"]);
+  fmt::print("waiting at the end       {:>9}, and {} in the ring; all stored {:.1f} s later\n",
+             atTheEnd.at("waiting"), atTheEnd.at("captured"), whole - sending);
+  fmt::print("memory at its highest    {:>9} MiB\n", memory);
+  double sum = 0;
+  for (const auto& [name, seconds] : threads) {
+    sum += seconds;
+  }
+  const auto microseconds = [rows](double seconds) {
+    return seconds * 1e6 / static_cast<double>(std::max<std::uint64_t>(1, rows));
+  };
+  fmt::print("processor time           {:>9.1f} us a trap:", microseconds(sum));
+  for (const auto& [name, seconds] : threads) {
+    if (microseconds(seconds) >= 0.05) fmt::print(" {} {:.1f}", name, microseconds(seconds));
+  }
+  fmt::print("\npace / bare inserts      {:>9.2f}\n", static_cast<double>(rows) / whole / bareRows);
+  return lost == 0;
+}
+
+bool Run(const Pace& pace) {
+  fmt::print("--- {} a second for {} s{}\n", pace.PerSecond, pace.Seconds,
+             pace.Busy ? ", beside two busy loops" : "");
+  const std::uint64_t bare = std::min(pace.Planned(), kMostBareRows);
+  const double bareRows = BareInserts(bare);
+  fmt::print("bare inserts             {:>9} rows, {:.0f} a second\n", bare, bareRows);
+  RunDaemon(pace);
+  const bool good = RunReceiver(pace, bareRows);
+  std::fflush(stdout);
+  return good;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  std::vector<Pace> paces = {{}};
+  if (!words.empty() && words[0] == "storm") {
+    paces = {{60'000, 60, false}, {60'000, 60, true}, {200'000, 5, false}};
+  } else if (!words.empty()) {
+    paces[0].PerSecond = std::strtoull(words[0].c_str(), nullptr, 10);
+    paces[0].Seconds = words.size() > 1 ? std::atoi(words[1].c_str()) : paces[0].Seconds;
+    paces[0].Busy = words.size() > 2 && words[2] == "busy";
+  }
+  bool good = true;
+  for (const Pace& pace : paces) {
+    good = Run(pace) && good;
+  }
+  return good ? 0 : 1;
 }

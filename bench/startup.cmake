@@ -1,3 +1,5 @@
-add_executable(bench_startup ${CMAKE_CURRENT_SOURCE_DIR}/startup.cpp)
-target_include_directories(bench_startup PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
-target_link_libraries(bench_startup PRIVATE korvane_options korvane_core korvane_test_support)
+foreach(measurement startup renumber)
+  add_executable(bench_${measurement} ${CMAKE_CURRENT_SOURCE_DIR}/${measurement}.cpp)
+  target_include_directories(bench_${measurement} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+  target_link_libraries(bench_${measurement} PRIVATE korvane_options korvane_core korvane_test_support)
+endforeach()

@@ -1,5 +1,5 @@
 # Traps windows: loading, loading anew, a burst, acknowledging, printing, exporting, finding a text.
-foreach(measurement load_million filter_reload burst acknowledge print_report csv_export quick_find)
+foreach(measurement load_million filter_reload burst acknowledge many_unacknowledged print_report csv_export quick_find)
   add_executable(bench_${measurement} ${CMAKE_CURRENT_SOURCE_DIR}/${measurement}.cpp)
   target_include_directories(bench_${measurement} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
   target_link_libraries(bench_${measurement} PRIVATE korvane_options korvane_core korvane_test_support)
@@ -20,3 +20,6 @@ foreach(measurement report copy_rows)
   target_link_libraries(bench_${measurement} PRIVATE korvane_options korvane_windows korvane_test_support
     PkgConfig::ODBC)
 endforeach()
+add_executable(bench_console_storm ${CMAKE_CURRENT_SOURCE_DIR}/console_storm.cpp)
+target_include_directories(bench_console_storm PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+target_link_libraries(bench_console_storm PRIVATE korvane_options korvane_windows korvane_windows_test korvane_test_support)

@@ -101,6 +101,10 @@ Configuration ReadConfiguration(platform::RegistryStore& registry) {
                         .PurgeDays = NumberValue(registry, kPurgeFrequencyValue)};
   configuration.Mail = ReadMailAccess(registry);
   configuration.Pace = ReadAlertPace(registry);
+  const std::int32_t captureMiB = NumberValue(registry, kCaptureMemoryValue);
+  if (captureMiB > 0 && captureMiB <= kMostCaptureMiB) {
+    configuration.CaptureBytes = static_cast<std::size_t>(captureMiB) << 20;
+  }
   return configuration;
 }
 

@@ -2,6 +2,7 @@
 // the file of SNMP users is read again on request.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -35,6 +36,10 @@ inline constexpr std::string_view kAlertsPerSourceValue = "KVAlertsPerSource";
 inline constexpr std::string_view kAlertsPerMinuteValue = "KVAlertsPerMinute";
 inline constexpr std::string_view kProgramsPerMinuteValue = "KVProgramsPerMinute";
 
+// A number: MiB of packets that may wait to be decoded.  Out of range it has its default.
+inline constexpr std::string_view kCaptureMemoryValue = "KVCaptureMiB";
+inline constexpr std::int32_t kMostCaptureMiB = 4096;
+
 inline constexpr std::string_view kDefaultSnmpFile = "/etc/korvane/receiver.conf";
 
 // Ages at which traps are acknowledged and deleted.  Nothing is done for a number below 1: a value that is
@@ -58,6 +63,7 @@ struct Configuration {
   Intervals Ages;
   MailAccess Mail;
   AlertPace Pace;
+  std::size_t CaptureBytes = std::size_t{256} << 20;
 };
 
 Configuration ReadConfiguration(platform::RegistryStore& registry);

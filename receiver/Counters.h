@@ -18,11 +18,13 @@ struct Counters {
 
 // Figures that are looked up when they are asked for.
 struct Gauges {
-  std::uint64_t Spooled = 0;          // of those received or found at start: had to wait for the store
-  std::uint64_t Waiting = 0;          // in the spool, not yet stored
-  std::uint64_t DroppedByKernel = 0;  // at our sockets, because their buffers were full
-  std::uint64_t AnswersLetGo = 0;     // of informs, because too many waited
-  std::uint64_t DamagedRecords = 0;   // places of the spool that could not be read
+  std::uint64_t Spooled = 0;            // of those received or found at start: had to wait for the store
+  std::uint64_t Waiting = 0;            // in the spool, not yet stored
+  std::uint64_t Captured = 0;           // packets in the ring, not yet decoded
+  std::uint64_t DroppedByKernel = 0;    // at our sockets, because their buffers were full
+  std::uint64_t DroppedByFullRing = 0;  // captured, and the ring had no room
+  std::uint64_t AnswersLetGo = 0;       // of informs, because too many waited
+  std::uint64_t DamagedRecords = 0;     // places of the spool that could not be read
 };
 
 // One line, the same words in the same order at all times.

@@ -8,10 +8,12 @@
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <future>
+#include <limits>
 #include <stdexcept>
 #include <stop_token>
 #include <system_error>
@@ -20,6 +22,7 @@
 
 #include "receiver/Counters.h"
 #include "receiver/alerts/Alerts.h"
+#include "receiver/capture/Capture.h"
 #include "receiver/snmp/AnswerQueue.h"
 #include "receiver/snmp/Listener.h"
 #include "receiver/snmp/SnmpLibrary.h"
@@ -39,8 +42,11 @@ using std::chrono::steady_clock;
 constexpr std::size_t kQueueBytes = std::size_t{64} << 20;
 constexpr int kCountersSeconds = 60;
 constexpr int kFullQueueWait = 20;  // milliseconds
-// The console restarts the service with two seconds between stop and start, so a stop takes no longer.
-constexpr auto kDrainTime = std::chrono::milliseconds(300);
+constexpr auto kDrainPause = std::chrono::milliseconds(2);
+// The console restarts the service with two seconds between stop and start, so a stop takes no longer where
+// it can.  A ring that a storm has filled takes some seconds to decode, which is worth the wait; the unit
+// lets a stop take longer than this.
+constexpr auto kDrainTime = std::chrono::seconds(15);
 constexpr auto kLastStoreTime = std::chrono::milliseconds(1000);
 constexpr auto kStoreCallTime = std::chrono::milliseconds(500);
 
@@ -51,6 +57,11 @@ void KeepMemoryLow() {
   mallopt(M_ARENA_MAX, 4);
   mallopt(M_MMAP_THRESHOLD, 4 << 20);
   mallopt(M_TRIM_THRESHOLD, 32 << 20);
+}
+
+// For those who look with "top -H"; the thread of the SNMP library has the process's name.
+void NameThread(const char* name) {
+  pthread_setname_np(pthread_self(), name);
 }
 
 sigset_t ServiceSignals() {
@@ -87,9 +98,11 @@ class Service {
   void ListenAll();
   void ReadAccess(bool again);
   void Loop();
+  bool HasRoom() const { return queue_.HasRoom() && listener_.HasRoom(); }
   void ReactToSignal();
   void Drain();
   void LogCounters();
+  store::ReceiverCondition Condition();
 
   const Configuration& configuration_;
   ServiceLog& log_;
@@ -98,15 +111,19 @@ class Service {
   FileDescriptor timer_;
   Spool spool_;
   SnmpLibrary library_;
+  PacketRing ring_;
   TrapQueue queue_{kQueueBytes};
   AnswerQueue answers_;
-  DatabaseTrapStore store_{std::string(store::kDataSourceName)};
+  WriteTurns turns_;
+  DatabaseTrapStore store_{std::string(store::kDataSourceName),
+                           [this](const std::string& text) { log_.Warning(text); }, &turns_};
   Alerts alerts_;
   StoreWriter writer_;
   MachineClocks clocks_;
   Housekeeping housekeeping_;
   Spooler spooler_;
   Listener listener_;
+  Capture capture_;  // behind the sockets it takes from
   bool ending_ = false;
 };
 
@@ -116,15 +133,19 @@ Service::Service(const Configuration& configuration, platform::RegistryStore& re
       timer_(MinuteTimer()),
       spool_(configuration.SpoolFolder),
       library_(configuration.SpoolFolder, spool_.State(), log),
+      ring_(configuration.CaptureBytes),
       alerts_(std::string(store::kDataSourceName), registry, spool_, configuration, log),
       writer_(spool_, store_, Quarantine(configuration.SpoolFolder / "quarantine.txt"), counters_, log,
-              {.Stored = [this](std::span<const SpooledTrap> traps) { alerts_.Offer(traps); }}),
+              {.Stored = [this](std::span<const SpooledTrap> traps) { alerts_.Offer(traps); },
+               .Condition = [this] { return Condition(); }}),
       housekeeping_(std::string(store::kDataSourceName), configuration.Ages, clocks_,
-                    configuration.SpoolFolder, log),
+                    configuration.SpoolFolder, log,
+                    {.Waiting = [this] { return spool_.Waiting(); }, .Turns = &turns_}),
       spooler_(
           queue_, spool_, log, [this](const std::vector<std::uint64_t>& tokens) { answers_.Add(tokens); },
           [this] { return writer_.StoreAvailable(); }),
-      listener_(library_, queue_, counters_, log) {
+      listener_(library_, ring_, queue_, counters_, log),
+      capture_(ring_, log) {
   const sigset_t signals = ServiceSignals();
   signals_ = OrThrow(signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK), "signals");
 }
@@ -148,17 +169,23 @@ void Service::Run() {
   std::promise<void> written;
   std::future<void> allWritten = written.get_future();
   std::thread writing([this, &written] {
+    NameThread("writing");
     writer_.Run();
     written.set_value();
   });
-  std::thread spooling([this] { spooler_.Run(); });
+  std::thread spooling([this] {
+    NameThread("spooling");
+    spooler_.Run();
+  });
   std::stop_source stopKeeping;
   std::promise<void> kept;
   const std::future<void> allKept = kept.get_future();
   std::thread keeping([this, &stopKeeping, &kept] {
+    NameThread("keeping");
     housekeeping_.Run(stopKeeping.get_token());
     kept.set_value();
   });
+  capture_.Start();
   alerts_.Start();
   log_.Info("ready");
   sd_notify(0, "READY=1");
@@ -190,7 +217,7 @@ void Service::ListenAll() {
   bool any = false;
   for (const std::string& address : configuration_.ListenAddresses) {
     try {
-      listener_.Listen(address);
+      capture_.Add(listener_.Listen(address));
       any = true;
     } catch (const std::runtime_error& error) {
       log_.Error(error.what());
@@ -226,9 +253,10 @@ void Service::Loop() {
     for (const int descriptor : {signals_.Number(), timer_.Number(), answers_.Descriptor()}) {
       entries.push_back({.fd = descriptor, .events = POLLIN, .revents = 0});
     }
-    const bool room = queue_.HasRoom() && listener_.HasRoom();
+    // Without room for more the ring fills.
+    const bool room = HasRoom();
     if (room) {
-      listener_.AddPollEntries(entries);
+      entries.push_back({.fd = ring_.Descriptor(), .events = POLLIN, .revents = 0});
     }
     if (poll(entries.data(), entries.size(), room ? -1 : kFullQueueWait) < 0) {
       continue;  // interrupted
@@ -269,18 +297,40 @@ void Service::ReactToSignal() {
   }
 }
 
-// What the kernel has taken in before the stop is received.
+// What was received before the stop: first from the kernel, then from the ring.
 void Service::Drain() {
+  capture_.Stop();
   const auto until = steady_clock::now() + kDrainTime;
-  while (listener_.ReadPackets() && steady_clock::now() < until) {
+  while (!ring_.ClosedAndEmpty() && steady_clock::now() < until) {
+    if (!HasRoom() || !listener_.ReadPackets()) {
+      std::this_thread::sleep_for(kDrainPause);
+    }
+    listener_.SendAnswers(answers_.TakeAll());
   }
+  if (const std::uint64_t left = ring_.Waiting(); left > 0) {
+    log_.Error(fmt::format("{} packets that were captured could not be taken in before the end", left));
+  }
+}
+
+// For the consoles, from the writing thread.
+store::ReceiverCondition Service::Condition() {
+  const PacketLosses losses = capture_.Losses();
+  const auto cut = [](auto number) {
+    constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+    return static_cast<std::int32_t>(std::min<std::uint64_t>(kMost, static_cast<std::uint64_t>(number)));
+  };
+  return {
+      .Dropped = cut(losses.ByKernel + losses.ByFullRing), .DroppedSince = cut(losses.Since), .DiskUsed = 0};
 }
 
 void Service::LogCounters() {
   listener_.TellLeftOut();
+  const PacketLosses losses = capture_.Losses();
   log_.Info(CountersText(counters_, {.Spooled = writer_.SpooledCount(),
                                      .Waiting = spool_.Waiting(),
-                                     .DroppedByKernel = listener_.DroppedByKernel(),
+                                     .Captured = ring_.Waiting(),
+                                     .DroppedByKernel = losses.ByKernel,
+                                     .DroppedByFullRing = losses.ByFullRing,
                                      .AnswersLetGo = listener_.AnswersLetGo(),
                                      .DamagedRecords = spool_.DamagedRecords()}));
 }

@@ -5,11 +5,13 @@
 -- Tables without a number of their own carry an invisible one as their key: a table that is read whole comes in
 -- the order of its key, so in that in which its rows were added, and InnoDB would else take a unique name for it.
 
--- Which version of these tables this is: programs of another version refuse to work with them.
+-- Which version of these tables this is: programs of another version refuse to work with them.  And which store:
+-- another identity says that a number may now stand for another trap, so that whoever holds numbers reads anew.
 CREATE TABLE Store_Info (
-  Schema_Version INTEGER NOT NULL
+  Schema_Version INTEGER NOT NULL,
+  Store_Identity VARCHAR(64) NOT NULL DEFAULT ''
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
-INSERT INTO Store_Info VALUES (2);
+INSERT INTO Store_Info VALUES (3, UUID());
 
 -- The traps.  The receiver writes them; the number of a purged trap never comes back.
 CREATE TABLE EventTrap (
@@ -34,13 +36,18 @@ CREATE TABLE Receiver_State (
   Last_Number BIGINT NOT NULL DEFAULT 0
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 
--- Whether each receiver is alive: Beats moves with the rows it stores and every few seconds without any, Stopped
--- is 1 after an ordered end.  The row of a receiver that is gone for good may be deleted.
+-- Whether each receiver is alive: Beats moves every few seconds, Stopped
+-- is 1 after an ordered end.  Dropped: packets lost since it started, the first of them at the UTC second
+-- Dropped_Since.  Disk_Used: per cent of the file system of an embedded store, else of the spool; 0: not known.
+-- The row of a receiver that is gone for good may be deleted.
 CREATE TABLE Receiver_Heartbeat (
-  Spool_ID VARCHAR(255) NOT NULL PRIMARY KEY,
-  Machine  VARCHAR(255) NOT NULL DEFAULT '',
-  Beats    INTEGER NOT NULL DEFAULT 0,
-  Stopped  INTEGER NOT NULL DEFAULT 0
+  Spool_ID      VARCHAR(255) NOT NULL PRIMARY KEY,
+  Machine       VARCHAR(255) NOT NULL DEFAULT '',
+  Beats         INTEGER NOT NULL DEFAULT 0,
+  Stopped       INTEGER NOT NULL DEFAULT 0,
+  Dropped       INTEGER NOT NULL DEFAULT 0,
+  Dropped_Since INTEGER NOT NULL DEFAULT 0,
+  Disk_Used     INTEGER NOT NULL DEFAULT 0
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 
 -- What was changed in the store, by whom; written with each change, followed by every console.  Numbers holds
@@ -246,7 +253,8 @@ CREATE TABLE Alert_Test (
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 
 -- Alert actions.  Row 1 of each means "no action"; its values are such that no action an operator can enter
--- equals it (an alert with empty beep fields stores zeros).
+-- equals it (an alert with empty beep fields stores zeros).  Its number is written out: a node of a cluster may
+-- begin to count at another one.
 CREATE TABLE Beep_Detail (
   Beep_ID     INTEGER AUTO_INCREMENT PRIMARY KEY,
   Description VARCHAR(255) NOT NULL DEFAULT '',
@@ -271,7 +279,7 @@ CREATE TABLE Custom_Action_Detail (
   Custom_Action_File LONGTEXT NOT NULL DEFAULT '',
   Description        VARCHAR(255) NOT NULL DEFAULT ' '
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
-INSERT INTO Beep_Detail (Beep_Count, Duration, Delay, Frequency) VALUES (-1, -1, -1, -1);
-INSERT INTO Email_Detail (Smtp_Server) VALUES ('');
-INSERT INTO Message_Detail (Destination) VALUES ('');
-INSERT INTO Custom_Action_Detail (Custom_Action_File) VALUES ('');
+INSERT INTO Beep_Detail (Beep_ID, Beep_Count, Duration, Delay, Frequency) VALUES (1, -1, -1, -1, -1);
+INSERT INTO Email_Detail (Email_ID) VALUES (1);
+INSERT INTO Message_Detail (Message_ID) VALUES (1);
+INSERT INTO Custom_Action_Detail (Custom_Action_ID) VALUES (1);

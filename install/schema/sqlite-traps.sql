@@ -15,9 +15,11 @@ CREATE TABLE EventTrap (
   EventNotes       TEXT NOT NULL DEFAULT '',
   EventAck         INTEGER NOT NULL DEFAULT 0
 );
-CREATE INDEX EventTrap_Ack_Time ON EventTrap (EventAck, EventTime, SequenceNumber);
+-- Acknowledged traps are looked for by time or number only.  An index over the sources of all traps would be what
+-- storing and deleting one costs most.
+CREATE INDEX EventTrap_Ack_Time ON EventTrap (EventAck, EventTime, SequenceNumber) WHERE EventAck = 0;
 CREATE INDEX EventTrap_Time ON EventTrap (EventTime, SequenceNumber);
-CREATE INDEX EventTrap_Source_Ack_Time ON EventTrap (Source, EventAck, EventTime);
+CREATE INDEX EventTrap_Source_Ack_Time ON EventTrap (Source, EventAck, EventTime) WHERE EventAck = 0;
 
 -- How far each receiver's spool is stored; moved by the receiver together with the rows it adds to EventTrap.
 CREATE TABLE Receiver_State (
@@ -25,13 +27,18 @@ CREATE TABLE Receiver_State (
   Last_Number BIGINT NOT NULL DEFAULT 0
 );
 
--- Whether each receiver is alive: Beats moves with the rows it stores and every few seconds without any, Stopped
--- is 1 after an ordered end.  The row of a receiver that is gone for good may be deleted.
+-- Whether each receiver is alive: Beats moves every few seconds, Stopped
+-- is 1 after an ordered end.  Dropped: packets lost since it started, the first of them at the UTC second
+-- Dropped_Since.  Disk_Used: per cent of the file system of an embedded store, else of the spool; 0: not known.
+-- The row of a receiver that is gone for good may be deleted.
 CREATE TABLE Receiver_Heartbeat (
-  Spool_ID VARCHAR(255) NOT NULL PRIMARY KEY,
-  Machine  VARCHAR(255) NOT NULL DEFAULT '',
-  Beats    INTEGER NOT NULL DEFAULT 0,
-  Stopped  INTEGER NOT NULL DEFAULT 0
+  Spool_ID      VARCHAR(255) NOT NULL PRIMARY KEY,
+  Machine       VARCHAR(255) NOT NULL DEFAULT '',
+  Beats         INTEGER NOT NULL DEFAULT 0,
+  Stopped       INTEGER NOT NULL DEFAULT 0,
+  Dropped       INTEGER NOT NULL DEFAULT 0,
+  Dropped_Since INTEGER NOT NULL DEFAULT 0,
+  Disk_Used     INTEGER NOT NULL DEFAULT 0
 );
 
 -- What was changed in the store, by whom; written with each change, followed by every console.  Numbers holds

@@ -2,11 +2,13 @@
 -- Codes, keys and times are 32-bit integers.  Texts are UTF-8, compare byte for byte, and are never NULL.
 -- Tables without a key of their own are read in the order in which their rows were added (the rowid).
 
--- Which version of these tables this is: programs of another version refuse to work with them.
+-- Which version of these tables this is: programs of another version refuse to work with them.  And which store:
+-- another identity says that a number may now stand for another trap, so that whoever holds numbers reads anew.
 CREATE TABLE Store_Info (
-  Schema_Version INTEGER NOT NULL
+  Schema_Version INTEGER NOT NULL,
+  Store_Identity VARCHAR(64) NOT NULL DEFAULT ''
 );
-INSERT INTO Store_Info VALUES (2);
+INSERT INTO Store_Info VALUES (3, hex(randomblob(16)));
 
 -- Names of traps.  RequestType holds the specific code and SpecificTrap the trap's name.
 CREATE TABLE EventStructure (
@@ -152,7 +154,7 @@ CREATE TABLE Alert_Off (
 );
 
 -- Alert actions.  Row 1 of each means "no action"; its values are such that no action an operator can enter
--- equals it (an alert with empty beep fields stores zeros).
+-- equals it (an alert with empty beep fields stores zeros).  Its number is written out, and counting goes on behind.
 CREATE TABLE Beep_Detail (
   Beep_ID     INTEGER PRIMARY KEY AUTOINCREMENT,
   Description VARCHAR(255) NOT NULL DEFAULT '',
@@ -177,7 +179,7 @@ CREATE TABLE Custom_Action_Detail (
   Custom_Action_File TEXT NOT NULL DEFAULT '',
   Description        VARCHAR(255) NOT NULL DEFAULT ' '
 );
-INSERT INTO Beep_Detail (Beep_Count, Duration, Delay, Frequency) VALUES (-1, -1, -1, -1);
-INSERT INTO Email_Detail (Smtp_Server) VALUES ('');
-INSERT INTO Message_Detail (Destination) VALUES ('');
-INSERT INTO Custom_Action_Detail (Custom_Action_File) VALUES ('');
+INSERT INTO Beep_Detail (Beep_ID, Beep_Count, Duration, Delay, Frequency) VALUES (1, -1, -1, -1, -1);
+INSERT INTO Email_Detail (Email_ID) VALUES (1);
+INSERT INTO Message_Detail (Message_ID) VALUES (1);
+INSERT INTO Custom_Action_Detail (Custom_Action_ID) VALUES (1);

@@ -28,7 +28,7 @@ class Machine:
     def __init__(self, root=None, programs=None):
         self.root = root.absolute() if root else None
         top = self.root or pathlib.Path("/")
-        self.programs = programs
+        self.programs = programs.absolute() if programs else None
         self.data_source = top / "etc/korvane-store/odbc.ini"
         self.old_data_source = top / "etc/odbc.ini"
         self.registry = top / "etc/korvane/registry.reg"

@@ -9,7 +9,7 @@ import sys
 
 from . import datasource, trial
 from .machine import (ACCOUNT, SERVICE, SHARED, UNIT_FILE, Refused, account_exists, administrators, groups_of)
-from .stores import ENGINES, LOCAL_HOSTS, Embedded, engine_of
+from .stores import ENGINES, Embedded, engine_of, hosts_of, hosts_text, is_local
 
 NAME = re.compile(r"[A-Za-z_][A-Za-z0-9_-]{0,62}")
 HOST = re.compile(r"[A-Za-z0-9][A-Za-z0-9.:_-]{0,252}|::1")
@@ -47,8 +47,10 @@ class Present:
 
     def place(self):
         """Of a server, in our words."""
-        names = ENGINES[self.engine].names
+        engine = ENGINES[self.engine]
+        names = engine.names
         place = {what: self.values.get(name.lower(), "") for what, name in names.items()}
+        place["hosts"] = hosts_of(place["host"] or "127.0.0.1", place["port"] or engine.port)
         place["password"] = datasource.decoded(self.engine, place["password"])
         if self.engine == "mariadb":
             place["tls"] = "require" if place["tls"] == "1" else "prefer"
@@ -92,45 +94,62 @@ class Wanted:
         def chosen(what, usual):
             return str(getattr(options, what) or now.get(what) or usual)
 
-        place = {"host": chosen("host", "127.0.0.1"), "port": chosen("port", engine.port),
+        place = {"hosts": self.hosts(options, now.get("hosts"), engine),
                  "database": chosen("database", "dvldb"), "user": chosen("user", "dvl")}
-        local = place["host"] in LOCAL_HOSTS
+        hosts = [host for host, _ in place["hosts"]]
+        local = all(map(is_local, hosts))
         place["tls"] = chosen("tls", "prefer" if local else "require")
-        moves = place["host"] != now.get("host")
+        moves = not set(hosts) <= {host for host, _ in now.get("hosts", ())}
         if moves and not local and not options.tls and place["tls"] in UNPROTECTED:
             place["tls"] = "require"  # what did for this machine does not for another
         place["tls_ca"] = chosen("tls_ca", "")
         if options.tls_ca and (self.engine != "mariadb" or not os.path.isabs(options.tls_ca)):
             raise Refused("--tls-ca is for MariaDB and names a file by its whole path")
-        usual_peer = ("127.0.0.1" if place["host"] == "127.0.0.1" else "localhost") if local else "%"
+        usual_peer = ("localhost" if {"localhost", "::1"} & set(hosts) else "127.0.0.1") if local else "%"
         place["allow_from"] = options.allow_from or usual_peer
-        for what, pattern in (("host", HOST), ("database", NAME), ("user", NAME), ("allow_from", PEER)):
+        for what, pattern in (("database", NAME), ("user", NAME), ("allow_from", PEER)):
             if not pattern.fullmatch(place[what]):
                 raise Refused(f'"{place[what]}" can\'t be used as {what.replace("_", " ")}')
-        if not place["port"].isdigit() or not 0 < int(place["port"]) < 65536:
-            raise Refused(f'"{place["port"]}" is no port')
         place["password"] = self.password(options, now, place)
         administrator, secret = None, ""
         if options.admin_user:
             administrator = options.admin_user
             secret = options.admin_password or (first_line(options.admin_password_file)
                                                 if options.admin_password_file else "")
-        elif local and not machine.root and not options.console_only:
+        elif local and len(hosts) == 1 and not machine.root and not options.console_only:
             administrator = ""
         if administrator is None and place["password"] is None:
-            raise Refused(f'the password of "{place["user"]}" at {place["host"]} is needed: --password-file FILE. '
+            raise Refused(f'the password of "{place["user"]}" at {", ".join(hosts)} is needed: --password-file FILE. '
                           "Or name who may make this user and the database there: --admin-user")
         return engine(machine, place, administrator, secret)
 
     @staticmethod
+    def hosts(options, now, engine):
+        """What is named; the present ones, on another port perhaps; else this machine."""
+        usual = options.port or (now[0][1] if now else engine.port)
+        if options.host:
+            pairs = hosts_of(",".join(options.host), usual)
+        else:
+            pairs = [(host, options.port or port) for host, port in now or [("127.0.0.1", usual)]]
+        for host, port in pairs:
+            if not HOST.fullmatch(host):
+                raise Refused(f'"{host}" can\'t be used as host')
+            if not 0 < port < 65536:
+                raise Refused(f'"{port}" is no port')
+        if not pairs or len(set(pairs)) < len(pairs):
+            raise Refused("each host is to be named once")
+        if engine.engine == "postgresql" and len({port for _, port in pairs}) > 1:
+            raise Refused("PostgreSQL's driver takes one port for all hosts: let the servers listen on the same")
+        return pairs
+
+    @staticmethod
     def password(options, now, place):
-        """None: there is none yet."""
+        """None: there is none yet.  A list that has a present host is of the same store."""
         if options.password_file:
             return fit_password(first_line(options.password_file))
         if options.password:
             return fit_password(options.password)
-        same = all(now.get(what, "") == place[what] for what in ("host", "user")) and \
-            now.get("port", "") in ("", place["port"])
+        same = now.get("user") == place["user"] and set(now.get("hosts", ())) & set(place["hosts"])
         return now["password"] if same and now else None
 
 
@@ -175,6 +194,8 @@ class SetUp:
 
     def run(self):
         take, store = self.steps.take, self.store
+        if len(getattr(store, "hosts", ())) > 1:
+            take(f"Look which of the hosts takes writes: {hosts_text(store.hosts)}", self.look_at_hosts)
         self.folders()
         if getattr(store, "administrator", None) is not None:
             take(f'Make the user "{store.user}" and the database {store.place()}, if they are not there',
@@ -198,6 +219,9 @@ class SetUp:
             if not self.options.no_check:
                 take("Send a trap through receiver and store",
                      lambda: trial.prove(self.machine, store, self.steps))
+
+    def look_at_hosts(self):
+        self.steps.tell("\n".join(words for _, _, words in self.store.find()))
 
     def folders(self):
         take, machine = self.steps.take, self.machine
@@ -233,7 +257,7 @@ class SetUp:
     def write_data_source(self):
         path = self.machine.data_source
         text = self.present.text if self.wanted.same_engine else datasource.template(self.wanted.engine)
-        text = datasource.with_values(text, self.store.access())
+        text = datasource.with_values(text, self.store.access(datasource.values(text)))
         if not self.machine.root:
             path.parent.mkdir(mode=0o750, exist_ok=True)
             os.chown(path.parent, 0, grp.getgrnam(ACCOUNT).gr_gid)
@@ -340,6 +364,8 @@ def check(machine, steps):
     present = Present(machine)
     store = store_of(machine, present)
     print(f"The data source is in {present.file}, the trap store in {store.place()}.")
+    if len(getattr(store, "hosts", ())) > 1:
+        print("\n".join(words for _, _, words in store.find()))
     state = store.state()
     if state != "current":
         hint = ": korvane-setup --upgrade" if state == "older" else ""
@@ -389,13 +415,16 @@ class Questions:
     def fill_server(self, options, present):
         engine = ENGINES[options.engine]
         now = present.place() if present.engine == options.engine else {}
-        options.host = self.ask("Machine of the server", now.get("host") or "127.0.0.1")
-        options.port = self.ask("Port", now.get("port") or engine.port)
+        answer = self.ask("Machine of the server (several that hold the same store: with commas between them)",
+                          hosts_text(now["hosts"]) if len(now.get("hosts", ())) > 1 else now.get("host") or "127.0.0.1")
+        options.host = [answer]
+        if not re.search(r"[^:]:\d+\b", answer):
+            options.port = int(self.ask("Port", now["hosts"][0][1] if now else engine.port))
         options.database = self.ask("Database", now.get("database") or "dvldb")
         options.user = self.ask("User of the product there", now.get("user") or "dvl")
         words = "as it is" if now else "a new one is made"
         options.password = getpass.getpass(f"Password of {options.user} (Enter: {words}): ")
-        if options.host not in LOCAL_HOSTS:
+        if not all(is_local(host) for host, _ in hosts_of(answer, engine.port)):
             options.admin_user = self.ask("Who may make this user and the database there (- if both are there)", "-")
             if options.admin_user == "-":
                 options.admin_user = None

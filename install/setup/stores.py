@@ -5,16 +5,36 @@ environment, which nobody but the same user can read; never by a command line, a
 """
 
 import base64
+import concurrent.futures
 import hashlib
 import hmac
 import pathlib
 import re
 import secrets
+import time
 
 from . import datasource
 from .machine import SHARED, Refused
 
-LOCAL_HOSTS = ("127.0.0.1", "localhost", "::1")
+HOST_SECONDS = 10  # for one host's answer; all are asked at once
+
+def is_local(host):
+    return re.fullmatch(r"127(\.\d{1,3}){3}|localhost|::1", host) is not None
+
+
+def hosts_of(text, usual_port):
+    """Pairs of host and port: NAME, NAME:PORT, ADDRESS or [ADDRESS]:PORT, several with commas between them."""
+    pairs = []
+    for word in filter(None, re.split(r"[,\s]+", text)):
+        found = re.fullmatch(r"(?:\[([^]]*)\]|([^:]*))(?::(\d+))?", word) or re.fullmatch(r"()(.*:.*:.*)()", word)
+        if not found:
+            raise Refused(f'"{word}" is no host, and no host with its port')
+        pairs.append((found[1] or found[2], int(found[3] or usual_port)))
+    return pairs
+
+
+def hosts_text(pairs):
+    return ", ".join(f"[{host}]:{port}" if ":" in host else f"{host}:{port}" for host, port in pairs)
 
 
 class Store:
@@ -27,7 +47,7 @@ class Store:
     account = None
 
     def __init__(self, machine):
-        self.machine, self.address, self.variables = machine, [], {}
+        self.machine, self.variables = machine, {}
         self.made_place = False  # in this run: the database and all in it is ours to take back
         self.made_tables = False  # in this run
 
@@ -97,7 +117,7 @@ class Embedded(Store):
     def place(self):
         return str(self.main)
 
-    def access(self):
+    def access(self, _present):
         return {"Database": str(self.main)}
 
     def ask(self, statements, traps=False):
@@ -116,7 +136,8 @@ class Embedded(Store):
 
 
 class Server(Store):
-    """A database of a server.  administrator: a name, "" for the server's own on this machine, None for nobody."""
+    """A database of a server, or of several that hold the same: of these the set-up works with the one that takes
+    writes.  administrator: a name, "" for the server's own on this machine, None for nobody."""
 
     port = 0
     names = {}  # of the values of a data source: host, port, database, user, password
@@ -124,24 +145,66 @@ class Server(Store):
 
     def __init__(self, machine, place, administrator=None, administrator_password=""):
         super().__init__(machine)
-        self.host, self.database, self.user = place["host"], place["database"], place["user"]
-        self.port = int(place["port"] or self.port)
+        self.hosts, self.database, self.user = place["hosts"], place["database"], place["user"]
+        self.found = self.hosts[0] if len(self.hosts) == 1 else None
         self.password, self.password_known = place["password"], place["password"] is not None
         self.tls, self.tls_ca = place["tls"], place.get("tls_ca", "")
         if self.password is None:
             self.password = secrets.token_urlsafe(24)
         self.administrator, self.administrator_password = administrator, administrator_password
         self.allow_from = place["allow_from"]
-        self.address = [self.engine, self.database, *self.options(self.user)]
         self.variables = self.secret(self.password if self.password_known or administrator is not None else "")
 
-    def place(self):
-        return f"{self.database} on {self.host}:{self.port}"
+    @property
+    def address(self):
+        return [self.engine, self.database, *self.options(self.user)]
 
-    def access(self):
-        values = {"host": self.host, "port": self.port, "database": self.database, "user": self.user,
+    def place(self):
+        return f"{self.database} on {hosts_text(self.hosts)}"
+
+    def access(self, present):
+        """Values of a data source that has the present ones."""
+        values = {"database": self.database, "user": self.user,
                   "password": datasource.encoded(self.engine, self.password)}
-        return {self.names[what]: str(value) for what, value in values.items()} | self.encryption()
+        return {self.names[what]: str(value) for what, value in values.items()} | self.encryption() | \
+            self.host_values(present)
+
+    def at(self):
+        """The host that takes writes, and its port; one alone needs no proof."""
+        if self.found is None:
+            self.find()
+        return self.found
+
+    def find(self, seconds=HOST_SECONDS):
+        answers = self.survey(seconds)
+        self.found = next((pair for pair, good, _ in answers if good), None)
+        if self.found is None:
+            raise Refused("no host takes writes:\n" + "\n".join(words for _, _, words in answers))
+        return answers
+
+    def survey(self, seconds=HOST_SECONDS):
+        """Of each host in its order: the pair, whether it takes writes, and words about it."""
+        with concurrent.futures.ThreadPoolExecutor(len(self.hosts)) as pool:
+            return list(pool.map(lambda pair: self.look_at(pair, seconds), self.hosts))
+
+    def look_at(self, pair, seconds):
+        user, secret = self.user, self.variables
+        if self.administrator:
+            user, secret = self.administrator, self.secret(self.administrator_password)
+        database = self.database if user == self.user else self.system_database
+        try:
+            good, words = self.verdict(self.client(self.options(user, pair), database, self.condition_asked,
+                                                   timeout=seconds, **secret).split())
+        except Refused as error:
+            good, words = False, f"does not answer: {' '.join(str(error).split())}"
+        return pair, good, f"{hosts_text([pair])} {words}"
+
+    def state(self, timeout=None):
+        """The search for the host is a part of the time."""
+        begun = time.monotonic()
+        if self.found is None and timeout:
+            self.find(timeout / 2)
+        return super().state(timeout and timeout - (time.monotonic() - begun))
 
     def ask(self, statements, traps=False):
         return self.client(self.options(self.user), self.database, statements, **self.variables)
@@ -161,8 +224,8 @@ class Server(Store):
             local = self.administrator == "" and not answers
             hint = f"\nNo server on this machine? sudo apt install {self.server_package}" if local else ""
             raise Refused(f"{error}{hint}") from None
-        if self.administrator == "" and port != str(self.port):
-            raise Refused(f"the server of this machine answers on port {port}. For the one on port {self.port} name "
+        if self.administrator == "" and port != str(self.at()[1]):
+            raise Refused(f"the server of this machine answers on port {port}. For the one on port {self.at()[1]} name "
                           "who may make user and database there: --admin-user")
 
     def make_place(self, steps):
@@ -196,12 +259,33 @@ class PostgreSql(Server):
              "tls": "SSLmode"}
     system_database, local_account = "postgres", "postgres"
     port_asked = "SHOW port;"
+    condition_asked = "SELECT pg_is_in_recovery(), current_setting('default_transaction_read_only');"
+    # Which of several hosts, and that one which went without a word is given up: the driver hands these on.
+    several = {"target_session_attrs": "read-write", "tcp_user_timeout": "10000"}
 
-    def options(self, user):
-        return ["-w", "-h", self.host, "-p", str(self.port), "-U", user]
+    def options(self, user, at=None):
+        host, port = at or self.at()
+        return ["-w", "-h", host, "-p", str(port), "-U", user]
 
     def local_options(self):
-        return ["-w", "-p", str(self.port)]
+        return ["-w", "-p", str(self.at()[1])]
+
+    @staticmethod
+    def verdict(answer):
+        standby, read_only = answer[0].split("|")
+        if standby == "t":
+            return False, "is a standby"
+        return read_only != "on", "refuses writes (default_transaction_read_only)" if read_only == "on" else "takes writes"
+
+    def host_values(self, present):
+        """The driver takes several hosts, but one port for all of them."""
+        words = dict(word.partition("=")[::2] for word in present.get("pqopt", "").strip("{}").split())
+        if len(self.hosts) > 1:
+            words = self.several | words | {"target_session_attrs": "read-write"}
+        else:
+            words.pop("target_session_attrs", None)
+        return {"Servername": ",".join(host for host, _ in self.hosts), "Port": str(self.hosts[0][1]),
+                "pqopt": " ".join(f"{name}={value}" for name, value in words.items())}
 
     def secret(self, password):
         proof = {"PGSSLROOTCERT": self.tls_ca} if self.tls_ca else {}
@@ -242,11 +326,31 @@ class MariaDb(Server):
              "tls": "SSLVERIFY", "tls_ca": "SSLCA"}
     system_database = "information_schema"
     port_asked = "SELECT @@port;"
+    # Statements that a node answers which is not synced with its cluster.
+    condition_asked = "SHOW GLOBAL VARIABLES LIKE 'read_only'; SHOW GLOBAL STATUS LIKE 'wsrep_local_state_comment';"
 
-    def options(self, user):
+    @staticmethod
+    def verdict(answer):
+        """A server of no cluster has no such status, or an empty one."""
+        said = dict(zip(answer[::2], answer[1::2]))
+        synced = said.get("wsrep_local_state_comment", "")
+        if said.get("read_only") == "ON":
+            return False, "refuses writes (read_only)"
+        if synced not in ("", "Synced"):
+            return False, f"is not synced with its cluster ({synced})"
+        return True, "is synced and takes writes" if synced else "takes writes"
+
+    def host_values(self, _present):
+        """The driver takes several hosts only with a port each."""
+        if len(self.hosts) == 1:
+            return {"SERVER": self.hosts[0][0], "PORT": str(self.hosts[0][1])}
+        return {"SERVER": hosts_text(self.hosts).replace(" ", ""), "PORT": ""}
+
+    def options(self, user, at=None):
+        host, port = at or self.at()
         encryption = ["--ssl-verify-server-cert"] if self.tls == "require" else []
         encryption += [f"--ssl-ca={self.tls_ca}"] if self.tls_ca else []
-        return ["--protocol=tcp", f"--host={self.host}", f"--port={self.port}", f"--user={user}",
+        return ["--protocol=tcp", f"--host={host}", f"--port={port}", f"--user={user}",
                 "--connect-timeout=5", *encryption]
 
     def local_options(self):

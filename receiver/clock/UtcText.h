@@ -14,4 +14,7 @@ std::string Rfc3339Text(std::int64_t seconds);
 // In the headers of a mail (RFC 5322, 3.3): "Sun, 01 Mar 2026 17:05:09 +0000".
 std::string Rfc5322Text(std::int64_t seconds);
 
+// How long so many seconds are, for administrators: "12 days", "5 hours", "3 minutes".
+std::string LengthText(std::int64_t seconds);
+
 }  // namespace korvane::receiver

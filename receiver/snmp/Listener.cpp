@@ -1,9 +1,7 @@
 #include "receiver/snmp/Listener.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <linux/sock_diag.h>
 #include <sys/select.h>
 #include <sys/socket.h>
 
@@ -13,6 +11,7 @@
 #include <stdexcept>
 
 #include "common/Number.h"
+#include "receiver/capture/Capture.h"
 #include "receiver/snmp/MessageHeader.h"
 #include "receiver/snmp/NetSnmp.h"
 #include "receiver/snmp/Notification.h"
@@ -22,9 +21,9 @@
 namespace korvane::receiver {
 namespace {
 
-constexpr int kReceiveBufferBytes = 32 << 20;
 constexpr int kPacketsPerTurn = 256;
 constexpr std::size_t kBytesPerTurn = std::size_t{2} << 20;
+constexpr std::int64_t kNanosecondsOfSecond = 1'000'000'000;
 
 bool IsPort(std::string_view text) {
   return NumberIn<std::uint16_t>(text).value_or(0) != 0;
@@ -40,19 +39,17 @@ std::string UserOf(const snmp_pdu& pdu) {
   return pdu.securityName == nullptr ? std::string() : std::string(pdu.securityName, pdu.securityNameLen);
 }
 
-// The kernel doubles the value and cuts it to net.core.rmem_max unless we may go beyond.
-void EnlargeReceiveBuffer(int socket) {
-  const int bytes = kReceiveBufferBytes;
-  if (setsockopt(socket, SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) != 0) {
-    setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+// The library's own form of where a packet came from and was sent to, by which it answers; its length.
+std::size_t SetTransportData(const PacketHead& packet, netsnmp_indexed_addr_pair& addresses) {
+  if (packet.From.Any.sa_family == AF_INET6) {
+    addresses.remote_addr.sin6 = packet.From.V6;
+    return sizeof packet.From.V6;
   }
-}
-
-int ReceiveBufferOf(int socket) {
-  int bytes = 0;
-  socklen_t length = sizeof bytes;
-  getsockopt(socket, SOL_SOCKET, SO_RCVBUF, &bytes, &length);
-  return bytes;
+  addresses.remote_addr.sin = packet.From.V4;
+  addresses.local_addr.sin.sin_family = AF_INET;
+  addresses.local_addr.sin.sin_addr = packet.To;
+  addresses.if_index = packet.Interface;
+  return sizeof addresses;
 }
 
 // A sender repeats an inform with its request ID and its bindings, sysUpTime.0 among them, from the same
@@ -99,8 +96,8 @@ std::string ListenAddressProblem(std::string_view address) {
   return {};
 }
 
-// net-snmp's transport with our hand between it and the socket: we see a packet before the library does, and
-// can keep what it sends instead of sending it.  The library frees it with free(), so it is a plain
+// net-snmp's transport with our hand between it and the socket: the library gets the packets that we have
+// captured, and what it sends can be kept instead.  The library frees it with free(), so it is a plain
 // structure.
 struct Listener::Socket {
   struct Transport : netsnmp_transport {
@@ -127,50 +124,49 @@ struct Listener::Socket {
   int Descriptor = -1;
   void* Session = nullptr;
   Transport* Wire = nullptr;  // the session's
-  decltype(netsnmp_transport::f_recv) LibraryReceive = nullptr;
   decltype(netsnmp_transport::f_send) LibrarySend = nullptr;
-  netsnmp_large_fd_set Ready{};
-  bool GotPacket = false;
-  std::string_view LastPacket;  // in the library's buffer, while it reads it
-  std::string LastPeer;
-  std::string* Capture = nullptr;  // where the next packet goes instead of the network
+  netsnmp_large_fd_set Ready{};              // names the socket, so that the library reads
+  const CapturedPacket* Captured = nullptr;  // what it then gets
+  std::string* Kept = nullptr;               // where the next packet goes instead of the network
 };
 
 struct Listener::Packet {
-  explicit Packet(Socket& from) : From(from) {}
-
   Socket& From;
+  const CapturedPacket& Captured;
   bool Notification = false;
   bool Handshake = false;
-  std::string Reason;  // why it is not acceptable
+  std::string Reason = {};  // why it is not acceptable
   // Of an SNMPv3 message.
-  std::string User;
-  std::string EngineId;
+  std::string User = {};
+  std::string EngineId = {};
   bool Authentic = false;
 };
 
 int Listener::Socket::Receive(netsnmp_transport* transport, void* buffer, int size, void** opaque,
                               int* opaqueLength) {
   Socket& socket = *static_cast<Transport*>(transport)->Owner;
-  const int got = socket.LibraryReceive(transport, buffer, size, opaque, opaqueLength);
-  socket.GotPacket = got >= 0;
-  if (got >= 0) {
-    socket.LastPacket = {static_cast<const char*>(buffer), static_cast<std::size_t>(got)};
-    socket.LastPeer.assign(static_cast<const char*>(*opaque), *opaque != nullptr ? *opaqueLength : 0);
-    if (const auto header = ReadUsmHeader(socket.LastPacket)) {
-      socket.Library.ExpectSender(header->User, header->EngineId);
-    }
+  const CapturedPacket* captured = std::exchange(socket.Captured, nullptr);
+  auto* addresses = static_cast<netsnmp_indexed_addr_pair*>(
+      captured == nullptr ? nullptr : std::calloc(1, sizeof(netsnmp_indexed_addr_pair)));
+  if (addresses == nullptr) {
+    errno = EAGAIN;
+    return -1;
   }
-  return got;
+  *opaque = addresses;
+  *opaqueLength = static_cast<int>(SetTransportData(captured->Head, *addresses));
+  if (const auto header = ReadUsmHeader(captured->Bytes)) {
+    socket.Library.ExpectSender(header->User, header->EngineId);
+  }
+  return static_cast<int>(captured->Bytes.copy(static_cast<char*>(buffer), static_cast<std::size_t>(size)));
 }
 
 int Listener::Socket::Send(netsnmp_transport* transport, const void* buffer, int size, void** opaque,
                            int* opaqueLength) {
   Socket& socket = *static_cast<Transport*>(transport)->Owner;
-  if (socket.Capture == nullptr) {
+  if (socket.Kept == nullptr) {
     return socket.LibrarySend(transport, buffer, size, opaque, opaqueLength);
   }
-  socket.Capture->assign(static_cast<const char*>(buffer), static_cast<std::size_t>(size));
+  socket.Kept->assign(static_cast<const char*>(buffer), static_cast<std::size_t>(size));
   return size;
 }
 
@@ -189,20 +185,21 @@ std::string Listener::Socket::Encoded(snmp_pdu& inform) {
   response->errstat = 0;
   response->errindex = 0;
   std::string packet;
-  Capture = &packet;
+  Kept = &packet;
   if (snmp_sess_send(Session, response) == 0) {
     snmp_free_pdu(response);
   }
-  Capture = nullptr;
+  Kept = nullptr;
   return packet;
 }
 
-Listener::Listener(SnmpLibrary& library, TrapQueue& queue, Counters& counters, ServiceLog& log)
-    : library_(library), queue_(queue), counters_(counters), log_(log), packetLog_(log) {}
+Listener::Listener(SnmpLibrary& library, PacketRing& ring, TrapQueue& queue, Counters& counters,
+                   ServiceLog& log)
+    : library_(library), ring_(ring), queue_(queue), counters_(counters), log_(log), packetLog_(log) {}
 
 Listener::~Listener() = default;
 
-void Listener::Listen(const std::string& address) {
+int Listener::Listen(const std::string& address) {
   if (const std::string problem = ListenAddressProblem(address); !problem.empty()) {
     throw std::runtime_error(fmt::format("can't listen on {}: {}", address, problem));
   }
@@ -215,13 +212,12 @@ void Listener::Listen(const std::string& address) {
   static_cast<netsnmp_transport&>(*transport) = *opened;
   std::free(opened);  // only the structure: what it points to went over
   transport->Owner = socket.get();
-  socket->LibraryReceive = std::exchange(transport->f_recv, Socket::Receive);
+  transport->f_recv = Socket::Receive;
   socket->LibrarySend = std::exchange(transport->f_send, Socket::Send);
   socket->Wire = transport;
   socket->Descriptor = transport->sock;
   netsnmp_large_fd_set_init(&socket->Ready, transport->sock + 1);
-  EnlargeReceiveBuffer(transport->sock);
-  fcntl(transport->sock, F_SETFL, fcntl(transport->sock, F_GETFL) | O_NONBLOCK);
+  const std::size_t buffer = EnlargeReceiveBuffer(transport->sock);
 
   netsnmp_session session;
   snmp_sess_init(&session);
@@ -239,9 +235,10 @@ void Listener::Listen(const std::string& address) {
   if (socket->Session == nullptr) {
     throw std::runtime_error(fmt::format("can't listen on {}: the SNMP library refuses it", address));
   }
-  log_.Info(fmt::format("listening on {}, receive buffer {} KiB", address,
-                        ReceiveBufferOf(socket->Descriptor) / 1024));
+  log_.Info(fmt::format("listening on {}, receive buffer {} KiB, enough for about {} packets", address,
+                        buffer / 1024, PacketsInBuffer(buffer)));
   sockets_.push_back(std::move(socket));
+  return sockets_.back()->Descriptor;
 }
 
 void Listener::RememberInforms(std::span<const std::uint64_t> keys) {
@@ -250,40 +247,35 @@ void Listener::RememberInforms(std::span<const std::uint64_t> keys) {
   }
 }
 
-void Listener::AddPollEntries(std::vector<pollfd>& entries) const {
-  for (const auto& socket : sockets_) {
-    entries.push_back({.fd = socket->Descriptor, .events = POLLIN, .revents = 0});
-  }
-}
-
 bool Listener::ReadPackets() {
-  bool more = false;
-  for (const auto& socket : sockets_) {
-    int packets = 0;
-    do {
-      ReadOne(*socket);
-    } while (socket->GotPacket && ++packets < kPacketsPerTurn && takenBytes_ < kBytesPerTurn);
-    more = more || socket->GotPacket;
-    if (!taken_.empty()) {
-      queue_.Push(std::exchange(taken_, {}));
-      takenBytes_ = 0;
-    }
+  bool more = true;
+  for (int packets = 0; more && packets < kPacketsPerTurn && takenBytes_ < kBytesPerTurn; ++packets) {
+    more = ReadOne();
+  }
+  if (!taken_.empty()) {
+    queue_.Push(std::exchange(taken_, {}));
+    takenBytes_ = 0;
   }
   return more;
 }
 
-void Listener::ReadOne(Socket& socket) {
-  NETSNMP_LARGE_FD_SET(socket.Descriptor, &socket.Ready);
-  socket.GotPacket = false;
-  Packet packet(socket);
+bool Listener::ReadOne() {
+  const std::optional<CapturedPacket> captured = ring_.Next();
+  if (!captured) {
+    return false;
+  }
+  Socket& socket = *sockets_[captured->Head.Socket];
+  socket.Captured = &*captured;
+  Packet packet{.From = socket, .Captured = *captured};
   packet_ = &packet;
   library_.BeginMessage();
+  NETSNMP_LARGE_FD_SET(socket.Descriptor, &socket.Ready);  // the library takes it out as it reads
   snmp_sess_read2(socket.Session, &socket.Ready);
   const std::string librarySaid = library_.EndMessage(packet.User, packet.EngineId, packet.Authentic);
   packet_ = nullptr;
-  if (socket.GotPacket) {
-    Count(packet, librarySaid);
-  }
+  socket.Captured = nullptr;
+  Count(packet, librarySaid);
+  return true;
 }
 
 int Listener::OnPacketParsed(snmp_session* session, snmp_pdu* pdu, int result) {
@@ -342,11 +334,9 @@ void Listener::Received(snmp_pdu& pdu) {
   if (!packet_->Reason.empty()) {
     return;
   }
-  const Peer peer = PeerOf(packet_->From.LastPeer);
+  const Peer& peer = SenderOf(packet_->Captured.Head.From);
   notification->PeerAddress = peer.Address;
-  notification->ReceivedSeconds =
-      std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
-          .count();
+  notification->ReceivedSeconds = packet_->Captured.Head.ReceivedAt / kNanosecondsOfSecond;
   std::optional<TrapRow> row = MapNotification(*notification);
   if (!row) {
     packet_->Reason = "a notification without snmpTrapOID.0";
@@ -362,6 +352,18 @@ void Listener::Received(snmp_pdu& pdu) {
   }
 }
 
+// Traps of one sender often come one behind the other.
+const Peer& Listener::SenderOf(const SocketAddress& address) {
+  const auto octets = [](const SocketAddress& of) {
+    return std::string_view(reinterpret_cast<const char*>(&of), sizeof of);
+  };
+  if (octets(address) != octets(lastSender_)) {
+    lastSender_ = address;
+    lastPeer_ = PeerOf(address);
+  }
+  return lastPeer_;
+}
+
 void Listener::TakeIn(QueuedTrap& trap) {
   ++counters_.Received;
   takenBytes_ += trap.Row.EventDescription.size() + trap.Row.Event_ExtDescr.size();
@@ -370,11 +372,14 @@ void Listener::TakeIn(QueuedTrap& trap) {
 
 void Listener::ReceivedInform(snmp_pdu& pdu, QueuedTrap& trap) {
   Socket& socket = packet_->From;
-  Answer answer = {.Socket = socket.Number, .Peer = socket.LastPeer, .Packet = {}};
+  netsnmp_indexed_addr_pair addresses{};
+  const std::size_t length = SetTransportData(packet_->Captured.Head, addresses);
+  Answer answer = {
+      .Socket = socket.Number, .Peer = {reinterpret_cast<const char*>(&addresses), length}, .Packet = {}};
   if (pdu.version == SNMP_VERSION_3) {
     answer.Packet = socket.Encoded(pdu);
   } else {
-    answer.Packet = ResponseTo(socket.LastPacket);
+    answer.Packet = ResponseTo(packet_->Captured.Bytes);
   }
   const InformTable::Result result =
       informs_.Arrived(trap.Row.InformKey, answer, std::chrono::steady_clock::now());
@@ -423,7 +428,7 @@ void Listener::Count(const Packet& packet, const std::string& librarySaid) {
     return;
   }
   packetLog_.Warning([&] {
-    const std::string peer = PeerOf(packet.From.LastPeer).Address;
+    const std::string peer = PeerOf(packet.Captured.Head.From).Address;
     const std::string detail =
         librarySaid.empty() ? std::string() : fmt::format(" (SNMP library: {})", librarySaid);
     return fmt::format("packet from {} {}: {}{}", peer.empty() ? "?" : peer,
@@ -433,18 +438,6 @@ void Listener::Count(const Packet& packet, const std::string& librarySaid) {
                                               : "no SNMP message",
                        detail);
   });
-}
-
-std::uint64_t Listener::DroppedByKernel() const {
-  std::uint64_t dropped = 0;
-  for (const auto& socket : sockets_) {
-    std::array<std::uint32_t, SK_MEMINFO_VARS> figures{};
-    socklen_t length = sizeof figures;
-    if (getsockopt(socket->Descriptor, SOL_SOCKET, SO_MEMINFO, figures.data(), &length) == 0) {
-      dropped += figures[SK_MEMINFO_DROPS];
-    }
-  }
-  return dropped;
 }
 
 }  // namespace korvane::receiver

@@ -1,8 +1,7 @@
-// The sockets on which notifications arrive, and the answers to informs.  Reads packets with net-snmp's
-// library, maps them and puts them into the queue.  Everything here runs on one thread, the library's.
+// The sockets on which notifications arrive, and the answers to informs.  Decodes captured packets with
+// net-snmp's library, maps them and puts them into the queue.  Everything here runs on one thread, the
+// library's.
 #pragma once
-
-#include <poll.h>
 
 #include <cstdint>
 #include <memory>
@@ -13,7 +12,9 @@
 
 #include "receiver/Counters.h"
 #include "receiver/ServiceLog.h"
+#include "receiver/capture/PacketRing.h"
 #include "receiver/snmp/InformTable.h"
+#include "receiver/snmp/PduReader.h"
 #include "receiver/snmp/SnmpLibrary.h"
 #include "receiver/spool/TrapQueue.h"
 
@@ -28,18 +29,18 @@ std::string ListenAddressProblem(std::string_view address);
 
 class Listener {
  public:
-  Listener(SnmpLibrary& library, TrapQueue& queue, Counters& counters, ServiceLog& log);
+  // ring: what is captured from the sockets, each added to it in the order of Listen.
+  Listener(SnmpLibrary& library, PacketRing& ring, TrapQueue& queue, Counters& counters, ServiceLog& log);
   ~Listener();
 
   // Informs of an earlier run, whose senders may not have seen our answer.
   void RememberInforms(std::span<const std::uint64_t> keys);
-  // Opens a socket with as large a receive buffer as the system allows.  Throws std::runtime_error.
-  void Listen(const std::string& address);
+  // Opens a socket with as large a receive buffer as the system allows, for somebody to capture from; stays
+  // its owner.  Throws std::runtime_error.
+  int Listen(const std::string& address);
 
-  // One entry for each socket, in the order of Listen.
-  void AddPollEntries(std::vector<pollfd>& entries) const;
-  // Takes in what waits at the sockets, at most a good number of packets at each, so that other work is not
-  // starved.  True when there may be more.
+  // Takes in what waits in the ring, at most a good number of packets, so that other work is not starved.
+  // True when there may be more.
   bool ReadPackets();
   // Sends the answers to informs whose traps are safe now.
   void SendAnswers(std::span<const std::uint64_t> tokens);
@@ -50,9 +51,6 @@ class Listener {
   // Says how many lines about packets were left out since the last one.
   void TellLeftOut() { packetLog_.TellLeftOut(); }
 
-  // Packets the kernel dropped at our sockets.
-  std::uint64_t DroppedByKernel() const;
-
  private:
   struct Socket;
   struct Packet;
@@ -60,7 +58,8 @@ class Listener {
   static int OnPacketParsed(snmp_session* session, snmp_pdu* pdu, int result);
   static int OnMessage(int operation, snmp_session* session, int requestId, snmp_pdu* pdu, void* listener);
 
-  void ReadOne(Socket& socket);
+  bool ReadOne();
+  const Peer& SenderOf(const SocketAddress& address);
   void Parsed(const snmp_pdu& pdu, int result);
   void Received(snmp_pdu& pdu);
   std::string Refusal(const snmp_pdu& pdu) const;
@@ -70,6 +69,7 @@ class Listener {
   void SendAnswer(Answer& answer);
 
   SnmpLibrary& library_;
+  PacketRing& ring_;
   TrapQueue& queue_;
   Counters& counters_;
   ServiceLog& log_;
@@ -79,6 +79,8 @@ class Listener {
   std::vector<QueuedTrap> taken_;
   std::size_t takenBytes_ = 0;
   Packet* packet_ = nullptr;  // the one that is being read
+  SocketAddress lastSender_{.V6 = {}};
+  Peer lastPeer_;
 };
 
 }  // namespace korvane::receiver

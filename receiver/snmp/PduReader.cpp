@@ -162,20 +162,15 @@ std::optional<Notification> ReadPdu(const snmp_pdu& pdu) {
   return notification;
 }
 
-Peer PeerOf(std::string_view transportData) {
-  netsnmp_indexed_addr_pair addresses{};
-  if (transportData.size() > sizeof addresses || transportData.size() < sizeof(sockaddr_in)) {
-    return {};
-  }
-  std::memcpy(&addresses, transportData.data(), transportData.size());
-  if (addresses.remote_addr.sa.sa_family == AF_INET) {
-    const sockaddr_in& from = addresses.remote_addr.sin;
+Peer PeerOf(const SocketAddress& sender) {
+  if (sender.Any.sa_family == AF_INET) {
+    const sockaddr_in& from = sender.V4;
     return {AddressText({reinterpret_cast<const char*>(&from.sin_addr), 4}), ntohs(from.sin_port)};
   }
-  if (addresses.remote_addr.sa.sa_family != AF_INET6) {
+  if (sender.Any.sa_family != AF_INET6) {
     return {};
   }
-  const sockaddr_in6& from = addresses.remote_addr.sin6;
+  const sockaddr_in6& from = sender.V6;
   const std::string_view octets(reinterpret_cast<const char*>(&from.sin6_addr), 16);
   const std::uint16_t port = ntohs(from.sin6_port);
   if (IN6_IS_ADDR_V4MAPPED(&from.sin6_addr)) {

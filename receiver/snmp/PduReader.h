@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
+
+#include "receiver/capture/CapturedPacket.h"
 
 struct snmp_pdu;
 
@@ -20,7 +21,7 @@ struct Peer {
   std::uint16_t Port = 0;
 };
 
-// Who sent a packet over UDP: its transport data, as the library keeps them.
-Peer PeerOf(std::string_view transportData);
+// Who sent a packet over UDP; empty for another kind of address.
+Peer PeerOf(const SocketAddress& sender);
 
 }  // namespace korvane::receiver

@@ -17,13 +17,6 @@ namespace {
 
 constexpr std::uint32_t kMostBoots = 2147483647;  // RFC 3414, 2.2.1
 
-std::string RandomOctets(std::size_t count) {
-  std::random_device device;
-  std::string octets(count, '\0');
-  std::generate(octets.begin(), octets.end(), [&] { return static_cast<char>(device()); });
-  return octets;
-}
-
 // The value of a "name = value" line; empty when there is none.
 std::string_view Line(std::string_view content, std::string_view name) {
   while (!content.empty()) {
@@ -68,6 +61,13 @@ std::optional<ReceiverState> Parse(std::string_view content) {
 }
 
 }  // namespace
+
+std::string RandomOctets(std::size_t count) {
+  std::random_device device;
+  std::string octets(count, '\0');
+  std::generate(octets.begin(), octets.end(), [&] { return static_cast<char>(device()); });
+  return octets;
+}
 
 std::string HexDigits(std::string_view octets) {
   std::string text;

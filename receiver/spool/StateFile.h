@@ -3,6 +3,7 @@
 // replaced whole and synced.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -20,6 +21,8 @@ struct ReceiverState {
   bool New = false;          // there was no file, or a damaged one
 };
 
+// From the machine's own source.
+std::string RandomOctets(std::size_t count);
 // Two hexadecimal digits for each octet.
 std::string HexDigits(std::string_view octets);
 // The octets that these digits stand for; nothing when they are no such digits.

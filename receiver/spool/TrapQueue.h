@@ -1,5 +1,5 @@
 // From the listening thread to the spooling one, bounded by bytes.  When it is full the listener stops
-// reading its sockets, so what does not fit is dropped by the kernel, where it is counted, and nowhere else.
+// decoding, so the ring of packets fills; what does not fit there is dropped and counted, and nowhere else.
 #pragma once
 
 #include <chrono>

@@ -1,5 +1,4 @@
 #include "receiver/store/DatabaseTrapStore.h"
-#include "receiver/Configuration.h"
 
 #include <fmt/format.h>
 
@@ -7,10 +6,15 @@
 #include <charconv>
 
 #include "platform/Identity.h"
+#include "receiver/Configuration.h"
+#include "receiver/spool/StateFile.h"
+#include "receiver/store/Partitions.h"
 #include "store/Heartbeats.h"
 #include "store/Recordset.h"
+#include "store/Retry.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
+#include "store/TrapNumbers.h"
 
 namespace korvane::receiver {
 namespace {
@@ -18,9 +22,19 @@ namespace {
 // One row per spool that stores here: Spool_ID, Last_Number.
 constexpr std::string_view kReceiverState = "Receiver_State";
 
-constexpr std::array<std::string_view, 9> kColumns = {"EventTime",      "Source",       "EnterpriseOid",
-                                                      "GenericTrap",    "SpecificTrap", "EventDescription",
-                                                      "Event_ExtDescr", "EventNotes",   "EventAck"};
+// What is not named has its default: no notes, not acknowledged.
+constexpr std::array<std::string_view, 7> kColumns = {"EventTime",     "Source",       "EnterpriseOid",
+                                                      "GenericTrap",   "SpecificTrap", "EventDescription",
+                                                      "Event_ExtDescr"};
+
+constexpr std::size_t kIdentityOctets = 16;
+
+void RequireMoved(const std::optional<std::string>& failed) {
+  if (failed) {
+    throw store::DatabaseError("The number of the last stored trap was changed by another receiver.", "55000",
+                               0, *failed);
+  }
+}
 
 }  // namespace
 
@@ -30,77 +44,120 @@ std::uint64_t DatabaseTrapStore::Open(std::string_view spoolId, std::uint64_t hi
   spoolId_ = spoolId;
   connection_.Open(dataSource_, {}, {}, kStoreOptions);
   machine_ = platform::ThisProcess().Machine;
-  const std::string condition = "Spool_ID = " + store::Quoted(spoolId_);
-  std::string text;
+  std::optional<std::uint64_t> known;
   {
-    store::Recordset rows = connection_.OpenRecordset(kReceiverState, condition);
-    if (!rows.Next()) {
-      connection_.Execute(fmt::format("INSERT INTO {} (Spool_ID, Last_Number) VALUES ('{}', {})",
-                                      kReceiverState, spoolId_, remembered));
-      text = fmt::to_string(remembered);
-    } else {
-      text = rows.Text("Last_Number");
+    store::Recordset rows =
+        connection_.OpenRecordset(kReceiverState, "Spool_ID = " + store::Quoted(spoolId_));
+    if (rows.Next()) {
+      const std::string text = rows.Text("Last_Number");
+      std::from_chars(text.data(), text.data() + text.size(), known.emplace(0));
     }
   }
-  std::uint64_t stored = 0;
-  std::from_chars(text.data(), text.data() + text.size(), stored);
-  if (stored > highestPossible) {
-    MoveStoredNumber(stored, remembered);
-    stored = remembered;
+  wentBack_ = known.value_or(0) < remembered;
+  if (!known) {
+    connection_.Execute(fmt::format("INSERT INTO {} (Spool_ID, Last_Number) VALUES ('{}', {})",
+                                    kReceiverState, spoolId_, remembered));
+  } else if (*known > highestPossible) {
+    Move(*known, remembered);
   }
-  batch_.emplace(connection_, store::kEventTrap, kColumns);
-  return stored;
+  if (connection_.Kind() == store::Engine::Sqlite) {
+    embedded_.emplace(connection_, warn_, turns_);
+  } else {
+    batch_.emplace(connection_, store::kEventTrap, kColumns);
+  }
+  return known && *known <= highestPossible ? *known : remembered;
 }
 
 void DatabaseTrapStore::Insert(const TrapRow& row) {
   const std::array<store::BatchInsert::Value, kColumns.size()> values = {
-      row.EventTime,      row.Source,         row.EnterpriseOid,
-      row.GenericTrap,    row.SpecificTrap,   row.EventDescription,
-      row.Event_ExtDescr, std::string_view(), 0};
+      row.EventTime,    row.Source,           row.EnterpriseOid, row.GenericTrap,
+      row.SpecificTrap, row.EventDescription, row.Event_ExtDescr};
   batch_->Add(values);
 }
 
-// Conditional on where it stands, so that a second receiver with a copy of this spool is noticed instead of
-// both moving it.
-void DatabaseTrapStore::MoveStoredNumber(std::uint64_t from, std::uint64_t to) {
-  const std::string statement =
+// Each changes one row.  Conditional on where the number stands, so that a second receiver with a copy of
+// this spool is noticed instead of both moving it.
+std::vector<std::string> DatabaseTrapStore::MoveStatements(std::uint64_t from, std::uint64_t to) const {
+  std::vector<std::string> statements = {
       fmt::format("UPDATE {} SET Last_Number = {} WHERE Spool_ID = '{}' AND Last_Number = {}", kReceiverState,
-                  to, spoolId_, from);
-  if (connection_.Execute(statement) != 1) {
-    throw store::DatabaseError("The number of the last stored trap was changed by another receiver.", "55000",
-                               0, statement);
+                  to, spoolId_, from)};
+  if (wentBack_) {
+    statements.push_back(fmt::format("UPDATE {} SET Store_Identity = '{}'", store::kStoreInfo,
+                                     HexDigits(RandomOctets(kIdentityOctets))));
+  }
+  return statements;
+}
+
+void DatabaseTrapStore::Move(std::uint64_t from, std::uint64_t to) {
+  for (const std::string& statement : MoveStatements(from, to)) {
+    RequireMoved(connection_.Execute(statement) == 1 ? std::nullopt : std::optional(statement));
   }
 }
 
 void DatabaseTrapStore::Store(std::span<const SpooledTrap> traps, std::uint64_t previous) {
-  store::Transaction transaction(connection_);
-  for (const SpooledTrap& trap : traps) {
-    Insert(trap.Row);
+  try {
+    StoreAll(traps, previous);
+  } catch (const store::DatabaseError& error) {
+    if (store::TellsOfUsedUpNumbers(error)) {
+      throw store::UsedUpNumbers(error);
+    }
+    if (!LacksPartition(error)) {
+      throw;
+    }
+    // The numbers went further than anybody could foresee.
+    MakePartitions(connection_);
+    StoreAll(traps, previous);
   }
-  batch_->Flush();
-  MoveStoredNumber(previous, traps.back().Number);
-  Beat(false);
-  transaction.Commit();
+}
+
+void DatabaseTrapStore::StoreAll(std::span<const SpooledTrap> traps, std::uint64_t previous) {
+  const std::uint64_t last = traps.back().Number;
+  if (embedded_) {
+    RequireMoved(embedded_->Store(traps, MoveStatements(previous, last)));
+  } else {
+    store::RetriedOnce(connection_, [&] {
+      store::Transaction transaction(connection_);
+      for (const SpooledTrap& trap : traps) {
+        Insert(trap.Row);
+      }
+      batch_->Flush();
+      Move(previous, last);
+      transaction.Commit();
+    });
+  }
+  wentBack_ = false;
 }
 
 void DatabaseTrapStore::Skip(std::uint64_t number, std::uint64_t previous) {
-  store::Transaction transaction(connection_);
-  MoveStoredNumber(previous, number);
-  transaction.Commit();
+  store::RetriedOnce(connection_, [&] {
+    store::Transaction transaction(connection_);
+    Move(previous, number);
+    transaction.Commit();
+  });
+  wentBack_ = false;
 }
 
 void DatabaseTrapStore::Probe() {
+  if (embedded_) {
+    embedded_->Probe();
+    return;
+  }
   store::Transaction transaction(connection_);
   Insert(TrapRow{});
   batch_->Flush();
 }
 
-void DatabaseTrapStore::Beat(bool stopped) {
-  store::Beat(connection_, spoolId_, machine_, stopped);
+void DatabaseTrapStore::Beat(const store::ReceiverCondition& condition, bool stopped) {
+  store::RetriedOnce(connection_, [&] { store::Beat(connection_, spoolId_, machine_, condition, stopped); });
+}
+
+std::filesystem::path DatabaseTrapStore::Folder() const {
+  return embedded_ ? embedded_->Folder() : std::filesystem::path();
 }
 
 void DatabaseTrapStore::Close() noexcept {
   batch_.reset();
+  embedded_.reset();
   connection_.Close();
 }
 

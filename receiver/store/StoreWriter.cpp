@@ -33,7 +33,8 @@ StoreWriter::StoreWriter(Spool& spool, TrapStore& store, Quarantine quarantine, 
       counters_(counters),
       log_(log),
       options_(std::move(options)),
-      limit_(options.BatchRows),
+      limit_(options_.BatchRows),
+      disks_(spool.Folder(), log, options_.UsedOfDisk),
       store_(store, options_.LongestCall, [this](std::chrono::seconds underWay) {
         NoteUnavailable(fmt::format("it has not answered for {} seconds", underWay.count()));
       }) {
@@ -50,6 +51,7 @@ void StoreWriter::Run() {
     } catch (const std::system_error& error) {
       log_.Error(fmt::format("the spool can't be read: {}", error.what()));
     }
+    LookAtDisks();
     if (went) {
       pause_ = milliseconds(0);
     } else if (!Ended()) {
@@ -74,19 +76,39 @@ bool StoreWriter::Turn() {
   if (!connected_ && !Connect()) {
     return false;
   }
-  if (Fill()) {
-    return StoreBatch();
-  }
-  if (steady_clock::now() - lastBeat_ >= options_.BeatEvery && !ShowAlive()) {
+  const bool waited = Fill();
+  if (waited && !StoreBatch()) {
     return false;
   }
-  NoteAvailable();
+  // A batch has perhaps found the store gone and its traps stored.
+  if (connected_ && steady_clock::now() - lastBeat_ >= options_.BeatEvery && !ShowAlive()) {
+    return false;
+  }
+  if (!waited) {
+    NoteAvailable();
+  }
   return true;
+}
+
+// Also while the store is away: then the spool grows.
+void StoreWriter::LookAtDisks() {
+  const auto now = steady_clock::now();
+  if (now - lastLookAtDisks_ >= options_.BeatEvery) {
+    lastLookAtDisks_ = now;
+    diskUsed_ = disks_.Look(connected_ ? store_.Folder() : std::filesystem::path());
+  }
+}
+
+store::ReceiverCondition StoreWriter::Condition() {
+  LookAtDisks();
+  store::ReceiverCondition condition = options_.Condition ? options_.Condition() : store::ReceiverCondition();
+  condition.DiskUsed = diskUsed_;
+  return condition;
 }
 
 bool StoreWriter::ShowAlive() {
   try {
-    store_.Beat(false);
+    store_.Beat(Condition(), false);
   } catch (const store::DatabaseError& error) {
     return GiveUp(error);
   }
@@ -100,7 +122,7 @@ void StoreWriter::SayThatItEnds() {
     return;
   }
   try {
-    store_.Beat(true);
+    store_.Beat(Condition(), true);
   } catch (const store::DatabaseError& error) {
     log_.Warning(fmt::format("the trap store could not be told that the receiver ends: {}", Describe(error)));
   }
@@ -121,16 +143,19 @@ bool StoreWriter::Connect() {
   }
   connected_ = true;
   everConnected_ = true;
+  lastLookAtDisks_ = {};
   // A commit whose outcome was unknown shows here.
   SettleQuarantine(stored);
-  while (!batch_.empty() && batch_.front().Number <= stored) {
-    TellStored({&batch_.front(), 1});
-    batch_.pop_front();
-    ++counters_.Stored;
-  }
+  const auto stays =
+      std::ranges::find_if(Batch(), [stored](const SpooledTrap& trap) { return trap.Number > stored; });
+  const std::span<const SpooledTrap> gone(Batch().begin(), stays);
+  TellStored(gone);
+  counters_.Stored += gone.size();
+  DropFromBatch(gone.size());
   if (stored != stored_) {
     if (stored < stored_) {
       batch_.clear();
+      batchStart_ = 0;
     }
     failures_ = 0;
     stored_ = stored;
@@ -141,28 +166,28 @@ bool StoreWriter::Connect() {
 
 // True when there is something to store.
 bool StoreWriter::Fill() {
-  if (batch_.empty()) {
+  if (Batch().empty()) {
     if (!stopping_) {
       spool_.WaitForMore(stored_, 1, kIdleWait);
       spool_.WaitForMore(stored_, options_.BatchRows, options_.BatchTime);
     }
-    std::vector<SpooledTrap> traps = spool_.Read(stored_, options_.BatchRows, options_.BatchBytes);
-    batch_.assign(std::make_move_iterator(traps.begin()), std::make_move_iterator(traps.end()));
+    batch_ = spool_.Read(stored_, options_.BatchRows, options_.BatchBytes);
+    batchStart_ = 0;
   }
   return !batch_.empty();
 }
 
 bool StoreWriter::StoreBatch() {
-  const std::size_t rows = std::min(batch_.size(), limit_);
-  const std::vector<SpooledTrap> traps(batch_.begin(), batch_.begin() + static_cast<std::ptrdiff_t>(rows));
+  const std::span<const SpooledTrap> traps = Batch().first(std::min(Batch().size(), limit_));
   try {
     store_.Store(traps, stored_);
   } catch (const store::DatabaseError& error) {
-    return AfterFailure(error, rows);
+    return AfterFailure(error, traps.size());
   }
-  Advance(traps.back().Number, rows);
+  Advance(traps.back().Number);
   TellStored(traps);
-  counters_.Stored += rows;
+  counters_.Stored += traps.size();
+  DropFromBatch(traps.size());
   limit_ = std::min(limit_ * 2, options_.BatchRows);
   return true;
 }
@@ -173,10 +198,16 @@ void StoreWriter::TellStored(std::span<const SpooledTrap> traps) const {
   }
 }
 
-void StoreWriter::Advance(std::uint64_t number, std::size_t rows) {
+void StoreWriter::DropFromBatch(std::size_t rows) {
+  batchStart_ += rows;
+  if (batchStart_ == batch_.size()) {
+    batch_.clear();
+    batchStart_ = 0;
+  }
+}
+
+void StoreWriter::Advance(std::uint64_t number) {
   stored_ = number;
-  lastBeat_ = steady_clock::now();
-  batch_.erase(batch_.begin(), batch_.begin() + static_cast<std::ptrdiff_t>(rows));
   failures_ = 0;
   troubles_ = 0;
   spool_.MarkStored(number);
@@ -225,7 +256,7 @@ bool StoreWriter::AfterFailure(const store::DatabaseError& error, std::size_t ro
 }
 
 bool StoreWriter::PutIntoQuarantine(const std::string& reason) {
-  const SpooledTrap trap = batch_.front();
+  const SpooledTrap& trap = Batch().front();
   try {
     const bool kept = quarantine_.Add(trap, reason);
     aside_ = fmt::format("the trap store refuses trap {} from {}, {} {}: {}", trap.Number, trap.Row.Source,
@@ -238,8 +269,9 @@ bool StoreWriter::PutIntoQuarantine(const std::string& reason) {
   } catch (const store::DatabaseError& error) {
     return GiveUp(error);
   }
-  SettleQuarantine(trap.Number);
-  Advance(trap.Number, 0);
+  const std::uint64_t number = trap.Number;
+  SettleQuarantine(number);
+  Advance(number);
   return true;
 }
 
@@ -250,11 +282,11 @@ void StoreWriter::SettleQuarantine(std::uint64_t stored) {
     return;
   }
   const std::string line = std::exchange(aside_, {});
-  if (batch_.front().Number > stored) {
+  if (Batch().front().Number > stored) {
     quarantine_.TakeBack();
     return;
   }
-  batch_.pop_front();
+  DropFromBatch(1);
   ++counters_.Quarantined;
   log_.Error(line);
 }

@@ -1,4 +1,4 @@
-// Carries traps from the spool to the trap store: batches of up to 1,000 rows or 200 ms, one transaction
+// Carries traps from the spool to the trap store: batches of up to 4,000 rows or 200 ms, one transaction
 // each, in order of reception.  A thread of its own runs Run; everything else here may be called from any
 // thread.
 //
@@ -10,27 +10,28 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "receiver/Counters.h"
 #include "receiver/ServiceLog.h"
 #include "receiver/spool/Quarantine.h"
 #include "receiver/spool/Spool.h"
+#include "receiver/store/DiskWatch.h"
 #include "receiver/store/TrapStore.h"
 #include "receiver/store/WatchedTrapStore.h"
 
 namespace korvane::receiver {
 
 struct WriterOptions {
-  std::size_t BatchRows = 1000;
+  std::size_t BatchRows = 4000;
   std::size_t BatchBytes = std::size_t{4} << 20;
   std::chrono::milliseconds BatchTime{200};
   std::chrono::milliseconds FirstPause{250};  // after a failure; doubled up to the longest
   std::chrono::milliseconds LongestPause{5000};
-  std::chrono::milliseconds BeatEvery{5000};  // while there is nothing to store
+  std::chrono::milliseconds BeatEvery{5000};
   // Failures of one row alone, while the store takes others, before it is put into quarantine; the second
   // number for errors that rather speak of the store than of the row.
   int RowFailures = 3;
@@ -39,6 +40,10 @@ struct WriterOptions {
   std::chrono::milliseconds LongestCall{15000};
   // Told of what was stored, in order, on the writing thread; must not wait.
   std::function<void(std::span<const SpooledTrap>)> Stored = {};
+  // Asked before each beat, on the writing thread, for what the beat tells; how full the disks are is filled
+  // in here.
+  std::function<store::ReceiverCondition()> Condition = {};
+  DiskWatch::Measure UsedOfDisk = receiver::UsedOfDisk;
 };
 
 class StoreWriter {
@@ -62,8 +67,12 @@ class StoreWriter {
   bool Connect();
   bool Fill();
   bool StoreBatch();
+  void LookAtDisks();
   // Between batches: false when the store does not take it.
   bool ShowAlive();
+  store::ReceiverCondition Condition();
+  std::span<const SpooledTrap> Batch() const { return std::span(batch_).subspan(batchStart_); }
+  void DropFromBatch(std::size_t rows);
   void SayThatItEnds();
   bool AfterFailure(const store::DatabaseError& error, std::size_t rows);
   bool PutIntoQuarantine(const std::string& reason);
@@ -72,7 +81,7 @@ class StoreWriter {
   // Closes the store until the next try.  False.
   bool GiveUp(const store::DatabaseError& error);
   void TellStored(std::span<const SpooledTrap> traps) const;
-  void Advance(std::uint64_t number, std::size_t rows);
+  void Advance(std::uint64_t number);
   void Pause();
   // On the writing thread, or on the watching one while the writing one is held in the store.
   void NoteUnavailable(const std::string& reason);
@@ -94,15 +103,20 @@ class StoreWriter {
   // Of the writing thread.
   bool connected_ = false;
   bool everConnected_ = false;
+  std::int32_t diskUsed_ = 0;
   std::uint64_t stored_ = 0;       // as the trap store has it
   std::uint64_t countedUpTo_ = 0;  // traps up to here are in spooledBefore_ or did not wait
-  std::deque<SpooledTrap> batch_;  // read from the spool, not yet stored
-  std::size_t limit_ = 0;          // rows of the next transaction; less than a batch after a failure
-  int failures_ = 0;               // in a row, of the first trap of the batch alone
+  // Read from the spool; those before the start are stored.
+  std::vector<SpooledTrap> batch_;
+  std::size_t batchStart_ = 0;
+  std::size_t limit_ = 0;  // rows of the next transaction; less than a batch after a failure
+  int failures_ = 0;       // in a row, of the first trap of the batch alone
+  int troubles_ = 0;       // of the store, in a row
   std::chrono::milliseconds pause_{0};
   std::chrono::steady_clock::time_point lastReminder_;
   std::chrono::steady_clock::time_point lastBeat_;
-  int troubles_ = 0;   // of the store, in a row
+  DiskWatch disks_;
+  std::chrono::steady_clock::time_point lastLookAtDisks_;
   std::string aside_;  // what is to be said of the first trap of the batch once it is known to be skipped
 
   WatchedTrapStore store_;  // the last: its thread uses the others

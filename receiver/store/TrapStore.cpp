@@ -4,6 +4,8 @@
 #include <array>
 #include <string_view>
 
+#include "store/TrapNumbers.h"
+
 namespace korvane::receiver {
 
 bool IsStoreTrouble(const store::DatabaseError& error) {
@@ -25,17 +27,15 @@ bool IsStoreTrouble(const store::DatabaseError& error) {
 }
 
 bool TakesNoRows(const store::DatabaseError& error) {
-  // PostgreSQL: disk full, the sequence is at its end.
-  constexpr std::array<std::string_view, 2> kStates = {"53100", "2200H"};
+  // PostgreSQL: disk full, no partition for the row.  It numbers the rows itself: a number that is there
+  // already is no row's fault.
+  constexpr std::array<std::string_view, 3> kStates = {"53100", "23514", "23505"};
   // SQLite: full.  MariaDB: disk full, error while writing, error of the storage engine (which names the
-  // system's "no space left"), table full, no next number.
-  constexpr std::array<std::int32_t, 6> kNatives = {13, 1021, 1026, 1030, 1114, 1467};
-  // The store numbers its rows itself.  A number that is there already, as MariaDB gives after a failure for
-  // lack of room, is no row's fault.
-  const std::string_view text = error.what();
-  const bool numberTaken = (error.NativeCode() == 1062 && text.find("'PRIMARY'") != std::string_view::npos) ||
-                           (error.SqlState() == "23505" && text.find("_pkey") != std::string_view::npos);
-  return numberTaken || std::find(kStates.begin(), kStates.end(), error.SqlState()) != kStates.end() ||
+  // system's "no space left"), table full, a number that is there already (after a failure for lack of room,
+  // and on a cluster whose nodes do not count apart from each other).
+  constexpr std::array<std::int32_t, 6> kNatives = {13, 1021, 1026, 1030, 1114, 1062};
+  return store::TellsOfUsedUpNumbers(error) ||
+         std::find(kStates.begin(), kStates.end(), error.SqlState()) != kStates.end() ||
          std::find(kNatives.begin(), kNatives.end(), error.NativeCode()) != kNatives.end();
 }
 

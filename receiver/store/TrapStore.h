@@ -3,11 +3,13 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <span>
 #include <string_view>
 
 #include "receiver/spool/SpoolRecord.h"
 #include "store/DatabaseError.h"
+#include "store/Heartbeats.h"
 
 namespace korvane::receiver {
 
@@ -27,16 +29,19 @@ class TrapStore {
   virtual void Skip(std::uint64_t number, std::uint64_t previous) = 0;
   // Adds a harmless row and takes it back: succeeds when the store can take rows at all.
   virtual void Probe() = 0;
-  // Shows that this receiver is alive, or that it ends in order.  Storing traps shows the first as well.
-  virtual void Beat(bool stopped) = 0;
+  // Shows that this receiver is alive and how it fares, or that it ends in order.
+  virtual void Beat(const store::ReceiverCondition& condition, bool stopped) = 0;
+  // Where the files of the open store are on this machine; empty for a server's.
+  virtual std::filesystem::path Folder() const { return {}; }
   virtual void Close() noexcept = 0;
 };
 
 // True for an error that says something about the store rather than about the row: it is busy, full, gone,
 // stopping, or asks for another try.  It counts against a row only when it comes again and again.
 bool IsStoreTrouble(const store::DatabaseError& error);
-// True for an error that no row can cause: the disk is full, or the numbers that the store gives to its rows
-// are used up.  A trial row that is taken back does not meet it, so it is told by its code.
+// True for an error that no row can cause: the disk is full, the numbers that the store gives to its rows are
+// used up or given twice, or there is no partition for them.  A trial row that is taken back need not meet
+// it, so it is told by its code.
 bool TakesNoRows(const store::DatabaseError& error);
 
 }  // namespace korvane::receiver

@@ -66,9 +66,9 @@ void WatchedTrapStore::Probe() {
   store_.Probe();
 }
 
-void WatchedTrapStore::Beat(bool stopped) {
+void WatchedTrapStore::Beat(const store::ReceiverCondition& condition, bool stopped) {
   const Call call(*this);
-  store_.Beat(stopped);
+  store_.Beat(condition, stopped);
 }
 
 void WatchedTrapStore::Close() noexcept {

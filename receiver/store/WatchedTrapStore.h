@@ -30,7 +30,8 @@ class WatchedTrapStore : public TrapStore {
   void Store(std::span<const SpooledTrap> traps, std::uint64_t previous) override;
   void Skip(std::uint64_t number, std::uint64_t previous) override;
   void Probe() override;
-  void Beat(bool stopped) override;
+  void Beat(const store::ReceiverCondition& condition, bool stopped) override;
+  std::filesystem::path Folder() const override { return store_.Folder(); }
   void Close() noexcept override;
 
  private:

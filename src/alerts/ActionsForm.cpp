@@ -9,6 +9,7 @@
 #include "common/Translation.h"
 #include "store/DatabaseError.h"
 #include "store/FailureWords.h"
+#include "store/Retry.h"
 #include "store/Tables.h"
 
 namespace korvane::alerts {
@@ -138,15 +139,17 @@ std::optional<ActionKind> ActionsForm::Ok() {
   ActionIds saved;
   ActionKind current = tabs_.front();
   try {
-    store::Transaction transaction(services_.Connection, store::kBeepDetail);
-    for (const ActionKind kind : tabs_) {
-      current = kind;
-      if (const std::string missing = Missing(kind); !missing.empty()) {
-        throw std::invalid_argument(missing);
+    store::RetriedOnce(services_.Connection, [&] {
+      store::Transaction transaction(services_.Connection, store::kBeepDetail);
+      for (const ActionKind kind : tabs_) {
+        current = kind;
+        if (const std::string missing = Missing(kind); !missing.empty()) {
+          throw std::invalid_argument(missing);
+        }
+        IdOf(saved, kind) = Save(kind);
       }
-      IdOf(saved, kind) = Save(kind);
-    }
-    transaction.Commit();
+      transaction.Commit();
+    });
   } catch (const store::DatabaseError& error) {
     store::ShowFailure(services_.Prompt, Translated("The actions were not saved."), error,
                        store::Attempt::Changing);

@@ -10,6 +10,7 @@
 #include "store/ChangeLog.h"
 #include "store/DatabaseError.h"
 #include "store/Recordset.h"
+#include "store/Retry.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
 
@@ -105,27 +106,32 @@ bool AlertStore::IsUnique(std::string_view description, std::optional<std::int32
   return !rows.Next() || rows.Integer("Trap_Group_ID") == groupId;
 }
 
-std::int32_t AlertStore::SaveAlert(std::string_view description, const AlertCriteria& criteria,
-                                   const ActionIds& actions, std::optional<std::int32_t> groupId) {
-  store::Transaction transaction(connection_, store::kTrapActionGroup);
-  const std::int32_t trapId = FindOrAddCriteria(criteria);
-  std::int32_t id = 0;
-  if (groupId) {
-    id = *groupId;
-    Require(id);
-    UpdateAlert(id, description, trapId);
-  } else {
-    id = AddAlert(description, trapId);
-  }
-  WriteActions(id, actions);
-  Commit(transaction);
-  return id;
+// Consoles and receivers on other machines hear of it from the change log.
+template <class Work>
+void AlertStore::Change(Work work) {
+  store::RetriedOnce(connection_, [&] {
+    store::Transaction transaction(connection_, store::kTrapActionGroup);
+    work();
+    store::NoteChange(connection_, store::ChangeKind::Alerts);
+    transaction.Commit();
+  });
 }
 
-// Consoles and receivers on other machines hear of it from the change log.
-void AlertStore::Commit(store::Transaction& transaction) {
-  store::NoteChange(connection_, store::ChangeKind::Alerts);
-  transaction.Commit();
+std::int32_t AlertStore::SaveAlert(std::string_view description, const AlertCriteria& criteria,
+                                   const ActionIds& actions, std::optional<std::int32_t> groupId) {
+  std::int32_t id = 0;
+  Change([&] {
+    const std::int32_t trapId = FindOrAddCriteria(criteria);
+    if (groupId) {
+      id = *groupId;
+      Require(id);
+      UpdateAlert(id, description, trapId);
+    } else {
+      id = AddAlert(description, trapId);
+    }
+    WriteActions(id, actions);
+  });
+  return id;
 }
 
 void AlertStore::Require(std::int32_t groupId) {
@@ -197,23 +203,22 @@ void AlertStore::WriteActions(std::int32_t groupId, const ActionIds& actions) {
 }
 
 void AlertStore::DeleteAlert(std::int32_t groupId) {
-  store::Transaction transaction(connection_, store::kTrapActionGroup);
-  connection_.Execute(
-      fmt::format("DELETE FROM {} WHERE {}", store::kTrapNotificationMaster, OfGroup(groupId)));
-  connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kTrapActionGroup, OfGroup(groupId)));
-  connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kAlertOff, OfGroup(groupId)));
-  connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kAlertState, OfGroup(groupId)));
-  Commit(transaction);
+  Change([&] {
+    for (const std::string_view table :
+         {store::kTrapNotificationMaster, store::kTrapActionGroup, store::kAlertOff, store::kAlertState}) {
+      connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", table, OfGroup(groupId)));
+    }
+  });
 }
 
 void AlertStore::SetAlertActions(const std::vector<ActionKind>& kinds, std::int32_t groupId,
                                  const ActionIds& ids) {
-  store::Transaction transaction(connection_, store::kTrapActionGroup);
-  Require(groupId);
-  for (const ActionKind kind : kinds) {
-    SetAlertAction(kind, groupId, IdOf(ids, kind));
-  }
-  Commit(transaction);
+  Change([&] {
+    Require(groupId);
+    for (const ActionKind kind : kinds) {
+      SetAlertAction(kind, groupId, IdOf(ids, kind));
+    }
+  });
 }
 
 void AlertStore::SetAlertAction(ActionKind kind, std::int32_t groupId, std::int32_t actionId) {
@@ -226,20 +231,21 @@ void AlertStore::SetAlertAction(ActionKind kind, std::int32_t groupId, std::int3
 }
 
 void AlertStore::ClearAlertAction(ActionKind kind, std::int32_t groupId) {
-  store::Transaction transaction(connection_, store::kTrapActionGroup);
-  connection_.Execute(fmt::format("UPDATE {} SET {} = 1 WHERE {}", store::kTrapNotificationMaster,
-                                  ActionColumn(kind), OfGroup(groupId)));
-  Commit(transaction);
+  Change([&] {
+    connection_.Execute(fmt::format("UPDATE {} SET {} = 1 WHERE {}", store::kTrapNotificationMaster,
+                                    ActionColumn(kind), OfGroup(groupId)));
+  });
 }
 
 void AlertStore::SwitchAlert(std::int32_t groupId, bool off) {
-  store::Transaction transaction(connection_, store::kTrapActionGroup);
-  Require(groupId);
-  connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kAlertOff, OfGroup(groupId)));
-  if (off) {
-    connection_.Execute(fmt::format("INSERT INTO {} (Trap_Group_ID) VALUES ({})", store::kAlertOff, groupId));
-  }
-  Commit(transaction);
+  Change([&] {
+    Require(groupId);
+    connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kAlertOff, OfGroup(groupId)));
+    if (off) {
+      connection_.Execute(
+          fmt::format("INSERT INTO {} (Trap_Group_ID) VALUES ({})", store::kAlertOff, groupId));
+    }
+  });
 }
 
 bool SignalActionUpdate(platform::RegistryStore& registry) {

@@ -70,7 +70,9 @@ class AlertStore {
   void SetAlertAction(ActionKind kind, std::int32_t groupId, std::int32_t actionId);
   // Throws when another console has removed the alert: nothing may be written for it.
   void Require(std::int32_t groupId);
-  void Commit(store::Transaction& transaction);
+  // work in a transaction that has the right to write, and its entry in the change log.
+  template <class Work>
+  void Change(Work work);
   std::int32_t FindOrAddCriteria(const AlertCriteria& criteria);
   bool HasActions(std::int32_t groupId);
   void UpdateAlert(std::int32_t groupId, std::string_view description, std::int32_t trapId);

@@ -49,6 +49,7 @@ struct ConsoleApp::WindowServices {
               .Categories = app.store_.Categories,
               .Filters = app.store_.Filters,
               .Bounds = app.bounds_,
+              .SystemList = app.store_.SystemList,
               .Stored = app.stored_,
               .Changes = app.changes_,
               .Acknowledge = app.acknowledge_,
@@ -137,6 +138,7 @@ std::unique_ptr<intake::ReceiverLibrary> ConsoleApp::MakeLibrary() {
   intake::StoreFeederOptions options;
   options.KnownNumber = [this] { return bounds_.StartNumber; };
   options.KnownChange = [this] { return bounds_.StartChange; };
+  options.KnownState = [this] { return bounds_.StartState; };
   options.OnlyNew = [this] { return bounds_.OnlyNew(); };
   return std::make_unique<intake::StoreFeeder>(open, host_.Names, intake::ReadMailSettings(host_.Registry),
                                                std::move(options));

@@ -79,7 +79,7 @@ class ConsoleApp : private MainWindowMaker,
   MainWindow& CreateMainWindow(std::string_view installPath) override;
   void DisableTimers() override;
   std::size_t RowCount() const override { return systems_->RowCount(); }
-  bool RowHasTraps(std::size_t row) const override { return systems_->Row(row).Total() != 0; }
+  std::int64_t RowTraps(std::size_t row) const override { return systems_->Row(row).Total(); }
   void CloseConsole(bool unasked) override;
   void TryToEnd();
   void EndProcess() override;

@@ -28,8 +28,8 @@ void ConsoleStore::SaveSystems() {
   SystemList.SaveSystems(Database);
 }
 
-void ConsoleStore::AcknowledgeAll(std::int32_t beforeTime) {
-  store::AcknowledgeAll(Database, beforeTime);
+store::Acknowledgement ConsoleStore::AcknowledgeAll(std::int32_t beforeTime, const store::GoOn& goOn) {
+  return store::AcknowledgeAll(Database, beforeTime, goOn);
 }
 
 void ConsoleStore::CloseDatabase() {

@@ -25,7 +25,7 @@ class ConsoleStore : public SharedStore {
   store::ReadOutcome ReloadCategoryInformation() override;
   store::ReadOutcome LoadFilters() override;
   void SaveSystems() override;
-  void AcknowledgeAll(std::int32_t beforeTime) override;
+  store::Acknowledgement AcknowledgeAll(std::int32_t beforeTime, const store::GoOn& goOn) override;
   void CloseDatabase() override;
   void ReleaseLists() override;
 

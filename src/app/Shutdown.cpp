@@ -1,5 +1,6 @@
 #include "app/Shutdown.h"
 
+#include <algorithm>
 #include <cstddef>
 
 #include "common/Services.h"
@@ -11,9 +12,10 @@ namespace korvane::app {
 void Shutdown::QueryUnload(SystemsWindow& systems) {
   services_.State.gShuttingDown = true;
   systems.DisableTimers();
-  for (std::size_t row = 0; row < systems.RowCount() && !services_.State.gTrapsPending; ++row) {
-    services_.State.gTrapsPending = systems.RowHasTraps(row);
+  for (std::size_t row = 0; row < systems.RowCount(); ++row) {
+    pending_ += systems.RowTraps(row);
   }
+  services_.State.gTrapsPending = pending_ > 0;
   if (services_.State.gTrapsPending) {
     AskToAcknowledge();
   }
@@ -67,7 +69,13 @@ void Shutdown::SaveSystems() {
 void Shutdown::AcknowledgeAll() {
   try {
     // Strictly below the mark: traps stored after the newest one that was seen here, and that one, stay new.
-    services_.Store.AcknowledgeAll(services_.State.gLastTrapTime);
+    const store::Acknowledgement done = services_.Store.AcknowledgeAll(
+        services_.State.gLastTrapTime,
+        [this](std::int64_t rows) { return StepDone(services_.Busy, rows, std::max(rows, pending_)); });
+    if (done.Failure) {
+      store::ShowFailure(services_.Prompt, Translated("Some of the traps were not acknowledged."),
+                         *done.Failure, store::Attempt::OneOfSeveral);
+    }
   } catch (const std::exception& error) {
     store::ShowFailure(services_.Prompt, Translated("The traps were not acknowledged."), error,
                        store::Attempt::Changing);

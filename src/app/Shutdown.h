@@ -4,6 +4,7 @@
 // Called once by ConsoleApp, on the user-interface thread.
 #pragma once
 
+#include <cstdint>
 #include <exception>
 
 #include "app/StartupParts.h"
@@ -34,8 +35,8 @@ class Shutdown {
   // Stops the intake, asks whether to acknowledge everything, writes the systems back.
   void QueryUnload(SystemsWindow& systems);
 
-  // Acknowledges if asked to, saves the placement, releases the store.  Afterwards the process ends without
-  // any window asking its own close question.
+  // Acknowledges if asked to, as far as the operator does not stop it, saves the placement, releases the
+  // store.  Afterwards the process ends without any window asking its own close question.
   void Unload(MainWindow& window);
 
  private:
@@ -45,6 +46,7 @@ class Shutdown {
   void AcknowledgeAll();
 
   ShutdownServices services_;
+  std::int64_t pending_ = 0;  // traps that the Systems window counts
 };
 
 }  // namespace korvane::app

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "app/WindowPlacement.h"
+#include "store/Acknowledge.h"
 #include "store/ReadOutcome.h"
 
 namespace korvane::app {
@@ -43,7 +44,7 @@ class SystemsWindow {
   virtual ~SystemsWindow() = default;
   virtual void DisableTimers() = 0;  // new traps and name resolution
   virtual std::size_t RowCount() const = 0;
-  virtual bool RowHasTraps(std::size_t row) const = 0;  // any trap-count column
+  virtual std::int64_t RowTraps(std::size_t row) const = 0;  // of all trap-count columns
 };
 
 // The shared connection and what is kept in memory from it.
@@ -54,9 +55,10 @@ class SharedStore {
   virtual store::ReadOutcome LoadSystems() = 0;
   virtual store::ReadOutcome ReloadCategoryInformation() = 0;
   virtual store::ReadOutcome LoadFilters() = 0;
-  virtual void SaveSystems() = 0;                            // throws DatabaseError
-  virtual void AcknowledgeAll(std::int32_t beforeTime) = 0;  // throws DatabaseError
-  virtual void CloseDatabase() = 0;                          // recordsets first
+  virtual void SaveSystems() = 0;  // throws DatabaseError
+  // As store::AcknowledgeAll.
+  virtual store::Acknowledgement AcknowledgeAll(std::int32_t beforeTime, const store::GoOn& goOn) = 0;
+  virtual void CloseDatabase() = 0;  // recordsets first
   virtual void ReleaseLists() = 0;
 };
 

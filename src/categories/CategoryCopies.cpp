@@ -20,6 +20,7 @@
 #include "common/Text.h"
 #include "common/Translation.h"
 #include "store/Codes.h"
+#include "store/Retry.h"
 #include "store/StoredOrder.h"
 #include "store/Tables.h"
 
@@ -101,9 +102,7 @@ std::vector<std::string> OrderAfterImport(const std::vector<std::string>& before
   return order;
 }
 
-}  // namespace
-
-std::vector<OfferedCategory> CategoriesOfStore(store::Connection& connection) {
+std::vector<OfferedCategory> ReadCategories(store::Connection& connection) {
   CategoryTransaction transaction(connection);
   CategoryStore categories(transaction);
   std::vector<OfferedCategory> offered;
@@ -122,49 +121,8 @@ std::vector<OfferedCategory> CategoriesOfStore(store::Connection& connection) {
   return offered;
 }
 
-std::vector<OfferedCategory> CategoriesOfFile(std::string_view path) {
-  std::vector<OfferedCategory> offered;
-  for (ExchangedCategory& category : ReadCategoryFile(ReadFile(path))) {
-    offered.push_back({.Category = std::move(category)});
-  }
-  return offered;
-}
-
-std::vector<OfferedCategory> CategoriesOfFile(std::string_view path, store::Connection& connection) {
-  std::vector<OfferedCategory> offered = CategoriesOfFile(path);
-  CategoryTransaction transaction(connection);
-  const auto inUse = CategoryWriter(transaction).NamesInUse();
-  for (OfferedCategory& each : offered) {
-    each.Exists = inUse.contains(FoldCase(each.Category.Name));
-    each.Chosen = !each.Exists;
-  }
-  return offered;
-}
-
-std::string WriteChosen(const std::vector<OfferedCategory>& offered, std::string_view path) {
-  std::vector<ExchangedCategory> chosen;
-  for (const OfferedCategory& each : offered) {
-    if (each.Chosen) {
-      chosen.push_back(each.Category);
-    }
-  }
-  if (std::string objection = WhyNotInOneFile(chosen); !objection.empty()) {
-    return objection;
-  }
-  const std::string text = WriteCategoryFile(chosen);
-  try {
-    ReadCategoryFile(text);
-  } catch (const CategoryFileError& error) {
-    return Phrase("No console could import the file. {}", error.what());
-  }
-  ReplacedFile file(path);
-  file.Write(text);
-  file.Commit();
-  return file.Error();
-}
-
-void StoreChosen(const std::vector<OfferedCategory>& offered, store::Connection& connection,
-                 const ImportProgress& progress) {
+void StoreInOneTransaction(const std::vector<OfferedCategory>& offered, store::Connection& connection,
+                           const ImportProgress& progress) {
   CategoryTransaction transaction(connection);
   CategoryStore categories(transaction);
   CategoryWriter writer(transaction);
@@ -210,6 +168,60 @@ void StoreChosen(const std::vector<OfferedCategory>& offered, store::Connection&
     order.Arrange(OrderAfterImport(before, chosen, replaced));
   }
   transaction.Commit();
+}
+
+}  // namespace
+
+std::vector<OfferedCategory> CategoriesOfStore(store::Connection& connection) {
+  return store::RetriedOnce(connection, [&] { return ReadCategories(connection); });
+}
+
+std::vector<OfferedCategory> CategoriesOfFile(std::string_view path) {
+  std::vector<OfferedCategory> offered;
+  for (ExchangedCategory& category : ReadCategoryFile(ReadFile(path))) {
+    offered.push_back({.Category = std::move(category)});
+  }
+  return offered;
+}
+
+std::vector<OfferedCategory> CategoriesOfFile(std::string_view path, store::Connection& connection) {
+  std::vector<OfferedCategory> offered = CategoriesOfFile(path);
+  const auto inUse = store::RetriedOnce(connection, [&] {
+    CategoryTransaction transaction(connection);
+    return CategoryWriter(transaction).NamesInUse();
+  });
+  for (OfferedCategory& each : offered) {
+    each.Exists = inUse.contains(FoldCase(each.Category.Name));
+    each.Chosen = !each.Exists;
+  }
+  return offered;
+}
+
+std::string WriteChosen(const std::vector<OfferedCategory>& offered, std::string_view path) {
+  std::vector<ExchangedCategory> chosen;
+  for (const OfferedCategory& each : offered) {
+    if (each.Chosen) {
+      chosen.push_back(each.Category);
+    }
+  }
+  if (std::string objection = WhyNotInOneFile(chosen); !objection.empty()) {
+    return objection;
+  }
+  const std::string text = WriteCategoryFile(chosen);
+  try {
+    ReadCategoryFile(text);
+  } catch (const CategoryFileError& error) {
+    return Phrase("No console could import the file. {}", error.what());
+  }
+  ReplacedFile file(path);
+  file.Write(text);
+  file.Commit();
+  return file.Error();
+}
+
+void StoreChosen(const std::vector<OfferedCategory>& offered, store::Connection& connection,
+                 const ImportProgress& progress) {
+  store::RetriedOnce(connection, [&] { StoreInOneTransaction(offered, connection, progress); });
 }
 
 }  // namespace korvane::categories

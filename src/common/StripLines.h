@@ -20,8 +20,9 @@ namespace korvane {
 
 // From the top of the strip to its bottom.
 // Done has what the operator did and can't take back, so that it leaves alone what can: Told.
-enum class StripKind : std::uint8_t { StoreAway, ReceiverSilent, Elsewhere, Done, Told };
-inline constexpr std::size_t kStripKinds = 5;
+// Replaced stays until the operator has seen it.  Limits has what comes to an end: disk, numbers, packets.
+enum class StripKind : std::uint8_t { StoreAway, Replaced, ReceiverSilent, Limits, Elsewhere, Done, Told };
+inline constexpr std::size_t kStripKinds = 7;
 
 struct StripLine {
   std::string Text = {};  // plain, whoever wrote it

@@ -1,53 +1,43 @@
 #include "intake/ChangeFollower.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
+#include <span>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "store/Tables.h"
 
 namespace korvane::intake {
 
-ChangeFollower::ChangeFollower(std::int32_t known, ChangeFollowerLimits limits) : limits_(limits) {
-  position_.Last = known;
-}
-
-// Numbers that were passed over; the newest of them, where they are many.
-void ChangeFollower::NoteGaps(std::int32_t from, std::int32_t to, TimePoint now,
-                              std::vector<Gap>& gaps) const {
-  const std::int64_t most = static_cast<std::int64_t>(limits_.MostGaps);
-  for (std::int64_t number = std::max<std::int64_t>(from, to - most + 1); number <= to; ++number) {
-    gaps.push_back({static_cast<std::int32_t>(number), now});
-  }
-}
+ChangeFollower::ChangeFollower(std::int32_t known, ChangeFollowerLimits limits)
+    : limits_(limits),
+      position_{.Last = known, .Gaps = NumberGaps(limits.Gaps), .LastRead = {}, .NextLook = {}} {}
 
 void ChangeFollower::Start(store::Connection& connection, TimePoint now) {
-  const auto lookBack = static_cast<std::int32_t>(limits_.MostGaps);
-  const std::int32_t from = std::max(position_.Last - lookBack, 0) + 1;
-  std::vector<Gap> gaps;
-  NoteGaps(from, position_.Last, now, gaps);
-  store::Recordset rows =
-      connection.OpenRecordset(fmt::format("SELECT Change_ID FROM {}", store::kChangeLog),
-                               fmt::format("Change_ID BETWEEN {} AND {}", from, position_.Last));
-  while (rows.Next()) {
-    std::erase_if(gaps,
-                  [number = rows.Integer("Change_ID")](const Gap& gap) { return gap.Number == number; });
+  const std::int32_t from = std::max(position_.Last - limits_.LookBack, 0) + 1;
+  NumberGaps gaps(limits_.Gaps);
+  if (from <= position_.Last) {
+    gaps.Open(from, position_.Last, {});
+    const store::NumberRange all{from, position_.Last};
+    std::int64_t read = 0;
+    for (const std::int32_t number :
+         FindMissed(connection, store::kChangeLog, "Change_ID", gaps, std::span(&all, 1), read)) {
+      gaps.Close(number);
+    }
   }
   position_.Gaps = std::move(gaps);
+  position_.LastRead = now;
   position_.Started = true;
 }
 
-bool ChangeFollower::WasReplaced(store::Connection& connection, std::int32_t& highest) const {
+std::optional<std::int32_t> ChangeFollower::Highest(store::Connection& connection) {
   store::Recordset rows =
       connection.OpenRecordset(fmt::format("SELECT MAX(Change_ID) AS Highest FROM {}", store::kChangeLog));
-  // Without any entry they were purged, all of them.
-  if (!rows.Next() || rows.IsNull("Highest")) {
-    return false;
-  }
-  highest = rows.Integer("Highest");
-  return highest < position_.Last;
+  return rows.Next() && !rows.IsNull("Highest") ? std::optional(rows.Integer("Highest")) : std::nullopt;
 }
 
 StoreNews ChangeFollower::Read(store::Connection& connection, TimePoint now, bool& more) {
@@ -56,39 +46,49 @@ StoreNews ChangeFollower::Read(store::Connection& connection, TimePoint now, boo
   }
   more = false;
   StoreNews news;
-  std::int32_t highest = position_.Last;
-  if (WasReplaced(connection, highest)) {
-    news.Unexplained = true;
-    position_.Last = highest;
-    position_.Gaps.clear();
+  // Without any entry they were purged, all of them.
+  const std::int32_t highest = Highest(connection).value_or(position_.Last);
+  endsBelow_ = highest < position_.Last;
+  if (endsBelow_) {
     return news;
   }
-  if (highest == position_.Last && position_.Gaps.empty()) {
-    return news;
+  const NumberGaps::Watched watched =
+      position_.Watched + std::min<NumberGaps::Watched>(now - position_.LastRead, limits_.LongestStep);
+  NumberGaps::Look look;
+  std::vector<std::int32_t> missed;
+  const bool looks = now >= position_.NextLook;
+  if (looks) {
+    look = position_.Gaps.Next(watched);
+    std::int64_t read = 0;
+    missed = FindMissed(connection, store::kChangeLog, "Change_ID", position_.Gaps, look.Ranges, read);
   }
-  std::string condition = fmt::format("(Change_ID > {}", position_.Last);
-  for (const Gap& gap : position_.Gaps) {
-    condition += fmt::format(" OR Change_ID = {}", gap.Number);
+  const bool foundAll = missed.size() < limits_.ChangesPerRead;
+  missed.resize(std::min(missed.size(), limits_.ChangesPerRead));
+  std::string condition;
+  if (!missed.empty()) {
+    condition = fmt::format("Change_ID IN ({}) OR ", fmt::join(missed, ", "));
   }
-  news.Changes = store::ReadChanges(connection, condition + ")", limits_.ChangesPerRead);
-  Position position = position_;
-  for (const store::Change& change : news.Changes) {
-    if (change.ChangeId > position.Last) {
-      NoteGaps(position.Last + 1, change.ChangeId - 1, now, position.Gaps);
-      position.Last = change.ChangeId;
-    } else {
-      std::erase_if(position.Gaps, [&](const Gap& gap) { return gap.Number == change.ChangeId; });
-    }
+  if (highest > position_.Last || !missed.empty()) {
+    news.Changes = store::ReadChanges(
+        connection, fmt::format("({}Change_ID > {})", condition, position_.Last), limits_.ChangesPerRead);
   }
   more = news.Changes.size() == limits_.ChangesPerRead;
-  if (!more) {
-    std::erase_if(position.Gaps, [&](const Gap& gap) { return now - gap.Noticed >= limits_.GapLife; });
+  position_.Watched = watched;
+  position_.LastRead = now;
+  std::ranges::for_each(missed, [this](std::int32_t number) { position_.Gaps.Close(number); });
+  if (looks && foundAll) {
+    position_.Gaps.Looked(look, watched);
+    position_.NextLook = now + limits_.LookEvery;
   }
-  if (position.Gaps.size() > limits_.MostGaps) {
-    position.Gaps.erase(position.Gaps.begin(),
-                        position.Gaps.end() - static_cast<std::ptrdiff_t>(limits_.MostGaps));
+  for (const store::Change& change : news.Changes) {
+    if (change.ChangeId > position_.Last) {
+      if (change.ChangeId > position_.Last + 1) {
+        position_.Gaps.Open(std::max(position_.Last + 1, change.ChangeId - limits_.LookBack),
+                            change.ChangeId - 1, watched);
+      }
+      position_.Last = change.ChangeId;
+    }
   }
-  position_ = std::move(position);
   return news;
 }
 

@@ -6,8 +6,9 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <vector>
+#include <optional>
 
+#include "intake/NumberGaps.h"
 #include "intake/StoreNews.h"
 #include "store/Connection.h"
 
@@ -15,8 +16,11 @@ namespace korvane::intake {
 
 struct ChangeFollowerLimits {
   std::size_t ChangesPerRead = 200;
-  std::size_t MostGaps = 64;  // also how far below the start one may be that is still to be committed
-  std::chrono::milliseconds GapLife = std::chrono::minutes(5);
+  std::int32_t LookBack = 1000;  // numbers below the start that may still be committed
+  NumberGapsLimits Gaps{.MostBytes = 1U * 1024 * 1024};
+  std::chrono::milliseconds LookEvery{500};
+  // Between two reads no more than this counts: what is longer, the store or the console was away.
+  std::chrono::milliseconds LongestStep = std::chrono::seconds(10);
 };
 
 class ChangeFollower {
@@ -28,26 +32,28 @@ class ChangeFollower {
   // now never goes back.
   StoreNews Read(store::Connection& connection, std::chrono::steady_clock::time_point now, bool& more);
 
+  // At the last read the log ended below what was read of it before: it is not the same one.
+  bool EndsBelow() const { return endsBelow_; }
+
  private:
   using TimePoint = std::chrono::steady_clock::time_point;
 
-  struct Gap {
-    std::int32_t Number;
-    TimePoint Noticed;
-  };
   struct Position {
     bool Started = false;
     std::int32_t Last;
-    std::vector<Gap> Gaps;  // ascending
+    NumberGaps Gaps;
+    TimePoint LastRead;
+    NumberGaps::Watched Watched{0};  // for how long the log was followed
+    TimePoint NextLook;
   };
 
-  void NoteGaps(std::int32_t from, std::int32_t to, TimePoint now, std::vector<Gap>& gaps) const;
   void Start(store::Connection& connection, TimePoint now);
-  // The log ends below what was read of it.
-  bool WasReplaced(store::Connection& connection, std::int32_t& highest) const;
+  // The largest number of the log; nothing: there is none at all.
+  static std::optional<std::int32_t> Highest(store::Connection& connection);
 
   ChangeFollowerLimits limits_;
   Position position_;
+  bool endsBelow_ = false;
 };
 
 }  // namespace korvane::intake

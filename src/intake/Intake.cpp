@@ -74,18 +74,27 @@ void Intake::StartIntake(std::int32_t highWaterMark) {
   }
 }
 
-void Intake::CheckTraps() {
+bool Intake::CheckTraps() {
   if (state_.gShuttingDown) {
-    return;
+    return false;
   }
   BeginTick();
+  return TakeMore();
+}
+
+bool Intake::TakeMore() {
+  if (state_.gShuttingDown) {
+    return false;
+  }
+  bool more = false;
   try {
-    Drain();
+    more = Drain();
   } catch (const std::exception& error) {
     log_.TryWriteLog(error.what());
     ++hand_.Failures;
   }
   Show();
+  return more;
 }
 
 void Intake::BeginTick() {
@@ -97,15 +106,31 @@ void Intake::BeginTick() {
   }
 }
 
-void Intake::Drain() {
+// True at the end of a portion, false at that of the list.
+bool Intake::Drain() {
   // No window opens or closes during a tick, so they are asked for once and not for every trap.
   const std::vector<TrapsWindow*> windows = windows_.InCreationOrder();
   news_.TakeNews({});  // what an earlier tick had to leave
+  bool portion = false;
   do {
-    while (hand_.Held || TakeNext()) {
+    while (!portion && (hand_.Held || TakeNext())) {
       Admit(windows);
+      portion = library_.PortionEnds();
     }
-  } while (TakeNews());
+  } while (TakeNews() && !portion);
+  return portion;
+}
+
+void Intake::StoreReplaced() {
+  hand_ = {};
+  for (TrapsWindow* window : windows_.InCreationOrder()) {
+    window->StoreReplaced();
+  }
+  news_.StoreReplaced();
+}
+
+void Intake::LoadAnew() {
+  Show();
 }
 
 bool Intake::TakeNews() {

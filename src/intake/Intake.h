@@ -47,6 +47,8 @@ class TrapsWindow {
   // severity, EventTime, SequenceNumber.  The window decides by itself whether it keeps it.
   virtual void PublicAddTraps(const store::IncomingTrap& trap) = 0;
   virtual void UpdateStatusBar() = 0;
+  // The store is in another state: all that is held is void and goes, and is loaded anew before long.
+  virtual void StoreReplaced() = 0;
 };
 
 class TrapsWindows {
@@ -61,6 +63,8 @@ class NewsTaker {
   virtual ~NewsTaker() = default;
   virtual void TakeNews(StoreNews news) = 0;  // throws: what is left is applied by the next call
   virtual void EndTick() = 0;
+  // The store is in another state: what is left is void, and EndTick is to load everything anew.
+  virtual void StoreReplaced() = 0;
 };
 
 // Ticks and traps of the current rate period of 31 ticks, as the Systems window's status bar reads them.
@@ -81,7 +85,17 @@ class Intake {
   // next tick begins with the trap in hand, for those that have not taken it yet.  When that fails again the
   // trap is admitted without a definition, whoever still fails goes without it, and the list goes on.
   // What was admitted is shown, however the tick ends.
-  void CheckTraps();
+  // True when it took a portion of a longer list: TakeMore goes on with it, best as soon as the windows have
+  // been painted.
+  bool CheckTraps();
+  // What the tick left of the list, without being a tick of its own; answers as CheckTraps does.
+  bool TakeMore();
+
+  // The store is in another state, and the library stopped: every window and everything that waits lets go of
+  // its traps.
+  void StoreReplaced();
+  // After it, once the bounds of the loads stand: loads rules, counts and lists.
+  void LoadAnew();
 
   const IntakeCounters& Counters() const { return counters_; }
 
@@ -98,7 +112,7 @@ class Intake {
   };
 
   void BeginTick();
-  void Drain();
+  bool Drain();
   bool TakeNews();
   void Show();  // what was admitted, also by a tick that failed
   bool TakeNext();

@@ -25,10 +25,38 @@ void LinkBoard::ReceiversRead(std::vector<store::Heartbeat> receivers) {
   ++looks_;
 }
 
+void LinkBoard::CallBegins() {
+  const std::lock_guard lock(mutex_);
+  callSince_ = Clock::now();
+}
+
+void LinkBoard::CallEnds() {
+  const std::lock_guard lock(mutex_);
+  callSince_.reset();
+}
+
+void LinkBoard::Followed(const Following& following) {
+  const std::lock_guard lock(mutex_);
+  following_ = following;
+}
+
+void LinkBoard::Replaced() {
+  const std::lock_guard lock(mutex_);
+  replaced_ = true;
+}
+
 LinkState LinkBoard::State() const {
   const Clock::time_point now = Clock::now();
   const std::lock_guard lock(mutex_);
-  LinkState state{.Away = {}, .Receivers = receivers_, .Looks = looks_};
+  LinkState state{.Away = {},
+                  .Receivers = receivers_,
+                  .Looks = looks_,
+                  .Waiting = {},
+                  .Replaced = replaced_,
+                  .Following = following_};
+  if (callSince_) {
+    state.Waiting = std::chrono::duration_cast<milliseconds>(now - *callSince_);
+  }
   if (outage_) {
     state.Away = {.Error = outage_->Error,
                   .For = std::chrono::duration_cast<milliseconds>(now - outage_->Since),

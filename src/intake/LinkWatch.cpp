@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <limits>
 #include <utility>
 
 #include "common/Translation.h"
@@ -21,14 +22,19 @@ constexpr std::int64_t kSecondsUntilDated = 20 * 3600;
 
 void LinkWatch::Look(const std::optional<FailedLoad>& failedLoad) {
   const LinkState state = library_.State();
+  replaced_ = state.Replaced;
   LookAtStore(failedLoad, state);
   LookAtReceivers(state);
+  LookAtLimits(state);
 }
 
 void LinkWatch::LookAtStore(const std::optional<FailedLoad>& failedLoad, const LinkState& state) {
   const bool wasAway = std::exchange(away_, state.Away.has_value());
   cameBack_ = wasAway && !away_;
   if (!state.Away && !failedLoad) {
+    if (SayUnanswered(state)) {
+      return;
+    }
     awaySince_.reset();
     desk_.Strip.Clear(StripKind::StoreAway);
     return;
@@ -66,6 +72,37 @@ void LinkWatch::LookAtStore(const std::optional<FailedLoad>& failedLoad, const L
        .Action = [this] { library_.TryNow(); }});
 }
 
+// A call that is under way.  It ends in time, with an answer or given up; until then this is all that is
+// known.
+bool LinkWatch::SayUnanswered(const LinkState& state) {
+  if (!state.Waiting || state.Waiting->count() < kUnanswered) {
+    return false;
+  }
+  const std::int64_t seconds = state.Waiting->count() / 1000;
+  awaySince_ = awaySince_.value_or(desk_.Clock.UtcSeconds() - seconds);
+  desk_.Strip.Set(StripKind::StoreAway,
+                  {.Text = Phrase("The trap store has not answered since {}. What is shown is as of then.",
+                                  TimeOf(*awaySince_, true)),
+                   .Icon = PromptIcon::Exclamation,
+                   .Note = Phrase("For {} seconds", desk_.WriteNumber(seconds)),
+                   .Details = Translated("The store is busy, or its machine or the network stands still. The "
+                                         "call is given up in time, and the store is tried again.")});
+  return true;
+}
+
+void LinkWatch::TellReplaced() {
+  desk_.Strip.Set(
+      StripKind::Replaced,
+      {.Text = Phrase("The trap store was found in another state at {}. Everything was loaded again.",
+                      TimeOf(desk_.Clock.UtcSeconds())),
+       .Icon = PromptIcon::Exclamation,
+       .Details =
+           Translated("A backup was restored, another server took its place, or its traps were deleted "
+                      "or numbered anew. Reports that are open still show the state before."),
+       .Button = Translated("Dismiss"),
+       .Action = [this] { desk_.Strip.Clear(StripKind::Replaced); }});
+}
+
 void LinkWatch::LookAtReceivers(const LinkState& state) {
   if (state.Looks == looks_) {
     return;  // nothing was read since
@@ -95,6 +132,56 @@ void LinkWatch::LookAtReceivers(const LinkState& state) {
          .Details = Translated(
              "Nothing is stored while no receiver runs: a quiet list does not mean a quiet network.")});
   }
+}
+
+// While the receiver's run lasts: a new one begins to count anew.
+std::string LinkWatch::DroppedSentence(const Receiver& receiver) const {
+  const store::ReceiverCondition& condition = receiver.Seen.Condition;
+  if (condition.Dropped <= 0 || !receiver.Heard()) {
+    return {};
+  }
+  const std::string count = desk_.WriteNumber(condition.Dropped);
+  const std::string since = TimeOf(condition.DroppedSince);
+  return condition.Dropped == 1
+             ? Phrase("1 packet was dropped on {} at {}: the receiver was too busy to take it.",
+                      receiver.Seen.Machine, since)
+             : Phrase("{} packets were dropped on {} since {}: they came faster than they could be taken.",
+                      count, receiver.Seen.Machine, since);
+}
+
+void LinkWatch::LookAtLimits(const LinkState& state) {
+  std::string all;
+  const auto add = [&all](const std::string& sentence) {
+    all += (all.empty() || sentence.empty() ? "" : " ") + sentence;
+  };
+  for (const Receiver& receiver : receivers_) {
+    add(DroppedSentence(receiver));
+    if (receiver.Heard() && receiver.Seen.Condition.DiskUsed >= kDiskFull) {
+      add(Phrase("The disk of the receiver on {} is {} % full. Make room before traps are lost.",
+                 receiver.Seen.Machine, receiver.Seen.Condition.DiskUsed));
+    }
+  }
+  if (state.Following.HighestNumber >= kNumbersEnd) {
+    constexpr std::int64_t kLargest = std::numeric_limits<std::int32_t>::max();
+    add(Phrase("The trap store has used {} % of its numbers. The administrator should run korvane-renumber.",
+               std::min<std::int64_t>(state.Following.HighestNumber * 100 / kLargest, 100)));
+  }
+  if (all.empty()) {
+    desk_.Strip.Clear(StripKind::Limits);
+  } else {
+    desk_.Strip.Set(StripKind::Limits,
+                    {.Text = std::move(all),
+                     .Icon = PromptIcon::Exclamation,
+                     .Details = Translated("What to do stands in the administration manual, under \"When "
+                                           "something comes to an end\".")});
+  }
+  if (state.Following.GivenUp > givenUp_) {
+    desk_.DebugLog.TryWriteLog(
+        fmt::format("{} trap numbers that may still come are no longer looked for; a trap that comes under "
+                    "one of them is found by the count once a minute.",
+                    state.Following.GivenUp - givenUp_));
+  }
+  givenUp_ = state.Following.GivenUp;
 }
 
 void LinkWatch::Take(const std::vector<store::Heartbeat>& read) {

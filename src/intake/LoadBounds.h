@@ -9,6 +9,7 @@
 
 #include "intake/OwnAcknowledgements.h"
 #include "intake/SequenceSet.h"
+#include "intake/StoreAnchor.h"
 
 namespace korvane::intake {
 
@@ -24,6 +25,8 @@ struct LoadBounds {
   // later, whatever its time.
   std::int32_t StartNumber = std::numeric_limits<std::int32_t>::max();
   std::int32_t StartChange = 0;  // the same of Change_ID: later changes are told by the change log
+  StoreAnchor StartState{};      // what the store was like then
+  bool StartedOver = false;      // since then it was found in another state, and everything loaded anew
   std::optional<std::int32_t> LowerBound{};  // exclusive; set for LoadRecentTraps
   // Until the intake's first tick: nothing from the start mark on has been delivered before it.
   bool InitialLoad = true;
@@ -37,7 +40,8 @@ struct LoadBounds {
 
   // Traps that were logged before the start are not shown, though some are of the same second as the mark.
   bool OnlyNew() const {
-    return Option == ViewOption::ShowOnlyNewTraps && StartNumber != std::numeric_limits<std::int32_t>::max();
+    return Option == ViewOption::ShowOnlyNewTraps && !StartedOver &&
+           StartNumber != std::numeric_limits<std::int32_t>::max();
   }
 };
 

@@ -5,8 +5,8 @@
 namespace korvane::intake {
 
 void OwnAcknowledgements::Add(const store::Acknowledgement& done) {
-  if (done.ChangeId != 0) {
-    entries_.push_back({done.ChangeId, done.Changed});
+  for (const store::AcknowledgedPortion& portion : done.Portions) {
+    entries_.push_back({portion.ChangeId, store::SelectionOf(portion.Changed)});
   }
 }
 

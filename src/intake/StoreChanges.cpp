@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <exception>
 #include <iterator>
+#include <memory>
+#include <optional>
 #include <span>
 #include <utility>
 
@@ -20,6 +22,8 @@ namespace {
 
 // More than these are quicker loaded with everything else, and stand in their place then.
 constexpr std::int64_t kMostReadmitted = 500;
+// Between two entries of one work; milliseconds.
+constexpr std::int64_t kSameWork = 4000;
 
 std::string TrapsText(const Desk& desk, std::int64_t count, std::string_view ofSystem) {
   std::string text = fmt::format("{} trap{}", desk.WriteNumber(count), count == 1 ? "" : "s");
@@ -72,13 +76,27 @@ void StoreChanges::Attach(ViewWindows& windows, SystemCounts& counts, TrapsWindo
 void StoreChanges::Acknowledged(const store::Acknowledgement& done, std::string_view ofSystem) {
   bounds_.Own.Add(done);
   windows_->TrapsAcknowledged(done.Leaving);
-  const std::int64_t changed = store::CountOf(done.Changed.Numbers);
+  const std::int64_t changed = done.ChangedCount();
+  std::string gone;
+  if (done.Gone > 0) {
+    gone = Phrase("{} no longer stored", TrapsText(desk_, done.Gone, {}));
+  }
   if (changed == 0) {
+    if (!gone.empty()) {
+      desk_.Strip.Tell(gone);
+    }
     return;
   }
-  TellOwn(store::ChangeKind::Acknowledged, done.ChangeId, done.Changed);
-  desk_.Strip.Tell(Phrase("{} acknowledged", TrapsText(desk_, changed, ofSystem)), Translated("Undo"),
-                   [this, done, system = std::string(ofSystem)] { TakeBack(done, system); });
+  TellOwn(store::ChangeKind::Acknowledged, done.Portions.back().ChangeId, done.Changed());
+  std::string text = Phrase("{} acknowledged", TrapsText(desk_, changed, ofSystem));
+  if (!gone.empty()) {
+    text = fmt::format("{}; {}", text, gone);
+  }
+  OfferUndo(text, std::make_shared<store::Acknowledgement>(done), std::string(ofSystem));
+}
+
+void StoreChanges::OfferUndo(const std::string& text, const Done& done, const std::string& ofSystem) {
+  desk_.Strip.Tell(text, Translated("Undo"), [this, done, ofSystem] { TakeBack(done, ofSystem); });
 }
 
 void StoreChanges::TellOwn(store::ChangeKind kind, std::int32_t changeId, const store::TrapSelection& traps) {
@@ -90,19 +108,40 @@ void StoreChanges::TellOwn(store::ChangeKind kind, std::int32_t changeId, const 
                      .Rows = {}});
 }
 
-void StoreChanges::TakeBack(const store::Acknowledgement& done, const std::string& ofSystem) {
+void StoreChanges::TakeBack(const Done& done, const std::string& ofSystem) {
+  std::optional<store::DatabaseError> failure;
   try {
     const BusyScope busy(desk_.Busy, Translated("Making Trap(s) New Again"));
-    const store::TrapSelection back = store::TakeBack(connection_, done);
+    const std::int64_t asked = done->ChangedCount();
+    const store::TakenBack taken = store::TakeBack(
+        connection_, *done, [&](std::int64_t some) { return StepDone(desk_.Busy, some, asked); });
+    failure = taken.Failure;
+    const store::TrapSelection& back = taken.Traps;
     bounds_.Own.Withdraw(back);
     TellOwn(store::ChangeKind::Unacknowledged, 0, back);
-    const std::int64_t asked = store::CountOf(done.Changed.Numbers);
     const std::int64_t count = store::CountOf(back.Numbers);
-    desk_.Strip.Tell(Phrase("{} {} new again{}", TrapsText(desk_, count, ofSystem), count == 1 ? "is" : "are",
-                            count < asked ? Translated("; others were changed by somebody else since") : ""));
+    const bool broken = taken.Stopped || taken.Failure;
+    const std::string text =
+        Phrase("{} {} new again{}", TrapsText(desk_, count, ofSystem), count == 1 ? "is" : "are",
+               broken          ? Translated("; the rest stays acknowledged")
+               : count < asked ? Translated("; others were changed by somebody else since")
+                               : "");
+    if (broken) {
+      auto rest = std::make_shared<store::Acknowledgement>(*done);
+      for (store::AcknowledgedPortion& portion : rest->Portions) {
+        std::erase_if(portion.Changed,
+                      [&](const store::TrapKey& trap) { return back.HasNumber(trap.Number); });
+      }
+      OfferUndo(text, rest, ofSystem);
+    } else {
+      desk_.Strip.Tell(text);
+    }
     Readmit(back);
   } catch (const store::DatabaseError& error) {
-    desk_.Prompt.ShowFailure(Translated("The acknowledgement could not be taken back."), error.what());
+    failure = error;
+  }
+  if (failure) {
+    desk_.Prompt.ShowFailure(Translated("The acknowledgement could not be taken back."), failure->what());
   }
   EndTick();
   counts_->RefreshStatus();
@@ -136,6 +175,16 @@ void StoreChanges::TakeNews(StoreNews news) {
     failed_ = false;
     left_.pop_front();
   }
+}
+
+void StoreChanges::StoreReplaced() {
+  left_.clear();
+  failed_ = false;
+  desk_.Strip.Clear(StripKind::Told);  // what can't be taken back any more
+  desk_.Strip.Clear(StripKind::Elsewhere);
+  windows_->StoreReplaced();
+  reread_.Succeeded();
+  rereadFilters_ = rereadCategories_ = reload_ = true;
 }
 
 void StoreChanges::Apply(const store::Change& change) {
@@ -174,8 +223,19 @@ void StoreChanges::Apply(const store::Change& change) {
 }
 
 void StoreChanges::TellOfOthers(const store::Change& change) {
-  const std::string what = change.Author.Operator.empty() ? std::string() : WhatChanged(desk_, change);
+  // Portions of one work are told as one.
+  store::Change told = change;
+  const std::int64_t now = desk_.Clock.MonotonicMilliseconds();
+  const bool goesOn = now < toldUntil_ && change.Kind == told_.Kind && change.Rows && told_.Rows &&
+                      change.Author.Writer == told_.Author.Writer;
+  if (goesOn) {
+    *told.Rows += *told_.Rows;
+  }
+  const std::string what = change.Author.Operator.empty() ? std::string() : WhatChanged(desk_, told);
   if (!what.empty()) {
+    told.Traps = {};
+    told_ = std::move(told);
+    toldUntil_ = now + kSameWork;
     desk_.Strip.Set(StripKind::Elsewhere,
                     {.Text = Phrase("{} by {} on {}", what, VisibleText(change.Author.Operator),
                                     VisibleText(change.Author.Machine)),
@@ -191,9 +251,10 @@ void StoreChanges::Readmit(const store::TrapSelection& traps) {
     reload_ = true;
     return;
   }
+  // With plain columns an engine may walk all unacknowledged traps, in this order.
   store::TrapReader reader(
       connection_,
-      fmt::format("SELECT * FROM {} WHERE EventAck = 0 AND {} ORDER BY EventTime, SequenceNumber",
+      fmt::format("SELECT * FROM {} WHERE +EventAck = 0 AND {} ORDER BY +EventTime, SequenceNumber",
                   store::kEventTrap, store::NumbersCondition(traps.Numbers)));
   const LoadRange range = RangeOfLoad(bounds_, desk_.State.gLastTrapTime);
   store::IncomingTrap trap;

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -44,11 +45,14 @@ class StoreChanges : public NewsTaker {
   // At the end of a tick: what filters, categories and names of traps ask for, all of it by one load.  What
   // can't be read is tried again after a growing pause.
   void EndTick() override;
+  void StoreReplaced() override;
 
  private:
   void Apply(const store::Change& change);
   bool RulesAreRead();
-  void TakeBack(const store::Acknowledgement& done, const std::string& ofSystem);
+  using Done = std::shared_ptr<const store::Acknowledgement>;
+  void OfferUndo(const std::string& text, const Done& done, const std::string& ofSystem);
+  void TakeBack(const Done& done, const std::string& ofSystem);
   // Reads what is unacknowledged among them and has everybody take it like a trap that arrives.
   void Readmit(const store::TrapSelection& traps);
   void Admit(store::IncomingTrap& trap);
@@ -67,7 +71,9 @@ class StoreChanges : public NewsTaker {
   SystemCounts* counts_ = nullptr;
   TrapsWindows* traps_ = nullptr;
   std::deque<store::Change> left_;
-  bool failed_ = false;  // the first of them, once
+  bool failed_ = false;   // the first of them, once
+  store::Change told_{};  // of others, the last that the strip has told
+  std::int64_t toldUntil_ = 0;
   RetryPause reread_;
   bool rereadFilters_ = false;
   bool rereadCategories_ = false;

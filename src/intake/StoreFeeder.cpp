@@ -12,6 +12,7 @@
 #include "common/RegistryValues.h"
 #include "store/DatabaseError.h"
 #include "store/Heartbeats.h"
+#include "store/Retry.h"
 
 namespace korvane::intake {
 
@@ -67,6 +68,15 @@ struct StoreFeeder::Shared {
     return read;
   }
 
+  // What is queued has the numbers of another state.
+  void EndForGood() {
+    const std::lock_guard lock(Mutex);
+    Queue.clear();
+    QueuedTraps = 0;
+    QueuedBytes = 0;
+    Link.Replaced();
+  }
+
   void Pause(std::chrono::milliseconds length, std::stop_token stop) {
     std::unique_lock lock(Mutex);
     Changed.wait_for(lock, stop, length, [this] { return Hurry; });
@@ -83,9 +93,45 @@ struct StoreFeeder::Shared {
     }
   }
 
+  bool FollowOnce(store::Connection& connection, StoreFollower& follower, const StoreFeederOptions& options,
+                  std::stop_token stop);
   void Follow(const OpenConnection& open, StoreFollower follower, const StoreFeederOptions& options,
               std::stop_token stop, CancellableConnection& cancellable);
 };
+
+// Around what may wait for the store.
+class BoardedCall {
+ public:
+  explicit BoardedCall(LinkBoard& board) : board_(board) { board_.CallBegins(); }
+  ~BoardedCall() { board_.CallEnds(); }
+  BoardedCall(const BoardedCall&) = delete;
+  BoardedCall& operator=(const BoardedCall&) = delete;
+
+ private:
+  LinkBoard& board_;
+};
+
+// False when there is nothing more to follow.
+bool StoreFeeder::Shared::FollowOnce(store::Connection& connection, StoreFollower& follower,
+                                     const StoreFeederOptions& options, std::stop_token stop) {
+  StoreFollower::Progress read = [&] {
+    const BoardedCall call(Link);
+    return store::RetriedOnce(connection,
+                              [&] { return follower.Read(connection, std::chrono::steady_clock::now()); });
+  }();
+  Link.Works();
+  if (read.Replaced) {
+    EndForGood();
+    return false;
+  }
+  Link.Followed({.HighestNumber = std::max<std::int64_t>(follower.Traps().HighestNumber(), 0),
+                 .GivenUp = follower.Traps().GivenUp()});
+  const bool more = read.More;
+  if (Put(std::move(read), options, stop) && !more) {
+    Pause(options.PollInterval, stop);
+  }
+  return true;
+}
 
 // The thread's life.  Whatever fails, the connection is thrown away and the follower goes on where it was.
 void StoreFeeder::Shared::Follow(const OpenConnection& open, StoreFollower follower,
@@ -97,21 +143,20 @@ void StoreFeeder::Shared::Follow(const OpenConnection& open, StoreFollower follo
   while (!stop.stop_requested()) {
     try {
       if (!connection) {
+        const BoardedCall call(Link);
         connection = open();
         cancellable.Use(connection);
       }
       const auto now = std::chrono::steady_clock::now();
       if (now >= nextLook) {
+        const BoardedCall call(Link);
         LookAtReceivers(*connection);
         nextLook = now + options.ReceiversEvery;
       }
-      StoreFollower::Progress read = follower.Read(*connection, now);  // last: what it read is not read again
-      Link.Works();
-      retry = options.FirstRetry;
-      const bool more = read.More;
-      if (Put(std::move(read), options, stop) && !more) {
-        Pause(options.PollInterval, stop);
+      if (!FollowOnce(*connection, follower, options, stop)) {  // last: what it read is not read again
+        return;
       }
+      retry = options.FirstRetry;
     } catch (const std::exception& error) {
       Link.Failed(error, retry);
       cancellable.Use(nullptr);
@@ -144,8 +189,8 @@ std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {
   shared_ = std::make_shared<Shared>();
   knownNumber_ = options_.KnownNumber();
   const std::int32_t mark = options_.OnlyNew() ? std::numeric_limits<std::int32_t>::max() : highWaterMark;
-  const StoreFollower follower(TrapFollower(mark, options_.Following, knownNumber_), options_.KnownChange(),
-                               options_.CheckInterval);
+  const StoreFollower follower(TrapFollower(mark, options_.Following, knownNumber_, options_.KnownState()),
+                               options_.KnownChange(), options_.CheckInterval, options_.MissingFor);
   const bool started = worker_.Start([shared = shared_, open = openConnection_, follower, options = options_](
                                          std::stop_token stop, CancellableConnection& cancellable) {
     shared->Follow(open, follower, options, std::move(stop), cancellable);
@@ -183,6 +228,14 @@ bool StoreFeeder::TrapIsNew() const {
 
 StoreNews StoreFeeder::TakeNews() {
   return nextTaken_ == taken_.Traps.size() ? std::exchange(taken_.News, {}) : StoreNews{};
+}
+
+bool StoreFeeder::PortionEnds() const {
+  if (nextTaken_ == 0 || nextTaken_ < taken_.Traps.size() || !shared_) {
+    return false;
+  }
+  const std::lock_guard lock(shared_->Mutex);
+  return taken_.More || !shared_->Queue.empty();
 }
 
 std::int32_t StoreFeeder::StopRecvEvents() {

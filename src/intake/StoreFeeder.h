@@ -1,7 +1,8 @@
 // The receiver library where the platform has none: follows the trap table and the change log on a thread and
 // a connection of its own and queues what is new.  Its calls are made from the user-interface thread and
 // touch no database. A lost database shows as an empty list; the thread tries again with growing pauses and
-// misses nothing.
+// misses nothing.  A store that is found in another state ends the thread and empties the list: its State
+// says so, and whoever uses the feeder loads everything anew and starts it again.
 #pragma once
 
 #include <chrono>
@@ -45,11 +46,14 @@ struct StoreFeederOptions {
   TrapFollowerLimits Following;
   NameResolverLimits Resolving;
   std::chrono::milliseconds CheckInterval = std::chrono::minutes(1);  // see StoreLedger
+  std::chrono::milliseconds MissingFor = std::chrono::seconds(3);     // see StoreFollower
   // Asked on starting: the largest SequenceNumber before the console loaded what was there.  Without it a row
   // that is stored with an older time between that load and the feeder's first read counts as loaded.
   std::function<std::int32_t()> KnownNumber = [] { return std::numeric_limits<std::int32_t>::max(); };
   // Asked on starting too: the largest Change_ID at that moment.
   std::function<std::int32_t()> KnownChange = [] { return 0; };
+  // And this: what the store was like at that moment.
+  std::function<StoreAnchor()> KnownState = [] { return StoreAnchor(); };
   // And this: nothing up to that number is delivered, whatever its time.
   std::function<bool()> OnlyNew = [] { return false; };
   Worker::ThreadMaker MakeThread = Worker::MakeThread;
@@ -68,6 +72,7 @@ class StoreFeeder : public ReceiverLibrary {
   std::string_view NotesOfTrap() const override;  // as they were when the row was read
   bool TrapIsNew() const override;
   StoreNews TakeNews() override;
+  bool PortionEnds() const override;  // a portion is what one read of the store found
   // Within StopPatience and a little: a call that hangs is cancelled, and when that does not help the thread
   // is left behind with what it owns, which answers 1.  What is still in the list is gone.
   std::int32_t StopRecvEvents() override;

@@ -1,9 +1,11 @@
 // Everything that the store feeder reads of the store, step by step: new traps, and what was changed.  Goes
-// on where it was after the store was lost.  On the feeder's thread.
+// on where it was after the store was lost.  Where it finds the store in another state than the one that was
+// read, it says so and reads no further.  On the feeder's thread.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 
 #include "intake/ChangeFollower.h"
 #include "intake/StoreLedger.h"
@@ -16,12 +18,16 @@ namespace korvane::intake {
 class StoreFollower {
  public:
   // known: the largest Change_ID before the console loaded what was there.  checkInterval: how often the
-  // books are closed.
-  StoreFollower(TrapFollower traps, std::int32_t known, std::chrono::milliseconds checkInterval);
+  // books are closed.  missingFor: for so long rows or entries may be missing until it is sure that nobody
+  // purged them, and that a node of a cluster has not only fallen behind the one that was asked before.
+  StoreFollower(TrapFollower traps, std::int32_t known, std::chrono::milliseconds checkInterval,
+                std::chrono::milliseconds missingFor = std::chrono::seconds(3));
 
   // The news come after the traps of the same read.
   struct Progress : TrapFollower::Progress {
     StoreNews News;
+    // Every number that is held is void.  Nothing else is in this read, and it is the last.
+    bool Replaced = false;
 
     bool Empty() const { return Traps.empty() && News.Empty(); }
   };
@@ -29,13 +35,23 @@ class StoreFollower {
   // One step, of bounded size.  Throws DatabaseError; nothing is lost by that.
   Progress Read(store::Connection& connection, std::chrono::steady_clock::time_point now);
 
+  const TrapFollower& Traps() const { return traps_; }
+
  private:
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  StoreNews ReadChanges(store::Connection& connection, TimePoint now, bool& more);
+  bool IsInState(store::Connection& connection, TimePoint now, bool changesRead, bool& replaced);
+  bool IsOfAnotherState(store::Connection& connection);
+
   TrapFollower traps_;
   ChangeFollower changes_;
   StoreLedger ledger_;
   StoreNews news_;  // read, and not handed on yet
   std::chrono::milliseconds checkInterval_;
-  std::chrono::steady_clock::time_point nextCheck_;
+  std::chrono::milliseconds missingFor_;
+  TimePoint nextCheck_;
+  std::optional<TimePoint> missingSince_;
 };
 
 }  // namespace korvane::intake

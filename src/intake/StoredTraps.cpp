@@ -1,7 +1,12 @@
 #include "intake/StoredTraps.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <deque>
+#include <set>
 #include <string>
+#include <utility>
 
 #include "common/Translation.h"
 #include "intake/Intake.h"
@@ -15,6 +20,82 @@ namespace korvane::intake {
 namespace {
 
 constexpr std::int64_t kRowsPerProgress = 4096;
+// Of more source texts everything is read: each takes a reader of its own.
+constexpr std::size_t kMostSources = 8;
+
+std::string StatementOf(const LoadRange& range) {
+  return range.Lower ? store::TrapsLoadStatement(range.Upper, *range.Lower)
+                     : store::TrapsLoadStatement(range.Upper);
+}
+
+// What the takers need of it: all of it, or the traps of a few source texts, each by a statement of its own,
+// since not every engine finds several of them by its index.
+std::vector<std::string> StatementsFor(const std::string& statement, StoredTrapsTakers takers) {
+  std::set<std::string> sources;
+  for (const StoredTrapsTaker* taker : takers) {
+    const std::optional<std::vector<std::string>> some = taker->OnlySources();
+    if (!some) {
+      return {statement};
+    }
+    sources.insert(some->begin(), some->end());
+  }
+  if (sources.empty() || sources.size() > kMostSources) {
+    return {statement};
+  }
+  std::vector<std::string> statements;
+  try {
+    for (const std::string& source : sources) {
+      statements.push_back(store::OfSource(statement, source));
+    }
+  } catch (const store::DatabaseError&) {
+    return {statement};  // a text that can't stand in one
+  }
+  return statements;
+}
+
+// The rows of several statements as one statement would bring them, by time and number.
+class MergedReader {
+ public:
+  MergedReader(store::Connection& connection, std::span<const std::string> statements) {
+    for (const std::string& statement : statements) {
+      parts_.emplace_back(connection, statement);
+      Step(parts_.size() - 1);
+    }
+  }
+
+  // Null at the end.  Holds until the next call.
+  store::IncomingTrap* Next() {
+    if (current_) {
+      Step(*current_);
+    }
+    current_.reset();
+    for (std::size_t i = 0; i < parts_.size(); ++i) {
+      if (parts_[i].Trap && (!current_ || Key(i) < Key(*current_))) {
+        current_ = i;
+      }
+    }
+    return current_ ? &*parts_[*current_].Trap : nullptr;
+  }
+
+ private:
+  struct Part {
+    Part(store::Connection& connection, const std::string& statement) : Reader(connection, statement) {}
+    store::TrapReader Reader;
+    std::optional<store::IncomingTrap> Trap{std::in_place};
+  };
+
+  void Step(std::size_t part) {
+    if (!parts_[part].Reader.Next(*parts_[part].Trap)) {
+      parts_[part].Trap.reset();
+    }
+  }
+  std::pair<std::int32_t, std::int32_t> Key(std::size_t part) const {
+    return {parts_[part].Trap->EventTime, parts_[part].Trap->SequenceNumber};
+  }
+
+  std::deque<Part> parts_;
+  std::optional<std::size_t> current_;
+};
 
 }  // namespace
 
@@ -28,14 +109,16 @@ void StoredTraps::ReadAll(StoredTrapsTakers takers, LoadOutcome& outcome) {
     return;
   }
   const LoadRange range = RangeOfLoad(bounds_, desk_.State.gLastTrapTime);
-  const std::string statement = range.Lower ? store::TrapsLoadStatement(range.Upper, *range.Lower)
-                                            : store::TrapsLoadStatement(range.Upper);
+  const std::vector<std::string> statements = StatementsFor(StatementOf(range), takers);
   std::int64_t expected = 0;
   for (const StoredTrapsTaker* taker : takers) {
     expected = std::max(expected, taker->ExpectedTraps());
   }
   try {
-    outcome.Unacknowledged = Read(range, statement, expected, takers);
+    outcome.Unacknowledged = Read(range, statements, expected, takers);
+    if (outcome.Unacknowledged == 0 && statements.front() != StatementOf(range) && AnyStored(range)) {
+      outcome.Unacknowledged = 1;  // of others: that is why a window has none
+    }
   } catch (const store::DatabaseError& error) {
     desk_.DebugLog.TryWriteLog(error.what());
     outcome.Failure = store::FailureInAllWords(error);
@@ -43,14 +126,22 @@ void StoredTraps::ReadAll(StoredTrapsTakers takers, LoadOutcome& outcome) {
   }
 }
 
-std::int64_t StoredTraps::Read(const LoadRange& range, std::string_view statement, std::int64_t expected,
-                               StoredTrapsTakers takers) {
-  store::TrapReader reader(connection_, statement);
+bool StoredTraps::AnyStored(const LoadRange& range) {
+  store::TrapReader reader(connection_, fmt::format("{} LIMIT 1", StatementOf(range)));
   store::IncomingTrap trap;
+  return reader.Next(trap);
+}
+
+std::int64_t StoredTraps::Read(const LoadRange& range, std::span<const std::string> statements,
+                               std::int64_t expected, StoredTrapsTakers takers) {
+  MergedReader reader(connection_, statements);
   std::int64_t wanted = 0;
-  for (std::int64_t read = 1; reader.Next(trap); ++read) {
+  std::int64_t read = 1;
+  for (store::IncomingTrap* next = reader.Next(); next != nullptr; next = reader.Next(), ++read) {
+    store::IncomingTrap& trap = *next;
     if (read % kRowsPerProgress == 0) {
       desk_.Busy.ShowProgress(read, expected > 0 ? std::max(expected, read) : 0);
+      desk_.Busy.GoOn();
     }
     if (!range.Wants(bounds_, trap.EventTime, trap.SequenceNumber)) {
       continue;
@@ -66,6 +157,31 @@ std::int64_t StoredTraps::Read(const LoadRange& range, std::string_view statemen
     }
   }
   return wanted;
+}
+
+std::int64_t StoredTraps::ReadFirst(std::string_view statement, std::int64_t expected,
+                                    StoredTrapsTaker& counts) {
+  std::vector<StoredTrapsTaker*> takers{&counts};
+  takers.insert(takers.end(), again_.begin(), again_.end());
+  const LoadRange range = RangeOfLoad(bounds_, desk_.State.gLastTrapTime);
+  for (StoredTrapsTaker* taker : takers) {
+    taker->LoadBegins();
+  }
+  const std::string read = again_.empty() ? std::string(statement) : StatementOf(range);
+  return Read(range, std::span(&read, 1), expected, takers);
+}
+
+void StoredTraps::Await(StoredTrapsTaker& taker) {
+  again_.push_back(&taker);
+}
+
+void StoredTraps::FirstLoadEnds(std::int64_t unacknowledged) {
+  const LoadOutcome outcome{.Unacknowledged = unacknowledged, .Failure = {}};
+  for (StoredTrapsTaker* taker : std::exchange(again_, {})) {
+    taker->LoadEnds(outcome);
+  }
+  retry_.Succeeded();
+  failed_.reset();
 }
 
 void StoredTraps::Load(StoredTrapsTakers takers) {

@@ -1,6 +1,7 @@
 // One read of the stored traps for everything that shows them: each trap is read and completed once and
-// offered to the Systems window's counts and to every Traps window that loads.  What could not be loaded is
-// loaded again, all of it by one read, as soon as the store can be read.  User-interface thread.
+// offered to the Systems window's counts and to every Traps window that loads.  Windows on single systems
+// alone have only the traps of these read.  What could not be loaded is loaded again, all of it by one read,
+// as soon as the store can be read.  User-interface thread.
 #pragma once
 
 #include <cstdint>
@@ -33,6 +34,8 @@ class StoredTrapsTaker {
   virtual ~StoredTrapsTaker() = default;
   // How many traps it showed before, for the progress; 0: not known.
   virtual std::int64_t ExpectedTraps() const { return 0; }
+  // The source texts of all traps that it may take, as far as the console knows any; nothing: any text.
+  virtual std::optional<std::vector<std::string>> OnlySources() const { return std::nullopt; }
   virtual void LoadBegins() = 0;
   // Asked before the trap's names are looked up.  False: its source alone rules it out, and a trap that
   // nobody may take is passed over.
@@ -52,10 +55,14 @@ class StoredTraps {
   StoredTraps(Desk& desk, store::Connection& connection, store::TrapNames& names, Systems& systems,
               LoadBounds& bounds);
 
-  // Reads the statement's traps that belong to the range; how many they were.  expected: as above.  Throws
-  // DatabaseError.
-  std::int64_t Read(const LoadRange& range, std::string_view statement, std::int64_t expected,
-                    StoredTrapsTakers takers);
+  // The first load of all, for the Systems window's counts: one read for it and for every window that waits
+  // by then; how many traps were in the range.  statement: for the counts alone.  expected: as above.  Throws
+  // DatabaseError; then the windows go on waiting.
+  std::int64_t ReadFirst(std::string_view statement, std::int64_t expected, StoredTrapsTaker& counts);
+  // A window that is opened before the first load: it is loaded with it, or as soon as it can be.
+  void Await(StoredTrapsTaker& taker);
+  // After ReadFirst, when all that was read may be shown.
+  void FirstLoadEnds(std::int64_t unacknowledged);
 
   // Loads all of them anew within the bounds of the loads, under one busy text.  A failing statement is
   // logged, and its takers load again.
@@ -72,6 +79,9 @@ class StoredTraps {
 
  private:
   void ReadAll(StoredTrapsTakers takers, LoadOutcome& outcome);
+  std::int64_t Read(const LoadRange& range, std::span<const std::string> statements, std::int64_t expected,
+                    StoredTrapsTakers takers);
+  bool AnyStored(const LoadRange& range);
 
   Desk& desk_;
   store::Connection& connection_;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
@@ -12,6 +13,7 @@
 #include "common/Text.h"
 #include "platform/Platform.h"
 #include "store/DatabaseError.h"
+#include "store/Retry.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
 
@@ -189,21 +191,27 @@ void Systems::Impl::Save(store::Connection& connection, std::size_t index, TextS
 void Systems::SaveSystems(store::Connection& connection) {
   // Read before the transaction: SQLite refuses to write in one that has read, once somebody else has
   // written.
-  TextSet storedNames = StoredNames(connection);
+  const TextSet storedNames = StoredNames(connection);
   const auto storedBefore = impl_->Stored;
   std::optional<store::DatabaseError> refused;
-  store::Transaction transaction(connection);
-  for (std::size_t index = 0; index < impl_->List.size(); ++index) {
-    try {
-      impl_->Save(connection, index, storedNames);
-    } catch (const store::DatabaseError& error) {
-      if (!refused) {
-        refused = error;
+  const auto save = [&] {
+    refused.reset();
+    impl_->Stored = storedBefore;
+    TextSet names = storedNames;
+    store::Transaction transaction(connection);
+    for (std::size_t index = 0; index < impl_->List.size(); ++index) {
+      try {
+        impl_->Save(connection, index, names);
+      } catch (const store::DatabaseError& error) {
+        if (!refused) {
+          refused = error;
+        }
       }
     }
-  }
-  try {
     transaction.Commit();
+  };
+  try {
+    store::RetriedOnce(connection, save);
   } catch (const store::DatabaseError&) {
     impl_->Stored = storedBefore;
     throw;
@@ -296,6 +304,21 @@ std::vector<std::string> Systems::SourcesOf(const System& system, store::Connect
     if (std::string source = rows.Text("Source"); system.Sends(source)) {
       sources.push_back(std::move(source));
     }
+  }
+  return sources;
+}
+
+std::optional<std::vector<std::string>> Systems::SourcesNamed(std::string_view nameOrAddressOrSource) const {
+  if (impl_->Further != kNone) {
+    return std::nullopt;
+  }
+  std::vector<std::string> sources;
+  for (const System& system : impl_->List) {
+    const bool whole = EqualsIgnoreCase(system.Name, nameOrAddressOrSource) ||
+                       EqualsIgnoreCase(system.Address, nameOrAddressOrSource);
+    std::ranges::copy_if(system.Sources, std::back_inserter(sources), [&](const std::string& source) {
+      return whole || EqualsIgnoreCase(source, nameOrAddressOrSource);
+    });
   }
   return sources;
 }

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -62,6 +63,9 @@ class Systems : public intake::SystemDirectory {
   bool IsFurther(std::string_view source) const;
   // The texts under which unacknowledged traps of the system may be stored.  Throws DatabaseError.
   static std::vector<std::string> SourcesOf(const System& system, store::Connection& connection);
+  // The source texts, as far as known, of all traps whose system goes by this name or address, ignoring case;
+  // nothing when there are texts that nobody keeps.
+  std::optional<std::vector<std::string>> SourcesNamed(std::string_view nameOrAddressOrSource) const;
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
   std::size_t FindSystem(std::string_view nameOrAddressOrSource) const;
 

@@ -1,9 +1,11 @@
 #include "intake/TrapFollower.h"
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -18,7 +20,7 @@ namespace {
 
 constexpr std::int64_t kBelowAllNumbers =
     static_cast<std::int64_t>(std::numeric_limits<std::int32_t>::min()) - 1;
-constexpr std::size_t kGapsPerStatement = 64;
+constexpr std::size_t kMissedPerStatement = 500;
 constexpr std::string_view kColumns =
     "SequenceNumber, EventTime, Source, EnterpriseOid, GenericTrap, SpecificTrap, EventDescription, "
     "Event_ExtDescr, EventNotes, EventAck";
@@ -59,120 +61,98 @@ void Append(TrapFollower::Progress& progress, const store::IncomingTrap& row) {
 
 }  // namespace
 
-TrapFollower::TrapFollower(std::int32_t highWaterMark, TrapFollowerLimits limits, std::int32_t knownNumber)
-    : highWaterMark_(highWaterMark), knownNumber_(knownNumber), limits_(limits) {}
+TrapFollower::TrapFollower(std::int32_t highWaterMark, TrapFollowerLimits limits, std::int32_t knownNumber,
+                           StoreAnchor anchor)
+    : highWaterMark_(highWaterMark),
+      knownNumber_(knownNumber),
+      limits_(limits),
+      position_{.Gaps = NumberGaps(limits.Gaps), .LastRead = {}, .NextLook = {}},
+      anchor_(std::move(anchor)) {}
 
 TrapFollower::Progress TrapFollower::Read(store::Connection& connection, TimePoint now) {
-  const std::int64_t highest = NumberOf(connection, "MAX").value_or(kBelowAllNumbers);
+  highest_ = NumberOf(connection, "MAX").value_or(kBelowAllNumbers);
   if (!position_.Started) {
-    Start(connection, highest, now);
-  }
-  Position position = position_;
-  position.Watched += std::min<Duration>(now - position.LastRead, limits_.LongestStep);
-  position.LastRead = now;
-  if (highest < position.Last) {
-    // The newest rows are gone: removed, or another state of the store was put in its place.  Everything is
-    // looked through again, and what was there before is told by its number and time.
-    position.Before = {position.Last, position.LastTime};
-    position.Last = kBelowAllNumbers;
-    position.Gaps.clear();
+    Start(connection, now);
   }
   Progress progress;
-  ReadGaps(connection, position, progress);
+  Step step;
+  step.Last = position_.Last;
+  step.Anchor = anchor_;
+  if (now >= position_.NextLook) {
+    LookBack(connection, now, step, progress);
+  }
   if (!progress.More) {
-    ReadNew(connection, highest, position, progress);
+    ReadNew(connection, step, progress);
   }
-  if (position.Gaps.size() > limits_.MostGaps) {
-    position.Gaps.erase(position.Gaps.begin(),
-                        position.Gaps.end() - static_cast<std::ptrdiff_t>(limits_.MostGaps));
-  }
-  position_ = std::move(position);
+  Commit(std::move(step), now);
   return progress;
 }
 
-void TrapFollower::Start(store::Connection& connection, std::int64_t highest, TimePoint now) {
-  const std::optional<std::int64_t> oldestNew =
-      NumberOf(connection, "MIN", fmt::format(" WHERE EventTime >= {} AND EventAck = 0", highWaterMark_));
-  Position position;
-  position.Started = true;
-  position.LastRead = now;
-  const std::int64_t known = std::min(highest, knownNumber_);
-  position.Last = std::max(known - limits_.LookBack, kBelowAllNumbers);
+void TrapFollower::Start(store::Connection& connection, TimePoint now) {
+  // The sum keeps every engine from walking the numbers from the lowest on, which may take millions of rows:
+  // the index on acknowledgement and time has just those that count.
+  std::optional<std::int64_t> oldestNew;
+  store::Recordset rows = connection.OpenRecordset(
+      fmt::format("SELECT MIN(SequenceNumber + 0) AS FoundNumber FROM {} WHERE EventAck = 0 AND EventTime >= "
+                  "{}",
+                  store::kEventTrap, highWaterMark_));
+  if (rows.Next() && !rows.IsNull("FoundNumber")) {
+    oldestNew = rows.Integer("FoundNumber");
+  }
+  rows.Close();
+  position_.Started = true;
+  position_.LastRead = now;
+  const std::int64_t known = std::min(highest_, knownNumber_);
+  position_.Last = std::max(known - limits_.LookBack, kBelowAllNumbers);
   if (oldestNew) {
-    position.Last = std::min(position.Last, *oldestNew - 1);
+    position_.Last = std::min(position_.Last, *oldestNew - 1);
   }
-  position.Before = {known, static_cast<std::int64_t>(highWaterMark_) - 1};
-  position_ = std::move(position);
+  position_.Before = known;
 }
 
-void TrapFollower::ReadGaps(store::Connection& connection, Position& position, Progress& progress) const {
-  std::vector<Gap> left;
-  std::span<const Gap> gaps = position.Gaps;
-  while (!gaps.empty() && !progress.More) {
-    gaps = gaps.subspan(
-        ReadSomeGaps(connection, gaps.first(std::min(gaps.size(), kGapsPerStatement)), left, progress));
+void TrapFollower::LookBack(store::Connection& connection, TimePoint now, Step& step,
+                            Progress& progress) const {
+  step.Look = position_.Gaps.Next(
+      position_.Watched + std::min<NumberGaps::Watched>(now - position_.LastRead, limits_.LongestStep));
+  const std::vector<std::int32_t> missed = FindMissed(connection, store::kEventTrap, "SequenceNumber",
+                                                      position_.Gaps, step.Look.Ranges, progress.Looked);
+  std::span<const std::int32_t> left = missed;
+  while (!left.empty() && !progress.More) {
+    const auto some = left.first(std::min(left.size(), kMissedPerStatement));
+    left = left.subspan(some.size());
+    // A list: hundreds of ranges are slow to plan.
+    store::TrapReader reader(connection,
+                             RowsStatement(fmt::format("SequenceNumber IN ({})", fmt::join(some, ", "))));
+    store::IncomingTrap row;
+    while (!progress.More && reader.Next(row)) {
+      step.Closed.push_back(row.SequenceNumber);
+      ++progress.Rows;
+      if (row.EventAck == 0) {
+        Append(progress, row);
+      }
+      progress.More = progress.Bytes >= limits_.BytesPerRead;
+    }
   }
-  left.insert(left.end(), gaps.begin(), gaps.end());
-  // Only what was just looked for in vain may be given up.
-  std::erase_if(left, [&](const Gap& gap) {
-    return gap.First > gap.Last || (!progress.More && position.Watched - gap.Noticed >= limits_.GapLife);
-  });
-  position.Gaps = std::move(left);
+  step.LookedAtAll = !progress.More;
 }
 
-std::size_t TrapFollower::ReadSomeGaps(store::Connection& connection, std::span<const Gap> gaps,
-                                       std::vector<Gap>& left, Progress& progress) const {
-  std::string condition;
-  for (const Gap& gap : gaps) {
-    condition += fmt::format("{}(SequenceNumber >= {} AND SequenceNumber <= {})",
-                             condition.empty() ? "" : " OR ", gap.First, gap.Last);
-  }
-  store::TrapReader reader(connection, RowsStatement(condition));
-  std::size_t at = 0;
-  Gap open = gaps[at];  // what is left of the gap that the rows have reached
-  store::IncomingTrap row;
-  while (reader.Next(row)) {
-    while (open.Last < row.SequenceNumber && at + 1 < gaps.size()) {
-      left.push_back(open);
-      open = gaps[++at];
-    }
-    left.push_back({open.First, row.SequenceNumber - 1, open.Noticed});
-    open.First = row.SequenceNumber + 1;
-    ++progress.Rows;
-    if (row.EventAck == 0) {
-      Append(progress, row);
-    }
-    if (progress.Bytes >= limits_.BytesPerRead) {
-      progress.More = true;
-      break;
-    }
-  }
-  left.push_back(open);
-  if (progress.More) {
-    return at + 1;
-  }
-  left.insert(left.end(), gaps.begin() + static_cast<std::ptrdiff_t>(at) + 1, gaps.end());
-  return gaps.size();
-}
-
-void TrapFollower::ReadNew(store::Connection& connection, std::int64_t highest, Position& position,
-                           Progress& progress) const {
-  if (position.Last >= highest) {
+void TrapFollower::ReadNew(store::Connection& connection, Step& step, Progress& progress) const {
+  if (step.Last >= highest_) {
     return;
   }
-  const std::int64_t above = position.Last;
-  bool any = above != kBelowAllNumbers && ReadRange(connection, above, highest, position, progress);
-  if (!any && (above == kBelowAllNumbers || above + limits_.NumbersPerRead < highest)) {
+  const std::int64_t above = step.Last;
+  bool any = above != kBelowAllNumbers && ReadRange(connection, above, step, progress);
+  if (!any && (above == kBelowAllNumbers || above + limits_.NumbersPerRead < highest_)) {
     // The first rows of all, or a long stretch of numbers that were purged or never used: step over it.
     const auto next = NumberOf(connection, "MIN", fmt::format(" WHERE SequenceNumber > {}", above));
-    any = next && ReadRange(connection, *next - 1, highest, position, progress);
+    any = next && ReadRange(connection, *next - 1, step, progress);
   }
-  progress.More = any && position.Last < highest;
+  progress.More = any && step.Last < highest_;
 }
 
-bool TrapFollower::ReadRange(store::Connection& connection, std::int64_t above, std::int64_t highest,
-                             Position& position, Progress& progress) const {
-  const std::int64_t to = std::min(above + limits_.NumbersPerRead, highest);
+bool TrapFollower::ReadRange(store::Connection& connection, std::int64_t above, Step& step,
+                             Progress& progress) const {
+  const std::int64_t to = std::min(above + limits_.NumbersPerRead, highest_);
   store::TrapReader reader(
       connection, RowsStatement(fmt::format("SequenceNumber > {} AND SequenceNumber <= {}", above, to)));
   bool any = false;
@@ -181,18 +161,34 @@ bool TrapFollower::ReadRange(store::Connection& connection, std::int64_t above, 
     any = true;
     ++progress.Rows;
     const std::int64_t number = row.SequenceNumber;
-    if (number > position.Last + 1) {
-      position.Gaps.push_back(
-          {std::max(position.Last + 1, number - limits_.LookBack), number - 1, position.Watched});
+    if (number > step.Last + 1) {
+      step.Opened.emplace_back(std::max(step.Last + 1, number - limits_.LookBack), number - 1);
     }
-    position.Last = number;
-    position.LastTime = row.EventTime;
-    const bool known = number <= position.Before.Number && row.EventTime <= position.Before.Time;
+    step.Last = number;
+    step.Anchor.Note(row);
+    const bool known = number <= position_.Before && row.EventTime < highWaterMark_;
     if (!known && row.EventAck == 0) {
       Append(progress, row);
     }
   }
   return any;
+}
+
+void TrapFollower::Commit(Step step, TimePoint now) {
+  position_.Watched += std::min<NumberGaps::Watched>(now - position_.LastRead, limits_.LongestStep);
+  position_.LastRead = now;
+  for (const std::int32_t number : step.Closed) {
+    position_.Gaps.Close(number);
+  }
+  if (step.LookedAtAll) {
+    position_.Gaps.Looked(step.Look, position_.Watched);
+    position_.NextLook = now + limits_.LookEvery;
+  }
+  for (const auto& [first, last] : step.Opened) {
+    position_.Gaps.Open(first, last, position_.Watched);
+  }
+  position_.Last = step.Last;
+  anchor_ = std::move(step.Anchor);
 }
 
 }  // namespace korvane::intake

@@ -3,19 +3,21 @@
 // Used by the store feeder on its thread.
 //
 // Numbers are given out in order, but a lower one may be committed after a higher one.  A number that was
-// passed over is therefore looked for again for some time before it is given up as never used.
+// passed over is therefore looked for again for some time before it is given up as never used: NumberGaps.
 #pragma once
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <span>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
+#include "intake/NumberGaps.h"
 #include "intake/ReceiverLibrary.h"
+#include "intake/StoreAnchor.h"
 #include "store/Connection.h"
 #include "store/TrapRecord.h"
 
@@ -25,8 +27,8 @@ struct TrapFollowerLimits {
   std::int32_t NumbersPerRead = 4000;            // most numbers one statement spans
   std::size_t BytesPerRead = 16U * 1024 * 1024;  // of texts; a read that passes it ends there
   std::int32_t LookBack = 1000;                  // numbers below the start that may still be committed
-  std::size_t MostGaps = 256;                    // the lowest are given up first
-  std::chrono::milliseconds GapLife = std::chrono::minutes(5);
+  NumberGapsLimits Gaps;
+  std::chrono::milliseconds LookEvery{500};  // at most this often for what was passed over
   // Between two reads no more than this counts: what is longer, the store or the console was away.
   std::chrono::milliseconds LongestStep = std::chrono::seconds(10);
 };
@@ -40,64 +42,71 @@ class TrapFollower {
   // appears later whatever its time; rows that are acknowledged already are not.
   // knownNumber: the largest SequenceNumber before the console loaded what was there; of the rows behind it
   // those are new too that were stored between that load and the first read with an older time.
+  // anchor: what the store was like at that moment.
   explicit TrapFollower(std::int32_t highWaterMark, TrapFollowerLimits limits = {},
-                        std::int32_t knownNumber = std::numeric_limits<std::int32_t>::max());
+                        std::int32_t knownNumber = std::numeric_limits<std::int32_t>::max(),
+                        StoreAnchor anchor = {});
 
   struct Progress {
     std::vector<ReceivedTrap> Traps;
     TrapNotes Notes;
-    std::size_t Bytes = 0;  // of the traps' texts and notes
-    std::int64_t Rows = 0;  // that were found, also those that are not new
-    bool More = false;      // read on at once, there are more rows
+    std::size_t Bytes = 0;    // of the traps' texts and notes
+    std::int64_t Rows = 0;    // that were found, also those that are not new
+    bool More = false;        // read on at once, there are more rows
+    std::int64_t Looked = 0;  // numbers that were read to find those that were passed over
   };
 
   // One step, of bounded size.  Throws DatabaseError; the position is then unchanged, so the next read
   // delivers what this one would have.  now never goes back; it ages the numbers that were passed over.
   Progress Read(store::Connection& connection, std::chrono::steady_clock::time_point now);
 
+  // Whether the store is in the state that was read; to be asked before each read.  Throws DatabaseError.
+  StoreAnchor::Finding Check(store::Connection& connection) { return anchor_.Check(connection); }
+  // Somebody has deleted these, and said so.
+  void Purged(const store::TrapSelection& traps) { anchor_.Forget(traps); }
+
+  // How many numbers had to be given up unread, for want of room.
+  std::int64_t GivenUp() const { return position_.Gaps.GivenUp(); }
+  std::int64_t HighestNumber() const { return highest_; }  // at the last read; below all numbers: none
+  std::size_t GapBytes() const { return position_.Gaps.Bytes(); }
+
  private:
   using TimePoint = std::chrono::steady_clock::time_point;
-  using Duration = std::chrono::steady_clock::duration;
-
-  // Numbers First to Last that were passed over, noticed at that Watched.
-  struct Gap {
-    std::int64_t First;
-    std::int64_t Last;
-    Duration Noticed;
-  };
-
-  // Rows up to Number that were there before, as far as their time tells.
-  struct Known {
-    std::int64_t Number;
-    std::int64_t Time;
-  };
 
   struct Position {
     bool Started = false;
     std::int64_t Last = 0;  // every number up to here was read, or is in a gap
-    std::int32_t LastTime = 0;
-    Known Before{std::numeric_limits<std::int64_t>::min(), 0};
-    std::vector<Gap> Gaps;  // ascending
+    // Rows up to this number were there before, as far as their time tells.
+    std::int64_t Before = std::numeric_limits<std::int64_t>::min();
+    NumberGaps Gaps;
     TimePoint LastRead;
-    Duration Watched{0};  // for how long the store was followed
+    NumberGaps::Watched Watched{0};  // for how long the store was followed
+    TimePoint NextLook;
+  };
+  // What a read has found, for the position once all of it has gone well.
+  struct Step {
+    std::vector<std::int32_t> Closed;
+    std::vector<std::pair<std::int64_t, std::int64_t>> Opened;  // first and last
+    NumberGaps::Look Look;
+    bool LookedAtAll = false;  // of Look
+    std::int64_t Last = 0;
+    StoreAnchor Anchor;
   };
 
-  void Start(store::Connection& connection, std::int64_t highest, TimePoint now);
-  void ReadGaps(store::Connection& connection, Position& position, Progress& progress) const;
-  // Puts what stays open into left; how many of the gaps are dealt with.
-  std::size_t ReadSomeGaps(store::Connection& connection, std::span<const Gap> gaps, std::vector<Gap>& left,
-                           Progress& progress) const;
-  void ReadNew(store::Connection& connection, std::int64_t highest, Position& position,
-               Progress& progress) const;
+  void Start(store::Connection& connection, TimePoint now);
+  void LookBack(store::Connection& connection, TimePoint now, Step& step, Progress& progress) const;
+  void ReadNew(store::Connection& connection, Step& step, Progress& progress) const;
 
   // Rows above a number; false when there are none within reach of one statement.
-  bool ReadRange(store::Connection& connection, std::int64_t above, std::int64_t highest, Position& position,
-                 Progress& progress) const;
+  bool ReadRange(store::Connection& connection, std::int64_t above, Step& step, Progress& progress) const;
+  void Commit(Step step, TimePoint now);
 
   std::int32_t highWaterMark_;
   std::int64_t knownNumber_;
   TrapFollowerLimits limits_;
   Position position_;
+  StoreAnchor anchor_;
+  std::int64_t highest_ = 0;
 };
 
 }  // namespace korvane::intake

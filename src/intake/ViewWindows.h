@@ -31,6 +31,8 @@ class ViewWindows {
   // What else follows a change, made here or elsewhere: reports, and dialogs that are open on the same thing.
   // Live lists and counts have it already.
   virtual void Changed(const store::Change& change) = 0;
+  // The store is in another state: what dialogs and reports know of a trap's number is void.
+  virtual void StoreReplaced() = 0;
 };
 
 }  // namespace korvane::intake

@@ -19,8 +19,8 @@ namespace {
 
 constexpr int kStripPicture = 16;
 constexpr int kStripEdge = 3;
-constexpr std::array<const char*, kStripKinds> kRowNames = {"StoreAway", "ReceiverSilent", "Elsewhere",
-                                                            "Done", "Told"};
+constexpr std::array<const char*, kStripKinds> kRowNames = {
+    "StoreAway", "Replaced", "ReceiverSilent", "Limits", "Elsewhere", "Done", "Told"};
 
 MessagePicture PictureOf(PromptIcon icon) {
   switch (icon) {

@@ -272,7 +272,8 @@ void frmMain::OpenFirstWindows() {
   params::WindowParameters allTraps;
   allTraps.WindowName = Translated(kAllTrapsCaption);
   allTraps.Cancelled = false;
-  OpenTraps(traps::WindowKind::Selected, allTraps);
+  AddTraps(traps::WindowKind::Selected, allTraps)->Model().AwaitFirstLoad();
+  systems_->Load();
 }
 
 void frmMain::OpenSystemsWindow() {
@@ -280,7 +281,6 @@ void frmMain::OpenSystemsWindow() {
   systems_->SayHowToSend(services_.Traps.HowToSend);
   connect(systems_, &systems::frmDevices::PopUpMenuRequested, this, &frmMain::ShowSystemsPopUp);
   ui_->mdiChildren->Add(systems_, *systems_)->BringUp();
-  systems_->Load();
 }
 
 void frmMain::DestroyChildren() {
@@ -289,15 +289,18 @@ void frmMain::DestroyChildren() {
   ui_->mdiChildren->DestroyAll();
 }
 
-traps::frmTraps* frmMain::OpenTraps(traps::WindowKind kind, params::WindowParameters parameters,
-                                    const intake::System* system) {
+traps::frmTraps* frmMain::AddTraps(traps::WindowKind kind, params::WindowParameters parameters,
+                                   const intake::System* system) {
   auto* traps = new traps::frmTraps(services_.Traps, *this, kind, std::move(parameters), system);
   connect(traps, &traps::frmTraps::ContextMenuRequested, this,
           [this](const QPoint& position) { ShowPopUp(kTrapsPopUp, position); });
-  ChildWindow* child = ui_->mdiChildren->Add(traps, *traps);
-  child->BringUp();
-  traps->Reset();
+  ui_->mdiChildren->Add(traps, *traps)->BringUp();
   return traps;
+}
+
+void frmMain::OpenTraps(traps::WindowKind kind, params::WindowParameters parameters,
+                        const intake::System* system) {
+  AddTraps(kind, std::move(parameters), system)->Reset();
 }
 
 traps::frmTraps* frmMain::ActiveTraps() const {
@@ -450,6 +453,17 @@ void frmMain::Changed(const store::Change& change) {
     }
   }
   dialogs_->Changed(change);
+}
+
+void frmMain::StoreReplaced() {
+  for (const ChildWindow* child : ui_->mdiChildren->InCreationOrder()) {
+    if (auto* report = qobject_cast<reports::frmReport*>(child->widget())) {
+      report->StoreReplaced();
+    }
+  }
+  if (auto* dialog = findChild<traps::frmTrapDetail*>()) {
+    dialog->StoreReplaced();
+  }
 }
 
 void frmMain::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {

@@ -79,6 +79,7 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   void NotesChanged(std::int32_t sequenceNumber, std::string_view notes,
                     const store::ChangeStamp& stamp) override;
   void Changed(const store::Change& change) override;
+  void StoreReplaced() override;
   std::optional<std::string_view> ActiveFormName() const override;
 
  protected:
@@ -94,8 +95,11 @@ class frmMain : public QMainWindow, public intake::ViewWindows, public ChildWind
   traps::frmTraps* ActiveTraps() const;
   traps::TrapListWindow* ActiveList() const;  // either of them
   std::vector<traps::frmTraps*> AllTraps() const;
-  traps::frmTraps* OpenTraps(traps::WindowKind kind, params::WindowParameters parameters,
-                             const intake::System* system = nullptr);
+  void OpenTraps(traps::WindowKind kind, params::WindowParameters parameters,
+                 const intake::System* system = nullptr);
+  // Without loading it.
+  traps::frmTraps* AddTraps(traps::WindowKind kind, params::WindowParameters parameters,
+                            const intake::System* system = nullptr);
   void OpenSystemsWindow();
   void KeepFirstPlaces();
   void ShowToolbar(bool shown);

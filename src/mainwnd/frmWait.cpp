@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QCursor>
+#include <QKeyEvent>
 #include <QLayout>
 #include <QLocale>
 #include <QPainter>
@@ -41,12 +42,67 @@ QRect PlaceIn(const QWidget& frame, const QSize& size) {
   return place;
 }
 
+bool IsInput(QEvent::Type type) {
+  switch (type) {
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonRelease:
+    case QEvent::MouseButtonDblClick:
+    case QEvent::Wheel:
+    case QEvent::KeyPress:
+    case QEvent::KeyRelease:
+    case QEvent::InputMethod:
+    case QEvent::Shortcut:
+    case QEvent::ContextMenu:
+    case QEvent::TouchBegin:
+    case QEvent::TouchUpdate:
+    case QEvent::TouchEnd:
+    case QEvent::TabletPress:
+    case QEvent::TabletRelease:
+    case QEvent::DragEnter:
+    case QEvent::DragMove:
+    case QEvent::Drop:
+      return true;
+    default:
+      return false;
+  }
+}
+
 }  // namespace
+
+// Keeps everything from running that is not painting or the box itself: whoever is in the middle of long work
+// holds what a command or a tick would change.  A timer that is passed over comes again.
+class frmWait::InputGate : public QObject {
+ public:
+  explicit InputGate(frmWait& box) : box_(box) { qApp->installEventFilter(this); }
+
+  bool eventFilter(QObject* watched, QEvent* event) override {
+    if (event->type() == QEvent::Timer) {
+      return true;
+    }
+    // Windows of the system hand their input on to the widgets.
+    if (!IsInput(event->type()) || watched->isWindowType()) {
+      return false;
+    }
+    if (event->type() == QEvent::KeyPress && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
+      box_.ui_->cmdStop->click();
+      return true;
+    }
+    const auto* widget = qobject_cast<const QWidget*>(watched);
+    return widget == nullptr || (widget != &box_ && !box_.isAncestorOf(widget));
+  }
+
+ private:
+  frmWait& box_;
+};
 
 frmWait::frmWait(QWidget* parent) : QFrame(parent), ui_(std::make_unique<Ui::frmWait>()) {
   ui_->setupUi(this);
   ui_->prgWait->setRange(0, kBarSteps);
   setMinimumWidth(kNarrowest);
+  connect(ui_->cmdStop, &QPushButton::clicked, this, [this] {
+    stopped_ = true;
+    ui_->cmdStop->setEnabled(false);
+  });
   hide();
 }
 
@@ -99,6 +155,23 @@ void frmWait::ShowProgress(std::int64_t done, std::int64_t total) {
   PlaceAndPaint();
 }
 
+bool frmWait::GoOn() {
+  if (!answered_.isValid() || answered_.elapsed() >= kPaintEveryMilliseconds) {
+    const InputGate gate(*this);
+    QCoreApplication::processEvents();
+    answered_.start();
+  }
+  return !stopped_;
+}
+
+void frmWait::OfferStop() {
+  if (!texts_.empty() && ui_->cmdStop->isHidden()) {
+    ui_->cmdStop->setEnabled(true);
+    ui_->cmdStop->show();
+    PlaceAndPaint();
+  }
+}
+
 std::unique_ptr<WorkInProgress> frmWait::ShowWork(std::string_view text, std::function<void()> stop) {
   if (works_ == nullptr) {
     works_ = new WorkCards(parentWidget());
@@ -112,6 +185,9 @@ void frmWait::ShowText() {
                                                                std::max(room, kNarrowest)));
   ui_->prgWait->hide();
   ui_->lblCount->hide();
+  ui_->cmdStop->hide();
+  stopped_ = false;
+  answered_.start();
   PlaceAndPaint();
 }
 

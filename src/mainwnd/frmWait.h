@@ -1,6 +1,7 @@
 // The busy box of the frame window: a card in the middle of it, or beside the dialog that covers that, with a
-// text, and a bar with a count while the length of the work is known.  It is painted at once and nothing else
-// is processed, so that no input, timer or close reaches a console that is in the middle of something.  A
+// text, a bar with a count while the length of the work is known, and a Stop where the work can be left as it
+// is.  It is painted at once.  Between two steps of long work everything else is painted too, and Stop is
+// heard; no other input, no timer and no close reaches a console that is in the middle of something.  A
 // text shown inside another gives way to the outer one when it ends.  Without a visible frame around it, it
 // only keeps its texts. User-interface thread only; made by ConsoleApp, taken over by the frame.
 #pragma once
@@ -34,6 +35,8 @@ class frmWait : public QFrame, public BusyIndicator {
   void ShowBusy(std::string_view text) override;
   void ShowFree() override;
   void ShowProgress(std::int64_t done, std::int64_t total) override;
+  bool GoOn() override;
+  void OfferStop() override;
   // A card in the corner of the frame, which must be there.
   std::unique_ptr<WorkInProgress> ShowWork(std::string_view text, std::function<void()> stop) override;
 
@@ -43,12 +46,15 @@ class frmWait : public QFrame, public BusyIndicator {
   void paintEvent(QPaintEvent* event) override;
 
  private:
+  class InputGate;
   void ShowText();
   void PlaceAndPaint();
 
   std::unique_ptr<Ui::frmWait> ui_;
   std::vector<std::string> texts_;  // the innermost last
   QElapsedTimer painted_;
+  QElapsedTimer answered_;  // the system
+  bool stopped_ = false;
   QPointer<WorkCards> works_;
 };
 

@@ -9,6 +9,7 @@
 #include "store/ChangeLog.h"
 #include "store/DatabaseError.h"
 #include "store/Recordset.h"
+#include "store/Retry.h"
 #include "store/Statements.h"
 #include "store/StoredOrder.h"
 #include "store/Tables.h"
@@ -103,28 +104,30 @@ std::int32_t FilterStore::SaveFilter(const FilterValues& values, std::string_vie
   }
   store::Recordset group = connection_.OpenRecordset(store::kTrapFilterGroup, OfId(id));
   store::StoredOrder order(connection_, store::kTrapFilterGroup);
-  store::Transaction transaction(connection_, store::kTrapFilterGroup);
-  if (id == 0) {
-    id = AddCondition(conditions, filter, values);
-  }
-  group.AddNew();
-  group.Set("Trap_ID", id);
-  group.Set("Description", description);
-  group.Set(store::kSortOrder, order.NumberOf(fmt::to_string(replaced)));
-  group.Update();
-  store::NoteChange(connection_, store::ChangeKind::Filters);
-  transaction.Commit();
-  return id;
+  return store::RetriedOnce(connection_, [&, found = id] {
+    store::Transaction transaction(connection_, store::kTrapFilterGroup);
+    const std::int32_t used = found == 0 ? AddCondition(conditions, filter, values) : found;
+    group.AddNew();
+    group.Set("Trap_ID", used);
+    group.Set("Description", description);
+    group.Set(store::kSortOrder, order.NumberOf(fmt::to_string(replaced)));
+    group.Update();
+    store::NoteChange(connection_, store::ChangeKind::Filters);
+    transaction.Commit();
+    return used;
+  });
 }
 
 void FilterStore::RemoveFilter(std::int32_t trapTableId) {
   if (!IsFilter(trapTableId)) {
     return;  // removed by somebody else
   }
-  store::Transaction transaction(connection_);
-  connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kTrapFilterGroup, OfId(trapTableId)));
-  store::NoteChange(connection_, store::ChangeKind::Filters);
-  transaction.Commit();
+  store::RetriedOnce(connection_, [&] {
+    store::Transaction transaction(connection_);
+    connection_.Execute(fmt::format("DELETE FROM {} WHERE {}", store::kTrapFilterGroup, OfId(trapTableId)));
+    store::NoteChange(connection_, store::ChangeKind::Filters);
+    transaction.Commit();
+  });
 }
 
 }  // namespace korvane::params

@@ -134,7 +134,8 @@ void frmReport::ShowTrapDetail() {
     return;
   }
   // A report shows what was, settled or not: nothing is acknowledged from there.
-  traps::ShowTrapDetailDialog({services_.Desk, services_.Connection, windows_, {}}, table_, *list_, this);
+  traps::ShowTrapDetailDialog({services_.Desk, services_.Connection, windows_, {}, replaced_}, table_, *list_,
+                              this);
 }
 
 void frmReport::ShowWindowParameters() {
@@ -156,7 +157,16 @@ void frmReport::Custom_Activate() {
   UpdateStatusBar();
 }
 
+void frmReport::ApplyChange(const store::Change& change) {
+  if (!replaced_) {
+    model_.ApplyChange(change);
+  }
+}
+
 void frmReport::NotesSaved(std::int32_t sequenceNumber, std::string_view notes) {
+  if (replaced_) {
+    return;
+  }
   model_.NotesSaved(sequenceNumber, notes);
 }
 

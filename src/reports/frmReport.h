@@ -54,7 +54,9 @@ class frmReport : public QWidget, public traps::TrapListWindow {
   traps::ListTools& Tools() override { return *tools_; }
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override;
   // Acknowledged or made new again, here or elsewhere: its rows follow.
-  void ApplyChange(const store::Change& change) { model_.ApplyChange(change); }
+  void ApplyChange(const store::Change& change);
+  // The store is in another state: the report stays the picture that it is, and nothing changes it any more.
+  void StoreReplaced() { replaced_ = true; }
 
   ReportModel& Model() { return model_; }
   traps::TrapsTableModel& Table() { return table_; }
@@ -72,6 +74,7 @@ class frmReport : public QWidget, public traps::TrapListWindow {
   QString EmptyText() const;
 
   ReportServices& services_;
+  bool replaced_ = false;  // the store, since the report was made
   intake::ViewWindows& windows_;
   // A turn comes when nothing else waits, so that painting and input go first.
   QTimer turn_;

@@ -3,174 +3,432 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
+#include <iterator>
 #include <limits>
+#include <numeric>
+#include <utility>
 
 #include "store/ChangeLog.h"
 #include "store/Odbc.h"
+#include "store/Retry.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
 
 namespace korvane::store {
 namespace {
 
-constexpr std::size_t kRangesOfAStatement = 200;
+constexpr std::size_t kNumbersOfAStatement = 500;
 constexpr std::size_t kSourcesTold = 20;  // of more, lists look for the numbers instead
+constexpr int kTriesAtOneMoment = 10;
 constexpr NumberRange kEveryNumber{std::numeric_limits<std::int32_t>::min(),
                                    std::numeric_limits<std::int32_t>::max()};
-// Traps that were committed between the two statements on a source lie this close to the newest.
-constexpr std::int32_t kCommittedMeanwhile = 1000;
 
-// The unacknowledged rows of the condition, kept from everybody else until the transaction ends.
-void LockUnacknowledged(Connection& connection, std::string_view condition,
-                        std::vector<std::int32_t>& numbers) {
-  const Engine engine = connection.Internals().Kind;
-  const bool locksRows = engine == Engine::PostgreSql || engine == Engine::MariaDb;
-  Recordset rows = connection.OpenRecordset(
-      fmt::format("SELECT SequenceNumber FROM {} WHERE EventAck = 0 AND {} ORDER BY SequenceNumber{}",
-                  kEventTrap, condition, locksRows ? " FOR UPDATE" : ""));
-  while (rows.Next()) numbers.push_back(rows.Integer(std::size_t{0}));
-}
-
-template <class Each>
-void ForEachStatement(std::span<const NumberRange> numbers, Each each) {
-  while (!numbers.empty()) {
-    const auto some = numbers.first(std::min(numbers.size(), kRangesOfAStatement));
-    each(NumbersCondition(some));
-    numbers = numbers.subspan(some.size());
-  }
-}
-
-std::int32_t NoteAcknowledged(Connection& connection, const TrapSelection& traps, std::int64_t changed) {
-  return traps.Numbers.empty() ? 0 : NoteChange(connection, ChangeKind::Acknowledged, traps, changed);
-}
-
-// Statements on all traps of a condition.
-class Acknowledging {
+// How many rows a portion takes: what the store does in about the time that nobody notices.
+class PortionSize {
  public:
-  explicit Acknowledging(Connection& connection) : connection_(connection) {}
+  using Clock = std::chrono::steady_clock;
 
-  void Do(const std::string& statement, const std::string& condition) {
-    const std::ptrdiff_t before = std::ssize(fresh_);
-    LockUnacknowledged(connection_, condition, fresh_);
-    const std::int64_t touched = connection_.Execute(statement);
-    rows_ += touched;
-    if (touched <= std::ssize(fresh_) - before) return;
-    // Some were committed between the two statements.  Which they are can't be told from others that were
-    // acknowledged before, so all are noted, and none is taken back.
-    Recordset rows = connection_.OpenRecordset(fmt::format(
-        "SELECT SequenceNumber FROM {} WHERE EventAck = 1 AND {} ORDER BY SequenceNumber DESC LIMIT {}",
-        kEventTrap, condition, kCommittedMeanwhile));
-    while (rows.Next()) meanwhile_.push_back(rows.Integer(std::size_t{0}));
-  }
-
-  void Note(Acknowledgement& result) {
-    meanwhile_.insert(meanwhile_.end(), fresh_.begin(), fresh_.end());
-    result.Changed = SelectionOf(std::move(fresh_));
-    TrapSelection acknowledged = SelectionOf(std::move(meanwhile_));
-    result.ChangeId = NoteAcknowledged(connection_, acknowledged, rows_);
-    if (result.Leaving.empty()) result.Leaving.push_back(std::move(acknowledged));
+  std::size_t Rows() const { return rows_; }
+  template <class Work>
+  auto Timed(Work work) {
+    const Clock::time_point begun = Clock::now();
+    auto result = work();
+    const Clock::duration took = Clock::now() - begun;
+    if (took < kShort) rows_ = std::min(rows_ * 2, kMost);
+    if (took > kLong) rows_ = std::max(rows_ / 2, kLeast);
+    return result;
   }
 
  private:
-  Connection& connection_;
-  std::vector<std::int32_t> fresh_;
-  std::vector<std::int32_t> meanwhile_;
-  std::int64_t rows_ = 0;
+  static constexpr std::chrono::milliseconds kShort{35};
+  static constexpr std::chrono::milliseconds kLong{80};
+  static constexpr std::size_t kLeast = 100;
+  static constexpr std::size_t kMost = 10'000;
+  std::size_t rows_ = 500;
 };
 
-TrapSelection Common(const TrapSelection& selection, std::vector<std::int32_t> numbers) {
-  std::erase_if(numbers, [&](std::int32_t number) { return !selection.HasNumber(number); });
-  return SelectionOf(std::move(numbers));
+struct LockedRows {
+  std::vector<TrapKey> All;  // by their numbers, ascending
+  std::vector<TrapKey> New;  // those of them that are not acknowledged
+};
+
+// The rows of the condition in the order of their numbers, kept from everybody else until the transaction
+// ends: who keeps several takes them in one order, so that no two of them wait for each other.
+void Lock(Connection& connection, std::string_view condition, LockedRows& locked) {
+  const Engine engine = connection.Internals().Kind;
+  const bool locksRows = engine == Engine::PostgreSql || engine == Engine::MariaDb;
+  Recordset rows = connection.OpenRecordset(
+      fmt::format("SELECT SequenceNumber, EventTime, EventAck FROM {} WHERE {} ORDER BY SequenceNumber{}",
+                  kEventTrap, condition, locksRows ? " FOR UPDATE" : ""));
+  while (rows.Next()) {
+    locked.All.push_back({rows.Integer(std::size_t{0}), rows.Integer(std::size_t{1})});
+    if (rows.Integer(std::size_t{2}) == 0) locked.New.push_back(locked.All.back());
+  }
+}
+
+// The statements that it takes for so many numbers, which are ascending.  Number by number: of many ranges
+// SQLite would rather walk the whole table.
+template <class Each>
+void ForEachStatement(std::span<const TrapKey> traps, Each each) {
+  while (!traps.empty()) {
+    const auto some = traps.first(std::min(traps.size(), kNumbersOfAStatement));
+    std::string numbers;
+    for (const TrapKey& trap : some) {
+      fmt::format_to(std::back_inserter(numbers), "{}{}", numbers.empty() ? "" : ", ", trap.Number);
+    }
+    each(fmt::format("SequenceNumber IN ({})", numbers));
+    traps = traps.subspan(some.size());
+  }
+}
+
+// What is stored under the numbers of these traps.
+LockedRows LockNumbers(Connection& connection, std::span<const TrapKey> traps) {
+  std::vector<TrapKey> sorted(traps.begin(), traps.end());
+  std::ranges::sort(sorted);
+  sorted.erase(
+      std::unique(sorted.begin(), sorted.end(),
+                  [](const TrapKey& one, const TrapKey& other) { return one.Number == other.Number; }),
+      sorted.end());
+  LockedRows locked;
+  ForEachStatement(sorted, [&](const std::string& condition) { Lock(connection, condition, locked); });
+  return locked;
+}
+
+bool Holds(const std::vector<TrapKey>& sorted, const TrapKey& trap) {
+  return std::ranges::binary_search(sorted, trap);
+}
+
+AcknowledgedPortion Noted(Connection& connection, std::vector<TrapKey> changed) {
+  AcknowledgedPortion portion{.ChangeId = 0, .Changed = std::move(changed)};
+  if (!portion.Changed.empty()) {
+    portion.ChangeId = NoteChange(connection, ChangeKind::Acknowledged, SelectionOf(portion.Changed),
+                                  std::ssize(portion.Changed));
+  }
+  return portion;
+}
+
+void Add(Acknowledgement& result, AcknowledgedPortion portion) {
+  if (!portion.Changed.empty()) result.Portions.push_back(std::move(portion));
+}
+
+// What a portion of single traps came to.
+struct SingleTraps {
+  AcknowledgedPortion Done;
+  std::vector<std::int32_t> Leaving;
+  std::int64_t Gone = 0;
+  std::optional<DatabaseError> Failure;
+};
+
+// Committed also when a statement fails, which ends the work.
+SingleTraps AcknowledgeSome(Connection& connection, std::span<const TrapKey> traps) {
+  SingleTraps result;
+  Transaction transaction(connection, kEventTrap);
+  const LockedRows stored = LockNumbers(connection, traps);
+  std::vector<TrapKey> acknowledged;
+  try {
+    for (const TrapKey& trap : traps) {
+      if (Holds(stored.All, trap)) {
+        connection.Execute(AcknowledgeTrapStatement(trap.Number));
+        acknowledged.push_back(trap);
+        result.Leaving.push_back(trap.Number);
+        continue;
+      }
+      ++result.Gone;
+      // Under the number of another trap nothing may leave.
+      if (!std::ranges::binary_search(stored.All, trap.Number, {}, &TrapKey::Number)) {
+        result.Leaving.push_back(trap.Number);
+      }
+    }
+  } catch (const DatabaseError& error) {
+    if (IsConflict(error) || acknowledged.empty()) throw;
+    result.Failure = error;
+  }
+  std::ranges::sort(acknowledged);
+  std::vector<TrapKey> changed;
+  std::ranges::copy_if(stored.New, std::back_inserter(changed),
+                       [&](const TrapKey& trap) { return Holds(acknowledged, trap); });
+  try {
+    result.Done = Noted(connection, std::move(changed));
+    transaction.Commit();
+  } catch (const DatabaseError& error) {
+    // Nothing was committed; what went wrong first says more.
+    if (IsConflict(error) || !result.Failure) throw;
+    throw DatabaseError(*result.Failure);
+  }
+  return result;
+}
+
+// All unacknowledged rows of a condition up to a time.
+class Sweep {
+ public:
+  using Statement = std::function<std::string(std::int32_t beforeTime)>;
+
+  // condition: beside being unacknowledged, with an AND behind it.
+  Sweep(Connection& connection, std::string condition, Statement statement, std::int32_t beforeTime)
+      : connection_(connection),
+        condition_("EventAck = 0 AND " + std::move(condition)),
+        statement_(std::move(statement)),
+        beforeTime_(beforeTime) {}
+
+  bool Ended() const { return ended_; }
+  void End() { ended_ = true; }
+  bool FitsInto(std::size_t rows) { return !TimeAt(rows); }
+
+  // The oldest ones: with the statement that the last portion uses, up to an earlier time.  Of a second that
+  // alone has more of them than a portion takes, some of its traps one by one.
+  AcknowledgedPortion Next(std::size_t rows) {
+    const auto behind = TimeAt(rows);
+    if (!behind) return Rest(connection_, std::span(this, 1));
+    const auto first = TimeAt(0);
+    if (first && *first < *behind) return UpTo(connection_, std::span(this, 1), *behind);
+    const std::vector<TrapKey> some = KeysAt(*behind, rows);
+    return AcknowledgeSome(connection_, some).Done;
+  }
+
+  // All that is left of several, in one transaction.
+  static AcknowledgedPortion Rest(Connection& connection, std::span<Sweep> sweeps) {
+    AcknowledgedPortion portion = UpTo(connection, sweeps, std::numeric_limits<std::int32_t>::max());
+    std::ranges::for_each(sweeps, &Sweep::End);
+    return portion;
+  }
+
+ private:
+  std::string Before(std::int32_t time) const { return fmt::format("{}EventTime < {}", condition_, time); }
+
+  std::optional<std::int32_t> TimeAt(std::size_t row) {
+    Recordset rows = connection_.OpenRecordset(
+        fmt::format("SELECT EventTime FROM {} WHERE {} ORDER BY EventTime ASC LIMIT 1 OFFSET {}", kEventTrap,
+                    Before(beforeTime_), row));
+    return rows.Next() ? std::optional(rows.Integer(std::size_t{0})) : std::nullopt;
+  }
+
+  std::vector<TrapKey> KeysAt(std::int32_t time, std::size_t count) {
+    Recordset rows =
+        connection_.OpenRecordset(fmt::format("SELECT SequenceNumber FROM {} WHERE {}EventTime = {} LIMIT {}",
+                                              kEventTrap, condition_, time, count));
+    std::vector<TrapKey> keys;
+    while (rows.Next()) keys.push_back({rows.Integer(std::size_t{0}), time});
+    return keys;
+  }
+
+  static AcknowledgedPortion UpTo(Connection& connection, std::span<Sweep> sweeps, std::int32_t time) {
+    for (int tries = 1;; ++tries) {
+      Transaction transaction(connection, kEventTrap);
+      LockedRows locked;
+      std::int64_t touched = 0;
+      for (Sweep& sweep : sweeps) touched += sweep.Acknowledge(std::min(time, sweep.beforeTime_), locked);
+      if (touched <= std::ssize(locked.New)) {
+        std::ranges::sort(locked.New);
+        AcknowledgedPortion portion = Noted(connection, std::move(locked.New));
+        transaction.Commit();
+        return portion;
+      }
+      // Some were committed between the two statements, and nobody could say which: once more.
+      if (tries == kTriesAtOneMoment) {
+        throw DatabaseError("Traps of this time are stored too quickly to be told apart.", "55000", 0, {});
+      }
+    }
+  }
+
+  // How many rows the statement touched.
+  std::int64_t Acknowledge(std::int32_t time, LockedRows& locked) {
+    Lock(connection_, Before(time), locked);
+    return connection_.Execute(statement_(time));
+  }
+
+  Connection& connection_;
+  std::string condition_;
+  Statement statement_;
+  std::int32_t beforeTime_;
+  bool ended_ = false;
+};
+
+// To the end, or as far as it goes.
+void Carry(Sweep& sweep, Connection& connection, PortionSize& size, Acknowledgement& result,
+           const GoOn& goOn) {
+  std::int64_t done = result.ChangedCount();
+  while (!sweep.Ended() && !result.Stopped && !result.Failure) {
+    try {
+      AcknowledgedPortion portion =
+          size.Timed([&] { return RetriedOnce(connection, [&] { return sweep.Next(size.Rows()); }); });
+      done += std::ssize(portion.Changed);
+      Add(result, std::move(portion));
+      result.Stopped = !sweep.Ended() && !goOn(done);
+    } catch (const DatabaseError& error) {
+      if (result.Portions.empty()) throw;
+      result.Failure = error;
+    }
+  }
 }
 
 }  // namespace
 
-Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const std::int32_t> sequenceNumbers,
-                                 const std::function<void(std::size_t done)>& done) {
+std::int64_t Acknowledgement::ChangedCount() const {
+  return std::accumulate(
+      Portions.begin(), Portions.end(), std::int64_t{0},
+      [](std::int64_t sum, const auto& portion) { return sum + std::ssize(portion.Changed); });
+}
+
+TrapSelection Acknowledgement::Changed() const {
+  std::vector<std::int32_t> numbers;
+  numbers.reserve(static_cast<std::size_t>(ChangedCount()));
+  for (const AcknowledgedPortion& portion : Portions) {
+    std::ranges::transform(portion.Changed, std::back_inserter(numbers), &TrapKey::Number);
+  }
+  return SelectionOf(std::move(numbers));
+}
+
+Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const TrapKey> traps, const GoOn& goOn) {
   Acknowledgement result;
-  const TrapSelection asked = SelectionOf({sequenceNumbers.begin(), sequenceNumbers.end()});
-  Transaction transaction(connection, kEventTrap);
-  std::vector<std::int32_t> fresh;
-  ForEachStatement(asked.Numbers,
-                   [&](const std::string& condition) { LockUnacknowledged(connection, condition, fresh); });
-  std::vector<std::int32_t> acknowledged;
-  try {
-    for (const std::int32_t number : sequenceNumbers) {
-      connection.Execute(AcknowledgeTrapStatement(number));
-      acknowledged.push_back(number);
-      done(acknowledged.size());
+  PortionSize size;
+  std::vector<std::int32_t> leaving;
+  for (std::size_t done = 0; done < traps.size() && !result.Failure && !result.Stopped;) {
+    const auto some = traps.subspan(done, std::min(size.Rows(), traps.size() - done));
+    try {
+      SingleTraps portion = size.Timed(
+          [&] { return RetriedOnce(connection, [&] { return AcknowledgeSome(connection, some); }); });
+      leaving.insert(leaving.end(), portion.Leaving.begin(), portion.Leaving.end());
+      result.Gone += portion.Gone;
+      result.Failure = std::move(portion.Failure);
+      Add(result, std::move(portion.Done));
+    } catch (const DatabaseError& error) {
+      if (done == 0) throw;
+      result.Failure = error;
     }
-  } catch (const DatabaseError& error) {
-    result.Failure = error;
+    done += some.size();
+    result.Stopped = !result.Failure && done < traps.size() && !goOn(static_cast<std::int64_t>(done));
   }
-  const TrapSelection leaving = SelectionOf(std::move(acknowledged));
-  try {
-    result.Changed = Common(leaving, std::move(fresh));
-    result.ChangeId = NoteAcknowledged(connection, result.Changed, CountOf(result.Changed.Numbers));
-    transaction.Commit();
-  } catch (const DatabaseError& error) {
-    // Nothing was committed; what went wrong first says more.
-    const DatabaseError failure = result.Failure.value_or(error);
-    result = {};
-    result.Failure = failure;
-    return result;
-  }
-  if (!leaving.Numbers.empty()) result.Leaving.push_back(leaving);
+  if (!leaving.empty()) result.Leaving.push_back(SelectionOf(std::move(leaving)));
   return result;
+}
+
+std::int64_t CountUnacknowledged(Connection& connection, std::span<const std::string> sources,
+                                 std::int32_t beforeTime) {
+  std::int64_t count = 0;
+  for (const std::string& source : sources) {
+    Recordset rows = connection.OpenRecordset(fmt::format(
+        "{} AND Source = {} AND EventTime < {}", CountUnacknowledgedStatement(), Quoted(source), beforeTime));
+    if (rows.Next()) count += rows.Integer(std::size_t{0});
+  }
+  return count;
 }
 
 Acknowledgement AcknowledgeSources(Connection& connection, std::span<const std::string> sources,
-                                   std::int32_t beforeTime) {
-  Transaction transaction(connection, kEventTrap);
-  Acknowledging work(connection);
-  Acknowledgement result;
+                                   std::int32_t beforeTime, const GoOn& goOn) {
+  std::vector<Sweep> sweeps;
   for (const std::string& source : sources) {
-    work.Do(AcknowledgeSourceStatement(source, beforeTime),
-            fmt::format("Source = {} AND EventTime < {}", Quoted(source), beforeTime));
-    if (sources.size() <= kSourcesTold) {
+    sweeps.emplace_back(
+        connection, fmt::format("Source = {} AND ", Quoted(source)),
+        [&source](std::int32_t time) { return AcknowledgeSourceStatement(source, time); }, beforeTime);
+  }
+  Acknowledgement result;
+  PortionSize size;
+  // A system has few texts, and is acknowledged wholly or not at all while it has few traps.
+  if (sources.size() <= kSourcesTold &&
+      std::ranges::all_of(sweeps, [&](Sweep& sweep) { return sweep.FitsInto(size.Rows()); })) {
+    Add(result, RetriedOnce(connection, [&] { return Sweep::Rest(connection, sweeps); }));
+  }
+  for (Sweep& sweep : sweeps) {
+    Carry(sweep, connection, size, result, goOn);
+  }
+  const bool whole = !result.Stopped && !result.Failure;
+  if (whole && sources.size() <= kSourcesTold) {
+    for (const std::string& source : sources) {
       result.Leaving.push_back({.Numbers = {kEveryNumber}, .Source = source, .BeforeTime = beforeTime});
     }
+  } else {
+    result.Leaving.push_back(result.Changed());
   }
-  work.Note(result);
-  transaction.Commit();
   return result;
 }
 
-Acknowledgement AcknowledgeAll(Connection& connection, std::int32_t beforeTime) {
-  Transaction transaction(connection, kEventTrap);
-  Acknowledging work(connection);
-  work.Do(AcknowledgeAllStatement(beforeTime), fmt::format("EventTime < {}", beforeTime));
+Acknowledgement AcknowledgeAll(Connection& connection, std::int32_t beforeTime, const GoOn& goOn) {
   Acknowledgement result;
-  work.Note(result);
-  transaction.Commit();
+  PortionSize size;
+  Sweep sweep(connection, "", AcknowledgeAllStatement, beforeTime);
+  Carry(sweep, connection, size, result, goOn);
   return result;
 }
 
-TrapSelection TakeBack(Connection& connection, const Acknowledgement& acknowledgement) {
-  Transaction transaction(connection, kEventTrap);
-  // Whoever made some of them new again meanwhile has decided about these.
-  std::vector<Change> since =
-      ReadChanges(connection, fmt::format("Change_ID > {} AND Kind = {}", acknowledgement.ChangeId,
-                                          static_cast<std::int32_t>(ChangeKind::Unacknowledged)));
+namespace {
+
+// The right one's own entries are of other traps.
+class TakingBack {
+ public:
+  explicit TakingBack(Connection& connection) : connection_(connection) {}
+
+  TrapSelection Take(std::span<const TrapKey> traps, std::int32_t changeId) {
+    Transaction transaction(connection_, kEventTrap);
+    const LockedRows stored = LockNumbers(connection_, traps);
+    std::vector<TrapKey> back;
+    std::ranges::copy_if(traps, std::back_inserter(back), [&](const TrapKey& trap) {
+      return Holds(stored.All, trap) && !Holds(stored.New, trap);
+    });
+    // Whoever made some of them new again meanwhile has decided about these.
+    const std::vector<Change> since = ReadChanges(
+        connection_, fmt::format("Change_ID > {} AND Kind = {} AND (Change_ID < {} OR Writer <> {})",
+                                 changeId, static_cast<std::int32_t>(ChangeKind::Unacknowledged), firstEntry_,
+                                 Quoted(connection_.Author().Writer)));
+    std::erase_if(back, [&](const TrapKey& trap) {
+      return std::ranges::any_of(
+          since, [&trap](const Change& change) { return change.Traps.HasNumber(trap.Number); });
+    });
+    TrapSelection taken = SelectionOf(back);
+    std::int64_t rows = 0;
+    ForEachStatement(back, [&](const std::string& condition) {
+      // With the plain column an engine may walk all that was ever acknowledged.
+      rows += connection_.Execute(
+          fmt::format("UPDATE {} SET EventAck = 0 WHERE +EventAck = 1 AND {}", kEventTrap, condition));
+    });
+    std::int32_t entry = firstEntry_;
+    if (!taken.Numbers.empty()) {
+      entry = std::min(entry, NoteChange(connection_, ChangeKind::Unacknowledged, taken, rows));
+    }
+    transaction.Commit();
+    firstEntry_ = entry;
+    return taken;
+  }
+
+ private:
+  Connection& connection_;
+  std::int32_t firstEntry_ = std::numeric_limits<std::int32_t>::max();
+};
+
+}  // namespace
+
+TakenBack TakeBack(Connection& connection, const Acknowledgement& acknowledgement, const GoOn& goOn) {
+  TakenBack result;
+  TakingBack work(connection);
+  PortionSize size;
   std::vector<std::int32_t> numbers;
-  ForEachStatement(acknowledgement.Changed.Numbers, [&](const std::string& condition) {
-    Recordset rows = connection.OpenRecordset(
-        fmt::format("SELECT SequenceNumber FROM {} WHERE EventAck = 1 AND {}", kEventTrap, condition));
-    while (rows.Next()) numbers.push_back(rows.Integer(std::size_t{0}));
-  });
-  std::erase_if(numbers, [&](std::int32_t number) {
-    return std::any_of(since.begin(), since.end(),
-                       [number](const Change& change) { return change.Traps.HasNumber(number); });
-  });
-  TrapSelection back = SelectionOf(std::move(numbers));
-  std::int64_t rows = 0;
-  ForEachStatement(back.Numbers, [&](const std::string& condition) {
-    rows += connection.Execute(
-        fmt::format("UPDATE {} SET EventAck = 0 WHERE EventAck = 1 AND {}", kEventTrap, condition));
-  });
-  if (!back.Numbers.empty()) NoteChange(connection, ChangeKind::Unacknowledged, back, rows);
-  transaction.Commit();
-  return back;
+  std::int64_t done = 0;
+  for (const AcknowledgedPortion& portion : acknowledgement.Portions) {
+    for (std::span<const TrapKey> left = portion.Changed; !left.empty();) {
+      const auto some = left.first(std::min(size.Rows(), left.size()));
+      try {
+        const TrapSelection back = size.Timed(
+            [&] { return RetriedOnce(connection, [&] { return work.Take(some, portion.ChangeId); }); });
+        for (const NumberRange& range : back.Numbers) {
+          for (std::int64_t number = range.First; number <= range.Last; ++number) {
+            numbers.push_back(static_cast<std::int32_t>(number));
+          }
+        }
+      } catch (const DatabaseError& error) {
+        if (done == 0) throw;
+        result.Failure = error;
+      }
+      done += std::ssize(some);
+      left = left.subspan(some.size());
+      result.Stopped = !result.Failure && !goOn(done);
+      if (result.Failure || result.Stopped) {
+        result.Traps = SelectionOf(std::move(numbers));
+        return result;
+      }
+    }
+  }
+  result.Traps = SelectionOf(std::move(numbers));
+  return result;
 }
 
 }  // namespace korvane::store

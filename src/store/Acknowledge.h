@@ -1,5 +1,7 @@
-// Acknowledging traps in the store, and taking it back.  Each is one transaction that knows exactly which
-// rows it changed and notes them in the change log.  Not inside a transaction.
+// Acknowledging traps in the store, and taking it back.  Done in portions: each is one short transaction that
+// knows exactly which rows it changed and notes them in the change log, so that nobody waits long for a row,
+// storing goes on in between, and what was done stays done when the rest is not.  A portion that collides
+// with somebody else's is tried once more.  Not inside a transaction.
 #pragma once
 
 #include <cstdint>
@@ -15,27 +17,50 @@
 
 namespace korvane::store {
 
-struct Acknowledgement {
-  std::vector<TrapSelection> Leaving;    // all of it is acknowledged now, whoever did it: it leaves the lists
-  TrapSelection Changed;                 // the rows that this acknowledgement changed, by their numbers
-  std::int32_t ChangeId = 0;             // of its last entry in the change log; 0: it changed nothing
-  std::optional<DatabaseError> Failure;  // a statement was refused: what came before it is done
+// What one portion changed.
+struct AcknowledgedPortion {
+  std::int32_t ChangeId = 0;     // of its last entry in the change log
+  std::vector<TrapKey> Changed;  // by their numbers, ascending
 };
 
-// One statement for each number, committed also when one of them fails, which ends the work.  done: told how
-// many statements have run.  Throws DatabaseError when nothing could be done at all.
-Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const std::int32_t> sequenceNumbers,
-                                 const std::function<void(std::size_t done)>& done);
+struct Acknowledgement {
+  std::vector<TrapSelection> Leaving;         // all of it is acknowledged now, or gone: it leaves the lists
+  std::vector<AcknowledgedPortion> Portions;  // those that changed something
+  std::int64_t Gone = 0;                      // asked for by number, and another trap has it now, or none
+  bool Stopped = false;                       // the rest was not wanted any more
+  std::optional<DatabaseError> Failure;       // a statement was refused: what came before it is done
 
-// All traps of these source texts older than the time: all of it or nothing.  Throws DatabaseError.
+  std::int64_t ChangedCount() const;
+  TrapSelection Changed() const;  // by number
+};
+
+// After each portion, with the rows dealt with so far; false: no more of them.
+using GoOn = std::function<bool(std::int64_t done)>;
+
+// One statement for each trap that is still stored under its number.  Throws DatabaseError when nothing could
+// be done at all.
+Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const TrapKey> traps, const GoOn& goOn);
+
+// How many traps of these source texts, older than the time, are unacknowledged.  Throws DatabaseError.
+std::int64_t CountUnacknowledged(Connection& connection, std::span<const std::string> sources,
+                                 std::int32_t beforeTime);
+
+// All traps of these source texts older than the time, from the oldest to the newest.  Throws DatabaseError
+// when nothing could be done at all, which is so when one of the texts can't stand in a statement.
 Acknowledgement AcknowledgeSources(Connection& connection, std::span<const std::string> sources,
-                                   std::int32_t beforeTime);
+                                   std::int32_t beforeTime, const GoOn& goOn);
 
-// All traps older than the time.
-Acknowledgement AcknowledgeAll(Connection& connection, std::int32_t beforeTime);
+// All traps older than the time.  Leaving is not told.
+Acknowledgement AcknowledgeAll(Connection& connection, std::int32_t beforeTime, const GoOn& goOn);
 
-// Makes new again what the acknowledgement changed and nobody changed since.  Returns what is new again.
-// Throws DatabaseError; nothing is changed then.
-TrapSelection TakeBack(Connection& connection, const Acknowledgement& acknowledgement);
+struct TakenBack {
+  TrapSelection Traps;                   // these are new again
+  bool Stopped = false;                  // the rest was not wanted any more
+  std::optional<DatabaseError> Failure;  // a statement was refused: the rest is not
+};
+
+// Makes new again what the acknowledgement changed and nobody changed since.  Throws DatabaseError when
+// nothing could be done at all.
+TakenBack TakeBack(Connection& connection, const Acknowledgement& acknowledgement, const GoOn& goOn);
 
 }  // namespace korvane::store

@@ -129,15 +129,16 @@ void AcknowledgedBy::Forget() {
 }
 
 void AcknowledgedBy::Read(Connection& connection, std::int32_t fromTime, const std::function<bool()>& goOn) {
-  const std::string wanted = fmt::format("Kind IN ({}, {}) AND Change_Time >= {}",
-                                         static_cast<std::int32_t>(ChangeKind::Acknowledged),
-                                         static_cast<std::int32_t>(ChangeKind::Unacknowledged),
-                                         std::max<std::int64_t>(fromTime - kClocksApart, 0));
+  const std::string inTime =
+      fmt::format("Change_Time >= {}", std::max<std::int64_t>(fromTime - kClocksApart, 0));
+  const std::string wanted =
+      fmt::format("Kind IN ({}, {}) AND {}", static_cast<std::int32_t>(ChangeKind::Acknowledged),
+                  static_cast<std::int32_t>(ChangeKind::Unacknowledged), inTime);
   std::int64_t first = 0;
   std::int64_t last = -1;
   {
-    Recordset ends = connection.OpenRecordset(
-        fmt::format("SELECT MIN(Change_ID), MAX(Change_ID) FROM {} WHERE {}", kChangeLog, wanted));
+    Recordset ends = connection.OpenRecordset(fmt::format(
+        "SELECT MIN(Change_ID), MAX(Change_ID) FROM {} WHERE {}", kChangeLog, inTime));  // by an index alone
     if (ends.Next()) {
       first = ends.Integer(std::size_t{0});
       last = ends.Integer(std::size_t{1});

@@ -4,6 +4,7 @@
 
 #include "store/Odbc.h"
 #include "store/Recordset.h"
+#include "store/Retry.h"
 #include "store/Tables.h"
 
 namespace korvane::store {
@@ -31,10 +32,12 @@ std::int32_t TakeCategoryNumbers(Connection& within, std::int32_t above, std::in
   }
   Connection own;
   own.Open(link.DataSource, link.User, link.Password, link.Options);
-  Transaction transaction(own);
-  const std::int32_t first = CountOn(own, above, count);
-  transaction.Commit();
-  return first;
+  return RetriedOnce(own, [&] {
+    Transaction transaction(own);
+    const std::int32_t first = CountOn(own, above, count);
+    transaction.Commit();
+    return first;
+  });
 }
 
 }  // namespace korvane::store

@@ -59,6 +59,10 @@ bool Connection::IsOpen() const {
   return impl_->Link && !impl_->Lost;
 }
 
+Engine Connection::Kind() const {
+  return impl_->Kind;
+}
+
 std::int64_t Connection::Execute(std::string_view text) {
   impl_->MakeReady(true);
   if (!impl_->Direct) impl_->Direct = std::make_unique<Statement>(*impl_);
@@ -110,6 +114,7 @@ void Connection::BeginTransaction() {
     throw error;
   }
   impl_->InTransaction = true;
+  impl_->TakenBack = false;
 }
 
 void Connection::Commit() {

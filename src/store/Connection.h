@@ -48,6 +48,8 @@ class Connection {
             ConnectionOptions options = {});
   void Close() noexcept;
   bool IsOpen() const;
+  // Of the data source, as it was when it was last open; Other before.
+  Engine Kind() const;
 
   // Runs one statement; the number of rows it touched (0 where the driver doesn't tell).
   std::int64_t Execute(std::string_view statement);

@@ -18,29 +18,40 @@ std::string_view FitForStatement(std::string_view machine) {
 
 }  // namespace
 
-void Beat(Connection& connection, std::string_view spoolId, std::string_view machine, bool stopped) {
+void Beat(Connection& connection, std::string_view spoolId, std::string_view machine,
+          const ReceiverCondition& condition, bool stopped) {
   const std::string id = Quoted(spoolId);
+  const std::string values =
+      fmt::format("Machine = {}, Stopped = {}, Dropped = {}, Dropped_Since = {}, Disk_Used = {}",
+                  Quoted(FitForStatement(machine)), stopped ? 1 : 0, condition.Dropped,
+                  condition.DroppedSince, condition.DiskUsed);
   // The number starts again below its end.
-  const std::int64_t moved = connection.Execute(fmt::format(
-      "UPDATE {} SET Beats = CASE WHEN Beats < 2000000000 THEN Beats + 1 ELSE 1 END, Machine = {}, Stopped = "
-      "{} WHERE Spool_ID = {}",
-      kReceiverHeartbeat, Quoted(FitForStatement(machine)), stopped ? 1 : 0, id));
-  if (moved == 0) {
-    connection.Execute(
-        fmt::format("INSERT INTO {} (Spool_ID, Machine, Beats, Stopped) VALUES ({}, {}, 1, {})",
-                    kReceiverHeartbeat, id, Quoted(FitForStatement(machine)), stopped ? 1 : 0));
+  const auto beat = [&] {
+    return connection.Execute(
+        fmt::format("UPDATE {} SET Beats = CASE WHEN Beats < 2000000000 THEN Beats + 1 ELSE 1 END, {} "
+                    "WHERE Spool_ID = {}",
+                    kReceiverHeartbeat, values, id));
+  };
+  if (beat() == 0) {
+    connection.Execute(fmt::format("INSERT INTO {} (Spool_ID) VALUES ({})", kReceiverHeartbeat, id));
+    beat();
   }
 }
 
 std::vector<Heartbeat> ReadHeartbeats(Connection& connection) {
   std::vector<Heartbeat> found;
-  Recordset rows = connection.OpenRecordset(fmt::format(
-      "SELECT Spool_ID, Machine, Beats, Stopped FROM {} ORDER BY Machine, Spool_ID", kReceiverHeartbeat));
+  Recordset rows = connection.OpenRecordset(
+      fmt::format("SELECT Spool_ID, Machine, Beats, Stopped, Dropped, Dropped_Since, Disk_Used FROM {} "
+                  "ORDER BY Machine, Spool_ID",
+                  kReceiverHeartbeat));
   while (rows.Next()) {
     found.push_back({.SpoolId = std::string(rows.Text("Spool_ID")),
                      .Machine = std::string(rows.Text("Machine")),
                      .Beats = rows.Integer("Beats"),
-                     .Stopped = rows.Integer("Stopped") != 0});
+                     .Stopped = rows.Integer("Stopped") != 0,
+                     .Condition = {.Dropped = rows.Integer("Dropped"),
+                                   .DroppedSince = rows.Integer("Dropped_Since"),
+                                   .DiskUsed = rows.Integer("Disk_Used")}});
   }
   return found;
 }

@@ -11,6 +11,7 @@
 #include <odbcinst.h>
 
 #include "store/DataSource.h"
+#include "store/Retry.h"
 
 namespace korvane::store {
 
@@ -86,6 +87,10 @@ std::string ConnectionText(const Connection::Impl& link) {
   asked += kDriverAttributes;
   if (const int seconds = ConnectLimit(link.Options); seconds > 0) {
     asked += fmt::format(";CONN_TIMEOUT={}", seconds);
+  }
+  // The watch tells a server that works from one that is mute; a limit of the data source can't.
+  if (link.Options.SilenceSeconds > 0 && link.Options.CommandTimeoutSeconds > 0) {
+    asked += fmt::format(";READ_TIMEOUT={}", link.Options.CommandTimeoutSeconds);
   }
   return ConnectionWords(link.DataSource, asked) + asked;
 }
@@ -280,6 +285,10 @@ void Connection::Impl::MakeReady(bool aWrite) {
     if (Lost) {
       throw DatabaseError("The connection to the database was lost inside a transaction.", "08007", 0, {});
     }
+    if (TakenBack) {
+      throw DatabaseError("The database took the transaction back, since it collided with another one.",
+                          "40001", 0, {});
+    }
     return;
   }
   if (Link && !Lost && !FilesAreThere()) Lost = true;
@@ -317,6 +326,7 @@ void Connection::Impl::NoteFailure(const DatabaseError& error) noexcept {
          (Kind != Engine::Sqlite &&
           odbc::Succeeded(SQLGetConnectAttr(Link.Get(), SQL_ATTR_CONNECTION_DEAD, &dead, 0, nullptr)) &&
           dead == SQL_CD_TRUE);
+  TakenBack = TakenBack || (InTransaction && IsConflict(error));
 }
 
 Statement::Statement(Connection::Impl& link) : link_(link), session_(link.Session) {

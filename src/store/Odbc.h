@@ -73,6 +73,7 @@ struct Connection::Impl {
   bool Wanted = false;
   bool Lost = false;
   bool InTransaction = false;
+  bool TakenBack = false;  // the open transaction, by the database: what follows would be half of it
   Engine Kind = Engine::Other;
   std::string DataSource, User, Password;
   ConnectionOptions Options;

@@ -65,6 +65,11 @@ std::string TrapsLoadStatement(std::int32_t upperBound, std::int32_t lowerBound)
                      kEventTrap, upperBound, lowerBound, kTrapOrder);
 }
 
+std::string OfSource(std::string_view trapsLoadStatement, std::string_view source) {
+  trapsLoadStatement.remove_suffix(kTrapOrder.size());
+  return fmt::format("{} AND Source = {}{}", trapsLoadStatement, Quoted(source), kTrapOrder);
+}
+
 std::string ReportStatement(std::int32_t fromTime, std::int32_t toTime) {
   return fmt::format("SELECT * FROM {} WHERE EventTime >= {} AND EventTime <= {}{}", kEventTrap, fromTime,
                      toTime, kTrapOrder);
@@ -75,8 +80,19 @@ std::string CountReportStatement(std::int32_t fromTime, std::int32_t toTime) {
                      fromTime, toTime);
 }
 
+// Of many ranges SQLite would rather walk the whole table; it looks up each of many numbers.
 std::string NumbersCondition(std::span<const NumberRange> numbers, std::string_view column) {
+  constexpr std::size_t kManyRanges = 10;
+  constexpr std::int64_t kMostNumbers = 1000;
   std::string condition;
+  if (numbers.size() >= kManyRanges && CountOf(numbers) <= kMostNumbers) {
+    for (const NumberRange& range : numbers) {
+      for (std::int64_t number = range.First; number <= range.Last; ++number) {
+        condition += fmt::format("{}{}", condition.empty() ? "" : ", ", number);
+      }
+    }
+    return fmt::format("{} IN ({})", column, condition);
+  }
   for (const NumberRange& range : numbers) {
     condition += fmt::format("{}{} BETWEEN {} AND {}", condition.empty() ? "" : " OR ", column, range.First,
                              range.Last);

@@ -29,6 +29,8 @@ std::string SystemsLoadStatement(std::int32_t upperBound, std::int32_t lowerBoun
 // The same for a Traps window, ordered (the two blanks after WHERE belong there).
 std::string TrapsLoadStatement(std::int32_t upperBound);
 std::string TrapsLoadStatement(std::int32_t upperBound, std::int32_t lowerBound);
+// One of these, narrowed to the traps of a source text.
+std::string OfSource(std::string_view trapsLoadStatement, std::string_view source);
 
 // Both bounds inclusive, acknowledged or not.
 std::string ReportStatement(std::int32_t fromTime, std::int32_t toTime);

@@ -8,7 +8,7 @@ namespace korvane::store {
 
 // What the tables are like and mean; Store_Info says which version a store is of.  install/schema makes this
 // one, install/make-store --upgrade brings an older store to it.
-inline constexpr std::int32_t kStoreVersion = 2;
+inline constexpr std::int32_t kStoreVersion = 3;
 inline constexpr std::string_view kStoreInfo = "Store_Info";
 
 inline constexpr std::string_view kEventTrap = "EventTrap";

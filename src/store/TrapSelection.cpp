@@ -6,6 +6,7 @@
 #include <charconv>
 #include <iterator>
 #include <numeric>
+#include <utility>
 
 namespace korvane::store {
 namespace {
@@ -38,6 +39,12 @@ TrapSelection SelectionOf(std::vector<std::int32_t> sequenceNumbers) {
     }
   }
   return selection;
+}
+
+TrapSelection SelectionOf(std::span<const TrapKey> traps) {
+  std::vector<std::int32_t> numbers(traps.size());
+  std::ranges::transform(traps, numbers.begin(), &TrapKey::Number);
+  return SelectionOf(std::move(numbers));
 }
 
 std::vector<NumberRange> Without(std::span<const NumberRange> numbers, std::span<const NumberRange> others) {

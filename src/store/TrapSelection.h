@@ -2,6 +2,7 @@
 // form in which an acknowledgement made here and one made elsewhere reach lists and counts.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -19,6 +20,15 @@ struct NumberRange {
   friend bool operator==(const NumberRange&, const NumberRange&) = default;
 };
 
+// One stored trap.  A number alone does not tell it for good: a store that was brought back from a copy gives
+// numbers again.
+struct TrapKey {
+  std::int32_t Number = 0;
+  std::int32_t Time = 0;  // its EventTime
+
+  friend auto operator<=>(const TrapKey&, const TrapKey&) = default;  // NOLINT(modernize-use-nullptr)
+};
+
 // A trap outside of the numbers is never selected.
 struct TrapSelection {
   std::vector<NumberRange> Numbers;        // ascending, none touching the next
@@ -34,6 +44,7 @@ struct TrapSelection {
 
 // In any order, with repetitions.
 TrapSelection SelectionOf(std::vector<std::int32_t> sequenceNumbers);
+TrapSelection SelectionOf(std::span<const TrapKey> traps);
 // What of the one is not in the other; both as a selection holds them.
 std::vector<NumberRange> Without(std::span<const NumberRange> numbers, std::span<const NumberRange> others);
 std::int64_t CountOf(std::span<const NumberRange> numbers);

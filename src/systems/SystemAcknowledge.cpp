@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,16 +13,22 @@
 
 namespace korvane::systems {
 
-std::optional<store::DatabaseError> SystemAcknowledge::Acknowledge(const intake::System& system,
-                                                                   std::int32_t beforeTime) {
+store::Acknowledgement SystemAcknowledge::Acknowledge(const intake::System& system, std::int32_t beforeTime) {
+  store::Acknowledgement result;
   try {
     const std::vector<std::string> sources = intake::Systems::SourcesOf(system, connection_);
-    const store::Acknowledgement done = store::AcknowledgeSources(connection_, sources, beforeTime);
-    changes_.Acknowledged(done, system.Name);
-    return std::nullopt;
+    std::optional<std::int64_t> total;
+    result = store::AcknowledgeSources(connection_, sources, beforeTime, [&](std::int64_t done) {
+      if (!total) {
+        total = done + store::CountUnacknowledged(connection_, sources, beforeTime);
+      }
+      return StepDone(desk_.Busy, done, *total);
+    });
+    changes_.Acknowledged(result, system.Name);
   } catch (const store::DatabaseError& error) {
-    return error;
+    result.Failure = error;
   }
+  return result;
 }
 
 SystemAcknowledgement SystemAcknowledge::Ask(const intake::System& system, std::string_view shownAs,
@@ -30,16 +37,19 @@ SystemAcknowledgement SystemAcknowledge::Ask(const intake::System& system, std::
   if (desk_.Prompt.Ask(question, PromptButtons::NoYes, PromptIcon::Question) != PromptAnswer::Yes) {
     return SystemAcknowledgement::Declined;
   }
-  std::optional<store::DatabaseError> failure;
+  store::Acknowledgement result;
   {
     const BusyScope busy(desk_.Busy, Translated("Acknowledging Trap(s)"));
-    failure = Acknowledge(system, beforeTime());
+    result = Acknowledge(system, beforeTime());
   }
-  if (!failure) {
-    return SystemAcknowledgement::Done;
+  if (!result.Failure) {
+    return result.Stopped ? SystemAcknowledgement::Stopped : SystemAcknowledgement::Done;
   }
-  store::ShowFailure(desk_.Prompt, Translated("The traps of this system were not acknowledged."), *failure,
-                     store::Attempt::Changing);
+  const bool some = !result.Portions.empty();
+  store::ShowFailure(desk_.Prompt,
+                     some ? Translated("Some of the traps of this system were not acknowledged.")
+                          : Translated("The traps of this system were not acknowledged."),
+                     *result.Failure, some ? store::Attempt::OneOfSeveral : store::Attempt::Changing);
   return SystemAcknowledgement::Refused;
 }
 

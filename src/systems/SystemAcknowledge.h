@@ -4,18 +4,22 @@
 
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string_view>
 
 #include "common/Desk.h"
 #include "intake/StoreChanges.h"
 #include "intake/Systems.h"
+#include "store/Acknowledge.h"
 #include "store/Connection.h"
-#include "store/DatabaseError.h"
 
 namespace korvane::systems {
 
-enum class SystemAcknowledgement { Declined, Done, Refused };
+enum class SystemAcknowledgement {
+  Declined,
+  Done,
+  Stopped,  // by the operator, after a part of them
+  Refused,  // all of them, or what came after a part
+};
 
 class SystemAcknowledge {
  public:
@@ -23,14 +27,14 @@ class SystemAcknowledge {
       : desk_(desk), connection_(connection), changes_(changes) {}
 
   // shownAs: how the question names the system.  beforeTime: the exclusive bound, taken after a Yes.
-  // One statement per source text of the system, all of them or none; a failure is reported with the
-  // database's text and leaves everything as it was.  What was done leaves every window.
+  // For each source text of the system, in portions between which it can be stopped.  A failure is reported
+  // with the database's text.  What was done leaves every window.
   SystemAcknowledgement Ask(const intake::System& system, std::string_view shownAs,
                             const std::function<std::int32_t()>& beforeTime);
 
  private:
-  // Why not, when the database refused.
-  std::optional<store::DatabaseError> Acknowledge(const intake::System& system, std::int32_t beforeTime);
+  // What was done, the refusal in it.
+  store::Acknowledgement Acknowledge(const intake::System& system, std::int32_t beforeTime);
 
   Desk& desk_;
   store::Connection& connection_;

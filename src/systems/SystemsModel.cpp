@@ -89,8 +89,14 @@ std::uint32_t SystemsModel::Counts::AddRow(const SystemRow& row) {
 void SystemsModel::Load() {
   try {
     const BusyScope busy(desk_.Busy, Translated(kBusyInitializing));
-    LoadAtStart();
-    bounds_.Settled = true;
+    if (startingOver_) {
+      SettleAnew();
+      bounds_.Settled = true;
+    } else {
+      const std::int64_t unacknowledged = LoadAtStart();
+      bounds_.Settled = true;
+      stored_.FirstLoadEnds(unacknowledged);
+    }
     firstLoad_.Succeeded();
     firstFailure_.reset();
   } catch (const store::DatabaseError& error) {
@@ -101,14 +107,49 @@ void SystemsModel::Load() {
     return;
   }
   RefreshStatus();
+  if (std::exchange(startingOver_, false)) {
+    intake_->LoadAnew();  // before anything counts as news
+    link_.TellReplaced();
+  }
   started_ = true;
-  stored_.LoadAllAgain();
   if (intake_ != nullptr) {
-    intake_->StartIntake(bounds_.StartMark);
+    intake_->StartIntake(desk_.State.gLastTrapTime);
   }
 }
 
-void SystemsModel::LoadAtStart() {
+// Every number that anybody holds is of another state of the store by now.  The thread that found it has
+// ended.
+void SystemsModel::StartOver() {
+  library_.StopRecvEvents();
+  started_ = false;
+  startingOver_ = true;
+  bounds_.Settled = false;
+  Put({});
+  intake_->StoreReplaced();
+  Load();
+}
+
+// The operator is not asked again: the times of the answer hold, whatever the numbers are.
+void SystemsModel::SettleAnew() {
+  const std::int64_t unacknowledged =
+      FirstNumber(connection_, store::CountUnacknowledgedStatement()).value_or(0);
+  const intake::LoadBounds old = std::exchange(bounds_, {});
+  bounds_.Option = old.Option;
+  bounds_.LowerBound = old.LowerBound;
+  bounds_.StartMark = old.StartMark;
+  bounds_.StartedOver = true;
+  bounds_.InitialLoad = false;
+  ReadBounds();
+  if (bounds_.Option == intake::ViewOption::NotAsked && unacknowledged > desk_.State.gMaxViewTraps) {
+    bounds_.Option = intake::ViewOption::LoadRecentTraps;
+    FindLowerBound();
+  }
+  if (bounds_.Option == intake::ViewOption::ShowOnlyNewTraps) {
+    bounds_.StartMark = old.StartMark;
+  }
+}
+
+std::int64_t SystemsModel::LoadAtStart() {
   const std::int32_t limit = desk_.State.gMaxViewTraps;
   const std::int64_t unacknowledged =
       FirstNumber(connection_, store::CountUnacknowledgedStatement()).value_or(0);
@@ -117,6 +158,20 @@ void SystemsModel::LoadAtStart() {
     bounds_.Option = question_.AskViewOption(unacknowledged, limit);
     desk_.Busy.ShowBusy(Translated(kBusyInitializing));
   }
+  ReadBounds();
+  std::int64_t expected = unacknowledged;
+  if (bounds_.Option == intake::ViewOption::LoadRecentTraps) {
+    FindLowerBound();
+    expected = limit;
+  }
+  const intake::LoadRange range = intake::RangeOfLoad(bounds_, desk_.State.gLastTrapTime);
+  const std::int64_t read = stored_.ReadFirst(LoadStatement(range), expected, *this);
+  shown_ = std::exchange(loading_, {});
+  return read;
+}
+
+void SystemsModel::ReadBounds() {
+  bounds_.StartState = intake::StoreAnchor::Of(connection_);
   bounds_.StartChange =
       FirstNumber(connection_, fmt::format("SELECT MAX(Change_ID) FROM {}", store::kChangeLog)).value_or(0);
   bounds_.StartNumber =
@@ -124,16 +179,6 @@ void SystemsModel::LoadAtStart() {
           .value_or(0);
   bounds_.StartMark = FirstNumber(connection_, store::NewestTimeStatement()).value_or(0);
   desk_.State.gLastTrapTime = bounds_.StartMark;
-  std::int64_t expected = unacknowledged;
-  if (bounds_.Option == intake::ViewOption::LoadRecentTraps) {
-    FindLowerBound();
-    expected = limit;
-  }
-  const intake::LoadRange range = intake::RangeOfLoad(bounds_, desk_.State.gLastTrapTime);
-  intake::StoredTrapsTaker* const self = this;
-  LoadBegins();
-  stored_.Read(range, LoadStatement(range), expected, std::span(&self, 1));
-  shown_ = std::exchange(loading_, {});
 }
 
 // The oldest trap that finds room brings the whole of its second: a bound between two traps of one second
@@ -199,6 +244,10 @@ void SystemsModel::Replace(Counts fresh) {
   }
   fresh.Rows = std::move(merged.Rows);
   fresh.RowOfIndex = std::move(merged.RowOfIndex);
+  Put(std::move(fresh));
+}
+
+void SystemsModel::Put(Counts fresh) {
   if (listener_ != nullptr) {
     listener_->RowsAboutToReset();
   }
@@ -211,19 +260,22 @@ void SystemsModel::Replace(Counts fresh) {
   RefreshStatus();
 }
 
-void SystemsModel::CheckTraps() {
+bool SystemsModel::CheckTraps() {
   if (desk_.State.gShuttingDown || intake_ == nullptr) {
-    return;
+    return false;
   }
   if (firstLoad_.TakeDue(desk_.Clock.MonotonicMilliseconds())) {
     Load();
   }
   link_.Look(firstFailure_ ? firstFailure_ : stored_.Failed());
+  if (started_ && link_.StoreReplaced()) {
+    StartOver();
+  }
   if (!started_) {
-    return;
+    return false;
   }
   bounds_.InitialLoad = false;
-  intake_->CheckTraps();
+  const bool more = intake_->CheckTraps();
   if (news_ != nullptr) {
     news_->EndTick();
   }
@@ -232,6 +284,11 @@ void SystemsModel::CheckTraps() {
   } else if (!link_.StoreAway()) {  // this thread need not wait for a store that another one finds gone
     stored_.LoadAgain();
   }
+  return more;
+}
+
+bool SystemsModel::TakeMoreTraps() {
+  return started_ && intake_->TakeMore();
 }
 
 void SystemsModel::ResolveNames() {

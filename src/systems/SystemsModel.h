@@ -95,8 +95,10 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   void AttachNews(CriticalNews& news) { news_ = &news; }
   void SetListener(SystemsListener* listener) { listener_ = listener; }
 
-  // At start-up: counts, asks, sets the bounds of all loads and the high-water mark, loads the counts, starts
-  // the receiver link.  When the store fails, a later tick does all of it, and has the Traps windows loaded.
+  // At start-up: counts, asks, sets the bounds of all loads and the high-water mark, loads the counts and the
+  // Traps windows that wait, all by one read, starts the receiver link.  When the store fails, a later tick
+  // does all of it.
+  // A tick that finds the store in another state than the one that was loaded does it once more.
   void Load();
   // Counts again from the store.  Rows keep their places; one whose traps are all hidden now goes.
   void Reset();
@@ -108,8 +110,10 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   void TakeHidden(const store::IncomingTrap& trap) override;
   void LoadEnds(const intake::LoadOutcome& outcome) override;
 
-  // One tick of tmrCheckTraps; nothing while shutting down.
-  void CheckTraps();
+  // One tick of tmrCheckTraps; nothing while shutting down.  True when TakeMoreTraps should follow soon, see
+  // Intake.
+  bool CheckTraps();
+  bool TakeMoreTraps();
   // One tick of tmrResolve: asks for a bounded number of names of systems known by address only, and of
   // addresses of those known by name only.
   void ResolveNames();
@@ -154,8 +158,12 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   };
   static constexpr std::uint32_t kNoRow = static_cast<std::uint32_t>(-1);
 
-  void LoadAtStart();
+  std::int64_t LoadAtStart();
+  void ReadBounds();
   void FindLowerBound();
+  void StartOver();
+  void SettleAnew();
+  void Put(Counts fresh);
   std::optional<std::uint32_t> Count(Counts& counts, const store::IncomingTrap& trap, bool news);
   void TakeOut(const store::TrapSelection& traps);
   void Replace(Counts fresh);
@@ -176,6 +184,7 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   CriticalNews* news_ = nullptr;
   SystemsListener* listener_ = nullptr;
   bool started_ = false;  // the receiver link; ticks before it do nothing
+  bool startingOver_ = false;
   Counts shown_;
   Counts loading_;  // by the load that is going on
   std::size_t rowsTold_ = 0;

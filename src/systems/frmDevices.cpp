@@ -26,6 +26,9 @@ namespace {
 
 constexpr std::string_view kSortingSetting = "SystemsSorting";
 constexpr int kCheckTrapsMilliseconds = 3000;
+// In a storm the list is looked at again as soon as the windows are painted, and this often when it is empty.
+constexpr int kLookAgainMilliseconds = 30;
+constexpr int kLooksAfterAStorm = 10;
 constexpr int kResolveMilliseconds = 4000;
 constexpr int kLeastNameWidth = 190;
 constexpr int kMostNameWidth = 380;
@@ -124,6 +127,9 @@ void frmDevices::SetUpTimers() {
   tmrResolve_->setObjectName(QStringLiteral("tmrResolve"));
   connect(tmrCheckTraps_, &QTimer::timeout, this, &frmDevices::TickTraps);
   connect(tmrResolve_, &QTimer::timeout, this, &frmDevices::TickResolve);
+  tmrMoreTraps_ = new QTimer(this);
+  tmrMoreTraps_->setSingleShot(true);
+  connect(tmrMoreTraps_, &QTimer::timeout, this, &frmDevices::TakeMoreTraps);
   tmrCheckTraps_->start(kCheckTrapsMilliseconds);
   tmrResolve_->start(kResolveMilliseconds);
 }
@@ -141,6 +147,7 @@ void frmDevices::Custom_Activate() {
 }
 
 void frmDevices::StopTimers() {
+  tmrMoreTraps_->stop();
   tmrCheckTraps_->stop();
   tmrResolve_->stop();
 }
@@ -151,7 +158,21 @@ void frmDevices::RepaintNow() {
 
 void frmDevices::TickTraps() {
   table_->KeepPlaces(OperatorReads());
-  model_.CheckTraps();
+  emptyLooks_ = kLooksAfterAStorm;
+  FollowStorm(model_.CheckTraps());
+}
+
+void frmDevices::TakeMoreTraps() {
+  table_->KeepPlaces(OperatorReads());
+  FollowStorm(model_.TakeMoreTraps());
+}
+
+// A list that is drained as fast as it fills is never so long that draining it holds up the windows.
+void frmDevices::FollowStorm(bool more) {
+  emptyLooks_ = more ? 0 : emptyLooks_ + 1;
+  if (emptyLooks_ < kLooksAfterAStorm) {
+    tmrMoreTraps_->start(more ? 0 : kLookAgainMilliseconds);
+  }
 }
 
 void frmDevices::TickResolve() {

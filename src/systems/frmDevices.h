@@ -86,6 +86,8 @@ class frmDevices : public QWidget, public Form {
   QModelIndex IndexOf(const intake::System* system) const;
   bool OperatorReads() const;
   void TickTraps();
+  void TakeMoreTraps();
+  void FollowStorm(bool more);
   void TickResolve();
 
   SystemsModel& model_;
@@ -97,6 +99,8 @@ class frmDevices : public QWidget, public Form {
   SystemsTableModel* table_ = nullptr;
   QTimer* tmrCheckTraps_ = nullptr;
   QTimer* tmrResolve_ = nullptr;
+  QTimer* tmrMoreTraps_ = nullptr;  // between two ticks, while a storm lasts
+  int emptyLooks_ = 0;
   // Into labels, and into buttons where what is counted can be looked for.
   std::array<std::function<void(const QString&)>, kStatusTexts> showStatusText_;
   QLabel* filtersLabel_ = nullptr;

@@ -3,22 +3,19 @@
 // User-interface thread only.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <functional>
 #include <span>
 #include <string_view>
 
+#include "store/TrapSelection.h"
 #include "traps/TrapsServices.h"
 
 namespace korvane::traps {
 
-// One statement for each number, all in one transaction, which is committed also when one of them fails: that
-// one is reported and ends the work.  What was done leaves every window.  ofSystem: the one system whose
-// traps they are; empty where there are several.  done: told how many statements have run.  False: at least
-// one was refused.
-bool AcknowledgeNumbers(TrapsServices& services, std::span<const std::int32_t> numbers,
-                        std::string_view ofSystem, const std::function<void(std::size_t done)>& done);
+// One statement for each trap, in portions between which it can be stopped; a statement that fails is
+// reported and ends the work.  What was done leaves every window.  ofSystem: the one system whose traps they
+// are; empty where there are several.  False: at least one was refused.
+bool AcknowledgeRows(TrapsServices& services, std::span<const store::TrapKey> traps,
+                     std::string_view ofSystem);
 
 enum class AcknowledgeOutcome {
   Done,  // it is acknowledged now, whoever did it
@@ -26,6 +23,7 @@ enum class AcknowledgeOutcome {
   Refused,
 };
 
-AcknowledgeOutcome AcknowledgeOne(TrapsServices& services, std::int32_t number, std::string_view ofSystem);
+AcknowledgeOutcome AcknowledgeOne(TrapsServices& services, const store::TrapKey& trap,
+                                  std::string_view ofSystem);
 
 }  // namespace korvane::traps

@@ -50,7 +50,19 @@ void FollowedTrap::Take(const traplist::ShownTraps& list, std::size_t position) 
   }
 }
 
+void FollowedTrap::Lose() {
+  lost_ = true;
+  inList_ = false;
+  place_ = count_ = 0;
+  above_.clear();
+  below_.clear();
+}
+
 void FollowedTrap::ListChanged(const traplist::ShownTraps& list) {
+  if (lost_) {
+    count_ = list.Count();
+    return;
+  }
   // Mostly it stays where it was; looking for it would make the rows keep an index from then on.
   const bool unmoved =
       inList_ && place_ < list.Count() && list.Rows.SequenceNumberAt(list.RowAt(place_)) == sequenceNumber_;

@@ -20,6 +20,10 @@ class FollowedTrap {
   // To be called after every change of the list.
   void ListChanged(const traplist::ShownTraps& list);
 
+  // The traps of the list are others from now on, whatever their numbers: it has left, and so have its
+  // neighbours.
+  void Lose();
+
   // Positions of the list as it was at the last change.  A trap that left has none.
   std::optional<std::size_t> Position() const;
   std::optional<std::size_t> Above() const;
@@ -32,6 +36,7 @@ class FollowedTrap {
 
   std::int32_t sequenceNumber_ = 0;
   bool inList_ = false;
+  bool lost_ = false;
   std::size_t place_ = 0;  // its position; of one that left, that of the first trap below it
   std::size_t count_ = 0;
   std::vector<std::int32_t> above_;  // SequenceNumbers, the nearest first

@@ -99,6 +99,10 @@ TrapDetailForm::TrapDetailForm(store::Connection& connection, intake::ViewWindow
 
 void TrapDetailForm::Show(const traplist::ShownTraps& list, std::size_t position) {
   shown_ = {.Trap = DetailOf(list, position), .Place = FollowedTrap(list, position)};
+  replaced_ = replaced_ && !acknowledge_;  // a report goes on with what it has
+  if (replaced_) {
+    StoreReplaced();
+  }
   const auto draft = drafts_.find(shown_.Trap.SequenceNumber);
   if (draft != drafts_.end()) {
     // The list may show others since: what was typed was typed over these.
@@ -111,8 +115,26 @@ std::string_view TrapDetailForm::Notes() const {
   return draft != drafts_.end() ? draft->second.Text : shown_.Trap.StoredNotes;
 }
 
+void TrapDetailForm::StoreReplaced() {
+  replaced_ = true;
+  lostNotes_ = lostNotes_ || !drafts_.empty();
+  if (!inOk_) {  // else they go there
+    drafts_.clear();
+    news_.clear();
+  }
+  shown_.Trap.IsGone = true;
+  shown_.Trap.Acknowledged = Translated(kNotStored);
+  if (acknowledge_) {
+    shown_.Place.Lose();
+  }
+}
+
 void TrapDetailForm::EditNotes(std::string text) {
   if (inOk_) {
+    return;
+  }
+  if (replaced_) {
+    lostNotes_ = lostNotes_ || text != unedited_(shown_.Trap.StoredNotes);
     return;
   }
   const std::int32_t number = shown_.Trap.SequenceNumber;
@@ -125,6 +147,9 @@ void TrapDetailForm::EditNotes(std::string text) {
 
 bool TrapDetailForm::NotesChanged(std::int32_t sequenceNumber, std::string_view notes,
                                   const store::ChangeStamp& stamp) {
+  if (replaced_) {
+    return false;
+  }
   const auto draft = drafts_.find(sequenceNumber);
   const bool edited = draft != drafts_.end();
   // Of a trap that is neither shown nor edited its row tells when it is shown.
@@ -149,6 +174,10 @@ bool TrapDetailForm::TakeNews() {
 }
 
 std::string TrapDetailForm::NotesNews(std::int32_t timeZoneBias) const {
+  if (replaced_) {
+    return Translated(
+        "The trap store is in another state now, and this trap is gone. Notes on it can't be saved.");
+  }
   const auto news = news_.find(shown_.Trap.SequenceNumber);
   if (news == news_.end()) {
     return {};
@@ -163,6 +192,9 @@ std::string TrapDetailForm::NotesNews(std::int32_t timeZoneBias) const {
 bool TrapDetailForm::ApplyChange(const store::Change& change, std::int32_t timeZoneBias) {
   using store::ChangeKind;
   TrapDetail& trap = shown_.Trap;
+  if (replaced_) {
+    return false;
+  }
   const bool acknowledged = change.Kind == ChangeKind::Acknowledged;
   const bool known =
       acknowledged || change.Kind == ChangeKind::Unacknowledged || change.Kind == ChangeKind::Purged;
@@ -200,22 +232,25 @@ std::optional<NotesChoice> TrapDetailForm::Choose(const Draft& draft, const std:
   return choice;
 }
 
-TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, Draft& draft,
-                                           std::optional<store::DatabaseError>& refusal) {
+TrapDetailForm::Saved TrapDetailForm::Save(Draft& draft, std::optional<store::DatabaseError>& refusal) {
+  const store::TrapKey trap = draft.Of.Trap.Key();
   std::string seen = draft.Of.Trap.StoredNotes;
   std::string text = draft.Text;
   try {
     while (true) {
-      store::NotesResult result = store::WriteNotes(connection_, sequenceNumber, seen, text);
+      if (replaced_) {  // while the operator was asked
+        return Saved::Yes;
+      }
+      store::NotesResult result = store::WriteNotes(connection_, trap, seen, text);
       if (result.Outcome != store::NotesOutcome::ChangedMeanwhile) {
         if (result.Outcome == store::NotesOutcome::Written) {
-          windows_.NotesSaved(sequenceNumber, text);
+          windows_.NotesSaved(trap.Number, text);
         }
         draft.Of.Trap.StoredNotes = std::move(text);  // also of a trap that is gone: what was typed stays
         return Saved::Yes;
       }
       seen = std::move(result.Stored);
-      windows_.NotesSaved(sequenceNumber, seen);
+      windows_.NotesSaved(trap.Number, seen);
       const std::optional<NotesChoice> choice = Choose(draft, seen);
       if (!choice) {
         return Saved::Undecided;
@@ -232,7 +267,14 @@ TrapDetailForm::Saved TrapDetailForm::Save(std::int32_t sequenceNumber, Draft& d
 }
 
 bool TrapDetailForm::Ok(const traplist::ShownTraps& list) {
-  return SaveDrafts(drafts_.begin(), drafts_.end(), list);
+  const bool saved = SaveDrafts(drafts_.begin(), drafts_.end(), list);
+  if (lostNotes_ && !std::exchange(lossTold_, true)) {
+    prompts_.Show(Translated("Notes were not saved, since their traps are gone: the trap store is in another "
+                             "state now. Copy what you need of them; the next OK closes the dialog."),
+                  PromptIcon::Exclamation);
+    return false;
+  }
+  return saved;
 }
 
 bool TrapDetailForm::SaveDrafts(Drafts::iterator at, Drafts::iterator end, const traplist::ShownTraps& list) {
@@ -242,7 +284,7 @@ bool TrapDetailForm::SaveDrafts(Drafts::iterator at, Drafts::iterator end, const
   // One trap's notes that are not written must not keep the others from it.
   while (at != end) {
     std::optional<store::DatabaseError> refused;
-    const Saved saved = Save(at->first, at->second, refused);
+    const Saved saved = Save(at->second, refused);
     if (saved == Saved::Yes) {
       if (at->first == shown_.Trap.SequenceNumber) {
         shown_.Trap.StoredNotes = at->second.Of.Trap.StoredNotes;
@@ -284,7 +326,7 @@ bool TrapDetailForm::Acknowledge(const traplist::ShownTraps& list) {
   if (!MayAcknowledge()) {
     return trap.IsAcknowledged;  // others did so while the operator was asked
   }
-  const AcknowledgeOutcome outcome = acknowledge_(trap.SequenceNumber, trap.SystemName);
+  const AcknowledgeOutcome outcome = acknowledge_(trap.Key(), trap.SystemName);
   if (outcome == AcknowledgeOutcome::Gone) {
     trap.IsGone = true;
     trap.Acknowledged = Translated(kNotStored);

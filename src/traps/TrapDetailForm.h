@@ -27,6 +27,8 @@ namespace korvane::traps {
 // Copied from the row, so that it stays when the row goes.  Texts as they were received: what shows them
 // makes visible what could mislead.
 struct TrapDetail {
+  store::TrapKey Key() const { return {SequenceNumber, EventTime}; }
+
   std::int32_t SequenceNumber = 0;
   std::int32_t EventTime = 0;
   std::int32_t SeverityCode = 0;
@@ -70,7 +72,7 @@ class TrapDetailForm {
   using AskChoice = std::function<std::optional<NotesChoice>(const NotesConflict&)>;
   // Acknowledges a trap of this system; what comes of it reaches the form like any other change.
   using AcknowledgeTrap =
-      std::function<AcknowledgeOutcome(std::int32_t sequenceNumber, std::string_view ofSystem)>;
+      std::function<AcknowledgeOutcome(const store::TrapKey& trap, std::string_view ofSystem)>;
 
   // acknowledge: none where traps are only looked at.
   TrapDetailForm(store::Connection& connection, intake::ViewWindows& windows, Prompts& prompts,
@@ -98,6 +100,11 @@ class TrapDetailForm {
   // Traps were acknowledged, made new again, or deleted; other kinds are passed over.  True: the trap that is
   // shown is one of them.
   bool ApplyChange(const store::Change& change, std::int32_t timeZoneBias);
+
+  // The store is in another state: the trap that is shown is gone, whatever has its number now, and notes
+  // that were not written can't be.  Traps that are shown later are of the new state, but in a report.
+  void StoreReplaced();
+  bool Replaced() const { return replaced_; }
 
   // Writes the notes that were edited, of every trap; one that is no longer stored is passed over.  Where the
   // store holds other notes than those that were seen, it asks which are to be kept, and asks again when
@@ -131,7 +138,7 @@ class TrapDetailForm {
   using Drafts = std::map<std::int32_t, Draft>;  // by SequenceNumber
 
   bool SaveDrafts(Drafts::iterator at, Drafts::iterator end, const traplist::ShownTraps& list);
-  Saved Save(std::int32_t sequenceNumber, Draft& draft, std::optional<store::DatabaseError>& refusal);
+  Saved Save(Draft& draft, std::optional<store::DatabaseError>& refusal);
   std::optional<NotesChoice> Choose(const Draft& draft, const std::string& stored);
   bool TakeNews();  // where the notes that are shown are not edited
 
@@ -143,6 +150,9 @@ class TrapDetailForm {
   AcknowledgeTrap acknowledge_;
   Viewed shown_;
   bool inOk_ = false;
+  bool replaced_ = false;  // the store, under the trap that is shown
+  bool lostNotes_ = false;
+  bool lossTold_ = false;
   bool asking_ = true;  // no conflict was left undecided in this Ok
   Drafts drafts_;
   std::map<std::int32_t, News> news_;  // by SequenceNumber

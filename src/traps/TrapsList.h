@@ -42,6 +42,8 @@ class TrapsList : public QObject {
   std::optional<int> SelectedPosition() const;
   // Selects this row alone and scrolls it into view.
   void SelectPosition(int position);
+  // After a reset: the traps that come back under the numbers of those that were there are others.
+  void ForgetTraps() { beforeReset_.reset(); }
 
  Q_SIGNALS:
   void SelectionMoved();

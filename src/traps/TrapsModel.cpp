@@ -14,12 +14,6 @@
 
 namespace korvane::traps {
 
-namespace {
-
-constexpr std::size_t kStatementsPerProgress = 500;
-
-}  // namespace
-
 TrapsModel::TrapsModel(TrapsServices& services, intake::ViewWindows& windows, WindowKind kind,
                        params::WindowParameters parameters, const intake::System* system)
     : services_(services),
@@ -138,9 +132,27 @@ void TrapsModel::ResetRows() {
   listener_->BatchEnds();
 }
 
+void TrapsModel::StoreReplaced() {
+  failure_ = Translated("the trap store is in another state");
+  anyHidden_ = anyOthers_ = false;
+  ResetRows();
+}
+
 void TrapsModel::Reset() {
   intake::StoredTrapsTaker* const self = this;
   services_.Stored.Load(std::span(&self, 1));
+}
+
+void TrapsModel::AwaitFirstLoad() {
+  services_.Stored.Await(*this);
+}
+
+std::optional<std::vector<std::string>> TrapsModel::OnlySources() const {
+  if (kind_ == WindowKind::PerSystem) {
+    return system_->FurtherOf == nullptr ? std::optional(system_->Sources) : std::nullopt;
+  }
+  const std::string& source = Parameters().Source;
+  return source.empty() ? std::nullopt : services_.SystemList.SourcesNamed(source);
 }
 
 void TrapsModel::LoadBegins() {
@@ -223,16 +235,12 @@ void TrapsModel::AcknowledgeSelected(std::span<const std::uint32_t> rows) {
   if (rows.empty()) {
     return;
   }
-  std::vector<std::int32_t> numbers;
-  numbers.reserve(rows.size());
+  std::vector<store::TrapKey> selected;
+  selected.reserve(rows.size());
   for (const std::uint32_t row : rows) {
-    numbers.push_back(rows_.SequenceNumberAt(row));
+    selected.push_back({rows_.SequenceNumberAt(row), rows_.EventTimeAt(row)});
   }
-  AcknowledgeNumbers(services_, numbers, std::string(SystemOf(rows)), [&](std::size_t done) {
-    if (done % kStatementsPerProgress == 0) {
-      services_.Desk.Busy.ShowProgress(static_cast<std::int64_t>(done), std::ssize(numbers));
-    }
-  });
+  AcknowledgeRows(services_, selected, std::string(SystemOf(rows)));
 }
 
 // The one system whose traps they are, by its name; empty when there are several.
@@ -288,8 +296,9 @@ bool TrapsModel::MayClose() {
   }
   // The newest trap seen stays, as do all that were stored after it.
   const auto beforeTime = [this] { return services_.Desk.State.gLastTrapTime; };
-  return services_.Acknowledge.Ask(*system_, SystemSource(), beforeTime) !=
-         systems::SystemAcknowledgement::Refused;
+  const auto outcome = services_.Acknowledge.Ask(*system_, SystemSource(), beforeTime);
+  return outcome != systems::SystemAcknowledgement::Refused &&
+         outcome != systems::SystemAcknowledgement::Stopped;
 }
 
 void TrapsModel::Close() {

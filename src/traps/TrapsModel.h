@@ -47,13 +47,18 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
 
   void PublicAddTraps(const store::IncomingTrap& trap) override;
   void UpdateStatusBar() override;
+  void StoreReplaced() override;
 
   // Loads the list anew from the store; also the first load.  The rows change in one batch at its end.  When
   // a statement fails the rows that were there stay, or where there were none those read so far, and
   // intake::StoredTraps loads the window again.
   void Reset();
 
+  // Instead of the first Reset, before the Systems window loads: one read of the store serves both.
+  void AwaitFirstLoad();
+
   // The steps of a Reset, for one read of the store that serves several windows.
+  std::optional<std::vector<std::string>> OnlySources() const override;
   void LoadBegins() override;
   bool MayTake(const store::IncomingTrap& trap) const override;
   void TakeStored(const store::IncomingTrap& trap) override;
@@ -74,7 +79,7 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
                                       NumberText number = PlainNumber);  // from 1; 0: none
   std::string TotalTrapsText(NumberText number = PlainNumber) const;
 
-  // The rows as the list shows them from top to bottom; see AcknowledgeNumbers.
+  // The rows as the list shows them from top to bottom; see AcknowledgeRows.
   void AcknowledgeSelected(std::span<const std::uint32_t> rows);
 
   // Traps that were acknowledged in the store, here or elsewhere, or are gone from it, leave the list.
@@ -82,7 +87,8 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
 
   bool AsksOnClosing() const;
   // A per-system window asks whether to acknowledge its system's traps, and does so.  False: the store
-  // refused, which has been reported; nothing is acknowledged and the window is to stay.
+  // refused, which has been reported, or the operator stopped it; the window is to stay and shows what is
+  // left.
   bool MayClose();
   // The window goes: lets go of the rows, which takes a moment when they are many.
   void Close();

@@ -7,6 +7,7 @@
 #include "intake/LoadBounds.h"
 #include "intake/StoreChanges.h"
 #include "intake/StoredTraps.h"
+#include "intake/Systems.h"
 #include "params/CategoryInformation.h"
 #include "params/TrapFilters.h"
 #include "store/Connection.h"
@@ -23,6 +24,7 @@ struct TrapsServices {
   params::CategoryInformation& Categories;
   params::TrapFilters& Filters;
   intake::LoadBounds& Bounds;
+  intake::Systems& SystemList;
   intake::StoredTraps& Stored;
   intake::StoreChanges& Changes;
   systems::SystemAcknowledge& Acknowledge;

@@ -31,6 +31,9 @@ constexpr int kTextTop = 5;             // of a box, so that its caption stands 
 void ShowTrapDetailDialog(const DetailServices& services, TrapsTableModel& table, TrapsList& list,
                           QWidget* parent) {
   frmTrapDetail dialog(services, table, list, list.SelectedPosition().value_or(0), parent);
+  if (services.Replaced) {
+    dialog.StoreReplaced();
+  }
   dialog.exec();
   // Two dialogs that close at once, as after a conflict of notes, leave some desktops without an active
   // window.
@@ -224,6 +227,14 @@ void frmTrapDetail::ApplyChange(const store::Change& change) {
   }
 }
 
+void frmTrapDetail::StoreReplaced() {
+  form_.EditNotes(ui_->txtUserNotes->Notes());
+  form_.StoreReplaced();
+  ShowAcknowledged();
+  ShowNews();
+  ShowPlace();
+}
+
 std::optional<NotesChoice> frmTrapDetail::AskChoice(const NotesConflict& conflict) {
   frmNotesConflict question(conflict, desk_.State.gTimeZoneBias, this);
   question.exec();
@@ -262,7 +273,9 @@ void frmTrapDetail::accept() {
     QDialog::accept();
     return;
   }
-  ShowTrap();
+  if (!form_.Replaced()) {
+    ShowTrap();  // else what was typed stands
+  }
   if (const auto position = form_.Place().Position()) {
     list_.SelectPosition(static_cast<int>(*position));
   }

@@ -33,6 +33,7 @@ struct DetailServices {
   store::Connection& Connection;
   intake::ViewWindows& Windows;
   TrapDetailForm::AcknowledgeTrap Acknowledge;  // none in a report
+  bool Replaced = false;                        // the report is of another state of the store
 };
 
 // Runs the dialog on the list's selected trap, or on its first; the list must hold one.
@@ -53,6 +54,9 @@ class frmTrapDetail : public QDialog {
 
   // Traps were acknowledged, made new again or deleted: told as well.
   void ApplyChange(const store::Change& change);
+
+  // The store is in another state: told as well.
+  void StoreReplaced();
 
   // Saves the notes; stays open when the store refuses them, or the operator does not settle a conflict.
   void accept() override;

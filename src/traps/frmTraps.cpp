@@ -77,6 +77,11 @@ void frmTraps::UpdateStatusBar() {
   ShowState();
 }
 
+void frmTraps::StoreReplaced() {
+  model_.StoreReplaced();
+  list_->ForgetTraps();
+}
+
 QString frmTraps::EmptyText() const {
   using traplist::WhyEmpty;
   switch (model_.Emptiness()) {
@@ -136,10 +141,11 @@ void frmTraps::ShowTrapDetail() {
   if (!HasTraps()) {
     return;
   }
-  const auto acknowledge = [this](std::int32_t number, std::string_view ofSystem) {
-    return AcknowledgeOne(services_, number, ofSystem);
+  const auto acknowledge = [this](const store::TrapKey& trap, std::string_view ofSystem) {
+    return AcknowledgeOne(services_, trap, ofSystem);
   };
-  ShowTrapDetailDialog({services_.Desk, services_.Connection, windows_, acknowledge}, table_, *list_, this);
+  ShowTrapDetailDialog({services_.Desk, services_.Connection, windows_, acknowledge, false}, table_, *list_,
+                       this);
 }
 
 void frmTraps::Printable() {

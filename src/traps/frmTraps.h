@@ -48,6 +48,7 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
 
   void PublicAddTraps(const store::IncomingTrap& trap) override;
   void UpdateStatusBar() override;
+  void StoreReplaced() override;
 
   void Reset();
   // Acknowledges the selected traps; says so when the list is empty.

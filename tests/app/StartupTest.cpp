@@ -66,7 +66,11 @@ struct FakeConsole : app::SharedStore,
   store::ReadOutcome ReloadCategoryInformation() override { return Read("ReloadCategoryInformation"); }
   store::ReadOutcome LoadFilters() override { return Read("LoadFilters"); }
   void SaveSystems() override { Write("SaveSystems"); }
-  void AcknowledgeAll(std::int32_t time) override { Write(fmt::format("AcknowledgeAll {}", time)); }
+  store::Acknowledgement AcknowledgeAll(std::int32_t time, const store::GoOn& goOn) override {
+    Write(fmt::format("AcknowledgeAll {}", time));
+    goOn(2);
+    return {};
+  }
   void CloseDatabase() override { Calls.emplace_back("CloseDatabase"); }
   void ReleaseLists() override { Calls.emplace_back("ReleaseLists"); }
 
@@ -85,7 +89,7 @@ struct FakeConsole : app::SharedStore,
 
   void DisableTimers() override { Calls.emplace_back("DisableTimers"); }
   std::size_t RowCount() const override { return TrapsInRows.size(); }
-  bool RowHasTraps(std::size_t row) const override { return TrapsInRows.at(row) > 0; }
+  std::int64_t RowTraps(std::size_t row) const override { return TrapsInRows.at(row); }
 
   std::int32_t StopRecvEvents() override {
     Calls.emplace_back("StopRecvEvents");

@@ -17,7 +17,7 @@ FLOORS = {
     "reports": 8, "categories": 9, "alerts": 9, "config": 9, "help": 9, "mainwnd": 10, "app": 11,
 }
 # The receiver's rooms; what lies at its top (service, configuration, counters, log) belongs to all of them.
-RECEIVER_FLOORS = {"clock": 0, "spool": 1, "snmp": 2, "store": 2, "alerts": 2}
+RECEIVER_FLOORS = {"clock": 0, "spool": 1, "capture": 2, "snmp": 3, "store": 3, "alerts": 3}
 COMPANIONS = {"receiver": 3, "mibc": 2, "tools": 9}  # the highest floor each may use
 INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>)', re.M)
 SOURCES = {".h", ".cpp"}
@@ -86,7 +86,7 @@ def unbuilt(root):
     found = []
     for file in (f for folder in ("src", "receiver", "mibc", "tools", "tests") for f in files_of(root, folder)):
         lists = [p for above in file.parents if above.is_relative_to(root) and above != root
-                 for p in [*above.glob("CMakeLists.txt"), *above.glob("*.cmake")]]
+                 for p in [*above.glob("CMakeLists.txt"), *above.glob("*.cmake")]] + [*root.glob("bench/*.cmake")]
         if file.suffix == ".cpp" and not any(re.search(rf"\b{file.name}\b", p.read_text()) for p in lists):
             found.append(f"{file.relative_to(root)}: no CMakeLists.txt names it")
     return found

@@ -20,7 +20,7 @@ sys.dont_write_bytecode = True
 from stores import INSTALL, ServerStore, SqliteStore, data_source  # noqa: E402
 
 LOADER = INSTALL / "load-trap-names"
-OLD = pathlib.Path(__file__).resolve().parent / "stores" / "1"
+OLD = pathlib.Path(__file__).resolve().parent / "stores"
 HEADER = "EnterpriseOid\tRequestType\tSpecificTrap\tName\tTrapDescription"
 
 # Notification OIDs, their names and the names of their enterprises.
@@ -170,23 +170,45 @@ class Upgrades(InFolder):
 
     ordered = (("Category_Group_Master", "Category_Name"), ("Trap_Group", "Trap_ID"), ("Trap_Filter_Group", "Trap_ID"))
 
-    def test_a_store_of_the_first_release_becomes_what_a_new_one_is_and_keeps_its_rows(self):
+    actions = (("Beep_Detail", "Beep_ID", "Beep_ID"), ("Email_Detail", "Email_ID", "Email_ID"),
+               ("Message_Detail", "Message_ID", "Message_ID"), ("Custom_Action_Detail", "Custom_Action_ID", "Custom_ID"))
+
+    def test_a_store_of_each_earlier_release_becomes_what_a_new_one_is_and_keeps_its_rows(self):
         servers = [ServerStore(engine, STATE, "upgraded") for engine in ("postgresql", "mariadb")]
         for server in servers:
             self.addCleanup(server.ask, "drop")
         for store in (SqliteStore(self.folder), *servers):
-            with self.subTest(store.engine):
-                new = self.tables(store)
-                self.make_old(store)
-                self.upgrade(store, 0, "from version 1 to version 2")
-                self.assertEqual(self.tables(store), new)
-                self.assertEqual(store.sql("SELECT EventNotes FROM EventTrap"), [["kept"]])
-                for table, key in self.ordered:
-                    rows = store.sql(f"SELECT {key} FROM {table} ORDER BY Sort_Order")
-                    self.assertEqual(rows, [["7"], ["3"]], "in the order in which they were made")
-                self.upgrade(store, 0, "version 2 already")
-                store.sql("UPDATE Store_Info SET Schema_Version = 3")
-                self.upgrade(store, 1, "made for a later release")
+            new = self.tables(store)
+            for release in (1, 2):
+                with self.subTest(store.engine, release=release):
+                    self.make_old(store, release)
+                    if store.engine == "postgresql":
+                        store.sql("GRANT SELECT ON EventTrap TO PUBLIC; GRANT UPDATE (EventAck) ON EventTrap TO PUBLIC")
+                    self.upgrade(store, 0, f"from version {release} to version 3")
+                    self.assertEqual(self.tables(store), new)
+                    store.sql("INSERT INTO EventTrap (EventTime, EventNotes) VALUES (2, 'new')")
+                    self.assertEqual(store.sql("SELECT SequenceNumber, EventNotes FROM EventTrap ORDER BY 1"),
+                                     [["1", "kept"], ["2", "new"]])
+                    self.assertGreater(len(store.sql("SELECT Store_Identity FROM Store_Info")[0][0]), 30)
+                    if release == 1:
+                        for table, key in self.ordered:
+                            rows = store.sql(f"SELECT {key} FROM {table} ORDER BY Sort_Order")
+                            self.assertEqual(rows, [["7"], ["3"]], "in the order in which they were made")
+                    for table, key, reference in self.actions:
+                        store.sql(f"INSERT INTO {table} (Description) VALUES ('next')" if table[0] in "BC" else
+                                  f"INSERT INTO {table} ({'Email_To' if table[0] == 'E' else 'Destination'}) VALUES ('x')")
+                        numbers = [int(row[0]) for row in store.sql(f"SELECT {key} FROM {table} ORDER BY 1")]
+                        self.assertEqual((len(numbers), numbers[0]), (2, 1))
+                        self.assertEqual(store.sql(f"SELECT {reference} FROM Trap_Notification_Master"), [["1"]])
+            if store.engine == "postgresql":
+                self.assertEqual(store.sql("SELECT has_table_privilege('public', 'EventTrap', 'SELECT'), "
+                                           "has_column_privilege('public', 'EventTrap', 'eventack', 'UPDATE')"), [["t", "t"]])
+            self.upgrade(store, 0, "version 3 already")
+            before = store.sql("SELECT Store_Identity FROM Store_Info")
+            self.assertEqual(run(INSTALL / "make-store", "--new-identity", *store.address).returncode, 0)
+            self.assertNotEqual(store.sql("SELECT Store_Identity FROM Store_Info"), before)
+            store.sql("UPDATE Store_Info SET Schema_Version = 4")
+            self.upgrade(store, 1, "made for a later release")
 
     @staticmethod
     def tables(store):
@@ -198,21 +220,25 @@ class Upgrades(InFolder):
         return sorted(" ".join(part.split()) for line in lines for part in re.split("[,();]", line) if part.strip())
 
     @staticmethod
-    def make_old(store):
+    def make_old(store, release):
         if store.engine == "sqlite":
             for file, tables in ((store.main, "sqlite"), (store.traps, "sqlite-traps")):
                 file.unlink()
-                run("sqlite3", "-bail", file, input=(OLD / f"{tables}.sql").read_text())
+                run("sqlite3", "-bail", file, input=(OLD / str(release) / f"{tables}.sql").read_text())
         else:
             store.sql("DROP SCHEMA public CASCADE; CREATE SCHEMA public" if store.engine == "postgresql" else
                       f"DROP DATABASE {store.name}; CREATE DATABASE {store.name} CHARACTER SET utf8mb4")
-            store.sql((OLD / f"{store.engine}.sql").read_text())
+            store.sql((OLD / str(release) / f"{store.engine}.sql").read_text())
         store.sql("INSERT INTO EventTrap (EventTime, EventNotes) VALUES (1, 'kept')")
         for number, key in enumerate((7, 3)):
             store.sql(f"INSERT INTO Category_Group (Category_Name, Category_ID) VALUES ('{key}', {number})")
             for table, column in Upgrades.ordered:
                 store.sql(f"INSERT INTO {table} ({column}) VALUES ('{key}')")
         store.sql("UPDATE Category_Group_Master SET Category_Desc = 'edited' WHERE Category_Name = '7'")
+        # As a node of a cluster that counts from 2 made them.
+        store.sql("INSERT INTO Trap_Notification_Master VALUES (1, 2, 2, 2, 2)")
+        for table, key, _ in Upgrades.actions:
+            store.sql(f"UPDATE {table} SET {key} = 2")
 
     def upgrade(self, store, status, words):
         done = run(INSTALL / "make-store", "--upgrade", *store.address)
@@ -266,8 +292,9 @@ class SettingUp(InFolder):
                 else:
                     beside = ServerStore(engine, STATE, "beside")
                     self.addCleanup(beside.ask, "drop")
-                    options += [f"--{engine}", "--port", beside.access["Port"], *self.place, "--admin-user", "dvl",
-                                "--password-file", self.folder / "secret"]
+                    # Nobody listens on the first host of the two.
+                    options += [f"--{engine}", "--host", "127.0.0.9", "--host", "127.0.0.1", "--port", beside.access["Port"],
+                                *self.place, "--admin-user", "dvl", "--password-file", self.folder / "secret"]
                     def ask(statement, client=beside.client):
                         return run(*client[:-1], "kv_setup", input=statement).stdout.split()
                     def left(beside=beside):
@@ -301,17 +328,39 @@ class SettingUp(InFolder):
         self.assertEqual(self.files(), before)
         self.set_up(0, words="categories already")
         self.assertEqual((self.files(), ask(counts)), (before, [str(names), "1"]))
-        self.set_up(0, "--check", words="taken out again")
+        said = self.set_up(0, "--check", words="taken out again")
+        if "--host" in options:
+            self.assertRegex(said, r"127\.0\.0\.9:\d+ does not answer: (.*\n)+127\.0\.0\.1:\d+ takes writes\n")
+            # The driver's list goes with the second host; what else the administrator told the driver stays.
+            self.source.write_text(self.source.read_text().replace("pqopt=", "pqopt=keepalives=1 "))
+            self.set_up(0, "--host", "127.0.0.1", "--no-check")
+            self.assertNotRegex(self.source.read_text(), r"127\.0\.0\.9|(?m:^pqopt=.*session_attrs|^PORT=$)")
+            self.assertEqual("pqopt=keepalives=1" in self.source.read_text(), "--postgresql" in options)
+
+    def test_hosts_are_taken_in_each_form_and_kept(self):
+        sys.path.insert(0, str(INSTALL))
+        from setup import machine, stores
+        with self.assertRaises(machine.Refused):
+            stores.hosts_of("a:b", 1)
+        pairs = stores.hosts_of("a,b:7 [::1]:8,::2", 9)
+        self.assertEqual(pairs, [("a", 9), ("b", 7), ("::1", 8), ("::2", 9)])
+        self.assertEqual(stores.hosts_of(stores.hosts_text(pairs), 1), pairs)
+        for server, answer, good in ((stores.PostgreSql, "t|off", False), (stores.PostgreSql, "f|on", False),
+                                     (stores.PostgreSql, "f|off", True), (stores.MariaDb, "read_only ON", False),
+                                     (stores.MariaDb, "read_only OFF wsrep_local_state_comment Initialized", False),
+                                     (stores.MariaDb, "read_only OFF wsrep_local_state_comment Donor/Desynced", False),
+                                     (stores.MariaDb, "read_only OFF wsrep_local_state_comment Synced", True)):
+            self.assertEqual(server.verdict(answer.split())[0], good, answer)
 
     def test_an_older_store_of_the_machines_data_source_is_told_upgraded_and_taken_over(self):
         store = SqliteStore(self.folder)
-        Upgrades.make_old(store)
+        Upgrades.make_old(store, 1)
         data_source(self.root / "etc", store)
         before = (self.root / "etc/odbc.ini").read_text()
         self.assertEqual(self.set_up(3, "--check-store"), "")
         self.set_up(1, "--no-check", words="korvane-setup --upgrade")
         self.assertFalse(self.source.exists())
-        self.set_up(0, "--upgrade", words="from version 1 to version 2")
+        self.set_up(0, "--upgrade", words="from version 1 to version 3")
         self.set_up(0, "--no-check", words="stays as it is")
         self.assertIn(f"Database={store.main}", self.source.read_text())
         self.assertEqual((self.set_up(0, "--check-store"), (self.root / "etc/odbc.ini").read_text()), ("", before))
@@ -374,6 +423,14 @@ class RegistryFile(InFolder):
     def make(self, *values):
         done = run(INSTALL / "make-registry", "--output", self.file, *values)
         self.assertEqual((done.returncode, done.stderr), (0, ""))
+
+
+class ReceiveBuffer(unittest.TestCase):
+    def test_the_package_allows_what_the_receiver_asks_for(self):
+        sources = INSTALL.parent
+        asked = int(re.search(r"kReceiveBufferBytes = (\d+) << 20;", (sources / "receiver/capture/Capture.cpp").read_text())[1]) << 20
+        self.assertIn(f"\nnet.core.rmem_max = {asked}\n", (INSTALL / "korvane.sysctl").read_text())
+        self.assertIn(f'"$most" -lt {asked} ', (sources / "debian/korvane.postinst").read_text())
 
 
 class Folders(InFolder):

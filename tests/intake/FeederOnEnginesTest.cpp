@@ -50,7 +50,11 @@ TEST_P(FeederOnEnginesTest, LosesAndDoublesNothingWhateverTheStoreDoes) {
     }
     EXPECT_TRUE(test::WaitUntil([&] { return Feeder->State().Away.has_value(); }));
     Made->BringBack();
-    ASSERT_TRUE(Arrive(static_cast<std::size_t>(Made->AddTraps(batch))));
+    const auto last = static_cast<std::size_t>(Made->AddTraps(batch));
+    ASSERT_TRUE(Arrive(last)) << last << " is not there, of " << Numbers.size() << "; replaced "
+                              << Feeder->State().Replaced << ", away " << Feeder->State().Away.has_value()
+                              << ", waiting for "
+                              << Feeder->State().Waiting.value_or(std::chrono::milliseconds(0)).count();
     Made->AddTraps(batch);  // read before the store goes, or after it is back
   }
   ASSERT_TRUE(Arrive(120));
@@ -61,6 +65,15 @@ TEST_P(FeederOnEnginesTest, LosesAndDoublesNothingWhateverTheStoreDoes) {
   if (GetParam() == Engine::Sqlite) {
     return;  // its writers come one at a time, and its readers wait for nobody
   }
+
+  Made->Freeze();
+  EXPECT_TRUE(test::WaitUntil([&] {
+    return Feeder->State().Waiting.value_or(std::chrono::milliseconds(0)) > std::chrono::milliseconds(300);
+  })) << "a call that is not answered is told from a store that is quiet";
+  Made->Thaw();
+  EXPECT_TRUE(test::WaitUntil([&] {
+    return Feeder->State().Waiting.value_or(std::chrono::milliseconds(0)) < std::chrono::milliseconds(300);
+  }));
 
   Connection other;
   Made->Connect(other);

@@ -35,6 +35,7 @@ class Partners : public test::FakeLibrary, public SystemCounts, public TrapsWind
   }
   std::string_view NotesOfTrap() const override { return "known beside the record"; }
   bool TrapIsNew() const override { return New; }
+  bool PortionEnds() const override { return List.size() == PortionEndsAt; }
   void NoteDelivered(const store::IncomingTrap& trap) override { Delivered.push_back(trap.SequenceNumber); }
   void UpdateSystemCounts(const store::IncomingTrap& trap, Arrival arrival) override {
     EXPECT_EQ(arrival, New ? Arrival::Live : Arrival::Stored);
@@ -46,6 +47,7 @@ class Partners : public test::FakeLibrary, public SystemCounts, public TrapsWind
 
   std::string Calls;
   bool New = true;
+  std::size_t PortionEndsAt = std::string::npos;  // when so many are left
   std::map<std::string, int> Failures;
   std::vector<std::int32_t> Delivered;
   store::IncomingTrap Counted;  // its texts live in the intake until the next one
@@ -60,6 +62,7 @@ class NotingWindow : public TrapsWindow {
                    fmt::format("{} {} {} {}", name_, trap.SequenceNumber, trap.TrapName(), trap.VarBinds));
   }
   void UpdateStatusBar() override { partners_.Call(name_, name_ + " status"); }
+  void StoreReplaced() override {}
 
  private:
   std::string name_;
@@ -114,6 +117,15 @@ TEST_F(IntakeTest, ATickDrainsTheListAndThenRefreshesInCreationOrder) {
   Tick({Trap(4)});
   EXPECT_EQ(intake_.Counters().PeriodTraps, 3);
   partners_.New = true;
+
+  // A portion is shown before the next one is taken, and is no tick.
+  partners_.PortionEndsAt = 1;
+  EXPECT_EQ(Tick({Trap(5), Trap(6)}), "get 5, status, A status");
+  EXPECT_EQ(intake_.Counters().Ticks, 4);
+  EXPECT_FALSE(intake_.TakeMore());
+  EXPECT_EQ(partners_.Delivered.back(), 6);
+  EXPECT_EQ(intake_.Counters().Ticks, 4);
+  partners_.PortionEndsAt = std::string::npos;
 
   // A late trap does not move the mark back, and the mark follows the time key alone.
   ReceivedTrap keyed = Trap(5, 600);

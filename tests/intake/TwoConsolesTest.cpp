@@ -5,14 +5,19 @@
 
 #include <fmt/format.h>
 
+#include <array>
+#include <atomic>
 #include <chrono>
+#include <future>
 #include <memory>
 #include <string>
 
 #include "intake/StoreFeeder.h"
 #include "params/FilterStore.h"
+#include "store/Acknowledge.h"
 #include "store/ChangeLog.h"
 #include "store/NotesWrite.h"
+#include "store/Retry.h"
 #include "support/Processes.h"
 #include "support/World.h"
 
@@ -25,6 +30,7 @@ using std::chrono::milliseconds;
 struct Console : test::World {
   Console(test::TestStore& store, const std::string& name) : World(store) {
     Connection.WriteAs({name, "desk", name});
+    Library.Feeder = &Feeder;
     Model.AttachIntake(Link);
     Windows.Counts = &Model;
     Windows.Reload = [this] {
@@ -63,6 +69,8 @@ struct Console : test::World {
     StoreFeederOptions options;
     options.KnownNumber = [&bounds] { return bounds.StartNumber; };
     options.KnownChange = [&bounds] { return bounds.StartChange; };
+    options.KnownState = [&bounds] { return bounds.StartState; };
+    options.MissingFor = milliseconds(200);
     options.PollInterval = milliseconds(10);
     options.CheckInterval = milliseconds(30);
     return options;
@@ -119,7 +127,7 @@ TEST_P(TwoConsolesTest, SeeWhatTheOtherAndWhoKeepsNoLogHaveChanged) {
   EXPECT_EQ(anna.Awaits("5 6 4 "), "5 6 4 ");
   EXPECT_EQ(ben.Awaits("5 6 4 "), "5 6 4 ");
 
-  store::WriteNotes(anna.Connection, 5, "", "called the site");
+  store::WriteNotes(anna.Connection, {5, 105}, "", "called the site");
   EXPECT_TRUE(test::WaitUntil([&] {
     ben.Model.CheckTraps();
     return ben.All->Rows().At(0).EventNotes == "called the site";
@@ -144,6 +152,162 @@ TEST_P(TwoConsolesTest, SeeWhatTheOtherAndWhoKeepsNoLogHaveChanged) {
         << "the books were in order";
     EXPECT_EQ(console->Prompt.LastMessage(), "");
   }
+}
+
+// One acknowledges the system, the other one the same traps from a list, from the last to the first.
+TEST_P(TwoConsolesTest, AcknowledgeTheSameManyAtOnceAndEachTakesBackItsOwn) {
+  constexpr int kMany = 2400;
+  std::vector<test::StoredTrap> traps;
+  std::vector<store::TrapKey> list;
+  for (std::int32_t number = 1; number <= kMany; ++number) {
+    // Of one second there are more than a portion takes.
+    traps.push_back({.SequenceNumber = number, .EventTime = number <= 900 ? 7 : number, .Source = "a"});
+    list.insert(list.begin(), {number, traps.back().EventTime});
+  }
+  store_->AddTraps(traps);
+  store::Connection anna;
+  store::Connection ben;
+  store_->Connect(anna);
+  store_->Connect(ben);
+  anna.WriteAs({"anna", "desk", "anna"});
+  ben.WriteAs({"ben", "desk", "ben"});
+  const store::GoOn on = [](std::int64_t) { return true; };
+  const std::string unacknowledged = "SELECT COUNT(*) FROM EventTrap WHERE EventAck = 0";
+
+  auto ofAnna = std::async(std::launch::async, [&] {
+    return store::AcknowledgeSources(anna, std::array<std::string, 1>{"a"}, kMany + 1, on);
+  });
+  const store::Acknowledgement ofBen = store::AcknowledgeTraps(ben, list, on);
+  const store::Acknowledgement system = ofAnna.get();
+  EXPECT_FALSE(system.Failure) << system.Failure->what();
+  EXPECT_FALSE(ofBen.Failure) << ofBen.Failure->what();
+  EXPECT_EQ(store_->Number(unacknowledged), 0);
+  EXPECT_EQ(system.ChangedCount() + ofBen.ChangedCount(), kMany) << "none twice";
+  EXPECT_EQ(store_->Number("SELECT SUM(Row_Count) FROM Change_Log"), kMany);
+
+  EXPECT_EQ(store::TakeBack(ben, ofBen, on).Traps.Numbers, ofBen.Changed().Numbers);
+  EXPECT_EQ(store_->Number(unacknowledged), ofBen.ChangedCount());
+  EXPECT_EQ(store::TakeBack(anna, system, on).Traps.Numbers, system.Changed().Numbers);
+  EXPECT_EQ(store_->Number(unacknowledged), kMany);
+
+  // Stopped after the second portion: what is done stays, with its entries, and goes back as one.
+  int portions = 0;
+  const store::Acknowledgement some =
+      store::AcknowledgeAll(anna, kMany + 1, [&](std::int64_t) { return ++portions < 2; });
+  EXPECT_TRUE(some.Stopped);
+  EXPECT_EQ(store_->Number(unacknowledged), kMany - some.ChangedCount());
+  EXPECT_EQ(some.Portions.size(), 2U);
+  EXPECT_EQ(some.Changed().Numbers.front().First, 1) << "the oldest first";
+  EXPECT_EQ(store::TakeBack(anna, some, on).Traps.Numbers, some.Changed().Numbers);
+  EXPECT_EQ(store_->Number(unacknowledged), kMany);
+}
+
+// Each holds the row that the other one wants next: the database takes one of them back, and it runs again.
+TEST_P(TwoConsolesTest, TransactionsThatCollideAreBothDone) {
+  store_->AddTraps(std::vector<test::StoredTrap>{{.SequenceNumber = 1}, {.SequenceNumber = 2}});
+  std::atomic<int> runs = 0;
+  std::atomic<int> holding = 0;
+  const auto change = [&](int first, int second) {
+    store::Connection connection;
+    store_->Connect(connection);
+    store::RetriedOnce(connection, [&] {
+      store::Transaction transaction(connection);
+      const auto count = [&](int number) {
+        connection.Execute(fmt::format(
+            "UPDATE EventTrap SET SpecificTrap = SpecificTrap + 1 WHERE SequenceNumber = {}", number));
+      };
+      ++runs;
+      count(first);
+      ++holding;
+      test::WaitUntil([&] { return holding >= 2; }, milliseconds(500));  // SQLite keeps all but one out
+      count(second);
+      transaction.Commit();
+    });
+  };
+  auto other = std::async(std::launch::async, [&] { change(2, 1); });
+  change(1, 2);
+  other.get();
+  EXPECT_EQ(runs, GetParam() == store::Engine::Sqlite ? 2 : 3);
+  EXPECT_EQ(store_->Number("SELECT SUM(SpecificTrap) FROM EventTrap"),
+            4 + 2 * test::StoredTrap().SpecificTrap);
+}
+
+// A standby takes the place of the store, or a backup is restored: other traps have the numbers that are
+// shown.
+TEST_P(TwoConsolesTest, LoadEverythingAnewWhenTheStoreIsInAnotherState) {
+  const auto add = [this](std::int32_t from, std::int32_t to, const std::string& source) {
+    std::vector<test::StoredTrap> traps;
+    for (std::int32_t number = from; number <= to; ++number) {
+      traps.push_back({.SequenceNumber = number, .EventTime = 100 + number, .Source = source});
+    }
+    store_->AddTraps(traps);
+  };
+  add(1, 6, "before");
+  Console anna(*store_, "anna");
+  ASSERT_EQ(anna.Awaits("1 2 3 4 5 6 "), "1 2 3 4 5 6 ");
+  const auto restore = [&](std::int32_t last, const std::string& source) {
+    store_->Execute("DELETE FROM EventTrap");
+    add(1, last, source);
+  };
+  const auto shown = [&](const std::string& source, const std::string& numbers) {
+    test::WaitUntil([&] {
+      anna.Model.CheckTraps();
+      return anna.TotalOf(source) > 0 && anna.Shown() == numbers;
+    });
+    for (std::size_t row = 0; row < anna.All->Rows().Count(); ++row) {
+      EXPECT_EQ(anna.All->Rows().SourceAt(row), source);
+    }
+    return anna.Shown();
+  };
+
+  anna.All->AcknowledgeSelected(std::vector<std::uint32_t>{0});
+  ASSERT_EQ(anna.Shown(), "2 3 4 5 6 ");
+  anna.Windows.Reload = [&, reload = anna.Windows.Reload] {
+    if (anna.Windows.Replaced == 1) {
+      restore(3, "again");  // while the lists are loaded
+    }
+    reload();
+  };
+  restore(4, "restored");
+  EXPECT_EQ(shown("again", "1 2 3 "), "1 2 3 ");
+  EXPECT_EQ(anna.Strip.Line(StripKind::Told), nullptr) << "what was acknowledged before can't be taken back";
+  ASSERT_NE(anna.Strip.Line(StripKind::Replaced), nullptr);
+  anna.Strip.Press(StripKind::Replaced);
+  EXPECT_EQ(anna.Strip.Line(StripKind::Replaced), nullptr);
+  add(4, 5, "again");
+  EXPECT_EQ(shown("again", "1 2 3 4 5 "), "1 2 3 4 5 ");
+  anna.All->AcknowledgeSelected(std::vector<std::uint32_t>{1});
+  EXPECT_EQ(anna.Awaits("1 3 4 5 "), "1 3 4 5 ");
+
+  // Numbered anew, and an empty table that nobody speaks of; what the receiver purges is no other state.
+  int replaced = anna.Windows.Replaced;
+  const auto isReplaced = [&](milliseconds within) {
+    const bool found = test::WaitUntil(
+        [&] {
+          anna.Model.CheckTraps();
+          return anna.Windows.Replaced > replaced;
+        },
+        within);
+    replaced = anna.Windows.Replaced;
+    return found;
+  };
+  store_->Execute("UPDATE Store_Info SET Store_Identity = 'another'");
+  EXPECT_TRUE(isReplaced(std::chrono::seconds(20)));
+  EXPECT_EQ(anna.Awaits("1 3 4 5 "), "1 3 4 5 ");
+  store::Connection receiver;
+  store_->Connect(receiver);
+  receiver.BeginTransaction();
+  receiver.Execute("DELETE FROM EventTrap");
+  store::NoteChange(receiver, store::ChangeKind::Purged,
+                    {.Numbers = {{1, 5}}, .Source = {}, .BeforeTime = {}}, 4);
+  receiver.Commit();
+  EXPECT_EQ(anna.Awaits(""), "");
+  EXPECT_FALSE(isReplaced(milliseconds(400)));
+  add(6, 7, "again");
+  EXPECT_EQ(anna.Awaits("6 7 "), "6 7 ");
+  store_->Execute("DELETE FROM EventTrap");
+  EXPECT_TRUE(isReplaced(std::chrono::seconds(20)));
+  EXPECT_EQ(anna.Awaits(""), "");
 }
 
 std::string EngineOf(const testing::TestParamInfo<store::Engine>& info) {

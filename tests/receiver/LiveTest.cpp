@@ -55,7 +55,7 @@ class LiveTest : public testing::Test {
   RunningReceiver receiver_{
       "createUser both SHA-256 authpass1 AES privpass1\ncreateUser open\n"
       "createUser -e 0x8000000001020399 bound MD5 authpass1 DES privpass1\n",
-      "\"KVPurgeFreqDays\"=dword:00000001\n"};
+      "\"KVPurgeFreqDays\"=dword:00000001\n\"KVCaptureMiB\"=dword:00000001\n"};
 };
 
 TEST_F(LiveTest, EveryVersionArrivesAndWhatMayNotIsCounted) {
@@ -172,6 +172,33 @@ TEST_F(LiveTest, SignalsHaveUsersReadAgainAndTheClockBelievedAndCheckNamesWhatIs
   test::WriteFile(users, "createUser later\nnonsense\n");
   EXPECT_EQ(status("--check"), 1);
   EXPECT_EQ(receiver_.End(SIGQUIT), -1) << "a core dump would hold passphrases";
+}
+
+TEST_F(LiveTest, WhatTheRingHasNoRoomForIsCountedAndToldAndStoringGoesOn) {
+  ASSERT_TRUE(receiver_.Start()) << receiver_.Log();
+  PacketSender sender(receiver_.Port());
+  const std::string text = Ber(0x06, "\x2B\x06\x01\x04\x01\x63\x01") + Ber(0x04, std::string(60'000, 'x'));
+  receiver_.Signal(SIGSTOP);
+  const std::time_t before = std::time(nullptr);
+  for (std::uint32_t i = 0; i < 100; ++i) {
+    ASSERT_TRUE(sender.Send(V2Message(NotificationPdu(kTrap2, i, Ber(0x30, text)))));
+  }
+  std::this_thread::sleep_until(std::chrono::system_clock::from_time_t(before + 2));
+  receiver_.Signal(SIGCONT);
+  std::map<std::string, std::uint64_t> counters;
+  const auto dropped = [&] { return counters["dropped by a full ring"] + counters["dropped by the kernel"]; };
+  ASSERT_TRUE(test::WaitUntil([&] {
+    counters = receiver_.Counters();
+    return counters["stored"] + dropped() == 100;
+  })) << receiver_.Log();
+  EXPECT_GT(counters["dropped by a full ring"], 30u);
+  EXPECT_EQ(Rows(fmt::format("EventTime <= {}", before + 1)), Rows())
+      << "when they came, not when they were read";
+  EXPECT_EQ(Send("snmpinform", kV2, "after"), 0);
+  EXPECT_EQ(receiver_.End(SIGTERM), 0);
+  EXPECT_EQ(Rows(), static_cast<std::int32_t>(101 - dropped()));
+  EXPECT_EQ(store_.Number("SELECT Dropped FROM Receiver_Heartbeat"), static_cast<std::int32_t>(dropped()));
+  EXPECT_GE(store_.Number("SELECT Dropped_Since FROM Receiver_Heartbeat"), before);
 }
 
 }  // namespace

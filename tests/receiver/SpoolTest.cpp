@@ -11,6 +11,7 @@
 #include "KeptLog.h"
 #include "receiver/spool/Spool.h"
 #include "receiver/spool/Spooler.h"
+#include "receiver/store/DiskWatch.h"
 #include "receiver/store/StoreWriter.h"
 #include "support/Processes.h"
 #include "support/TempFolder.h"
@@ -196,7 +197,7 @@ class FaultyStore : public TrapStore {
   void Probe() override {
     Operation([] {});
   }
-  void Beat(bool) override {}
+  void Beat(const store::ReceiverCondition&, bool) override {}
   void Close() noexcept override {}
   bool FaultHappened() const { return operations_ >= FailAt; }
 
@@ -368,6 +369,7 @@ TEST(StoreWriterTest, ARefusedRowIsPutAsideAfterSomeTriesAndAFullStoreIsAnOutage
       {{"database or disk is full", "HY000", 13, ""}, {}, 0},
       {{"The table 'EventTrap' is full", "HY000", 1114, ""}, {}, 0},
       {{"Duplicate entry '8' for key 'PRIMARY'", "23000", 1062, ""}, {}, 0},
+      {{"no partition of relation \"eventtrap\" found for row", "23514", 1, ""}, {}, 0},
   };
   for (const auto& [error, refused, tries] : cases) {
     SCOPED_TRACE(error.what());
@@ -408,6 +410,28 @@ TEST(StoreWriterTest, AStoreThatDoesNotAnswerIsReportedAndItsCallIsLeftAlone) {
   receiver.Stop();
   EXPECT_EQ(store.Rows, Range(1, 7));
   EXPECT_TRUE(receiver.Log.Holds("has not answered for"));
+}
+
+TEST(DiskWatchTest, WarnsInTimeOfBothDisksAndNotAgainAndAgain) {
+  KeptLog log;
+  std::int32_t spool = 50;
+  std::int32_t store = 60;
+  DiskWatch watch("/spool", log, [&](const fs::path& path) { return path == "/spool" ? spool : store; });
+  const auto look = [&](std::int32_t spoolUsed, std::int32_t storeUsed, const fs::path& folder = "/store") {
+    spool = spoolUsed;
+    store = storeUsed;
+    const std::int32_t answered = watch.Look(folder);
+    return std::pair(answered, log.Lines().size());
+  };
+  using Told = std::pair<std::int32_t, std::size_t>;  // the answer, and lines in the log so far
+  EXPECT_EQ(look(50, 89), Told(89, 0));
+  EXPECT_EQ(look(50, 90), Told(90, 1));
+  EXPECT_EQ(look(50, 92), Told(92, 1));
+  EXPECT_EQ(look(50, 93), Told(93, 2));
+  EXPECT_EQ(look(91, 93, {}), Told(91, 3)) << "while the store is away or a server's";
+  EXPECT_EQ(look(88, 89), Told(89, 3));
+  EXPECT_EQ(look(80, 80), Told(80, 5));
+  EXPECT_TRUE(log.Holds("the disk of the trap store (/store) is 93 % full"));
 }
 
 TEST(QuarantineTest, HasABoundAndGivesBackWhatWasNotSkipped) {

@@ -104,10 +104,11 @@ TEST_P(ReportModelTest, HoldsTheTrapsOfItsRangeOldestFirst) {
       << "of its own, not the next's";
   EXPECT_EQ(Acknowledged(*report), "2 ");
   // Told of, in the order in which it happened.
-  const std::array four = {4};
-  const store::Acknowledgement done = store::AcknowledgeTraps(Connection, four, [](std::size_t) {});
-  store::TakeBack(Connection, done);
-  store::AcknowledgeSources(Connection, std::array<std::string, 1>{"10.0.0.1"}, 300);
+  const store::GoOn on = [](std::int64_t) { return true; };
+  const std::array four = {store::TrapKey{4, 250}};
+  const store::Acknowledgement done = store::AcknowledgeTraps(Connection, four, on);
+  store::TakeBack(Connection, done, on);
+  store::AcknowledgeSources(Connection, std::array<std::string, 1>{"10.0.0.1"}, 300, on);
   const std::vector<store::Change> changes = store::ReadChanges(Connection, "1 = 1");
   const std::string by = " " + Connection.Author().Operator;
   std::string states;

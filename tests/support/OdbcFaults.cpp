@@ -21,6 +21,7 @@ struct Plan {
   SQLHANDLE Failed = nullptr;  // whose reason has not been asked for yet
 };
 Plan gPlan;
+bool gInTransaction = false;  // on the one connection of those who ask for conflicts
 std::mutex gMutex;
 
 enum class Kind {
@@ -31,7 +32,8 @@ enum class Kind {
 
 SQLRETURN MayFail(SQLHANDLE handle, Kind kind, const std::function<SQLRETURN()>& call) {
   std::unique_lock lock(gMutex);
-  const bool counted = kind != Kind::Local || gPlan.Counted == CountedCalls::All;
+  const bool counted = (kind != Kind::Local || gPlan.Counted == CountedCalls::All) &&
+                       (gPlan.How != Fault::Conflict || gInTransaction);
   if (gPlan.Left == 0 || !counted || --gPlan.Left > 0) {
     lock.unlock();
     return call();
@@ -80,9 +82,6 @@ KORVANE_MAY_FAIL(SQLDriverConnect, Statement, c,
                  (SQLHDBC c, SQLHWND w, SQLCHAR* i, SQLSMALLINT il, SQLCHAR* o, SQLSMALLINT om,
                   SQLSMALLINT* ol, SQLUSMALLINT d),
                  (c, w, i, il, o, om, ol, d))
-KORVANE_MAY_FAIL(SQLSetConnectAttr, Statement, c, (SQLHDBC c, SQLINTEGER a, SQLPOINTER v, SQLINTEGER l),
-                 (c, a, v, l))
-KORVANE_MAY_FAIL(SQLEndTran, Change, h, (SQLSMALLINT t, SQLHANDLE h, SQLSMALLINT c), (t, h, c))
 KORVANE_MAY_FAIL(SQLExecDirect, Change, s, (SQLHSTMT s, SQLCHAR* t, SQLINTEGER l), (s, t, l))
 KORVANE_MAY_FAIL(SQLExecute, Change, s, (SQLHSTMT s), (s))
 KORVANE_MAY_FAIL(SQLPrepare, Statement, s, (SQLHSTMT s, SQLCHAR* t, SQLINTEGER l), (s, t, l))
@@ -103,6 +102,24 @@ KORVANE_MAY_FAIL(SQLGetData, Local, s,
                  (SQLHSTMT s, SQLUSMALLINT n, SQLSMALLINT t, SQLPOINTER v, SQLLEN b, SQLLEN* l),
                  (s, n, t, v, b, l))
 
+extern "C" decltype(SQLSetConnectAttr) __real_SQLSetConnectAttr, __wrap_SQLSetConnectAttr;
+SQLRETURN __wrap_SQLSetConnectAttr(SQLHDBC c, SQLINTEGER a, SQLPOINTER v, SQLINTEGER l) {
+  const SQLRETURN result =
+      korvane::test::MayFail(c, Kind::Statement, [=] { return __real_SQLSetConnectAttr(c, a, v, l); });
+  korvane::test::gInTransaction = result == SQL_SUCCESS && a == SQL_ATTR_AUTOCOMMIT && v == nullptr;
+  return result;
+}
+
+extern "C" decltype(SQLEndTran) __real_SQLEndTran, __wrap_SQLEndTran;
+SQLRETURN __wrap_SQLEndTran(SQLSMALLINT t, SQLHANDLE h, SQLSMALLINT how) {
+  // A transaction is given up by whoever asks for it, whatever it collided with.
+  korvane::test::gInTransaction = korvane::test::gInTransaction && how == SQL_COMMIT;
+  const SQLRETURN result =
+      korvane::test::MayFail(h, Kind::Change, [=] { return __real_SQLEndTran(t, h, how); });
+  korvane::test::gInTransaction = korvane::test::gInTransaction && result != SQL_SUCCESS;
+  return result;
+}
+
 extern "C" decltype(SQLGetDiagRec) __real_SQLGetDiagRec, __wrap_SQLGetDiagRec;
 SQLRETURN __wrap_SQLGetDiagRec(SQLSMALLINT t, SQLHANDLE h, SQLSMALLINT n, SQLCHAR* s, SQLINTEGER* c,
                                SQLCHAR* m, SQLSMALLINT z, SQLSMALLINT* l) {
@@ -110,7 +127,9 @@ SQLRETURN __wrap_SQLGetDiagRec(SQLSMALLINT t, SQLHANDLE h, SQLSMALLINT n, SQLCHA
     return __real_SQLGetDiagRec(t, h, n, s, c, m, z, l);
   }
   const std::string text(korvane::test::kFaultText);
-  std::memcpy(s, korvane::test::gPlan.How == korvane::test::Fault::Refused ? "HY000" : "08S01", 6);
+  using korvane::test::Fault;
+  const Fault how = korvane::test::gPlan.How;
+  std::memcpy(s, how == Fault::Refused ? "HY000" : how == Fault::Conflict ? "40001" : "08S01", 6);
   std::memcpy(m, text.c_str(), std::min(text.size() + 1, static_cast<std::size_t>(z)));
   *c = 0;
   *l = static_cast<SQLSMALLINT>(text.size());

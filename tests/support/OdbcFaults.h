@@ -10,6 +10,7 @@ enum class Fault {
   Refused,     // the call is not carried out and fails
   LinkLost,    // nor is it here, and the link to the store is gone with it
   AnswerLost,  // a statement or a commit is carried out, and the link is gone before the answer
+  Conflict,    // inside a transaction: not carried out, and the transaction is to be run again
 };
 
 // Statements: what reaches the store; the rest only prepares it and looks at what came back.

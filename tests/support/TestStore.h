@@ -82,6 +82,8 @@ class TestStore {
   explicit TestStore(std::string dataSource) : dataSource_(std::move(dataSource)) { DataSourceFolder(); }
 
  private:
+  void MakePartitionOf(std::int32_t number);
+
   using Cell = std::variant<std::int32_t, std::string_view>;
   void AddRow(std::string_view table, const std::vector<std::pair<std::string_view, Cell>>& cells);
 

@@ -52,13 +52,15 @@ class FakeLibrary : public intake::ReceiverLibrary {
     List.pop_front();
     return 1;
   }
-  std::int32_t StopRecvEvents() override { return intake::kReceiverThreadOk; }
+  std::int32_t StopRecvEvents() override {
+    return Feeder != nullptr ? Feeder->StopRecvEvents() : intake::kReceiverThreadOk;
+  }
   bool KVResolveSystemName(const std::string& address, std::string& name) override {
     Asked.push_back(address);
     name = Names[address];
     return !name.empty();
   }
-  intake::LinkState State() const override { return Link; }
+  intake::LinkState State() const override { return Feeder != nullptr ? Feeder->State() : Link; }
   intake::MailSettings GetDefaultMailSettings() override {
     return {.SmtpServer = "mail.example.net", .Recipient = "root@example.net", .Domain = "example.net"};
   }
@@ -82,6 +84,7 @@ class FakeLibrary : public intake::ReceiverLibrary {
   std::optional<std::int32_t> StartedAt;
   std::int32_t StartAnswer = intake::kReceiverThreadOk;
   intake::LinkState Link;
+  intake::ReceiverLibrary* Feeder = nullptr;  // whose thread the intake uses in place of the list
 };
 
 // These numbers, as an acknowledgement elsewhere names them.
@@ -112,6 +115,7 @@ class OpenModels : public intake::ViewWindows, public intake::TrapsWindows {
     NotesSaved(sequenceNumber, notes);
   }
   void Changed(const store::Change&) override {}
+  void StoreReplaced() override { ++Replaced; }
   void NotesSaved(std::int32_t sequenceNumber, std::string_view notes) override {
     for (traps::TrapsModel* model : Models) {
       model->NotesSaved(sequenceNumber, notes);
@@ -124,6 +128,7 @@ class OpenModels : public intake::ViewWindows, public intake::TrapsWindows {
   std::vector<std::string> Opened;
   std::vector<std::string> Told;  // numbers, or the source
   int Reloads = 0;
+  int Replaced = 0;
   std::function<void()> Reload = [] {};
 };
 
@@ -255,8 +260,8 @@ struct World {
   traplist::ReportPrinter Printer{Desk, Platform.Programs, InstallFolder.Path().string()};
   intake::StoreChanges ChangesOfStore{Desk, Connection, Names, SystemList, Bounds, Filters, Categories};
   systems::SystemAcknowledge Acknowledge{Desk, Connection, ChangesOfStore};
-  traps::TrapsServices ForTraps{Desk,   Connection, Names,          Categories,  Filters,
-                                Bounds, Stored,     ChangesOfStore, Acknowledge, Printer};
+  traps::TrapsServices ForTraps{Desk,       Connection, Names,          Categories,  Filters, Bounds,
+                                SystemList, Stored,     ChangesOfStore, Acknowledge, Printer};
   reports::ReportServices ForReports{
       Desk,       Connection, [this](store::ConnectionOptions options) { return OpenConnection(options); },
       Names,      Categories, Filters,

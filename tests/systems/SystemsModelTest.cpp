@@ -183,6 +183,13 @@ TEST_F(SystemsModelTest, TheStripTellsAStoreThatIsAwayAndASilentReceiverFromAQui
   }
   Library.Link.Away.reset();
   EXPECT_EQ(said(StripKind::StoreAway), "");
+  Library.Link.Waiting = std::chrono::seconds(4);
+  EXPECT_EQ(said(StripKind::StoreAway), "");
+  Library.Link.Waiting = std::chrono::seconds(7);
+  EXPECT_EQ(said(StripKind::StoreAway),
+            "The trap store has not answered since 10:59:53. What is shown is as of then. | For 7 seconds");
+  Library.Link.Waiting.reset();
+  EXPECT_EQ(said(StripKind::StoreAway), "");
 
   auto& beats = Library.Link.Receivers;
   // For a minute, with a look every three seconds.
@@ -194,7 +201,7 @@ TEST_F(SystemsModelTest, TheStripTellsAStoreThatIsAwayAndASilentReceiverFromAQui
     }
     return said(StripKind::ReceiverSilent);
   };
-  beats = {{"gone", "beta", 7, false}, {"here", "alpha", 1, false}};
+  beats = {{"gone", "beta", 7, false, {}}, {"here", "alpha", 1, false, {}}};
   EXPECT_EQ(minute(true), "") << "beta was silent before, and alpha is heard";
   EXPECT_EQ(minute(false),
             "The receiver on beta has not been heard of since before 11:00. The receiver on "
@@ -206,6 +213,19 @@ TEST_F(SystemsModelTest, TheStripTellsAStoreThatIsAwayAndASilentReceiverFromAQui
             "alpha was stopped at 11:03.");
   beats[1].Stopped = false;
   minute(true);
+  EXPECT_EQ(said(StripKind::Limits), "");
+  beats[1].Condition = {.Dropped = 1200, .DroppedSince = 10 * 3600, .DiskUsed = 91};
+  beats[0].Condition.DiskUsed = 99;  // nobody has heard of it
+  Library.Link.Following.HighestNumber = 2'000'000'000;
+  minute(true);
+  EXPECT_EQ(said(StripKind::Limits),
+            "1200 packets were dropped on alpha since 11:00: they came faster than they could be taken. The "
+            "disk of the receiver on alpha is 91 % full. Make room before traps are lost. The trap store has "
+            "used 93 % of its numbers. The administrator should run korvane-renumber.");
+  beats[1].Condition = {.DiskUsed = 89};  // it was started anew
+  Library.Link.Following.HighestNumber = 1'900'000'000;
+  minute(true);
+  EXPECT_EQ(said(StripKind::Limits), "");
   clock.Advance(3'600'000);  // the machine slept, or the store was away
   EXPECT_EQ(minute(true), "");
   beats.clear();

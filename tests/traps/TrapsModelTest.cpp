@@ -265,8 +265,8 @@ class TrapDetailFormTest : public TrapsModelTest {
                        Prompt,
                        [](std::string_view stored) { return std::string(stored); },
                        [this](const NotesConflict& conflict) { return Choose(conflict); },
-                       [this](std::int32_t number, std::string_view ofSystem) {
-                         return AcknowledgeOne(ForTraps, number, ofSystem);
+                       [this](const store::TrapKey& trap, std::string_view ofSystem) {
+                         return AcknowledgeOne(ForTraps, trap, ofSystem);
                        }};
   // What the operator sees and answers, one after the other; while seeing it others may act.
   std::optional<NotesChoice> Choose(const NotesConflict& conflict) {
@@ -364,6 +364,28 @@ TEST_F(TrapDetailFormTest, AcknowledgesWhatIsShownOnceItsNotesAreWritten) {
   EXPECT_EQ(form_.Notes(), "in vain");
   EXPECT_EQ(form_.Trap().Acknowledged, "No longer in the store");
   EXPECT_FALSE(form_.MayAcknowledge());
+}
+
+TEST_F(TrapDetailFormTest, ATrapOfAnotherStateOfTheStoreIsGoneWhateverHasItsNumber) {
+  Load({"", "seen"});
+  Edit(1, "typed before");
+  form_.Show(List, 0);
+  form_.StoreReplaced();
+  form_.ListChanged(List);
+  form_.EditNotes("typed");
+  EXPECT_FALSE(form_.Place().Position());
+  EXPECT_FALSE(form_.Acknowledge(List));
+  EXPECT_FALSE(form_.Ok(List));
+  EXPECT_THAT(Prompt.LastMessage(), testing::StartsWith("Notes were not saved, since their traps are gone"));
+  EXPECT_TRUE(form_.Ok(List)) << "told once";
+  form_.Show(List, *form_.Place().Below());
+  EXPECT_TRUE(form_.MayAcknowledge()) << "that is one of the new state";
+  Edit(1, "mine");
+  Store.Execute("UPDATE EventTrap SET EventNotes = 'theirs' WHERE SequenceNumber = 2");
+  answers_ = {{NotesChoice::Mine, [&] { form_.StoreReplaced(); }}};
+  form_.Ok(List);
+  EXPECT_THAT(StoredNotes(), ElementsAre("", "theirs"));
+  EXPECT_THAT(Acknowledged(), IsEmpty());
 }
 
 TEST_F(TrapDetailFormTest, NotesThatAnotherHandWroteAreNotWrittenOver) {

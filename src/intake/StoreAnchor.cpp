@@ -1,0 +1,110 @@
+#include "intake/StoreAnchor.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <functional>
+#include <string_view>
+
+#include "store/Tables.h"
+#include "store/TrapReader.h"
+
+namespace korvane::intake {
+namespace {
+
+constexpr std::size_t kAnchorRows = 16;
+constexpr std::size_t kShortBindings = 1024;
+constexpr std::string_view kLastingColumns =
+    "SequenceNumber, EventTime, Source, EnterpriseOid, GenericTrap, SpecificTrap";
+constexpr std::string_view kBindingColumns = ", EventDescription, Event_ExtDescr";
+
+std::string ReadIdentity(store::Connection& connection) {
+  store::Recordset rows =
+      connection.OpenRecordset(fmt::format("SELECT Store_Identity FROM {}", store::kStoreInfo));
+  return rows.Next() ? rows.Text("Store_Identity") : std::string();
+}
+
+}  // namespace
+
+StoreAnchor::Row StoreAnchor::RowOf(const store::IncomingTrap& trap, bool isLong) {
+  std::uint64_t print = 0;
+  const auto add = [&print](std::uint64_t part) {
+    print = (print ^ part) * 0x9E37'79B9'7F4A'7C15U;
+    print ^= print >> 29U;
+  };
+  const std::hash<std::string_view> hash;
+  add(static_cast<std::uint32_t>(trap.GenericTrap));
+  add(static_cast<std::uint32_t>(trap.SpecificTrap));
+  add(hash(trap.EnterpriseOid));
+  add(isLong ? 0 : hash(trap.VarBinds));
+  return {.Number = trap.SequenceNumber,
+          .Time = trap.EventTime,
+          .Source = std::string(trap.Source),
+          .Long = isLong,
+          .Print = print};
+}
+
+StoreAnchor StoreAnchor::Of(store::Connection& connection) {
+  StoreAnchor anchor;
+  anchor.identity_ = ReadIdentity(connection);
+  store::TrapReader newest(connection, fmt::format("SELECT {}{} FROM {} ORDER BY SequenceNumber DESC LIMIT 1",
+                                                   kLastingColumns, kBindingColumns, store::kEventTrap));
+  store::IncomingTrap trap;
+  if (newest.Next(trap)) {
+    anchor.Note(trap);
+  }
+  return anchor;
+}
+
+void StoreAnchor::Note(const store::IncomingTrap& row) {
+  const auto place = std::ranges::lower_bound(rows_, row.SequenceNumber, {}, &Row::Number);
+  if (place != rows_.end() && place->Number == row.SequenceNumber) {
+    return;
+  }
+  rows_.insert(place, RowOf(row, row.VarBinds.size() > kShortBindings));
+  if (rows_.size() > kAnchorRows) {
+    rows_.pop_front();
+  }
+}
+
+void StoreAnchor::Forget(const store::TrapSelection& purged) {
+  std::erase_if(rows_, [&](const Row& row) { return purged.Contains(row.Number, row.Source, row.Time); });
+}
+
+StoreAnchor::Finding StoreAnchor::Check(store::Connection& connection) {
+  std::string identity = ReadIdentity(connection);
+  if (identity != identity_.value_or(identity)) {
+    return Finding::Other;
+  }
+  identity_ = std::move(identity);
+  const Finding finding = CheckRows(connection, false);
+  return finding == Finding::Same ? CheckRows(connection, true) : finding;
+}
+
+StoreAnchor::Finding StoreAnchor::CheckRows(store::Connection& connection, bool isLong) const {
+  std::string numbers;
+  std::size_t left = 0;
+  for (const Row& row : rows_) {
+    if (row.Long == isLong) {
+      numbers += fmt::format("{}{}", numbers.empty() ? "" : ", ", row.Number);
+      ++left;
+    }
+  }
+  if (left == 0) {
+    return Finding::Same;
+  }
+  store::TrapReader reader(connection,
+                           fmt::format("SELECT {}{} FROM {} WHERE SequenceNumber IN ({})", kLastingColumns,
+                                       isLong ? "" : kBindingColumns, store::kEventTrap, numbers));
+  store::IncomingTrap trap;
+  while (reader.Next(trap)) {
+    const auto known = std::ranges::find(rows_, trap.SequenceNumber, &Row::Number);
+    if (known == rows_.end() || RowOf(trap, isLong) != *known) {
+      return Finding::Other;
+    }
+    --left;
+  }
+  return left == 0 ? Finding::Same : Finding::Gone;
+}
+
+}  // namespace korvane::intake
