@@ -88,7 +88,8 @@ bool Intake::TakeMore() {
   }
   bool more = false;
   try {
-    more = Drain();
+    Drain();
+    more = library_.MoreFollows();
   } catch (const std::exception& error) {
     log_.TryWriteLog(error.what());
     ++hand_.Failures;
@@ -106,19 +107,15 @@ void Intake::BeginTick() {
   }
 }
 
-// True at the end of a portion, false at that of the list.
-bool Intake::Drain() {
+void Intake::Drain() {
   // No window opens or closes during a tick, so they are asked for once and not for every trap.
   const std::vector<TrapsWindow*> windows = windows_.InCreationOrder();
   news_.TakeNews({});  // what an earlier tick had to leave
-  bool portion = false;
   do {
-    while (!portion && (hand_.Held || TakeNext())) {
+    while (hand_.Held || TakeNext()) {
       Admit(windows);
-      portion = library_.PortionEnds();
     }
-  } while (TakeNews() && !portion);
-  return portion;
+  } while (TakeNews());
 }
 
 void Intake::StoreReplaced() {

@@ -85,10 +85,9 @@ class Intake {
   // next tick begins with the trap in hand, for those that have not taken it yet.  When that fails again the
   // trap is admitted without a definition, whoever still fails goes without it, and the list goes on.
   // What was admitted is shown, however the tick ends.
-  // True when it took a portion of a longer list: TakeMore goes on with it, best as soon as the windows have
-  // been painted.
+  // True when the list goes on at once: TakeMore takes that, best as soon as the windows have been painted.
   bool CheckTraps();
-  // What the tick left of the list, without being a tick of its own; answers as CheckTraps does.
+  // The list once more, without a tick of the rate; answers as CheckTraps does.
   bool TakeMore();
 
   // The store is in another state, and the library stopped: every window and everything that waits lets go of
@@ -112,7 +111,7 @@ class Intake {
   };
 
   void BeginTick();
-  bool Drain();
+  void Drain();
   bool TakeNews();
   void Show();  // what was admitted, also by a tick that failed
   bool TakeNext();

@@ -50,9 +50,9 @@ class ReceiverLibrary {
   // Nor this: once the list is empty, what was changed in the store meanwhile; asked until there is nothing.
   // The list may go on after it.
   virtual StoreNews TakeNews() { return {}; }
-  // Nor this: true behind the last trap of a portion when more follows at once.  A tick that takes the list
-  // in portions lets the windows paint between them, however long the list grows in a storm.
-  virtual bool PortionEnds() const { return false; }
+  // Nor this: asked when the list is empty, whether there will be more of it at once.  A library that hands
+  // out a long list in portions lets the windows paint between them.
+  virtual bool MoreFollows() const { return false; }
   // Nor are these: how the link to the store is doing, and to try at once what waits for its next try.
   virtual LinkState State() const { return {}; }
   virtual void TryNow() {}

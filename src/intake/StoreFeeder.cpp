@@ -200,8 +200,8 @@ std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {
 
 std::int32_t StoreFeeder::GetEventFromList(ReceivedTrap& trap) {
   if (nextTaken_ == taken_.Traps.size()) {
-    if (!taken_.News.Empty()) {
-      return 0;  // they come before what was read later
+    if (std::exchange(listEnds_, false) || !taken_.News.Empty()) {
+      return 0;  // the news come before what was read later
     }
     nextTaken_ = 0;
     taken_ = shared_ ? shared_->Take() : StoreFollower::Progress{};
@@ -210,6 +210,7 @@ std::int32_t StoreFeeder::GetEventFromList(ReceivedTrap& trap) {
     }
   }
   trap = std::move(taken_.Traps[nextTaken_++]);
+  listEnds_ = nextTaken_ == taken_.Traps.size();
   return 1;
 }
 
@@ -230,7 +231,7 @@ StoreNews StoreFeeder::TakeNews() {
   return nextTaken_ == taken_.Traps.size() ? std::exchange(taken_.News, {}) : StoreNews{};
 }
 
-bool StoreFeeder::PortionEnds() const {
+bool StoreFeeder::MoreFollows() const {
   if (nextTaken_ == 0 || nextTaken_ < taken_.Traps.size() || !shared_) {
     return false;
   }

@@ -72,7 +72,7 @@ class StoreFeeder : public ReceiverLibrary {
   std::string_view NotesOfTrap() const override;  // as they were when the row was read
   bool TrapIsNew() const override;
   StoreNews TakeNews() override;
-  bool PortionEnds() const override;  // a portion is what one read of the store found
+  bool MoreFollows() const override;  // a list is what one read of the store found
   // Within StopPatience and a little: a call that hangs is cancelled, and when that does not help the thread
   // is left behind with what it owns, which answers 1.  What is still in the list is gone.
   std::int32_t StopRecvEvents() override;
@@ -95,6 +95,7 @@ class StoreFeeder : public ReceiverLibrary {
   std::shared_ptr<Shared> shared_;  // what the thread and this object share
   StoreFollower::Progress taken_;   // taken from the queue, not yet handed out
   std::size_t nextTaken_ = 0;
+  bool listEnds_ = false;  // its last trap was handed out, and that it is empty now was not said yet
   std::int32_t knownNumber_ = std::numeric_limits<std::int32_t>::max();
 };
 

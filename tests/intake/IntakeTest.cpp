@@ -30,12 +30,17 @@ class Partners : public test::FakeLibrary, public SystemCounts, public TrapsWind
     Calls += (Calls.empty() ? "" : ", ") + what;
   }
   std::int32_t GetEventFromList(ReceivedTrap& trap) override {
+    More = List.size() == ListEndsAt;
+    if (More) {
+      ListEndsAt = std::string::npos;
+      return 0;
+    }
     Call("library", List.empty() ? "empty" : "get " + std::to_string(List.front().SequenceNumber));
     return FakeLibrary::GetEventFromList(trap) == 0 ? 0 : -5;  // anything but 0
   }
   std::string_view NotesOfTrap() const override { return "known beside the record"; }
   bool TrapIsNew() const override { return New; }
-  bool PortionEnds() const override { return List.size() == PortionEndsAt; }
+  bool MoreFollows() const override { return More; }
   void NoteDelivered(const store::IncomingTrap& trap) override { Delivered.push_back(trap.SequenceNumber); }
   void UpdateSystemCounts(const store::IncomingTrap& trap, Arrival arrival) override {
     EXPECT_EQ(arrival, New ? Arrival::Live : Arrival::Stored);
@@ -47,7 +52,8 @@ class Partners : public test::FakeLibrary, public SystemCounts, public TrapsWind
 
   std::string Calls;
   bool New = true;
-  std::size_t PortionEndsAt = std::string::npos;  // when so many are left
+  bool More = false;
+  std::size_t ListEndsAt = std::string::npos;  // the list has so many more, but says that it is empty
   std::map<std::string, int> Failures;
   std::vector<std::int32_t> Delivered;
   store::IncomingTrap Counted;  // its texts live in the intake until the next one
@@ -118,14 +124,13 @@ TEST_F(IntakeTest, ATickDrainsTheListAndThenRefreshesInCreationOrder) {
   EXPECT_EQ(intake_.Counters().PeriodTraps, 3);
   partners_.New = true;
 
-  // A portion is shown before the next one is taken, and is no tick.
-  partners_.PortionEndsAt = 1;
+  // A list that goes on is shown before the rest of it is taken, which is no tick.
+  partners_.ListEndsAt = 1;
   EXPECT_EQ(Tick({Trap(5), Trap(6)}), "get 5, status, A status");
   EXPECT_EQ(intake_.Counters().Ticks, 4);
   EXPECT_FALSE(intake_.TakeMore());
   EXPECT_EQ(partners_.Delivered.back(), 6);
   EXPECT_EQ(intake_.Counters().Ticks, 4);
-  partners_.PortionEndsAt = std::string::npos;
 
   // A late trap does not move the mark back, and the mark follows the time key alone.
   ReceivedTrap keyed = Trap(5, 600);

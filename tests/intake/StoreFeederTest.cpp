@@ -297,9 +297,11 @@ TEST_F(StoreFeederTest, ABacklogWaitsInTheStoreAndNotInMemory) {
   ASSERT_EQ(feeder.StartRecvEvents(0), kReceiverThreadOk);
   ReceivedTrap first;
   ASSERT_TRUE(WaitUntil([&] { return feeder.GetEventFromList(first) != 0; }));
-  EXPECT_FALSE(feeder.PortionEnds());
+  EXPECT_FALSE(feeder.MoreFollows());
   while (first.SequenceNumber < 100) ASSERT_EQ(feeder.GetEventFromList(first), 1);
-  EXPECT_TRUE(feeder.PortionEnds());
+  ReceivedTrap next;
+  EXPECT_EQ(feeder.GetEventFromList(next), 0) << "the windows are painted first";
+  EXPECT_TRUE(feeder.MoreFollows());
   // What the thread has not read yet it reads as acknowledged.
   store_.Execute("UPDATE EventTrap SET EventAck = 1");
   ASSERT_TRUE(Arrives(feeder, store_.AddTrap({})));
