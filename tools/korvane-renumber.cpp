@@ -35,6 +35,12 @@ constexpr std::string_view kUsage =
 
 // A slow disk and a busy machine are assumed.
 constexpr std::int64_t kBytesOfASecond = std::int64_t{8} << 20;
+// The limits of the data source are for programs that somebody waits for: to drop a large table takes longer.
+// A server is still given up when it is mute and answers nobody else either.
+constexpr store::ConnectionOptions kPatience{.ConnectTimeoutSeconds = 10,
+                                             .CommandTimeoutSeconds = 24 * 3600,
+                                             .SilenceSeconds = 60,
+                                             .LockTimeoutSeconds = 60};
 constexpr int kReported = 10;  // per cent between two lines, where nobody watches
 
 volatile std::sig_atomic_t interrupted = 0;
@@ -125,13 +131,17 @@ int Renumber(store::Renumbering& work, bool dryRun) {
   if (!done) throw std::runtime_error("interrupted; the store is as it was");
   fmt::print("Done after {}. Consoles read everything anew.\n",
              TimeText(std::chrono::duration_cast<std::chrono::seconds>(steady_clock::now() - begin).count()));
+  if (!work.Warning().empty()) {
+    std::fflush(stdout);
+    fmt::print(stderr, "korvane-renumber: {}\n", VisibleText(work.Warning()));
+  }
   return 0;
 }
 
 int Run(std::string_view option) {
   store::Connection connection;
   try {
-    connection.Open(store::kDataSourceName, {}, {}, {.ConnectTimeoutSeconds = 10});
+    connection.Open(store::kDataSourceName, {}, {}, kPatience);
   } catch (const store::DatabaseError& failure) {
     throw std::runtime_error(fmt::format("the trap store can't be opened: {}", failure.what()));
   }

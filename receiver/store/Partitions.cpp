@@ -14,29 +14,24 @@
 #include "store/Recordset.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
+#include "store/TrapPartitions.h"
 
 namespace korvane::receiver {
 namespace {
 
 using store::Connection;
+using store::kDroppingLock;
 using store::kEventTrap;
+using store::kLeavingMark;
+using store::kMakingLock;
+using store::kNumbersOfPartition;
 
-// As the schema makes the first of them.  A partition is dropped whole, so it should fill within the time
-// that a trap may stay too long; and there should be few, since a statement that knows no number looks into
-// each.  All numbers there are make 215.
-constexpr std::int64_t kNumbersOfPartition = 10'000'000;
 constexpr std::int64_t kAhead = 2;
 constexpr std::int64_t kLargestNumber = std::numeric_limits<std::int32_t>::max();
 // Bounds without an end.
 constexpr std::int64_t kMinValue = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t kMaxValue = std::numeric_limits<std::int64_t>::max();
 
-// Before the bounds, in the comment of a partition that is on its way out.
-constexpr std::string_view kLeavingMark = "korvane deletes this: ";
-
-// What two receivers must not do at the same time; the first number is of this program alone.
-constexpr std::string_view kMakingLock = "1263943236, 1";
-constexpr std::string_view kDroppingLock = "1263943236, 2";
 // Who finishes a dropping holds a lock while it waits that making wants too: making outlasts it.
 constexpr std::string_view kDroppingLockTime = "1s";
 constexpr std::string_view kMakingLockTime = "10s";
@@ -159,11 +154,7 @@ std::optional<Attached> ReadAttached(Connection& connection) {
 
 // Those that were detached to be dropped.
 std::vector<Partition> ReadDetached(Connection& connection) {
-  store::Recordset rows = connection.OpenRecordset(
-      fmt::format("SELECT c.oid::regclass::text AS Name, obj_description(c.oid, 'pg_class') AS Mark "
-                  "FROM pg_class c WHERE c.relkind = 'r' AND NOT c.relispartition AND c.relname LIKE "
-                  "'eventtrap%' AND obj_description(c.oid, 'pg_class') LIKE '{}%'",
-                  kLeavingMark));
+  store::Recordset rows = connection.OpenRecordset(store::SelectDetachedPartitions());
   std::vector<Partition> found;
   while (rows.Next()) {
     Partition partition{.Name = rows.Text("Name"), .Marked = true};
@@ -206,10 +197,8 @@ std::vector<Partition> ReadMissing(Connection& connection) {
 
 // A table by itself that is then attached: making it in its place would wait for every reader.
 void MakePartition(Connection& connection, const Partition& partition) {
-  std::string name = fmt::format("{}_{}", kEventTrap, partition.From == kMinValue ? 0 : partition.From);
-  while (!AnswerOf(connection, fmt::format("to_regclass('{}')::text", name)).empty()) {
-    name += '_';  // somebody has kept the earlier one
-  }
+  const std::string name =
+      store::FreePartitionName(connection, partition.From == kMinValue ? 0 : partition.From);
   connection.Execute(
       fmt::format("CREATE TABLE {} (LIKE {} INCLUDING ALL EXCLUDING IDENTITY)", name, kEventTrap));
   connection.Execute(
@@ -226,6 +215,16 @@ std::optional<std::int64_t> NewestTime(Connection& connection, const std::string
       connection.OpenRecordset(fmt::format("SELECT MAX(EventTime) AS Newest FROM {}", table));
   return rows.Next() && !rows.IsNull("Newest") ? std::optional<std::int64_t>(rows.Integer("Newest"))
                                                : std::nullopt;
+}
+
+// Consoles know a store by its newest rows, and hear that these were purged only after they are gone.
+constexpr std::int64_t kNewestRows = 1000;
+
+bool HoldsNewest(Connection& connection, const Partition& partition) {
+  store::Recordset rows = connection.OpenRecordset(
+      fmt::format("SELECT COUNT(*) FROM (SELECT 1 FROM {} WHERE SequenceNumber >= {} LIMIT {}) AS newer",
+                  kEventTrap, partition.To, kNewestRows));
+  return rows.Next() && rows.Integer(std::size_t{0}) < kNewestRows;
 }
 
 bool HasUnacknowledged(Connection& connection, const std::string& table) {
@@ -291,6 +290,10 @@ std::vector<PurgeTable> Partitions::Purge(Connection& connection, std::int64_t b
         left.push_back({.Name = partition.Name, .Unacknowledged = true});
         continue;
       }
+      if (newest && HoldsNewest(connection, partition)) {
+        left.push_back({.Name = partition.Name});
+        continue;
+      }
       if (dropping == Outcome::Done) {
         dropping = Drop(connection, partition, before);
       }
@@ -349,7 +352,9 @@ void Partitions::DropDetached(Connection& connection, const Partition& partition
     transaction.Commit();
     return;
   }
-  store::TrapSelection gone;
+  // The time as well: numbers alone may be those of other traps by now, where they were given anew.
+  store::TrapSelection gone{
+      .Numbers = {}, .Source = {}, .BeforeTime = static_cast<std::int32_t>(std::min(before, kLargestNumber))};
   std::int64_t fresh = 0;
   if (newest) {
     {

@@ -25,6 +25,7 @@ constexpr std::int64_t kRowsOfAPortion = 10'000;
 constexpr std::size_t kEntriesAtOnce = 200;
 // After each portion, for whoever wants to write to an embedded store.
 constexpr auto kBreath = std::chrono::milliseconds(25);
+constexpr auto kBeforeNextTry = std::chrono::seconds(2);
 constexpr std::int64_t kFarBelow = std::numeric_limits<std::int32_t>::min();
 
 constexpr std::array<std::string_view, 9> kColumnsBesideNumber = {
@@ -116,6 +117,7 @@ std::string RenumberPlan::Objection() const {
     return "Another run is under way, or one was broken off. When none is under way, clear up with "
            "\"korvane-renumber --clear-up\".";
   }
+  if (!Obstacle.empty()) return Obstacle;
   if (NewLast() > kLastTrapNumber) {
     return fmt::format("The kept traps span {} numbers, and there are {}. Have old traps deleted first.",
                        NewLast(), kLastTrapNumber);
@@ -139,6 +141,7 @@ RenumberPlan Renumbering::Plan() {
   RenumberPlan plan;
   plan.Unfinished = swap_->Unfinished();
   if (plan.Unfinished) return plan;
+  plan.Obstacle = swap_->Obstacle();
   const auto number = [this](std::string_view aggregate) {
     return LongNumber(connection_,
                       fmt::format("SELECT {}(SequenceNumber) AS Found FROM {}", aggregate, kEventTrap))
@@ -176,6 +179,7 @@ bool Renumbering::Run(const RenumberPlan& plan, const Progress& progress) {
             LongNumber(connection_, fmt::format("SELECT MAX(SequenceNumber) AS Found FROM {}", kTrapsAside))
                 .value_or(0);
         swap_->Swap(identity, last);
+        TidyUp(identity);
         return true;
       }
     }
@@ -190,6 +194,26 @@ bool Renumbering::Run(const RenumberPlan& plan, const Progress& progress) {
   connection_.Rollback();
   swap_->TakeBack();
   return false;
+}
+
+// The server may just be back, or another program hold what is needed for a moment.
+void Renumbering::TidyUp(const std::string& identity) {
+  constexpr int kTries = 3;
+  for (int tried = 1;; ++tried) {
+    try {
+      Patiently([&] { swap_->TidyUp(identity); });
+      return;
+    } catch (const DatabaseError& error) {
+      if (tried == kTries) {
+        warning_ = fmt::format(
+            "The traps have their new numbers, but what was left to do failed: {} Run \"korvane-renumber "
+            "--clear-up\", and start the consoles anew.",
+            error.what());
+        return;
+      }
+    }
+    std::this_thread::sleep_for(kBeforeNextTry);
+  }
 }
 
 void Renumbering::ClearUp() {

@@ -27,6 +27,7 @@ struct RenumberPlan {
   std::int64_t BytesNeeded = 0;      // on disk, during the work
   std::optional<std::int64_t> Free;  // of these; nothing: not known
   bool Unfinished = false;           // there is something to clear up
+  std::string Obstacle = {};         // what else is in the way, in a sentence
 
   std::int64_t Shift() const { return First > 0 ? First - 1 : 0; }
   std::int64_t NewLast() const { return Last - Shift(); }
@@ -54,17 +55,21 @@ class Renumbering {
   // DatabaseError; everything is as before then too, or Unfinished where that could not be.
   bool Run(const RenumberPlan& plan, const Progress& progress);
 
+  // Of a run that was done: what did not succeed behind it, and what to do then; empty: all did.
+  const std::string& Warning() const { return warning_; }
+
   // After a run that was killed: the traps are where they were, or where that run had them already, and
   // nothing else is left of it.  Not while another one is under way.  Throws DatabaseError.
   void ClearUp();
 
  private:
   bool Copy(const std::string& from, const RenumberPlan& plan, RenumberStage stage, const Progress& progress);
-  void Finish(const RenumberPlan& plan);
+  void TidyUp(const std::string& identity);
   void MoveChangeLog(const RenumberPlan& plan);
 
   Connection& connection_;
   std::unique_ptr<TrapTableSwap> swap_;
+  std::string warning_;
 };
 
 }  // namespace korvane::store

@@ -14,6 +14,7 @@
 #include "store/Statements.h"
 #include "store/Tables.h"
 #include "store/TrapNumbers.h"
+#include "store/TrapPartitions.h"
 
 namespace korvane::store {
 namespace {
@@ -96,6 +97,8 @@ class SqliteSwap : public TrapTableSwap {
   std::string Close() override {
     connection_.BeginTransaction();
     TakeRightToWrite(connection_, kEventTrap);
+    // Of the other file too, while it can still be waited for.
+    TakeRightToWrite(connection_, kStoreInfo);
     return std::string(kEventTrap);
   }
 
@@ -113,13 +116,17 @@ class SqliteSwap : public TrapTableSwap {
       }
     }
     connection_.Execute(fmt::format("DROP TABLE {}.{}", schema_, kEventTrap));
+    // Otherwise it objects to each view of the site that reads the table which is gone just now.
+    connection_.Execute("PRAGMA legacy_alter_table = ON");
     connection_.Execute(fmt::format("ALTER TABLE {}.{} RENAME TO {}", schema_, kTrapsAside, kEventTrap));
+    connection_.Execute("PRAGMA legacy_alter_table = OFF");
     for (const std::string& statement : further) connection_.Execute(statement);
     WriteIdentity(connection_, identity);
     connection_.Commit();
-    // Of two files each is committed by itself: who read one before and the other behind reads again.
-    WriteIdentity(connection_, identity + "b");
   }
+
+  // Of two files each is committed by itself: who read one before and the other behind reads again.
+  void TidyUp(const std::string& identity) override { WriteIdentity(connection_, identity + "b"); }
 
   void TakeBack() override {
     connection_.Rollback();
@@ -163,7 +170,24 @@ class PostgreSqlSwap : public TrapTableSwap {
 
   bool Unfinished() override { return Exists(kTrapsAside); }
 
+  // Its traps can't be read any more, and the change log does not have their numbers yet.
+  std::string Obstacle() override {
+    std::vector<std::string> leaving = ValuesOf(
+        connection_, fmt::format("SELECT Name AS Found FROM ({}) AS detached UNION ALL SELECT "
+                                 "inhrelid::regclass::text FROM pg_inherits WHERE inhdetachpending AND "
+                                 "inhparent = '{}'::regclass",
+                                 SelectDetachedPartitions(), kEventTrap));
+    if (leaving.empty()) return {};
+    return fmt::format(
+        "A receiver has begun to delete the partition {} of old traps. Let a receiver run until it is gone: "
+        "some minutes, or as long as somebody reads in it.",
+        leaving.front());
+  }
+
   void MakeAside(std::int64_t last, const std::string& /*identity*/) override {
+    ValueOf(connection_, fmt::format("SELECT pg_advisory_lock({})::text AS Found", kDroppingLock));
+    dropping_ = true;
+    RequireNothingLeaves();
     connection_.Execute(
         fmt::format("CREATE TABLE {} (LIKE {} INCLUDING DEFAULTS INCLUDING CONSTRAINTS) "
                     "PARTITION BY RANGE (SequenceNumber)",
@@ -187,14 +211,19 @@ class PostgreSqlSwap : public TrapTableSwap {
 
   std::string Close() override {
     connection_.BeginTransaction();
+    // The first once more: a connection that was opened again meanwhile has lost it.
+    for (const std::string_view lock : {kDroppingLock, kMakingLock}) {
+      ValueOf(connection_, fmt::format("SELECT pg_advisory_xact_lock({})::text AS Found", lock));
+    }
+    RequireNothingLeaves();
     connection_.Execute(fmt::format("LOCK TABLE {} IN EXCLUSIVE MODE", kEventTrap));
     return std::string(kEventTrap);
   }
 
   // As many more as a new store begins with.  The constraint saves looking through the rows at the end.
   void MakeRoom(std::int64_t last) override {
-    const std::int64_t upTo = std::min(last + 2 * kNumbersOfAPartition, kLastTrapNumber);
-    for (; room_ <= upTo; room_ += kNumbersOfAPartition) {
+    const std::int64_t upTo = std::min(last + 2 * kNumbersOfPartition, kLastTrapNumber);
+    for (; room_ <= upTo; room_ += kNumbersOfPartition) {
       connection_.Execute(fmt::format(
           "CREATE TABLE {0}_{1} PARTITION OF {0} (CONSTRAINT {2} CHECK (SequenceNumber >= {3} AND "
           "SequenceNumber <= {4})) FOR VALUES {5}",
@@ -210,10 +239,9 @@ class PostgreSqlSwap : public TrapTableSwap {
                                            kEventTrap))) {
       connection_.Execute(fmt::format("DROP TABLE {}", old));
     }
-    for (std::int64_t first = 0; first < room_; first += kNumbersOfAPartition) {
+    for (std::int64_t first = 0; first < room_; first += kNumbersOfPartition) {
       const std::string aside = fmt::format("{}_{}", kTrapsAside, first);
-      std::string part = fmt::format("{}_{}", kEventTrap, first);
-      while (Exists(part)) part += '_';  // somebody has kept one
+      const std::string part = FreePartitionName(connection_, first);
       for (const std::string& statement :
            {fmt::format("ALTER TABLE {} DETACH PARTITION {}", kTrapsAside, aside),
             fmt::format("ALTER TABLE {} RENAME TO {}", aside, part),
@@ -229,9 +257,12 @@ class PostgreSqlSwap : public TrapTableSwap {
     connection_.Commit();
   }
 
+  void TidyUp(const std::string& /*identity*/) override { LetDrop(); }
+
   void TakeBack() override {
     connection_.Rollback();
     connection_.Execute(fmt::format("DROP TABLE IF EXISTS {}", kTrapsAside));
+    LetDrop();
   }
 
  private:
@@ -239,8 +270,18 @@ class PostgreSqlSwap : public TrapTableSwap {
     return !ValueOf(connection_, fmt::format("SELECT to_regclass('{}')::text AS Found", table)).empty();
   }
 
-  // As the schema and the receiver make them.
-  static constexpr std::int64_t kNumbersOfAPartition = 10'000'000;
+  void RequireNothingLeaves() {
+    if (const std::string obstacle = Obstacle(); !obstacle.empty()) {
+      throw DatabaseError(obstacle, "55006", 0, {});
+    }
+  }
+  void LetDrop() {
+    if (dropping_) {
+      ValueOf(connection_, fmt::format("SELECT pg_advisory_unlock({})::text AS Found", kDroppingLock));
+    }
+    dropping_ = false;
+  }
+
   static constexpr std::string_view kRoom = "Renumber_Room";
   static constexpr int kTries = 600;
 
@@ -248,7 +289,7 @@ class PostgreSqlSwap : public TrapTableSwap {
     return first == 0 ? std::numeric_limits<std::int32_t>::min() : first;
   }
   static std::int64_t Upper(std::int64_t first) {
-    return std::min(first + kNumbersOfAPartition - 1, kLastTrapNumber);
+    return std::min(first + kNumbersOfPartition - 1, kLastTrapNumber);
   }
   static std::string Bounds(std::int64_t first) {
     return fmt::format("FROM ({}) TO ({})", first == 0 ? "MINVALUE" : fmt::to_string(first),
@@ -273,6 +314,7 @@ class PostgreSqlSwap : public TrapTableSwap {
 
   Connection& connection_;
   std::int64_t room_ = 0;  // numbers below have a partition aside
+  bool dropping_ = false;  // the lock is held, by which receivers drop no partition
 };
 
 // Its statements on tables end a transaction.  The table is closed by giving it another name, so that
@@ -294,6 +336,16 @@ class MariaDbSwap : public TrapTableSwap {
   }
 
   bool Unfinished() override { return Has(kTrapsAside) || Has(kOldTraps); }
+
+  std::string Obstacle() override {
+    const std::string trigger = ValueOf(
+        connection_, fmt::format("SELECT TRIGGER_NAME AS Found FROM information_schema.TRIGGERS WHERE "
+                                 "EVENT_OBJECT_SCHEMA = DATABASE() AND EVENT_OBJECT_TABLE = {}",
+                                 Quoted(kEventTrap)));
+    if (trigger.empty()) return {};
+    return fmt::format("The trigger {} on {} would be lost. Drop it, and make it again afterwards.", trigger,
+                       kEventTrap);
+  }
 
   void MakeAside(std::int64_t /*last*/, const std::string& identity) override {
     connection_.Execute(fmt::format("CREATE TABLE {} LIKE {}", kTrapsAside, kEventTrap));
@@ -319,8 +371,9 @@ class MariaDbSwap : public TrapTableSwap {
   void Swap(const std::string& identity, std::int64_t /*last*/) override {
     WriteIdentity(connection_, identity);
     connection_.Commit();
-    TakeBack();
   }
+
+  void TidyUp(const std::string& /*identity*/) override { TakeBack(); }
 
   void TakeBack() override {
     connection_.Rollback();
