@@ -28,10 +28,11 @@ constexpr std::string_view kUsage =
     "  --dry-run   say what would be done, how long it takes and how much disk it needs; change nothing\n"
     "  --clear-up  take away what is left of a run that was killed; the store is then as before or done\n"
     "\n"
-    "Receivers and consoles may run: for the last part traps wait in the spool, and consoles read "
-    "everything\n"
-    "anew at the end. Interrupted, it leaves the store as it was. The store is the data source \"dvldb\".\n"
-    "Exit status: 0 done; 1 it failed or need not be done, and the store is as it was; 2 wrong call.\n";
+    "Receivers and consoles may run: for the last part traps wait in the spool, and consoles read\n"
+    "everything anew at the end. Interrupted before its last step, it leaves the store as it was. The store\n"
+    "is the data source \"dvldb\".\n"
+    "Exit status: 0 done, with a warning when something is left to clear up; 1 it failed or need not be\n"
+    "done, and the store is as it was; 2 wrong call.\n";
 
 // A slow disk and a busy machine are assumed.
 constexpr std::int64_t kBytesOfASecond = std::int64_t{8} << 20;

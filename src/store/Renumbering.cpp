@@ -206,7 +206,7 @@ void Renumbering::TidyUp(const std::string& identity) {
     } catch (const DatabaseError& error) {
       if (tried == kTries) {
         warning_ = fmt::format(
-            "The traps have their new numbers, but what was left to do failed: {} Run \"korvane-renumber "
+            "The traps have their new numbers, but what was left to do failed ({}). Run \"korvane-renumber "
             "--clear-up\", and start the consoles anew.",
             error.what());
         return;

@@ -62,7 +62,7 @@ const std::map<std::string, const char*> kMayLookAtMore = {
 
 // Sources whose statements are not of an ordinary day: catalogues and whole partitions, new numbers for the
 // whole table, rows that are added past the driver manager.
-const std::set<std::string> kApart = {"NumberWatch",   "Partitions",  "Renumbering",
+const std::set<std::string> kApart = {"NumberWatch",   "Partitions",  "TrapPartitions", "Renumbering",
                                       "TrapTableSwap", "TrapNumbers", "EmbeddedInsert"};
 
 std::string ShapeOf(const std::string& statement) {
