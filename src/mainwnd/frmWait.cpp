@@ -7,6 +7,7 @@
 #include <QLocale>
 #include <QPainter>
 #include <QPen>
+#include <QWindow>
 #include <algorithm>
 #include <utility>
 
@@ -67,10 +68,20 @@ bool IsInput(QEvent::Type type) {
   }
 }
 
+// Menus and lists that drop down hold no work that their end would begin.
+bool IsPopUp(const QObject* watched) {
+  if (watched->isWindowType()) {
+    return static_cast<const QWindow*>(watched)->type() == Qt::Popup;
+  }
+  const auto* widget = qobject_cast<const QWidget*>(watched);
+  return widget != nullptr && widget->windowType() == Qt::Popup;
+}
+
 }  // namespace
 
 // Keeps everything from running that is not painting or the box itself: whoever is in the middle of long work
-// holds what a command or a tick would change.  A timer that is passed over comes again.
+// holds what a command or a tick would change.  A timer that is passed over comes again, and with it the end
+// of the session.  A dialog that is closed may save and load in its turn: whoever wants that asks again.
 class frmWait::InputGate : public QObject {
  public:
   explicit InputGate(frmWait& box) : box_(box) { qApp->installEventFilter(this); }
@@ -79,12 +90,18 @@ class frmWait::InputGate : public QObject {
     if (event->type() == QEvent::Timer) {
       return true;
     }
+    if (event->type() == QEvent::Close && !IsPopUp(watched)) {
+      event->ignore();
+      return true;
+    }
     // Windows of the system hand their input on to the widgets.
     if (!IsInput(event->type()) || watched->isWindowType()) {
       return false;
     }
     if (event->type() == QEvent::KeyPress && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape) {
-      box_.ui_->cmdStop->click();
+      if (box_.ui_->cmdStop->isVisible()) {
+        box_.ui_->cmdStop->click();
+      }
       return true;
     }
     const auto* widget = qobject_cast<const QWidget*>(watched);
@@ -158,7 +175,9 @@ void frmWait::ShowProgress(std::int64_t done, std::int64_t total) {
 bool frmWait::GoOn() {
   if (!answered_.isValid() || answered_.elapsed() >= kPaintEveryMilliseconds) {
     const InputGate gate(*this);
-    QCoreApplication::processEvents();
+    // Without a Stop there is nothing to hear, and what is typed waits for whom it is meant.
+    QCoreApplication::processEvents(ui_->cmdStop->isVisible() ? QEventLoop::AllEvents
+                                                              : QEventLoop::ExcludeUserInputEvents);
     answered_.start();
   }
   return !stopped_;

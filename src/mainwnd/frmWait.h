@@ -1,7 +1,8 @@
 // The busy box of the frame window: a card in the middle of it, or beside the dialog that covers that, with a
 // text, a bar with a count while the length of the work is known, and a Stop where the work can be left as it
 // is.  It is painted at once.  Between two steps of long work everything else is painted too, and Stop is
-// heard; no other input, no timer and no close reaches a console that is in the middle of something.  A
+// heard; no other input, no timer and no close reaches a console that is in the middle of something.  Input
+// waits until the work is over; while there is a Stop, what is not for the box is lost.  A
 // text shown inside another gives way to the outer one when it ends.  Without a visible frame around it, it
 // only keeps its texts. User-interface thread only; made by ConsoleApp, taken over by the frame.
 #pragma once

@@ -1,6 +1,9 @@
 // The parts of the frame: its commands, the places of its windows, the programs that it starts, its busy box.
 #include <gtest/gtest.h>
 
+#include <QCloseEvent>
+#include <QDialog>
+#include <QKeyEvent>
 #include <QKeySequence>
 #include <QLayout>
 #include <QProgressBar>
@@ -170,6 +173,17 @@ TEST_F(frmWaitTest, ShowsTheInnermostTextAndItsProgressAndLetsNothingElseHappen)
   Wait.ShowFree();
   EXPECT_FALSE(Wait.isVisible() || Wait.IsBusy());
   EXPECT_FALSE(other);
+}
+
+TEST_F(frmWaitTest, TheCloseOfADialogDoesNotReachTheMiddleOfAWork) {
+  QDialog dialog(&Frame);
+  dialog.show();
+  Wait.ShowBusy("Loading Trap(s)");
+  QTest::qSleep(50);
+  QCoreApplication::postEvent(dialog.windowHandle(), new QCloseEvent);
+  QCoreApplication::postEvent(&dialog, new QKeyEvent(QEvent::KeyPress, Qt::Key_Escape, Qt::NoModifier));
+  EXPECT_TRUE(Wait.GoOn()) << "there is no Stop";
+  EXPECT_TRUE(dialog.isVisible());
 }
 
 TEST_F(frmWaitTest, WorkThatBlocksNothingShowsInTheCornerAndCanBeStopped) {
