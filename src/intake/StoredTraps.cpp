@@ -28,6 +28,18 @@ std::string StatementOf(const LoadRange& range) {
                      : store::TrapsLoadStatement(range.Upper);
 }
 
+// True for the length of a scope.
+class WhileReading {
+ public:
+  explicit WhileReading(bool& reading) : reading_(reading) { reading_ = true; }
+  ~WhileReading() { reading_ = false; }
+  WhileReading(const WhileReading&) = delete;
+  WhileReading& operator=(const WhileReading&) = delete;
+
+ private:
+  bool& reading_;
+};
+
 // What the takers need of it: all of it, or the traps of a few source texts, each by a statement of its own,
 // since not every engine finds several of them by its index.
 std::vector<std::string> StatementsFor(const std::string& statement, StoredTrapsTakers takers) {
@@ -134,6 +146,7 @@ bool StoredTraps::AnyStored(const LoadRange& range) {
 
 std::int64_t StoredTraps::Read(const LoadRange& range, std::span<const std::string> statements,
                                std::int64_t expected, StoredTrapsTakers takers) {
+  const WhileReading whileReading(reading_);
   MergedReader reader(connection_, statements);
   std::int64_t wanted = 0;
   std::int64_t read = 1;
@@ -161,6 +174,7 @@ std::int64_t StoredTraps::Read(const LoadRange& range, std::span<const std::stri
 
 std::int64_t StoredTraps::ReadFirst(std::string_view statement, std::int64_t expected,
                                     StoredTrapsTaker& counts) {
+  Forget(counts);  // which a load before this one may have left to be loaded again
   std::vector<StoredTrapsTaker*> takers{&counts};
   takers.insert(takers.end(), again_.begin(), again_.end());
   const LoadRange range = RangeOfLoad(bounds_, desk_.State.gLastTrapTime);
@@ -182,9 +196,37 @@ void StoredTraps::FirstLoadEnds(std::int64_t unacknowledged) {
   }
   retry_.Succeeded();
   failed_.reset();
+  LoadQueued();
 }
 
+void StoredTraps::FirstLoadFailed(const store::DatabaseError& error) {
+  const LoadOutcome outcome{.Unacknowledged = 0, .Failure = store::FailureInAllWords(error)};
+  for (StoredTrapsTaker* taker : std::vector<StoredTrapsTaker*>(again_)) {
+    taker->LoadEnds(outcome);
+  }
+  LoadQueued();
+}
+
+// A load within a load would empty what the outer one has gathered so far.
 void StoredTraps::Load(StoredTrapsTakers takers) {
+  if (reading_) {
+    for (StoredTrapsTaker* taker : takers) {
+      std::erase(queued_, taker);
+      queued_.push_back(taker);
+    }
+    return;
+  }
+  LoadNow(takers);
+  LoadQueued();
+}
+
+void StoredTraps::LoadQueued() {
+  while (!queued_.empty()) {
+    LoadNow(std::exchange(queued_, {}));
+  }
+}
+
+void StoredTraps::LoadNow(StoredTrapsTakers takers) {
   if (takers.empty()) {
     return;
   }
@@ -222,6 +264,7 @@ void StoredTraps::LoadAllAgain() {
 
 void StoredTraps::Forget(const StoredTrapsTaker& taker) {
   std::erase(again_, &taker);
+  std::erase(queued_, &taker);
   if (again_.empty()) {
     failed_.reset();  // it stands again where the load that begins fails too
   }

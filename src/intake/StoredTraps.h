@@ -17,6 +17,7 @@
 #include "intake/RetryPause.h"
 #include "intake/Systems.h"
 #include "store/Connection.h"
+#include "store/DatabaseError.h"
 #include "store/TrapNames.h"
 #include "store/TrapRecord.h"
 
@@ -63,9 +64,12 @@ class StoredTraps {
   void Await(StoredTrapsTaker& taker);
   // After ReadFirst, when all that was read may be shown.
   void FirstLoadEnds(std::int64_t unacknowledged);
+  // Instead, when the first load failed, in ReadFirst or before it: who waits is told why, and goes on
+  // waiting.
+  void FirstLoadFailed(const store::DatabaseError& error);
 
   // Loads all of them anew within the bounds of the loads, under one busy text.  A failing statement is
-  // logged, and its takers load again.
+  // logged, and its takers load again.  Asked for in the middle of another load, it is done after that.
   void Load(StoredTrapsTakers takers);
 
   // For every tick: loads what could not be loaded, when its time has come.
@@ -78,6 +82,8 @@ class StoredTraps {
   void Forget(const StoredTrapsTaker& taker);
 
  private:
+  void LoadNow(StoredTrapsTakers takers);
+  void LoadQueued();
   void ReadAll(StoredTrapsTakers takers, LoadOutcome& outcome);
   std::int64_t Read(const LoadRange& range, std::span<const std::string> statements, std::int64_t expected,
                     StoredTrapsTakers takers);
@@ -89,6 +95,8 @@ class StoredTraps {
   Systems& systems_;
   LoadBounds& bounds_;
   std::vector<StoredTrapsTaker*> again_;  // those whose last load failed
+  bool reading_ = false;
+  std::vector<StoredTrapsTaker*> queued_;  // those that are to be loaded after it
   RetryPause retry_;
   std::optional<FailedLoad> failed_;
 };

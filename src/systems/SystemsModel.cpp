@@ -104,12 +104,15 @@ void SystemsModel::Load() {
     const std::int64_t now = desk_.Clock.MonotonicMilliseconds();
     firstLoad_.Failed(now);
     firstFailure_ = {.Error = error, .Since = now, .NextTry = firstLoad_.NextTry().value_or(now)};
+    if (!startingOver_) {
+      stored_.FirstLoadFailed(error);
+    }
     return;
   }
   RefreshStatus();
   if (std::exchange(startingOver_, false)) {
+    tellReplaced_ = true;
     intake_->LoadAnew();  // before anything counts as news
-    link_.TellReplaced();
   }
   started_ = true;
   if (intake_ != nullptr) {
@@ -141,8 +144,9 @@ void SystemsModel::SettleAnew() {
   bounds_.InitialLoad = false;
   ReadBounds();
   if (bounds_.Option == intake::ViewOption::NotAsked && unacknowledged > desk_.State.gMaxViewTraps) {
-    bounds_.Option = intake::ViewOption::LoadRecentTraps;
     FindLowerBound();
+    bounds_.Option =
+        intake::ViewOption::LoadRecentTraps;  // not before there is a bound: it may be tried again
   }
   if (bounds_.Option == intake::ViewOption::ShowOnlyNewTraps) {
     bounds_.StartMark = old.StartMark;
@@ -217,6 +221,9 @@ void SystemsModel::LoadEnds(const intake::LoadOutcome& outcome) {
   Counts fresh = std::exchange(loading_, {});
   if (outcome.Whole()) {
     Replace(std::move(fresh));
+    if (std::exchange(tellReplaced_, false)) {
+      link_.TellReplaced();
+    }
   }
 }
 

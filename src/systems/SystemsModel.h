@@ -185,6 +185,7 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   SystemsListener* listener_ = nullptr;
   bool started_ = false;  // the receiver link; ticks before it do nothing
   bool startingOver_ = false;
+  bool tellReplaced_ = false;  // once all of it is loaded
   Counts shown_;
   Counts loading_;  // by the load that is going on
   std::size_t rowsTold_ = 0;

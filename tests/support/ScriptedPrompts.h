@@ -129,7 +129,10 @@ class RecordingBusy : public BusyIndicator {
     Record(Calls, "ShowFree");
   }
   void ShowProgress(std::int64_t done, std::int64_t total) override { Progress.emplace_back(done, total); }
-  bool GoOn() override { return StepsLeft < 0 || --StepsLeft >= 0; }
+  bool GoOn() override {
+    Between();
+    return StepsLeft < 0 || --StepsLeft >= 0;
+  }
   std::unique_ptr<WorkInProgress> ShowWork(std::string_view text, std::function<void()> stop) override {
     Record(Calls, "ShowWork: " + std::string(text));
     Stop = std::move(stop);
@@ -139,7 +142,8 @@ class RecordingBusy : public BusyIndicator {
   // Every ShowBusy without its ShowFree; negative: freed more often than shown.
   int Depth() const { return depth_; }
 
-  int StepsLeft = -1;  // until Stop is pressed; negative: nobody does
+  std::function<void()> Between = [] {};  // two steps of long work
+  int StepsLeft = -1;                     // until Stop is pressed; negative: nobody does
   std::vector<std::string> Texts;
   std::vector<std::pair<std::int64_t, std::int64_t>> Progress;
   std::vector<std::pair<std::int64_t, std::int64_t>> WorkProgress;

@@ -123,6 +123,7 @@ TEST_F(SystemsModelTest, WhatCanNotBeReadIsLoadedAgainWithItsWindows) {
   AddStored(3);
   Bounds.Settled = false;
   const auto window = Open();
+  window->AwaitFirstLoad();
   const auto away = [&](const std::function<void()>& load) {
     Store.Execute("ALTER TABLE EventTrap RENAME TO Gone");
     load();
@@ -140,7 +141,11 @@ TEST_F(SystemsModelTest, WhatCanNotBeReadIsLoadedAgainWithItsWindows) {
     Model.CheckTraps();
     EXPECT_EQ(Strip.Line(StripKind::StoreAway), nullptr);
   };
-  away([&] { Model.Load(); });
+  away([&] {
+    Model.Load();
+    EXPECT_EQ(window->Emptiness(), traplist::WhyEmpty::NotLoaded);
+    Model.Reset();  // the operator changed a filter meanwhile
+  });
   EXPECT_FALSE(Library.StartedAt) << "the link begins where the first load ends";
   EXPECT_TRUE(window->Rows().Empty());
   back();
@@ -156,6 +161,21 @@ TEST_F(SystemsModelTest, WhatCanNotBeReadIsLoadedAgainWithItsWindows) {
   back();
   EXPECT_EQ(TotalOf("router1"), 4);
   EXPECT_THAT(test::Numbers(window->Rows()), ElementsAre(1, 2, 3, 1000));
+}
+
+TEST_F(SystemsModelTest, ALoadWithinALoadIsDoneAfterIt) {
+  State.gMaxViewTraps = 10'000;
+  AddStored(5000);
+  Model.Load();
+  bool again = true;
+  Busy.Between = [&] {
+    if (std::exchange(again, false)) {
+      Model.Reset();
+    }
+  };
+  Model.Reset();
+  EXPECT_EQ(TotalOf("router1"), 4999);
+  EXPECT_EQ(Busy.Texts.size(), 3U);
 }
 
 TEST_F(SystemsModelTest, TheStripTellsAStoreThatIsAwayAndASilentReceiverFromAQuietNetwork) {
