@@ -20,6 +20,8 @@ namespace {
 
 constexpr std::size_t kNumbersOfAStatement = 500;
 constexpr std::size_t kSourcesTold = 20;  // of more, lists look for the numbers instead
+constexpr std::size_t kSourcesOfAPortion = 20;
+constexpr std::size_t kRowsOfASmallSource = 500;
 constexpr int kTriesAtOneMoment = 10;
 constexpr NumberRange kEveryNumber{std::numeric_limits<std::int32_t>::min(),
                                    std::numeric_limits<std::int32_t>::max()};
@@ -244,8 +246,8 @@ class Sweep {
   bool ended_ = false;
 };
 
-// To the end, or as far as it goes.
-void Carry(Sweep& sweep, Connection& connection, PortionSize& size, Acknowledgement& result,
+// To the end, or as far as it goes.  more: something follows, so that stopping at its end leaves that.
+void Carry(Sweep& sweep, bool more, Connection& connection, PortionSize& size, Acknowledgement& result,
            const GoOn& goOn) {
   std::int64_t done = result.ChangedCount();
   while (!sweep.Ended() && !result.Stopped && !result.Failure) {
@@ -254,12 +256,27 @@ void Carry(Sweep& sweep, Connection& connection, PortionSize& size, Acknowledgem
           size.Timed([&] { return RetriedOnce(connection, [&] { return sweep.Next(size.Rows()); }); });
       done += std::ssize(portion.Changed);
       Add(result, std::move(portion));
-      result.Stopped = !sweep.Ended() && !goOn(done);
+      result.Stopped = (more || !sweep.Ended()) && !goOn(done);
     } catch (const DatabaseError& error) {
       if (result.Portions.empty()) throw;
       result.Failure = error;
     }
   }
+}
+
+// Those that are all small, in one transaction.  False: they are not.
+bool CarrySmall(std::span<Sweep> sweeps, bool more, Connection& connection, const PortionSize& size,
+                Acknowledgement& result, const GoOn& goOn) {
+  const std::size_t rows = std::min(size.Rows(), kRowsOfASmallSource);
+  try {
+    if (!std::ranges::all_of(sweeps, [rows](Sweep& sweep) { return sweep.FitsInto(rows); })) return false;
+    Add(result, RetriedOnce(connection, [&] { return Sweep::Rest(connection, sweeps); }));
+    result.Stopped = more && !goOn(result.ChangedCount());
+  } catch (const DatabaseError& error) {
+    if (result.Portions.empty()) throw;
+    result.Failure = error;
+  }
+  return true;
 }
 
 }  // namespace
@@ -325,12 +342,13 @@ Acknowledgement AcknowledgeSources(Connection& connection, std::span<const std::
   Acknowledgement result;
   PortionSize size;
   // A system has few texts, and is acknowledged wholly or not at all while it has few traps.
-  if (sources.size() <= kSourcesTold &&
-      std::ranges::all_of(sweeps, [&](Sweep& sweep) { return sweep.FitsInto(size.Rows()); })) {
-    Add(result, RetriedOnce(connection, [&] { return Sweep::Rest(connection, sweeps); }));
-  }
-  for (Sweep& sweep : sweeps) {
-    Carry(sweep, connection, size, result, goOn);
+  for (std::span<Sweep> left = sweeps; !left.empty() && !result.Stopped && !result.Failure;) {
+    const std::span<Sweep> some = left.first(std::min(left.size(), kSourcesOfAPortion));
+    left = left.subspan(some.size());
+    if (CarrySmall(some, !left.empty(), connection, size, result, goOn)) continue;
+    for (Sweep& sweep : some) {
+      Carry(sweep, !left.empty() || &sweep != &some.back(), connection, size, result, goOn);
+    }
   }
   const bool whole = !result.Stopped && !result.Failure;
   if (whole && sources.size() <= kSourcesTold) {
@@ -347,7 +365,7 @@ Acknowledgement AcknowledgeAll(Connection& connection, std::int32_t beforeTime, 
   Acknowledgement result;
   PortionSize size;
   Sweep sweep(connection, "", AcknowledgeAllStatement, beforeTime);
-  Carry(sweep, connection, size, result, goOn);
+  Carry(sweep, false, connection, size, result, goOn);
   return result;
 }
 
@@ -402,6 +420,7 @@ TakenBack TakeBack(Connection& connection, const Acknowledgement& acknowledgemen
   TakingBack work(connection);
   PortionSize size;
   std::vector<std::int32_t> numbers;
+  const std::int64_t asked = acknowledgement.ChangedCount();
   std::int64_t done = 0;
   for (const AcknowledgedPortion& portion : acknowledgement.Portions) {
     for (std::span<const TrapKey> left = portion.Changed; !left.empty();) {
@@ -420,7 +439,7 @@ TakenBack TakeBack(Connection& connection, const Acknowledgement& acknowledgemen
       }
       done += std::ssize(some);
       left = left.subspan(some.size());
-      result.Stopped = !result.Failure && !goOn(done);
+      result.Stopped = !result.Failure && done < asked && !goOn(done);
       if (result.Failure || result.Stopped) {
         result.Traps = SelectionOf(std::move(numbers));
         return result;

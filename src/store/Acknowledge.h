@@ -34,7 +34,7 @@ struct Acknowledgement {
   TrapSelection Changed() const;  // by number
 };
 
-// After each portion, with the rows dealt with so far; false: no more of them.
+// After each portion that leaves something, with the rows dealt with so far; false: no more of them.
 using GoOn = std::function<bool(std::int64_t done)>;
 
 // One statement for each trap that is still stored under its number.  Throws DatabaseError when nothing could

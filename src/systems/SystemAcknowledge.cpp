@@ -12,6 +12,12 @@
 #include "store/FailureWords.h"
 
 namespace korvane::systems {
+namespace {
+
+// Of more source texts it would take longer to count than anybody waits for a bar: a count alone is shown.
+constexpr std::size_t kMostSourcesCounted = 200;
+
+}  // namespace
 
 store::Acknowledgement SystemAcknowledge::Acknowledge(const intake::System& system, std::int32_t beforeTime) {
   store::Acknowledgement result;
@@ -20,7 +26,9 @@ store::Acknowledgement SystemAcknowledge::Acknowledge(const intake::System& syst
     std::optional<std::int64_t> total;
     result = store::AcknowledgeSources(connection_, sources, beforeTime, [&](std::int64_t done) {
       if (!total) {
-        total = done + store::CountUnacknowledged(connection_, sources, beforeTime);
+        total = sources.size() > kMostSourcesCounted
+                    ? 0
+                    : done + store::CountUnacknowledged(connection_, sources, beforeTime);
       }
       return StepDone(desk_.Busy, done, *total);
     });

@@ -282,7 +282,9 @@ TEST_P(ConnectionTest, AnAcknowledgementIsNotedAndTakenBackForItsOwnRowsOnly) {
   const auto keys = [](std::initializer_list<TrapKey> some) { return std::vector<TrapKey>(some); };
   const auto changed = [](const Acknowledgement& done) { return NumbersText(done.Changed().Numbers); };
   const auto back = [&](const Acknowledgement& done) {
-    return NumbersText(TakeBack(Db, done, on).Traps.Numbers);
+    const TakenBack taken = TakeBack(Db, done, [](std::int64_t) { return false; });
+    EXPECT_FALSE(taken.Stopped) << "nothing was left to stop";
+    return NumbersText(taken.Traps.Numbers);
   };
   const std::array<std::string, 2> sources = {"b", "a"};
   const Acknowledgement system = AcknowledgeSources(Db, sources, 20, on);
@@ -293,6 +295,10 @@ TEST_P(ConnectionTest, AnAcknowledgementIsNotedAndTakenBackForItsOwnRowsOnly) {
   EXPECT_TRUE(AcknowledgeTraps(Db, keys({{2, 10}}), on).Portions.empty()) << "changed nothing";
   EXPECT_THROW(AcknowledgeSources(Db, std::array<std::string, 2>{"b", "o'neil"}, 99, on), DatabaseError);
   EXPECT_EQ(Count("EventAck = 0"), 0);
+  int asked = 0;
+  EXPECT_TRUE(AcknowledgeSources(Db, std::vector<std::string>(50, "c"), 20, [&](std::int64_t) {
+                return ++asked < 2;
+              }).Stopped);
 
   EXPECT_EQ(back(rows), "4");
   Db.Execute("DELETE FROM EventTrap WHERE SequenceNumber = 1");
