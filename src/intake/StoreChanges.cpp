@@ -136,7 +136,7 @@ void StoreChanges::TakeBack(const Done& done, const std::string& ofSystem) {
     } else {
       desk_.Strip.Tell(text);
     }
-    Readmit(back);
+    ReadmitOrReload(back);
   } catch (const store::DatabaseError& error) {
     failure = error;
   }
@@ -264,6 +264,16 @@ void StoreChanges::Readmit(const store::TrapSelection& traps) {
     if (!below && range.Wants(bounds_, trap.EventTime, trap.SequenceNumber)) {
       Admit(trap);
     }
+  }
+}
+
+// They are new again whether or not they could be read.
+void StoreChanges::ReadmitOrReload(const store::TrapSelection& traps) {
+  try {
+    Readmit(traps);
+  } catch (const store::DatabaseError& error) {
+    desk_.DebugLog.TryWriteLog(error.what());
+    reload_ = true;
   }
 }
 

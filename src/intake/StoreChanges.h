@@ -55,6 +55,7 @@ class StoreChanges : public NewsTaker {
   void TakeBack(const Done& done, const std::string& ofSystem);
   // Reads what is unacknowledged among them and has everybody take it like a trap that arrives.
   void Readmit(const store::TrapSelection& traps);
+  void ReadmitOrReload(const store::TrapSelection& traps);
   void Admit(store::IncomingTrap& trap);
   void ReadNotes(const store::Change& change);
   void TellOwn(store::ChangeKind kind, std::int32_t changeId, const store::TrapSelection& traps);
