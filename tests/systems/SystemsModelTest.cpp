@@ -350,6 +350,14 @@ TEST_F(SystemsModelTest, ATrapAcknowledgedOnItsWayInIsNotCountedAfterwards) {
   EXPECT_EQ(Strip.Line(StripKind::Told)->Text, "4 traps of router1 are new again");
   Deliver(5, "router1", 3);
   EXPECT_EQ(TotalOf("router1"), 5);
+
+  Prompt.WillAnswer(PromptAnswer::Yes);
+  Acknowledge.Ask(SystemNamed("router1"), "router1", [] { return 5; });
+  Names.ClearCache();
+  Store.Execute("ALTER TABLE EventStructure RENAME TO Gone");
+  Strip.Press(StripKind::Told);
+  EXPECT_TRUE(Prompt.Causes.empty()) << "they are new again";
+  EXPECT_EQ(Windows.Reloads, 1) << "though they can't be shown before everything is loaded";
 }
 
 TEST_F(SystemsModelTest, TheRateIsTrapsPerMinuteRoundedToNearest) {
