@@ -4,7 +4,6 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,18 +17,9 @@ ChangeFollower::ChangeFollower(std::int32_t known, ChangeFollowerLimits limits)
       position_{.Last = known, .Gaps = NumberGaps(limits.Gaps), .LastRead = {}, .NextLook = {}} {}
 
 void ChangeFollower::Start(store::Connection& connection, TimePoint now) {
-  const std::int32_t from = std::max(position_.Last - limits_.LookBack, 0) + 1;
-  NumberGaps gaps(limits_.Gaps);
-  if (from <= position_.Last) {
-    gaps.Open(from, position_.Last, {});
-    const store::NumberRange all{from, position_.Last};
-    std::int64_t read = 0;
-    for (const std::int32_t number :
-         FindMissed(connection, store::kChangeLog, "Change_ID", gaps, std::span(&all, 1), read)) {
-      gaps.Close(number);
-    }
-  }
-  position_.Gaps = std::move(gaps);
+  position_.Gaps =
+      GapsBetween(connection, store::kChangeLog, "Change_ID",
+                  std::max(position_.Last - limits_.LookBack, 0) + 1, position_.Last, limits_.Gaps);
   position_.LastRead = now;
   position_.Started = true;
 }
@@ -83,7 +73,7 @@ StoreNews ChangeFollower::Read(store::Connection& connection, TimePoint now, boo
   for (const store::Change& change : news.Changes) {
     if (change.ChangeId > position_.Last) {
       if (change.ChangeId > position_.Last + 1) {
-        position_.Gaps.Open(std::max(position_.Last + 1, change.ChangeId - limits_.LookBack),
+        position_.Gaps.Open(std::max(position_.Last + 1, change.ChangeId - limits_.LongestGap),
                             change.ChangeId - 1, watched);
       }
       position_.Last = change.ChangeId;

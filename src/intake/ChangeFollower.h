@@ -16,7 +16,8 @@ namespace korvane::intake {
 
 struct ChangeFollowerLimits {
   std::size_t ChangesPerRead = 200;
-  std::int32_t LookBack = 1000;  // numbers below the start that may still be committed
+  std::int32_t LookBack = 1000;      // numbers below the start that may still be committed
+  std::int32_t LongestGap = 65'536;  // and before an entry that comes
   NumberGapsLimits Gaps{.MostBytes = 1U * 1024 * 1024};
   std::chrono::milliseconds LookEvery{500};
   // Between two reads no more than this counts: what is longer, the store or the console was away.

@@ -168,4 +168,18 @@ std::vector<std::int32_t> FindMissed(store::Connection& connection, std::string_
   return found;
 }
 
+NumberGaps GapsBetween(store::Connection& connection, std::string_view table, std::string_view column,
+                       std::int64_t first, std::int64_t last, NumberGapsLimits limits) {
+  NumberGaps gaps(limits);
+  if (first <= last) {
+    gaps.Open(first, last, {});
+    const store::NumberRange all{static_cast<std::int32_t>(first), static_cast<std::int32_t>(last)};
+    std::int64_t read = 0;
+    for (const std::int32_t number : FindMissed(connection, table, column, gaps, std::span(&all, 1), read)) {
+      gaps.Close(number);
+    }
+  }
+  return gaps;
+}
+
 }  // namespace korvane::intake

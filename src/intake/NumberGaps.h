@@ -33,7 +33,7 @@ class NumberGaps {
 
   explicit NumberGaps(NumberGapsLimits limits = {}) : limits_(limits) {}
 
-  // Both ends inclusive, above everything that was opened before.
+  // Both ends inclusive, above everything that is open.
   void Open(std::int64_t first, std::int64_t last, Watched now);
   void Close(std::int32_t number);
   bool Contains(std::int32_t number) const;
@@ -80,5 +80,10 @@ class NumberGaps {
 std::vector<std::int32_t> FindMissed(store::Connection& connection, std::string_view table,
                                      std::string_view column, const NumberGaps& gaps,
                                      std::span<const store::NumberRange> ranges, std::int64_t& read);
+
+// Gaps with the numbers from one to the other, both inclusive, that are not there; none where the first is
+// above the last.  Throws DatabaseError.
+NumberGaps GapsBetween(store::Connection& connection, std::string_view table, std::string_view column,
+                       std::int64_t first, std::int64_t last, NumberGapsLimits limits);
 
 }  // namespace korvane::intake

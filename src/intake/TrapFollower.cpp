@@ -100,13 +100,17 @@ void TrapFollower::Start(store::Connection& connection, TimePoint now) {
     oldestNew = rows.Integer("FoundNumber");
   }
   rows.Close();
+  const std::int64_t known = std::min(highest_, knownNumber_);
+  std::int64_t last = std::max(known - limits_.LookBack, kBelowAllNumbers);
+  if (oldestNew) {
+    last = std::min(last, *oldestNew - 1);
+  }
+  // Numbers begin with 1.
+  position_.Gaps = GapsBetween(connection, store::kEventTrap, "SequenceNumber",
+                               std::max<std::int64_t>(known - limits_.LongestGap + 1, 1), last, limits_.Gaps);
   position_.Started = true;
   position_.LastRead = now;
-  const std::int64_t known = std::min(highest_, knownNumber_);
-  position_.Last = std::max(known - limits_.LookBack, kBelowAllNumbers);
-  if (oldestNew) {
-    position_.Last = std::min(position_.Last, *oldestNew - 1);
-  }
+  position_.Last = last;
   position_.Before = known;
 }
 
@@ -162,7 +166,7 @@ bool TrapFollower::ReadRange(store::Connection& connection, std::int64_t above, 
     ++progress.Rows;
     const std::int64_t number = row.SequenceNumber;
     if (number > step.Last + 1) {
-      step.Opened.emplace_back(std::max(step.Last + 1, number - limits_.LookBack), number - 1);
+      step.Opened.emplace_back(std::max(step.Last + 1, number - limits_.LongestGap), number - 1);
     }
     step.Last = number;
     step.Anchor.Note(row);

@@ -26,7 +26,10 @@ namespace korvane::intake {
 struct TrapFollowerLimits {
   std::int32_t NumbersPerRead = 4000;            // most numbers one statement spans
   std::size_t BytesPerRead = 16U * 1024 * 1024;  // of texts; a read that passes it ends there
-  std::int32_t LookBack = 1000;                  // numbers below the start that may still be committed
+  std::int32_t LookBack = 1000;                  // numbers below the start whose rows are read once more
+  // So many numbers below the start, and before a row that comes, may still be committed: several batches of
+  // a receiver, times the nodes of a cluster.
+  std::int32_t LongestGap = 65'536;
   NumberGapsLimits Gaps;
   std::chrono::milliseconds LookEvery{500};  // at most this often for what was passed over
   // Between two reads no more than this counts: what is longer, the store or the console was away.

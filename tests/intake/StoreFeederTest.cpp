@@ -55,6 +55,7 @@ class TrapFollowerTest : public testing::Test {
   TrapFollowerLimits small_{.NumbersPerRead = 7,
                             .BytesPerRead = 4000,
                             .LookBack = 50,
+                            .LongestGap = 50,
                             .Gaps = {.Life = seconds(70), .RoundEvery = seconds(0)},
                             .LookEvery = seconds(0),
                             .LongestStep = seconds(10)};
@@ -164,6 +165,16 @@ TEST_F(TrapFollowerTest, EveryTrapOfEveryNodeOfAClusterIsDelivered) {
   }
   EXPECT_LT(follower.GapBytes(), 100'000U);
   EXPECT_LT(looked, 50'000) << "of as many as there are";
+  // Whole batches that are overtaken, of one node, and of another one when following began.
+  Numbers expected = batch(12 * kBatch);
+  EXPECT_EQ(readFor(18, 1), expected);
+  TrapFollower late(1001, limits);
+  EXPECT_TRUE(late.Read(connection_, now_).Traps.empty());
+  expected = batch(9 * kBatch + 1);
+  EXPECT_EQ(readFor(6, 1), expected);
+  std::swap(follower, late);
+  EXPECT_EQ(readFor(6, 1), expected);
+  std::swap(follower, late);
   readFor(40, 10);
   EXPECT_EQ(follower.GapBytes(), 0U) << "the numbers of the third are given up in the end";
   EXPECT_EQ(follower.GivenUp(), 0);
