@@ -11,6 +11,11 @@
 #include "store/Tables.h"
 
 namespace korvane::intake {
+namespace {
+
+constexpr std::size_t kEntriesSeen = 1000;
+
+}  // namespace
 
 ChangeFollower::ChangeFollower(std::int32_t known, ChangeFollowerLimits limits)
     : limits_(limits),
@@ -24,10 +29,37 @@ void ChangeFollower::Start(store::Connection& connection, TimePoint now) {
   position_.Started = true;
 }
 
-std::optional<std::int32_t> ChangeFollower::Highest(store::Connection& connection) {
+std::int32_t ChangeFollower::Highest(store::Connection& connection) {
   store::Recordset rows =
       connection.OpenRecordset(fmt::format("SELECT MAX(Change_ID) AS Highest FROM {}", store::kChangeLog));
-  return rows.Next() && !rows.IsNull("Highest") ? std::optional(rows.Integer("Highest")) : std::nullopt;
+  return rows.Next() && !rows.IsNull("Highest") ? rows.Integer("Highest") : 0;
+}
+
+ChangeFollower::Seen ChangeFollower::SeenOf(const store::Change& change) {
+  return {.ChangeId = change.ChangeId,
+          .Print = fmt::format("{} {} {} {}", change.Time, static_cast<int>(change.Kind),
+                               change.Rows.value_or(-1), change.Author.Writer)};
+}
+
+void ChangeFollower::GoBack() {
+  readTo_ = std::max(readTo_, position_.Last);
+  position_.Last = end_;
+  position_.Gaps.CloseAbove(end_);
+  endsBelow_ = false;
+}
+
+void ChangeFollower::RemoveSeen(std::vector<store::Change>& changes) {
+  std::erase_if(changes, [this](const store::Change& change) {
+    Seen seen = SeenOf(change);
+    if (change.ChangeId <= readTo_ && std::ranges::find(seen_, seen) != seen_.end()) {
+      return true;
+    }
+    seen_.push_back(std::move(seen));
+    if (seen_.size() > kEntriesSeen) {
+      seen_.pop_front();
+    }
+    return false;
+  });
 }
 
 StoreNews ChangeFollower::Read(store::Connection& connection, TimePoint now, bool& more) {
@@ -36,9 +68,8 @@ StoreNews ChangeFollower::Read(store::Connection& connection, TimePoint now, boo
   }
   more = false;
   StoreNews news;
-  // Without any entry they were purged, all of them.
-  const std::int32_t highest = Highest(connection).value_or(position_.Last);
-  endsBelow_ = highest < position_.Last;
+  end_ = Highest(connection);
+  endsBelow_ = end_ < position_.Last;
   if (endsBelow_) {
     return news;
   }
@@ -58,7 +89,7 @@ StoreNews ChangeFollower::Read(store::Connection& connection, TimePoint now, boo
   if (!missed.empty()) {
     condition = fmt::format("Change_ID IN ({}) OR ", fmt::join(missed, ", "));
   }
-  if (highest > position_.Last || !missed.empty()) {
+  if (end_ > position_.Last || !missed.empty()) {
     news.Changes = store::ReadChanges(
         connection, fmt::format("({}Change_ID > {})", condition, position_.Last), limits_.ChangesPerRead);
   }
@@ -79,6 +110,7 @@ StoreNews ChangeFollower::Read(store::Connection& connection, TimePoint now, boo
       position_.Last = change.ChangeId;
     }
   }
+  RemoveSeen(news.Changes);
   return news;
 }
 

@@ -6,7 +6,9 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
+#include <deque>
+#include <string>
+#include <vector>
 
 #include "intake/NumberGaps.h"
 #include "intake/StoreNews.h"
@@ -33,8 +35,11 @@ class ChangeFollower {
   // now never goes back.
   StoreNews Read(store::Connection& connection, std::chrono::steady_clock::time_point now, bool& more);
 
-  // At the last read the log ended below what was read of it before: it is not the same one.
+  // At the last read the log ended below what was read of it before, and nothing was read: it is not the same
+  // one, or its newest entries were deleted, or a node of a cluster is behind the one that was asked before.
   bool EndsBelow() const { return endsBelow_; }
+  // Where it is the same one: goes on from where it ends now.  Entries that come again are not read again.
+  void GoBack();
 
  private:
   using TimePoint = std::chrono::steady_clock::time_point;
@@ -48,13 +53,25 @@ class ChangeFollower {
     TimePoint NextLook;
   };
 
+  struct Seen {
+    std::int32_t ChangeId;
+    std::string Print;
+
+    friend bool operator==(const Seen&, const Seen&) = default;
+  };
+  static Seen SeenOf(const store::Change& change);
+
   void Start(store::Connection& connection, TimePoint now);
-  // The largest number of the log; nothing: there is none at all.
-  static std::optional<std::int32_t> Highest(store::Connection& connection);
+  void RemoveSeen(std::vector<store::Change>& changes);
+  // The largest number of the log; 0: there is none at all.
+  static std::int32_t Highest(store::Connection& connection);
 
   ChangeFollowerLimits limits_;
   Position position_;
   bool endsBelow_ = false;
+  std::int32_t end_ = 0;     // of the log, at the last read
+  std::int32_t readTo_ = 0;  // up to here entries may come again
+  std::deque<Seen> seen_;    // what was read last
 };
 
 }  // namespace korvane::intake

@@ -22,8 +22,9 @@ struct StoreAway {
 
 // What the thread that follows the store has to tell of it.
 struct Following {
-  std::int64_t HighestNumber = 0;  // the largest SequenceNumber
-  std::int64_t GivenUp = 0;        // numbers that are not looked for any more, for want of room
+  std::int64_t HighestNumber = 0;           // the largest SequenceNumber
+  std::int64_t GivenUp = 0;                 // numbers that are not looked for any more, for want of room
+  std::chrono::milliseconds MissingFor{0};  // see StoreFollower
 };
 
 struct LinkState {

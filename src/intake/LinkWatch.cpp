@@ -32,7 +32,7 @@ void LinkWatch::LookAtStore(const std::optional<FailedLoad>& failedLoad, const L
   const bool wasAway = std::exchange(away_, state.Away.has_value());
   cameBack_ = wasAway && !away_;
   if (!state.Away && !failedLoad) {
-    if (SayUnanswered(state)) {
+    if (SayUnanswered(state) || SayMissing(state)) {
       return;
     }
     awaySince_.reset();
@@ -87,6 +87,25 @@ bool LinkWatch::SayUnanswered(const LinkState& state) {
                    .Note = Phrase("For {} seconds", desk_.WriteNumber(seconds)),
                    .Details = Translated("The store is busy, or its machine or the network stands still. The "
                                          "call is given up in time, and the store is tried again.")});
+  return true;
+}
+
+// Either they come back, or everything is loaded again.
+bool LinkWatch::SayMissing(const LinkState& state) {
+  const std::int64_t missing = state.Following.MissingFor.count();
+  if (missing < kMissing) {
+    return false;
+  }
+  awaySince_ = awaySince_.value_or(desk_.Clock.UtcSeconds() - missing / 1000);
+  desk_.Strip.Set(
+      StripKind::StoreAway,
+      {.Text = Phrase("The trap store has lacked traps that it held since {}. What is shown is as "
+                      "of then.",
+                      TimeOf(*awaySince_, true)),
+       .Icon = PromptIcon::Exclamation,
+       .Details = Translated("They were deleted, or the server is behind the one that was asked "
+                             "before. When they do not come back within a minute, everything is "
+                             "loaded again.")});
   return true;
 }
 

@@ -33,6 +33,7 @@ class LinkWatch {
   static constexpr std::int64_t kSilence =
       30'000;  // milliseconds; receivers show themselves every five seconds
   static constexpr std::int64_t kUnanswered = 5'000;          // milliseconds; of one call to the store
+  static constexpr std::int64_t kMissing = 5'000;             // milliseconds
   static constexpr std::int32_t kDiskFull = 90;               // per cent
   static constexpr std::int64_t kNumbersEnd = 1'932'735'282;  // nine tenths of the largest
 
@@ -62,6 +63,7 @@ class LinkWatch {
   void LookAtReceivers(const LinkState& state);
   void LookAtLimits(const LinkState& state);
   bool SayUnanswered(const LinkState& state);
+  bool SayMissing(const LinkState& state);
   void Take(const std::vector<store::Heartbeat>& read);
   bool IsSilent(const Receiver& receiver) const { return watched_ - receiver.MovedAt >= kSilence; }
   std::string Sentence(const Receiver& receiver, bool another) const;

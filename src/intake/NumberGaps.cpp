@@ -72,6 +72,22 @@ void NumberGaps::Close(std::int32_t number) {
   --open_;
 }
 
+void NumberGaps::CloseAbove(std::int32_t number) {
+  const std::int32_t index = number >> kWordShift;
+  while (!words_.empty() && words_.back().Index >= index) {
+    Word& word = words_.back();
+    const std::uint64_t stays =
+        word.Index == index ? BitsBetween(0, static_cast<unsigned>(number & (kNumbersOfAWord - 1))) : 0;
+    open_ -= std::popcount(word.Open & ~stays);
+    word.Open &= stays;
+    if (word.Index == index) {
+      break;
+    }
+    words_.pop_back();
+  }
+  round_ = std::min(round_, words_.size());
+}
+
 bool NumberGaps::Contains(std::int32_t number) const {
   const auto word = WordOf(number);
   return word != words_.end() && (word->Open & BitOf(number)) != 0;

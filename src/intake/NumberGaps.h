@@ -36,6 +36,7 @@ class NumberGaps {
   // Both ends inclusive, above everything that is open.
   void Open(std::int64_t first, std::int64_t last, Watched now);
   void Close(std::int32_t number);
+  void CloseAbove(std::int32_t number);
   bool Contains(std::int32_t number) const;
 
   // What to look for now: the numbers in these ranges, of which some are known.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <string_view>
 
 #include "store/Tables.h"
@@ -22,6 +23,13 @@ std::string ReadIdentity(store::Connection& connection) {
   store::Recordset rows =
       connection.OpenRecordset(fmt::format("SELECT Store_Identity FROM {}", store::kStoreInfo));
   return rows.Next() ? rows.Text("Store_Identity") : std::string();
+}
+
+bool HasNumberFrom(store::Connection& connection, std::int32_t number) {
+  return connection
+      .OpenRecordset(fmt::format("SELECT SequenceNumber FROM {} WHERE SequenceNumber >= {} LIMIT 1",
+                                 store::kEventTrap, number))
+      .Next();
 }
 
 }  // namespace
@@ -77,21 +85,33 @@ StoreAnchor::Finding StoreAnchor::Check(store::Connection& connection) {
     return Finding::Other;
   }
   identity_ = std::move(identity);
-  const Finding finding = CheckRows(connection, false);
-  return finding == Finding::Same ? CheckRows(connection, true) : finding;
+  missing_.clear();
+  std::ranges::transform(rows_, std::back_inserter(missing_), &Row::Number);
+  if (!CheckRows(connection, false) || !CheckRows(connection, true)) {
+    return Finding::Other;
+  }
+  if (missing_.empty()) {
+    return Finding::Same;
+  }
+  const std::int32_t newest = rows_.back().Number;
+  const bool goesAsFar = missing_.back() != newest || HasNumberFrom(connection, newest);
+  return goesAsFar && missing_.size() < rows_.size() ? Finding::Thinned : Finding::Gone;
 }
 
-StoreAnchor::Finding StoreAnchor::CheckRows(store::Connection& connection, bool isLong) const {
+void StoreAnchor::ForgetMissing() {
+  std::erase_if(rows_, [this](const Row& row) { return std::ranges::binary_search(missing_, row.Number); });
+  missing_.clear();
+}
+
+bool StoreAnchor::CheckRows(store::Connection& connection, bool isLong) {
   std::string numbers;
-  std::size_t left = 0;
   for (const Row& row : rows_) {
     if (row.Long == isLong) {
       numbers += fmt::format("{}{}", numbers.empty() ? "" : ", ", row.Number);
-      ++left;
     }
   }
-  if (left == 0) {
-    return Finding::Same;
+  if (numbers.empty()) {
+    return true;
   }
   store::TrapReader reader(connection,
                            fmt::format("SELECT {}{} FROM {} WHERE SequenceNumber IN ({})", kLastingColumns,
@@ -100,11 +120,11 @@ StoreAnchor::Finding StoreAnchor::CheckRows(store::Connection& connection, bool 
   while (reader.Next(trap)) {
     const auto known = std::ranges::find(rows_, trap.SequenceNumber, &Row::Number);
     if (known == rows_.end() || RowOf(trap, isLong) != *known) {
-      return Finding::Other;
+      return false;
     }
-    --left;
+    std::erase(missing_, trap.SequenceNumber);
   }
-  return left == 0 ? Finding::Same : Finding::Gone;
+  return true;
 }
 
 }  // namespace korvane::intake

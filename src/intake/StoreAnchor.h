@@ -8,6 +8,7 @@
 #include <deque>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "store/Connection.h"
 #include "store/TrapRecord.h"
@@ -29,11 +30,15 @@ class StoreAnchor {
 
   enum class Finding : std::uint8_t {
     Same,
-    Gone,   // rows are missing: deleted, maybe by somebody whose word has not been read yet
-    Other,  // another store, or other traps under the same numbers
+    // Rows are missing: deleted, maybe by somebody whose word has not been read yet.
+    Thinned,  // some, but the rest is the same, and the numbers of the store go as far as they did
+    Gone,     // all of them, or the store ends below them: emptied, behind, or another one
+    Other,    // another store, or other traps under the same numbers
   };
   // Throws DatabaseError.
   Finding Check(store::Connection& connection);
+  // What was missing in the last check.
+  void ForgetMissing();
 
  private:
   struct Row {
@@ -46,10 +51,12 @@ class StoreAnchor {
     friend bool operator==(const Row&, const Row&) = default;
   };
   static Row RowOf(const store::IncomingTrap& trap, bool isLong);
-  Finding CheckRows(store::Connection& connection, bool isLong) const;
+  // False when another row stands under one of the numbers.
+  bool CheckRows(store::Connection& connection, bool isLong);
 
   std::optional<std::string> identity_;
-  std::deque<Row> rows_;  // ascending
+  std::deque<Row> rows_;               // ascending
+  std::vector<std::int32_t> missing_;  // of their numbers, ascending
 };
 
 }  // namespace korvane::intake

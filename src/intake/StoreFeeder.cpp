@@ -125,7 +125,8 @@ bool StoreFeeder::Shared::FollowOnce(store::Connection& connection, StoreFollowe
     return false;
   }
   Link.Followed({.HighestNumber = std::max<std::int64_t>(follower.Traps().HighestNumber(), 0),
-                 .GivenUp = follower.Traps().GivenUp()});
+                 .GivenUp = follower.Traps().GivenUp(),
+                 .MissingFor = read.MissingFor});
   const bool more = read.More;
   if (Put(std::move(read), options, stop) && !more) {
     Pause(options.PollInterval, stop);

@@ -46,7 +46,7 @@ struct StoreFeederOptions {
   TrapFollowerLimits Following;
   NameResolverLimits Resolving;
   std::chrono::milliseconds CheckInterval = std::chrono::minutes(1);  // see StoreLedger
-  std::chrono::milliseconds MissingFor = std::chrono::seconds(3);     // see StoreFollower
+  std::chrono::milliseconds MissingFor = StoreFollower::kMissingFor;
   // Asked on starting: the largest SequenceNumber before the console loaded what was there.  Without it a row
   // that is stored with an older time between that load and the feeder's first read counts as loaded.
   std::function<std::int32_t()> KnownNumber = [] { return std::numeric_limits<std::int32_t>::max(); };

@@ -1,5 +1,6 @@
 #include "intake/StoreFollower.h"
 
+#include <algorithm>
 #include <iterator>
 #include <optional>
 #include <utility>
@@ -9,6 +10,9 @@
 
 namespace korvane::intake {
 namespace {
+
+// Between two looks no more than this counts: what is longer, the store or the console was away.
+constexpr auto kLongestLookStep = std::chrono::seconds(10);
 
 // What a change holds on its way to the user-interface thread.
 std::size_t BytesOf(const StoreNews& news) {
@@ -35,20 +39,35 @@ StoreNews StoreFollower::ReadChanges(store::Connection& connection, TimePoint no
   return read;
 }
 
-// Other traps under the numbers that are held, or another store, are at once what they are.
+// Other traps under the numbers that are held, or another store, are at once what they are.  Whatever else
+// is missing may be purged, with the word of it to come, or come back with what a node has not got yet.
 bool StoreFollower::IsInState(store::Connection& connection, TimePoint now, bool changesRead,
-                              bool& replaced) {
+                              Progress& progress) {
   using Finding = StoreAnchor::Finding;
   const Finding traps = traps_.Check(connection);
-  if (traps == Finding::Same && !changes_.EndsBelow()) {
-    missingSince_.reset();
-    return true;
+  const auto step = std::min<TimePoint::duration>(now - std::exchange(lastLook_, now), kLongestLookStep);
+  if (std::exchange(found_, traps) != traps || !changesRead) {
+    foundFor_ = {};
+  } else {
+    foundFor_ += step;
   }
-  if (changesRead) {
-    missingSince_ = missingSince_.value_or(now);
+  const bool sure = changesRead && foundFor_ >= missingFor_;
+  if (traps == Finding::Gone) {
+    progress.MissingFor = std::chrono::duration_cast<std::chrono::milliseconds>(foundFor_);
   }
-  replaced = traps == Finding::Other || (missingSince_ && now - *missingSince_ >= missingFor_);
-  return false;
+  progress.Replaced = traps == Finding::Other || (traps == Finding::Gone && sure);
+  if (traps == Finding::Thinned && sure) {
+    traps_.ForgetMissing();
+    news_.Unexplained = true;
+  }
+  if (traps != Finding::Same && traps != Finding::Thinned) {
+    return false;
+  }
+  if (changes_.EndsBelow()) {
+    changes_.GoBack();
+    nextCheck_ = now + checkInterval_;  // where a node is behind, its counts are, too
+  }
+  return true;
 }
 
 // The state may have changed under the reading; rows that were read then are of neither.  They are not read
@@ -75,7 +94,7 @@ StoreFollower::Progress StoreFollower::Read(store::Connection& connection, TimeP
                        std::make_move_iterator(read.Changes.end()));
 
   Progress progress;
-  if (!IsInState(connection, now, !moreChanges, progress.Replaced)) {
+  if (!IsInState(connection, now, !moreChanges, progress)) {
     progress.More = moreChanges;
     return progress;
   }
@@ -89,7 +108,7 @@ StoreFollower::Progress StoreFollower::Read(store::Connection& connection, TimeP
   progress.More = progress.More || moreChanges;
   progress.News = std::exchange(news_, {});
   progress.Bytes += BytesOf(progress.News);
-  if (check && !progress.More) {
+  if (now >= nextCheck_ && check && !progress.More) {
     try {
       nextCheck_ = now + checkInterval_;
       progress.News.Unexplained = ledger_.Differs(connection) || progress.News.Unexplained;

@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <optional>
 
 #include "intake/ChangeFollower.h"
 #include "intake/StoreLedger.h"
@@ -17,15 +16,21 @@ namespace korvane::intake {
 
 class StoreFollower {
  public:
+  static constexpr std::chrono::milliseconds kMissingFor = std::chrono::seconds(60);
+
   // known: the largest Change_ID before the console loaded what was there.  checkInterval: how often the
-  // books are closed.  missingFor: for so long rows or entries may be missing until it is sure that nobody
-  // purged them, and that a node of a cluster has not only fallen behind the one that was asked before.
+  // books are closed.  missingFor: for so long rows may be missing until it is sure that the word of whoever
+  // purged them does not come, and that a node of a cluster has not only fallen behind the one that was asked
+  // before.
   StoreFollower(TrapFollower traps, std::int32_t known, std::chrono::milliseconds checkInterval,
-                std::chrono::milliseconds missingFor = std::chrono::seconds(3));
+                std::chrono::milliseconds missingFor = kMissingFor);
 
   // The news come after the traps of the same read.
   struct Progress : TrapFollower::Progress {
     StoreNews News;
+    // For so long the store has not held what it held.  It is read no further until it does, or the time is
+    // over.
+    std::chrono::milliseconds MissingFor{0};
     // Every number that is held is void.  Nothing else is in this read, and it is the last.
     bool Replaced = false;
 
@@ -41,7 +46,7 @@ class StoreFollower {
   using TimePoint = std::chrono::steady_clock::time_point;
 
   StoreNews ReadChanges(store::Connection& connection, TimePoint now, bool& more);
-  bool IsInState(store::Connection& connection, TimePoint now, bool changesRead, bool& replaced);
+  bool IsInState(store::Connection& connection, TimePoint now, bool changesRead, Progress& progress);
   bool IsOfAnotherState(store::Connection& connection);
 
   TrapFollower traps_;
@@ -51,7 +56,9 @@ class StoreFollower {
   std::chrono::milliseconds checkInterval_;
   std::chrono::milliseconds missingFor_;
   TimePoint nextCheck_;
-  std::optional<TimePoint> missingSince_;
+  TimePoint lastLook_;
+  StoreAnchor::Finding found_ = StoreAnchor::Finding::Same;
+  std::chrono::steady_clock::duration foundFor_{0};  // while the store could be read
 };
 
 }  // namespace korvane::intake

@@ -65,6 +65,8 @@ class TrapFollower {
 
   // Whether the store is in the state that was read; to be asked before each read.  Throws DatabaseError.
   StoreAnchor::Finding Check(store::Connection& connection) { return anchor_.Check(connection); }
+  // What it found missing was deleted by somebody who says nothing.
+  void ForgetMissing() { anchor_.ForgetMissing(); }
   // Somebody has deleted these, and said so.
   void Purged(const store::TrapSelection& traps) { anchor_.Forget(traps); }
 

@@ -222,6 +222,55 @@ TEST_F(TrapFollowerTest, NoneIsLostAndNoneDoubledWhateverTheOrderOfCommits) {
   EXPECT_EQ(delivered, expected);
 }
 
+// A script deletes a row, the clock of a console is wrong, a node of a cluster is behind: none of it makes
+// the store another one, and meanwhile nothing is held back or read twice.
+TEST_F(TrapFollowerTest, WhatIsMissingForAWhileIsNoOtherStore) {
+  for (std::int32_t number = 1; number <= 30; ++number) Add(number);
+  const auto note = [&] { store::NoteChange(store_.Db(), store::ChangeKind::Filters); };
+  for (int entry = 1; entry <= 3; ++entry) note();
+  StoreFollower follower(TrapFollower(0), 0, std::chrono::hours(1));
+  // What the next seconds bring: traps, entries of the log, and what else is found.
+  const auto readFor = [&](int steps) {
+    std::string found;
+    for (; steps > 0; --steps, now_ += seconds(1)) {
+      const StoreFollower::Progress read = follower.Read(connection_, now_);
+      for (const ReceivedTrap& trap : read.Traps) found += fmt::format("t{} ", trap.SequenceNumber);
+      for (const store::Change& change : read.News.Changes) found += fmt::format("c{} ", change.ChangeId);
+      found += read.News.Unexplained ? "unexplained " : read.Replaced ? "replaced " : "";
+      found += read.MissingFor == seconds(50) ? "missing " : "";
+    }
+    return found;
+  };
+  EXPECT_EQ(readFor(2).size(), 9U * 3 + 21U * 4 + 3U * 3);
+
+  store_.Execute("DELETE FROM EventTrap WHERE SequenceNumber IN (28, 30)");
+  EXPECT_EQ(readFor(5), "") << "whether the numbers went back is not known";
+  Add(31);
+  EXPECT_EQ(readFor(58), "t31 ");
+  EXPECT_EQ(readFor(60), "unexplained ") << "the lists still have those";
+
+  store_.Execute("CREATE TABLE Away AS SELECT * FROM Change_Log WHERE Change_ID = 3");
+  store_.Execute("DELETE FROM Change_Log WHERE Change_ID = 3");
+  Add(32);
+  EXPECT_EQ(readFor(100), "t32 ");
+  store_.Execute("INSERT INTO Change_Log SELECT * FROM Away");
+  note();
+  EXPECT_EQ(readFor(100), "c4 ");
+  store_.Execute("DELETE FROM Change_Log");
+  EXPECT_EQ(readFor(2), "");
+  store_.Execute("INSERT INTO Change_Log (Change_ID, Change_Time, Kind) VALUES (1, 7, 5)");
+  EXPECT_EQ(readFor(2), "c1 ") << "a log that begins anew";
+
+  store_.Execute("UPDATE EventTrap SET SequenceNumber = -SequenceNumber WHERE SequenceNumber > 30");
+  EXPECT_EQ(readFor(60), "missing ");
+  store_.Execute("UPDATE EventTrap SET SequenceNumber = -SequenceNumber WHERE SequenceNumber < 0");
+  Add(33);
+  EXPECT_EQ(readFor(5), "t33 ");
+  store_.Execute("DELETE FROM EventTrap");
+  EXPECT_EQ(readFor(60), "missing ");
+  EXPECT_EQ(readFor(1), "replaced ");
+}
+
 class StoreFeederTest : public testing::Test {
  protected:
   StoreFeederTest() {
