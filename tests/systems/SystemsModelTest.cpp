@@ -210,6 +210,11 @@ TEST_F(SystemsModelTest, TheStripTellsAStoreThatIsAwayAndASilentReceiverFromAQui
             "The trap store has not answered since 10:59:53. What is shown is as of then. | For 7 seconds");
   Library.Link.Waiting.reset();
   EXPECT_EQ(said(StripKind::StoreAway), "");
+  Library.Link.Following.MissingFor = std::chrono::seconds(10);
+  EXPECT_EQ(said(StripKind::StoreAway),
+            "The trap store has lacked traps that it held since 10:59:50. What is shown is as of then.");
+  Library.Link.Following.MissingFor = {};
+  EXPECT_EQ(said(StripKind::StoreAway), "");
 
   auto& beats = Library.Link.Receivers;
   // For a minute, with a look every three seconds.
