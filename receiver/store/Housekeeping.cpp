@@ -302,9 +302,8 @@ std::int64_t Housekeeping::ChangeOlder(const OldRows& rows, std::int64_t before,
     const bool last = std::ssize(found) < most;
     const std::size_t read = found.size();
     store::TrapSelection selection = Portion(found, rows.Gap);
-    if (rows.Gap > 0) {
-      selection.BeforeTime = static_cast<std::int32_t>(before);
-    }
+    // Always: while this waits for a lock, all numbers may move down, and young traps have those of old ones.
+    selection.BeforeTime = static_cast<std::int32_t>(before);
     from = found.back().Time;
     std::chrono::steady_clock::duration took{};
     std::int64_t done = 0;

@@ -55,16 +55,15 @@ struct HouseholdWork {
 
 // Rows that go, or are acknowledged, for their age.
 struct OldRows {
-  // Inside the transaction: what is done to those of the selection, with its entry in the change log where it
-  // has one; how many there were.
+  // Inside the transaction: what is done to those of the selection, which has their numbers and the bound of
+  // their age, with its entry in the change log where it has one; how many there were.
   using Change = std::int64_t (*)(store::Connection& connection, const store::TrapSelection& rows);
 
   std::string Table;
   std::string_view Number;  // the columns
   std::string_view Time;
   std::string Condition = {};  // in front of that on the time; empty or with an AND behind it
-  // Numbers without such a row between two of them that may count as one range with both: the selection is
-  // then bounded by the time too.
+  // Numbers without such a row between two of them that may count as one range with both.
   std::int32_t Gap = 0;
   Change Do = nullptr;
 };
