@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
+#include <utility>
 
 #include "platform/Identity.h"
 #include "receiver/Configuration.h"
@@ -29,6 +31,11 @@ constexpr std::array<std::string_view, 7> kColumns = {"EventTime",     "Source",
 
 constexpr std::size_t kIdentityOctets = 16;
 
+std::string NewIdentityStatement() {
+  return fmt::format("UPDATE {} SET Store_Identity = '{}'", store::kStoreInfo,
+                     HexDigits(RandomOctets(kIdentityOctets)));
+}
+
 void RequireMoved(const std::optional<std::string>& failed) {
   if (failed) {
     throw store::DatabaseError("The number of the last stored trap was changed by another receiver.", "55000",
@@ -41,7 +48,9 @@ void RequireMoved(const std::optional<std::string>& failed) {
 std::uint64_t DatabaseTrapStore::Open(std::string_view spoolId, std::uint64_t highestPossible,
                                       std::uint64_t remembered) {
   Close();
-  spoolId_ = spoolId;
+  if (std::exchange(spoolId_, spoolId) != spoolId) {
+    confirmed_ = 0;
+  }
   connection_.Open(dataSource_, {}, {}, kStoreOptions);
   machine_ = platform::ThisProcess().Machine;
   std::optional<std::uint64_t> known;
@@ -53,12 +62,17 @@ std::uint64_t DatabaseTrapStore::Open(std::string_view spoolId, std::uint64_t hi
       std::from_chars(text.data(), text.data() + text.size(), known.emplace(0));
     }
   }
-  wentBack_ = known.value_or(0) < remembered;
+  wentBack_ = false;
   if (!known) {
-    connection_.Execute(fmt::format("INSERT INTO {} (Spool_ID, Last_Number) VALUES ('{}', {})",
-                                    kReceiverState, spoolId_, remembered));
+    Introduce(remembered);
   } else if (*known > highestPossible) {
     Move(*known, remembered);
+    confirmed_ = remembered;
+  } else {
+    // By all that was ever confirmed, until an identity is written: whoever remembers has been told the lower
+    // number meanwhile.  And anew each time: a node of a cluster that is behind answers a lower one too.
+    confirmed_ = std::max(confirmed_, remembered);
+    wentBack_ = *known < confirmed_;
   }
   if (connection_.Kind() == store::Engine::Sqlite) {
     embedded_.emplace(connection_, warn_, turns_);
@@ -66,6 +80,22 @@ std::uint64_t DatabaseTrapStore::Open(std::string_view spoolId, std::uint64_t hi
     batch_.emplace(connection_, store::kEventTrap, kColumns);
   }
   return known && *known <= highestPossible ? *known : remembered;
+}
+
+// A spool that this store does not know: new, without its old identity, or of a receiver that stored
+// elsewhere before.  No number of a trap is void for that.  Only a store that has lost what this run stored
+// there went back.
+void DatabaseTrapStore::Introduce(std::uint64_t remembered) {
+  store::RetriedOnce(connection_, [&] {
+    store::Transaction transaction(connection_);
+    connection_.Execute(fmt::format("INSERT INTO {} (Spool_ID, Last_Number) VALUES ('{}', {})",
+                                    kReceiverState, spoolId_, remembered));
+    if (confirmed_ > 0) {
+      connection_.Execute(NewIdentityStatement());
+    }
+    transaction.Commit();
+  });
+  confirmed_ = remembered;
 }
 
 void DatabaseTrapStore::Insert(const TrapRow& row) {
@@ -82,8 +112,7 @@ std::vector<std::string> DatabaseTrapStore::MoveStatements(std::uint64_t from, s
       fmt::format("UPDATE {} SET Last_Number = {} WHERE Spool_ID = '{}' AND Last_Number = {}", kReceiverState,
                   to, spoolId_, from)};
   if (wentBack_) {
-    statements.push_back(fmt::format("UPDATE {} SET Store_Identity = '{}'", store::kStoreInfo,
-                                     HexDigits(RandomOctets(kIdentityOctets))));
+    statements.push_back(NewIdentityStatement());
   }
   return statements;
 }
@@ -125,6 +154,11 @@ void DatabaseTrapStore::StoreAll(std::span<const SpooledTrap> traps, std::uint64
       transaction.Commit();
     });
   }
+  NoteConfirmed(last);
+}
+
+void DatabaseTrapStore::NoteConfirmed(std::uint64_t number) {
+  confirmed_ = number;
   wentBack_ = false;
 }
 
@@ -134,7 +168,7 @@ void DatabaseTrapStore::Skip(std::uint64_t number, std::uint64_t previous) {
     Move(previous, number);
     transaction.Commit();
   });
-  wentBack_ = false;
+  NoteConfirmed(number);
 }
 
 void DatabaseTrapStore::Probe() {

@@ -34,10 +34,12 @@ class DatabaseTrapStore : public TrapStore {
   void Close() noexcept override;
 
  private:
+  void Introduce(std::uint64_t remembered);
   void Insert(const TrapRow& row);
   void StoreAll(std::span<const SpooledTrap> traps, std::uint64_t previous);
   std::vector<std::string> MoveStatements(std::uint64_t from, std::uint64_t to) const;
   void Move(std::uint64_t from, std::uint64_t to);
+  void NoteConfirmed(std::uint64_t number);
 
   std::string dataSource_;
   EmbeddedInsert::Warn warn_;
@@ -46,6 +48,7 @@ class DatabaseTrapStore : public TrapStore {
   std::string machine_;
   // Numbers of traps are given again: what consoles hold by number is void, and Store_Info has to say so.
   bool wentBack_ = false;
+  std::uint64_t confirmed_ = 0;  // the highest number that the store is known to have had of this spool
   store::Connection connection_;
   // One of them adds the rows, by the engine.
   std::optional<store::BatchInsert> batch_;

@@ -80,6 +80,9 @@ TEST_P(TrapStoreTest, RowsAndTheirNumberMoveTogether) {
   // A store that went back gives numbers again: it is another one, from the first new row on and once.
   EXPECT_EQ(store.Open("spool1", kRun + 400, kRun + 309), kRun + 304);
   EXPECT_EQ(identity(), first);
+  // It fails once more before that, and the lower number is what is remembered.
+  EXPECT_THROW(store.Store(std::vector{Trap(kRun + 305, "x")}, kRun + 303), store::DatabaseError);
+  EXPECT_EQ(store.Open("spool1", kRun + 400, kRun + 304), kRun + 304);
   store.Store(std::vector{Trap(kRun + 305, "x")}, kRun + 304);
   const std::string second = identity();
   EXPECT_NE(second, first);
@@ -89,6 +92,11 @@ TEST_P(TrapStoreTest, RowsAndTheirNumberMoveTogether) {
   EXPECT_EQ(store.Open("spool1", kRun + 150, kRun + 120), kRun + 120);
   EXPECT_EQ(store.Open("spool1", kRun + 150, 0), kRun + 120);
   EXPECT_EQ(store.Open("spool2", kRun, 42), 42u);
+  store.Store(std::vector{Trap(43, "x")}, 42);
+  EXPECT_EQ(identity(), second) << "of a spool that was never stored here nothing is lost";
+  Made->Execute("DELETE FROM Receiver_State WHERE Spool_ID = 'spool2'");
+  EXPECT_EQ(store.Open("spool2", kRun, 43), 43u);
+  EXPECT_NE(identity(), second);
 
   // A fault of the store is told from a fault of a row.
   const auto trouble = [&](const SpooledTrap& trap) {
