@@ -76,6 +76,13 @@ std::int64_t PurgeLog(store::Connection& connection, const store::TrapSelection&
   return DeleteRows(connection, store::kChangeLog, store::NumbersCondition(entries.Numbers, "Change_ID"));
 }
 
+// 0 without an entry.
+std::int32_t HighestChange(store::Connection& connection) {
+  store::Recordset rows =
+      connection.OpenRecordset(fmt::format("SELECT MAX(Change_ID) AS Highest FROM {}", store::kChangeLog));
+  return rows.Next() && !rows.IsNull("Highest") ? rows.Integer("Highest") : 0;
+}
+
 struct OldRow {
   std::int32_t Number = 0;
   std::int32_t Time = 0;
@@ -188,6 +195,7 @@ HouseholdWork Housekeeping::Round(const std::stop_token& stop) {
     ChangeOlder({.Table = std::string(store::kChangeLog),
                  .Number = "Change_ID",
                  .Time = "Change_Time",
+                 .Condition = fmt::format("Change_ID + 0 < {} AND ", HighestChange(connection_)),
                  .Do = PurgeLog},
                 *before, stop);
   }

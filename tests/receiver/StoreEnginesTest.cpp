@@ -277,6 +277,10 @@ TEST_P(HousekeepingTest, OldTrapsAreAcknowledgedAndOlderOnesGoAndNotOnTheWordOfO
   Machine.Now.Wall += 100 * kDay;
   EXPECT_EQ(round({0, 7}, false), nothing);
   EXPECT_EQ(round({0, 7}, true), "0 acknowledged, 52 purged");
+  const std::int64_t highest = Made->Number("SELECT MAX(Change_ID) FROM Change_Log");
+  Made->Execute("UPDATE Change_Log SET Change_Time = 1");
+  EXPECT_EQ(round({0, 7}, true), nothing);
+  EXPECT_EQ(Made->Number("SELECT MIN(Change_ID) FROM Change_Log"), highest) << "its end is known by it";
 }
 
 class EndOfNumbersTest : public TrapStoreTest {
