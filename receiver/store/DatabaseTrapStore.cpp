@@ -133,7 +133,8 @@ void DatabaseTrapStore::Store(std::span<const SpooledTrap> traps, std::uint64_t 
     if (!LacksPartition(error)) {
       throw;
     }
-    // The numbers went further than anybody could foresee.
+    // The numbers went further than anybody could foresee.  Or a check of the administrator's refuses a row,
+    // which has the same code, and words in the server's language: then it does so again.
     MakePartitions(connection_);
     StoreAll(traps, previous);
   }

@@ -369,6 +369,10 @@ TEST(StoreWriterTest, ARefusedRowIsPutAsideAfterSomeTriesAndAFullStoreIsAnOutage
       {{"database or disk is full", "HY000", 13, ""}, {}, 0},
       {{"The table 'EventTrap' is full", "HY000", 1114, ""}, {}, 0},
       {{"Duplicate entry '8' for key 'PRIMARY'", "23000", 1062, ""}, {}, 0},
+      // The same of something that an administrator has set up, whatever stands in the row.
+      {{"Duplicate entry 'PRIMARY' for key 'Theirs'", "23000", 1062, ""}, {2}, kQuick.RowFailures},
+      {{"violates check constraint \"theirs\"\nno partition of relation", "23514", 1, ""}, {3}, 1},
+      {{"Query execution was interrupted", "70100", 1969, ""}, {4}, kQuick.RowTroubles},
       {{"no partition of relation \"eventtrap\" found for row", "23514", 1, ""}, {}, 0},
   };
   for (const auto& [error, refused, tries] : cases) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <thread>
 
 #include <fmt/format.h>
@@ -119,6 +120,22 @@ TEST_P(TrapStoreTest, RowsAndTheirNumberMoveTogether) {
     EXPECT_STREQ(trouble(Trap(1, std::string("a\0b", 3))), "row");
   }
   EXPECT_STREQ(trouble(Trap(1, "x")), "none");
+  if (GetParam() == store::Engine::Sqlite) return;
+  // A number that is there already is the store's fault too, but what another index refuses is the row's.
+  const auto takesNone = [&](auto work) -> std::optional<bool> {
+    try {
+      work();
+    } catch (const store::DatabaseError& error) {
+      return TakesNoRows(error);
+    }
+    return std::nullopt;
+  };
+  EXPECT_EQ(takesNone([&] { Db.Execute("INSERT INTO EventTrap SELECT * FROM EventTrap"); }), true);
+  Made->Execute("DELETE FROM EventTrap");
+  Made->Execute(GetParam() == store::Engine::MariaDb ? "CREATE UNIQUE INDEX Theirs ON EventTrap (Source)"
+                                                     : "CREATE UNIQUE INDEX Theirs ON EventTrap_0 (Source)");
+  const std::vector twice = {Trap(2, "x", "PRIMARY'_pkey"), Trap(3, "x", "PRIMARY'_pkey")};
+  EXPECT_EQ(takesNone([&] { store.Store(twice, 1); }), false);
 }
 
 TEST_P(TrapStoreTest, ATransactionThatCollidesIsRunOnceMoreAndOneThatFailsLeavesNothing) {
