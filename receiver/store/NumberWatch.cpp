@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <string>
 
 #include "receiver/clock/UtcText.h"
@@ -13,6 +14,8 @@ namespace korvane::receiver {
 namespace {
 
 constexpr std::int64_t kOneDay = 86400;
+// A batch of the writer.  A server has perhaps given the last numbers to one that it then refused.
+constexpr std::int64_t kMostAtOnce = 4000;
 constexpr std::int64_t kWarnFrom = store::kLastTrapNumber / 10 * 9;
 
 // How many seconds so many numbers last at the pace of the day before the newest trap; nothing: can't be
@@ -40,8 +43,11 @@ void NumberWatch::Look(store::Connection& connection, std::int64_t now, ServiceL
   if (newest < kWarnFrom || (warned_ && now - *warned_ < kOneDay)) return;
   warned_ = now;
   const std::int64_t left = store::kLastTrapNumber - newest;
-  if (left <= 0) {
-    log.Error("the numbers of the trap store are used up.  Run korvane-renumber");
+  if (left < kMostAtOnce) {
+    log.Error(fmt::format(
+        "the trap store has {} numbers left, fewer than one transaction may take: traps wait in the spool.  "
+        "Run korvane-renumber",
+        std::max<std::int64_t>(left, 0)));
     return;
   }
   const std::optional<std::int64_t> lasts = HowLong(connection, newest, left);
