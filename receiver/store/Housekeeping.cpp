@@ -162,7 +162,7 @@ void Housekeeping::Run(const std::stop_token& stop) {
         log_.Warning(fmt::format("old traps can't be acknowledged or deleted now: {}", lastFailure));
       }
     }
-    Pause(pause, stop);
+    Pause(pause, stop, true);
   }
 }
 
@@ -192,6 +192,7 @@ HouseholdWork Housekeeping::Round(const std::stop_token& stop) {
                                   .Do = PurgeOld},
                                  *before, stop);
     }
+    // The last entry stays, however old: by its number consoles know a log that went back.
     ChangeOlder({.Table = std::string(store::kChangeLog),
                  .Number = "Change_ID",
                  .Time = "Change_Time",
@@ -347,9 +348,9 @@ void Housekeeping::GiveWay(const std::stop_token& stop) {
   }
 }
 
-void Housekeeping::Pause(std::chrono::milliseconds time, const std::stop_token& stop) {
+void Housekeeping::Pause(std::chrono::milliseconds time, const std::stop_token& stop, bool unlessConfirmed) {
   std::unique_lock lock(mutex_);
-  changed_.wait_for(lock, stop, time, [this] { return confirmed_; });
+  changed_.wait_for(lock, stop, time, [&] { return unlessConfirmed && confirmed_; });
 }
 
 }  // namespace korvane::receiver

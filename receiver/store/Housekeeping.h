@@ -93,7 +93,8 @@ class Housekeeping {
   void AskForConfirmation();
   std::int64_t ChangeOlder(const OldRows& rows, std::int64_t before, const std::stop_token& stop);
   void GiveWay(const std::stop_token& stop);
-  void Pause(std::chrono::milliseconds time, const std::stop_token& stop);
+  // unlessConfirmed: ends once the administrator confirms the clock; within a round that has to wait.
+  void Pause(std::chrono::milliseconds time, const std::stop_token& stop, bool unlessConfirmed = false);
 
   std::string dataSource_;
   const std::int64_t purgeAge_;  // seconds, 0: never
