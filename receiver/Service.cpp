@@ -134,7 +134,7 @@ Service::Service(const Configuration& configuration, platform::RegistryStore& re
       spool_(configuration.SpoolFolder),
       library_(configuration.SpoolFolder, spool_.State(), log),
       ring_(configuration.CaptureBytes),
-      alerts_(std::string(store::kDataSourceName), registry, spool_, configuration, log),
+      alerts_(std::string(store::kDataSourceName), registry, spool_, configuration, log, &turns_),
       writer_(spool_, store_, Quarantine(configuration.SpoolFolder / "quarantine.txt"), counters_, log,
               {.Stored = [this](std::span<const SpooledTrap> traps) { alerts_.Offer(traps); },
                .Condition = [this] { return Condition(); }}),

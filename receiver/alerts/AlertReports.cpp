@@ -20,6 +20,10 @@ std::int32_t StoredTime(std::int64_t seconds) {
       std::clamp<std::int64_t>(seconds, 0, std::numeric_limits<std::int32_t>::max()));
 }
 
+WriteTurns* TurnsFor(const store::Connection& connection, WriteTurns* turns) {
+  return connection.Kind() == store::Engine::Sqlite ? turns : nullptr;
+}
+
 void WriteOutcome(store::Connection& connection, std::int32_t alertId, const AlertOutcome& outcome) {
   store::Recordset row =
       connection.OpenRecordset(store::kAlertState, fmt::format("Trap_Group_ID = {}", alertId));
@@ -49,7 +53,7 @@ void WriteTest(store::Connection& connection, std::int32_t testId, const TestOut
 
 }  // namespace
 
-std::vector<AskedTest> TakeAskedTests(store::Connection& connection) {
+std::vector<AskedTest> TakeAskedTests(store::Connection& connection, WriteTurns* turns) {
   std::vector<AskedTest> asked;
   {
     store::Recordset rows = connection.OpenRecordset(
@@ -60,6 +64,10 @@ std::vector<AskedTest> TakeAskedTests(store::Connection& connection) {
                        .AskedBy = fmt::format("{} at {}", rows.Text("Operator"), rows.Text("Machine"))});
     }
   }
+  if (asked.empty()) {
+    return asked;
+  }
+  const WriteTurns::Turn turn(TurnsFor(connection, turns));
   std::erase_if(asked, [&](const AskedTest& test) {
     store::Recordset row =
         connection.OpenRecordset(store::kAlertTest, fmt::format("Test_ID = {} AND Taken_By = ''", test.Id));
@@ -76,7 +84,8 @@ std::vector<AskedTest> TakeAskedTests(store::Connection& connection) {
   return asked;
 }
 
-void WriteNews(store::Connection& connection, const AlertNews& news) {
+void WriteNews(store::Connection& connection, const AlertNews& news, WriteTurns* turns) {
+  const WriteTurns::Turn turn(TurnsFor(connection, turns));
   store::Transaction transaction(connection, store::kAlertState);
   for (const auto& [id, outcome] : news.Alerts) {
     WriteOutcome(connection, id, outcome);

@@ -328,11 +328,12 @@ const std::shared_ptr<const AlertRule>* AlertRunner::RuleOf(std::int32_t id) con
 }
 
 void AlertRunner::TryAskedAlerts() {
-  for (AskedTest& asked : TakeAskedTests(connection_)) {
+  for (AskedTest& asked : TakeAskedTests(connection_, options_.Turns)) {
     const auto* rule = RuleOf(asked.AlertId);
     if (rule == nullptr) {
       WriteNews(connection_,
-                {.Alerts = {}, .Tests = {{asked.Id, {.Result = "the alert has no action\n", .Left = 0}}}});
+                {.Alerts = {}, .Tests = {{asked.Id, {.Result = "the alert has no action\n", .Left = 0}}}},
+                options_.Turns);
       continue;
     }
     const ActionSet actions = ActionsOf(**rule);
@@ -360,7 +361,7 @@ void AlertRunner::WriteOutcomes() {
   // An alert that was removed meanwhile leaves nothing behind.
   std::erase_if(news.Alerts, [this](const auto& entry) { return RuleOf(entry.first) == nullptr; });
   try {
-    WriteNews(connection_, news);
+    WriteNews(connection_, news, options_.Turns);
   } catch (const store::DatabaseError&) {
     outcomes_.GiveBack(std::move(news));
     throw;

@@ -26,6 +26,7 @@
 #include "params/TrapFilters.h"
 #include "platform/Platform.h"
 #include "receiver/ServiceLog.h"
+#include "receiver/WriteTurns.h"
 #include "receiver/alerts/AlertFiring.h"
 #include "receiver/alerts/AlertLimiter.h"
 #include "receiver/alerts/AlertMemory.h"
@@ -50,6 +51,7 @@ struct AlertRunnerOptions {
   std::size_t SummaryBytes = std::size_t{8} << 20;
   std::chrono::milliseconds FollowEvery{2000};  // of signal, change log and tests
   std::chrono::milliseconds RememberEvery{1000};
+  WriteTurns* Turns = nullptr;  // of an embedded store
 };
 
 class AlertRunner {

@@ -14,19 +14,20 @@ namespace {
 // A program is started for every trap that its alert is about, as long as it keeps up.
 constexpr ActionLaneOptions kProgramLane{.Firings = 2000};
 
-AlertRunnerOptions RunnerOptions(const AlertPace& pace) {
-  return {
-      .Limits = {.PerSource = pace.PerSource, .PerAlert = pace.PerMinute},
-      .ProgramLimits = {
-          .PerSource = pace.ProgramsPerMinute, .PerAlert = pace.ProgramsPerMinute, .StormsStayQuiet = false}};
+AlertRunnerOptions RunnerOptions(const AlertPace& pace, WriteTurns* turns) {
+  return {.Limits = {.PerSource = pace.PerSource, .PerAlert = pace.PerMinute},
+          .ProgramLimits = {.PerSource = pace.ProgramsPerMinute,
+                            .PerAlert = pace.ProgramsPerMinute,
+                            .StormsStayQuiet = false},
+          .Turns = turns};
 }
 
 }  // namespace
 
 Alerts::Alerts(std::string dataSource, platform::RegistryStore& registry, Spool& spool,
-               const Configuration& configuration, ServiceLog& log)
+               const Configuration& configuration, ServiceLog& log, WriteTurns* turns)
     : runner_(std::move(dataSource), registry, spool, outcomes_, log, ForRunner(),
-              RunnerOptions(configuration.Pace)) {
+              RunnerOptions(configuration.Pace, turns)) {
   const auto add = [&](std::unique_ptr<AlertAction> action, ActionLaneOptions options = {}) {
     lanes_.push_back(std::make_unique<ActionLane>(
         std::move(action), log,

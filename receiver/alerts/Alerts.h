@@ -24,9 +24,10 @@ namespace korvane::receiver {
 
 class Alerts {
  public:
-  // spool: the one that the traps are stored from; must outlive this.
+  // spool: the one that the traps are stored from; must outlive this.  turns: of an embedded store, may be
+  // null.
   Alerts(std::string dataSource, platform::RegistryStore& registry, Spool& spool,
-         const Configuration& configuration, ServiceLog& log);
+         const Configuration& configuration, ServiceLog& log, WriteTurns* turns = nullptr);
   ~Alerts();
   Alerts(const Alerts&) = delete;
   Alerts& operator=(const Alerts&) = delete;

@@ -86,6 +86,7 @@ std::uint64_t DatabaseTrapStore::Open(std::string_view spoolId, std::uint64_t hi
 // elsewhere before.  No number of a trap is void for that.  Only a store that has lost what this run stored
 // there went back.
 void DatabaseTrapStore::Introduce(std::uint64_t remembered) {
+  const WriteTurns::Turn turn(TurnsHere());
   store::RetriedOnce(connection_, [&] {
     store::Transaction transaction(connection_);
     connection_.Execute(fmt::format("INSERT INTO {} (Spool_ID, Last_Number) VALUES ('{}', {})",
@@ -164,6 +165,7 @@ void DatabaseTrapStore::NoteConfirmed(std::uint64_t number) {
 }
 
 void DatabaseTrapStore::Skip(std::uint64_t number, std::uint64_t previous) {
+  const WriteTurns::Turn turn(TurnsHere());
   store::RetriedOnce(connection_, [&] {
     store::Transaction transaction(connection_);
     Move(previous, number);
@@ -183,7 +185,12 @@ void DatabaseTrapStore::Probe() {
 }
 
 void DatabaseTrapStore::Beat(const store::ReceiverCondition& condition, bool stopped) {
+  const WriteTurns::Turn turn(TurnsHere());
   store::RetriedOnce(connection_, [&] { store::Beat(connection_, spoolId_, machine_, condition, stopped); });
+}
+
+WriteTurns* DatabaseTrapStore::TurnsHere() const {
+  return connection_.Kind() == store::Engine::Sqlite ? turns_ : nullptr;
 }
 
 std::filesystem::path DatabaseTrapStore::Folder() const {

@@ -40,6 +40,7 @@ class DatabaseTrapStore : public TrapStore {
   std::vector<std::string> MoveStatements(std::uint64_t from, std::uint64_t to) const;
   void Move(std::uint64_t from, std::uint64_t to);
   void NoteConfirmed(std::uint64_t number);
+  WriteTurns* TurnsHere() const;
 
   std::string dataSource_;
   EmbeddedInsert::Warn warn_;

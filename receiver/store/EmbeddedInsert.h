@@ -19,8 +19,8 @@
 #include <string>
 #include <string_view>
 
+#include "receiver/WriteTurns.h"
 #include "receiver/spool/SpoolRecord.h"
-#include "receiver/store/WriteTurns.h"
 #include "store/Connection.h"
 
 struct sqlite3;

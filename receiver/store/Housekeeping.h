@@ -23,12 +23,12 @@
 
 #include "receiver/Configuration.h"
 #include "receiver/ServiceLog.h"
+#include "receiver/WriteTurns.h"
 #include "receiver/clock/ClockWitness.h"
 #include "receiver/clock/MachineClocks.h"
 #include "receiver/store/NumberWatch.h"
 #include "receiver/store/Partitions.h"
 #include "receiver/store/PortionSize.h"
-#include "receiver/store/WriteTurns.h"
 #include "store/Connection.h"
 #include "store/TrapSelection.h"
 
