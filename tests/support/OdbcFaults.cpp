@@ -4,6 +4,7 @@
 #include <sqlext.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <functional>
 #include <mutex>
@@ -21,7 +22,7 @@ struct Plan {
   SQLHANDLE Failed = nullptr;  // whose reason has not been asked for yet
 };
 Plan gPlan;
-bool gInTransaction = false;  // on the one connection of those who ask for conflicts
+std::atomic<bool> gInTransaction = false;  // on the one connection of those who ask for conflicts
 std::mutex gMutex;
 
 enum class Kind {
