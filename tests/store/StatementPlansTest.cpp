@@ -216,6 +216,10 @@ class StatementPlansTest : public EngineTest {
     }));
     EXPECT_EQ(report.Rows().Count(), 1501U);
     AcknowledgeAll(ben.Connection, kStart + kTraps, [](auto...) { return true; });
+    // The newest of all goes: whether the store goes as far as before is looked for.
+    OtherProgram(
+        [&] { Made->Execute(fmt::format("DELETE FROM EventTrap WHERE SequenceNumber > {}", kTraps)); });
+    ASSERT_TRUE(test::WaitUntil([&] { return ben.Feeder.State().Following.MissingFor.count() > 0; }));
   }
 
   void ReceiverWorks() {
