@@ -163,7 +163,8 @@ void StoreFeeder::Shared::Follow(const OpenConnection& open, StoreFollower follo
       cancellable.Use(nullptr);
       connection.reset();
       Pause(retry, stop);
-      retry = std::min(retry * 2, options.LongestRetry);
+      // So that a console is blind for little more than a quarter longer than the store was away.
+      retry = std::min(retry + retry / 4, options.LongestRetry);
     }
   }
 }

@@ -37,7 +37,7 @@ using OpenConnection = std::function<std::unique_ptr<store::Connection>()>;
 
 struct StoreFeederOptions {
   std::chrono::milliseconds PollInterval{1000};
-  std::chrono::milliseconds FirstRetry{1000};  // doubled after each failure
+  std::chrono::milliseconds FirstRetry{1000};  // a quarter longer after each failure
   std::chrono::milliseconds LongestRetry{30'000};
   std::chrono::milliseconds StopPatience{5000};
   std::chrono::milliseconds ReceiversEvery{3000};   // how often the receivers' heartbeats are read
