@@ -12,6 +12,7 @@ endif()
 if(SQLITE3_FOUND AND TARGET kvreceiver)
   add_executable(bench_history ${CMAKE_CURRENT_SOURCE_DIR}/history.cpp ${CMAKE_CURRENT_SOURCE_DIR}/BenchHistory.cpp)
   target_include_directories(bench_history PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+  target_compile_definitions(bench_history PRIVATE SERVERS_STATE="${CMAKE_BINARY_DIR}/database-servers.ini")
   target_link_libraries(bench_history PRIVATE korvane_options korvane_receiver korvane_test_support PkgConfig::SQLITE3)
 endif()
 # The console of bench/soak.

@@ -10,12 +10,15 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "BenchHistory.h"
 #include "BenchRules.h"
+#include "ServerCpu.h"
 #include "intake/StoreFeeder.h"
 #include "receiver/KeptLog.h"
 #include "receiver/store/DatabaseTrapStore.h"
@@ -33,11 +36,22 @@ using std::chrono::milliseconds;
 constexpr double kMost = 1.3;
 
 struct Cost {
-  double Cpu = 0;  // milliseconds of this process; a server's are not in it
+  double Cpu = 0;  // milliseconds of this process and of the server
   double Wall = 0;
 };
 
-double CpuMilliseconds() {
+// Of the server that the measurement works on; an embedded store has none.
+std::filesystem::path PidFile(store::Engine engine) {
+  std::string folder;
+  std::ifstream state(SERVERS_STATE);
+  for (std::string line; std::getline(state, line);) {
+    if (line.starts_with("folder=")) folder = line.substr(line.find('=') + 1);
+  }
+  if (engine == store::Engine::PostgreSql) return folder + "/postgresql/data/postmaster.pid";
+  return engine == store::Engine::MariaDb ? folder + "/mariadb/pid" : "";
+}
+
+double OwnCpuMilliseconds() {
   rusage used{};
   getrusage(RUSAGE_SELF, &used);
   const auto of = [](const timeval& time) {
@@ -56,6 +70,8 @@ void Expect(bool condition, const char* what) {
 // One line of the table: what a name cost at each size, for so many of its unit.
 class Table {
  public:
+  explicit Table(std::filesystem::path pidFile) : pidFile_(std::move(pidFile)) {}
+
   template <class Work>
   void Measure(const std::string& name, Work work) {
     const double before = CpuMilliseconds();
@@ -74,8 +90,7 @@ class Table {
   }
   void BeginSize(std::int64_t traps) { sizes_.push_back(traps); }
 
-  // ofServer: this process only waits, so the time it waited is compared.
-  void Print(bool ofServer) const {
+  void Print() const {
     fmt::print("\n{:34}", "CPU / wall in ms at");
     for (const std::int64_t size : sizes_) fmt::print("{:>22}", size);
     fmt::print("   ratio (at most {})\n", kMost);
@@ -86,18 +101,19 @@ class Table {
       fmt::print("{:34}", name);
       for (const Cost& cost : costs)
         fmt::print("{:>22}", fmt::format("{:.2f} / {:.2f}", cost.Cpu, cost.Wall));
-      const auto of = [ofServer](const Cost& cost) { return ofServer ? cost.Wall : cost.Cpu; };
-      fmt::print("{:8.2f}\n", of(costs.back()) / std::max(of(costs.at(first)), 0.01));
+      fmt::print("{:8.2f}\n", costs.back().Cpu / std::max(costs.at(first).Cpu, 0.01));
     }
   }
 
  private:
+  double CpuMilliseconds() const { return OwnCpuMilliseconds() + bench::ServerCpuMilliseconds(pidFile_); }
   void Note(const std::string& name, Cost cost) {
     if (!lines_.contains(name)) order_.push_back(name);
     lines_[name].push_back(cost);
     fmt::print(stderr, "  {:34} {:10.2f} ms CPU {:10.2f} ms\n", name, cost.Cpu, cost.Wall);
   }
 
+  std::filesystem::path pidFile_;
   std::vector<std::int64_t> sizes_;
   std::vector<std::string> order_;
   std::map<std::string, std::vector<Cost>> lines_;
@@ -263,7 +279,7 @@ int main(int argc, char** argv) {
   }
   const std::unique_ptr<test::TestStore> store = test::MakeStore(*engine);
   bench::History history(*store, *engine, std::atoi(argv[2]));
-  Table table;
+  Table table(PidFile(*engine));
   for (int i = 3; i < argc; ++i) {
     history.GrowTo(std::atoll(argv[i]));
     table.BeginSize(history.Traps);
@@ -274,5 +290,5 @@ int main(int argc, char** argv) {
   }
   fmt::print("{}, {} unacknowledged, of {} systems and {} kinds\n", test::EngineName(*engine),
              history.Unacknowledged, bench::kHistorySources, bench::kHistoryKinds);
-  table.Print(*engine != store::Engine::Sqlite);
+  table.Print();
 }
