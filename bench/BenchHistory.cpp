@@ -60,6 +60,8 @@ std::string SourceOf(std::int64_t trap) {
 
 History::History(test::TestStore& store, Engine engine, std::int32_t unacknowledged)
     : Unacknowledged(unacknowledged), store_(store), engine_(engine) {
+  // As an administrator sets it where a history is kept; the usual 128 MiB are for small stores.
+  if (engine == Engine::MariaDb) store.Execute("SET GLOBAL innodb_buffer_pool_size = 2147483648");
   for (int kind = 0; kind < kHistoryKinds; ++kind) {
     store.AddDefinition(fmt::format("1.3.6.1.4.1.{}", 9000 + kind % 30), kind / 30,
                         fmt::format("trap{}", kind), fmt::format("vendor{}", kind % 30));
@@ -113,8 +115,16 @@ void History::GrowTo(std::int64_t traps) {
     Traps += some;
   }
   if (anew) OnFile(file, index + "; PRAGMA wal_checkpoint(TRUNCATE)");
-  if (engine_ == Engine::PostgreSql) store_.Execute("VACUUM ANALYZE EventTrap");
-  if (engine_ == Engine::MariaDb) store_.Execute("ANALYZE TABLE EventTrap");
+  // What the server has left to do for so many new rows is not of what is measured.
+  if (engine_ == Engine::PostgreSql) {
+    store_.Execute("VACUUM ANALYZE EventTrap");
+    store_.Execute("CHECKPOINT");
+  }
+  if (engine_ == Engine::MariaDb) {
+    store_.Execute("ANALYZE TABLE EventTrap");
+    store_.Execute("FLUSH TABLES EventTrap FOR EXPORT");
+    store_.Execute("UNLOCK TABLES");
+  }
   LastNumber = store_.Number("SELECT MAX(SequenceNumber) FROM EventTrap");
 }
 
