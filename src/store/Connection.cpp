@@ -1,6 +1,10 @@
 #include "store/Connection.h"
 
+#include <algorithm>
+#include <charconv>
 #include <mutex>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include <fmt/format.h>
@@ -30,6 +34,14 @@ bool SetAutocommit(Connection::Impl& link, SQLULEN value) {
 void EndTransaction(Connection::Impl& link) {
   link.InTransaction = false;
   if (!SetAutocommit(link, SQL_AUTOCOMMIT_ON)) link.Lost = true;
+}
+
+// "desk:77" becomes "desk:77+2", that "desk:77+3".
+std::string NameOfNext(std::string_view writer) {
+  const std::size_t plus = std::min(writer.rfind('+'), writer.size());
+  int number = 1;
+  if (plus < writer.size()) std::from_chars(writer.data() + plus + 1, writer.data() + writer.size(), number);
+  return fmt::format("{}+{}", writer.substr(0, plus), number + 1);
 }
 
 }  // namespace
@@ -124,6 +136,7 @@ void Connection::Commit() {
   if (!odbc::Succeeded(SQLEndTran(SQL_HANDLE_DBC, impl_->Link.Get(), SQL_COMMIT))) {
     const DatabaseError error = impl_->FailureOf(SQL_HANDLE_DBC, impl_->Link.Get(), "COMMIT");
     impl_->NoteFailure(error);
+    if (impl_->Lost) impl_->Author.Writer = NameOfNext(Author().Writer);
     throw error;
   }
   EndTransaction(*impl_);

@@ -24,7 +24,9 @@ enum class Engine { Sqlite, PostgreSql, MariaDb, Other };
 struct ChangeAuthor {
   std::string Operator;
   std::string Machine;
-  std::string Writer;  // one run of one program: by it a console knows its own entries
+  // One run of one program: by it a console knows its own entries.  It changes when a commit was not
+  // answered: if that was carried out all the same, its entries come back from the log like somebody else's.
+  std::string Writer;
 };
 
 struct ConnectionOptions {
