@@ -16,22 +16,17 @@
 #include <fstream>
 #include <thread>
 
+#include "BenchConsole.h"
 #include "BenchRules.h"
-#include "app/ConsoleApp.h"
-#include "common/RegistryValues.h"
-#include "common/qt/KorvaneStyle.h"
-#include "mainwnd/ChildArea.h"
 #include "store/BatchInsert.h"
 #include "store/Tables.h"
-#include "support/FakePlatform.h"
-#include "support/ScriptedPrompts.h"
 #include "support/TestStore.h"
-#include "support/WindowDriver.h"
-#include "systems/frmDevices.h"
 
 namespace {
 
 using namespace korvane;
+using bench::CountOf;
+using bench::Until;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kSystems = 100;
@@ -123,27 +118,12 @@ double ResidentMemory() {
   return resident * 4096 / 1048576;
 }
 
-std::int64_t CountOf(const systems::frmDevices& window) {
-  const QTableView& list = test::Find<QTableView>(window, "lvDevices");
-  std::int64_t sum = 0;
-  for (int row = 0; row < list.model()->rowCount(); ++row) {
-    for (int column = 2; column < 8; ++column) {
-      sum += list.model()->index(row, column).data().toLongLong();
-    }
-  }
-  return sum;
-}
-
 void OpenWindows(mainwnd::frmMain& frame) {
   auto& list = test::Find<QTableView>(*frame.Systems(), "lvDevices");
   for (int row = 0; row < 9; ++row) {
     list.selectRow(row);
     frame.Systems()->ShowPerDeviceWindow();
   }
-}
-
-void Until(const std::function<bool()>& condition) {
-  while (!condition()) QApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }
 
 }  // namespace
@@ -160,28 +140,8 @@ int main(int argc, char** argv) {
   for (int i = 0; i < kSystems; ++i) first[static_cast<std::size_t>(i)].Source = fmt::format("10.0.{}.1", i);
   store.AddTraps(first);
 
-  test::FakePlatform machine;
-  machine.Registry.PutText(kManagerKey, kInstallPathValue, "/opt/korvane");
-  test::ScriptedPrompts prompts;
-  app::ConsoleApp console({.Registry = machine.Registry,
-                           .Settings = machine.Settings,
-                           .Groups = machine.Groups,
-                           .Instance = machine.Instance,
-                           .Sockets = machine.Sockets,
-                           .Services = machine.Services,
-                           .Programs = machine.Programs,
-                           .Directories = machine.Directories,
-                           .Clock = machine.Clock,
-                           .Names = std::make_shared<test::FakeHostNames>(),
-                           .Notifications = machine.Notifications,
-                           .Prompt = prompts,
-                           .End = [] {}});
-  if (console.Start("") != app::StartupResult::Running) return 1;
-  mainwnd::frmMain& frame = *console.Frame();
-  frame.resize(1600, 1000);
-  frame.show();
-  QTimer wake;  // conditions are looked at this often at least
-  wake.start(5);
+  bench::BenchConsole console;
+  mainwnd::frmMain& frame = console.Frame();
   Until([&] { return frame.Systems() != nullptr && CountOf(*frame.Systems()) == kSystems; });
   OpenWindows(frame);
 

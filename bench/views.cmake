@@ -20,6 +20,10 @@ foreach(measurement report copy_rows)
   target_link_libraries(bench_${measurement} PRIVATE korvane_options korvane_windows korvane_test_support
     PkgConfig::ODBC)
 endforeach()
-add_executable(bench_console_storm ${CMAKE_CURRENT_SOURCE_DIR}/console_storm.cpp)
-target_include_directories(bench_console_storm PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
-target_link_libraries(bench_console_storm PRIVATE korvane_options korvane_windows korvane_windows_test korvane_test_support)
+# The whole console, offscreen: in a storm, and over very many unacknowledged traps.
+foreach(measurement console_storm console_held)
+  add_executable(bench_${measurement} ${CMAKE_CURRENT_SOURCE_DIR}/${measurement}.cpp)
+  target_include_directories(bench_${measurement} PRIVATE ${CMAKE_CURRENT_SOURCE_DIR})
+  target_link_libraries(bench_${measurement} PRIVATE korvane_options korvane_windows korvane_windows_test
+    korvane_test_support)
+endforeach()

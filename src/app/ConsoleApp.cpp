@@ -139,7 +139,7 @@ std::unique_ptr<intake::ReceiverLibrary> ConsoleApp::MakeLibrary() {
   options.KnownNumber = [this] { return bounds_.StartNumber; };
   options.KnownChange = [this] { return bounds_.StartChange; };
   options.KnownState = [this] { return bounds_.StartState; };
-  options.OnlyNew = [this] { return bounds_.OnlyNew(); };
+  options.From = [this](std::int32_t mark) { return bounds_.DeliveredFrom(mark); };
   return std::make_unique<intake::StoreFeeder>(open, host_.Names, intake::ReadMailSettings(host_.Registry),
                                                std::move(options));
 }

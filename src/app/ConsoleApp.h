@@ -93,9 +93,9 @@ class ConsoleApp : private MainWindowMaker,
   ConsoleHost host_;
   ProcessState state_;
   Log log_{state_};
-  ConsoleStore store_;
-  frmSplash splash_;
   mainwnd::frmWait wait_;
+  ConsoleStore store_{wait_};
+  frmSplash splash_;
   StripLines strip_{host_.Clock, log_};
   Desk desk_{state_, host_.Prompt, wait_, log_, host_.Clock, host_.Settings, strip_, GroupedNumber};
   intake::LoadBounds bounds_;

@@ -4,7 +4,8 @@
 
 namespace korvane::app {
 
-ConsoleStore::ConsoleStore() {
+ConsoleStore::ConsoleStore(BusyIndicator& busy) {
+  Database.CallBeside(busy);
   Names.UseVerdicts(verdicts_);
 }
 

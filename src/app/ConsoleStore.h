@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "app/StartupParts.h"
+#include "common/BusyIndicator.h"
 #include "intake/Systems.h"
 #include "params/CategoryInformation.h"
 #include "params/DefinitionVerdicts.h"
@@ -18,7 +19,8 @@ namespace korvane::app {
 
 class ConsoleStore : public SharedStore {
  public:
-  ConsoleStore();
+  // busy: where the operator waits for the store; outlives this object.
+  explicit ConsoleStore(BusyIndicator& busy);
 
   void OpenDatabase() override;
   store::ReadOutcome LoadSystems() override;

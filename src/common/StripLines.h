@@ -20,9 +20,19 @@ namespace korvane {
 
 // From the top of the strip to its bottom.
 // Done has what the operator did and can't take back, so that it leaves alone what can: Told.
+// Stopped has counts that were not loaded to their end, and stays until they are.
 // Replaced stays until the operator has seen it.  Limits has what comes to an end: disk, numbers, packets.
-enum class StripKind : std::uint8_t { StoreAway, Replaced, ReceiverSilent, Limits, Elsewhere, Done, Told };
-inline constexpr std::size_t kStripKinds = 7;
+enum class StripKind : std::uint8_t {
+  StoreAway,
+  Replaced,
+  Stopped,
+  ReceiverSilent,
+  Limits,
+  Elsewhere,
+  Done,
+  Told
+};
+inline constexpr std::size_t kStripKinds = 8;
 
 struct StripLine {
   std::string Text = {};  // plain, whoever wrote it

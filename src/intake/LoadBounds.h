@@ -3,6 +3,7 @@
 // agree.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -42,6 +43,15 @@ struct LoadBounds {
   bool OnlyNew() const {
     return Option == ViewOption::ShowOnlyNewTraps && !StartedOver &&
            StartNumber != std::numeric_limits<std::int32_t>::max();
+  }
+
+  // From which time on the receiver link delivers traps up to StartNumber.  Those of a store that went back
+  // behind the start were logged before it, its newest second too.
+  std::int32_t DeliveredFrom(std::int32_t intakeMark) const {
+    if (OnlyNew()) {
+      return std::numeric_limits<std::int32_t>::max();
+    }
+    return Option == ViewOption::ShowOnlyNewTraps ? std::max(intakeMark, StartMark) : intakeMark;
   }
 };
 

@@ -190,9 +190,9 @@ std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {
   nextTaken_ = 0;
   shared_ = std::make_shared<Shared>();
   knownNumber_ = options_.KnownNumber();
-  const std::int32_t mark = options_.OnlyNew() ? std::numeric_limits<std::int32_t>::max() : highWaterMark;
-  const StoreFollower follower(TrapFollower(mark, options_.Following, knownNumber_, options_.KnownState()),
-                               options_.KnownChange(), options_.CheckInterval, options_.MissingFor);
+  const StoreFollower follower(
+      TrapFollower(options_.From(highWaterMark), options_.Following, knownNumber_, options_.KnownState()),
+      options_.KnownChange(), options_.CheckInterval, options_.MissingFor);
   const bool started = worker_.Start([shared = shared_, open = openConnection_, follower, options = options_](
                                          std::stop_token stop, CancellableConnection& cancellable) {
     shared->Follow(open, follower, options, std::move(stop), cancellable);

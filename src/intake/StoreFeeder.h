@@ -54,8 +54,8 @@ struct StoreFeederOptions {
   std::function<std::int32_t()> KnownChange = [] { return 0; };
   // And this: what the store was like at that moment.
   std::function<StoreAnchor()> KnownState = [] { return StoreAnchor(); };
-  // And this: nothing up to that number is delivered, whatever its time.
-  std::function<bool()> OnlyNew = [] { return false; };
+  // And this, given the high-water mark: of the traps up to that number those of this time on are delivered.
+  std::function<std::int32_t(std::int32_t)> From = [](std::int32_t mark) { return mark; };
   Worker::ThreadMaker MakeThread = Worker::MakeThread;
 };
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 #include <deque>
 #include <set>
 #include <string>
@@ -19,7 +20,8 @@
 namespace korvane::intake {
 namespace {
 
-constexpr std::int64_t kRowsPerProgress = 4096;
+constexpr std::int64_t kRowsPerProgress = 1024;
+constexpr std::chrono::seconds kLasts{1};  // what can be stopped
 // Of more source texts everything is read: each takes a reader of its own.
 constexpr std::size_t kMostSources = 8;
 
@@ -126,8 +128,10 @@ void StoredTraps::ReadAll(StoredTrapsTakers takers, LoadOutcome& outcome) {
   for (const StoredTrapsTaker* taker : takers) {
     expected = std::max(expected, taker->ExpectedTraps());
   }
+  const bool mayBeStopped = std::ranges::all_of(takers, &StoredTrapsTaker::MayBeStopped);
   try {
-    outcome.Unacknowledged = Read(range, statements, expected, takers);
+    outcome.Unacknowledged =
+        Read(range, statements, expected, takers, mayBeStopped ? &outcome.Stopped : nullptr);
     if (outcome.Unacknowledged == 0 && statements.front() != StatementOf(range) && AnyStored(range)) {
       outcome.Unacknowledged = 1;  // of others: that is why a window has none
     }
@@ -145,16 +149,23 @@ bool StoredTraps::AnyStored(const LoadRange& range) {
 }
 
 std::int64_t StoredTraps::Read(const LoadRange& range, std::span<const std::string> statements,
-                               std::int64_t expected, StoredTrapsTakers takers) {
+                               std::int64_t expected, StoredTrapsTakers takers, bool* stopped) {
   const WhileReading whileReading(reading_);
+  const auto begun = std::chrono::steady_clock::now();
   MergedReader reader(connection_, statements);
   std::int64_t wanted = 0;
   std::int64_t read = 1;
   for (store::IncomingTrap* next = reader.Next(); next != nullptr; next = reader.Next(), ++read) {
     store::IncomingTrap& trap = *next;
     if (read % kRowsPerProgress == 0) {
+      if (stopped != nullptr && std::chrono::steady_clock::now() - begun >= kLasts) {
+        desk_.Busy.OfferStop();
+      }
       desk_.Busy.ShowProgress(read, expected > 0 ? std::max(expected, read) : 0);
-      desk_.Busy.GoOn();
+      if (!desk_.Busy.GoOn() && stopped != nullptr) {
+        *stopped = true;
+        break;
+      }
     }
     if (!range.Wants(bounds_, trap.EventTime, trap.SequenceNumber)) {
       continue;
@@ -182,7 +193,7 @@ std::int64_t StoredTraps::ReadFirst(std::string_view statement, std::int64_t exp
     taker->LoadBegins();
   }
   const std::string read = again_.empty() ? std::string(statement) : StatementOf(range);
-  return Read(range, std::span(&read, 1), expected, takers);
+  return Read(range, std::span(&read, 1), expected, takers, nullptr);
 }
 
 void StoredTraps::Await(StoredTrapsTaker& taker) {
@@ -190,7 +201,7 @@ void StoredTraps::Await(StoredTrapsTaker& taker) {
 }
 
 void StoredTraps::FirstLoadEnds(std::int64_t unacknowledged) {
-  const LoadOutcome outcome{.Unacknowledged = unacknowledged, .Failure = {}};
+  const LoadOutcome outcome{.Unacknowledged = unacknowledged, .Failure = {}, .Stopped = false};
   for (StoredTrapsTaker* taker : std::exchange(again_, {})) {
     taker->LoadEnds(outcome);
   }
@@ -200,7 +211,8 @@ void StoredTraps::FirstLoadEnds(std::int64_t unacknowledged) {
 }
 
 void StoredTraps::FirstLoadFailed(const store::DatabaseError& error) {
-  const LoadOutcome outcome{.Unacknowledged = 0, .Failure = store::FailureInAllWords(error)};
+  const LoadOutcome outcome{
+      .Unacknowledged = 0, .Failure = store::FailureInAllWords(error), .Stopped = false};
   for (StoredTrapsTaker* taker : std::vector<StoredTrapsTaker*>(again_)) {
     taker->LoadEnds(outcome);
   }
@@ -237,7 +249,9 @@ void StoredTraps::LoadNow(StoredTrapsTakers takers) {
   }
   LoadOutcome outcome;
   ReadAll(takers, outcome);
-  if (!outcome.Whole()) {
+  if (outcome.Stopped) {
+    stopped_.insert(stopped_.end(), takers.begin(), takers.end());
+  } else if (!outcome.Whole()) {
     again_.insert(again_.end(), takers.begin(), takers.end());
     retry_.Failed(desk_.Clock.MonotonicMilliseconds());
     if (failed_) {
@@ -262,8 +276,13 @@ void StoredTraps::LoadAllAgain() {
   Load(std::vector<StoredTrapsTaker*>(again_));
 }
 
+void StoredTraps::LoadStopped() {
+  Load(std::vector<StoredTrapsTaker*>(stopped_));
+}
+
 void StoredTraps::Forget(const StoredTrapsTaker& taker) {
   std::erase(again_, &taker);
+  std::erase(stopped_, &taker);
   std::erase(queued_, &taker);
   if (again_.empty()) {
     failed_.reset();  // it stands again where the load that begins fails too

@@ -25,9 +25,10 @@ namespace korvane::intake {
 
 struct LoadOutcome {
   std::int64_t Unacknowledged = 0;  // traps that were read, whoever kept them
-  std::string Failure;              // why there are not all of them, on one line; empty: all
+  std::string Failure;              // why there are not all of them, on one line
+  bool Stopped = false;             // by the operator, before all of them were read
 
-  bool Whole() const { return Failure.empty(); }
+  bool Whole() const { return Failure.empty() && !Stopped; }
 };
 
 class StoredTrapsTaker {
@@ -37,6 +38,8 @@ class StoredTrapsTaker {
   virtual std::int64_t ExpectedTraps() const { return 0; }
   // The source texts of all traps that it may take, as far as the console knows any; nothing: any text.
   virtual std::optional<std::vector<std::string>> OnlySources() const { return std::nullopt; }
+  // Whether it can say afterwards that it shows a part.
+  virtual bool MayBeStopped() const { return true; }
   virtual void LoadBegins() = 0;
   // Asked before the trap's names are looked up.  False: its source alone rules it out, and a trap that
   // nobody may take is passed over.
@@ -70,7 +73,10 @@ class StoredTraps {
 
   // Loads all of them anew within the bounds of the loads, under one busy text.  A failing statement is
   // logged, and its takers load again.  Asked for in the middle of another load, it is done after that.
+  // One that lasts can be stopped: it is not made up for unless LoadStopped asks.
   void Load(StoredTrapsTakers takers);
+  // Those whose last load was stopped.
+  void LoadStopped();
 
   // For every tick: loads what could not be loaded, when its time has come.
   void LoadAgain();
@@ -85,8 +91,9 @@ class StoredTraps {
   void LoadNow(StoredTrapsTakers takers);
   void LoadQueued();
   void ReadAll(StoredTrapsTakers takers, LoadOutcome& outcome);
+  // stopped: set when it was; null: it can't be.
   std::int64_t Read(const LoadRange& range, std::span<const std::string> statements, std::int64_t expected,
-                    StoredTrapsTakers takers);
+                    StoredTrapsTakers takers, bool* stopped);
   bool AnyStored(const LoadRange& range);
 
   Desk& desk_;
@@ -94,7 +101,8 @@ class StoredTraps {
   store::TrapNames& names_;
   Systems& systems_;
   LoadBounds& bounds_;
-  std::vector<StoredTrapsTaker*> again_;  // those whose last load failed
+  std::vector<StoredTrapsTaker*> again_;    // those whose last load failed
+  std::vector<StoredTrapsTaker*> stopped_;  // was stopped
   bool reading_ = false;
   std::vector<StoredTrapsTaker*> queued_;  // those that are to be loaded after it
   RetryPause retry_;

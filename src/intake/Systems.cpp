@@ -211,7 +211,7 @@ void Systems::SaveSystems(store::Connection& connection) {
     transaction.Commit();
   };
   try {
-    store::RetriedOnce(connection, save);
+    connection.Together([&] { store::RetriedOnce(connection, save); });
   } catch (const store::DatabaseError&) {
     impl_->Stored = storedBefore;
     throw;

@@ -20,7 +20,7 @@ namespace {
 constexpr int kStripPicture = 16;
 constexpr int kStripEdge = 3;
 constexpr std::array<const char*, kStripKinds> kRowNames = {
-    "StoreAway", "Replaced", "ReceiverSilent", "Limits", "Elsewhere", "Done", "Told"};
+    "StoreAway", "Replaced", "Stopped", "ReceiverSilent", "Limits", "Elsewhere", "Done", "Told"};
 
 MessagePicture PictureOf(PromptIcon icon) {
   switch (icon) {

@@ -117,7 +117,9 @@ frmWait::frmWait(QWidget* parent) : QFrame(parent), ui_(std::make_unique<Ui::frm
   ui_->prgWait->setRange(0, kBarSteps);
   setMinimumWidth(kNarrowest);
   connect(ui_->cmdStop, &QPushButton::clicked, this, [this] {
-    stopped_ = true;
+    if (!texts_.empty()) {
+      texts_.back().Stopped = true;
+    }
     ui_->cmdStop->setEnabled(false);
   });
   hide();
@@ -126,7 +128,7 @@ frmWait::frmWait(QWidget* parent) : QFrame(parent), ui_(std::make_unique<Ui::frm
 frmWait::~frmWait() = default;
 
 void frmWait::ShowBusy(std::string_view text) {
-  texts_.emplace_back(text);
+  texts_.push_back({.Text = std::string(text)});
   if (texts_.size() == 1 && parentWidget() != nullptr) {
     parentWidget()->setCursor(Qt::WaitCursor);
   }
@@ -180,12 +182,13 @@ bool frmWait::GoOn() {
                                                               : QEventLoop::ExcludeUserInputEvents);
     answered_.start();
   }
-  return !stopped_;
+  return texts_.empty() || !texts_.back().Stopped;
 }
 
 void frmWait::OfferStop() {
   if (!texts_.empty() && ui_->cmdStop->isHidden()) {
-    ui_->cmdStop->setEnabled(true);
+    texts_.back().Stoppable = true;
+    ui_->cmdStop->setEnabled(!texts_.back().Stopped);
     ui_->cmdStop->show();
     PlaceAndPaint();
   }
@@ -200,12 +203,12 @@ std::unique_ptr<WorkInProgress> frmWait::ShowWork(std::string_view text, std::fu
 
 void frmWait::ShowText() {
   const int room = parentWidget() != nullptr ? parentWidget()->width() - 2 * kRoomBeside : QWIDGETSIZE_MAX;
-  ui_->lblInfo->setText(ui_->lblInfo->fontMetrics().elidedText(ToQString(texts_.back()), Qt::ElideRight,
+  ui_->lblInfo->setText(ui_->lblInfo->fontMetrics().elidedText(ToQString(texts_.back().Text), Qt::ElideRight,
                                                                std::max(room, kNarrowest)));
   ui_->prgWait->hide();
   ui_->lblCount->hide();
-  ui_->cmdStop->hide();
-  stopped_ = false;
+  ui_->cmdStop->setVisible(texts_.back().Stoppable);
+  ui_->cmdStop->setEnabled(!texts_.back().Stopped);
   answered_.start();
   PlaceAndPaint();
 }

@@ -52,10 +52,14 @@ class frmWait : public QFrame, public BusyIndicator {
   void PlaceAndPaint();
 
   std::unique_ptr<Ui::frmWait> ui_;
-  std::vector<std::string> texts_;  // the innermost last
+  struct Shown {
+    std::string Text;
+    bool Stoppable = false;
+    bool Stopped = false;
+  };
+  std::vector<Shown> texts_;  // the innermost last
   QElapsedTimer painted_;
   QElapsedTimer answered_;  // the system
-  bool stopped_ = false;
   QPointer<WorkCards> works_;
 };
 

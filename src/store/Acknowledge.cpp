@@ -50,6 +50,12 @@ class PortionSize {
   std::size_t rows_ = 500;
 };
 
+// One transaction of many short statements.
+template <class Work>
+auto Portion(Connection& connection, Work work) {
+  return connection.Together([&] { return RetriedOnce(connection, work); });
+}
+
 struct LockedRows {
   std::vector<TrapKey> All;  // by their numbers, ascending
   std::vector<TrapKey> New;  // those of them that are not acknowledged
@@ -253,7 +259,7 @@ void Carry(Sweep& sweep, bool more, Connection& connection, PortionSize& size, A
   while (!sweep.Ended() && !result.Stopped && !result.Failure) {
     try {
       AcknowledgedPortion portion =
-          size.Timed([&] { return RetriedOnce(connection, [&] { return sweep.Next(size.Rows()); }); });
+          size.Timed([&] { return Portion(connection, [&] { return sweep.Next(size.Rows()); }); });
       done += std::ssize(portion.Changed);
       Add(result, std::move(portion));
       result.Stopped = (more || !sweep.Ended()) && !goOn(done);
@@ -270,7 +276,7 @@ bool CarrySmall(std::span<Sweep> sweeps, bool more, Connection& connection, cons
   const std::size_t rows = std::min(size.Rows(), kRowsOfASmallSource);
   try {
     if (!std::ranges::all_of(sweeps, [rows](Sweep& sweep) { return sweep.FitsInto(rows); })) return false;
-    Add(result, RetriedOnce(connection, [&] { return Sweep::Rest(connection, sweeps); }));
+    Add(result, Portion(connection, [&] { return Sweep::Rest(connection, sweeps); }));
     result.Stopped = more && !goOn(result.ChangedCount());
   } catch (const DatabaseError& error) {
     if (result.Portions.empty()) throw;
@@ -303,8 +309,8 @@ Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const TrapKey
   for (std::size_t done = 0; done < traps.size() && !result.Failure && !result.Stopped;) {
     const auto some = traps.subspan(done, std::min(size.Rows(), traps.size() - done));
     try {
-      SingleTraps portion = size.Timed(
-          [&] { return RetriedOnce(connection, [&] { return AcknowledgeSome(connection, some); }); });
+      SingleTraps portion =
+          size.Timed([&] { return Portion(connection, [&] { return AcknowledgeSome(connection, some); }); });
       leaving.insert(leaving.end(), portion.Leaving.begin(), portion.Leaving.end());
       result.Gone += portion.Gone;
       result.Failure = std::move(portion.Failure);
@@ -427,7 +433,7 @@ TakenBack TakeBack(Connection& connection, const Acknowledgement& acknowledgemen
       const auto some = left.first(std::min(size.Rows(), left.size()));
       try {
         const TrapSelection back = size.Timed(
-            [&] { return RetriedOnce(connection, [&] { return work.Take(some, portion.ChangeId); }); });
+            [&] { return Portion(connection, [&] { return work.Take(some, portion.ChangeId); }); });
         for (const NumberRange& range : back.Numbers) {
           for (std::int64_t number = range.First; number <= range.Last; ++number) {
             numbers.push_back(static_cast<std::int32_t>(number));

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include <fmt/format.h>
@@ -59,12 +60,23 @@ void Connection::Open(std::string_view dataSource, std::string_view user, std::s
   impl_->Password = password;
   impl_->Options = options;
   impl_->Wanted = true;
-  impl_->Connect();
+  impl_->Together([this] { impl_->Connect(); });
+}
+
+void Connection::CallBeside(BusyIndicator& busy) {
+  try {
+    impl_->Beside = std::make_unique<CallsBeside>(busy, [link = impl_.get()] { link->GiveUpCall(); });
+  } catch (const std::system_error&) {  // NOLINT(bugprone-empty-catch): without a thread the window waits
+  }
+}
+
+void Connection::RunTogether(const std::function<void()>& work) {
+  impl_->Together(work);
 }
 
 void Connection::Close() noexcept {
   impl_->Wanted = false;
-  impl_->Disconnect();
+  impl_->Wait([this] { impl_->Disconnect(); });
 }
 
 bool Connection::IsOpen() const {
@@ -76,17 +88,19 @@ Engine Connection::Kind() const {
 }
 
 std::int64_t Connection::Execute(std::string_view text) {
-  impl_->MakeReady(true);
-  if (!impl_->Direct) impl_->Direct = std::make_unique<Statement>(*impl_);
-  try {
-    impl_->Direct->ExecuteDirect(text);
-    const std::int64_t rows = impl_->Direct->RowCount();
-    impl_->Direct->CloseCursor();
-    return rows;
-  } catch (const DatabaseError&) {
-    impl_->Direct.reset();
-    throw;
-  }
+  return impl_->Together([&] {
+    impl_->MakeReady(true);
+    if (!impl_->Direct) impl_->Direct = std::make_unique<Statement>(*impl_);
+    try {
+      impl_->Direct->ExecuteDirect(text);
+      const std::int64_t rows = impl_->Direct->RowCount();
+      impl_->Direct->CloseCursor();
+      return rows;
+    } catch (const DatabaseError&) {
+      impl_->Direct.reset();
+      throw;
+    }
+  });
 }
 
 Recordset Connection::OpenRecordset(std::string_view tableOrSelect, std::string_view filter) {
@@ -100,15 +114,17 @@ Recordset Connection::OpenRecordset(std::string_view tableOrSelect, std::string_
     text = fmt::format("SELECT * FROM {}", tableOrSelect);
   }
   if (!filter.empty()) text += fmt::format(" WHERE {}", filter);
-  impl_->MakeReady(false);
-  try {
-    rows->Read(text);
-  } catch (const DatabaseError&) {
-    // Reading changes nothing, so it may be done again on a fresh connection.
-    if (!impl_->Lost || impl_->InTransaction) throw;
+  impl_->Together([&] {
     impl_->MakeReady(false);
-    rows->Read(text);
-  }
+    try {
+      rows->Read(text);
+    } catch (const DatabaseError&) {
+      // Reading changes nothing, so it may be done again on a fresh connection.
+      if (!impl_->Lost || impl_->InTransaction) throw;
+      impl_->MakeReady(false);
+      rows->Read(text);
+    }
+  });
   return Recordset(std::move(rows));
 }
 
@@ -119,39 +135,45 @@ void Connection::Cancel() noexcept {
 
 void Connection::BeginTransaction() {
   if (impl_->InTransaction) throw DatabaseError("A transaction is open already.", "25001", 0, "BEGIN");
-  impl_->MakeReady(true);
-  if (!SetAutocommit(*impl_, SQL_AUTOCOMMIT_OFF)) {
-    const DatabaseError error = impl_->FailureOf(SQL_HANDLE_DBC, impl_->Link.Get(), "BEGIN");
-    impl_->NoteFailure(error);
-    throw error;
-  }
+  impl_->Together([this] {
+    impl_->MakeReady(true);
+    if (!SetAutocommit(*impl_, SQL_AUTOCOMMIT_OFF)) {
+      const DatabaseError error = impl_->FailureOf(SQL_HANDLE_DBC, impl_->Link.Get(), "BEGIN");
+      impl_->NoteFailure(error);
+      throw error;
+    }
+  });
   impl_->InTransaction = true;
   impl_->TakenBack = false;
 }
 
 void Connection::Commit() {
   if (!impl_->InTransaction) throw DatabaseError("No transaction is open.", "25000", 0, "COMMIT");
-  impl_->MakeReady(true);
-  const WatchedCall watched(impl_->Watch.get());
-  if (!odbc::Succeeded(SQLEndTran(SQL_HANDLE_DBC, impl_->Link.Get(), SQL_COMMIT))) {
-    const DatabaseError error = impl_->FailureOf(SQL_HANDLE_DBC, impl_->Link.Get(), "COMMIT");
-    impl_->NoteFailure(error);
-    if (impl_->Lost) impl_->Author.Writer = NameOfNext(Author().Writer);
-    throw error;
-  }
-  EndTransaction(*impl_);
+  impl_->Together([this] {
+    impl_->MakeReady(true);
+    const WatchedCall watched(impl_->Watch.get());
+    if (!odbc::Succeeded(SQLEndTran(SQL_HANDLE_DBC, impl_->Link.Get(), SQL_COMMIT))) {
+      const DatabaseError error = impl_->FailureOf(SQL_HANDLE_DBC, impl_->Link.Get(), "COMMIT");
+      impl_->NoteFailure(error);
+      if (impl_->Lost) impl_->Author.Writer = NameOfNext(Author().Writer);
+      throw error;
+    }
+    EndTransaction(*impl_);
+  });
 }
 
 void Connection::Rollback() noexcept {
   if (!impl_->InTransaction) return;
   // Autocommit comes after it: switching it on commits what is open.  A link that can't roll back is closed,
   // and its database rolls back on its own.
-  impl_->Direct.reset();
-  if (impl_->Lost || !impl_->RollBack()) {
-    impl_->Disconnect();
-    return;
-  }
-  EndTransaction(*impl_);
+  impl_->Wait([this] {
+    impl_->Direct.reset();
+    if (impl_->Lost || !impl_->RollBack()) {
+      impl_->Disconnect();
+      return;
+    }
+    EndTransaction(*impl_);
+  });
 }
 
 bool Connection::InTransaction() const {

@@ -8,10 +8,15 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
+#include "common/BusyIndicator.h"
 #include "store/Recordset.h"
 
 namespace korvane::store {
@@ -63,6 +68,14 @@ class Connection {
   // none runs.  Takes as long as the driver needs to reach its server.  The connection must outlive it.
   void Cancel() noexcept;
 
+  // From now on the calls are made beside the thread that makes them, which waits in a way that keeps its
+  // windows alive; busy outlives the connection.
+  void CallBeside(BusyIndicator& busy);
+  // Several calls as one, which is cheaper than one by one where they are made beside.  Throws what work
+  // throws.
+  template <class Work>
+  auto Together(Work&& work) -> decltype(work());
+
   void BeginTransaction();
   void Commit();
   void Rollback() noexcept;
@@ -77,8 +90,21 @@ class Connection {
   Impl& Internals() { return *impl_; }
 
  private:
+  void RunTogether(const std::function<void()>& work);
+
   std::unique_ptr<Impl> impl_;
 };
+
+template <class Work>
+auto Connection::Together(Work&& work) -> decltype(work()) {
+  if constexpr (std::is_void_v<decltype(work())>) {
+    RunTogether(work);
+  } else {
+    std::optional<decltype(work())> result;
+    RunTogether([&] { result.emplace(work()); });
+    return std::move(*result);
+  }
+}
 
 // For a transaction that reads before it writes, to this table or another one beside it: SQLite refuses to
 // write in one that has read, once somebody else has written.  Touches no row.

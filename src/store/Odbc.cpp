@@ -146,7 +146,7 @@ DatabaseError ErrorOf(SQLSMALLINT type, SQLHANDLE handle, std::string_view state
 Connection::Impl::Impl() = default;
 
 Connection::Impl::~Impl() {
-  Disconnect();
+  Wait([this] { Disconnect(); });
 }
 
 void Connection::Impl::Connect() {
@@ -217,6 +217,7 @@ void Connection::Impl::WatchLink(const std::vector<platform::OpenSocket>& before
   if (!Watch) {
     const int seconds = Options.SilenceSeconds;
     const std::chrono::seconds limit(seconds);
+    const std::lock_guard lock(RunningMutex);
     Watch = std::make_unique<SilenceWatch>(SilenceLimits{.Silence = limit, .Trial = limit},
                                            [source = DataSource, user = User, password = Password, seconds] {
                                              return AnswersAnother(source, user, password, seconds);
@@ -298,6 +299,13 @@ void Connection::Impl::MakeReady(bool aWrite) {
   }
   if (!Link || Lost) Connect();
   LastUse = SteadyMilliseconds();
+}
+
+// A server's driver would ask the server to cancel, and may wait for it.
+void Connection::Impl::GiveUpCall() noexcept {
+  const std::lock_guard lock(RunningMutex);
+  if (Watch) Watch->GiveUpNow();
+  if (Running != SQL_NULL_HSTMT && Kind == Engine::Sqlite) SQLCancel(Running);
 }
 
 // A server that was restarted shows only when something is sent.  A reading can be repeated; before a writing

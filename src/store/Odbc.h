@@ -14,8 +14,11 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
+#include "store/CallsBeside.h"
 #include "store/Connection.h"
 #include "store/DatabaseError.h"
 #include "store/SilenceWatch.h"
@@ -83,12 +86,13 @@ struct Connection::Impl {
   std::unique_ptr<Statement> Direct;    // for Execute
   std::vector<FileMark> Files;          // an embedded store's
   std::int64_t LastUse = 0;             // monotonic milliseconds
-  std::mutex RunningMutex;              // held by a cancel, so that the statement is not freed meanwhile
+  std::mutex RunningMutex;              // held by a cancel: the statement is not freed, Watch not made
   SQLHSTMT Running = SQL_NULL_HSTMT;    // in a call that may take its time
   std::vector<Statement*> Statements;   // of this session; freed before the link is, which else stays open
   std::unique_ptr<SilenceWatch> Watch;  // where Options want one
   std::optional<DatabaseError> Mute;    // why the server counts as mute
   std::int64_t MuteSince = 0;           // monotonic milliseconds
+  std::unique_ptr<CallsBeside> Beside;  // where a window waits for the calls; gone before the rest
 
   Impl();
   ~Impl();
@@ -108,6 +112,29 @@ struct Connection::Impl {
   void NoteFailure(const DatabaseError& error) noexcept;
   bool FilesAreThere() const;
   bool AnswersProbe();
+  // What may wait for the store, beside the window where there is one.  A window that is painted meanwhile
+  // can't begin anything else on this link: that throws.
+  template <class Work>
+  auto Together(Work&& work) -> decltype(work()) {
+    if (Beside && Beside->Waits()) {
+      throw DatabaseError("The trap store has not answered the call before this one yet.", "HY010", 0, {});
+    }
+    return Wait(std::forward<Work>(work));
+  }
+  // The same for what has to be done: after the call that is under way.
+  template <class Work>
+  auto Wait(Work&& work) -> decltype(work()) {
+    if (!Beside) return work();
+    if constexpr (std::is_void_v<decltype(work())>) {
+      Beside->Run(work);
+    } else {
+      std::optional<decltype(work())> result;
+      Beside->Run([&] { result.emplace(work()); });
+      return std::move(*result);
+    }
+  }
+  // From another thread: makes the call that is under way fail, where that does not take a server's word.
+  void GiveUpCall() noexcept;
 
  private:
   odbc::Handle OpenLink();

@@ -146,20 +146,22 @@ std::int64_t Recordset::Update() {
     }
     text = fmt::format("UPDATE {} SET {} WHERE {}", impl_->Table, names, impl_->Filter);
   }
-  impl_->Link.MakeReady(true);
-  Statement writer(impl_->Link);
-  writer.Prepare(text);
-  SQLUSMALLINT number = 0;
-  for (const auto& field : fields) {
-    ++number;
-    if (const auto* value = std::get_if<std::int32_t>(&field.second)) {
-      writer.BindInteger(number, *value);
-    } else {
-      writer.BindText(number, std::get<std::string>(field.second));
+  return impl_->Link.Together([&] {
+    impl_->Link.MakeReady(true);
+    Statement writer(impl_->Link);
+    writer.Prepare(text);
+    SQLUSMALLINT number = 0;
+    for (const auto& field : fields) {
+      ++number;
+      if (const auto* value = std::get_if<std::int32_t>(&field.second)) {
+        writer.BindInteger(number, *value);
+      } else {
+        writer.BindText(number, std::get<std::string>(field.second));
+      }
     }
-  }
-  writer.Execute();
-  return writer.RowCount();
+    writer.Execute();
+    return writer.RowCount();
+  });
 }
 
 void Recordset::Close() {

@@ -106,6 +106,13 @@ void SilenceWatch::StartTrial(Clock::time_point now) {
   }
 }
 
+void SilenceWatch::GiveUpNow() {
+  const std::lock_guard lock(mutex_);
+  if (calls_ > 0 && !sockets_.empty() && !gaveUpAfter_) {
+    GiveUp(Clock::now());
+  }
+}
+
 void SilenceWatch::GiveUp(Clock::time_point now) {
   gaveUpAfter_ = std::chrono::duration_cast<std::chrono::seconds>(now - since_);
   std::ranges::for_each(sockets_, platform::BreakOff);

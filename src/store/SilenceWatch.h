@@ -43,6 +43,9 @@ class SilenceWatch {
   void CallEnds();
   // Since the call began that is under way, or was the last.
   std::chrono::milliseconds SinceLastCall() const;
+  // Breaks off the call that is under way, however long it has lasted; nothing when none is, or when its
+  // sockets are not known.
+  void GiveUpNow();
   // For how long the link was waited for before it was broken off; nothing while it is whole.
   std::optional<std::chrono::seconds> GaveUpAfter() const;
 

@@ -218,21 +218,28 @@ void TrapReader::Impl::Fill(IncomingTrap& trap) {
 
 TrapReader::TrapReader(Connection& connection, std::string_view statement) {
   Connection::Impl& link = connection.Internals();
-  link.MakeReady(false);
-  try {
-    impl_ = std::make_unique<Impl>(link, statement);
-  } catch (const DatabaseError&) {
-    // Reading changes nothing, so it may be done again on a fresh connection.
-    if (!link.Lost || link.InTransaction) throw;
+  link.Together([&] {
     link.MakeReady(false);
-    impl_ = std::make_unique<Impl>(link, statement);
-  }
+    try {
+      impl_ = std::make_unique<Impl>(link, statement);
+    } catch (const DatabaseError&) {
+      // Reading changes nothing, so it may be done again on a fresh connection.
+      if (!link.Lost || link.InTransaction) throw;
+      link.MakeReady(false);
+      impl_ = std::make_unique<Impl>(link, statement);
+    }
+  });
 }
 
-TrapReader::~TrapReader() = default;
+// An open cursor is closed by the server.
+TrapReader::~TrapReader() {
+  impl_->Link.Wait([this] { impl_.reset(); });
+}
 
 bool TrapReader::Next(IncomingTrap& trap) {
-  if (impl_->Row >= impl_->BlockSize && !impl_->FetchBlock()) return false;
+  if (impl_->Row >= impl_->BlockSize && !impl_->Link.Together([this] { return impl_->FetchBlock(); })) {
+    return false;
+  }
   impl_->Fill(trap);
   return true;
 }

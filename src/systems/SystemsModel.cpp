@@ -219,12 +219,28 @@ void SystemsModel::TakeHidden(const store::IncomingTrap&) {
 
 void SystemsModel::LoadEnds(const intake::LoadOutcome& outcome) {
   Counts fresh = std::exchange(loading_, {});
+  if (outcome.Stopped) {
+    TellStopped();
+  }
   if (outcome.Whole()) {
+    desk_.Strip.Clear(StripKind::Stopped);
     Replace(std::move(fresh));
     if (std::exchange(tellReplaced_, false)) {
       link_.TellReplaced();
     }
   }
+}
+
+// Half of the counts would be wrong ones.
+void SystemsModel::TellStopped() {
+  desk_.Strip.Set(
+      StripKind::Stopped,
+      {.Text = Translated("Loading was stopped. The counts of the systems are those of before, and what has "
+                          "come since."),
+       .Icon = PromptIcon::Exclamation,
+       .Details = Translated("Changes of filters, categories and names of traps do not show in them yet."),
+       .Button = Translated("Load Again"),
+       .Action = [this] { stored_.LoadStopped(); }});
 }
 
 // A row whose counts came down to zero by acknowledging stays; one whose traps are all hidden by a filter

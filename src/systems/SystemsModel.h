@@ -104,6 +104,7 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   void Reset();
   // The steps of a Reset, for one read of the store that serves the Traps windows as well.
   std::int64_t ExpectedTraps() const override;
+  bool MayBeStopped() const override { return !tellReplaced_; }  // while there are counts to keep
   void LoadBegins() override;
   bool MayTake(const store::IncomingTrap&) const override { return true; }
   void TakeStored(const store::IncomingTrap& trap) override;
@@ -169,6 +170,7 @@ class SystemsModel : public intake::SystemCounts, public intake::StoredTrapsTake
   void Replace(Counts fresh);
   void TakeOut(const CountedTrap& trap);
   void MarkChanged(std::size_t row);
+  void TellStopped();
   void TellListener();
   void TakeAnswer(std::size_t index, bool isName, const std::string& answer);
   std::size_t IndexOf(const intake::System& system) const;

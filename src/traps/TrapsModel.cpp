@@ -134,6 +134,7 @@ void TrapsModel::ResetRows() {
 
 void TrapsModel::StoreReplaced() {
   failure_ = Translated("the trap store is in another state");
+  stopped_ = LoadStop::None;
   anyHidden_ = anyOthers_ = false;
   ResetRows();
 }
@@ -179,6 +180,7 @@ void TrapsModel::TakeHidden(const store::IncomingTrap& trap) {
 
 void TrapsModel::LoadEnds(const intake::LoadOutcome& outcome) {
   failure_ = outcome.Failure;
+  stopped_ = !outcome.Stopped ? LoadStop::None : rows_.Empty() ? LoadStop::Part : LoadStop::Kept;
   traplist::TrapRows read = std::exchange(loading_, {});
   std::vector<std::int32_t> taken = std::exchange(taken_, {});
   if (outcome.Whole() || rows_.Empty()) {
@@ -198,7 +200,7 @@ void TrapsModel::LoadEnds(const intake::LoadOutcome& outcome) {
 
 traplist::WhyEmpty TrapsModel::Emptiness() const {
   using traplist::WhyEmpty;
-  if (!failure_.empty()) {
+  if (!failure_.empty() || stopped_ != LoadStop::None) {
     return WhyEmpty::NotLoaded;
   }
   if (anyHidden_) {

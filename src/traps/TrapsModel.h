@@ -33,6 +33,13 @@ inline constexpr std::string_view kNoTrapsInWindow = Translatable("There are no 
 // 2 and 3 are the numbers that the kinds have always had; Selected windows take what their parameters accept.
 enum class WindowKind : int { Selected = 1, PerSystem = 2, NoLiveTraps = 3 };
 
+// What is left of the list when the operator stopped its last load.
+enum class LoadStop : std::uint8_t {
+  None,  // it was not stopped
+  Part,  // what was read until then
+  Kept,  // the rows of before
+};
+
 class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
  public:
   // system: the system of a per-system window, null for the other kinds.
@@ -72,6 +79,7 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
 
   // Why the list may lack traps: the database's text; empty after a load that went well.
   const std::string& LoadFailure() const { return failure_; }
+  LoadStop Stopped() const { return stopped_; }
   traplist::WhyEmpty Emptiness() const;  // of a list without rows
 
   std::string MaximumTrapsText(NumberText number = PlainNumber) const;
@@ -123,6 +131,7 @@ class TrapsModel : public intake::TrapsWindow, public intake::StoredTrapsTaker {
   bool loadingHidden_ = false;
 
   std::string failure_;
+  LoadStop stopped_ = LoadStop::None;
   bool anyHidden_ = false;      // a filter hid what the last load would have taken
   bool anyOthers_ = false;      // there were traps for other windows
   intake::SequenceSet loaded_;  // taken by the last load, also those that the limit removed

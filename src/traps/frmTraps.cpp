@@ -101,13 +101,24 @@ QString frmTraps::EmptyText() const {
   return tr("No unacknowledged traps");
 }
 
+// Empty: nothing is.
+QString frmTraps::WhatIsMissing() const {
+  if (const QString failure = ToVisibleQString(model_.LoadFailure()); !failure.isEmpty()) {
+    return tr("These traps could not be loaded, and are as soon as the store can be read: %1").arg(failure);
+  }
+  switch (model_.Stopped()) {
+    case LoadStop::Part:
+      return tr("Loading was stopped: only a part of the stored traps is shown, and what has come since.");
+    case LoadStop::Kept:
+      return tr("Loading was stopped: the traps of before are shown, and what has come since.");
+    case LoadStop::None:
+      break;
+  }
+  return {};
+}
+
 void frmTraps::ShowState() {
-  const QString failure = ToVisibleQString(model_.LoadFailure());
-  notice_->Say(
-      failure.isEmpty()
-          ? QString()
-          : tr("These traps could not be loaded, and are as soon as the store can be read: %1").arg(failure),
-      MessagePicture::Exclamation);
+  notice_->Say(WhatIsMissing(), MessagePicture::Exclamation);
   SetEmptyText(*ui_->lvTraps, EmptyText());
   ShowStatus();
 }

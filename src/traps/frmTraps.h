@@ -79,6 +79,7 @@ class frmTraps : public QWidget, public TrapListWindow, public intake::TrapsWind
   void ShowStatus();
   void ShowState();  // the same, and what is said beside the rows
   QString EmptyText() const;
+  QString WhatIsMissing() const;
   bool HasTraps();
 
   TrapsServices& services_;

@@ -341,7 +341,7 @@ TEST_F(StoreFeederTest, DeliversWhatIsNewInOrderAndStops) {
   ASSERT_TRUE(Arrives(feeder, 8));
   EXPECT_EQ(notes_, "");
 
-  options_.OnlyNew = [] { return true; };
+  options_.From = [](std::int32_t) { return std::numeric_limits<std::int32_t>::max(); };
   StoreFeeder fresh = Feeder();
   ASSERT_EQ(fresh.StartRecvEvents(0), kReceiverThreadOk);
   store_.AddTrap({.EventTime = 1});

@@ -28,7 +28,9 @@ using std::chrono::milliseconds;
 
 // One of the consoles, with the real receiver link and a window of all traps.
 struct Console : test::World {
-  Console(test::TestStore& store, const std::string& name) : World(store) {
+  Console(test::TestStore& store, const std::string& name, std::int32_t limit = 1000) : World(store) {
+    State.gMaxViewTraps = limit;
+    Question.Answer = ViewOption::ShowOnlyNewTraps;
     Connection.WriteAs({name, "desk", name});
     Library.Feeder = &Feeder;
     Model.AttachIntake(Link);
@@ -70,6 +72,7 @@ struct Console : test::World {
     options.KnownNumber = [&bounds] { return bounds.StartNumber; };
     options.KnownChange = [&bounds] { return bounds.StartChange; };
     options.KnownState = [&bounds] { return bounds.StartState; };
+    options.From = [&bounds](std::int32_t mark) { return bounds.DeliveredFrom(mark); };
     options.MissingFor = milliseconds(200);
     options.PollInterval = milliseconds(10);
     options.CheckInterval = milliseconds(30);
@@ -230,6 +233,28 @@ TEST_P(TwoConsolesTest, TransactionsThatCollideAreBothDone) {
   EXPECT_EQ(runs, GetParam() == store::Engine::Sqlite ? 2 : 3);
   EXPECT_EQ(store_->Number("SELECT SUM(SpecificTrap) FROM EventTrap"),
             4 + 2 * test::StoredTrap().SpecificTrap);
+}
+
+// What a backup holds was logged before the start, the newest second of it too.
+TEST_P(TwoConsolesTest, ShowNoLoggedTrapsOfABackupToWhoAskedForNewOnes) {
+  const auto add = [this](std::int32_t number, std::int32_t time) {
+    store_->AddTrap({.SequenceNumber = number, .EventTime = time});
+  };
+  for (const std::int32_t number : {1, 2, 3}) {
+    add(number, 100 + number);
+  }
+  Console anna(*store_, "anna", 1);
+  add(4, 103);
+  EXPECT_EQ(anna.Awaits("4 "), "4 ");
+  store_->Execute("DELETE FROM EventTrap");
+  add(1, 101);
+  add(2, 102);
+  EXPECT_TRUE(test::WaitUntil([&] {
+    anna.Model.CheckTraps();
+    return anna.Windows.Replaced == 1 && anna.Strip.Line(StripKind::Replaced) != nullptr;
+  }));
+  add(3, 103);
+  EXPECT_EQ(anna.Awaits("3 "), "3 ");
 }
 
 // A standby takes the place of the store, or a backup is restored: other traps have the numbers that are

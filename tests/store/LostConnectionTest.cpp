@@ -18,6 +18,7 @@
 #include "store/TrapReader.h"
 #include "support/OdbcFaults.h"
 #include "support/Processes.h"
+#include "support/ScriptedPrompts.h"
 
 namespace korvane::store {
 
@@ -150,6 +151,24 @@ TEST_P(LostConnectionTest, AMuteServerIsGivenUpAndABusyOneIsNot) {
       return false;
     }
   }));
+
+  // A window that waits is painted meanwhile, and the operator need not wait to the end.
+  test::RecordingBusy busy;
+  Connection patient;
+  patient.CallBeside(busy);
+  patient.Open(Made->DataSource(), {}, {}, {.SilenceSeconds = 20});
+  int painted = 0;
+  busy.Between = [&] {
+    EXPECT_THROW(patient.Execute("DELETE FROM EventTrap"), DatabaseError) << "one thing after the other";
+    painted += busy.Depth() == 0 ? 1 : 0;
+    busy.StepsLeft = busy.Depth() == 0 ? -1 : 0;
+  };
+  Made->Freeze();
+  EXPECT_LT(fails([&] { patient.OpenRecordset(kEventTrap); }), std::chrono::seconds(10));
+  Made->Thaw();
+  EXPECT_EQ(busy.Texts, std::vector<std::string>{"Waiting for the Trap Store"});
+  EXPECT_GE(painted, 5);
+  EXPECT_EQ(busy.Depth(), 0);
 }
 
 // Another file under the same name is another store: restored from a backup, say.

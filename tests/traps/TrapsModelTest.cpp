@@ -232,6 +232,34 @@ TEST(TrapsReloadTest, ShowsWhatAWindowOpenFromTheStartShows) {
   }
 }
 
+TEST_F(TrapsModelTest, ALoadThatIsStoppedLeavesAPartAndTakesWhatComes) {
+  Model.Load();
+  Model.CheckTraps();
+  State.gMaxViewTraps = 10'000;
+  State.gLastTrapTime = 3000;
+  AddStored(3000);
+  auto part = Open();
+  const std::array<intake::StoredTrapsTaker*, 2> both{part.get(), &Model};
+  Busy.StepsLeft = 0;
+  Stored.Load(both);
+  EXPECT_EQ(part->Stopped(), LoadStop::Part);
+  const std::size_t read = part->Rows().Count();
+  EXPECT_LT(read, 3000U);
+  EXPECT_EQ(TotalOf("router1"), -1) << "no count is half";
+  Add(3001, 3001);
+  Library.Deliver(3001, "router1", 3001);
+  Model.CheckTraps();
+  EXPECT_EQ(part->Rows().Count(), read + 1) << "and nothing is loaded again unasked";
+  Windows.Models.front()->LoadEnds({.Unacknowledged = 0, .Failure = {}, .Stopped = true});
+  EXPECT_EQ(part->Stopped(), LoadStop::Kept);
+  Busy.StepsLeft = -1;
+  Strip.Press(StripKind::Stopped);
+  EXPECT_EQ(part->Stopped(), LoadStop::None);
+  EXPECT_EQ(part->Rows().Count(), 3001U);
+  EXPECT_EQ(TotalOf("router1"), 3001);
+  EXPECT_EQ(Strip.Line(StripKind::Stopped), nullptr);
+}
+
 class TrapDetailFormTest : public TrapsModelTest {
  protected:
   // Traps with these notes, numbered from 1.

@@ -118,6 +118,35 @@ void OutlineOnDark(QStyle::PrimitiveElement element, const QStyleOption& option,
   painter.restore();
 }
 
+// The room of a progress bar, so that what is left can be told from the card around it, dark or light.
+void DrawGroove(const QStyleOption& option, QPainter& painter) {
+  constexpr double kOutlineShare = 0.5;  // of the text's colour: at least 3 : 1 on either palette
+  const QColor base = option.palette.color(QPalette::Base);
+  painter.save();
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(Mix(base, option.palette.color(QPalette::Active, QPalette::Text), kOutlineShare));
+  painter.setBrush(base);
+  painter.drawRoundedRect(QRectF(option.rect).adjusted(0.5, 0.5, -0.5, -0.5), 3, 3);
+  painter.restore();
+}
+
+void DrawProgress(const QStyleOptionProgressBar& bar, QPainter& painter) {
+  constexpr double kInset = 2;
+  const QRectF room = QRectF(bar.rect).adjusted(kInset, kInset, -kInset, -kInset);
+  const double part =
+      static_cast<double>(bar.progress - bar.minimum) / static_cast<double>(bar.maximum - bar.minimum);
+  QRectF done(room.topLeft(), QSizeF(room.width() * std::clamp(part, 0.0, 1.0), room.height()));
+  if (bar.direction == Qt::RightToLeft) {
+    done.moveRight(room.right());
+  }
+  painter.save();
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.setPen(Qt::NoPen);
+  painter.setBrush(bar.palette.color(QPalette::Highlight));
+  painter.drawRoundedRect(done, 1.5, 1.5);
+  painter.restore();
+}
+
 // The toolkit calls what ascends "down", after where the list grows.  People read the arrow as the direction
 // of the values: up, they grow from the top on.
 QStyleOptionHeader WithTurnedArrow(const QStyleOptionHeader& header) {
@@ -259,7 +288,12 @@ void KorvaneStyle::drawControl(ControlElement element, const QStyleOption* optio
                                const QWidget* widget) const {
   const auto* header = qstyleoption_cast<const QStyleOptionHeader*>(option);
   const auto* item = qstyleoption_cast<const QStyleOptionMenuItem*>(option);
-  if (element == CE_HeaderLabel && header != nullptr && !header->icon.isNull()) {
+  const auto* bar = qstyleoption_cast<const QStyleOptionProgressBar*>(option);
+  if (element == CE_ProgressBarGroove) {
+    DrawGroove(*option, *painter);
+  } else if (element == CE_ProgressBarContents && bar != nullptr && bar->maximum > bar->minimum) {
+    DrawProgress(*bar, *painter);
+  } else if (element == CE_HeaderLabel && header != nullptr && !header->icon.isNull()) {
     const QStyleOptionHeaderV2 moved = OverThePicturesOfRows(*header);
     QProxyStyle::drawControl(element, &moved, painter, widget);
   } else if (element == CE_MenuItem && item != nullptr && !item->icon.isNull() &&
