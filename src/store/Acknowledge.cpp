@@ -50,10 +50,11 @@ class PortionSize {
   std::size_t rows_ = 500;
 };
 
-// One transaction of many short statements.
+// One transaction of many short statements.  What counts is the store's time: the windows are painted
+// meanwhile.
 template <class Work>
-auto Portion(Connection& connection, Work work) {
-  return connection.Together([&] { return RetriedOnce(connection, work); });
+auto Portion(Connection& connection, PortionSize& size, Work work) {
+  return connection.Together([&] { return size.Timed([&] { return RetriedOnce(connection, work); }); });
 }
 
 struct LockedRows {
@@ -258,8 +259,7 @@ void Carry(Sweep& sweep, bool more, Connection& connection, PortionSize& size, A
   std::int64_t done = result.ChangedCount();
   while (!sweep.Ended() && !result.Stopped && !result.Failure) {
     try {
-      AcknowledgedPortion portion =
-          size.Timed([&] { return Portion(connection, [&] { return sweep.Next(size.Rows()); }); });
+      AcknowledgedPortion portion = Portion(connection, size, [&] { return sweep.Next(size.Rows()); });
       done += std::ssize(portion.Changed);
       Add(result, std::move(portion));
       result.Stopped = (more || !sweep.Ended()) && !goOn(done);
@@ -276,7 +276,9 @@ bool CarrySmall(std::span<Sweep> sweeps, bool more, Connection& connection, cons
   const std::size_t rows = std::min(size.Rows(), kRowsOfASmallSource);
   try {
     if (!std::ranges::all_of(sweeps, [rows](Sweep& sweep) { return sweep.FitsInto(rows); })) return false;
-    Add(result, Portion(connection, [&] { return Sweep::Rest(connection, sweeps); }));
+    Add(result, connection.Together([&] {
+      return RetriedOnce(connection, [&] { return Sweep::Rest(connection, sweeps); });
+    }));
     result.Stopped = more && !goOn(result.ChangedCount());
   } catch (const DatabaseError& error) {
     if (result.Portions.empty()) throw;
@@ -309,8 +311,7 @@ Acknowledgement AcknowledgeTraps(Connection& connection, std::span<const TrapKey
   for (std::size_t done = 0; done < traps.size() && !result.Failure && !result.Stopped;) {
     const auto some = traps.subspan(done, std::min(size.Rows(), traps.size() - done));
     try {
-      SingleTraps portion =
-          size.Timed([&] { return Portion(connection, [&] { return AcknowledgeSome(connection, some); }); });
+      SingleTraps portion = Portion(connection, size, [&] { return AcknowledgeSome(connection, some); });
       leaving.insert(leaving.end(), portion.Leaving.begin(), portion.Leaving.end());
       result.Gone += portion.Gone;
       result.Failure = std::move(portion.Failure);
@@ -432,8 +433,8 @@ TakenBack TakeBack(Connection& connection, const Acknowledgement& acknowledgemen
     for (std::span<const TrapKey> left = portion.Changed; !left.empty();) {
       const auto some = left.first(std::min(size.Rows(), left.size()));
       try {
-        const TrapSelection back = size.Timed(
-            [&] { return Portion(connection, [&] { return work.Take(some, portion.ChangeId); }); });
+        const TrapSelection back =
+            Portion(connection, size, [&] { return work.Take(some, portion.ChangeId); });
         for (const NumberRange& range : back.Numbers) {
           for (std::int64_t number = range.First; number <= range.Last; ++number) {
             numbers.push_back(static_cast<std::int32_t>(number));
