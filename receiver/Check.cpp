@@ -36,6 +36,7 @@ std::string StoreProblem() {
                     {.ConnectTimeoutSeconds = 10, .CommandTimeoutSeconds = 10});
     connection.OpenRecordset(store::kEventTrap, "1 = 0").Next();
     connection.OpenRecordset("Receiver_State", "1 = 0").Next();
+    connection.OpenRecordset("Receiver_Duty", "1 = 0").Next();
     connection.OpenRecordset(store::kReceiverHeartbeat, "1 = 0").Next();
     return {};
   } catch (const store::DatabaseError& error) {
@@ -62,6 +63,10 @@ bool CheckConfiguration(const Configuration& configuration) {
   Report(
       fmt::format("{}: {}", configuration.SnmpFile.string(), access.Summary()),
       access.Problems.empty() ? "" : "a start would admit no more than that, a reload would change nothing");
+  if (!configuration.Group.empty()) {
+    good = Report(fmt::format("receiver group {}", configuration.Group), GroupProblem(configuration.Group)) &&
+           good;
+  }
   good = Report(fmt::format("mail server {}", configuration.Mail.Server),
                 MailAccessProblem(configuration.Mail)) &&
          good;

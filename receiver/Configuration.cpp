@@ -86,6 +86,16 @@ std::vector<std::string> SplitAddresses(std::string_view list) {
   return addresses;
 }
 
+std::string GroupProblem(std::string_view group) {
+  constexpr std::size_t kLongest = 64;
+  constexpr std::string_view kCharacters =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._";
+  return group.size() <= kLongest && group.find_first_not_of(kCharacters) == std::string_view::npos
+             ? ""
+             : fmt::format("{} takes up to {} letters, digits, dashes, dots and underscores",
+                           kReceiverGroupValue, kLongest);
+}
+
 Configuration ReadConfiguration(platform::RegistryStore& registry) {
   Configuration configuration;
   if (auto addresses = SplitAddresses(TextValue(registry, kListenAddressesValue)); !addresses.empty()) {
@@ -97,6 +107,7 @@ Configuration ReadConfiguration(platform::RegistryStore& registry) {
   if (const std::string file = TextValue(registry, kSnmpFileValue); !file.empty()) {
     configuration.SnmpFile = file;
   }
+  configuration.Group = TextValue(registry, kReceiverGroupValue);
   configuration.Ages = {.AckHours = NumberValue(registry, kAckFrequencyValue),
                         .PurgeDays = NumberValue(registry, kPurgeFrequencyValue)};
   configuration.Mail = ReadMailAccess(registry);

@@ -25,6 +25,8 @@ inline constexpr store::ConnectionOptions kStoreOptions = {.ConnectTimeoutSecond
 // Strings below the manager's key, beside kListenAddressesValue; an absent or empty one has its default.
 inline constexpr std::string_view kSpoolFolderValue = "KVSpoolDir";
 inline constexpr std::string_view kSnmpFileValue = "KVSnmpConfig";
+// The name of a group of receivers that get the same traps: letters, digits and "-._", up to 64.
+inline constexpr std::string_view kReceiverGroupValue = "KVReceiverGroup";
 
 // Of the mails of alerts.
 inline constexpr std::string_view kSmtpTlsValue = "KVSmtpTls";
@@ -63,8 +65,12 @@ struct Configuration {
   Intervals Ages;
   MailAccess Mail;
   AlertPace Pace;
+  std::string Group;  // empty: alone
   std::size_t CaptureBytes = std::size_t{256} << 20;
 };
+
+// Why the group can't have that name; empty when it can.
+std::string GroupProblem(std::string_view group);
 
 Configuration ReadConfiguration(platform::RegistryStore& registry);
 

@@ -10,6 +10,7 @@ namespace korvane::receiver {
 struct Counters {
   std::atomic<std::uint64_t> Received = 0;     // traps and informs taken in
   std::atomic<std::uint64_t> Stored = 0;       // rows committed to the trap store
+  std::atomic<std::uint64_t> PassedOver = 0;   // stored by another receiver of the group
   std::atomic<std::uint64_t> Malformed = 0;    // packets that were no acceptable notification
   std::atomic<std::uint64_t> Repeated = 0;     // informs sent again because the answer was late or lost
   std::atomic<std::uint64_t> Answered = 0;     // responses sent to informs

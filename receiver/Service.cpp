@@ -136,8 +136,12 @@ Service::Service(const Configuration& configuration, platform::RegistryStore& re
       ring_(configuration.CaptureBytes),
       alerts_(std::string(store::kDataSourceName), registry, spool_, configuration, log, &turns_),
       writer_(spool_, store_, Quarantine(configuration.SpoolFolder / "quarantine.txt"), counters_, log,
-              {.Stored = [this](std::span<const SpooledTrap> traps) { alerts_.Offer(traps); },
-               .Condition = [this] { return Condition(); }}),
+              {.LongestPause = std::chrono::milliseconds(configuration.Group.empty() ? 5000 : 2000),
+               .Stored = [this](std::span<const SpooledTrap> traps) { alerts_.Offer(traps); },
+               .PassedOver = [this](std::span<const SpooledTrap> traps) { alerts_.PassOver(traps); },
+               .Condition = [this] { return Condition(); },
+               .Duty = {.Group = configuration.Group,
+                        .AllSpooled = [this] { return ring_.Waiting() == 0 && queue_.Empty(); }}}),
       housekeeping_(std::string(store::kDataSourceName), configuration.Ages, clocks_,
                     configuration.SpoolFolder, log,
                     {.Waiting = [this] { return spool_.Waiting(); }, .Turns = &turns_}),
@@ -151,6 +155,9 @@ Service::Service(const Configuration& configuration, platform::RegistryStore& re
 }
 
 void Service::Run() {
+  if (const std::string problem = GroupProblem(configuration_.Group); !problem.empty()) {
+    throw std::runtime_error(problem);  // alone it would store what the others store too
+  }
   ReadAccess(false);
   if (const std::string problem = MailAccessProblem(configuration_.Mail); !problem.empty()) {
     log_.Error(fmt::format("no mail of an alert goes to {}: {}", configuration_.Mail.Server, problem));

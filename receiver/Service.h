@@ -9,7 +9,7 @@
 //   looking       stored traps -> alerts        (AlertRunner), and a thread for each kind of action
 //   (ActionLane)
 //
-// What the network can make it hold is bounded in bytes, by less than 600 MiB in all.  In MiB, at most:
+// What the network can make it hold is bounded in bytes, by less than 630 MiB in all.  In MiB, at most:
 //   256  the ring of packets, a setting, and 12 of its blocks (PacketRing); when it is full packets are
 //   dropped
 //     4  for each socket, what is being captured (Capture)
@@ -18,6 +18,7 @@
 //    16  answers to informs (InformTable), and 2 for the tokens of those that are not safe yet
 //    12  the batch being stored, as read, as sent and as statements (WriterOptions); the rest is in the spool
 //    32  pages of an embedded store (EmbeddedInsert)
+//    32  in a group of receivers, what the others have stored (TwinFilter)
 //    24  traps that wait for the alerts, and the newest for each summary (AlertRunnerOptions)
 //     6  sources of a storm, and names of traps that alerts were about (AlertLimiter, AlertRunner)
 //    16  firings that wait for the four kinds of action (ActionLaneOptions), and while they are written down

@@ -23,7 +23,8 @@ constexpr std::string_view kUsage =
     "  --check       try the configuration, the spool folder and the trap store; then end\n"
     "\n"
     "SIGUSR1 logs the counters, SIGHUP reads the SNMP users again, SIGUSR2 says that the clock is right.\n"
-    "Settings are read from the registry file: KVListenAddresses, KVSpoolDir, KVSnmpConfig, KVCaptureMiB.\n";
+    "Settings are read from the registry file: KVListenAddresses, KVSpoolDir, KVSnmpConfig, KVCaptureMiB,\n"
+    "KVReceiverGroup.\n";
 
 constexpr std::array<std::string_view, 5> kOptions = {"--foreground", "--debuggable", "--check", "--help",
                                                       "--version"};

@@ -50,6 +50,22 @@ CREATE TABLE Receiver_Heartbeat (
   Disk_Used     INTEGER NOT NULL DEFAULT 0
 ) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
 
+-- Who stores, of receivers that get the same traps; a row a group (KVReceiverGroup).  Every transaction of a group
+-- changes the row before it adds traps, so they come one after the other.  Term counts the changes of the Holder, a
+-- spool, and fences off the one before.  Beat moves about once a second, or another one takes over.  What the holder
+-- received before Stored_Through (UTC seconds) is stored, no trap of the group has a number above Stored_Number, and
+-- Additions counts what others have added: traps that the holder did not get.
+CREATE TABLE Receiver_Duty (
+  Group_Name     VARCHAR(255) NOT NULL PRIMARY KEY,
+  Holder         VARCHAR(255) NOT NULL DEFAULT '',
+  Machine        VARCHAR(255) NOT NULL DEFAULT '',
+  Term           INTEGER NOT NULL DEFAULT 0,
+  Beat           INTEGER NOT NULL DEFAULT 0,
+  Additions      INTEGER NOT NULL DEFAULT 0,
+  Stored_Through INTEGER NOT NULL DEFAULT 0,
+  Stored_Number  INTEGER NOT NULL DEFAULT 0
+) ENGINE=InnoDB DEFAULT CHARACTER SET utf8mb4 COLLATE utf8mb4_nopad_bin;
+
 -- What was changed in the store, by whom; written with each change, followed by every console.  Numbers holds
 -- sequence numbers as ranges ("3-7,12"); Source and Upper_Time are NULL where they bound nothing.
 CREATE TABLE Change_Log (

@@ -19,6 +19,7 @@ using std::chrono::steady_clock;
 
 constexpr std::size_t kLeastShare = 4096;  // of an alert's summary: room for all but the bindings
 constexpr std::size_t kNamedBytes = std::size_t{4} << 20;
+constexpr std::size_t kMostPassedOver = 10'000;
 constexpr std::size_t kCatchUpRows = 1000;
 constexpr std::size_t kCatchUpBytes = std::size_t{4} << 20;
 constexpr ActionSet kLimitedActions = kBeepAction | kMailAction | kMessageAction;
@@ -66,6 +67,40 @@ void AlertRunner::Offer(std::span<const SpooledTrap> traps) {
   changed_.notify_one();
 }
 
+void AlertRunner::PassOver(std::span<const SpooledTrap> traps) {
+  {
+    const std::lock_guard lock(mutex_);
+    const std::uint64_t first = traps.front().Number;
+    const std::uint64_t last = traps.back().Number;
+    if (!passedOver_.empty() && passedOver_.back().second + 1 == first) {
+      passedOver_.back().second = last;
+    } else {
+      passedOver_.emplace_back(first, last);
+    }
+    if (passedOver_.size() > kMostPassedOver) {
+      passedOver_.pop_front();
+    }
+  }
+  changed_.notify_one();
+}
+
+bool AlertRunner::WasPassedOver(std::uint64_t number) {
+  const std::lock_guard lock(mutex_);
+  while (!passedOver_.empty() && passedOver_.front().second < number) {
+    passedOver_.pop_front();
+  }
+  return !passedOver_.empty() && passedOver_.front().first <= number;
+}
+
+// With nothing else in front of them.
+void AlertRunner::LeavePassedOver() {
+  const std::lock_guard lock(mutex_);
+  if (!behind_ && offered_.empty() && !passedOver_.empty()) {
+    looked_ = std::max(looked_, passedOver_.back().second);
+    passedOver_.clear();
+  }
+}
+
 void AlertRunner::Run(const std::stop_token& stop) {
   while (!stop.stop_requested()) {
     Follow();
@@ -81,6 +116,7 @@ void AlertRunner::Run(const std::stop_token& stop) {
     }
     if (traps.empty()) {
       ReadFromSpool(stop);
+      LeavePassedOver();
     }
     ActOnSummaries();
     Remember(steady_clock::now());
@@ -92,7 +128,8 @@ std::deque<SpooledTrap> AlertRunner::TakeTraps(const std::stop_token& stop) {
   std::unique_lock lock(mutex_);
   // Until the alerts are known, traps wait.
   changed_.wait_for(lock, stop, options_.FollowEvery, [this] {
-    return rulesRead_ && (!offered_.empty() || (behind_ && spool_.StoredNumber() > looked_));
+    return rulesRead_ && (!offered_.empty() || (!behind_ && !passedOver_.empty()) ||
+                          (behind_ && spool_.StoredNumber() > looked_));
   });
   if (rulesRead_) {
     traps.swap(offered_);
@@ -123,7 +160,11 @@ void AlertRunner::ReadFromSpool(const std::stop_token& stop) {
       break;
     }
     CountMissing(trap.Number);
-    Look(trap);
+    if (WasPassedOver(trap.Number)) {
+      looked_ = trap.Number;
+    } else {
+      Look(trap);
+    }
   }
   if (looked_ == before && stored > looked_ && !stop.stop_requested()) {
     CountMissing(stored + 1);  // none of them is there

@@ -68,6 +68,8 @@ class AlertRunner {
 
   // Of the storing thread: these were stored.
   void Offer(std::span<const SpooledTrap> traps);
+  // Another receiver stored these, and looks at them.
+  void PassOver(std::span<const SpooledTrap> traps);
   void Run(const std::stop_token& stop);
   // Once Run and the lanes have ended.
   void RememberForNextRun();
@@ -86,6 +88,8 @@ class AlertRunner {
   // Those after the last one that was looked at; nothing, after a pause, when they can't be read now.
   std::optional<std::vector<SpooledTrap>> StoredTraps(const std::stop_token& stop);
   void CountMissing(std::uint64_t number);
+  bool WasPassedOver(std::uint64_t number);
+  void LeavePassedOver();
   void Look(const SpooledTrap& trap);
   SpooledTrap ForSummary(const SpooledTrap& trap) const;
   void ActOnSummaries();
@@ -106,7 +110,10 @@ class AlertRunner {
   std::condition_variable_any changed_;
   std::deque<SpooledTrap> offered_;
   std::size_t queuedBytes_ = 0;  // of offered_ and of those that Run has in hand
-  bool behind_ = true;           // what follows those is to be read from the spool
+  // Numbers that are not to be looked at: first and last, ascending, those beyond looked_.  The oldest are
+  // forgotten when there are too many: then two receivers act.
+  std::deque<std::pair<std::uint64_t, std::uint64_t>> passedOver_;
+  bool behind_ = true;  // what follows those is to be read from the spool
 
   // Of the running thread.
   UpdateSignal signal_;

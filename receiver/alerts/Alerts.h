@@ -33,6 +33,7 @@ class Alerts {
   Alerts& operator=(const Alerts&) = delete;
 
   void Offer(std::span<const SpooledTrap> traps) { runner_.Offer(traps); }
+  void PassOver(std::span<const SpooledTrap> traps) { runner_.PassOver(traps); }
   void Start();
   void RequestStop() { stop_.request_stop(); }
   // False: something still hangs; its threads can't be joined.  Else what is left is remembered for the next

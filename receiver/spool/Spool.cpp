@@ -99,6 +99,7 @@ void Spool::AddSegment(const fs::path& file) {
     segment.First = segment.Count == 0 ? trap->Number : std::min(segment.First, trap->Number);
     segment.Last = std::max(segment.Last, trap->Number);
     ++segment.Count;
+    earlierEnd_ = trap->Row.EventTime;
     // The last so many, not those of the last minutes: a clock that was set would have a copy stored again.
     if (trap->Row.InformKey != 0) {
       earlierInforms_.push_back(trap->Row.InformKey);

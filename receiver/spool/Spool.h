@@ -70,6 +70,8 @@ class Spool {
   static std::uint64_t StartOfRun(std::uint64_t number);
   // Keys of the informs that earlier runs received last, found when the files were opened; the oldest first.
   const std::vector<std::uint64_t>& EarlierInforms() const { return earlierInforms_; }
+  // When the last trap came that earlier runs left behind, UTC seconds; 0: there is none.
+  std::int32_t EarlierEnd() const { return earlierEnd_; }
   // What the file beside the spool remembers as stored, for a store that knows nothing of this spool.
   std::uint64_t RememberedStored() const { return rememberedStored_; }
 
@@ -141,6 +143,7 @@ class Spool {
   std::uint64_t rememberedStored_ = 0;
   bool lostIdentity_ = false;
   std::vector<std::uint64_t> earlierInforms_;
+  std::int32_t earlierEnd_ = 0;
 
   mutable std::mutex mutex_;  // segments_, unwritten_
   std::condition_variable more_;

@@ -51,6 +51,11 @@ void TrapQueue::Close() {
   changed_.notify_all();
 }
 
+bool TrapQueue::Empty() const {
+  const std::lock_guard lock(mutex_);
+  return batches_.empty();
+}
+
 bool TrapQueue::Closed() const {
   const std::lock_guard lock(mutex_);
   return closed_;

@@ -26,6 +26,7 @@ class TrapQueue {
   // Always takes them: HasRoom is asked before more is read.
   void Push(std::vector<QueuedTrap> traps);
   bool HasRoom() const;
+  bool Empty() const;
   // What there is, in order, up to some megabytes, waiting a while when there is nothing.  Empty after the
   // time, or when the queue was closed and is used up.
   std::vector<QueuedTrap> Take(std::chrono::milliseconds longest);

@@ -106,6 +106,24 @@ void DatabaseTrapStore::Insert(const TrapRow& row) {
   batch_->Add(values);
 }
 
+// Before the rows: so no number is given to a trap of the group that is smaller than one of an earlier
+// transaction, and whoever reads up to the number that the row names has read all.
+void DatabaseTrapStore::BeginClaim() {
+  if (!claim_) {
+    return;
+  }
+  LimitStandstill(connection_);
+  if (const std::string statement = ClaimStatement(*claim_); connection_.Execute(statement) != 1) {
+    throw DutyLost(statement);
+  }
+}
+
+void DatabaseTrapStore::EndClaim() {
+  if (claim_) {
+    connection_.Execute(NoteStatement(*claim_, std::to_string(store::NewestTrapNumber(connection_))));
+  }
+}
+
 // Each changes one row.  Conditional on where the number stands, so that a second receiver with a copy of
 // this spool is noticed instead of both moving it.
 std::vector<std::string> DatabaseTrapStore::MoveStatements(std::uint64_t from, std::uint64_t to) const {
@@ -144,19 +162,38 @@ void DatabaseTrapStore::Store(std::span<const SpooledTrap> traps, std::uint64_t 
 void DatabaseTrapStore::StoreAll(std::span<const SpooledTrap> traps, std::uint64_t previous) {
   const std::uint64_t last = traps.back().Number;
   if (embedded_) {
-    RequireMoved(embedded_->Store(traps, MoveStatements(previous, last)));
+    StoreEmbedded(traps, MoveStatements(previous, last));
   } else {
     store::RetriedOnce(connection_, [&] {
       store::Transaction transaction(connection_);
+      BeginClaim();
       for (const SpooledTrap& trap : traps) {
         Insert(trap.Row);
       }
       batch_->Flush();
       Move(previous, last);
+      EndClaim();
       transaction.Commit();
     });
   }
   NoteConfirmed(last);
+}
+
+// It has one writer at a time, so the claim may as well come last.
+void DatabaseTrapStore::StoreEmbedded(std::span<const SpooledTrap> traps,
+                                      std::vector<std::string> statements) {
+  std::string claim;
+  if (claim_) {
+    claim = ClaimStatement(*claim_);
+    statements.push_back(claim);
+    statements.push_back(
+        NoteStatement(*claim_, fmt::format("(SELECT MAX(SequenceNumber) FROM {})", store::kEventTrap)));
+  }
+  const std::optional<std::string> failed = embedded_->Store(traps, statements);
+  if (failed && failed == claim) {
+    throw DutyLost(claim);
+  }
+  RequireMoved(failed);
 }
 
 void DatabaseTrapStore::NoteConfirmed(std::uint64_t number) {
@@ -168,10 +205,17 @@ void DatabaseTrapStore::Skip(std::uint64_t number, std::uint64_t previous) {
   const WriteTurns::Turn turn(TurnsHere());
   store::RetriedOnce(connection_, [&] {
     store::Transaction transaction(connection_);
+    BeginClaim();
     Move(previous, number);
+    EndClaim();
     transaction.Commit();
   });
   NoteConfirmed(number);
+}
+
+void DatabaseTrapStore::With(const std::function<void(store::Connection&)>& work) {
+  const WriteTurns::Turn turn(TurnsHere());
+  work(connection_);
 }
 
 void DatabaseTrapStore::Probe() {

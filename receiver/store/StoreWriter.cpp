@@ -15,6 +15,7 @@ using std::chrono::steady_clock;
 
 constexpr auto kReminder = std::chrono::minutes(1);
 constexpr auto kIdleWait = milliseconds(200);
+constexpr auto kStandByWait = milliseconds(200);
 
 std::int64_t NowMilliseconds() {
   return std::chrono::duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
@@ -35,9 +36,11 @@ StoreWriter::StoreWriter(Spool& spool, TrapStore& store, Quarantine quarantine, 
       options_(std::move(options)),
       limit_(options_.BatchRows),
       disks_(spool.Folder(), log, options_.UsedOfDisk),
-      store_(store, options_.LongestCall, [this](std::chrono::seconds underWay) {
-        NoteUnavailable(fmt::format("it has not answered for {} seconds", underWay.count()));
-      }) {
+      store_(store, options_.LongestCall,
+             [this](std::chrono::seconds underWay) {
+               NoteUnavailable(fmt::format("it has not answered for {} seconds", underWay.count()));
+             }),
+      duty_(spool, store_, log, options_.Duty) {
   // What an earlier run left behind had to wait.
   spooledBefore_ = spool_.Waiting();
   countedUpTo_ = spool_.RunStart();
@@ -75,6 +78,11 @@ bool StoreWriter::Ended() const {
 bool StoreWriter::Turn() {
   if (!connected_ && !Connect()) {
     return false;
+  }
+  try {
+    duty_.Look();
+  } catch (const store::DatabaseError& error) {
+    return GiveUp(error);
   }
   const bool waited = Fill();
   if (waited && !StoreBatch()) {
@@ -122,6 +130,7 @@ void StoreWriter::SayThatItEnds() {
     return;
   }
   try {
+    duty_.HandOver();
     store_.Beat(Condition(), true);
   } catch (const store::DatabaseError& error) {
     log_.Warning(fmt::format("the trap store could not be told that the receiver ends: {}", Describe(error)));
@@ -144,14 +153,13 @@ bool StoreWriter::Connect() {
   connected_ = true;
   everConnected_ = true;
   lastLookAtDisks_ = {};
+  duty_.Connected(stored);
   // A commit whose outcome was unknown shows here.
   SettleQuarantine(stored);
   const auto stays =
       std::ranges::find_if(Batch(), [stored](const SpooledTrap& trap) { return trap.Number > stored; });
   const std::span<const SpooledTrap> gone(Batch().begin(), stays);
-  TellStored(gone);
-  counters_.Stored += gone.size();
-  DropFromBatch(gone.size());
+  TellDone(gone);
   if (stored != stored_) {
     if (stored < stored_) {
       batch_.clear();
@@ -178,24 +186,47 @@ bool StoreWriter::Fill() {
 }
 
 bool StoreWriter::StoreBatch() {
-  const std::span<const SpooledTrap> traps = Batch().first(std::min(Batch().size(), limit_));
+  DutyVerdict verdict;
   try {
-    store_.Store(traps, stored_);
+    verdict = duty_.Judge(Batch().first(std::min(Batch().size(), limit_)));
   } catch (const store::DatabaseError& error) {
-    return AfterFailure(error, traps.size());
+    return GiveUp(error);
   }
-  Advance(traps.back().Number);
-  TellStored(traps);
-  counters_.Stored += traps.size();
-  DropFromBatch(traps.size());
+  if (verdict.Do == DutyVerdict::Action::Wait) {
+    NoteAvailable();
+    spool_.WaitForWake(stopping_ ? kStandByWait / 10 : kStandByWait);
+    return true;
+  }
+  const std::span<const SpooledTrap> traps = Batch().first(verdict.Count);
+  passes_ = verdict.Do == DutyVerdict::Action::PassOver;
+  try {
+    if (passes_) {
+      store_.Skip(traps.back().Number, stored_);
+    } else {
+      store_.Store(traps, stored_);
+    }
+  } catch (const DutyLost&) {
+    duty_.Doubt();
+    return true;
+  } catch (const store::DatabaseError& error) {
+    return passes_ ? GiveUp(error) : AfterFailure(error, traps.size());
+  }
+  duty_.Done(verdict, traps);
+  const std::uint64_t last = traps.back().Number;
+  TellDone(traps);  // before the spool says so too: what was passed over is no stored trap
+  Advance(last);
   limit_ = std::min(limit_ * 2, options_.BatchRows);
   return true;
 }
 
-void StoreWriter::TellStored(std::span<const SpooledTrap> traps) const {
-  if (options_.Stored) {
-    options_.Stored(traps);
+// The first ones of the batch, which go.
+void StoreWriter::TellDone(std::span<const SpooledTrap> traps) {
+  const auto& tell = passes_ ? options_.PassedOver : options_.Stored;
+  if (tell) {
+    tell(traps);
   }
+  (passes_ ? counters_.PassedOver : counters_.Stored) += traps.size();
+  DropFromBatch(traps.size());
 }
 
 void StoreWriter::DropFromBatch(std::size_t rows) {
@@ -208,6 +239,7 @@ void StoreWriter::DropFromBatch(std::size_t rows) {
 
 void StoreWriter::Advance(std::uint64_t number) {
   stored_ = number;
+  duty_.Reached(number);
   failures_ = 0;
   troubles_ = 0;
   spool_.MarkStored(number);

@@ -2,6 +2,9 @@
 // each, in order of reception.  A thread of its own runs Run; everything else here may be called from any
 // thread.
 //
+// In a group of receivers that get the same traps it does so while it has the duty (Duty), and passes over
+// what another one has stored.
+//
 // The store being away is a normal state: traps stay in the spool and the store is tried again with a growing
 // pause.  A store that holds a call for long counts as away too.  A trap that the store refuses by itself is
 // found by halving the batch and goes to the quarantine file, so that it never blocks the others.
@@ -20,6 +23,7 @@
 #include "receiver/spool/Quarantine.h"
 #include "receiver/spool/Spool.h"
 #include "receiver/store/DiskWatch.h"
+#include "receiver/store/Duty.h"
 #include "receiver/store/TrapStore.h"
 #include "receiver/store/WatchedTrapStore.h"
 
@@ -40,10 +44,13 @@ struct WriterOptions {
   std::chrono::milliseconds LongestCall{15000};
   // Told of what was stored, in order, on the writing thread; must not wait.
   std::function<void(std::span<const SpooledTrap>)> Stored = {};
+  // Told of what another receiver of the group has stored, likewise.
+  std::function<void(std::span<const SpooledTrap>)> PassedOver = {};
   // Asked before each beat, on the writing thread, for what the beat tells; how full the disks are is filled
   // in here.
   std::function<store::ReceiverCondition()> Condition = {};
   DiskWatch::Measure UsedOfDisk = receiver::UsedOfDisk;
+  DutyOptions Duty = {};
 };
 
 class StoreWriter {
@@ -80,7 +87,7 @@ class StoreWriter {
   void SettleQuarantine(std::uint64_t stored);
   // Closes the store until the next try.  False.
   bool GiveUp(const store::DatabaseError& error);
-  void TellStored(std::span<const SpooledTrap> traps) const;
+  void TellDone(std::span<const SpooledTrap> traps);
   void Advance(std::uint64_t number);
   void Pause();
   // On the writing thread, or on the watching one while the writing one is held in the store.
@@ -104,6 +111,7 @@ class StoreWriter {
   bool connected_ = false;
   bool everConnected_ = false;
   std::int32_t diskUsed_ = 0;
+  bool passes_ = false;            // the traps of the last transaction were passed over
   std::uint64_t stored_ = 0;       // as the trap store has it
   std::uint64_t countedUpTo_ = 0;  // traps up to here are in spooledBefore_ or did not wait
   // Read from the spool; those before the start are stored.
@@ -119,7 +127,8 @@ class StoreWriter {
   std::chrono::steady_clock::time_point lastLookAtDisks_;
   std::string aside_;  // what is to be said of the first trap of the batch once it is known to be skipped
 
-  WatchedTrapStore store_;  // the last: its thread uses the others
+  WatchedTrapStore store_;  // behind the others: its thread uses them
+  Duty duty_;
 };
 
 }  // namespace korvane::receiver

@@ -4,10 +4,14 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <optional>
 #include <span>
 #include <string_view>
 
 #include "receiver/spool/SpoolRecord.h"
+#include "receiver/store/DutyRow.h"
+#include "store/Connection.h"
 #include "store/DatabaseError.h"
 #include "store/Heartbeats.h"
 
@@ -27,6 +31,11 @@ class TrapStore {
   virtual void Store(std::span<const SpooledTrap> traps, std::uint64_t previous) = 0;
   // Moves the stored number past a trap without storing it.
   virtual void Skip(std::uint64_t number, std::uint64_t previous) = 0;
+  // What each transaction of Store and Skip claims from now on; nothing: nothing.  Where the claim does not
+  // hold they throw DutyLost, and nothing is changed.
+  virtual void Claim(std::optional<DutyClaim> claim) = 0;
+  // Does something else with the open store.
+  virtual void With(const std::function<void(store::Connection&)>& work) = 0;
   // Adds a harmless row and takes it back: succeeds when the store can take rows at all.
   virtual void Probe() = 0;
   // Shows that this receiver is alive and how it fares, or that it ends in order.

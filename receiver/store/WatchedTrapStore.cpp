@@ -61,6 +61,11 @@ void WatchedTrapStore::Skip(std::uint64_t number, std::uint64_t previous) {
   store_.Skip(number, previous);
 }
 
+void WatchedTrapStore::With(const std::function<void(store::Connection&)>& work) {
+  const Call call(*this);
+  store_.With(work);
+}
+
 void WatchedTrapStore::Probe() {
   const Call call(*this);
   store_.Probe();

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <utility>
 
 #include "receiver/store/TrapStore.h"
 
@@ -29,6 +30,8 @@ class WatchedTrapStore : public TrapStore {
                      std::uint64_t remembered) override;
   void Store(std::span<const SpooledTrap> traps, std::uint64_t previous) override;
   void Skip(std::uint64_t number, std::uint64_t previous) override;
+  void Claim(std::optional<DutyClaim> claim) override { store_.Claim(std::move(claim)); }
+  void With(const std::function<void(store::Connection&)>& work) override;
   void Probe() override;
   void Beat(const store::ReceiverCondition& condition, bool stopped) override;
   std::filesystem::path Folder() const override { return store_.Folder(); }

@@ -11,20 +11,19 @@ namespace {
 
 constexpr std::string_view kNameless = "(unnamed)";
 
-// A host may have any name; one that can't stand in a statement is no reason to store no traps.
-std::string_view FitForStatement(std::string_view machine) {
-  return machine.find_first_of("'\\") == std::string_view::npos ? machine : kNameless;
-}
-
 }  // namespace
+
+// A host may have any name; one that can't stand in a statement is no reason to store no traps.
+std::string QuotedMachine(std::string_view machine) {
+  return Quoted(machine.find_first_of("'\\") == std::string_view::npos ? machine : kNameless);
+}
 
 void Beat(Connection& connection, std::string_view spoolId, std::string_view machine,
           const ReceiverCondition& condition, bool stopped) {
   const std::string id = Quoted(spoolId);
-  const std::string values =
-      fmt::format("Machine = {}, Stopped = {}, Dropped = {}, Dropped_Since = {}, Disk_Used = {}",
-                  Quoted(FitForStatement(machine)), stopped ? 1 : 0, condition.Dropped,
-                  condition.DroppedSince, condition.DiskUsed);
+  const std::string values = fmt::format(
+      "Machine = {}, Stopped = {}, Dropped = {}, Dropped_Since = {}, Disk_Used = {}", QuotedMachine(machine),
+      stopped ? 1 : 0, condition.Dropped, condition.DroppedSince, condition.DiskUsed);
   // The number starts again below its end.
   const auto beat = [&] {
     return connection.Execute(

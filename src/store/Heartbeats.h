@@ -27,6 +27,9 @@ struct Heartbeat {
   ReceiverCondition Condition;
 };
 
+// For a statement.  A machine whose name can't stand in one is "(unnamed)".
+std::string QuotedMachine(std::string_view machine);
+
 // One more beat of this receiver; its first makes its row.  Throws DatabaseError.
 void Beat(Connection& connection, std::string_view spoolId, std::string_view machine,
           const ReceiverCondition& condition = {}, bool stopped = false);

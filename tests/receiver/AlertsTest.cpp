@@ -118,12 +118,13 @@ class AlertRunnerTest : public testing::Test {
   }
   // As the storing thread does; what is stored while the receiver stops is not offered any more.
   void StoreTraps(std::size_t count, const std::string& source = "machine1",
-                  const std::string& bindings = "Descr=Eth0", bool offered = true) {
+                  const std::string& bindings = "Descr=Eth0",
+                  void (AlertRunner::*tell)(std::span<const SpooledTrap>) = &AlertRunner::Offer) {
     const std::uint64_t before = spool_->LastNumber();
     spool_->Append(std::vector(count, LinkDown(source, bindings)));
     const std::vector<SpooledTrap> traps = spool_->Read(before, count, 1U << 30);
+    if (tell != nullptr) (*runner_.*tell)(traps);
     spool_->MarkStored(spool_->LastNumber());
-    if (offered) runner_->Offer(traps);
   }
   bool FiredBecome(std::size_t count) {
     return test::WaitUntil([&] { return Fired.Lines().size() == count; });
@@ -227,6 +228,7 @@ TEST_F(AlertRunnerTest, EveryStoredTrapIsLookedAtOnceAndTheSpoolHoldsWhatFindsNo
                                    .SummaryBytes = 16 << 10};
   Run(options);
   StoreTraps(100, "noisy", std::string(100'000, 'x'));
+  StoreTraps(2, "another receiver's", "x", &AlertRunner::PassOver);
   StoreTraps(5, "quiet");
   ASSERT_TRUE(test::WaitUntil([&] { return Log.Holds("the alerts can't be read now"); }));
   EXPECT_TRUE(Fired.Lines().empty());
@@ -239,6 +241,7 @@ TEST_F(AlertRunnerTest, EveryStoredTrapIsLookedAtOnceAndTheSpoolHoldsWhatFindsNo
 
   // Read again, the rules keep what an alert has counted, and its summary names a real trap.
   StoreTraps(7, "noisy");
+  StoreTraps(2, "another receiver's", "x", &AlertRunner::PassOver);
   AskToReadAgain(1);
   ASSERT_TRUE(FiredBecome(5));
   EXPECT_THAT(Fired.Lines().back(), HasSubstr("linkDown from noisy and 7 more traps"));
@@ -250,7 +253,7 @@ TEST_F(AlertRunnerTest, EveryStoredTrapIsLookedAtOnceAndTheSpoolHoldsWhatFindsNo
   AlertRule rule = Rule(&AlertRule::MessageTo, "pc1");
   rule.Id = 1;
   Waiting = {{Firing(rule, LinkDown("waiting")), kMessageAction}};
-  StoreTraps(1, "late", "x", false);
+  StoreTraps(1, "late", "x", nullptr);
   End();
   Waiting.clear();
   for (const std::size_t fired : {8U, 8U}) {

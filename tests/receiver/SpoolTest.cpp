@@ -197,6 +197,8 @@ class FaultyStore : public TrapStore {
   void Probe() override {
     Operation([] {});
   }
+  void Claim(std::optional<DutyClaim>) override {}
+  void With(const std::function<void(store::Connection&)>&) override {}
   void Beat(const store::ReceiverCondition&, bool) override {}
   void Close() noexcept override {}
   bool FaultHappened() const { return operations_ >= FailAt; }

@@ -5,6 +5,17 @@ UPDATE Store_Info SET Store_Identity = gen_random_uuid() WHERE Store_Identity = 
 ALTER TABLE Receiver_Heartbeat ADD COLUMN IF NOT EXISTS Dropped INTEGER NOT NULL DEFAULT 0;
 ALTER TABLE Receiver_Heartbeat ADD COLUMN IF NOT EXISTS Dropped_Since INTEGER NOT NULL DEFAULT 0;
 ALTER TABLE Receiver_Heartbeat ADD COLUMN IF NOT EXISTS Disk_Used INTEGER NOT NULL DEFAULT 0;
+-- Receivers that get the same traps agree on who stores them.
+CREATE TABLE IF NOT EXISTS Receiver_Duty (
+  Group_Name     VARCHAR(255) NOT NULL PRIMARY KEY,
+  Holder         VARCHAR(255) NOT NULL DEFAULT '',
+  Machine        VARCHAR(255) NOT NULL DEFAULT '',
+  Term           INTEGER NOT NULL DEFAULT 0,
+  Beat           INTEGER NOT NULL DEFAULT 0,
+  Additions      INTEGER NOT NULL DEFAULT 0,
+  Stored_Through INTEGER NOT NULL DEFAULT 0,
+  Stored_Number  INTEGER NOT NULL DEFAULT 0
+);
 -- "No action" has the number 1, also where the store was made through a node that counts from another one.
   -- No automatic number below it was or will be given, so 1 is free.
 UPDATE Trap_Notification_Master SET Beep_ID = 1 WHERE Beep_ID =
