@@ -27,7 +27,7 @@ constexpr std::int32_t kClocksApart = 2;
 constexpr std::size_t kRowsAtOnce = 5000;
 constexpr int kPortionsOfALook = 40;
 // Rows are read in the order of their numbers; those of a time may have come a little later.
-constexpr int kOldestRows = 20'000;
+constexpr int kOldestRows = 5000;
 constexpr std::size_t kOwnRows = 4000;
 constexpr std::size_t kOwnBytes = std::size_t{4} << 20;
 constexpr std::uint64_t kManyWaiting = 10'000;
@@ -43,10 +43,13 @@ std::uint64_t Seed() {
 // The number before that of the first row of this time or later; nothing: there is none.
 std::optional<std::int32_t> NumberBefore(store::Connection& connection, std::int32_t time) {
   store::Recordset rows = connection.OpenRecordset(fmt::format(
-      "SELECT MIN(SequenceNumber) AS First FROM (SELECT SequenceNumber FROM {} WHERE EventTime >= {} "
-      "ORDER BY EventTime, SequenceNumber LIMIT {}) AS Oldest",
+      "SELECT SequenceNumber FROM {} WHERE EventTime >= {} ORDER BY EventTime, SequenceNumber LIMIT {}",
       store::kEventTrap, time, kOldestRows));
-  return rows.Next() && !rows.IsNull("First") ? std::optional(rows.Integer("First") - 1) : std::nullopt;
+  std::optional<std::int32_t> first;
+  while (rows.Next()) {
+    first = std::min(rows.Integer(std::size_t{0}), first.value_or(std::numeric_limits<std::int32_t>::max()));
+  }
+  return first ? std::optional(*first - 1) : std::nullopt;
 }
 
 }  // namespace
@@ -172,6 +175,7 @@ void Duty::TakeOver(const std::optional<DutyRow>& seen) {
   });
   See(row.value_or(DutyRow()));
   holds_ = taken && seen_.Holder == Self();
+  const auto silent = std::exchange(silent_, Clock::duration(0));
   if (!holds_) {
     return;
   }
@@ -189,7 +193,7 @@ void Duty::TakeOver(const std::optional<DutyRow>& seen) {
     log_.Info(fmt::format("{}, as before", group));
   } else {
     log_.Warning(fmt::format("{}: the one on {} has shown nothing for {:.0f} seconds", group, seen->Machine,
-                             std::chrono::duration<double>(silent_).count()));
+                             std::chrono::duration<double>(silent).count()));
   }
 }
 
@@ -198,6 +202,10 @@ void Duty::TellStandingBy() {
     toldHolder_ = seen_.Holder;
     log_.Info(fmt::format("the receiver on {} stores for the group {}; this one stands by", seen_.Machine,
                           options_.Group));
+  }
+  if (const std::int32_t ahead = seen_.StoredThrough - UtcNow();
+      ahead > TwinFilter::kMargin / 2 && IsTime(toldDifference_)) {
+    TellDifference(ahead);
   }
   if (const std::uint64_t waiting = spool_.WaitingAfter(stored_);
       waiting > kManyWaiting && IsTime(toldWaiting_)) {
@@ -231,7 +239,8 @@ DutyVerdict Duty::Judge(std::span<const SpooledTrap> traps) {
     BeginFilter(traps.front().Row.EventTime);
   }
   std::size_t count = TakeTwins(traps);
-  while (count == 0 && ReadRows(&traps.front())) {
+  // In portions: whoever has the duty must not forget to show itself.
+  for (int portion = 0; count == 0 && portion < kPortionsOfALook && ReadRows(&traps.front()); ++portion) {
     count = TakeTwins(traps);
   }
   if (count > 0) {
@@ -396,11 +405,15 @@ void Duty::NoteDifference(std::int32_t seconds) {
   // Of identical traps a single one may find the twin of another.
   farApart_ = std::abs(seconds) > TwinFilter::kMargin / 2 ? farApart_ + 1 : 0;
   if (farApart_ >= kManyFarApart && IsTime(toldDifference_)) {
-    log_.Warning(
-        fmt::format("the clocks of this machine and of {} differ by about {} seconds: with more than {} "
-                    "traps are stored twice",
-                    seen_.Machine, std::abs(seconds), TwinFilter::kMargin));
+    TellDifference(std::abs(seconds));
   }
+}
+
+void Duty::TellDifference(std::int32_t seconds) {
+  log_.Warning(
+      fmt::format("the clocks of this machine and of {} differ by about {} seconds: with more than {} "
+                  "traps are stored twice",
+                  seen_.Machine, seconds, TwinFilter::kMargin));
 }
 
 }  // namespace korvane::receiver

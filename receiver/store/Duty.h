@@ -93,6 +93,7 @@ class Duty {
   bool ReadRows(const SpooledTrap* waiting);
   bool AllIsRead(std::int32_t time) const;
   void NoteDifference(std::int32_t seconds);
+  void TellDifference(std::int32_t seconds);
   // True once in a minute.
   static bool IsTime(Clock::time_point& last);
 

@@ -54,8 +54,8 @@ class Member {
             },
         .PassedOver = [this](std::span<const SpooledTrap> traps) { PassedOver += traps.size(); },
         .Duty = {.Group = "pair",
-                 .LookEvery = milliseconds(20),
-                 .Silence = milliseconds(500),
+                 .LookEvery = milliseconds(100),
+                 .Silence = milliseconds(600),
                  .Clock = [this] { return clock_.load(); }}};
     writer_.emplace(Waits, store_, Quarantine(folder_ / "quarantine.txt"), counters_, Log, options);
     thread_ = std::thread([this] { writer_->Run(); });

@@ -15,6 +15,7 @@
 #include "receiver/KeptLog.h"
 #include "receiver/alerts/AlertReports.h"
 #include "receiver/store/DatabaseTrapStore.h"
+#include "receiver/store/Duty.h"
 #include "receiver/store/Housekeeping.h"
 #include "reports/ReportModel.h"
 #include "store/Acknowledge.h"
@@ -234,6 +235,22 @@ class StatementPlansTest : public EngineTest {
 
     const test::TempFolder folder;
     receiver::KeptLog log;
+    // One of a group takes over, stores, and reads what that was.
+    receiver::Spool spool(folder / "spool");
+    receiver::Duty duty(spool, traps, log, {.Group = "pair"});
+    some.resize(1);
+    some[0].Number = 102;
+    some[0].Row.EventTime = kStart + kTraps;
+    spool.Append(std::vector(1, some[0].Row));
+    duty.Connected(101);
+    duty.Look();
+    ASSERT_EQ(duty.Judge(some).Do, receiver::DutyVerdict::Action::Store);
+    traps.Store(some, 101);
+    duty.Done({}, some);
+    duty.Look();
+    some[0].Number = 103;
+    duty.Judge(some);
+    duty.HandOver();
     ElapsedClocks clocks;
     const std::stop_source never;
     for (const receiver::Intervals intervals : {receiver::Intervals{.AckHours = 0, .PurgeDays = 1}, {5, 0}}) {
