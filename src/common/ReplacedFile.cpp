@@ -41,15 +41,15 @@ int Refusal(const std::filesystem::path& target, FileUse use) {
     return 0;
   }
   // Renaming asks for rights on the folder only; a file that was write-protected is meant to stay.
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> probe(std::fopen(target.string().c_str(), "r+b"),
-                                                              std::fclose);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> probe(
+      std::fopen(platform::TextOf(target).c_str(), "r+b"), std::fclose);
   return probe == nullptr ? errno : 0;
 }
 
 }  // namespace
 
 ReplacedFile::ReplacedFile(std::string_view path, FileUse use)
-    : use_(use), target_(std::u8string(path.begin(), path.end())), buffer_(new char[kBufferBytes]) {
+    : use_(use), target_(platform::PathOf(path)), buffer_(new char[kBufferBytes]) {
   if (path.find('\0') != std::string_view::npos) {
     Fail(EINVAL);  // the system would see the path end there
   } else if (const int reason = Refusal(target_, use_); reason != 0) {
@@ -118,7 +118,7 @@ bool ReplacedFile::Commit() {
 // The finished file's contents into the target as it stands; 0, or why that failed.
 int ReplacedFile::Rewrite() {
   using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-  const File from(std::fopen(temporary_.string().c_str(), "rb"), std::fclose);
+  const File from(std::fopen(platform::TextOf(temporary_).c_str(), "rb"), std::fclose);
   File to(from == nullptr ? nullptr : platform::OpenSharedToRewrite(target_), std::fclose);
   if (to == nullptr) {
     return errno;

@@ -1,6 +1,7 @@
 #include "intake/ReceivedTrapRecord.h"
 
 #include <array>
+#include <utility>
 
 #include "platform/Utf8.h"
 
@@ -31,6 +32,12 @@ std::uint32_t Unsigned(Record record, std::size_t offset) {
 
 std::int32_t Signed(Record record, std::size_t offset) {
   return static_cast<std::int32_t>(Unsigned(record, offset));
+}
+
+void Put(std::span<std::byte, kReceivedTrapBytes> record, std::size_t offset, std::uint32_t value) {
+  for (std::size_t i = 0; i < 4; ++i) {
+    record[offset + i] = static_cast<std::byte>(value >> (8 * i));
+  }
 }
 
 // Releases the record's strings when the record has been read or given up.
@@ -91,6 +98,28 @@ ReceivedTrap DecodeReceivedTrap(Record record, StringMemory& memory, const AnsiT
           .GenericTrap = Signed(record, kGenericTrap),
           .EventTime = Signed(record, kEventTime),
           .TimeKey = Signed(record, kTimeKey)};
+}
+
+void EncodeReceivedTrap(const ReceivedTrap& trap, std::span<std::byte, kReceivedTrapBytes> record,
+                        StringMemory& memory, const Utf8ToAnsi& toAnsi) {
+  const std::array<std::pair<std::size_t, const std::string*>, 5> texts = {
+      {{kSource, &trap.Source},
+       {kEnterpriseOid, &trap.EnterpriseOid},
+       {kVarBindsFirst, &trap.VarBindsFirst},
+       {kVarBindsSecond, &trap.VarBindsSecond},
+       {kEventDescription, &trap.EventDescription}}};
+  const std::array<std::pair<std::size_t, std::int32_t>, 5> numbers = {
+      {{kSpecificTrap, trap.SpecificTrap},
+       {kSequenceNumber, trap.SequenceNumber},
+       {kGenericTrap, trap.GenericTrap},
+       {kEventTime, trap.EventTime},
+       {kTimeKey, trap.TimeKey}}};
+  for (const auto& [offset, text] : texts) {
+    Put(record, offset, text->empty() ? 0 : memory.Make(toAnsi(*text)));
+  }
+  for (const auto& [offset, number] : numbers) {
+    Put(record, offset, static_cast<std::uint32_t>(number));
+  }
 }
 
 }  // namespace korvane::intake

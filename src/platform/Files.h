@@ -1,15 +1,36 @@
 // What files in folders that others may write, and files that others must not have written, ask of the
-// machine beyond the standard library. linux/ implements it. Safe from any thread; never throws, errno says
-// why something failed.
+// machine beyond the standard library.  linux/ and windows/ implement it.  Safe from any thread; never
+// throws, errno says why something failed.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace korvane::platform {
+
+// A path of its text in UTF-8, and back.  The standard library's own conversions take a text for one in the
+// system's code page on some systems.
+inline std::filesystem::path PathOf(std::string_view utf8) {
+  return {std::u8string(utf8.begin(), utf8.end())};
+}
+inline std::string TextOf(const std::filesystem::path& path) {
+  const std::u8string text = path.u8string();
+  return {text.begin(), text.end()};
+}
+
+// Tells a file from one that was put in its place, also by a copy of it.
+struct FileIdentity {
+  std::uint64_t Volume = 0;
+  std::uint64_t Number = 0;
+
+  friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+};
+std::optional<FileIdentity> IdentityOfFile(const std::filesystem::path& path);  // nothing: it is not there
 
 // A group that this user can't give a file to would hand its rights to a group of strangers.  Then the group
 // gets what everyone has, or the file is not made where that is less or more than the group had.

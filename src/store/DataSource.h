@@ -10,8 +10,12 @@ namespace korvane::store {
 
 // Where korvane-setup writes the data source.  It names the library that is loaded for the store, so it
 // counts only when nobody but root and this user can change it; the folder of the registry file is open to
-// others.
+// others.  On Windows the driver manager's own data sources are the administrator's.
+#ifdef _WIN32
+inline constexpr const char* kDataSourceFile = "";
+#else
 inline constexpr const char* kDataSourceFile = "/etc/korvane-store/odbc.ini";
+#endif
 
 // The begin of a connection string.  "DSN=" and the name leave the search to the driver manager: when the
 // environment names data sources (ODBCINI, ODBCSYSINI), or the file has no section of this name.  Otherwise

@@ -1,7 +1,6 @@
 #include "store/EventTime.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <clocale>
 #include <ctime>
@@ -9,6 +8,8 @@
 #include <string_view>
 
 #include <fmt/format.h>
+
+#include "platform/DateText.h"
 
 namespace korvane::store {
 namespace {
@@ -58,8 +59,7 @@ std::string FormatDateTime(const LocalDateTime& local) {
   // Some locales' dates name the weekday.
   parts.tm_wday = static_cast<int>(std::chrono::weekday(DayOf(local)).c_encoding());
   parts.tm_isdst = -1;
-  std::array<char, 256> text{};
-  return {text.data(), std::strftime(text.data(), text.size(), "%x %X", &parts)};
+  return platform::LocaleDateTime(parts);
 }
 
 }  // namespace korvane::store

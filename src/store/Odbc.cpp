@@ -1,7 +1,5 @@
 #include "store/Odbc.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -47,8 +45,9 @@ bool TellsOfLostLink(std::string_view state) {
 // driver's; the others don't know its words and pass over them.
 constexpr std::string_view kDriverAttributes =
     // SQLite: rows as they are read, not the whole result first; a store that is not there is not created; a
-    // locked file is an error after this many milliseconds, twice, rather than after minutes.
-    ";StepAPI=1;NoCreat=1;Timeout=2000"
+    // locked file is an error after this many milliseconds, twice, rather than after minutes; texts are
+    // handed over as they are, where the driver would take them for the system's code page.
+    ";StepAPI=1;NoCreat=1;Timeout=2000;OEMCP=0"
     // PostgreSQL: rows in portions; an error inside a transaction leaves what ran before it.
     ";UseDeclareFetch=1;Fetch=2000;Protocol=7.4-2"
     // MariaDB: UTF-8; an UPDATE counts the rows it found, as on the others, not only those it changed.
@@ -320,11 +319,8 @@ bool Connection::Impl::AnswersProbe() {
 }
 
 bool Connection::Impl::FilesAreThere() const {
-  return std::ranges::all_of(Files, [](const FileMark& mark) {
-    struct stat now {};
-    const bool found = stat(mark.Path.c_str(), &now) == 0;
-    return found != mark.Missing && (!found || (now.st_ino == mark.Inode && now.st_dev == mark.Device));
-  });
+  return std::ranges::all_of(
+      Files, [](const FileMark& mark) { return platform::IdentityOfFile(mark.Path) == mark.Identity; });
 }
 
 void Connection::Impl::NoteFailure(const DatabaseError& error) noexcept {

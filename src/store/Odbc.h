@@ -3,12 +3,16 @@
 // ANSI entry points carry UTF-8: the wide ones are slower everywhere and missing in one driver.
 #pragma once
 
+#ifdef _WIN32
+#include "platform/windows/SystemHeaders.h"  // what that system's sql.h is written in
+#endif
+
 #include <sql.h>
 #include <sqlext.h>
-#include <sys/types.h>
 
 #include <cstdint>
 #include <deque>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -18,6 +22,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/Files.h"
 #include "store/CallsBeside.h"
 #include "store/Connection.h"
 #include "store/DatabaseError.h"
@@ -63,10 +68,9 @@ inline SQLCHAR* Chars(std::string_view text) {
 // What identifies a file, so that one moved away or put back from a copy is noticed (where files have no such
 // numbers, only that it is there; a system like that doesn't let an open file be moved).
 struct FileMark {
-  std::string Path;
-  bool Missing = false;  // when the connection was made: it is made anew once the file is there
-  dev_t Device = 0;
-  ino_t Inode = 0;
+  std::filesystem::path Path;
+  // When the connection was made: one that was missing then is made anew once the file is there.
+  std::optional<platform::FileIdentity> Identity;
 };
 
 class Statement;

@@ -1,7 +1,5 @@
 // What each engine's session must be told once it is open, in one table keyed by the driver's DBMS name, and
 // what must be true of the store behind it.
-#include <sys/stat.h>
-
 #include <array>
 #include <charconv>
 #include <filesystem>
@@ -10,6 +8,7 @@
 
 #include <fmt/format.h>
 
+#include "platform/Files.h"
 #include "store/Odbc.h"
 #include "store/Tables.h"
 
@@ -32,15 +31,14 @@ void AttachTrapFile(Connection::Impl& link) {
   }
   if (main.empty()) return;
   const auto mark = [&link](const std::string& path) {
-    struct stat found {};
-    const bool missing = stat(path.c_str(), &found) != 0;
-    link.Files.push_back({path, missing, found.st_dev, found.st_ino});
-    return !missing;
+    link.Files.push_back({platform::PathOf(path), platform::IdentityOfFile(platform::PathOf(path))});
+    return link.Files.back().Identity.has_value();
   };
   mark(main);
-  const std::filesystem::path file = main;
-  const std::string traps =
-      (file.parent_path() / (file.stem().string() + "-traps" + file.extension().string()));
+  std::filesystem::path file = platform::PathOf(main);
+  const std::filesystem::path ending = file.extension();
+  file.replace_extension() += "-traps";
+  const std::string traps = platform::TextOf(file += ending);
   if (!mark(traps)) return;
   std::string quoted;
   for (const char c : traps) quoted.append(c == '\'' ? 2 : 1, c);

@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/Files.h"
 #include "store/Odbc.h"
 #include "store/Recordset.h"
 #include "store/Statements.h"
@@ -73,7 +74,7 @@ class SqliteSwap : public TrapTableSwap {
         ValueOf(connection_,
                 fmt::format("SELECT file AS Found FROM pragma_database_list WHERE name = '{}'", schema_));
     std::error_code error;
-    const std::filesystem::space_info space = std::filesystem::space(file, error);
+    const std::filesystem::space_info space = std::filesystem::space(platform::PathOf(file), error);
     if (!error) size.Free = static_cast<std::int64_t>(space.available) + unused;
     return size;
   }

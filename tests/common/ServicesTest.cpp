@@ -1,23 +1,20 @@
-// Registry values, log, replaced files and the order of repainting.
+// Registry values, log and the order of repainting.
 #include <gtest/gtest.h>
+#ifndef _WIN32
 #include <sys/stat.h>
-#include <unistd.h>
+#endif
 
-#include <cerrno>
 #include <filesystem>
 #include <functional>
-#include <set>
 #include <stdexcept>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "common/Log.h"
 #include "common/OpenForms.h"
 #include "common/RegistryValues.h"
-#include "common/ReplacedFile.h"
 #include "support/FakePlatform.h"
-#include "support/Processes.h"
+#include "support/Files.h"
 #include "support/TempFolder.h"
 
 namespace korvane {
@@ -28,7 +25,6 @@ namespace fs = std::filesystem;
 using platform::RegistryHive;
 using test::ReadFile;
 using test::WriteFile;
-using Names = std::set<std::string>;
 
 TEST(RegistryValuesTest, NumbersThatAreNoneAreTheDefault) {
   test::FakeRegistry registry;
@@ -58,10 +54,12 @@ TEST_F(LogTest, RecordsAreQuotedLinesInAFileOfItsOwn) {
   // The folder is open to others: a name that leads elsewhere, or to whoever reads a pipe, is not written.
   WriteFile("precious", "precious");
   const std::vector<std::function<void(const char*)>> makers = {
-      [](const char* name) { fs::create_directory(name); },
+#ifndef _WIN32
       [](const char* name) { fs::create_symlink("precious", name); },
-      [](const char* name) { fs::create_hard_link("precious", name); },
-      [](const char* name) { mkfifo(name, 0666); }};
+      [](const char* name) { mkfifo(name, 0666); },
+#endif
+      [](const char* name) { fs::create_directory(name); },
+      [](const char* name) { fs::create_hard_link("precious", name); }};
   for (const auto& make : makers) {
     make("KVConsole.Log");
     Write("unseen", false);
@@ -72,30 +70,6 @@ TEST_F(LogTest, RecordsAreQuotedLinesInAFileOfItsOwn) {
   Write("a \"quoted\" text\nof two lines");
   Write("");
   EXPECT_EQ(ReadFile("KVConsole.Log"), "\"a \"quoted\" text\nof two lines\"\r\n\"\"\r\n");
-}
-
-TEST_F(LogTest, OperatorsWriteByTurnsInTheirStickyFolder) {
-  if (geteuid() != 0) {
-    GTEST_SKIP() << "only root can be two users";
-  }
-  constexpr gid_t kOperators = 54321;
-  ASSERT_EQ(chown(Folder.Path().c_str(), 0, kOperators), 0);
-  ASSERT_EQ(chmod(Folder.Path().c_str(), 03770), 0);
-  const std::string larger(600'000, 'x');
-  for (const uid_t user : {54322U, 54323U, 54322U}) {
-    const std::string report = std::to_string(user) + (user == 54322U ? larger : "");
-    EXPECT_TRUE(test::AsUnprivilegedUser(
-        [&report] {
-          umask(007);  // what the folder's default access list does
-          Write("line");
-          ReplacedFile file("WindowPrint.txt", FileUse::Scratch);
-          return file.Write(report) && file.Commit();
-        },
-        user, kOperators));
-    EXPECT_EQ(ReadFile("WindowPrint.txt"), report);
-  }
-  EXPECT_EQ(ReadFile("KVConsole.Log"), "\"line\"\r\n\"line\"\r\n\"line\"\r\n");
-  EXPECT_EQ(std::distance(fs::directory_iterator("."), {}), 2) << "nothing else is left there";
 }
 
 struct RecordingForm : Form {
@@ -117,89 +91,6 @@ TEST(OpenFormsTest, RepaintsTrapWindowsFromTheLastOpened) {
   forms.Open = {&systems, &all, &report, &router};
   RefreshTrapWindows(forms);
   EXPECT_EQ(painted, (std::vector<const Form*>{&router, &all, &systems}));
-}
-
-std::string Reason(int number) {
-  return std::generic_category().message(number);
-}
-
-// Empty when it worked, else why not.
-std::string Replace(const fs::path& path, std::string_view text = "new", FileUse use = FileUse::Document) {
-  ReplacedFile file(path.string(), use);
-  const bool done = file.Write(text) && file.Commit();
-  EXPECT_EQ(done, file.Error().empty());
-  return file.Error();
-}
-
-struct ReplacedFileTest : testing::Test {
-  ReplacedFileTest() { WriteFile(Target, "old"); }
-  Names NamesThere() const {
-    Names names;
-    for (const auto& entry : fs::directory_iterator(Folder.Path())) {
-      names.insert(entry.path().filename().string());
-    }
-    return names;
-  }
-
-  const test::TempFolder Folder;
-  const fs::path Target = Folder / "report.csv";
-};
-
-TEST_F(ReplacedFileTest, TheOldFileStaysUntilTheNewOneIsWholeAndLeavesItsRights) {
-  ASSERT_EQ(chmod(Target.c_str(), 0640), 0);
-  {
-    ReplacedFile file(Target.string());
-    EXPECT_TRUE(file.Write("half of"));
-    EXPECT_EQ(ReadFile(Target), "old");
-    ASSERT_EQ(NamesThere().size(), 2U);
-    for (const std::string& name : NamesThere()) {
-      EXPECT_EQ(fs::status(Folder / name).permissions(), fs::perms(0640)) << name;
-    }
-  }
-  EXPECT_EQ(ReadFile(Target), "old");
-  EXPECT_EQ(NamesThere(), Names{"report.csv"});
-  const std::string large = "new\r\n" + std::string(3'000'000, 'x') + '\0';
-  EXPECT_EQ(Replace(Target, large), "");
-  EXPECT_EQ(ReadFile(Target), large);
-  EXPECT_EQ(fs::status(Target).permissions(), fs::perms(0640));
-  EXPECT_EQ(Replace(Folder / std::string(255, 'n')), "") << "the longest name there is";
-  fs::create_symlink("report.csv", Folder / "link");
-  EXPECT_EQ(Replace(Folder / "link", "mine"), "");
-  EXPECT_EQ(ReadFile(Target), large) << "a link is replaced, not followed";
-}
-
-TEST_F(ReplacedFileTest, AFullDiskIsReportedAndLeavesNothingBehind) {
-  const test::SmallFiles small(1000);
-  for (const std::size_t bytes : {4096, 1'000'000}) {  // the smaller fails when it is committed
-    EXPECT_EQ(Replace(Target, std::string(bytes, 'x')), Reason(EFBIG));
-    EXPECT_EQ(ReadFile(Target), "old");
-    EXPECT_EQ(NamesThere(), Names{"report.csv"});
-  }
-}
-
-TEST_F(ReplacedFileTest, WhatCantBeReplacedIsRefusedBeforeAnythingIsWritten) {
-  const fs::path closed = Folder / "closed";
-  fs::create_directory(closed);
-  ASSERT_EQ(mkfifo((Folder / "pipe").c_str(), 0600), 0);
-  for (const auto& [path, error] : {std::pair{closed, EISDIR},
-                                    {closed / "", EISDIR},
-                                    {Folder / "missing/report.csv", ENOENT},
-                                    {Folder / "pipe", ENOTSUP},
-                                    {"/dev/full", ENOTSUP},
-                                    {Folder / std::string("cut\0off", 7), EINVAL}}) {
-    ReplacedFile file(path.string());
-    EXPECT_EQ(file.Error(), Reason(error)) << path;
-    EXPECT_FALSE(file.Write("x") || file.Commit()) << path;
-  }
-  ASSERT_EQ(chmod(closed.c_str(), 0555), 0);
-  ASSERT_EQ(chmod(Target.c_str(), 0444), 0);
-  ASSERT_EQ(chmod(Folder.Path().c_str(), 0777), 0);
-  EXPECT_TRUE(test::AsUnprivilegedUser(
-      [&] { return Replace(closed / "report.csv") == Reason(EACCES) && Replace(Target) == Reason(EACCES); }));
-  EXPECT_EQ(ReadFile(Target), "old");
-  EXPECT_TRUE(test::AsUnprivilegedUser([&] { return Replace(Target, "new", FileUse::Scratch).empty(); }));
-  EXPECT_EQ(ReadFile(Target), "new");
-  EXPECT_EQ(NamesThere(), (Names{"closed", "pipe", "report.csv"}));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Child processes and waiting for them, small files, a full disk, free ports.
+// Child processes and waiting for them, a full disk, free ports.
 #pragma once
 
 #include <arpa/inet.h>
@@ -9,16 +9,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <stdexcept>
 #include <string>
-#include <thread>
+
+#include "support/Files.h"
 
 namespace korvane::test {
 
@@ -43,28 +40,6 @@ inline bool AsUnprivilegedUser(const std::function<bool()>& work, uid_t user = 6
     const bool privileged = geteuid() == 0;
     return (!privileged || (setgroups(0, nullptr) == 0 && setgid(group) == 0 && setuid(user) == 0)) && work();
   }));
-}
-
-inline bool WaitUntil(const std::function<bool()>& condition,
-                      std::chrono::milliseconds limit = std::chrono::seconds(20)) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      return false;
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
-  }
-  return true;
-}
-
-inline std::string ReadFile(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-inline void WriteFile(const std::filesystem::path& path, std::string_view bytes) {
-  std::ofstream(path, std::ios::binary | std::ios::trunc)
-      .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
 }
 
 // A port of loopback that nobody uses at this moment.

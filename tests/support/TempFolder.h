@@ -1,8 +1,8 @@
 // A folder of the test's own, removed with everything in it.
 #pragma once
 
-#include <cstdlib>
 #include <filesystem>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -12,11 +12,12 @@ namespace korvane::test {
 class TempFolder {
  public:
   TempFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "korvane-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-      throw std::runtime_error("cannot make a temporary folder: " + name);
+    std::random_device random;
+    path_ = std::filesystem::temp_directory_path() / ("korvane-test-" + std::to_string(random()));
+    if (!std::filesystem::create_directory(path_)) {
+      throw std::runtime_error("cannot make a temporary folder: " + path_.string());
     }
-    path_ = name;
+    std::filesystem::permissions(path_, std::filesystem::perms::owner_all);
   }
   ~TempFolder() {
     std::error_code ignored;

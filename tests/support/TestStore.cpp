@@ -44,6 +44,14 @@ std::string DatabaseName() {
   return fmt::format("test_{}", getpid());
 }
 
+void SetVariable(const char* name, const std::filesystem::path& value) {
+#ifdef _WIN32
+  _putenv_s(name, value.string().c_str());
+#else
+  setenv(name, value.c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
+#endif
+}
+
 // The data sources say where a store is and nothing more: what the console relies on it must ask for itself.
 std::unique_ptr<TempFolder> MakeDataSourceFolder() {
   auto folder = std::make_unique<TempFolder>();
@@ -69,8 +77,8 @@ std::unique_ptr<TempFolder> MakeDataSourceFolder() {
     sources << fmt::format("[dvldb-{}]\nDriver={}\n{}=127.0.0.1\nPort={}\nDatabase={}\n{}=dvl\n\n", server,
                            driver, host, state.at(server), DatabaseName(), user);
   }
-  setenv("ODBCSYSINI", folder->Path().c_str(), 1);       // NOLINT(concurrency-mt-unsafe)
-  setenv("ODBCINI", (*folder / "odbc.ini").c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
+  SetVariable("ODBCSYSINI", folder->Path());
+  SetVariable("ODBCINI", *folder / "odbc.ini");
   return folder;
 }
 
@@ -256,7 +264,7 @@ SqliteStore::SqliteStore() : TestStore(std::string(store::kDataSourceName)) {
   for (const char* const file : kStoreFiles) {
     std::filesystem::remove(DataSourceFolder() / file);
   }
-  RunProgram({KORVANE_SOURCE_DIR "/install/make-store", "sqlite", MainFile()});
+  RunProgram({KORVANE_SOURCE_DIR "/install/make-store", "sqlite", MainFile().string()});
   Connect(Db());
 }
 

@@ -103,6 +103,14 @@ std::FILE* OpenSharedToRewrite(const std::filesystem::path& path) {
   return Stream(file, "wb");
 }
 
+std::optional<FileIdentity> IdentityOfFile(const std::filesystem::path& path) {
+  struct stat found {};
+  if (stat(path.c_str(), &found) != 0) {
+    return std::nullopt;
+  }
+  return FileIdentity{.Volume = found.st_dev, .Number = found.st_ino};
+}
+
 std::optional<std::string> ReadTrustedFile(const std::filesystem::path& path, std::size_t mostBytes) {
   std::error_code error;
   if (!OnlyTrustedHandsCanChange(path) || !std::filesystem::is_regular_file(path, error)) {
