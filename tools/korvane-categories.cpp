@@ -14,6 +14,7 @@
 #include "categories/CategoryCopies.h"
 #include "categories/CategoryTransaction.h"
 #include "common/Text.h"
+#include "platform/Files.h"
 #include "store/Connection.h"
 #include "store/DatabaseError.h"
 #include "store/Tables.h"
@@ -50,7 +51,8 @@ struct Call {
 std::string StarterFile() {
   std::error_code error;
   const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
-  return self.parent_path().parent_path() / "share" / "korvane" / "data" / "starter-categories.dvcat";
+  const std::filesystem::path shared = self.parent_path().parent_path() / "share" / "korvane";
+  return platform::TextOf(shared / "data" / "starter-categories.dvcat");
 }
 
 std::string CountsText(const std::vector<categories::OfferedCategory>& offered, bool chosenOnly) {

@@ -7,6 +7,7 @@
 
 #include "common/RegistryValues.h"
 #include "intake/FirstTrap.h"
+#include "intake/LibraryLink.h"
 #include "intake/StoreFeeder.h"
 #include "systems/frmDevices.h"
 
@@ -140,8 +141,10 @@ std::unique_ptr<intake::ReceiverLibrary> ConsoleApp::MakeLibrary() {
   options.KnownChange = [this] { return bounds_.StartChange; };
   options.KnownState = [this] { return bounds_.StartState; };
   options.From = [this](std::int32_t mark) { return bounds_.DeliveredFrom(mark); };
-  return std::make_unique<intake::StoreFeeder>(open, host_.Names, intake::ReadMailSettings(host_.Registry),
-                                               std::move(options));
+  return intake::ChooseLibrary(std::move(host_.Library), [&]() -> std::unique_ptr<intake::ReceiverLibrary> {
+    return std::make_unique<intake::StoreFeeder>(open, host_.Names, intake::ReadMailSettings(host_.Registry),
+                                                 std::move(options));
+  });
 }
 
 void ConsoleApp::DisableTimers() {

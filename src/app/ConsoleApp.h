@@ -29,6 +29,7 @@
 #include "mainwnd/frmWait.h"
 #include "platform/Notifications.h"
 #include "platform/Platform.h"
+#include "platform/ServiceLibrary.h"
 #include "systems/CriticalNews.h"
 #include "systems/SystemAcknowledge.h"
 #include "systems/SystemsModel.h"
@@ -48,6 +49,8 @@ struct ConsoleHost {
   platform::Directories& Directories;
   platform::Clock& Clock;
   std::shared_ptr<platform::HostNames> Names;
+  // Null: the machine has none, and the store is followed instead.
+  std::unique_ptr<platform::ServiceLibrary> Library = nullptr;
   platform::Notifications& Notifications;
   Prompts& Prompt;
   std::function<void()> End;  // ends the event loop

@@ -10,7 +10,7 @@
 #include "common/qt/QtText.h"
 #include "help/HelpBook.h"
 #include "mainwnd/CommandTable.h"
-#include "support/Processes.h"
+#include "support/Files.h"
 #include "support/TempFolder.h"
 
 namespace korvane::test {

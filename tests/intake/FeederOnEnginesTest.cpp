@@ -6,7 +6,7 @@
 #include "intake/StoreFeeder.h"
 #include "store/EngineTest.h"
 #include "support/FakePlatform.h"
-#include "support/Processes.h"
+#include "support/Files.h"
 
 namespace korvane::store {
 namespace {

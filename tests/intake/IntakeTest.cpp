@@ -19,6 +19,8 @@
 namespace korvane::intake {
 namespace {
 
+using namespace std::string_literals;
+
 // Everybody whom the link calls, windows excepted, in one: notes each call, and fails as often as it is told.
 class Partners : public test::FakeLibrary, public SystemCounts, public TrapsWindows {
  public:
@@ -197,6 +199,10 @@ using Addresses = std::multiset<std::uint32_t>;
 class TestMemory : public StringMemory {
  public:
   std::string Read(std::uint32_t address) override { return Strings.at(address); }
+  std::uint32_t Make(std::string_view bytes) override {
+    Strings[++Made] = bytes;
+    return Made;
+  }
   void Release(std::uint32_t address) noexcept override { Released.insert(address); }
   // Of the ten fields of a record, each of four bytes, the lowest first.
   ReceivedTrap Decode(const std::array<std::uint32_t, kReceivedTrapBytes / 4>& fields) {
@@ -208,6 +214,7 @@ class TestMemory : public StringMemory {
   }
 
   Addresses Released;
+  std::uint32_t Made = 0x20;
   std::map<std::uint32_t, std::string> Strings = {
       {0x01020304, "src"}, {0x80000005, "1.3.6"}, {0x0c, "first"}, {0xffffffff, ""}, {0x18, "d\x80\x81\xe9"}};
 };
@@ -222,6 +229,17 @@ TEST(ReceivedTrapRecordTest, EveryFieldLiesWhereItBelongsAndEveryStringIsRelease
                         trap.GenericTrap, trap.EventTime, trap.TimeKey),
             "src|1.3.6|-2|first||123456789|d\u20AC\u0081\u00E9|6|2147483647|-2147483648");
   EXPECT_EQ(memory.Decode({}).Source, "") << "null addresses are empty texts";
+  // What the library is handed before it fills the record, for it to replace.
+  TestMemory handed;
+  std::array<std::byte, kReceivedTrapBytes> bytes{};
+  EncodeReceivedTrap(trap, bytes, handed, [](std::string_view) { return "ansi"s; });
+  const ReceivedTrap back = DecodeReceivedTrap(bytes, handed);
+  EXPECT_EQ(
+      back.Source + back.EnterpriseOid + back.VarBindsFirst + back.VarBindsSecond + back.EventDescription,
+      "ansiansiansiansi");
+  EXPECT_TRUE(back.SpecificTrap == -2 && back.SequenceNumber == trap.SequenceNumber &&
+              back.GenericTrap == 6 && back.EventTime == trap.EventTime && back.TimeKey == trap.TimeKey);
+  EXPECT_EQ(handed.Released, (Addresses{0x21, 0x22, 0x23, 0x24})) << "an empty text has no string";
   memory.Strings.erase(0x0c);
   EXPECT_THROW(memory.Decode(record), std::out_of_range);
   EXPECT_EQ(memory.Released, (Addresses{0x01020304, 0x01020304, 0x80000005, 0x80000005, 0x0c, 0x0c,

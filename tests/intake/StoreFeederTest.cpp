@@ -11,7 +11,7 @@
 
 #include "common/RegistryValues.h"
 #include "support/FakePlatform.h"
-#include "support/Processes.h"
+#include "support/Files.h"
 #include "support/TestStore.h"
 
 namespace korvane::intake {

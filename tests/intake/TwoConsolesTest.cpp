@@ -18,7 +18,7 @@
 #include "store/ChangeLog.h"
 #include "store/NotesWrite.h"
 #include "store/Retry.h"
-#include "support/Processes.h"
+#include "support/Files.h"
 #include "support/World.h"
 
 namespace korvane::intake {

@@ -12,7 +12,7 @@
 #include <numeric>
 
 #include "store/Acknowledge.h"
-#include "support/Processes.h"
+#include "support/Files.h"
 #include "support/World.h"
 
 namespace korvane::reports {

@@ -19,7 +19,7 @@
 #include "store/DatabaseError.h"
 #include "store/DateTimeText.h"
 #include "store/EventTime.h"
-#include "support/Processes.h"
+#include "support/Files.h"
 #include "support/TempFolder.h"
 #include "support/TestStore.h"
 

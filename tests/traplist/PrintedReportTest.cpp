@@ -8,7 +8,7 @@
 #include <deque>
 #include <filesystem>
 
-#include "support/Processes.h"
+#include "support/Files.h"
 #include "support/SampleTrap.h"
 #include "support/World.h"
 #include "traplist/CsvExport.h"
