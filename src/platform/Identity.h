@@ -1,5 +1,5 @@
 // Who runs this program, and where: noted beside what it changes in the store, for colleagues.  A record and
-// no proof.  linux/ implements it.  Safe from any thread; never throws.
+// no proof.  linux/ and windows/ implement it.  Safe from any thread; never throws.
 #pragma once
 
 #include <string>

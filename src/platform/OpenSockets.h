@@ -1,6 +1,6 @@
 // The connections that a library of somebody else's holds open inside this process: found by what appears
 // while the library connects, watched for silence, and broken off where the library waits for ever and knows
-// no limit of its own.  linux/ implements it.
+// no limit of its own.  linux/ implements it; windows/ knows of none.
 // Safe from any thread; never throws.
 #pragma once
 

@@ -49,7 +49,8 @@ bool IsThisUser(PSID sid) {
 
 bool IsTrusted(PSID sid) {
   return IsWellKnownSid(sid, WinBuiltinAdministratorsSid) != 0 ||
-         IsWellKnownSid(sid, WinLocalSystemSid) != 0 || IsThisUser(sid) || IsTrustedInstaller(sid);
+         IsWellKnownSid(sid, WinLocalSystemSid) != 0 || IsWellKnownSid(sid, WinCreatorOwnerRightsSid) != 0 ||
+         IsThisUser(sid) || IsTrustedInstaller(sid);
 }
 
 // What refuses is not looked at: it could only take rights away that are counted here.
