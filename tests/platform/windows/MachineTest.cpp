@@ -198,8 +198,10 @@ TEST_F(WindowsFilesTest, KeepTheirRightsAndTheirNamesInAnyScript) {
     return file.Write(text) && file.Commit() ? "" : file.Error();
   };
   EXPECT_EQ(replace("old", FileUse::Document), "");
-  Guard(target, L"D:P(A;;FA;;;BA)(A;;FR;;;WD)");
+  const std::string usual = GuardOf(target);
+  Guard(target, kOursAlone);
   const std::string guard = GuardOf(target);
+  EXPECT_NE(guard, usual);
   const auto before = IdentityOfFile(target);
   EXPECT_EQ(replace("new", FileUse::Document), "");
   EXPECT_EQ(test::ReadFile(target), "new");
