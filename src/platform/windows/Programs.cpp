@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cwctype>
 #include <filesystem>
 
 #include "platform/Files.h"

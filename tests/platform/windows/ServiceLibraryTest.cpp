@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -14,11 +15,17 @@
 namespace korvane::intake {
 namespace {
 
-std::filesystem::path OwnFolder() {
-  std::array<wchar_t, MAX_PATH> own{};
-  GetModuleFileNameW(nullptr, own.data(), MAX_PATH);
-  return std::filesystem::path(own.data()).parent_path();
-}
+// A folder that nobody else can write, wherever the programs of the build lie.
+struct ServiceLibraryTest : testing::Test {
+  ServiceLibraryTest() {
+    std::array<wchar_t, MAX_PATH> own{};
+    GetModuleFileNameW(nullptr, own.data(), MAX_PATH);
+    for (const char* name : {"KvsIns.dll", "Incomplete.dll", "recorder.exe"}) {
+      std::filesystem::copy_file(std::filesystem::path(own.data()).parent_path() / name, Folder / name);
+    }
+  }
+  const test::TempFolder Folder;
+};
 
 std::string Line(const ReceivedTrap& trap) {
   return fmt::format("{}|{}|{}|{}|{}|{}|{}|{}|{}|{}", trap.Source, trap.EnterpriseOid, trap.SpecificTrap,
@@ -26,8 +33,8 @@ std::string Line(const ReceivedTrap& trap) {
                      trap.GenericTrap, trap.EventTime, trap.TimeKey);
 }
 
-TEST(ServiceLibraryTest, DeliversTrapsOverItsFiveCalls) {
-  auto installed = platform::LoadServiceLibrary(OwnFolder());
+TEST_F(ServiceLibraryTest, DeliversTrapsOverItsFiveCalls) {
+  auto installed = platform::LoadServiceLibrary(Folder.Path());
   ASSERT_NE(installed, nullptr);
   const auto library = ChooseLibrary(std::move(installed), [] {
     ADD_FAILURE() << "a feeder beside the library";
@@ -59,11 +66,11 @@ TEST(ServiceLibraryTest, DeliversTrapsOverItsFiveCalls) {
   EXPECT_EQ(mail.SmtpServer + " " + mail.Recipient + "@" + mail.Domain, "mail.example operator@example");
 }
 
-TEST(ServiceLibraryTest, TheFeederTakesThePlaceOfOneThatIsNotThereOrNotWhole) {
-  const auto none = platform::LoadServiceLibrary(OwnFolder() / "elsewhere");
-  const auto incomplete = platform::LoadServiceLibrary(OwnFolder(), "Incomplete.dll");
+TEST_F(ServiceLibraryTest, TheFeederTakesThePlaceOfOneThatIsNotThereOrNotWhole) {
+  const auto none = platform::LoadServiceLibrary(Folder.Path() / "elsewhere");
+  const auto incomplete = platform::LoadServiceLibrary(Folder.Path(), "Incomplete.dll");
   EXPECT_TRUE(none == nullptr && incomplete == nullptr);
-  EXPECT_EQ(platform::LoadServiceLibrary(OwnFolder(), "recorder.exe"), nullptr);
+  EXPECT_EQ(platform::LoadServiceLibrary(Folder.Path(), "recorder.exe"), nullptr);
   EXPECT_EQ(platform::LoadServiceLibrary("."), nullptr) << "of whatever folder the process works in";
   const auto library = ChooseLibrary(nullptr, [] { return std::make_unique<test::FakeLibrary>(); });
   EXPECT_NE(dynamic_cast<test::FakeLibrary*>(library.get()), nullptr);

@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 
 #include <oleauto.h>
@@ -15,19 +14,10 @@ using namespace std::string_view_literals;
 
 constexpr std::int32_t kThreadOk = 2000;
 
-struct Record {
-  std::uint32_t Source;
-  std::uint32_t EnterpriseOid;
-  std::int32_t SpecificTrap;
-  std::uint32_t VarBindsFirst;
-  std::uint32_t VarBindsSecond;
-  std::int32_t SequenceNumber;
-  std::uint32_t EventDescription;
-  std::int32_t GenericTrap;
-  std::int32_t EventTime;
-  std::int32_t TimeKey;
-};
-static_assert(sizeof(Record) == 40);
+// The fields of the record in their order, of four bytes each.
+using Record = std::array<std::uint32_t, 10>;
+constexpr std::size_t Source = 0, EnterpriseOid = 1, SpecificTrap = 2, VarBindsFirst = 3, VarBindsSecond = 4,
+                      SequenceNumber = 5, GenericTrap = 7, EventTime = 8, TimeKey = 9;
 
 std::int32_t mark = 0;
 int taken = 0;
@@ -51,29 +41,27 @@ LIBRARY_CALL std::int32_t __stdcall StartRecvEvents(std::int32_t highWaterMark) 
   return highWaterMark >= 0 ? kThreadOk : 1;
 }
 
-LIBRARY_CALL std::int32_t __stdcall GetEventFromList(void* record) {
-  Record fields{};
-  std::memcpy(&fields, record, sizeof fields);
+LIBRARY_CALL std::int32_t __stdcall GetEventFromList(Record* record) {
   if (taken == 2) {
     return 0;
   }
   ++taken;
-  Replace(fields.Source,
+  Record& fields = *record;
+  Replace(fields[Source],
           "r\xFC"
           "ter\0tail"sv);
-  fields.SequenceNumber += taken;
-  fields.TimeKey = mark + taken;
+  fields[SequenceNumber] += static_cast<std::uint32_t>(taken);
+  fields[TimeKey] = static_cast<std::uint32_t>(mark + taken);
   if (taken == 1) {
-    Replace(fields.EnterpriseOid, "1.3.6.1.4.1.99999");
-    Replace(fields.VarBindsFirst, "abc\0\0\0"sv);
-    Replace(fields.VarBindsSecond,
+    Replace(fields[EnterpriseOid], "1.3.6.1.4.1.99999");
+    Replace(fields[VarBindsFirst], "abc\0\0\0"sv);
+    Replace(fields[VarBindsSecond],
             "d\x80"
             "f"sv);
-    fields.SpecificTrap = -7;
-    fields.GenericTrap = 6;
-    fields.EventTime = 1'700'000'000;
+    fields[SpecificTrap] = static_cast<std::uint32_t>(-7);
+    fields[GenericTrap] = 6;
+    fields[EventTime] = 1'700'000'000;
   }
-  std::memcpy(record, &fields, sizeof fields);
   return -1;
 }
 
