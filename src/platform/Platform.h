@@ -115,7 +115,7 @@ class Programs {
   // program: a path, or a bare name.  "NOTEPAD.EXE" stands for the desktop's text editor; a path that ends
   // in ".exe" and uses backslashes is mapped to the program of that name: the one installed with this
   // program, else the one in that directory.  A program in a place where other users could have put it is not
-  // started. False when it could not be started.
+  // started. False when it could not be started.  On Windows paths are used as they are.
   virtual bool Start(std::string_view program, const std::vector<std::string>& arguments) = 0;
 };
 
