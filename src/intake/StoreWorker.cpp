@@ -65,7 +65,8 @@ bool StoreWorker::Stop(std::chrono::milliseconds patience) {
     canceller.Start([connection = connection_](std::stop_token stop) { connection->CancelCalls(stop); });
   }
   const bool ended = worker_.Stop(patience);
-  canceller.Stop(std::chrono::milliseconds(0));
+  // Let go at once, it could still be in the driver when the program ends.
+  canceller.Stop(ended ? kUsualEnd : std::chrono::milliseconds(0));
   return ended;
 }
 
