@@ -1,6 +1,5 @@
 #include "store/Connection.h"
 
-#include <algorithm>
 #include <charconv>
 #include <mutex>
 #include <string>
@@ -39,10 +38,14 @@ void EndTransaction(Connection::Impl& link) {
 
 // "desk:77" becomes "desk:77+2", that "desk:77+3".
 std::string NameOfNext(std::string_view writer) {
-  const std::size_t plus = std::min(writer.rfind('+'), writer.size());
-  int number = 1;
-  if (plus < writer.size()) std::from_chars(writer.data() + plus + 1, writer.data() + writer.size(), number);
-  return fmt::format("{}+{}", writer.substr(0, plus), number + 1);
+  const std::size_t plus = writer.rfind('+');
+  int number = 0;
+  const bool numbered =
+      plus != std::string_view::npos &&
+      std::from_chars(writer.data() + plus + 1, writer.data() + writer.size(), number).ptr ==
+          writer.data() + writer.size() &&
+      number > 1;
+  return numbered ? fmt::format("{}+{}", writer.substr(0, plus), number + 1) : fmt::format("{}+2", writer);
 }
 
 }  // namespace

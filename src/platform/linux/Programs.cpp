@@ -7,9 +7,9 @@
 #include <system_error>
 #include <utility>
 
+#include "platform/TrustedPath.h"
 #include "platform/linux/ChildProcess.h"
 #include "platform/linux/LinuxPlatform.h"
-#include "platform/linux/TrustedPath.h"
 
 namespace korvane::platform {
 namespace {

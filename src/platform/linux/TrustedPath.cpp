@@ -1,4 +1,4 @@
-#include "platform/linux/TrustedPath.h"
+#include "platform/TrustedPath.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -4,12 +4,10 @@
 #include <io.h>
 
 #include <cerrno>
-#include <fstream>
 #include <system_error>
 #include <vector>
 
 #include "platform/windows/SystemHandle.h"
-#include "platform/windows/TrustedPath.h"
 
 namespace korvane::platform {
 namespace {
@@ -115,19 +113,6 @@ std::optional<FileIdentity> IdentityOfFile(const std::filesystem::path& path) {
   }
   return FileIdentity{.Volume = found.dwVolumeSerialNumber,
                       .Number = std::uint64_t{found.nFileIndexHigh} << 32 | found.nFileIndexLow};
-}
-
-std::optional<std::string> ReadTrustedFile(const std::filesystem::path& path, std::size_t mostBytes) {
-  std::error_code error;
-  if (!OnlyTrustedHandsCanChange(path) || !std::filesystem::is_regular_file(path, error)) {
-    return std::nullopt;
-  }
-  std::ifstream file(path, std::ios::binary);
-  std::string bytes(mostBytes + 1, '\0');
-  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  bytes.resize(static_cast<std::size_t>(file.gcount()));
-  const bool whole = file.eof() && bytes.size() <= mostBytes;
-  return whole ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
 bool SyncFile(std::FILE* file) {

@@ -4,8 +4,8 @@
 #include <filesystem>
 
 #include "platform/Files.h"
+#include "platform/TrustedPath.h"
 #include "platform/windows/SystemHandle.h"
-#include "platform/windows/TrustedPath.h"
 #include "platform/windows/WideText.h"
 #include "platform/windows/WindowsPlatform.h"
 

@@ -6,8 +6,8 @@
 #include <memory>
 #include <type_traits>
 
+#include "platform/TrustedPath.h"
 #include "platform/windows/SystemHeaders.h"
-#include "platform/windows/TrustedPath.h"
 #include "platform/windows/WideText.h"
 #include "platform/windows/WindowsPlatform.h"
 

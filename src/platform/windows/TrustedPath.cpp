@@ -1,4 +1,4 @@
-#include "platform/windows/TrustedPath.h"
+#include "platform/TrustedPath.h"
 
 #include <aclapi.h>
 
