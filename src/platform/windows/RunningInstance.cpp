@@ -1,3 +1,5 @@
+#include "platform/windows/SystemHeaders.h"
+// names of access lists need what stands above
 #include <sddl.h>
 
 #include <array>

@@ -1,5 +1,7 @@
 #include "platform/TrustedPath.h"
 
+#include "platform/windows/SystemHeaders.h"
+// the calls on access lists need what stands above
 #include <aclapi.h>
 
 #include <array>
