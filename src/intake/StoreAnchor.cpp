@@ -13,7 +13,6 @@
 namespace korvane::intake {
 namespace {
 
-constexpr std::size_t kAnchorRows = 16;
 constexpr std::size_t kShortBindings = 1024;
 constexpr std::string_view kLastingColumns =
     "SequenceNumber, EventTime, Source, EnterpriseOid, GenericTrap, SpecificTrap";
@@ -70,7 +69,7 @@ void StoreAnchor::Note(const store::IncomingTrap& row) {
     return;
   }
   rows_.insert(place, RowOf(row, row.VarBinds.size() > kShortBindings));
-  if (rows_.size() > kAnchorRows) {
+  if (rows_.size() > std::size_t{kRows}) {
     rows_.pop_front();
   }
 }

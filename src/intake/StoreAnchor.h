@@ -23,7 +23,9 @@ class StoreAnchor {
   // Its identity, and the newest row where there is one.  Throws DatabaseError.
   static StoreAnchor Of(store::Connection& connection);
 
-  // Rows as they are read, by rising numbers.
+  // So many are held, the last ones.
+  static constexpr std::int32_t kRows = 16;
+  // Some of the rows as they are read, by rising numbers.
   void Note(const store::IncomingTrap& row);
   // They were deleted by somebody who said so.
   void Forget(const store::TrapSelection& purged);

@@ -19,6 +19,8 @@ namespace korvane::intake {
 namespace {
 
 constexpr std::chrono::milliseconds kResolverPatience{250};
+// Handed out without a pause in which windows are painted.
+constexpr std::size_t kTrapsOfAList = 4000;
 
 std::string RegistryText(platform::RegistryStore& registry, std::string_view valueName) {
   std::string text;
@@ -201,8 +203,11 @@ std::int32_t StoreFeeder::StartRecvEvents(std::int32_t highWaterMark) {
 }
 
 std::int32_t StoreFeeder::GetEventFromList(ReceivedTrap& trap) {
+  if (std::exchange(listEnds_, false)) {
+    return 0;
+  }
   if (nextTaken_ == taken_.Traps.size()) {
-    if (std::exchange(listEnds_, false) || !taken_.News.Empty()) {
+    if (!taken_.News.Empty()) {
       return 0;  // the news come before what was read later
     }
     nextTaken_ = 0;
@@ -212,7 +217,7 @@ std::int32_t StoreFeeder::GetEventFromList(ReceivedTrap& trap) {
     }
   }
   trap = std::move(taken_.Traps[nextTaken_++]);
-  listEnds_ = nextTaken_ == taken_.Traps.size();
+  listEnds_ = nextTaken_ == taken_.Traps.size() || nextTaken_ % kTrapsOfAList == 0;
   return 1;
 }
 
@@ -234,8 +239,11 @@ StoreNews StoreFeeder::TakeNews() {
 }
 
 bool StoreFeeder::MoreFollows() const {
-  if (nextTaken_ == 0 || nextTaken_ < taken_.Traps.size() || !shared_) {
+  if (nextTaken_ == 0 || !shared_) {
     return false;
+  }
+  if (nextTaken_ < taken_.Traps.size()) {
+    return nextTaken_ % kTrapsOfAList == 0;
   }
   const std::lock_guard lock(shared_->Mutex);
   return taken_.More || !shared_->Queue.empty();

@@ -72,7 +72,7 @@ class StoreFeeder : public ReceiverLibrary {
   std::string_view NotesOfTrap() const override;  // as they were when the row was read
   bool TrapIsNew() const override;
   StoreNews TakeNews() override;
-  bool MoreFollows() const override;  // a list is what one read of the store found
+  bool MoreFollows() const override;  // a list: what one read found, or a part of it
   // Within StopPatience and a little: a call that hangs is cancelled, and when that does not help the thread
   // is left behind with what it owns, which answers 1.  What is still in the list is gone.
   std::int32_t StopRecvEvents() override;

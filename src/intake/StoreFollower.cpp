@@ -44,7 +44,7 @@ StoreNews StoreFollower::ReadChanges(store::Connection& connection, TimePoint no
 bool StoreFollower::IsInState(store::Connection& connection, TimePoint now, bool changesRead,
                               Progress& progress) {
   using Finding = StoreAnchor::Finding;
-  const Finding traps = traps_.Check(connection);
+  const Finding traps = std::exchange(sameJustNow_, false) ? Finding::Same : traps_.Check(connection);
   const auto step = std::min<TimePoint::duration>(now - std::exchange(lastLook_, now), kLongestLookStep);
   if (std::exchange(found_, traps) != traps || !changesRead) {
     foundFor_ = {};
@@ -74,7 +74,9 @@ bool StoreFollower::IsInState(store::Connection& connection, TimePoint now, bool
 // again, so where this can't be told any more they are handed on, and the next read begins with this look.
 bool StoreFollower::IsOfAnotherState(store::Connection& connection) {
   try {
-    return traps_.Check(connection) == StoreAnchor::Finding::Other;
+    const StoreAnchor::Finding traps = traps_.Check(connection);
+    sameJustNow_ = traps == StoreAnchor::Finding::Same;
+    return traps == StoreAnchor::Finding::Other;
   } catch (const store::DatabaseError&) {
     return false;
   }
@@ -108,7 +110,11 @@ StoreFollower::Progress StoreFollower::Read(store::Connection& connection, TimeP
   progress.More = progress.More || moreChanges;
   progress.News = std::exchange(news_, {});
   progress.Bytes += BytesOf(progress.News);
-  if (now >= nextCheck_ && check && !progress.More) {
+  sameJustNow_ = sameJustNow_ && progress.More;
+  if (check && progress.Rows > 0 && !progress.More && !std::exchange(postponed_, true)) {
+    progress.More = true;  // counting takes its time: what was read need not wait for it
+  } else if (now >= nextCheck_ && check && !progress.More) {
+    postponed_ = false;
     try {
       nextCheck_ = now + checkInterval_;
       progress.News.Unexplained = ledger_.Differs(connection) || progress.News.Unexplained;

@@ -56,6 +56,8 @@ class StoreFollower {
   std::chrono::milliseconds checkInterval_;
   std::chrono::milliseconds missingFor_;
   TimePoint nextCheck_;
+  bool postponed_ = false;    // the check, once
+  bool sameJustNow_ = false;  // behind the last read, which this one follows at once
   TimePoint lastLook_;
   StoreAnchor::Finding found_ = StoreAnchor::Finding::Same;
   std::chrono::steady_clock::duration foundFor_{0};  // while the store could be read

@@ -21,6 +21,8 @@ namespace {
 constexpr std::int64_t kBelowAllNumbers =
     static_cast<std::int64_t>(std::numeric_limits<std::int32_t>::min()) - 1;
 constexpr std::size_t kMissedPerStatement = 500;
+// Beside the newest rows, which a store that went back has not, or has other traps under their numbers.
+constexpr std::int64_t kAnchorEvery = 64;
 constexpr std::string_view kColumns =
     "SequenceNumber, EventTime, Source, EnterpriseOid, GenericTrap, SpecificTrap, EventDescription, "
     "Event_ExtDescr, EventNotes, EventAck";
@@ -66,7 +68,8 @@ TrapFollower::TrapFollower(std::int32_t highWaterMark, TrapFollowerLimits limits
     : highWaterMark_(highWaterMark),
       knownNumber_(knownNumber),
       limits_(limits),
-      position_{.Gaps = NumberGaps(limits.Gaps), .LastRead = {}, .NextLook = {}},
+      position_{
+          .Span = limits.NumbersPerRead, .Gaps = NumberGaps(limits.Gaps), .LastRead = {}, .NextLook = {}},
       anchor_(std::move(anchor)) {}
 
 TrapFollower::Progress TrapFollower::Read(store::Connection& connection, TimePoint now) {
@@ -77,6 +80,7 @@ TrapFollower::Progress TrapFollower::Read(store::Connection& connection, TimePoi
   Progress progress;
   Step step;
   step.Last = position_.Last;
+  step.Span = position_.Span;
   step.Anchor = anchor_;
   if (now >= position_.NextLook) {
     LookBack(connection, now, step, progress);
@@ -146,20 +150,24 @@ void TrapFollower::ReadNew(store::Connection& connection, Step& step, Progress& 
   }
   const std::int64_t above = step.Last;
   bool any = above != kBelowAllNumbers && ReadRange(connection, above, step, progress);
-  if (!any && (above == kBelowAllNumbers || above + limits_.NumbersPerRead < highest_)) {
+  if (!any && (above == kBelowAllNumbers || above + step.Span < highest_)) {
     // The first rows of all, or a long stretch of numbers that were purged or never used: step over it.
     const auto next = NumberOf(connection, "MIN", fmt::format(" WHERE SequenceNumber > {}", above));
     any = next && ReadRange(connection, *next - 1, step, progress);
   }
   progress.More = any && step.Last < highest_;
+  // Some drivers hold the whole result.
+  const bool goesOn = progress.More && progress.Bytes < limits_.BytesPerRead / 8;
+  step.Span = goesOn ? std::min<std::int64_t>(2 * step.Span, limits_.LongestRead) : limits_.NumbersPerRead;
 }
 
 bool TrapFollower::ReadRange(store::Connection& connection, std::int64_t above, Step& step,
                              Progress& progress) const {
-  const std::int64_t to = std::min(above + limits_.NumbersPerRead, highest_);
+  const std::int64_t to = std::min(above + step.Span, highest_);
   store::TrapReader reader(
       connection, RowsStatement(fmt::format("SequenceNumber > {} AND SequenceNumber <= {}", above, to)));
   bool any = false;
+  progress.Traps.reserve(progress.Traps.size() + static_cast<std::size_t>(to - above));
   store::IncomingTrap row;
   while (progress.Bytes < limits_.BytesPerRead && reader.Next(row)) {
     any = true;
@@ -169,7 +177,9 @@ bool TrapFollower::ReadRange(store::Connection& connection, std::int64_t above, 
       step.Opened.emplace_back(std::max(step.Last + 1, number - limits_.LongestGap), number - 1);
     }
     step.Last = number;
-    step.Anchor.Note(row);
+    if (number > to - StoreAnchor::kRows || number % kAnchorEvery == 0) {
+      step.Anchor.Note(row);
+    }
     const bool known = number <= position_.Before && row.EventTime < highWaterMark_;
     if (!known && row.EventAck == 0) {
       Append(progress, row);
@@ -192,6 +202,7 @@ void TrapFollower::Commit(Step step, TimePoint now) {
     position_.Gaps.Open(first, last, position_.Watched);
   }
   position_.Last = step.Last;
+  position_.Span = step.Span;
   anchor_ = std::move(step.Anchor);
 }
 

@@ -24,7 +24,8 @@
 namespace korvane::intake {
 
 struct TrapFollowerLimits {
-  std::int32_t NumbersPerRead = 4000;            // most numbers one statement spans
+  std::int32_t NumbersPerRead = 4000;            // most numbers one statement spans, to begin with
+  std::int32_t LongestRead = 8000;               // the same while many wait and their texts are short
   std::size_t BytesPerRead = 16U * 1024 * 1024;  // of texts; a read that passes it ends there
   std::int32_t LookBack = 1000;                  // numbers below the start whose rows are read once more
   // So many numbers below the start, and before a row that comes, may still be committed: several batches of
@@ -81,6 +82,7 @@ class TrapFollower {
   struct Position {
     bool Started = false;
     std::int64_t Last = 0;  // every number up to here was read, or is in a gap
+    std::int64_t Span = 0;  // of the next read
     // Rows up to this number were there before, as far as their time tells.
     std::int64_t Before = std::numeric_limits<std::int64_t>::min();
     NumberGaps Gaps;
@@ -95,6 +97,7 @@ class TrapFollower {
     NumberGaps::Look Look;
     bool LookedAtAll = false;  // of Look
     std::int64_t Last = 0;
+    std::int64_t Span = 0;
     StoreAnchor Anchor;
   };
 

@@ -53,6 +53,7 @@ class TrapFollowerTest : public testing::Test {
   store::Connection connection_;
   std::chrono::steady_clock::time_point now_{seconds(1'000'000)};
   TrapFollowerLimits small_{.NumbersPerRead = 7,
+                            .LongestRead = 14,
                             .BytesPerRead = 4000,
                             .LookBack = 50,
                             .LongestGap = 50,
@@ -352,7 +353,7 @@ TEST_F(StoreFeederTest, DeliversWhatIsNewInOrderAndStops) {
 TEST_F(StoreFeederTest, ABacklogWaitsInTheStoreAndNotInMemory) {
   AddMany(5000);
   options_.MostQueuedTraps = 300;
-  options_.Following.NumbersPerRead = 100;
+  options_.Following.NumbersPerRead = options_.Following.LongestRead = 100;
   StoreFeeder feeder = Feeder();
   ASSERT_EQ(feeder.StartRecvEvents(0), kReceiverThreadOk);
   ReceivedTrap first;
