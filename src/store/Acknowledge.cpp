@@ -14,6 +14,7 @@
 #include "store/Retry.h"
 #include "store/Statements.h"
 #include "store/Tables.h"
+#include "store/TrapReader.h"
 
 namespace korvane::store {
 namespace {
@@ -67,12 +68,13 @@ struct LockedRows {
 void Lock(Connection& connection, std::string_view condition, LockedRows& locked) {
   const Engine engine = connection.Internals().Kind;
   const bool locksRows = engine == Engine::PostgreSql || engine == Engine::MariaDb;
-  Recordset rows = connection.OpenRecordset(
-      fmt::format("SELECT SequenceNumber, EventTime, EventAck FROM {} WHERE {} ORDER BY SequenceNumber{}",
-                  kEventTrap, condition, locksRows ? " FOR UPDATE" : ""));
-  while (rows.Next()) {
-    locked.All.push_back({rows.Integer(std::size_t{0}), rows.Integer(std::size_t{1})});
-    if (rows.Integer(std::size_t{2}) == 0) locked.New.push_back(locked.All.back());
+  TrapReader rows(connection, fmt::format("SELECT SequenceNumber, EventTime, EventAck FROM {} WHERE {} "
+                                          "ORDER BY SequenceNumber{}",
+                                          kEventTrap, condition, locksRows ? " FOR UPDATE" : ""));
+  IncomingTrap row;
+  while (rows.Next(row)) {
+    locked.All.push_back({row.SequenceNumber, row.EventTime});
+    if (row.EventAck == 0) locked.New.push_back(locked.All.back());
   }
 }
 
