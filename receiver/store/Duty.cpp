@@ -83,6 +83,8 @@ DutyClaim Duty::MyClaim(std::optional<std::int32_t> through) const {
 void Duty::Connected(std::uint64_t stored) {
   stored_ = stored;
   doubted_ = holds_;
+  fails_ = everConnected_;
+  everConnected_ = true;
   lastLook_ = {};
   filterBegun_ = false;
   if (!holds_) {
@@ -110,8 +112,11 @@ void Duty::Look() {
     }
     holds_ = false;
     EndFilter();
-    log_.Warning(fmt::format("the duty to store of the group {} was lost to the receiver on {}",
-                             options_.Group, row ? row->Machine : std::string()));
+    if (IsToBeTold()) {
+      log_.Warning(fmt::format("the duty to store of the group {} was lost to the receiver on {}",
+                               options_.Group, row ? row->Machine : std::string()));
+      toldHolder_.clear();
+    }
     seen_ = {};
   }
   Watch(row, doubted ? Clock::duration(0) : sinceLook);
@@ -182,9 +187,10 @@ void Duty::TakeOver(const std::optional<DutyRow>& seen) {
   filters_ = true;
   filterNumber_ = spool_.LastNumber();
   filterTime_ = UtcNow();
-  toldHolder_.clear();
-  const std::string group =
-      fmt::format("this receiver has the duty to store of the group {}", options_.Group);
+  if (!IsToBeTold()) {
+    return;
+  }
+  const std::string group = DutyWords();
   if (!seen || (seen->Holder.empty() && seen->Machine.empty())) {
     log_.Info(fmt::format("{}, as the first one", group));
   } else if (seen->Holder.empty()) {
@@ -215,6 +221,28 @@ void Duty::TellStandingBy() {
   if (alone_ > 0 && IsTime(toldAlone_)) {
     log_.Warning(fmt::format("stored {} traps that the receiver on {} did not get", std::exchange(alone_, 0),
                              seen_.Machine));
+  }
+}
+
+// A store that refuses every trap has the duty pass from one to the other and back, in case only one of them
+// is refused.
+bool Duty::IsToBeTold() {
+  const bool told = !fails_ || IsTime(toldFailing_);
+  untold_ = !told;
+  return told;
+}
+
+std::string Duty::DutyWords() const {
+  return fmt::format("this receiver has the duty to store of the group {}", options_.Group);
+}
+
+// Where that has changed without a word.
+void Duty::TellDuty() {
+  toldHolder_.clear();
+  if (holds_) {
+    log_.Info(DutyWords());
+  } else {
+    TellStandingBy();
   }
 }
 
@@ -264,8 +292,12 @@ DutyVerdict Duty::Judge(std::span<const SpooledTrap> traps) {
 }
 
 void Duty::Done(const DutyVerdict& verdict, std::span<const SpooledTrap> traps) {
+  fails_ = false;
   if (holds_) {
     lastLook_ = Clock::now();
+  }
+  if (std::exchange(untold_, false)) {
+    TellDuty();
   }
   if (verdict.Do == Action::Store && filterBegun_) {
     for (const SpooledTrap& trap : traps) {

@@ -94,6 +94,9 @@ class Duty {
   bool AllIsRead(std::int32_t time) const;
   void NoteDifference(std::int32_t seconds);
   void TellDifference(std::int32_t seconds);
+  bool IsToBeTold();
+  std::string DutyWords() const;
+  void TellDuty();
   // True once in a minute.
   static bool IsTime(Clock::time_point& last);
 
@@ -106,6 +109,9 @@ class Duty {
 
   bool holds_ = false;
   bool doubted_ = false;
+  bool everConnected_ = false;
+  bool fails_ = false;   // opened anew, and nothing was stored or passed over since
+  bool untold_ = false;  // who has the duty has changed meanwhile, and the log does not say so
   DutyRow seen_;
   Clock::time_point lastLook_;
   Clock::duration silent_{0};  // for which the beat was seen to stand still
@@ -126,6 +132,7 @@ class Duty {
   Clock::time_point toldAlone_;
   Clock::time_point toldDifference_;
   Clock::time_point toldWaiting_;
+  Clock::time_point toldFailing_;
 };
 
 }  // namespace korvane::receiver
