@@ -30,10 +30,14 @@ void Leave(QWidget& modal) {
   }
 }
 
-// Somebody waits for all of them.
-std::unique_ptr<store::Connection> OpenOwnConnection(store::ConnectionOptions timeouts) {
+// Somebody waits for all of them.  busy: in a window, which waits for its calls beside them.
+std::unique_ptr<store::Connection> OpenOwnConnection(store::ConnectionOptions timeouts,
+                                                     BusyIndicator* busy = nullptr) {
   timeouts.SilenceSeconds = store::kSilenceSeconds;
   auto connection = std::make_unique<store::Connection>();
+  if (busy != nullptr) {
+    connection->CallBeside(*busy);
+  }
   connection->Open(store::kDataSourceName, {}, {}, timeouts);
   return connection;
 }
@@ -56,14 +60,15 @@ struct ConsoleApp::WindowServices {
               .Acknowledge = app.acknowledge_,
               .Printer = Printer,
               .HowToSend = intake::HowToSendATrap(app.ListenAddresses())},
-        Reports{.Desk = app.desk_,
-                .Connection = app.store_.Database,
-                .OpenConnection = OpenOwnConnection,
-                .Names = app.store_.Names,
-                .Categories = app.store_.Categories,
-                .Filters = app.store_.Filters,
-                .SystemList = app.store_.SystemList,
-                .Printer = Printer} {}
+        Reports{
+            .Desk = app.desk_,
+            .Connection = app.store_.Database,
+            .OpenConnection = [](store::ConnectionOptions timeouts) { return OpenOwnConnection(timeouts); },
+            .Names = app.store_.Names,
+            .Categories = app.store_.Categories,
+            .Filters = app.store_.Filters,
+            .SystemList = app.store_.SystemList,
+            .Printer = Printer} {}
 
   traplist::ReportPrinter Printer;
   traps::TrapsServices Traps;
@@ -108,23 +113,25 @@ MainWindow& ConsoleApp::CreateMainWindow(std::string_view installPath) {
   systems::ConsoleFront& front = *this;
   news_ = std::make_unique<systems::CriticalNews>(desk_, host_.Notifications, front);
   systems_->AttachNews(*news_);
-  frame_ =
-      std::make_unique<mainwnd::frmMain>(mainwnd::FrameServices{.Desk = desk_,
-                                                                .Traps = windows_->Traps,
-                                                                .Reports = windows_->Reports,
-                                                                .Stored = stored_,
-                                                                .Acknowledge = acknowledge_,
-                                                                .Systems = *systems_,
-                                                                .News = *news_,
-                                                                .Library = *library_,
-                                                                .Lists = store_.ParametersLists,
-                                                                .Filters = store_.Filters,
-                                                                .Registry = host_.Registry,
-                                                                .Programs = host_.Programs,
-                                                                .Services = host_.Services,
-                                                                .Wait = wait_,
-                                                                .Closing = *this,
-                                                                .InstallPath = std::string(installPath)});
+  frame_ = std::make_unique<mainwnd::frmMain>(mainwnd::FrameServices{
+      .Desk = desk_,
+      .Traps = windows_->Traps,
+      .Reports = windows_->Reports,
+      .OpenConnection =
+          [this](store::ConnectionOptions timeouts) { return OpenOwnConnection(timeouts, &desk_.Busy); },
+      .Stored = stored_,
+      .Acknowledge = acknowledge_,
+      .Systems = *systems_,
+      .News = *news_,
+      .Library = *library_,
+      .Lists = store_.ParametersLists,
+      .Filters = store_.Filters,
+      .Registry = host_.Registry,
+      .Programs = host_.Programs,
+      .Services = host_.Services,
+      .Wait = wait_,
+      .Closing = *this,
+      .InstallPath = std::string(installPath)});
   intake_ =
       std::make_unique<intake::Intake>(*library_, store_.Names, store_.SystemList, *systems_,
                                        frame_->OpenTrapsWindows(), changes_, state_, host_.Prompt, log_);

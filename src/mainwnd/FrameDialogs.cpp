@@ -81,7 +81,7 @@ void FrameDialogs::Configure() {
 
 categories::CategoryServices FrameDialogs::ForCategories() {
   return {.Shared = services_.Traps.Connection,
-          .OpenConnection = services_.Reports.OpenConnection,
+          .OpenConnection = services_.OpenConnection,
           .Names = services_.Traps.Names,
           .Categories = services_.Traps.Categories,
           .Prompt = services_.Desk.Prompt,

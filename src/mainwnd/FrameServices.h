@@ -2,6 +2,8 @@
 // which becomes its child.
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <string>
 
 #include "common/Desk.h"
@@ -10,6 +12,7 @@
 #include "params/TrapFilters.h"
 #include "platform/Platform.h"
 #include "reports/ReportServices.h"
+#include "store/Connection.h"
 #include "systems/SystemAcknowledge.h"
 #include "systems/SystemsModel.h"
 #include "traps/TrapsServices.h"
@@ -33,6 +36,9 @@ struct FrameServices {
   korvane::Desk& Desk;
   traps::TrapsServices& Traps;
   reports::ReportServices& Reports;
+  // A connection of its own for a dialog, which waits for its calls beside them (CallsBeside).  Of the
+  // user-interface thread; throws DatabaseError.
+  std::function<std::unique_ptr<store::Connection>(store::ConnectionOptions)> OpenConnection;
   intake::StoredTraps& Stored;
   systems::SystemAcknowledge& Acknowledge;
   systems::SystemsModel& Systems;
