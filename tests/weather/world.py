@@ -116,6 +116,46 @@ class Sender:
                 self.waiting.pop(number, None)
 
 
+class PairSender(Sender):
+    """Each trap goes to both, each inform to each of them until that one answers.  Every so many traps are alike."""
+
+    def __init__(self, ports, a_second, host="127.0.0.1", alike_every=0):
+        self.ports, self.alike_every, self.alike = ports, alike_every, 0
+        super().__init__(ports[0], a_second, 3, host)
+
+    def _is_alike(self, number):
+        return self.alike_every and number % self.alike_every == 1
+
+    def _send_new(self):
+        number, self.next = self.next, self.next + 1
+        inform = number % (self.traps_between + 1) == 0
+        if not inform and self._is_alike(number):
+            self.alike += 1
+        else:
+            (self.informs if inform else self.traps).add(number)
+        for port in self.ports:
+            self._send(INFORM if inform else TRAP, (number, port))
+
+    def _send(self, kind, target):
+        number, port = target
+        if kind == INFORM:
+            self.waiting[target] = time.monotonic() + RESEND_SECONDS
+        text = b"weather-0." if kind == TRAP and self._is_alike(number) else b"weather-%d." % number
+        with contextlib.suppress(OSError):  # nobody listens just now
+            self.socket.sendto(message(kind, number, ber.binding(4, text)), ("127.0.0.1", port))
+
+    def _take_answers(self):
+        while True:
+            try:
+                packet, (_, port) = self.socket.recvfrom(65536)
+            except BlockingIOError:
+                return
+            except OSError:
+                continue  # the refusal of an earlier packet
+            number = int.from_bytes(ber.decoded(packet)[0][1][2][1][0][1], "big")
+            self.waiting.pop((number, port), None)
+
+
 @contextlib.contextmanager
 def storm(port, packets=400, pause=0.02):
     """Bursts of traps that nobody counts, so that what is counted comes in the midst of many others."""
