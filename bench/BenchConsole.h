@@ -18,7 +18,7 @@
 #include "common/RegistryValues.h"
 #include "common/qt/KorvaneStyle.h"
 #include "mainwnd/ChildArea.h"
-#include "support/FakePlatform.h"
+#include "support/ConsoleHost.h"
 #include "support/ScriptedPrompts.h"
 #include "support/WindowDriver.h"
 #include "systems/frmDevices.h"
@@ -60,19 +60,7 @@ class BenchConsole {
   test::FakePlatform Machine;
   test::ScriptedPrompts Prompts;
   bool Ended = false;
-  app::ConsoleApp Console{{.Registry = Machine.Registry,
-                           .Settings = Machine.Settings,
-                           .Groups = Machine.Groups,
-                           .Instance = Machine.Instance,
-                           .Sockets = Machine.Sockets,
-                           .Services = Machine.Services,
-                           .Programs = Machine.Programs,
-                           .Directories = Machine.Directories,
-                           .Clock = Machine.Clock,
-                           .Names = std::make_shared<test::FakeHostNames>(),
-                           .Notifications = Machine.Notifications,
-                           .Prompt = Prompts,
-                           .End = [this] { Ended = true; }}};
+  app::ConsoleApp Console{test::HostOn(Machine, Prompts, [this] { Ended = true; })};
 
  private:
   QTimer wake_;  // conditions are looked at this often at least

@@ -5,6 +5,8 @@
 //   bench_console_held [TRAPS] [sqlite|postgresql|mariadb]
 //
 // The servers are those of the tests: bench/with-servers.
+#include <QAction>
+#include <QDialog>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -52,6 +54,16 @@ void OpenWindowOf(mainwnd::frmMain& frame, int row) {
   frame.Systems()->ShowPerDeviceWindow();
 }
 
+// A dialog that opens all the same is left at once.
+void Choose(mainwnd::frmMain& frame, const char* name) {
+  QTimer leaving;
+  QObject::connect(&leaving, &QTimer::timeout, [] {
+    if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget())) dialog->reject();
+  });
+  leaving.start(std::chrono::seconds(30));
+  test::Find<QAction>(frame, name).trigger();
+}
+
 traps::frmTraps& ActiveTraps(mainwnd::frmMain& frame) {
   return dynamic_cast<traps::frmTraps&>(
       *test::Find<mainwnd::ChildArea>(frame, "mdiChildren").Active()->widget());
@@ -90,6 +102,7 @@ int main(int argc, char** argv) {
   if (engine != "sqlite") {
     store->Freeze();
     Measure(gauge, "a window while the server stands still", [&] { OpenWindowOf(frame, 1); });
+    Measure(gauge, "the categories meanwhile", [&] { Choose(frame, "mnuReportsCategories"); });
     store->Thaw();
   }
   Measure(gauge, "five seconds later", [&] {

@@ -20,7 +20,7 @@
 #include "mainwnd/ChildArea.h"
 #include "mainwnd/frmMain.h"
 #include "platform/linux/LinuxPlatform.h"
-#include "support/FakePlatform.h"
+#include "support/ConsoleHost.h"
 
 namespace {
 
@@ -138,19 +138,8 @@ int main(int argc, char** argv) {
   machine.Registry.PutText(kManagerKey, kInstallPathValue, "/nowhere");
   const auto clock = platform::MakeClock();
   Willing prompts;
-  app::ConsoleApp console(app::ConsoleHost{.Registry = machine.Registry,
-                                           .Settings = machine.Settings,
-                                           .Groups = machine.Groups,
-                                           .Instance = machine.Instance,
-                                           .Sockets = machine.Sockets,
-                                           .Services = machine.Services,
-                                           .Programs = machine.Programs,
-                                           .Directories = machine.Directories,
-                                           .Clock = *clock,
-                                           .Names = std::make_shared<test::FakeHostNames>(),
-                                           .Notifications = machine.Notifications,
-                                           .Prompt = prompts,
-                                           .End = [] { QApplication::quit(); }});
+  app::ConsoleApp console(test::HostOn(
+      machine, prompts, [] { QApplication::quit(); }, clock.get()));
   // The question at the start, which traps to load.
   QTimer::singleShot(500, [] {
     if (auto* dialog = qobject_cast<QDialog*>(QApplication::activeModalWidget())) dialog->accept();

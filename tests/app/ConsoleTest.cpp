@@ -35,7 +35,7 @@
 #include "platform/qt/QtRunningInstance.h"
 #include "store/ChangeLog.h"
 #include "store/Tables.h"
-#include "support/FakePlatform.h"
+#include "support/ConsoleHost.h"
 #include "support/Processes.h"
 #include "support/ScriptedPrompts.h"
 #include "support/TestStore.h"
@@ -59,19 +59,7 @@ class ConsoleTest : public testing::Test {
   }
 
   void Start() {
-    Console = std::make_unique<app::ConsoleApp>(app::ConsoleHost{.Registry = Machine.Registry,
-                                                                 .Settings = Machine.Settings,
-                                                                 .Groups = Machine.Groups,
-                                                                 .Instance = Machine.Instance,
-                                                                 .Sockets = Machine.Sockets,
-                                                                 .Services = Machine.Services,
-                                                                 .Programs = Machine.Programs,
-                                                                 .Directories = Machine.Directories,
-                                                                 .Clock = Machine.Clock,
-                                                                 .Names = std::make_shared<FakeHostNames>(),
-                                                                 .Notifications = Machine.Notifications,
-                                                                 .Prompt = Prompt,
-                                                                 .End = [this] { ++Ended; }});
+    Console = std::make_unique<app::ConsoleApp>(HostOn(Machine, Prompt, [this] { ++Ended; }));
     ASSERT_EQ(Console->Start(""), app::StartupResult::Running);
     ASSERT_TRUE(WaitFor([this] { return Children().size() == 2; }));
     Systems().StopTimers();

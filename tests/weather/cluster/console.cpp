@@ -24,7 +24,7 @@
 #include "common/RegistryValues.h"
 #include "common/qt/KorvaneStyle.h"
 #include "platform/linux/LinuxPlatform.h"
-#include "support/FakePlatform.h"
+#include "support/ConsoleHost.h"
 #include "systems/frmDevices.h"
 #include "traps/frmTraps.h"
 
@@ -146,19 +146,8 @@ int main(int argc, char** argv) {
   machine.Registry.PutDword(kManagerKey, kMaxViewTrapsValue, kMostViewTraps);
   const auto clock = platform::MakeClock();
   Agreeing prompts;
-  app::ConsoleApp console({.Registry = machine.Registry,
-                           .Settings = machine.Settings,
-                           .Groups = machine.Groups,
-                           .Instance = machine.Instance,
-                           .Sockets = machine.Sockets,
-                           .Services = machine.Services,
-                           .Programs = machine.Programs,
-                           .Directories = machine.Directories,
-                           .Clock = *clock,
-                           .Names = std::make_shared<test::FakeHostNames>(),
-                           .Notifications = machine.Notifications,
-                           .Prompt = prompts,
-                           .End = [] { QCoreApplication::exit(0); }});
+  app::ConsoleApp console(test::HostOn(
+      machine, prompts, [] { QCoreApplication::exit(0); }, clock.get()));
   if (console.Start("Debug") != app::StartupResult::Running) {
     for (const auto& said : prompts.Said) std::cerr << said.toString().toStdString() << '\n';
     return 1;
