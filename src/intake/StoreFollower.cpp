@@ -44,7 +44,8 @@ StoreNews StoreFollower::ReadChanges(store::Connection& connection, TimePoint no
 bool StoreFollower::IsInState(store::Connection& connection, TimePoint now, bool changesRead,
                               Progress& progress) {
   using Finding = StoreAnchor::Finding;
-  const Finding traps = std::exchange(sameJustNow_, false) ? Finding::Same : traps_.Check(connection);
+  const bool sameJustNow = std::exchange(sameIn_, std::nullopt) == connection.Session();
+  const Finding traps = sameJustNow ? Finding::Same : traps_.Check(connection);
   const auto step = std::min<TimePoint::duration>(now - std::exchange(lastLook_, now), kLongestLookStep);
   if (std::exchange(found_, traps) != traps || !changesRead) {
     foundFor_ = {};
@@ -75,7 +76,9 @@ bool StoreFollower::IsInState(store::Connection& connection, TimePoint now, bool
 bool StoreFollower::IsOfAnotherState(store::Connection& connection) {
   try {
     const StoreAnchor::Finding traps = traps_.Check(connection);
-    sameJustNow_ = traps == StoreAnchor::Finding::Same;
+    if (traps == StoreAnchor::Finding::Same) {
+      sameIn_ = connection.Session();
+    }
     return traps == StoreAnchor::Finding::Other;
   } catch (const store::DatabaseError&) {
     return false;
@@ -110,7 +113,9 @@ StoreFollower::Progress StoreFollower::Read(store::Connection& connection, TimeP
   progress.More = progress.More || moreChanges;
   progress.News = std::exchange(news_, {});
   progress.Bytes += BytesOf(progress.News);
-  sameJustNow_ = sameJustNow_ && progress.More;
+  if (!progress.More) {
+    sameIn_.reset();
+  }
   if (check && progress.Rows > 0 && !progress.More && !std::exchange(postponed_, true)) {
     progress.More = true;  // counting takes its time: what was read need not wait for it
   } else if (now >= nextCheck_ && check && !progress.More) {

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 
 #include "intake/ChangeFollower.h"
 #include "intake/StoreLedger.h"
@@ -56,8 +57,8 @@ class StoreFollower {
   std::chrono::milliseconds checkInterval_;
   std::chrono::milliseconds missingFor_;
   TimePoint nextCheck_;
-  bool postponed_ = false;    // the check, once
-  bool sameJustNow_ = false;  // behind the last read, which this one follows at once
+  bool postponed_ = false;               // the check, once
+  std::optional<std::uint64_t> sameIn_;  // the session of the last read, which this one follows at once
   TimePoint lastLook_;
   StoreAnchor::Finding found_ = StoreAnchor::Finding::Same;
   std::chrono::steady_clock::duration foundFor_{0};  // while the store could be read

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <utility>
 
+#include "store/DatabaseError.h"
 #include "store/Recordset.h"
 #include "store/Tables.h"
 #include "store/TrapReader.h"
@@ -73,6 +74,7 @@ TrapFollower::TrapFollower(std::int32_t highWaterMark, TrapFollowerLimits limits
       anchor_(std::move(anchor)) {}
 
 TrapFollower::Progress TrapFollower::Read(store::Connection& connection, TimePoint now) {
+  const std::uint64_t session = connection.Session();
   highest_ = NumberOf(connection, "MAX").value_or(kBelowAllNumbers);
   if (!position_.Started) {
     Start(connection, now);
@@ -87,6 +89,12 @@ TrapFollower::Progress TrapFollower::Read(store::Connection& connection, TimePoi
   }
   if (!progress.More) {
     ReadNew(connection, step, progress);
+  }
+  // Made anew in the midst of it, the connection may lead to a server that is behind: looked at before more
+  // is read.
+  if (connection.Session() != session) {
+    throw store::DatabaseError("The connection to the database was made anew while traps were read.", "08007",
+                               0, {});
   }
   Commit(std::move(step), now);
   return progress;

@@ -86,6 +86,10 @@ bool Connection::IsOpen() const {
   return impl_->Link && !impl_->Lost;
 }
 
+std::uint64_t Connection::Session() const {
+  return impl_->Session;
+}
+
 Engine Connection::Kind() const {
   return impl_->Kind;
 }

@@ -57,6 +57,8 @@ class Connection {
   bool IsOpen() const;
   // Of the data source, as it was when it was last open; Other before.
   Engine Kind() const;
+  // Another one with each connection that was made: it may lead to another server.
+  std::uint64_t Session() const;
 
   // Runs one statement; the number of rows it touched (0 where the driver doesn't tell).
   std::int64_t Execute(std::string_view statement);
