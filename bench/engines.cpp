@@ -128,7 +128,8 @@ void MeasureIntake(test::World& opener, bench::NativeClient& native, std::int32_
         for (intake::ReceivedTrap trap; feeder.GetEventFromList(trap) != 0;) ++taken;
         // The console paints between two lists, and looks again at once.
         if (!feeder.MoreFollows()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        Expect(std::chrono::steady_clock::now() - begun < std::chrono::minutes(5), "traps were not delivered");
+        Expect(std::chrono::steady_clock::now() - begun < std::chrono::minutes(5),
+               "traps were not delivered");
       }
     }));
     feeder.StopRecvEvents();
