@@ -192,7 +192,11 @@ class Sweep {
     const auto behind = TimeAt(rows);
     if (!behind) return Rest(connection_, std::span(this, 1));
     const auto first = TimeAt(0);
-    if (first && *first < *behind) return UpTo(connection_, std::span(this, 1), *behind);
+    if (first && *first < *behind) {
+      AcknowledgedPortion portion = UpTo(connection_, std::span(this, 1), *behind);
+      from_ = *behind;
+      return portion;
+    }
     const std::vector<TrapKey> some = KeysAt(*behind, rows);
     return AcknowledgeSome(connection_, some).Done;
   }
@@ -205,12 +209,20 @@ class Sweep {
   }
 
  private:
-  std::string Before(std::int32_t time) const { return fmt::format("{}EventTime < {}", condition_, time); }
+  // A portion begins where the one before has ended: what that has changed is still in a server's index, and
+  // in its figures, by which it may rather read the whole table.  The last one takes all, as somebody may
+  // have stored or taken back older ones meanwhile.
+  std::string NotBefore(bool last) const {
+    return from_ && !last ? fmt::format(" AND EventTime >= {}", *from_) : std::string();
+  }
+  std::string Before(std::int32_t time, bool last) const {
+    return fmt::format("{}EventTime < {}{}", condition_, time, NotBefore(last));
+  }
 
   std::optional<std::int32_t> TimeAt(std::size_t row) {
     Recordset rows = connection_.OpenRecordset(
         fmt::format("SELECT EventTime FROM {} WHERE {} ORDER BY EventTime ASC LIMIT 1 OFFSET {}", kEventTrap,
-                    Before(beforeTime_), row));
+                    Before(beforeTime_, false), row));
     return rows.Next() ? std::optional(rows.Integer(std::size_t{0})) : std::nullopt;
   }
 
@@ -244,14 +256,16 @@ class Sweep {
 
   // How many rows the statement touched.
   std::int64_t Acknowledge(std::int32_t time, LockedRows& locked) {
-    Lock(connection_, Before(time), locked);
-    return connection_.Execute(statement_(time));
+    const bool last = time == beforeTime_;
+    Lock(connection_, Before(time, last), locked);
+    return connection_.Execute(statement_(time) + NotBefore(last));
   }
 
   Connection& connection_;
   std::string condition_;
   Statement statement_;
   std::int32_t beforeTime_;
+  std::optional<std::int32_t> from_;  // older ones are done
   bool ended_ = false;
 };
 

@@ -51,6 +51,10 @@ const std::map<std::string, const char*> kMayLookAtMore = {
     {"SELECT EventTime FROM EventTrap WHERE EventAck = 0 AND EventTime < 0 ORDER BY EventTime ASC LIMIT 0 "
      "OFFSET 0",
      "how far a portion reaches: passes over what is acknowledged next, of an index alone"},
+    {"SELECT EventTime FROM EventTrap WHERE EventAck = 0 AND EventTime < 0 AND EventTime >= 0 ORDER BY "
+     "EventTime "
+     "ASC LIMIT 0 OFFSET 0",
+     "the same behind the portion before"},
     {"SELECT DISTINCT EnterpriseOid FROM EventStructure", "a list to choose from: of an index alone"},
     {"SELECT MIN(Change_ID), MAX(Change_ID) FROM Change_Log WHERE Change_Time >= 0",
      "a report: the entries since its beginning, which are read next"},
