@@ -20,6 +20,7 @@ using store::Engine;
 
 constexpr std::int32_t kFirstTime = 1'200'000'000;
 constexpr std::int64_t kTrapsAtOnce = 500'000;
+constexpr std::int64_t kPoolBytesOfATrap = 256;
 // Which of the sources and kinds a trap has; neighbours differ.
 constexpr const char* kSource = "((i * 7919) % 5000)";
 
@@ -60,8 +61,6 @@ std::string SourceOf(std::int64_t trap) {
 
 History::History(test::TestStore& store, Engine engine, std::int32_t unacknowledged)
     : Unacknowledged(unacknowledged), store_(store), engine_(engine) {
-  // As an administrator sets it where a history is kept; the usual 128 MiB are for small stores.
-  if (engine == Engine::MariaDb) store.Execute("SET GLOBAL innodb_buffer_pool_size = 2147483648");
   for (int kind = 0; kind < kHistoryKinds; ++kind) {
     store.AddDefinition(fmt::format("1.3.6.1.4.1.{}", 9000 + kind % 30), kind / 30,
                         fmt::format("trap{}", kind), fmt::format("vendor{}", kind % 30));
@@ -94,6 +93,12 @@ void History::Add(std::int64_t first, std::int64_t last) {
 }
 
 void History::GrowTo(std::int64_t traps) {
+  // As an administrator sets it where a history is kept: all of it fits.  The usual 128 MiB are for small
+  // stores.
+  if (engine_ == Engine::MariaDb) {
+    store_.Execute(fmt::format("SET GLOBAL innodb_buffer_pool_size = {}",
+                               std::max(std::int64_t{2} << 30, traps * kPoolBytesOfATrap)));
+  }
   store_.Execute("UPDATE EventTrap SET EventAck = 1 WHERE EventAck = 0");
   // Entries at random places of an index that outgrows the cache cost more than making it again.
   const bool anew = engine_ == Engine::Sqlite && traps > 1'000'000;

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
+#include <mutex>
 #include <utility>
 
 #include <fmt/format.h>
@@ -105,6 +107,22 @@ void FindDriverFiles() {
   });
 }
 
+// It notes more while it connects for the first time: until that has gone well once, threads connect one
+// after the other.
+SQLRETURN DriverConnect(SQLHDBC link, const std::string& text) {
+  static std::mutex first;
+  static std::atomic<bool> everConnected = false;
+  std::unique_lock<std::mutex> alone;
+  if (!everConnected) alone = std::unique_lock(first);
+  std::array<SQLCHAR, 1024> completed{};
+  SQLSMALLINT length = 0;
+  const SQLRETURN code = SQLDriverConnect(
+      link, nullptr, odbc::Chars(text), static_cast<SQLSMALLINT>(text.size()), completed.data(),
+      static_cast<SQLSMALLINT>(completed.size()), &length, SQL_DRIVER_NOPROMPT);
+  if (odbc::Succeeded(code)) everConnected = true;
+  return code;
+}
+
 }  // namespace
 
 namespace odbc {
@@ -193,11 +211,7 @@ odbc::Handle Connection::Impl::OpenLink() {
                       reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(seconds)), 0);  // NOLINT
   }
   const std::string text = ConnectionText(*this);
-  std::array<SQLCHAR, 1024> completed{};
-  SQLSMALLINT length = 0;
-  if (!odbc::Succeeded(SQLDriverConnect(
-          raw, nullptr, odbc::Chars(text), static_cast<SQLSMALLINT>(text.size()), completed.data(),
-          static_cast<SQLSMALLINT>(completed.size()), &length, SQL_DRIVER_NOPROMPT))) {
+  if (!odbc::Succeeded(DriverConnect(raw, text))) {
     throw odbc::ErrorOf(SQL_HANDLE_DBC, raw, "DSN=" + DataSource);
   }
   return link;
