@@ -11,7 +11,7 @@ CREATE TABLE Store_Info (
 INSERT INTO Store_Info VALUES (3, gen_random_uuid());
 
 -- The traps.  The receiver writes them; the number of a purged trap never comes back.
--- They lie in partitions of ten million numbers, each named after its first one.  The receiver makes them ahead and
+-- They lie in partitions of fifty million numbers, each named after its first one.  The receiver makes them ahead and
 -- drops whole ones; those below are what a new store begins with.  None takes what no other does: such a row waits
 -- with the receiver until its partition is there.  Whoever runs the receiver must own these tables.
 CREATE TABLE EventTrap (
@@ -31,9 +31,8 @@ CREATE TABLE EventTrap (
 CREATE INDEX EventTrap_Ack_Time ON EventTrap (EventAck, EventTime, SequenceNumber) WHERE EventAck = 0;
 CREATE INDEX EventTrap_Time ON EventTrap (EventTime, SequenceNumber);
 CREATE INDEX EventTrap_Source_Ack_Time ON EventTrap (Source, EventAck, EventTime) WHERE EventAck = 0;
-CREATE TABLE EventTrap_0 PARTITION OF EventTrap FOR VALUES FROM (MINVALUE) TO (10000000);
-CREATE TABLE EventTrap_10000000 PARTITION OF EventTrap FOR VALUES FROM (10000000) TO (20000000);
-CREATE TABLE EventTrap_20000000 PARTITION OF EventTrap FOR VALUES FROM (20000000) TO (30000000);
+CREATE TABLE EventTrap_0 PARTITION OF EventTrap FOR VALUES FROM (MINVALUE) TO (50000000);
+CREATE TABLE EventTrap_50000000 PARTITION OF EventTrap FOR VALUES FROM (50000000) TO (100000000);
 
 -- How far each receiver's spool is stored; moved by the receiver together with the rows it adds to EventTrap.
 CREATE TABLE Receiver_State (

@@ -26,7 +26,7 @@ using store::kLeavingMark;
 using store::kMakingLock;
 using store::kNumbersOfPartition;
 
-constexpr std::int64_t kAhead = 2;
+constexpr std::int64_t kAhead = 1;
 constexpr std::int64_t kLargestNumber = std::numeric_limits<std::int32_t>::max();
 // Bounds without an end.
 constexpr std::int64_t kMinValue = std::numeric_limits<std::int64_t>::min();

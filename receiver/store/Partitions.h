@@ -1,5 +1,5 @@
 // The partitions in which the traps lie on PostgreSQL, by their numbers: made ahead of the next number, and
-// dropped whole when every trap in one is old, which costs a moment where deleting ten million rows costs
+// dropped whole when every trap in one is old, which costs a moment where deleting fifty million rows costs
 // minutes and leaves their room to be tidied up.  Neither makes a reader or a receiver wait, and several
 // receivers may do it at once.  Every other engine has one table, and nothing here does anything to it.
 //

@@ -227,9 +227,9 @@ class Sweep {
   }
 
   std::vector<TrapKey> KeysAt(std::int32_t time, std::size_t count) {
-    Recordset rows =
-        connection_.OpenRecordset(fmt::format("SELECT SequenceNumber FROM {} WHERE {}EventTime = {} LIMIT {}",
-                                              kEventTrap, condition_, time, count));
+    Recordset rows = connection_.OpenRecordset(
+        fmt::format("SELECT SequenceNumber FROM {} WHERE {}EventTime = {} ORDER BY SequenceNumber LIMIT {}",
+                    kEventTrap, condition_, time, count));
     std::vector<TrapKey> keys;
     while (rows.Next()) keys.push_back({rows.Integer(std::size_t{0}), time});
     return keys;

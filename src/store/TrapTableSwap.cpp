@@ -223,7 +223,7 @@ class PostgreSqlSwap : public TrapTableSwap {
 
   // As many more as a new store begins with.  The constraint saves looking through the rows at the end.
   void MakeRoom(std::int64_t last) override {
-    const std::int64_t upTo = std::min(last + 2 * kNumbersOfPartition, kLastTrapNumber);
+    const std::int64_t upTo = std::min(last + kNumbersOfPartition, kLastTrapNumber);
     for (; room_ <= upTo; room_ += kNumbersOfPartition) {
       connection_.Execute(fmt::format(
           "CREATE TABLE {0}_{1} PARTITION OF {0} (CONSTRAINT {2} CHECK (SequenceNumber >= {3} AND "

@@ -63,22 +63,22 @@ class PartitionsTest : public store::EngineTest {
 INSTANTIATE_TEST_SUITE_P(, PartitionsTest, testing::Values(store::Engine::PostgreSql), store::EngineOf);
 
 TEST_P(PartitionsTest, AreThereBeforeTheyAreNeededAndAfterAnyLeapOfTheNumbers) {
-  CountFrom(15'000'000);
+  CountFrom(75'000'000);
   Round({});
-  EXPECT_TRUE(Exists(30'000'000)) << "two ahead, though nothing is ever purged";
-  EXPECT_FALSE(Exists(40'000'000));
-  for (const std::int32_t last : {199'999'997, 89'999'997, 2'147'483'000}) {
+  EXPECT_TRUE(Exists(100'000'000)) << "one ahead, though nothing is ever purged";
+  EXPECT_FALSE(Exists(150'000'000));
+  for (const std::int32_t last : {999'999'997, 449'999'997, 2'147'483'000}) {
     CountFrom(last);
     Store(5);
     EXPECT_EQ(Count(fmt::format("SequenceNumber > {}", last)), 5) << last;
     Made->Execute("DELETE FROM EventTrap");
   }
   // A gap that an administrator has left is filled, and a table that was put aside keeps its name.
-  Made->Execute("ALTER TABLE EventTrap DETACH PARTITION EventTrap_210000000");
-  CountFrom(209'999'999);
+  Made->Execute("ALTER TABLE EventTrap DETACH PARTITION EventTrap_1000000000");
+  CountFrom(999'999'999);
   Store(1);
-  EXPECT_TRUE(Exists(210'000'000));
-  EXPECT_EQ(Count("tableoid = 'eventtrap_210000000_'::regclass"), 1);
+  EXPECT_TRUE(Exists(1'000'000'000));
+  EXPECT_EQ(Count("tableoid = 'eventtrap_1000000000_'::regclass"), 1);
   EXPECT_EQ(Log.Lines(), std::vector<std::string>());
 }
 
@@ -88,18 +88,18 @@ TEST_P(PartitionsTest, GoWholeWhileOthersReadAndStoreAndNothingNewGoesWithThem) 
     traps.push_back(
         {.SequenceNumber = i, .EventTime = kReceived - kWeek - i, .EventAck = i % 10 == 0 ? 0 : 1});
   }
-  traps.push_back({.SequenceNumber = 10'000'001, .EventTime = kReceived - kWeek - 1, .EventAck = 1});
+  traps.push_back({.SequenceNumber = 50'000'001, .EventTime = kReceived - kWeek - 1, .EventAck = 1});
   // It will be old within the time that a trap may stay to be dropped with its partition.
-  traps.push_back({.SequenceNumber = 10'000'002, .EventTime = kReceived - kWeek + 3600, .EventAck = 1});
-  traps.push_back({.SequenceNumber = 20'000'001, .EventTime = kReceived - kWeek - 1});
-  traps.push_back({.SequenceNumber = 20'000'002, .EventTime = kReceived});
+  traps.push_back({.SequenceNumber = 50'000'002, .EventTime = kReceived - kWeek + 3600, .EventAck = 1});
+  traps.push_back({.SequenceNumber = 100'000'001, .EventTime = kReceived - kWeek - 1});
+  traps.push_back({.SequenceNumber = 100'000'002, .EventTime = kReceived});
   Made->AddTraps(traps);
-  CountFrom(20'000'002);
+  CountFrom(100'000'002);
   Store(1000);  // which keep those before from being the newest, that consoles know the store by
   const Intervals week{.AckHours = 0, .PurgeDays = 7};
   Round(week);
   EXPECT_EQ(Count("EventAck = 0"), 1001);
-  EXPECT_EQ(Count("SequenceNumber BETWEEN 10000001 AND 10000002"), 2);
+  EXPECT_EQ(Count("SequenceNumber BETWEEN 50000001 AND 50000002"), 2);
   const std::int32_t others = Count("SequenceNumber < 100");
 
   // Somebody reads, and somebody else is on the way with a trap, as the partition is to go.
@@ -115,7 +115,7 @@ TEST_P(PartitionsTest, GoWholeWhileOthersReadAndStoreAndNothingNewGoesWithThem) 
   Round(week);
   EXPECT_EQ(Count("SequenceNumber < 100"), 0);
   EXPECT_NE(store::Renumbering(Db).Plan().Objection(), "") << "its numbers are still to be told";
-  CountFrom(39'999'998);
+  CountFrom(199'999'998);
   Store(5);
   std::int32_t read = 1;
   while (cursor.Next()) ++read;
@@ -128,17 +128,17 @@ TEST_P(PartitionsTest, GoWholeWhileOthersReadAndStoreAndNothingNewGoesWithThem) 
   Machine.Now.Wall += 2 * kWeek;
   Machine.Now.Elapsed += 2 * kWeek;
   for (int i = 0; i < 3; ++i) Round(week);
-  EXPECT_EQ(Count("SequenceNumber < 40000000"), 0);
-  for (const std::int32_t first : {0, 10'000'000, 20'000'000, 30'000'000})
+  EXPECT_EQ(Count("SequenceNumber < 200000000"), 0);
+  for (const std::int32_t first : {0, 50'000'000, 100'000'000, 150'000'000})
     EXPECT_FALSE(Exists(first)) << first;
-  EXPECT_TRUE(Exists(40'000'000)) << "numbers are still given from it";
+  EXPECT_TRUE(Exists(200'000'000)) << "numbers are still given from it";
   // Five and one of the first, two of the third, and those that were stored.
   EXPECT_EQ(Made->Number("SELECT SUM(Row_Count) FROM Change_Log WHERE Kind = 4"), 8 + 1005);
-  EXPECT_EQ(Made->Number("SELECT COUNT(*) FROM Change_Log WHERE Numbers = '10000001-10000002' AND "
+  EXPECT_EQ(Made->Number("SELECT COUNT(*) FROM Change_Log WHERE Numbers = '50000001-50000002' AND "
                          "Upper_Time IS NOT NULL"),
             1);
-  EXPECT_TRUE(Log.Holds("the empty partition eventtrap_30000000")) << "what was newest went row by row";
-  EXPECT_TRUE(Log.Holds("the traps 10000001 to 10000002 were deleted with their partition"));
+  EXPECT_TRUE(Log.Holds("the empty partition eventtrap_150000000")) << "what was newest went row by row";
+  EXPECT_TRUE(Log.Holds("the traps 50000001 to 50000002 were deleted with their partition"));
 }
 
 }  // namespace

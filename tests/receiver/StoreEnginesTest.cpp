@@ -312,8 +312,8 @@ class EndOfNumbersTest : public TrapStoreTest {
     } else {
       Made->Execute(fmt::format("ALTER TABLE EventTrap ALTER COLUMN SequenceNumber RESTART WITH {}", next));
       Made->Execute(
-          "CREATE TABLE IF NOT EXISTS EventTrap_2140000000 PARTITION OF EventTrap "
-          "FOR VALUES FROM (2140000000) TO (MAXVALUE)");
+          "CREATE TABLE IF NOT EXISTS EventTrap_2100000000 PARTITION OF EventTrap "
+          "FOR VALUES FROM (2100000000) TO (MAXVALUE)");
     }
   }
   std::string Identity() { return Made->Text("SELECT Store_Identity FROM Store_Info", "Store_Identity"); }

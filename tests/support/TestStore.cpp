@@ -155,9 +155,9 @@ std::int32_t TestStore::AddTrap(const StoredTrap& trap) {
 
 // The receiver makes the partitions of the numbers that it is given; these are chosen by a test.
 void TestStore::MakePartitionOf(std::int32_t number) {
-  constexpr std::int64_t kNumbers = 10'000'000;
+  constexpr std::int64_t kNumbers = 50'000'000;
   const std::int64_t from = number / kNumbers * kNumbers;
-  if (Db().Kind() != store::Engine::PostgreSql || number < 3 * kNumbers) return;
+  if (Db().Kind() != store::Engine::PostgreSql || number < 2 * kNumbers) return;
   Execute(fmt::format(
       "CREATE TABLE IF NOT EXISTS EventTrap_{0} PARTITION OF EventTrap FOR VALUES FROM ({0}) TO ({1})", from,
       from + kNumbers > INT32_MAX ? "MAXVALUE" : std::to_string(from + kNumbers)));

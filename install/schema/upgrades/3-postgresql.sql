@@ -51,7 +51,7 @@ ALTER TABLE Custom_Action_Detail ALTER COLUMN Custom_Action_ID SET START WITH 2;
 -- the traps that are there now: make yours anew.
 DO $$
 DECLARE
-  Size CONSTANT BIGINT := 10000000;
+  Size CONSTANT BIGINT := 50000000;
   Counter TEXT := pg_get_serial_sequence('EventTrap', 'sequencenumber');
   Last BIGINT;
   Called BOOLEAN;
@@ -86,12 +86,10 @@ BEGIN
   Upper := (GREATEST(Last, (SELECT MAX(SequenceNumber) FROM EventTrap_0), 0) / Size + 1) * Size;
   EXECUTE format('ALTER TABLE EventTrap ATTACH PARTITION EventTrap_0 FOR VALUES FROM (MINVALUE) TO (%s)',
                  CASE WHEN Upper > 2147483647 THEN 'MAXVALUE' ELSE Upper::TEXT END);
-  FOR Ahead IN 1..2 LOOP
-    EXIT WHEN Upper > 2147483647;
+  IF Upper <= 2147483647 THEN
     EXECUTE format('CREATE TABLE EventTrap_%s PARTITION OF EventTrap FOR VALUES FROM (%1$s) TO (%s)', Upper,
                    CASE WHEN Upper + Size > 2147483647 THEN 'MAXVALUE' ELSE (Upper + Size)::TEXT END);
-    Upper := Upper + Size;
-  END LOOP;
+  END IF;
   -- Owner and rights are those of the table that was: whoever runs the receiver makes the next partitions.
   FOR Given IN
     SELECT p.relid AS Made, pg_get_userbyid(c.relowner) AS Owner
