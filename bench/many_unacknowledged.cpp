@@ -81,14 +81,14 @@ int main(int argc, char** argv) {
   auto one = world.Open(traps::WindowKind::Selected, parameters);
   const double window = bench::Milliseconds([&] { one->Reset(); });
   Print("a window on one source", window,
-        read(store::OfSource(store::TrapsLoadStatement(kLater), parameters.Source)));
+        read(store::OfSource(store::TrapsLoadStatement(kLater), parameters.Source, world.Connection.Kind())));
 
   const auto bare = [&](const std::string& statement) {
     store::Transaction transaction(world.Connection);
     return bench::Milliseconds([&] { world.Connection.Execute(statement); });  // not committed
   };
   const std::array<std::string, 1> sources = {kSystem};
-  const double bareSystem = bare(store::AcknowledgeSourceStatement(kSystem, kLater));
+  const double bareSystem = bare(store::AcknowledgeSourceStatement(kSystem, kLater, world.Connection.Kind()));
   Longest held;
   store::Acknowledgement done;
   const double system = bench::Milliseconds(

@@ -44,7 +44,8 @@ class WhileReading {
 
 // What the takers need of it: all of it, or the traps of a few source texts, each by a statement of its own,
 // since not every engine finds several of them by its index.
-std::vector<std::string> StatementsFor(const std::string& statement, StoredTrapsTakers takers) {
+std::vector<std::string> StatementsFor(const std::string& statement, StoredTrapsTakers takers,
+                                       store::Engine engine) {
   std::set<std::string> sources;
   for (const StoredTrapsTaker* taker : takers) {
     const std::optional<std::vector<std::string>> some = taker->OnlySources();
@@ -59,7 +60,7 @@ std::vector<std::string> StatementsFor(const std::string& statement, StoredTraps
   std::vector<std::string> statements;
   try {
     for (const std::string& source : sources) {
-      statements.push_back(store::OfSource(statement, source));
+      statements.push_back(store::OfSource(statement, source, engine));
     }
   } catch (const store::DatabaseError&) {
     return {statement};  // a text that can't stand in one
@@ -123,7 +124,7 @@ void StoredTraps::ReadAll(StoredTrapsTakers takers, LoadOutcome& outcome) {
     return;
   }
   const LoadRange range = RangeOfLoad(bounds_, desk_.State.gLastTrapTime);
-  const std::vector<std::string> statements = StatementsFor(StatementOf(range), takers);
+  const std::vector<std::string> statements = StatementsFor(StatementOf(range), takers, connection_.Kind());
   std::int64_t expected = 0;
   for (const StoredTrapsTaker* taker : takers) {
     expected = std::max(expected, taker->ExpectedTraps());

@@ -347,8 +347,9 @@ std::int64_t CountUnacknowledged(Connection& connection, std::span<const std::st
                                  std::int32_t beforeTime) {
   std::int64_t count = 0;
   for (const std::string& source : sources) {
-    Recordset rows = connection.OpenRecordset(fmt::format(
-        "{} AND Source = {} AND EventTime < {}", CountUnacknowledgedStatement(), Quoted(source), beforeTime));
+    Recordset rows =
+        connection.OpenRecordset(fmt::format("{} AND {} AND EventTime < {}", CountUnacknowledgedStatement(),
+                                             SourceCondition(source, connection.Kind()), beforeTime));
     if (rows.Next()) count += rows.Integer(std::size_t{0});
   }
   return count;
@@ -359,8 +360,11 @@ Acknowledgement AcknowledgeSources(Connection& connection, std::span<const std::
   std::vector<Sweep> sweeps;
   for (const std::string& source : sources) {
     sweeps.emplace_back(
-        connection, fmt::format("Source = {} AND ", Quoted(source)),
-        [&source](std::int32_t time) { return AcknowledgeSourceStatement(source, time); }, beforeTime);
+        connection, SourceCondition(source, connection.Kind()) + " AND ",
+        [&source, engine = connection.Kind()](std::int32_t time) {
+          return AcknowledgeSourceStatement(source, time, engine);
+        },
+        beforeTime);
   }
   Acknowledgement result;
   PortionSize size;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "store/Connection.h"
 #include "store/DatabaseError.h"
 #include "store/Tables.h"
 
@@ -24,9 +25,9 @@ std::string AcknowledgeAllStatement(std::int32_t beforeTime) {
                      beforeTime);
 }
 
-std::string AcknowledgeSourceStatement(std::string_view source, std::int32_t beforeTime) {
-  return fmt::format("UPDATE {} SET EventAck = 1 WHERE EventAck = 0 AND Source = {} AND EventTime < {}",
-                     kEventTrap, Quoted(source), beforeTime);
+std::string AcknowledgeSourceStatement(std::string_view source, std::int32_t beforeTime, Engine engine) {
+  return fmt::format("UPDATE {} SET EventAck = 1 WHERE EventAck = 0 AND {} AND EventTime < {}", kEventTrap,
+                     SourceCondition(source, engine), beforeTime);
 }
 
 std::string AcknowledgeTrapStatement(std::int32_t sequenceNumber) {
@@ -65,9 +66,14 @@ std::string TrapsLoadStatement(std::int32_t upperBound, std::int32_t lowerBound)
                      kEventTrap, upperBound, lowerBound, kTrapOrder);
 }
 
-std::string OfSource(std::string_view trapsLoadStatement, std::string_view source) {
+std::string OfSource(std::string_view trapsLoadStatement, std::string_view source, Engine engine) {
   trapsLoadStatement.remove_suffix(kTrapOrder.size());
-  return fmt::format("{} AND Source = {}{}", trapsLoadStatement, Quoted(source), kTrapOrder);
+  return fmt::format("{} AND {}{}", trapsLoadStatement, SourceCondition(source, engine), kTrapOrder);
+}
+
+std::string SourceCondition(std::string_view source, Engine engine) {
+  const std::string condition = "Source = " + Quoted(source);
+  return engine == Engine::MariaDb ? condition + " AND Unacknowledged_" + condition : condition;
 }
 
 std::string ReportStatement(std::int32_t fromTime, std::int32_t toTime) {

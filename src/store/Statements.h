@@ -11,12 +11,14 @@
 
 namespace korvane::store {
 
+enum class Engine;
+
 // The text between single quotes, as it is.  Throws the DatabaseError that a broken statement would give
 // when the text holds a single quote or a NUL, so such a value never reaches the database.
 std::string Quoted(std::string_view text);
 
 std::string AcknowledgeAllStatement(std::int32_t beforeTime);
-std::string AcknowledgeSourceStatement(std::string_view source, std::int32_t beforeTime);
+std::string AcknowledgeSourceStatement(std::string_view source, std::int32_t beforeTime, Engine engine);
 std::string AcknowledgeTrapStatement(std::int32_t sequenceNumber);
 
 std::string NewestTimeStatement();           // field "MaxTicks"; NULL on an empty table
@@ -30,7 +32,11 @@ std::string SystemsLoadStatement(std::int32_t upperBound, std::int32_t lowerBoun
 std::string TrapsLoadStatement(std::int32_t upperBound);
 std::string TrapsLoadStatement(std::int32_t upperBound, std::int32_t lowerBound);
 // One of these, narrowed to the traps of a source text.
-std::string OfSource(std::string_view trapsLoadStatement, std::string_view source);
+std::string OfSource(std::string_view trapsLoadStatement, std::string_view source, Engine engine);
+
+// Which traps have this source text; for a WHERE that asks for unacknowledged ones.  MariaDB has no index of
+// some of the rows: there it names a second column, which is empty where a trap is acknowledged.
+std::string SourceCondition(std::string_view source, Engine engine);
 
 // Both bounds inclusive, acknowledged or not.
 std::string ReportStatement(std::int32_t fromTime, std::int32_t toTime);

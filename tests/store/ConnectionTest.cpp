@@ -105,7 +105,7 @@ TEST_P(ConnectionTest, AnUncommittedCategoryChangeStopsNeitherReceiverNorConsole
   EXPECT_FALSE(categories.OpenRecordset(kCategoryGroupMaster).Next());
   categories.Execute("INSERT INTO Category_Group_Master (Category_Name) VALUES ('open')");
   Made->AddTrap({.EventTime = 20, .Source = "router"});
-  EXPECT_EQ(Db.Execute(AcknowledgeSourceStatement("router", 30)), 1);
+  EXPECT_EQ(Db.Execute(AcknowledgeSourceStatement("router", 30, GetParam())), 1);
   EXPECT_FALSE(Db.OpenRecordset(kCategoryGroupMaster).Next());
   change.Commit();
   EXPECT_TRUE(Db.OpenRecordset(kCategoryGroupMaster).Next());
@@ -225,9 +225,9 @@ TEST_P(ConnectionTest, StatementsReadAndAcknowledgeExactlyTheirRowsInOrder) {
   };
   EXPECT_EQ(Quoted("\\\"%_;--"), "'\\\"%_;--'");
   EXPECT_THROW(Quoted("a\0b"s), DatabaseError);
-  EXPECT_THROW(AcknowledgeSourceStatement("al'pha", 999), DatabaseError);
+  EXPECT_THROW(AcknowledgeSourceStatement("al'pha", 999, GetParam()), DatabaseError);
   // Exactly this text (no letter case or trailing blank ignored), strictly below the bound.
-  EXPECT_EQ(acknowledge(AcknowledgeSourceStatement("alpha", 300)), "1: 6");
+  EXPECT_EQ(acknowledge(AcknowledgeSourceStatement("alpha", 300, GetParam())), "1: 6");
   EXPECT_EQ(acknowledge(AcknowledgeAllStatement(300)), "2: 14");
   EXPECT_EQ(acknowledge(AcknowledgeTrapStatement(1)), "1: 15");
   EXPECT_EQ(acknowledge(AcknowledgeTrapStatement(1)), "1: 15");  // a row that was found counts
