@@ -72,8 +72,9 @@ std::string OfSource(std::string_view trapsLoadStatement, std::string_view sourc
 }
 
 std::string SourceCondition(std::string_view source, Engine engine) {
-  const std::string condition = "Source = " + Quoted(source);
-  return engine == Engine::MariaDb ? condition + " AND Unacknowledged_" + condition : condition;
+  const std::string text = Quoted(source);
+  return engine == Engine::MariaDb ? fmt::format("Source = {0} AND Unacknowledged_Source = {0}", text)
+                                   : "Source = " + text;
 }
 
 std::string ReportStatement(std::int32_t fromTime, std::int32_t toTime) {

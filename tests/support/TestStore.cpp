@@ -11,6 +11,7 @@
 
 #include "store/BatchInsert.h"
 #include "store/Tables.h"
+#include "store/TrapPartitions.h"
 #include "support/TempFolder.h"
 
 #ifdef __SANITIZE_ADDRESS__
@@ -155,7 +156,7 @@ std::int32_t TestStore::AddTrap(const StoredTrap& trap) {
 
 // The receiver makes the partitions of the numbers that it is given; these are chosen by a test.
 void TestStore::MakePartitionOf(std::int32_t number) {
-  constexpr std::int64_t kNumbers = 50'000'000;
+  constexpr std::int64_t kNumbers = store::kNumbersOfPartition;
   const std::int64_t from = number / kNumbers * kNumbers;
   if (Db().Kind() != store::Engine::PostgreSql || number < 2 * kNumbers) return;
   Execute(fmt::format(
